@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+// Sizes that cannot wrap. A size that is computed from numbers of a file or a packet goes through
+// these before it reaches an allocation.
+#pragma once
+
+#include <concepts>
+#include <cstddef>
+#include <optional>
+#include <utility>
+
+namespace base {
+
+/// The product of the factors as a size, or nothing when a factor is negative or the product does
+/// not fit a `size_t`.
+template <std::integral... Factors>
+[[nodiscard]] constexpr std::optional<std::size_t> checkedProduct(Factors... factors) {
+    std::size_t product = 1;
+    bool fits = true;
+    const auto multiply = [&](auto factor) {
+        std::size_t next = 0;
+        fits = fits && std::in_range<std::size_t>(factor) &&
+               !__builtin_mul_overflow(product, static_cast<std::size_t>(factor), &next);
+        product = next;
+    };
+    (multiply(factors), ...);
+    return fits ? std::optional(product) : std::nullopt;
+}
+
+/// The sum of two sizes, or nothing when it does not fit.
+[[nodiscard]] constexpr std::optional<std::size_t> checkedSum(std::size_t a, std::size_t b) {
+    std::size_t sum = 0;
+    return __builtin_add_overflow(a, b, &sum) ? std::nullopt : std::optional(sum);
+}
+
+} // namespace base

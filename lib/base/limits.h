@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+// Every limit of the project that more than one module uses, once, with its reason.
+#pragma once
+
+#include <cstddef>
+
+namespace base {
+
+/// Largest width or height of a picture: both file formats store them as signed 16-bit numbers.
+inline constexpr int kMaxPictureSide = 32767;
+
+/// Most matte channels of a TAG file that can be offered to a host: a format reply carries the
+/// channel count, two depths and one long per channel in the 256 longs of a packet.
+inline constexpr int kMaxTagChannels = 253;
+
+/// Longest path, with its terminating zero, that a driver keeps (`TDR_Driver::fileName`).
+inline constexpr std::size_t kPathCapacity = 1024;
+
+} // namespace base
