@@ -1,0 +1,221 @@
+// SPDX-License-Identifier: MIT
+// The driver framework: everything a driver for one kind of image file needs, but the file format.
+//
+// A driver is a process that a host application starts and drives over a link. To write one, derive
+// from TDR_Driver, fill in the identity members in your constructor, override the operations that
+// your format supports, and supply the factory `createDriver`; link with `tdr_driver`, which brings
+// `main`. app/drivers/null is a complete example.
+//
+// What the framework promises to an operation:
+//  - one request at a time, from one thread; the reply is sent from the operation's result;
+//  - counts of the request have been checked where the protocol checks them, strings are terminated;
+//  - a get or put operation is given an attached shared block, which stays attached until it returns.
+// What it does not promise: an order of requests, a sensible `size`, `line` or `cell`. Compare what
+// you are going to touch with `blockBytes`, the real size of the block, before you touch it.
+//
+// Every operation returns -1 for failure (the host gets the error reply) and anything else for
+// success. Diagnostics go to the standard error stream; the host never sees them.
+#pragma once
+
+#include "IPC_LinkIrix.h"
+#include "base/limits.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+/// One pixel format that a driver offers; the protocol's format record, 35 words. The base class
+/// sends the values without looking at them.
+struct TDR_PixelFormat {
+    std::int32_t channelCount; ///< entries of `channels` in use, 0 to 32
+    std::int32_t depth1;       ///< first depth value (bits)
+    std::int32_t depth2;       ///< second depth value (bits)
+    std::int32_t channels[32]; ///< channel codes
+};
+
+class TDR_Driver {
+  public:
+    /// Makes the driver's state and, when `port` is not 0, the link to the host that listens there.
+    /// Afterwards `status` is 0, or 1 when the link could not be made.
+    explicit TDR_Driver(int port);
+    virtual ~TDR_Driver();
+    TDR_Driver(const TDR_Driver&) = delete;
+    TDR_Driver& operator=(const TDR_Driver&) = delete;
+
+    // --- The event loop --------------------------------------------------------------------------
+
+    /// Handles one event. A driver that waits on more than the link overrides it.
+    virtual int handleEvent();
+    /// Waits for one packet and hands it to the handler of its message class. Returns what the
+    /// link's receive returned.
+    virtual int waitForIPCMessage();
+
+    virtual int doInfoMessage();
+    virtual int doStatusMessage();
+    virtual int doEventNotification();
+    virtual int doInitMessage();
+    virtual int doActionMessage();
+    virtual int doDataMessage();
+    virtual int doMiscMessage();
+
+    // --- Queries: each sends one reply packet and returns what the link's transmit returned ------
+
+    virtual int sendAccessModes();
+    virtual int sendWriteDirection();
+    virtual int sendVendorName();
+    virtual int sendFormatName();
+    virtual int sendFormatCount();
+    virtual int sendCurrentFormat();
+    /// Sends format record `i`, or a reply without longs when there is no such record.
+    virtual int sendIthFormat(int i);
+    virtual int sendBounds();
+    virtual int sendTiling();
+    virtual int sendStampBounds();
+    virtual int sendCurrentCell();
+    virtual int sendStartCell();
+    virtual int sendEndCell();
+    virtual int sendDefaultPreReadCommand();
+    virtual int sendDefaultPostWriteCommand();
+    virtual int sendFileNamingConvention();
+    /// Any other query: answers with an error.
+    virtual int otherClass0Response();
+
+    // --- Events ----------------------------------------------------------------------------------
+
+    /// The host goes or has gone: ends the loop after this event.
+    virtual void parentDied();
+    /// Any other event: answers with an error.
+    virtual int otherClass2Response();
+
+    /// Whether the driver can work on this machine; non-zero means yes. The base class says no.
+    virtual int devicePredicate();
+
+    // --- Actions ---------------------------------------------------------------------------------
+    // `block` is the host's shared block and `size` what the request says of its size in bytes; see
+    // `blockBytes` for its real size. Lines count from the bottom of the picture.
+
+    virtual int setPixelFormat(int index);
+    /// Bounds are x, y, width, height, in pixels.
+    virtual int setBounds(long x, long y, long width, long height);
+    virtual int setTiling(long width, long height);
+    virtual int setCurrentCell(long cell);
+    virtual int setStampBounds(long width, long height);
+    virtual int getStamp(char* block, int size, long cell);
+    virtual int putStamp(char* block, int size, long cell);
+    /// The whole picture, all lines one behind the other, bottom line first.
+    virtual int getCache(char* block, int size, long cell);
+    virtual int putCache(char* block, int size, long cell);
+    virtual int getLine(char* block, int size, long cell, long line);
+    virtual int putLine(char* block, int size, long cell, long line);
+    virtual int getTile();
+    virtual int putTile();
+    virtual int setStartCell(long cell);
+    virtual int setEndCell(long cell);
+    /// Opens the file `name` (also in `fileName`): mode 0 for reading, any other for writing.
+    virtual int connectToFile(char* name, int mode);
+    /// Closes the file. Returns 1 when the post-write command is due, -1 when the file is broken.
+    virtual int disconnectFromFile();
+    virtual int setPreReadCommand(const char* command);
+    virtual int setPostWriteCommand(const char* command);
+    /// Any other action; -1 in the base class.
+    virtual int otherClass4Response();
+
+    /// Run the outside commands that the host has set. 0 when the command ran, whatever its exit
+    /// status, or when none is set; -1 when it could not be run.
+    virtual int executePreReadCommand();
+    virtual int executePostWriteCommand();
+
+    // --- Services --------------------------------------------------------------------------------
+
+    /// Answer a request: done, or failed. Return what the link's transmit returned.
+    int sendOK();
+    int sendError();
+
+    /// Non-zero when the driver is not usable: the link to the host could not be made.
+    std::int32_t status;
+
+  protected:
+    using CommandText = std::unique_ptr<char[]>;
+
+    /// Sets every member to its default. Called by the constructor; a derived class sets up its own
+    /// state in its own constructor, after this.
+    void initialize();
+
+    /// Lets go of everything in the order of the shut-down: the link, then the file (with its
+    /// post-write command), then the commands. The destructor calls it, but virtual calls no longer
+    /// reach a derived class there: a driver that keeps a file open calls it in its own destructor.
+    void cleanup();
+
+    /// Splits `path` into `directory` and `baseName`, buffers of the caller with room for
+    /// base::kPathCapacity bytes each, and tests whether the file can be opened. Returns 0 or -1;
+    /// errno tells why.
+    int checkFilePermissions(const char* path, int forWriting, char* directory, char* baseName);
+
+    /// Replace a command by a copy of `text`; an empty text removes it. The default commands are
+    /// only reported to the host.
+    void set_pre_read_cmd(const char* text);
+    void set_post_write_cmd(const char* text);
+    void set_default_pre_read_cmd(const char* text);
+    void set_default_post_write_cmd(const char* text);
+
+    /// Starts a reply of class 1 in `data`, and sends `data`: for drivers that build a reply of
+    /// their own. `sendReply` returns what the link's transmit returned, -1 without a link.
+    void beginReply(short code);
+    int sendReply();
+
+    const char* me;              ///< driver's name, in front of every diagnostic
+    const char* version;         ///< revision text, never sent
+    const char* vendorName;      ///< static text, as are the names below
+    const char* formatName;
+    const char* namingPrefix;    ///< file naming: base name
+    const char* namingExtension; ///< file naming: extension, with its dot
+    std::int32_t namingFlag;     ///< file naming: number
+    const char* namingTemplate;  ///< file naming: template
+    std::int16_t ipcProcessType; ///< receiver ids that a packet must carry to be handled
+    std::int32_t ipcProcessId;
+    std::int32_t accessModes;    ///< bit set; ipc::kAccessNoCommands is the only bit used here
+    std::int32_t writeDirection; ///< only reported
+    std::int32_t currentFormat;  ///< index of the selected pixel format, -1 when none was set
+    std::int32_t formatCount;    ///< records in `formats`
+    const TDR_PixelFormat* formats;
+    std::int32_t bounds[4];      ///< x, y, width, height
+    std::int32_t stampBounds[2]; ///< size of the preview image
+    std::int32_t tiling[2];
+    std::int32_t currentCell;    ///< number of the current cell (frame)
+    char fileName[base::kPathCapacity]; ///< path of the connected file, terminated
+    CommandText preReadCommand;
+    CommandText postWriteCommand;
+    CommandText defaultPreReadCommand;
+    CommandText defaultPostWriteCommand;
+    std::int32_t cellChanged; ///< set by setCurrentCell, never cleared
+    std::int32_t startCell;
+    std::int32_t endCell;
+    std::unique_ptr<IPC_LinkIrix> link;
+    IPC_DataPacket data; ///< every packet is received and every reply is built here
+
+    /// Real size in bytes of the block that a get or put operation is given; 0 outside of one. It
+    /// may be larger than the request's size.
+    std::size_t blockBytes;
+
+  private:
+    struct Queries;
+    struct Actions;
+    struct Request;
+    class AttachedBlock;
+
+    int reply(int result);
+    int sendLong(short code, std::int32_t value);
+    int sendLongs(short code, const std::int32_t* values, int count);
+    int sendText(short code, const char* text);
+    void enterCell(std::int32_t cell);
+};
+
+/// Ends the main loop after the current event when it is not 0.
+extern int gExitFlag;
+
+/// Last component of the path that the process was started with.
+extern char gInvocationName[256];
+
+/// Makes the one driver of the process; supplied by each concrete driver. Null means failure; a
+/// driver without a working link says so in its `status`.
+TDR_Driver* createDriver(int port);
