@@ -32,7 +32,9 @@ TDR_Driver::TDR_Driver(int port) {
     }
 }
 
-TDR_Driver::~TDR_Driver() { cleanup(); }
+TDR_Driver::~TDR_Driver() {
+    cleanup();
+}
 
 void TDR_Driver::initialize() {
     status = 0;
@@ -75,7 +77,9 @@ void TDR_Driver::cleanup() {
     defaultPostWriteCommand.reset();
 }
 
-int TDR_Driver::handleEvent() { return waitForIPCMessage(); }
+int TDR_Driver::handleEvent() {
+    return waitForIPCMessage();
+}
 
 int TDR_Driver::waitForIPCMessage() {
     using Handler = int (TDR_Driver::*)();
@@ -116,10 +120,18 @@ int TDR_Driver::waitForIPCMessage() {
     return result;
 }
 
-int TDR_Driver::doStatusMessage() { return 0; }
-int TDR_Driver::doInitMessage() { return 0; }
-int TDR_Driver::doDataMessage() { return 0; }
-int TDR_Driver::doMiscMessage() { return 0; }
+int TDR_Driver::doStatusMessage() {
+    return 0;
+}
+int TDR_Driver::doInitMessage() {
+    return 0;
+}
+int TDR_Driver::doDataMessage() {
+    return 0;
+}
+int TDR_Driver::doMiscMessage() {
+    return 0;
+}
 
 int TDR_Driver::doEventNotification() {
     if (data.numof_cmds < ipc::kCommandWords) {
@@ -133,9 +145,15 @@ int TDR_Driver::doEventNotification() {
     return otherClass2Response();
 }
 
-void TDR_Driver::parentDied() { gExitFlag = 1; }
-int TDR_Driver::otherClass2Response() { return sendError(); }
-int TDR_Driver::devicePredicate() { return 0; }
+void TDR_Driver::parentDied() {
+    gExitFlag = 1;
+}
+int TDR_Driver::otherClass2Response() {
+    return sendError();
+}
+int TDR_Driver::devicePredicate() {
+    return 0;
+}
 
 void TDR_Driver::beginReply(short code) {
     if (link) {
@@ -143,7 +161,9 @@ void TDR_Driver::beginReply(short code) {
     }
 }
 
-int TDR_Driver::sendReply() { return link ? link->transmit(&data, 0) : -1; }
+int TDR_Driver::sendReply() {
+    return link ? link->transmit(&data, 0) : -1;
+}
 
 int TDR_Driver::sendOK() {
     beginReply(ipc::kStatusOk);
@@ -155,4 +175,6 @@ int TDR_Driver::sendError() {
     return sendReply();
 }
 
-int TDR_Driver::reply(int result) { return result == -1 ? sendError() : sendOK(); }
+int TDR_Driver::reply(int result) {
+    return result == -1 ? sendError() : sendOK();
+}

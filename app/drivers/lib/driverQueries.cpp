@@ -14,7 +14,8 @@ struct TDR_Driver::Queries {
         int (*send)(TDR_Driver&);
     };
 
-    template <int (TDR_Driver::*Operation)()> static int call(TDR_Driver& driver) {
+    template <int (TDR_Driver::*Operation)()>
+    static int call(TDR_Driver& driver) {
         return (driver.*Operation)();
     }
 
@@ -25,22 +26,22 @@ struct TDR_Driver::Queries {
     }
 
     static constexpr Row kRows[] = {
-        {ipc::kQueryAccessModes, call<&TDR_Driver::sendAccessModes>},
-        {ipc::kQueryVendorName, call<&TDR_Driver::sendVendorName>},
-        {ipc::kQueryFormatCount, call<&TDR_Driver::sendFormatCount>},
-        {ipc::kQueryCurrentFormat, call<&TDR_Driver::sendCurrentFormat>},
-        {ipc::kQueryIthFormat, callIthFormat},
-        {ipc::kQueryBounds, call<&TDR_Driver::sendBounds>},
-        {ipc::kQueryTiling, call<&TDR_Driver::sendTiling>},
-        {ipc::kQueryStampBounds, call<&TDR_Driver::sendStampBounds>},
-        {ipc::kQueryCurrentCell, call<&TDR_Driver::sendCurrentCell>},
-        {ipc::kQueryFormatName, call<&TDR_Driver::sendFormatName>},
-        {ipc::kQueryStartCell, call<&TDR_Driver::sendStartCell>},
-        {ipc::kQueryEndCell, call<&TDR_Driver::sendEndCell>},
-        {ipc::kQueryDefaultPreReadCommand, call<&TDR_Driver::sendDefaultPreReadCommand>},
+        {ipc::kQueryAccessModes,             call<&TDR_Driver::sendAccessModes>            },
+        {ipc::kQueryVendorName,              call<&TDR_Driver::sendVendorName>             },
+        {ipc::kQueryFormatCount,             call<&TDR_Driver::sendFormatCount>            },
+        {ipc::kQueryCurrentFormat,           call<&TDR_Driver::sendCurrentFormat>          },
+        {ipc::kQueryIthFormat,               callIthFormat                                 },
+        {ipc::kQueryBounds,                  call<&TDR_Driver::sendBounds>                 },
+        {ipc::kQueryTiling,                  call<&TDR_Driver::sendTiling>                 },
+        {ipc::kQueryStampBounds,             call<&TDR_Driver::sendStampBounds>            },
+        {ipc::kQueryCurrentCell,             call<&TDR_Driver::sendCurrentCell>            },
+        {ipc::kQueryFormatName,              call<&TDR_Driver::sendFormatName>             },
+        {ipc::kQueryStartCell,               call<&TDR_Driver::sendStartCell>              },
+        {ipc::kQueryEndCell,                 call<&TDR_Driver::sendEndCell>                },
+        {ipc::kQueryDefaultPreReadCommand,   call<&TDR_Driver::sendDefaultPreReadCommand>  },
         {ipc::kQueryDefaultPostWriteCommand, call<&TDR_Driver::sendDefaultPostWriteCommand>},
-        {ipc::kQueryWriteDirection, call<&TDR_Driver::sendWriteDirection>},
-        {ipc::kQueryFileNamingConvention, call<&TDR_Driver::sendFileNamingConvention>},
+        {ipc::kQueryWriteDirection,          call<&TDR_Driver::sendWriteDirection>         },
+        {ipc::kQueryFileNamingConvention,    call<&TDR_Driver::sendFileNamingConvention>   },
     };
     static_assert(std::ranges::adjacent_find(kRows, std::ranges::greater_equal{}, &Row::code) ==
                   std::end(kRows));
@@ -56,9 +57,12 @@ int TDR_Driver::doInfoMessage() {
     return row == std::end(Queries::kRows) ? otherClass0Response() : row->send(*this);
 }
 
-int TDR_Driver::otherClass0Response() { return sendError(); }
+int TDR_Driver::otherClass0Response() {
+    return sendError();
+}
 
-// --- Replies -----------------------------------------------------------------------------------------
+// --- Replies
+// -----------------------------------------------------------------------------------------
 
 namespace {
 
@@ -68,7 +72,9 @@ constexpr short replyCode(ipc::InfoQuery query) {
 
 } // namespace
 
-int TDR_Driver::sendLong(short code, std::int32_t value) { return sendLongs(code, &value, 1); }
+int TDR_Driver::sendLong(short code, std::int32_t value) {
+    return sendLongs(code, &value, 1);
+}
 
 int TDR_Driver::sendLongs(short code, const std::int32_t* values, int count) {
     beginReply(code);
@@ -103,16 +109,24 @@ int TDR_Driver::sendFormatCount() {
 int TDR_Driver::sendCurrentFormat() {
     return sendLong(replyCode(ipc::kQueryCurrentFormat), currentFormat);
 }
-int TDR_Driver::sendBounds() { return sendLongs(replyCode(ipc::kQueryBounds), bounds, 4); }
-int TDR_Driver::sendTiling() { return sendLongs(replyCode(ipc::kQueryTiling), tiling, 2); }
+int TDR_Driver::sendBounds() {
+    return sendLongs(replyCode(ipc::kQueryBounds), bounds, 4);
+}
+int TDR_Driver::sendTiling() {
+    return sendLongs(replyCode(ipc::kQueryTiling), tiling, 2);
+}
 int TDR_Driver::sendStampBounds() {
     return sendLongs(replyCode(ipc::kQueryStampBounds), stampBounds, 2);
 }
 int TDR_Driver::sendCurrentCell() {
     return sendLong(replyCode(ipc::kQueryCurrentCell), currentCell);
 }
-int TDR_Driver::sendStartCell() { return sendLong(replyCode(ipc::kQueryStartCell), startCell); }
-int TDR_Driver::sendEndCell() { return sendLong(replyCode(ipc::kQueryEndCell), endCell); }
+int TDR_Driver::sendStartCell() {
+    return sendLong(replyCode(ipc::kQueryStartCell), startCell);
+}
+int TDR_Driver::sendEndCell() {
+    return sendLong(replyCode(ipc::kQueryEndCell), endCell);
+}
 
 int TDR_Driver::sendDefaultPreReadCommand() {
     return sendText(replyCode(ipc::kQueryDefaultPreReadCommand),

@@ -8,8 +8,10 @@
 //
 // What the framework promises to an operation:
 //  - one request at a time, from one thread; the reply is sent from the operation's result;
-//  - counts of the request have been checked where the protocol checks them, strings are terminated;
-//  - a get or put operation is given an attached shared block, which stays attached until it returns.
+//  - counts of the request have been checked where the protocol checks them, strings are
+//  terminated;
+//  - a get or put operation is given an attached shared block, which stays attached until it
+//  returns.
 // What it does not promise: an order of requests, a sensible `size`, `line` or `cell`. Compare what
 // you are going to touch with `blockBytes`, the real size of the block, before you touch it.
 //
@@ -17,12 +19,14 @@
 // success. Diagnostics go to the standard error stream; the host never sees them.
 #pragma once
 
-#include "IPC_LinkIrix.h"
+#include "IPC_Link.h"
 #include "base/limits.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+
+class IPC_LinkIrix;
 
 /// One pixel format that a driver offers; the protocol's format record, 35 words. The base class
 /// sends the values without looking at them.
@@ -163,9 +167,9 @@ class TDR_Driver {
     void beginReply(short code);
     int sendReply();
 
-    const char* me;              ///< driver's name, in front of every diagnostic
-    const char* version;         ///< revision text, never sent
-    const char* vendorName;      ///< static text, as are the names below
+    const char* me;         ///< driver's name, in front of every diagnostic
+    const char* version;    ///< revision text, never sent
+    const char* vendorName; ///< static text, as are the names below
     const char* formatName;
     const char* namingPrefix;    ///< file naming: base name
     const char* namingExtension; ///< file naming: extension, with its dot
@@ -181,7 +185,7 @@ class TDR_Driver {
     std::int32_t bounds[4];      ///< x, y, width, height
     std::int32_t stampBounds[2]; ///< size of the preview image
     std::int32_t tiling[2];
-    std::int32_t currentCell;    ///< number of the current cell (frame)
+    std::int32_t currentCell;           ///< number of the current cell (frame)
     char fileName[base::kPathCapacity]; ///< path of the connected file, terminated
     CommandText preReadCommand;
     CommandText postWriteCommand;
