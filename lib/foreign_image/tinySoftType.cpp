@@ -1,1 +1,20 @@
 // SPDX-License-Identifier: MIT
+#include "tinySoftType.h"
+
+#include <cstdarg>
+
+OptionRecord option = {1, stderr};
+
+void optionReset() {
+    option = {1, stderr};
+}
+
+void optionPrint(const char* format, ...) {
+    if (option.level != 1 || option.stream == nullptr) {
+        return;
+    }
+    std::va_list arguments;
+    va_start(arguments, format);
+    std::vfprintf(option.stream, format, arguments);
+    va_end(arguments);
+}

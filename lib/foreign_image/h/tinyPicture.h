@@ -1,0 +1,177 @@
+// SPDX-License-Identifier: MIT
+// PIC pictures: a header, a chain of channel packets that says how the channels are stored, and one
+// encoded record per scanline, top scanline first (docs/picture-format.md).
+//
+// A whole picture is read and written with `pictureReadFile` and `pictureWriteFile`. Line by line:
+// read or write the header, set the record's line pointers, then one call per scanline. Who reads
+// or writes more than a few lines uses a PictureReader or PictureWriter, which keep their buffers
+// and tell damage and failed writes; `pictureReadScanline` and `pictureWriteScanline` are their
+// self-contained forms.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+
+/// The channels of a picture, in the order in which a pixel stores them and in which every array of
+/// four below is indexed.
+enum PictureChannel : std::uint8_t { kRed, kGreen, kBlue, kAlpha };
+inline constexpr int kPictureChannels = 4;
+
+/// The bit of each channel in a packet's mask.
+inline constexpr std::uint8_t kChannelMasks[kPictureChannels] = {0x80, 0x40, 0x20, 0x10};
+inline constexpr std::uint8_t kMaskRgb = 0xE0;
+inline constexpr std::uint8_t kMaskAlpha = 0x10;
+inline constexpr std::uint8_t kMaskRgba = 0xF0;
+
+/// The encodings: the low four bits of a packet's type.
+enum PictureEncoding : std::uint8_t { kEncodingRaw = 0, kEncodingPure = 1, kEncodingMixed = 2 };
+
+/// A picture, or only the header of one that is read or written line by line.
+struct Picture {
+    std::int16_t width;  ///< pixels per scanline, 1 to 32767
+    std::int16_t height; ///< number of scanlines, 1 to 32767
+    float ratio;         ///< pixel aspect ratio
+    std::int16_t fields; ///< field code; 3 is a full frame
+    /// Whole channels, `width` x `height` bytes each, top row first; null when there is none.
+    /// Owned by the record (malloc).
+    std::uint8_t* planes[kPictureChannels];
+    std::uint32_t reserved[4];
+    /// Where the next scanline of each channel is read from or stored to: `width` bytes each, owned
+    /// by the caller, advanced by `width` after each scanline. A channel whose pointer is null is
+    /// skipped when reading and written as zeros.
+    std::uint8_t* linePointers[kPictureChannels];
+    std::uint32_t reservedToo[4];
+};
+
+/// One packet of the chain: a group of channels that are stored together.
+struct ChannelPacket {
+    std::uint8_t size;     ///< bits per channel: 8
+    std::uint8_t type;     ///< low four bits: PictureEncoding
+    std::uint8_t channels; ///< mask of kChannelMasks
+    ChannelPacket* next;   ///< following packet, null at the end
+};
+
+/// A new zeroed record with ratio 1.0, or null when memory ran out.
+[[nodiscard]] Picture* pictureAllocate();
+
+/// Frees the planes and the record. Always 1. The caller's pointer is *not* set to null. Accepts a
+/// pointer that is null.
+int pictureDispose(Picture** record);
+
+struct PictureDisposer {
+    void operator()(Picture* record) const noexcept { pictureDispose(&record); }
+};
+
+/// A new zeroed packet without a successor, or null when memory ran out. Pass to
+/// `channelPacketDispose` as (part of) a chain.
+[[nodiscard]] ChannelPacket* channelPacketAllocate();
+
+/// Frees every packet of the chain and sets the pointer to null. Accepts null.
+void channelPacketDispose(ChannelPacket** chain);
+
+struct ChannelPacketDisposer {
+    void operator()(ChannelPacket* chain) const noexcept { channelPacketDispose(&chain); }
+};
+
+/// Creates the file `name` (".pic" is appended unless it ends so) and writes header and packets.
+/// An empty chain is replaced by the default one, which the caller then owns: red, green and blue
+/// mixed run-length, and a second packet for alpha when the record has an alpha plane.
+/// Returns the stream, which the caller closes, positioned at the first scanline; or null when the
+/// file could not be opened (errno says why) or the size is outside 1 to 32767 (a message says so,
+/// no file is touched, errno is EINVAL). A failed write shows in `ferror` or at close.
+[[nodiscard]] std::FILE* pictureWriteFileHeader(const char* name, const Picture* record,
+                                                ChannelPacket** chain);
+
+/// Opens the file `name` (".pic" is appended unless it ends so), fills width, height, ratio and
+/// fields of the record and stores its packets in `*chain`, which must be null before and which the
+/// caller then owns. Masks and encodings are handed on as they stand: whether they can be served is
+/// for the caller to say.
+/// Returns the stream, which the caller closes, positioned at the first scanline; or null, with
+/// `*chain` null, when the file cannot be opened or is no PIC picture (no message), or when its
+/// size is outside 1 to 32767, when it ends inside header or chain, when the chain has more than
+/// four packets or names a channel twice (each with a message).
+[[nodiscard]] std::FILE* pictureReadFileHeader(const char* name, Picture* record,
+                                               ChannelPacket** chain);
+
+/// Encodes one scanline from the record's line pointers and advances them. Always 1, also when
+/// nothing is written because the chain is null; a failed write shows in `ferror(stream)`.
+int pictureWriteScanline(std::FILE* stream, Picture* record, const ChannelPacket* chain);
+
+/// Decodes one scanline to the record's line pointers and advances them. Leaves the stream exactly
+/// after the scanline without ever seeking back. What a cut or damaged scanline lacks is zero to
+/// the end of the line. Always 1.
+int pictureReadScanline(std::FILE* stream, Picture* record, const ChannelPacket* chain);
+
+/// Largest sum of the planes of a picture that `pictureReadFile` reads: 512 MiB.
+inline constexpr std::size_t kMaxWholePictureBytes = std::size_t{512} << 20;
+
+/// Reads a whole picture and closes the file. Planes exist for the channels that the file names;
+/// their memory is only reserved, and costs something only as far as the file fills it. Line
+/// pointers are null in the result. Returns a record that the caller disposes of, or null when the
+/// header is refused, the planes would exceed kMaxWholePictureBytes (with a message) or memory ran
+/// out. What a cut or damaged file lacks reads as zero, and a message says so.
+[[nodiscard]] Picture* pictureReadFile(const char* name);
+
+/// Writes a whole picture from its planes, with the given chain or, when it is null, the default
+/// one, and closes the file. Always 1, even when the file could not be opened; a failed write
+/// prints a message with the system's reason. Line pointers are null afterwards.
+int pictureWriteFile(const char* name, Picture* record, const ChannelPacket* chain);
+
+// ------------------------------------------------------------------------------- line by line
+
+/// Reads the scanlines of one open picture through a window of its own. While it lives the stream
+/// belongs to it: where the stream stands is of no meaning until `pictureReaderSync`. Position here
+/// is the exact one, between scanlines. Reads what `pictureReadScanline` reads.
+struct PictureReader;
+
+/// A reader that goes on where `stream` stands, or null when memory ran out. The stream stays the
+/// caller's and must outlive the reader.
+[[nodiscard]] PictureReader* pictureReaderAllocate(std::FILE* stream);
+
+/// Releases the reader, not its stream, and sets the pointer to null. Accepts null.
+void pictureReaderDispose(PictureReader** reader);
+
+struct PictureReaderDisposer {
+    void operator()(PictureReader* reader) const noexcept { pictureReaderDispose(&reader); }
+};
+
+/// As `pictureReadScanline`. Returns 1, or 0 when the scanline was cut or damaged; it is zero then
+/// from there to its end.
+int pictureReaderScanline(PictureReader* reader, Picture* record, const ChannelPacket* chain);
+
+/// The file position of the next scanline.
+[[nodiscard]] std::int64_t pictureReaderPosition(const PictureReader* reader);
+
+/// Goes to a file position, which costs nothing inside the window. Returns 1, or 0 when the stream
+/// cannot be placed there; it then reads as a file that has ended.
+int pictureReaderSeek(PictureReader* reader, std::int64_t position);
+
+/// Places the stream itself where the reader stands, for somebody who takes the stream over.
+/// Returns 1, or 0 when the stream cannot seek.
+int pictureReaderSync(PictureReader* reader);
+
+/// Writes the scanlines of one open picture, with one write to the stream per scanline.
+struct PictureWriter;
+
+/// A writer that appends where `stream` stands, or null when memory ran out. The stream stays the
+/// caller's and must outlive the writer.
+[[nodiscard]] PictureWriter* pictureWriterAllocate(std::FILE* stream);
+
+/// Releases the writer, not its stream, and sets the pointer to null. Accepts null.
+void pictureWriterDispose(PictureWriter** writer);
+
+struct PictureWriterDisposer {
+    void operator()(PictureWriter* writer) const noexcept { pictureWriterDispose(&writer); }
+};
+
+/// As `pictureWriteScanline`. Returns 1, or 0 when this or an earlier write failed: nothing is
+/// written any more after a failure, `pictureWriterError` says why. A stream is buffered, so a
+/// failure may show lines later or when the stream is closed: check that too.
+int pictureWriterScanline(PictureWriter* writer, Picture* record, const ChannelPacket* chain);
+
+/// The file position after the last scanline written.
+[[nodiscard]] std::int64_t pictureWriterPosition(const PictureWriter* writer);
+
+/// errno of the first write that failed, 0 when none did.
+[[nodiscard]] int pictureWriterError(const PictureWriter* writer);
