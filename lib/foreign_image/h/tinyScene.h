@@ -1,0 +1,150 @@
+// SPDX-License-Identifier: MIT
+// Scenes: the scene file (".scn") as a record, read and written as ASCII text.
+#pragma once
+
+#include "tinyCamera.h"
+#include "tinyLight.h"
+#include "tinyModel.h"
+#include "tinyOpaque.h"
+
+#include <cstdint>
+
+/// `ScenePicture::format`: the index of the format's word.
+enum ScenePictureFormat : std::int16_t {
+    kPicture35mm137,
+    kPicture35mm166,
+    kPicture35mm185,
+    kPicture70mmPanavision,
+    kPicture70mmImax,
+    kPicture70mmOmnimax,
+    kPictureNtsc,
+    kPicturePal,
+    kPictureHdtv,
+    kPictureSlide35mm,
+    kPicture6cm6cm,
+    kPicture6cm9cm,
+    kPicture4in5in,
+    kPictureCustomAspect, ///< `aspect` counts
+    kPictureCustomSize,   ///< `width` and `height` count
+    kPictureFormatCount
+};
+
+/// The picture format of the rendering settings.
+struct ScenePicture {
+    std::int16_t set;    ///< non-zero: the file gives a picture block
+    std::int16_t format; ///< a `ScenePictureFormat`
+    float aspect;
+    float width;
+    float height;
+};
+
+/// Index of each value and curve of `SceneRendering::fade` and `SceneRendering::fadeCurves`.
+enum SceneFade : std::uint8_t {
+    kFadeStart,
+    kFadeEnd,
+    kFadeRed,
+    kFadeGreen,
+    kFadeBlue,
+    kFadeTransparency,
+    kFadeCount
+};
+
+/// The rendering settings of a scene.
+struct SceneRendering {
+    std::int16_t type;     ///< 0 wire frame, 1 hidden line, 2 rendering, 3 hardware
+    std::int32_t frame[3]; ///< first frame, last frame, step
+    std::int16_t frameBuffer;
+    char* outputFile;           ///< owned; may be null
+    std::int32_t resolution[2]; ///< width, height in pixels
+    ScenePicture picture;
+    float pixelRatio;
+    std::int16_t filter; ///< also the first integer of "ANTIALIAS"
+    std::int32_t maxRayDepth;
+    std::int32_t maxTriaDepth;
+    std::int32_t maxTreeDepth;
+    char* preRendering;  ///< command before rendering, owned; may be null
+    char* postRendering; ///< command after rendering, owned; may be null
+    std::int16_t timeStatistics;
+    std::int16_t memoryStatistics;
+    std::int16_t treeStatistics;
+    std::int16_t lineStatistics;
+    std::int16_t antialias;      ///< 0 none, 1 fixed, 2 adaptive
+    std::int32_t antialiasLevel; ///< second integer of "ANTIALIAS"
+    float antialiasThreshold;
+    std::int16_t backCulling;
+    std::int16_t fadeActive;
+    float fade[kFadeCount];
+    Fcurve* fadeCurves[kFadeCount]; ///< owned; null where the value is not animated
+    float ambience[3];              ///< red, green, blue
+    std::int32_t motionBlur;
+    float shutterSpeed;
+    float minMovement;
+    std::int16_t onField;
+    std::int32_t firstField;
+};
+
+/// Index of each path of `Scene::paths`, in the order of the file.
+enum ScenePath : std::uint8_t {
+    kObjectPath,
+    kTexturePath,
+    kPicturePath,
+    kMaterialLibrary,
+    kTextureLibrary,
+    kPaletteLibrary,
+    kScenePathCount
+};
+
+/// One model tree of a scene, an element of the scene's list.
+struct SceneHierarchy {
+    Model* root; ///< owned
+    SceneHierarchy* next;
+};
+
+/// One spline of a scene, an element of the scene's list.
+struct SceneSpline {
+    Spline* spline; ///< owned
+    SceneSpline* next;
+};
+
+/// A scene; owns everything it points to. The last frame number and the fourth are written in the
+/// other order than they stand here.
+struct Scene {
+    char* name;                   ///< file name without ".scn", set before reading and writing
+    char* paths[kScenePathCount]; ///< search paths; null where not set
+    std::int16_t frameStart;      ///< first frame
+    std::int16_t frameEnd;        ///< last frame
+    std::int16_t frameFourth;     ///< the fourth number of the "FRAME" line
+    std::int16_t pause;
+    std::int16_t rate;       ///< frames per second, cut to a whole number
+    std::int16_t frameThird; ///< the third number of the "FRAME" line
+    Camera camera;
+    Light* lights;               ///< in file order
+    SceneHierarchy* hierarchies; ///< in file order
+    SceneSpline* splines;        ///< in file order
+    Opaque* wave;                ///< wave data, kept as text; null when there is none
+    SceneRendering rendering;
+};
+
+/// A new scene: frames 1 to 100, third and fourth frame number 1, pause 0, rate 30; a camera as
+/// from `cameraInitialize`; rendering settings zero but for the pixel ratio 1 and the resolution
+/// 720 x 486; no name, no paths, empty lists. Null when memory is exhausted.
+[[nodiscard]] Scene* sceneAllocate();
+
+/// Frees the scene and everything it owns and sets `*scene` to null. Accepts null.
+void sceneDispose(Scene** scene);
+
+/// Appends a light, a tree or a spline to the scene's list; the scene owns it then. Returns 1, or
+/// 0 when an argument is null or memory is exhausted (the caller keeps it then).
+int sceneAppendLight(Scene* scene, Light* light);
+int sceneAppendHierarchy(Scene* scene, Model* root);
+int sceneAppendSpline(Scene* scene, Spline* spline);
+
+/// Writes the scene to the file of its name plus ".scn"; `headerText` (null counts as empty) and
+/// `version` make the header line. Says so on the message stream. Returns 1, or 0 when the scene
+/// or its name is missing, or when the file cannot be opened or written.
+int sceneWriteAsciiAnimation(const char* headerText, float version, const Scene* scene);
+
+/// Reads the file of the scene's name plus ".scn" into the scene: values read replace those held,
+/// lights, trees and splines join the lists. Says so on the message stream. Returns 1, or 0 when
+/// the scene or its name is missing, the file cannot be opened, or it is no scene file.
+int sceneReadAsciiAnimation(Scene* scene);
