@@ -1,0 +1,185 @@
+// SPDX-License-Identifier: MIT
+// The text primitives that every reader and writer of animation text is built on: tokens, numbers,
+// quoted strings, indentation, vectors, animated scalars, triples and positions.
+//
+// The look-ahead convention. When a reader returns, `animToken` holds the first token that it did
+// not consume, and its caller looks at that one before it reads another. Readers of quoted strings
+// and of vectors read no look-ahead; those of single values (`in_anim...`) neither.
+//
+// Readers return 1, or 0 at end of file. The state below is one for the process and unguarded: one
+// thread at a time reads or writes animation text.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+
+struct Fcurve;
+struct Spline;
+
+// --------------------------------------------------------------------------------------- tokens
+
+/// Room for a token with its terminating zero. What does not fit is consumed and dropped.
+inline constexpr std::size_t kAnimTokenSize = 240;
+
+/// The last token read, zero-terminated; empty after end of file.
+extern char animTokenLine[kAnimTokenSize];
+
+/// Always points at `animTokenLine`.
+extern char* const animToken;
+
+/// Results of `in_animSValue_na` and `in_animFValue_na`.
+extern std::int16_t animSValue;
+extern float animFValue;
+
+/// Version of the file being read; `RELEASE_NUMBER` until a scene's header says otherwise.
+extern float animFileVersion;
+
+/// Reads the next token into `animTokenLine`: characters up to a blank, a tab or a newline, which
+/// is consumed. Nothing else separates tokens. 1, or 0 (and an empty token) at end of file.
+int in_animToken(std::FILE* stream);
+
+/// Read a token and convert it as `atoi` and `atof` do, whatever the locale: what is no number
+/// gives 0, words such as "INF" or "NAN" included; what is too large for a float gives the largest
+/// one. The 16-bit forms keep the low 16 bits. At end of file nothing is stored and 0 returned.
+int in_animSValue(std::FILE* stream, std::int16_t* value);
+int in_animSValue_na(std::FILE* stream);
+int in_animFValue(std::FILE* stream, float* value);
+int in_animFValue_na(std::FILE* stream);
+int in_animLValue(std::FILE* stream, std::int32_t* value);
+
+/// Reads a string in single quotes, which may hold blanks and line ends. Its first character counts
+/// as the opening quote whatever it is; at most 237 characters are kept and the rest consumed.
+/// Returns a string that the caller frees with `free`; or null for an empty one, at end of file, or
+/// when memory ran out. `animTokenLine` is empty only at end of file.
+[[nodiscard]] char* stringReadAsciiAnimation(std::FILE* stream);
+
+// ---------------------------------------------------------------------------------- indentation
+
+/// Depth of nesting of what is being written, and the text that begins a line there: a newline and
+/// three blanks a level. The string is null until `incIndent` is called for the first time; writers
+/// begin a line with `animWriteNewLine`, which serves then too.
+extern std::int32_t animIndentLength;
+extern char* animIndentString;
+
+/// Sets the depth.
+void setIndentLength(std::int32_t depth);
+
+/// Changes the depth by `delta` levels (not below 0, not above 1000) and rebuilds the string.
+void incIndent(std::int32_t delta);
+
+/// Begins a line: writes `animIndentString`, or a lone newline when there is none yet.
+void animWriteNewLine(std::FILE* stream);
+
+// -------------------------------------------------------------------------------------- vectors
+
+/// A point or direction.
+struct Vector {
+    float x, y, z;
+};
+
+/// A homogeneous point.
+struct HVector {
+    float x, y, z, w;
+};
+
+/// Write the vector on a line of its own, one level deeper. 1, or 0 (nothing written) for null.
+int vectorWriteAsciiAnimation(std::FILE* stream, const Vector* vector);
+int hvectorWriteAsciiAnimation(std::FILE* stream, const HVector* vector);
+
+/// Read three or four numbers. 1; 0 when `vector` is null, though the numbers have been consumed
+/// then too; 0 at end of file, where the numbers that are missing are stored as 0.
+int vectorReadAsciiAnimation(std::FILE* stream, Vector* vector);
+int hvectorReadAsciiAnimation(std::FILE* stream, HVector* vector);
+
+// ----------------------------------------------------------------------- animatable numbers
+
+/// Writes the curve, or, when it is null, the number. Always 1.
+int valueWriteAsciiAnimation(std::FILE* stream, float value, const Fcurve* curve);
+
+/// Reads a number into `*value` (which may be null) or a curve into `*curve` (see
+/// `fcurveReadAsciiAnimation`; `curve` may be null). With `readFirst` other than 0 it reads the
+/// first token itself, else the current token is the first. Leaves the look-ahead. 1, or 0 at end
+/// of file before the number or inside the curve.
+int valueReadAsciiAnimation(std::FILE* stream, float* value, Fcurve** curve, int readFirst);
+
+/// Writes three curves or three numbers; the first curve decides which. Always 1.
+int value3WriteAsciiAnimation(std::FILE* stream, float x, float y, float z, const Fcurve* xCurve,
+                              const Fcurve* yCurve, const Fcurve* zCurve);
+
+/// Reads three numbers or three curves; each pointer may be null. Always reads the first token
+/// itself and leaves the look-ahead. 0 at end of file before the first token, or when none of the
+/// three curves could be read; else 1.
+int value3ReadAsciiAnimation(std::FILE* stream, float* x, float* y, float* z, Fcurve** xCurve,
+                             Fcurve** yCurve, Fcurve** zCurve);
+
+// --------------------------------------------------------------------------- animated positions
+
+/// What an animated position holds beside its curves, which stand in the curve array of the camera
+/// or light that has the position.
+struct AnimatedPosition {
+    Vector fixed;                ///< the static place
+    Spline* path;                ///< path that is followed; owned, may be null
+    char* constraintName;        ///< object that it is tied to; owned (malloc), may be null
+    std::int16_t constraintType; ///< kind of that tie
+    char* pathModelName;         ///< model whose spline is followed; owned (malloc), may be null
+};
+
+/// Frees what the record owns and zeroes it; the record itself stays the caller's. Accepts null.
+void positionClear(AnimatedPosition* position);
+
+/// Writes one animated position in the first form that applies: "CONSTRAINT" with a constraint
+/// name, "PATH_MODEL" with a path-model name, "PATH" with a path, "EXPLICIT" with an x curve, else
+/// "STATIC" with the vector. Any pointer may be null. Always 1.
+int positionWriteAsciiAnimation(std::FILE* stream, const Vector* fixed, const Fcurve* timing,
+                                const Spline* path, const char* constraintName,
+                                std::int16_t constraintType, const Fcurve* xCurve,
+                                const Fcurve* yCurve, const Fcurve* zCurve,
+                                const char* pathModelName);
+
+/// Reads one animated position. Reads its first token itself and leaves the look-ahead. Any place
+/// may be null: what belongs there is then read and dropped; what stands in a place that is read
+/// anew is freed first. 0 at end of file before the first token, else 1, also for an unknown form,
+/// which is reported and skipped.
+int positionReadAsciiAnimation(std::FILE* stream, Vector* fixed, Fcurve** timing, Spline** path,
+                               char** constraintName, std::int16_t* constraintType, Fcurve** xCurve,
+                               Fcurve** yCurve, Fcurve** zCurve, char** pathModelName);
+
+// ------------------------------------------------------------------------------------- notices
+//
+// A reader's result says little: unknown words are skipped, long ones cut. Who wants to know (a
+// checking tool) sets an observer and is told of each as it happens. There is none by default.
+
+enum class AnimNoticeKind : std::uint8_t {
+    UnknownWord, ///< a word that nobody expected where it stood; skipped or read as a default
+    Cut,     ///< a token or string longer than its buffer, or more entries than the record holds
+    Missing, ///< fewer entries than the text announced, or end of file inside a block
+};
+
+/// One notice. `word` lives only during the call.
+struct AnimNotice {
+    AnimNoticeKind kind;
+    const char* word;  ///< the word concerned, as far as it was kept; "" when there is none
+    std::int64_t line; ///< line of the file on which the word begins, counted from 1
+};
+
+/// Called for each notice with the pointer given at `animSetObserver`. Must not read or write
+/// animation text.
+using AnimObserver = void (*)(void* context, const AnimNotice& notice);
+
+/// Sets the observer, or none with null. `context` stays the caller's.
+void animSetObserver(AnimObserver observer, void* context);
+
+/// Tells the observer, if there is one, about `word` on the line of the last token.
+void animNotify(AnimNoticeKind kind, const char* word);
+
+/// Line of the file on which the last token or quoted string begins.
+[[nodiscard]] std::int64_t animTokenLineNumber();
+
+/// Says that the next character read stands on line `line`: 1 for a file just opened, 3 after an
+/// ASCII header of two lines.
+void animSetLineNumber(std::int64_t line);
+
+/// Puts token buffer, values, version, indentation, line number and observer back to their
+/// beginnings. For tests, which share a process.
+void animReset();

@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT
+// Numbers and words of text files, for the toolkit's own modules: independent of the locale,
+// without a lock per character, and bounded.
+//
+// Number text follows `atoi`, `atof` and `printf`, except that what is written is always a number
+// that reads back: an infinity is written as the largest float, what is no number as 0.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace text {
+
+// ---------------------------------------------------------------------------- text to number
+
+/// As `atoi`: leading white space, a sign, digits; 0 when there are none. Beyond 64 bits it stays
+/// at the end of the range, then the low 32 bits are kept.
+[[nodiscard]] std::int32_t toInt(std::string_view word);
+
+/// As `atof` narrowed to a float, hexadecimal floats included; "INF", "NAN" and their like are no
+/// numbers and give 0; what is too large gives the largest float of its sign.
+[[nodiscard]] float toFloat(std::string_view word);
+
+// ---------------------------------------------------------------------------- number to text
+
+/// Writes the characters of `characters`.
+void put(std::FILE* stream, std::string_view characters);
+
+/// Writes `word` and a blank: "%s ".
+void putWord(std::FILE* stream, std::string_view word);
+
+/// Writes `name` as "'%s' ", null as "'' ".
+void putQuoted(std::FILE* stream, const char* name);
+
+/// Writes `value` as "%g ".
+void putFloat(std::FILE* stream, float value);
+
+/// Writes `value` as "%d ".
+void putInt(std::FILE* stream, std::int64_t value);
+
+/// `value` as "%*.*f" with the field width `FM` and the precision `FD`.
+[[nodiscard]] std::string fixed(float value);
+
+// ------------------------------------------------- words of the text flavours (".spl", ".hrc")
+
+/// Reads words and numbers of one stream as `fscanf` does with "%s", "%hd" and "%f": white space
+/// is what `isspace` calls so, and the character that ends a word or number stays in the stream.
+/// Keeps nothing back, so that others may read the stream between two calls; counts lines in the
+/// process-wide line number of tinyUtils.h.
+class WordReader {
+  public:
+    explicit WordReader(std::FILE* stream) : stream_(stream) {}
+
+    /// Reads the next word, at most 239 characters of it; the rest is consumed. False at end of
+    /// file.
+    bool next();
+
+    /// The last word read.
+    [[nodiscard]] std::string_view word() const { return {word_, length_}; }
+    [[nodiscard]] const char* c_str() const { return word_; }
+
+    /// Reads a whole number, or a float. False, and `value` unchanged, when what follows is none;
+    /// it then stays in the stream as far as it cannot begin a number.
+    bool number(std::int16_t& value);
+    bool number(float& value);
+
+    /// Reads as many numbers as `values` has, up to the first that is missing; true for all.
+    bool numbers(std::span<float> values);
+
+  private:
+    int skipSpace();
+    bool numberText();
+
+    std::FILE* stream_;
+    std::size_t length_ = 0;
+    char word_[240] = "";
+};
+
+} // namespace text
