@@ -53,9 +53,9 @@ inline constexpr std::int16_t kStatusError = 102; ///< class 1: request refused 
 inline constexpr std::int16_t kInitRequest = 300;   ///< class 3: a child's first packet
 inline constexpr std::int16_t kInitDataReady = 101; ///< class 1 or 3: the parent's answer to it
 
-inline constexpr std::int16_t kEventKill = 201;       ///< class 2: handshake refused
-inline constexpr std::int16_t kEventParentDied = 202; ///< class 2: the parent goes or has gone
-inline constexpr std::int16_t kEventKillAll = 400;    ///< class 2: sent to every socket of a set
+inline constexpr std::int16_t kEventKill = 201;        ///< class 2: handshake refused
+inline constexpr std::int16_t kEventParentDied = 202;  ///< class 2: the parent goes or has gone
+inline constexpr std::int16_t kEventKillAll = 400;     ///< class 2: sent to every socket of a set
 inline constexpr std::int16_t kEventBlockTaken = 1225; ///< class 2: driver has attached the block
 
 inline constexpr std::int16_t kActionKill = 400;        ///< class 4: end, sent on close

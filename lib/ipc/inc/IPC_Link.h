@@ -14,16 +14,32 @@
 /// One message. Fixed capacities; the counts say how much of each field is valid. The fields cross
 /// the wire in this order, big-endian (docs/protocol.md).
 struct IPC_DataPacket {
-    std::int32_t numof_cmds;                     ///< valid entries of `datacmd`; 6 in this system
-    std::int16_t datacmd[ipc::kMaxCommands];     ///< command words, see ipc::CommandWord
-    std::int32_t numof_strings;                  ///< strings in `chardata`
-    std::int32_t numof_chars;                    ///< valid bytes of `chardata`, with their zeros
-    char chardata[ipc::kMaxChars];               ///< string bytes
-    std::int32_t numof_longs;                    ///< valid entries of `longdata`
-    std::int32_t longdata[ipc::kMaxLongs];       ///< integer payload
-    std::int32_t numof_floats;                   ///< valid entries of `floatdata`
-    float floatdata[ipc::kMaxFloats];            ///< float payload
+    std::int32_t numof_cmds;                 ///< valid entries of `datacmd`; 6 in this system
+    std::int16_t datacmd[ipc::kMaxCommands]; ///< command words, see ipc::CommandWord
+    std::int32_t numof_strings;              ///< strings in `chardata`
+    std::int32_t numof_chars;                ///< valid bytes of `chardata`, with their zeros
+    char chardata[ipc::kMaxChars];           ///< string bytes
+    std::int32_t numof_longs;                ///< valid entries of `longdata`
+    std::int32_t longdata[ipc::kMaxLongs];   ///< integer payload
+    std::int32_t numof_floats;               ///< valid entries of `floatdata`
+    float floatdata[ipc::kMaxFloats];        ///< float payload
 };
+
+namespace ipc {
+
+/// The ids of both ends of a packet, as its sender sees them.
+struct Ends {
+    std::int16_t localId = kUnknownId;
+    std::int16_t localSubId = kUnknownId;
+    std::int16_t peerId = kUnknownId;
+    std::int16_t peerSubId = kUnknownId;
+};
+
+/// Fills in the six command words of `p` and sets its other counts to 0. The payload areas and the
+/// further command words keep what they held.
+void fillHeader(IPC_DataPacket& p, Ends ends, short messageClass, short command);
+
+} // namespace ipc
 
 /// How a parent starts its peer's program. Values other than 0 all mean `IPC_EXEC_ALWAYS`.
 enum IPC_EXEC_MODE : std::int32_t {
@@ -109,4 +125,7 @@ class IPC_Link {
   protected:
     /// Sets every field to its initial value and zeroes `packet`.
     void initialize();
+
+  private:
+    bool receiveExpected(short messageClass, short command);
 };

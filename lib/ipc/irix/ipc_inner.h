@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: MIT
+// What the sources of the socket transport share among themselves.
+#pragma once
+
+#include "IPC_Link.h"
+#include "base/uniqueFd.h"
+#include "ipc_peer.h"
+
+namespace ipc {
+
+/// One line on stderr, flushed.
+[[gnu::format(printf, 1, 2)]] void say(const char* format, ...);
+
+/// One line on stderr: `prefix` and the text for `error`.
+void sayError(const char* prefix, int error);
+
+/// A descriptor for the same thing that is none of the three standard ones: 0 stands for other
+/// outcomes where sockets are results, and a child replaces its stderr. None on failure (errno).
+[[nodiscard]] base::UniqueFd aboveStandard(base::UniqueFd fd);
+
+/// Opens a socket that listens on a free port with a backlog of 1.
+[[nodiscard]] PeerFailure openListener(bool allInterfaces, base::UniqueFd& listener,
+                                       unsigned short& port);
+
+/// Takes a connection that waits on `listener`; none on failure (errno).
+[[nodiscard]] base::UniqueFd acceptConnection(int listener);
+
+/// What to do about a peer's first packet: notes its ids in `peer` and answers an init request over
+/// its socket.
+[[nodiscard]] PeerFailure answerInitRequest(const IPC_DataPacket& first, short localId,
+                                            short localSubId, Peer& peer);
+
+/// `read`, repeated while a signal interrupts it.
+[[nodiscard]] long readRetrying(int fd, void* buf, std::size_t n);
+
+} // namespace ipc

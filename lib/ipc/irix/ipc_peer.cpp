@@ -1,0 +1,344 @@
+// SPDX-License-Identifier: MIT
+#include "ipc_peer.h"
+
+#include "ipc_inner.h"
+#include "ipc_socket.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <string>
+#include <sys/pidfd.h>
+#include <sys/socket.h>
+#include <sys/uio.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace ipc {
+namespace {
+
+/// Longest wait between two looks at the peer.
+constexpr int kTryMilliseconds = 100;
+
+/// How long a peer that closed its connection is given to end by itself, for its exit status.
+constexpr int kEndMilliseconds = 200;
+
+constexpr int kExecFailedStatus = -1;
+
+constexpr std::array kDescriptions = {
+    "no failure",
+    "the program is not there or not executable",
+    "the program is being executed already",
+    "the program could not be opened to see whether it is being executed",
+    "no socket could be made",
+    "the socket could not be bound",
+    "the socket's port could not be read",
+    "the socket could not listen",
+    "no pipe could be made",
+    "no process could be made",
+    "the program ended or closed the connection before it was ready",
+    "the program did not get ready in time",
+    "the program's connection could not be taken",
+    "the program's init request could not be read",
+    "the program sent something that is no packet",
+    "the program refused",
+    "the program's first packet was no init request",
+    "the init request could not be answered",
+};
+
+PeerFailure checkProgram(const PeerOptions& options) {
+    // Kept: The program is tested where it stands but looked up along PATH.
+    // One would expect both to mean the same file. A name without a slash must be executable in the
+    // current directory, and what runs is the first of that name along PATH.
+    if (access(options.path.c_str(), X_OK) != 0) {
+        return PeerFailure::NotExecutable;
+    }
+    if (!options.onlyIfNotRunning) {
+        return PeerFailure::None;
+    }
+    const base::UniqueFd program(open(options.path.c_str(), O_RDWR | O_CLOEXEC));
+    if (program.valid()) {
+        return PeerFailure::None;
+    }
+    return errno == ETXTBSY ? PeerFailure::AlreadyRunning : PeerFailure::CannotOpen;
+}
+
+/// A pipe whose ends are closed on exec; none on failure (errno).
+bool openPipe(base::UniqueFd& readEnd, base::UniqueFd& writeEnd) {
+    int ends[2] = {-1, -1};
+    if (pipe2(ends, O_CLOEXEC) != 0) {
+        return false;
+    }
+    readEnd = aboveStandard(base::UniqueFd(ends[0]));
+    writeEnd = aboveStandard(base::UniqueFd(ends[1]));
+    return readEnd.valid() && writeEnd.valid();
+}
+
+/// What a child needs to know, made before the fork: between fork and exec only calls are allowed
+/// that take no lock and no memory.
+struct ChildPlan {
+    std::array<char*, 4> arguments{}; ///< path, option, port, null
+    int stderrFd = -1;                ///< becomes descriptor 2; -1: as it is
+    bool defaultChildSignal = true;
+};
+
+/// The child's side of the fork.
+[[noreturn]] void runProgram(const ChildPlan& plan) {
+    struct sigaction defaultAction {};
+    defaultAction.sa_handler = SIG_DFL;
+    sigaction(SIGPIPE, &defaultAction, nullptr);
+    if (plan.defaultChildSignal) {
+        sigaction(SIGCHLD, &defaultAction, nullptr);
+    }
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    if (plan.stderrFd >= 0) {
+        dup2(plan.stderrFd, STDERR_FILENO);
+    }
+    execvp(plan.arguments[0], plan.arguments.data());
+    const char* const reason = strerrordesc_np(errno);
+    const std::array<const char*, 3> texts = {
+        "doexec: exec failed: ", reason != nullptr ? reason : "?", "\n"};
+    for (const char* text : texts) {
+        (void)!write(STDERR_FILENO, text, std::strlen(text));
+    }
+    _exit(kExecFailedStatus);
+}
+
+/// Forks with all signals blocked, so that no handler of the parent runs in the child.
+pid_t forkProgram(const ChildPlan& plan) {
+    sigset_t all;
+    sigset_t before;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before);
+    const pid_t pid = fork();
+    if (pid == 0) {
+        runProgram(plan);
+    }
+    const int error = errno;
+    pthread_sigmask(SIG_SETMASK, &before, nullptr);
+    errno = error;
+    return pid;
+}
+
+/// Starts the process; its pid and pidfd go into `peer`.
+PeerFailure spawn(const PeerOptions& options, unsigned short port, int stderrFd, Peer& peer) {
+    std::string path = options.path;
+    std::string option = "-ipc_link_port";
+    std::string number = std::to_string(port);
+    const ChildPlan plan{
+        {path.data(), option.data(), number.data(), nullptr},
+        stderrFd, !options.ignoreChildSignal
+    };
+    peer.pid = forkProgram(plan);
+    if (peer.pid < 0) {
+        return PeerFailure::Fork;
+    }
+    peer.pidFd.reset(pidfd_open(peer.pid, 0));
+    if (peer.pidFd.valid()) {
+        return PeerFailure::None;
+    }
+    return errno == ESRCH ? PeerFailure::Died : PeerFailure::Fork;
+}
+
+/// True when the process behind a pidfd has ended, also when nobody has waited for it yet.
+bool hasEnded(int pidFd, int milliseconds = 0) {
+    pollfd watched{pidFd, POLLIN, 0};
+    return poll(&watched, 1, milliseconds) > 0;
+}
+
+bool worthAnotherTry(int error) {
+    return error == EAGAIN || error == EWOULDBLOCK || error == EINTR || error == ECONNABORTED;
+}
+
+/// Waits until the peer connects, ends, or is late. A connection that is there is taken first.
+PeerFailure awaitConnection(int listener, Deadline deadline, Peer& peer) {
+    for (;;) {
+        pollfd watched[] = {
+            {listener,         POLLIN, 0},
+            {peer.pidFd.get(), POLLIN, 0}
+        };
+        const int left = pollTimeout(deadline);
+        (void)poll(watched, std::size(watched),
+                   left < 0 ? kTryMilliseconds : std::min(left, kTryMilliseconds));
+        peer.socket = acceptConnection(listener);
+        if (peer.socket.valid()) {
+            return PeerFailure::None;
+        }
+        if (!worthAnotherTry(errno)) {
+            return PeerFailure::Accept;
+        }
+        if (hasEnded(peer.pidFd.get())) {
+            errno = ESRCH;
+            return PeerFailure::Died;
+        }
+        if (left == 0) {
+            errno = ETIMEDOUT;
+            return PeerFailure::Late;
+        }
+    }
+}
+
+/// Ends the child of a failed start and waits for it, unless the system does. What it said on
+/// stderr stays readable.
+void endPeer(PeerStart& start, bool waitForIt) {
+    Peer& peer = start.peer;
+    if (peer.pid <= 0) {
+        return;
+    }
+    const bool ended = !peer.pidFd.valid() || hasEnded(peer.pidFd.get());
+    if (!ended) {
+        pidfd_send_signal(peer.pidFd.get(), SIGKILL, nullptr, 0);
+    }
+    if (waitForIt) {
+        int status = 0;
+        pid_t got = -1;
+        do {
+            got = waitpid(peer.pid, &status, 0);
+        } while (got < 0 && errno == EINTR);
+        if (got == peer.pid && ended) {
+            start.waitStatus = status;
+        }
+    }
+    peer.socket.reset();
+    peer.pidFd.reset();
+    peer.pid = -1;
+}
+
+/// Everything up to the connection; errno tells more about a failure.
+PeerFailure launch(const PeerOptions& options, Deadline deadline, Peer& peer) {
+    if (const PeerFailure failure = checkProgram(options); failure != PeerFailure::None) {
+        return failure;
+    }
+    if (options.ignoreChildSignal) {
+        std::signal(SIGCHLD, SIG_IGN);
+    }
+    base::UniqueFd listener;
+    unsigned short port = 0;
+    PeerFailure failure = openListener(options.listenOnAllInterfaces, listener, port);
+    if (failure != PeerFailure::None) {
+        return failure;
+    }
+    fcntl(listener.get(), F_SETFL, O_NONBLOCK);
+    base::UniqueFd stderrWriteEnd;
+    if (options.captureStderr && !openPipe(peer.stderrPipe, stderrWriteEnd)) {
+        return PeerFailure::Pipe;
+    }
+    failure = spawn(options, port, stderrWriteEnd.get(), peer);
+    stderrWriteEnd.reset();
+    return failure != PeerFailure::None ? failure : awaitConnection(listener.get(), deadline, peer);
+}
+
+/// Reads the peer's first packet and answers it.
+PeerFailure greet(const PeerOptions& options, Deadline deadline, PeerStart& start) {
+    IPC_DataPacket first;
+    const PacketRead read = receivePacket(start.peer.socket.get(), first, deadline);
+    errno = read.error;
+    switch (read.end) {
+    case ReadEnd::Complete:
+        break;
+    case ReadEnd::Closed:
+        hasEnded(start.peer.pidFd.get(), kEndMilliseconds);
+        return PeerFailure::Died;
+    case ReadEnd::Failed:
+        return PeerFailure::Read;
+    case ReadEnd::TimedOut:
+        return PeerFailure::Late;
+    case ReadEnd::BadCount:
+        return PeerFailure::Garbled;
+    }
+    start.code = first.datacmd[kWordCode];
+    const KeepSigpipe keep;
+    return answerInitRequest(first, options.localId, options.localSubId, start.peer);
+}
+
+PeerStart finish(PeerStart start, PeerFailure failure, bool waitForIt) {
+    start.failure = failure;
+    if (failure != PeerFailure::None) {
+        start.error = errno;
+        endPeer(start, waitForIt);
+    }
+    return start;
+}
+
+} // namespace
+
+const char* describe(PeerFailure failure) {
+    static_assert(kDescriptions.size() == static_cast<std::size_t>(PeerFailure::Reply) + 1);
+    return kDescriptions[static_cast<std::size_t>(failure)];
+}
+
+PeerFailure openListener(bool allInterfaces, base::UniqueFd& listener, unsigned short& port) {
+    listener = aboveStandard(base::UniqueFd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)));
+    if (!listener.valid()) {
+        return PeerFailure::Socket;
+    }
+    no_tcp_delay(listener.get());
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(allInterfaces ? INADDR_ANY : INADDR_LOOPBACK);
+    auto* const generic = reinterpret_cast<sockaddr*>(&address);
+    if (bind(listener.get(), generic, sizeof address) != 0) {
+        return PeerFailure::Bind;
+    }
+    socklen_t size = sizeof address;
+    if (getsockname(listener.get(), generic, &size) != 0) {
+        return PeerFailure::SocketName;
+    }
+    if (listen(listener.get(), 1) != 0) {
+        return PeerFailure::Listen;
+    }
+    port = ntohs(address.sin_port);
+    return PeerFailure::None;
+}
+
+base::UniqueFd acceptConnection(int listener) {
+    base::UniqueFd fd =
+        aboveStandard(base::UniqueFd(accept4(listener, nullptr, nullptr, SOCK_CLOEXEC)));
+    if (fd.valid()) {
+        no_tcp_delay(fd.get());
+    }
+    return fd;
+}
+
+PeerFailure answerInitRequest(const IPC_DataPacket& first, short localId, short localSubId,
+                              Peer& peer) {
+    const short messageClass = first.datacmd[kWordClass];
+    const short code = first.datacmd[kWordCode];
+    if (messageClass == kClassEvent && code == kEventKill) {
+        return PeerFailure::Refused;
+    }
+    peer.peerId = first.datacmd[kWordSenderId];
+    peer.peerSubId = first.datacmd[kWordSenderSubId];
+    if (messageClass != kClassInit || code != kInitRequest) {
+        return PeerFailure::UnknownRequest;
+    }
+    IPC_DataPacket reply{};
+    fillHeader(reply, {localId, localSubId, peer.peerId, peer.peerSubId}, kClassStatus,
+               kInitDataReady);
+    return sendsockdata(peer.socket.get(), &reply) < 0 ? PeerFailure::Reply : PeerFailure::None;
+}
+
+PeerStart launchPeer(const PeerOptions& options) {
+    PeerStart start;
+    const PeerFailure failure = launch(options, deadlineAfter(options.limit), start.peer);
+    return finish(std::move(start), failure, !options.ignoreChildSignal);
+}
+
+PeerStart startPeer(const PeerOptions& options) {
+    const Deadline deadline = deadlineAfter(options.limit);
+    PeerStart start;
+    PeerFailure failure = launch(options, deadline, start.peer);
+    if (failure == PeerFailure::None) {
+        failure = greet(options, deadline, start);
+    }
+    return finish(std::move(start), failure, !options.ignoreChildSignal);
+}
+
+} // namespace ipc

@@ -1,0 +1,226 @@
+// SPDX-License-Identifier: MIT
+// Starting and reaching peers with a word on stderr: the faces of the inner starter.
+#include "ipc_inner.h"
+#include "ipc_peer.h"
+#include "ipc_socket.h"
+
+#include <cerrno>
+#include <unistd.h>
+
+namespace {
+
+using ipc::PeerFailure;
+
+/// What is printed for a failure: the system's reason after a prefix, then a line.
+struct FailureText {
+    PeerFailure failure;
+    const char* prefix; ///< or null
+    const char* line;   ///< or null; %s is the program
+};
+
+constexpr const char* kNoSocket = "doexec: Cannot create socket\n";
+
+constexpr FailureText kFailureTexts[] = {
+    {PeerFailure::NotExecutable, "doexec:",                   nullptr                                 },
+    {PeerFailure::CannotOpen,    nullptr,                     "doexec: General error opening \"%s\"\n"},
+    {PeerFailure::Socket,        "createsocket: socket",      kNoSocket                               },
+    {PeerFailure::Bind,          "createsocket: bind",        kNoSocket                               },
+    {PeerFailure::SocketName,    "createsocket: getsockname", kNoSocket                               },
+    {PeerFailure::Listen,        "createsocket: listen",      kNoSocket                               },
+ // Kept: A failed fork is reported as sproc.
+  // One would expect the call's own name; sproc is what it was called at first.
+    {PeerFailure::Fork,          "doexec: sproc",             nullptr                                 },
+    {PeerFailure::Died,          "doexec: prctl",             nullptr                                 },
+    {PeerFailure::Accept,        nullptr,                     "doexec: Failed to open.\n"             },
+};
+
+void report(PeerFailure failure, int error, const char* path) {
+    for (const FailureText& text : kFailureTexts) {
+        if (text.failure != failure) {
+            continue;
+        }
+        if (text.prefix != nullptr) {
+            ipc::sayError(text.prefix, error);
+        }
+        if (text.line != nullptr) {
+            std::fprintf(stderr, text.line, path);
+        }
+    }
+}
+
+/// Waits for the first packet of a freshly started peer and answers it. `fd` is in `set`.
+int greetStarted(const char* path, short localId, short localSubId, int fd, short* peerId,
+                 short* peerSubId) {
+    fd_set own;
+    FD_ZERO(&own);
+    ipc::addToSet(fd, &own);
+    IPC_DataPacket first{};
+    const int from = waitforprocessresponse(&first, &own, IPC_QUEUE_SOCKETS);
+    if (from < 0) {
+        ipc::say("startsomeprocess: Error waiting for \"%s\".\n", path);
+        return -1;
+    }
+    if (from == 0) {
+        ipc::say("startsomeprocess: Got 0 from waitforprocessresponse()\n");
+    }
+    ipc::Peer peer;
+    peer.socket.reset(fd);
+    const PeerFailure outcome = ipc::answerInitRequest(first, localId, localSubId, peer);
+    (void)peer.socket.release();
+    if (outcome == PeerFailure::Refused) {
+        ipc::say("startsomeprocess: Got kill.\n");
+        return 0;
+    }
+    *peerId = peer.peerId;
+    *peerSubId = peer.peerSubId;
+    if (outcome == PeerFailure::Reply) {
+        ipc::say("startsomeprocess: Error while sending init data.\n");
+        return -1;
+    }
+    if (outcome == PeerFailure::UnknownRequest) {
+        ipc::say("startsomeprocess: Unknown init response (%d) from '%s'.\n",
+                 first.datacmd[ipc::kWordCode], path);
+        return -1;
+    }
+    return fd;
+}
+
+/// Asks the process behind `serverFd` to connect and takes its connection; none on failure.
+base::UniqueFd invite(ipc::Ends ends, int serverFd) {
+    unsigned short port = 0;
+    const base::UniqueFd listener(createsocket(&port));
+    if (!listener.valid()) {
+        ipc::say("connecttoprocess: Cannot create socket\n");
+        return {};
+    }
+    IPC_DataPacket request{};
+    ipc::fillHeader(request, ends, ipc::kClassAction, ipc::kActionConnectBack);
+    request.numof_longs = 1;
+    request.longdata[0] = port;
+    if (sendsockdata(serverFd, &request) < 0) {
+        ipc::say("connecttoprocess: Error sending init data.\n");
+        return {};
+    }
+    base::UniqueFd fd;
+    do {
+        fd = ipc::acceptConnection(listener.get());
+    } while (!fd.valid() && errno == EINTR);
+    if (!fd.valid()) {
+        ipc::say("connecttoprocess: Failed to open gizmo.\n");
+    }
+    return fd;
+}
+
+/// Waits for an init request and answers it over `fd`, which is in `set`.
+int greetInvited(ipc::Ends ends, int fd, fd_set* set) {
+    IPC_DataPacket packet{};
+    if (waitforprocessresponse(&packet, set, IPC_QUEUE_SOCKETS) < 0) {
+        ipc::say("connecttoprocess: Error waiting\n");
+        return -1;
+    }
+    const short code = packet.datacmd[ipc::kWordCode];
+    if (code == ipc::kEventKill) {
+        ipc::say("connecttoprocess: Got kill.\n");
+        return 0;
+    }
+    if (code != ipc::kInitRequest) {
+        ipc::say("connecttoprocess: Unknown init response."
+                 "Received %d instead of IPC_INITDATARDY.\n",
+                 code);
+        return -1;
+    }
+    // Kept: A process that was asked to connect is answered with class 3 and the process id.
+    // One would expect the answer that a started program gets (class 1, no long), and the class of
+    // what comes in to be looked at as it is there.
+    ipc::fillHeader(packet, ends, ipc::kClassInit, ipc::kInitDataReady);
+    packet.numof_longs = 1;
+    packet.longdata[0] = getpid();
+    if (sendsockdata(fd, &packet) < 0) {
+        ipc::say("connecttoprocess: Error while sending init data.\n");
+        return -1;
+    }
+    return fd;
+}
+
+/// Puts a new socket into `set` or says why it cannot be there.
+bool enlist(const char* who, int fd, fd_set* set) {
+    if (ipc::addToSet(fd, set)) {
+        return true;
+    }
+    ipc::say("%s: Too many open descriptors (%d, at most %d).\n", who, fd,
+             ipc::kSetDescriptors - 1);
+    return false;
+}
+
+/// Passes the outcome of a handshake on; a socket that nobody learns of is closed.
+int settle(int outcome, base::UniqueFd fd, fd_set* set) {
+    if (outcome > 0) {
+        return fd.release();
+    }
+    ipc::removeFromSet(fd.get(), set);
+    return outcome;
+}
+
+} // namespace
+
+int createsocket(unsigned short* port) {
+    base::UniqueFd listener;
+    const PeerFailure failure = ipc::openListener(true, listener, *port);
+    if (failure == PeerFailure::None) {
+        return listener.release();
+    }
+    for (const FailureText& text : kFailureTexts) {
+        if (text.failure == failure) {
+            ipc::sayError(text.prefix, errno);
+        }
+    }
+    return -1;
+}
+
+int doexec(const char* path, IPC_EXEC_MODE mode, int* pid) {
+    ipc::PeerOptions options;
+    options.path = path;
+    options.onlyIfNotRunning = mode == IPC_EXEC_IF_NOT_RUNNING;
+    options.ignoreChildSignal = true;
+    options.listenOnAllInterfaces = true;
+    ipc::PeerStart start = ipc::launchPeer(options);
+    if (start.failure == PeerFailure::AlreadyRunning) {
+        return 0;
+    }
+    if (start.failure != PeerFailure::None) {
+        report(start.failure, start.error, path);
+        return -1;
+    }
+    *pid = start.peer.pid;
+    return start.peer.socket.release();
+}
+
+int startsomeprocess(const char* path, IPC_EXEC_MODE mode, short localId, short localSubId,
+                     fd_set* set, int* pid, short* peerId, short* peerSubId) {
+    base::UniqueFd fd(doexec(path, mode, pid));
+    if (!fd.valid()) {
+        ipc::say("startsomeprocess: Error initializing socket to \"%s\".\n", path);
+        return -1;
+    }
+    if (fd.get() == 0) {
+        (void)fd.release();
+        ipc::say("startsomeprocess:  \"%s\" is already executing.\n", path);
+        return -2;
+    }
+    if (!enlist("startsomeprocess", fd.get(), set)) {
+        return -1;
+    }
+    const int outcome = greetStarted(path, localId, localSubId, fd.get(), peerId, peerSubId);
+    return settle(outcome, std::move(fd), set);
+}
+
+int connecttoprocess(short localId, short localSubId, short peerId, short peerSubId, int serverFd,
+                     fd_set* set) {
+    const ipc::Ends ends{localId, localSubId, peerId, peerSubId};
+    base::UniqueFd fd = invite(ends, serverFd);
+    if (!fd.valid() || !enlist("connecttoprocess", fd.get(), set)) {
+        return -1;
+    }
+    const int outcome = greetInvited(ends, fd.get(), set);
+    return settle(outcome, std::move(fd), set);
+}

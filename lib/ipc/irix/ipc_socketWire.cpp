@@ -1,0 +1,318 @@
+// SPDX-License-Identifier: MIT
+// The wire form of a packet: one table of its nine fields, one writer and one reader that walk it.
+#include "base/byteOrder.h"
+#include "ipc_inner.h"
+#include "ipc_socket.h"
+#include "ipc_wire.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstddef>
+#include <cstring>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+using Packet = IPC_DataPacket;
+
+/// `WireField::countAt` of a field that is a count itself: a single number.
+constexpr std::size_t kSingle = SIZE_MAX;
+
+/// What a failed write says and asks first.
+enum class OnFailedWrite : bool { TellThenAsk, AskThenTell };
+
+/// One field of the wire form.
+struct WireField {
+    std::size_t at;          ///< where the packet holds it
+    std::size_t elementSize; ///< bytes of one element, in the packet and on the wire
+    std::size_t countAt;     ///< where the packet holds the number of elements, or kSingle
+    std::int32_t capacity;   ///< for a count: the largest that is allowed
+    bool skippedWhenEmpty;   ///< no write call without elements
+    OnFailedWrite onFailedWrite;
+    const char* name;
+    const char* writeText; ///< prefix of the system's reason
+    const char* readText;  ///< whole line
+};
+
+constexpr auto kTell = OnFailedWrite::TellThenAsk;
+// Kept: Long and float payloads report a broken pipe without a message.
+// One would expect every field to print its message when its write fails. For these two a broken
+// pipe is asked for first and then goes unmentioned; callers print their own line for it.
+constexpr auto kAsk = OnFailedWrite::AskThenTell;
+
+// Kept: The last five texts for failed reads have no full stop.
+// One would expect all nine to end alike; they are matched to the letter by what reads host logs.
+constexpr WireField kFields[] = {
+    {offsetof(Packet, numof_cmds), 4, kSingle, ipc::kMaxCommands, false, kTell, "numof_cmds",
+     "sendsockdata: writing numof_cmds", "readsockdata: Error reading numof_cmds.\n"},
+    {offsetof(Packet, datacmd), 2, offsetof(Packet, numof_cmds), 0, false, kTell, "datacmd",
+     "sendsockdata: writing datacmd", "readsockdata: Error reading datacmd.\n"},
+    // Each string ends with a zero of its own, so there are never more of them than bytes.
+    {offsetof(Packet, numof_strings), 4, kSingle, ipc::kMaxChars, false, kTell, "numof_strings",
+     "sendsockdata: writing numof_strings", "readsockdata: Error reading numof_strings.\n"},
+    {offsetof(Packet, numof_chars), 4, kSingle, ipc::kMaxChars, false, kTell, "numof_chars",
+     "sendsockdata: writing numof_chars", "readsockdata: Error reading numof_chars.\n"},
+    {offsetof(Packet, chardata), 1, offsetof(Packet, numof_chars), 0, true, kTell, "chardata",
+     "sendsockdata: writing chardata", "readsockdata: Error reading chardata\n"},
+    {offsetof(Packet, numof_longs), 4, kSingle, ipc::kMaxLongs, false, kTell, "numof_longs",
+     "sendsockdata: writing numof_longs", "readsockdata: Error reading numof_longs\n"},
+    {offsetof(Packet, longdata), 4, offsetof(Packet, numof_longs), 0, true, kAsk, "longdata",
+     "sendsockdata: writing longdata", "readsockdata: Error reading longdata\n"},
+    {offsetof(Packet, numof_floats), 4, kSingle, ipc::kMaxFloats, false, kTell, "numof_floats",
+     "sendsockdata: writing numof_floats", "readsockdata: Error reading numof_floats\n"},
+    {offsetof(Packet, floatdata), 4, offsetof(Packet, numof_floats), 0, true, kAsk, "floatdata",
+     "sendsockdata: writing floatdata", "readsockdata: Error reading floatdata\n"},
+};
+constexpr std::size_t kFieldCount = std::size(kFields);
+
+/// Largest field, and largest packet, on the wire.
+constexpr std::size_t kMaxFieldBytes = ipc::kMaxChars;
+constexpr std::size_t kMaxPacketBytes = 5 * 4 + ipc::kMaxCommands * 2 + ipc::kMaxChars +
+                                        ipc::kMaxLongs * 4 + ipc::kMaxFloats * 4;
+
+/// Bytes that must follow field `i` whatever the counts say: the counts after it.
+constexpr std::array<std::size_t, kFieldCount> kSureToFollow = [] {
+    std::array<std::size_t, kFieldCount> bytes{};
+    for (std::size_t i = kFieldCount - 1; i > 0; --i) {
+        bytes[i - 1] = bytes[i] + (kFields[i].countAt == kSingle ? kFields[i].elementSize : 0);
+    }
+    return bytes;
+}();
+
+std::int32_t loadCount(const Packet& packet, std::size_t at) {
+    std::int32_t count = 0;
+    std::memcpy(&count, reinterpret_cast<const char*>(&packet) + at, sizeof count);
+    return count;
+}
+
+/// Elements of a field, by the count that the packet holds; counts have been checked.
+std::size_t elementsOf(const WireField& field, const Packet& packet) {
+    return field.countAt == kSingle ? 1
+                                    : static_cast<std::size_t>(loadCount(packet, field.countAt));
+}
+
+/// True unless the field is a count outside its range.
+bool isPlausible(const WireField& field, const Packet& packet) {
+    if (field.countAt != kSingle) {
+        return true;
+    }
+    const std::int32_t count = loadCount(packet, field.at);
+    return count >= 0 && count <= field.capacity;
+}
+
+/// Copies `n` elements between a packet and the wire, whose bytes run from the highest to the
+/// lowest. The same swap serves both ways.
+void copyElements(std::uint8_t* to, const std::uint8_t* from, std::size_t elementSize,
+                  std::size_t n) {
+    if (elementSize == 2) {
+        for (std::size_t i = 0; i < n; ++i) {
+            const std::uint16_t value = base::loadBe16(from + 2 * i);
+            std::memcpy(to + 2 * i, &value, sizeof value);
+        }
+    } else if (elementSize == 4) {
+        for (std::size_t i = 0; i < n; ++i) {
+            const std::uint32_t value = base::loadBe32(from + 4 * i);
+            std::memcpy(to + 4 * i, &value, sizeof value);
+        }
+    } else if (n != 0) {
+        std::memcpy(to, from, n);
+    }
+}
+
+std::uint8_t* placeOf(const WireField& field, Packet& packet) {
+    return reinterpret_cast<std::uint8_t*>(&packet) + field.at;
+}
+
+bool writeField(int fd, const WireField& field, Packet& packet) {
+    const std::size_t n = elementsOf(field, packet);
+    if (n == 0 && field.skippedWhenEmpty) {
+        return true;
+    }
+    std::uint8_t bytes[kMaxFieldBytes];
+    copyElements(bytes, placeOf(field, packet), field.elementSize, n);
+    // Kept: A short write of a packet's field counts as written.
+    // One would expect the rest to be written after it. The sockets block, so it does not happen
+    // but on the way to a failure, which the next field then meets.
+    return write(fd, bytes, n * field.elementSize) >= 0;
+}
+
+int reportFailedWrite(const WireField& field, int error) {
+    if (field.onFailedWrite == OnFailedWrite::AskThenTell) {
+        if (clogged_pipe() != 0) {
+            return -2;
+        }
+        ipc::sayError(field.writeText, error);
+        return -1;
+    }
+    ipc::sayError(field.writeText, error);
+    return clogged_pipe() != 0 ? -2 : -1;
+}
+
+/// The bytes of one packet as they come in.
+class Inflow {
+  public:
+    Inflow(int fd, ipc::Deadline deadline) : fd_(fd), deadline_(deadline) {}
+
+    /// Reads until `need` bytes are in; asks for up to `sure`, which the packet is sure to have.
+    /// After a close the missing ones are zero.
+    ipc::ReadEnd fill(std::size_t need, std::size_t sure) {
+        while (have_ < need) {
+            if (!waitForBytes()) {
+                return errno == ETIMEDOUT ? ipc::ReadEnd::TimedOut : ipc::ReadEnd::Failed;
+            }
+            const long got = ipc::readRetrying(fd_, bytes_.data() + have_, sure - have_);
+            if (got < 0) {
+                return ipc::ReadEnd::Failed;
+            }
+            if (got == 0) {
+                std::fill(at(have_), at(need), std::uint8_t{0});
+                return ipc::ReadEnd::Closed;
+            }
+            have_ += static_cast<std::size_t>(got);
+        }
+        return ipc::ReadEnd::Complete;
+    }
+
+    std::uint8_t* at(std::size_t offset) { return bytes_.data() + offset; }
+    [[nodiscard]] std::size_t size() const { return have_; }
+
+  private:
+    bool waitForBytes() {
+        if (!deadline_) {
+            return true;
+        }
+        pollfd watched{fd_, POLLIN, 0};
+        int ready = -1;
+        do {
+            ready = poll(&watched, 1, ipc::pollTimeout(deadline_));
+        } while (ready < 0 && errno == EINTR);
+        if (ready == 0) {
+            errno = ETIMEDOUT;
+        }
+        return ready > 0;
+    }
+
+    int fd_;
+    ipc::Deadline deadline_;
+    std::size_t have_ = 0;
+    std::array<std::uint8_t, kMaxPacketBytes> bytes_; // filled as far as `have_`
+};
+
+void reportFailedRead(const ipc::PacketRead& read) {
+    const WireField& field = kFields[read.field];
+    if (read.end == ipc::ReadEnd::BadCount) {
+        ipc::say("readsockdata: Refusing a packet with %s %d (at most %d) - closing connection.\n",
+                 field.name, read.count, field.capacity);
+        return;
+    }
+    ipc::sayError("readbuf: read failure", read.error);
+    ipc::say("%s", field.readText);
+}
+
+} // namespace
+
+namespace ipc {
+
+Deadline deadlineAfter(std::optional<std::chrono::milliseconds> limit) {
+    return limit ? Deadline(Clock::now() + *limit) : std::nullopt;
+}
+
+int pollTimeout(Deadline deadline) {
+    if (!deadline) {
+        return -1;
+    }
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(*deadline - Clock::now());
+    return static_cast<int>(std::clamp<std::int64_t>(left.count(), 0, INT32_MAX));
+}
+
+long readRetrying(int fd, void* buf, std::size_t n) {
+    ssize_t got = -1;
+    do {
+        got = read(fd, buf, n);
+    } while (got < 0 && errno == EINTR);
+    return got;
+}
+
+PacketRead receivePacket(int fd, IPC_DataPacket& packet, Deadline deadline) {
+    packet = {};
+    Inflow inflow(fd, deadline);
+    PacketRead result;
+    std::size_t offset = 0;
+    for (std::size_t i = 0; i < kFieldCount && result.end == ReadEnd::Complete; ++i) {
+        const WireField& field = kFields[i];
+        const std::size_t n = elementsOf(field, packet);
+        const std::size_t end = offset + n * field.elementSize;
+        result.field = i;
+        result.end = inflow.fill(end, end + kSureToFollow[i]);
+        result.error = result.end == ReadEnd::Failed ? errno : 0;
+        if (result.end == ReadEnd::Complete || result.end == ReadEnd::Closed) {
+            copyElements(placeOf(field, packet), inflow.at(offset), field.elementSize, n);
+        }
+        if (!isPlausible(field, packet)) {
+            result.end = ReadEnd::BadCount;
+            result.count = loadCount(packet, field.at);
+            packet = {};
+            shutdown(fd, SHUT_RDWR);
+        }
+        offset = end;
+    }
+    result.bytes = inflow.size();
+    return result;
+}
+
+} // namespace ipc
+
+int sendsockdata(int fd, IPC_DataPacket* p) {
+    for (const WireField& field : kFields) {
+        if (!isPlausible(field, *p)) {
+            ipc::say("sendsockdata: Refusing to send a packet with %s %d (at most %d).\n",
+                     field.name, loadCount(*p, field.at), field.capacity);
+            return -1;
+        }
+    }
+    no_pipe_kills();
+    for (const WireField& field : kFields) {
+        if (!writeField(fd, field, *p)) {
+            return reportFailedWrite(field, errno);
+        }
+    }
+    return clogged_pipe() != 0 ? -2 : 0;
+}
+
+int readsockdata(int fd, IPC_DataPacket* p) {
+    const ipc::PacketRead read = ipc::receivePacket(fd, *p);
+    if (read.end == ipc::ReadEnd::Complete || read.end == ipc::ReadEnd::Closed) {
+        return 0;
+    }
+    reportFailedRead(read);
+    return -1;
+}
+
+int readbuf(int fd, void* buf, int n) {
+    int have = 0;
+    while (have < n) {
+        const long got = ipc::readRetrying(fd, static_cast<char*>(buf) + have,
+                                           static_cast<std::size_t>(n - have));
+        if (got < 0) {
+            ipc::sayError("readbuf: read failure", errno);
+            return -1;
+        }
+        if (got == 0) {
+            break;
+        }
+        have += static_cast<int>(got);
+    }
+    return have;
+}
+
+int no_tcp_delay(int fd) {
+    const protoent* const tcp = getprotobyname("tcp");
+    const int on = 1;
+    return setsockopt(fd, tcp != nullptr ? tcp->p_proto : IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+}
