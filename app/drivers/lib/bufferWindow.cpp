@@ -1,0 +1,462 @@
+// SPDX-License-Identifier: MIT
+// The window on Xlib, and the only file that includes it.
+//
+// Xlib ends the process when its server goes away, and by default also when a request fails (as a
+// drawing does whose window somebody else has destroyed). A window for looking at pictures must
+// not do that to a driver. So every call into Xlib is made through `shielded`, which catches both.
+// The way out of a lost connection is a long jump, since Xlib allows no return from that handler;
+// it crosses no destructor, because all that runs below `shielded` are functions of plain data.
+// A child process for the window would be safe too, but it would hold the link's sockets open,
+// could not be forked from a program with threads, and would have no descriptor to wait on.
+#include "TDR_BufferWindow.h"
+
+#include "bufferWindowPixels.h"
+
+#include <X11/Xatom.h>
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+#include <X11/keysym.h>
+#include <algorithm>
+#include <array>
+#include <cinttypes>
+#include <csetjmp>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <mutex>
+#include <new>
+#include <type_traits>
+#include <unistd.h>
+
+namespace {
+
+/// Largest side of a window: coordinates of the X protocol are signed 16-bit numbers.
+constexpr long kMaxSide = 32767;
+
+/// Distance of the drawing area from the left and the lower edge of the screen.
+constexpr int kMargin = 10;
+
+/// Bytes in which rows are converted before they are sent. Holds the widest row (4 x 32767 bytes)
+/// and stays below what every server takes in one request (256 KiB).
+constexpr std::size_t kStripBytes = std::size_t{128} << 10;
+
+/// Most bytes of a title that the window shows; properties of any length are not for every server.
+constexpr std::size_t kMaxTitle = 1024;
+
+/// The part of the window that is to be drawn again; empty when right <= left.
+struct Damage {
+    int left = 0;
+    int top = 0;
+    int right = 0;
+    int bottom = 0;
+};
+
+} // namespace
+
+// Plain data, so that a long jump over functions which hold it by reference skips no destructor.
+struct BufferWindow::State {
+    int width = 0; // of the window, at least 1
+    int height = 0;
+    const std::uint32_t* pixels = nullptr; // null: nothing to draw, the window stays black
+    const char* title = nullptr;           // only while opening
+    int depth = 0;                         // only while opening: the depth asked for
+
+    Display* display = nullptr;
+    int fd = -1;
+    Window window = 0;
+    GC gc = nullptr;
+    Atom protocols = 0;
+    Atom deleteWindow = 0;
+    XImage* strip = nullptr; // its data is `bytes`
+    PixelEncoder encoder;
+    Damage damage;
+    bool closing = false;
+    const char* failure = nullptr; // why the window could not be opened
+    std::array<char, kStripBytes> bytes;
+};
+
+namespace {
+
+// ---- The shield -------------------------------------------------------------------------------
+
+std::mutex gHandlers; // held while Xlib's handlers are ours
+XErrorHandler gErrorBefore = nullptr;
+XIOErrorHandler gLossBefore = nullptr;
+thread_local std::jmp_buf* tWayOut = nullptr; // set while this thread runs below the shield
+thread_local bool tRequestFailed = false;
+
+int onRequestError(Display* display, XErrorEvent* error) {
+    if (tWayOut == nullptr) {
+        return gErrorBefore(display, error);
+    }
+    tRequestFailed = true;
+    return 0;
+}
+
+int onConnectionLost(Display* display) {
+    if (tWayOut == nullptr) {
+        return gLossBefore(display);
+    }
+    std::longjmp(*tWayOut, 1);
+}
+
+// Keeps a write to a dead server from ending the process; leaves no trace of the signal.
+class SigpipeHeld {
+  public:
+    SigpipeHeld() {
+        sigset_t pending;
+        ::sigpending(&pending);
+        pendingBefore_ = sigismember(&pending, SIGPIPE) == 1;
+        sigemptyset(&pipe_);
+        sigaddset(&pipe_, SIGPIPE);
+        ::pthread_sigmask(SIG_BLOCK, &pipe_, &maskBefore_);
+    }
+    ~SigpipeHeld() {
+        const timespec now{};
+        if (!pendingBefore_) {
+            ::sigtimedwait(&pipe_, nullptr, &now);
+        }
+        ::pthread_sigmask(SIG_SETMASK, &maskBefore_, nullptr);
+    }
+    SigpipeHeld(const SigpipeHeld&) = delete;
+    SigpipeHeld& operator=(const SigpipeHeld&) = delete;
+
+  private:
+    sigset_t pipe_{};
+    sigset_t maskBefore_{};
+    bool pendingBefore_ = false;
+};
+
+template <typename Data>
+bool runToTheEnd(void (*work)(Data&), Data& data) {
+    std::jmp_buf wayOut;
+    tRequestFailed = false;
+    if (setjmp(wayOut) != 0) {
+        tWayOut = nullptr;
+        return false;
+    }
+    tWayOut = &wayOut;
+    work(data);
+    tWayOut = nullptr;
+    return true;
+}
+
+// Runs `work`, which may call Xlib and must keep nothing on its stack that has a destructor. False
+// when the connection was lost meanwhile: nothing may be done with it any more.
+template <typename Data>
+bool shielded(void (*work)(Data&), Data& data) {
+    static_assert(std::is_trivially_destructible_v<Data>);
+    const std::lock_guard<std::mutex> lock(gHandlers);
+    const SigpipeHeld held;
+    gErrorBefore = XSetErrorHandler(onRequestError);
+    gLossBefore = XSetIOErrorHandler(onConnectionLost);
+    const bool connected = runToTheEnd(work, data);
+    XSetErrorHandler(gErrorBefore);
+    XSetIOErrorHandler(gLossBefore);
+    return connected;
+}
+
+// ---- Opening, below the shield ----------------------------------------------------------------
+
+using State = BufferWindow::State;
+
+// The visual asked for, the screen's own, or the deepest one in true colour.
+bool findVisual(const State& state, XVisualInfo& found) {
+    const int screen = DefaultScreen(state.display);
+    const int preferred = state.depth != 0 ? state.depth : DefaultDepth(state.display, screen);
+    if (XMatchVisualInfo(state.display, screen, preferred, TrueColor, &found) != 0) {
+        return true;
+    }
+    for (int depth = 32; state.depth == 0 && depth > 0; --depth) {
+        if (XMatchVisualInfo(state.display, screen, depth, TrueColor, &found) != 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+// An image of the window's width and as many rows as the bytes hold; its layout is the server's.
+bool makeStrip(State& state, const XVisualInfo& visual) {
+    XImage* strip =
+        XCreateImage(state.display, visual.visual, static_cast<unsigned>(visual.depth), ZPixmap, 0,
+                     state.bytes.data(), static_cast<unsigned>(state.width), 1, 32, 0);
+    state.strip = strip;
+    const auto rowBytes = static_cast<std::size_t>(strip != nullptr ? strip->bytes_per_line : 0);
+    if (rowBytes == 0 || rowBytes > kStripBytes || strip->bits_per_pixel % 8 != 0) {
+        return false;
+    }
+    strip->height = static_cast<int>(kStripBytes / rowBytes);
+    state.encoder = PixelEncoder({static_cast<std::uint32_t>(visual.red_mask),
+                                  static_cast<std::uint32_t>(visual.green_mask),
+                                  static_cast<std::uint32_t>(visual.blue_mask), visual.depth,
+                                  strip->bits_per_pixel / 8, strip->byte_order == MSBFirst});
+    return true;
+}
+
+// The drawing area's lower left corner lies at the margins from that of the screen.
+int topOf(const State& state) {
+    const int screenHeight = DisplayHeight(state.display, DefaultScreen(state.display));
+    return screenHeight - kMargin - state.height;
+}
+
+void createWindow(State& state, const XVisualInfo& visual) {
+    Display* display = state.display;
+    const Window root = RootWindow(display, DefaultScreen(display));
+    XSetWindowAttributes wanted{};
+    wanted.background_pixel = state.encoder.encode(0);
+    wanted.border_pixel = wanted.background_pixel; // no default where the visual is not the root's
+    wanted.colormap = XCreateColormap(display, root, visual.visual, AllocNone);
+    wanted.event_mask = ExposureMask | KeyPressMask | StructureNotifyMask;
+    state.window = XCreateWindow(
+        display, root, kMargin, topOf(state), static_cast<unsigned>(state.width),
+        static_cast<unsigned>(state.height), 0, visual.depth, InputOutput, visual.visual,
+        CWBackPixel | CWBorderPixel | CWColormap | CWEventMask, &wanted);
+    state.gc = XCreateGC(display, state.window, 0, nullptr);
+}
+
+// Static gravity makes the place that of the drawing area and not of the manager's frame.
+void setHints(State& state) {
+    XSizeHints size{};
+    size.flags = USPosition | USSize | PMinSize | PMaxSize | PWinGravity;
+    size.x = kMargin;
+    size.y = topOf(state);
+    size.width = size.min_width = size.max_width = state.width;
+    size.height = size.min_height = size.max_height = state.height;
+    size.win_gravity = StaticGravity;
+    XSetWMNormalHints(state.display, state.window, &size);
+
+    XWMHints keys{};
+    keys.flags = InputHint | StateHint;
+    keys.input = True;
+    keys.initial_state = NormalState;
+    XSetWMHints(state.display, state.window, &keys);
+
+    state.protocols = XInternAtom(state.display, "WM_PROTOCOLS", False);
+    state.deleteWindow = XInternAtom(state.display, "WM_DELETE_WINDOW", False);
+    XSetWMProtocols(state.display, state.window, &state.deleteWindow, 1);
+}
+
+// The old property for every window manager, the newer one for those that read UTF-8.
+void setTitle(const State& state) {
+    const auto length = static_cast<int>(strnlen(state.title, kMaxTitle));
+    const auto* text = reinterpret_cast<const unsigned char*>(state.title);
+    const Atom utf8 = XInternAtom(state.display, "UTF8_STRING", False);
+    const Atom name = XInternAtom(state.display, "_NET_WM_NAME", False);
+    XChangeProperty(state.display, state.window, XA_WM_NAME, XA_STRING, 8, PropModeReplace, text,
+                    length);
+    XChangeProperty(state.display, state.window, name, utf8, 8, PropModeReplace, text, length);
+}
+
+void openShielded(State& state) {
+    state.display = XOpenDisplay(nullptr);
+    if (state.display == nullptr) {
+        state.failure = "no X display can be opened";
+        return;
+    }
+    state.fd = ConnectionNumber(state.display);
+    XVisualInfo visual{};
+    if (!findVisual(state, visual) || !makeStrip(state, visual)) {
+        state.failure = "the X display has no such true-colour visual";
+        return;
+    }
+    createWindow(state, visual);
+    setHints(state);
+    setTitle(state);
+    XMapWindow(state.display, state.window);
+    XSync(state.display, False); // whatever fails shows itself here and not as a silent window
+    if (tRequestFailed) {
+        state.failure = "the X display refused the window";
+    }
+}
+
+// ---- Events, below the shield -----------------------------------------------------------------
+
+void drawRows(State& state, const Damage& box, int top, int rows) {
+    const XImage& strip = *state.strip;
+    const auto count = static_cast<std::size_t>(box.right - box.left);
+    for (int row = 0; row < rows; ++row) {
+        const auto fromBottom = static_cast<std::size_t>(state.height - 1 - (top + row));
+        const std::uint32_t* from = state.pixels +
+                                    fromBottom * static_cast<std::size_t>(state.width) +
+                                    static_cast<std::size_t>(box.left);
+        char* to = strip.data + std::ptrdiff_t{row} * strip.bytes_per_line;
+        state.encoder.encodeRow({from, count}, reinterpret_cast<unsigned char*>(to));
+    }
+    XPutImage(state.display, state.window, state.gc, state.strip, 0, 0, box.left, top,
+              static_cast<unsigned>(count), static_cast<unsigned>(rows));
+}
+
+void drawDamage(State& state) {
+    const Damage box = state.damage;
+    state.damage = {};
+    if (state.pixels == nullptr || box.right <= box.left) {
+        return;
+    }
+    for (int top = box.top; top < box.bottom; top += state.strip->height) {
+        drawRows(state, box, top, std::min(state.strip->height, box.bottom - top));
+    }
+}
+
+void takeExpose(State& state, const XEvent& event) {
+    const XExposeEvent& part = event.xexpose;
+    const Damage box{std::max(part.x, 0), std::max(part.y, 0),
+                     std::min(part.x + part.width, state.width),
+                     std::min(part.y + part.height, state.height)};
+    if (box.right <= box.left || box.bottom <= box.top) {
+        return;
+    }
+    Damage& all = state.damage;
+    if (all.right <= all.left) {
+        all = box;
+        return;
+    }
+    all = {std::min(all.left, box.left), std::min(all.top, box.top), std::max(all.right, box.right),
+           std::max(all.bottom, box.bottom)};
+}
+
+void takeKey(State& state, const XEvent& event) {
+    XKeyEvent key = event.xkey;
+    state.closing = state.closing || XLookupKeysym(&key, 0) == XK_Escape;
+}
+
+void takeMessage(State& state, const XEvent& event) {
+    const XClientMessageEvent& message = event.xclient;
+    const bool request = message.format == 32 && message.message_type == state.protocols;
+    const auto wanted = static_cast<Atom>(message.data.l[0]);
+    state.closing = state.closing || (request && wanted == state.deleteWindow);
+}
+
+void takeDestroy(State& state, const XEvent& event) {
+    state.closing = state.closing || event.xdestroywindow.window == state.window;
+}
+
+void takeMapping(State& /*state*/, const XEvent& event) {
+    XMappingEvent mapping = event.xmapping;
+    XRefreshKeyboardMapping(&mapping);
+}
+
+struct EventRow {
+    int type;
+    void (*take)(State& state, const XEvent& event);
+};
+
+// Every other event is read and dropped.
+constexpr EventRow kEvents[] = {
+    {Expose,        takeExpose },
+    {KeyPress,      takeKey    },
+    {ClientMessage, takeMessage},
+    {DestroyNotify, takeDestroy},
+    {MappingNotify, takeMapping}
+};
+
+void takeEvent(State& state) {
+    XEvent event;
+    XNextEvent(state.display, &event);
+    for (const EventRow& row : kEvents) {
+        if (row.type == event.type) {
+            row.take(state, event);
+        }
+    }
+}
+
+// Whatever is uncovered while events wait is drawn in one go. XPending sends what is buffered and
+// reads what has come, so that nothing is left inside Xlib when it answers 0.
+void takeEventsShielded(State& state) {
+    while (!state.closing && XPending(state.display) > 0) {
+        while (!state.closing && XPending(state.display) > 0) {
+            takeEvent(state);
+        }
+        if (!state.closing) {
+            drawDamage(state);
+        }
+    }
+}
+
+void closeShielded(State& state) {
+    XCloseDisplay(state.display);
+}
+
+bool refused(long width, long height, const std::uint32_t* pixels) {
+    if (width < 0 || height < 0 || width > kMaxSide || height > kMaxSide) {
+        std::fprintf(stderr, "BufferWindow: %ld x %ld is no size of a window (0 to %ld).\n", width,
+                     height, kMaxSide);
+        return true;
+    }
+    if (width > 0 && height > 0 && pixels == nullptr) {
+        std::fputs("BufferWindow: no pixels given.\n", stderr);
+        return true;
+    }
+    return false;
+}
+
+} // namespace
+
+BufferWindow::BufferWindow() = default;
+
+BufferWindow::~BufferWindow() {
+    close();
+}
+
+bool BufferWindow::open(long width, long height, const std::uint32_t* pixels, const char* title,
+                        int depth) {
+    close();
+    if (refused(width, height, pixels)) {
+        return false;
+    }
+    state_.reset(new (std::nothrow) State);
+    if (!state_) {
+        std::fputs("BufferWindow: out of memory.\n", stderr);
+        return false;
+    }
+    const bool empty = width == 0 || height == 0;
+    state_->width = empty ? 1 : static_cast<int>(width);
+    state_->height = empty ? 1 : static_cast<int>(height);
+    state_->pixels = empty ? nullptr : pixels;
+    state_->title = title != nullptr ? title : "";
+    state_->depth = depth;
+    const bool connected = shielded(openShielded, *state_);
+    const char* failure = connected ? state_->failure : "the X server went away";
+    if (failure != nullptr) {
+        std::fprintf(stderr, "BufferWindow: %s (display \"%s\").\n", failure,
+                     XDisplayName(nullptr));
+        letGo(connected);
+    }
+    return failure == nullptr;
+}
+
+int BufferWindow::eventFd() const {
+    return state_ ? state_->fd : -1;
+}
+
+bool BufferWindow::handlePending() {
+    if (closed()) {
+        return false;
+    }
+    const bool connected = shielded(takeEventsShielded, *state_);
+    if (!connected) {
+        std::fputs("BufferWindow: the X server went away - closing window.\n", stderr);
+    }
+    if (!connected || state_->closing) {
+        letGo(connected);
+    }
+    return !closed();
+}
+
+void BufferWindow::close() {
+    if (!closed()) {
+        letGo(true);
+    }
+}
+
+// What Xlib keeps for a lost connection cannot be had back; its descriptor can.
+void BufferWindow::letGo(bool connected) {
+    if (state_->strip != nullptr) {
+        state_->strip->data = nullptr; // ours, not Xlib's to free
+        XDestroyImage(state_->strip);
+    }
+    if (state_->display != nullptr && (!connected || !shielded(closeShielded, *state_))) {
+        ::close(state_->fd);
+    }
+    state_.reset();
+}
