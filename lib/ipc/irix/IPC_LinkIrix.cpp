@@ -4,8 +4,10 @@
 #include "ipc_inner.h"
 #include "ipc_socket.h"
 
-#include <algorithm>
+#include <cerrno>
+#include <chrono>
 #include <cstring>
+#include <optional>
 #include <poll.h>
 #include <string>
 #include <unistd.h>
@@ -25,6 +27,18 @@ std::unique_ptr<char[]> copyOf(const char* text) {
     return copy;
 }
 
+/// Waits on a socket beyond what sets hold, as a host with many open files can have; the results
+/// are those of `getsockfd`.
+int waitBeyondSets(int fd, std::optional<std::chrono::milliseconds> limit) {
+    const ipc::Deadline deadline = ipc::deadlineAfter(limit);
+    pollfd watched{fd, POLLIN, 0};
+    int ready = -1;
+    do {
+        ready = poll(&watched, 1, ipc::pollTimeout(deadline));
+    } while (ready < 0 && errno == EINTR);
+    return ready > 0 ? fd : (ready == 0 ? -2 : -1);
+}
+
 /// Linkstatus and line for each result of `startsomeprocess` that is no socket.
 struct StartOutcome {
     int result;
@@ -32,9 +46,9 @@ struct StartOutcome {
     const char* line;
 };
 constexpr StartOutcome kStartOutcomes[] = {
-    {-1, -1, "IPC_LinkIrix: Error starting client.\n"              },
+    {-1, -1, "IPC_LinkIrix: Error starting client.\n"},
     {-2, -2, "IPC_LinkIrix: Client process is already executing.\n"},
-    {0,  -3, ""                                                    },
+    {0, -3, ""},
 };
 
 } // namespace
@@ -43,6 +57,9 @@ IPC_LinkIrix::IPC_LinkIrix(short localIdGiven, short localSubIdGiven, IPC_EXEC_M
                            IPC_SIGNAL_MODE signalModeGiven, const char* name, const char* dir)
     : IPC_Link(localIdGiven, localSubIdGiven, execModeGiven, signalModeGiven) {
     prepare();
+    if (name == nullptr) {
+        name = "";
+    }
     std::string path = name;
     if (dir != nullptr && *dir != '\0') {
         path = std::string(dir) + "/" + name;
@@ -128,6 +145,7 @@ void IPC_LinkIrix::connect(const char* path, IPC_EXEC_MODE mode) {
 void IPC_LinkIrix::connect(int port) {
     sockfd = getservsock(port);
     if (sockfd >= 0 && !ipc::addToSet(sockfd, &scset)) {
+        ipc::say("IPC_LinkIrix: Too many open descriptors.\n");
         ::close(sockfd);
         sockfd = -1;
     }
@@ -185,7 +203,12 @@ int IPC_LinkIrix::waitForPacket(IPC_QUEUE_MODE queueMode, IPC_BLOCKING_MODE bloc
     }
     fd_set own;
     FD_ZERO(&own);
-    ipc::addToSet(sockfd, &own);
+    if (!ipc::addToSet(sockfd, &own)) {
+        const auto limit = std::chrono::ceil<std::chrono::milliseconds>(
+            std::chrono::seconds(seconds) + std::chrono::microseconds(microseconds));
+        return waitBeyondSets(sockfd, blockingMode == IPC_BLOCKING_TIMED ? std::optional(limit)
+                                                                         : std::nullopt);
+    }
     return getsockfd(&own, queueMode, blockingMode, seconds, microseconds);
 }
 
@@ -234,6 +257,10 @@ void IPC_LinkIrix::close() {
             ipc::say("IPC_LinkIrix: Error while sending data.\n");
         }
     }
-    closesock(&sockfd, &scset);
+    if (sockfd < ipc::kSetDescriptors) {
+        closesock(&sockfd, &scset);
+    } else {
+        ::close(sockfd);
+    }
     sockfd = -1;
 }

@@ -133,9 +133,7 @@ PeerFailure spawn(const PeerOptions& options, unsigned short port, int stderrFd,
     std::string option = "-ipc_link_port";
     std::string number = std::to_string(port);
     const ChildPlan plan{
-        {path.data(), option.data(), number.data(), nullptr},
-        stderrFd, !options.ignoreChildSignal
-    };
+        {path.data(), option.data(), number.data(), nullptr}, stderrFd, !options.ignoreChildSignal};
     peer.pid = forkProgram(plan);
     if (peer.pid < 0) {
         return PeerFailure::Fork;
@@ -160,10 +158,7 @@ bool worthAnotherTry(int error) {
 /// Waits until the peer connects, ends, or is late. A connection that is there is taken first.
 PeerFailure awaitConnection(int listener, Deadline deadline, Peer& peer) {
     for (;;) {
-        pollfd watched[] = {
-            {listener,         POLLIN, 0},
-            {peer.pidFd.get(), POLLIN, 0}
-        };
+        pollfd watched[] = {{listener, POLLIN, 0}, {peer.pidFd.get(), POLLIN, 0}};
         const int left = pollTimeout(deadline);
         (void)poll(watched, std::size(watched),
                    left < 0 ? kTryMilliseconds : std::min(left, kTryMilliseconds));

@@ -21,17 +21,17 @@ struct FailureText {
 constexpr const char* kNoSocket = "doexec: Cannot create socket\n";
 
 constexpr FailureText kFailureTexts[] = {
-    {PeerFailure::NotExecutable, "doexec:",                   nullptr                                 },
-    {PeerFailure::CannotOpen,    nullptr,                     "doexec: General error opening \"%s\"\n"},
-    {PeerFailure::Socket,        "createsocket: socket",      kNoSocket                               },
-    {PeerFailure::Bind,          "createsocket: bind",        kNoSocket                               },
-    {PeerFailure::SocketName,    "createsocket: getsockname", kNoSocket                               },
-    {PeerFailure::Listen,        "createsocket: listen",      kNoSocket                               },
- // Kept: A failed fork is reported as sproc.
-  // One would expect the call's own name; sproc is what it was called at first.
-    {PeerFailure::Fork,          "doexec: sproc",             nullptr                                 },
-    {PeerFailure::Died,          "doexec: prctl",             nullptr                                 },
-    {PeerFailure::Accept,        nullptr,                     "doexec: Failed to open.\n"             },
+    {PeerFailure::NotExecutable, "doexec:", nullptr},
+    {PeerFailure::CannotOpen, nullptr, "doexec: General error opening \"%s\"\n"},
+    {PeerFailure::Socket, "createsocket: socket", kNoSocket},
+    {PeerFailure::Bind, "createsocket: bind", kNoSocket},
+    {PeerFailure::SocketName, "createsocket: getsockname", kNoSocket},
+    {PeerFailure::Listen, "createsocket: listen", kNoSocket},
+    // Kept: A failed fork is reported as sproc.
+    // One would expect the call's own name; sproc is what it was called at first.
+    {PeerFailure::Fork, "doexec: sproc", nullptr},
+    {PeerFailure::Died, "doexec: prctl", nullptr},
+    {PeerFailure::Accept, nullptr, "doexec: Failed to open.\n"},
 };
 
 void report(PeerFailure failure, int error, const char* path) {

@@ -48,12 +48,13 @@ constexpr auto kAsk = OnFailedWrite::AskThenTell;
 
 // Kept: The last five texts for failed reads have no full stop.
 // One would expect all nine to end alike; they are matched to the letter by what reads host logs.
+//
+// Each string ends with a zero of its own, so that there are never more strings than characters.
 constexpr WireField kFields[] = {
     {offsetof(Packet, numof_cmds), 4, kSingle, ipc::kMaxCommands, false, kTell, "numof_cmds",
      "sendsockdata: writing numof_cmds", "readsockdata: Error reading numof_cmds.\n"},
     {offsetof(Packet, datacmd), 2, offsetof(Packet, numof_cmds), 0, false, kTell, "datacmd",
      "sendsockdata: writing datacmd", "readsockdata: Error reading datacmd.\n"},
-    // Each string ends with a zero of its own, so there are never more of them than bytes.
     {offsetof(Packet, numof_strings), 4, kSingle, ipc::kMaxChars, false, kTell, "numof_strings",
      "sendsockdata: writing numof_strings", "readsockdata: Error reading numof_strings.\n"},
     {offsetof(Packet, numof_chars), 4, kSingle, ipc::kMaxChars, false, kTell, "numof_chars",
@@ -73,8 +74,8 @@ constexpr std::size_t kFieldCount = std::size(kFields);
 
 /// Largest field, and largest packet, on the wire.
 constexpr std::size_t kMaxFieldBytes = ipc::kMaxChars;
-constexpr std::size_t kMaxPacketBytes = 5 * 4 + ipc::kMaxCommands * 2 + ipc::kMaxChars +
-                                        ipc::kMaxLongs * 4 + ipc::kMaxFloats * 4;
+constexpr std::size_t kMaxPacketBytes =
+    5 * 4 + ipc::kMaxCommands * 2 + ipc::kMaxChars + ipc::kMaxLongs * 4 + ipc::kMaxFloats * 4;
 
 /// Bytes that must follow field `i` whatever the counts say: the counts after it.
 constexpr std::array<std::size_t, kFieldCount> kSureToFollow = [] {

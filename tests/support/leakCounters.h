@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: MIT
+// What a test compares before and after: open descriptors, children and shared segments. All look
+// at this process (or one that is named) only, so that tests may run side by side.
+#pragma once
+
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <set>
+#include <string>
+#include <sys/types.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace support {
+
+/// What this process has open: "number -> target".
+inline std::set<std::string> openDescriptors() {
+    std::set<std::string> open;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code gone; // the directory's own descriptor
+        const auto target = std::filesystem::read_symlink(entry.path(), gone);
+        if (!gone && target.string().find("/proc/") != 0) {
+            open.insert(entry.path().filename().string() + " -> " + target.string());
+        }
+    }
+    return open;
+}
+
+/// True when this process has a child, running or ended, that nobody has waited for.
+inline bool hasChildren() {
+    siginfo_t info{};
+    return waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0 || errno != ECHILD;
+}
+
+/// Ids of the shared segments that process `pid` created.
+inline std::set<int> segmentsOf(pid_t pid = getpid()) {
+    std::ifstream table("/proc/sysvipc/shm");
+    table.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
+    std::set<int> ids;
+    long key = 0;
+    long id = 0;
+    long perms = 0;
+    long long size = 0;
+    long creator = 0;
+    while (table >> key >> id >> perms >> size >> creator) {
+        if (creator == pid) {
+            ids.insert(static_cast<int>(id));
+        }
+        table.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
+    }
+    return ids;
+}
+
+} // namespace support

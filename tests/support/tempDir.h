@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: MIT
+// A folder of a test's own, removed with all that is in it.
+#pragma once
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <string_view>
+
+namespace support {
+
+class TempDir {
+  public:
+    TempDir() {
+        std::string name = (std::filesystem::temp_directory_path() / "tdr-test-XXXXXX").string();
+        if (mkdtemp(name.data()) == nullptr) {
+            std::abort();
+        }
+        path_ = name;
+    }
+    ~TempDir() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path_, ignored);
+    }
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
+
+    [[nodiscard]] const std::filesystem::path& path() const { return path_; }
+
+    /// Path of something in the folder.
+    [[nodiscard]] std::string operator/(std::string_view name) const {
+        return (path_ / name).string();
+    }
+
+    /// Writes a file of these bytes and gives its path.
+    std::string write(std::string_view name, std::string_view bytes, unsigned mode = 0644) const {
+        const std::string path = *this / name;
+        {
+            std::ofstream file(path, std::ios::binary);
+            file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+        }
+        std::filesystem::permissions(path, static_cast<std::filesystem::perms>(mode));
+        return path;
+    }
+
+  private:
+    std::filesystem::path path_;
+};
+
+} // namespace support
