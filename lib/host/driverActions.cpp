@@ -1,0 +1,154 @@
+// SPDX-License-Identifier: MIT
+// The actions. Each is answered with OK or error; a put request is announced by the notice that the
+// driver has attached the block, and only then answered.
+#include "tdr/driver.h"
+
+#include "IPC_Codes.h"
+#include "base/limits.h"
+#include "driverProcess.h"
+
+#include <array>
+
+namespace tdr {
+
+namespace {
+
+/// Whether a put request's notice comes before the answer.
+enum class Notice { None, Expected };
+
+/// Takes the answer to an action.
+Status takeAnswer(DriverProcess& process, Notice notice) {
+    Status received = process.receive();
+    if (!received) {
+        return received;
+    }
+    if (process.packetIs(ipc::kClassStatus, ipc::kStatusError)) {
+        return process.refused();
+    }
+    if (notice == Notice::Expected) {
+        return process.packetIs(ipc::kClassEvent, ipc::kEventBlockTaken)
+                   ? takeAnswer(process, Notice::None)
+                   : Status(process.broken());
+    }
+    return process.packetIs(ipc::kClassStatus, ipc::kStatusOk) ? Status()
+                                                               : Status(process.broken());
+}
+
+Status act(DriverProcess& process, std::int16_t code, std::span<const std::int32_t> longs,
+           std::optional<std::string_view> text = {}, Notice notice = Notice::None) {
+    Status sent = process.send({ipc::kClassAction, code, longs, text});
+    return sent ? takeAnswer(process, notice) : sent;
+}
+
+/// A transfer of the whole picture or of the stamp.
+Status transfer(DriverProcess& process, std::int16_t code, const SharedBlock& block,
+                std::int32_t cell, Notice notice) {
+    const std::array longs = {block.size(), block.key(), block.id(), cell};
+    return act(process, code, longs, {}, notice);
+}
+
+Status transferLine(DriverProcess& process, std::int16_t code, const SharedBlock& block,
+                    std::int32_t line, std::int32_t cell, Notice notice) {
+    const std::array longs = {block.size(), block.key(), block.id(), line, cell};
+    return act(process, code, longs, {}, notice);
+}
+
+Status tilesDoNotFit(const char* request) {
+    return Failure{FailureKind::BadArgument,
+                   std::string(request) + ": takes 999 longs, and a packet holds 256",
+                   {},
+                   {}};
+}
+
+} // namespace
+
+Status Driver::order(std::int16_t code, std::span<const std::int32_t> longs,
+                     std::optional<std::string_view> text) {
+    return act(*process_, code, longs, text);
+}
+
+Status Driver::setPixelFormat(std::int32_t index) {
+    return act(*process_, ipc::kActionSetPixelFormat, std::array{index});
+}
+
+Status Driver::setBounds(const Bounds& bounds) {
+    return act(*process_, ipc::kActionSetBounds,
+               std::array{bounds.x, bounds.y, bounds.width, bounds.height});
+}
+
+Status Driver::setTiling(const Pair& tiling) {
+    return act(*process_, ipc::kActionSetTiling, std::array{tiling.first, tiling.second});
+}
+
+Status Driver::setStampBounds(const Pair& size) {
+    return act(*process_, ipc::kActionSetStampBounds, std::array{size.first, size.second});
+}
+
+Status Driver::setCurrentCell(std::int32_t cell) {
+    return act(*process_, ipc::kActionSetCurrentCell, std::array{cell});
+}
+
+Status Driver::setStartCell(std::int32_t cell) {
+    return act(*process_, ipc::kActionSetStartCell, std::array{cell});
+}
+
+Status Driver::setEndCell(std::int32_t cell) {
+    return act(*process_, ipc::kActionSetEndCell, std::array{cell});
+}
+
+Status Driver::setPreReadCommand(std::string_view command) {
+    return act(*process_, ipc::kActionSetPreReadCommand, {}, command);
+}
+
+Status Driver::setPostWriteCommand(std::string_view command) {
+    return act(*process_, ipc::kActionSetPostWriteCommand, {}, command);
+}
+
+Status Driver::connectToFile(std::string_view path, Access access, std::int32_t cell) {
+    if (path.size() >= base::kPathCapacity) {
+        return Failure{FailureKind::BadArgument,
+                       "connect to file: a path of more than 1023 bytes: " + std::string(path),
+                       {},
+                       {}};
+    }
+    return act(*process_, ipc::kActionConnectToFile,
+               std::array{static_cast<std::int32_t>(access), cell}, path);
+}
+
+Status Driver::disconnectFromFile() {
+    return act(*process_, ipc::kActionDisconnectFromFile, {});
+}
+
+Status Driver::getCache(SharedBlock& block, std::int32_t cell) {
+    return transfer(*process_, ipc::kActionGetCache, block, cell, Notice::None);
+}
+
+Status Driver::getLine(SharedBlock& block, std::int32_t line, std::int32_t cell) {
+    return transferLine(*process_, ipc::kActionGetLine, block, line, cell, Notice::None);
+}
+
+Status Driver::getStamp(SharedBlock& block, std::int32_t cell) {
+    return transfer(*process_, ipc::kActionGetStamp, block, cell, Notice::None);
+}
+
+Status Driver::putCache(const SharedBlock& block, std::int32_t cell) {
+    return transfer(*process_, ipc::kActionPutCache, block, cell, Notice::Expected);
+}
+
+Status Driver::putLine(const SharedBlock& block, std::int32_t line, std::int32_t cell) {
+    return transferLine(*process_, ipc::kActionPutLine, block, line, cell, Notice::Expected);
+}
+
+Status Driver::putStamp(const SharedBlock& block, std::int32_t cell) {
+    return transfer(*process_, ipc::kActionPutStamp, block, cell, Notice::Expected);
+}
+
+Status Driver::getTile() {
+    return tilesDoNotFit("get tile");
+}
+
+Status Driver::putTile() {
+    return tilesDoNotFit("put tile");
+}
+
+} // namespace tdr

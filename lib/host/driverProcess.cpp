@@ -1,0 +1,328 @@
+// SPDX-License-Identifier: MIT
+#include "driverProcess.h"
+
+#include "interrupt.h"
+#include "ipc_socket.h"
+#include "ipc_wire.h"
+#include "requestNames.h"
+#include "tdr/interruptGuard.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <poll.h>
+#include <sys/pidfd.h>
+#include <sys/wait.h>
+#include <utility>
+
+namespace tdr {
+
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+/// A packet is a few kilobytes on the loopback: once its first byte is here, the rest follows at
+/// once or never.
+constexpr auto kRestOfPacket = 5s;
+
+/// How long a driver that has hung up may take to end before it is killed: long enough to write out
+/// what is buffered, short enough for a person who waits.
+constexpr auto kLastBreath = 2s;
+
+/// A killed process goes at once unless the kernel holds it (a dead network disk).
+constexpr auto kAfterKill = 10s;
+
+/// Packet writing leaves SIGPIPE with its default action; the host's own action is put back.
+class SigpipeKept {
+  public:
+    SigpipeKept() { ::sigaction(SIGPIPE, nullptr, &before_); }
+    ~SigpipeKept() { ::sigaction(SIGPIPE, &before_, nullptr); }
+    SigpipeKept(const SigpipeKept&) = delete;
+    SigpipeKept& operator=(const SigpipeKept&) = delete;
+
+  private:
+    struct sigaction before_ {};
+};
+
+Failure badArgument(std::string what) {
+    return {FailureKind::BadArgument, std::move(what), {}, {}};
+}
+
+DriverEnd endOf(const siginfo_t& info) {
+    const bool exited = info.si_code == CLD_EXITED;
+    return {true, exited ? info.si_status : 0, exited ? 0 : info.si_status};
+}
+
+DriverEnd endOf(int waitStatus) {
+    const bool exited = WIFEXITED(waitStatus);
+    return {true, exited ? WEXITSTATUS(waitStatus) : 0, exited ? 0 : WTERMSIG(waitStatus)};
+}
+
+bool pollReadable(const pollfd& entry) {
+    return entry.revents != 0;
+}
+
+std::string seconds(std::chrono::milliseconds limit) {
+    return std::to_string((limit.count() + 999) / 1000) + " s";
+}
+
+} // namespace
+
+DriverProcess::DriverProcess(std::filesystem::path program, StartOptions options)
+    : program_(std::move(program)), options_(std::move(options)) {}
+
+DriverProcess::~DriverProcess() {
+    if (alive() && InterruptGuard::signal() == 0) {
+        [[maybe_unused]] const auto ended = end();
+    } else if (alive()) {
+        kill(); // somebody has pressed Ctrl-C: no time for manners
+    }
+}
+
+// --- Start ---------------------------------------------------------------------------------------
+
+Result<std::unique_ptr<DriverProcess>> DriverProcess::start(const std::filesystem::path& program,
+                                                            StartOptions options) {
+    std::unique_ptr<DriverProcess> process(new DriverProcess(program, std::move(options)));
+    process->begin("start", process->options_.limits.start);
+    ipc::PeerOptions peerOptions;
+    peerOptions.path = program.string();
+    if (!program.has_parent_path()) {
+        peerOptions.path.insert(0, "./"); // a name alone would be searched along PATH
+    }
+    peerOptions.localId = process->options_.hostId;
+    peerOptions.localSubId = process->options_.hostSubId;
+    peerOptions.limit = process->options_.limits.start;
+    peerOptions.captureStderr = true;
+    ipc::PeerStart started = ipc::startPeer(peerOptions);
+    process->peer_ = std::move(started.peer);
+    process->lines_.open(std::move(process->peer_.stderrPipe), process->options_.onDriverLine);
+    if (started.failure != ipc::PeerFailure::None) {
+        return process->startFailure(started);
+    }
+    Status ok = process->awaitStartUpOk();
+    if (!ok) {
+        return ok.failure();
+    }
+    return process;
+}
+
+Failure DriverProcess::startFailure(const ipc::PeerStart& start) {
+    lines_.finish();
+    peer_.socket.reset();
+    Failure failure{FailureKind::CouldNotStart,
+                    program_.string() + " could not be started: " + ipc::describe(start.failure),
+                    {},
+                    lines_.last()};
+    if (start.error != 0) {
+        failure.what += std::string(": ") + std::strerror(start.error);
+    }
+    // A driver that was killed for being late tells nothing by that.
+    if (start.waitStatus && start.failure == ipc::PeerFailure::Died) {
+        failure.end = endOf(*start.waitStatus);
+    }
+    return failure;
+}
+
+Status DriverProcess::awaitStartUpOk() {
+    Status received = receive();
+    Failure failure;
+    if (!received) {
+        failure = received.failure();
+    } else if (packetIs(ipc::kClassStatus, ipc::kStatusOk)) {
+        return {};
+    } else {
+        kill();
+        failure.what = program_.string() + " could not be started: it answered with an error";
+        failure.lastLine = lines_.last();
+    }
+    if (failure.kind != FailureKind::Interrupted) {
+        failure.kind = FailureKind::CouldNotStart;
+    }
+    return failure;
+}
+
+void DriverProcess::begin(std::string name, std::chrono::milliseconds limit) {
+    request_ = std::move(name);
+    limit_ = limit;
+    deadline_ = Clock::now() + limit;
+}
+
+// --- Requests ------------------------------------------------------------------------------------
+
+Status DriverProcess::send(const Request& request) {
+    const std::string name = nameOfRequest(request.messageClass, request.code);
+    if (!alive()) {
+        return Failure{FailureKind::Died,
+                       name + ": the session with " + program_.string() + " is over",
+                       {},
+                       lines_.last()};
+    }
+    if (request.longs.size() > ipc::kMaxLongs) {
+        return badArgument(name + ": more than 256 longs do not fit a packet");
+    }
+    if (request.text && (request.text->size() >= ipc::kMaxChars ||
+                         request.text->find('\0') != std::string_view::npos)) {
+        return badArgument(name + ": a text of more than 2047 bytes or with a zero byte in it");
+    }
+    lines_.drain();
+    lines_.mark();
+    begin(name, options_.limits.request);
+    packet_ = {};
+    packet_.numof_cmds = ipc::kCommandWords;
+    packet_.datacmd[ipc::kWordSenderId] = options_.hostId;
+    packet_.datacmd[ipc::kWordSenderSubId] = options_.hostSubId;
+    packet_.datacmd[ipc::kWordReceiverId] = peer_.peerId;
+    packet_.datacmd[ipc::kWordReceiverSubId] = peer_.peerSubId;
+    packet_.datacmd[ipc::kWordClass] = request.messageClass;
+    packet_.datacmd[ipc::kWordCode] = request.code;
+    packet_.numof_longs = static_cast<std::int32_t>(request.longs.size());
+    std::ranges::copy(request.longs, packet_.longdata);
+    if (request.text) {
+        packet_.numof_strings = 1;
+        packet_.numof_chars = static_cast<std::int32_t>(request.text->size()) + 1;
+        std::ranges::copy(*request.text, packet_.chardata);
+    }
+    const SigpipeKept kept;
+    return sendsockdata(peer_.socket.get(), &packet_) == 0 ? Status() : Status(died());
+}
+
+Status DriverProcess::receive() {
+    Status ready = awaitPacket();
+    if (!ready) {
+        return ready;
+    }
+    const auto limit = std::min(deadline_, Clock::now() + kRestOfPacket);
+    const ipc::PacketRead read = ipc::receivePacket(peer_.socket.get(), packet_, limit);
+    switch (read.end) {
+    case ipc::ReadEnd::Complete:
+        return packet_.numof_cmds == ipc::kCommandWords ? Status() : Status(broken());
+    case ipc::ReadEnd::Closed:
+    case ipc::ReadEnd::Failed:
+        return died();
+    case ipc::ReadEnd::TimedOut:
+    case ipc::ReadEnd::BadCount:
+        break;
+    }
+    return broken();
+}
+
+Status DriverProcess::awaitPacket() {
+    for (;;) {
+        std::array<pollfd, 3> watched = {
+            {{peer_.socket.get(), POLLIN, 0},
+             {lines_.fd(), POLLIN, 0},
+             {interruptFd(), POLLIN, 0}}
+        };
+        const int count = ::poll(watched.data(), watched.size(), ipc::pollTimeout(deadline_));
+        if (pollReadable(watched[2])) {
+            kill();
+            return Failure{FailureKind::Interrupted, requestText() + ": interrupted", {}, {}};
+        }
+        if (pollReadable(watched[1])) {
+            lines_.drain();
+        }
+        if (pollReadable(watched[0])) {
+            return {};
+        }
+        if (count == 0 || Clock::now() >= deadline_) {
+            kill();
+            return Failure{FailureKind::TimedOut,
+                           requestText() + ": no answer within " + seconds(limit_),
+                           {},
+                           lines_.last()};
+        }
+    }
+}
+
+bool DriverProcess::packetIs(std::int16_t messageClass, std::int16_t code) const {
+    return packet_.datacmd[ipc::kWordClass] == messageClass &&
+           packet_.datacmd[ipc::kWordCode] == code;
+}
+
+std::string DriverProcess::requestText() const {
+    return program_.filename().string() + ": " + request_;
+}
+
+Failure DriverProcess::refused() {
+    lines_.drain(); // what it says, it says before it answers
+    return {FailureKind::Refused, requestText() + ": refused", {}, lines_.lastSinceMark()};
+}
+
+Failure DriverProcess::broken() {
+    kill();
+    return {FailureKind::ProtocolBroken,
+            requestText() + ": an answer that breaks the protocol",
+            {},
+            lines_.last()};
+}
+
+// --- The end -------------------------------------------------------------------------------------
+
+Failure DriverProcess::died() {
+    const bool byItself = awaitExit(kLastBreath);
+    const DriverEnd ended = kill();
+    Failure failure{FailureKind::Died, requestText() + ": the driver died", {}, lines_.last()};
+    if (byItself) {
+        failure.end = ended;
+    } else {
+        failure.what = requestText() + ": the driver hung up";
+    }
+    return failure;
+}
+
+Result<DriverEnd> DriverProcess::end() {
+    Status sent = send({ipc::kClassAction, ipc::kActionKill, {}, {}});
+    if (!sent) {
+        return sent.failure();
+    }
+    const bool went = awaitExit(options_.limits.end);
+    const DriverEnd ended = kill();
+    if (!went) {
+        return Failure{FailureKind::TimedOut,
+                       requestText() + ": still there after " + seconds(options_.limits.end),
+                       {},
+                       lines_.last()};
+    }
+    return ended;
+}
+
+bool DriverProcess::awaitExit(std::chrono::milliseconds limit) {
+    const auto until = Clock::now() + limit;
+    while (!ended_) {
+        std::array<pollfd, 2> watched = {
+            {{peer_.pidFd.get(), POLLIN, 0}, {lines_.fd(), POLLIN, 0}}
+        };
+        ::poll(watched.data(), watched.size(), ipc::pollTimeout(until));
+        if (pollReadable(watched[1])) {
+            lines_.drain();
+        }
+        if (pollReadable(watched[0])) {
+            siginfo_t info{};
+            const auto pidFd = static_cast<id_t>(peer_.pidFd.get());
+            if (::waitid(P_PIDFD, pidFd, &info, WEXITED | WNOHANG) == 0) {
+                end_ = endOf(info);
+            } // else the host ignores SIGCHLD: the kernel has waited for it
+            ended_ = true;
+        } else if (Clock::now() >= until) {
+            return false;
+        }
+    }
+    return true;
+}
+
+DriverEnd DriverProcess::kill() {
+    if (!ended_) {
+        ::pidfd_send_signal(peer_.pidFd.get(), SIGKILL, nullptr, 0);
+        awaitExit(kAfterKill);
+    }
+    lines_.finish();
+    peer_.socket.reset();
+    peer_.pidFd.reset();
+    return end_;
+}
+
+} // namespace tdr

@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: MIT
+// One driver process and the link to it: starts it, exchanges packets with it under a limit, and
+// makes sure that it is gone when it should be. What the packets mean is the callers' business.
+//
+// A failure that leaves the link out of step (no answer in time, a wrong answer, a death) ends the
+// process at once with SIGKILL and waits for it, before the caller hears of it: nobody can look up
+// a shared block by its key after that, and the caller may remove it.
+#pragma once
+
+#include "IPC_Link.h"
+#include "base/uniqueFd.h"
+#include "ipc_peer.h"
+#include "stderrLines.h"
+#include "tdr/driver.h"
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <sys/types.h>
+
+namespace tdr {
+
+/// What a request carries.
+struct Request {
+    std::int16_t messageClass = 0;
+    std::int16_t code = 0;
+    std::span<const std::int32_t> longs;
+    std::optional<std::string_view> text;
+};
+
+class DriverProcess {
+  public:
+    /// Starts the program and waits for its start-up OK.
+    static Result<std::unique_ptr<DriverProcess>> start(const std::filesystem::path& program,
+                                                        StartOptions options);
+    ~DriverProcess();
+    DriverProcess(const DriverProcess&) = delete;
+    DriverProcess& operator=(const DriverProcess&) = delete;
+
+    [[nodiscard]] const std::filesystem::path& program() const { return program_; }
+    [[nodiscard]] pid_t pid() const { return peer_.pid; }
+    [[nodiscard]] bool alive() const { return peer_.socket.valid(); }
+    [[nodiscard]] const std::string& lastLine() const { return lines_.last(); }
+
+    /// Sends a request. Its answer is to be taken by `receive`, and its deadline counts from here.
+    Status send(const Request& request);
+
+    /// Waits for the next packet of the answer to the last request; it is in `packet()` afterwards.
+    Status receive();
+    [[nodiscard]] const IPC_DataPacket& packet() const { return packet_; }
+
+    /// True when the packet is of this class and code.
+    [[nodiscard]] bool packetIs(std::int16_t messageClass, std::int16_t code) const;
+
+    /// The failure for the driver's error reply to the last request. The session goes on.
+    Failure refused();
+    /// The failure for an answer that does not fit the last request. Ends the driver.
+    Failure broken();
+
+    /// Orders the driver to end and waits for it; kills it when it does not go in time.
+    Result<DriverEnd> end();
+
+  private:
+    DriverProcess(std::filesystem::path program, StartOptions options);
+    /// Begins a request: its name for messages, and its limit.
+    void begin(std::string name, std::chrono::milliseconds limit);
+    Status awaitPacket();
+    Status awaitStartUpOk();
+    /// Waits until the process has ended or `limit` has passed; true when it has ended.
+    bool awaitExit(std::chrono::milliseconds limit);
+    /// Makes sure that the process is gone, waits for it and lets go of the link.
+    DriverEnd kill();
+    Failure died();
+    Failure startFailure(const ipc::PeerStart& start);
+    [[nodiscard]] std::string requestText() const;
+
+    std::filesystem::path program_;
+    StartOptions options_;
+    ipc::Peer peer_;
+    StderrLines lines_;
+    IPC_DataPacket packet_{};
+    std::string request_;               ///< what was asked last, for messages
+    std::chrono::milliseconds limit_{}; ///< how long its answer may take
+    std::chrono::steady_clock::time_point deadline_;
+    bool ended_ = false; ///< somebody has waited for the process
+    DriverEnd end_;
+};
+
+} // namespace tdr

@@ -1,0 +1,119 @@
+// SPDX-License-Identifier: MIT
+// Whole jobs over a session: read a picture line by line, write one line by line.
+//
+// A line here is always `width` pixels of four bytes each, in the order alpha, blue, green, red
+// (the drivers' format 0). Line 0 is the bottom line. Lines may be asked for in any order; from the
+// top (height - 1) down to 0 is the order of the files and the fastest. A reader and a writer can
+// share one block, so that a conversion copies nothing:
+//
+//     for (int line = reader->height(); line-- > 0;) {
+//         if (!reader->readLine(*block, line) || !writer->writeLine(*block, line)) ...
+//     }
+#pragma once
+
+#include "tdr/driver.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string_view>
+#include <vector>
+
+namespace tdr {
+
+/// Bytes of one pixel of a line.
+inline constexpr std::size_t kPixelBytes = 4;
+
+/// What a connected file holds.
+struct PictureShape {
+    std::int32_t width = 0;
+    std::int32_t height = 0;
+    bool matte = false;        ///< one-bit mattes instead of colours
+    std::int32_t channels = 4; ///< colour channels offered, or mattes in the file
+};
+
+/// Bytes of a line of `width` pixels.
+[[nodiscard]] std::size_t lineBytes(std::int32_t width);
+
+/// Fills `line` with opaque black: what pixels are where the file has no such channel, since a
+/// driver leaves the bytes of a missing channel as they were.
+void fillOpaqueBlack(std::span<std::uint8_t> line);
+
+/// Makes pixels of packed matte bits: white where the first of `channels` mattes is set, black
+/// elsewhere, opaque everywhere. `bits` holds `channels` bits a pixel, filled from each byte's
+/// lowest bit upwards; `line` takes as many pixels as fit, and as many as `bits` has.
+void expandMatte(std::span<const std::uint8_t> bits, std::int32_t channels,
+                 std::span<std::uint8_t> line);
+
+/// Reads one file through a driver. Borrows the driver; one reader or writer a driver at a time.
+class PictureReader {
+  public:
+    /// Connects `path` for reading and asks for size and format. See `Driver::connectToFile` about
+    /// `path`. A driver that does not know the file refuses. A size outside 1 ... 32767 a side, or
+    /// a format that is neither four channels of 8 bits nor mattes, is `Refused` too, and the file
+    /// is disconnected again.
+    static Result<PictureReader> open(Driver& driver, std::string_view path, std::int32_t cell = 0);
+
+    [[nodiscard]] const PictureShape& shape() const { return shape_; }
+    [[nodiscard]] std::int32_t width() const { return shape_.width; }
+    [[nodiscard]] std::int32_t height() const { return shape_.height; }
+
+    /// Reads line `line` into the first `lineBytes(width())` bytes of `block`. Channels that the
+    /// file lacks are opaque black; a matte is white on black.
+    Status readLine(SharedBlock& block, std::int32_t line);
+
+    /// Disconnects.
+    Status close();
+
+  private:
+    PictureReader(Driver& driver, std::int32_t cell) : driver_(&driver), cell_(cell) {}
+    Status askShape();
+    Status readMatteLine(SharedBlock& block, std::int32_t line);
+
+    Driver* driver_;
+    std::int32_t cell_;
+    PictureShape shape_;
+    std::optional<SharedBlock> bits_; ///< a matte's packed bits, before they become pixels
+};
+
+/// Writes one file through a driver, in the drivers' format 0.
+class PictureWriter {
+  public:
+    /// Selects format 0, sets the size (1 ... 32767 a side) and connects `path` for writing.
+    static Result<PictureWriter> open(Driver& driver, std::string_view path, std::int32_t width,
+                                      std::int32_t height, std::int32_t cell = 0);
+
+    /// Writes the first bytes of `block` as line `line`. Every line has to be written, in whatever
+    /// order.
+    Status writeLine(const SharedBlock& block, std::int32_t line);
+
+    /// Disconnects. Only this call's success says that the file is whole.
+    Status close();
+
+  private:
+    PictureWriter(Driver& driver, std::int32_t cell) : driver_(&driver), cell_(cell) {}
+
+    Driver* driver_;
+    std::int32_t cell_;
+};
+
+/// A picture in memory.
+struct Picture {
+    std::int32_t width = 0;
+    std::int32_t height = 0;
+    std::vector<std::uint8_t> pixels; ///< lines one after the other, the bottom line first
+};
+
+/// Pictures above this are not read into memory unless asked for: a small file can claim any size.
+inline constexpr std::size_t kDefaultPictureLimit = std::size_t{1} << 30;
+
+/// Reads all of `path` through `driver`; `NoMemory` when its pixels need more than `maxBytes`. The
+/// driver stays connected after a failure that leaves it alive.
+Result<Picture> readPicture(Driver& driver, std::string_view path,
+                            std::size_t maxBytes = kDefaultPictureLimit);
+
+/// Writes `picture` to `path` through `driver`.
+Status writePicture(Driver& driver, std::string_view path, const Picture& picture);
+
+} // namespace tdr

@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: MIT
+// What a call of the host library comes back with: what was asked for, or the reason why not.
+//
+// A driver is another process, so every call can fail in ways that a caller wants told apart: the
+// driver says no and can be asked on; the driver is gone; it does not answer; it answers nonsense.
+// After any failure but `Refused` and `BadArgument` the session is over (Driver::alive() is false).
+#pragma once
+
+#include <optional>
+#include <string>
+#include <utility>
+
+namespace tdr {
+
+enum class FailureKind {
+    CouldNotStart,  ///< the program did not become a driver: missing, died or silent at start
+    Refused,        ///< the driver answered with its error reply; the session goes on
+    Died,           ///< the driver ended, or hung up, before it answered
+    TimedOut,       ///< no answer within the limit; the driver has been killed
+    ProtocolBroken, ///< an answer that does not fit the request; the driver has been killed
+    Interrupted,    ///< an InterruptGuard saw SIGINT or SIGTERM; the driver has been killed
+    BadArgument,    ///< the request was not sent: an argument does not fit the protocol
+    NoMemory,       ///< the system gave no memory or no shared block
+};
+
+/// The name of a kind, as one word for messages and logs ("Died").
+[[nodiscard]] const char* nameOf(FailureKind kind);
+
+/// How a driver process ended.
+struct DriverEnd {
+    bool known = false; ///< false when nobody can tell (the host ignores SIGCHLD)
+    int exitStatus = 0; ///< 0 ... 255, when `signal` is 0
+    int signal = 0;     ///< the signal that ended it, or 0
+
+    /// "exit status 3", "signal 11 (Segmentation fault)" or "unknown end".
+    [[nodiscard]] std::string text() const;
+};
+
+/// Why a call failed.
+struct Failure {
+    FailureKind kind = FailureKind::Refused;
+    std::string what;             ///< one readable line that names the request; no newline
+    std::optional<DriverEnd> end; ///< how the driver ended, for `CouldNotStart` and `Died`
+    std::string lastLine;         ///< the last line the driver wrote to its stderr, or empty
+
+    /// `what`, then the driver's end and its last line where there are any: one line.
+    [[nodiscard]] std::string text() const;
+};
+
+/// Success without a value, or a failure.
+class [[nodiscard]] Status {
+  public:
+    Status() = default;
+    Status(Failure failure) : failure_(std::move(failure)) {} // NOLINT(google-explicit-constructor)
+
+    [[nodiscard]] bool ok() const { return !failure_; }
+    explicit operator bool() const { return ok(); }
+
+    /// The reason; only to be called when `ok()` is false.
+    [[nodiscard]] const Failure& failure() const { return *failure_; }
+
+  private:
+    std::optional<Failure> failure_;
+};
+
+/// A value, or a failure.
+template <typename T>
+class [[nodiscard]] Result {
+  public:
+    Result(T value) : value_(std::move(value)) {}             // NOLINT(google-explicit-constructor)
+    Result(Failure failure) : failure_(std::move(failure)) {} // NOLINT(google-explicit-constructor)
+
+    [[nodiscard]] bool ok() const { return value_.has_value(); }
+    explicit operator bool() const { return ok(); }
+
+    /// The value; only to be called when `ok()` is true.
+    [[nodiscard]] T& value() { return *value_; }
+    [[nodiscard]] const T& value() const { return *value_; }
+    T& operator*() { return *value_; }
+    const T& operator*() const { return *value_; }
+    T* operator->() { return &*value_; }
+    const T* operator->() const { return &*value_; }
+
+    /// The reason; only to be called when `ok()` is false.
+    [[nodiscard]] const Failure& failure() const { return *failure_; }
+
+  private:
+    std::optional<T> value_;
+    std::optional<Failure> failure_;
+};
+
+} // namespace tdr

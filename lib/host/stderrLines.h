@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: MIT
+// The lines that a driver writes to its stderr, taken from the pipe without ever waiting for one.
+#pragma once
+
+#include "base/uniqueFd.h"
+
+#include <functional>
+#include <string>
+#include <string_view>
+
+namespace tdr {
+
+class StderrLines {
+  public:
+    /// Takes the read end of the pipe and makes it non-blocking. `onLine` may be empty.
+    void open(base::UniqueFd pipe, std::function<void(std::string_view)> onLine);
+
+    /// The descriptor to poll, or -1 once the pipe has ended.
+    [[nodiscard]] int fd() const { return pipe_.get(); }
+
+    /// Takes what is there, at most about as much as a pipe holds.
+    void drain();
+
+    /// Drains, counts an unfinished line as a line, and closes the pipe.
+    void finish();
+
+    /// The last line so far; empty lines do not count.
+    [[nodiscard]] const std::string& last() const { return last_; }
+
+    /// The last line since `mark`, or empty.
+    [[nodiscard]] std::string lastSinceMark() const { return fresh_ ? last_ : std::string(); }
+    void mark() { fresh_ = false; }
+
+  private:
+    void take(std::string_view bytes);
+    void endLine();
+
+    base::UniqueFd pipe_;
+    std::function<void(std::string_view)> onLine_;
+    std::string partial_;
+    std::string last_;
+    bool fresh_ = false;
+};
+
+} // namespace tdr
