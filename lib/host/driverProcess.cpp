@@ -65,6 +65,14 @@ bool pollReadable(const pollfd& entry) {
     return entry.revents != 0;
 }
 
+/// True for the start failures whose errno explains them; for the others it is a left-over.
+bool tellsErrno(ipc::PeerFailure failure) {
+    constexpr std::array kWithout = {ipc::PeerFailure::Died,    ipc::PeerFailure::Late,
+                                     ipc::PeerFailure::Garbled, ipc::PeerFailure::Refused,
+                                     ipc::PeerFailure::Reply,   ipc::PeerFailure::UnknownRequest};
+    return std::ranges::find(kWithout, failure) == kWithout.end();
+}
+
 std::string seconds(std::chrono::milliseconds limit) {
     return std::to_string((limit.count() + 999) / 1000) + " s";
 }
@@ -117,7 +125,7 @@ Failure DriverProcess::startFailure(const ipc::PeerStart& start) {
                     program_.string() + " could not be started: " + ipc::describe(start.failure),
                     {},
                     lines_.last()};
-    if (start.error != 0) {
+    if (start.error != 0 && tellsErrno(start.failure)) {
         failure.what += std::string(": ") + std::strerror(start.error);
     }
     // A driver that was killed for being late tells nothing by that.
@@ -212,11 +220,9 @@ Status DriverProcess::receive() {
 
 Status DriverProcess::awaitPacket() {
     for (;;) {
-        std::array<pollfd, 3> watched = {
-            {{peer_.socket.get(), POLLIN, 0},
-             {lines_.fd(), POLLIN, 0},
-             {interruptFd(), POLLIN, 0}}
-        };
+        std::array<pollfd, 3> watched = {{{peer_.socket.get(), POLLIN, 0},
+                                          {lines_.fd(), POLLIN, 0},
+                                          {interruptFd(), POLLIN, 0}}};
         const int count = ::poll(watched.data(), watched.size(), ipc::pollTimeout(deadline_));
         if (pollReadable(watched[2])) {
             kill();
@@ -294,8 +300,7 @@ bool DriverProcess::awaitExit(std::chrono::milliseconds limit) {
     const auto until = Clock::now() + limit;
     while (!ended_) {
         std::array<pollfd, 2> watched = {
-            {{peer_.pidFd.get(), POLLIN, 0}, {lines_.fd(), POLLIN, 0}}
-        };
+            {{peer_.pidFd.get(), POLLIN, 0}, {lines_.fd(), POLLIN, 0}}};
         ::poll(watched.data(), watched.size(), ipc::pollTimeout(until));
         if (pollReadable(watched[1])) {
             lines_.drain();

@@ -117,9 +117,7 @@ Result<std::optional<PixelFormat>> Driver::format(std::int32_t index) {
         static_cast<std::size_t>(reply[0]) != reply.size() - 3) {
         return process_->broken();
     }
-    return std::optional(PixelFormat{
-        reply[1], reply[2], {reply.begin() + 3, reply.end()}
-    });
+    return std::optional(PixelFormat{reply[1], reply[2], {reply.begin() + 3, reply.end()}});
 }
 
 Result<Bounds> Driver::bounds() {
