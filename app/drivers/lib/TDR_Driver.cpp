@@ -2,6 +2,8 @@
 // State, defaults and the event loop. Queries, actions and files have sources of their own.
 #include "TDR_Driver.h"
 
+#include "IPC_LinkIrix.h"
+
 #include <array>
 #include <cstdio>
 #include <cstring>

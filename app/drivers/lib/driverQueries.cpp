@@ -2,6 +2,8 @@
 // What the host can ask: one row a query, one reply packet each.
 #include "TDR_Driver.h"
 
+#include "IPC_LinkIrix.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -26,22 +28,22 @@ struct TDR_Driver::Queries {
     }
 
     static constexpr Row kRows[] = {
-        {ipc::kQueryAccessModes,             call<&TDR_Driver::sendAccessModes>            },
-        {ipc::kQueryVendorName,              call<&TDR_Driver::sendVendorName>             },
-        {ipc::kQueryFormatCount,             call<&TDR_Driver::sendFormatCount>            },
-        {ipc::kQueryCurrentFormat,           call<&TDR_Driver::sendCurrentFormat>          },
-        {ipc::kQueryIthFormat,               callIthFormat                                 },
-        {ipc::kQueryBounds,                  call<&TDR_Driver::sendBounds>                 },
-        {ipc::kQueryTiling,                  call<&TDR_Driver::sendTiling>                 },
-        {ipc::kQueryStampBounds,             call<&TDR_Driver::sendStampBounds>            },
-        {ipc::kQueryCurrentCell,             call<&TDR_Driver::sendCurrentCell>            },
-        {ipc::kQueryFormatName,              call<&TDR_Driver::sendFormatName>             },
-        {ipc::kQueryStartCell,               call<&TDR_Driver::sendStartCell>              },
-        {ipc::kQueryEndCell,                 call<&TDR_Driver::sendEndCell>                },
-        {ipc::kQueryDefaultPreReadCommand,   call<&TDR_Driver::sendDefaultPreReadCommand>  },
+        {ipc::kQueryAccessModes, call<&TDR_Driver::sendAccessModes>},
+        {ipc::kQueryVendorName, call<&TDR_Driver::sendVendorName>},
+        {ipc::kQueryFormatCount, call<&TDR_Driver::sendFormatCount>},
+        {ipc::kQueryCurrentFormat, call<&TDR_Driver::sendCurrentFormat>},
+        {ipc::kQueryIthFormat, callIthFormat},
+        {ipc::kQueryBounds, call<&TDR_Driver::sendBounds>},
+        {ipc::kQueryTiling, call<&TDR_Driver::sendTiling>},
+        {ipc::kQueryStampBounds, call<&TDR_Driver::sendStampBounds>},
+        {ipc::kQueryCurrentCell, call<&TDR_Driver::sendCurrentCell>},
+        {ipc::kQueryFormatName, call<&TDR_Driver::sendFormatName>},
+        {ipc::kQueryStartCell, call<&TDR_Driver::sendStartCell>},
+        {ipc::kQueryEndCell, call<&TDR_Driver::sendEndCell>},
+        {ipc::kQueryDefaultPreReadCommand, call<&TDR_Driver::sendDefaultPreReadCommand>},
         {ipc::kQueryDefaultPostWriteCommand, call<&TDR_Driver::sendDefaultPostWriteCommand>},
-        {ipc::kQueryWriteDirection,          call<&TDR_Driver::sendWriteDirection>         },
-        {ipc::kQueryFileNamingConvention,    call<&TDR_Driver::sendFileNamingConvention>   },
+        {ipc::kQueryWriteDirection, call<&TDR_Driver::sendWriteDirection>},
+        {ipc::kQueryFileNamingConvention, call<&TDR_Driver::sendFileNamingConvention>},
     };
     static_assert(std::ranges::adjacent_find(kRows, std::ranges::greater_equal{}, &Row::code) ==
                   std::end(kRows));

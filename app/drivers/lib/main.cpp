@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: MIT
+// The entry of every driver process: arguments, the one driver object, the loop.
+#include "TDR_Driver.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+#include <string_view>
+
+namespace {
+
+constexpr int kBadUsage = -1;
+constexpr int kNoDriver = -2;
+
+struct Arguments {
+    int port = 0;
+    bool predicate = false;
+};
+
+void keepInvocationName(std::string_view path) {
+    const std::string_view name = path.substr(path.rfind('/') + 1);
+    *std::copy_n(name.begin(), std::min(name.size(), sizeof gInvocationName - 1), gInvocationName) =
+        '\0';
+}
+
+int usage() {
+    std::fprintf(stderr, "usage: %s [-ipc_link_port port#]\n", gInvocationName);
+    return kBadUsage;
+}
+
+/// Reads the command line into `arguments`; false when it is not understood.
+bool readArguments(int argc, char** argv, Arguments& arguments) {
+    for (int i = 1; i < argc; ++i) {
+        const std::string_view argument = argv[i];
+        if (argument == "-ipc_link_port" && i + 1 < argc) {
+            // Reads as far as it is a number: "123xyz" is 123, "xyz" leaves the port as it was.
+            int port = 0;
+            if (std::sscanf(argv[++i], "%d", &port) ==
+                1) { // NOLINT(cert-err34-c): "%d" is the rule
+                arguments.port = port;
+            }
+        } else if (argument == "-predicate") {
+            arguments.predicate = true;
+        } else {
+            return false;
+        }
+    }
+    return arguments.port != 0 || arguments.predicate;
+}
+
+/// Tells the host and the caller whether the driver can work on this machine.
+int answerPredicate(TDR_Driver& driver, bool hasHost) {
+    const bool works = driver.devicePredicate() != 0;
+    if (hasHost) {
+        works ? driver.sendOK() : driver.sendError();
+    }
+    return works ? 0 : 1;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    keepInvocationName(argc > 0 ? argv[0] : "");
+    Arguments arguments;
+    if (!readArguments(argc, argv, arguments)) {
+        return usage();
+    }
+    std::unique_ptr<TDR_Driver> driver(createDriver(arguments.port));
+    if (driver == nullptr || driver->status != 0) {
+        // A driver that never worked has nothing to shut down: it is kept, not destroyed.
+        [[maybe_unused]] static TDR_Driver* unusable = driver.release();
+        return kNoDriver;
+    }
+    if (arguments.predicate) {
+        return answerPredicate(*driver, arguments.port != 0);
+    }
+    driver->sendOK();
+    do {
+        driver->handleEvent();
+    } while (gExitFlag == 0);
+    driver.reset();
+    return 0;
+}

@@ -1,0 +1,268 @@
+// SPDX-License-Identifier: MIT
+#include "recordingDriver.h"
+#include "support/sharedBlock.h"
+
+using support::action;
+
+namespace {
+
+class Actions : public ConnectedDriver<> {
+  protected:
+    support::SharedBlock block{4096};
+
+    /// Size, key and id of the block, followed by `rest`: the longs of a transfer.
+    std::vector<std::int32_t> withBlock(std::vector<std::int32_t> rest) const {
+        std::vector<std::int32_t> longs = {1000, block.key(), block.id()};
+        longs.insert(longs.end(), rest.begin(), rest.end());
+        return longs;
+    }
+    /// Calls noted since the last time.
+    std::string calls() { return std::exchange(driver->calls, ""); }
+};
+
+TEST_F(Actions, BadCountsAreAnsweredAsEachRequestHasIt) {
+    const struct {
+        const char* name;
+        int code;
+        int longs; // the right count
+        const char* badReply;
+    } cases[] = {
+        {"set pixel format", 1424, 1, "1/102"},
+        {"set bounds", 1425, 4, "1/102"},
+        {"set tiling", 1426, 2, "1/102"},
+        {"set stamp bounds", 1427, 2, "1/102"},
+        {"set current cell", 1428, 1, "1/102"},
+        {"get cache", 1429, 4, "1/102"},
+        {"get line", 1430, 5, "1/102"},
+        {"get tile", 1431, 999, ""},
+        {"get stamp", 1432, 4, "1/102"},
+        {"put line", 1434, 5, "1/102"},
+        {"put tile", 1435, 999, ""},
+        {"put stamp", 1436, 4, "1/102"},
+        {"set start cell", 1437, 1, "1/102"},
+        {"set end cell", 1438, 1, ""},
+    };
+    for (const auto& c : cases) {
+        for (const int count : {0, c.longs - 1, c.longs + 1}) {
+            if (count < 0 || count > ipc::kMaxLongs) {
+                continue;
+            }
+            const std::vector<std::int32_t> longs(static_cast<std::size_t>(count), 1);
+            if (count != c.longs) {
+                EXPECT_EQ(handle(action(c.code, longs)), c.badReply) << c.name << " " << count;
+            }
+        }
+    }
+    EXPECT_EQ(calls(), "");
+}
+
+TEST_F(Actions, SettingsAreStoredByTheBase) {
+    EXPECT_EQ(handle(action(1424, {3})), "1/101");
+    EXPECT_EQ(driver->currentFormat, 3);
+    EXPECT_EQ(handle(action(1425, {1, 2, 30, 40})), "1/101");
+    EXPECT_EQ(driver->bounds[1], 2);
+    EXPECT_EQ(driver->bounds[3], 40);
+    EXPECT_EQ(handle(action(1426, {5, 6})), "1/101");
+    EXPECT_EQ(driver->tiling[1], 6);
+    EXPECT_EQ(handle(action(1427, {70, 80})), "1/101");
+    EXPECT_EQ(driver->stampBounds[0], 80); // the second value, in the first slot
+    EXPECT_EQ(driver->stampBounds[1], 0);
+    EXPECT_EQ(handle(action(1437, {-9})), "1/101");
+    EXPECT_EQ(driver->startCell, -9);
+    EXPECT_EQ(handle(action(1438, {9})), "1/101");
+    EXPECT_EQ(driver->endCell, 9);
+}
+
+TEST_F(Actions, SettingTheSameCellIsNoChange) {
+    driver->currentCell = 4;
+    EXPECT_EQ(handle(action(1428, {4})), "1/101");
+    EXPECT_EQ(driver->cellChanged, 0);
+    EXPECT_EQ(handle(action(1428, {5})), "1/101");
+    EXPECT_EQ(driver->cellChanged, 1);
+    EXPECT_EQ(driver->currentCell, 5);
+}
+
+TEST_F(Actions, TransfersReachTheOperationWithBlockAndArguments) {
+    driver->accessModes = ipc::kAccessNoCommands;
+    const struct {
+        int code;
+        std::vector<std::int32_t> rest;
+        const char* call;
+        const char* replies;
+    } cases[] = {
+        {1429, {6}, "getCache(1000,6)", "1/101"},
+        {1430, {2, 6}, "getLine(1000,6,2)", "1/101"},
+        {1432, {6}, "getStamp(1000,6)", "1/101"},
+        {1433, {6}, "putCache(1000,6)", "2/1225 1/101"},
+        {1434, {2, 6}, "putLine(1000,6,2)", "2/1225 1/101"},
+        {1436, {6}, "putStamp(1000,6)", "2/1225 1/101"},
+    };
+    for (const auto& c : cases) {
+        block.bytes()[0] = 'h';
+        EXPECT_EQ(handle(action(c.code, withBlock(c.rest))), c.replies) << c.call;
+        EXPECT_EQ(calls(), c.call);
+        EXPECT_EQ(driver->seenByte, 'h') << c.call;
+        EXPECT_EQ(block.bytes()[0], 'd') << c.call;
+        EXPECT_EQ(driver->seenBlockBytes, 4096U) << c.call;
+        EXPECT_EQ(driver->blockBytes, 0U) << c.call;
+        EXPECT_EQ(block.attachments(), 1U) << c.call;
+    }
+}
+
+TEST_F(Actions, FailedOperationIsAnErrorReply) {
+    driver->result = -1;
+    EXPECT_EQ(handle(action(1430, withBlock({2, 6}))), "1/102");
+    EXPECT_EQ(handle(action(1434, withBlock({2, 6}))), "2/1225 1/102");
+    EXPECT_EQ(block.attachments(), 1U);
+}
+
+TEST_F(Actions, BlockThatCannotBeAttachedStopsTheRequest) {
+    testing::internal::CaptureStderr();
+    const std::vector<std::int32_t> tooLarge = {1 << 20, block.key(), block.id(), 1, 1};
+    const std::vector<std::int32_t> negative = {-1, block.key(), block.id(), 1, 1};
+    for (const auto& longs : {tooLarge, negative}) {
+        EXPECT_EQ(handle(action(1430, longs)), "1/102");
+        EXPECT_EQ(handle(action(1434, longs)), "1/102"); // and no notice
+    }
+    EXPECT_EQ(calls(), "");
+    EXPECT_NE(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST_F(Actions, PutCacheWithThreeLongsIsRefusedAndCarriedOut) {
+    driver->accessModes = ipc::kAccessNoCommands;
+    EXPECT_EQ(handle(action(1433, withBlock({}))), "1/102 2/1225 1/101");
+    EXPECT_EQ(calls(), "putCache(1000,0)");
+    EXPECT_EQ(driver->currentCell, 0);
+}
+
+TEST_F(Actions, TilesRunOnlyWithTheirOwnCount) {
+    for (const int code : {1431, 1435}) {
+        driver->data = action(code).packet();
+        driver->data.numof_longs = 999; // cannot arrive in a packet
+        driver->doActionMessage();
+        EXPECT_EQ(host.replies(), "1/101");
+    }
+    EXPECT_EQ(calls(), "getTile() putTile()");
+}
+
+TEST_F(Actions, GetRunsThePreReadCommandForANewCell) {
+    driver->currentCell = 6;
+    const auto getLine = [&](int cell) {
+        handle(action(1430, withBlock({2, cell})));
+        return calls();
+    };
+    EXPECT_EQ(getLine(6), "getLine(1000,6,2)");
+    EXPECT_EQ(getLine(7), "preRead() getLine(1000,7,2)");
+    EXPECT_EQ(driver->currentCell, 7);
+    driver->cellChanged = 1; // stays, so every request counts as a new cell
+    EXPECT_EQ(getLine(7), "preRead() getLine(1000,7,2)");
+    EXPECT_EQ(getLine(7), "preRead() getLine(1000,7,2)");
+    driver->accessModes = 0x4033;
+    EXPECT_EQ(getLine(8), "getLine(1000,8,2)");
+}
+
+TEST_F(Actions, PutRunsThePostWriteCommandAfterTheLastLine) {
+    driver->bounds[3] = 10;
+    const auto put = [&](int code, std::vector<std::int32_t> rest) {
+        handle(action(code, withBlock(std::move(rest))));
+        return calls();
+    };
+    EXPECT_EQ(put(1434, {9, 3}), "putLine(1000,3,9) postWrite()");
+    EXPECT_EQ(driver->currentCell, 3);
+    EXPECT_EQ(put(1434, {8, 4}), "putLine(1000,4,8)");
+    EXPECT_EQ(put(1434, {INT32_MAX, 4}), "putLine(1000,4,2147483647)");
+    EXPECT_EQ(put(1433, {5}), "putCache(1000,5) postWrite()");
+    EXPECT_EQ(put(1436, {5}), "putStamp(1000,5)");
+    driver->accessModes = 0x4000;
+    EXPECT_EQ(put(1434, {9, 3}), "putLine(1000,3,9)");
+    EXPECT_EQ(put(1433, {5}), "putCache(1000,5)");
+}
+
+TEST_F(Actions, ConnectHandsOverNameAndMode) {
+    driver->accessModes = 0x4033; // not asked here
+    EXPECT_EQ(handle(action(1439, {0, 12}, {"a/b.pic"})), "1/101");
+    EXPECT_EQ(calls(), "preRead() connect:a/b.pic(0)");
+    EXPECT_EQ(driver->currentCell, 12);
+    EXPECT_EQ(handle(action(1439, {1, 12}, {"a/c.pic"})), "1/101");
+    EXPECT_EQ(calls(), "connect:a/c.pic(1)");
+    EXPECT_STREQ(driver->fileName, "a/c.pic");
+
+    EXPECT_EQ(handle(action(1439, {1}, {"x"})), "1/102");
+    EXPECT_EQ(handle(action(1439, {1, 1})), "1/102");
+    EXPECT_EQ(handle(action(1439, {1, 1}, {"x", "y"})), "1/102");
+    EXPECT_EQ(calls(), "");
+}
+
+TEST_F(Actions, LongFileNameIsCutAndReported) {
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(handle(action(1439, {1, 1}, {std::string(1024, 'n')})), "1/101");
+    EXPECT_EQ(std::string(driver->fileName), std::string(1023, 'n'));
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("was cut"), std::string::npos);
+}
+
+TEST_F(Actions, DisconnectRunsThePostWriteCommandWhenAFileWasClosed) {
+    driver->accessModes = 0x4033; // not asked here
+    EXPECT_EQ(handle(action(1440)), "1/101");
+    EXPECT_EQ(calls(), "disconnect()");
+    driver->result = 1;
+    EXPECT_EQ(handle(action(1440)), "1/101");
+    EXPECT_EQ(calls(), "disconnect() postWrite()");
+    driver->result = -1;
+    EXPECT_EQ(handle(action(1440)), "1/102");
+    EXPECT_EQ(calls(), "disconnect()");
+}
+
+TEST_F(Actions, CommandsAreSetByTheirOwnRules) {
+    EXPECT_EQ(handle(action(1441, {}, {"fetch"})), "1/101");
+    EXPECT_STREQ(driver->preReadCommand.get(), "fetch");
+    EXPECT_EQ(handle(action(1441)), "1/102");
+    EXPECT_EQ(handle(action(1441, {}, {"a", "b"})), "1/102");
+    EXPECT_STREQ(driver->preReadCommand.get(), "fetch");
+
+    EXPECT_EQ(handle(action(1442, {}, {"store", "more"})), "1/101"); // an area is enough
+    EXPECT_STREQ(driver->postWriteCommand.get(), "store");
+    IPC_DataPacket oneWithoutArea = action(1442).packet();
+    oneWithoutArea.numof_strings = 1;
+    host.send(oneWithoutArea);
+    driver->handleEvent();
+    EXPECT_EQ(host.replies(), "1/101"); // one string is enough too: the empty one
+    EXPECT_EQ(driver->postWriteCommand, nullptr);
+    EXPECT_EQ(handle(action(1442)), "1/102");
+}
+
+TEST_F(Actions, UnknownCodesAreErrors) {
+    for (const int code : {0, 101, 1423, 1443, -1}) {
+        EXPECT_EQ(handle(action(code)), "1/102") << code;
+    }
+}
+
+TEST(Cleanup, LetsGoOfTheLinkBeforeTheFile) {
+    // The destructor of a driver that keeps a file open calls cleanup while it is whole.
+    struct Closing : RecordingDriver {
+        std::string& log;
+        support::FakeHost& host;
+        Closing(int port, std::string& events, support::FakeHost& h)
+            : RecordingDriver(port), log(events), host(h) {
+            result = 1;
+        }
+        ~Closing() override {
+            set_post_write_cmd("store");
+            cleanup();
+        }
+        int disconnectFromFile() override {
+            log += link == nullptr ? "disconnect after link " : "disconnect before link ";
+            return 1;
+        }
+        int executePostWriteCommand() override {
+            log += postWriteCommand != nullptr ? "command" : "no command";
+            return 0;
+        }
+    };
+    support::FakeHost host;
+    host.connectDriver();
+    std::string log;
+    std::make_unique<Closing>(host.port(), log, host).reset();
+    EXPECT_EQ(log, "disconnect after link command");
+}
+
+} // namespace

@@ -1,0 +1,179 @@
+// SPDX-License-Identifier: MIT
+// Access checks and outside commands, without a host.
+#include "recordingDriver.h"
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// A folder of its own that anybody may enter, so that a test can go on as another user.
+class Files : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        char name[] = "/tmp/tdr-files-XXXXXX";
+        ASSERT_NE(mkdtemp(name), nullptr);
+        folder = name;
+        fs::permissions(folder, fs::perms::all);
+    }
+    void TearDown() override { fs::remove_all(folder); }
+
+    std::string file(const std::string& name, fs::perms permissions = fs::perms::all) const {
+        const fs::path path = folder / name;
+        std::ofstream(path) << "x";
+        fs::permissions(path, permissions);
+        return path;
+    }
+
+    struct Check {
+        int result;
+        std::string directory, baseName;
+    };
+    static Check check(const std::string& path, int forWriting) {
+        RecordingDriver driver(0);
+        char directory[base::kPathCapacity] = "?";
+        char baseName[base::kPathCapacity] = "?";
+        const int result =
+            driver.checkFilePermissions(path.c_str(), forWriting, directory, baseName);
+        return {result, directory, baseName};
+    }
+
+    fs::path folder;
+};
+
+/// Runs `body` in a child as an unprivileged user and returns what it returns.
+int asNobody(const std::function<int()>& body) {
+    const pid_t child = fork();
+    if (child == 0) {
+        const bool dropped = getuid() != 0 || (setgid(65534) == 0 && setuid(65534) == 0);
+        _exit(dropped ? body() & 0xFF : 99);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST_F(Files, PathIsSplitAtItsLastSlash) {
+    const std::string path = file("a.pic");
+    const Check inFolder = check(path, 0);
+    EXPECT_EQ(inFolder.result, 0);
+    EXPECT_EQ(inFolder.directory, folder);
+    EXPECT_EQ(inFolder.baseName, "a.pic");
+
+    const Check bare = check("no-such-file.pic", 1);
+    EXPECT_EQ(bare.result, 0);
+    EXPECT_EQ(bare.directory, ".");
+    EXPECT_EQ(bare.baseName, "no-such-file.pic");
+
+    const Check inRoot = check("/x.pic", 1);
+    EXPECT_EQ(inRoot.result, -1);
+    EXPECT_EQ(inRoot.directory, "");
+    EXPECT_EQ(inRoot.baseName, "x.pic");
+}
+
+TEST_F(Files, LongPathIsCutBeforeItIsSplit) {
+    const Check cut = check(std::string(1022, 'x') + "/y", 1);
+    EXPECT_EQ(cut.result, -1);
+    EXPECT_EQ(cut.directory.size(), 1022U);
+    EXPECT_EQ(cut.baseName, "");
+    EXPECT_EQ(check(std::string(2000, 'x'), 1).baseName.size(), 1023U);
+}
+
+TEST_F(Files, ReadingNeedsAReadableFile) {
+    const std::string open = file("open.pic");
+    const std::string closed = file("closed.pic", fs::perms::none);
+    EXPECT_EQ(check((folder / "missing.pic").string(), 0).result, -1);
+    EXPECT_EQ(asNobody([&] { return check(open, 0).result; }), 0);
+    EXPECT_EQ(asNobody([&] { return check(closed, 0).result; }), 255);
+}
+
+TEST_F(Files, WritingNeedsOnlyADirectoryThatCanBeSearched) {
+    const std::string readOnly = file("old.pic", fs::perms::owner_read | fs::perms::others_read);
+    EXPECT_EQ(asNobody([&] { return check(readOnly, 1).result; }), 0);
+    fs::create_directory(folder / "shut");
+    fs::permissions(folder / "shut", fs::perms::owner_all);
+    EXPECT_EQ(asNobody([&] { return check((folder / "shut/x.pic").string(), 1).result; }), 255);
+    EXPECT_EQ(check((folder / "missing/x.pic").string(), 1).result, -1);
+}
+
+// --- Outside commands
+// --------------------------------------------------------------------------------
+
+/// The base's own commands: RecordingDriver only notes them.
+class Commands : public Files {
+  protected:
+    void SetUp() override {
+        Files::SetUp();
+        script = file("command.sh");
+        std::ofstream(script) << "#!/bin/sh\necho \"$@\" >> " << (folder / "log").string()
+                              << "\nexit 3\n";
+        driver.startCell = 4;
+        driver.currentCell = -5;
+    }
+    void TearDown() override {
+        signal(SIGCHLD, SIG_DFL);
+        Files::TearDown();
+    }
+
+    std::string logged() const {
+        std::ifstream log(folder / "log");
+        return {std::istreambuf_iterator<char>(log), {}};
+    }
+    int preRead() { return driver.TDR_Driver::executePreReadCommand(); }
+    int postWrite() { return driver.TDR_Driver::executePostWriteCommand(); }
+
+    RecordingDriver driver{0};
+    std::string script;
+};
+
+TEST_F(Commands, AreToldFileAndCells) {
+    driver.set_pre_read_cmd(script.c_str());
+    driver.set_post_write_cmd((script + " -q").c_str());
+    snprintf(driver.fileName, sizeof driver.fileName, "dir/x.pic");
+    EXPECT_EQ(preRead(), 0); // the command's own exit status is not looked at
+    EXPECT_EQ(postWrite(), 0);
+    EXPECT_EQ(logged(), "-r -f dir/x.pic -s 4 -i -5\n-q -w -f dir/x.pic -s 4 -i -5\n");
+}
+
+TEST_F(Commands, SetEmptyOrNeverRunNothing) {
+    EXPECT_EQ(preRead(), 0);
+    driver.set_post_write_cmd(script.c_str());
+    driver.set_post_write_cmd("");
+    EXPECT_EQ(postWrite(), 0);
+    EXPECT_EQ(logged(), "");
+}
+
+TEST_F(Commands, RunWithTheDefaultChildSignalAndRestoreIt) {
+    // As after a connect to a host: the process ignores SIGCHLD.
+    signal(SIGCHLD, SIG_IGN);
+    std::ofstream(script, std::ios::trunc)
+        << "#!/bin/sh\ngrep SigIgn /proc/self/status > " << (folder / "log").string() << "\n";
+    driver.set_pre_read_cmd(script.c_str());
+    EXPECT_EQ(preRead(), 0);
+    EXPECT_EQ(signal(SIGCHLD, SIG_IGN), SIG_IGN);
+    const std::string ignored = logged();
+    ASSERT_EQ(ignored.rfind("SigIgn:", 0), 0U);
+    EXPECT_EQ(std::stoull(ignored.substr(7), nullptr, 16) & (1ULL << (SIGCHLD - 1)), 0U) << ignored;
+}
+
+TEST_F(Commands, TooLongForItsBufferIsNotRunInPart) {
+    const std::string tail = " -r -f unused -s 4 -i -5";
+    const std::string padding(2047 - tail.size() - script.size() - 3, 'x');
+    driver.set_pre_read_cmd((script + " # " + padding).c_str());
+    EXPECT_EQ(preRead(), 0); // exactly the 2047 characters that fit
+    EXPECT_EQ(logged(), "\n");
+    driver.set_pre_read_cmd((script + " # " + padding + "x").c_str());
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(preRead(), -1);
+    EXPECT_NE(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(logged(), "\n");
+}
+
+} // namespace

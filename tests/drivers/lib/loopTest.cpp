@@ -1,0 +1,121 @@
+// SPDX-License-Identifier: MIT
+// One event at a time: who is heard, who is ignored, what ends the loop.
+#include "recordingDriver.h"
+
+#include <thread>
+
+using support::action;
+using support::Message;
+using support::query;
+
+namespace {
+
+class Loop : public ConnectedDriver<> {
+  protected:
+    /// Handles `p` and returns what went to stderr.
+    std::string handleCapturing(IPC_DataPacket p) {
+        host.send(p);
+        testing::internal::CaptureStderr();
+        driver->handleEvent();
+        return testing::internal::GetCapturedStderr();
+    }
+};
+
+TEST_F(Loop, HearsOnlyPacketsForThisDriver) {
+    struct {
+        const char* name;
+        int commands, id, subId;
+        const char* replies;
+    } const cases[] = {
+        {"right", 6, 102, 39, "1/1124"},        {"other first id", 6, 101, 39, ""},
+        {"other second id", 6, 102, 38, ""},    {"unknown ids", 6, -1, -1, ""},
+        {"four command words", 4, 102, 39, ""},
+    };
+    for (const auto& c : cases) {
+        IPC_DataPacket p = query(1024).packet();
+        p.numof_cmds = c.commands;
+        p.datacmd[2] = static_cast<std::int16_t>(c.id);
+        p.datacmd[3] = static_cast<std::int16_t>(c.subId);
+        host.send(p);
+        driver->handleEvent();
+        EXPECT_EQ(host.replies(), c.replies) << c.name;
+    }
+}
+
+TEST_F(Loop, ShortPacketsAreReportedByClassAndNotAnswered) {
+    const struct {
+        int messageClass;
+        const char* message;
+    } cases[] = {
+        {0, "IPC Driver (Base Class): doInfoMessage() data.numof_cmds < 6 !\n"},
+        {2, "IPC Driver (Base Class): doEventNotification() data.numof_cmds < 6 !\n"},
+        {4, ""},
+    };
+    for (const auto& c : cases) {
+        IPC_DataPacket p = Message{c.messageClass, 1024}.packet();
+        p.numof_cmds = 5;
+        EXPECT_EQ(handleCapturing(p), c.message);
+        EXPECT_EQ(host.replies(), "");
+    }
+}
+
+TEST_F(Loop, ClassesWithoutWorkAreSilentAndUnknownOnesReported) {
+    for (const int silent : {1, 3, 5, 6}) {
+        EXPECT_EQ(handleCapturing(Message{silent, 101}.packet()), "") << silent;
+    }
+    for (const int unknown : {7, 300, -1}) {
+        EXPECT_EQ(handleCapturing(Message{unknown, 101}.packet()),
+                  "IPC Driver (Base Class): Ignoring IPC message of unknown class...\n")
+            << unknown;
+    }
+    EXPECT_EQ(host.replies(), "");
+    EXPECT_EQ(gExitFlag, 0);
+}
+
+TEST_F(Loop, EndCodesEndWithoutReplyAndOtherEventsAreErrors) {
+    for (const Message& end : {action(200), action(203), action(400), Message{2, 202}}) {
+        gExitFlag = 0;
+        EXPECT_EQ(handle(end), "");
+        EXPECT_EQ(gExitFlag, 1) << end.code;
+    }
+    gExitFlag = 0;
+    EXPECT_EQ(handle(Message{2, 201}), "1/102");
+    EXPECT_EQ(gExitFlag, 0);
+}
+
+TEST_F(Loop, FailedReceiveIsReportedAndTheLoopGoesOn) {
+    // A count that no packet can hold, as raw bytes: the writer refuses to send it.
+    const unsigned char wire[] = {0x7F, 0xFF, 0xFF, 0xFF};
+    ASSERT_EQ(send(host.fd(), wire, sizeof wire, 0), 4);
+    testing::internal::CaptureStderr();
+    driver->handleEvent();
+    EXPECT_NE(testing::internal::GetCapturedStderr().find(
+                  "IPC Driver (Base Class): Error reading socket data (-1)\n"),
+              std::string::npos);
+    EXPECT_EQ(gExitFlag, 0);
+}
+
+TEST_F(Loop, VanishedHostEndsTheLoop) {
+    host.hangUp();
+    int events = 0;
+    while (gExitFlag == 0 && events < 1000) {
+        driver->handleEvent();
+        ++events;
+    }
+    EXPECT_EQ(events, 40); // the fortieth empty read in a row tells a vanished host
+}
+
+TEST(Driver, WithoutAHostIsNotUsable) {
+    support::FakeHost host;
+    host.connectDriver(2, 201); // the host refuses
+    testing::internal::CaptureStderr();
+    RecordingDriver driver(host.port());
+    host.awaitDriver();
+    const std::string text = testing::internal::GetCapturedStderr();
+    EXPECT_EQ(driver.status, 1);
+    EXPECT_NE(text.find("IPC Driver (Base Class): Problem connecting to parent on port " +
+                        std::to_string(host.port()) + "\n"),
+              std::string::npos);
+}
+
+} // namespace

@@ -1,0 +1,143 @@
+// SPDX-License-Identifier: MIT
+// A host in a few lines, on the bare packet functions: answers a driver's handshake, sends requests
+// and reads replies. It knows nothing of the host library, so that neither hides the other's
+// faults.
+#pragma once
+
+#include "IPC_Codes.h"
+#include "IPC_Link.h"
+#include "base/uniqueFd.h"
+#include "ipc_socket.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <poll.h>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <sys/socket.h>
+#include <thread>
+#include <vector>
+
+namespace support {
+
+inline constexpr std::int16_t kHostId = 7;
+inline constexpr std::int16_t kHostSubId = 8;
+
+/// A packet from the host to a driver.
+struct Message {
+    int messageClass;
+    int code;
+    std::vector<std::int32_t> longs = {};
+    std::vector<std::string> strings = {};
+
+    [[nodiscard]] IPC_DataPacket packet() const {
+        IPC_DataPacket p{};
+        p.numof_cmds = ipc::kCommandWords;
+        const std::int16_t words[] = {kHostId,
+                                      kHostSubId,
+                                      ipc::kDriverId,
+                                      ipc::kDriverSubId,
+                                      static_cast<std::int16_t>(messageClass),
+                                      static_cast<std::int16_t>(code)};
+        std::ranges::copy(words, p.datacmd);
+        p.numof_longs = static_cast<std::int32_t>(longs.size());
+        std::ranges::copy(longs, p.longdata);
+        p.numof_strings = static_cast<std::int32_t>(strings.size());
+        char* end = p.chardata;
+        for (const std::string& s : strings) {
+            end = std::copy_n(s.c_str(), s.size() + 1, end);
+        }
+        p.numof_chars = static_cast<std::int32_t>(end - p.chardata);
+        return p;
+    }
+};
+
+inline Message query(int code, std::vector<std::int32_t> longs = {}) {
+    return {ipc::kClassInfo, code, std::move(longs)};
+}
+inline Message action(int code, std::vector<std::int32_t> longs = {},
+                      std::vector<std::string> strings = {}) {
+    return {ipc::kClassAction, code, std::move(longs), std::move(strings)};
+}
+
+/// Listens on a port of its own; `connectDriver` runs the host's half of the handshake while
+/// something else (a driver's constructor, a started program) runs the driver's half.
+class FakeHost {
+  public:
+    FakeHost() : listening_(createsocket(&port_)) {}
+    ~FakeHost() {
+        if (handshake_.joinable()) {
+            handshake_.join();
+        }
+    }
+
+    [[nodiscard]] int port() const { return port_; }
+    [[nodiscard]] int fd() const { return connection_.get(); }
+
+    /// Waits for the driver in a thread and answers its first packet with `answer` (class, code).
+    void connectDriver(int answerClass = ipc::kClassStatus, int answer = ipc::kInitDataReady) {
+        handshake_ = std::thread([this, answerClass, answer] {
+            if (!readable(listening_.get(), kPatience)) {
+                return;
+            }
+            connection_.reset(accept4(listening_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+            IPC_DataPacket request{};
+            if (readsockdata(connection_.get(), &request) == 0) {
+                Message reply{answerClass, answer};
+                IPC_DataPacket p = reply.packet();
+                sendsockdata(connection_.get(), &p);
+            }
+        });
+    }
+    void awaitDriver() { handshake_.join(); }
+
+    void send(const Message& message) {
+        IPC_DataPacket p = message.packet();
+        send(p);
+    }
+    void send(IPC_DataPacket& p) { ASSERT_EQ(sendsockdata(connection_.get(), &p), 0); }
+
+    /// The driver's next packet; fails the test when none comes.
+    IPC_DataPacket receive() {
+        IPC_DataPacket p{};
+        if (!readable(connection_.get(), kPatience)) {
+            ADD_FAILURE() << "no packet from the driver";
+            return p;
+        }
+        EXPECT_EQ(readsockdata(connection_.get(), &p), 0);
+        return p;
+    }
+
+    /// "class/code" of every packet that has arrived already, in order, for example "1/101".
+    std::string replies() {
+        std::string text;
+        while (readable(connection_.get(), 0)) {
+            IPC_DataPacket p{};
+            if (readsockdata(connection_.get(), &p) != 0 || p.numof_cmds == 0) {
+                break;
+            }
+            text += (text.empty() ? "" : " ") + std::to_string(p.datacmd[ipc::kWordClass]) + "/" +
+                    std::to_string(p.datacmd[ipc::kWordCode]);
+        }
+        return text;
+    }
+
+    void hangUp() { connection_.reset(); }
+
+  private:
+    static constexpr int kPatience = 20000; // ms; only ever reached by a failing test
+
+    static bool readable(int fd, int milliseconds) {
+        pollfd p{fd, POLLIN, 0};
+        return poll(&p, 1, milliseconds) == 1;
+    }
+
+    unsigned short port_ = 0;
+    base::UniqueFd listening_;
+    base::UniqueFd connection_;
+    std::thread handshake_;
+};
+
+} // namespace support

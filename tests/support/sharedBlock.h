@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: MIT
+// A shared block as a host makes it: a fresh key, owned and removed by the test.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <random>
+#include <stdexcept>
+#include <sys/ipc.h>
+#include <sys/shm.h>
+
+namespace support {
+
+class SharedBlock {
+  public:
+    explicit SharedBlock(std::size_t size) {
+        std::random_device random;
+        do {
+            key_ = static_cast<int>(random() & 0x7FFFFFFFU) | 0x10000;
+            id_ = shmget(key_, size, IPC_CREAT | IPC_EXCL | 0700);
+        } while (id_ < 0 && errno == EEXIST);
+        address_ = id_ < 0 ? nullptr : shmat(id_, nullptr, 0);
+        if (address_ == nullptr || address_ == reinterpret_cast<void*>(-1)) {
+            throw std::runtime_error("no shared memory for a test");
+        }
+        size_ = size;
+    }
+    ~SharedBlock() {
+        shmdt(address_);
+        shmctl(id_, IPC_RMID, nullptr);
+    }
+    SharedBlock(const SharedBlock&) = delete;
+    SharedBlock& operator=(const SharedBlock&) = delete;
+
+    [[nodiscard]] int key() const { return key_; }
+    [[nodiscard]] int id() const { return id_; }
+    [[nodiscard]] std::size_t size() const { return size_; }
+    [[nodiscard]] std::uint8_t* bytes() const { return static_cast<std::uint8_t*>(address_); }
+
+    /// How many processes and places have the block attached, this one included.
+    [[nodiscard]] std::size_t attachments() const {
+        shmid_ds status{};
+        return shmctl(id_, IPC_STAT, &status) == 0 ? status.shm_nattch : 0;
+    }
+
+  private:
+    int key_ = -1;
+    int id_ = -1;
+    void* address_ = nullptr;
+    std::size_t size_ = 0;
+};
+
+} // namespace support
