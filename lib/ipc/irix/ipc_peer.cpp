@@ -13,11 +13,14 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <string>
-#include <sys/pidfd.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
 #include <sys/wait.h>
 #include <unistd.h>
+
+extern "C" { // glibc 2.36 declares the calls of this header without C linkage
+#include <sys/pidfd.h>
+}
 
 namespace ipc {
 namespace {
