@@ -47,7 +47,7 @@ int headerWriteBinary(std::FILE* stream, const char* comment);
 /// Always 1.
 int headerWriteAscii(std::FILE* stream, const char* typeName);
 
-/// Reads the ASCII header line, at most 84 bytes of it. Returns its first four bytes as a type word
+/// Reads the ASCII header line, at most 83 bytes of it. Returns its first four bytes as a type word
 /// (0 when the file ends before) and stores 0 as the version.
 [[nodiscard]] std::uint32_t headerReadAscii(std::FILE* stream, float* version);
 

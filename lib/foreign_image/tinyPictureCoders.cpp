@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: MIT
+// Which forms of the coders this machine can run.
+#include "tinyPictureCoders.h"
+
+#include "tinyPictureCoderTable.h"
+
+#include <array>
+
+namespace {
+
+struct Runnable {
+    std::array<const CoderTable*, 3> tables = {&kPortableCoders};
+    std::size_t count = 1;
+
+    Runnable() {
+#ifdef TDR_X86_CODERS
+        if (__builtin_cpu_supports("ssse3")) {
+            tables[count++] = &kSsse3Coders;
+        }
+        if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi")) {
+            tables[count++] = &kAvx2Coders;
+        }
+#endif
+    }
+};
+
+const CoderTable* chosen = nullptr;
+
+} // namespace
+
+std::span<const CoderTable* const> coderTables() {
+    static const Runnable runnable;
+    return {runnable.tables.data(), runnable.count};
+}
+
+const CoderTable* codersInUse() {
+    return chosen != nullptr ? chosen : coderTables().back();
+}
+
+void codersUse(const CoderTable* table) {
+    chosen = table;
+}

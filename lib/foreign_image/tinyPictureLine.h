@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: MIT
+// What reading and writing a scanline share: which lines of a record a packet means. Inner to the
+// module.
+#pragma once
+
+#include "tinyPicture.h"
+
+/// The channels that a mask names, in pixel order.
+struct PacketChannels {
+    int count = 0;
+    int channel[kPictureChannels] = {}; ///< index into a record's arrays of four
+
+    explicit PacketChannels(std::uint8_t mask) {
+        for (int c = 0; c < kPictureChannels; ++c) {
+            if ((mask & kChannelMasks[c]) != 0) {
+                channel[count++] = c;
+            }
+        }
+    }
+};
+
+/// Index of a packet's coder in a coder table: the low four bits of its type.
+[[nodiscard]] inline int packetEncoding(const ChannelPacket* packet) {
+    return packet->type & 0x0F;
+}
+
+/// Moves the line pointers of a packet's channels on to the next line.
+inline void advanceLines(Picture* record, const PacketChannels& channels) {
+    for (int i = 0; i < channels.count; ++i) {
+        std::uint8_t*& line = record->linePointers[channels.channel[i]];
+        line = line != nullptr ? line + record->width : nullptr;
+    }
+}

@@ -1,0 +1,125 @@
+// SPDX-License-Identifier: MIT
+// Reading scanlines: packet by packet through a window over the stream.
+#include "tinyPictureCoders.h"
+#include "tinyPictureLine.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+#include <new>
+
+struct PictureReader {
+    StreamWindow window;
+    std::unique_ptr<std::uint8_t[]> bytes;
+    std::unique_ptr<std::uint8_t[]> discarded; ///< a line for channels that nobody wants
+};
+
+namespace {
+
+/// Large enough for dozens of packets between reads, small enough to stay in the first cache.
+constexpr std::size_t kWindowSize = std::size_t{32} << 10;
+
+StreamWindow windowOver(std::FILE* stream, std::uint8_t* bytes, std::size_t capacity) {
+    return {.stream = stream,
+            .bytes = bytes,
+            .capacity = capacity,
+            .at = bytes,
+            .end = bytes,
+            .endPosition = 0,
+            .exact = false,
+            .ended = false};
+}
+
+using Line = std::unique_ptr<std::uint8_t[]>;
+
+/// The lines to decode to; `discarded` is taken when a channel has none. False without memory.
+bool linesOf(const Picture* record, const PacketChannels& channels, Line* discarded,
+             std::uint8_t** lines) {
+    for (int i = 0; i < channels.count; ++i) {
+        lines[i] = record->linePointers[channels.channel[i]];
+        if (lines[i] == nullptr && *discarded == nullptr) {
+            discarded->reset(new (std::nothrow) std::uint8_t[INT16_MAX]);
+            if (*discarded == nullptr) {
+                return false;
+            }
+        }
+        lines[i] = lines[i] != nullptr ? lines[i] : discarded->get();
+    }
+    return true;
+}
+
+/// Decodes one scanline. Returns false when something of it was missing or damaged.
+bool readScanline(StreamWindow* window, Line* discarded, Picture* record,
+                  const ChannelPacket* chain) {
+    const CoderTable* coders = codersInUse();
+    const int width = std::max<int>(record->width, 0);
+    bool whole = true;
+    for (const ChannelPacket* packet = chain; packet != nullptr; packet = packet->next) {
+        const PacketChannels channels(packet->channels);
+        const int encoding = packetEncoding(packet);
+        // Kept: A packet of an unknown encoding moves nothing and leaves the stream alone.
+        // A reader would expect an error; instead its channels keep what their lines held, and the
+        // next packet is taken to begin at the same place.
+        if (channels.count > 0 && encoding < kEncodings) {
+            std::uint8_t* lines[kPictureChannels] = {};
+            whole = linesOf(record, channels, discarded, lines) &&
+                    coders->read[encoding][channels.count - 1](window, width, lines) && whole;
+        }
+        advanceLines(record, channels);
+    }
+    return whole;
+}
+
+} // namespace
+
+int pictureReadScanline(std::FILE* stream, Picture* record, const ChannelPacket* chain) {
+    if (chain == nullptr) {
+        return 1;
+    }
+    std::uint8_t bytes[kMinWindow + kWindowSlack];
+    StreamWindow window = windowOver(stream, bytes, kMinWindow);
+    window.exact = true;
+    Line discarded;
+    flockfile(stream);
+    readScanline(&window, &discarded, record, chain);
+    funlockfile(stream);
+    return 1;
+}
+
+PictureReader* pictureReaderAllocate(std::FILE* stream) {
+    std::unique_ptr<PictureReader> reader(new (std::nothrow) PictureReader{});
+    if (reader == nullptr) {
+        return nullptr;
+    }
+    reader->bytes.reset(new (std::nothrow) std::uint8_t[kWindowSize + kWindowSlack]);
+    if (reader->bytes == nullptr) {
+        return nullptr;
+    }
+    reader->window = windowOver(stream, reader->bytes.get(), kWindowSize);
+    reader->window.endPosition = std::max<std::int64_t>(ftello(stream), 0);
+    return reader.release();
+}
+
+void pictureReaderDispose(PictureReader** reader) {
+    if (reader != nullptr) {
+        delete *reader;
+        *reader = nullptr;
+    }
+}
+
+int pictureReaderScanline(PictureReader* reader, Picture* record, const ChannelPacket* chain) {
+    return readScanline(&reader->window, &reader->discarded, record, chain) ? 1 : 0;
+}
+
+std::int64_t pictureReaderPosition(const PictureReader* reader) {
+    return windowPosition(&reader->window);
+}
+
+int pictureReaderSeek(PictureReader* reader, std::int64_t position) {
+    return windowSeek(&reader->window, position) ? 1 : 0;
+}
+
+int pictureReaderSync(PictureReader* reader) {
+    const std::int64_t position = windowPosition(&reader->window);
+    return fseeko(reader->window.stream, position, SEEK_SET) == 0 ? 1 : 0;
+}

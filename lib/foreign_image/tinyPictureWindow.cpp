@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+#include "tinyPictureWindow.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+void empty(StreamWindow* window, std::int64_t position) {
+    window->at = window->bytes;
+    window->end = window->bytes;
+    window->endPosition = position;
+}
+
+/// Reads on behind `end`, up to `count` bytes.
+void readMore(StreamWindow* window, std::size_t count) {
+    std::uint8_t* to = window->bytes + (window->end - window->bytes);
+    const std::size_t got = fread_unlocked(to, 1, count, window->stream);
+    window->end = to + got;
+    window->endPosition += static_cast<std::int64_t>(got);
+    window->ended = got < count;
+}
+
+} // namespace
+
+std::size_t windowFill(StreamWindow* window, std::size_t need) {
+    const auto left = static_cast<std::size_t>(window->end - window->at);
+    if (left >= need || window->ended) {
+        return left;
+    }
+    std::memmove(window->bytes, window->at, left);
+    window->at = window->bytes;
+    window->end = window->bytes + left;
+    readMore(window, (window->exact ? need : window->capacity) - left);
+    return static_cast<std::size_t>(window->end - window->at);
+}
+
+std::int64_t windowPosition(const StreamWindow* window) {
+    return window->endPosition - (window->end - window->at);
+}
+
+bool windowSeek(StreamWindow* window, std::int64_t position) {
+    const std::int64_t begin = window->endPosition - (window->end - window->bytes);
+    if (position >= begin && position <= window->endPosition) {
+        window->at = window->bytes + (position - begin);
+        return true;
+    }
+    // Who goes back by a little goes on going back (a host that asks for its lines from the bottom
+    // up): the window then reaches back too, so that not every line costs a read of its own.
+    const auto capacity = static_cast<std::int64_t>(window->capacity);
+    const bool goesBack = position >= 0 && position < begin && position + capacity > begin;
+    const std::int64_t lead = goesBack ? std::min(position, capacity - capacity / 4) : 0;
+    empty(window, position - lead);
+    window->ended = fseeko(window->stream, position - lead, SEEK_SET) != 0;
+    if (window->ended) {
+        empty(window, position);
+        return false;
+    }
+    if (lead > 0) {
+        readMore(window, window->capacity);
+        const std::int64_t got = window->end - window->bytes;
+        window->at = window->bytes + std::min(lead, got);
+    }
+    return true;
+}
+
+void windowSeekToEnd(StreamWindow* window) {
+    const bool placed = fseeko(window->stream, 0, SEEK_END) == 0;
+    empty(window, placed ? ftello(window->stream) : window->endPosition);
+    window->ended = true;
+}

@@ -1,0 +1,40 @@
+// SPDX-License-Identifier: MIT
+// A window over a stream, through which the scanline readers take their bytes. Inner to the module.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+
+/// The readable bytes are `at` to `end`, and behind `end` there is always room to read (not to
+/// believe) kWindowSlack more, so that vector loads need no end test.
+///
+/// Plain data: the coders that are compiled for other instruction sets must not share inline
+/// functions with the rest of the program.
+struct StreamWindow {
+    std::FILE* stream;
+    std::uint8_t* bytes;      ///< `capacity` + kWindowSlack bytes, owned by whoever made the window
+    std::size_t capacity;     ///< at least kMinWindow
+    const std::uint8_t* at;   ///< next byte
+    const std::uint8_t* end;  ///< one past the last byte read from the stream
+    std::int64_t endPosition; ///< file position of `end`
+    bool exact;               ///< read from the stream no more than was asked for
+    bool ended;               ///< the stream has nothing more
+};
+
+inline constexpr std::size_t kWindowSlack = 64;
+inline constexpr std::size_t kMinWindow = 1024;
+
+/// Tries to have `need` bytes (at most the capacity) at `at`. Returns how many there are: fewer
+/// only when the stream has ended.
+std::size_t windowFill(StreamWindow* window, std::size_t need);
+
+/// File position of `at`.
+[[nodiscard]] std::int64_t windowPosition(const StreamWindow* window);
+
+/// Moves to a file position, inside the window if it can. When the stream cannot be placed there
+/// the window is ended, and the result is false.
+bool windowSeek(StreamWindow* window, std::int64_t position);
+
+/// Moves to the end of the file.
+void windowSeekToEnd(StreamWindow* window);

@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: MIT
+#include "tinyTagCode.h"
+
+#include "base/byteOrder.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace {
+
+enum Kind : unsigned { kLiteral = 0, kStream = 1, kZeros = 2, kOnes = 3 };
+
+/// Sets those of the `count` (up to 16) pixels from `x` on that are 1 in `bits`, top bit first.
+void setPixels(std::uint8_t* row, int x, unsigned bits, int count) {
+    const unsigned kept = bits & (0xFFFFU << (16 - count));
+    const unsigned shifted = (kept << 8) >> (x % 8);
+    std::uint8_t* at = row + x / 8;
+    at[0] = static_cast<std::uint8_t>(at[0] | (shifted >> 16));
+    at[1] = static_cast<std::uint8_t>(at[1] | (shifted >> 8));
+    at[2] = static_cast<std::uint8_t>(at[2] | shifted);
+}
+
+void setRun(std::uint8_t* row, int x, int count) {
+    const int head = std::min(count, (8 - x % 8) % 8);
+    setPixels(row, x, 0xFFFF, head);
+    const int bytes = (count - head) / 8;
+    std::memset(row + (x + head) / 8, 0xFF, static_cast<std::size_t>(bytes));
+    const int rest = count - head - 8 * bytes;
+    setPixels(row, x + head + 8 * bytes, 0xFFFF, rest);
+}
+
+/// The words of a stream of `count` pixels, of which the row takes `room`.
+bool readStream(std::FILE* stream, std::uint8_t* row, int x, int count, int room) {
+    for (int done = 0; done < count; done += 16) {
+        unsigned word = 0;
+        if (!tagReadWord(stream, &word)) {
+            return false;
+        }
+        if (done < room) {
+            setPixels(row, x + done, word, std::min(16, std::min(count, room) - done));
+        }
+    }
+    return true;
+}
+
+unsigned pixelAt(const std::uint8_t* row, int x) {
+    return (row[x / 8] >> (7 - x % 8)) & 1U;
+}
+
+/// `count` (up to 14) pixels from `x` on, as a literal word.
+unsigned literalWord(const std::uint8_t* row, int x, int count) {
+    unsigned word = 0;
+    for (int i = 0; i < count; ++i) {
+        word |= pixelAt(row, x + i) << (kTagLiteralPixels - 1 - i);
+    }
+    return word;
+}
+
+/// Length of the run of pixels equal to the one at `x`, whole bytes at a time where that goes.
+int runLength(const std::uint8_t* row, int x, int remaining) {
+    const unsigned value = pixelAt(row, x);
+    const std::uint8_t whole = value != 0 ? 0xFF : 0x00;
+    int run = 1;
+    while (run < remaining) {
+        if ((x + run) % 8 == 0 && remaining - run >= 8 && row[(x + run) / 8] == whole) {
+            run += 8;
+        } else if (pixelAt(row, x + run) == value) {
+            ++run;
+        } else {
+            break;
+        }
+    }
+    return run;
+}
+
+struct Code {
+    unsigned word;
+    int pixels;
+};
+
+/// The code word for the pixels from `x` on.
+Code nextCode(const std::uint8_t* row, int x, int remaining) {
+    if (remaining <= kTagLiteralPixels) {
+        return {row != nullptr ? literalWord(row, x, remaining) : 0, remaining};
+    }
+    const int run = row != nullptr ? runLength(row, x, remaining) : remaining;
+    if (run < kTagLiteralPixels) {
+        return {literalWord(row, x, kTagLiteralPixels), kTagLiteralPixels};
+    }
+    // A longer run goes on in a word of its own.
+    const int pixels = std::min(run, kTagMaxRun);
+    const unsigned kind = row != nullptr && pixelAt(row, x) != 0 ? kOnes : kZeros;
+    return {kind << 14 | static_cast<unsigned>(pixels), pixels};
+}
+
+} // namespace
+
+std::uint8_t* tagEncodeRow(const std::uint8_t* row, int width, std::uint8_t* to) {
+    for (int x = 0; x < width;) {
+        const Code code = nextCode(row, x, width - x);
+        base::storeBe16(to, static_cast<std::uint16_t>(code.word));
+        to += 2;
+        x += code.pixels;
+    }
+    return to;
+}
+
+bool tagReadWord(std::FILE* stream, unsigned* word) {
+    const int high = getc_unlocked(stream);
+    const int low = high != EOF ? getc_unlocked(stream) : EOF;
+    *word = static_cast<unsigned>(high) << 8 | static_cast<unsigned>(low);
+    return low != EOF;
+}
+
+bool tagDecodeRow(std::FILE* stream, unsigned word, std::uint8_t* row, int width) {
+    for (int x = 0; x < width;) {
+        const unsigned kind = word >> 14;
+        const int room = width - x;
+        const int count = kind == kLiteral ? kTagLiteralPixels : static_cast<int>(word & 0x3FFF);
+        const int pixels = std::min(count, room);
+        if (kind == kLiteral) {
+            setPixels(row, x, word << 2, pixels);
+        } else if (kind == kOnes) {
+            setRun(row, x, pixels);
+        } else if (kind == kStream && !readStream(stream, row, x, count, room)) {
+            return false;
+        }
+        x += pixels;
+        if (x < width && !tagReadWord(stream, &word)) {
+            return false;
+        }
+    }
+    return true;
+}
