@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: MIT
+// The property that spline and hierarchy files share: whatever is read can be written in both
+// flavours, and from then on reading and writing again changes nothing.
+#pragma once
+
+#include "fuzzInput.h"
+
+#include <memory>
+
+namespace fuzz {
+
+enum Flavour : int { kText = 0, kBinary = 1 };
+
+/// `Format` names a record with its `Disposer`, and has `extension`, `read(baseName)` and
+/// `write(baseName, record, flavour)`.
+template <typename Format>
+void expectFixedPoint(const InputFolder& folder) {
+    using Pointer = std::unique_ptr<typename Format::Record, typename Format::Disposer>;
+    const auto file = [](const char* name) { return std::string(name) + Format::extension; };
+    const Pointer input(Format::read(folder.path("input").c_str()));
+    if (!input) {
+        return;
+    }
+    for (const Flavour flavour : {kText, kBinary}) {
+        if (Format::write(folder.path("once").c_str(), input.get(), flavour) == 0) {
+            continue; // A record that does not fit this flavour.
+        }
+        const Pointer again(Format::read(folder.path("once").c_str()));
+        if (!again || Format::write(folder.path("twice").c_str(), again.get(), flavour) == 0 ||
+            folder.read(file("once")) != folder.read(file("twice"))) {
+            std::abort();
+        }
+    }
+}
+
+} // namespace fuzz
