@@ -1,0 +1,207 @@
+// SPDX-License-Identifier: MIT
+#include "TDR_PngFilter.h"
+
+#include "pngPicture.h"
+#include "pngWriter.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <new>
+
+using namespace png_filter;
+
+namespace {
+
+constexpr TDR_PixelFormat kFormats[] = {
+    {4, 8, 8, {0x40, 0x20, 0x10, 0x08}}
+};
+
+constexpr std::int32_t kAccessModes = 0x4033;
+constexpr std::int32_t kWriteDirection = 8;
+
+bool isSide(std::int32_t pixels) {
+    return pixels >= 1 && pixels <= base::kMaxPictureSide;
+}
+
+} // namespace
+
+TDR_Driver* createDriver(int port) {
+    return new (std::nothrow) TDR_PngFilter(port);
+}
+
+TDR_PngFilter::TDR_PngFilter(int port) : TDR_Driver(port) {
+    me = "PNG Filter";
+    version = "1";
+    vendorName = "Tarvo Works";
+    formatName = "PNG";
+    namingPrefix = "test.";
+    namingExtension = ".png";
+    namingFlag = 1;
+    namingTemplate = "%s.%d.png";
+    accessModes = kAccessModes;
+    writeDirection = kWriteDirection;
+    formatCount = 1;
+    formats = kFormats;
+    currentFormat = 0;
+}
+
+TDR_PngFilter::~TDR_PngFilter() {
+    TDR_Driver::cleanup(); // while the virtual operations still reach this class
+}
+
+int TDR_PngFilter::setPixelFormat(int format) {
+    return format == 0 ? 0 : -1;
+}
+
+int TDR_PngFilter::setBounds(long x, long y, long width, long height) {
+    if (isOpen() && (width != bounds[2] || height != bounds[3])) {
+        std::fprintf(stderr, "%s: Unable to change bounds of existing file.\n", me);
+        return -1;
+    }
+    return TDR_Driver::setBounds(x, y, width, height);
+}
+
+// --- The file ------------------------------------------------------------------------------------
+
+int TDR_PngFilter::connectToFile(char* name, int mode) {
+    if (!closePreviousFile() || !checkPermissions(name, mode)) {
+        return -1;
+    }
+    const bool open = mode == ipc::kConnectForReading ? openForReading(name) : createFile(name);
+    if (!open) {
+        return -1;
+    }
+    openName_ = name;
+    damageSaid_ = false;
+    failureSaid_ = false;
+    return 0;
+}
+
+bool TDR_PngFilter::closePreviousFile() {
+    const int result = disconnectFromFile();
+    if (result == 1) {
+        executePostWriteCommand();
+    }
+    return result != -1;
+}
+
+bool TDR_PngFilter::checkPermissions(const char* name, int mode) {
+    char directory[base::kPathCapacity];
+    char baseName[base::kPathCapacity];
+    errno = 0;
+    if (checkFilePermissions(name, mode, directory, baseName) == 0) {
+        return true;
+    }
+    if (errno != 0) {
+        const int reason = errno;
+        const std::string text = std::string(me) + ": '" + name + "'";
+        errno = reason;
+        std::perror(text.c_str());
+    }
+    return false;
+}
+
+void TDR_PngFilter::refuse(const char* name, const char* reason) const {
+    std::fprintf(stderr, "%s: Unable to open file '%s' - %s.\n", me, name, reason);
+}
+
+bool TDR_PngFilter::openForReading(const char* name) {
+    std::string reason;
+    reading_ = PngPicture::open(name, reason);
+    if (!reading_) {
+        if (!reason.empty()) {
+            refuse(name, reason.c_str());
+        }
+        return false;
+    }
+    bounds[2] = reading_->width();
+    bounds[3] = reading_->height();
+    return true;
+}
+
+bool TDR_PngFilter::createFile(const char* name) {
+    if (!isSide(bounds[2]) || !isSide(bounds[3])) {
+        std::fprintf(stderr, "%s: Unable to create file '%s' - Size %d x %d is outside 1 to %d.\n",
+                     me, name, bounds[2], bounds[3], base::kMaxPictureSide);
+        return false;
+    }
+    std::string reason;
+    writing_ = PngWriter::create(name, bounds[2], bounds[3], reason);
+    if (!writing_) {
+        refuse(name, reason.c_str());
+    }
+    return writing_ != nullptr;
+}
+
+int TDR_PngFilter::disconnectFromFile() {
+    int result = 0;
+    if (writing_) {
+        result = writing_->finish() ? 1 : -1;
+        noteWriteFailure();
+    }
+    reading_.reset();
+    writing_.reset();
+    return result;
+}
+
+void TDR_PngFilter::noteWriteFailure() {
+    if (!writing_->error().empty() && !failureSaid_) {
+        std::fprintf(stderr, "%s: Unable to write file '%s' - %s.\n", me, openName_.c_str(),
+                     writing_->error().c_str());
+        failureSaid_ = true;
+    }
+}
+
+// --- Lines ---------------------------------------------------------------------------------------
+
+std::size_t TDR_PngFilter::lineBytes() const {
+    return static_cast<std::size_t>(bounds[2]) * kBytesPerPixel;
+}
+
+bool TDR_PngFilter::mayTransfer(const void* file, std::size_t bytes) const {
+    return file != nullptr && blockBytes >= bytes;
+}
+
+bool TDR_PngFilter::getRow(long y, char* line) {
+    const bool got = reading_->readRow(static_cast<int>(bounds[3] - 1 - y),
+                                       reinterpret_cast<std::uint8_t*>(line));
+    if (!reading_->damage().empty() && !damageSaid_) {
+        std::fprintf(stderr,
+                     "%s: File '%s' is cut short or damaged (%s) - What is missing reads as "
+                     "zero.\n",
+                     me, openName_.c_str(), reading_->damage().c_str());
+        damageSaid_ = true;
+    }
+    return got;
+}
+
+bool TDR_PngFilter::putRow(long y, const char* line) {
+    const bool put = writing_->writeRow(static_cast<int>(bounds[3] - 1 - y),
+                                        reinterpret_cast<const std::uint8_t*>(line));
+    noteWriteFailure();
+    return put;
+}
+
+int TDR_PngFilter::getLine(char* block, int, long, long y) {
+    return mayTransfer(reading_.get(), lineBytes()) && isLine(y) && getRow(y, block) ? 0 : -1;
+}
+
+int TDR_PngFilter::putLine(char* block, int, long, long y) {
+    return mayTransfer(writing_.get(), lineBytes()) && isLine(y) && putRow(y, block) ? 0 : -1;
+}
+
+int TDR_PngFilter::getCache(char* block, int, long) {
+    bool whole = mayTransfer(reading_.get(), lineBytes() * static_cast<std::size_t>(bounds[3]));
+    for (long y = bounds[3] - 1; whole && y >= 0; --y) {
+        whole = getRow(y, block + static_cast<std::size_t>(y) * lineBytes());
+    }
+    return whole ? 0 : -1;
+}
+
+int TDR_PngFilter::putCache(char* block, int, long) {
+    bool whole = mayTransfer(writing_.get(), lineBytes() * static_cast<std::size_t>(bounds[3]));
+    for (long y = bounds[3] - 1; whole && y >= 0; --y) {
+        whole = putRow(y, block + static_cast<std::size_t>(y) * lineBytes());
+    }
+    return whole ? 0 : -1;
+}

@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: MIT
+#include "pngDecoder.h"
+
+#include "base/limits.h"
+
+#include <cstring>
+
+namespace png_filter {
+
+namespace {
+
+constexpr std::size_t kSignatureSize = 8;
+
+/// True when the stream begins with PNG's signature; the stream then stands behind it.
+bool hasSignature(std::FILE* stream) {
+    png_byte bytes[kSignatureSize];
+    return std::fread(bytes, 1, sizeof bytes, stream) == sizeof bytes &&
+           png_sig_cmp(bytes, 0, sizeof bytes) == 0;
+}
+
+/// Asks libpng for host pixels, whatever the file holds.
+void requestHostPixels(png_structp png) {
+    png_set_expand(png); // palettes, fewer than 8 bits, transparent colours
+    png_set_scale_16(png);
+    png_set_gray_to_rgb(png);
+    png_set_add_alpha(png, 0xff, PNG_FILLER_AFTER);
+    png_set_bgr(png);
+    png_set_swap_alpha(png);
+}
+
+} // namespace
+
+std::unique_ptr<PngDecoder> PngDecoder::open(const char* path, std::string& reason) {
+    reason.clear();
+    base::UniqueFile stream(std::fopen(path, "rbe"));
+    if (!stream || !hasSignature(stream.get())) {
+        return nullptr;
+    }
+    std::unique_ptr<PngDecoder> decoder(new PngDecoder(std::move(stream)));
+    if (!decoder->start()) {
+        reason = decoder->error()[0] != '\0' ? decoder->error() : "not enough memory";
+        return nullptr;
+    }
+    return decoder;
+}
+
+PngDecoder::~PngDecoder() {
+    stop();
+}
+
+void PngDecoder::stop() {
+    png_destroy_read_struct(&png_, &info_, nullptr);
+}
+
+bool PngDecoder::start() {
+    png_ = png_create_read_struct(PNG_LIBPNG_VER_STRING, &report_, reportError, ignoreWarning);
+    info_ = png_ != nullptr ? png_create_info_struct(png_) : nullptr;
+    if (info_ == nullptr) {
+        return false;
+    }
+    return guarded(png_, [this] {
+        png_init_io(png_, stream_.get());
+        png_set_sig_bytes(png_, kSignatureSize);
+        png_set_user_limits(png_, base::kMaxPictureSide, base::kMaxPictureSide);
+        png_read_info(png_, info_);
+        requestHostPixels(png_);
+        passes_ = png_set_interlace_handling(png_);
+        png_read_update_info(png_, info_);
+        width_ = static_cast<int>(png_get_image_width(png_, info_));
+        height_ = static_cast<int>(png_get_image_height(png_, info_));
+        if (png_get_rowbytes(png_, info_) != static_cast<std::size_t>(width_) * kBytesPerPixel) {
+            png_error(png_, "unexpected row size");
+        }
+    });
+}
+
+bool PngDecoder::restart() {
+    const int width = width_;
+    const int height = height_;
+    stop();
+    nextRow_ = 0;
+    std::rewind(stream_.get());
+    const bool same = hasSignature(stream_.get()) && start() && width_ == width &&
+                      height_ == height && !interlaced();
+    width_ = width;
+    height_ = height;
+    lost_ = !same;
+    return same;
+}
+
+bool PngDecoder::readRow(std::uint8_t* row) {
+    ++nextRow_;
+    lost_ = lost_ || !guarded(png_, [this, row] { png_read_row(png_, row, nullptr); });
+    if (lost_) {
+        std::memset(row, 0, static_cast<std::size_t>(width_) * kBytesPerPixel);
+    }
+    return !lost_;
+}
+
+bool PngDecoder::readInterlaced(std::uint8_t* rows) {
+    nextRow_ = height_;
+    lost_ = !guarded(png_, [this, rows] {
+        const std::size_t rowSize = static_cast<std::size_t>(width_) * kBytesPerPixel;
+        for (int pass = 0; pass < passes_; ++pass) {
+            for (int y = 0; y < height_; ++y) {
+                png_read_row(png_, rows + static_cast<std::size_t>(y) * rowSize, nullptr);
+            }
+        }
+    });
+    return !lost_;
+}
+
+} // namespace png_filter

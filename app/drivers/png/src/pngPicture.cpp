@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: MIT
+#include "pngPicture.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+namespace png_filter {
+
+std::unique_ptr<PngPicture> PngPicture::open(const char* path, std::string& reason,
+                                             std::size_t limit) {
+    auto decoder = PngDecoder::open(path, reason);
+    if (!decoder) {
+        return nullptr;
+    }
+    std::unique_ptr<PngPicture> picture(new PngPicture(std::move(decoder), limit));
+    if (picture->decoder_->interlaced() && picture->capacity_ < picture->height()) {
+        reason = "too large for an interlaced picture, which must be kept whole";
+        return nullptr;
+    }
+    return picture;
+}
+
+PngPicture::PngPicture(std::unique_ptr<PngDecoder> decoder, std::size_t limit)
+    : decoder_(std::move(decoder)),
+      rowSize_(static_cast<std::size_t>(decoder_->width()) * kBytesPerPixel),
+      capacity_(static_cast<int>(std::clamp<std::size_t>(
+          limit / rowSize_, 1, static_cast<std::size_t>(decoder_->height())))) {}
+
+std::uint8_t* PngPicture::slot(int index) const {
+    return rows_.get() + static_cast<std::size_t>(index % capacity_) * rowSize_;
+}
+
+void PngPicture::noteDamage() {
+    if (damage_.empty()) {
+        damage_ = decoder_->error()[0] != '\0' ? decoder_->error() : "the file has changed";
+    }
+}
+
+void PngPicture::decodeTo(std::uint8_t* row) {
+    if (!decoder_->readRow(row)) {
+        noteDamage();
+    }
+}
+
+bool PngPicture::startKeeping() {
+    // Zeroed memory of this size comes from the system page by page, when it is first touched.
+    rows_.reset(
+        static_cast<std::uint8_t*>(std::calloc(static_cast<std::size_t>(capacity_), rowSize_)));
+    if (!rows_) {
+        return false;
+    }
+    if (decoder_->interlaced()) {
+        if (!decoder_->readInterlaced(rows_.get())) {
+            noteDamage();
+        }
+    } else if (decoder_->nextRow() > 0 && !decoder_->restart()) {
+        noteDamage();
+    }
+    return true;
+}
+
+bool PngPicture::readRow(int index, std::uint8_t* row) {
+    if (!rows_ && !decoder_->interlaced() && index == decoder_->nextRow()) {
+        decodeTo(row);
+        return true;
+    }
+    if (!rows_ && !startKeeping()) {
+        return false;
+    }
+    if (index < decoder_->nextRow() - capacity_ && !decoder_->restart()) {
+        noteDamage();
+    }
+    while (decoder_->nextRow() <= index) {
+        decodeTo(slot(decoder_->nextRow()));
+    }
+    std::memcpy(row, slot(index), rowSize_);
+    return true;
+}
+
+} // namespace png_filter

@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: MIT
+// A PNG file being written, its rows given in any order.
+#pragma once
+
+#include "pngGuard.h"
+
+#include "base/uniqueFile.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace png_filter {
+
+/// Writes a picture of host pixels as an RGBA PNG of 8 bits. A row is compressed at once when it is
+/// its turn and kept (uncompressed) until then otherwise. After the first failure nothing more is
+/// written.
+class PngWriter {
+  public:
+    /// Creates `path` and writes its header. Width and height are 1 to base::kMaxPictureSide.
+    /// Null on failure, with `reason` saying why.
+    [[nodiscard]] static std::unique_ptr<PngWriter> create(const char* path, int width, int height,
+                                                           std::string& reason);
+
+    PngWriter(const PngWriter&) = delete;
+    PngWriter& operator=(const PngWriter&) = delete;
+    ~PngWriter();
+
+    [[nodiscard]] int width() const { return width_; }
+    [[nodiscard]] int height() const { return height_; }
+
+    /// Takes row `index` (0, the top, to height - 1; width × 4 bytes). A row that is still kept may
+    /// be given again; the last one counts. False when the row is in the file already, when there
+    /// is no memory to keep it, or when the file is broken.
+    [[nodiscard]] bool writeRow(int index, const std::uint8_t* row);
+
+    /// Completes the file, rows never given transparent black, and closes it. False when the file
+    /// is broken.
+    [[nodiscard]] bool finish();
+
+    /// Why the file is broken; empty while it is not.
+    [[nodiscard]] const std::string& error() const { return error_; }
+
+  private:
+    PngWriter(base::UniqueFile stream, int width, int height);
+    [[nodiscard]] bool start();
+    [[nodiscard]] bool encode(const std::uint8_t* row);
+    [[nodiscard]] bool encodeKept();
+    [[nodiscard]] bool keep(int index, const std::uint8_t* row);
+    bool fail();
+    static void writeBytes(png_structp png, png_bytep bytes, png_size_t count);
+
+    using Row = std::unique_ptr<std::uint8_t[]>;
+
+    base::UniqueFile stream_;
+    png_structp png_ = nullptr;
+    png_infop info_ = nullptr;
+    PngReport report_;
+    int systemError_ = 0; ///< errno of the write that failed
+    int width_;
+    int height_;
+    int nextRow_ = 0;
+    std::vector<Row> kept_; ///< by row, null where none is kept
+    std::string error_;
+};
+
+} // namespace png_filter

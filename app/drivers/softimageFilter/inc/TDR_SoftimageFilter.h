@@ -1,0 +1,129 @@
+// SPDX-License-Identifier: MIT
+// The driver for Softimage PIC pictures and TAG mattes.
+//
+// It serves one file at a time. A PIC picture is always RGBA to the host, whatever channels it
+// holds; a TAG matte is packed bits. The host counts lines from the bottom of the picture, the
+// files store the top line first: here a host line is `y` and a line in file order is `k`.
+//
+// Reading finds any line through a table of file positions that fills as lines are read. Writing
+// only ever appends: a line that is not the next one is kept until the file is closed. Memory is
+// one line of each channel and the table of positions, besides lines kept back and the rows of a
+// matte being written.
+//
+// Ours beyond the protocol: a line outside the picture, a block that is too small for what is
+// asked, a get request on a file that is being written and a put request on one that is being read
+// are answered with an error.
+#pragma once
+
+#include "TDR_Driver.h"
+
+#include "base/uniqueFile.h"
+#include "tinyPicture.h"
+#include "tinyTag.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+class TDR_SoftimageFilter : public TDR_Driver {
+  public:
+    explicit TDR_SoftimageFilter(int port);
+    ~TDR_SoftimageFilter() override;
+
+    /// Serves index 1, the matte format, itself: one channel entry per channel of the matte.
+    int sendIthFormat(int index) override;
+    /// Anything but 1 (matte) stands for 0 (RGBA). Fails while a file is open.
+    int setPixelFormat(int format) override;
+    /// Width and height cannot change while a file is open.
+    int setBounds(long x, long y, long width, long height) override;
+    int getCache(char* block, int size, long cell) override;
+    int putCache(char* block, int size, long cell) override;
+    int getLine(char* block, int size, long cell, long y) override;
+    int putLine(char* block, int size, long cell, long y) override;
+    /// Opens a PIC or else a TAG for reading (mode 0) or creates one of the current format and
+    /// bounds. A file that is still open is closed first; if that fails, so does this.
+    int connectToFile(char* name, int mode) override;
+    /// Writes the lines kept back, closes the file. Returns 1 when there was one, 0 when there was
+    /// none, -1 when the file written is not whole.
+    int disconnectFromFile() override;
+
+  protected:
+    /// Sets the identity and the start value of every member; 0.
+    int initialize();
+    /// Lets go of the file and of all that belongs to it.
+    void cleanup();
+
+    [[nodiscard]] bool isOpen() const { return picture != nullptr || tag != nullptr; }
+    [[nodiscard]] long width() const { return bounds[2]; }
+    [[nodiscard]] long height() const { return bounds[3]; }
+
+    int createFileHeader(char* name);
+    int connectToFileHeader(char* name);
+    void setupChannelPackets(int format);
+
+    /// Takes a cleared line for each channel that the packets name; false when memory ran out.
+    bool createTempBuffers();
+    void copyToTempBuffers(int format, unsigned char* hostLine);
+    void copyFromTempBuffers(int format, unsigned char* hostLine);
+
+    /// Appends line `k`. A null host line writes a picture's channel lines, or a matte's row, as
+    /// they stand. False when this or an earlier write to the file failed.
+    bool writeLine(long k, unsigned char* hostLine);
+    /// Reads line `k`; a null host line only finds out where the next one begins.
+    void readLine(long k, unsigned char* hostLine);
+    /// Finds out where every line begins.
+    void fill_offset_table();
+
+    base::UniqueFile file;                                         ///< the open file
+    std::unique_ptr<Picture, PictureDisposer> picture;             ///< header, while a PIC is open
+    std::unique_ptr<ChannelPacket, ChannelPacketDisposer> packets; ///< the PIC's chain
+    /// One line of each channel of the file: alpha, blue, green, red.
+    std::array<std::unique_ptr<std::uint8_t[]>, 4> channelBuffers;
+    std::unique_ptr<Tag, TagDisposer> tag; ///< header and rows, while a TAG is open
+    std::int16_t tagChannelCount = 1;      ///< matte channels of the last TAG
+    /// Where each line begins in the file; 0 = not known. 64 bits, since the largest picture is
+    /// longer than four gigabytes.
+    std::unique_ptr<std::uint64_t[]> lineOffsets;
+    /// Host lines kept until the file is closed, by file order.
+    std::unique_ptr<std::unique_ptr<std::uint8_t[]>[]> lineCache;
+    std::int32_t lastWrittenLine = -1; ///< file order; -1 = none
+
+  private:
+    bool closePreviousFile();
+    bool checkPermissions(const char* name, int mode);
+    bool checkBounds(const char* name);
+    int createPicture(char* name);
+    int createTag(char* name);
+    bool readPictureHeader(char* name);
+    bool readTagHeader(char* name);
+    bool takeChannelsOfPackets(const char* name);
+    bool startTransfer(const char* name, int mode);
+
+    [[nodiscard]] std::size_t hostLineBytes() const;
+    [[nodiscard]] std::size_t packedLineBytes() const;
+    [[nodiscard]] bool mayTransfer(bool forWriting, std::size_t bytes) const;
+    [[nodiscard]] bool isLine(long y) const { return y >= 0 && y < height(); }
+    bool keepLine(long k, const unsigned char* hostLine);
+    bool flushKeptLines();
+    bool closeFile();
+
+    [[nodiscard]] std::uint64_t position() const;
+    void seekTo(std::uint64_t offset);
+    void pointAtChannels(bool attach);
+    bool readPictureScanline();
+    bool readTagScanline(long k);
+    void writeTagLine(long k, const unsigned char* hostLine);
+    void packTagRow(long k, unsigned char* hostLine);
+    void dropTagRow(long k);
+    void noteDamage();
+    void noteWriteFailure(int systemError);
+
+    std::unique_ptr<PictureReader, PictureReaderDisposer> reader; ///< of a PIC being read
+    std::unique_ptr<PictureWriter, PictureWriterDisposer> writer; ///< of a PIC being written
+    std::string openName;        ///< path of the open file, for messages
+    bool writing = false;        ///< the open file is being written
+    bool damageReported = false; ///< the file being read lacks something, and that was said
+    bool broken = false;         ///< a write to the open file failed, and that was said
+};

@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: MIT
+// Who the driver is, and what the host may choose.
+#include "TDR_SoftimageFilter.h"
+
+#include "pixelOrder.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <new>
+
+using namespace softimage;
+
+namespace {
+
+// Kept: the table holds two formats, the count says one.
+// A reader would expect a count of 2. A host that asks how many formats there are learns of RGBA
+// only, although the matte format answers when it is asked for by its index; hosts rely on it.
+constexpr std::int32_t kOfferedFormats = 1;
+constexpr TDR_PixelFormat kFormats[] = {
+    {4, 8, 8, {0x40, 0x20, 0x10, 0x08}},
+    {1, 1, 1, {2}                     },
+};
+
+constexpr std::int32_t kAccessModes = 0x4033;
+constexpr std::int32_t kWriteDirection = 8;
+
+} // namespace
+
+TDR_Driver* createDriver(int port) {
+    return new (std::nothrow) TDR_SoftimageFilter(port);
+}
+
+TDR_SoftimageFilter::TDR_SoftimageFilter(int port) : TDR_Driver(port) {
+    initialize();
+}
+
+TDR_SoftimageFilter::~TDR_SoftimageFilter() {
+    TDR_Driver::cleanup(); // while the virtual operations still reach this class
+    cleanup();
+}
+
+int TDR_SoftimageFilter::initialize() {
+    me = "Softimage Filter";
+    version = "1";
+    vendorName = "SOFTIMAGE Inc.";
+    formatName = "SOFTIMAGE";
+    namingPrefix = "test.";
+    namingExtension = ".pic";
+    namingFlag = 1;
+    namingTemplate = "%s.%d.pic";
+    accessModes = kAccessModes;
+    writeDirection = kWriteDirection;
+    formatCount = kOfferedFormats;
+    formats = kFormats;
+    cleanup();
+    tagChannelCount = 1;
+    lastWrittenLine = -1;
+    return 0;
+}
+
+int TDR_SoftimageFilter::sendIthFormat(int index) {
+    if (index != kFormatTag) {
+        return TDR_Driver::sendIthFormat(index);
+    }
+    const TDR_PixelFormat& format = kFormats[kFormatTag];
+    const int channels = std::clamp<int>(tagChannelCount, 0, base::kMaxTagChannels);
+    beginReply(ipc::kQueryIthFormat + ipc::kReplyOffset);
+    data.numof_longs = 3 + channels;
+    data.longdata[0] = channels;
+    data.longdata[1] = format.depth1;
+    data.longdata[2] = format.depth2;
+    std::fill_n(data.longdata + 3, channels, format.channels[0]);
+    return sendReply();
+}
+
+int TDR_SoftimageFilter::setPixelFormat(int format) {
+    const int wanted = format == kFormatTag ? kFormatTag : kFormatRgba;
+    if (wanted == currentFormat) {
+        return 0;
+    }
+    // Kept: the refusal of an unknown pixel format never happens.
+    // A reader would expect a format such as 7 to be refused here. Every value but 1 already stands
+    // for 0, so that the test cannot fail; hosts rely on being served RGBA whatever they ask for.
+    constexpr int kKnown[] = {kFormatRgba, kFormatTag, kFormatRgb, kFormatAlpha};
+    if (std::find(std::begin(kKnown), std::end(kKnown), wanted) == std::end(kKnown)) {
+        std::fprintf(stderr, "%s: Request for unsupported bytedepth ignored.\n", me);
+        return 0;
+    }
+    if (isOpen()) {
+        std::fprintf(stderr, "%s: Unable to change format of existing file.\n", me);
+        return -1;
+    }
+    currentFormat = wanted;
+    return 0;
+}
+
+int TDR_SoftimageFilter::setBounds(long x, long y, long width, long height) {
+    // Kept: bounds that are refused still move the origin.
+    // A reader would expect a refused request to change nothing. While a file is open its width and
+    // height stay, but x and y are taken all the same; hosts rely on it.
+    bounds[0] = static_cast<std::int32_t>(x);
+    bounds[1] = static_cast<std::int32_t>(y);
+    if (width == bounds[2] && height == bounds[3]) {
+        return 0;
+    }
+    if (isOpen()) {
+        std::fprintf(stderr, "%s: Unable to change bounds of existing file.\n", me);
+        return -1;
+    }
+    bounds[2] = static_cast<std::int32_t>(width);
+    bounds[3] = static_cast<std::int32_t>(height);
+    return 0;
+}

@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+// Whole pictures between the host's blocks and the file.
+#include "TDR_SoftimageFilter.h"
+
+#include <sys/mman.h>
+
+namespace {
+
+/// Has the system supply the memory of a freshly attached block in one call instead of one page
+/// fault for each page. Only a hint: where the system does not know it, nothing happens.
+void populate([[maybe_unused]] char* block, [[maybe_unused]] std::size_t bytes) {
+#ifdef MADV_POPULATE_WRITE
+    static_cast<void>(::madvise(block, bytes, MADV_POPULATE_WRITE));
+#endif
+}
+
+} // namespace
+
+int TDR_SoftimageFilter::getCache(char* block, int, long) {
+    const std::size_t lineBytes = packedLineBytes();
+    if (!mayTransfer(false, lineBytes * static_cast<std::size_t>(height()))) {
+        return -1;
+    }
+    populate(block, lineBytes * static_cast<std::size_t>(height()));
+    // Kept: a whole picture is read by its rows, not by file order.
+    // A reader would expect row 0, the bottom line, to get the last scanline. The row's number goes
+    // where the scanline's belongs: the last call, for row 0, finds the position of the first
+    // scanline and reads the top line again, and the positions found on the way belong to rows, as
+    // later line requests show. Hosts rely on mending row 0 through a second connection.
+    for (long row = height() - 1; row >= 0; --row) {
+        readLine(row, reinterpret_cast<unsigned char*>(block) +
+                          static_cast<std::size_t>(row) * lineBytes);
+    }
+    return 0;
+}
+
+int TDR_SoftimageFilter::putCache(char* block, int, long) {
+    const std::size_t lineBytes = packedLineBytes();
+    if (!mayTransfer(true, lineBytes * static_cast<std::size_t>(height()))) {
+        return -1;
+    }
+    // Kept: a whole picture is written by its rows and ends on line 0.
+    // A reader would expect the last line to be the last one written. The file is right, because
+    // writing only appends, but the rows' numbers stand for file order: afterwards line 0 counts as
+    // the last one written. Hosts rely on it.
+    bool whole = true;
+    for (long row = height() - 1; row >= 0; --row) {
+        whole = writeLine(row, reinterpret_cast<unsigned char*>(block) +
+                                   static_cast<std::size_t>(row) * lineBytes) &&
+                whole;
+    }
+    return whole ? 0 : -1;
+}

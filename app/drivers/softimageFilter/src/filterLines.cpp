@@ -1,0 +1,266 @@
+// SPDX-License-Identifier: MIT
+// Single lines between the host's blocks and the file.
+#include "TDR_SoftimageFilter.h"
+
+#include "matteBits.h"
+#include "pixelOrder.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <utility>
+
+using namespace softimage;
+
+namespace {
+
+std::uint8_t* bytesOf(char* block) {
+    return reinterpret_cast<std::uint8_t*>(block);
+}
+
+std::size_t indexOf(long k) {
+    return static_cast<std::size_t>(k);
+}
+
+} // namespace
+
+// --- Requests ------------------------------------------------------------------------------------
+
+bool TDR_SoftimageFilter::mayTransfer(bool forWriting, std::size_t bytes) const {
+    return file && isOpen() && lineOffsets && lineCache && writing == forWriting && !broken &&
+           blockBytes >= bytes;
+}
+
+std::size_t TDR_SoftimageFilter::hostLineBytes() const {
+    return static_cast<std::size_t>(width()) *
+           static_cast<std::size_t>(bytesPerHostPixel(currentFormat));
+}
+
+std::size_t TDR_SoftimageFilter::packedLineBytes() const {
+    return tag ? packedMatteBytes(tag->width, tag->channelCount) : hostLineBytes();
+}
+
+int TDR_SoftimageFilter::getLine(char* block, int, long, long y) {
+    if (!mayTransfer(false, packedLineBytes()) || !isLine(y)) {
+        return -1;
+    }
+    const long k = height() - 1 - y;
+    if (lineOffsets[indexOf(k)] == 0) {
+        fill_offset_table();
+    }
+    readLine(k, bytesOf(block));
+    return 0;
+}
+
+int TDR_SoftimageFilter::putLine(char* block, int, long, long y) {
+    if (!mayTransfer(true, hostLineBytes()) || !isLine(y)) {
+        return -1;
+    }
+    const long k = height() - 1 - y;
+    const bool done =
+        k == lastWrittenLine + 1L ? writeLine(k, bytesOf(block)) : keepLine(k, bytesOf(block));
+    return done ? 0 : -1;
+}
+
+bool TDR_SoftimageFilter::keepLine(long k, const unsigned char* hostLine) {
+    // Kept: a line out of order waits until the file is closed.
+    // A reader would expect it to be written as soon as the line before it has been. It is only
+    // looked at again when the file is closed; sent twice, the second one counts; sent after it was
+    // written, it is dropped. Hosts rely on it.
+    const std::size_t bytes = hostLineBytes();
+    auto& kept = lineCache[indexOf(k)];
+    kept.reset(new (std::nothrow) std::uint8_t[bytes]);
+    if (!kept) {
+        noteWriteFailure(ENOMEM);
+        return false;
+    }
+    std::memcpy(kept.get(), hostLine, bytes);
+    return true;
+}
+
+// --- Between host lines and channels -------------------------------------------------------------
+
+namespace {
+
+template <typename Buffers>
+ChannelLines linesOf(const Buffers& buffers) {
+    ChannelLines lines{};
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        lines[i] = buffers[i].get();
+    }
+    return lines;
+}
+
+} // namespace
+
+void TDR_SoftimageFilter::copyToTempBuffers(int format, unsigned char* hostLine) {
+    hostLineToChannels(format, hostLine, indexOf(width()), linesOf(channelBuffers));
+}
+
+void TDR_SoftimageFilter::copyFromTempBuffers(int format, unsigned char* hostLine) {
+    // Kept: a channel that the file lacks leaves the host's bytes alone.
+    // A reader would expect opaque alpha, or black. The bytes of that channel stay what they were
+    // in the host's block; hosts rely on preparing it.
+    channelsToHostLine(format, linesOf(channelBuffers), indexOf(width()), hostLine);
+}
+
+void TDR_SoftimageFilter::pointAtChannels(bool attach) {
+    for (std::size_t i = 0; i < channelBuffers.size(); ++i) {
+        picture->linePointers[kPictureChannels - 1 - i] =
+            attach ? channelBuffers[i].get() : nullptr;
+    }
+}
+
+// --- Writing -------------------------------------------------------------------------------------
+
+bool TDR_SoftimageFilter::writeLine(long k, unsigned char* hostLine) {
+    if (!file || broken) {
+        return false;
+    }
+    if (lineOffsets[indexOf(k)] == 0) {
+        lineOffsets[indexOf(k)] = position();
+    }
+    if (picture) {
+        if (hostLine != nullptr) {
+            copyToTempBuffers(currentFormat, hostLine);
+        }
+        pointAtChannels(true);
+        if (pictureWriterScanline(writer.get(), picture.get(), packets.get()) == 0) {
+            noteWriteFailure(pictureWriterError(writer.get()));
+        }
+        pointAtChannels(false);
+    } else {
+        writeTagLine(k, hostLine);
+    }
+    lastWrittenLine = static_cast<std::int32_t>(k);
+    if (k < height() - 1) {
+        lineOffsets[indexOf(k + 1)] = position();
+    }
+    return !broken;
+}
+
+void TDR_SoftimageFilter::writeTagLine(long k, const unsigned char* hostLine) {
+    // Kept: a matte line sets the mirrored row and writes its own.
+    // A reader would expect the pixels of the host line in the scanline it is for. All pixels of
+    // the row height - 1 - k take the lowest bit of the line's first byte, and row k is written as
+    // it stands: the upper half of a matte written from the top comes out empty. Files rely on it.
+    const auto mirrored = static_cast<int>(height() - 1 - k);
+    for (int channel = 0; hostLine != nullptr && channel < tag->channelCount; ++channel) {
+        std::uint8_t* row = tagTakeRow(tag.get(), channel, mirrored);
+        if (row == nullptr) {
+            noteWriteFailure(ENOMEM);
+            return;
+        }
+        fillMatteRow(row, tag->width, (hostLine[0] & 1) != 0);
+    }
+    errno = 0;
+    tagWriteScanline(file.get(), tag.get(), static_cast<int>(k));
+    if (std::ferror(file.get()) != 0) {
+        noteWriteFailure(errno);
+    }
+}
+
+// --- Reading -------------------------------------------------------------------------------------
+
+std::uint64_t TDR_SoftimageFilter::position() const {
+    const std::int64_t at = reader   ? pictureReaderPosition(reader.get())
+                            : writer ? pictureWriterPosition(writer.get())
+                                     : ::ftello(file.get());
+    return at < 0 ? 0 : static_cast<std::uint64_t>(at);
+}
+
+void TDR_SoftimageFilter::seekTo(std::uint64_t offset) {
+    if (reader) {
+        pictureReaderSeek(reader.get(), static_cast<std::int64_t>(offset));
+    } else if (position() != offset) { // seeking throws away what the stream has read ahead
+        static_cast<void>(::fseeko(file.get(), static_cast<off_t>(offset), SEEK_SET));
+    }
+}
+
+void TDR_SoftimageFilter::readLine(long k, unsigned char* hostLine) {
+    if (!file) {
+        return;
+    }
+    if (lineOffsets[indexOf(k)] == 0) {
+        lineOffsets[indexOf(k)] = position();
+    } else {
+        seekTo(lineOffsets[indexOf(k)]);
+    }
+    const bool whole = picture ? readPictureScanline() : readTagScanline(k);
+    if (!whole) {
+        noteDamage();
+    }
+    if (k < height() - 1) {
+        lineOffsets[indexOf(k + 1)] = position();
+    }
+    if (picture && hostLine != nullptr) {
+        copyFromTempBuffers(currentFormat, hostLine);
+    } else if (tag) {
+        packTagRow(k, hostLine);
+        dropTagRow(k);
+    }
+}
+
+bool TDR_SoftimageFilter::readPictureScanline() {
+    pointAtChannels(true);
+    const int result = pictureReaderScanline(reader.get(), picture.get(), packets.get());
+    pointAtChannels(false);
+    return result != 0;
+}
+
+bool TDR_SoftimageFilter::readTagScanline(long k) {
+    return tagReadScanline(file.get(), tag.get(), static_cast<int>(k)) != 0 &&
+           std::feof(file.get()) == 0;
+}
+
+void TDR_SoftimageFilter::packTagRow(long k, unsigned char* hostLine) {
+    // Kept: matte bits are added to what the host's block holds.
+    // A reader would expect the block to be overwritten. The bits are ORed into it; hosts rely on
+    // clearing it first.
+    for (int channel = 0; hostLine != nullptr && channel < tag->channelCount; ++channel) {
+        const std::uint8_t* row = tagRow(tag.get(), channel, static_cast<int>(k));
+        if (row != nullptr) {
+            packMatteRow(row, tag->width, channel, tag->channelCount, hostLine);
+        }
+    }
+}
+
+void TDR_SoftimageFilter::dropTagRow(long k) {
+    // A matte of 253 channels would take hundreds of gigabytes if its rows stayed.
+    for (int channel = 0; tag->channels != nullptr && channel < tag->channelCount; ++channel) {
+        std::free(std::exchange(tag->channels[channel][k], nullptr));
+    }
+}
+
+void TDR_SoftimageFilter::fill_offset_table() {
+    if (!file || !isOpen()) {
+        return;
+    }
+    long unknown = 0;
+    while (unknown < height() && lineOffsets[indexOf(unknown)] != 0) {
+        ++unknown;
+    }
+    if (unknown == height()) {
+        return;
+    }
+    for (long k = unknown - 1; k < height(); ++k) {
+        readLine(k, nullptr);
+        if (position() == lineOffsets[indexOf(k)]) {
+            // Nothing was read, so nothing will be: all further lines begin here too.
+            while (++k < height()) {
+                lineOffsets[indexOf(k)] = position();
+            }
+        }
+    }
+}
+
+void TDR_SoftimageFilter::noteDamage() {
+    if (!damageReported) {
+        std::fprintf(stderr,
+                     "%s: File '%s' is cut short or damaged - What is missing reads as zero.\n", me,
+                     openName.c_str());
+    }
+    damageReported = true;
+}
