@@ -12,9 +12,12 @@ namespace png_filter {
 
 namespace {
 
-// Level and filters were chosen by measurement on photographs and drawings: see the manual page.
-constexpr int kCompressionLevel = 3;
-constexpr int kFilters = PNG_FILTER_SUB | PNG_FILTER_UP;
+// Measured on photographs, cut-outs and drawings of RGBA pixels: level 2 takes about a sixth more
+// time than level 1 for 2 to 3% less file, level 3 half as much again as level 2 for 5% at most,
+// level 6 four times as much for 12%. The filter "up" alone is within 1% of the best choice among
+// several for each row, which takes a tenth to two thirds more time.
+constexpr int kCompressionLevel = 2;
+constexpr int kFilters = PNG_FILTER_UP;
 
 /// Compressed bytes that libpng gathers into one chunk; its own 8 KiB means many small writes.
 constexpr std::size_t kChunkSize = std::size_t{64} << 10;
