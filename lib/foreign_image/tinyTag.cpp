@@ -113,6 +113,13 @@ std::uint8_t* tagTakeRow(Tag* record, int channel, int row) {
     return bits;
 }
 
+void tagDropRow(Tag* record, int row) {
+    for (int c = 0; record->channels != nullptr && inRange(record, c, row); ++c) {
+        std::free(record->channels[c][row]);
+        record->channels[c][row] = nullptr;
+    }
+}
+
 int tagWriteScanline(std::FILE* stream, const Tag* record, int row) {
     if (!inRange(record, 0, row)) {
         return 0;

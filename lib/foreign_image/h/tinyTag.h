@@ -46,6 +46,10 @@ struct TagDisposer {
 /// of range or memory ran out.
 [[nodiscard]] std::uint8_t* tagTakeRow(Tag* record, int channel, int row);
 
+/// Gives back the memory of row `row` of every channel, which is all zero then: for readers that
+/// need one scanline at a time, since the rows of a large matte would not fit any memory.
+void tagDropRow(Tag* record, int row);
+
 /// Creates the file `name` (".tag" is appended unless it ends so) and writes the header.
 /// Returns the stream, which the caller closes, positioned at the first scanline; or null when the
 /// file could not be opened (errno says why) or a size is out of range (a message says so, no file

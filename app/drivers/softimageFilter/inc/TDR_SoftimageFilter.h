@@ -116,7 +116,6 @@ class TDR_SoftimageFilter : public TDR_Driver {
     bool readTagScanline(long k);
     void writeTagLine(long k, const unsigned char* hostLine);
     void packTagRow(long k, unsigned char* hostLine);
-    void dropTagRow(long k);
     void noteDamage();
     void noteWriteFailure(int systemError);
 

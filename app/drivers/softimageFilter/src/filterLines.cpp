@@ -7,10 +7,8 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <new>
-#include <utility>
 
 using namespace softimage;
 
@@ -199,7 +197,7 @@ void TDR_SoftimageFilter::readLine(long k, unsigned char* hostLine) {
         copyFromTempBuffers(currentFormat, hostLine);
     } else if (tag) {
         packTagRow(k, hostLine);
-        dropTagRow(k);
+        tagDropRow(tag.get(), static_cast<int>(k));
     }
 }
 
@@ -224,13 +222,6 @@ void TDR_SoftimageFilter::packTagRow(long k, unsigned char* hostLine) {
         if (row != nullptr) {
             packMatteRow(row, tag->width, channel, tag->channelCount, hostLine);
         }
-    }
-}
-
-void TDR_SoftimageFilter::dropTagRow(long k) {
-    // A matte of 253 channels would take hundreds of gigabytes if its rows stayed.
-    for (int channel = 0; tag->channels != nullptr && channel < tag->channelCount; ++channel) {
-        std::free(std::exchange(tag->channels[channel][k], nullptr));
     }
 }
 
