@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: MIT
+// tdr convert IN OUT: read through one driver, write through another. Both drivers work on one
+// shared block, line by line, so that a picture of any size needs the memory of a line.
+#include "console.h"
+#include "pictureFile.h"
+#include "replacedFile.h"
+#include "subcommands.h"
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+struct ConvertOptions {
+    std::string input;
+    std::string output;
+};
+
+/// A conversion from its options to its end; any step's problem is the result of the whole.
+class Conversion {
+  public:
+    Conversion(const DriverOptions& drivers, const ConvertOptions& options)
+        : drivers_(drivers), options_(options) {}
+
+    Outcome<bool> run();
+
+  private:
+    Outcome<bool> write(PictureFile& picture, Session& session, const ReplacedFile& file);
+    Outcome<bool> copyLines(PictureFile& picture, tdr::PictureWriter& writer);
+    [[nodiscard]] Problem inputProblem(PictureFile& picture, const tdr::Failure& failure) const;
+    [[nodiscard]] Problem outputProblem(const tdr::Failure& failure) const;
+
+    DriverSet drivers_;
+    const ConvertOptions& options_;
+};
+
+Outcome<bool> Conversion::run() {
+    if (hasExtension(options_.output, ".tag")) {
+        return Problem{ExitCode::Failed,
+                       options_.output + ": mattes (.tag) can be read, but not be written yet"};
+    }
+    if (auto readable = checkReadable(options_.input); !readable) {
+        return readable.problem();
+    }
+    const auto writerDriver = drivers_.writerFor(options_.output);
+    if (!writerDriver) {
+        return writerDriver.problem();
+    }
+    auto picture = openPicture(drivers_, options_.input);
+    if (!picture) {
+        return picture.problem();
+    }
+    auto file = ReplacedFile::begin(options_.output, drivers_.extension(*writerDriver));
+    if (!file) {
+        return file.problem();
+    }
+    auto session = drivers_.take(*writerDriver);
+    if (!session) {
+        return outputProblem(session.failure());
+    }
+    auto written = write(*picture, *session, *file);
+    if (!written) {
+        session->passOnLines();
+        return written;
+    }
+    picture->session->passOnLines();
+    session->passOnLines();
+    return file->commit();
+}
+
+Outcome<bool> Conversion::write(PictureFile& picture, Session& session, const ReplacedFile& file) {
+    auto writer = tdr::PictureWriter::open(session.driver, pathForDriver(file.path()),
+                                           picture.reader.width(), picture.reader.height());
+    if (!writer) {
+        return outputProblem(writer.failure());
+    }
+    auto copied = copyLines(picture, *writer);
+    if (!copied) {
+        return copied;
+    }
+    if (const auto closed = picture.reader.close(); !closed) {
+        return inputProblem(picture, closed.failure());
+    }
+    if (const auto closed = writer->close(); !closed) {
+        return outputProblem(closed.failure());
+    }
+    return true;
+}
+
+Outcome<bool> Conversion::copyLines(PictureFile& picture, tdr::PictureWriter& writer) {
+    auto block = tdr::SharedBlock::create(tdr::lineBytes(picture.reader.width()));
+    if (!block) {
+        return inputProblem(picture, block.failure());
+    }
+    for (std::int32_t line = picture.reader.height(); line-- > 0;) {
+        if (const auto read = picture.reader.readLine(*block, line); !read) {
+            return inputProblem(picture, read.failure());
+        }
+        if (const auto written = writer.writeLine(*block, line); !written) {
+            return outputProblem(written.failure());
+        }
+    }
+    return true;
+}
+
+Problem Conversion::inputProblem(PictureFile& picture, const tdr::Failure& failure) const {
+    picture.session->passOnLines(failure.lastLine);
+    return problemWith(options_.input, failure);
+}
+
+Problem Conversion::outputProblem(const tdr::Failure& failure) const {
+    return problemWith(options_.output, failure);
+}
+
+ExitCode convert(const DriverOptions& drivers, const ConvertOptions& options) {
+    Conversion conversion(drivers, options);
+    const auto done = conversion.run();
+    return done ? ExitCode::Done : complain(done.problem());
+}
+
+} // namespace
+
+void addConvert(CLI::App& app, Command& command) {
+    auto* sub = app.add_subcommand("convert", "Read a picture and write it in another format");
+    auto options = std::make_shared<ConvertOptions>();
+    sub->add_option("in", options->input, "Picture to read")->required()->type_name("IN");
+    sub->add_option("out", options->output, "Picture to write; its ending chooses the format")
+        ->required()
+        ->type_name("OUT");
+    sub->callback([&command, options] { command.exit = convert(command.drivers, *options); });
+}

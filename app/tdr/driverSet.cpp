@@ -1,0 +1,198 @@
+// SPDX-License-Identifier: MIT
+#include "driverSet.h"
+
+#include "console.h"
+
+#include <algorithm>
+#include <cctype>
+#include <chrono>
+#include <map>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::string_view kDriverSuffix = "Filter";
+
+/// A driver that complains about every line of a picture is heard, but not for ever.
+constexpr std::size_t kMostLines = 100;
+
+fs::path ownDirectory() {
+    std::error_code error;
+    return fs::read_symlink("/proc/self/exe", error).parent_path();
+}
+
+std::vector<fs::path> directoriesOf(const DriverOptions& options) {
+    std::vector<fs::path> all = options.directories;
+    all.push_back(ownDirectory());
+    return all;
+}
+
+bool isDriver(const fs::path& path) {
+    std::error_code error;
+    return path.filename().string().ends_with(kDriverSuffix) && fs::is_regular_file(path, error) &&
+           ::access(path.c_str(), X_OK) == 0;
+}
+
+bool sameLetter(char a, char b) {
+    return std::tolower(static_cast<unsigned char>(a)) ==
+           std::tolower(static_cast<unsigned char>(b));
+}
+
+} // namespace
+
+// --- Looking for drivers -------------------------------------------------------------------------
+
+std::vector<fs::path> findDrivers(const DriverOptions& options) {
+    std::map<std::string, fs::path> byName;
+    for (const fs::path& directory : directoriesOf(options)) {
+        std::error_code error;
+        for (const auto& entry : fs::directory_iterator(directory, error)) {
+            if (isDriver(entry.path())) {
+                byName.emplace(entry.path().filename().string(), entry.path());
+            }
+        }
+    }
+    std::vector<fs::path> programs;
+    for (auto& [name, path] : byName) {
+        programs.push_back(std::move(path));
+    }
+    return programs;
+}
+
+Outcome<fs::path> findDriver(const DriverOptions& options, const std::string& driver) {
+    if (driver.find('/') != std::string::npos) {
+        return fs::path(driver);
+    }
+    for (const fs::path& program : findDrivers(options)) {
+        if (program.filename() == driver) {
+            return program;
+        }
+    }
+    return Problem{ExitCode::DriverFailed, driver + ": no such driver; 'tdr drivers' lists them"};
+}
+
+tdr::Result<Session> startSession(const fs::path& program, const DriverOptions& options) {
+    auto lines = std::make_shared<std::vector<std::string>>();
+    tdr::StartOptions startOptions;
+    if (options.timeout > 0) {
+        const std::chrono::duration<double> timeout(options.timeout);
+        const auto limit = std::chrono::ceil<std::chrono::milliseconds>(timeout);
+        startOptions.limits = {limit, limit, limit};
+    }
+    startOptions.onDriverLine = [lines](std::string_view line) {
+        if (lines->size() < kMostLines) {
+            lines->emplace_back(line);
+        }
+    };
+    auto driver = tdr::Driver::start(program, std::move(startOptions));
+    if (!driver) {
+        return driver.failure();
+    }
+    return Session{std::move(*driver), std::move(lines)};
+}
+
+void Session::passOnLines(std::string_view shown) {
+    for (const std::string& line : *lines) {
+        if (line != shown) {
+            passOn(line);
+        }
+    }
+    lines->clear();
+}
+
+bool hasExtension(const fs::path& path, std::string_view extension) {
+    const std::string name = path.filename().string();
+    return !extension.empty() && name.size() > extension.size() &&
+           std::equal(extension.rbegin(), extension.rend(), name.rbegin(), sameLetter);
+}
+
+// --- Choosing one --------------------------------------------------------------------------------
+
+DriverSet::DriverSet(DriverOptions options) : options_(std::move(options)) {
+    for (fs::path& program : findDrivers(options_)) {
+        entries_.push_back({std::move(program), false, {}, {}, {}});
+    }
+}
+
+std::string DriverSet::name(std::size_t driver) const {
+    return entries_[driver].program.filename().string();
+}
+
+const std::string& DriverSet::extension(std::size_t driver) const {
+    return entries_[driver].extension;
+}
+
+void DriverSet::ask(Entry& entry) {
+    if (std::exchange(entry.asked, true)) {
+        return;
+    }
+    auto session = startSession(entry.program, options_);
+    if (!session) {
+        entry.failure = session.failure();
+        return;
+    }
+    const auto naming = session->driver.fileNaming();
+    if (naming) {
+        entry.extension = naming->extension;
+        entry.session.emplace(std::move(*session));
+    } else {
+        entry.failure = naming.failure();
+    }
+}
+
+std::vector<std::size_t> DriverSet::readersFor(const fs::path& path) {
+    std::vector<std::size_t> order(entries_.size());
+    for (std::size_t i = 0; i < order.size(); ++i) {
+        order[i] = i;
+        ask(entries_[i]);
+    }
+    const auto rank = [&](std::size_t i) {
+        const Entry& entry = entries_[i];
+        return entry.failure ? 2 : hasExtension(path, entry.extension) ? 0 : 1;
+    };
+    std::ranges::stable_sort(order, {}, rank);
+    return order;
+}
+
+Outcome<std::size_t> DriverSet::writerFor(const fs::path& path) {
+    for (std::size_t i = 0; i < entries_.size(); ++i) {
+        ask(entries_[i]);
+        if (hasExtension(path, entries_[i].extension)) {
+            return i;
+        }
+    }
+    for (const Entry& entry : entries_) {
+        if (entry.failure) { // it might have been the one
+            return problemWith(path.string(), *entry.failure);
+        }
+    }
+    return Problem{ExitCode::Failed,
+                   path.string() + ": no driver writes files with this ending" + knownEndings()};
+}
+
+std::string DriverSet::knownEndings() {
+    std::string known;
+    for (const Entry& entry : entries_) {
+        if (!entry.extension.empty()) {
+            known += (known.empty() ? " (known: " : ", ") + entry.extension;
+        }
+    }
+    return known.empty() ? known : known + ")";
+}
+
+tdr::Result<Session> DriverSet::take(std::size_t driver) {
+    Entry& entry = entries_[driver];
+    if (entry.session) {
+        Session session = std::move(*entry.session);
+        entry.session.reset();
+        return session;
+    }
+    if (entry.failure) {
+        return *entry.failure;
+    }
+    return startSession(entry.program, options_);
+}

@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+// The kinds of files that `tdr info` can describe. To add one, write its two functions and give it
+// a row in fileKinds.cpp.
+#pragma once
+
+#include "driverSet.h"
+#include "outcome.h"
+
+#include <filesystem>
+#include <nlohmann/json.hpp>
+#include <span>
+#include <string>
+#include <utility>
+#include <vector>
+
+/// What is known of one file: rows of text for people and an object for programs.
+struct FileInfo {
+    std::vector<std::pair<std::string, std::string>> rows; ///< label and value
+    nlohmann::ordered_json json;
+};
+
+struct FileKind {
+    const char* name;
+    /// Whether the file is of this kind, by its name or its first bytes. Never fails.
+    bool (*recognises)(const std::filesystem::path& file);
+    Outcome<FileInfo> (*describe)(const std::filesystem::path& file, DriverSet& drivers);
+};
+
+/// The kinds in the order in which they are tried. The last one takes every file.
+[[nodiscard]] std::span<const FileKind> fileKinds();
+
+/// A picture, by the driver that reads it.
+[[nodiscard]] Outcome<FileInfo> describePicture(const std::filesystem::path& file,
+                                                DriverSet& drivers);

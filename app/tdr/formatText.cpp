@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+#include "formatText.h"
+
+#include <cstddef>
+#include <fmt/format.h>
+
+namespace {
+
+constexpr std::uint32_t kNoCommands = 0x4000;
+
+/// Mattes have one entry for every channel, up to 253 equal ones.
+constexpr std::size_t kMostShown = 8;
+
+std::string channelCodes(const tdr::PixelFormat& format) {
+    std::string codes;
+    for (std::size_t i = 0; i < format.channels.size(); ++i) {
+        if (i == kMostShown) {
+            return codes + " ...";
+        }
+        codes += fmt::format("{}0x{:02x}", i == 0 ? "" : " ",
+                             static_cast<std::uint32_t>(format.channels[i]));
+    }
+    return codes;
+}
+
+std::string depthText(const tdr::PixelFormat& format) {
+    const char* plural = format.depth1 == 1 ? "" : "s";
+    return format.depth1 == format.depth2
+               ? fmt::format("{} bit{}", format.depth1, plural)
+               : fmt::format("{} and {} bits", format.depth1, format.depth2);
+}
+
+} // namespace
+
+std::string formatText(const tdr::PixelFormat& format) {
+    const std::size_t count = format.channels.size();
+    return fmt::format("{} channel{} of {} ({})", count, count == 1 ? "" : "s", depthText(format),
+                       channelCodes(format));
+}
+
+std::string accessModesText(std::int32_t modes) {
+    const auto bits = static_cast<std::uint32_t>(modes);
+    std::string text = fmt::format("0x{:04x}", bits);
+    if ((bits & kNoCommands) != 0) {
+        text += fmt::format(": 0x{:04x} (no outside commands around transfers), 0x{:04x}",
+                            kNoCommands, bits & ~kNoCommands);
+    }
+    return text;
+}

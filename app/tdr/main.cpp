@@ -1,0 +1,72 @@
+// SPDX-License-Identifier: MIT
+// tdr: pictures through drivers, from the command line.
+#include "console.h"
+#include "subcommands.h"
+#include "tdr/interruptGuard.h"
+
+#include <CLI/CLI.hpp>
+#include <exception>
+
+namespace {
+
+/// In the order of the help.
+constexpr void (*kSubcommands[])(CLI::App&, Command&) = {
+    addDrivers,
+    addQuery,
+    addInfo,
+    addConvert,
+};
+
+void addSharedOptions(CLI::App& app, DriverOptions& drivers) {
+    app.add_option("--driver-dir", drivers.directories,
+                   "Folder to look for drivers in, before tdr's own (may be repeated)")
+        ->type_name("DIR")
+        ->allow_extra_args(false);
+    app.add_option("--timeout", drivers.timeout,
+                   "Seconds to wait for an answer of a driver (default: 20 for its start, 120 for "
+                   "a request)")
+        ->type_name("SECONDS")
+        ->check(CLI::Range(0.001, 1e6));
+}
+
+ExitCode run(int argc, char** argv) {
+    CLI::App app("Reads, converts and describes image files through their drivers.", "tdr");
+    app.set_version_flag("--version", TDR_VERSION);
+    app.require_subcommand(1);
+    app.fallthrough();
+    app.footer("Exit status: 0 done, 1 failed, 2 usage, 3 a driver could not be started or died.");
+    Command command;
+    addSharedOptions(app, command.drivers);
+    for (const auto& add : kSubcommands) {
+        add(app, command);
+    }
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& wanted) { // --help, --version
+        std::ostringstream text;
+        app.exit(wanted, text, text);
+        return say(text.str());
+    } catch (const CLI::ParseError& error) {
+        app.exit(error);
+        return ExitCode::Usage;
+    }
+    return command.exit;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    ExitCode exit = ExitCode::Failed;
+    {
+        const tdr::InterruptGuard guard;
+        try {
+            exit = run(argc, argv);
+        } catch (const std::exception& error) { // no memory, for example
+            complain(error.what());
+        }
+    }
+    if (const int signal = tdr::InterruptGuard::signal(); signal != 0) {
+        tdr::InterruptGuard::endBySignal(signal);
+    }
+    return static_cast<int>(exit);
+}

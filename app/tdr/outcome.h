@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: MIT
+// How a subcommand can end.
+#pragma once
+
+#include "tdr/result.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+
+/// Exit status of the command; each has one meaning.
+enum class ExitCode : int {
+    Done = 0,
+    Failed = 1,       ///< a file or an option's value is the reason
+    Usage = 2,        ///< the command line is
+    DriverFailed = 3, ///< a driver could not be started, died or did not answer
+};
+
+/// The worse one of two: a dead driver outweighs a file that failed.
+[[nodiscard]] constexpr ExitCode worse(ExitCode a, ExitCode b) {
+    return a < b ? b : a;
+}
+
+/// Why something was not done: what the user is told, and the exit status for it.
+struct Problem {
+    ExitCode code = ExitCode::Failed;
+    std::string text;
+};
+
+/// A value, or why there is none.
+template <typename T>
+class [[nodiscard]] Outcome {
+  public:
+    Outcome(T value) : value_(std::move(value)) {} // NOLINT(google-explicit-constructor)
+    Outcome(Problem problem)
+        : problem_(std::move(problem)) {} // NOLINT(google-explicit-constructor)
+
+    explicit operator bool() const { return value_.has_value(); }
+    T& operator*() { return *value_; }
+    const T& operator*() const { return *value_; }
+    T* operator->() { return &*value_; }
+    [[nodiscard]] const Problem& problem() const { return problem_; }
+
+  private:
+    std::optional<T> value_;
+    Problem problem_;
+};
+
+/// The exit status that goes with a failed call of the host library.
+[[nodiscard]] ExitCode exitCodeOf(tdr::FailureKind kind);
+
+/// "a.pic: softimageFilter: get line: refused: ...".
+[[nodiscard]] Problem problemWith(std::string_view file, const tdr::Failure& failure);
+
+/// "a.pic: No such file or directory" from an errno value.
+[[nodiscard]] Problem problemWith(std::string_view file, int error);

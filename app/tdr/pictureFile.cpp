@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: MIT
+#include "pictureFile.h"
+
+#include "base/uniqueFd.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <utility>
+
+namespace fs = std::filesystem;
+
+std::string pathForDriver(const fs::path& path) {
+    std::error_code error;
+    const fs::path absolute = fs::absolute(path, error);
+    const fs::path& whole = error ? path : absolute;
+    return whole.parent_path() == "/" ? "/./" + whole.filename().string() : whole.string();
+}
+
+Outcome<bool> checkReadable(const fs::path& path) {
+    struct stat status {};
+    // Opening a pipe would wait for its writer.
+    const base::UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (!fd.valid() || ::fstat(fd.get(), &status) != 0) {
+        return problemWith(path.string(), errno);
+    }
+    if (S_ISDIR(status.st_mode)) {
+        return problemWith(path.string(), EISDIR);
+    }
+    if (!S_ISREG(status.st_mode)) {
+        return Problem{ExitCode::Failed, path.string() + ": not a regular file"};
+    }
+    if (status.st_size == 0) {
+        return Problem{ExitCode::Failed, path.string() + ": the file is empty"};
+    }
+    return true;
+}
+
+namespace {
+
+/// What is told when nobody reads a file: each driver's own reason.
+struct Refusals {
+    Problem problem{ExitCode::Failed, {}};
+
+    void add(const tdr::Failure& failure) {
+        problem.code = worse(problem.code, exitCodeOf(failure.kind));
+        problem.text += (problem.text.empty() ? "" : "; ") + failure.text();
+    }
+};
+
+} // namespace
+
+Outcome<PictureFile> openPicture(DriverSet& drivers, const fs::path& path) {
+    if (auto readable = checkReadable(path); !readable) {
+        return readable.problem();
+    }
+    Refusals refusals;
+    for (const std::size_t driver : drivers.readersFor(path)) {
+        auto started = drivers.take(driver);
+        if (!started) {
+            refusals.add(started.failure());
+            continue;
+        }
+        auto session = std::make_unique<Session>(std::move(*started));
+        auto reader = tdr::PictureReader::open(session->driver, pathForDriver(path));
+        if (reader) {
+            return PictureFile{drivers.name(driver), std::move(session), std::move(*reader)};
+        }
+        refusals.add(reader.failure());
+        if (reader.failure().kind == tdr::FailureKind::Interrupted) {
+            break;
+        }
+    }
+    const std::string none = drivers.size() == 0 ? ": no drivers found" : ": no driver reads it: ";
+    return Problem{refusals.problem.code, path.string() + none + refusals.problem.text};
+}
