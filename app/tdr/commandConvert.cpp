@@ -63,7 +63,7 @@ Outcome<bool> Conversion::run() {
     }
     auto written = write(*picture, *session, *file);
     if (!written) {
-        session->passOnLines();
+        session->passOnLines(session->driver.lastLine()); // that one is in the problem's text
         return written;
     }
     picture->session->passOnLines();

@@ -39,14 +39,31 @@ Outcome<bool> checkReadable(const fs::path& path) {
 
 namespace {
 
-/// What is told when nobody reads a file: each driver's own reason.
-struct Refusals {
-    Problem problem{ExitCode::Failed, {}};
+/// What is told when nobody reads a file. Of drivers for other endings only the name: that they do
+/// not know the file is no news. A driver that failed itself is always told.
+class Refusals {
+  public:
+    explicit Refusals(const fs::path& file) : file_(file) {}
 
-    void add(const tdr::Failure& failure) {
-        problem.code = worse(problem.code, exitCodeOf(failure.kind));
-        problem.text += (problem.text.empty() ? "" : "; ") + failure.text();
+    void add(const DriverSet& drivers, std::size_t driver, const tdr::Failure& failure) {
+        code_ = worse(code_, exitCodeOf(failure.kind));
+        asked_ += (asked_.empty() ? "" : ", ") + drivers.name(driver);
+        if (failure.kind != tdr::FailureKind::Refused ||
+            hasExtension(file_, drivers.extension(driver))) {
+            reasons_ += "; " + failure.text();
+        }
     }
+
+    [[nodiscard]] Problem problem() const {
+        return {code_, file_.string() + ": no driver reads it (asked: " +
+                           (asked_.empty() ? "none found" : asked_) + ")" + reasons_};
+    }
+
+  private:
+    const fs::path& file_;
+    ExitCode code_ = ExitCode::Failed;
+    std::string asked_;
+    std::string reasons_;
 };
 
 } // namespace
@@ -55,11 +72,11 @@ Outcome<PictureFile> openPicture(DriverSet& drivers, const fs::path& path) {
     if (auto readable = checkReadable(path); !readable) {
         return readable.problem();
     }
-    Refusals refusals;
+    Refusals refusals(path);
     for (const std::size_t driver : drivers.readersFor(path)) {
         auto started = drivers.take(driver);
         if (!started) {
-            refusals.add(started.failure());
+            refusals.add(drivers, driver, started.failure());
             continue;
         }
         auto session = std::make_unique<Session>(std::move(*started));
@@ -67,11 +84,10 @@ Outcome<PictureFile> openPicture(DriverSet& drivers, const fs::path& path) {
         if (reader) {
             return PictureFile{drivers.name(driver), std::move(session), std::move(*reader)};
         }
-        refusals.add(reader.failure());
+        refusals.add(drivers, driver, reader.failure());
         if (reader.failure().kind == tdr::FailureKind::Interrupted) {
             break;
         }
     }
-    const std::string none = drivers.size() == 0 ? ": no drivers found" : ": no driver reads it: ";
-    return Problem{refusals.problem.code, path.string() + none + refusals.problem.text};
+    return refusals.problem();
 }

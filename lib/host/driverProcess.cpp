@@ -13,9 +13,12 @@
 #include <csignal>
 #include <cstring>
 #include <poll.h>
-#include <sys/pidfd.h>
 #include <sys/wait.h>
 #include <utility>
+
+extern "C" { // glibc 2.36 declares the calls of this header without C linkage
+#include <sys/pidfd.h>
+}
 
 namespace tdr {
 
