@@ -1,24 +1,11 @@
 // SPDX-License-Identifier: MIT
-// The camera of a scene: the block after the word "CAMERA" of a scene file, and the animated
-// position, which lights and models share.
+// The camera of a scene: the block after the word "CAMERA" of a scene file.
 #pragma once
+
+#include "tinyUtils.h"
 
 #include <cstdint>
 #include <cstdio>
-
-struct Fcurve;
-struct Spline;
-
-/// What an animated position holds besides its curves, which are in the owning record's curve
-/// array. The first of these that is present decides how the position moves: a constraint, a path
-/// model, a path, the x/y/z curves; with none of them it stands still at `fixed`.
-struct AnimatedPosition {
-    float fixed[3];              ///< x, y, z of a position that stands still, in scene units
-    Spline* path;                ///< path that the timing curve runs along, owned; or null
-    char* constraintName;        ///< name of the constraining element, owned; or null
-    std::int16_t constraintType; ///< kind of the constraint, carried as a number
-    char* pathModel;             ///< name of the model that serves as path, owned; or null
-};
 
 /// Index of each curve in `Camera::curves`.
 enum CameraCurve : std::uint8_t {

@@ -4,8 +4,8 @@
 // after the word "HIERARCHY".
 #pragma once
 
-#include "tinyCamera.h"
 #include "tinyOpaque.h"
+#include "tinyUtils.h"
 
 #include <cstdint>
 #include <cstdio>

@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+// What the files of the model module share and nobody else sees.
+#pragma once
+
+#include "tinyModel.h"
+
+#include <cstddef>
+#include <cstdio>
+#include <memory>
+#include <string_view>
+
+/// Degrees in a radian, as the hierarchy file rounds it.
+inline constexpr double kModelDegrees = 57.2957795;
+
+struct ModelDisposer {
+    void operator()(Model* model) const noexcept { modelDispose(&model); }
+};
+using ModelOwner = std::unique_ptr<Model, ModelDisposer>;
+
+/// The node after `node` in the walk through the subtree of `root`, or null at its end.
+[[nodiscard]] const Model* modelNextBelow(const Model* node, const Model* root);
+
+/// Levels of the subtree: 1 for a lone node.
+[[nodiscard]] int modelDepth(const Model* root);
+
+/// Makes `child` the sibling after `lastChild`, or the first child of `parent` when that is null:
+/// what a reader uses, which knows the last child and that `child` is fresh.
+void modelLinkChild(Model* parent, Model* lastChild, Model* child);
+
+/// A new zero-filled shape, or null when memory is exhausted.
+[[nodiscard]] ModelShape* modelShapeAllocate();
+
+/// Frees one shape with what it owns and sets the pointer to null. Accepts null.
+void modelShapeDispose(ModelShape** shape);
+
+/// Takes the spline into the node's array; false when memory is exhausted.
+[[nodiscard]] bool modelAppendSpline(Model& model, Spline* spline);
+
+/// Brings a number into what a float holds and a text can say: an infinity becomes the largest
+/// float, what is no number 0.
+[[nodiscard]] double modelClampNumber(double value);
+
+/// Reads the word and the tree behind the header line of a text file; null when the word is not
+/// "model", or as `modelReadAscii`.
+[[nodiscard]] Model* modelReadTextBody(std::FILE* stream);
+
+/// True for a word that stands for something inside a node of the hierarchy file's text.
+[[nodiscard]] bool modelIsTextWord(std::string_view word);
