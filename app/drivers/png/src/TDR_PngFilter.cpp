@@ -12,9 +12,7 @@ using namespace png_filter;
 
 namespace {
 
-constexpr TDR_PixelFormat kFormats[] = {
-    {4, 8, 8, {0x40, 0x20, 0x10, 0x08}}
-};
+constexpr TDR_PixelFormat kFormats[] = {{4, 8, 8, {0x40, 0x20, 0x10, 0x08}}};
 
 constexpr std::int32_t kAccessModes = 0x4033;
 constexpr std::int32_t kWriteDirection = 8;

@@ -12,13 +12,13 @@ using namespace softimage;
 
 namespace {
 
-// Kept: the table holds two formats, the count says one.
+// Kept: The table holds two formats, the count says one.
 // A reader would expect a count of 2. A host that asks how many formats there are learns of RGBA
 // only, although the matte format answers when it is asked for by its index; hosts rely on it.
 constexpr std::int32_t kOfferedFormats = 1;
 constexpr TDR_PixelFormat kFormats[] = {
     {4, 8, 8, {0x40, 0x20, 0x10, 0x08}},
-    {1, 1, 1, {2}                     },
+    {1, 1, 1, {2}},
 };
 
 constexpr std::int32_t kAccessModes = 0x4033;
@@ -78,7 +78,7 @@ int TDR_SoftimageFilter::setPixelFormat(int format) {
     if (wanted == currentFormat) {
         return 0;
     }
-    // Kept: the refusal of an unknown pixel format never happens.
+    // Kept: The refusal of an unknown pixel format never happens.
     // A reader would expect a format such as 7 to be refused here. Every value but 1 already stands
     // for 0, so that the test cannot fail; hosts rely on being served RGBA whatever they ask for.
     constexpr int kKnown[] = {kFormatRgba, kFormatTag, kFormatRgb, kFormatAlpha};
@@ -95,7 +95,7 @@ int TDR_SoftimageFilter::setPixelFormat(int format) {
 }
 
 int TDR_SoftimageFilter::setBounds(long x, long y, long width, long height) {
-    // Kept: bounds that are refused still move the origin.
+    // Kept: Bounds that are refused still move the origin.
     // A reader would expect a refused request to change nothing. While a file is open its width and
     // height stay, but x and y are taken all the same; hosts rely on it.
     bounds[0] = static_cast<std::int32_t>(x);

@@ -22,7 +22,7 @@ int TDR_SoftimageFilter::getCache(char* block, int, long) {
         return -1;
     }
     populate(block, lineBytes * static_cast<std::size_t>(height()));
-    // Kept: a whole picture is read by its rows, not by file order.
+    // Kept: A whole picture is read by its rows, not by file order.
     // A reader would expect row 0, the bottom line, to get the last scanline. The row's number goes
     // where the scanline's belongs: the last call, for row 0, finds the position of the first
     // scanline and reads the top line again, and the positions found on the way belong to rows, as
@@ -39,7 +39,7 @@ int TDR_SoftimageFilter::putCache(char* block, int, long) {
     if (!mayTransfer(true, lineBytes * static_cast<std::size_t>(height()))) {
         return -1;
     }
-    // Kept: a whole picture is written by its rows and ends on line 0.
+    // Kept: A whole picture is written by its rows and ends on line 0.
     // A reader would expect the last line to be the last one written. The file is right, because
     // writing only appends, but the rows' numbers stand for file order: afterwards line 0 counts as
     // the last one written. Hosts rely on it.

@@ -81,7 +81,7 @@ bool TDR_SoftimageFilter::closePreviousFile() {
 }
 
 bool TDR_SoftimageFilter::checkPermissions(const char* name, int mode) {
-    // Kept: the permission check sees the bare name, the file may have another.
+    // Kept: The permission check sees the bare name, the file may have another.
     // A reader would expect the file that is checked to be the one that is opened. The check takes
     // the name as given, then the toolkit appends ".pic" (or ".tag") to a name without it: "m.tag"
     // is looked for as the picture "m.tag.pic" first, and a matte under another name is not found.
@@ -148,7 +148,7 @@ int TDR_SoftimageFilter::createPicture(char* name) {
     picture->ratio = 1.0F;
     picture->fields = kFullFrame;
     setupChannelPackets(currentFormat);
-    // Kept: a picture written before a pixel format was set is black.
+    // Kept: A picture written before a pixel format was set is black.
     // A reader would expect the format to be refused or taken as RGBA. Until the host sets one the
     // format is -1: it has no chain, so that the toolkit supplies red, green and blue, and no pixel
     // layout, so that nothing is moved from the host's lines. Hosts rely on setting a format first.
@@ -231,7 +231,7 @@ bool TDR_SoftimageFilter::takeChannelsOfPackets(const char* name) {
         } else if (packet->channels == kMaskAlpha) {
             currentFormat = colourSeen ? kFormatRgba : kFormatAlpha;
         } else {
-            // Kept: a picture with unsupported channels stays open after the refusal.
+            // Kept: A picture with unsupported channels stays open after the refusal.
             // A reader would expect a failed connect to leave nothing behind. Record and stream
             // stay until the next connect or disconnect, which closes the file (with the post-write
             // command), and format and size cannot be changed until then; no line can be read.
@@ -294,7 +294,7 @@ int TDR_SoftimageFilter::disconnectFromFile() {
         result = flushKeptLines() ? 1 : 0;
     }
     if (file) {
-        // Kept: closing a file that was only read calls for the post-write command.
+        // Kept: Closing a file that was only read calls for the post-write command.
         // A reader would expect the command after writing only. The result is 1 for every file that
         // was open, and 1 runs the command; hosts rely on it.
         result = closeFile() ? 1 : -1;
@@ -307,7 +307,7 @@ bool TDR_SoftimageFilter::flushKeptLines() {
     bool flushed = false;
     for (long k = lastWrittenLine + 1L; k < height(); ++k) {
         unsigned char* line = lineCache[static_cast<std::size_t>(k)].get();
-        // Kept: lines never sent are not written.
+        // Kept: Lines never sent are not written.
         // A reader would expect a gap to be filled. The file simply has fewer lines; hosts rely on
         // sending every line.
         if (line == nullptr) {
@@ -316,7 +316,7 @@ bool TDR_SoftimageFilter::flushKeptLines() {
         if (lineOffsets[static_cast<std::size_t>(k)] != 0) {
             flushed = writeLine(k, line) || flushed;
         } else if (lastWrittenLine != -1) {
-            // Kept: the first line after a gap is written blank.
+            // Kept: The first line after a gap is written blank.
             // A reader would expect the pixels that were sent. They are dropped and the line is
             // black, or for a matte its row as it stands; files rely on it.
             for (auto& buffer : channelBuffers) {

@@ -63,7 +63,7 @@ int TDR_SoftimageFilter::putLine(char* block, int, long, long y) {
 }
 
 bool TDR_SoftimageFilter::keepLine(long k, const unsigned char* hostLine) {
-    // Kept: a line out of order waits until the file is closed.
+    // Kept: A line out of order waits until the file is closed.
     // A reader would expect it to be written as soon as the line before it has been. It is only
     // looked at again when the file is closed; sent twice, the second one counts; sent after it was
     // written, it is dropped. Hosts rely on it.
@@ -98,7 +98,7 @@ void TDR_SoftimageFilter::copyToTempBuffers(int format, unsigned char* hostLine)
 }
 
 void TDR_SoftimageFilter::copyFromTempBuffers(int format, unsigned char* hostLine) {
-    // Kept: a channel that the file lacks leaves the host's bytes alone.
+    // Kept: A channel that the file lacks leaves the host's bytes alone.
     // A reader would expect opaque alpha, or black. The bytes of that channel stay what they were
     // in the host's block; hosts rely on preparing it.
     channelsToHostLine(format, linesOf(channelBuffers), indexOf(width()), hostLine);
@@ -140,7 +140,7 @@ bool TDR_SoftimageFilter::writeLine(long k, unsigned char* hostLine) {
 }
 
 void TDR_SoftimageFilter::writeTagLine(long k, const unsigned char* hostLine) {
-    // Kept: a matte line sets the mirrored row and writes its own.
+    // Kept: A matte line sets the mirrored row and writes its own.
     // A reader would expect the pixels of the host line in the scanline it is for. All pixels of
     // the row height - 1 - k take the lowest bit of the line's first byte, and row k is written as
     // it stands: the upper half of a matte written from the top comes out empty. Files rely on it.
@@ -214,7 +214,7 @@ bool TDR_SoftimageFilter::readTagScanline(long k) {
 }
 
 void TDR_SoftimageFilter::packTagRow(long k, unsigned char* hostLine) {
-    // Kept: matte bits are added to what the host's block holds.
+    // Kept: Matte bits are added to what the host's block holds.
     // A reader would expect the block to be overwritten. The bits are ORed into it; hosts rely on
     // clearing it first.
     for (int channel = 0; hostLine != nullptr && channel < tag->channelCount; ++channel) {

@@ -18,8 +18,8 @@ struct PixelLayout {
 };
 
 constexpr PixelLayout kLayouts[] = {
-    {kFormatRgba,  kHostAlpha, 4},
-    {kFormatRgb,   kHostBlue,  3},
+    {kFormatRgba, kHostAlpha, 4},
+    {kFormatRgb, kHostBlue, 3},
     {kFormatAlpha, kHostAlpha, 1},
 };
 
