@@ -6,11 +6,11 @@
 // that reads back: an infinity is written as the largest float, what is no number as 0.
 #pragma once
 
+#include "tinyUtils.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
-#include <span>
-#include <string>
 #include <string_view>
 
 namespace text {
@@ -42,8 +42,17 @@ void putFloat(std::FILE* stream, float value);
 /// Writes `value` as "%d ".
 void putInt(std::FILE* stream, std::int64_t value);
 
-/// `value` as "%*.*f" with the field width `FM` and the precision `FD`.
-[[nodiscard]] std::string fixed(float value);
+/// Writes `value` as "%*.*f" with the field width `FM` and the precision `FD`.
+void putFixed(std::FILE* stream, float value);
+
+// ------------------------------------------------------------------------------------ line count
+
+/// Where in the file the readers stand, for notices; process-wide like the token buffer.
+struct LineCount {
+    std::int64_t next = 1;  ///< line of the next character
+    std::int64_t token = 1; ///< line on which the last token began
+};
+extern LineCount lines;
 
 // ------------------------------------------------- words of the text flavours (".spl", ".hrc")
 
@@ -68,15 +77,18 @@ class WordReader {
     bool number(std::int16_t& value);
     bool number(float& value);
 
-    /// Reads as many numbers as `values` has, up to the first that is missing; true for all.
-    bool numbers(std::span<float> values);
+    /// Reads three numbers, up to the first that is missing; true for all.
+    bool numbers(Vector& vector);
 
   private:
     int skipSpace();
     bool numberText();
+    void append(int c);
+    void finish(int following);
 
     std::FILE* stream_;
     std::size_t length_ = 0;
+    bool cut_ = false;
     char word_[240] = "";
 };
 

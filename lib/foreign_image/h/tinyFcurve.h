@@ -118,5 +118,5 @@ int fcurveWriteAsciiAnimation(std::FILE* stream, const Fcurve* curve);
 /// ends before any "KEYS". `curve` may be null: the same text is then read and dropped. Never takes
 /// more keys than the text holds, whatever count it states.
 /// Returns 1, with the first token that is not the curve's as the current one, or 0 at end of file;
-/// `*curve` then has the keys read so far, or is null when there were none.
+/// `*curve` then has the keys read so far, or is null when it had not come to its keys.
 int fcurveReadAsciiAnimation(std::FILE* stream, Fcurve** curve);

@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: MIT
+// Big-endian fields of binary toolkit files, one call a field, on a buffered stream.
+#pragma once
+
+#include "base/byteOrder.h"
+#include "tinyUtils.h"
+
+#include <bit>
+#include <cstdint>
+#include <cstdio>
+
+namespace binary {
+
+/// Reads `count` bytes to `bytes`; false when the file ends before.
+inline bool readBytes(std::FILE* stream, std::uint8_t* bytes, std::size_t count) {
+    return std::fread(bytes, 1, count, stream) == count;
+}
+
+/// Read one field. False, and `value` unchanged, when the file ends before its last byte.
+inline bool read(std::FILE* stream, std::int16_t& value) {
+    std::uint8_t bytes[2];
+    const bool whole = readBytes(stream, bytes, sizeof bytes);
+    value = whole ? base::loadBeS16(bytes) : value;
+    return whole;
+}
+
+inline bool read(std::FILE* stream, std::uint32_t& value) {
+    std::uint8_t bytes[4];
+    const bool whole = readBytes(stream, bytes, sizeof bytes);
+    value = whole ? base::loadBe32(bytes) : value;
+    return whole;
+}
+
+inline bool read(std::FILE* stream, float& value) {
+    std::uint32_t bits = 0;
+    const bool whole = read(stream, bits);
+    value = whole ? std::bit_cast<float>(bits) : value;
+    return whole;
+}
+
+inline bool read(std::FILE* stream, Vector& value) {
+    return read(stream, value.x) && read(stream, value.y) && read(stream, value.z);
+}
+
+/// Write one field. A failed write shows in `ferror(stream)`.
+inline void write(std::FILE* stream, std::int16_t value) {
+    std::uint8_t bytes[2];
+    base::storeBeS16(bytes, value);
+    std::fwrite(bytes, 1, sizeof bytes, stream);
+}
+
+inline void write(std::FILE* stream, std::uint32_t value) {
+    std::uint8_t bytes[4];
+    base::storeBe32(bytes, value);
+    std::fwrite(bytes, 1, sizeof bytes, stream);
+}
+
+inline void write(std::FILE* stream, float value) {
+    write(stream, std::bit_cast<std::uint32_t>(value));
+}
+
+inline void write(std::FILE* stream, const Vector& value) {
+    write(stream, value.x);
+    write(stream, value.y);
+    write(stream, value.z);
+}
+
+} // namespace binary

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: MIT
+// The records of splines and their points.
+#include "tinySpline.h"
+
+#include "tinyUtilsTable.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <utility>
+
+const char* const SplineTypeName[kSplineTypes] = {"LINEAR", "BEZIER", "BSPLINE", "CARDINAL"};
+const char* const BezSegmentName[kBezierSegments] = {"--------", "CURVE", "LINEAR"};
+const char* const BezConstraintName[kBezierConstraints] = {"--------", "C0", "C1",
+                                                           "C2",       "G1", "G2"};
+
+int FM = 5;
+int FD = 3;
+
+namespace {
+
+bool same(const Vector& a, const Vector& b) {
+    return a.x == b.x && a.y == b.y && a.z == b.z;
+}
+
+bool samePlace(const SplineKey& a, const SplineKey& b) {
+    return same(a.position, b.position) && same(a.previous, b.previous) && same(a.next, b.next);
+}
+
+} // namespace
+
+Spline* splineAllocate() {
+    return static_cast<Spline*>(std::calloc(1, sizeof(Spline)));
+}
+
+void splineDispose(Spline** spline) {
+    if (spline == nullptr || *spline == nullptr) {
+        return;
+    }
+    std::free((*spline)->name);
+    std::free((*spline)->keys);
+    std::free((*spline)->keyframe);
+    std::free((*spline)->keyList);
+    std::free(std::exchange(*spline, nullptr));
+}
+
+SplineKey* splineKeyAllocate(std::int16_t count) {
+    return count < 1 ? nullptr
+                     : static_cast<SplineKey*>(
+                           std::calloc(static_cast<std::size_t>(count), sizeof(SplineKey)));
+}
+
+std::int32_t splineGetTypeByName(const char* name) {
+    return name == nullptr ? 0 : std::max(0, table::indexOf(SplineTypeName, name));
+}
+
+int splineShrinkBezier(Spline* spline) {
+    if (spline == nullptr || spline->type != kSplineBezier || spline->keys == nullptr ||
+        spline->keyCount < 1) {
+        return 0;
+    }
+    SplineKey* const end = spline->keys + spline->keyCount;
+    const auto removed = static_cast<int>(end - std::unique(spline->keys, end, samePlace));
+    spline->keyCount = static_cast<std::int16_t>(spline->keyCount - removed);
+    return removed;
+}

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: MIT
+// An array that grows with what a file really holds, for counts that a file only states.
+#pragma once
+
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <span>
+#include <type_traits>
+
+/// Collects elements and gives them away as one malloc'ed array. Memory that runs out is told by
+/// results, never by an exception.
+template <typename T>
+requires std::is_trivially_copyable_v<T>
+class GrowingArray {
+  public:
+    /// Room is taken in multiples of this many elements.
+    static constexpr std::size_t kStep = 8;
+
+    [[nodiscard]] std::size_t size() const { return size_; }
+    [[nodiscard]] bool empty() const { return size_ == 0; }
+    [[nodiscard]] std::span<const T> elements() const { return {memory_.get(), size_}; }
+    [[nodiscard]] T& back() { return memory_.get()[size_ - 1]; }
+
+    /// Appends an element; false when memory ran out.
+    [[nodiscard]] bool push(const T& element) {
+        if (size_ == room_ && !resize(room_ == 0 ? kStep : room_ * 2)) {
+            return false;
+        }
+        memory_.get()[size_++] = element;
+        return true;
+    }
+
+    /// Gives the array to the caller, who frees it; room beyond the elements (up to a multiple of
+    /// kStep) is zero. Null when there is no element.
+    [[nodiscard]] T* release() {
+        if (size_ != 0 && resize((size_ + kStep - 1) / kStep * kStep)) {
+            std::memset(static_cast<void*>(memory_.get() + size_), 0, (room_ - size_) * sizeof(T));
+        }
+        size_ = 0;
+        room_ = 0;
+        return memory_.release();
+    }
+
+  private:
+    struct Free {
+        void operator()(T* memory) const noexcept { std::free(memory); }
+    };
+
+    bool resize(std::size_t room) {
+        void* moved = std::realloc(static_cast<void*>(memory_.get()), room * sizeof(T));
+        if (moved == nullptr) {
+            return false;
+        }
+        static_cast<void>(memory_.release()); // realloc has freed it or given it back
+        memory_.reset(static_cast<T*>(moved));
+        room_ = room;
+        return true;
+    }
+
+    std::unique_ptr<T, Free> memory_;
+    std::size_t size_ = 0;
+    std::size_t room_ = 0;
+};

@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+// Keyword sets as tables: one row a word, with its reader and its writer. A table's order is the
+// order in which the words are written; they are read in any order.
+#pragma once
+
+#include "tinyUtils.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <span>
+#include <string_view>
+
+namespace table {
+
+/// How a row's reader leaves the text.
+enum class Outcome : std::uint8_t {
+    Next,      ///< value consumed; the next token is still to be read
+    Again,     ///< the current token is the look-ahead
+    Done,      ///< the current token is the look-ahead, and the record is complete
+    EndOfFile, ///< the file ended inside the value
+};
+
+/// One keyword of a record. The reader finds the keyword as the current token. A row without writer
+/// is only read.
+template <typename Record>
+struct Row {
+    std::string_view word;
+    Outcome (*read)(std::FILE*, Record&);
+    void (*write)(std::FILE*, const Record&);
+};
+
+/// The row whose word is `word`, or null.
+template <typename Rows>
+[[nodiscard]] constexpr auto find(const Rows& rows, std::string_view word)
+    -> decltype(std::data(rows)) {
+    for (const auto& row : rows) {
+        if (row.word == word) {
+            return &row;
+        }
+    }
+    return nullptr;
+}
+
+/// The index of `word` among `names`, or -1.
+[[nodiscard]] constexpr int indexOf(std::span<const char* const> names, std::string_view word) {
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        if (names[i] == word) {
+            return static_cast<int>(i);
+        }
+    }
+    return -1;
+}
+
+/// The name at `index`, or "" where there is none.
+[[nodiscard]] constexpr std::string_view nameAt(std::span<const char* const> names, int index) {
+    return index >= 0 && static_cast<std::size_t>(index) < names.size() ? names[std::size_t(index)]
+                                                                        : "";
+}
+
+/// Readers of one number into a member.
+template <auto Member, typename Record>
+Outcome readShort(std::FILE* stream, Record& record) {
+    return in_animSValue(stream, &(record.*Member)) != 0 ? Outcome::Next : Outcome::EndOfFile;
+}
+
+template <auto Member, typename Record>
+Outcome readFloat(std::FILE* stream, Record& record) {
+    return in_animFValue(stream, &(record.*Member)) != 0 ? Outcome::Next : Outcome::EndOfFile;
+}
+
+} // namespace table

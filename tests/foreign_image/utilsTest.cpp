@@ -1,0 +1,381 @@
+// SPDX-License-Identifier: MIT
+// Tokens, numbers, quoted strings, indentation, vectors, scalars and triples.
+#include "animText.h"
+#include "support/tempDir.h"
+#include "tinyUtilsText.h"
+
+#include <clocale>
+#include <cmath>
+#include <limits>
+
+namespace {
+
+using namespace animtext;
+
+class UtilsTest : public AnimText {};
+
+TEST_F(UtilsTest, OnlyBlankTabAndNewlineSeparateTokens) {
+    const Input in(" \t\n\n  FOO\r\nBAR");
+    EXPECT_EQ(in_animToken(in), 1);
+    EXPECT_STREQ(animToken, "FOO\r");
+    EXPECT_EQ(animTokenLineNumber(), 3);
+    EXPECT_EQ(in_animToken(in), 1) << "a token that the end of the file ends is one";
+    EXPECT_STREQ(animToken, "BAR");
+    EXPECT_EQ(animTokenLineNumber(), 4);
+    EXPECT_EQ(in_animToken(in), 0);
+    EXPECT_STREQ(animToken, "");
+}
+
+TEST_F(UtilsTest, TokensConsumeExactlyTheCharacterThatEndsThem) {
+    const Input in("{one}  two");
+    EXPECT_EQ(in_animToken(in), 1);
+    EXPECT_STREQ(animToken, "{one}");
+    EXPECT_EQ(in.rest(), " two");
+}
+
+TEST_F(UtilsTest, LongTokensAreCutAndTheRestConsumed) {
+    for (const std::size_t length : {238U, 239U, 240U, 5000U}) {
+        const Input in(std::string(length, 'x') + " next");
+        EXPECT_EQ(in_animToken(in), 1);
+        EXPECT_EQ(std::string(animToken), std::string(std::min<std::size_t>(length, 239), 'x'));
+        EXPECT_EQ(notices().empty(), length <= 239) << length;
+        EXPECT_EQ(in_animToken(in), 1);
+        EXPECT_STREQ(animToken, "next") << length;
+    }
+}
+
+struct NumberCase {
+    const char* word;
+    std::int32_t whole; ///< as `atoi`
+    float real;         ///< as `atof`
+};
+
+constexpr float kLargest = std::numeric_limits<float>::max();
+
+const NumberCase kNumbers[] = {
+    {"0", 0, 0.0F},
+    {"42", 42, 42.0F},
+    {"-7", -7, -7.0F},
+    {"+7", 7, 7.0F},
+    {"1.5e2", 1, 150.0F},
+    {"-.5", 0, -0.5F},
+    {"5.", 5, 5.0F},
+    {"1,5", 1, 1.0F},
+    {"12abc", 12, 12.0F},
+    {"1e", 1, 1.0F},
+    {"\r3\r", 3, 3.0F},
+    {"0x10", 0, 16.0F},
+    {"0x", 0, 0.0F},
+    {"-0X1.8p1", 0, -3.0F},
+    {"abc", 0, 0.0F},
+    {"", 0, 0.0F},
+    {"+-3", 0, 0.0F},
+    {"INF", 0, 0.0F},
+    {"-infinity", 0, 0.0F},
+    {"INFINITE", 0, 0.0F},
+    {"nan(1)", 0, 0.0F},
+    {"1e39", 1, kLargest},
+    {"-1e999", -1, -kLargest},
+    {"1e-999", 1, 0.0F},
+    {"0e999", 0, 0.0F},
+    {"70000", 70000, 70000.0F},
+    {"4294967298", 2, 4294967298.0F},
+    {"99999999999999999999", -1, 1e20F},
+    {"-99999999999999999999", 0, -1e20F},
+};
+
+TEST_F(UtilsTest, NumbersConvertAsTheLibraryDoes) {
+    for (const NumberCase& c : kNumbers) {
+        EXPECT_EQ(text::toInt(c.word), c.whole) << c.word;
+        EXPECT_EQ(text::toFloat(c.word), c.real) << c.word;
+    }
+}
+
+TEST_F(UtilsTest, TypedReadersStoreNothingAtEndOfFile) {
+    std::int16_t small = 0;
+    std::int32_t large = 0;
+    float real = 0.0F;
+    const Input in("70000 70000 2.5 70000 2.5");
+    EXPECT_EQ(in_animSValue(in, &small), 1);
+    EXPECT_EQ(small, 4464) << "only the low 16 bits";
+    EXPECT_EQ(in_animLValue(in, &large), 1);
+    EXPECT_EQ(large, 70000);
+    EXPECT_EQ(in_animFValue(in, &real), 1);
+    EXPECT_EQ(real, 2.5F);
+    EXPECT_EQ(in_animSValue_na(in), 1);
+    EXPECT_EQ(animSValue, 4464);
+    EXPECT_EQ(in_animFValue_na(in), 1);
+    EXPECT_EQ(animFValue, 2.5F);
+    EXPECT_EQ(in_animSValue(in, &small) | in_animLValue(in, &large) | in_animFValue(in, &real) |
+                  in_animSValue_na(in) | in_animFValue_na(in),
+              0);
+    EXPECT_EQ(small, 4464);
+    EXPECT_EQ(large, 70000);
+    EXPECT_EQ(real, 2.5F);
+}
+
+struct StringCase {
+    const char* name;
+    std::string text;
+    const char* result; ///< null for no string
+    const char* rest;
+};
+
+TEST_F(UtilsTest, QuotedStrings) {
+    const std::string long237(237, 'a');
+    const std::string long300 = long237 + std::string(63, 'b');
+    const StringCase cases[] = {
+        {"plain", " \n'a name' NEXT", "a name", " NEXT"},
+        {"two lines", "'a\n\tb'", "a\n\tb", ""},
+        {"empty", "'' x", nullptr, " x"},
+        {"end of file", " \t\n", nullptr, ""},
+        {"not closed", "'abc", "abc", ""},
+        {"any first character", "Xab'c", "ab", "c"},
+        {"only a first character", "X'", "", ""},
+        {"longest", "'" + long237 + "'z", long237.c_str(), "z"},
+        {"too long", "'" + long300 + "'z", long237.c_str(), "z"},
+    };
+    for (const StringCase& c : cases) {
+        const Input in(c.text);
+        const std::unique_ptr<char, decltype(&std::free)> got(stringReadAsciiAnimation(in),
+                                                              std::free);
+        EXPECT_EQ(got == nullptr, c.result == nullptr) << c.name;
+        EXPECT_STREQ(got == nullptr ? "" : got.get(), c.result == nullptr ? "" : c.result)
+            << c.name;
+        EXPECT_EQ(in.rest(), c.rest) << c.name;
+        EXPECT_EQ(!notices().empty(), c.text.size() > 300) << c.name;
+    }
+}
+
+TEST_F(UtilsTest, IndentationFollowsItsDepth) {
+    const auto newLine = [] { return written(animWriteNewLine); };
+    EXPECT_EQ(animIndentString, nullptr);
+    EXPECT_EQ(newLine(), "\n") << "before anybody has set a depth";
+    incIndent(2);
+    EXPECT_STREQ(animIndentString, "\n      ");
+    setIndentLength(1);
+    EXPECT_EQ(newLine(), "\n      ") << "setting the depth changes no text";
+    incIndent(0);
+    EXPECT_EQ(newLine(), "\n   ");
+    incIndent(-5);
+    EXPECT_EQ(animIndentLength, 0);
+    EXPECT_STREQ(animIndentString, "\n");
+    incIndent(std::numeric_limits<std::int32_t>::max());
+    EXPECT_EQ(animIndentLength, 1000) << "bounded";
+    incIndent(std::numeric_limits<std::int32_t>::min());
+    EXPECT_EQ(animIndentLength, 0);
+}
+
+TEST_F(UtilsTest, VectorsStandOnADeeperLine) {
+    const Vector vector = {1.0F, -2.5F, 1e-7F};
+    const HVector hvector = {1.0F, 2.0F, 3.0F, 123456789.0F};
+    EXPECT_EQ(written([&](std::FILE* f) {
+                  incIndent(1);
+                  EXPECT_EQ(vectorWriteAsciiAnimation(f, &vector), 1);
+                  EXPECT_EQ(hvectorWriteAsciiAnimation(f, &hvector), 1);
+                  EXPECT_EQ(vectorWriteAsciiAnimation(f, nullptr), 0);
+                  EXPECT_EQ(hvectorWriteAsciiAnimation(f, nullptr), 0);
+              }),
+              "\n      1 -2.5 1e-07 \n      1 2 3 1.23457e+08 ");
+    EXPECT_EQ(animIndentLength, 1);
+}
+
+TEST_F(UtilsTest, VectorReadersConsumeTheirNumbersOnly) {
+    const Input in("1 2 3 4 5 6 7 a b c rest 8");
+    Vector vector{};
+    HVector hvector{};
+    EXPECT_EQ(vectorReadAsciiAnimation(in, &vector), 1);
+    EXPECT_EQ(vector.z, 3.0F);
+    EXPECT_EQ(hvectorReadAsciiAnimation(in, &hvector), 1);
+    EXPECT_EQ(hvector.w, 7.0F);
+    EXPECT_EQ(vectorReadAsciiAnimation(in, nullptr), 0);
+    EXPECT_STREQ(animToken, "c");
+    EXPECT_EQ(in_animToken(in), 1);
+    EXPECT_EQ(vectorReadAsciiAnimation(in, &vector), 0) << "cut short";
+    EXPECT_EQ(vector.x, 8.0F);
+    EXPECT_EQ(vector.y, 0.0F);
+}
+
+/// A curve of one key at time 0.
+Curve constantCurve(std::int16_t type, float value) {
+    Curve curve(fcurveAllocate());
+    curve->type = type;
+    curve->keys = fcvkeyAllocate(1);
+    curve->keyCount = 1;
+    curve->keys[0].value = value;
+    return curve;
+}
+
+TEST_F(UtilsTest, ScalarsAreNumbersOrCurves) {
+    const Curve curve = constantCurve(12, 41.5F);
+    EXPECT_EQ(
+        written([&](std::FILE* f) { EXPECT_EQ(valueWriteAsciiAnimation(f, 2.0F, nullptr), 1); }),
+        "2 ");
+    const std::string text = written(
+        [&](std::FILE* f) { EXPECT_EQ(valueWriteAsciiAnimation(f, 2.0F, curve.get()), 1); });
+    EXPECT_EQ(text.find("\n   CURVE_TYPE CAM_FOV \n"), 0U) << text;
+
+    const Input in(text + " NEXT 3 ROLL 7");
+    float value = -1.0F;
+    Fcurve* read = nullptr;
+    EXPECT_EQ(valueReadAsciiAnimation(in, &value, &read, 1), 1);
+    const Curve owned(read);
+    ASSERT_NE(read, nullptr);
+    EXPECT_EQ(fcurveValue(read, 5.0F), 41.5F);
+    EXPECT_EQ(value, -1.0F) << "a curve leaves the number alone";
+    EXPECT_STREQ(animToken, "NEXT");
+    EXPECT_EQ(valueReadAsciiAnimation(in, &value, nullptr, 1), 1);
+    EXPECT_EQ(value, 3.0F);
+    EXPECT_STREQ(animToken, "ROLL");
+    EXPECT_EQ(valueReadAsciiAnimation(in, nullptr, nullptr, 1), 1) << "the number ends the file";
+    EXPECT_STREQ(animToken, "");
+    EXPECT_EQ(valueReadAsciiAnimation(in, &value, nullptr, 1), 0);
+}
+
+TEST_F(UtilsTest, WithoutReadFirstTheCurrentTokenIsTheNumber) {
+    const Input in("5 6");
+    float value = 0.0F;
+    in_animToken(in);
+    EXPECT_EQ(valueReadAsciiAnimation(in, &value, nullptr, 0), 1);
+    EXPECT_EQ(value, 5.0F);
+    EXPECT_STREQ(animToken, "6");
+}
+
+TEST_F(UtilsTest, TheFirstCurveDecidesHowATripleIsWritten) {
+    const Curve curve = constantCurve(22, 1.0F);
+    const auto triple = [&](const Fcurve* x, const Fcurve* y) {
+        return written([&](std::FILE* f) {
+            EXPECT_EQ(value3WriteAsciiAnimation(f, 1.0F, 2.0F, 3.0F, x, y, nullptr), 1);
+        });
+    };
+    const std::string single = written([&](std::FILE* f) { //
+        fcurveWriteAsciiAnimation(f, curve.get());
+    });
+    EXPECT_EQ(triple(nullptr, curve.get()), "1 2 3 ");
+    EXPECT_EQ(triple(curve.get(), nullptr), single);
+    EXPECT_EQ(triple(curve.get(), curve.get()), single + single);
+}
+
+TEST_F(UtilsTest, TriplesReadNumbersOrCurves) {
+    const Input numbers(" 1 2 3 NEXT 4");
+    float x = 0.0F;
+    float z = 0.0F;
+    EXPECT_EQ(value3ReadAsciiAnimation(numbers, &x, nullptr, &z, nullptr, nullptr, nullptr), 1);
+    EXPECT_EQ(x, 1.0F);
+    EXPECT_EQ(z, 3.0F);
+    EXPECT_STREQ(animToken, "NEXT");
+    EXPECT_EQ(value3ReadAsciiAnimation(numbers, &x, nullptr, &z, nullptr, nullptr, nullptr), 1);
+    EXPECT_EQ(x, 4.0F);
+    EXPECT_EQ(z, 3.0F) << "not in the file";
+    EXPECT_EQ(value3ReadAsciiAnimation(numbers, &x, nullptr, &z, nullptr, nullptr, nullptr), 0);
+
+    const Curve curve = constantCurve(22, 9.0F);
+    const Input curves(written([&](std::FILE* f) {
+                           value3WriteAsciiAnimation(f, 0, 0, 0, curve.get(), curve.get(),
+                                                     curve.get());
+                       }) +
+                       "NEXT");
+    Fcurve* read[3] = {};
+    EXPECT_EQ(
+        value3ReadAsciiAnimation(curves, nullptr, nullptr, nullptr, &read[0], &read[1], &read[2]),
+        1);
+    EXPECT_STREQ(animToken, "NEXT");
+    for (const Fcurve* each : read) {
+        EXPECT_EQ(fcurveValue(each, 0.0F), 9.0F);
+    }
+    fcurveArrayDispose(read, 3);
+}
+
+TEST_F(UtilsTest, WhatIsWrittenIsAlwaysANumber) {
+    const float values[] = {
+        std::numeric_limits<float>::infinity(),   -kLargest, std::nanf(""), -0.0F,
+        std::numeric_limits<float>::denorm_min(), 0.1F,      1e6F,          999999.5F};
+    EXPECT_EQ(written([&](std::FILE* f) {
+                  for (const float value : values) {
+                      text::putFloat(f, value);
+                  }
+              }),
+              "3.40282e+38 -3.40282e+38 0 -0 1.4013e-45 0.1 1e+06 1e+06 ");
+    EXPECT_EQ(written([&](std::FILE* f) {
+                  for (const float value : {1.0F, 2.5F, -3.0F, 12345.678F, std::nanf("")}) {
+                      text::putFixed(f, value);
+                      std::fputc('|', f);
+                  }
+              }),
+              "1.000|2.500|-3.000|12345.678|0.000|");
+}
+
+TEST_F(UtilsTest, WordReaderReadsAsScanf) {
+    const Input in("  word\r\n\v{ -3.5e1} 12x +7 .5.. e5");
+    text::WordReader words(in);
+    float real = 0.0F;
+    std::int16_t whole = 0;
+    EXPECT_TRUE(words.next());
+    EXPECT_EQ(words.word(), "word") << "a carriage return is white space here";
+    EXPECT_TRUE(words.next());
+    EXPECT_EQ(words.word(), "{");
+    EXPECT_EQ(animTokenLineNumber(), 2);
+    EXPECT_TRUE(words.number(real));
+    EXPECT_EQ(real, -35.0F);
+    EXPECT_FALSE(words.number(real)) << "a brace stays";
+    EXPECT_EQ(real, -35.0F);
+    EXPECT_TRUE(words.next());
+    EXPECT_EQ(words.word(), "}");
+    EXPECT_TRUE(words.number(whole));
+    EXPECT_EQ(whole, 12);
+    EXPECT_TRUE(words.next());
+    EXPECT_EQ(words.word(), "x");
+    EXPECT_TRUE(words.number(whole));
+    EXPECT_EQ(whole, 7);
+    EXPECT_TRUE(words.number(real));
+    EXPECT_EQ(real, 0.5F);
+    EXPECT_FALSE(words.number(real)) << "an exponent alone is none";
+    EXPECT_EQ(in.rest(), "e5");
+}
+
+/// Makes a locale with a decimal comma the process's while it lives.
+class CommaLocale {
+  public:
+    CommaLocale() {
+        const std::string path = folder_ / "comma";
+        const std::string make =
+            "localedef -i de_DE -f UTF-8 '" + path + "' >/dev/null 2>&1"; // warnings give 1
+        static_cast<void>(std::system(make.c_str()));                     // NOLINT(cert-env33-c)
+        setenv("LOCPATH", folder_.path().c_str(), 1);
+        active_ = std::setlocale(LC_ALL, "comma") != nullptr;
+    }
+    ~CommaLocale() {
+        std::setlocale(LC_ALL, "C");
+        unsetenv("LOCPATH");
+    }
+    CommaLocale(const CommaLocale&) = delete;
+    CommaLocale& operator=(const CommaLocale&) = delete;
+
+    [[nodiscard]] bool active() const {
+        return active_ && std::string(std::localeconv()->decimal_point) == ",";
+    }
+
+  private:
+    support::TempDir folder_;
+    bool active_ = false;
+};
+
+TEST_F(UtilsTest, NumbersIgnoreTheLocale) {
+    const CommaLocale comma;
+    if (!comma.active()) {
+        GTEST_SKIP() << "no locale with a decimal comma, and none could be made";
+    }
+    EXPECT_EQ(text::toFloat("2.5"), 2.5F);
+    EXPECT_EQ(text::toFloat("2,5"), 2.0F);
+    EXPECT_EQ(written([](std::FILE* f) {
+                  text::putFloat(f, 2.5F);
+                  text::putFixed(f, 2.5F);
+              }),
+              "2.5 2.500");
+    const Input in("2.5");
+    float real = 0.0F;
+    EXPECT_TRUE(text::WordReader(in).number(real));
+    EXPECT_EQ(real, 2.5F);
+}
+
+} // namespace
