@@ -15,6 +15,7 @@ constexpr void (*kSubcommands[])(CLI::App&, Command&) = {
     addQuery,
     addInfo,
     addConvert,
+    addCompare,
 };
 
 void addSharedOptions(CLI::App& app, DriverOptions& drivers) {

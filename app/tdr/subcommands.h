@@ -19,3 +19,4 @@ void addDrivers(CLI::App& app, Command& command);
 void addQuery(CLI::App& app, Command& command);
 void addInfo(CLI::App& app, Command& command);
 void addConvert(CLI::App& app, Command& command);
+void addCompare(CLI::App& app, Command& command);
