@@ -18,13 +18,13 @@ constexpr CoderTable coderTable(const char* name) {
     return {
         name,
         {{D1::channelsReadRaw, D2::channelsReadRaw, D3::channelsReadRaw, D4::channelsReadRaw},
-          {D1::channelsReadPure, D2::channelsReadPure, D3::channelsReadPure, D4::channelsReadPure},
-          {D1::channelsReadMixed, D2::channelsReadMixed, D3::channelsReadMixed,
-          D4::channelsReadMixed} },
+         {D1::channelsReadPure, D2::channelsReadPure, D3::channelsReadPure, D4::channelsReadPure},
+         {D1::channelsReadMixed, D2::channelsReadMixed, D3::channelsReadMixed,
+          D4::channelsReadMixed}},
         {{E1::channelsWriteRaw, E2::channelsWriteRaw, E3::channelsWriteRaw, E4::channelsWriteRaw},
-          {E1::channelsWritePure, E2::channelsWritePure, E3::channelsWritePure,
+         {E1::channelsWritePure, E2::channelsWritePure, E3::channelsWritePure,
           E4::channelsWritePure},
-          {E1::channelsWriteMixed, E2::channelsWriteMixed, E3::channelsWriteMixed,
+         {E1::channelsWriteMixed, E2::channelsWriteMixed, E3::channelsWriteMixed,
           E4::channelsWriteMixed}},
     };
 }

@@ -84,8 +84,11 @@ struct LineDecoder {
     /// A packet that the file ends in: its whole pixels count, the rest of the line is missing.
     static bool mixedCut(StreamWindow* in, Byte* const* lines, Size x, Size width) {
         const auto left = static_cast<Size>(in->end - in->at);
-        const Size whole = left > 0 && *in->at < 128 ? (left - 1) / C : 0;
-        const Size count = whole < width - x ? whole : width - x;
+        const bool literal = left > 0 && *in->at < 128;
+        if (literal && Size{*in->at} + 1 > width - x) {
+            return mixedOverlong(in, lines, x, width);
+        }
+        const Size count = literal ? (left - 1) / C : 0;
         spreadAll(in->at + 1, lines, x, count, width - x);
         in->at = in->end;
         return cut(lines, x + count, width);
