@@ -23,7 +23,8 @@ void requestHostPixels(png_structp png) {
     png_set_expand(png); // palettes, fewer than 8 bits, transparent colours
     png_set_scale_16(png);
     png_set_gray_to_rgb(png);
-    png_set_add_alpha(png, 0xff, PNG_FILLER_AFTER);
+    // libpng swaps only an alpha that the file has; one that is added goes to its place at once.
+    png_set_add_alpha(png, 0xff, PNG_FILLER_BEFORE);
     png_set_bgr(png);
     png_set_swap_alpha(png);
 }
