@@ -107,7 +107,7 @@ Status PictureReader::askShape() {
     if (!current) {
         return current.failure();
     }
-    const auto format = driver_->format(*current);
+    const auto format = driver_->format(std::max(*current, 0)); // none set: the first one
     if (!format) {
         return format.failure();
     }

@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: MIT
+// What the tests of the host library share: drivers by behaviour, and the count of what is left.
+#pragma once
+
+#include "support/leakCounters.h"
+#include "support/tempDir.h"
+#include "tdr/driver.h"
+
+#include <chrono>
+#include <filesystem>
+#include <gtest/gtest.h>
+#include <string>
+
+namespace tdr {
+
+/// How a kind shows in a failed comparison.
+inline void PrintTo(FailureKind kind, std::ostream* out) {
+    *out << nameOf(kind);
+}
+
+} // namespace tdr
+
+namespace testing_host {
+
+using namespace std::chrono_literals;
+
+/// Every test leaves as many descriptors, children and segments as it found.
+class NothingLeft : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        descriptors_ = support::openDescriptors();
+        segments_ = support::segmentsOf();
+    }
+    void TearDown() override {
+        EXPECT_EQ(support::openDescriptors(), descriptors_);
+        EXPECT_EQ(support::segmentsOf(), segments_);
+        EXPECT_FALSE(support::hasChildren());
+    }
+
+    /// Path of a scripted driver that behaves like this.
+    std::filesystem::path scripted(const std::string& behaviour) {
+        const std::filesystem::path link = folder_.path() / behaviour;
+        if (!std::filesystem::exists(std::filesystem::symlink_status(link))) {
+            std::filesystem::create_symlink(TDR_SCRIPTED_DRIVER, link);
+        }
+        return link;
+    }
+
+    tdr::Result<tdr::Driver> start(const std::string& behaviour, tdr::StartOptions options = {}) {
+        return tdr::Driver::start(scripted(behaviour), std::move(options));
+    }
+
+    /// Path of a driver of this project.
+    static std::filesystem::path real(const std::string& driver) {
+        return std::filesystem::path(TDR_BIN_DIR) / driver;
+    }
+
+    [[nodiscard]] const support::TempDir& folder() const { return folder_; }
+
+    /// Limits for drivers that are going to be late: short for the test's sake, long enough for a
+    /// start on a busy machine.
+    static tdr::StartOptions impatient() {
+        tdr::StartOptions options;
+        options.limits.request = 300ms;
+        options.limits.end = 300ms;
+        return options;
+    }
+
+  private:
+    support::TempDir folder_;
+    std::set<std::string> descriptors_;
+    std::set<int> segments_;
+};
+
+/// False once the process is gone (also when nobody has waited for it yet).
+inline bool isRunning(pid_t pid) {
+    std::ifstream status("/proc/" + std::to_string(pid) + "/stat");
+    std::string id;
+    std::string name;
+    std::string state;
+    return static_cast<bool>(status >> id >> name >> state) && state != "Z" && state != "X";
+}
+
+} // namespace testing_host

@@ -1,0 +1,176 @@
+// SPDX-License-Identifier: MIT
+// Whole pictures through the real drivers.
+#include "tdr/picture.h"
+#include "hostTesting.h"
+#include "support/pictureFiles.h"
+
+#include <algorithm>
+#include <array>
+
+namespace {
+
+using tdr::Driver;
+using tdr::FailureKind;
+using tdr::Picture;
+using tdr::PictureReader;
+using tdr::PictureWriter;
+using tdr::SharedBlock;
+using testing_host::NothingLeft;
+
+class PictureTest : public NothingLeft {};
+
+/// A picture in which every byte differs from its neighbours.
+Picture motley(std::int32_t width, std::int32_t height) {
+    Picture picture{width, height, {}};
+    picture.pixels.resize(tdr::lineBytes(width) * static_cast<std::size_t>(height));
+    std::uint32_t state = 1;
+    for (std::uint8_t& byte : picture.pixels) {
+        state = state * 1664525 + 1013904223;
+        byte = static_cast<std::uint8_t>(state >> 24);
+    }
+    return picture;
+}
+
+TEST_F(PictureTest, comesBackAsItWasWritten) {
+    for (const auto& [program, file] :
+         {std::pair("softimageFilter", "a.pic"), std::pair("pngFilter", "a.png")}) {
+        SCOPED_TRACE(program);
+        auto driver = Driver::start(real(program));
+        ASSERT_TRUE(driver) << driver.failure().text();
+        for (const auto& [width, height] : {std::pair(1, 1), std::pair(7, 5), std::pair(300, 3)}) {
+            const Picture picture = motley(width, height);
+            const auto written = tdr::writePicture(*driver, folder() / file, picture);
+            ASSERT_TRUE(written) << written.failure().text();
+            const auto back = tdr::readPicture(*driver, folder() / file);
+            ASSERT_TRUE(back) << back.failure().text();
+            EXPECT_EQ(back->width, width);
+            EXPECT_EQ(back->height, height);
+            EXPECT_EQ(back->pixels, picture.pixels);
+        }
+    }
+}
+
+/// The pixels of a file of hand-made bytes.
+Picture readBytes(Driver& driver, const std::string& path) {
+    auto picture = tdr::readPicture(driver, path);
+    EXPECT_TRUE(picture) << picture.failure().text();
+    return picture ? *picture : Picture{};
+}
+
+using Pixels = std::vector<std::uint8_t>;
+
+TEST_F(PictureTest, missingChannelsAreOpaqueBlack) {
+    auto driver = Driver::start(real("softimageFilter"));
+    ASSERT_TRUE(driver) << driver.failure().text();
+    // Files run from the top, blocks from the bottom; pixels are alpha, blue, green, red.
+    const auto colour =
+        folder().write("rgb.pic", support::rawPic(1, 2, 0xE0, support::bytes({1, 2, 3, 4, 5, 6})));
+    EXPECT_EQ(readBytes(*driver, colour).pixels, (Pixels{255, 6, 5, 4, 255, 3, 2, 1}));
+    const auto alpha = folder().write("a.pic", support::rawPic(1, 2, 0x10, support::bytes({7, 8})));
+    EXPECT_EQ(readBytes(*driver, alpha).pixels, (Pixels{8, 0, 0, 0, 7, 0, 0, 0}));
+}
+
+TEST_F(PictureTest, aMatteIsItsFirstChannelInWhite) {
+    auto driver = Driver::start(real("softimageFilter"));
+    ASSERT_TRUE(driver) << driver.failure().text();
+    // Two channels of 10 pixels: literals, pixels from bit 13 down. Channel 0: 1000000011 at the
+    // top, 0100000000 below; channel 1 the opposite.
+    const auto path =
+        folder().write("m.tag.tag", support::tag(10, 2, 2,
+                                                 {0b00'1000000011'0000, 0b00'0111111100'0000, //
+                                                  0b00'0100000000'0000, 0b00'1011111111'0000}));
+    const Picture picture = readBytes(*driver, path);
+    ASSERT_EQ(picture.width, 10);
+    std::string seen;
+    for (std::size_t at = 0; at < picture.pixels.size(); at += tdr::kPixelBytes) {
+        const Pixels pixel(&picture.pixels[at], &picture.pixels[at] + 4);
+        seen += pixel == Pixels{255, 255, 255, 255} ? '1'
+                : pixel == Pixels{255, 0, 0, 0}     ? '0'
+                                                    : '?';
+    }
+    EXPECT_EQ(seen, "0100000000"
+                    "1000000011");
+}
+
+TEST_F(PictureTest, linesCanBeReadInAnyOrder) {
+    auto driver = Driver::start(real("softimageFilter"));
+    ASSERT_TRUE(driver);
+    const Picture picture = motley(9, 4);
+    ASSERT_TRUE(tdr::writePicture(*driver, folder() / "a.pic", picture));
+    auto block = SharedBlock::create(tdr::lineBytes(9));
+    std::array order = {0, 1, 2, 3};
+    do {
+        auto reader = PictureReader::open(*driver, folder() / "a.pic");
+        ASSERT_TRUE(reader) << reader.failure().text();
+        for (const int line : order) {
+            ASSERT_TRUE(reader->readLine(*block, line));
+            const auto* expected =
+                &picture.pixels[tdr::lineBytes(9) * static_cast<std::size_t>(line)];
+            EXPECT_TRUE(std::ranges::equal(block->bytes(), std::span(expected, tdr::lineBytes(9))))
+                << "line " << line;
+        }
+        ASSERT_TRUE(reader->close());
+    } while (std::ranges::next_permutation(order).found);
+}
+
+TEST_F(PictureTest, readersAndWritersCanShareABlock) {
+    auto reading = Driver::start(real("softimageFilter"));
+    auto writing = Driver::start(real("pngFilter"));
+    ASSERT_TRUE(reading && writing);
+    const Picture picture = motley(6, 6);
+    ASSERT_TRUE(tdr::writePicture(*reading, folder() / "a.pic", picture));
+    {
+        auto reader = PictureReader::open(*reading, folder() / "a.pic");
+        auto writer = PictureWriter::open(*writing, folder() / "a.png", 6, 6);
+        auto block = SharedBlock::create(tdr::lineBytes(6));
+        ASSERT_TRUE(reader && writer && block);
+        for (int line = 6; line-- > 0;) {
+            ASSERT_TRUE(reader->readLine(*block, line));
+            ASSERT_TRUE(writer->writeLine(*block, line));
+        }
+        ASSERT_TRUE(reader->close());
+        ASSERT_TRUE(writer->close());
+    }
+    EXPECT_EQ(readBytes(*writing, folder() / "a.png").pixels, picture.pixels);
+}
+
+TEST_F(PictureTest, aDriverWithoutFilesServesWhatTheHostHasSet) {
+    auto driver = Driver::start(real("nullFilter"));
+    ASSERT_TRUE(driver);
+    EXPECT_FALSE(PictureReader::open(*driver, "any")) << "no size set";
+    ASSERT_TRUE(driver->setBounds({0, 0, 3, 2}));
+    const auto ramp = tdr::readPicture(*driver, "any");
+    ASSERT_TRUE(ramp) << ramp.failure().text();
+    EXPECT_EQ(Pixels(ramp->pixels.end() - 4, ramp->pixels.end()), (Pixels{255, 3, 1, 2}));
+}
+
+TEST_F(PictureTest, whatCannotBeIsRefused) {
+    auto driver = Driver::start(real("softimageFilter"));
+    ASSERT_TRUE(driver);
+    const auto out = folder() / "a.pic";
+    for (const auto& [width, height] : {std::pair(0, 1), std::pair(1, 0), std::pair(-1, 1),
+                                        std::pair(32768, 1), std::pair(1, 32768)}) {
+        const auto writer = PictureWriter::open(*driver, out, width, height);
+        ASSERT_FALSE(writer) << width << " x " << height;
+        EXPECT_EQ(writer.failure().kind, FailureKind::BadArgument);
+    }
+    EXPECT_FALSE(tdr::writePicture(*driver, out, Picture{2, 2, Pixels(15)}));
+    EXPECT_FALSE(std::filesystem::exists(out));
+
+    ASSERT_TRUE(tdr::writePicture(*driver, out, motley(4, 4)));
+    const auto tooMuch = tdr::readPicture(*driver, out, 63);
+    ASSERT_FALSE(tooMuch);
+    EXPECT_EQ(tooMuch.failure().kind, FailureKind::NoMemory);
+    EXPECT_TRUE(tdr::readPicture(*driver, out, 64));
+
+    auto reader = PictureReader::open(*driver, out);
+    auto small = SharedBlock::create(tdr::lineBytes(4) - 1);
+    auto block = SharedBlock::create(tdr::lineBytes(4));
+    ASSERT_TRUE(reader && small && block);
+    EXPECT_EQ(reader->readLine(*small, 0).failure().kind, FailureKind::BadArgument);
+    EXPECT_EQ(reader->readLine(*block, 4).failure().kind, FailureKind::Refused);
+    EXPECT_EQ(reader->readLine(*block, -1).failure().kind, FailureKind::Refused);
+    EXPECT_TRUE(reader->readLine(*block, 3)) << "the session goes on";
+}
+
+} // namespace

@@ -1,0 +1,175 @@
+// SPDX-License-Identifier: MIT
+// What every typed call puts on the wire, and what it makes of the answer.
+#include "hostTesting.h"
+
+#include "tdr/sharedBlock.h"
+
+#include <algorithm>
+#include <array>
+#include <functional>
+#include <limits>
+#include <sys/shm.h>
+
+namespace {
+
+using tdr::Driver;
+using tdr::FailureKind;
+using tdr::SharedBlock;
+using testing_host::NothingLeft;
+
+class RequestTest : public NothingLeft {};
+
+/// The scripted driver answers a query with longs 10 * code + i and strings "code-i".
+TEST_F(RequestTest, everyQueryUnderstandsItsAnswer) {
+    auto driver = start("echo");
+    ASSERT_TRUE(driver) << driver.failure().text();
+    EXPECT_EQ(*driver->accessModes(), 10240);
+    EXPECT_EQ(*driver->vendorName(), "1025-0");
+    EXPECT_EQ(*driver->formatCount(), 10260);
+    EXPECT_EQ(*driver->currentFormat(), 10270);
+    EXPECT_EQ(**driver->format(1), (tdr::PixelFormat{10281, 10282, {10283, 10284}}));
+    EXPECT_EQ(driver->lastLine(), "0/1028: 1");
+    EXPECT_EQ(*driver->format(2), std::nullopt);
+    EXPECT_EQ(*driver->bounds(), (tdr::Bounds{10290, 10291, 10292, 10293}));
+    EXPECT_EQ(*driver->tiling(), (tdr::Pair{10300, 10301}));
+    EXPECT_EQ(*driver->stampBounds(), (tdr::Pair{10310, 10311}));
+    EXPECT_EQ(*driver->currentCell(), 10320);
+    EXPECT_EQ(*driver->formatName(), "1033-0");
+    EXPECT_EQ(*driver->startCell(), 10340);
+    EXPECT_EQ(*driver->endCell(), 10350);
+    EXPECT_EQ(*driver->defaultPreReadCommand(), "1036-0");
+    EXPECT_EQ(*driver->defaultPostWriteCommand(), "1037-0");
+    EXPECT_EQ(*driver->writeDirection(), 10380);
+    EXPECT_EQ(*driver->fileNaming(), (tdr::FileNaming{"1039-0", "1039-1", 10390, "1039-2"}));
+    EXPECT_EQ(*driver->queryLongs(1029), (std::vector<std::int32_t>{10290, 10291, 10292, 10293}));
+}
+
+TEST_F(RequestTest, everyActionSendsItsCodeAndArguments) {
+    std::vector<std::string> echoes;
+    const auto isAction = [](const std::string& line) { return line.starts_with("4/"); };
+    tdr::StartOptions options;
+    options.onDriverLine = [&echoes](std::string_view line) { echoes.emplace_back(line); };
+    auto driver = start("echo", options);
+    ASSERT_TRUE(driver) << driver.failure().text();
+    auto block = SharedBlock::create(100);
+    ASSERT_TRUE(block);
+    const std::string b =
+        " 100 " + std::to_string(block->key()) + " " + std::to_string(block->id());
+    struct Case {
+        const char* name;
+        std::function<tdr::Status(Driver&)> act;
+        std::string onWire;
+    };
+    const Case cases[] = {
+        {"format", [](Driver& d) { return d.setPixelFormat(1); }, "4/1424: 1"},
+        {"bounds",
+         [](Driver& d) {
+             return d.setBounds({1, -2, 3, 4});
+         },
+         "4/1425: 1 -2 3 4"},
+        {"tiling",
+         [](Driver& d) {
+             return d.setTiling({5, 6});
+         },
+         "4/1426: 5 6"},
+        {"stamp bounds",
+         [](Driver& d) {
+             return d.setStampBounds({7, 8});
+         },
+         "4/1427: 7 8"},
+        {"cell", [](Driver& d) { return d.setCurrentCell(9); }, "4/1428: 9"},
+        {"get cache", [&](Driver& d) { return d.getCache(*block, 3); }, "4/1429:" + b + " 3"},
+        {"get line", [&](Driver& d) { return d.getLine(*block, 7, 3); }, "4/1430:" + b + " 7 3"},
+        {"get stamp", [&](Driver& d) { return d.getStamp(*block, 3); }, "4/1432:" + b + " 3"},
+        {"put cache", [&](Driver& d) { return d.putCache(*block, 3); }, "4/1433:" + b + " 3"},
+        {"put line", [&](Driver& d) { return d.putLine(*block, 7, 3); }, "4/1434:" + b + " 7 3"},
+        {"put stamp", [&](Driver& d) { return d.putStamp(*block, 3); }, "4/1436:" + b + " 3"},
+        {"start cell", [](Driver& d) { return d.setStartCell(-1); }, "4/1437: -1"},
+        {"end cell", [](Driver& d) { return d.setEndCell(99); }, "4/1438: 99"},
+        {"read", [](Driver& d) { return d.connectToFile("a/b", tdr::Access::Read, 4); },
+         "4/1439: 0 4 'a/b'"},
+        {"write", [](Driver& d) { return d.connectToFile("a/b", tdr::Access::Write); },
+         "4/1439: 1 0 'a/b'"},
+        {"disconnect", [](Driver& d) { return d.disconnectFromFile(); }, "4/1440:"},
+        {"pre-read", [](Driver& d) { return d.setPreReadCommand("gunzip"); }, "4/1441: 'gunzip'"},
+        {"post-write", [](Driver& d) { return d.setPostWriteCommand(""); }, "4/1442: ''"},
+        {"own",
+         [](Driver& d) {
+             return d.order(1500, std::array{1, 2}, "x");
+         },
+         "4/1500: 1 2 'x'"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const auto done = c.act(*driver);
+        ASSERT_TRUE(done) << done.failure().text();
+        // The line was written before the answer; the next call finds it in the pipe.
+        ASSERT_TRUE(driver->vendorName());
+        const auto last = std::find_if(echoes.rbegin(), echoes.rend(), isAction);
+        ASSERT_NE(last, echoes.rend());
+        EXPECT_EQ(*last, c.onWire);
+    }
+}
+
+TEST_F(RequestTest, whatDoesNotFitIsNotSent) {
+    auto driver = start("echo");
+    ASSERT_TRUE(driver);
+    const std::string path1023(1023, 'p');
+    const std::string path1024(1024, 'p');
+    const std::string text2047(2047, 't');
+    const std::string text2048(2048, 't');
+    const std::vector<std::int32_t> longs256(256);
+    const std::vector<std::int32_t> longs257(257);
+    EXPECT_TRUE(driver->connectToFile(path1023, tdr::Access::Read));
+    EXPECT_TRUE(driver->setPreReadCommand(text2047));
+    EXPECT_TRUE(driver->order(1500, longs256));
+    const tdr::Status refused[] = {
+        driver->connectToFile(path1024, tdr::Access::Read),
+        driver->setPreReadCommand(text2048),
+        driver->setPostWriteCommand(std::string_view("a\0b", 3)),
+        driver->order(1500, longs257),
+        driver->getTile(),
+        driver->putTile(),
+    };
+    for (const tdr::Status& status : refused) {
+        ASSERT_FALSE(status);
+        EXPECT_EQ(status.failure().kind, FailureKind::BadArgument) << status.failure().text();
+    }
+    EXPECT_TRUE(driver->alive());
+    EXPECT_TRUE(driver->vendorName()) << "the session goes on";
+}
+
+TEST_F(RequestTest, anErrorReplyIsAFailureWithTheDriversReason) {
+    auto driver = start("refuses");
+    ASSERT_TRUE(driver);
+    auto block = SharedBlock::create(4);
+    const auto vendor = driver->vendorName();
+    ASSERT_FALSE(vendor);
+    EXPECT_EQ(vendor.failure().kind, FailureKind::Refused);
+    EXPECT_EQ(vendor.failure().text(), "refuses: vendor name: refused: cannot do that");
+    const auto put = driver->putLine(*block, 0);
+    ASSERT_FALSE(put) << "an error in place of the notice";
+    EXPECT_EQ(put.failure().kind, FailureKind::Refused);
+    EXPECT_TRUE(driver->alive());
+}
+
+TEST_F(RequestTest, aBlockIsPrivateAndFresh) {
+    constexpr std::size_t kMost = std::numeric_limits<std::int32_t>::max();
+    EXPECT_FALSE(SharedBlock::create(0));
+    EXPECT_FALSE(SharedBlock::create(kMost + 1));
+    auto one = SharedBlock::create(10);
+    auto two = SharedBlock::create(10);
+    ASSERT_TRUE(one && two);
+    EXPECT_NE(one->key(), two->key());
+    EXPECT_GT(one->key(), 10041);
+    EXPECT_EQ(support::segmentsOf().size(), 2U);
+    struct shmid_ds status {};
+    ASSERT_EQ(shmctl(one->id(), IPC_STAT, &status), 0);
+    EXPECT_EQ(status.shm_perm.mode & 0777, 0700U);
+    EXPECT_EQ(status.shm_segsz, 10U);
+    SharedBlock moved = std::move(*one);
+    moved = std::move(*two);
+    EXPECT_EQ(support::segmentsOf().size(), 1U) << "assigning over a block removes it";
+}
+
+} // namespace

@@ -1,0 +1,318 @@
+// SPDX-License-Identifier: MIT
+// Drivers that do not behave: each must come back as the right failure, and leave nothing.
+#include "base/uniqueFd.h"
+#include "hostTesting.h"
+#include "tdr/interruptGuard.h"
+#include "tdr/sharedBlock.h"
+
+#include <array>
+#include <csignal>
+#include <poll.h>
+#include <sys/shm.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+using tdr::Driver;
+using tdr::FailureKind;
+using testing_host::isRunning;
+using testing_host::NothingLeft;
+using namespace std::chrono_literals;
+
+class SessionTest : public NothingLeft {};
+
+// --- Start ---------------------------------------------------------------------------------------
+
+TEST_F(SessionTest, aStartThatFailsSaysWhy) {
+    struct Case {
+        const char* behaviour;
+        std::chrono::milliseconds limit;
+        const char* says;
+    };
+    const Case cases[] = {
+        {"dies", 20s, "(exit status 7): no licence found"},
+        {"diesLate", 20s, "(exit status 4): changed my mind"},
+        {"mute", 300ms, "in time"},
+        {"silent", 1s, "no answer within 1 s"},
+        {"garbage", 20s, "no packet"},
+        {"errorAtStart", 20s, "answered with an error: this machine is too old"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.behaviour);
+        tdr::StartOptions options;
+        options.limits.start = c.limit;
+        const auto driver = start(c.behaviour, options);
+        ASSERT_FALSE(driver);
+        EXPECT_EQ(driver.failure().kind, FailureKind::CouldNotStart);
+        EXPECT_NE(driver.failure().text().find(c.says), std::string::npos)
+            << driver.failure().text();
+        EXPECT_FALSE(support::hasChildren());
+    }
+}
+
+TEST_F(SessionTest, aProgramThatIsNoneSaysWhy) {
+    folder().write("notExecutable", "#!/bin/sh\n", 0644);
+    folder().write("noProgram", "\x01\x02\x03", 0755);
+    struct Case {
+        std::string program;
+        const char* says;
+    };
+    const Case cases[] = {
+        {folder() / "missing", "No such file or directory"},
+        {folder() / "notExecutable", "Permission denied"},
+        {folder() / "noProgram", "exit status 127"}, // the shell is tried on it
+        {folder().path().string(), "Permission denied"},
+        {"sh", "not there"}, // a name alone is not searched along PATH
+    };
+    for (const Case& c : cases) {
+        const auto driver = Driver::start(c.program);
+        ASSERT_FALSE(driver) << c.program;
+        EXPECT_EQ(driver.failure().kind, FailureKind::CouldNotStart);
+        EXPECT_NE(driver.failure().text().find(c.program), std::string::npos);
+        EXPECT_NE(driver.failure().text().find(c.says), std::string::npos)
+            << driver.failure().text();
+    }
+}
+
+// --- Requests ------------------------------------------------------------------------------------
+
+TEST_F(SessionTest, aDriverThatFailsInARequestEndsTheSession) {
+    struct Case {
+        const char* behaviour;
+        FailureKind kind;
+        const char* says;
+    };
+    const Case cases[] = {
+        {"exits", FailureKind::Died, "exits: vendor name: the driver died (exit status 9): out of"},
+        {"killsItself", FailureKind::Died, "died (signal 9 (Killed)): about to die"},
+        {"hangsUp", FailureKind::Died, "hung up"},
+        {"freezes", FailureKind::TimedOut, "freezes: vendor name: no answer within 1 s"},
+        {"wrongCode", FailureKind::ProtocolBroken, "breaks the protocol"},
+        {"tooMany", FailureKind::ProtocolBroken, "breaks the protocol"},
+        {"claimsStrings", FailureKind::ProtocolBroken, "breaks the protocol"},
+        {"half", FailureKind::ProtocolBroken, "breaks the protocol"},
+        {"hugeCount", FailureKind::ProtocolBroken, "breaks the protocol"},
+        {"negativeCount", FailureKind::ProtocolBroken, "breaks the protocol"},
+        {"babbles", FailureKind::ProtocolBroken, "breaks the protocol"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.behaviour);
+        tdr::StartOptions options;
+        options.limits.request = 1s; // only the late ones get that far
+        auto driver = start(c.behaviour, options);
+        ASSERT_TRUE(driver) << driver.failure().text();
+        const pid_t pid = driver->pid();
+        const auto vendor = driver->vendorName();
+        ASSERT_FALSE(vendor);
+        EXPECT_EQ(vendor.failure().kind, c.kind) << vendor.failure().text();
+        EXPECT_NE(vendor.failure().text().find(c.says), std::string::npos)
+            << vendor.failure().text();
+        EXPECT_FALSE(driver->alive());
+        EXPECT_FALSE(isRunning(pid));
+        EXPECT_FALSE(support::hasChildren()) << "waited for before the failure is told";
+        const auto again = driver->setCurrentCell(1);
+        ASSERT_FALSE(again);
+        EXPECT_EQ(again.failure().kind, FailureKind::Died);
+    }
+}
+
+TEST_F(SessionTest, aPutThatIsNotAnnouncedBreaksTheProtocol) {
+    auto driver = start("noNotice");
+    auto block = tdr::SharedBlock::create(16);
+    ASSERT_TRUE(driver && block);
+    EXPECT_TRUE(driver->getLine(*block, 0)) << "gets are not announced";
+    const auto put = driver->putCache(*block);
+    ASSERT_FALSE(put);
+    EXPECT_EQ(put.failure().kind, FailureKind::ProtocolBroken);
+}
+
+TEST_F(SessionTest, aDriverKilledFromOutsideIsADeath) {
+    auto driver = Driver::start(real("softimageFilter"));
+    ASSERT_TRUE(driver) << driver.failure().text();
+    auto block = tdr::SharedBlock::create(16);
+    kill(driver->pid(), SIGSTOP); // it has the request, but not answered, when it is killed
+    const pid_t killer = fork();
+    if (killer == 0) {
+        while (kill(getppid(), 0) == 0) { // until the parent waits in its request
+            std::ifstream stat("/proc/" + std::to_string(getppid()) + "/stat");
+            std::string id;
+            std::string name;
+            std::string state;
+            if (stat >> id >> name >> state && state == "S") {
+                kill(driver->pid(), SIGKILL);
+                _exit(0);
+            }
+        }
+        _exit(1);
+    }
+    const auto got = driver->getLine(*block, 0);
+    ASSERT_FALSE(got);
+    EXPECT_EQ(got.failure().kind, FailureKind::Died);
+    ASSERT_TRUE(got.failure().end.has_value());
+    EXPECT_EQ(got.failure().end->signal, SIGKILL);
+    EXPECT_EQ(waitpid(killer, nullptr, 0), killer);
+}
+
+TEST_F(SessionTest, aFloodOnStderrBlocksNobody) {
+    std::size_t lines = 0;
+    tdr::StartOptions options;
+    options.onDriverLine = [&lines](std::string_view) { ++lines; };
+    auto driver = start("floods", options);
+    ASSERT_TRUE(driver);
+    const auto vendor = driver->vendorName();
+    ASSERT_TRUE(vendor) << vendor.failure().text();
+    EXPECT_TRUE(driver->end());
+    EXPECT_EQ(lines, 20001U);
+    EXPECT_EQ(driver->lastLine(), "0/1025:");
+}
+
+// --- The end -------------------------------------------------------------------------------------
+
+TEST_F(SessionTest, aDriverEndsWhenToldTo) {
+    auto driver = Driver::start(real("nullFilter"));
+    ASSERT_TRUE(driver) << driver.failure().text();
+    const auto end = driver->end();
+    ASSERT_TRUE(end) << end.failure().text();
+    EXPECT_EQ(end->text(), "exit status 0");
+    EXPECT_FALSE(driver->alive());
+}
+
+TEST_F(SessionTest, aDriverThatDoesNotEndIsKilled) {
+    auto driver = start("stubborn", impatient());
+    ASSERT_TRUE(driver);
+    const pid_t pid = driver->pid();
+    const auto end = driver->end();
+    ASSERT_FALSE(end);
+    EXPECT_EQ(end.failure().kind, FailureKind::TimedOut);
+    EXPECT_FALSE(isRunning(pid));
+
+    auto forgotten = start("stubborn", impatient());
+    ASSERT_TRUE(forgotten);
+    const pid_t other = forgotten->pid();
+    *forgotten = std::move(*driver); // drops the session
+    EXPECT_FALSE(isRunning(other));
+}
+
+// --- The host's process --------------------------------------------------------------------------
+
+void doNothing(int) {}
+
+TEST_F(SessionTest, signalActionsAreTheHostsOwn) {
+    for (const auto handler : {SIG_DFL, SIG_IGN, static_cast<sighandler_t>(doNothing)}) {
+        const auto pipeBefore = std::signal(SIGPIPE, handler);
+        const auto childBefore = std::signal(SIGCHLD, handler);
+        {
+            auto driver = start("echo");
+            ASSERT_TRUE(driver) << driver.failure().text();
+            EXPECT_TRUE(driver->vendorName());
+            const auto end = driver->end();
+            ASSERT_TRUE(end);
+            EXPECT_EQ(end->known, handler != SIG_IGN) << "then the kernel has waited for it";
+        }
+        EXPECT_EQ(std::signal(SIGPIPE, pipeBefore), handler);
+        EXPECT_EQ(std::signal(SIGCHLD, childBefore), handler);
+    }
+}
+
+TEST_F(SessionTest, otherChildrenAreNotWaitedFor) {
+    const pid_t own = fork();
+    if (own == 0) {
+        _exit(5);
+    }
+    {
+        auto driver = start("exits");
+        EXPECT_FALSE(driver->vendorName());
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(own, &status, 0), own);
+    EXPECT_EQ(WEXITSTATUS(status), 5);
+}
+
+/// A process of its own that is a host; tells the pid of its driver through a pipe, then hangs in
+/// a request.
+struct HostProcess {
+    pid_t pid = -1;
+    pid_t driver = -1;
+};
+
+HostProcess forkHost(const std::filesystem::path& program, bool guarded) {
+    std::array<int, 2> ends{};
+    if (pipe(ends.data()) != 0) {
+        return {};
+    }
+    HostProcess host;
+    host.pid = fork();
+    if (host.pid == 0) {
+        close(ends[0]);
+        std::optional<tdr::InterruptGuard> guard;
+        if (guarded) {
+            guard.emplace();
+        }
+        bool interrupted = false;
+        {
+            auto driver = Driver::start(program);
+            auto block = tdr::SharedBlock::create(4096);
+            const pid_t pid = driver->pid();
+            (void)!write(ends[1], &pid, sizeof pid);
+            const auto got = driver->getLine(*block, 0);
+            interrupted = !got && got.failure().kind == FailureKind::Interrupted;
+        }
+        if (interrupted) {
+            tdr::InterruptGuard::endBySignal(tdr::InterruptGuard::signal());
+        }
+        _exit(1);
+    }
+    close(ends[1]);
+    if (read(ends[0], &host.driver, sizeof host.driver) != sizeof host.driver) {
+        host.driver = -1;
+    }
+    close(ends[0]);
+    return host;
+}
+
+int waitStatusOf(pid_t pid) {
+    int status = 0;
+    waitpid(pid, &status, 0);
+    return status;
+}
+
+TEST_F(SessionTest, aSignalUnwindsAGuardedHost) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        const HostProcess host = forkHost(scripted("freezes"), true);
+        ASSERT_GT(host.driver, 0);
+        kill(host.pid, signal);
+        const int status = waitStatusOf(host.pid);
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << status;
+        EXPECT_FALSE(isRunning(host.driver));
+        EXPECT_TRUE(support::segmentsOf(host.pid).empty());
+    }
+}
+
+TEST_F(SessionTest, anIgnoredSignalStaysIgnored) {
+    const auto before = std::signal(SIGHUP, SIG_IGN);
+    {
+        const tdr::InterruptGuard guard;
+        raise(SIGHUP);
+        EXPECT_EQ(tdr::InterruptGuard::signal(), 0);
+    }
+    EXPECT_EQ(std::signal(SIGHUP, before), SIG_IGN);
+}
+
+TEST_F(SessionTest, aDriverEndsWhenItsHostVanishes) {
+    const HostProcess host = forkHost(real("nullFilter"), false);
+    ASSERT_GT(host.driver, 0);
+    const base::UniqueFd driver(static_cast<int>(syscall(SYS_pidfd_open, host.driver, 0)));
+    kill(host.pid, SIGKILL);
+    waitStatusOf(host.pid);
+    if (driver.valid()) { // else it has ended already
+        pollfd ended{driver.get(), POLLIN, 0};
+        EXPECT_EQ(poll(&ended, 1, 20'000), 1) << "the driver outlives its host";
+    }
+    for (const int id : support::segmentsOf(host.pid)) {
+        shmctl(id, IPC_RMID, nullptr); // nobody can clean up after a SIGKILL
+    }
+}
+
+} // namespace
