@@ -93,10 +93,8 @@ struct Flavour {
     Model* (*read)(std::FILE*);
 };
 
-constexpr Flavour kFlavours[] = {
-    {kHierarchyType, writeTextFile,   readTextFile  },
-    {kFileMagic,     writeBinaryFile, readBinaryFile}
-};
+constexpr Flavour kFlavours[] = {{kHierarchyType, writeTextFile, readTextFile},
+                                 {kFileMagic, writeBinaryFile, readBinaryFile}};
 
 } // namespace
 

@@ -132,7 +132,8 @@ class Reader {
 
 /// Grows only as the file yields bytes, whatever size it claims.
 UserData* Reader::userData() {
-    UserDataOwner block(static_cast<UserData*>(std::calloc(1, sizeof(UserData))));
+    std::unique_ptr<UserData, UserDataDisposer> block(
+        static_cast<UserData*>(std::calloc(1, sizeof(UserData))));
     std::uint8_t head[8] = {};
     take(head);
     const std::int32_t size = base::loadBeS32(head + 4);
@@ -248,7 +249,7 @@ void readSplines(Reader& in, Model& node) {
     const std::uint16_t count = in.number();
     for (int i = 0; i < count && in.good(); ++i) {
         Spline* spline = in.spline();
-        if (spline != nullptr && !modelAppendSpline(node, spline)) {
+        if (spline != nullptr && !modelAppend(node.splines, node.splineCount, spline)) {
             splineDispose(&spline);
             in.fail();
         }
@@ -289,26 +290,26 @@ void readChildren(Reader& in, Model&) {
 }
 
 constexpr Field kFields[] = {
-    {"",           writeName,                       readName                      },
-    {"",           writeTriple<&Model::scaling>,    readTriple<&Model::scaling>   },
-    {"",           writeTriple<&Model::rotation>,   readTriple<&Model::rotation>  },
-    {"",           writeTranslation,                readTranslation               },
-    {"mesh",       writeBlocks,                     readBlocks                    },
-    {"patch",      writeBlocks,                     readBlocks                    },
-    {"face",       writeBlocks,                     readBlocks                    },
-    {"",           writeSplines,                    readSplines                   },
-    {"clusters",   writeBlocks,                     readBlocks                    },
-    {"material",   writeBlocks,                     readBlocks                    },
-    {"texture",    writeBlocks,                     readBlocks                    },
-    {"texture3D",  writeBlocks,                     readBlocks                    },
-    {"actor_data", writeBlocks,                     readBlocks                    },
-    {"",           writeUserData,                   readUserData                  },
-    {"*",          writeBlocks,                     readBlocks                    }, // blocks of every other word
-    {"",           writeChildren,                   readChildren                  },
-    {"",           writeNumber<&Model::hidden>,     readNumber<&Model::hidden>    },
-    {"",           writeNumber<&Model::wireColour>, readNumber<&Model::wireColour>},
-    {"",           writeNumber<&Model::lineType>,   readNumber<&Model::lineType>  },
-    {"",           writeNumber<&Model::selection>,  readNumber<&Model::selection> },
+    {"", writeName, readName},
+    {"", writeTriple<&Model::scaling>, readTriple<&Model::scaling>},
+    {"", writeTriple<&Model::rotation>, readTriple<&Model::rotation>},
+    {"", writeTranslation, readTranslation},
+    {"mesh", writeBlocks, readBlocks},
+    {"patch", writeBlocks, readBlocks},
+    {"face", writeBlocks, readBlocks},
+    {"", writeSplines, readSplines},
+    {"clusters", writeBlocks, readBlocks},
+    {"material", writeBlocks, readBlocks},
+    {"texture", writeBlocks, readBlocks},
+    {"texture3D", writeBlocks, readBlocks},
+    {"actor_data", writeBlocks, readBlocks},
+    {"", writeUserData, readUserData},
+    {"*", writeBlocks, readBlocks}, // blocks of every other word
+    {"", writeChildren, readChildren},
+    {"", writeNumber<&Model::hidden>, readNumber<&Model::hidden>},
+    {"", writeNumber<&Model::wireColour>, readNumber<&Model::wireColour>},
+    {"", writeNumber<&Model::lineType>, readNumber<&Model::lineType>},
+    {"", writeNumber<&Model::selection>, readNumber<&Model::selection>},
 };
 
 std::string_view fieldWord(const Opaque& block) {
@@ -369,9 +370,7 @@ ModelOwner readNode(Reader& in, std::span<const std::int16_t> tokens) {
 
 ModelOwner readTree(Reader& in, std::span<const std::int16_t> tokens) {
     ModelOwner root = readNode(in, tokens);
-    std::vector<Pending> open = {
-        {root.get(), in.children}
-    };
+    std::vector<Pending> open = {{root.get(), in.children}};
     while (in.good() && !open.empty()) {
         Pending& parent = open.back();
         if (parent.children == 0) {

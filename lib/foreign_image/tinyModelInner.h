@@ -4,8 +4,12 @@
 
 #include "tinyModel.h"
 
+#include <algorithm>
+#include <bit>
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <string_view>
 
@@ -33,8 +37,22 @@ void modelLinkChild(Model* parent, Model* lastChild, Model* child);
 /// Frees one shape with what it owns and sets the pointer to null. Accepts null.
 void modelShapeDispose(ModelShape** shape);
 
-/// Takes the spline into the node's array; false when memory is exhausted.
-[[nodiscard]] bool modelAppendSpline(Model& model, Spline* spline);
+/// Appends a pointer to a malloc'ed array with room for 1, 2, 4, 8 ... elements; false when memory
+/// is exhausted.
+template <typename Element>
+[[nodiscard]] bool modelAppend(Element**& array, std::int32_t& count, Element* element) {
+    const auto used = static_cast<std::size_t>(count);
+    if (used == 0 || std::has_single_bit(used)) { // full
+        const std::size_t room = std::max<std::size_t>(1, used * 2);
+        void* larger = std::realloc(static_cast<void*>(array), room * sizeof(Element*));
+        if (larger == nullptr) {
+            return false;
+        }
+        array = static_cast<Element**>(larger);
+    }
+    array[count++] = element;
+    return true;
+}
 
 /// Brings a number into what a float holds and a text can say: an infinity becomes the largest
 /// float, what is no number 0.

@@ -162,21 +162,14 @@ class TextReader {
 };
 
 constexpr NodeWord kNodeWords[] = {
-    {"name",        &TextReader::readName       },
-    {"scaling",     &TextReader::readScaling    },
-    {"rotation",    &TextReader::readRotation   },
-    {"translation", &TextReader::readTranslation},
-    {"mesh",        &TextReader::readOpaque     },
-    {"patch",       &TextReader::readOpaque     },
-    {"face",        &TextReader::readOpaque     },
-    {"spline",      &TextReader::readSpline     },
-    {"clusters",    &TextReader::readOpaque     },
-    {"material",    &TextReader::readOpaque     },
-    {"texture",     &TextReader::readOpaque     },
-    {"texture3D",   &TextReader::readOpaque     },
-    {"actor_data",  &TextReader::readOpaque     },
-    {"userData",    &TextReader::readUserData   },
-    {"model",       &TextReader::enterNode      },
+    {"name", &TextReader::readName},         {"scaling", &TextReader::readScaling},
+    {"rotation", &TextReader::readRotation}, {"translation", &TextReader::readTranslation},
+    {"mesh", &TextReader::readOpaque},       {"patch", &TextReader::readOpaque},
+    {"face", &TextReader::readOpaque},       {"spline", &TextReader::readSpline},
+    {"clusters", &TextReader::readOpaque},   {"material", &TextReader::readOpaque},
+    {"texture", &TextReader::readOpaque},    {"texture3D", &TextReader::readOpaque},
+    {"actor_data", &TextReader::readOpaque}, {"userData", &TextReader::readUserData},
+    {"model", &TextReader::enterNode},
 };
 
 const NodeWord* findWord(std::string_view word) {
@@ -327,7 +320,7 @@ bool TextReader::readSpline() {
     if (spline == nullptr) {
         return false;
     }
-    if (!modelAppendSpline(node(), spline)) {
+    if (!modelAppend(node().splines, node().splineCount, spline)) {
         splineDispose(&spline);
         return fail();
     }

@@ -7,9 +7,7 @@
 #include "tinySpline.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
-#include <cstddef>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
@@ -115,21 +113,6 @@ void modelDispose(Model** model) {
 void modelLinkChild(Model* parent, Model* lastChild, Model* child) {
     (lastChild != nullptr ? lastChild->next : parent->child) = child;
     child->parent = parent;
-}
-
-bool modelAppendSpline(Model& model, Spline* spline) {
-    const auto count = static_cast<std::size_t>(model.splineCount);
-    // Room grows in doubling steps: a full array has a power of two of them.
-    if (std::has_single_bit(count) || count == 0) {
-        const std::size_t room = count == 0 ? 1 : count * 2;
-        void* larger = std::realloc(static_cast<void*>(model.splines), room * sizeof(Spline*));
-        if (larger == nullptr) {
-            return false;
-        }
-        model.splines = static_cast<Spline**>(larger);
-    }
-    model.splines[model.splineCount++] = spline;
-    return true;
 }
 
 double modelClampNumber(double value) {

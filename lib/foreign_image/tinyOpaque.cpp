@@ -200,3 +200,13 @@ void opaqueAppend(Opaque**& end, OpaqueOwner block) {
         end = &(*end)->next;
     }
 }
+
+void opaqueReadTokens(std::FILE* stream, std::string_view first, bool (*ends)(std::string_view),
+                      Opaque**& end) {
+    OpaqueResult result = opaqueRead(stream, first, kSceneStyle, ends);
+    if (result.cut) {
+        animNotify(AnimNoticeKind::Cut, animToken);
+    }
+    opaqueAppend(end, std::move(result.block));
+    std::memcpy(animTokenLine, result.lookAhead.c_str(), result.lookAhead.size() + 1);
+}

@@ -47,3 +47,10 @@ struct OpaqueResult {
 
 /// Appends to a list whose last link is `*end`, and moves `end` on. Null blocks add nothing.
 void opaqueAppend(Opaque**& end, OpaqueOwner block);
+
+/// Reads a block of animation text that begins with `first` (usually the current token, which is
+/// the last one read in any case) and appends it to the list that ends at `*end`. The word that
+/// ends the block is the current token then, or "" at end of file. The observer hears of what was
+/// cut.
+void opaqueReadTokens(std::FILE* stream, std::string_view first, bool (*ends)(std::string_view),
+                      Opaque**& end);
