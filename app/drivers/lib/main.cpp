@@ -3,6 +3,7 @@
 #include "TDR_Driver.h"
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -49,6 +50,15 @@ bool readArguments(int argc, char** argv, Arguments& arguments) {
     return arguments.port != 0 || arguments.predicate;
 }
 
+/// Makes a write beyond the process's file size limit fail like one on a full disk, instead of
+/// ending the driver. A handler, because an ignored signal would stay ignored in outside commands.
+void makeFileSizeLimitAnError() {
+    struct sigaction action {};
+    action.sa_handler = [](int) {};
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGXFSZ, &action, nullptr);
+}
+
 /// Tells the host and the caller whether the driver can work on this machine.
 int answerPredicate(TDR_Driver& driver, bool hasHost) {
     const bool works = driver.devicePredicate() != 0;
@@ -66,6 +76,7 @@ int main(int argc, char** argv) {
     if (!readArguments(argc, argv, arguments)) {
         return usage();
     }
+    makeFileSizeLimitAnError();
     std::unique_ptr<TDR_Driver> driver(createDriver(arguments.port));
     if (driver == nullptr || driver->status != 0) {
         // A driver that never worked has nothing to shut down: it is kept, not destroyed.

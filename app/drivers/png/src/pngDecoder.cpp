@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "pngDecoder.h"
 
+#include "base/byteOrder.h"
 #include "base/limits.h"
 
 #include <cstring>
@@ -9,13 +10,33 @@ namespace png_filter {
 
 namespace {
 
+/// What a file begins with: PNG's signature, length and name of the first chunk, width and height.
 constexpr std::size_t kSignatureSize = 8;
+constexpr std::size_t kWidthOffset = 16;
+constexpr std::size_t kHeightOffset = 20;
+constexpr std::size_t kHeadSize = 24;
 
-/// True when the stream begins with PNG's signature; the stream then stands behind it.
-bool hasSignature(std::FILE* stream) {
-    png_byte bytes[kSignatureSize];
-    return std::fread(bytes, 1, sizeof bytes, stream) == sizeof bytes &&
-           png_sig_cmp(bytes, 0, sizeof bytes) == 0;
+bool isSide(std::uint32_t pixels) {
+    return pixels >= 1 && pixels <= static_cast<std::uint32_t>(base::kMaxPictureSide);
+}
+
+/// Looks at the head of a file, which libpng's words would not tell apart: false when it is no PNG,
+/// with `reason` when it is one of a size that is not served.
+bool checkHead(std::FILE* stream, std::string& reason) {
+    std::uint8_t head[kHeadSize];
+    const std::size_t got = std::fread(head, 1, sizeof head, stream);
+    std::rewind(stream);
+    if (got < kSignatureSize || png_sig_cmp(head, 0, kSignatureSize) != 0) {
+        return false;
+    }
+    const std::uint32_t width = base::loadBe32(head + kWidthOffset);
+    const std::uint32_t height = base::loadBe32(head + kHeightOffset);
+    if (got == kHeadSize && (!isSide(width) || !isSide(height))) {
+        reason = "Size " + std::to_string(width) + " x " + std::to_string(height) +
+                 " is outside 1 to " + std::to_string(base::kMaxPictureSide);
+        return false;
+    }
+    return true;
 }
 
 /// Asks libpng for host pixels, whatever the file holds.
@@ -34,7 +55,7 @@ void requestHostPixels(png_structp png) {
 std::unique_ptr<PngDecoder> PngDecoder::open(const char* path, std::string& reason) {
     reason.clear();
     base::UniqueFile stream(std::fopen(path, "rbe"));
-    if (!stream || !hasSignature(stream.get())) {
+    if (!stream || !checkHead(stream.get(), reason)) {
         return nullptr;
     }
     std::unique_ptr<PngDecoder> decoder(new PngDecoder(std::move(stream)));
@@ -61,7 +82,6 @@ bool PngDecoder::start() {
     }
     return guarded(png_, [this] {
         png_init_io(png_, stream_.get());
-        png_set_sig_bytes(png_, kSignatureSize);
         png_set_user_limits(png_, base::kMaxPictureSide, base::kMaxPictureSide);
         png_read_info(png_, info_);
         requestHostPixels(png_);
@@ -81,8 +101,7 @@ bool PngDecoder::restart() {
     stop();
     nextRow_ = 0;
     std::rewind(stream_.get());
-    const bool same = hasSignature(stream_.get()) && start() && width_ == width &&
-                      height_ == height && !interlaced();
+    const bool same = start() && width_ == width && height_ == height && !interlaced();
     width_ = width;
     height_ = height;
     lost_ = !same;
@@ -91,10 +110,9 @@ bool PngDecoder::restart() {
 
 bool PngDecoder::readRow(std::uint8_t* row) {
     ++nextRow_;
+    // libpng fills a row only when it has all of it, even if it then fails at what follows.
+    std::memset(row, 0, static_cast<std::size_t>(width_) * kBytesPerPixel);
     lost_ = lost_ || !guarded(png_, [this, row] { png_read_row(png_, row, nullptr); });
-    if (lost_) {
-        std::memset(row, 0, static_cast<std::size_t>(width_) * kBytesPerPixel);
-    }
     return !lost_;
 }
 

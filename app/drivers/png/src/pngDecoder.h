@@ -36,8 +36,8 @@ class PngDecoder {
     [[nodiscard]] int nextRow() const { return nextRow_; }
 
     /// Decodes the next row of a picture that is not interlaced into `row` (width × 4 bytes).
-    /// False when the file is damaged from here on: the row is then cleared, and so are all that
-    /// follow.
+    /// False when the file is damaged here: the row is then cleared if it could not be had, and all
+    /// that follow are.
     bool readRow(std::uint8_t* row);
 
     /// Decodes an interlaced picture into `rows` (height × width × 4 bytes, cleared by the

@@ -25,21 +25,30 @@ PngPicture::PngPicture(std::unique_ptr<PngDecoder> decoder, std::size_t limit)
     : decoder_(std::move(decoder)),
       rowSize_(static_cast<std::size_t>(decoder_->width()) * kBytesPerPixel),
       capacity_(static_cast<int>(std::clamp<std::size_t>(
-          limit / rowSize_, 1, static_cast<std::size_t>(decoder_->height())))) {}
+          limit / rowSize_, 1, static_cast<std::size_t>(decoder_->height())))),
+      wholeRows_(decoder_->height()) {}
 
 std::uint8_t* PngPicture::slot(int index) const {
     return rows_.get() + static_cast<std::size_t>(index % capacity_) * rowSize_;
 }
 
-void PngPicture::noteDamage() {
+void PngPicture::lose(int from) {
+    wholeRows_ = std::min(wholeRows_, from);
     if (damage_.empty()) {
         damage_ = decoder_->error()[0] != '\0' ? decoder_->error() : "the file has changed";
     }
 }
 
 void PngPicture::decodeTo(std::uint8_t* row) {
+    const int index = decoder_->nextRow();
     if (!decoder_->readRow(row)) {
-        noteDamage();
+        lose(index + 1); // the row itself is as good as it gets
+    }
+}
+
+void PngPicture::restart() {
+    if (!decoder_->restart()) {
+        lose(0);
     }
 }
 
@@ -52,10 +61,10 @@ bool PngPicture::startKeeping() {
     }
     if (decoder_->interlaced()) {
         if (!decoder_->readInterlaced(rows_.get())) {
-            noteDamage();
+            lose(height()); // each row has something, down to the first pass's pixels
         }
-    } else if (decoder_->nextRow() > 0 && !decoder_->restart()) {
-        noteDamage();
+    } else if (decoder_->nextRow() > 0) {
+        restart();
     }
     return true;
 }
@@ -68,13 +77,17 @@ bool PngPicture::readRow(int index, std::uint8_t* row) {
     if (!rows_ && !startKeeping()) {
         return false;
     }
-    if (index < decoder_->nextRow() - capacity_ && !decoder_->restart()) {
-        noteDamage();
+    if (index < decoder_->nextRow() - capacity_) {
+        restart();
     }
-    while (decoder_->nextRow() <= index) {
+    while (decoder_->nextRow() <= index && index < wholeRows_) {
         decodeTo(slot(decoder_->nextRow()));
     }
-    std::memcpy(row, slot(index), rowSize_);
+    if (index < wholeRows_) {
+        std::memcpy(row, slot(index), rowSize_);
+    } else {
+        std::memset(row, 0, rowSize_);
+    }
     return true;
 }
 

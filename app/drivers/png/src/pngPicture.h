@@ -44,7 +44,8 @@ class PngPicture {
     [[nodiscard]] bool startKeeping();
     void decodeTo(std::uint8_t* row);
     [[nodiscard]] std::uint8_t* slot(int index) const;
-    void noteDamage();
+    void restart();
+    void lose(int from);
 
     struct Free {
         void operator()(std::uint8_t* memory) const { std::free(memory); }
@@ -53,6 +54,7 @@ class PngPicture {
     std::unique_ptr<PngDecoder> decoder_;
     std::size_t rowSize_;
     int capacity_;                               ///< rows that may be kept
+    int wholeRows_;                              ///< rows behind it are lost to damage
     std::unique_ptr<std::uint8_t[], Free> rows_; ///< ring of `capacity_` rows, null: none kept
     std::string damage_;
 };

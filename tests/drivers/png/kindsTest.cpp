@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: MIT
+// Every kind of PNG comes out as RGBA of 8 bits.
+#include "pngFixture.h"
+
+namespace {
+
+std::string nameOf(const PngKind& kind) {
+    return "colour type " + std::to_string(kind.colour) + ", depth " + std::to_string(kind.depth) +
+           (kind.interlaced ? ", interlaced" : "") + (kind.transparency ? ", tRNS" : "");
+}
+
+TEST_F(PngFilterTest, EveryKindComesOutAsHostPixels) {
+    const struct {
+        int colour;
+        std::vector<int> depths;
+        bool mayHaveTransparency;
+    } colours[] = {
+        {PNG_COLOR_TYPE_GRAY, {1, 2, 4, 8, 16}, true}, {PNG_COLOR_TYPE_PALETTE, {1, 2, 4, 8}, true},
+        {PNG_COLOR_TYPE_RGB, {8, 16}, true},           {PNG_COLOR_TYPE_GRAY_ALPHA, {8, 16}, false},
+        {PNG_COLOR_TYPE_RGB_ALPHA, {8, 16}, false},
+    };
+    for (const auto& c : colours) {
+        for (const int depth : c.depths) {
+            for (int option = 0; option < (c.mayHaveTransparency ? 4 : 2); ++option) {
+                PngKind kind{37, 11, c.colour, depth};
+                kind.interlaced = option % 2 != 0;
+                kind.transparency = option / 2 != 0;
+                SCOPED_TRACE(nameOf(kind));
+                const support::CaptureStderr said;
+                ASSERT_EQ(filter.read(folder.write("a.png", makePng(kind))), 0);
+                EXPECT_EQ(filter.bounds[2], kind.width);
+                EXPECT_EQ(filter.bounds[3], kind.height);
+                for (int y = 0; y < kind.height; ++y) { // from the bottom
+                    ASSERT_EQ(filter.line(y), expectedRow(kind, kind.height - 1 - y)) << y;
+                }
+                ASSERT_EQ(filter.read(folder / "a.png"), 0);
+                for (int k = 0; k < kind.height; ++k) { // from the top
+                    ASSERT_EQ(filter.line(kind.height - 1 - k), expectedRow(kind, k)) << k;
+                }
+                EXPECT_EQ(said.text(), "");
+            }
+        }
+    }
+}
+
+} // namespace

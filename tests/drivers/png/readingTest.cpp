@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: MIT
+// Rows in any order, with as much memory as a limit allows.
+#include "pngFixture.h"
+#include "pngPicture.h"
+
+#include <numeric>
+#include <random>
+
+namespace {
+
+using png_filter::PngPicture;
+
+constexpr PngKind kPicture{9, 20, PNG_COLOR_TYPE_RGB_ALPHA, 8};
+constexpr std::size_t kRow = 9 * 4;
+
+std::vector<int> order(const char* name) {
+    std::vector<int> rows(kPicture.height);
+    std::iota(rows.begin(), rows.end(), 0);
+    const std::string kind = name;
+    if (kind == "upwards") {
+        std::reverse(rows.begin(), rows.end());
+    } else if (kind == "every other") {
+        std::stable_partition(rows.begin(), rows.end(), [](int row) { return row % 2 != 0; });
+    } else if (kind == "shuffled") {
+        std::shuffle(rows.begin(), rows.end(), std::minstd_rand(7));
+    } else if (kind == "twice") {
+        rows.insert(rows.end(), rows.begin(), rows.end());
+    } else if (kind == "down, then up") {
+        rows.insert(rows.end(), rows.rbegin(), rows.rend());
+    }
+    return rows;
+}
+
+TEST_F(PngFilterTest, EveryOrderGivesEveryRowUnderEveryLimit) {
+    const auto path = folder.write("a.png", makePng(kPicture));
+    for (const char* name :
+         {"downwards", "upwards", "every other", "shuffled", "twice", "down, then up"}) {
+        for (const std::size_t keptRows : {0U, 1U, 2U, 7U, 19U, 20U, 1000U}) {
+            SCOPED_TRACE(std::string(name) + ", limit " + std::to_string(keptRows));
+            std::string reason;
+            const auto picture = PngPicture::open(path.c_str(), reason, keptRows * kRow);
+            ASSERT_TRUE(picture);
+            for (const int row : order(name)) {
+                std::string got(kRow, 'x');
+                ASSERT_TRUE(picture->readRow(row, reinterpret_cast<std::uint8_t*>(got.data())));
+                EXPECT_EQ(got, expectedRow(kPicture, row)) << row;
+            }
+            EXPECT_EQ(picture->damage(), "");
+        }
+    }
+}
+
+TEST_F(PngFilterTest, AnInterlacedPictureAboveTheLimitIsRefused) {
+    PngKind kind = kPicture;
+    kind.interlaced = true;
+    const auto path = folder.write("a.png", makePng(kind));
+    std::string reason;
+    EXPECT_TRUE(PngPicture::open(path.c_str(), reason, kRow * 20));
+    EXPECT_FALSE(PngPicture::open(path.c_str(), reason, kRow * 20 - 1));
+    EXPECT_NE(reason.find("interlaced"), std::string::npos) << reason;
+}
+
+TEST_F(PngFilterTest, AFileThatChangesUnderneathIsDamage) {
+    PngKind kind{90, 90}; // more than a stream reads ahead
+    const auto path = folder.write("a.png", makePng(kind));
+    std::string reason;
+    const auto picture = PngPicture::open(path.c_str(), reason, 1);
+    ASSERT_TRUE(picture);
+    std::string row(90 * 4, 'x');
+    auto* out = reinterpret_cast<std::uint8_t*>(row.data());
+    ASSERT_TRUE(picture->readRow(89, out));
+    EXPECT_EQ(row, expectedRow(kind, 89));
+    kind.width = 91;
+    folder.write("a.png", makePng(kind));
+    ASSERT_TRUE(picture->readRow(0, out));
+    EXPECT_EQ(row, std::string(row.size(), '\0'));
+    EXPECT_EQ(picture->damage(), "the file has changed");
+    ASSERT_TRUE(picture->readRow(89, out));
+    EXPECT_EQ(row, std::string(row.size(), '\0'));
+}
+
+TEST_F(PngFilterTest, AWholePictureAtOnceHasHostLineInRowOrder) {
+    ASSERT_EQ(filter.read(folder.write("a.png", makePng(kPicture))), 0);
+    std::string block(kRow * 20, 'x');
+    for (int round = 0; round < 2; ++round) {
+        ASSERT_EQ(filter.getAll(block), 0);
+        for (int y = 0; y < kPicture.height; ++y) {
+            EXPECT_EQ(block.substr(static_cast<std::size_t>(y) * kRow, kRow),
+                      expectedRow(kPicture, kPicture.height - 1 - y))
+                << y;
+        }
+    }
+}
+
+TEST_F(PngFilterTest, LinesOutsideAndSmallBlocksAreRefused) {
+    ASSERT_EQ(filter.read(folder.write("a.png", makePng(kPicture))), 0);
+    std::string small(kRow - 1, 'u');
+    std::string line(kRow, 'u');
+    std::string cache(kRow * 20 - 1, 'u');
+    EXPECT_EQ(filter.get(small, 0), -1);
+    EXPECT_EQ(filter.getAll(cache), -1);
+    for (const long y : {-1L, 20L, 2147483647L, -2147483648L}) {
+        EXPECT_EQ(filter.get(line, y), -1) << y;
+    }
+    EXPECT_EQ(small + line + cache, std::string(small.size() + line.size() + cache.size(), 'u'));
+    EXPECT_EQ(filter.put(line, 0), -1) << "open for reading";
+    EXPECT_EQ(filter.putAll(std::string(kRow * 20, 'u')), -1);
+    EXPECT_EQ(filter.disconnectFromFile(), 0) << "nothing was written";
+    EXPECT_EQ(filter.get(line, 0), -1) << "nothing open";
+}
+
+} // namespace
