@@ -164,6 +164,14 @@ void freeze() {
     raise(SIGSTOP);
 }
 
+void freezeAtPut() {
+    if (asked.datacmd[ipc::kWordClass] == ipc::kClassAction && isPut(code())) {
+        raise(SIGSTOP);
+    } else {
+        answerWell();
+    }
+}
+
 void answerWrongCode() {
     sendStatus(1999);
 }
@@ -232,6 +240,7 @@ constexpr Behaviour kBehaviours[] = {
     {"killsItself", killItself},
     {"hangsUp", hangUp},
     {"freezes", freeze},
+    {"freezesAtPut", freezeAtPut},
     {"wrongCode", answerWrongCode},
     {"tooMany", answerTooMany},
     {"claimsStrings", claimStrings},

@@ -1,0 +1,146 @@
+// SPDX-License-Identifier: MIT
+// The command line as such: exit statuses, what is said where, drivers, query and info.
+#include "commandTesting.h"
+#include "support/pictureFiles.h"
+
+#include <array>
+#include <nlohmann/json.hpp>
+
+namespace {
+
+using commandTesting::CommandTest;
+using commandTesting::contains;
+using commandTesting::Ended;
+
+TEST_F(CommandTest, usageErrorsExitWith2AndSayNothingOnStdout) {
+    const std::vector<std::vector<std::string>> lines = {
+        {},
+        {"nosuch"},
+        {"query"},
+        {"query", "a", "b"},
+        {"info"},
+        {"info", "--jsn", "a"},
+        {"convert", "a"},
+        {"convert", "a", "b", "c"},
+        {"drivers", "--timeout", "soon"},
+        {"drivers", "--timeout", "0"},
+    };
+    for (const auto& line : lines) {
+        const Ended ended = run(line);
+        SCOPED_TRACE(testing::PrintToString(line));
+        EXPECT_EQ(ended.exit, 2);
+        EXPECT_EQ(ended.out, "");
+        EXPECT_NE(ended.err, "");
+    }
+}
+
+TEST_F(CommandTest, helpAndVersionAreNoFailures) {
+    EXPECT_EQ(run({"--version"}).exit, 0);
+    for (const char* subcommand : {"drivers", "query", "info", "convert"}) {
+        const Ended ended = run({subcommand, "--help"});
+        EXPECT_EQ(ended.exit, 0) << subcommand;
+        EXPECT_TRUE(contains(ended.out, subcommand));
+    }
+}
+
+TEST_F(CommandTest, driversListsWhatIsBesideItAndInOtherFolders) {
+    const Ended own = run({"drivers"});
+    EXPECT_EQ(own.exit, 0) << own.err;
+    for (const char* driver : {"nullFilter", "pngFilter", "softimageFilter  SOFTIMAGE Inc."}) {
+        EXPECT_TRUE(contains(own.out, driver));
+    }
+    const Ended more = run({"drivers", "--driver-dir", driverFolder({"echo", "dies"})});
+    EXPECT_EQ(more.exit, 3) << "one could not be started";
+    EXPECT_TRUE(contains(more.out, "echoFilter       1025-0          1033-0     1039-1  1039-2"));
+    EXPECT_TRUE(contains(more.out, "softimageFilter"));
+    EXPECT_TRUE(contains(more.err, "diesFilter"));
+    EXPECT_TRUE(contains(more.err, "(exit status 7): no licence found\n"));
+}
+
+TEST_F(CommandTest, queryShowsAllSixteenAnswers) {
+    const Ended ended = run({"query", "softimageFilter"});
+    EXPECT_EQ(ended.exit, 0) << ended.err;
+    for (const char* row :
+         {"\n1024  access modes", "\n1025  vendor name                 \"SOFTIMAGE Inc.\"\n",
+          "\n1026  format count                1\n", "\n1027  current format",
+          "0: 4 channels of 8 bits (0x40 0x20 0x10 0x08); 1: 1 channel of 1 bit (0x02)\n",
+          "\n1029  bounds", "\n1030  tiling                      1, 1\n", "\n1031  stamp bounds",
+          "\n1032  current cell", "\n1033  format name", "\n1034  start cell", "\n1035  end cell",
+          "\n1036  default pre-read command    \"\"\n", "\n1037  default post-write command",
+          "\n1038  write direction             8\n",
+          "prefix \"test.\", extension \".pic\", number 1, template \"%s.%d.pic\"\n"}) {
+        EXPECT_TRUE(contains(ended.out, row));
+    }
+    EXPECT_EQ(run({"query", std::string(TDR_BIN_DIR) + "/nullFilter"}).exit, 0);
+}
+
+TEST_F(CommandTest, aDriverThatFailsExitsWith3AndItsReason) {
+    const std::string folder = driverFolder({"dies", "exits", "freezes", "refuses"});
+    struct Case {
+        const char* driver;
+        int exit;
+        const char* says;
+    };
+    const Case cases[] = {
+        {"noneFilter", 3, "noneFilter: no such driver"},
+        {"/nowhere/aFilter", 3, "No such file or directory"},
+        {"diesFilter", 3, "(exit status 7): no licence found"},
+        {"exitsFilter", 3, "access modes: the driver died (exit status 9): out of ideas"},
+        {"freezesFilter", 3, "access modes: no answer within 1 s"},
+    };
+    for (const Case& c : cases) {
+        const Ended ended = run({"query", c.driver, "--driver-dir", folder, "--timeout", "1"});
+        EXPECT_EQ(ended.exit, c.exit) << c.driver;
+        EXPECT_TRUE(contains(ended.err, c.says));
+        EXPECT_EQ(ended.out, "");
+    }
+    const Ended refused = run({"query", "refusesFilter", "--driver-dir", folder});
+    EXPECT_EQ(refused.exit, 1) << "it is alive and answers";
+    EXPECT_TRUE(contains(refused.out, "cannot do that"));
+}
+
+TEST_F(CommandTest, infoTellsWhoReadsAFileAndItsSize) {
+    const auto pic = files().write("a.pic", support::rawPic(2, 1, 0xE0, "abcdef"));
+    const auto tag = files().write("m.tag", support::tag(10, 1, 3, {0, 0, 0}));
+    const auto text = run({"info", pic, tag, sample("cutout.png")});
+    EXPECT_EQ(text.exit, 0) << text.err;
+    EXPECT_TRUE(contains(text.out, pic + ": picture\n  size      2 x 1\n"));
+    EXPECT_TRUE(contains(text.out, "3 channels of 1 bit (0x02 0x02 0x02)"));
+    EXPECT_TRUE(contains(text.out, "pngFilter (Tarvo Works, PNG)"));
+
+    const auto json = run({"info", "--json", pic, in("none.pic"), tag});
+    EXPECT_EQ(json.exit, 1) << "one file failed";
+    EXPECT_TRUE(contains(json.err, "none.pic: No such file or directory"));
+    const auto all = nlohmann::json::parse(json.out);
+    ASSERT_EQ(all.size(), 3U);
+    EXPECT_EQ(all[0]["file"], pic);
+    EXPECT_EQ(all[0]["kind"], "picture");
+    EXPECT_EQ(all[0]["driver"], "softimageFilter");
+    EXPECT_EQ(all[0]["width"], 2);
+    EXPECT_EQ(all[0]["height"], 1);
+    EXPECT_EQ(all[0]["matte"], false);
+    EXPECT_EQ(all[0]["format"]["channels"], (std::vector{0x40, 0x20, 0x10, 0x08}));
+    EXPECT_EQ(all[1]["error"], in("none.pic") + ": No such file or directory");
+    EXPECT_EQ(all[2]["matte"], true);
+    EXPECT_EQ(all[2]["format"]["depths"], (std::vector{1, 1}));
+}
+
+TEST_F(CommandTest, stdoutThatTakesNothingIsReported) {
+    const base::UniqueFd device(open("/dev/full", O_WRONLY | O_CLOEXEC));
+    const Ended full = run({"drivers"}, {.stdoutFd = device.get()});
+    EXPECT_EQ(full.exit, 1);
+    EXPECT_TRUE(contains(full.err, "standard output: No space left on device"));
+}
+
+TEST_F(CommandTest, aReaderThatHasSeenEnoughIsNoFailure) {
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
+    const base::UniqueFd writeEnd(ends[1]);
+    close(ends[0]);
+    const Ended ended = run({"drivers"}, {.stdoutFd = writeEnd.get()});
+    EXPECT_EQ(ended.signal, 0);
+    EXPECT_EQ(ended.exit, 0);
+    EXPECT_EQ(ended.err, "");
+}
+
+} // namespace
