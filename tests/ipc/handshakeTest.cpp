@@ -1,0 +1,177 @@
+// SPDX-License-Identifier: MIT
+// The child's half of the handshake against a parent that follows a script.
+#include "IPC_LinkIrix.h"
+#include "ipcTesting.h"
+#include "ipc_socket.h"
+#include "support/captureStderr.h"
+#include "support/leakCounters.h"
+
+#include <cerrno>
+#include <functional>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <thread>
+
+using namespace testing_ipc;
+using namespace std::string_literals;
+using support::CaptureStderr;
+
+namespace {
+
+/// Listens, takes one connection, reads the init request and does as it was told with the socket.
+class ScriptedParent {
+  public:
+    using Script = std::function<void(int fd)>;
+
+    explicit ScriptedParent(Script script) : listener_(createsocket(&port_)) {
+        thread_ = std::thread([this, script = std::move(script)] {
+            const base::UniqueFd fd(accept(listener_.get(), nullptr, nullptr));
+            readsockdata(fd.get(), &request);
+            script(fd.get());
+            (void)takeAll(fd.get(), 0); // until the child has closed
+        });
+    }
+    ~ScriptedParent() { thread_.join(); }
+
+    [[nodiscard]] int port() const { return port_; }
+    IPC_DataPacket request{};
+
+  private:
+    unsigned short port_ = 0;
+    base::UniqueFd listener_;
+    std::thread thread_;
+};
+
+ScriptedParent::Script replies(short messageClass, short code, std::int32_t pid) {
+    return [=](int fd) {
+        IPC_DataPacket reply = packetOf({11, 12, 102, 39}, messageClass, code);
+        reply.numof_longs = 1;
+        reply.longdata[0] = pid;
+        sendsockdata(fd, &reply);
+    };
+}
+
+class Handshake : public testing::Test {
+  protected:
+    const KeepAction child_{SIGCHLD};
+    const KeepAction pipe_{SIGPIPE};
+};
+
+TEST_F(Handshake, TheRequestAndTheReplyIntroduceTheEnds) {
+    for (const short messageClass : {short{1}, short{3}, short{6}}) {
+        SCOPED_TRACE(messageClass);
+        std::signal(SIGCHLD, SIG_DFL);
+        ScriptedParent parent(replies(messageClass, 101, 4711));
+        {
+            const IPC_LinkIrix link(102, 39, parent.port());
+            EXPECT_EQ(link.linkStatus, 0);
+            EXPECT_EQ(link.peerId, 11);
+            EXPECT_EQ(link.peerSubId, 12);
+            EXPECT_EQ(link.parentPid, 4711);
+            EXPECT_EQ(link.signalMode, IPC_SIGNAL_OFF);
+            EXPECT_TRUE(ipc::isInSet(link.sockfd, &IPC_LinkIrix::scset));
+        }
+        EXPECT_TRUE(same(parent.request, packetOf({102, 39, -1, -1}, 3, 300)));
+        EXPECT_EQ(KeepAction::current(SIGCHLD), SIG_IGN);
+    }
+}
+
+TEST_F(Handshake, AnotherReplyIsAKillWhoseSenderIsStillNoted) {
+    ScriptedParent parent(replies(2, 201, 4711));
+    const CaptureStderr said;
+    const IPC_LinkIrix link(102, 39, parent.port());
+    EXPECT_EQ(link.linkStatus, 1);
+    EXPECT_EQ(link.peerId, 11);
+    EXPECT_EQ(link.parentPid, 4711);
+    EXPECT_EQ(said.text(), "getinitdata: Invalid init from parent, received 201 instead\n"
+                           "IPC_LinkIrix: Received kill from parent.\n");
+}
+
+TEST_F(Handshake, AParentThatHangsUpIsNotReady) {
+    ScriptedParent parent([](int fd) { shutdown(fd, SHUT_WR); });
+    const CaptureStderr said;
+    const IPC_LinkIrix link(102, 39, parent.port());
+    EXPECT_EQ(link.linkStatus, 1);
+    EXPECT_EQ(link.peerId, 0);
+    EXPECT_NE(said.text().find("received 0 instead\n"), std::string::npos);
+}
+
+TEST_F(Handshake, AGarbledReplyIsAnError) {
+    ScriptedParent parent([](int fd) { put(fd, "\xff\xff\xff\xff"); });
+    const CaptureStderr said;
+    const IPC_LinkIrix link(102, 39, parent.port());
+    EXPECT_EQ(link.linkStatus, 1);
+    EXPECT_NE(said.text().find("getinitdata: Error reading init data\n"
+                               "IPC_LinkIrix: Error reading init data.\n"),
+              std::string::npos);
+}
+
+TEST_F(Handshake, AReplyAfterTheFirstSecondIsNotSeen) {
+    ScriptedParent parent([](int fd) {
+        poll(nullptr, 0, 1500);
+        replies(1, 101, 4711)(fd);
+    });
+    const auto start = std::chrono::steady_clock::now();
+    const CaptureStderr said;
+    const IPC_LinkIrix link(102, 39, parent.port());
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(4900));
+    EXPECT_EQ(link.linkStatus, 1);
+    EXPECT_EQ(link.peerId, 102) << "the packet as it stands is the request";
+    EXPECT_EQ(said.text(), "IPC_LinkIrix: Error reading init data.\n");
+}
+
+TEST_F(Handshake, PortsThatAreNoneAreRefused) {
+    const auto before = support::openDescriptors();
+    for (const int port : {0, -1, 65536, 1 << 20}) {
+        const CaptureStderr said;
+        EXPECT_EQ(getservsock(port), -1) << port;
+        EXPECT_EQ(said.text(), "getservsock: Invalid portnumber of server\n");
+    }
+    EXPECT_EQ(support::openDescriptors(), before);
+}
+
+TEST_F(Handshake, APortWhereNobodyListensGivesNoLink) {
+    const base::UniqueFd taken(socket(AF_INET, SOCK_STREAM, 0)); // bound, but not listening
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    socklen_t size = sizeof address;
+    auto* const generic = reinterpret_cast<sockaddr*>(&address);
+    ASSERT_EQ(bind(taken.get(), generic, size), 0);
+    ASSERT_EQ(getsockname(taken.get(), generic, &size), 0);
+    const auto before = support::openDescriptors();
+    std::signal(SIGCHLD, SIG_DFL);
+    const std::string connecting =
+        "getservsock: connecting socket: "s + std::strerror(ECONNREFUSED) + "\n";
+    {
+        const CaptureStderr said;
+        const IPC_LinkIrix link(102, 39, ntohs(address.sin_port));
+        EXPECT_EQ(link.linkStatus, 1);
+        EXPECT_EQ(link.sockfd, -1);
+        EXPECT_EQ(said.text(), connecting + "IPC_LinkIrix: Error initializing socket to parent.\n");
+    }
+    EXPECT_EQ(KeepAction::current(SIGCHLD), SIG_DFL);
+    EXPECT_EQ(support::openDescriptors(), before);
+}
+
+TEST_F(Handshake, ARequestToAParentThatHasGoneFails) {
+    SocketPair pair;
+    pair.far.reset();
+    const CaptureStderr said;
+    IPC_DataPacket packet;
+    std::memset(&packet, 0x5a, sizeof packet);
+    EXPECT_EQ(sendinitrequest(102, 39, pair.near.get(), &packet), -1);
+    EXPECT_NE(said.text().find("sendinitrequest: Error while sending init data\n"),
+              std::string::npos);
+    EXPECT_EQ(packet.longdata[0], 0x5a5a5a5a) << "payload areas are left alone";
+}
+
+TEST_F(Handshake, AWaitOnABrokenSocketIsAnError) {
+    const CaptureStderr said;
+    IPC_DataPacket packet{};
+    EXPECT_EQ(getinitdata(102, 39, 255, &packet), -1);
+    EXPECT_EQ(said.text(), "getinitdata: select error\n: "s + std::strerror(EBADF) + "\n");
+    EXPECT_EQ(getinitdata(102, 39, 5000, &packet), -1);
+}
+
+} // namespace

@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: MIT
+// Vocabulary of the link's tests.
+#pragma once
+
+#include "IPC_Link.h"
+#include "base/uniqueFd.h"
+
+#include <array>
+#include <csignal>
+#include <cstring>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace testing_ipc {
+
+/// Two connected stream sockets.
+struct SocketPair {
+    base::UniqueFd near;
+    base::UniqueFd far;
+    explicit SocketPair(int type = SOCK_STREAM) {
+        int ends[2] = {-1, -1};
+        if (socketpair(AF_UNIX, type | SOCK_CLOEXEC, 0, ends) != 0) {
+            std::abort();
+        }
+        near.reset(ends[0]);
+        far.reset(ends[1]);
+    }
+};
+
+/// Sends bytes without being killed by a peer that has gone.
+inline void put(int fd, std::string_view bytes) {
+    (void)!send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+}
+
+/// All that can be read without waiting, or until the end of the stream.
+inline std::string takeAll(int fd, int flags = MSG_DONTWAIT) {
+    std::string all;
+    std::array<char, 8192> part{};
+    ssize_t got = 0;
+    while ((got = recv(fd, part.data(), part.size(), flags)) > 0) {
+        all.append(part.data(), static_cast<std::size_t>(got));
+    }
+    return all;
+}
+
+/// True when the other end has closed or shut down and nothing is left to read.
+inline bool atEnd(int fd) {
+    char byte = 0;
+    return recv(fd, &byte, 1, MSG_DONTWAIT) == 0;
+}
+
+inline bool same(const IPC_DataPacket& a, const IPC_DataPacket& b) {
+    return std::memcmp(&a, &b, sizeof a) == 0; // the record has no padding
+}
+
+/// An otherwise empty packet of this header.
+inline IPC_DataPacket packetOf(ipc::Ends ends, short messageClass, short code) {
+    IPC_DataPacket packet{};
+    ipc::fillHeader(packet, ends, messageClass, code);
+    return packet;
+}
+
+/// A signal's action, kept and brought back.
+class KeepAction {
+  public:
+    explicit KeepAction(int number) : number_(number) { sigaction(number, nullptr, &before_); }
+    ~KeepAction() { sigaction(number_, &before_, nullptr); }
+    KeepAction(const KeepAction&) = delete;
+    KeepAction& operator=(const KeepAction&) = delete;
+
+    [[nodiscard]] static auto current(int number) {
+        struct sigaction now {};
+        sigaction(number, nullptr, &now);
+        return now.sa_handler;
+    }
+
+  private:
+    int number_;
+    struct sigaction before_ {};
+};
+
+} // namespace testing_ipc

@@ -1,0 +1,338 @@
+// SPDX-License-Identifier: MIT
+// Starting real programs: those that behave and those that do not.
+#include "IPC_LinkIrix.h"
+#include "ipcTesting.h"
+#include "ipc_peer.h"
+#include "ipc_socket.h"
+#include "support/captureStderr.h"
+#include "support/leakCounters.h"
+#include "support/tempDir.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/wait.h>
+#include <thread>
+
+using namespace testing_ipc;
+using namespace std::string_literals;
+using namespace std::chrono_literals;
+using ipc::PeerFailure;
+using support::CaptureStderr;
+
+namespace {
+
+/// Longer than any test may take: a limit that must not be what ends a start.
+constexpr auto kAmple = 30s;
+
+class PeerStarting : public testing::Test {
+  protected:
+    void SetUp() override { before_ = support::openDescriptors(); }
+    void TearDown() override {
+        EXPECT_EQ(support::openDescriptors(), before_) << "descriptors left open";
+        std::signal(SIGCHLD, SIG_DFL);
+        while (waitpid(-1, nullptr, 0) > 0) {
+        }
+    }
+
+    /// Path of the test program under a name that tells it what to do.
+    std::string program(const std::string& behaviour) {
+        const std::string path = dir_ / behaviour;
+        std::filesystem::create_symlink(PEER_PROGRAM, path);
+        return path;
+    }
+
+    /// The same as a file of its own, of which nobody else executes a copy.
+    std::string ownProgram(const std::string& behaviour) {
+        const std::string path = dir_ / behaviour;
+        std::filesystem::copy_file(PEER_PROGRAM, path);
+        return path;
+    }
+
+    ipc::PeerOptions optionsFor(const std::string& path) {
+        ipc::PeerOptions options;
+        options.path = path;
+        options.localId = 7;
+        options.localSubId = 8;
+        options.limit = kAmple;
+        options.captureStderr = true;
+        return options;
+    }
+
+    support::TempDir dir_;
+    const KeepAction pipe_{SIGPIPE};
+
+  private:
+    std::set<std::string> before_;
+};
+
+/// All that comes out of a pipe until its last writer ends.
+std::string drain(const base::UniqueFd& pipe) {
+    std::string all;
+    char part[256];
+    ssize_t got = 0;
+    while ((got = read(pipe.get(), part, sizeof part)) > 0) {
+        all.append(part, static_cast<std::size_t>(got));
+    }
+    return all;
+}
+
+int exitStatusOf(pid_t pid) {
+    int status = 0;
+    EXPECT_EQ(waitpid(pid, &status, 0), pid);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+TEST_F(PeerStarting, AGoodPeerIsConnectedAndGreeted) {
+    ipc::PeerStart start = ipc::startPeer(optionsFor(program("good")));
+    ASSERT_EQ(start.failure, PeerFailure::None) << describe(start.failure);
+    EXPECT_EQ(start.peer.peerId, 102);
+    EXPECT_EQ(start.peer.peerSubId, 39);
+    EXPECT_GT(start.peer.socket.get(), 2);
+    pollfd ended{start.peer.pidFd.get(), POLLIN, 0};
+    EXPECT_EQ(poll(&ended, 1, 0), 0);
+    start.peer.socket.reset();
+    EXPECT_EQ(poll(&ended, 1, -1), 1);
+    EXPECT_EQ(exitStatusOf(start.peer.pid), 0) << "the peer saw no good reply";
+    EXPECT_EQ(drain(start.peer.stderrPipe), "");
+}
+
+TEST_F(PeerStarting, ThePeerStartsWithCleanSignalsAndDescriptors) {
+    std::signal(SIGPIPE, SIG_IGN);
+    const KeepAction child(SIGCHLD);
+    std::signal(SIGCHLD, SIG_IGN);
+    sigset_t some;
+    sigset_t mask;
+    sigemptyset(&some);
+    sigaddset(&some, SIGUSR1);
+    pthread_sigmask(SIG_BLOCK, &some, &mask);
+    const ipc::PeerStart start = ipc::startPeer(optionsFor(program("inherited")));
+    sigset_t after;
+    pthread_sigmask(SIG_SETMASK, &mask, &after);
+    ASSERT_EQ(start.failure, PeerFailure::None);
+    EXPECT_EQ(start.peer.peerId, 0) << "1 SIGCHLD ignored, 2 SIGPIPE ignored, 4 signals blocked";
+    const auto open = support::openDescriptors();
+    const auto before = std::count_if(open.begin(), open.end(), [](const std::string& fd) {
+        return fd.find("socket:") != std::string::npos && fcntl(std::stoi(fd), F_GETFD) == 0;
+    });
+    EXPECT_EQ(start.peer.peerSubId, before) << "sockets inherited";
+    EXPECT_EQ(sigismember(&after, SIGUSR1), 1);
+    EXPECT_EQ(KeepAction::current(SIGPIPE), SIG_IGN);
+    EXPECT_EQ(KeepAction::current(SIGCHLD), SIG_IGN);
+}
+
+struct BadPeer {
+    const char* behaviour;
+    std::chrono::milliseconds limit;
+    PeerFailure failure;
+    int exitStatus; ///< -1: it was ended, or nothing was started
+    const char* said;
+};
+constexpr BadPeer kBadPeers[] = {
+    {"dies", kAmple, PeerFailure::Died, 3, "no licence\n"},
+    {"never", 150ms, PeerFailure::Late, -1, ""},
+    {"silent", 150ms, PeerFailure::Late, -1, ""},
+    {"partial", 150ms, PeerFailure::Late, -1, ""},
+    {"garbage", kAmple, PeerFailure::Garbled, -1, ""},
+    {"kill", kAmple, PeerFailure::Refused, -1, ""},
+    {"unknown", kAmple, PeerFailure::UnknownRequest, -1, ""},
+    {"hangup", kAmple, PeerFailure::Died, 5, ""},
+};
+
+TEST_F(PeerStarting, ABadPeerIsEndedReapedAndExplained) {
+    for (const BadPeer& bad : kBadPeers) {
+        SCOPED_TRACE(bad.behaviour);
+        const CaptureStderr ours;
+        ipc::PeerOptions options = optionsFor(program(bad.behaviour));
+        options.limit = bad.limit;
+        const ipc::PeerStart start = ipc::startPeer(options);
+        EXPECT_EQ(start.failure, bad.failure) << describe(start.failure);
+        EXPECT_FALSE(start.peer.socket.valid());
+        EXPECT_FALSE(support::hasChildren());
+        EXPECT_EQ(drain(start.peer.stderrPipe).find(bad.said), 0U);
+        if (bad.exitStatus >= 0) {
+            ASSERT_TRUE(start.waitStatus.has_value());
+            EXPECT_EQ(WEXITSTATUS(*start.waitStatus), bad.exitStatus);
+        }
+        if (bad.failure == PeerFailure::UnknownRequest) {
+            EXPECT_EQ(start.code, 77);
+        }
+        EXPECT_EQ(ours.text(), "") << "the inner starter is silent";
+    }
+}
+
+TEST_F(PeerStarting, AProgramThatCannotBeExecutedAfterAllSaysWhy) {
+    const std::string path = dir_.write("broken", "#!/no/such/interpreter\n", 0755);
+    const ipc::PeerStart start = ipc::startPeer(optionsFor(path));
+    EXPECT_EQ(start.failure, PeerFailure::Died);
+    ASSERT_TRUE(start.waitStatus.has_value());
+    EXPECT_EQ(WEXITSTATUS(*start.waitStatus), 255);
+    EXPECT_EQ(drain(start.peer.stderrPipe),
+              "doexec: exec failed: "s + std::strerror(ENOENT) + "\n");
+}
+
+TEST_F(PeerStarting, WhatIsNotExecutableIsNotStarted) {
+    const std::pair<std::string, int> cases[] = {{dir_ / "missing", ENOENT},
+                                                 {dir_.write("plain", "text"), EACCES}};
+    for (const auto& [path, error] : cases) {
+        const ipc::PeerStart start = ipc::startPeer(optionsFor(path));
+        EXPECT_EQ(start.failure, PeerFailure::NotExecutable);
+        EXPECT_EQ(start.error, error);
+        const CaptureStderr said;
+        int pid = 99;
+        EXPECT_EQ(doexec(path.c_str(), IPC_EXEC_ALWAYS, &pid), -1);
+        EXPECT_EQ(pid, 99);
+        EXPECT_EQ(said.text(), "doexec:: "s + std::strerror(error) + "\n");
+    }
+}
+
+TEST_F(PeerStarting, TheGivenFaceGreetsAPeer) {
+    fd_set set;
+    FD_ZERO(&set);
+    int pid = -1;
+    short id = 0;
+    short subId = 0;
+    int fd = startsomeprocess(program("inherited").c_str(), IPC_EXEC_ALWAYS, 7, 8, &set, &pid, &id,
+                              &subId);
+    ASSERT_GT(fd, 2);
+    EXPECT_GT(pid, 0);
+    EXPECT_EQ(id, 1) << "the peer inherits that SIGCHLD is ignored";
+    EXPECT_TRUE(ipc::isInSet(fd, &set));
+    EXPECT_EQ(KeepAction::current(SIGCHLD), SIG_IGN);
+    EXPECT_EQ(closesock(&fd, &set), 0);
+}
+
+TEST_F(PeerStarting, TheGivenFaceTellsWhatWentWrong) {
+    struct Case {
+        const char* behaviour;
+        int result;
+        std::vector<std::string> lines;
+    };
+    const std::string reason = std::strerror(ESRCH);
+    const Case cases[] = {
+        {"dies",
+         -1,
+         {"no licence\n", "doexec: prctl: " + reason + "\n",
+          "startsomeprocess: Error initializing socket to \"%s\".\n"}},
+        {"kill", 0, {"startsomeprocess: Got kill.\n"}},
+        {"unknown", -1, {"startsomeprocess: Unknown init response (77) from '%s'.\n"}},
+        {"hangup", -1, {"startsomeprocess: Unknown init response (0) from '%s'.\n"}},
+        {"garbage",
+         -1,
+         {"waitforprocessresponse: Error while reading socket.\n",
+          "startsomeprocess: Error waiting for \"%s\".\n"}},
+    };
+    for (const Case& bad : cases) {
+        SCOPED_TRACE(bad.behaviour);
+        const std::string path = program(bad.behaviour);
+        fd_set set;
+        FD_ZERO(&set);
+        const fd_set empty = set;
+        int pid = -1;
+        short id = 0;
+        short subId = 0;
+        const CaptureStderr said;
+        EXPECT_EQ(startsomeprocess(path.c_str(), IPC_EXEC_ALWAYS, 7, 8, &set, &pid, &id, &subId),
+                  bad.result);
+        const std::string text = said.text();
+        for (std::string line : bad.lines) {
+            if (const auto at = line.find("%s"); at != std::string::npos) {
+                line.replace(at, 2, path);
+            }
+            EXPECT_NE(text.find(line), std::string::npos) << line << "not in\n" << text;
+        }
+        EXPECT_EQ(std::memcmp(&set, &empty, sizeof set), 0) << "a dead socket stays in the set";
+    }
+}
+
+TEST_F(PeerStarting, Mode0DoesNotStartARunningProgramAgain) {
+    const std::string path = ownProgram("good");
+    IPC_LinkIrix first(7, 8, IPC_EXEC_IF_NOT_RUNNING, IPC_SIGNAL_ON, path.c_str(), nullptr);
+    ASSERT_EQ(first.linkStatus, 0);
+    const CaptureStderr said;
+    int pid = 99;
+    EXPECT_EQ(doexec(path.c_str(), IPC_EXEC_IF_NOT_RUNNING, &pid), 0);
+    EXPECT_EQ(pid, 99);
+    EXPECT_EQ(said.text(), "");
+    const IPC_LinkIrix second(7, 8, IPC_EXEC_IF_NOT_RUNNING, IPC_SIGNAL_ON, path.c_str(), nullptr);
+    EXPECT_EQ(second.linkStatus, -2);
+    EXPECT_EQ(second.childPid, -1);
+    EXPECT_EQ(said.text(), "startsomeprocess:  \"" + path +
+                               "\" is already executing.\n"
+                               "IPC_LinkIrix: Client process is already executing.\n");
+}
+
+TEST_F(PeerStarting, ALinkStartsAProgramInADirectory) {
+    program("good");
+    const std::string dir = dir_.path().string();
+    IPC_LinkIrix link(7, 8, IPC_EXEC_ALWAYS, IPC_SIGNAL_ON, "good", dir.c_str());
+    ASSERT_EQ(link.linkStatus, 0);
+    EXPECT_STREQ(link.clientName.get(), "good");
+    EXPECT_EQ(link.clientDir.get(), dir);
+    EXPECT_EQ(link.peerId, 102);
+    EXPECT_EQ(link.peerSubId, 39);
+    EXPECT_GT(link.childPid, 0);
+    const int fd = link.sockfd;
+    link.connect("/no/such/program", IPC_EXEC_ALWAYS);
+    EXPECT_EQ(link.sockfd, fd) << "a connected link stays as it is";
+
+    const CaptureStderr said;
+    const IPC_LinkIrix none(7, 8, IPC_EXEC_ALWAYS, IPC_SIGNAL_ON, "/no/such/program", "");
+    EXPECT_EQ(none.linkStatus, -1);
+    EXPECT_EQ(none.clientDir, nullptr);
+    EXPECT_NE(said.text().find("IPC_LinkIrix: Error starting client.\n"), std::string::npos);
+    const IPC_LinkIrix refused(7, 8, IPC_EXEC_ALWAYS, IPC_SIGNAL_ON, program("kill").c_str(),
+                               nullptr);
+    EXPECT_EQ(refused.linkStatus, -3);
+    EXPECT_GT(refused.childPid, 0);
+}
+
+TEST_F(PeerStarting, ARunningProcessIsAskedToConnect) {
+    struct Case {
+        const char* name;
+        short messageClass, code;
+        int sign; ///< of the result
+        const char* said;
+    };
+    const Case cases[] = {
+        {"init request of any class", 6, 300, 1, ""},
+        {"kill of any class", 6, 201, 0, "connecttoprocess: Got kill.\n"},
+        {"something else", 3, 101, -1,
+         "connecttoprocess: Unknown init response.Received 101 instead of IPC_INITDATARDY.\n"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const SocketPair server;
+        IPC_DataPacket request{};
+        IPC_DataPacket reply{};
+        std::thread process([&] {
+            readsockdata(server.far.get(), &request);
+            const base::UniqueFd fd(getservsock(request.longdata[0]));
+            IPC_DataPacket answer = packetOf({5, 6, 1, 2}, c.messageClass, c.code);
+            sendsockdata(fd.get(), &answer);
+            readsockdata(fd.get(), &reply);
+        });
+        fd_set set;
+        FD_ZERO(&set);
+        const CaptureStderr said;
+        int fd = connecttoprocess(1, 2, 5, 6, server.near.get(), &set);
+        process.join();
+        EXPECT_EQ((fd > 0) - (fd < 0), c.sign);
+        EXPECT_EQ(said.text(), c.said);
+        IPC_DataPacket expected = packetOf({1, 2, 5, 6}, 4, 402);
+        expected.numof_longs = 1;
+        expected.longdata[0] = request.longdata[0];
+        EXPECT_TRUE(same(request, expected));
+        if (fd > 0) {
+            expected = packetOf({1, 2, 5, 6}, 3, 101);
+            expected.numof_longs = 1;
+            expected.longdata[0] = getpid();
+            EXPECT_TRUE(same(reply, expected));
+            EXPECT_EQ(closesock(&fd, &set), 0);
+        }
+    }
+}
+
+} // namespace

@@ -1,0 +1,216 @@
+// SPDX-License-Identifier: MIT
+// Descriptor sets: who is ready first, what ends a wait, how sets are ended.
+#include "ipcTesting.h"
+#include "ipc_socket.h"
+#include "support/captureStderr.h"
+#include "support/leakCounters.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/time.h>
+
+using namespace testing_ipc;
+using namespace std::string_literals;
+using support::CaptureStderr;
+
+namespace {
+
+constexpr auto kOtherQueueMode = static_cast<IPC_QUEUE_MODE>(2);
+
+/// A set of these descriptors.
+struct Set : fd_set {
+    Set(std::initializer_list<int> fds) : fd_set{} {
+        FD_ZERO(this);
+        for (const int fd : fds) {
+            EXPECT_TRUE(ipc::addToSet(fd, this));
+        }
+    }
+};
+
+int poll(fd_set* set, IPC_QUEUE_MODE queueMode = IPC_QUEUE_SOCKETS) {
+    return getsockfd(set, queueMode, IPC_BLOCKING_TIMED, 0, 0);
+}
+
+/// A copy of `fd` with at least this number.
+base::UniqueFd highCopy(int fd, int atLeast) {
+    return base::UniqueFd(fcntl(fd, F_DUPFD_CLOEXEC, atLeast));
+}
+
+TEST(Wait, TheLowestReadySocketWins) {
+    const SocketPair a;
+    const SocketPair b;
+    const int low = std::min(a.near.get(), b.near.get());
+    const int high = std::max(a.near.get(), b.near.get());
+    Set set{low, high};
+    EXPECT_EQ(poll(&set), -2);
+    put(a.far.get(), "x");
+    EXPECT_EQ(poll(&set), a.near.get());
+    put(b.far.get(), "x");
+    EXPECT_EQ(poll(&set), low);
+    EXPECT_EQ(getsockfd(&set, IPC_QUEUE_SOCKETS, IPC_BLOCKING_FOREVER, 0, 0), low);
+    EXPECT_TRUE(ipc::isInSet(low, &set) && ipc::isInSet(high, &set)) << "the set was changed";
+}
+
+TEST(Wait, ATimedWaitEndsAlsoUnderSignals) {
+    const KeepAction alarm(SIGALRM);
+    struct sigaction interrupt {};
+    interrupt.sa_handler = [](int) {};
+    sigaction(SIGALRM, &interrupt, nullptr);
+    const itimerval often{{0, 5000}, {0, 5000}};
+    setitimer(ITIMER_REAL, &often, nullptr);
+    const SocketPair pair;
+    Set set{pair.near.get()};
+    EXPECT_EQ(getsockfd(&set, IPC_QUEUE_SOCKETS, IPC_BLOCKING_TIMED, 0, 50000), -2);
+    const itimerval never{};
+    setitimer(ITIMER_REAL, &never, nullptr);
+}
+
+TEST(Wait, AClosedDescriptorIsAnError) {
+    SocketPair pair;
+    Set set{pair.near.get()};
+    const CaptureStderr said; // opened before, so that it does not take the number
+    pair.near.reset();
+    EXPECT_EQ(poll(&set), -1);
+    EXPECT_EQ(said.text(), "getsockfd: select: "s + std::strerror(EBADF) + "\n");
+}
+
+TEST(Wait, SetsHoldDescriptors0To255) {
+    fd_set set;
+    FD_ZERO(&set);
+    const fd_set empty = set;
+    for (const int fd : {-1, 256, 1023, 1024, 1000000}) {
+        EXPECT_FALSE(ipc::addToSet(fd, &set)) << fd;
+        EXPECT_FALSE(ipc::isInSet(fd, &set)) << fd;
+        ipc::removeFromSet(fd, &set);
+    }
+    EXPECT_EQ(std::memcmp(&set, &empty, sizeof set), 0);
+    EXPECT_TRUE(ipc::addToSet(255, &set));
+    EXPECT_TRUE(ipc::isInSet(255, &set));
+    ipc::removeFromSet(255, &set);
+    EXPECT_EQ(std::memcmp(&set, &empty, sizeof set), 0);
+}
+
+TEST(Wait, AReadyDescriptorBeyond255IsNotFound) {
+    const SocketPair pair;
+    const base::UniqueFd high = highCopy(pair.near.get(), 256);
+    ASSERT_TRUE(high.valid());
+    fd_set set;
+    FD_ZERO(&set);
+    FD_SET(high.get(), &set);
+    put(pair.far.get(), "x");
+    EXPECT_EQ(poll(&set), -2);
+    const CaptureStderr said;
+    EXPECT_EQ(getsockfd(&set, IPC_QUEUE_SOCKETS, IPC_BLOCKING_FOREVER, 0, 0), -1);
+    EXPECT_EQ(said.text(), "getsockgd: False condition\n");
+}
+
+TEST(Wait, TheEventQueueEndsAWaitWhenAskedFor) {
+    const SocketPair sockets;
+    const SocketPair queue;
+    Set set{sockets.near.get()};
+    put(queue.far.get(), "event");
+    EXPECT_EQ(poll(&set, kOtherQueueMode), -2) << "there is no event queue yet";
+    setEventQueueFd(queue.near.get());
+    EXPECT_EQ(poll(&set, IPC_QUEUE_SOCKETS), -2);
+    EXPECT_EQ(poll(&set, kOtherQueueMode), 0);
+    EXPECT_EQ(poll(&set, IPC_QUEUE_AND_SOCKETS), 0);
+    {
+        const CaptureStderr said;
+        IPC_DataPacket packet{};
+        EXPECT_EQ(waitforprocessresponse(&packet, &set, kOtherQueueMode), 0);
+        EXPECT_EQ(said.text(), "waitforprocessresponse: Got a NULL (gl event pending)\n");
+    }
+    put(sockets.far.get(), "x");
+    EXPECT_EQ(poll(&set, kOtherQueueMode), sockets.near.get()) << "sockets go before events";
+    setEventQueueFd(1024);
+    {
+        const CaptureStderr said;
+        EXPECT_EQ(poll(&set, kOtherQueueMode), -1);
+        EXPECT_EQ(said.text(), "getsockfd:  qgetfd failed: "s + std::strerror(EBADF) + "\n");
+    }
+    setEventQueueFd(-1);
+}
+
+TEST(Wait, AResponseIsReadFromTheSocketThatIsReady) {
+    const SocketPair quiet;
+    const SocketPair busy;
+    Set set{quiet.near.get(), busy.near.get()};
+    IPC_DataPacket sent = packetOf({1, 2, 3, 4}, 1, 101);
+    ASSERT_EQ(sendsockdata(busy.far.get(), &sent), 0);
+    IPC_DataPacket packet{};
+    EXPECT_EQ(waitforprocessresponse(&packet, &set, IPC_QUEUE_SOCKETS), busy.near.get());
+    EXPECT_TRUE(same(packet, sent));
+
+    put(quiet.far.get(), "\xff\xff\xff\xff");
+    const CaptureStderr said;
+    EXPECT_EQ(waitforprocessresponse(&packet, &set, IPC_QUEUE_SOCKETS), -1);
+    EXPECT_NE(said.text().find("waitforprocessresponse: Error while reading socket.\n"),
+              std::string::npos);
+}
+
+TEST(Wait, AResponseFromABrokenSetIsAnError) {
+    SocketPair pair;
+    Set set{pair.near.get()};
+    const CaptureStderr said; // opened before, so that it does not take the number
+    pair.near.reset();
+    IPC_DataPacket packet{};
+    EXPECT_EQ(waitforprocessresponse(&packet, &set, IPC_QUEUE_SOCKETS), -1);
+    EXPECT_NE(said.text().find("waitforprocessresponse: General error getting ready fd.\n"),
+              std::string::npos);
+}
+
+TEST(Wait, KillsocksTellsAllAndEmptiesTheSet) {
+    const KeepAction pipe(SIGPIPE);
+    const auto before = support::openDescriptors();
+    {
+        SocketPair pairs[3];
+        fd_set set;
+        FD_ZERO(&set);
+        for (SocketPair& pair : pairs) {
+            ASSERT_TRUE(ipc::addToSet(pair.near.get(), &set));
+        }
+        pairs[1].far.reset();
+        const CaptureStderr said;
+        killsocks(7, 8, &set);
+        const std::string line =
+            "Error while sending kill to " + std::to_string(pairs[1].near.get()) + "\n";
+        const std::string text = said.text();
+        EXPECT_NE(text.find(line), std::string::npos);
+        EXPECT_EQ(text.find("Error while", text.find(line) + 1), std::string::npos);
+        for (SocketPair& pair : pairs) {
+            EXPECT_FALSE(ipc::isInSet(pair.near.get(), &set));
+            EXPECT_EQ(fcntl(pair.near.release(), F_GETFD), -1) << "not closed";
+        }
+        for (const int i : {0, 2}) {
+            IPC_DataPacket packet{};
+            ASSERT_EQ(readsockdata(pairs[i].far.get(), &packet), 0);
+            EXPECT_TRUE(same(packet, packetOf({7, 8, -1, -1}, 2, 400)));
+        }
+    }
+    EXPECT_EQ(support::openDescriptors(), before);
+}
+
+TEST(Wait, ClosesockClosesOnlyWhatIsInTheSet) {
+    SocketPair pair;
+    Set set{pair.near.get()};
+    int none = -1;
+    EXPECT_EQ(closesock(&none, &set), -1);
+    int other = pair.far.get();
+    {
+        const CaptureStderr said;
+        EXPECT_EQ(closesock(&other, &set), -1);
+        int huge = 70000;
+        EXPECT_EQ(closesock(&huge, &set), -1);
+        EXPECT_EQ(said.text(), "closesock: fd not set\nclosesock: fd not set\n");
+    }
+    EXPECT_NE(fcntl(other, F_GETFD), -1);
+    int fd = pair.near.release();
+    const int number = fd;
+    EXPECT_EQ(closesock(&fd, &set), 0);
+    EXPECT_EQ(fd, number);
+    EXPECT_FALSE(ipc::isInSet(number, &set));
+    EXPECT_TRUE(atEnd(pair.far.get()));
+}
+
+} // namespace

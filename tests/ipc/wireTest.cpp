@@ -1,0 +1,420 @@
+// SPDX-License-Identifier: MIT
+// Packets as bytes: the layout by hand, every count, every truncation, every failure's text.
+#include "ipcTesting.h"
+#include "ipc_socket.h"
+#include "ipc_wire.h"
+#include "support/captureStderr.h"
+
+#include <cerrno>
+#include <climits>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/time.h>
+#include <sys/wait.h>
+#include <vector>
+
+using namespace testing_ipc;
+using namespace std::string_literals;
+using namespace std::string_view_literals;
+using support::CaptureStderr;
+
+namespace {
+
+/// Set pixel format, without payload.
+constexpr std::string_view kEmptyWire = "\0\0\0\6" // command words
+                                        "\0\x66\0\x27\xff\xff\xff\xfe\0\4\5\x90"
+                                        "\0\0\0\0"    // strings
+                                        "\0\0\0\0"    // characters
+                                        "\0\0\0\0"    // longs
+                                        "\0\0\0\0"sv; // floats
+
+constexpr std::string_view kFullWire = "\0\0\0\6"
+                                       "\0\x66\0\x27\xff\xff\xff\xfe\0\4\5\x90"
+                                       "\0\0\0\1"
+                                       "\0\0\0\3Hi\0"
+                                       "\0\0\0\2\0\1\2\3\xff\xff\xff\xfe"
+                                       "\0\0\0\1\x3f\xc0\0\0"sv;
+
+IPC_DataPacket emptyPacket() {
+    return packetOf({102, 39, -1, -2}, 4, 1424);
+}
+
+IPC_DataPacket fullPacket() {
+    IPC_DataPacket packet = emptyPacket();
+    packet.numof_strings = 1;
+    packet.numof_chars = 3;
+    std::memcpy(packet.chardata, "Hi", 3);
+    packet.numof_longs = 2;
+    packet.longdata[0] = 0x00010203;
+    packet.longdata[1] = -2;
+    packet.numof_floats = 1;
+    packet.floatdata[0] = 1.5F;
+    return packet;
+}
+
+IPC_DataPacket noise() {
+    IPC_DataPacket packet;
+    std::memset(&packet, 0x5a, sizeof packet);
+    return packet;
+}
+
+/// The five counts: where the packet has them, where the wire form of a packet without payload has
+/// them, and the most that they may be.
+struct CountRow {
+    const char* name;
+    std::int32_t IPC_DataPacket::*member;
+    std::size_t wireOffset;
+    std::int32_t capacity;
+};
+constexpr CountRow kCounts[] = {
+    {"numof_cmds", &IPC_DataPacket::numof_cmds, 0, 256},
+    {"numof_strings", &IPC_DataPacket::numof_strings, 16, 2048},
+    {"numof_chars", &IPC_DataPacket::numof_chars, 20, 2048},
+    {"numof_longs", &IPC_DataPacket::numof_longs, 24, 256},
+    {"numof_floats", &IPC_DataPacket::numof_floats, 28, 256},
+};
+
+std::vector<std::int32_t> badValues(const CountRow& row) {
+    return {-1, row.capacity + 1, INT_MIN, INT_MAX, 0x00010000};
+}
+
+std::string nameAndCount(const CountRow& row, std::int32_t count) {
+    std::string text = row.name;
+    text += ' ';
+    return text += std::to_string(count);
+}
+
+TEST(Wire, PacketsHaveTheBytesOfTheLayout) {
+    const std::pair<IPC_DataPacket, std::string_view> cases[] = {{emptyPacket(), kEmptyWire},
+                                                                 {fullPacket(), kFullWire}};
+    for (const auto& [packet, wire] : cases) {
+        const SocketPair pair;
+        IPC_DataPacket sent = packet;
+        EXPECT_EQ(sendsockdata(pair.near.get(), &sent), 0);
+        EXPECT_EQ(takeAll(pair.far.get()), wire);
+        put(pair.near.get(), wire);
+        IPC_DataPacket received = noise();
+        EXPECT_EQ(readsockdata(pair.far.get(), &received), 0);
+        EXPECT_TRUE(same(received, packet)) << wire.size() << " bytes";
+    }
+    EXPECT_EQ(kEmptyWire.size(), 32U);
+}
+
+TEST(Wire, EachFieldIsOneWriteOfItsSize) {
+    const std::pair<IPC_DataPacket, std::vector<long>> cases[] = {
+        {emptyPacket(), {4, 12, 4, 4, 4, 4}}, {fullPacket(), {4, 12, 4, 4, 3, 4, 8, 4, 4}}};
+    for (const auto& [packet, sizes] : cases) {
+        const SocketPair pair(SOCK_SEQPACKET); // keeps the borders between writes
+        IPC_DataPacket sent = packet;
+        ASSERT_EQ(sendsockdata(pair.near.get(), &sent), 0);
+        std::vector<long> writes;
+        char part[4096];
+        long got = 0;
+        while ((got = recv(pair.far.get(), part, sizeof part, MSG_DONTWAIT)) > 0) {
+            writes.push_back(got);
+        }
+        EXPECT_EQ(writes, sizes);
+    }
+}
+
+TEST(Wire, EveryCountUpToItsCapacityCrosses) {
+    for (const CountRow& row : kCounts) {
+        for (const std::int32_t count : {0, 1, row.capacity - 1, row.capacity}) {
+            SCOPED_TRACE(nameAndCount(row, count));
+            const SocketPair pair;
+            IPC_DataPacket sent = fullPacket();
+            for (int i = 0; i < 256; ++i) {
+                sent.datacmd[i] = static_cast<short>(i * 251);
+                sent.longdata[i] = i * 0x00723456;
+                sent.floatdata[i] = static_cast<float>(i) / 3;
+            }
+            std::memset(sent.chardata, 'x', sizeof sent.chardata);
+            sent.*row.member = count;
+            ASSERT_EQ(sendsockdata(pair.near.get(), &sent), 0);
+            IPC_DataPacket received = noise();
+            ASSERT_EQ(readsockdata(pair.far.get(), &received), 0);
+            EXPECT_EQ(received.*row.member, count);
+            const auto cmds = static_cast<std::size_t>(sent.numof_cmds);
+            const auto longs = static_cast<std::size_t>(sent.numof_longs);
+            std::fill(sent.datacmd + cmds, std::end(sent.datacmd), short{0});
+            std::fill(sent.chardata + sent.numof_chars, std::end(sent.chardata), '\0');
+            std::fill(sent.longdata + longs, std::end(sent.longdata), 0);
+            std::fill(sent.floatdata + sent.numof_floats, std::end(sent.floatdata), 0.0F);
+            EXPECT_TRUE(same(received, sent));
+        }
+    }
+}
+
+TEST(Wire, BadCountsAreNotSent) {
+    for (const CountRow& row : kCounts) {
+        for (const std::int32_t count : badValues(row)) {
+            SCOPED_TRACE(nameAndCount(row, count));
+            const SocketPair pair;
+            const CaptureStderr said;
+            IPC_DataPacket packet = emptyPacket();
+            packet.*row.member = count;
+            EXPECT_EQ(sendsockdata(pair.near.get(), &packet), -1);
+            EXPECT_EQ(takeAll(pair.far.get()), "");
+            EXPECT_NE(said.text().find(nameAndCount(row, count)), std::string::npos);
+        }
+    }
+}
+
+TEST(Wire, BadCountsAreRefusedAndEndTheConnection) {
+    for (const CountRow& row : kCounts) {
+        for (const std::int32_t count : badValues(row)) {
+            SCOPED_TRACE(nameAndCount(row, count));
+            const SocketPair pair;
+            const CaptureStderr said;
+            std::string wire(kEmptyWire.substr(0, row.wireOffset)); // nothing after the bad count
+            for (const int shift : {24, 16, 8, 0}) {
+                wire += static_cast<char>(static_cast<unsigned>(count) >> shift);
+            }
+            put(pair.near.get(), wire);
+            IPC_DataPacket packet = noise();
+            EXPECT_EQ(readsockdata(pair.far.get(), &packet), -1);
+            EXPECT_NE(said.text().find(nameAndCount(row, count)), std::string::npos);
+            EXPECT_TRUE(atEnd(pair.near.get())) << "the connection is still open";
+        }
+    }
+}
+
+TEST(Wire, APacketCutAnywhereReadsAsItsBeginning) {
+    // Wire offset, size and place of each element of the full packet.
+    IPC_DataPacket expected{};
+    struct Element {
+        std::size_t offset, size;
+        void* place;
+    };
+    std::vector<Element> elements = {{0, 4, &expected.numof_cmds}};
+    for (std::size_t i = 0; i < 6; ++i) {
+        elements.push_back({4 + 2 * i, 2, &expected.datacmd[i]});
+    }
+    elements.insert(elements.end(), {{16, 4, &expected.numof_strings},
+                                     {20, 4, &expected.numof_chars},
+                                     {24, 1, &expected.chardata[0]},
+                                     {25, 1, &expected.chardata[1]},
+                                     {26, 1, &expected.chardata[2]},
+                                     {27, 4, &expected.numof_longs},
+                                     {31, 4, &expected.longdata[0]},
+                                     {35, 4, &expected.longdata[1]},
+                                     {39, 4, &expected.numof_floats},
+                                     {43, 4, &expected.floatdata[0]}});
+    for (std::size_t length = 0; length < kFullWire.size(); ++length) {
+        SCOPED_TRACE(length);
+        const SocketPair pair;
+        put(pair.near.get(), kFullWire.substr(0, length));
+        shutdown(pair.near.get(), SHUT_WR);
+        std::string padded(kFullWire.substr(0, length));
+        padded.resize(kFullWire.size(), '\0');
+        for (const Element& element : elements) {
+            std::uint32_t value = 0;
+            for (std::size_t i = 0; i < element.size; ++i) {
+                value = value << 8 | static_cast<unsigned char>(padded[element.offset + i]);
+            }
+            std::memcpy(element.place, &value, element.size); // the lowest byte comes first here
+        }
+        const CaptureStderr said;
+        IPC_DataPacket packet = noise();
+        EXPECT_EQ(readsockdata(pair.far.get(), &packet), 0);
+        EXPECT_TRUE(same(packet, expected));
+        EXPECT_EQ(said.text(), "");
+    }
+}
+
+TEST(Wire, ReadingTakesNothingOfTheNextPacket) {
+    const SocketPair pair;
+    put(pair.near.get(), std::string(kFullWire) + std::string(kEmptyWire) + std::string(kFullWire));
+    for (const IPC_DataPacket& expected : {fullPacket(), emptyPacket(), fullPacket()}) {
+        IPC_DataPacket packet = noise();
+        ASSERT_EQ(readsockdata(pair.far.get(), &packet), 0);
+        EXPECT_TRUE(same(packet, expected));
+    }
+}
+
+/// What a failure at each field says; cut: where the wire form of the full packet reaches it.
+struct FieldRow {
+    std::size_t cut;
+    bool pipeGoesUnmentioned;
+    const char* writeText;
+    const char* readText;
+};
+constexpr FieldRow kFields[] = {
+    {0, false, "sendsockdata: writing numof_cmds", "readsockdata: Error reading numof_cmds.\n"},
+    {4, false, "sendsockdata: writing datacmd", "readsockdata: Error reading datacmd.\n"},
+    {16, false, "sendsockdata: writing numof_strings",
+     "readsockdata: Error reading numof_strings.\n"},
+    {20, false, "sendsockdata: writing numof_chars", "readsockdata: Error reading numof_chars.\n"},
+    {24, false, "sendsockdata: writing chardata", "readsockdata: Error reading chardata\n"},
+    {27, false, "sendsockdata: writing numof_longs", "readsockdata: Error reading numof_longs\n"},
+    {31, true, "sendsockdata: writing longdata", "readsockdata: Error reading longdata\n"},
+    {39, false, "sendsockdata: writing numof_floats", "readsockdata: Error reading numof_floats\n"},
+    {43, true, "sendsockdata: writing floatdata", "readsockdata: Error reading floatdata\n"},
+};
+
+TEST(Wire, AFailedReadNamesItsField) {
+    for (const FieldRow& row : kFields) {
+        SCOPED_TRACE(row.readText);
+        SocketPair pair;
+        put(pair.near.get(), kFullWire.substr(0, row.cut));
+        put(pair.far.get(), "!"); // left unread, so that closing resets the connection
+        pair.near.reset();
+        const CaptureStderr said;
+        IPC_DataPacket packet{};
+        EXPECT_EQ(readsockdata(pair.far.get(), &packet), -1);
+        EXPECT_EQ(said.text(),
+                  "readbuf: read failure: "s + std::strerror(ECONNRESET) + "\n" + row.readText);
+    }
+}
+
+/// The write end of a pipe that takes `room` more writes and then fails with EAGAIN.
+class FullPipe {
+  public:
+    explicit FullPipe(std::size_t room) {
+        int ends[2] = {-1, -1};
+        if (pipe2(ends, O_DIRECT | O_NONBLOCK | O_CLOEXEC) != 0) {
+            std::abort();
+        }
+        read_.reset(ends[0]);
+        write_.reset(ends[1]);
+        while (write(write_.get(), "x", 1) == 1) {
+        }
+        char drained = 0;
+        while (room-- > 0 && read(read_.get(), &drained, 1) == 1) {
+        }
+    }
+    [[nodiscard]] int fd() const { return write_.get(); }
+
+  private:
+    base::UniqueFd read_;
+    base::UniqueFd write_;
+};
+
+TEST(Wire, AFailedWriteNamesItsFieldAndStopsThere) {
+    const KeepAction pipe(SIGPIPE);
+    for (std::size_t i = 0; i < std::size(kFields); ++i) {
+        const std::string line = kFields[i].writeText + ": "s + std::strerror(EAGAIN) + "\n";
+        SCOPED_TRACE(line);
+        IPC_DataPacket packet = fullPacket();
+        {
+            const FullPipe full(i);
+            const CaptureStderr said;
+            EXPECT_EQ(sendsockdata(full.fd(), &packet), -1);
+            EXPECT_EQ(said.text(), line);
+        }
+        const FullPipe full(i);
+        const CaptureStderr said;
+        no_pipe_kills();
+        raise(SIGPIPE); // pending, as if the pipe had broken
+        EXPECT_EQ(sendsockdata(full.fd(), &packet), -2);
+        EXPECT_EQ(said.text(), kFields[i].pipeGoesUnmentioned ? "" : line);
+    }
+}
+
+TEST(Wire, APeerThatHasGoneGivesMinusTwoAndNoSignal) {
+    const KeepAction pipe(SIGPIPE);
+    for (auto* const before : {SIG_DFL, SIG_IGN, sighandler_t{clogged}}) {
+        std::signal(SIGPIPE, before);
+        SocketPair pair;
+        pair.far.reset();
+        const CaptureStderr said;
+        IPC_DataPacket packet = emptyPacket();
+        EXPECT_EQ(sendsockdata(pair.near.get(), &packet), -2);
+        EXPECT_EQ(said.text(), "sendsockdata: writing numof_cmds: "s + std::strerror(EPIPE) + "\n");
+        EXPECT_EQ(KeepAction::current(SIGPIPE), SIG_DFL);
+        sigset_t mask;
+        pthread_sigmask(SIG_BLOCK, nullptr, &mask);
+        EXPECT_EQ(sigismember(&mask, SIGPIPE), 0);
+    }
+}
+
+TEST(Wire, ASignalDuringAPacketThatWentOutCountsToo) {
+    const KeepAction pipe(SIGPIPE);
+    const SocketPair pair;
+    no_pipe_kills();
+    raise(SIGPIPE);
+    IPC_DataPacket packet = emptyPacket();
+    EXPECT_EQ(sendsockdata(pair.near.get(), &packet), -2);
+    EXPECT_EQ(takeAll(pair.far.get()), kEmptyWire);
+    EXPECT_EQ(sendsockdata(pair.near.get(), &packet), 0) << "the flag outlived its packet";
+}
+
+TEST(Wire, KeepSigpipeBringsTheHostsHandlingBack) {
+    const KeepAction pipe(SIGPIPE);
+    std::signal(SIGPIPE, SIG_IGN);
+    const SocketPair pair;
+    IPC_DataPacket packet = emptyPacket();
+    {
+        const ipc::KeepSigpipe keep;
+        EXPECT_EQ(sendsockdata(pair.near.get(), &packet), 0);
+        EXPECT_EQ(KeepAction::current(SIGPIPE), SIG_DFL);
+    }
+    EXPECT_EQ(KeepAction::current(SIGPIPE), SIG_IGN);
+}
+
+TEST(Wire, ReadbufReadsWhatThereIs) {
+    SocketPair pair;
+    char buf[8] = {};
+    EXPECT_EQ(readbuf(pair.far.get(), buf, 0), 0);
+    EXPECT_EQ(readbuf(pair.far.get(), buf, -3), 0);
+    put(pair.near.get(), "abcde");
+    EXPECT_EQ(readbuf(pair.far.get(), buf, 2), 2);
+    pair.near.reset();
+    EXPECT_EQ(readbuf(pair.far.get(), buf, 8), 3);
+    EXPECT_STREQ(buf, "cde");
+    const CaptureStderr said;
+    EXPECT_EQ(readbuf(-1, buf, 1), -1);
+    EXPECT_EQ(said.text(), "readbuf: read failure: "s + std::strerror(EBADF) + "\n");
+}
+
+TEST(Wire, NoTcpDelaySetsTheOption) {
+    const base::UniqueFd fd(socket(AF_INET, SOCK_STREAM, 0));
+    EXPECT_EQ(no_tcp_delay(fd.get()), 0);
+    int on = 0;
+    socklen_t size = sizeof on;
+    getsockopt(fd.get(), IPPROTO_TCP, TCP_NODELAY, &on, &size);
+    EXPECT_EQ(on, 1);
+}
+
+TEST(Wire, APacketThatStopsHalfWayIsGivenUpAtTheDeadline) {
+    using namespace std::chrono_literals;
+    for (const std::size_t length : {std::size_t{0}, std::size_t{10}, kFullWire.size() - 1}) {
+        const SocketPair pair;
+        put(pair.near.get(), kFullWire.substr(0, length));
+        IPC_DataPacket packet{};
+        const ipc::PacketRead read =
+            ipc::receivePacket(pair.far.get(), packet, ipc::deadlineAfter(20ms));
+        EXPECT_EQ(read.end, ipc::ReadEnd::TimedOut);
+        EXPECT_EQ(read.bytes, length);
+    }
+}
+
+TEST(Wire, SignalsDoNotDisturbAPacket) {
+    const KeepAction alarm(SIGALRM);
+    struct sigaction interrupt {};
+    interrupt.sa_handler = [](int) {};
+    sigaction(SIGALRM, &interrupt, nullptr);
+    SocketPair pair;
+    const pid_t child = fork();
+    if (child == 0) {
+        pair.far.reset();
+        for (const char byte : kFullWire) {
+            put(pair.near.get(), {&byte, 1});
+            usleep(1000);
+        }
+        _exit(0);
+    }
+    const itimerval often{{0, 300}, {0, 300}};
+    setitimer(ITIMER_REAL, &often, nullptr);
+    IPC_DataPacket packet{};
+    const int result = readsockdata(pair.far.get(), &packet);
+    const itimerval never{};
+    setitimer(ITIMER_REAL, &never, nullptr);
+    EXPECT_EQ(result, 0);
+    EXPECT_TRUE(same(packet, fullPacket()));
+    EXPECT_EQ(waitpid(child, nullptr, 0), child);
+}
+
+} // namespace
