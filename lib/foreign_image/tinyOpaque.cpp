@@ -31,7 +31,11 @@ class Scanner {
                 break;
             }
             feed(static_cast<char>(c));
-            text::lines.next += c == '\n' ? 1 : 0;
+            if (ended_ && style_.bracesAlone && lookAhead_ != "}") {
+                std::ungetc(c, stream_); // what ends a word stays in the stream
+            } else {
+                text::lines.next += c == '\n' ? 1 : 0;
+            }
         }
         if (!ended_ && !quoted_) {
             endWord();
@@ -82,7 +86,6 @@ class Scanner {
     void openQuote(char c) {
         endWord();
         if (ended_) {
-            std::ungetc(c, stream_);
             return;
         }
         keep(c);
@@ -93,8 +96,9 @@ class Scanner {
     void brace(char c) {
         endWord();
         if (ended_) {
-            std::ungetc(c, stream_);
-        } else if (c == '}' && depth_ == 0) {
+            return;
+        }
+        if (c == '}' && depth_ == 0) {
             text::lines.token = text::lines.next;
             end("}");
         } else {
