@@ -1,0 +1,290 @@
+// SPDX-License-Identifier: MIT
+// The scanline coders and the pixel orders beside libraries that do the like, and beside memcpy.
+// Benchmarks are called "row/contender"; bench/report.py joins them.
+//
+// Streams are files in memory, for everybody. A picture and its upside-down twin are taken in turn,
+// so that nobody learns one picture by heart.
+#include "pictures.h"
+#include "pixelOrder.h"
+#include "tinyPicture.h"
+#include "tinyPictureCoders.h"
+
+#include <benchmark/benchmark.h>
+#include <tiffio.h>
+#define QOI_IMPLEMENTATION
+#define QOI_NO_STDIO
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wconversion"
+#include <qoi.h>
+#pragma GCC diagnostic pop
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+#include <sys/mman.h>
+#include <unistd.h>
+
+using bench::BenchPicture;
+using Planes = std::array<std::vector<std::uint8_t>, 4>;
+
+namespace {
+
+/// A file in memory.
+class MemoryFile {
+  public:
+    MemoryFile() : stream_(fdopen(memfd_create("bench", MFD_CLOEXEC), "w+")) {
+        if (stream_ == nullptr) {
+            throw std::runtime_error("no file in memory");
+        }
+    }
+    ~MemoryFile() { std::fclose(stream_); }
+    MemoryFile(const MemoryFile&) = delete;
+    MemoryFile& operator=(const MemoryFile&) = delete;
+
+    [[nodiscard]] std::FILE* stream() const { return stream_; }
+    [[nodiscard]] int fd() const { return fileno(stream_); }
+
+  private:
+    std::FILE* stream_;
+};
+
+/// What every contender gets: a picture, and memory to decode into that was touched before.
+struct Sample {
+    BenchPicture picture;
+    Planes out;
+    std::vector<std::uint8_t> pixels; ///< interleaved
+    MemoryFile pic, tiff;
+    std::vector<std::uint8_t> qoi;
+
+    explicit Sample(BenchPicture p) : picture(std::move(p)), pixels(picture.interleaved()) {
+        for (auto& plane : out) {
+            plane.assign(picture.planeBytes(), 1);
+        }
+    }
+    [[nodiscard]] auto width() const { return static_cast<std::uint32_t>(picture.width); }
+    [[nodiscard]] auto height() const { return static_cast<std::uint32_t>(picture.height); }
+};
+
+// --- Ours
+// --------------------------------------------------------------------------------------------
+
+/// The packets that the driver writes: red, green and blue together, alpha by itself.
+const ChannelPacket kAlphaPacket = {8, kEncodingMixed, kMaskAlpha, nullptr};
+ChannelPacket alphaPacket = kAlphaPacket;
+const ChannelPacket kChain = {8, kEncodingMixed, kMaskRgb, &alphaPacket};
+
+Picture headerOf(const Sample& sample) {
+    Picture record{};
+    record.width = static_cast<std::int16_t>(sample.picture.width);
+    record.height = static_cast<std::int16_t>(sample.picture.height);
+    return record;
+}
+
+void setLines(Picture& record, Planes& planes) {
+    for (std::size_t c = 0; c < planes.size(); ++c) {
+        record.linePointers[c] = planes[c].data();
+    }
+}
+
+void encodeOurs(Sample& sample) {
+    std::rewind(sample.pic.stream());
+    const std::unique_ptr<PictureWriter, PictureWriterDisposer> writer(
+        pictureWriterAllocate(sample.pic.stream()));
+    Picture record = headerOf(sample);
+    setLines(record, sample.picture.planes);
+    for (int row = 0; row < sample.picture.height; ++row) {
+        pictureWriterScanline(writer.get(), &record, &kChain);
+    }
+    std::fflush(sample.pic.stream());
+}
+
+void decodeOurs(Sample& sample) {
+    std::rewind(sample.pic.stream());
+    const std::unique_ptr<PictureReader, PictureReaderDisposer> reader(
+        pictureReaderAllocate(sample.pic.stream()));
+    Picture record = headerOf(sample);
+    setLines(record, sample.out);
+    for (int row = 0; row < sample.picture.height; ++row) {
+        pictureReaderScanline(reader.get(), &record, &kChain);
+    }
+}
+
+void decodePortable(Sample& sample) {
+    codersUse(coderTables().front());
+    decodeOurs(sample);
+    codersUse(nullptr);
+}
+
+// --- libtiff, PackBits in planes
+// -----------------------------------------------------------------------
+
+TIFF* openTiff(const Sample& sample, const char* mode) {
+    lseek(sample.tiff.fd(), 0, SEEK_SET); // libtiff starts where the descriptor stands
+    return TIFFFdOpen(dup(sample.tiff.fd()), "memory", mode);
+}
+
+void encodeTiff(Sample& sample) {
+    TIFF* tiff = openTiff(sample, "w");
+    TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, sample.width());
+    TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, sample.height());
+    TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, 4);
+    TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 8);
+    TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_RGB);
+    TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_SEPARATE);
+    TIFFSetField(tiff, TIFFTAG_COMPRESSION, COMPRESSION_PACKBITS);
+    TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, sample.height());
+    for (std::uint32_t strip = 0; strip < 4; ++strip) {
+        TIFFWriteEncodedStrip(tiff, strip, sample.picture.planes[strip].data(),
+                              static_cast<tmsize_t>(sample.picture.planeBytes()));
+    }
+    TIFFClose(tiff);
+}
+
+void decodeTiff(Sample& sample) {
+    TIFF* tiff = openTiff(sample, "r");
+    for (std::uint32_t strip = 0; strip < 4; ++strip) {
+        TIFFReadEncodedStrip(tiff, strip, sample.out[strip].data(),
+                             static_cast<tmsize_t>(sample.picture.planeBytes()));
+    }
+    TIFFClose(tiff);
+}
+
+// --- QOI
+// ---------------------------------------------------------------------------------------------
+
+void encodeQoi(Sample& sample) {
+    const qoi_desc shape = {sample.width(), sample.height(), 4, QOI_SRGB};
+    int bytes = 0;
+    void* encoded = qoi_encode(sample.pixels.data(), &shape, &bytes);
+    sample.qoi.resize(static_cast<std::size_t>(bytes));
+    std::memcpy(sample.qoi.data(), encoded, sample.qoi.size());
+    std::free(encoded);
+}
+
+void decodeQoi(Sample& sample) {
+    qoi_desc shape{};
+    void* pixels = qoi_decode(sample.qoi.data(), static_cast<int>(sample.qoi.size()), &shape, 4);
+    benchmark::DoNotOptimize(pixels);
+    std::free(pixels);
+}
+
+// --- Limits and pixel orders
+// -----------------------------------------------------------------------------
+
+void copyPlanes(Sample& sample) {
+    for (std::size_t c = 0; c < 4; ++c) {
+        std::memcpy(sample.out[c].data(), sample.picture.planes[c].data(),
+                    sample.picture.planeBytes());
+        benchmark::DoNotOptimize(sample.out[c].data());
+    }
+}
+
+void copyPixels(Sample& sample) {
+    static std::vector<std::uint8_t> to;
+    to.resize(sample.pixels.size());
+    std::memcpy(to.data(), sample.pixels.data(), to.size());
+    benchmark::DoNotOptimize(to.data());
+}
+
+/// A whole picture of host lines through one line of channels, as the driver does it.
+template <typename Move>
+void eachLine(Sample& sample, Move move) {
+    const softimage::ChannelLines lines = {sample.out[kAlpha].data(), sample.out[kBlue].data(),
+                                           sample.out[kGreen].data(), sample.out[kRed].data()};
+    const std::size_t width = sample.width();
+    for (std::size_t row = 0; row < sample.height(); ++row) {
+        move(lines, sample.pixels.data() + 4 * row * width, width);
+    }
+    benchmark::ClobberMemory();
+}
+
+// --- Registration
+// ----------------------------------------------------------------------------------------
+
+using Samples = std::vector<std::unique_ptr<Sample>>;
+
+BenchPicture upsideDown(BenchPicture picture) {
+    const auto width = static_cast<std::ptrdiff_t>(picture.width);
+    for (auto& plane : picture.planes) {
+        for (std::ptrdiff_t top = 0, bottom = picture.height - 1; top < bottom; ++top, --bottom) {
+            std::swap_ranges(plane.begin() + top * width, plane.begin() + (top + 1) * width,
+                             plane.begin() + bottom * width);
+        }
+    }
+    return picture;
+}
+
+/// Both twins of every picture of the group, encoded by everybody.
+Samples samplesOf(const std::string& group) {
+    Samples samples;
+    for (const BenchPicture& picture : bench::pictures()) {
+        if (picture.group == group) {
+            samples.push_back(std::make_unique<Sample>(picture));
+            samples.push_back(std::make_unique<Sample>(upsideDown(picture)));
+        }
+    }
+    for (auto& sample : samples) {
+        encodeOurs(*sample);
+        encodeTiff(*sample);
+        encodeQoi(*sample);
+        decodeOurs(*sample);
+        if (sample->out != sample->picture.planes) {
+            throw std::runtime_error("the coders lose pixels of " + sample->picture.name);
+        }
+    }
+    return samples;
+}
+
+void add(const std::string& name, Samples& samples, void (*run)(Sample&)) {
+    benchmark::RegisterBenchmark(name.c_str(), [&samples, run](benchmark::State& state) {
+        std::size_t turn = 0;
+        for ([[maybe_unused]] auto _ : state) {
+            run(*samples[turn++ % samples.size()]);
+        }
+    })->Unit(benchmark::kMillisecond);
+}
+
+void addCoders(const std::string& group, Samples& samples) {
+    add("decode " + group + "/ours", samples, decodeOurs);
+    add("decode " + group + "/portable", samples, decodePortable);
+    add("decode " + group + "/libtiff", samples, decodeTiff);
+    add("decode " + group + "/qoi", samples, decodeQoi);
+    add("decode " + group + "/memcpy", samples, copyPlanes);
+    add("encode " + group + "/ours", samples, encodeOurs);
+    add("encode " + group + "/libtiff", samples, encodeTiff);
+    add("encode " + group + "/qoi", samples, encodeQoi);
+}
+
+void addPixelOrders(Samples& samples) {
+    add("planes to line/ours", samples, [](Sample& sample) {
+        eachLine(sample, [](const auto& lines, std::uint8_t* host, std::size_t width) {
+            softimage::channelsToHostLine(softimage::kFormatRgba, lines, width, host);
+        });
+    });
+    add("planes to line/memcpy", samples, copyPixels);
+    add("line to planes/ours", samples, [](Sample& sample) {
+        eachLine(sample, [](const auto& lines, std::uint8_t* host, std::size_t width) {
+            softimage::hostLineToChannels(softimage::kFormatRgba, host, width, lines);
+        });
+    });
+    add("line to planes/memcpy", samples, copyPixels);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    benchmark::Initialize(&argc, argv);
+    std::vector<std::string> groups;
+    std::vector<std::unique_ptr<Samples>> all;
+    for (const BenchPicture& picture : bench::pictures()) {
+        if (std::ranges::find(groups, picture.group) == groups.end()) {
+            groups.push_back(picture.group);
+            all.push_back(std::make_unique<Samples>(samplesOf(picture.group)));
+            addCoders(picture.group, *all.back());
+        }
+    }
+    addPixelOrders(*all.front());
+    benchmark::RunSpecifiedBenchmarks();
+    return 0;
+}

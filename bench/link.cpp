@@ -1,0 +1,262 @@
+// SPDX-License-Identifier: MIT
+// The link: queries, lines and whole pictures over a connection to a real driver, both processes on
+// one processor, and the start of a driver.
+#include "IPC_LinkIrix.h"
+#include "ipc_peer.h"
+#include "ipc_socket.h"
+#include "pictures.h"
+#include "pingPong.h"
+#include "rounds.h"
+#include "tdr/driver.h"
+#include "tdr/picture.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <spawn.h>
+#include <stdexcept>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace fs = std::filesystem;
+using bench::compare;
+using bench::timed;
+
+namespace {
+
+constexpr const char* kNullFilter = TDR_BIN_DIR "/nullFilter";
+constexpr const char* kSoftimageFilter = TDR_BIN_DIR "/softimageFilter";
+constexpr std::int16_t kUnknownQuery = 1040; ///< answered with the empty error reply
+
+template <typename T>
+T must(tdr::Result<T> result) {
+    if (!result) {
+        throw std::runtime_error(result.failure().text());
+    }
+    return std::move(*result);
+}
+
+void must(const tdr::Status& status) {
+    if (!status) {
+        throw std::runtime_error(status.failure().text());
+    }
+}
+
+/// A driver behind a bare link, as it is under the host library. Ends it with the object.
+class BareDriver {
+  public:
+    BareDriver() {
+        ipc::PeerOptions options;
+        options.path = kNullFilter;
+        options.localId = 1;
+        options.localSubId = 1;
+        ipc::PeerStart start = ipc::startPeer(options);
+        if (start.failure != ipc::PeerFailure::None) {
+            throw std::runtime_error(ipc::describe(start.failure));
+        }
+        pid_ = start.peer.pid;
+        link_ = std::make_unique<IPC_LinkIrix>(1, 1,
+                                               IPC_StartedPeer{start.peer.socket.release(), pid_,
+                                                               start.peer.peerId,
+                                                               start.peer.peerSubId});
+        receive(); // the start-up OK
+    }
+    ~BareDriver() {
+        link_.reset();
+        waitpid(pid_, nullptr, 0);
+    }
+    BareDriver(const BareDriver&) = delete;
+    BareDriver& operator=(const BareDriver&) = delete;
+
+    void roundTrip() {
+        link_->clearData(ipc::kClassInfo, kUnknownQuery, &packet_);
+        link_->transmit(&packet_, 0);
+        receive();
+    }
+
+    std::int16_t order(std::int16_t code, std::initializer_list<std::int32_t> longs,
+                       const char* text = nullptr) {
+        link_->clearData(ipc::kClassAction, code, &packet_);
+        packet_.numof_longs = static_cast<std::int32_t>(longs.size());
+        std::copy(longs.begin(), longs.end(), packet_.longdata);
+        if (text != nullptr) {
+            packet_.numof_strings = 1;
+            packet_.numof_chars = static_cast<std::int32_t>(std::strlen(text) + 1);
+            std::strcpy(packet_.chardata, text);
+        }
+        link_->transmit(&packet_, 0);
+        do {
+            receive();
+        } while (packet_.datacmd[ipc::kWordCode] == ipc::kEventBlockTaken);
+        return packet_.datacmd[ipc::kWordCode];
+    }
+
+  private:
+    void receive() {
+        if (link_->receive(IPC_QUEUE_SOCKETS, IPC_BLOCKING_TIMED, 20, 0, &packet_) != 1) {
+            throw std::runtime_error("the driver does not answer");
+        }
+    }
+
+    std::unique_ptr<IPC_LinkIrix> link_;
+    IPC_DataPacket packet_{};
+    pid_t pid_ = -1;
+};
+
+template <typename Work>
+double repeated(int times, Work work) {
+    return timed([&] {
+        for (int i = 0; i < times; ++i) {
+            work();
+        }
+    });
+}
+
+void measureRequests() {
+    const int times = bench::small() ? 20 : 2000;
+    const int width = 2048;
+    bench::PingPong raw;
+    BareDriver driver;
+    const tdr::SharedBlock block = must(tdr::SharedBlock::create(width * 4));
+    driver.order(ipc::kActionSetBounds, {0, 0, width, 8});
+    driver.order(ipc::kActionConnectToFile, {ipc::kConnectForWriting, 0}, "./none");
+    const auto line = [&](std::int16_t code) {
+        if (driver.order(code, {width * 4, block.key(), block.id(), 3, 0}) != ipc::kStatusOk) {
+            throw std::runtime_error("a line was refused");
+        }
+    };
+    compare("query round trip",
+            {{"raw", [&] { return repeated(times, [&] { raw.roundTrip(); }); }},
+             {"ours", [&] { return repeated(times, [&] { driver.roundTrip(); }); }}});
+    compare("line request",
+            {{"round trip", [&] { return repeated(times, [&] { driver.roundTrip(); }); }},
+             {"get-line", [&] { return repeated(times, [&] { line(ipc::kActionGetLine); }); }},
+             {"put-line", [&] { return repeated(times, [&] { line(ipc::kActionPutLine); }); }}});
+}
+
+/// A folder for files, removed with the object.
+struct Folder {
+    fs::path path;
+    Folder() {
+        std::string name = (fs::temp_directory_path() / "tdr-bench-XXXXXX").string();
+        if (mkdtemp(name.data()) == nullptr) {
+            throw std::runtime_error("no temporary folder");
+        }
+        path = name;
+    }
+    ~Folder() { fs::remove_all(path); }
+    Folder(const Folder&) = delete;
+    Folder& operator=(const Folder&) = delete;
+};
+
+/// Whole pictures in one request, each time over a fresh connection to the file.
+void measureCaches(const bench::BenchPicture& picture) {
+    const Folder folder;
+    const std::string file = (folder.path / "picture.pic").string();
+    const std::vector<std::uint8_t> pixels = picture.hostLines();
+    std::vector<std::uint8_t> copy(pixels.size());
+    tdr::Driver driver = must(tdr::Driver::start(kSoftimageFilter));
+    tdr::SharedBlock block = must(tdr::SharedBlock::create(pixels.size()));
+    std::memcpy(block.bytes().data(), pixels.data(), pixels.size());
+    must(driver.setPixelFormat(0));
+    const auto connect = [&](tdr::Access access) {
+        if (access == tdr::Access::Write) {
+            must(driver.setBounds({0, 0, picture.width, picture.height}));
+        }
+        must(driver.connectToFile(file, access));
+    };
+    const auto put = [&] {
+        connect(tdr::Access::Write);
+        const double seconds = timed([&] { must(driver.putCache(block)); });
+        must(driver.disconnectFromFile());
+        return seconds;
+    };
+    const auto get = [&] {
+        connect(tdr::Access::Read);
+        const double seconds = timed([&] { must(driver.getCache(block)); });
+        must(driver.disconnectFromFile());
+        return seconds;
+    };
+    const auto memcpyPicture = [&] {
+        return timed([&] { std::memcpy(copy.data(), pixels.data(), pixels.size()); });
+    };
+    compare("put-cache " + picture.group, {{"memcpy", memcpyPicture}, {"ours", put}});
+    compare("get-cache " + picture.group, {{"memcpy", memcpyPicture}, {"ours", get}});
+}
+
+/// From the start of a bare program to its connection.
+double startHello() {
+    return timed([] {
+        unsigned short port = 0;
+        const int listening = createsocket(&port);
+        std::string path = TDR_BENCH_DIR "/helloChild";
+        std::string option = "-ipc_link_port";
+        std::string number = std::to_string(port);
+        char* const argv[] = {path.data(), option.data(), number.data(), nullptr};
+        pid_t child = -1;
+        if (posix_spawn(&child, path.c_str(), nullptr, nullptr, argv, environ) != 0) {
+            throw std::runtime_error("cannot start " + path);
+        }
+        close(accept(listening, nullptr, nullptr));
+        close(listening);
+        waitpid(child, nullptr, 0);
+    });
+}
+
+double startDriver() {
+    std::optional<tdr::Driver> driver;
+    return timed([&] { driver.emplace(must(tdr::Driver::start(kSoftimageFilter))); });
+}
+
+/// Peak resident memory in bytes of a driver that read and then wrote a picture line by line.
+double driverMemory(const bench::BenchPicture& picture) {
+    const Folder folder;
+    const std::string file = (folder.path / "picture.pic").string();
+    tdr::Driver driver = must(tdr::Driver::start(kSoftimageFilter));
+    tdr::SharedBlock block = must(tdr::SharedBlock::create(tdr::lineBytes(picture.width)));
+    const std::vector<std::uint8_t> pixels = picture.hostLines();
+    auto writer = must(tdr::PictureWriter::open(driver, file, picture.width, picture.height));
+    for (int line = picture.height; line-- > 0;) {
+        const std::size_t bytes = tdr::lineBytes(picture.width);
+        std::memcpy(block.bytes().data(), pixels.data() + bytes * static_cast<std::size_t>(line),
+                    bytes);
+        must(writer.writeLine(block, line));
+    }
+    must(writer.close());
+    auto reader = must(tdr::PictureReader::open(driver, file));
+    for (int line = picture.height; line-- > 0;) {
+        must(reader.readLine(block, line));
+    }
+    must(reader.close());
+
+    std::ifstream status("/proc/" + std::to_string(driver.pid()) + "/status");
+    for (std::string word; status >> word;) {
+        if (word == "VmHWM:") {
+            double kibibytes = 0;
+            status >> kibibytes;
+            return kibibytes * 1024;
+        }
+    }
+    throw std::runtime_error("no VmHWM");
+}
+
+} // namespace
+
+int main() try {
+    bench::useOneProcessor();
+    measureRequests();
+    compare("driver start", {{"hello", startHello}, {"ours", startDriver}});
+    for (const bench::BenchPicture& picture : bench::pictures()) {
+        if (picture.group == "photograph" || picture.group == "flat") {
+            measureCaches(picture);
+        }
+    }
+    bench::report("driver memory", "bytes", driverMemory(bench::pictures().front()));
+    return 0;
+} catch (const std::exception& error) {
+    std::cerr << "bench_link: " << error.what() << '\n';
+    return 1;
+}

@@ -1,0 +1,133 @@
+#!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
+"""Joins what the bench programs measured into one table of ratios with a verdict a row.
+
+usage: bench/report.py RESULT... [--json OUT]
+
+A RESULT is a file of JSON lines {"row", "contender", "median"} or a JSON file of Google Benchmark
+whose benchmarks are called "row/contender". A row of the table below names the two contenders, how
+they are compared, and its targets: the minimum that has to be reached and the aim.
+"""
+import json
+import statistics
+import sys
+
+# A throughput is the peer's time over ours: at least the minimum. A time is ours over the peer's: at
+# most the minimum. A size is in MiB: at most the minimum.
+THROUGHPUT, TIME, SIZE, FIGURE = "throughput", "time", "size", "figure"
+
+FLAT_GROUPS = ("flat", "page", "matte", "soft")
+
+
+def targets():
+    """Yields (label, row, contender, peer, kind, minimum, aim) in the order of the table."""
+    def decode(group, peers, ours="ours"):
+        for peer, minimum, aim in peers:
+            label = f"decode {group}" + ("" if ours == "ours" else f", {ours}")
+            yield label, f"decode {group}", ours, peer, THROUGHPUT, minimum, aim
+
+    yield from decode("photograph", (("libtiff", 1.4, 1.6), ("qoi", 4.5, 5.5), ("memcpy", 0.33, 0.45)))
+    yield from decode("artwork", (("libtiff", 0.8, 0.9), ("qoi", 5, 6)))
+    yield from decode("noise", (("libtiff", 0.65, 0.75), ("qoi", 2.5, 3)))
+    for group in FLAT_GROUPS:
+        yield from decode(group, (("libtiff", 1.6, 1.8), ("qoi", 1.7, 2), ("memcpy", 1.0, 1.2)))
+    yield from decode("photograph", (("libtiff", 0.8, 0.86),), "portable")
+    yield from decode("flat", (("libtiff", 1.5, 1.7),), "portable")
+    for group in ("photograph", "artwork", *FLAT_GROUPS, "noise"):
+        noise = group == "noise"
+        yield (f"encode {group}", f"encode {group}", "ours", "libtiff", THROUGHPUT,
+               3 if noise else 3.2, 4.5 if noise else 4.2)
+        yield (f"encode {group}", f"encode {group}", "ours", "qoi", THROUGHPUT,
+               1.2 if noise else 3, 1.8 if noise else 4)
+    yield "planes to host line", "planes to line", "ours", "memcpy", THROUGHPUT, 2, 2.8
+    yield "host line to planes", "line to planes", "ours", "memcpy", THROUGHPUT, 1.5, 1.8
+    yield "query round trip", "query round trip", "ours", "raw", TIME, 1.10, 1.05
+    yield "get-line request", "line request", "get-line", "round trip", TIME, 2.4, 2.0
+    yield "put-line request", "line request", "put-line", "round trip", TIME, 2.4, 2.0
+    for request in ("get-cache", "put-cache"):
+        yield f"{request}, photograph", f"{request} photograph", "ours", "memcpy", THROUGHPUT, 0.16, 0.22
+        yield f"{request}, flat", f"{request} flat", "ours", "memcpy", THROUGHPUT, 0.2, 0.36
+    yield "start of a driver", "driver start", "ours", "hello", TIME, 2.5, 1.5
+    yield "convert to PIC, photograph", "convert to PIC", "ours", "cp", TIME, 5, 3
+    yield "convert to PIC, photograph", "convert to PIC", "ours", "ImageMagick SGI", TIME, None, None
+    yield "convert to PIC, photograph", "convert to PIC", "ours", "ImageMagick TGA", TIME, None, None
+    yield "convert to PNG, photograph", "convert to PNG", "ours", "ImageMagick", TIME, 0.8, 0.6
+    yield "memory of a driver, line by line", "driver memory", "bytes", None, SIZE, 5, 3.5
+    yield "50 MB scene: read", "scene read", "ours", "fread", TIME, None, None
+    yield "50 MB scene: write", "scene write", "ours", "fwrite", TIME, None, None
+    for keys in (1000, 30000):
+        yield (f"curve of {keys} keys: evaluate", f"curve {keys}", "ours", "10 keys", TIME, None, None)
+
+
+def google_benchmarks(document):
+    """Figures of a Google Benchmark file: the repetitions of each "row/contender"."""
+    for run in document["benchmarks"]:
+        if run.get("run_type") == "iteration" and not run.get("error_occurred"):
+            row, contender = run["run_name"].split("/")[:2]
+            yield row, contender, run["cpu_time"]
+
+
+def read_figures(paths):
+    """All figures as {(row, contender): [times]}."""
+    figures = {}
+    for path in paths:
+        with open(path, encoding="utf-8") as file:
+            text = file.read()
+        if text.lstrip().startswith("{") and '"context"' in text[:200]:
+            entries = google_benchmarks(json.loads(text))
+        else:
+            entries = ((e["row"], e["contender"], t) for e in map(json.loads, text.splitlines())
+                       for t in e["rounds"])
+        for row, contender, time in entries:
+            figures.setdefault((row, contender), []).append(time)
+    return figures
+
+
+def median_of(figures, row, contender):
+    """Median over the rounds of every row that begins so (pictures of one group together)."""
+    times = [t for (r, c), ts in figures.items() if c == contender and (r == row or r.startswith(row + " "))
+             for t in ts]
+    return statistics.median(times) if times else None
+
+
+def verdict(kind, value, minimum, aim):
+    if minimum is None:
+        return "reported"
+    better = (lambda limit: value >= limit) if kind == THROUGHPUT else (lambda limit: value <= limit)
+    return "aim reached" if better(aim) else "above minimum" if better(minimum) else "BELOW MINIMUM"
+
+
+def rows(figures):
+    for label, row, contender, peer, kind, minimum, aim in targets():
+        ours = median_of(figures, row, contender)
+        theirs = None if peer is None else median_of(figures, row, peer)
+        if ours is None or (peer is not None and not theirs):
+            continue
+        value = {THROUGHPUT: lambda: theirs / ours, TIME: lambda: ours / theirs,
+                 SIZE: lambda: ours / 2**20}[kind]()
+        yield {"what": label, "to": peer or "MiB", "kind": kind, "value": value, "minimum": minimum,
+               "aim": aim, "verdict": verdict(kind, value, minimum, aim)}
+
+
+def main(arguments):
+    out = None
+    if "--json" in arguments:
+        at = arguments.index("--json")
+        out = arguments[at + 1]
+        del arguments[at:at + 2]
+    table = list(rows(read_figures(arguments)))
+    print("| what | ratio to | figure | minimum | aim | verdict |")
+    print("|---|---|---|---|---|---|")
+    for r in table:
+        sign = "≥" if r["kind"] == THROUGHPUT else "≤"
+        limit = lambda v: "" if v is None else f"{sign} {v:g}"
+        print(f"| {r['what']} | {r['to']} | {r['value']:.2f} | {limit(r['minimum'])} | "
+              f"{limit(r['aim'])} | {r['verdict']} |")
+    if out:
+        with open(out, "w", encoding="utf-8") as file:
+            json.dump(table, file, indent=1)
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))
