@@ -142,7 +142,7 @@ int fcvkeyWriteAsciiAnimation(std::FILE* stream, const FcvKey* key) {
     return 1;
 }
 
-/// Reads the key that begins with the current token. Again: the token is no word of a key.
+/// Reads the key that begins with the current token. Again: the token begins none.
 Outcome fcvkeyReadAsciiAnimation(std::FILE* stream, FcvKey& key) {
     key = {};
     key.interpolation = kInterpolateLinear;
@@ -164,35 +164,20 @@ Outcome fcvkeyReadAsciiAnimation(std::FILE* stream, FcvKey& key) {
 
 // ---------------------------------------------------------------------------------------- curves
 
-/// Reads up to `count` keys, fewer when the text ends or goes on with something else.
-Outcome readKeys(std::FILE* stream, Fcurve& curve, std::int16_t count) {
-    GrowingArray<FcvKey> keys;
-    Outcome outcome = Outcome::Done;
-    for (int i = 0; i < count && outcome == Outcome::Done; ++i) {
-        FcvKey key;
-        outcome = fcvkeyReadAsciiAnimation(stream, key);
-        if (outcome != Outcome::Again && !keys.push(key)) {
-            outcome = Outcome::EndOfFile;
-        }
-    }
-    if (outcome != Outcome::Done) {
-        animNotify(AnimNoticeKind::Missing, animToken);
-    }
-    fcvkeyDispose(&curve.keys);
-    curve.keyCount = static_cast<std::int16_t>(keys.size());
-    curve.keys = keys.release();
-    fcurveCheckOrder(&curve);
-    return outcome == Outcome::EndOfFile ? Outcome::EndOfFile : Outcome::Done;
-}
-
 Outcome readChannel(std::FILE* stream, Fcurve& curve);
 
-Outcome readCount(std::FILE* stream, Fcurve& curve) {
+Outcome readKeys(std::FILE* stream, Fcurve& curve) {
     std::int16_t count = 0;
     if (in_animSValue(stream, &count) == 0 || in_animToken(stream) == 0) {
         return Outcome::EndOfFile;
     }
-    return readKeys(stream, curve, count);
+    GrowingArray<FcvKey> keys;
+    const Outcome outcome = table::readCounted(stream, count, fcvkeyReadAsciiAnimation, keys);
+    fcvkeyDispose(&curve.keys);
+    curve.keyCount = static_cast<std::int16_t>(keys.size());
+    curve.keys = keys.release();
+    fcurveCheckOrder(&curve);
+    return outcome;
 }
 
 /// In the order in which a curve begins.
@@ -210,7 +195,7 @@ constexpr table::Row<Fcurve> kCurveRows[] = {
      [](std::FILE* stream, const Fcurve& c) { text::putInt(stream, c.flags); }},
     {"INTERPOLATION", readName<&Fcurve::interpolation, kInterpolations, kUnknownCurveInterpolation>,
      [](std::FILE* stream, const Fcurve& c) { putName(stream, kInterpolations, c.interpolation); }},
-    {"KEYS", readCount,
+    {"KEYS", readKeys,
      [](std::FILE* stream, const Fcurve& c) { text::putInt(stream, c.keyCount); }},
 };
 
@@ -251,7 +236,7 @@ int readCurve(std::FILE* stream, CurvePointer& curve) {
         }
         if (outcome == Outcome::EndOfFile ||
             (outcome == Outcome::Next && in_animToken(stream) == 0)) {
-            if (row->read != readCount) {
+            if (row->read != readKeys) {
                 curve.reset();
             }
             return 0;

@@ -104,9 +104,10 @@ Outcome readPoint(std::FILE* stream, SplineKey& key) {
         return Outcome::Again;
     }
     while (row != nullptr) {
-        if (row->read(stream, key) == Outcome::EndOfFile || in_animToken(stream) == 0) {
+        if (row->read(stream, key) == Outcome::EndOfFile) {
             return Outcome::EndOfFile;
         }
+        in_animToken(stream);
         row = table::find(std::span(kPointRows).subspan(1), animToken);
     }
     return Outcome::Done;
@@ -134,18 +135,7 @@ Outcome readPoints(std::FILE* stream, Spline& spline) {
         return Outcome::EndOfFile;
     }
     GrowingArray<SplineKey> keys;
-    Outcome outcome = Outcome::Done;
-    for (int i = 0; i < count && outcome == Outcome::Done; ++i) {
-        SplineKey key = {};
-        outcome = readPoint(stream, key);
-        if (outcome != Outcome::Again && !keys.push(key)) {
-            outcome = Outcome::EndOfFile;
-        }
-    }
-    const bool missing = count > 0 && keys.size() < static_cast<std::size_t>(count);
-    if (missing) {
-        animNotify(AnimNoticeKind::Missing, animToken);
-    }
+    const Outcome outcome = table::readCounted(stream, count, readPoint, keys);
     splineTakeKeys(spline, keys);
     return outcome == Outcome::EndOfFile ? Outcome::EndOfFile : Outcome::Again;
 }
@@ -313,7 +303,7 @@ int readForm(std::FILE* stream, Spline& spline) {
         }
         row = table::find(std::span(kSplineRows).subspan(1), animToken);
         if (row == nullptr) {
-            return 1;
+            return animToken[0] != '\0' ? 1 : 0;
         }
         outcome = row->read(stream, spline);
     }

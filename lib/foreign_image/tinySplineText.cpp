@@ -128,18 +128,26 @@ Taken readKeyName(Draft& draft) {
     return took(whole);
 }
 
-/// "( SELECTED )", or other words between the brackets.
+/// "( SELECTED )": words between brackets, which need no blanks beside them.
 Taken readKeyFlag(Draft& draft) {
-    bool more = draft.words.next();
-    for (more = more && draft.words.word() == "(" && draft.words.next();
-         more && draft.words.word() != ")"; more = draft.words.next()) {
-        if (draft.words.word() == "SELECTED") {
+    if (draft.words.peek() != '(') {
+        return Taken::Yes;
+    }
+    for (bool closed = false; !closed;) {
+        if (!draft.words.next()) {
+            return Taken::EndOfFile;
+        }
+        std::string_view word = draft.words.word();
+        word.remove_prefix(word.starts_with('(') ? 1 : 0);
+        closed = word.ends_with(')');
+        word.remove_suffix(closed ? 1 : 0);
+        if (word == "SELECTED") {
             lastKey(draft).flags |= kSplineKeySelected;
-        } else {
+        } else if (!word.empty()) {
             animNotify(AnimNoticeKind::UnknownWord, draft.words.c_str());
         }
     }
-    return took(more);
+    return Taken::Yes;
 }
 
 struct Row {

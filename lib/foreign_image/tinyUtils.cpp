@@ -169,7 +169,9 @@ void animSetObserver(AnimObserver observer, void* context) {
 
 void animNotify(AnimNoticeKind kind, const char* word) {
     if (theObserver != nullptr) {
-        theObserver(theObserverContext, {kind, word, text::lines.token});
+        const bool ended = kind == AnimNoticeKind::UnknownWord && word[0] == '\0';
+        theObserver(theObserverContext,
+                    {ended ? AnimNoticeKind::Missing : kind, word, text::lines.token});
     }
 }
 

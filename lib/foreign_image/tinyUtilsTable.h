@@ -4,6 +4,7 @@
 #pragma once
 
 #include "tinyUtils.h"
+#include "tinyUtilsGrow.h"
 
 #include <cstdint>
 #include <cstdio>
@@ -66,6 +67,29 @@ Outcome readShort(std::FILE* stream, Record& record) {
 template <auto Member, typename Record>
 Outcome readFloat(std::FILE* stream, Record& record) {
     return in_animFValue(stream, &(record.*Member)) != 0 ? Outcome::Next : Outcome::EndOfFile;
+}
+
+/// Reads records one after the other, `count` of them or fewer when the text ends or goes on with
+/// something else, which is then noticed. `readOne` finds its record's first word as the current
+/// token and says Again when there is none.
+template <typename Record>
+Outcome readCounted(std::FILE* stream, int count, Outcome (*readOne)(std::FILE*, Record&),
+                    GrowingArray<Record>& records) {
+    Outcome outcome = count < 1 || animToken[0] != '\0' ? Outcome::Done : Outcome::EndOfFile;
+    for (int i = 0; i < count && outcome == Outcome::Done; ++i) {
+        Record record{};
+        outcome = readOne(stream, record);
+        if (outcome != Outcome::Again && !records.push(record)) {
+            outcome = Outcome::EndOfFile;
+        }
+        if (outcome == Outcome::Done && animToken[0] == '\0' && i + 1 < count) {
+            outcome = Outcome::EndOfFile; // the record is whole, the list is not
+        }
+    }
+    if (outcome != Outcome::Done) {
+        animNotify(AnimNoticeKind::Missing, animToken);
+    }
+    return outcome == Outcome::EndOfFile ? Outcome::EndOfFile : Outcome::Done;
 }
 
 } // namespace table

@@ -177,6 +177,12 @@ bool WordReader::next() {
     return length_ != 0;
 }
 
+int WordReader::peek() {
+    const int c = skipSpace();
+    finish(c);
+    return c;
+}
+
 bool WordReader::numberText() {
     const auto belongs = [this](int c) {
         const char before = length_ == 0 ? '\0' : word_[length_ - 1];

@@ -72,6 +72,9 @@ class WordReader {
     [[nodiscard]] std::string_view word() const { return {word_, length_}; }
     [[nodiscard]] const char* c_str() const { return word_; }
 
+    /// The first character of the next word, which stays in the stream; EOF at end of file.
+    int peek();
+
     /// Reads a whole number, or a float. False, and `value` unchanged, when what follows is none;
     /// it then stays in the stream as far as it cannot begin a number.
     bool number(std::int16_t& value);

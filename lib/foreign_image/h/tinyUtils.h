@@ -170,7 +170,8 @@ using AnimObserver = void (*)(void* context, const AnimNotice& notice);
 /// Sets the observer, or none with null. `context` stays the caller's.
 void animSetObserver(AnimObserver observer, void* context);
 
-/// Tells the observer, if there is one, about `word` on the line of the last token.
+/// Tells the observer, if there is one, about `word` on the line of the last token. An unknown word
+/// that is empty is none: the file ended there, and the notice says Missing.
 void animNotify(AnimNoticeKind kind, const char* word);
 
 /// Line of the file on which the last token or quoted string begins.
