@@ -2,9 +2,17 @@
 // Files that are cut, bent or lie about their size.
 #include "filterFixture.h"
 
+#include <filesystem>
 #include <sys/resource.h>
 
 namespace {
+
+/// A new file of these bytes instead of the one that was there: to truncate a file that
+/// exists makes some file systems wait for the disk.
+std::string fresh(const support::TempDir& folder, const char* name, const std::string& content) {
+    std::filesystem::remove(folder / name);
+    return folder.write(name, content);
+}
 
 constexpr int kWidth = 6;
 constexpr int kHeight = 4;
@@ -57,7 +65,7 @@ TEST_F(FilterTest, EveryTruncationServesWhatIsThereAndZeros) {
     const std::string good = goodPicture(filter, folder);
     for (std::size_t size = 0; size < good.size(); ++size) {
         SCOPED_TRACE(size);
-        const auto path = folder.write("a.pic", good.substr(0, size));
+        const auto path = fresh(folder, "a.pic", good.substr(0, size));
         const support::CaptureStderr said;
         if (size < 112) { // header and packets
             EXPECT_EQ(filter.read(path), -1);
@@ -86,7 +94,7 @@ TEST_F(FilterTest, EveryTruncationServesWhatIsThereAndZeros) {
 TEST_F(FilterTest, TruncatedMattesServeWhatIsThereAndZeros) {
     const std::string good = goodMatte();
     for (std::size_t size = 0; size < good.size(); ++size) {
-        const auto path = folder.write("a.tag", good.substr(0, size));
+        const auto path = fresh(folder, "a.tag", good.substr(0, size));
         readEverything(filter, path, "size " + std::to_string(size));
         const support::CaptureStderr said;
         EXPECT_EQ(filter.read(path), size < 104 ? -1 : 0) << size;
@@ -109,7 +117,7 @@ TEST_F(FilterTest, EveryBitFlipIsSurvived) {
             }
             std::string bent = good;
             bent[bit / 8] = static_cast<char>(bent[bit / 8] ^ (0x80 >> bit % 8));
-            readEverything(filter, folder.write(names[kind], bent),
+            readEverything(filter, fresh(folder, names[kind], bent),
                            names[kind] + std::string(" bit ") + std::to_string(bit));
         }
     }
