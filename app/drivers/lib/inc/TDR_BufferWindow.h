@@ -27,7 +27,7 @@ void pasteBuffer(long width, long height, const std::uint32_t* pixels, const cha
 ///
 ///     setEventQueueFd(window.eventFd());
 ///     while (window.handlePending())             // first: events already read wake no select
-///         if (link.receive(&packet, queueMode, ...) == 1)
+///         if (link.receive(IPC_QUEUE_AND_SOCKETS, IPC_BLOCKING_FOREVER, 0, 0, &packet) == 1)
 ///             serve(packet);                     // 0: an event of the window waits
 ///     setEventQueueFd(-1);
 ///

@@ -1,0 +1,278 @@
+// SPDX-License-Identifier: MIT
+#include "windowDesk.h"
+
+#include "base/byteOrder.h"
+
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <span>
+
+// Last, for its macros have everyday names.
+#include <X11/Xlib.h>
+#include <X11/Xutil.h>
+
+namespace {
+
+// Windows come and go while the tests look for them.
+int ignoreError(Display* /*display*/, XErrorEvent* /*error*/) {
+    return 0;
+}
+
+std::string makeHome() {
+    std::string home = (std::filesystem::temp_directory_path() / "tdr-window-XXXXXX").string();
+    EXPECT_NE(::mkdtemp(home.data()), nullptr);
+    return home;
+}
+
+std::string hex(Window window) {
+    char text[32];
+    std::snprintf(text, sizeof text, "0x%lx", window);
+    return text;
+}
+
+bool isViewable(Display* display, Window window) {
+    XWindowAttributes attributes{};
+    return XGetWindowAttributes(display, window, &attributes) != 0 &&
+           attributes.map_state == IsViewable;
+}
+
+struct Family {
+    Window parent = 0;
+    std::vector<Window> children;
+};
+
+Family familyOf(Display* display, Window window) {
+    Family family;
+    Window root = 0;
+    Window* children = nullptr;
+    unsigned count = 0;
+    if (XQueryTree(display, window, &root, &family.parent, &children, &count) != 0) {
+        family.children.assign(children, children + count);
+        XFree(children);
+    }
+    return family;
+}
+
+// Managers put windows into frames; ours does. Without one, XMapWindow is enough to be viewable.
+bool isManaged(Display* display, Window window) {
+    return familyOf(display, window).parent != DefaultRootWindow(display) &&
+           isViewable(display, window);
+}
+
+std::string titleOf(Display* display, Window window) {
+    char* name = nullptr;
+    XFetchName(display, window, &name);
+    const std::string title = name != nullptr ? name : "";
+    XFree(name);
+    return title;
+}
+
+// The numbers of a window dump's header that are needed here; all are big-endian and 32 bits wide.
+enum DumpField {
+    kHeaderBytes = 0,
+    kDepth = 3,
+    kWidth = 4,
+    kHeight = 5,
+    kByteOrder = 7,
+    kBitsPerPixel = 11,
+    kBytesPerLine = 12,
+    kRedMask = 14,
+    kColors = 19,
+    kFields = 25
+};
+
+constexpr std::size_t kColorBytes = 12;
+
+std::uint32_t loadPixel(const std::uint8_t* at, std::size_t bytes, bool highByteFirst) {
+    std::uint32_t value = 0;
+    for (std::size_t i = 0; i < bytes; ++i) {
+        value = value << 8 | at[highByteFirst ? i : bytes - 1 - i];
+    }
+    return value;
+}
+
+Screenshot decodeDump(std::span<const std::uint8_t> dump) {
+    const auto field = [dump](int index) {
+        return base::loadBe32(dump.data() + std::size_t{4} * static_cast<std::size_t>(index));
+    };
+    if (dump.size() < 4 * kFields) {
+        return {};
+    }
+    Screenshot shot{static_cast<int>(field(kWidth)),
+                    static_cast<int>(field(kHeight)),
+                    static_cast<int>(field(kDepth)),
+                    {field(kRedMask), field(kRedMask + 1), field(kRedMask + 2)},
+                    {}};
+    const std::size_t pixelBytes = field(kBitsPerPixel) / 8;
+    const std::size_t lineBytes = field(kBytesPerLine);
+    const std::size_t start = field(kHeaderBytes) + kColorBytes * field(kColors);
+    if (dump.size() != start + lineBytes * field(kHeight)) {
+        ADD_FAILURE() << "a damaged window dump of " << dump.size() << " bytes";
+        return {};
+    }
+    for (std::size_t row = 0; row < field(kHeight); ++row) {
+        for (std::size_t column = 0; column < field(kWidth); ++column) {
+            const std::uint8_t* at = dump.data() + start + row * lineBytes + column * pixelBytes;
+            shot.pixels.push_back(loadPixel(at, pixelBytes, field(kByteOrder) == 1));
+        }
+    }
+    return shot;
+}
+
+} // namespace
+
+void Desk::Closer::operator()(Display* display) const {
+    XCloseDisplay(display);
+}
+
+Desk::Desk(const std::string& screen, Manager manager)
+    : home_(makeHome()), managed_(manager == Manager::Openbox) {
+    startServer(screen);
+    if (display_ && managed_) {
+        startManager();
+    }
+}
+
+Desk::~Desk() {
+    manager_.reset();
+    display_.reset();
+    if (server_) {
+        server_->kill(SIGTERM); // lets it take its lock file away
+        server_->exitStatus();
+    }
+    std::filesystem::remove_all(home_);
+}
+
+void Desk::startServer(const std::string& screen) {
+    XSetErrorHandler(ignoreError);
+    server_ = std::make_unique<Program>(std::vector<std::string>{"Xvfb", "-displayfd", "1",
+                                                                 "-screen", "0", screen,
+                                                                 "-nolisten", "tcp", "-noreset"},
+                                        std::vector<std::string>{});
+    const auto numbered = [this] { return server_->out().find('\n') != std::string::npos; };
+    if (!eventually("an X server (scripts/setup test installs it)", numbered)) {
+        return;
+    }
+    number_ = server_->out().substr(0, server_->out().find('\n'));
+    display_.reset(XOpenDisplay((":" + number_).c_str()));
+    ASSERT_TRUE(display_);
+    XSetWindowBackground(display_.get(), DefaultRootWindow(display_.get()),
+                         WhitePixel(display_.get(), DefaultScreen(display_.get())));
+    XClearWindow(display_.get(), DefaultRootWindow(display_.get()));
+    XSync(display_.get(), False);
+}
+
+void Desk::startManager() {
+    manager_ = std::make_unique<Program>(
+        std::vector<std::string>{"openbox", "--sm-disable"},
+        std::vector<std::string>{environment(), "HOME=" + home_, "XDG_CONFIG_HOME=" + home_,
+                                 "XDG_CACHE_HOME=" + home_, "XDG_DATA_HOME=" + home_});
+    // It announces itself before it takes windows in, and forgets those that come between.
+    const Window probe =
+        XCreateSimpleWindow(display(), DefaultRootWindow(display()), 0, 0, 20, 20, 0, 0, 0);
+    eventually("the window manager", [this, probe] {
+        XMapWindow(display(), probe);
+        return isManaged(display(), probe);
+    });
+    XDestroyWindow(display(), probe);
+    XSync(display(), False);
+}
+
+std::unique_ptr<Program> Desk::start(std::vector<std::string> command) const {
+    return std::make_unique<Program>(std::move(command), std::vector<std::string>{environment()});
+}
+
+Window Desk::find(Window below, const std::string& title) const {
+    Window found = 0;
+    for (const Window child : familyOf(display(), below).children) {
+        const bool here = titleOf(display(), child) == title && isViewable(display(), child);
+        found = found != 0 ? found : here ? child : find(child, title);
+    }
+    return found;
+}
+
+Window Desk::window(const std::string& title) {
+    Window found = 0;
+    eventually(("a window titled " + title).c_str(), [&] {
+        found = find(DefaultRootWindow(display()), title);
+        return found != 0;
+    });
+    return found;
+}
+
+Place Desk::place(Window window) {
+    XWindowAttributes attributes{};
+    Window child = 0;
+    Place place;
+    if (XGetWindowAttributes(display(), window, &attributes) != 0) {
+        XTranslateCoordinates(display(), window, attributes.root, 0, 0, &place.left, &place.top,
+                              &child);
+    }
+    place.width = attributes.width;
+    place.height = attributes.height;
+    return place;
+}
+
+Screenshot Desk::screenshot(Window window) {
+    const std::string file = home_ + "/window.xwd";
+    const auto xwd = start({"xwd", "-silent", "-id", hex(window), "-out", file});
+    EXPECT_EQ(xwd->exitStatus(), 0) << xwd->err();
+    std::ifstream stream(file, std::ios::binary);
+    const std::vector<char> bytes(std::istreambuf_iterator<char>(stream), {});
+    return decodeDump({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
+}
+
+void Desk::awaitFocus(Window window) {
+    if (!managed_) {
+        XWarpPointer(display(), 0, window, 0, 0, 0, 0, 0, 0);
+        XSync(display(), False);
+        return;
+    }
+    eventually("the manager to give the window the keyboard", [&] {
+        Window focused = 0;
+        int revert = 0;
+        XGetInputFocus(display(), &focused, &revert);
+        return focused == window;
+    });
+}
+
+void Desk::xdotool(const std::vector<std::string>& arguments) const {
+    std::vector<std::string> command{"xdotool"};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    const auto tool = start(command);
+    EXPECT_EQ(tool->exitStatus(), 0) << tool->err();
+}
+
+void Desk::coverBriefly(const Place& part) {
+    XSetWindowAttributes wanted{};
+    wanted.override_redirect = True;
+    wanted.background_pixel = WhitePixel(display(), DefaultScreen(display()));
+    const Window cover = XCreateWindow(
+        display(), DefaultRootWindow(display()), part.left, part.top,
+        static_cast<unsigned>(part.width), static_cast<unsigned>(part.height), 0, CopyFromParent,
+        InputOutput, nullptr, CWOverrideRedirect | CWBackPixel, &wanted);
+    XMapRaised(display(), cover);
+    XSync(display(), False);
+    XDestroyWindow(display(), cover);
+    XSync(display(), False);
+}
+
+void Desk::killServer() {
+    manager_.reset();
+    display_.reset();
+    server_->kill(SIGKILL);
+    const pid_t pid = server_->pid();
+    server_.reset();
+    // What a server takes away itself when it may; nobody else's, should one have come meanwhile.
+    const std::string lock = "/tmp/.X" + number_ + "-lock";
+    pid_t owner = 0;
+    std::ifstream(lock) >> owner;
+    if (owner == pid) {
+        std::filesystem::remove("/tmp/.X11-unix/X" + number_);
+        std::filesystem::remove(lock);
+    }
+}

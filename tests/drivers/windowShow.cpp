@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: MIT
+// The program whose window the tests look at.
+//   tdr_window_show paste WIDTH HEIGHT TITLE          pasteBuffer
+//   tdr_window_show depth WIDTH HEIGHT TITLE DEPTH    a visual of that depth
+//   tdr_window_show wait  WIDTH HEIGHT TITLE MODE     waits like a link, on its input and the
+//   window
+// It prints "done" at its end, which tells a return from a death, and exits with 3 when descriptors
+// have been left open. A picture that is 0 wide or high, or too large, is passed as null.
+#include "TDR_BufferWindow.h"
+#include "ipc_socket.h"
+#include "windowPattern.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <iterator>
+#include <poll.h>
+#include <string_view>
+#include <unistd.h>
+
+namespace {
+
+struct Request {
+    long width;
+    long height;
+    const char* title;
+    const std::uint32_t* pixels;
+    int extra;
+};
+
+void say(const char* what) {
+    std::puts(what);
+    std::fflush(stdout);
+}
+
+void paste(const Request& want) {
+    pasteBuffer(want.width, want.height, want.pixels, want.title);
+}
+
+void showInDepth(const Request& want) {
+    BufferWindow window;
+    if (!window.open(want.width, want.height, want.pixels, want.title, want.extra)) {
+        return;
+    }
+    while (window.handlePending()) {
+        pollfd wait{window.eventFd(), POLLIN, 0};
+        ::poll(&wait, 1, -1);
+    }
+}
+
+// The end of standard input stands for a socket of the link; its own number, 0, is the answer for
+// an event of the window, so it is waited on under another.
+void waitLikeALink(const Request& want) {
+    const int socket = ::dup(STDIN_FILENO);
+    fd_set sockets;
+    FD_ZERO(&sockets);
+    FD_SET(socket, &sockets);
+    BufferWindow window;
+    if (!window.open(want.width, want.height, want.pixels, want.title)) {
+        std::exit(1);
+    }
+    setEventQueueFd(window.eventFd());
+    while (window.handlePending()) {
+        const auto mode = static_cast<IPC_QUEUE_MODE>(want.extra);
+        const int ready = getsockfd(&sockets, mode, IPC_BLOCKING_FOREVER, 0, 0);
+        char byte = 0;
+        if (ready == socket && ::read(socket, &byte, 1) != 1) {
+            break;
+        }
+        say(ready == socket ? "socket" : ready == 0 ? "event" : "failure");
+    }
+    setEventQueueFd(-1);
+    say(window.closed() ? "closed" : "open");
+    ::close(socket);
+}
+
+long openDescriptors() {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 5) {
+        return 2;
+    }
+    const long before = openDescriptors();
+    Request want{std::atol(argv[2]), std::atol(argv[3]), argv[4], nullptr,
+                 argc > 5 ? std::atoi(argv[5]) : 0};
+    std::vector<std::uint32_t> pixels;
+    if (want.width > 0 && want.height > 0 && want.width < 40000 && want.height < 40000) {
+        pixels = pattern(static_cast<int>(want.width), static_cast<int>(want.height));
+        want.pixels = pixels.data();
+    }
+    const std::string_view what = argv[1];
+    (what == "paste" ? paste : what == "depth" ? showInDepth : waitLikeALink)(want);
+    say("done");
+    return openDescriptors() == before ? 0 : 3;
+}

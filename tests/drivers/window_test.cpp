@@ -1,0 +1,320 @@
+// SPDX-License-Identifier: MIT
+// The window as people meet it: on a screen, with and without a window manager.
+#include "windowDesk.h"
+#include "windowPattern.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <csignal>
+#include <fstream>
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr const char* kShow = TDR_WINDOW_SHOW;
+
+const std::string kEntering = "pasteBuffer:  entering event loop for window titled \"picture\".\n";
+const std::string kExited = "pasteBuffer:  exited event loop for window titled \"picture\".\n";
+
+std::unique_ptr<Program> paste(const Desk& desk, long width, long height) {
+    return desk.start({kShow, "paste", std::to_string(width), std::to_string(height), "picture"});
+}
+
+// The nearest value that a sample of eight bits has in the bits of `mask`.
+std::uint32_t sampleOf(std::uint32_t pixel, int shift, std::uint32_t mask) {
+    const double highest = static_cast<double>(mask >> std::countr_zero(mask));
+    const double sample = static_cast<double>(pixel >> shift & 0xffU);
+    return static_cast<std::uint32_t>(std::lround(sample * highest / 255))
+           << std::countr_zero(mask);
+}
+
+std::uint32_t onScreen(std::uint32_t pixel, const Screenshot& shot) {
+    const std::uint32_t all = shot.masks[0] | shot.masks[1] | shot.masks[2];
+    const std::uint32_t depth = shot.depth == 32 ? ~0U : (1U << shot.depth) - 1;
+    return sampleOf(pixel, 0, shot.masks[0]) | sampleOf(pixel, 8, shot.masks[1]) |
+           sampleOf(pixel, 16, shot.masks[2]) | (depth & ~all);
+}
+
+// Where a screenshot first differs from the pattern; empty when nowhere.
+std::string firstDifference(const Screenshot& shot, int width, int height) {
+    if (shot.width != width || shot.height != height) {
+        return "size " + std::to_string(shot.width) + "x" + std::to_string(shot.height);
+    }
+    for (int row = 0; row < height; ++row) {
+        for (int column = 0; column < width; ++column) {
+            const std::uint32_t want = onScreen(patternPixel(column, height - 1 - row), shot);
+            if (shot.at(column, row) != want) {
+                return "column " + std::to_string(column) + " row " + std::to_string(row) + ": " +
+                       std::to_string(shot.at(column, row)) + " instead of " + std::to_string(want);
+            }
+        }
+    }
+    return {};
+}
+
+// Takes screenshots until one shows the whole picture.
+void expectPicture(Desk& desk, WindowId window, int width, int height) {
+    std::string difference = "nothing seen";
+    eventually("every pixel of the picture", [&] {
+        difference = firstDifference(desk.screenshot(window), width, height);
+        return difference.empty();
+    });
+    EXPECT_EQ(difference, "");
+}
+
+void expectQuietEnd(Program& program, const std::string& out = kEntering + kExited + "done\n") {
+    EXPECT_EQ(program.exitStatus(), 0);
+    EXPECT_EQ(program.out(), out);
+    EXPECT_EQ(program.err(), "");
+}
+
+bool isOneLine(const std::string& text) {
+    return !text.empty() && std::count(text.begin(), text.end(), '\n') == 1 && text.back() == '\n';
+}
+
+class OnEveryDesk : public ::testing::TestWithParam<Desk::Manager> {};
+
+std::string managerName(const ::testing::TestParamInfo<Desk::Manager>& info) {
+    return info.param == Desk::Manager::Bare ? "bare" : "openbox";
+}
+
+INSTANTIATE_TEST_SUITE_P(Window, OnEveryDesk,
+                         ::testing::Values(Desk::Manager::Bare, Desk::Manager::Openbox),
+                         managerName);
+
+// The screen is 480 high: a picture's lower edge lies at 470, its left edge at 10.
+TEST_P(OnEveryDesk, ShowsEveryPixelAtItsPlaceUntilEscape) {
+    Desk desk("640x480x24", GetParam());
+    const auto program = paste(desk, 301, 203);
+    const WindowId window = desk.window("picture");
+    expectPicture(desk, window, 301, 203); // before anything comes from outside
+    EXPECT_EQ(desk.place(window), (Place{10, 267, 301, 203}));
+    EXPECT_EQ(program->out(), kEntering);
+
+    desk.awaitFocus(window);
+    desk.xdotool({"key", "a"}); // read and dropped
+    desk.xdotool({"key", "Escape"});
+    expectQuietEnd(*program);
+}
+
+TEST_P(OnEveryDesk, DrawsAnewWhatWasCovered) {
+    Desk desk("640x480x24", GetParam());
+    const auto program = paste(desk, 200, 100);
+    const WindowId window = desk.window("picture");
+    expectPicture(desk, window, 200, 100);
+    for (const Place part : {Place{0, 0, 640, 480}, {50, 400, 33, 21}, {0, 460, 60, 20}}) {
+        desk.coverBriefly(part);
+        expectPicture(desk, window, 200, 100);
+    }
+    desk.awaitFocus(window);
+    desk.xdotool({"key", "Escape"});
+    expectQuietEnd(*program);
+}
+
+TEST_P(OnEveryDesk, IsOneBlackPixelForAnEmptyPicture) {
+    Desk desk("640x480x24", GetParam());
+    for (const auto& [width, height] : {std::pair{0, 20}, {20, 0}, {0, 0}}) {
+        SCOPED_TRACE(testing::Message() << width << " x " << height);
+        const auto program = paste(desk, width, height);
+        const WindowId window = desk.window("picture");
+        EXPECT_EQ(desk.place(window), (Place{10, 469, 1, 1}));
+        EXPECT_EQ(desk.screenshot(window).pixels, std::vector<std::uint32_t>{0});
+        desk.xdotool({"windowclose", std::to_string(window)});
+        expectQuietEnd(*program);
+    }
+}
+
+TEST_P(OnEveryDesk, EndsWithItsServer) {
+    Desk desk("640x480x24", GetParam());
+    const auto program = paste(desk, 64, 48);
+    expectPicture(desk, desk.window("picture"), 64, 48);
+    desk.killServer();
+    EXPECT_EQ(program->exitStatus(), 0);
+    EXPECT_EQ(program->out(), kEntering + kExited + "done\n");
+    EXPECT_TRUE(isOneLine(program->err())) << program->err();
+}
+
+TEST(Window, IsClosedByTheWindowManager) {
+    Desk desk("640x480x24", Desk::Manager::Openbox);
+    const auto program = paste(desk, 64, 48);
+    const WindowId window = desk.window("picture");
+    desk.awaitFocus(window);
+    desk.xdotool({"key", "alt+F4"});
+    expectQuietEnd(*program);
+}
+
+TEST(Window, MayBeDestroyedByAnotherProgram) {
+    Desk desk;
+    for (int round = 0; round < 5; ++round) { // also while it is being drawn
+        const auto program = paste(desk, 600, 400);
+        desk.xdotool({"windowclose", std::to_string(desk.window("picture"))});
+        expectQuietEnd(*program);
+    }
+}
+
+TEST(Window, MayLoseItsConnection) {
+    Desk desk;
+    const auto program = paste(desk, 64, 48);
+    desk.xdotool({"windowkill", std::to_string(desk.window("picture"))});
+    EXPECT_EQ(program->exitStatus(), 0);
+    EXPECT_EQ(program->out(), kEntering + kExited + "done\n");
+    EXPECT_TRUE(isOneLine(program->err())) << program->err();
+}
+
+struct Screen {
+    const char* name;
+    const char* screen;
+    const char* depthWanted;
+    int depthShown;
+    int width;
+    int height;
+};
+
+// On the screen of eight bits true colour is not the default; the last window is of another depth
+// than its parent and has opacity bits. Sizes are odd, one takes several strips of rows.
+constexpr Screen kScreens[] = {
+    {"8 bits", "400x300x8", "0", 8, 255, 77},    {"15 bits", "400x300x15", "0", 15, 255, 77},
+    {"16 bits", "400x300x16", "0", 16, 255, 77}, {"24 bits", "1100x800x24", "0", 24, 1001, 701},
+    {"30 bits", "400x300x30", "0", 30, 255, 77}, {"32 bits", "400x300x24", "32", 32, 255, 77}};
+
+TEST(Window, DrawsByTheMasksOfEveryVisual) {
+    for (const Screen& row : kScreens) {
+        SCOPED_TRACE(row.name);
+        Desk desk(row.screen);
+        const auto program = desk.start({kShow, "depth", std::to_string(row.width),
+                                         std::to_string(row.height), "picture", row.depthWanted});
+        const WindowId window = desk.window("picture");
+        EXPECT_EQ(desk.screenshot(window).depth, row.depthShown);
+        expectPicture(desk, window, row.width, row.height);
+        desk.awaitFocus(window);
+        desk.xdotool({"key", "Escape"});
+        expectQuietEnd(*program, "done\n");
+    }
+}
+
+TEST(Window, CanBeAsWideOrHighAsTheSystemAllows) {
+    Desk desk;
+    for (const auto& [width, height] : {std::pair{32767, 2}, {2, 32767}}) {
+        const auto program = paste(desk, width, height);
+        const WindowId window = desk.window("picture");
+        EXPECT_EQ(desk.place(window), (Place{10, 470 - height, width, height}));
+        desk.xdotool({"windowclose", std::to_string(window)});
+        expectQuietEnd(*program);
+    }
+}
+
+struct Refusal {
+    const char* name;
+    std::vector<std::string> arguments;
+    bool hasDisplay;
+};
+
+TEST(Window, SaysInOneLineWhyThereIsNone) {
+    const Desk desk;
+    const Refusal refusals[] = {
+        {"negative width", {"paste", "-1", "10", "t"}, true},
+        {"negative height", {"paste", "10", "-1", "t"}, true},
+        {"negative beside zero", {"paste", "0", "-7", "t"}, true},
+        {"too wide", {"paste", "32768", "1", "t"}, true},
+        {"too high", {"paste", "1", "32768", "t"}, true},
+        {"wraps to a small number", {"paste", "4294967297", "1", "t"}, true},
+        {"smallest number", {"paste", "-9223372036854775808", "1", "t"}, true},
+        {"no pixels", {"paste", "40000", "1", "t"}, true},
+        {"no such depth", {"depth", "10", "10", "t", "17"}, true},
+        {"no display", {"paste", "10", "10", "t"}, false},
+    };
+    for (const Refusal& row : refusals) {
+        SCOPED_TRACE(row.name);
+        std::vector<std::string> command{kShow};
+        command.insert(command.end(), row.arguments.begin(), row.arguments.end());
+        const auto program =
+            row.hasDisplay
+                ? desk.start(command)
+                : std::make_unique<Program>(command, std::vector<std::string>{"DISPLAY"});
+        EXPECT_EQ(program->exitStatus(), 0);
+        EXPECT_EQ(program->out(), "done\n");
+        EXPECT_TRUE(isOneLine(program->err())) << program->err();
+    }
+}
+
+// Sleeping is seen from the process's state: never running in fifty looks in a row.
+TEST(Window, TakesNoProcessorTimeWhileItWaits) {
+    Desk desk;
+    const auto program = paste(desk, 64, 48);
+    expectPicture(desk, desk.window("picture"), 64, 48);
+    int asleep = 0;
+    eventually("a program that sleeps", [&] {
+        std::ifstream stat("/proc/" + std::to_string(program->pid()) + "/stat");
+        std::string pid;
+        std::string name;
+        char state = 0;
+        stat >> pid >> name >> state;
+        asleep = state == 'S' ? asleep + 1 : 0;
+        return asleep == 50;
+    });
+}
+
+// ---- Waiting for the link and the window at once ----------------------------------------------
+
+long linesOf(Program& program, const std::string& line) {
+    const std::string& out = program.out();
+    long count = 0;
+    for (std::size_t at = out.find(line); at != std::string::npos; at = out.find(line, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
+class WaitingProgram {
+  public:
+    WaitingProgram(Desk& desk, const char* queueMode)
+        : program(desk.start({kShow, "wait", "64", "48", "picture", queueMode})),
+          window(desk.window("picture")) {
+        desk.awaitFocus(window);
+    }
+    // The program waits again when it has told of this packet, or of an event after it.
+    void sendPacket() {
+        const long before = linesOf(*program, "socket\n");
+        program->write("p");
+        eventually("the packet", [&] { return linesOf(*program, "socket\n") == before + 1; });
+    }
+    std::unique_ptr<Program> program;
+    WindowId window;
+};
+
+TEST(WindowQueue, ModeTwoIsWokenByAKey) {
+    Desk desk;
+    WaitingProgram waiting(desk, "2");
+    expectPicture(desk, waiting.window, 64, 48);
+    waiting.sendPacket();
+    const long before = linesOf(*waiting.program, "event\n");
+    desk.xdotool({"key", "a"});
+    eventually("an event", [&] { return linesOf(*waiting.program, "event\n") > before; });
+    waiting.sendPacket();
+    desk.xdotool({"key", "Escape"});
+    EXPECT_EQ(waiting.program->exitStatus(), 0);
+    EXPECT_EQ(linesOf(*waiting.program, "closed\n"), 1);
+    EXPECT_EQ(linesOf(*waiting.program, "failure\n"), 0);
+}
+
+TEST(WindowQueue, ModeTwoIsWokenByTheEndOfTheServer) {
+    Desk desk;
+    WaitingProgram waiting(desk, "2");
+    waiting.sendPacket();
+    desk.killServer();
+    EXPECT_EQ(waiting.program->exitStatus(), 0);
+    EXPECT_EQ(linesOf(*waiting.program, "closed\n"), 1);
+}
+
+TEST(WindowQueue, ModeOneWaitsForPacketsOnly) {
+    Desk desk;
+    WaitingProgram waiting(desk, "1");
+    desk.xdotool({"key", "a", "Escape"});
+    EXPECT_EQ(linesOf(*waiting.program, "event\n"), 0);
+    waiting.sendPacket(); // after which the window is looked at again
+    EXPECT_EQ(waiting.program->exitStatus(), 0);
+    EXPECT_EQ(waiting.program->out(), "socket\nclosed\ndone\n");
+}
+
+} // namespace
