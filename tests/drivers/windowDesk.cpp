@@ -247,6 +247,11 @@ void Desk::xdotool(const std::vector<std::string>& arguments) const {
     EXPECT_EQ(tool->exitStatus(), 0) << tool->err();
 }
 
+void Desk::destroy(Window window) {
+    XDestroyWindow(display(), window);
+    XSync(display(), False);
+}
+
 void Desk::coverBriefly(const Place& part) {
     XSetWindowAttributes wanted{};
     wanted.override_redirect = True;
@@ -257,8 +262,8 @@ void Desk::coverBriefly(const Place& part) {
         InputOutput, nullptr, CWOverrideRedirect | CWBackPixel, &wanted);
     XMapRaised(display(), cover);
     XSync(display(), False);
-    XDestroyWindow(display(), cover);
-    XSync(display(), False);
+    destroy(cover);
+    XSync(display(), False); // once more: the first answer may have left before others' events
 }
 
 void Desk::killServer() {

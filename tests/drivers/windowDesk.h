@@ -57,7 +57,11 @@ class Desk {
     /// Runs xdotool, which types and clicks like a person.
     void xdotool(const std::vector<std::string>& arguments) const;
 
-    /// Covers a part of the screen with a white window for a moment.
+    /// Destroys a window at once, though it is another program's.
+    void destroy(WindowId window);
+
+    /// Covers a part of the screen with a white window for a moment. What was below has been told
+    /// when this returns.
     void coverBriefly(const Place& part);
 
     /// Ends the server at once, as a crash does.

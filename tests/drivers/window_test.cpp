@@ -144,13 +144,35 @@ TEST(Window, IsClosedByTheWindowManager) {
     expectQuietEnd(*program);
 }
 
-TEST(Window, MayBeDestroyedByAnotherProgram) {
-    Desk desk;
-    for (int round = 0; round < 5; ++round) { // also while it is being drawn
-        const auto program = paste(desk, 600, 400);
-        desk.xdotool({"windowclose", std::to_string(desk.window("picture"))});
+// The picture takes a server long enough to be struck in the middle of the drawing.
+TEST(Window, MayBeDestroyedWhileItIsDrawn) {
+    Desk desk("3100x2600x24");
+    for (int round = 0; round < 3; ++round) {
+        const auto program = paste(desk, 3000, 2500);
+        desk.destroy(desk.window("picture"));
         expectQuietEnd(*program);
     }
+}
+
+// It has been told to draw when it goes on, but there is nobody left to draw for.
+TEST(Window, MayFindItsServerGoneWhenItDraws) {
+    Desk desk;
+    const auto program = paste(desk, 300, 200);
+    expectPicture(desk, desk.window("picture"), 300, 200);
+    program->kill(SIGSTOP);
+    desk.coverBriefly({0, 0, 640, 480});
+    desk.killServer();
+    program->kill(SIGCONT);
+    EXPECT_EQ(program->exitStatus(), 0);
+    EXPECT_EQ(program->out(), kEntering + kExited + "done\n");
+    EXPECT_TRUE(isOneLine(program->err())) << program->err();
+}
+
+TEST(Window, MayBeDestroyedByAnotherProgram) {
+    Desk desk;
+    const auto program = paste(desk, 64, 48);
+    desk.xdotool({"windowclose", std::to_string(desk.window("picture"))});
+    expectQuietEnd(*program);
 }
 
 TEST(Window, MayLoseItsConnection) {
