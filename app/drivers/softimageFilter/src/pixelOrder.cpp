@@ -13,8 +13,8 @@ namespace {
 /// in the order of HostChannel.
 struct PixelLayout {
     int format;
-    int first;
-    int count;
+    std::size_t first;
+    std::size_t count;
 };
 
 constexpr PixelLayout kLayouts[] = {
@@ -75,7 +75,7 @@ void joinOne(const std::uint8_t* __restrict channel, std::size_t width,
 
 int bytesPerHostPixel(int format) {
     const PixelLayout* layout = findLayout(format);
-    return layout != nullptr ? layout->count : 1;
+    return layout != nullptr ? static_cast<int>(layout->count) : 1;
 }
 
 void hostLineToChannels(int format, const std::uint8_t* hostLine, std::size_t width,
@@ -89,10 +89,10 @@ void hostLineToChannels(int format, const std::uint8_t* hostLine, std::size_t wi
                   channels[kHostRed]);
         return;
     }
-    for (int i = 0; i < layout->count; ++i) {
-        std::uint8_t* channel = channels[static_cast<std::size_t>(layout->first + i)];
+    for (std::size_t i = 0; i < layout->count; ++i) {
+        std::uint8_t* channel = channels[layout->first + i];
         if (channel != nullptr) {
-            splitOne(hostLine + i, static_cast<std::size_t>(layout->count), width, channel);
+            splitOne(hostLine + i, layout->count, width, channel);
         }
     }
 }
@@ -108,10 +108,10 @@ void channelsToHostLine(int format, const ChannelLines& channels, std::size_t wi
                  channels[kHostRed], width, hostLine);
         return;
     }
-    for (int i = 0; i < layout->count; ++i) {
-        const std::uint8_t* channel = channels[static_cast<std::size_t>(layout->first + i)];
+    for (std::size_t i = 0; i < layout->count; ++i) {
+        const std::uint8_t* channel = channels[layout->first + i];
         if (channel != nullptr) {
-            joinOne(channel, width, hostLine + i, static_cast<std::size_t>(layout->count));
+            joinOne(channel, width, hostLine + i, layout->count);
         }
     }
 }
