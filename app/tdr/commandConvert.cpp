@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // tdr convert IN OUT: read through one driver, write through another. Both drivers work on one
-// shared block, line by line, so that a picture of any size needs the memory of a line.
+// shared block, so that nothing is copied: the whole picture or, when it is a large one, line by
+// line.
 #include "console.h"
 #include "pictureFile.h"
 #include "replacedFile.h"
@@ -19,6 +20,9 @@ struct ConvertOptions {
     std::string output;
 };
 
+/// Pixels above this go line by line: a machine's shared memory is for others too.
+constexpr std::size_t kLarge = std::size_t{256} << 20;
+
 /// A conversion from its options to its end; any step's problem is the result of the whole.
 class Conversion {
   public:
@@ -29,6 +33,7 @@ class Conversion {
 
   private:
     Outcome<bool> write(PictureFile& picture, Session& session, const ReplacedFile& file);
+    Outcome<bool> copyPicture(PictureFile& picture, tdr::PictureWriter& writer);
     Outcome<bool> copyLines(PictureFile& picture, tdr::PictureWriter& writer);
     [[nodiscard]] Problem inputProblem(PictureFile& picture, const tdr::Failure& failure) const;
     [[nodiscard]] Problem outputProblem(const tdr::Failure& failure) const;
@@ -61,6 +66,9 @@ Outcome<bool> Conversion::run() {
     if (!session) {
         return outputProblem(session.failure());
     }
+    if (const auto asked = session->driver.transfersCaches(); !asked) {
+        return outputProblem(asked.failure());
+    }
     auto written = write(*picture, *session, *file);
     if (!written) {
         session->passOnLines(session->driver.lastLine()); // that one is in the problem's text
@@ -77,7 +85,8 @@ Outcome<bool> Conversion::write(PictureFile& picture, Session& session, const Re
     if (!writer) {
         return outputProblem(writer.failure());
     }
-    auto copied = copyLines(picture, *writer);
+    const bool large = tdr::pictureBytes(picture.reader.width(), picture.reader.height()) > kLarge;
+    auto copied = large ? copyLines(picture, *writer) : copyPicture(picture, *writer);
     if (!copied) {
         return copied;
     }
@@ -86,6 +95,21 @@ Outcome<bool> Conversion::write(PictureFile& picture, Session& session, const Re
     }
     if (const auto closed = writer->close(); !closed) {
         return outputProblem(closed.failure());
+    }
+    return true;
+}
+
+Outcome<bool> Conversion::copyPicture(PictureFile& picture, tdr::PictureWriter& writer) {
+    auto block = tdr::SharedBlock::create(
+        tdr::pictureBytes(picture.reader.width(), picture.reader.height()));
+    if (!block) {
+        return copyLines(picture, writer);
+    }
+    if (const auto read = picture.reader.readAll(*block); !read) {
+        return inputProblem(picture, read.failure());
+    }
+    if (const auto written = writer.writeAll(*block); !written) {
+        return outputProblem(written.failure());
     }
     return true;
 }

@@ -7,6 +7,7 @@
 #include <cctype>
 #include <chrono>
 #include <map>
+#include <numeric>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
@@ -84,7 +85,8 @@ tdr::Result<Session> startSession(const fs::path& program, const DriverOptions& 
         startOptions.limits = {limit, limit, limit};
     }
     startOptions.onDriverLine = [lines](std::string_view line) {
-        if (lines->size() < kMostLines) {
+        const bool isNew = std::ranges::find(*lines, line) == lines->end();
+        if (isNew && lines->size() < kMostLines) { // two connections to a file may say it twice
             lines->emplace_back(line);
         }
     };
@@ -146,15 +148,16 @@ void DriverSet::ask(Entry& entry) {
 
 std::vector<std::size_t> DriverSet::readersFor(const fs::path& path) {
     std::vector<std::size_t> order(entries_.size());
-    for (std::size_t i = 0; i < order.size(); ++i) {
-        order[i] = i;
+    std::iota(order.begin(), order.end(), 0);
+    const auto isMatch = [&](std::size_t i) {
         ask(entries_[i]);
-    }
-    const auto rank = [&](std::size_t i) {
-        const Entry& entry = entries_[i];
-        return entry.failure ? 2 : hasExtension(path, entry.extension) ? 0 : 1;
+        return hasExtension(path, entries_[i].extension);
     };
-    std::ranges::stable_sort(order, {}, rank);
+    const auto match = std::ranges::find_if(order, isMatch);
+    if (match != order.end()) {
+        std::rotate(order.begin(), match, match + 1); // the others are not even started for now
+    }
+    std::ranges::stable_partition(order, [&](std::size_t i) { return !entries_[i].failure; });
     return order;
 }
 

@@ -11,11 +11,7 @@ namespace {
 
 /// In the order of the help.
 constexpr void (*kSubcommands[])(CLI::App&, Command&) = {
-    addDrivers,
-    addQuery,
-    addInfo,
-    addConvert,
-    addCompare,
+    addDrivers, addQuery, addInfo, addConvert, addCompare,
 };
 
 void addSharedOptions(CLI::App& app, DriverOptions& drivers) {

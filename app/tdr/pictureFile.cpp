@@ -80,7 +80,9 @@ Outcome<PictureFile> openPicture(DriverSet& drivers, const fs::path& path) {
             continue;
         }
         auto session = std::make_unique<Session>(std::move(*started));
-        auto reader = tdr::PictureReader::open(session->driver, pathForDriver(path));
+        const auto asked = session->driver.transfersCaches();
+        auto reader = asked ? tdr::PictureReader::open(session->driver, pathForDriver(path))
+                            : tdr::Result<tdr::PictureReader>(asked.failure());
         if (reader) {
             return PictureFile{drivers.name(driver), std::move(session), std::move(*reader)};
         }

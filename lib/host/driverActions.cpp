@@ -97,11 +97,15 @@ Status Driver::setEndCell(std::int32_t cell) {
 }
 
 Status Driver::setPreReadCommand(std::string_view command) {
-    return act(*process_, ipc::kActionSetPreReadCommand, {}, command);
+    const Status done = act(*process_, ipc::kActionSetPreReadCommand, {}, command);
+    process_->known.preRead = process_->known.preRead || !command.empty();
+    return done;
 }
 
 Status Driver::setPostWriteCommand(std::string_view command) {
-    return act(*process_, ipc::kActionSetPostWriteCommand, {}, command);
+    const Status done = act(*process_, ipc::kActionSetPostWriteCommand, {}, command);
+    process_->known.postWrite = process_->known.postWrite || !command.empty();
+    return done;
 }
 
 Status Driver::connectToFile(std::string_view path, Access access, std::int32_t cell) {
@@ -111,11 +115,13 @@ Status Driver::connectToFile(std::string_view path, Access access, std::int32_t 
                        {},
                        {}};
     }
+    process_->known.connected = true; // also after a failure: the old file may still be open
     return act(*process_, ipc::kActionConnectToFile,
                std::array{static_cast<std::int32_t>(access), cell}, path);
 }
 
 Status Driver::disconnectFromFile() {
+    process_->known.connected = false;
     return act(*process_, ipc::kActionDisconnectFromFile, {});
 }
 
@@ -141,6 +147,29 @@ Status Driver::putLine(const SharedBlock& block, std::int32_t line, std::int32_t
 
 Status Driver::putStamp(const SharedBlock& block, std::int32_t cell) {
     return transfer(*process_, ipc::kActionPutStamp, block, cell, Notice::Expected);
+}
+
+Result<bool> Driver::transfersCaches() {
+    auto& known = process_->known;
+    if (known.caches || known.connected) {
+        return known.caches.value_or(false);
+    }
+    auto block = SharedBlock::create(1);
+    if (!block) {
+        return block.failure();
+    }
+    const Status asked[] = {getCache(*block), putCache(*block)};
+    for (const Status& answer : asked) {
+        if (!answer && answer.failure().kind != FailureKind::Refused) {
+            return answer.failure();
+        }
+    }
+    known.caches = !asked[0] && !asked[1];
+    return *known.caches;
+}
+
+bool Driver::hasOutsideCommands() const {
+    return process_->known.preRead || process_->known.postWrite;
 }
 
 Status Driver::getTile() {

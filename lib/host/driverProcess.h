@@ -62,6 +62,15 @@ class DriverProcess {
     /// The failure for an answer that does not fit the last request. Ends the driver.
     Failure broken();
 
+    /// What the session knows of the driver, for choosing how to move whole pictures.
+    struct Knowledge {
+        std::optional<bool> caches; ///< see Driver::transfersCaches
+        bool connected = false;     ///< a file is open
+        bool preRead = false;       ///< an outside command is set
+        bool postWrite = false;     ///< an outside command is set
+    };
+    Knowledge known;
+
     /// Orders the driver to end and waits for it; kills it when it does not go in time.
     Result<DriverEnd> end();
 

@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "tdr/picture.h"
 
-#include "base/checkedMath.h"
 #include "base/limits.h"
 
 #include <algorithm>
 #include <array>
 #include <cstring>
-#include <new>
 #include <string>
 #include <utility>
 
@@ -61,6 +59,10 @@ std::size_t lineBytes(std::int32_t width) {
     return static_cast<std::size_t>(width) * kPixelBytes;
 }
 
+std::size_t pictureBytes(std::int32_t width, std::int32_t height) {
+    return lineBytes(width) * static_cast<std::size_t>(height);
+}
+
 void fillOpaqueBlack(std::span<std::uint8_t> line) {
     for (std::size_t at = 0; at + kPixelBytes <= line.size(); at += kPixelBytes) {
         std::memcpy(&line[at], kOpaqueBlack.data(), kPixelBytes);
@@ -87,7 +89,7 @@ Result<PictureReader> PictureReader::open(Driver& driver, std::string_view path,
     if (!connected) {
         return connected.failure();
     }
-    PictureReader reader(driver, cell);
+    PictureReader reader(driver, path, cell);
     Status asked = reader.askShape();
     if (!asked) {
         if (driver.alive()) {
@@ -171,7 +173,7 @@ Result<PictureWriter> PictureWriter::open(Driver& driver, std::string_view path,
     if (!done) {
         return done.failure();
     }
-    return PictureWriter(driver, cell);
+    return PictureWriter(driver, width, height, cell);
 }
 
 Status PictureWriter::writeLine(const SharedBlock& block, std::int32_t line) {
@@ -180,71 +182,6 @@ Status PictureWriter::writeLine(const SharedBlock& block, std::int32_t line) {
 
 Status PictureWriter::close() {
     return driver_->disconnectFromFile();
-}
-
-// --- Whole pictures ------------------------------------------------------------------------------
-
-Result<Picture> readPicture(Driver& driver, std::string_view path, std::size_t maxBytes) {
-    auto reader = PictureReader::open(driver, path);
-    if (!reader) {
-        return reader.failure();
-    }
-    const std::size_t bytes = lineBytes(reader->width());
-    if (bytes * static_cast<std::size_t>(reader->height()) > maxBytes) {
-        return Failure{FailureKind::NoMemory,
-                       "read picture: " + sizeText(reader->width(), reader->height()) +
-                           " pixels are more than the limit given",
-                       {},
-                       {}};
-    }
-    auto block = SharedBlock::create(bytes);
-    if (!block) {
-        return block.failure();
-    }
-    Picture picture{reader->width(), reader->height(), {}};
-    try {
-        picture.pixels.resize(bytes * static_cast<std::size_t>(picture.height));
-    } catch (const std::bad_alloc&) {
-        return Failure{FailureKind::NoMemory, "read picture: no memory for it", {}, {}};
-    }
-    for (std::int32_t line = picture.height; line-- > 0;) {
-        Status read = reader->readLine(*block, line);
-        if (!read) {
-            return read.failure();
-        }
-        std::memcpy(&picture.pixels[bytes * static_cast<std::size_t>(line)], block->bytes().data(),
-                    bytes);
-    }
-    Status closed = reader->close();
-    if (!closed) {
-        return closed.failure();
-    }
-    return picture;
-}
-
-Status writePicture(Driver& driver, std::string_view path, const Picture& picture) {
-    const auto all = base::checkedProduct(picture.width, picture.height, kPixelBytes);
-    if (!all || picture.pixels.size() != *all) {
-        return Failure{FailureKind::BadArgument, "write picture: size and pixels differ", {}, {}};
-    }
-    auto writer = PictureWriter::open(driver, path, picture.width, picture.height);
-    if (!writer) {
-        return writer.failure();
-    }
-    const std::size_t bytes = lineBytes(picture.width);
-    auto block = SharedBlock::create(bytes);
-    if (!block) {
-        return block.failure();
-    }
-    for (std::int32_t line = picture.height; line-- > 0;) {
-        std::memcpy(block->bytes().data(), &picture.pixels[bytes * static_cast<std::size_t>(line)],
-                    bytes);
-        Status written = writer->writeLine(*block, line);
-        if (!written) {
-            return written;
-        }
-    }
-    return writer->close();
 }
 
 } // namespace tdr

@@ -50,6 +50,55 @@ TEST_F(PictureTest, comesBackAsItWasWritten) {
     }
 }
 
+TEST_F(PictureTest, topAndBottomMayBeAlike) {
+    auto driver = Driver::start(real("softimageFilter"));
+    ASSERT_TRUE(driver);
+    Picture picture = motley(5, 3);
+    std::ranges::copy_n(picture.pixels.begin(), 20, picture.pixels.end() - 20);
+    ASSERT_TRUE(tdr::writePicture(*driver, folder() / "a.pic", picture));
+    EXPECT_EQ(tdr::readPicture(*driver, folder() / "a.pic")->pixels, picture.pixels);
+}
+
+/// How often `request` ("4/1430") was made of an echoing driver while `job` ran.
+std::size_t requestsIn(const std::vector<std::string>& lines, const std::string& request) {
+    return static_cast<std::size_t>(std::ranges::count_if(
+        lines, [&](const std::string& line) { return line.starts_with(request + ":"); }));
+}
+
+TEST_F(PictureTest, aDriverThatOnlyAgreesToWholePicturesGetsLines) {
+    std::vector<std::string> lines;
+    tdr::StartOptions options;
+    options.onDriverLine = [&lines](std::string_view line) { lines.emplace_back(line); };
+    auto driver = start("echo", options);
+    ASSERT_TRUE(driver);
+    const auto caches = driver->transfersCaches();
+    ASSERT_TRUE(caches) << caches.failure().text();
+    EXPECT_FALSE(*caches);
+    ASSERT_TRUE(tdr::writePicture(*driver, "any", motley(2, 7)));
+    ASSERT_TRUE(driver->end());
+    EXPECT_EQ(requestsIn(lines, "4/1433"), 1U) << "the question";
+    EXPECT_EQ(requestsIn(lines, "4/1434"), 7U);
+}
+
+TEST_F(PictureTest, realDriversMoveWholePictures) {
+    for (const char* program : {"softimageFilter", "pngFilter", "nullFilter"}) {
+        auto driver = Driver::start(real(program));
+        ASSERT_TRUE(driver);
+        EXPECT_TRUE(*driver->transfersCaches()) << program;
+    }
+}
+
+TEST_F(PictureTest, outsideCommandsRunOnceAConnection) {
+    const auto command = folder().write("count", "#!/bin/sh\necho run >> \"$0.log\"\n", 0755);
+    auto driver = Driver::start(real("softimageFilter"));
+    ASSERT_TRUE(driver);
+    const Picture picture = motley(4, 3);
+    ASSERT_TRUE(tdr::writePicture(*driver, folder() / "a.pic", picture));
+    ASSERT_TRUE(driver->setPreReadCommand(command));
+    EXPECT_EQ(tdr::readPicture(*driver, folder() / "a.pic")->pixels, picture.pixels);
+    EXPECT_EQ(std::filesystem::file_size(command + ".log"), 4U);
+}
+
 /// The pixels of a file of hand-made bytes.
 Picture readBytes(Driver& driver, const std::string& path) {
     auto picture = tdr::readPicture(driver, path);
@@ -155,6 +204,7 @@ TEST_F(PictureTest, whatCannotBeIsRefused) {
         EXPECT_EQ(writer.failure().kind, FailureKind::BadArgument);
     }
     EXPECT_FALSE(tdr::writePicture(*driver, out, Picture{2, 2, Pixels(15)}));
+    EXPECT_FALSE(tdr::writePicture(*driver, out, Picture{0, 0, {}}));
     EXPECT_FALSE(std::filesystem::exists(out));
 
     ASSERT_TRUE(tdr::writePicture(*driver, out, motley(4, 4)));

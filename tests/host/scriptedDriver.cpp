@@ -165,7 +165,7 @@ void freeze() {
 }
 
 void freezeAtPut() {
-    if (asked.datacmd[ipc::kWordClass] == ipc::kClassAction && isPut(code())) {
+    if (code() == ipc::kActionPutLine) {
         raise(SIGSTOP);
     } else {
         answerWell();

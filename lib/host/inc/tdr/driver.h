@@ -156,6 +156,15 @@ class Driver {
     Status putLine(const SharedBlock& block, std::int32_t line, std::int32_t cell = 0);
     Status putStamp(const SharedBlock& block, std::int32_t cell = 0);
 
+    /// Whether the driver moves whole pictures (getCache, putCache). One that does not, agrees to
+    /// such a request all the same and does nothing, so that it can be told only while no file is
+    /// connected, when the others refuse. Asked once a session; false, and not asked, while a file
+    /// is connected.
+    Result<bool> transfersCaches();
+
+    /// True when an outside command is set; connecting again would run it again.
+    [[nodiscard]] bool hasOutsideCommands() const;
+
     /// Tiles are out of the protocol's own reach: drivers act on 999 longs only and leave
     /// everything else unanswered, and a packet holds 256. Always `BadArgument`; nothing is sent.
     Status getTile();

@@ -17,6 +17,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -35,6 +36,9 @@ struct PictureShape {
 
 /// Bytes of a line of `width` pixels.
 [[nodiscard]] std::size_t lineBytes(std::int32_t width);
+
+/// Bytes of a whole picture; both sides 1 ... 32767.
+[[nodiscard]] std::size_t pictureBytes(std::int32_t width, std::int32_t height);
 
 /// Fills `line` with opaque black: what pixels are where the file has no such channel, since a
 /// driver leaves the bytes of a missing channel as they were.
@@ -63,15 +67,24 @@ class PictureReader {
     /// file lacks are opaque black; a matte is white on black.
     Status readLine(SharedBlock& block, std::int32_t line);
 
+    /// Reads all lines into `block`, one after the other, the bottom line first. Where the driver
+    /// can (it was asked by `Driver::transfersCaches` before the file was opened) with a few
+    /// requests instead of one a line.
+    Status readAll(SharedBlock& block);
+
     /// Disconnects.
     Status close();
 
   private:
-    PictureReader(Driver& driver, std::int32_t cell) : driver_(&driver), cell_(cell) {}
+    PictureReader(Driver& driver, std::string_view path, std::int32_t cell)
+        : driver_(&driver), path_(path), cell_(cell) {}
+    Status readCache(SharedBlock& block);
+    Status readLines(SharedBlock& block);
     Status askShape();
     Status readMatteLine(SharedBlock& block, std::int32_t line);
 
     Driver* driver_;
+    std::string path_;
     std::int32_t cell_;
     PictureShape shape_;
     std::optional<SharedBlock> bits_; ///< a matte's packed bits, before they become pixels
@@ -88,13 +101,19 @@ class PictureWriter {
     /// order.
     Status writeLine(const SharedBlock& block, std::int32_t line);
 
+    /// Writes all lines from `block`, laid out as by `PictureReader::readAll`.
+    Status writeAll(const SharedBlock& block);
+
     /// Disconnects. Only this call's success says that the file is whole.
     Status close();
 
   private:
-    PictureWriter(Driver& driver, std::int32_t cell) : driver_(&driver), cell_(cell) {}
+    PictureWriter(Driver& driver, std::int32_t width, std::int32_t height, std::int32_t cell)
+        : driver_(&driver), width_(width), height_(height), cell_(cell) {}
 
     Driver* driver_;
+    std::int32_t width_;
+    std::int32_t height_;
     std::int32_t cell_;
 };
 
