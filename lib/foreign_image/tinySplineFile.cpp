@@ -64,7 +64,7 @@ Spline* readBinary(std::FILE* stream) {
         word = 0;
         binary::read(stream, word);
     }
-    // The older layout "BEZR" is not described anywhere, so it is none of ours.
+    // "BEZR", an older layout, is not read.
     return word == kSplineWord ? splineReadBinary(stream, prototype.get()) : nullptr;
 }
 

@@ -58,7 +58,7 @@ class LineWriter {
 };
 
 void writeKey(LineWriter& out, std::size_t index, const SplineKey& key, bool bezier) {
-    char head[32];
+    char head[64];
     std::snprintf(head, sizeof head, "    [%zu]  position   ", index);
     out.vector(head, key.position);
     if (bezier) {
