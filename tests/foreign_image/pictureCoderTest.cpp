@@ -90,7 +90,9 @@ class MemoryWindow {
     MemoryWindow(const Bytes& file, bool exact)
         : bytes_(kMinWindow + kWindowSlack),
           stream_(fdopen(memfd_create("scanlines", MFD_CLOEXEC), "w+")) {
-        std::fwrite(file.data(), 1, file.size(), stream_.get());
+        if (!file.empty()) {
+            std::fwrite(file.data(), 1, file.size(), stream_.get());
+        }
         std::rewind(stream_.get());
         window.stream = stream_.get();
         window.bytes = bytes_.data();

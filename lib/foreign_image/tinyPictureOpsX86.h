@@ -1,0 +1,158 @@
+// SPDX-License-Identifier: MIT
+// What the vector forms of the coders share: fills, and taking pixels apart and putting them
+// together sixteen at a time (SSSE3). Included by the x86 tinyPictureCoders*.cpp files only, each
+// of which is compiled for its own instruction set: everything is in the file's own namespace, so
+// that no function compiled for a newer processor can stand in for another one.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <immintrin.h>
+
+namespace {
+
+using Byte = std::uint8_t;
+using Size = std::size_t;
+using Word = std::uint64_t;
+using Vector = __m128i;
+
+constexpr Size kLanes = 16;
+
+inline Vector load(const Byte* from) {
+    return _mm_loadu_si128(reinterpret_cast<const Vector*>(from));
+}
+inline void store(Byte* to, Vector value) {
+    _mm_storeu_si128(reinterpret_cast<Vector*>(to), value);
+}
+
+constexpr Byte kNoByte = 0x80; ///< in a shuffle mask: the result's byte is 0
+
+/// Shuffle masks between pixels of `C` bytes and their channels, [channel][vector of the pixels].
+template <int C>
+struct Masks {
+    alignas(kLanes) Byte spread[C][C][kLanes]; ///< pixels to channel: byte i is of pixel i
+    alignas(kLanes) Byte gather[C][C][kLanes]; ///< channel to pixels
+
+    constexpr Masks() : spread(), gather() {
+        for (int channel = 0; channel < C; ++channel) {
+            for (int part = 0; part < C; ++part) {
+                for (int i = 0; i < 16; ++i) {
+                    const int from = i * C + channel - 16 * part;
+                    const int to = 16 * part + i;
+                    spread[channel][part][i] =
+                        from >= 0 && from < 16 ? static_cast<Byte>(from) : kNoByte;
+                    gather[channel][part][i] =
+                        to % C == channel ? static_cast<Byte>(to / C) : kNoByte;
+                }
+            }
+        }
+    }
+};
+
+template <int C>
+constexpr Masks<C> kMasks;
+
+/// Sixteen pixels of `C` bytes, taken apart into `C` vectors.
+template <int C>
+inline void spread16(const Byte* from, Vector* channels) {
+    for (int c = 0; c < C; ++c) {
+        Vector sum = _mm_setzero_si128();
+        for (int part = 0; part < C; ++part) {
+            sum = _mm_or_si128(
+                sum, _mm_shuffle_epi8(load(from + 16 * part), load(kMasks<C>.spread[c][part])));
+        }
+        channels[c] = sum;
+    }
+}
+
+/// The first pixels, as many as lie in one vector, taken apart.
+template <int C>
+inline void spreadFew(const Byte* from, Vector* channels) {
+    const Vector pixels = load(from);
+    for (int c = 0; c < C; ++c) {
+        channels[c] = _mm_shuffle_epi8(pixels, load(kMasks<C>.spread[c][0]));
+    }
+}
+
+struct X86Ops {
+    static void fill(Byte* to, Byte value, Size count, Size room) {
+        if (room < count + kLanes) [[unlikely]] {
+            std::memset(to, value, count);
+            return;
+        }
+        const Vector all = _mm_set1_epi8(static_cast<char>(value));
+        store(to, all);
+        if (count > kLanes) {
+            if (count > 16 * kLanes) {
+                std::memset(to, value, count);
+                return;
+            }
+            for (Size i = kLanes; i < count; i += kLanes) {
+                store(to + i, all);
+            }
+        }
+    }
+
+    template <int C>
+    static void spread(const Byte* from, Byte* const* lines, Size x, Size count, Size room) {
+        Vector channels[C];
+        Size done = 0;
+        if (count <= kLanes / C && room >= kLanes) {
+            spreadFew<C>(from, channels);
+            for (int c = 0; c < C; ++c) {
+                store(lines[c] + x, channels[c]);
+            }
+            return;
+        }
+        for (; done < count && room - done >= kLanes; done += kLanes) {
+            spread16<C>(from + done * C, channels);
+            for (int c = 0; c < C; ++c) {
+                store(lines[c] + x + done, channels[c]);
+            }
+        }
+        for (; done < count; ++done) {
+            for (int c = 0; c < C; ++c) {
+                lines[c][x + done] = from[done * C + static_cast<Size>(c)];
+            }
+        }
+    }
+
+    template <int C>
+    static void gather(const Byte* const* lines, Size x, Size count, Size room, Byte* to) {
+        Size done = 0;
+        for (; done < count && room - done >= kLanes; done += kLanes) {
+            Vector channels[C];
+            for (int c = 0; c < C; ++c) {
+                channels[c] = load(lines[c] + x + done);
+            }
+            for (int part = 0; part < C; ++part) {
+                Vector sum = _mm_setzero_si128();
+                for (int c = 0; c < C; ++c) {
+                    sum = _mm_or_si128(
+                        sum, _mm_shuffle_epi8(channels[c], load(kMasks<C>.gather[c][part])));
+                }
+                store(to + done * C + static_cast<Size>(16 * part), sum);
+            }
+        }
+        for (; done < count; ++done) {
+            for (int c = 0; c < C; ++c) {
+                to[done * C + static_cast<Size>(c)] = lines[c][x + done];
+            }
+        }
+    }
+
+    /// The pairs from pixel `x` on, one by one, in the words behind which all are 0 already.
+    template <int C>
+    static void findLastPairs(const Byte* const* lines, Size x, Size width, Word* pairs) {
+        for (; x + 1 < width; ++x) {
+            unsigned differ = 0;
+            for (int c = 0; c < C; ++c) {
+                differ |= static_cast<unsigned>(lines[c][x] ^ lines[c][x + 1]);
+            }
+            pairs[x / 64] |= Word{differ == 0} << (x % 64);
+        }
+    }
+};
+
+} // namespace
