@@ -59,6 +59,11 @@ struct PortableOps {
     }
 
     template <int C>
+    static Size shortPackets(const Byte**, const Byte*, Byte* const*, Size x, Size) {
+        return x;
+    }
+
+    template <int C>
     static void gather(const Byte* const* lines, Size x, Size count, Size, Byte* __restrict to) {
         if constexpr (C == 1) {
             std::memcpy(to, lines[0] + x, count);

@@ -7,6 +7,10 @@
 // Ops::spread<C>(from, lines, x, count, room)
 //                                        takes `count` pixels apart to lines[c] + x; may set up to
 //                                        `room` bytes there and read kWindowSlack bytes too many
+// Ops::shortPackets<C>(at, end, lines, x, width)
+//                                        decodes mixed packets from `*at` on, only such as lie
+//                                        whole before `end` and in the line; moves `*at`, returns
+//                                        the new x
 // What is set too much is set again, rightly, by what follows in the line.
 #pragma once
 
@@ -111,6 +115,10 @@ struct LineDecoder {
         }
         const Byte* at = in->at;
         for (Size x = 0; x < width;) {
+            x = Ops::template shortPackets<C>(&at, in->end, to, x, width);
+            if (x == width) {
+                break;
+            }
             if (static_cast<Size>(in->end - at) < kMaxPacket) [[unlikely]] {
                 in->at = at;
                 if (windowFill(in, in->exact ? 1 : kMaxPacket) == 0 ||

@@ -31,7 +31,8 @@ constexpr Byte kNoByte = 0x80; ///< in a shuffle mask: the result's byte is 0
 /// Shuffle masks between pixels of `C` bytes and their channels, [channel][vector of the pixels].
 template <int C>
 struct Masks {
-    alignas(kLanes) Byte spread[C][C][kLanes]; ///< pixels to channel: byte i is of pixel i
+    /// Pixels to channel: byte i is of pixel i [0], or every byte is of pixel 0 [1].
+    alignas(kLanes) Byte spread[2][C][C][kLanes];
     alignas(kLanes) Byte gather[C][C][kLanes]; ///< channel to pixels
 
     constexpr Masks() : spread(), gather() {
@@ -40,8 +41,9 @@ struct Masks {
                 for (int i = 0; i < 16; ++i) {
                     const int from = i * C + channel - 16 * part;
                     const int to = 16 * part + i;
-                    spread[channel][part][i] =
+                    spread[0][channel][part][i] =
                         from >= 0 && from < 16 ? static_cast<Byte>(from) : kNoByte;
+                    spread[1][channel][part][i] = part == 0 ? static_cast<Byte>(channel) : kNoByte;
                     gather[channel][part][i] =
                         to % C == channel ? static_cast<Byte>(to / C) : kNoByte;
                 }
@@ -60,7 +62,7 @@ inline void spread16(const Byte* from, Vector* channels) {
         Vector sum = _mm_setzero_si128();
         for (int part = 0; part < C; ++part) {
             sum = _mm_or_si128(
-                sum, _mm_shuffle_epi8(load(from + 16 * part), load(kMasks<C>.spread[c][part])));
+                sum, _mm_shuffle_epi8(load(from + 16 * part), load(kMasks<C>.spread[0][c][part])));
         }
         channels[c] = sum;
     }
@@ -71,7 +73,7 @@ template <int C>
 inline void spreadFew(const Byte* from, Vector* channels) {
     const Vector pixels = load(from);
     for (int c = 0; c < C; ++c) {
-        channels[c] = _mm_shuffle_epi8(pixels, load(kMasks<C>.spread[c][0]));
+        channels[c] = _mm_shuffle_epi8(pixels, load(kMasks<C>.spread[0][c][0]));
     }
 }
 
@@ -116,6 +118,40 @@ struct X86Ops {
                 lines[c][x + done] = from[done * C + static_cast<Size>(c)];
             }
         }
+    }
+
+    /// Takes packets of at most sixteen pixels, literals and repeats in the same way, only through
+    /// other masks: which of them comes next is what a processor guesses worst in a photograph.
+    template <int C>
+    static Size shortPackets(const Byte** from, const Byte* end, Byte* const* lines, Size x,
+                             Size width) {
+        const Byte* at = *from;
+        while (end - at > static_cast<std::ptrdiff_t>(kLanes * C) && x + kLanes <= width) {
+            const Size control = *at++;
+            if ((control & 0x70) != 0 || control == 128) {
+                --at; // more pixels than that, or a long repeat
+                break;
+            }
+            const Byte* mask = &kMasks<C>.spread[0][0][0][0] + (control >> 7) * (C * C * kLanes);
+            Vector parts[C];
+            for (int part = 0; part < C; ++part) {
+                parts[part] = load(at + 16 * part);
+            }
+            for (int c = 0; c < C; ++c) {
+                Vector sum = _mm_shuffle_epi8(parts[0], load(mask + c * C * 16));
+                for (int part = 1; part < C; ++part) {
+                    sum = _mm_or_si128(
+                        sum, _mm_shuffle_epi8(parts[part], load(mask + (c * C + part) * 16)));
+                }
+                store(lines[c] + x, sum);
+            }
+            x += (control & 127) + 1;
+            // Without a branch: the pixels of a literal behind its first one, none of a repeat.
+            const auto sign = static_cast<std::ptrdiff_t>(static_cast<std::int8_t>(control));
+            at += C + (sign & ~(sign >> 63)) * C;
+        }
+        *from = at;
+        return x;
     }
 
     template <int C>
