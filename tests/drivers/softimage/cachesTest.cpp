@@ -6,7 +6,7 @@ namespace {
 
 constexpr int kWidth = 4;
 constexpr int kHeight = 4;
-constexpr std::size_t kLine = kWidth * 4;
+constexpr std::size_t kLine = std::size_t{kWidth} * 4;
 
 /// Rows of a block, bottom line first, each seeded with its y.
 std::string pictureBlock() {
@@ -44,10 +44,9 @@ TEST_F(FilterTest, AWholePictureReadAtOnceHasTheTopLineInRowZero) {
     }
     EXPECT_EQ(row(block, 0), hostLine(kWidth, kHeight - 1));
 
-    // The positions belong to rows now. Row r = h - 1 was read first, from the first scanline; the
-    // read of row r - 1, from the second one, then put the position behind itself (the third
-    // scanline's) into entry r. Entry 1 was replaced last, by the top line's end.
-    EXPECT_EQ(filter.line(0), hostLine(kWidth, 1)) << "k 3: third scanline";
+    // The positions belong to rows now. Row 3 was read first, from the first scanline; then row 2,
+    // from the second one, which put the position behind it, the third one's, into entry 3.
+    EXPECT_EQ(filter.line(0), hostLine(kWidth, 1)) << "entry 3 is the third scanline";
     ASSERT_EQ(filter.read(folder / "a.pic"), 0);
     EXPECT_EQ(filter.line(0), hostLine(kWidth, 0)) << "a second connection mends row 0";
 }

@@ -33,6 +33,7 @@ class TestFilter : public TDR_SoftimageFilter {
     using TDR_SoftimageFilter::namingFlag;
     using TDR_SoftimageFilter::namingPrefix;
     using TDR_SoftimageFilter::namingTemplate;
+    using TDR_SoftimageFilter::tag;
     using TDR_SoftimageFilter::tagChannelCount;
     using TDR_SoftimageFilter::vendorName;
     using TDR_SoftimageFilter::writeDirection;

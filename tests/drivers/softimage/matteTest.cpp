@@ -51,6 +51,18 @@ TEST_F(FilterTest, MatteLinesAreReadInAnyOrderAndAtOnce) {
     EXPECT_EQ(block, lines[2] + lines[1] + lines[2]) << "row 0 gets the top line";
 }
 
+TEST_F(FilterTest, ReadingAMatteKeepsNoRows) {
+    const std::string row = be16(kOnes | 20);
+    ASSERT_EQ(filter.read(folder.write("m.tag", fileHeader("STAG", 20, 3, 1) + row + row + row)),
+              0);
+    std::string line(3, '\0');
+    ASSERT_EQ(filter.get(line, 0), 0);
+    EXPECT_EQ(line, bytes("FFFF0F"));
+    for (int k = 0; k < 3; ++k) {
+        EXPECT_EQ(tagRow(filter.tag.get(), 0, k), nullptr) << k;
+    }
+}
+
 TEST_F(FilterTest, AWrittenMatteHoldsMirroredRowsInItsLowerHalf) {
     ASSERT_EQ(filter.write(folder / "m.tag", 20, 4, 1), 0);
     const bool sent[] = {true, false, true, true}; // from the top
