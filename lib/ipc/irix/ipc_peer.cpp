@@ -141,30 +141,36 @@ PeerFailure spawn(const PeerOptions& options, unsigned short port, int stderrFd,
     if (peer.pid < 0) {
         return PeerFailure::Fork;
     }
+    // With SIGCHLD ignored a process that has ended is forgotten at once and has no pidfd any more.
     peer.pidFd.reset(pidfd_open(peer.pid, 0));
-    if (peer.pidFd.valid()) {
+    if (peer.pidFd.valid() || errno == ESRCH) {
         return PeerFailure::None;
     }
-    return errno == ESRCH ? PeerFailure::Died : PeerFailure::Fork;
+    const int reason = errno;
+    kill(peer.pid, SIGKILL);
+    errno = reason;
+    return PeerFailure::Fork;
 }
 
-/// True when the process behind a pidfd has ended, also when nobody has waited for it yet.
-bool hasEnded(int pidFd, int milliseconds = 0) {
-    pollfd watched{pidFd, POLLIN, 0};
-    return poll(&watched, 1, milliseconds) > 0;
+/// True when the process has ended, also when nobody has waited for it yet.
+bool hasEnded(const Peer& peer, int milliseconds = 0) {
+    pollfd watched{peer.pidFd.get(), POLLIN, 0};
+    return !peer.pidFd.valid() || poll(&watched, 1, milliseconds) > 0;
 }
 
 bool worthAnotherTry(int error) {
     return error == EAGAIN || error == EWOULDBLOCK || error == EINTR || error == ECONNABORTED;
 }
 
-/// Waits until the peer connects, ends, or is late. A connection that is there is taken first.
+/// Waits until the peer connects, ends, or is late. What it did last before its end, it did before
+/// the end was seen: so its connection is looked for once more after that.
 PeerFailure awaitConnection(int listener, Deadline deadline, Peer& peer) {
+    bool ended = hasEnded(peer);
     for (;;) {
         pollfd watched[] = {{listener, POLLIN, 0}, {peer.pidFd.get(), POLLIN, 0}};
         const int left = pollTimeout(deadline);
-        (void)poll(watched, std::size(watched),
-                   left < 0 ? kTryMilliseconds : std::min(left, kTryMilliseconds));
+        const int longest = ended ? 0 : kTryMilliseconds;
+        (void)poll(watched, std::size(watched), left < 0 ? longest : std::min(left, longest));
         peer.socket = acceptConnection(listener);
         if (peer.socket.valid()) {
             return PeerFailure::None;
@@ -172,11 +178,12 @@ PeerFailure awaitConnection(int listener, Deadline deadline, Peer& peer) {
         if (!worthAnotherTry(errno)) {
             return PeerFailure::Accept;
         }
-        if (hasEnded(peer.pidFd.get())) {
+        if (ended) {
             errno = ESRCH;
             return PeerFailure::Died;
         }
-        if (left == 0) {
+        ended = hasEnded(peer);
+        if (left == 0 && !ended) {
             errno = ETIMEDOUT;
             return PeerFailure::Late;
         }
@@ -190,7 +197,7 @@ void endPeer(PeerStart& start, bool waitForIt) {
     if (peer.pid <= 0) {
         return;
     }
-    const bool ended = !peer.pidFd.valid() || hasEnded(peer.pidFd.get());
+    const bool ended = hasEnded(peer);
     if (!ended) {
         pidfd_send_signal(peer.pidFd.get(), SIGKILL, nullptr, 0);
     }
@@ -242,7 +249,7 @@ PeerFailure greet(const PeerOptions& options, Deadline deadline, PeerStart& star
     case ReadEnd::Complete:
         break;
     case ReadEnd::Closed:
-        hasEnded(start.peer.pidFd.get(), kEndMilliseconds);
+        hasEnded(start.peer, kEndMilliseconds);
         return PeerFailure::Died;
     case ReadEnd::Failed:
         return PeerFailure::Read;
