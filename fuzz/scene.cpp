@@ -6,6 +6,7 @@
 #include "tinySoftType.h"
 #include "tinyUtils.h"
 
+#include <algorithm>
 #include <cstring>
 #include <memory>
 
@@ -29,6 +30,10 @@ bool pass(const fuzz::InputFolder& folder, const char* from, const char* to) {
     const ScenePointer scene = named(folder.path(from));
     if (sceneReadAsciiAnimation(scene.get()) == 0) {
         return false;
+    }
+    for (Light* light = scene->lights; light != nullptr; light = light->next) {
+        // Any other type is written as nothing behind its keyword, which then takes the next word.
+        light->type = std::clamp<std::int16_t>(light->type, 1, 3);
     }
     std::free(scene->name);
     scene->name = strdup(folder.path(to).c_str());

@@ -62,6 +62,8 @@ class Scanner {
             endWord();
             if (!ended_) {
                 keep(c);
+            } else if (style_.bracesAlone) { // it belongs to what the next word begins
+                std::ungetc(c, stream_);
             }
         } else {
             keep(c);
