@@ -31,7 +31,7 @@ constexpr Row position(std::string_view word) {
     return {word,
             [](std::FILE* stream, CameraBlock& b) {
                 return Rows::again(
-                    positionRead(stream, &(b.record->*Member), b.record->curves, Path, X));
+                    positionRead(stream, b.record->*Member, b.record->curves, Path, X));
             },
             [](std::FILE* stream, const Camera& camera) {
                 positionWrite(stream, camera.*Member, camera.curves, Path, X);
@@ -71,8 +71,8 @@ constexpr Row kRows[] = {
     Rows::scalar<&Camera::maximumCoc, kCameraMaximumCoc>("MAXIMUM_COC"),
     Rows::curveOnly<kCameraHidden>("HIDDEN"),
     Rows::flag<&Camera::enlarge, kEnlargeWords>("ENLARGE"),
-    {"TYPE",                dropNumber                    },
-    {"STEREO",                dropNumber},
+    {"TYPE", dropNumber},
+    {"STEREO", dropNumber},
 };
 
 } // namespace

@@ -1,31 +1,26 @@
 // SPDX-License-Identifier: MIT
-// The animated position as cameras, lights and models hold it: the record, and its four curves in
-// the owner's curve array. Plain passing on to the readers and writers of tinyUtils.h.
+// Three curves side by side, and the animated position as cameras, lights and models hold it: the
+// record, and its four curves in the owner's curve array.
 #pragma once
 
 #include "tinyUtils.h"
 
 #include <cstdio>
 
-/// Writes the position in the first form that applies; `curves` is the owner's array, `path` the
-/// index of the timing curve and `x` that of the x curve, behind which y and z stand.
-inline void positionWrite(std::FILE* stream, const AnimatedPosition& position,
-                          const Fcurve* const* curves, int path, int x) {
-    positionWriteAsciiAnimation(stream, &position.fixed, curves[path], position.path,
-                                position.constraintName, position.constraintType, curves[x],
-                                curves[x + 1], curves[x + 2], position.pathModelName);
-}
+/// Reads three numbers or three curves and leaves the look-ahead, as `value3ReadAsciiAnimation`,
+/// and completes the curves: where the file gave the first but not all (it was cut, or one had no
+/// keys), the others become curves with one key at the plain number. The written form holds all
+/// three or none, so that it could not be read again otherwise.
+int tripleRead(std::FILE* stream, float* values, Fcurve** curves);
 
-/// Reads a position; with null it is read and discarded. Results and look-ahead are those of
-/// `positionReadAsciiAnimation`.
-inline int positionRead(std::FILE* stream, AnimatedPosition* position, Fcurve** curves, int path,
-                        int x) {
-    if (position == nullptr) {
-        return positionReadAsciiAnimation(stream, nullptr, nullptr, nullptr, nullptr, nullptr,
-                                          nullptr, nullptr, nullptr, nullptr);
-    }
-    return positionReadAsciiAnimation(stream, &position->fixed, &curves[path], &position->path,
-                                      &position->constraintName, &position->constraintType,
-                                      &curves[x], &curves[x + 1], &curves[x + 2],
-                                      &position->pathModelName);
-}
+/// Writes three numbers or three curves; the first curve decides.
+void tripleWrite(std::FILE* stream, const float* values, const Fcurve* const* curves);
+
+/// Reads a position into `position` and `curves`, where `path` is the index of the timing curve and
+/// `x` that of the x curve, behind which y and z stand, and completes x, y and z as above. Results
+/// and look-ahead are those of `positionReadAsciiAnimation`.
+int positionRead(std::FILE* stream, AnimatedPosition& position, Fcurve** curves, int path, int x);
+
+/// Writes the position in the first form that applies.
+void positionWrite(std::FILE* stream, const AnimatedPosition& position, const Fcurve* const* curves,
+                   int path, int x);

@@ -31,7 +31,7 @@ constexpr Row position(std::string_view word, bool (*present)(const Light&) = nu
     return {word,
             [](std::FILE* stream, LightBlock& b) {
                 return Rows::again(
-                    positionRead(stream, &(b.record->*Member), b.record->curves, Path, X));
+                    positionRead(stream, b.record->*Member, b.record->curves, Path, X));
             },
             [](std::FILE* stream, const Light& light) {
                 positionWrite(stream, light.*Member, light.curves, Path, X);
@@ -67,17 +67,11 @@ void writeType(std::FILE* stream, const Light& light) {
 }
 
 Outcome readColour(std::FILE* stream, LightBlock& b) {
-    float* colour = b.record->colour;
-    Fcurve** curves = &b.record->curves[kLightRed];
-    return Rows::again(value3ReadAsciiAnimation(stream, &colour[0], &colour[1], &colour[2],
-                                                &curves[0], &curves[1], &curves[2]));
+    return Rows::again(tripleRead(stream, b.record->colour, &b.record->curves[kLightRed]));
 }
 
 void writeColour(std::FILE* stream, const Light& light) {
-    const float* colour = light.colour;
-    const Fcurve* const* curves = &light.curves[kLightRed];
-    value3WriteAsciiAnimation(stream, colour[0], colour[1], colour[2], curves[0], curves[1],
-                              curves[2]);
+    tripleWrite(stream, light.colour, &light.curves[kLightRed]);
 }
 
 Outcome dropScalar(std::FILE* stream, LightBlock&) {
@@ -91,9 +85,9 @@ Outcome readColourIndex(std::FILE* stream, LightBlock& b) {
 }
 
 constexpr Row kRows[] = {
-    {"LIGHT_NAME", readName,     writeName},
-    {"LIGHT_TYPE",            readType,             writeType},
-    {"COLOUR",   readColour,   writeColour},
+    {"LIGHT_NAME", readName, writeName},
+    {"LIGHT_TYPE", readType, writeType},
+    {"COLOUR", readColour, writeColour},
     Rows::scalar<&Light::fallOffStart, kLightFallOffStart>("FALL_OFF_START"),
     Rows::scalar<&Light::fallOffEnd, kLightFallOffEnd>("FALL_OFF_END"),
     Rows::scalar<&Light::shadowFactor, kLightShadow>("SHADOW_FACTOR"),
@@ -111,8 +105,8 @@ constexpr Row kRows[] = {
     Rows::integer<&Light::wireColour>("WIRE_COLOUR"),
     Rows::integer<&Light::lineType>("LINE_TYPE"),
     Rows::choice<&Light::selection, kSelectWords>("SELECTED"),
-    {"DECAY",dropScalar},
-    {"WIRE_COLOUR_INDEX",      readColourIndex        },
+    {"DECAY", dropScalar},
+    {"WIRE_COLOUR_INDEX", readColourIndex},
 };
 
 /// Frees what the light owns except its name.

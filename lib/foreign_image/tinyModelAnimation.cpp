@@ -53,39 +53,39 @@ constexpr block::Choice kShapeWords = {kShapeTypes, "", ""};
 constexpr block::Choice kBoxWords = {block::kActive, "", ""};
 constexpr block::Choice kSelectWords = {block::kSelection, "", ""};
 
-/// Three numbers or curves; the file's unit is `1 / Unit` times the record's.
-template <auto Member, int Curve, bool Degrees>
-constexpr Row triple(std::string_view word) {
-    constexpr double kUnit = Degrees ? kModelDegrees : 1.0;
-    return {word,
-            [](std::FILE* stream, ModelBlock& b) {
-                float* values = b.record->*Member;
-                float read[3];
-                std::transform(values, values + 3, read, [](float value) {
-                    return static_cast<float>(static_cast<double>(value) * kUnit);
-                });
-                Fcurve** curves = &b.record->curves[Curve];
-                const int result = value3ReadAsciiAnimation(stream, &read[0], &read[1], &read[2],
-                                                            &curves[0], &curves[1], &curves[2]);
-                std::transform(read, read + 3, values, [](float value) {
-                    return static_cast<float>(static_cast<double>(value) / kUnit);
-                });
-                return Rows::again(result);
-            },
-            [](std::FILE* stream, const Model& node) {
-                const float* values = node.*Member;
-                const Fcurve* const* curves = &node.curves[Curve];
-                const auto unit = [&](int i) {
-                    return static_cast<float>(
-                        modelClampNumber(static_cast<double>(values[i]) * kUnit));
-                };
-                value3WriteAsciiAnimation(stream, unit(0), unit(1), unit(2), curves[0], curves[1],
-                                          curves[2]);
-            }};
+Outcome readScaling(std::FILE* stream, ModelBlock& b) {
+    return Rows::again(tripleRead(stream, b.record->scaling, &b.record->curves[kModelScalingX]));
+}
+
+void writeScaling(std::FILE* stream, const Model& node) {
+    tripleWrite(stream, node.scaling, &node.curves[kModelScalingX]);
+}
+
+float scaled(float value, double factor) {
+    return static_cast<float>(modelClampNumber(static_cast<double>(value) * factor));
+}
+
+/// The file has degrees, the record radians; curves are left in degrees.
+Outcome readRotation(std::FILE* stream, ModelBlock& b) {
+    float* rotation = b.record->rotation;
+    float degrees[3];
+    std::transform(rotation, rotation + 3, degrees,
+                   [](float angle) { return scaled(angle, kModelDegrees); });
+    const int result = tripleRead(stream, degrees, &b.record->curves[kModelRotationX]);
+    std::transform(degrees, degrees + 3, rotation,
+                   [](float angle) { return scaled(angle, 1.0 / kModelDegrees); });
+    return Rows::again(result);
+}
+
+void writeRotation(std::FILE* stream, const Model& node) {
+    float degrees[3];
+    std::transform(node.rotation, node.rotation + 3, degrees,
+                   [](float angle) { return scaled(angle, kModelDegrees); });
+    tripleWrite(stream, degrees, &node.curves[kModelRotationX]);
 }
 
 Outcome readTranslation(std::FILE* stream, ModelBlock& b) {
-    return Rows::again(positionRead(stream, &b.record->translation, b.record->curves,
+    return Rows::again(positionRead(stream, b.record->translation, b.record->curves,
                                     kModelTranslationPath, kModelTranslationX));
 }
 
@@ -221,8 +221,8 @@ Outcome readShapes(std::FILE* stream, ModelBlock& b) {
 }
 
 constexpr Row kRows[] = {
-    triple<&Model::scaling, kModelScalingX, false>("SCALING"),
-    triple<&Model::rotation, kModelRotationX, true>("ROTATION"),
+    {"SCALING", readScaling, writeScaling},
+    {"ROTATION", readRotation, writeRotation},
     {"TRANSLATION", readTranslation, writeTranslation},
     animatedNumber<&Model::hidden, kModelHidden>("HIDDEN"),
     animatedNumber<&Model::algorithm, kModelAlgorithm>("ALGORITHM_TYPE"),

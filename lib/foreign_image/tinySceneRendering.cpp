@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The rendering settings of a scene: one table of their keywords serves reading and writing.
+#include "tinyCameraPosition.h"
 #include "tinyFcurve.h"
 #include "tinySceneInner.h"
 
@@ -182,17 +183,12 @@ constexpr Row fade(std::string_view word) {
 }
 
 Outcome readFadeColour(std::FILE* stream, RenderBlock& b) {
-    float* colour = &b.record->fade[kFadeRed];
-    Fcurve** curves = &b.record->fadeCurves[kFadeRed];
-    return Rows::again(value3ReadAsciiAnimation(stream, &colour[0], &colour[1], &colour[2],
-                                                &curves[0], &curves[1], &curves[2]));
+    return Rows::again(
+        tripleRead(stream, &b.record->fade[kFadeRed], &b.record->fadeCurves[kFadeRed]));
 }
 
 void writeFadeColour(std::FILE* stream, const Settings& settings) {
-    const float* colour = &settings.fade[kFadeRed];
-    const Fcurve* const* curves = &settings.fadeCurves[kFadeRed];
-    value3WriteAsciiAnimation(stream, colour[0], colour[1], colour[2], curves[0], curves[1],
-                              curves[2]);
+    tripleWrite(stream, &settings.fade[kFadeRed], &settings.fadeCurves[kFadeRed]);
 }
 
 // Kept: Ambience is never animated.

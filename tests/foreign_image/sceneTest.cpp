@@ -1,0 +1,521 @@
+// SPDX-License-Identifier: MIT
+// Scene files: the header, the tables of keywords, lists, trees in the animation form, and what is
+// kept and dropped.
+#include "animText.h"
+#include "support/memoryFile.h"
+#include "tinyScene.h"
+
+#include <clocale>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+
+namespace {
+
+using namespace animtext;
+
+struct DisposeScene {
+    void operator()(Scene* scene) const { sceneDispose(&scene); }
+};
+using OwnedScene = std::unique_ptr<Scene, DisposeScene>;
+
+class SceneFile : public AnimText {
+  protected:
+    support::TempDir dir;
+    support::MemoryFile file{dir, "s.scn"};
+
+    [[nodiscard]] OwnedScene fresh() const {
+        OwnedScene scene(sceneAllocate());
+        scene->name = strdup((dir / "s").c_str());
+        return scene;
+    }
+    /// Reads a whole file of these bytes.
+    OwnedScene readFile(std::string_view bytes, int expected = 1) {
+        file.set(bytes);
+        OwnedScene scene = fresh();
+        EXPECT_EQ(sceneReadAsciiAnimation(scene.get()), expected);
+        return scene;
+    }
+    /// Reads the body behind a header of two lines.
+    OwnedScene read(const std::string& body) {
+        OwnedScene scene = readFile("SSCN\nx v2.60\n" + body);
+        const std::string said = messages();
+        rest_ = said.substr(said.find('\n') + 1);
+        return scene;
+    }
+    std::string write(const Scene* scene) {
+        EXPECT_EQ(sceneWriteAsciiAnimation("x", 2.6F, scene), 1);
+        messages();
+        return file.get();
+    }
+    /// The messages of the last `read`, without the one that names the file.
+    [[nodiscard]] const std::string& complaints() const { return rest_; }
+
+  private:
+    std::string rest_;
+};
+
+const std::string kRendering = "\nRENDERING_TYPE WIRE_FRAME "
+                               "\nRENDERING_FRAME 0 0 0 "
+                               "\nFRAME_BUFFER INACTIVE "
+                               "\nOUTPUT_FILE '' "
+                               "\nRESOLUTION 720 486 "
+                               "\nPIXEL_RATIO 1 "
+                               "\nFILTER 0 "
+                               "\nMAX_RAY_DEPTH 0 "
+                               "\nMAX_TRIA_DEPTH 0 "
+                               "\nMAX_TREE_DEPTH 0 "
+                               "\nPRE_RENDERING '' "
+                               "\nPOST_RENDERING '' "
+                               "\nTIME_STATISTICS NO "
+                               "\nMEMORY_STATISTICS NO "
+                               "\nTREE_STATISTICS NO "
+                               "\nLINE_STATISTICS NO "
+                               "\nBACK_CULLING INACTIVE "
+                               "\nFADE INACTIVE "
+                               "\nFADE_START 0 "
+                               "\nFADE_END 0 "
+                               "\nFADE_COLOUR 0 0 0 "
+                               "\nFADE_TRANSPARENCY 0 "
+                               "\nAMBIENCE 0 0 0 "
+                               "\nMOTION_BLUR 0 "
+                               "\nSHUTTER_SPEED 0 "
+                               "\nMIN_MOVEMENT 0 "
+                               "\nON_FIELD NO "
+                               "\nFIRST_FIELD 0 ";
+
+/// What stands behind the header of a written scene up to its camera.
+std::string front(const std::string& text) {
+    const std::size_t from = text.find("\n\n\n") + 2;
+    return text.substr(from, text.find("\nCAMERA") - from);
+}
+
+TEST_F(SceneFile, DefaultsToTheLetter) {
+    const OwnedScene scene = fresh();
+    EXPECT_EQ(sceneWriteAsciiAnimation("made by hand", 2.6F, scene.get()), 1);
+    EXPECT_EQ(messages(), "Saving scene file '" + (dir / "s") + "'.\n");
+    const std::string text = file.get();
+    const std::string head = "SSCN \nmade by hand v2.60 \n\n"
+                             "\nFRAME 1 100 1 1 \nPAUSE 0 \nRATE 30 " +
+                             kRendering + "\nCAMERA \n   POSITION STATIC ";
+    EXPECT_EQ(text.substr(0, head.size()), head);
+    EXPECT_TRUE(text.ends_with("\n   ENLARGE INACTIVE \n"));
+    EXPECT_EQ(animIndentLength, 0);
+    EXPECT_STREQ(animIndentString, "\n");
+}
+
+TEST_F(SceneFile, ReadsEveryRenderingKeywordIntoItsPlace) {
+    const OwnedScene scene =
+        read("RENDERING_TYPE HARDWARE_LINE RENDERING_FRAME 1 200 2 FRAME_BUFFER ACTIVE OUTPUT_FILE "
+             "'out put' RESOLUTION 70000 2 PICTURE FORMAT_TYPE CUSTOM_SIZE WIDTH 3.5 HEIGHT 2.25 "
+             "PIXEL_RATIO 0.5 FILTER 9 MAX_RAY_DEPTH 3 MAX_TRIA_DEPTH 4 MAX_TREE_DEPTH 5 "
+             "PRE_RENDERING 'a' POST_RENDERING 'b' TIME_STATISTICS YES MEMORY_STATISTICS NO "
+             "TREE_STATISTICS YES LINE_STATISTICS YES ANTIALIAS ADAPTIVE 6 7 0.25 BACK_CULLING "
+             "ACTIVE FADE ACTIVE FADE_START 10 FADE_END 20 FADE_COLOUR 1 2 3 FADE_TRANSPARENCY 4 "
+             "AMBIENCE 5 6 7 MOTION_BLUR 8 SHUTTER_SPEED 0.125 MIN_MOVEMENT 0.5 ON_FIELD YES "
+             "FIRST_FIELD 2 ");
+    EXPECT_EQ(complaints() + notices(), "");
+    EXPECT_EQ(front(write(scene.get())),
+              "\nFRAME 1 100 1 1 \nPAUSE 0 \nRATE 30 \nRENDERING_TYPE HARDWARE_LINE "
+              "\nRENDERING_FRAME 1 200 2 \nFRAME_BUFFER ACTIVE \nOUTPUT_FILE 'out put' "
+              "\nRESOLUTION 70000 2 \nPICTURE \n   FORMAT_TYPE CUSTOM_SIZE \n   WIDTH 3.5 "
+              "\n   HEIGHT 2.25 \nPIXEL_RATIO 0.5 \nFILTER 6 \nMAX_RAY_DEPTH 3 \nMAX_TRIA_DEPTH 4 "
+              "\nMAX_TREE_DEPTH 5 \nPRE_RENDERING 'a' \nPOST_RENDERING 'b' \nTIME_STATISTICS YES "
+              "\nMEMORY_STATISTICS NO \nTREE_STATISTICS YES \nLINE_STATISTICS YES \nANTIALIAS "
+              "ADAPTIVE 6 7 0.25 \nBACK_CULLING ACTIVE \nFADE ACTIVE \nFADE_START 10 \nFADE_END 20 "
+              "\nFADE_COLOUR 1 2 3 \nFADE_TRANSPARENCY 4 \nAMBIENCE 5 6 7 \nMOTION_BLUR 8 "
+              "\nSHUTTER_SPEED 0.125 \nMIN_MOVEMENT 0.5 \nON_FIELD YES \nFIRST_FIELD 2 ");
+}
+
+struct FrontCase {
+    const char* name;
+    const char* body;
+    const char* find;     ///< what the scene written again must contain
+    const char* messages; ///< at most one
+};
+
+constexpr FrontCase kFrontCases[] = {
+    {"frame order", "FRAME 1 2 3 4 ", "\nFRAME 1 2 3 4 ", ""},
+    {"whole parts", "PAUSE 2.9 RATE 29.97 ", "\nPAUSE 2 \nRATE 29 ", ""},
+    {"toward zero", "PAUSE -2.9 RATE 1e9 ", "\nPAUSE -2 \nRATE 32767 ", ""},
+    {"one path writes six", "FILE_PATH TEXTURE_PATH 'a b' ",
+     "\n\n\nFILE_PATH \n   OBJECT_PATH '' \n   TEXTURE_PATH 'a b' \n   PICTURE_PATH '' \n   "
+     "MATERIAL_LIB '' \n   TEXTURE_LIB '' \n   PALETTE_LIB '' \nFRAME",
+     ""},
+    {"no paths", "FILE_PATH OBJECT_PATH '' FRAME 7 8 9 10 ", "\n\n\nFRAME 7 8 9 10 ", ""},
+    {"picture without sizes", "PICTURE FORMAT_TYPE NTSC ASPECT 2 WIDTH 3 RATE 5 ",
+     "\nPICTURE \n   FORMAT_TYPE NTSC \nPIXEL", ""},
+    {"picture with aspect", "PICTURE ASPECT 1.5 FORMAT_TYPE CUSTOM_ASPECT ",
+     "\nPICTURE \n   FORMAT_TYPE CUSTOM_ASPECT \n   ASPECT 1.5 \nPIXEL", ""},
+    {"last format", "PICTURE FORMAT_TYPE 4IN_X_5IN ", "   FORMAT_TYPE 4IN_X_5IN \n", ""},
+    {"unknown format", "PICTURE FORMAT_TYPE BETA ", "   FORMAT_TYPE 35MM_137 \n",
+     "PictureReadAsciiAnimation: error, unknown picture format 'BETA'.\n"},
+    {"filter last", "ANTIALIAS FIXED 1 2 3 FILTER 8 ", "\nANTIALIAS FIXED 8 2 3 ", ""},
+    {"antialias word", "ANTIALIAS SOME 4 5 6 RATE 7 ", "\nRATE 7 ",
+     "SceneReadAsciiAnimation: error, unknown antialias animToken 'SOME'.\n"},
+    {"rendering type", "RENDERING_TYPE X ", "\nRENDERING_TYPE WIRE_FRAME ",
+     "SceneReadAsciiAnimation: error, unknown ren type animToken 'X'.\n"},
+    {"frame buffer", "FRAME_BUFFER X ", "\nFRAME_BUFFER INACTIVE ",
+     "SceneReadAsciiAnimation: error, unknown fbuffer active animToken 'X'.\n"},
+    {"time", "TIME_STATISTICS X ", "\nTIME_STATISTICS NO ",
+     "SceneReadAsciiAnimation: error, unknown time stat animToken 'X'.\n"},
+    {"memory", "MEMORY_STATISTICS X ", "\nMEMORY_STATISTICS NO ",
+     "SceneReadAsciiAnimation: error, unknown memory stat animToken 'X'.\n"},
+    {"tree", "TREE_STATISTICS X ", "\nTREE_STATISTICS NO ",
+     "SceneReadAsciiAnimation: error, unknown tree stat animToken 'X'.\n"},
+    {"line", "LINE_STATISTICS X ", "\nLINE_STATISTICS NO ",
+     "SceneReadAsciiAnimation: error, unknown line stat animToken 'X'.\n"},
+    {"culling", "BACK_CULLING X ", "\nBACK_CULLING INACTIVE ",
+     "SceneReadAsciiAnimation: error, unknown back culling animToken 'X'.\n"},
+    {"fade", "FADE X ", "\nFADE INACTIVE ",
+     "SceneReadAsciiAnimation: error, unknown fade active animToken 'X'.\n"},
+    {"field", "ON_FIELD X ", "\nON_FIELD NO ",
+     "SceneReadAsciiAnimation: error, unknown on field animToken 'X'.\n"},
+    {"ambience curves",
+     "AMBIENCE CURVE_TYPE FAD_RED KEYS 0 CURVE_TYPE FAD_RED KEYS 0 CURVE_TYPE "
+     "FAD_RED KEYS 0 RATE 3 ",
+     "\nRATE 3 ", ""},
+    {"unknown words", "ONE 1 TWO 2 RATE 9 ", "\nRATE 9 ",
+     "SceneReadAsciiAnimation: error, unknown animToken 'ONE'.\n"},
+    {"unknown at the end", "RATE 9 ONE", "\nRATE 9 ", ""},
+    {"words of a layout",
+     "CAMERA_VISIBLE 1 WINDOW_LAYOUT WINDOW_TYPE TOP CAMERA_POSITION 1 2 3 "
+     "PICTURE 'a b' PICTURE_FRAME 1 2 3 4 5 6 DEPTH_CUE 1 2 3 4 5 CAMERA_FOV "
+     "4 MULTI_SELECT 3 RATE 9 ",
+     "\nPAUSE 0 \nRATE 9 \nRENDERING_TYPE WIRE_FRAME ", ""},
+    {"cut short", "FRAME 5 6", "\nFRAME 5 6 1 1 ", ""},
+};
+
+TEST_F(SceneFile, ReadsAndWritesItsLines) {
+    for (const FrontCase& test : kFrontCases) {
+        SCOPED_TRACE(test.name);
+        const OwnedScene scene = read(test.body);
+        EXPECT_EQ(complaints(), test.messages);
+        const std::string text = write(scene.get());
+        EXPECT_NE(text.find(test.find), std::string::npos) << text;
+    }
+}
+
+TEST_F(SceneFile, TheObserverHearsOfEveryUnknownWord) {
+    read("ONE\nRATE 9\nTWO 2\nLIGHT SPOT\nRATE 3");
+    EXPECT_EQ(notices(), "unknown ONE 3;unknown TWO 5;unknown 2 5;unknown SPOT 6;");
+}
+
+struct HeaderCase {
+    const char* name;
+    const char* bytes;
+    int result;
+    const char* messages; ///< $ stands for the file's name
+    float version;
+};
+
+constexpr HeaderCase kHeaderCases[] = {
+    {"as written", "SSCN\nx v2.60\n", 1, "Reading scene file '$'.\n", 2.6F},
+    {"old", "SSCN v2.02\n", 1, "Reading scene file '$'.\n", 2.02F},
+    {"later", "SSCN\nvery new v3.25", 1,
+     "Reading scene file '$'.\nWarning: scene file version 3.25 is later than the dkit release "
+     "version 2.6\nAttempt to read: An error may occur...\n",
+     3.25F},
+    {"no letter", "SSCN\nanything 9.9\n", 1, "Reading scene file '$'.\n", 1.5F},
+    {"no line", "SSCN\n\n \t", 0, "Reading scene file '$'.\nBad header.\n", 1.5F},
+    {"other kind", "SPLN: x\n", 0, "Not a scene file\n", 1.5F},
+    {"empty", "", 0, "Not a scene file\n", 1.5F},
+};
+
+TEST_F(SceneFile, Headers) {
+    for (const HeaderCase& test : kHeaderCases) {
+        SCOPED_TRACE(test.name);
+        animFileVersion = 1.5F;
+        readFile(test.bytes, test.result);
+        std::string expected = test.messages;
+        const std::size_t at = expected.find('$');
+        if (at != std::string::npos) {
+            expected.replace(at, 1, dir / "s.scn");
+        }
+        EXPECT_EQ(messages(), expected);
+        EXPECT_EQ(animFileVersion, test.version);
+    }
+}
+
+TEST_F(SceneFile, SaysWhyNot) {
+    EXPECT_EQ(sceneReadAsciiAnimation(nullptr), 0);
+    EXPECT_EQ(sceneWriteAsciiAnimation("x", 2.6F, nullptr), 0);
+    EXPECT_EQ(messages(), "Error, null scene pointer\nError, null scene pointer\n");
+    OwnedScene scene(sceneAllocate());
+    EXPECT_EQ(sceneReadAsciiAnimation(scene.get()), 0);
+    scene->name = strdup("");
+    EXPECT_EQ(sceneWriteAsciiAnimation("x", 2.6F, scene.get()), 0);
+    EXPECT_EQ(messages(), "Error, no scene filename\nError, no scene filename\n");
+    std::free(scene->name);
+    scene->name = strdup((dir / "absent/s").c_str());
+    EXPECT_EQ(sceneReadAsciiAnimation(scene.get()), 0);
+    EXPECT_EQ(messages(), "Unable to open file '" + (dir / "absent/s.scn") + "'.\n");
+    EXPECT_EQ(sceneWriteAsciiAnimation("x", 2.6F, scene.get()), 0);
+    EXPECT_EQ(messages(), "Unable to open file " + (dir / "absent/s.scn"));
+}
+
+TEST_F(SceneFile, AFullDiskIsToldOf) {
+    std::filesystem::create_symlink("/dev/full", dir / "full.scn");
+    const OwnedScene scene(sceneAllocate());
+    scene->name = strdup((dir / "full").c_str());
+    EXPECT_EQ(sceneWriteAsciiAnimation("x", 2.6F, scene.get()), 0);
+    EXPECT_NE(messages().find("Unable to write file '"), std::string::npos);
+}
+
+TEST_F(SceneFile, ListsKeepTheirOrder) {
+    const OwnedScene scene =
+        read("LIGHT LIGHT_NAME 'a' SPLINE LINEAR NAME 's' LIGHT LIGHT_NAME 'b' LIGHT X LIGHT_NAME "
+             "SPLINE BEZIER NAME 't'");
+    std::string names;
+    for (const Light* light = scene->lights; light != nullptr; light = light->next) {
+        names += std::string(light->name != nullptr ? light->name : "-") + " ";
+    }
+    EXPECT_EQ(names, "a b - ") << "an empty light joins the list, and takes a word along";
+    ASSERT_NE(scene->splines, nullptr);
+    ASSERT_NE(scene->splines->next, nullptr) << "the spline that ends the file joins too";
+    EXPECT_EQ(scene->splines->next->spline->type, kSplineBezier);
+}
+
+// ------------------------------------------------------------------------------------------- trees
+
+/// The trees of a scene as "name<parent" in walk order, "-" for no name.
+std::string trees(const Scene* scene) {
+    std::string text;
+    const auto name = [](const Model* m) {
+        return std::string(m == nullptr ? "" : m->name != nullptr ? m->name : "-");
+    };
+    for (const SceneHierarchy* tree = scene->hierarchies; tree != nullptr; tree = tree->next) {
+        for (const Model* at = tree->root; at != nullptr; at = modelNextNode(at)) {
+            text += name(at) + "<" + name(at->parent) + " ";
+        }
+    }
+    return text;
+}
+
+struct TreeCase {
+    const char* name;
+    const char* body;
+    const char* trees;
+    const char* messages;
+};
+
+constexpr TreeCase kTreeCases[] = {
+    {"names", "HIERARCHY MODEL 'a' '' MODEL 'b' 'a' MODEL 'c' 'b' MODEL 'd' 'a' RATE 9 ",
+     "a< b<a c<b d<a ", ""},
+    {"two trees", "HIERARCHY MODEL 'a' '' HIERARCHY MODEL 'a' '' MODEL 'b' 'a' RATE 9 ",
+     "a< a< b<a ", ""},
+    {"the last of a name", "HIERARCHY MODEL 'a' '' MODEL 'a' 'a' MODEL 'c' 'a' RATE 9 ",
+     "a< a<a c<a ", ""},
+    {"a number", "HIERARCHY MODEL 'a' '' MODEL 'a' 'a' MODEL 'c' 'a' 0 RATE 9 ", "a< a<a c<a ", ""},
+    {"no names", "HIERARCHY MODEL '' '' MODEL '' '' 0 MODEL '' '' 1 RATE 9 ", "-< -<- -<- ", ""},
+    {"unknown parent", "HIERARCHY MODEL 'a' '' MODEL 'b' 'x' RATE 9 ", "a< b<a ",
+     "ModelReadAsciiAnimation: error, cannot find model 'x'.\n"},
+    {"number too large", "HIERARCHY MODEL 'a' '' MODEL 'b' 'a' 7 RATE 9 ", "a< b<a ",
+     "ModelReadAsciiAnimation: error, cannot find model 'a'.\n"},
+    {"empty", "HIERARCHY RATE 9 ", "", ""},
+    {"lines without a node", "HIERARCHY SCALING 1 2 3 RATE 9 ", "-< ", ""},
+};
+
+TEST_F(SceneFile, Trees) {
+    for (const TreeCase& test : kTreeCases) {
+        SCOPED_TRACE(test.name);
+        const OwnedScene scene = read(test.body);
+        EXPECT_EQ(trees(scene.get()), test.trees);
+        EXPECT_EQ(complaints(), test.messages);
+        EXPECT_EQ(scene->rate, 9) << "what follows is the scene's again";
+        const std::string once = write(scene.get());
+        const OwnedScene again = readFile(once);
+        EXPECT_EQ(trees(again.get()), test.trees);
+        EXPECT_EQ(write(again.get()), once);
+    }
+}
+
+TEST_F(SceneFile, ANumberTellsNodesOfOneNameApart) {
+    const OwnedScene scene =
+        read("HIERARCHY MODEL 'a' '' MODEL 'a' 'a' MODEL 'c' 'a' 0 MODEL 'd' 'a' ");
+    const Model* root = scene->hierarchies->root;
+    ASSERT_NE(root->child->next, nullptr);
+    EXPECT_STREQ(root->child->next->name, "c");
+    EXPECT_STREQ(root->child->child->name, "d");
+    const std::string text = write(scene.get());
+    EXPECT_NE(text.find("MODEL 'c' 'a' 0 \n"), std::string::npos);
+    EXPECT_EQ(text.find("MODEL 'd' 'a' 1"), std::string::npos) << "no number where the name serves";
+}
+
+TEST_F(SceneFile, LinesOfANode) {
+    const std::string lines = "\n      SCALING 1 2 3 "
+                              "\n      ROTATION 90 0 -45.5 "
+                              "\n      TRANSLATION CONSTRAINT 2 'rail' "
+                              "\n      HIDDEN 1 "
+                              "\n      ALGORITHM_TYPE 3 "
+                              "\n      BOUNDING_BOX ACTIVE "
+                              "\n      WIRE_COLOUR 4 "
+                              "\n      LINE_TYPE 5 "
+                              "\n      SELECTED BRANCH_SELECTED "
+                              "\n      SHAPE_INTERP_TYPE CARDINAL "
+                              "\n      SHAPE "
+                              "\n         SHAPE_NAME 'smile' "
+                              "\n         SHAPE_NAME '' "
+                              "\n      MATERIAL 3 { CAMERA } 'SCALING' "
+                              "\n      TEXTURE a ";
+    const OwnedScene scene = read("HIERARCHY MODEL 'a' ''" + lines + "\nRATE 9");
+    EXPECT_EQ(notices(), "");
+    const Model* node = scene->hierarchies->root;
+    EXPECT_FLOAT_EQ(node->rotation[0], 1.5707964F) << "radians in memory";
+    EXPECT_EQ(node->selection, 2);
+    const std::string text = write(scene.get());
+    const std::size_t from = text.find("\n      SCALING");
+    EXPECT_EQ(text.substr(from, text.size() - from - 1), lines);
+}
+
+TEST_F(SceneFile, UnknownLinesOfANodeAreKeptAndTold) {
+    const OwnedScene scene = read("HIERARCHY MODEL 'a' '' SCALING 1 1 1\nfoo\n 1\tb\nRATE 9");
+    EXPECT_EQ(notices(), "unknown foo 4;");
+    EXPECT_EQ(complaints(), "");
+    EXPECT_STREQ(scene->hierarchies->root->animationContents->text, "foo\n 1\tb");
+    EXPECT_EQ(scene->rate, 9);
+}
+
+TEST_F(SceneFile, ShapesKeepTheirCurves) {
+    const std::string curve = "CURVE_TYPE SWEIGHT KEYS 1 TIME 1 VALUE 2 KEYTYPE FREEFORM ";
+    const OwnedScene scene =
+        read("HIERARCHY MODEL 'a' '' SHAPE SHAPE_NAME 'x' INTERP_FCURVE " + curve +
+             "WEIGHT_FCURVES 30000 " + curve + curve + curve + "SHAPE 7 SHAPE_NAME 'y' RATE 9 ");
+    const Model* node = scene->hierarchies->root;
+    ASSERT_NE(node->shapes, nullptr);
+    EXPECT_EQ(node->shapes->weightCount, 3) << "as many as there are";
+    EXPECT_EQ(fcurveValue(node->shapes->weights[2], 1.0F), 2.0F);
+    EXPECT_NE(node->shapes->interpolation, nullptr);
+    EXPECT_STREQ(node->shapes->next->name, "y");
+    EXPECT_STREQ(node->animationContents->text, "SHAPE 7");
+    const std::string once = write(scene.get());
+    const OwnedScene again = readFile(once);
+    EXPECT_EQ(write(again.get()), once);
+}
+
+// ------------------------------------------------------------------------------------------- waves
+
+struct WaveCase {
+    const char* name;
+    const char* body;
+    const char* text; ///< of the first block
+    const char* notices;
+};
+
+constexpr WaveCase kWaveCases[] = {
+    {"up to a scene word", "WAVE a\n  b c\nRATE 9 ", "WAVE a\n  b c", ""},
+    {"words in quotes and braces", "WAVE 'RATE 7' { RATE 8 } x RATE 9 ",
+     "WAVE 'RATE 7' { RATE 8 } x", ""},
+    {"glued braces are words", "WAVE {RATE x} RATE 9 ", "WAVE {RATE x}", ""},
+    {"two waves", "WAVE a WAVE b RATE 9 ", "WAVE a", ""},
+    {"line end first", "WAVE\n  a\nRATE 9 ", "WAVE\n  a", ""},
+    {"quote inside a word", "WAVE it's RATE 9 ", "WAVE it's", ""},
+    {"end of file in braces", "RATE 9 WAVE { a { b", "WAVE { a { b } }", "cut WAVE 3;"},
+    {"end of file in quotes", "RATE 9 WAVE 'a ", "WAVE 'a '", "cut WAVE 3;"},
+};
+
+TEST_F(SceneFile, WavesAreKeptAsText) {
+    for (const WaveCase& test : kWaveCases) {
+        SCOPED_TRACE(test.name);
+        const OwnedScene scene = read(test.body);
+        ASSERT_NE(scene->wave, nullptr);
+        EXPECT_STREQ(scene->wave->text, test.text);
+        EXPECT_EQ(scene->rate, 9);
+        EXPECT_EQ(notices(), test.notices);
+        const std::string once = write(scene.get());
+        const OwnedScene again = readFile(once);
+        EXPECT_STREQ(again->wave->text, test.text);
+        EXPECT_EQ(write(again.get()), once);
+    }
+}
+
+// --------------------------------------------------------------------------------------------
+// files
+
+std::string sampleBytes() {
+    std::ifstream stream(TDR_SOURCE_DIR "/samples/lighthouse.scn", std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+TEST_F(SceneFile, TheSampleIsAFixedPoint) {
+    const std::string bytes = sampleBytes();
+    ASSERT_GT(bytes.size(), 10000U);
+    const OwnedScene scene = readFile(bytes);
+    EXPECT_EQ(notices(), "");
+    EXPECT_EQ(sceneWriteAsciiAnimation("Niofle scene", 2.6F, scene.get()), 1);
+    EXPECT_EQ(file.get(), bytes);
+}
+
+TEST_F(SceneFile, NumbersDoNotFollowTheLocale) {
+    const char* before = std::setlocale(LC_ALL, nullptr);
+    const std::string saved = before;
+    bool comma = false;
+    for (const char* name : {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8"}) {
+        comma = comma || std::setlocale(LC_ALL, name) != nullptr;
+    }
+    const OwnedScene scene = readFile(sampleBytes());
+    EXPECT_EQ(sceneWriteAsciiAnimation("Niofle scene", 2.6F, scene.get()), 1);
+    EXPECT_EQ(file.get(), sampleBytes());
+    std::setlocale(LC_ALL, saved.c_str());
+    if (!comma) {
+        GTEST_SKIP() << "no locale with a decimal comma on this machine";
+    }
+}
+
+TEST_F(SceneFile, EveryTruncationEndsCleanlyAndThenStaysTheSame) {
+    const std::string bytes = sampleBytes();
+    option.level = 0;
+    for (std::size_t length = bytes.find("v2.60") + 5; length < bytes.size(); length += 7) {
+        SCOPED_TRACE(length);
+        const OwnedScene scene = readFile(std::string_view(bytes).substr(0, length));
+        const std::string once = write(scene.get());
+        const OwnedScene again = readFile(once);
+        ASSERT_EQ(write(again.get()), once);
+    }
+}
+
+TEST_F(SceneFile, DamagedBytesEndCleanly) {
+    const std::string bytes = sampleBytes();
+    option.level = 0;
+    unsigned state = 1;
+    for (int round = 0; round < 400; ++round) {
+        std::string damaged = bytes;
+        for (int i = 0; i < 8; ++i) {
+            state = state * 1664525U + 1013904223U;
+            damaged[(state >> 8) % damaged.size()] = static_cast<char>(state >> 3);
+        }
+        file.set(damaged);
+        const OwnedScene scene = fresh();
+        if (sceneReadAsciiAnimation(scene.get()) == 1) {
+            // A light without a type is written without a word, whose place the next one takes.
+            for (Light* light = scene->lights; light != nullptr; light = light->next) {
+                light->type = light->type == 0 ? std::int16_t{kLightPoint} : light->type;
+            }
+            const std::string once = write(scene.get());
+            const OwnedScene again = readFile(once);
+            ASSERT_EQ(write(again.get()), once) << round;
+        }
+    }
+}
+
+TEST_F(SceneFile, LongListsTakeTimeInProportion) {
+    std::string body;
+    for (int i = 0; i < 60000; ++i) {
+        body += "LIGHT LIGHT_TYPE SPOT HIERARCHY MODEL 'a' '' SPLINE LINEAR WAVE x\n";
+    }
+    const OwnedScene scene = read(body);
+    const std::string once = write(scene.get());
+    EXPECT_GT(once.size(), body.size());
+    std::string wide = "HIERARCHY MODEL 'a' ''\n";
+    for (int i = 0; i < 100000; ++i) {
+        wide += "MODEL 'b' 'a' MATERIAL x MATERIAL y\n";
+    }
+    EXPECT_NE(read(wide)->hierarchies, nullptr);
+    std::string deep = "HIERARCHY MODEL 'a' ''\n";
+    for (int i = 0; i < 100000; ++i) {
+        deep += "MODEL 'a' 'a'\n";
+    }
+    EXPECT_NE(read(deep)->hierarchies, nullptr);
+}
+
+} // namespace
