@@ -12,12 +12,12 @@ std::string nameOf(const PngKind& kind) {
 TEST_F(PngFilterTest, EveryKindComesOutAsHostPixels) {
     const struct {
         int colour;
-        std::vector<int> depths;
         bool mayHaveTransparency;
+        std::vector<int> depths;
     } colours[] = {
-        {PNG_COLOR_TYPE_GRAY, {1, 2, 4, 8, 16}, true}, {PNG_COLOR_TYPE_PALETTE, {1, 2, 4, 8}, true},
-        {PNG_COLOR_TYPE_RGB, {8, 16}, true},           {PNG_COLOR_TYPE_GRAY_ALPHA, {8, 16}, false},
-        {PNG_COLOR_TYPE_RGB_ALPHA, {8, 16}, false},
+        {PNG_COLOR_TYPE_GRAY, true, {1, 2, 4, 8, 16}}, {PNG_COLOR_TYPE_PALETTE, true, {1, 2, 4, 8}},
+        {PNG_COLOR_TYPE_RGB, true, {8, 16}},           {PNG_COLOR_TYPE_GRAY_ALPHA, false, {8, 16}},
+        {PNG_COLOR_TYPE_RGB_ALPHA, false, {8, 16}},
     };
     for (const auto& c : colours) {
         for (const int depth : c.depths) {

@@ -173,6 +173,8 @@ inline std::string makePng(const PngKind& kind) {
     png_write_info(png, info);
     std::vector<std::string> rows;
     std::vector<png_bytep> pointers;
+    rows.reserve(static_cast<std::size_t>(kind.height));
+    pointers.reserve(rows.capacity());
     for (int y = 0; y < kind.height; ++y) {
         rows.push_back(packedRow(kind, y));
     }

@@ -11,7 +11,7 @@ namespace {
 using png_filter::PngPicture;
 
 constexpr PngKind kPicture{9, 20, PNG_COLOR_TYPE_RGB_ALPHA, 8};
-constexpr std::size_t kRow = 9 * 4;
+constexpr std::size_t kRow = std::size_t{9} * 4;
 
 std::vector<int> order(const char* name) {
     std::vector<int> rows(kPicture.height);
@@ -66,7 +66,7 @@ TEST_F(PngFilterTest, AFileThatChangesUnderneathIsDamage) {
     std::string reason;
     const auto picture = PngPicture::open(path.c_str(), reason, 1);
     ASSERT_TRUE(picture);
-    std::string row(90 * 4, 'x');
+    std::string row(90U * 4, 'x');
     auto* out = reinterpret_cast<std::uint8_t*>(row.data());
     ASSERT_TRUE(picture->readRow(89, out));
     EXPECT_EQ(row, expectedRow(kind, 89));

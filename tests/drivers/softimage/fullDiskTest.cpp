@@ -54,7 +54,7 @@ TEST_F(FullDisk, AfterAFailureEveryPutIsAnError) {
     EXPECT_EQ(filter.put(noise(), 98), 0) << "kept back";
     EXPECT_EQ(filter.put(noise(), 99), -1);
     EXPECT_EQ(filter.put(noise(), 97), -1);
-    EXPECT_EQ(filter.putAll(std::string(kWidth * 4 * 100, 'x')), -1);
+    EXPECT_EQ(filter.putAll(std::string(std::size_t{kWidth} * 400, 'x')), -1);
     EXPECT_EQ(filter.disconnectFromFile(), -1);
     expectOneReason(said.text(), path, "No space left on device");
 }

@@ -7,6 +7,7 @@
 namespace {
 
 constexpr int kWidth = 5;
+constexpr std::size_t kLine = std::size_t{kWidth} * 4;
 
 std::vector<long> topDown(long h) {
     std::vector<long> order(static_cast<std::size_t>(h));
@@ -102,7 +103,7 @@ TEST_F(FilterTest, GapsLoseTheFirstLineBehindThem) {
         for (std::size_t k = 0; k < kHeight; ++k) {
             const std::string expected = k < c.found.size() && c.found[k] >= 0
                                              ? hostLine(kWidth, static_cast<int>(c.found[k]))
-                                             : std::string(kWidth * 4, '\0');
+                                             : std::string(kLine, '\0');
             EXPECT_EQ(filter.line(kHeight - 1 - static_cast<long>(k)), expected) << k;
         }
         filter.disconnectFromFile();
@@ -134,10 +135,10 @@ TEST_F(FilterTest, WithoutAFormatThePictureIsBlack) {
 TEST_F(FilterTest, LinesOutsideAndSmallBlocksAreRefused) {
     writeLines(filter, folder / "a.pic", 3, topDown(3));
     ASSERT_EQ(filter.read(folder / "a.pic"), 0);
-    const std::string untouched(kWidth * 4 - 1, 'u');
+    const std::string untouched(kLine - 1, 'u');
     std::string small = untouched;
-    std::string line(kWidth * 4, 'u');
-    std::string cache(kWidth * 4 * 3 - 1, 'u');
+    std::string line(kLine, 'u');
+    std::string cache(kLine * 3 - 1, 'u');
     EXPECT_EQ(filter.get(small, 1), -1);
     EXPECT_EQ(small, untouched);
     EXPECT_EQ(filter.getAll(cache), -1);

@@ -24,7 +24,7 @@ const Case kCases[] = {
     {"none set", -1, 1, {}},
 };
 
-constexpr std::size_t kRoom = 80;
+constexpr std::size_t kRoom = 1300;
 
 std::uint8_t sample(std::size_t channel, std::size_t x) {
     return static_cast<std::uint8_t>(channel * 64 + x % 61);
@@ -78,6 +78,7 @@ TEST(PixelOrder, EveryLayoutGoesThereAndBack) {
         for (unsigned present = 0; present < 16; ++present) {
             SCOPED_TRACE(std::string(c.name) + " buffers " + std::to_string(present));
             checkOnce(c, 37, 1, present);
+            checkOnce(c, 1234, 3, present);
         }
     }
 }

@@ -57,6 +57,36 @@ void joinFour(const std::uint8_t* __restrict alpha, const std::uint8_t* __restri
     }
 }
 
+/// Pixels of which the host's own bytes are taken aside at a time.
+constexpr std::size_t kAside = 512;
+
+/// Takes one byte of each four-byte pixel.
+void takeByte(const std::uint8_t* __restrict host, std::size_t width,
+              std::uint8_t* __restrict taken) {
+    for (std::size_t x = 0; x < width; ++x) {
+        taken[x] = host[4 * x];
+    }
+}
+
+/// Four-byte pixels of which the file has some channels: the others are taken from the host line
+/// and put back with the rest, since that is six times as fast as single bytes.
+void joinIntoFour(const ChannelLines& channels, std::size_t width, std::uint8_t* host) {
+    std::uint8_t aside[kHostChannels][kAside];
+    for (std::size_t start = 0; start < width; start += kAside) {
+        const std::size_t count = std::min(kAside, width - start);
+        std::uint8_t* pixels = host + 4 * start;
+        std::array<const std::uint8_t*, kHostChannels> lines{};
+        for (std::size_t i = 0; i < lines.size(); ++i) {
+            if (channels[i] == nullptr) {
+                takeByte(pixels + i, count, aside[i]);
+            }
+            lines[i] = channels[i] != nullptr ? channels[i] + start : aside[i];
+        }
+        joinFour(lines[kHostAlpha], lines[kHostBlue], lines[kHostGreen], lines[kHostRed], count,
+                 pixels);
+    }
+}
+
 void splitOne(const std::uint8_t* __restrict host, std::size_t step, std::size_t width,
               std::uint8_t* __restrict channel) {
     for (std::size_t x = 0; x < width; ++x) {
@@ -106,6 +136,10 @@ void channelsToHostLine(int format, const ChannelLines& channels, std::size_t wi
     if (isComplete(*layout, channels)) {
         joinFour(channels[kHostAlpha], channels[kHostBlue], channels[kHostGreen],
                  channels[kHostRed], width, hostLine);
+        return;
+    }
+    if (layout->count == kHostChannels) {
+        joinIntoFour(channels, width, hostLine);
         return;
     }
     for (std::size_t i = 0; i < layout->count; ++i) {
