@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr int kKeyStep = 8; // room for keys is taken in multiples of this
+constexpr std::size_t kKeyStep = 8; // room for keys is taken in multiples of this
 
 } // namespace
 
@@ -20,7 +20,7 @@ FcvKey* fcvkeyAllocate(std::int16_t count) {
     if (count < 1) {
         return nullptr;
     }
-    const auto room = static_cast<std::size_t>((count + kKeyStep - 1) / kKeyStep * kKeyStep);
+    const std::size_t room = (static_cast<std::size_t>(count) + kKeyStep - 1) / kKeyStep * kKeyStep;
     auto* keys = static_cast<FcvKey*>(std::calloc(room, sizeof(FcvKey)));
     if (keys != nullptr) {
         keys[0].splineIndex = -1;

@@ -110,7 +110,7 @@ Spot beyond(const End& end, const Fcurve& curve, Keys keys, std::size_t key, dou
 
 Spot spotOf(const Fcurve* curve, double time) {
     const Keys keys = keysOf(curve);
-    if (keys.empty()) {
+    if (curve == nullptr || keys.empty()) {
         return {Where::Nowhere, 0, time};
     }
     Spot spot = {Where::Inside, 0, time};

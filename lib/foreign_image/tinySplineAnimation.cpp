@@ -178,7 +178,8 @@ Outcome readDisplay(std::FILE* stream, Spline& spline) {
 /// An older form: two numbers that say nothing any more, for a colour that all such splines get.
 Outcome readWireColourIndex(std::FILE* stream, Spline& spline) {
     constexpr std::int16_t kColourOfIndexedWires = 490;
-    if (in_animSValue_na(stream) == 0 || in_animSValue_na(stream) == 0) {
+    in_animSValue_na(stream);
+    if (in_animSValue_na(stream) == 0) {
         return Outcome::EndOfFile;
     }
     spline.display |= kSplineHasWireColour;

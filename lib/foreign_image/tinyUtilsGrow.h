@@ -49,6 +49,7 @@ class GrowingArray {
     };
 
     bool resize(std::size_t room) {
+        // NOLINTNEXTLINE(bugprone-sizeof-expression): T may be a pointer
         void* moved = std::realloc(static_cast<void*>(memory_.get()), room * sizeof(T));
         if (moved == nullptr) {
             return false;

@@ -177,7 +177,8 @@ TEST_F(FcurveValueTest, SearchAndWalkAgreeForAnyOrder) {
         keys.front().time = -100;
         const Curve curve = curveOf(keys);
         unsorted += fcurveCheckOrder(curve.get()) == 0 ? 1 : 0;
-        for (float t = -99.5F; t < 99; t += 0.5F) {
+        for (int half = -199; half < 198; ++half) {
+            const float t = static_cast<float>(half) / 2;
             ASSERT_EQ(fcurveFloatValue(curve.get(), t), walked(keys, t)) << round << " at " << t;
         }
     }

@@ -34,7 +34,7 @@ std::string passPosition(const std::string& text) {
     positionReadAsciiAnimation(in, &position.fixed, &curves[3], &position.path,
                                &position.constraintName, &position.constraintType, &curves[0],
                                &curves[1], &curves[2], &position.pathModelName);
-    const std::string out = written([&](std::FILE* f) {
+    std::string out = written([&](std::FILE* f) {
         positionWriteAsciiAnimation(f, &position.fixed, curves[3], position.path,
                                     position.constraintName, position.constraintType, curves[0],
                                     curves[1], curves[2], position.pathModelName);
