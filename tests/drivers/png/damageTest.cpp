@@ -122,12 +122,12 @@ TEST_F(PngFilterTest, ClaimsOfAHeaderCostNoMemory) {
     getrusage(RUSAGE_SELF, &before);
     const support::CaptureStderr said;
     ASSERT_EQ(filter.read(folder.write("a.png", claim({8, 8}, 32767))), 0);
-    EXPECT_EQ(filter.line(0), std::string(32767U * 4, '\0'));
-    EXPECT_EQ(filter.line(32766).size(), 32767U * 4);
-    EXPECT_EQ(filter.line(0), std::string(32767U * 4, '\0'));
+    EXPECT_EQ(filter.line(0), std::string(32767UL * 4, '\0'));
+    EXPECT_EQ(filter.line(32766).size(), 32767UL * 4);
+    EXPECT_EQ(filter.line(0), std::string(32767UL * 4, '\0'));
     const PngKind interlaced{8, 8, PNG_COLOR_TYPE_RGB_ALPHA, 8, true};
     ASSERT_EQ(filter.read(folder.write("b.png", claim(interlaced, 11000))), 0);
-    EXPECT_EQ(filter.line(0), std::string(11000U * 4, '\0'));
+    EXPECT_EQ(filter.line(0), std::string(11000UL * 4, '\0'));
     EXPECT_EQ(filter.read(folder.write("c.png", claim(interlaced, 32767))), -1);
     rusage after{};
     getrusage(RUSAGE_SELF, &after);

@@ -66,7 +66,7 @@ TEST_F(PngFilterTest, AFileThatChangesUnderneathIsDamage) {
     std::string reason;
     const auto picture = PngPicture::open(path.c_str(), reason, 1);
     ASSERT_TRUE(picture);
-    std::string row(90U * 4, 'x');
+    std::string row(90UL * 4, 'x');
     auto* out = reinterpret_cast<std::uint8_t*>(row.data());
     ASSERT_TRUE(picture->readRow(89, out));
     EXPECT_EQ(row, expectedRow(kind, 89));

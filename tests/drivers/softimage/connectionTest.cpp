@@ -64,7 +64,7 @@ TEST_F(FilterTest, AllSixteenBitsOfTheLargestSizeAreServed) {
     EXPECT_EQ(filter.bounds[2], 32767);
     EXPECT_EQ(filter.bounds[3], 32767);
     const support::CaptureStderr said;
-    EXPECT_EQ(filter.line(0), std::string(32767U * 4, '\0'));
+    EXPECT_EQ(filter.line(0), std::string(32767UL * 4, '\0'));
     EXPECT_EQ(linesIn(said.text()), 1);
 }
 

@@ -112,7 +112,7 @@ TEST_F(FilterTest, EveryBitFlipIsSurvived) {
     for (int kind = 0; kind < 2; ++kind) {
         const std::string& good = goodFiles[kind];
         for (std::size_t bit = 0; bit < good.size() * 8; ++bit) {
-            if (bit >= 96 && bit < 88U * 8) {
+            if (bit >= 96 && bit < 88UL * 8) {
                 continue; // the comment
             }
             std::string bent = good;
@@ -128,7 +128,7 @@ TEST_F(FilterTest, DamageIsSaidOncePerConnection) {
     for (int connection = 0; connection < 2; ++connection) {
         ASSERT_EQ(filter.read(path), 0);
         const support::CaptureStderr said;
-        std::string block(8U * 8 * 4, 'x');
+        std::string block(8UL * 8 * 4, 'x');
         for (long y = 0; y < 8; ++y) {
             EXPECT_NE(filter.line(y), "?");
         }
@@ -158,7 +158,7 @@ TEST_F(FilterTest, ClaimsOfAHeaderCostNoMemory) {
     EXPECT_EQ(filter.get(line, 0), 0);
     EXPECT_EQ(filter.get(line, 32766), 0);
     ASSERT_EQ(filter.read(folder.write("a.pic", picHeader(32767, 32767, kRgbaMixed) + "xx")), 0);
-    line.resize(32767U * 4);
+    line.resize(32767UL * 4);
     EXPECT_EQ(filter.get(line, 0), 0);
     rusage after{};
     getrusage(RUSAGE_SELF, &after);
