@@ -5,7 +5,6 @@
 #include "ipc_socket.h"
 #include "ipc_wire.h"
 #include "requestNames.h"
-#include "tdr/interruptGuard.h"
 
 #include <algorithm>
 #include <array>
@@ -86,10 +85,10 @@ DriverProcess::DriverProcess(std::filesystem::path program, StartOptions options
     : program_(std::move(program)), options_(std::move(options)) {}
 
 DriverProcess::~DriverProcess() {
-    if (alive() && InterruptGuard::signal() == 0) {
-        [[maybe_unused]] const auto ended = end();
-    } else if (alive()) {
+    if (alive() && interrupted()) {
         kill(); // somebody has pressed Ctrl-C: no time for manners
+    } else if (alive()) {
+        [[maybe_unused]] const auto ended = end();
     }
 }
 

@@ -7,4 +7,7 @@ namespace tdr {
 /// A descriptor that is readable once a guarded signal has come; -1 without a guard.
 [[nodiscard]] int interruptFd();
 
+/// True when a guard lives and its signal has come.
+[[nodiscard]] bool interrupted();
+
 } // namespace tdr

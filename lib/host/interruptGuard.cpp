@@ -40,6 +40,10 @@ int interruptFd() {
     return wakeFd;
 }
 
+bool interrupted() {
+    return wakeFd >= 0 && caught != 0;
+}
+
 InterruptGuard::InterruptGuard() {
     caught = 0;
     wakeFd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);

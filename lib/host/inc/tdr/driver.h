@@ -83,6 +83,8 @@ enum class Access : std::int32_t { Read = 0, Write = 1 };
 
 class DriverProcess;
 
+/// See the head of this file. Move-only; one that was moved from may only be assigned to or
+/// destroyed.
 class Driver {
   public:
     /// Starts `program` (a path; not searched along PATH) and waits for its start-up OK. Fails with

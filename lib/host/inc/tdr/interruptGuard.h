@@ -17,7 +17,7 @@ class InterruptGuard {
     InterruptGuard(const InterruptGuard&) = delete;
     InterruptGuard& operator=(const InterruptGuard&) = delete;
 
-    /// The signal that came, or 0.
+    /// The signal that came while the last guard lived, or 0.
     [[nodiscard]] static int signal();
 
     /// Ends this process by `signal` with its default action, so that a shell sees what happened.
