@@ -300,6 +300,7 @@ Result<DriverEnd> DriverProcess::end() {
 
 bool DriverProcess::awaitExit(std::chrono::milliseconds limit) {
     const auto until = Clock::now() + limit;
+    ended_ = ended_ || !peer_.pidFd.valid(); // the kernel had waited for it before we could look
     while (!ended_) {
         std::array<pollfd, 2> watched = {
             {{peer_.pidFd.get(), POLLIN, 0}, {lines_.fd(), POLLIN, 0}}};
