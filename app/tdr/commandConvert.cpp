@@ -20,8 +20,9 @@ struct ConvertOptions {
     std::string output;
 };
 
-/// Pixels above this go line by line: a machine's shared memory is for others too.
-constexpr std::size_t kLarge = std::size_t{256} << 20;
+/// Bytes of pixels above which a picture goes line by line: room for a film frame of 4096 x 3112,
+/// little enough that a small file with a large claim does no harm.
+constexpr std::size_t kLarge = std::size_t{64} << 20;
 
 /// A conversion from its options to its end; any step's problem is the result of the whole.
 class Conversion {

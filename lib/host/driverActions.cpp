@@ -97,13 +97,13 @@ Status Driver::setEndCell(std::int32_t cell) {
 }
 
 Status Driver::setPreReadCommand(std::string_view command) {
-    const Status done = act(*process_, ipc::kActionSetPreReadCommand, {}, command);
+    Status done = act(*process_, ipc::kActionSetPreReadCommand, {}, command);
     process_->known.preRead = process_->known.preRead || !command.empty();
     return done;
 }
 
 Status Driver::setPostWriteCommand(std::string_view command) {
-    const Status done = act(*process_, ipc::kActionSetPostWriteCommand, {}, command);
+    Status done = act(*process_, ipc::kActionSetPostWriteCommand, {}, command);
     process_->known.postWrite = process_->known.postWrite || !command.empty();
     return done;
 }

@@ -179,6 +179,21 @@ TEST_F(ConvertTest, aDamagedPictureIsReadWithAWarning) {
     EXPECT_EQ(std::count(ended.err.begin(), ended.err.end(), '\n'), 1) << ended.err;
 }
 
+TEST_F(ConvertTest, aLargePictureGoesLineByLine) {
+    // All but its first pixels are missing, and so are black or transparent.
+    const auto huge = files().write("huge.pic", support::rawPic(32767, 520, 0x10, "abc"));
+    const Ended ended = run({"convert", huge, in("huge2.pic")});
+    EXPECT_EQ(ended.exit, 0) << ended.err;
+    EXPECT_TRUE(contains(run({"info", in("huge2.pic")}).out, "32767 x 520"));
+    auto driver = tdr::Driver::start(fs::path(TDR_BIN_DIR) / "softimageFilter");
+    auto reader = tdr::PictureReader::open(*driver, in("huge2.pic"));
+    auto block = tdr::SharedBlock::create(tdr::lineBytes(32767));
+    ASSERT_TRUE(reader && block);
+    ASSERT_TRUE(reader->readLine(*block, 519));
+    EXPECT_EQ(Pixels(block->bytes().begin(), block->bytes().begin() + 16),
+              (Pixels{'a', 0, 0, 0, 'b', 0, 0, 0, 'c', 0, 0, 0, 0, 0, 0, 0}));
+}
+
 // The scripted driver says that its files end in "1039-1", so such a target is its to write.
 
 TEST_F(ConvertTest, aSignalInTheMiddleLeavesNothing) {
