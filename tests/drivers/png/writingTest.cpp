@@ -11,7 +11,7 @@ namespace {
 
 constexpr int kWidth = 7;
 constexpr int kHeight = 6;
-constexpr std::size_t kRow = kWidth * 4;
+constexpr std::size_t kRow = std::size_t{kWidth} * 4;
 const std::string kBlank(kRow, '\0');
 
 /// The rows of a written file from the bottom, read by libpng's own one-call reader.
@@ -24,8 +24,9 @@ std::vector<std::string> linesOf(const std::string& path) {
     std::string pixels(PNG_IMAGE_SIZE(image), '\0');
     EXPECT_TRUE(png_image_finish_read(&image, nullptr, pixels.data(), 0, nullptr)) << image.message;
     std::vector<std::string> lines;
+    const std::size_t size = std::size_t{image.width} * 4;
     for (std::size_t y = image.height; y-- > 0;) {
-        lines.push_back(pixels.substr(y * image.width * 4, image.width * 4));
+        lines.push_back(pixels.substr(y * size, size));
     }
     return lines;
 }
