@@ -53,7 +53,8 @@ inline bool atEnd(int fd) {
 }
 
 inline bool same(const IPC_DataPacket& a, const IPC_DataPacket& b) {
-    return std::memcmp(&a, &b, sizeof a) == 0; // the record has no padding
+    // The record has no padding, and a float is the same only when its bits are.
+    return std::memcmp(&a, &b, sizeof a) == 0; // NOLINT(bugprone-suspicious-memory-comparison)
 }
 
 /// An otherwise empty packet of this header.

@@ -101,7 +101,7 @@ TEST(Link, SendsOneValueAPacket) {
     EXPECT_EQ(link.transmit_float(1, 1124, 2.5F), 5);
     EXPECT_TRUE(same(link.sent, expected));
 
-    for (const std::size_t length : {0, 1, 2046, 2047}) {
+    for (const std::size_t length : {0U, 1U, 2046U, 2047U}) {
         const std::string text(length, 'x');
         expected = packetOf({1, 2, -1, -1}, 1, 1124);
         expected.numof_strings = 1;
@@ -114,7 +114,7 @@ TEST(Link, SendsOneValueAPacket) {
 
 TEST(Link, AStringThatDoesNotFitIsNotSent) {
     LooseEnd link;
-    for (const std::size_t length : {2048, 2049, 100000}) {
+    for (const std::size_t length : {2048U, 2049U, 100000U}) {
         EXPECT_EQ(link.transmit_string(1, 1124, std::string(length, 'x').c_str()), -1) << length;
     }
     EXPECT_EQ(link.transmit_string(1, 1124, nullptr), -1);

@@ -39,14 +39,14 @@ class PeerStarting : public testing::Test {
 
     /// Path of the test program under a name that tells it what to do.
     std::string program(const std::string& behaviour) {
-        const std::string path = dir_ / behaviour;
+        std::string path = dir_ / behaviour;
         std::filesystem::create_symlink(PEER_PROGRAM, path);
         return path;
     }
 
     /// The same as a file of its own, of which nobody else executes a copy.
     std::string ownProgram(const std::string& behaviour) {
-        const std::string path = dir_ / behaviour;
+        std::string path = dir_ / behaviour;
         std::filesystem::copy_file(PEER_PROGRAM, path);
         return path;
     }

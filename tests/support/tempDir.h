@@ -35,7 +35,7 @@ class TempDir {
 
     /// Writes a file of these bytes and gives its path.
     std::string write(std::string_view name, std::string_view bytes, unsigned mode = 0644) const {
-        const std::string path = *this / name;
+        std::string path = *this / name;
         {
             std::ofstream file(path, std::ios::binary);
             file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
