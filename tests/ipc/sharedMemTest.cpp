@@ -74,6 +74,7 @@ TEST_F(SharedMem, AGivenKeyFindsTheBlockThatIsThere) {
 
     shmem_free(again, sameId);
     EXPECT_EQ(attachCount(id), 1) << "a block that is still attached stays";
+    EXPECT_EQ(shmget(key, 0, 0), id) << "and is still found by its key";
     shmem_free(block, id);
     EXPECT_EQ(attachCount(id), -1) << "the last one to let go removes it";
     EXPECT_EQ(shmem_size(id), 0U);
@@ -98,6 +99,7 @@ TEST_F(SharedMem, ABlockHeldByAnotherProcessStays) {
     }
     shmem_free(block, id);
     EXPECT_EQ(attachCount(id), 1);
+    EXPECT_EQ(shmget(key, 0, 0), id);
     writeEnd.reset();
     EXPECT_EQ(waitpid(child, nullptr, 0), child);
     EXPECT_EQ(attachCount(id), -1);
