@@ -2,7 +2,8 @@
 // The channels that a curve can animate. A file names them, a record holds their index.
 #include "tinyFcurve.h"
 
-// clang-format off: one name a line would be longer than all that uses them
+// Side by side: one name a line would be longer than all that uses them.
+// clang-format off
 const char* const fcv_name[kFcurveChannels] = {
     "", "MDL_SCL_X", "MDL_SCL_Y", "MDL_SCL_Z", "MDL_ROT_X", "MDL_ROT_Y", "MDL_ROT_Z", "MDL_POS",
     "MDL_SHAPE", "CAM_POS", "CAM_INT", "CAM_ROLL", "CAM_FOV", "CAM_NEAR", "CAM_FAR", "CAM_FFCL",
