@@ -11,8 +11,6 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 
-namespace fs = std::filesystem;
-
 namespace {
 
 struct ConvertOptions {

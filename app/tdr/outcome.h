@@ -32,9 +32,10 @@ struct Problem {
 template <typename T>
 class [[nodiscard]] Outcome {
   public:
-    Outcome(T value) : value_(std::move(value)) {} // NOLINT(google-explicit-constructor)
-    Outcome(Problem problem)
-        : problem_(std::move(problem)) {} // NOLINT(google-explicit-constructor)
+    // NOLINTNEXTLINE(google-explicit-constructor)
+    Outcome(T value) : value_(std::move(value)) {}
+    // NOLINTNEXTLINE(google-explicit-constructor)
+    Outcome(Problem problem) : problem_(std::move(problem)) {}
 
     explicit operator bool() const { return value_.has_value(); }
     T& operator*() { return *value_; }

@@ -39,7 +39,7 @@ class NothingLeft : public ::testing::Test {
 
     /// Path of a scripted driver that behaves like this.
     std::filesystem::path scripted(const std::string& behaviour) {
-        const std::filesystem::path link = folder_.path() / behaviour;
+        std::filesystem::path link = folder_.path() / behaviour;
         if (!std::filesystem::exists(std::filesystem::symlink_status(link))) {
             std::filesystem::create_symlink(TDR_SCRIPTED_DRIVER, link);
         }

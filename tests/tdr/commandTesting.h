@@ -92,6 +92,7 @@ class Running {
         : out_(scratch / "stdout"), err_(scratch / "stderr") {
         arguments.insert(arguments.begin(), TDR_COMMAND);
         std::vector<char*> argv;
+        argv.reserve(arguments.size() + 1);
         for (std::string& argument : arguments) {
             argv.push_back(argument.data());
         }
