@@ -125,6 +125,9 @@ struct X86Ops {
     template <int C>
     static Size shortPackets(const Byte** from, const Byte* end, Byte* const* lines, Size x,
                              Size width) {
+        if constexpr (C == 1) {
+            return x;
+        }
         const Byte* at = *from;
         while (end - at > static_cast<std::ptrdiff_t>(kLanes * C) && x + kLanes <= width) {
             const Size control = *at++;
