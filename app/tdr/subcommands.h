@@ -20,3 +20,4 @@ void addQuery(CLI::App& app, Command& command);
 void addInfo(CLI::App& app, Command& command);
 void addConvert(CLI::App& app, Command& command);
 void addCompare(CLI::App& app, Command& command);
+void addView(CLI::App& app, Command& command);

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 /// Shows `width` x `height` pixels in a window of its own and returns when that window is gone:
 /// closed by the window manager, by Escape, or destroyed from outside. The wait takes no processor
@@ -35,6 +36,14 @@ void pasteBuffer(long width, long height, const std::uint32_t* pixels, const cha
 /// handlers of Xlib are ours; errors of other threads' connections are passed on to theirs.
 class BufferWindow {
   public:
+    /// The screen on which windows open, in pixels.
+    struct ScreenSize {
+        int width = 0;
+        int height = 0;
+    };
+    /// Asks for it. Nothing, and no word about it, when there is no display.
+    [[nodiscard]] static std::optional<ScreenSize> screenSize();
+
     BufferWindow();
     ~BufferWindow(); ///< Closes the window.
     BufferWindow(const BufferWindow&) = delete;

@@ -269,6 +269,15 @@ void openShielded(State& state) {
     }
 }
 
+void askScreenSize(BufferWindow::ScreenSize& size) {
+    Display* display = XOpenDisplay(nullptr);
+    if (display != nullptr) {
+        size = {DisplayWidth(display, DefaultScreen(display)),
+                DisplayHeight(display, DefaultScreen(display))};
+        XCloseDisplay(display);
+    }
+}
+
 // ---- Events, below the shield -----------------------------------------------------------------
 
 void drawRows(State& state, const Damage& box, int top, int rows) {
@@ -405,6 +414,12 @@ bool refused(long width, long height, const std::uint32_t* pixels) {
 }
 
 } // namespace
+
+std::optional<BufferWindow::ScreenSize> BufferWindow::screenSize() {
+    ScreenSize size;
+    const bool connected = shielded(askScreenSize, size);
+    return connected && size.width > 0 ? std::optional(size) : std::nullopt;
+}
 
 BufferWindow::BufferWindow() = default;
 
