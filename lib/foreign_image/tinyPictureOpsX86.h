@@ -60,9 +60,9 @@ template <int C>
 inline void spread16(const Byte* from, Vector* channels) {
     for (int c = 0; c < C; ++c) {
         Vector sum = _mm_setzero_si128();
-        for (int part = 0; part < C; ++part) {
-            sum = _mm_or_si128(
-                sum, _mm_shuffle_epi8(load(from + 16 * part), load(kMasks<C>.spread[0][c][part])));
+        for (Size part = 0; part < C; ++part) {
+            sum = _mm_or_si128(sum, _mm_shuffle_epi8(load(from + kLanes * part),
+                                                     load(kMasks<C>.spread[0][c][part])));
         }
         channels[c] = sum;
     }
@@ -129,29 +129,28 @@ struct X86Ops {
             return x;
         }
         const Byte* at = *from;
-        while (end - at > static_cast<std::ptrdiff_t>(kLanes * C) && x + kLanes <= width) {
+        while (end - at > static_cast<std::ptrdiff_t>(kLanes) * C && x + kLanes <= width) {
             const Size control = *at++;
             if ((control & 0x70) != 0 || control == 128) {
                 --at; // more pixels than that, or a long repeat
                 break;
             }
-            const Byte* mask = &kMasks<C>.spread[0][0][0][0] + (control >> 7) * (C * C * kLanes);
+            const Size repeats = control >> 7;
+            const auto& masks = kMasks<C>.spread[repeats];
             Vector parts[C];
-            for (int part = 0; part < C; ++part) {
-                parts[part] = load(at + 16 * part);
+            for (Size part = 0; part < C; ++part) {
+                parts[part] = load(at + kLanes * part);
             }
             for (int c = 0; c < C; ++c) {
-                Vector sum = _mm_shuffle_epi8(parts[0], load(mask + c * C * 16));
+                Vector sum = _mm_shuffle_epi8(parts[0], load(masks[c][0]));
                 for (int part = 1; part < C; ++part) {
-                    sum = _mm_or_si128(
-                        sum, _mm_shuffle_epi8(parts[part], load(mask + (c * C + part) * 16)));
+                    sum = _mm_or_si128(sum, _mm_shuffle_epi8(parts[part], load(masks[c][part])));
                 }
                 store(lines[c] + x, sum);
             }
             x += (control & 127) + 1;
             // Without a branch: the pixels of a literal behind its first one, none of a repeat.
-            const auto sign = static_cast<std::ptrdiff_t>(static_cast<std::int8_t>(control));
-            at += C + (sign & ~(sign >> 63)) * C;
+            at += C + (control & (repeats - 1)) * C;
         }
         *from = at;
         return x;

@@ -67,6 +67,7 @@ void fetchNextLines(const Picture* record) {
         for (int i = 0; line != nullptr && i < record->width; i += kCacheLine) {
             const auto address = reinterpret_cast<std::uintptr_t>(line) +
                                  static_cast<std::uintptr_t>(record->width + i);
+            // NOLINTNEXTLINE(performance-no-int-to-ptr): may lie behind the plane
             __builtin_prefetch(reinterpret_cast<const void*>(address), 1);
         }
     }

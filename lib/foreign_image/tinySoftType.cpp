@@ -15,6 +15,7 @@ void optionPrint(const char* format, ...) {
     }
     std::va_list arguments;
     va_start(arguments, format);
+    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): va_start above is not understood
     std::vfprintf(option.stream, format, arguments);
     va_end(arguments);
 }

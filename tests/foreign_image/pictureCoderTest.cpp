@@ -222,31 +222,31 @@ TEST(PictureCoders, WriteTheBytesOfTheFormat) {
 struct GoldenRead {
     const char* name;
     int encoding;
+    bool whole;
     std::size_t width;
     Bytes file;
     Bytes line;
     std::size_t after; ///< where the reader stands then
-    bool whole;
 };
 
 const GoldenRead kGoldenReads[] = {
-    {"short repeat of 128", kMixed, 128, {255, 9, 77}, Bytes(128, 9), 2, true},
-    {"long repeat of 3", kMixed, 3, {128, 0, 3, 9, 77}, {9, 9, 9}, 4, true},
-    {"long repeat of 0", kMixed, 1, {128, 0, 0, 9, 0, 7, 77}, {7}, 6, true},
-    {"literal", kMixed, 3, {2, 5, 6, 7, 77}, {5, 6, 7}, 4, true},
-    {"literal one too long", kMixed, 3, {0, 4, 2, 5, 6, 7, 77, 78}, {4, 0, 0}, 8, false},
-    {"repeat one too long", kMixed, 3, {0, 4, 130, 5, 77, 78}, {4, 0, 0}, 6, false},
-    {"long repeat too long", kMixed, 3, {128, 0, 4, 5, 77, 78}, {0, 0, 0}, 6, false},
-    {"literal cut short", kMixed, 4, {3, 5, 6}, {5, 6, 0, 0}, 3, false},
-    {"long count cut short", kMixed, 2, {0, 5, 128, 0}, {5, 0}, 4, false},
-    {"repeat without its pixel", kMixed, 2, {129}, {0, 0}, 1, false},
-    {"nothing at all", kMixed, 2, {}, {0, 0}, 0, false},
-    {"pure run", kPure, 3, {2, 5, 1, 6, 77}, {5, 5, 6}, 4, true},
-    {"pure run of 0", kPure, 2, {0, 5, 2, 6, 77}, {6, 6}, 4, true},
-    {"pure run too long", kPure, 3, {2, 5, 200, 6, 77}, {5, 5, 6}, 4, true},
-    {"pure run without its pixel", kPure, 2, {1, 5, 1}, {5, 0}, 3, false},
-    {"raw", kRaw, 2, {5, 6, 77}, {5, 6}, 2, true},
-    {"raw cut short", kRaw, 3, {5, 6}, {5, 6, 0}, 2, false},
+    {"short repeat of 128", kMixed, true, 128, {255, 9, 77}, Bytes(128, 9), 2},
+    {"long repeat of 3", kMixed, true, 3, {128, 0, 3, 9, 77}, {9, 9, 9}, 4},
+    {"long repeat of 0", kMixed, true, 1, {128, 0, 0, 9, 0, 7, 77}, {7}, 6},
+    {"literal", kMixed, true, 3, {2, 5, 6, 7, 77}, {5, 6, 7}, 4},
+    {"literal one too long", kMixed, false, 3, {0, 4, 2, 5, 6, 7, 77, 78}, {4, 0, 0}, 8},
+    {"repeat one too long", kMixed, false, 3, {0, 4, 130, 5, 77, 78}, {4, 0, 0}, 6},
+    {"long repeat too long", kMixed, false, 3, {128, 0, 4, 5, 77, 78}, {0, 0, 0}, 6},
+    {"literal cut short", kMixed, false, 4, {3, 5, 6}, {5, 6, 0, 0}, 3},
+    {"long count cut short", kMixed, false, 2, {0, 5, 128, 0}, {5, 0}, 4},
+    {"repeat without its pixel", kMixed, false, 2, {129}, {0, 0}, 1},
+    {"nothing at all", kMixed, false, 2, {}, {0, 0}, 0},
+    {"pure run", kPure, true, 3, {2, 5, 1, 6, 77}, {5, 5, 6}, 4},
+    {"pure run of 0", kPure, true, 2, {0, 5, 2, 6, 77}, {6, 6}, 4},
+    {"pure run too long", kPure, true, 3, {2, 5, 200, 6, 77}, {5, 5, 6}, 4},
+    {"pure run without its pixel", kPure, false, 2, {1, 5, 1}, {5, 0}, 3},
+    {"raw", kRaw, true, 2, {5, 6, 77}, {5, 6}, 2},
+    {"raw cut short", kRaw, false, 3, {5, 6}, {5, 6, 0}, 2},
 };
 
 TEST(PictureCoders, ReadTheBytesOfTheFormat) {
@@ -304,7 +304,7 @@ TEST(PictureCoders, WriteWhatTheOracleWritesAtEveryWidthAndAlignment) {
 TEST(PictureCoders, WriteWhatTheOracleWritesWhereverARunBeginsAndEnds) {
     forEachForm([](const CoderTable& table, std::size_t channels) {
         for (std::size_t begin = 0; begin <= 140; ++begin) {
-            for (const std::size_t length : {1, 2, 3, 63, 64, 65, 126, 127, 128, 129}) {
+            for (const std::size_t length : {1U, 2U, 3U, 63U, 64U, 65U, 126U, 127U, 128U, 129U}) {
                 const std::string letters =
                     different(begin) + times(length, 'e') + different(begin % 7);
                 const Lines lines = lettered(letters, channels);

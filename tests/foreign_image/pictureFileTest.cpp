@@ -56,7 +56,7 @@ UniquePicture picture(int width, int height, std::uint8_t mask) {
     record->width = static_cast<std::int16_t>(width);
     record->height = static_cast<std::int16_t>(height);
     record->fields = 3;
-    const auto size = static_cast<std::size_t>(width * height);
+    const std::size_t size = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
     for (std::size_t c = 0; c < 4; ++c) {
         if ((mask & kChannelMasks[c]) != 0) {
             record->planes[c] = static_cast<std::uint8_t*>(std::malloc(size));
@@ -364,12 +364,12 @@ TEST(PictureWhole, NoFlippedBitDoesHarm) {
         const std::string path = dir / "a.pic";
         pictureWriteFile(path.c_str(), record.get(), chain.get());
         const std::string whole = contentOf(path);
-        for (std::size_t bit = 88 * 8; bit < whole.size() * 8; ++bit) {
+        for (std::size_t bit = std::size_t{88} * 8; bit < whole.size() * 8; ++bit) {
             std::string flipped = whole;
             flipped[bit / 8] = static_cast<char>(flipped[bit / 8] ^ (1 << (bit % 8)));
             const UniquePicture read(pictureReadFile(dir.write("b.pic", flipped).c_str()));
             // Comment and scanlines do not decide whether a picture is one.
-            EXPECT_TRUE(read != nullptr || bit < 112 * 8) << bit;
+            EXPECT_TRUE(read != nullptr || bit < std::size_t{112} * 8) << bit;
         }
     }
     optionReset();
@@ -482,7 +482,8 @@ class PictureLines : public ::testing::Test {
     }
     bool linesAre(int row) const {
         for (std::size_t c = 0; c < 4; ++c) {
-            if (!std::equal(lines_[c], lines_[c] + kWidth, source_->planes[c] + row * kWidth)) {
+            if (!std::equal(lines_[c], lines_[c] + kWidth,
+                            source_->planes[c] + std::ptrdiff_t{row} * kWidth)) {
                 return false;
             }
         }

@@ -49,9 +49,7 @@ inline Bytes writePure(const Lines& lines) {
         if (count == 0) {
             run = pixel;
             count = 1;
-        } else if (pixel != run) {
-            flush();
-        } else if (++count == 255) {
+        } else if (pixel != run || ++count == 255) {
             flush();
         }
     }

@@ -191,19 +191,19 @@ TEST(TagRows, AreReadFromWordsThatTheWriterNeverMakes) {
     const struct {
         const char* name;
         int width;
+        bool cut;
         Words words;
         std::string pixels;
         long after;
-        bool cut;
     } cases[] = {
-        {"a stream of 18", 18, {0x4012, 0xF00F, 0x8000, 0x7777}, "111100000000111110", 6, false},
-        {"a stream inside a row", 20, {0x4003, 0xA000, 0xC011}, "101" + ones(17), 6, false},
-        {"a stream longer than the row", 4, {0x4021, 0xA000, 0xFFFF, 0xFFFF, 7}, "1010", 8, false},
-        {"empty runs", 4, {0x8000, 0xC000, 0x4000, 0x3C00}, "1111", 8, false},
-        {"a run longer than the row", 4, {0xC100, 7}, "1111", 2, false},
-        {"cut", 20, {0xC005}, "11111" + zeros(15), 2, true},
-        {"cut inside a stream", 20, {0x4014, 0xFFFF}, ones(16) + zeros(4), 4, true},
-        {"nothing", 20, {}, zeros(20), 0, true},
+        {"a stream of 18", 18, false, {0x4012, 0xF00F, 0x8000, 0x7777}, "111100000000111110", 6},
+        {"a stream inside a row", 20, false, {0x4003, 0xA000, 0xC011}, "101" + ones(17), 6},
+        {"a stream longer than the row", 4, false, {0x4021, 0xA000, 0xFFFF, 0xFFFF, 7}, "1010", 8},
+        {"empty runs", 4, false, {0x8000, 0xC000, 0x4000, 0x3C00}, "1111", 8},
+        {"a run longer than the row", 4, false, {0xC100, 7}, "1111", 2},
+        {"cut", 20, true, {0xC005}, "11111" + zeros(15), 2},
+        {"cut inside a stream", 20, true, {0x4014, 0xFFFF}, ones(16) + zeros(4), 4},
+        {"nothing", 20, true, {}, zeros(20), 0},
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.name);
@@ -276,7 +276,7 @@ TEST(TagFile, ASmallMatteToTheByte) {
 TEST(TagFile, SurvivesARoundTripAndClosesItsStreams) {
     const support::TempDir dir;
     const auto before = support::openDescriptors();
-    const support::CaptureStderr* captured = new support::CaptureStderr;
+    auto captured = std::make_unique<support::CaptureStderr>();
     const UniqueTag record = checkered(100, 7, 3);
     const std::string path = dir / "a.tag";
     EXPECT_EQ(tagWriteFile(path.c_str(), record.get()), 1);
@@ -291,7 +291,7 @@ TEST(TagFile, SurvivesARoundTripAndClosesItsStreams) {
         }
     }
     EXPECT_EQ(captured->text(), "");
-    delete captured;
+    captured.reset();
     EXPECT_EQ(support::openDescriptors(), before);
 }
 
@@ -358,11 +358,11 @@ TEST(TagFile, EveryTruncationAndEveryFlippedBitIsRead) {
         EXPECT_NE(captured.text().find("cut short"), std::string::npos) << size;
     }
     option.level = 0;
-    for (std::size_t bit = 92 * 8; bit < whole.size() * 8; ++bit) {
+    for (std::size_t bit = std::size_t{92} * 8; bit < whole.size() * 8; ++bit) {
         std::string flipped = whole;
         flipped[bit / 8] = static_cast<char>(flipped[bit / 8] ^ (1 << (bit % 8)));
         const UniqueTag read(tagReadFile(dir.write("b.tag", flipped).c_str()));
-        EXPECT_TRUE(read != nullptr || bit < 104 * 8) << bit;
+        EXPECT_TRUE(read != nullptr || bit < std::size_t{104} * 8) << bit;
     }
     optionReset();
 }
