@@ -384,10 +384,12 @@ class TreeWriter {
     }
 
   private:
-    /// A name as the reader will see it: cut to what it keeps.
+    /// A name as the reader will see it: cut to what it keeps, without single quotes.
     static std::string readBack(const char* name) {
         const std::string_view whole = name != nullptr ? name : "";
-        return std::string(whole.substr(0, kAnimTokenSize - 3));
+        std::string kept(whole.substr(0, kAnimTokenSize - 3));
+        std::replace(kept.begin(), kept.end(), '\'', '"');
+        return kept;
     }
 
     void writeParent(const Model* parent) {

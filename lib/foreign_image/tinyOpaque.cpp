@@ -32,7 +32,7 @@ class Scanner {
             }
             feed(static_cast<char>(c));
             if (ended_ && style_.bracesAlone && lookAhead_ != "}") {
-                std::ungetc(c, stream_); // what ends a word stays in the stream
+                std::ungetc(c, stream_); // what ends a word belongs to what follows
             } else {
                 text::lines.next += c == '\n' ? 1 : 0;
             }
@@ -62,8 +62,6 @@ class Scanner {
             endWord();
             if (!ended_) {
                 keep(c);
-            } else if (style_.bracesAlone) { // it belongs to what the next word begins
-                std::ungetc(c, stream_);
             }
         } else {
             keep(c);

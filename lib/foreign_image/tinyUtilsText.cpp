@@ -105,7 +105,14 @@ void putWord(std::FILE* stream, std::string_view word) {
 
 void putQuoted(std::FILE* stream, const char* name) {
     put(stream, "'");
-    put(stream, name != nullptr ? name : "");
+    std::string_view rest = name != nullptr ? name : "";
+    // The form has no escape: a single quote inside a name would end it.
+    for (std::size_t at = rest.find('\''); at != rest.npos; at = rest.find('\'')) {
+        put(stream, rest.substr(0, at));
+        put(stream, "\"");
+        rest.remove_prefix(at + 1);
+    }
+    put(stream, rest);
     put(stream, "' ");
 }
 

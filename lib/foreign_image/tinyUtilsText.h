@@ -33,7 +33,7 @@ void put(std::FILE* stream, std::string_view characters);
 /// Writes `word` and a blank: "%s ".
 void putWord(std::FILE* stream, std::string_view word);
 
-/// Writes `name` as "'%s' ", null as "'' ".
+/// Writes `name` as "'%s' ", null as "'' "; a single quote inside it as a double one.
 void putQuoted(std::FILE* stream, const char* name);
 
 /// Writes `value` as "%g ".

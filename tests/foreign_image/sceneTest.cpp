@@ -342,6 +342,16 @@ TEST_F(SceneFile, ANumberTellsNodesOfOneNameApart) {
     EXPECT_EQ(text.find("MODEL 'd' 'a' 1"), std::string::npos) << "no number where the name serves";
 }
 
+TEST_F(SceneFile, QuotesInNamesBecomeTheOtherKind) {
+    const OwnedScene scene = read("HIERARCHY MODEL 'a\"b' '' MODEL 'c' 'a\"b'");
+    Model* root = scene->hierarchies->root;
+    std::free(root->name);
+    root->name = strdup("a'b");
+    const std::string text = write(scene.get());
+    EXPECT_NE(text.find("MODEL 'c' 'a\"b' \n"), std::string::npos) << text;
+    EXPECT_EQ(trees(readFile(text).get()), "a\"b< c<a\"b ");
+}
+
 TEST_F(SceneFile, LinesOfANode) {
     const std::string lines = "\n      SCALING 1 2 3 "
                               "\n      ROTATION 90 0 -45.5 "
