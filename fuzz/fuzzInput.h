@@ -17,6 +17,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
 namespace fuzz {
 
+/// Zero bytes do not belong into text: strings end there, so that what is read is less than what
+/// was written. Such input must be survived, no more.
+inline bool holdsZero(std::string_view text) {
+    return text.find('\0') != std::string_view::npos;
+}
+
 /// A folder of this process, in which each input becomes the file that a reader opens by name. It
 /// is on a memory file system where there is one, and goes with the process.
 class InputFolder {

@@ -49,7 +49,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     static const fuzz::InputFolder folder;
     option.level = 0;
     folder.write("input.scn", data, size);
-    if (!pass(folder, "input", "once")) {
+    if (!pass(folder, "input", "once") || fuzz::holdsZero(folder.read("input.scn"))) {
         return 0;
     }
     if (!pass(folder, "once", "twice") || folder.read("once.scn") != folder.read("twice.scn")) {
