@@ -79,9 +79,13 @@ Outcome dropScalar(std::FILE* stream, LightBlock&) {
 }
 
 Outcome readColourIndex(std::FILE* stream, LightBlock& b) {
-    const bool whole = in_animSValue_na(stream) != 0 && in_animSValue_na(stream) != 0;
     b.record->wireColour = kLightIndexedWireColour;
-    return whole ? Outcome::Next : Outcome::EndOfFile;
+    for (int i = 0; i < 2; ++i) {
+        if (in_animSValue_na(stream) == 0) {
+            return Outcome::EndOfFile;
+        }
+    }
+    return Outcome::Next;
 }
 
 constexpr Row kRows[] = {

@@ -198,16 +198,17 @@ const std::string kSpotLines = "\n   INTEREST STATIC "
 
 TEST_F(LightText, WritesEachTypeToTheLetter) {
     const struct {
-        std::int16_t type;
         const char* word;
+        std::int16_t type;
         bool spot;
-    } cases[] = {{0, "", false}, {1, "POINT ", false}, {2, "SPOT ", true}, {3, "INFINITE ", false}};
+    } cases[] = {{"", 0, false}, {"POINT ", 1, false}, {"SPOT ", 2, true}, {"INFINITE ", 3, false}};
     for (const auto& test : cases) {
         const OwnedLight light(lightAllocate());
         light->type = test.type;
-        EXPECT_EQ(write(light.get()), std::string("\n   LIGHT_NAME '' \n   LIGHT_TYPE ") +
-                                          test.word + kLightHead + (test.spot ? kSpotLines : "") +
-                                          kLightTail);
+        std::string expected = "\n   LIGHT_NAME '' \n   LIGHT_TYPE ";
+        expected.append(test.word).append(kLightHead);
+        expected.append(test.spot ? kSpotLines : "").append(kLightTail);
+        EXPECT_EQ(write(light.get()), expected);
     }
     EXPECT_EQ(lightWriteAsciiAnimation(nullptr, nullptr), 0);
 }

@@ -348,8 +348,8 @@ std::string lonelyNode() {
     bytes += std::string("x\0", 2);
     const std::string one("\x3F\x80\0\0", 4);
     bytes += one + one + one;
-    bytes += std::string(12 + 12, '\0'); // rotation, translation
-    bytes += std::string(2 * 16, '\0');  // eleven counts of contents, children, four numbers
+    bytes += std::string(24, '\0'); // rotation, translation
+    bytes += std::string(32, '\0'); // eleven counts of contents, children, four numbers
     return bytes;
 }
 

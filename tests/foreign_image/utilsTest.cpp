@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Tokens, numbers, quoted strings, indentation, vectors, scalars and triples.
 #include "animText.h"
-#include "support/tempDir.h"
+#include "support/commaLocale.h"
 #include "tinyUtilsText.h"
 
-#include <clocale>
 #include <cmath>
 #include <limits>
 
@@ -333,35 +332,8 @@ TEST_F(UtilsTest, WordReaderReadsAsScanf) {
     EXPECT_EQ(in.rest(), "e5");
 }
 
-/// Makes a locale with a decimal comma the process's while it lives.
-class CommaLocale {
-  public:
-    CommaLocale() {
-        const std::string path = folder_ / "comma";
-        const std::string make =
-            "localedef -i de_DE -f UTF-8 '" + path + "' >/dev/null 2>&1"; // warnings give 1
-        static_cast<void>(std::system(make.c_str()));                     // NOLINT(cert-env33-c)
-        setenv("LOCPATH", folder_.path().c_str(), 1);
-        active_ = std::setlocale(LC_ALL, "comma") != nullptr;
-    }
-    ~CommaLocale() {
-        std::setlocale(LC_ALL, "C");
-        unsetenv("LOCPATH");
-    }
-    CommaLocale(const CommaLocale&) = delete;
-    CommaLocale& operator=(const CommaLocale&) = delete;
-
-    [[nodiscard]] bool active() const {
-        return active_ && std::string(std::localeconv()->decimal_point) == ",";
-    }
-
-  private:
-    support::TempDir folder_;
-    bool active_ = false;
-};
-
 TEST_F(UtilsTest, NumbersIgnoreTheLocale) {
-    const CommaLocale comma;
+    const support::CommaLocale comma;
     if (!comma.active()) {
         GTEST_SKIP() << "no locale with a decimal comma, and none could be made";
     }
