@@ -45,9 +45,10 @@ void writePaths(std::FILE* stream, const Scene& scene) {
     incIndent(-1);
 }
 
+/// An empty path is written as none is, and reads back as none.
 bool hasPaths(const Scene& scene) {
     return std::any_of(std::begin(scene.paths), std::end(scene.paths),
-                       [](const char* path) { return path != nullptr; });
+                       [](const char* path) { return path != nullptr && *path != '\0'; });
 }
 
 // ----------------------------------------------------------------------------------- frames, rate
