@@ -66,7 +66,7 @@ bool isManaged(Display* display, Window window) {
 std::string titleOf(Display* display, Window window) {
     char* name = nullptr;
     XFetchName(display, window, &name);
-    const std::string title = name != nullptr ? name : "";
+    std::string title = name != nullptr ? name : "";
     XFree(name);
     return title;
 }
@@ -99,7 +99,7 @@ Screenshot decodeDump(std::span<const std::uint8_t> dump) {
     const auto field = [dump](int index) {
         return base::loadBe32(dump.data() + std::size_t{4} * static_cast<std::size_t>(index));
     };
-    if (dump.size() < 4 * kFields) {
+    if (dump.size() < std::size_t{4} * kFields) {
         return {};
     }
     Screenshot shot{static_cast<int>(field(kWidth)),

@@ -53,6 +53,7 @@ bool eventually(const char* what, const std::function<bool()>& condition) {
 
 Program::Program(std::vector<std::string> command, const std::vector<std::string>& environment) {
     std::vector<char*> arguments;
+    arguments.reserve(command.size() + 1);
     for (std::string& argument : command) {
         arguments.push_back(argument.data());
     }

@@ -63,7 +63,7 @@ TEST(ViewCanvas, LaysPixelsOverTheCheckerboard) {
 }
 
 TEST(ViewCanvas, ChangesSquaresEveryEightPixels) {
-    const auto pixels = shown({17, 9}, {17, 9}, std::vector<Line>(9, Line(17 * 4, 0)));
+    const auto pixels = shown({17, 9}, {17, 9}, std::vector<Line>(9, Line(68, 0)));
     const auto at = [&](std::size_t column, std::size_t row) {
         return pixels[(8 - row) * 17 + column];
     };
