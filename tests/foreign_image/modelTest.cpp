@@ -387,6 +387,16 @@ TEST_F(ModelFile, OrderOfBlocksSurvivesTheBinaryForm) {
     EXPECT_EQ(texts, "texture 1;mesh 2 foo 3;texture 4;mesh 5;");
 }
 
+TEST_F(ModelFile, UserDataWithoutBytesSurvivesBothFlavours) {
+    Tree root = readBytes("HRCH: x\n\nmodel { userData \"NONE\" size 0 { } }");
+    root = readBytes(fileOf(root.get(), 1));
+    const UserData* data = modelSearchUserData(root.get(), "NONE");
+    ASSERT_NE(data, nullptr);
+    EXPECT_EQ(data->size, 0);
+    EXPECT_EQ(data->data, nullptr);
+    EXPECT_NE(fileOf(root.get(), 0).find("size 0\n"), std::string::npos);
+}
+
 TEST_F(ModelFile, RefusesWhatIsNoHierarchy) {
     const Tree root(node("x"));
     EXPECT_EQ(modelWriteFile((dir / "no").c_str(), root.get(), 2), 0);
