@@ -9,6 +9,11 @@ namespace base {
 /// Largest width or height of a picture: both file formats store them as signed 16-bit numbers.
 inline constexpr int kMaxPictureSide = 32767;
 
+/// Whether a picture can be so wide or high.
+constexpr bool isPictureSide(long long pixels) {
+    return pixels >= 1 && pixels <= kMaxPictureSide;
+}
+
 /// Most matte channels of a TAG file that can be offered to a host: a format reply carries the
 /// channel count, two depths and one long per channel in the 256 longs of a packet.
 inline constexpr int kMaxTagChannels = 253;

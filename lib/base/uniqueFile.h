@@ -15,4 +15,9 @@ struct FileCloser {
 /// stream and check `fclose` instead of letting this do it.
 using UniqueFile = std::unique_ptr<std::FILE, FileCloser>;
 
+/// Opens `path` for reading ('r') or writing ('w'), closed on exec, as `fopen` does, but waits for
+/// nobody: a FIFO without a writer reads as empty and one without a reader cannot be opened for
+/// writing. Null when that fails, errno says why.
+[[nodiscard]] UniqueFile openFile(const char* path, char mode);
+
 } // namespace base

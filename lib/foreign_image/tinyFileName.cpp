@@ -8,9 +8,8 @@ std::string fileNameComplete(std::string_view name, std::string_view ending) {
     return std::string(name).append(complete ? std::string_view() : ending);
 }
 
-std::FILE* fileOpen(const char* name, std::string_view ending, char mode) {
-    const char modes[] = {mode, 'e', '\0'};
-    return std::fopen(fileNameComplete(name, ending).c_str(), modes);
+base::UniqueFile fileOpen(const char* name, std::string_view ending, char mode) {
+    return base::openFile(fileNameComplete(name, ending).c_str(), mode);
 }
 
 int fileCloseWritten(std::FILE* stream) {

@@ -2,6 +2,8 @@
 // How the toolkit's modules name and open their files. Inner to the toolkit.
 #pragma once
 
+#include "base/uniqueFile.h"
+
 #include <cstdio>
 #include <string>
 #include <string_view>
@@ -10,9 +12,8 @@
 /// this case), else `name` with `ending` appended.
 [[nodiscard]] std::string fileNameComplete(std::string_view name, std::string_view ending);
 
-/// Opens the completed name for reading ("r") or writing ("w"), closed on exec. Null when that
-/// fails, errno says why.
-[[nodiscard]] std::FILE* fileOpen(const char* name, std::string_view ending, char mode);
+/// Opens the completed name for reading ('r') or writing ('w'), see base::openFile.
+[[nodiscard]] base::UniqueFile fileOpen(const char* name, std::string_view ending, char mode);
 
 /// Closes a stream that was written to. Returns 0, or the errno of a write that failed, now or
 /// earlier (EIO when an earlier one left no reason).

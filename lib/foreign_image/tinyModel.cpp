@@ -19,8 +19,8 @@ constexpr std::size_t kTypeSize = 4;
 
 using PrototypeOwner = std::unique_ptr<Prototype, PrototypeDisposer>;
 
-base::UniqueFile openFile(const char* baseName, const char* mode) {
-    return base::UniqueFile(std::fopen((std::string(baseName) + ".hrc").c_str(), mode));
+base::UniqueFile openModel(const char* baseName, char mode) {
+    return base::openFile((std::string(baseName) + ".hrc").c_str(), mode);
 }
 
 std::uint32_t readTypeWord(std::FILE* stream) {
@@ -103,7 +103,7 @@ int modelWriteFile(const char* baseName, const Model* root, int flavour) {
         flavour >= static_cast<int>(std::size(kFlavours)) || modelDepth(root) > kModelMaxDepth) {
         return 0;
     }
-    base::UniqueFile file = openFile(baseName, "we");
+    base::UniqueFile file = openModel(baseName, 'w');
     if (file == nullptr) {
         return 0;
     }
@@ -113,7 +113,7 @@ int modelWriteFile(const char* baseName, const Model* root, int flavour) {
 }
 
 Model* modelReadFile(const char* baseName) {
-    const base::UniqueFile file = baseName != nullptr ? openFile(baseName, "re") : nullptr;
+    const base::UniqueFile file = baseName != nullptr ? openModel(baseName, 'r') : nullptr;
     if (file == nullptr) {
         return nullptr;
     }

@@ -144,7 +144,7 @@ std::FILE* pictureWriteFileHeader(const char* name, const Picture* record, Chann
     if (*chain == nullptr) {
         *chain = defaultChain(*record).release();
     }
-    std::FILE* stream = *chain != nullptr ? fileOpen(name, kEnding, 'w') : nullptr;
+    std::FILE* stream = *chain != nullptr ? fileOpen(name, kEnding, 'w').release() : nullptr;
     if (stream == nullptr) {
         return nullptr;
     }
@@ -158,7 +158,7 @@ std::FILE* pictureWriteFileHeader(const char* name, const Picture* record, Chann
 
 std::FILE* pictureReadFileHeader(const char* name, Picture* record, ChannelPacket** chain) {
     *chain = nullptr;
-    base::UniqueFile stream(fileOpen(name, kEnding, 'r'));
+    base::UniqueFile stream = fileOpen(name, kEnding, 'r');
     if (stream == nullptr || headerReadBinary(stream.get(), nullptr, nullptr) != kTypePicture ||
         !readPictureHeader(stream.get(), name, record)) {
         return nullptr;

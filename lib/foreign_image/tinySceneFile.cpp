@@ -151,7 +151,7 @@ int sceneWriteAsciiAnimation(const char* headerText, float version, const Scene*
         return 0;
     }
     const std::string fileName = std::string(scene->name) + ".scn";
-    base::UniqueFile file(std::fopen(fileName.c_str(), "we"));
+    base::UniqueFile file = base::openFile(fileName.c_str(), 'w');
     if (file == nullptr) {
         // Kept: The writer's complaint about a file that it cannot open has no line end.
         // A reader would expect it to look like the reader's, with quotes, full stop and newline.
@@ -177,7 +177,7 @@ int sceneReadAsciiAnimation(Scene* scene) {
         return 0;
     }
     const std::string fileName = std::string(scene->name) + ".scn";
-    const base::UniqueFile file(std::fopen(fileName.c_str(), "re"));
+    const base::UniqueFile file = base::openFile(fileName.c_str(), 'r');
     if (file == nullptr) {
         optionPrint("Unable to open file '%s'.\n", fileName.c_str());
         return 0;

@@ -15,13 +15,13 @@ constexpr std::uint32_t kSplineWord = typeWord("SPLN");
 constexpr std::uint32_t kPrototypeWord = typeWord("PROT");
 
 /// Opens `baseName` + ".spl"; null when that fails.
-base::UniqueFile openSpline(const char* baseName, const char* mode) {
+base::UniqueFile openSpline(const char* baseName, char mode) {
     char* name = nullptr;
     if (baseName == nullptr || asprintf(&name, "%s.spl", baseName) < 0) {
         return nullptr;
     }
     const MallocString owned(name);
-    return base::UniqueFile(std::fopen(name, mode));
+    return base::openFile(name, mode);
 }
 
 int writeText(std::FILE* stream, const Spline& spline) {
@@ -81,7 +81,7 @@ int splineWriteFile(const char* baseName, const Spline* spline, int flavour) {
         static_cast<std::size_t>(flavour) >= std::size(kWriters)) {
         return 0;
     }
-    base::UniqueFile file = openSpline(baseName, "wbe");
+    base::UniqueFile file = openSpline(baseName, 'w');
     if (file == nullptr) {
         return 0;
     }
@@ -91,7 +91,7 @@ int splineWriteFile(const char* baseName, const Spline* spline, int flavour) {
 }
 
 Spline* splineReadFile(const char* baseName) {
-    const base::UniqueFile file = openSpline(baseName, "rbe");
+    const base::UniqueFile file = openSpline(baseName, 'r');
     std::uint32_t word = 0;
     if (file == nullptr || !binary::read(file.get(), word)) {
         return nullptr;

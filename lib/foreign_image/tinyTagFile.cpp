@@ -62,7 +62,7 @@ std::FILE* tagWriteFileHeader(const char* name, const Tag* record) {
         errno = EINVAL;
         return nullptr;
     }
-    std::FILE* stream = fileOpen(name, kEnding, 'w');
+    std::FILE* stream = fileOpen(name, kEnding, 'w').release();
     if (stream == nullptr) {
         return nullptr;
     }
@@ -79,7 +79,7 @@ std::FILE* tagWriteFileHeader(const char* name, const Tag* record) {
 }
 
 std::FILE* tagReadFileHeader(const char* name, Tag* record) {
-    base::UniqueFile stream(fileOpen(name, kEnding, 'r'));
+    base::UniqueFile stream = fileOpen(name, kEnding, 'r');
     if (stream == nullptr || headerReadBinary(stream.get(), nullptr, nullptr) != kTypeTag) {
         return nullptr;
     }

@@ -17,10 +17,6 @@ namespace {
 constexpr std::array<std::uint8_t, kPixelBytes> kOpaqueBlack = {255, 0, 0, 0};
 constexpr std::array<std::uint8_t, kPixelBytes> kOpaqueWhite = {255, 255, 255, 255};
 
-bool isSide(std::int32_t side) {
-    return side >= 1 && side <= base::kMaxPictureSide;
-}
-
 std::string sizeText(std::int32_t width, std::int32_t height) {
     return std::to_string(width) + " x " + std::to_string(height);
 }
@@ -37,7 +33,7 @@ std::size_t matteBytes(const PictureShape& shape) {
 /// Makes a shape of what a driver reports, or says why it cannot be read.
 Result<PictureShape> shapeOf(const Driver& driver, const Bounds& bounds,
                              const std::optional<PixelFormat>& format) {
-    if (!isSide(bounds.width) || !isSide(bounds.height)) {
+    if (!base::isPictureSide(bounds.width) || !base::isPictureSide(bounds.height)) {
         return refusedBy(driver, "a picture of " + sizeText(bounds.width, bounds.height) +
                                      " pixels; sides are 1 to 32767");
     }
@@ -156,7 +152,7 @@ Status PictureReader::close() {
 
 Result<PictureWriter> PictureWriter::open(Driver& driver, std::string_view path, std::int32_t width,
                                           std::int32_t height, std::int32_t cell) {
-    if (!isSide(width) || !isSide(height)) {
+    if (!base::isPictureSide(width) || !base::isPictureSide(height)) {
         return Failure{FailureKind::BadArgument,
                        "a picture of " + sizeText(width, height) +
                            " pixels cannot be written; sides are 1 to 32767",

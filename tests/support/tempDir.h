@@ -7,6 +7,7 @@
 #include <fstream>
 #include <string>
 #include <string_view>
+#include <sys/stat.h>
 
 namespace support {
 
@@ -41,6 +42,15 @@ class TempDir {
             file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
         }
         std::filesystem::permissions(path, static_cast<std::filesystem::perms>(mode));
+        return path;
+    }
+
+    /// Makes a FIFO and gives its path; nobody is at its other end.
+    [[nodiscard]] std::string fifo(std::string_view name) const {
+        std::string path = *this / name;
+        if (mkfifo(path.c_str(), 0644) != 0) {
+            std::abort();
+        }
         return path;
     }
 

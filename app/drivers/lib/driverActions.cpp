@@ -58,8 +58,7 @@ class TDR_Driver::AttachedBlock {
     void* address_ = nullptr;
 };
 
-// --- The table
-// ---------------------------------------------------------------------------------------
+// --- The table -----------------------------------------------------------------------------------
 
 struct TDR_Driver::Actions {
     /// What the host gets for a request with wrong counts.
@@ -319,8 +318,7 @@ void TDR_Driver::enterCell(std::int32_t cell) {
     }
 }
 
-// --- What a driver gets when it does not override
-// -------------------------------------------------------
+// --- What a driver gets when it does not override ------------------------------------------------
 
 int TDR_Driver::setPixelFormat(int index) {
     currentFormat = index;

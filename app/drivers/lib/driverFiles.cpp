@@ -12,8 +12,7 @@
 #include <string_view>
 #include <unistd.h>
 
-// --- Access check
-// ------------------------------------------------------------------------------------
+// --- Access check --------------------------------------------------------------------------------
 
 namespace {
 
@@ -60,8 +59,20 @@ int TDR_Driver::checkFilePermissions(const char* path, int forWriting, char* dir
     return access(copy, F_OK) == 0 && access(copy, R_OK) == 0 ? 0 : -1;
 }
 
-// --- Outside commands
-// --------------------------------------------------------------------------------
+bool TDR_Driver::mayOpen(const char* path, int forWriting) {
+    char directory[base::kPathCapacity];
+    char baseName[base::kPathCapacity];
+    errno = 0;
+    if (checkFilePermissions(path, forWriting, directory, baseName) == 0) {
+        return true;
+    }
+    if (errno != 0) {
+        std::fprintf(stderr, "%s: '%s': %s\n", me, path, std::strerror(errno));
+    }
+    return false;
+}
+
+// --- Outside commands ----------------------------------------------------------------------------
 
 namespace {
 

@@ -129,8 +129,7 @@ TEST(Entry, VanishedHostEndsTheDriver) {
     EXPECT_EQ(program.wait(), 0);
 }
 
-// --- The null driver over the whole way
-// ----------------------------------------------------------------
+// --- The null driver over the whole way ----------------------------------------------------------
 
 class NullDriver : public ::testing::Test {
   protected:

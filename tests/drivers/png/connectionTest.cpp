@@ -55,6 +55,8 @@ TEST_F(PngFilterTest, RefusalsLeaveNothingOpen) {
         {"empty", folder.write("empty.png", ""), 0, 1, 1, nullptr},
         {"half a signature", folder.write("half.png", png.substr(0, 7)), 0, 1, 1, nullptr},
         {"signature only", folder.write("sig.png", png.substr(0, 8)), 0, 1, 1, "Unable to open"},
+        {"FIFO without a writer", folder.fifo("in.png"), 0, 1, 1, nullptr},
+        {"FIFO without a reader", folder.fifo("out.png"), 1, 1, 1, "No such device"},
         {"a folder", folder / ".", 0, 1, 1, nullptr},
         {"width 0", folder.write("w0.png", withSize(png, 0, 2)), 0, 1, 1, "outside 1 to 32767"},
         {"width 32768", folder.write("w1.png", withSize(png, 32768, 2)), 0, 1, 1,

@@ -21,6 +21,8 @@ TEST_F(FilterTest, ConnectFailuresLeaveNothingOpen) {
         {"missing folder", gone + "/a.pic", 1, 1, 1, "No such file"},
         {"no toolkit file", folder.write("text.pic", "hello"), 0, 1, 1, nullptr},
         {"empty file", folder.write("empty.pic", ""), 0, 1, 1, nullptr},
+        {"FIFO without a writer", folder.fifo("in.pic"), 0, 1, 1, nullptr},
+        {"FIFO without a reader", folder.fifo("out.pic"), 1, 1, 1, nullptr},
         {"name without ending", folder.write("bare", picHeader(1, 1, kRgbaRaw)), 0, 1, 1, nullptr},
         {"width 0", folder / "w0.pic", 1, 0, 1, "outside 1 to 32767"},
         {"width 32768", folder / "w1.pic", 1, 32768, 1, "outside 1 to 32767"},

@@ -155,6 +155,9 @@ class TDR_Driver {
     /// errno tells why.
     int checkFilePermissions(const char* path, int forWriting, char* directory, char* baseName);
 
+    /// The same without the parts of the path; a refusal is told on stderr.
+    bool mayOpen(const char* path, int forWriting);
+
     /// Replace a command by a copy of `text`; an empty text removes it. The default commands are
     /// only reported to the host.
     void set_pre_read_cmd(const char* text);

@@ -36,8 +36,7 @@ class TDR_NullFilter : public TDR_Driver {
     // There is no file to take a size from: without one that the host has set there is no picture,
     // and a host that looks for a driver for its file must not find this one.
     int connectToFile(char* name, int) override {
-        connected_ = bounds[2] >= 1 && bounds[2] <= base::kMaxPictureSide && bounds[3] >= 1 &&
-                     bounds[3] <= base::kMaxPictureSide;
+        connected_ = base::isPictureSide(bounds[2]) && base::isPictureSide(bounds[3]);
         if (!connected_) {
             std::fprintf(stderr, "%s: '%s': set a width and height of 1 to %d first.\n", me, name,
                          base::kMaxPictureSide);

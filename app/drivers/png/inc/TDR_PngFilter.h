@@ -47,7 +47,6 @@ class TDR_PngFilter : public TDR_Driver {
     [[nodiscard]] bool mayTransfer(const void* file, std::size_t bytes) const;
     [[nodiscard]] bool isLine(long y) const { return y >= 0 && y < bounds[3]; }
     bool closePreviousFile();
-    bool checkPermissions(const char* name, int mode);
     bool openForReading(const char* name);
     bool createFile(const char* name);
     void refuse(const char* name, const char* reason) const;

@@ -4,7 +4,6 @@
 #include "pngPicture.h"
 #include "pngWriter.h"
 
-#include <cerrno>
 #include <cstdio>
 #include <new>
 
@@ -16,10 +15,6 @@ constexpr TDR_PixelFormat kFormats[] = {{4, 8, 8, {0x40, 0x20, 0x10, 0x08}}};
 
 constexpr std::int32_t kAccessModes = 0x4033;
 constexpr std::int32_t kWriteDirection = 8;
-
-bool isSide(std::int32_t pixels) {
-    return pixels >= 1 && pixels <= base::kMaxPictureSide;
-}
 
 } // namespace
 
@@ -62,7 +57,7 @@ int TDR_PngFilter::setBounds(long x, long y, long width, long height) {
 // --- The file ------------------------------------------------------------------------------------
 
 int TDR_PngFilter::connectToFile(char* name, int mode) {
-    if (!closePreviousFile() || !checkPermissions(name, mode)) {
+    if (!closePreviousFile() || !mayOpen(name, mode)) {
         return -1;
     }
     const bool open = mode == ipc::kConnectForReading ? openForReading(name) : createFile(name);
@@ -81,22 +76,6 @@ bool TDR_PngFilter::closePreviousFile() {
         executePostWriteCommand();
     }
     return result != -1;
-}
-
-bool TDR_PngFilter::checkPermissions(const char* name, int mode) {
-    char directory[base::kPathCapacity];
-    char baseName[base::kPathCapacity];
-    errno = 0;
-    if (checkFilePermissions(name, mode, directory, baseName) == 0) {
-        return true;
-    }
-    if (errno != 0) {
-        const int reason = errno;
-        const std::string text = std::string(me) + ": '" + name + "'";
-        errno = reason;
-        std::perror(text.c_str());
-    }
-    return false;
 }
 
 void TDR_PngFilter::refuse(const char* name, const char* reason) const {
@@ -118,7 +97,7 @@ bool TDR_PngFilter::openForReading(const char* name) {
 }
 
 bool TDR_PngFilter::createFile(const char* name) {
-    if (!isSide(bounds[2]) || !isSide(bounds[3])) {
+    if (!base::isPictureSide(bounds[2]) || !base::isPictureSide(bounds[3])) {
         std::fprintf(stderr, "%s: Unable to create file '%s' - Size %d x %d is outside 1 to %d.\n",
                      me, name, bounds[2], bounds[3], base::kMaxPictureSide);
         return false;

@@ -16,10 +16,6 @@ constexpr std::size_t kWidthOffset = 16;
 constexpr std::size_t kHeightOffset = 20;
 constexpr std::size_t kHeadSize = 24;
 
-bool isSide(std::uint32_t pixels) {
-    return pixels >= 1 && pixels <= static_cast<std::uint32_t>(base::kMaxPictureSide);
-}
-
 /// Looks at the head of a file, which libpng's words would not tell apart: false when it is no PNG,
 /// with `reason` when it is one of a size that is not served.
 bool checkHead(std::FILE* stream, std::string& reason) {
@@ -31,7 +27,7 @@ bool checkHead(std::FILE* stream, std::string& reason) {
     }
     const std::uint32_t width = base::loadBe32(head + kWidthOffset);
     const std::uint32_t height = base::loadBe32(head + kHeightOffset);
-    if (got == kHeadSize && (!isSide(width) || !isSide(height))) {
+    if (got == kHeadSize && (!base::isPictureSide(width) || !base::isPictureSide(height))) {
         reason = "Size " + std::to_string(width) + " x " + std::to_string(height) +
                  " is outside 1 to " + std::to_string(base::kMaxPictureSide);
         return false;
@@ -54,7 +50,7 @@ void requestHostPixels(png_structp png) {
 
 std::unique_ptr<PngDecoder> PngDecoder::open(const char* path, std::string& reason) {
     reason.clear();
-    base::UniqueFile stream(std::fopen(path, "rbe"));
+    base::UniqueFile stream = base::openFile(path, 'r');
     if (!stream || !checkHead(stream.get(), reason)) {
         return nullptr;
     }

@@ -26,7 +26,7 @@ constexpr std::size_t kChunkSize = std::size_t{64} << 10;
 
 std::unique_ptr<PngWriter> PngWriter::create(const char* path, int width, int height,
                                              std::string& reason) {
-    base::UniqueFile stream(std::fopen(path, "wbe"));
+    base::UniqueFile stream = base::openFile(path, 'w');
     if (!stream) {
         reason = std::strerror(errno);
         return nullptr;

@@ -92,7 +92,6 @@ class TDR_SoftimageFilter : public TDR_Driver {
 
   private:
     bool closePreviousFile();
-    bool checkPermissions(const char* name, int mode);
     bool checkBounds(const char* name);
     int createPicture(char* name);
     int createTag(char* name);

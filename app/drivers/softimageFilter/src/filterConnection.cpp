@@ -8,7 +8,12 @@
 #include <new>
 
 int TDR_SoftimageFilter::connectToFile(char* name, int mode) {
-    if (!closePreviousFile() || !checkPermissions(name, mode)) {
+    // Kept: The permission check sees the bare name, the file may have another.
+    // A reader would expect the file that is checked to be the one that is opened. The check takes
+    // the name as given, then the toolkit appends ".pic" (or ".tag") to a name without it: "m.tag"
+    // is looked for as the picture "m.tag.pic" first, and a matte under another name is not found.
+    // Hosts and files rely on it.
+    if (!closePreviousFile() || !mayOpen(name, mode)) {
         return -1;
     }
     if ((mode == ipc::kConnectForReading ? connectToFileHeader(name) : createFileHeader(name)) ==
@@ -34,27 +39,6 @@ bool TDR_SoftimageFilter::closePreviousFile() {
         executePostWriteCommand();
     }
     return result != -1;
-}
-
-bool TDR_SoftimageFilter::checkPermissions(const char* name, int mode) {
-    // Kept: The permission check sees the bare name, the file may have another.
-    // A reader would expect the file that is checked to be the one that is opened. The check takes
-    // the name as given, then the toolkit appends ".pic" (or ".tag") to a name without it: "m.tag"
-    // is looked for as the picture "m.tag.pic" first, and a matte under another name is not found.
-    // Hosts and files rely on it.
-    char directory[base::kPathCapacity];
-    char baseName[base::kPathCapacity];
-    errno = 0;
-    if (checkFilePermissions(name, mode, directory, baseName) == 0) {
-        return true;
-    }
-    if (errno != 0) {
-        const int reason = errno;
-        const std::string text = std::string(me) + ": '" + name + "'";
-        errno = reason;
-        std::perror(text.c_str());
-    }
-    return false;
 }
 
 bool TDR_SoftimageFilter::startTransfer(const char* name, int mode) {

@@ -43,14 +43,10 @@ ChannelPacket* makeChain(int format) {
     }
 }
 
-bool isSide(long pixels) {
-    return pixels >= 1 && pixels <= base::kMaxPictureSide;
-}
-
 } // namespace
 
 bool TDR_SoftimageFilter::checkBounds(const char* name) {
-    if (isSide(width()) && isSide(height())) {
+    if (base::isPictureSide(width()) && base::isPictureSide(height())) {
         return true;
     }
     std::fprintf(stderr, "%s: Unable to create file '%s' - Size %ld x %ld is outside 1 to %d.\n",
