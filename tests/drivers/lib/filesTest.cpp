@@ -56,8 +56,7 @@ int asNobody(const std::function<int()>& body) {
         _exit(dropped ? body() & 0xFF : 99);
     }
     int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return waitpid(child, &status, 0) == child && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
 }
 
 TEST_F(Files, PathIsSplitAtItsLastSlash) {
@@ -103,8 +102,7 @@ TEST_F(Files, WritingNeedsOnlyADirectoryThatCanBeSearched) {
     EXPECT_EQ(check((folder / "missing/x.pic").string(), 1).result, -1);
 }
 
-// --- Outside commands
-// --------------------------------------------------------------------------------
+// --- Outside commands ----------------------------------------------------------------------------
 
 /// The base's own commands: RecordingDriver only notes them.
 class Commands : public Files {

@@ -6,6 +6,7 @@
 #include "TDR_Driver.h"
 #include "support/fakeHost.h"
 
+#include <csignal>
 #include <memory>
 #include <string>
 
@@ -93,6 +94,10 @@ class ConnectedDriver : public ::testing::Test {
         driver = std::make_unique<Driver>(host.port());
         host.awaitDriver();
         ASSERT_EQ(driver->status, 0);
+    }
+    void TearDown() override {
+        driver.reset();
+        std::signal(SIGCHLD, SIG_DFL); // ignored since the driver connected
     }
 
     /// Lets the driver handle one message and returns the replies as "class/code ...".
