@@ -21,6 +21,7 @@ void ipc::fillHeader(IPC_DataPacket& p, Ends ends, short messageClass, short com
 
 IPC_Link::IPC_Link(short localIdGiven, short localSubIdGiven, IPC_EXEC_MODE execModeGiven,
                    IPC_SIGNAL_MODE signalModeGiven) {
+    initialize();
     ++population;
     localId = localIdGiven;
     localSubId = localSubIdGiven;

@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <csignal>
 #include <poll.h>
 #include <stdexcept>
 #include <string>
@@ -71,6 +72,7 @@ class FakeHost {
         if (handshake_.joinable()) {
             handshake_.join();
         }
+        std::signal(SIGCHLD, SIG_DFL); // a driver in this process ignores it once connected
     }
 
     [[nodiscard]] int port() const { return port_; }

@@ -74,7 +74,7 @@ constexpr short replyCode(ipc::InfoQuery query) {
 } // namespace
 
 int TDR_Driver::sendLong(short code, std::int32_t value) {
-    return sendLongs(code, &value, 1);
+    return link ? link->transmit_long(ipc::kClassStatus, code, value) : -1;
 }
 
 int TDR_Driver::sendLongs(short code, const std::int32_t* values, int count) {

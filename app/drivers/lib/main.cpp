@@ -5,9 +5,10 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
-#include <cstring>
+#include <fcntl.h>
 #include <memory>
 #include <string_view>
+#include <unistd.h>
 
 namespace {
 
@@ -36,11 +37,7 @@ bool readArguments(int argc, char** argv, Arguments& arguments) {
         const std::string_view argument = argv[i];
         if (argument == "-ipc_link_port" && i + 1 < argc) {
             // Reads as far as it is a number: "123xyz" is 123, "xyz" leaves the port as it was.
-            int port = 0;
-            if (std::sscanf(argv[++i], "%d", &port) ==
-                1) { // NOLINT(cert-err34-c): "%d" is the rule
-                arguments.port = port;
-            }
+            (void)std::sscanf(argv[++i], "%d", &arguments.port); // NOLINT(cert-err34-c)
         } else if (argument == "-predicate") {
             arguments.predicate = true;
         } else {
@@ -59,6 +56,18 @@ void makeFileSizeLimitAnError() {
     sigaction(SIGXFSZ, &action, nullptr);
 }
 
+/// Gives the standard descriptors that the host had closed to nothing: a picture file that got the
+/// number of stderr would be given the messages.
+void fillStandardDescriptors() {
+    int fd = -1;
+    do {
+        fd = open("/dev/null", O_RDWR);
+    } while (fd >= 0 && fd <= STDERR_FILENO);
+    if (fd >= 0) {
+        close(fd);
+    }
+}
+
 /// Tells the host and the caller whether the driver can work on this machine.
 int answerPredicate(TDR_Driver& driver, bool hasHost) {
     const bool works = driver.devicePredicate() != 0;
@@ -71,6 +80,7 @@ int answerPredicate(TDR_Driver& driver, bool hasHost) {
 } // namespace
 
 int main(int argc, char** argv) {
+    fillStandardDescriptors();
     keepInvocationName(argc > 0 ? argv[0] : "");
     Arguments arguments;
     if (!readArguments(argc, argv, arguments)) {

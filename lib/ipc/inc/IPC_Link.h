@@ -107,17 +107,17 @@ class IPC_Link {
     int receive_float(short messageClass, short command, float* out);
     int receive_string(short messageClass, short command, char* out);
 
-    std::int32_t linkStatus = 0;    ///< outcome of the last connect: 0 good, else see IPC_LinkIrix
-    std::int32_t killOnDestroy = 0; ///< see setKillOnDestroy
-    std::int32_t waitSeconds = 5;   ///< time limit of the typed receive helpers
-    IPC_EXEC_MODE execMode = IPC_EXEC_ALWAYS;
-    IPC_SIGNAL_MODE signalMode = IPC_SIGNAL_ON;
-    std::int32_t shareSocketSet = 0; ///< non-zero: `receive` waits on all links of the process
-    std::int16_t localId = ipc::kUnknownId;
-    std::int16_t localSubId = ipc::kUnknownId;
-    std::int16_t peerId = ipc::kUnknownId;
-    std::int16_t peerSubId = ipc::kUnknownId;
-    IPC_DataPacket packet{}; ///< scratch packet of the typed helpers
+    std::int32_t linkStatus;    ///< outcome of the last connect: 0 good, else see IPC_LinkIrix
+    std::int32_t killOnDestroy; ///< see setKillOnDestroy
+    std::int32_t waitSeconds;   ///< time limit of the typed receive helpers; 5 at first
+    IPC_EXEC_MODE execMode;
+    IPC_SIGNAL_MODE signalMode;
+    std::int32_t shareSocketSet; ///< non-zero: `receive` waits on all links of the process
+    std::int16_t localId;
+    std::int16_t localSubId;
+    std::int16_t peerId;
+    std::int16_t peerSubId;
+    IPC_DataPacket packet; ///< scratch packet of the typed helpers
 
     /// Number of live links; a socket link lowers it by two when it goes.
     static std::int32_t population;

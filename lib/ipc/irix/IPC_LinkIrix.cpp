@@ -20,6 +20,10 @@ namespace {
 /// Empty packets in a row after which the parent is looked for.
 constexpr int kEmptyReadsBeforeDoubt = 40;
 
+/// Pause after each further empty packet while the parent lives: a stream at its end is always
+/// ready, and the loop that reads it is not to turn at full speed.
+constexpr int kPauseMilliseconds = 100;
+
 std::unique_ptr<char[]> copyOf(const char* text) {
     const std::size_t size = std::strlen(text) + 1;
     auto copy = std::make_unique<char[]>(size);
@@ -229,14 +233,18 @@ int IPC_LinkIrix::receive(IPC_QUEUE_MODE queueMode, IPC_BLOCKING_MODE blockingMo
         return -1;
     }
     emptyReads = p->numof_cmds == 0 ? emptyReads + 1 : 0;
-    if (emptyReads >= kEmptyReadsBeforeDoubt && getppid() != parentPid) {
-        makeParentDied(p);
+    if (emptyReads >= kEmptyReadsBeforeDoubt) {
+        lookForParent(p);
     }
     return 1;
 }
 
-/// What the parent would have said had it had the time.
-void IPC_LinkIrix::makeParentDied(IPC_DataPacket* p) {
+/// Puts into `p` what a parent that has died would have said had it had the time.
+void IPC_LinkIrix::lookForParent(IPC_DataPacket* p) {
+    if (getppid() == parentPid) {
+        poll(nullptr, 0, kPauseMilliseconds);
+        return;
+    }
     *p = {};
     ipc::fillHeader(*p, {peerId, peerSubId, localId, localSubId}, ipc::kClassEvent,
                     ipc::kEventParentDied);

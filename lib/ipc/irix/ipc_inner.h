@@ -25,10 +25,9 @@ void sayError(const char* prefix, int error);
 /// Takes a connection that waits on `listener`; none on failure (errno).
 [[nodiscard]] base::UniqueFd acceptConnection(int listener);
 
-/// What to do about a peer's first packet: notes its ids in `peer` and answers an init request over
-/// its socket.
-[[nodiscard]] PeerFailure answerInitRequest(const IPC_DataPacket& first, short localId,
-                                            short localSubId, Peer& peer);
+/// What to do about a peer's first packet: notes its ids in `ends` and answers an init request over
+/// `fd`.
+[[nodiscard]] PeerFailure answerInitRequest(const IPC_DataPacket& first, int fd, Ends& ends);
 
 /// `read`, repeated while a signal interrupts it.
 [[nodiscard]] long readRetrying(int fd, void* buf, std::size_t n);

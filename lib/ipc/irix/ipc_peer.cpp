@@ -260,7 +260,11 @@ PeerFailure greet(const PeerOptions& options, Deadline deadline, PeerStart& star
     }
     start.code = first.datacmd[kWordCode];
     const KeepSigpipe keep;
-    return answerInitRequest(first, options.localId, options.localSubId, start.peer);
+    Ends ends{options.localId, options.localSubId};
+    const PeerFailure outcome = answerInitRequest(first, start.peer.socket.get(), ends);
+    start.peer.peerId = ends.peerId;
+    start.peer.peerSubId = ends.peerSubId;
+    return outcome;
 }
 
 PeerStart finish(PeerStart start, PeerFailure failure, bool waitForIt) {
@@ -312,22 +316,20 @@ base::UniqueFd acceptConnection(int listener) {
     return fd;
 }
 
-PeerFailure answerInitRequest(const IPC_DataPacket& first, short localId, short localSubId,
-                              Peer& peer) {
+PeerFailure answerInitRequest(const IPC_DataPacket& first, int fd, Ends& ends) {
     const short messageClass = first.datacmd[kWordClass];
     const short code = first.datacmd[kWordCode];
     if (messageClass == kClassEvent && code == kEventKill) {
         return PeerFailure::Refused;
     }
-    peer.peerId = first.datacmd[kWordSenderId];
-    peer.peerSubId = first.datacmd[kWordSenderSubId];
+    ends.peerId = first.datacmd[kWordSenderId];
+    ends.peerSubId = first.datacmd[kWordSenderSubId];
     if (messageClass != kClassInit || code != kInitRequest) {
         return PeerFailure::UnknownRequest;
     }
     IPC_DataPacket reply{};
-    fillHeader(reply, {localId, localSubId, peer.peerId, peer.peerSubId}, kClassStatus,
-               kInitDataReady);
-    return sendsockdata(peer.socket.get(), &reply) < 0 ? PeerFailure::Reply : PeerFailure::None;
+    fillHeader(reply, ends, kClassStatus, kInitDataReady);
+    return sendsockdata(fd, &reply) < 0 ? PeerFailure::Reply : PeerFailure::None;
 }
 
 PeerStart launchPeer(const PeerOptions& options) {

@@ -63,16 +63,14 @@ int greetStarted(const char* path, short localId, short localSubId, int fd, shor
     if (from == 0) {
         ipc::say("startsomeprocess: Got 0 from waitforprocessresponse()\n");
     }
-    ipc::Peer peer;
-    peer.socket.reset(fd);
-    const PeerFailure outcome = ipc::answerInitRequest(first, localId, localSubId, peer);
-    (void)peer.socket.release();
+    ipc::Ends ends{localId, localSubId};
+    const PeerFailure outcome = ipc::answerInitRequest(first, fd, ends);
     if (outcome == PeerFailure::Refused) {
         ipc::say("startsomeprocess: Got kill.\n");
         return 0;
     }
-    *peerId = peer.peerId;
-    *peerSubId = peer.peerSubId;
+    *peerId = ends.peerId;
+    *peerSubId = ends.peerSubId;
     if (outcome == PeerFailure::Reply) {
         ipc::say("startsomeprocess: Error while sending init data.\n");
         return -1;

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "recordingDriver.h"
+
+#include "IPC_LinkIrix.h"
+#include "support/captureStderr.h"
 #include "support/sharedBlock.h"
 
 using support::action;
@@ -234,6 +237,61 @@ TEST_F(Actions, UnknownCodesAreErrors) {
     for (const int code : {0, 101, 1423, 1443, -1}) {
         EXPECT_EQ(handle(action(code)), "1/102") << code;
     }
+}
+
+/// Notes what it sends, and how many have the block attached then.
+class NotingLink : public IPC_LinkIrix {
+  public:
+    NotingLink(IPC_LinkIrix& link, RecordingDriver& driver, const support::SharedBlock& block)
+        : IPC_LinkIrix(link.localId, link.localSubId,
+                       {std::exchange(link.sockfd, -1), -1, link.peerId, link.peerSubId}),
+          driver_(driver), block_(block) {}
+    int transmit(IPC_DataPacket* p, int stampSender) override {
+        driver_.note("send", p->datacmd[5], block_.attachments());
+        return IPC_LinkIrix::transmit(p, stampSender);
+    }
+
+  private:
+    RecordingDriver& driver_;
+    const support::SharedBlock& block_;
+};
+
+TEST_F(Actions, RepliesGoOutBeforeTheBlockIsLetGoAndBeforeThePostWriteCommand) {
+    driver->link = std::make_unique<NotingLink>(*driver->link, *driver, block);
+    driver->bounds[3] = 10;
+    driver->currentCell = 3;
+    const struct {
+        const char* name;
+        int code;
+        std::vector<std::int32_t> rest;
+        const char* events;
+    } cases[] = {
+        {"get line", 1430, {9, 4}, "preRead() getLine(1000,4,9) send(101,2)"},
+        {"get cache", 1429, {5}, "preRead() getCache(1000,5) send(101,2)"},
+        {"put line", 1434, {9, 3}, "send(1225,2) putLine(1000,3,9) send(101,2) postWrite()"},
+        {"put cache", 1433, {3}, "send(1225,2) putCache(1000,3) send(101,2) postWrite()"},
+        {"put stamp", 1436, {3}, "send(1225,2) putStamp(1000,3) send(101,2)"},
+    };
+    for (const auto& c : cases) {
+        handle(action(c.code, withBlock(c.rest)));
+        EXPECT_EQ(calls(), c.events) << c.name;
+    }
+    driver->result = 1;
+    handle(action(1440));
+    EXPECT_EQ(calls(), "disconnect() postWrite() send(101,1)");
+}
+
+TEST_F(Actions, AReplyThatFindsNobodyEndsTheLoopAfterTheNextEvent) {
+    host.send(action(1428, {7}));
+    host.hangUp();
+    const support::CaptureStderr said;
+    while (driver->link->sockfd != -1 && gExitFlag == 0) {
+        driver->handleEvent();
+    }
+    EXPECT_EQ(driver->link->sockfd, -1) << "the broken pipe was not seen";
+    EXPECT_EQ(gExitFlag, 0);
+    EXPECT_EQ(driver->handleEvent(), -2);
+    EXPECT_EQ(gExitFlag, 1);
 }
 
 TEST(Cleanup, LetsGoOfTheLinkBeforeTheFile) {

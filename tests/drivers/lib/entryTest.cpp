@@ -7,6 +7,7 @@
 #include <csignal>
 #include <cstdio>
 #include <fcntl.h>
+#include <filesystem>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -44,6 +45,13 @@ class Program {
             kill(pid_, SIGKILL);
             waitpid(pid_, nullptr, 0);
         }
+    }
+
+    /// What descriptor `fd` of the program stands for.
+    [[nodiscard]] std::string descriptor(int fd) const {
+        std::error_code none;
+        return std::filesystem::read_symlink(
+            "/proc/" + std::to_string(pid_) + "/fd/" + std::to_string(fd), none);
     }
 
     /// Waits for the end; the exit status, or minus the signal that ended it.
@@ -126,6 +134,21 @@ TEST(Entry, VanishedHostEndsTheDriver) {
     host.awaitDriver();
     host.receive();
     host.hangUp();
+    EXPECT_EQ(program.wait(), 0);
+}
+
+TEST(Entry, ClosedStandardDescriptorsAreNotReused) {
+    support::FakeHost host;
+    host.connectDriver();
+    Program program({"-c", R"(exec "$0" "$@" <&- >&- 2>&-)", kNullFilter, "-ipc_link_port",
+                     std::to_string(host.port())},
+                    "/bin/sh");
+    host.awaitDriver();
+    host.receive();
+    for (const int fd : {0, 1, 2}) {
+        EXPECT_EQ(program.descriptor(fd), "/dev/null") << fd;
+    }
+    host.send(action(200));
     EXPECT_EQ(program.wait(), 0);
 }
 

@@ -6,7 +6,6 @@
 #include "TDR_Driver.h"
 #include "support/fakeHost.h"
 
-#include <csignal>
 #include <memory>
 #include <string>
 
@@ -31,6 +30,7 @@ class RecordingDriver : public TDR_Driver {
     using TDR_Driver::fileName;
     using TDR_Driver::formatCount;
     using TDR_Driver::formats;
+    using TDR_Driver::link;
     using TDR_Driver::me;
     using TDR_Driver::namingTemplate;
     using TDR_Driver::postWriteCommand;
@@ -94,10 +94,6 @@ class ConnectedDriver : public ::testing::Test {
         driver = std::make_unique<Driver>(host.port());
         host.awaitDriver();
         ASSERT_EQ(driver->status, 0);
-    }
-    void TearDown() override {
-        driver.reset();
-        std::signal(SIGCHLD, SIG_DFL); // ignored since the driver connected
     }
 
     /// Lets the driver handle one message and returns the replies as "class/code ...".
