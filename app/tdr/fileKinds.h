@@ -29,6 +29,10 @@ struct FileKind {
 /// The kinds in the order in which they are tried. The last one takes every file.
 [[nodiscard]] std::span<const FileKind> fileKinds();
 
+/// A scene, spline or hierarchy; the toolkit reads it, no driver is asked.
+[[nodiscard]] Outcome<FileInfo> describeScene(const std::filesystem::path& file,
+                                              DriverSet& drivers);
+
 /// A picture, by the driver that reads it.
 [[nodiscard]] Outcome<FileInfo> describePicture(const std::filesystem::path& file,
                                                 DriverSet& drivers);

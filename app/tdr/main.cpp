@@ -11,7 +11,7 @@ namespace {
 
 /// In the order of the help.
 constexpr void (*kSubcommands[])(CLI::App&, Command&) = {
-    addDrivers, addQuery, addInfo, addConvert, addCompare, addView,
+    addDrivers, addQuery, addInfo, addConvert, addCompare, addView, addScene,
 };
 
 void addSharedOptions(CLI::App& app, DriverOptions& drivers) {

@@ -41,6 +41,7 @@ class [[nodiscard]] Outcome {
     T& operator*() { return *value_; }
     const T& operator*() const { return *value_; }
     T* operator->() { return &*value_; }
+    const T* operator->() const { return &*value_; }
     [[nodiscard]] const Problem& problem() const { return problem_; }
 
   private:

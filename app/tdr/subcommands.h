@@ -21,3 +21,4 @@ void addInfo(CLI::App& app, Command& command);
 void addConvert(CLI::App& app, Command& command);
 void addCompare(CLI::App& app, Command& command);
 void addView(CLI::App& app, Command& command);
+void addScene(CLI::App& app, Command& command);

@@ -1,0 +1,89 @@
+// SPDX-License-Identifier: MIT
+// The three kinds of scene files, read into the toolkit's records and written from them.
+#pragma once
+
+#include "outcome.h"
+#include "sceneReport.h"
+#include "tinyFcurve.h"
+#include "tinyModel.h"
+#include "tinyScene.h"
+#include "tinySpline.h"
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+/// Disposes of a toolkit record by the toolkit's own function.
+template <auto Dispose>
+struct DisposedBy {
+    template <typename Record>
+    void operator()(Record* record) const {
+        Dispose(&record);
+    }
+};
+
+enum class SceneFlavour : int { Text = 0, Binary = 1 };
+
+struct SceneFormat;
+
+/// What one file holds: exactly one of the three records.
+struct SceneDocument {
+    const SceneFormat* format = nullptr;
+    SceneFlavour flavour = SceneFlavour::Text;
+    std::unique_ptr<Scene, DisposedBy<sceneDispose>> scene;
+    std::unique_ptr<Spline, DisposedBy<splineDispose>> spline;
+    std::unique_ptr<Model, DisposedBy<modelDispose>> tree;
+    SceneReport report; ///< of its reading
+};
+
+/// One kind of file.
+struct SceneFormat {
+    const char* name;        ///< "scene"
+    const char* ending;      ///< ".scn"
+    const char* magic;       ///< four letters with which the text flavour begins
+    bool hasBinary;          ///< a binary flavour exists
+    const char* olderLayout; ///< type word of a binary layout that is not read; may be null
+    /// Reads or writes the file `base` + `ending`; false when it fails.
+    bool (*read)(SceneDocument& document, const std::string& base);
+    bool (*write)(const SceneDocument& document, const std::string& base, SceneFlavour flavour);
+};
+
+/// The kind by the ending of the file's name (which is also the only ending that the toolkit
+/// opens), or null.
+[[nodiscard]] const SceneFormat* sceneFormatOf(const std::filesystem::path& file);
+
+/// Reads a file whose name has one of the endings. A reason for each way to fail: not readable,
+/// empty, of another kind, an unread layout, cut short.
+Outcome<SceneDocument> readSceneDocument(const std::filesystem::path& file);
+
+/// Asked about the new file before it takes its place: true, or why it shall not.
+using SceneApproval = std::function<Outcome<bool>(const std::filesystem::path& written)>;
+
+/// Writes the document beside `target` and, with the approval, puts it in its place. A device is
+/// written to directly and without asking.
+Outcome<bool> writeSceneDocument(const SceneDocument& document, const std::filesystem::path& target,
+                                 SceneFlavour flavour, const SceneApproval& approve);
+
+/// A tree node, and how deep it stands below its root (0).
+struct SceneNode {
+    const Model* node;
+    std::size_t depth;
+};
+
+/// The nodes of a tree in walk order.
+[[nodiscard]] std::vector<SceneNode> nodesOf(const Model* root);
+
+/// The roots of the document's trees, in file order.
+[[nodiscard]] std::vector<const Model*> treesOf(const SceneDocument& document);
+
+/// A spline and whose it is ("path of the camera"; empty for one of its own).
+struct OwnedSpline {
+    const Spline* spline;
+    std::string owner;
+};
+
+/// Every spline of the document: its own ones, then paths of camera, lights and nodes, then those
+/// that nodes hold.
+[[nodiscard]] std::vector<OwnedSpline> splinesOf(const SceneDocument& document);
