@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// tdr convert IN OUT: read through one driver, write through another. Both drivers work on one
-// shared block, so that nothing is copied: the whole picture or, when it is a large one, line by
-// line.
+// tdr convert IN OUT: read through one driver, write through another, or through the same one when
+// it knows both formats. They work on one shared block, so that nothing is copied: the whole
+// picture or, when it is a large one, line by line.
 #include "console.h"
 #include "pictureFile.h"
 #include "replacedFile.h"
@@ -10,6 +10,8 @@
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
+#include <optional>
+#include <utility>
 
 namespace {
 
@@ -31,14 +33,15 @@ class Conversion {
     Outcome<bool> run();
 
   private:
+    Outcome<bool> read(PictureFile& picture);
     Outcome<bool> write(PictureFile& picture, Session& session, const ReplacedFile& file);
-    Outcome<bool> copyPicture(PictureFile& picture, tdr::PictureWriter& writer);
     Outcome<bool> copyLines(PictureFile& picture, tdr::PictureWriter& writer);
     [[nodiscard]] Problem inputProblem(PictureFile& picture, const tdr::Failure& failure) const;
     [[nodiscard]] Problem outputProblem(const tdr::Failure& failure) const;
 
     DriverSet drivers_;
     const ConvertOptions& options_;
+    std::optional<tdr::SharedBlock> pixels_; ///< the whole picture, unless it is a large one
 };
 
 Outcome<bool> Conversion::run() {
@@ -61,54 +64,66 @@ Outcome<bool> Conversion::run() {
     if (!file) {
         return file.problem();
     }
-    auto session = drivers_.take(*writerDriver);
-    if (!session) {
-        return outputProblem(session.failure());
+    if (auto read = this->read(*picture); !read) {
+        return read;
     }
-    if (const auto asked = session->driver.transfersCaches(); !asked) {
-        return outputProblem(asked.failure());
+    std::optional<Session> other; // not needed when the reading driver is through and can go on
+    if (!pixels_ || picture->driverName != drivers_.name(*writerDriver)) {
+        auto session = drivers_.take(*writerDriver);
+        if (!session) {
+            return outputProblem(session.failure());
+        }
+        other.emplace(std::move(*session));
+        if (const auto asked = other->driver.transfersCaches(); !asked) {
+            return outputProblem(asked.failure());
+        }
     }
-    auto written = write(*picture, *session, *file);
+    Session& session = other ? *other : *picture->session;
+    auto written = write(*picture, session, *file);
     if (!written) {
-        session->passOnLines(session->driver.lastLine()); // that one is in the problem's text
+        session.passOnLines(session.driver.lastLine()); // that one is in the problem's text
         return written;
     }
     picture->session->passOnLines();
-    session->passOnLines();
+    session.passOnLines();
     return file->commit();
 }
 
+/// Reads the whole picture and lets go of its file, unless the picture is large or there is no
+/// block for it.
+Outcome<bool> Conversion::read(PictureFile& picture) {
+    const std::size_t bytes = tdr::pictureBytes(picture.reader.width(), picture.reader.height());
+    if (bytes > kLarge) {
+        return true;
+    }
+    auto block = tdr::SharedBlock::create(bytes);
+    if (!block) {
+        return true;
+    }
+    pixels_.emplace(std::move(*block));
+    auto done = picture.reader.readAll(*pixels_);
+    if (done) {
+        done = picture.reader.close();
+    }
+    return done ? Outcome<bool>(true) : inputProblem(picture, done.failure());
+}
+
+/// Writes the picture that was read, or reads and writes it line by line.
 Outcome<bool> Conversion::write(PictureFile& picture, Session& session, const ReplacedFile& file) {
     auto writer = tdr::PictureWriter::open(session.driver, pathForDriver(file.path()),
                                            picture.reader.width(), picture.reader.height());
     if (!writer) {
         return outputProblem(writer.failure());
     }
-    const bool large = tdr::pictureBytes(picture.reader.width(), picture.reader.height()) > kLarge;
-    auto copied = large ? copyLines(picture, *writer) : copyPicture(picture, *writer);
-    if (!copied) {
+    if (pixels_) {
+        if (const auto done = writer->writeAll(*pixels_); !done) {
+            return outputProblem(done.failure());
+        }
+    } else if (auto copied = copyLines(picture, *writer); !copied) {
         return copied;
-    }
-    if (const auto closed = picture.reader.close(); !closed) {
-        return inputProblem(picture, closed.failure());
     }
     if (const auto closed = writer->close(); !closed) {
         return outputProblem(closed.failure());
-    }
-    return true;
-}
-
-Outcome<bool> Conversion::copyPicture(PictureFile& picture, tdr::PictureWriter& writer) {
-    auto block = tdr::SharedBlock::create(
-        tdr::pictureBytes(picture.reader.width(), picture.reader.height()));
-    if (!block) {
-        return copyLines(picture, writer);
-    }
-    if (const auto read = picture.reader.readAll(*block); !read) {
-        return inputProblem(picture, read.failure());
-    }
-    if (const auto written = writer.writeAll(*block); !written) {
-        return outputProblem(written.failure());
     }
     return true;
 }
@@ -125,6 +140,9 @@ Outcome<bool> Conversion::copyLines(PictureFile& picture, tdr::PictureWriter& wr
         if (const auto written = writer.writeLine(*block, line); !written) {
             return outputProblem(written.failure());
         }
+    }
+    if (const auto closed = picture.reader.close(); !closed) {
+        return inputProblem(picture, closed.failure());
     }
     return true;
 }

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <new>
 #include <string>
+#include <sys/mman.h>
 
 namespace tdr {
 
@@ -15,6 +16,14 @@ namespace {
 
 Failure badArgument(const char* what) {
     return {FailureKind::BadArgument, what, {}, {}};
+}
+
+/// Has the system map a picture's memory in one call before it is filled: a third of the time of a
+/// page fault for every page. Only a hint: an older system ignores it.
+void populate(std::span<std::uint8_t> bytes) {
+#ifdef MADV_POPULATE_WRITE // since Linux 5.14
+    static_cast<void>(::madvise(bytes.data(), bytes.size(), MADV_POPULATE_WRITE));
+#endif
 }
 
 std::span<std::uint8_t> rowOf(const SharedBlock& block, std::int32_t width, std::int32_t line) {
@@ -46,7 +55,9 @@ Status PictureReader::readAll(SharedBlock& block) {
 /// scanline for the bottom row: that row then repeats the top one. A fresh connection mends it.
 /// Where the two rows differ, the driver does better and nothing is to be mended.
 Status PictureReader::readCache(SharedBlock& block) {
-    fillOpaqueBlack(block.bytes().first(pictureBytes(shape_.width, shape_.height)));
+    const auto pixels = block.bytes().first(pictureBytes(shape_.width, shape_.height));
+    populate(pixels);
+    fillOpaqueBlack(pixels);
     Status done = driver_->getCache(block, cell_);
     const auto bottom = rowOf(block, shape_.width, 0);
     const auto top = rowOf(block, shape_.width, shape_.height - 1);

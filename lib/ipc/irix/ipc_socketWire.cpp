@@ -313,7 +313,11 @@ int readbuf(int fd, void* buf, int n) {
 }
 
 int no_tcp_delay(int fd) {
-    const protoent* const tcp = getprotobyname("tcp");
+    // Looked up once: the system goes through its name services and files for it.
+    static const int protocol = [] {
+        const protoent* const tcp = getprotobyname("tcp");
+        return tcp != nullptr ? tcp->p_proto : IPPROTO_TCP;
+    }();
     const int on = 1;
-    return setsockopt(fd, tcp != nullptr ? tcp->p_proto : IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+    return setsockopt(fd, protocol, TCP_NODELAY, &on, sizeof on);
 }

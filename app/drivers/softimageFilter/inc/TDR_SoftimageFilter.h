@@ -76,6 +76,8 @@ class TDR_SoftimageFilter : public TDR_Driver {
     /// Finds out where every line begins.
     void fill_offset_table();
 
+    static constexpr std::size_t kStreamBuffer = std::size_t{64} << 10;
+    std::unique_ptr<char[]> streamBuffer;                          ///< of a file being written
     base::UniqueFile file;                                         ///< the open file
     std::unique_ptr<Picture, PictureDisposer> picture;             ///< header, while a PIC is open
     std::unique_ptr<ChannelPacket, ChannelPacketDisposer> packets; ///< the PIC's chain
