@@ -2,7 +2,12 @@
 // Opening, refusing and closing files.
 #include "filterFixture.h"
 
+#include "base/uniqueFd.h"
+
+#include <fcntl.h>
 #include <filesystem>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -58,6 +63,22 @@ TEST_F(FilterTest, ConnectFailuresLeaveNothingOpen) {
         EXPECT_EQ(filter.setBounds(0, 0, 9, 9), 0);
         EXPECT_EQ(filter.setPixelFormat(1), 0);
         EXPECT_EQ(filter.disconnectFromFile(), 0);
+    }
+}
+
+TEST_F(FilterTest, AFullPipeIsRefused) {
+    for (const std::string& content : {picHeader(1, 2, kRgbaRaw) + bytes("01020304 05060708"),
+                                       fileHeader("STAG", 3, 2, 1) + be16(0) + be16(0)}) {
+        const std::string path = folder / (content.substr(88, 4) == "PICT" ? "p.pic" : "p.tag");
+        ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+        const base::UniqueFd pipe(open(path.c_str(), O_RDWR | O_CLOEXEC));
+        ASSERT_EQ(write(pipe.get(), content.data(), content.size()),
+                  static_cast<ssize_t>(content.size()));
+        const support::CaptureStderr said;
+        EXPECT_EQ(filter.read(path), -1);
+        EXPECT_FALSE(filter.isOpen());
+        EXPECT_EQ(said.text(), "Softimage Filter: Unable to open file '" + path +
+                                   "' - A pipe cannot give a line again.\n");
     }
 }
 

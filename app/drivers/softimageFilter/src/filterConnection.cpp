@@ -64,6 +64,11 @@ bool TDR_SoftimageFilter::startTransfer(const char* name, int mode) {
         return false;
     }
     lineOffsets[0] = position();
+    if (lineOffsets[0] == 0 && !writing) {
+        std::fprintf(stderr, "%s: Unable to open file '%s' - A pipe cannot give a line again.\n",
+                     me, name);
+        return false;
+    }
     return true;
 }
 

@@ -229,7 +229,7 @@ void TDR_SoftimageFilter::fill_offset_table() {
     if (!file || !isOpen()) {
         return;
     }
-    long unknown = 0;
+    long unknown = 1; // the first line's position is known from the start
     while (unknown < height() && lineOffsets[indexOf(unknown)] != 0) {
         ++unknown;
     }
