@@ -7,10 +7,12 @@
 #include "support/leakCounters.h"
 
 #include <cerrno>
+#include <fcntl.h>
 #include <functional>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <poll.h>
+#include <sys/time.h>
 #include <thread>
 
 using namespace testing_ipc;
@@ -71,6 +73,8 @@ TEST_F(Handshake, TheRequestAndTheReplyIntroduceTheEnds) {
             EXPECT_EQ(link.parentPid, 4711);
             EXPECT_EQ(link.signalMode, IPC_SIGNAL_OFF);
             EXPECT_TRUE(ipc::isInSet(link.sockfd, &IPC_LinkIrix::scset));
+            EXPECT_TRUE(sendsAtOnce(link.sockfd));
+            EXPECT_EQ(fcntl(link.sockfd, F_GETFD), FD_CLOEXEC) << "outside commands inherit it";
         }
         EXPECT_TRUE(same(parent.request, packetOf({102, 39, -1, -1}, 3, 300)));
         EXPECT_EQ(KeepAction::current(SIGCHLD), SIG_IGN);
@@ -119,6 +123,34 @@ TEST_F(Handshake, AReplyAfterTheFirstSecondIsNotSeen) {
     EXPECT_EQ(link.linkStatus, 1);
     EXPECT_EQ(link.peerId, 102) << "the packet as it stands is the request";
     EXPECT_EQ(said.text(), "IPC_LinkIrix: Error reading init data.\n");
+}
+
+/// Where the third alarm sends the reply.
+volatile std::sig_atomic_t gReplyTo = -1;
+volatile std::sig_atomic_t gAlarms = 0;
+constexpr char kReplyWire[] =
+    "\0\0\0\6\0\1\0\2\0\x66\0\x27\0\1\0\x65\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0";
+
+TEST_F(Handshake, SignalsDoNotEndTheWaitForTheReply) {
+    const KeepAction alarm(SIGALRM);
+    struct sigaction tick {};
+    tick.sa_handler = [](int) {
+        gAlarms = gAlarms + 1;
+        if (gAlarms == 3) {
+            (void)!write(gReplyTo, kReplyWire, sizeof kReplyWire);
+        }
+    };
+    sigaction(SIGALRM, &tick, nullptr);
+    const SocketPair pair;
+    gReplyTo = pair.far.get();
+    const itimerval often{{0, 5000}, {0, 5000}};
+    setitimer(ITIMER_REAL, &often, nullptr);
+    IPC_DataPacket packet{};
+    const int result = getinitdata(102, 39, pair.near.get(), &packet);
+    const itimerval never{};
+    setitimer(ITIMER_REAL, &never, nullptr);
+    EXPECT_EQ(result, 1);
+    EXPECT_TRUE(same(packet, packetOf({1, 2, 102, 39}, 1, 101)));
 }
 
 TEST_F(Handshake, PortsThatAreNoneAreRefused) {

@@ -9,6 +9,8 @@
 #include <csignal>
 #include <cstring>
 #include <initializer_list>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <string>
 #include <string_view>
 #include <sys/socket.h>
@@ -50,6 +52,13 @@ inline std::string takeAll(int fd, int flags = MSG_DONTWAIT) {
 inline bool atEnd(int fd) {
     char byte = 0;
     return recv(fd, &byte, 1, MSG_DONTWAIT) == 0;
+}
+
+/// True when TCP does not delay small packets on this socket.
+inline bool sendsAtOnce(int fd) {
+    int on = 0;
+    socklen_t size = sizeof on;
+    return getsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, &size) == 0 && on != 0;
 }
 
 inline bool same(const IPC_DataPacket& a, const IPC_DataPacket& b) {

@@ -334,6 +334,17 @@ TEST_F(SocketLink, APacketEndsTheCountOfEmptyReads) {
     EXPECT_EQ(c.link.emptyReads, 1) << "a wait that ran out changes nothing";
 }
 
+TEST_F(SocketLink, AnEventOfTheWindowSystemIsNoPacket) {
+    Connected c;
+    const SocketPair queue;
+    put(queue.far.get(), "event");
+    setEventQueueFd(queue.near.get());
+    IPC_DataPacket packet = packetOf({}, 4, 1424);
+    EXPECT_EQ(c.link.receive(IPC_QUEUE_AND_SOCKETS, IPC_BLOCKING_FOREVER, 0, 0, &packet), 0);
+    setEventQueueFd(-1);
+    EXPECT_TRUE(same(packet, packetOf({}, 4, 1424)));
+}
+
 TEST_F(SocketLink, GarbageIsAnErrorAndThenTheEnd) {
     Connected c;
     const CaptureStderr said;

@@ -50,8 +50,12 @@ int shakeHands(int fd, short id, short subId) {
     IPC_DataPacket packet{};
     const bool done =
         sendinitrequest(id, subId, fd, &packet) == 0 && getinitdata(id, subId, fd, &packet) == 1;
+    const bool asExpected = packet.datacmd[ipc::kWordReceiverId] == id &&
+                            packet.datacmd[ipc::kWordReceiverSubId] == subId &&
+                            packet.datacmd[ipc::kWordClass] == ipc::kClassStatus &&
+                            packet.numof_longs == 0;
     awaitEnd(fd);
-    return done ? 0 : 1;
+    return done && asExpected ? 0 : 1;
 }
 
 int sendOne(int fd, short messageClass, short code) {
@@ -77,6 +81,8 @@ const Behaviour kBehaviours[] = {
     {"good", [](int fd) { return shakeHands(fd, kId, kSubId); }},
     {"kill", [](int fd) { return sendOne(fd, ipc::kClassEvent, ipc::kEventKill); }},
     {"unknown", [](int fd) { return sendOne(fd, ipc::kClassData, 77); }},
+    {"killOfData", [](int fd) { return sendOne(fd, ipc::kClassData, ipc::kEventKill); }},
+    {"requestOfData", [](int fd) { return sendOne(fd, ipc::kClassData, ipc::kInitRequest); }},
     {"garbage", [](int fd) { return sendBytes(fd, std::string(64, '\xee')); }},
     {"partial", [](int fd) { return sendBytes(fd, std::string(3, '\0') + '\6'); }},
     {"silent", [](int fd) { return sendBytes(fd, ""); }},

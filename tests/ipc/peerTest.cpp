@@ -2,6 +2,7 @@
 // Starting real programs: those that behave and those that do not.
 #include "IPC_LinkIrix.h"
 #include "ipcTesting.h"
+#include "ipc_inner.h"
 #include "ipc_peer.h"
 #include "ipc_socket.h"
 #include "support/captureStderr.h"
@@ -12,6 +13,7 @@
 #include <cerrno>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
 #include <poll.h>
 #include <sys/wait.h>
 #include <thread>
@@ -85,12 +87,36 @@ int exitStatusOf(pid_t pid) {
     return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
+TEST_F(PeerStarting, OnlyTheGivenFaceListensToOtherMachines) {
+    for (const bool all : {false, true}) {
+        base::UniqueFd listener;
+        unsigned short port = 0;
+        ASSERT_EQ(ipc::openListener(all, listener, port), PeerFailure::None);
+        sockaddr_in address{};
+        socklen_t size = sizeof address;
+        getsockname(listener.get(), reinterpret_cast<sockaddr*>(&address), &size);
+        EXPECT_EQ(ntohl(address.sin_addr.s_addr), all ? INADDR_ANY : INADDR_LOOPBACK);
+        EXPECT_EQ(ntohs(address.sin_port), port);
+    }
+}
+
+TEST_F(PeerStarting, SocketsKeepClearOfStandardDescriptors) {
+    const pid_t child = fork();
+    if (child == 0) {
+        close(STDIN_FILENO);
+        unsigned short port = 0;
+        _exit(createsocket(&port));
+    }
+    EXPECT_GT(exitStatusOf(child), STDERR_FILENO);
+}
+
 TEST_F(PeerStarting, AGoodPeerIsConnectedAndGreeted) {
     ipc::PeerStart start = ipc::startPeer(optionsFor(program("good")));
     ASSERT_EQ(start.failure, PeerFailure::None) << describe(start.failure);
     EXPECT_EQ(start.peer.peerId, 102);
     EXPECT_EQ(start.peer.peerSubId, 39);
     EXPECT_GT(start.peer.socket.get(), 2);
+    EXPECT_TRUE(sendsAtOnce(start.peer.socket.get()));
     pollfd ended{start.peer.pidFd.get(), POLLIN, 0};
     EXPECT_EQ(poll(&ended, 1, 0), 0);
     start.peer.socket.reset();
@@ -129,6 +155,7 @@ struct BadPeer {
     PeerFailure failure;
     int exitStatus; ///< -1: it was ended, or nothing was started
     const char* said;
+    int code = 0; ///< of an unknown request
 };
 constexpr BadPeer kBadPeers[] = {
     {"dies", kAmple, PeerFailure::Died, 3, "no licence\n"},
@@ -137,7 +164,9 @@ constexpr BadPeer kBadPeers[] = {
     {"partial", 150ms, PeerFailure::Late, -1, ""},
     {"garbage", kAmple, PeerFailure::Garbled, -1, ""},
     {"kill", kAmple, PeerFailure::Refused, -1, ""},
-    {"unknown", kAmple, PeerFailure::UnknownRequest, -1, ""},
+    {"unknown", kAmple, PeerFailure::UnknownRequest, -1, "", 77},
+    {"killOfData", kAmple, PeerFailure::UnknownRequest, -1, "", 201},
+    {"requestOfData", kAmple, PeerFailure::UnknownRequest, -1, "", 300},
     {"hangup", kAmple, PeerFailure::Died, 5, ""},
 };
 
@@ -157,7 +186,7 @@ TEST_F(PeerStarting, ABadPeerIsEndedReapedAndExplained) {
             EXPECT_EQ(WEXITSTATUS(*start.waitStatus), bad.exitStatus);
         }
         if (bad.failure == PeerFailure::UnknownRequest) {
-            EXPECT_EQ(start.code, 77);
+            EXPECT_EQ(start.code, bad.code);
         }
         EXPECT_EQ(ours.text(), "") << "the inner starter is silent";
     }
@@ -208,19 +237,22 @@ TEST_F(PeerStarting, TheGivenFaceTellsWhatWentWrong) {
     struct Case {
         const char* behaviour;
         int result;
+        short peerId; ///< -5: not touched
         std::vector<std::string> lines;
     };
     const std::string reason = std::strerror(ESRCH);
     const Case cases[] = {
         {"dies",
          -1,
+         -5,
          {"no licence\n", "doexec: prctl: " + reason + "\n",
           "startsomeprocess: Error initializing socket to \"%s\".\n"}},
-        {"kill", 0, {"startsomeprocess: Got kill.\n"}},
-        {"unknown", -1, {"startsomeprocess: Unknown init response (77) from '%s'.\n"}},
-        {"hangup", -1, {"startsomeprocess: Unknown init response (0) from '%s'.\n"}},
+        {"kill", 0, -5, {"startsomeprocess: Got kill.\n"}},
+        {"unknown", -1, 102, {"startsomeprocess: Unknown init response (77) from '%s'.\n"}},
+        {"hangup", -1, 0, {"startsomeprocess: Unknown init response (0) from '%s'.\n"}},
         {"garbage",
          -1,
+         -5,
          {"waitforprocessresponse: Error while reading socket.\n",
           "startsomeprocess: Error waiting for \"%s\".\n"}},
     };
@@ -231,11 +263,12 @@ TEST_F(PeerStarting, TheGivenFaceTellsWhatWentWrong) {
         FD_ZERO(&set);
         const fd_set empty = set;
         int pid = -1;
-        short id = 0;
-        short subId = 0;
+        short id = -5;
+        short subId = -5;
         const CaptureStderr said;
         EXPECT_EQ(startsomeprocess(path.c_str(), IPC_EXEC_ALWAYS, 7, 8, &set, &pid, &id, &subId),
                   bad.result);
+        EXPECT_EQ(id, bad.peerId);
         const std::string text = said.text();
         for (std::string line : bad.lines) {
             if (const auto at = line.find("%s"); at != std::string::npos) {

@@ -70,6 +70,9 @@ TEST_F(SharedMem, AGivenKeyFindsTheBlockThatIsThere) {
     EXPECT_NE(block, again);
     block[4999] = 'x';
     EXPECT_EQ(again[4999], 'x');
+    shmid_ds state{};
+    ASSERT_EQ(shmctl(id, IPC_STAT, &state), 0);
+    EXPECT_EQ(state.shm_perm.mode & 0777, 0777) << "the other side may be another user";
     EXPECT_EQ(shmem_size(sameId), 5000U) << "the real size, not the one asked for";
 
     shmem_free(again, sameId);

@@ -200,6 +200,7 @@ TEST_F(Actions, LongFileNameIsCutAndReported) {
     testing::internal::CaptureStderr();
     EXPECT_EQ(handle(action(1439, {1, 1}, {std::string(1024, 'n')})), "1/101");
     EXPECT_EQ(std::string(driver->fileName), std::string(1023, 'n'));
+    EXPECT_EQ(calls(), "connect:" + std::string(1023, 'n') + "(1)");
     EXPECT_NE(testing::internal::GetCapturedStderr().find("was cut"), std::string::npos);
 }
 

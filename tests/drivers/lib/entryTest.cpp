@@ -2,6 +2,7 @@
 // The process entry, with real driver programs.
 #include "support/fakeHost.h"
 #include "support/sharedBlock.h"
+#include "support/tempDir.h"
 
 #include <array>
 #include <csignal>
@@ -94,17 +95,21 @@ TEST(Entry, BadCommandLinesAreUsageErrors) {
     }
 }
 
-TEST(Entry, PredicateAloneAnswersByExitStatus) {
-    EXPECT_EQ(Program({"-predicate"}).wait(), 0);
-}
-
-TEST(Entry, PredicateWithAHostSendsTheAnswer) {
-    support::FakeHost host;
-    host.connectDriver();
-    Program program({"-predicate", "-ipc_link_port", std::to_string(host.port())});
-    host.awaitDriver();
-    EXPECT_EQ(host.receive().datacmd[5], 101);
-    EXPECT_EQ(program.wait(), 0);
+TEST(Entry, PredicateAnswersByExitStatusAndToAHost) {
+    const struct {
+        const char* path;
+        int status, code;
+    } cases[] = {{kNullFilter, 0, 101}, {PLAIN_DRIVER, 1, 102}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.path);
+        EXPECT_EQ(Program({"-predicate"}, c.path).wait(), c.status);
+        support::FakeHost host;
+        host.connectDriver();
+        Program program({"-predicate", "-ipc_link_port", std::to_string(host.port())}, c.path);
+        host.awaitDriver();
+        EXPECT_EQ(host.receive().datacmd[5], c.code);
+        EXPECT_EQ(program.wait(), c.status);
+    }
 }
 
 TEST(Entry, HostThatIsNotThereIsADriverError) {
@@ -150,6 +155,33 @@ TEST(Entry, ClosedStandardDescriptorsAreNotReused) {
     }
     host.send(action(200));
     EXPECT_EQ(program.wait(), 0);
+}
+
+TEST(Entry, AFileThatIsOpenAtTheEndIsClosedAndItsCommandRun) {
+    const support::TempDir folder;
+    const std::string path = folder / "a.pic";
+    const std::string marker = folder / "marker";
+    const support::SharedBlock block(4);
+    support::FakeHost host;
+    host.connectDriver();
+    Program program({"-ipc_link_port", std::to_string(host.port())},
+                    TDR_BIN_DIR "/softimageFilter");
+    host.awaitDriver();
+    EXPECT_EQ(host.receive().datacmd[5], 101);
+    const support::Message requests[] = {action(1424, {0}), action(1425, {0, 0, 1, 1}),
+                                         action(1442, {}, {"cp '" + path + "' '" + marker + "' #"}),
+                                         action(1439, {1, 0}, {path})};
+    for (const support::Message& request : requests) {
+        host.send(request);
+        EXPECT_EQ(host.receive().datacmd[5], 101) << request.code;
+    }
+    host.send(action(1434, {4, block.key(), block.id(), 0, 0}));
+    EXPECT_EQ(host.receive().datacmd[5], 1225);
+    EXPECT_EQ(host.receive().datacmd[5], 101);
+    host.send(action(200));
+    EXPECT_EQ(program.wait(), 0);
+    ASSERT_TRUE(std::filesystem::exists(marker)) << program.errors();
+    EXPECT_EQ(std::filesystem::file_size(marker), 104U + 8 + 4 + 2) << "copied before it was whole";
 }
 
 // --- The null driver over the whole way ----------------------------------------------------------

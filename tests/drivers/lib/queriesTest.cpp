@@ -65,9 +65,12 @@ TEST_F(Queries, OutsideTheTableAreErrors) {
 }
 
 TEST_F(Queries, FormatRecordsAreServedByIndex) {
-    static constexpr TDR_PixelFormat kFormats[] = {{2, 8, 9, {5, 6}}, {0, 3, 4, {}}};
+    static constexpr TDR_PixelFormat kFormats[] = {
+        {2, 8, 9, {5, 6}}, {0, 3, 4, {}}, {33, 1, 2, {}}};
     driver->formats = kFormats;
-    driver->formatCount = 2;
+    driver->formatCount = 3;
+    std::vector<std::int32_t> wide(35, 0);
+    std::ranges::copy(std::vector<std::int32_t>{32, 1, 2}, wide.begin());
     struct {
         const char* name;
         std::vector<std::int32_t> question;
@@ -77,7 +80,8 @@ TEST_F(Queries, FormatRecordsAreServedByIndex) {
         {"no index asks for the first", {}, {2, 8, 9, 5, 6}},
         {"no channels", {1}, {0, 3, 4}},
         {"below", {-1}, {}},
-        {"above", {2}, {}},
+        {"more channels than a record has", {2}, wide},
+        {"above", {3}, {}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
@@ -85,6 +89,9 @@ TEST_F(Queries, FormatRecordsAreServedByIndex) {
         EXPECT_EQ(p.datacmd[5], 1128);
         EXPECT_EQ(longsOf(p), c.answer);
     }
+    // "above" was the last: the slots that are not counted
+    EXPECT_EQ((std::vector(driver->data.longdata, driver->data.longdata + 3)),
+              (std::vector<std::int32_t>{0, 8, 8}));
 }
 
 TEST_F(Queries, NamingCarriesThreeStringsAndALong) {
