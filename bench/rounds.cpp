@@ -13,7 +13,7 @@ namespace bench {
 
 namespace {
 
-constexpr int kRounds = 9;
+constexpr int kRounds = 21;
 
 double median(std::vector<double> values) {
     const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);

@@ -21,7 +21,7 @@ double wallSeconds();
 /// Seconds that `work` takes by the wall clock.
 double timed(const std::function<void()>& work);
 
-/// Runs all contenders once to warm up and then in turn for the rounds (nine; one when `small()`),
+/// Runs all contenders once to warm up and then in turn for the rounds (21; one when `small()`),
 /// and prints a line of JSON for each: {"row": ..., "contender": ..., "median": s, "rounds":
 /// [...]}.
 void compare(const std::string& row, const std::vector<Contender>& contenders);
