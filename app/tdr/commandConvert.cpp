@@ -44,6 +44,16 @@ class Conversion {
     std::optional<tdr::SharedBlock> pixels_; ///< the whole picture, unless it is a large one
 };
 
+/// A block for the whole picture; none for a large one, or when there is no memory for it.
+std::optional<tdr::SharedBlock> blockFor(const tdr::PictureReader& reader) {
+    const std::size_t bytes = tdr::pictureBytes(reader.width(), reader.height());
+    if (bytes > kLarge) {
+        return {};
+    }
+    auto block = tdr::SharedBlock::create(bytes);
+    return block ? std::optional(std::move(*block)) : std::nullopt;
+}
+
 Outcome<bool> Conversion::run() {
     if (hasExtension(options_.output, ".tag")) {
         return Problem{ExitCode::Failed,
@@ -64,9 +74,7 @@ Outcome<bool> Conversion::run() {
     if (!file) {
         return file.problem();
     }
-    if (auto read = this->read(*picture); !read) {
-        return read;
-    }
+    pixels_ = blockFor(picture->reader);
     std::optional<Session> other; // not needed when the reading driver is through and can go on
     if (!pixels_ || picture->driverName != drivers_.name(*writerDriver)) {
         auto session = drivers_.take(*writerDriver);
@@ -78,29 +86,28 @@ Outcome<bool> Conversion::run() {
             return outputProblem(asked.failure());
         }
     }
+    drivers_.dismissOthers();
+    if (auto read = this->read(*picture); !read) {
+        return read;
+    }
     Session& session = other ? *other : *picture->session;
     auto written = write(*picture, session, *file);
     if (!written) {
         session.passOnLines(session.driver.lastLine()); // that one is in the problem's text
         return written;
     }
-    picture->session->passOnLines();
-    session.passOnLines();
+    for (Session* done : {picture->session.get(), &session}) {
+        done->passOnLines();
+        done->driver.dismiss();
+    }
     return file->commit();
 }
 
-/// Reads the whole picture and lets go of its file, unless the picture is large or there is no
-/// block for it.
+/// Reads the whole picture and lets go of its file, unless it goes line by line.
 Outcome<bool> Conversion::read(PictureFile& picture) {
-    const std::size_t bytes = tdr::pictureBytes(picture.reader.width(), picture.reader.height());
-    if (bytes > kLarge) {
+    if (!pixels_) {
         return true;
     }
-    auto block = tdr::SharedBlock::create(bytes);
-    if (!block) {
-        return true;
-    }
-    pixels_.emplace(std::move(*block));
     auto done = picture.reader.readAll(*pixels_);
     if (done) {
         done = picture.reader.close();

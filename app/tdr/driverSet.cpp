@@ -199,3 +199,11 @@ tdr::Result<Session> DriverSet::take(std::size_t driver) {
     }
     return startSession(entry.program, options_);
 }
+
+void DriverSet::dismissOthers() {
+    for (Entry& entry : entries_) {
+        if (entry.session) {
+            entry.session->driver.dismiss();
+        }
+    }
+}

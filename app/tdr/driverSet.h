@@ -60,6 +60,9 @@ class DriverSet {
     /// A session with a driver for the caller to keep: the one it was asked with, or a new one.
     [[nodiscard]] tdr::Result<Session> take(std::size_t driver);
 
+    /// Has the drivers end that were asked and not taken. They do so while the caller works on.
+    void dismissOthers();
+
   private:
     struct Entry {
         std::filesystem::path program;

@@ -36,6 +36,10 @@ const std::string& Driver::lastLine() const {
     return process_->lastLine();
 }
 
+void Driver::dismiss() {
+    [[maybe_unused]] const Status sent = process_->dismiss(); // end() finds out
+}
+
 Result<DriverEnd> Driver::end() {
     return process_->end();
 }

@@ -282,8 +282,15 @@ Failure DriverProcess::died() {
     return failure;
 }
 
+Status DriverProcess::dismiss() {
+    if (alive() && std::exchange(dismissed_, true)) {
+        return {};
+    }
+    return send({ipc::kClassAction, ipc::kActionKill, {}, {}});
+}
+
 Result<DriverEnd> DriverProcess::end() {
-    Status sent = send({ipc::kClassAction, ipc::kActionKill, {}, {}});
+    Status sent = dismiss();
     if (!sent) {
         return sent.failure();
     }

@@ -71,7 +71,10 @@ class DriverProcess {
     };
     Knowledge known;
 
-    /// Orders the driver to end and waits for it; kills it when it does not go in time.
+    /// Orders the driver to end, once.
+    Status dismiss();
+    /// Orders the driver to end, if that was not done yet, and waits for it; kills it when it does
+    /// not go in time.
     Result<DriverEnd> end();
 
   private:
@@ -96,7 +99,8 @@ class DriverProcess {
     std::string request_;               ///< what was asked last, for messages
     std::chrono::milliseconds limit_{}; ///< how long its answer may take
     std::chrono::steady_clock::time_point deadline_;
-    bool ended_ = false; ///< somebody has waited for the process
+    bool dismissed_ = false; ///< it was ordered to end
+    bool ended_ = false;     ///< somebody has waited for the process
     DriverEnd end_;
 };
 

@@ -179,6 +179,18 @@ TEST_F(SessionTest, aDriverEndsWhenToldTo) {
     EXPECT_FALSE(driver->alive());
 }
 
+TEST_F(SessionTest, aDismissedDriverEndsByItselfAndIsWaitedForOnce) {
+    auto driver = Driver::start(real("nullFilter"));
+    ASSERT_TRUE(driver) << driver.failure().text();
+    driver->dismiss();
+    driver->dismiss();
+    const auto end = driver->end();
+    ASSERT_TRUE(end) << end.failure().text();
+    EXPECT_EQ(end->text(), "exit status 0");
+    EXPECT_FALSE(driver->alive());
+    EXPECT_FALSE(driver->end()) << "the session is over";
+}
+
 TEST_F(SessionTest, aDriverThatDoesNotEndIsKilled) {
     auto driver = start("stubborn", impatient());
     ASSERT_TRUE(driver);

@@ -172,6 +172,10 @@ class Driver {
     Status getTile();
     Status putTile();
 
+    /// Orders the driver to end without waiting for it: it does so while the caller goes on. No
+    /// request may follow; `end` or the destructor still waits.
+    void dismiss();
+
     /// Orders the driver to end and waits for it, as the destructor does, and tells how it ended. A
     /// driver that had to be killed gives `TimedOut`.
     Result<DriverEnd> end();
