@@ -25,7 +25,10 @@ class LineWriter {
     void name(std::string_view head, const char* name) {
         begin(head);
         text::put(stream_, "\"");
-        text::put(stream_, name != nullptr ? name : "");
+        // The form has no escape: a double quote inside a name would end it.
+        for (const char* c = name != nullptr ? name : ""; *c != '\0'; ++c) {
+            putc_unlocked(*c == '"' ? '\'' : *c, stream_);
+        }
         text::put(stream_, "\"\n");
     }
 

@@ -130,6 +130,28 @@ TEST_F(SplineFileTest, LinearTextHasNoHandles) {
     EXPECT_EQ(again->name, nullptr) << "no name is written as an empty one";
 }
 
+TEST_F(SplineFileTest, AQuoteInsideANameBecomesTheOtherKind) {
+    const OwnedSpline spline = bezier();
+    std::free(std::exchange(spline->name, strdup("a\"} b")));
+    const OwnedSpline again = read(fileOf(spline.get(), 0));
+    ASSERT_NE(again, nullptr);
+    EXPECT_STREQ(again->name, "a'} b");
+    EXPECT_EQ(again->keyCount, 2);
+    EXPECT_EQ(notices(), "");
+}
+
+TEST_F(SplineFileTest, OnlyBezierTextHasHandles) {
+    for (std::int32_t type = 0; type < kSplineTypes; ++type) {
+        const OwnedSpline spline = bezier();
+        spline->type = type;
+        const std::string text = bodyOf(spline.get());
+        for (const char* word : {"previous", "next", "constraint", "segment"}) {
+            EXPECT_EQ(text.find(word) != std::string::npos, type == kSplineBezier)
+                << word << " of " << SplineTypeName[type];
+        }
+    }
+}
+
 TEST_F(SplineFileTest, NumbersFillFiveColumnsOfThreeDecimals) {
     FM = 9;
     FD = 1;
