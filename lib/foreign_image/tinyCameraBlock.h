@@ -178,7 +178,11 @@ struct Rows {
                 [](std::FILE* stream, const Record& r) { text::putInt(stream, r.*Member); }};
     }
 
-    /// A word of a choice; a code without a word writes nothing.
+    /// A word of a choice.
+    // Kept: A code without a word is written as its keyword alone.
+    // A reader would expect a default or no line at all. Nothing stands behind the keyword, so that
+    // the next keyword is read in the word's place; files hold such lines, and writers are compared
+    // byte by byte.
     template <auto Member, const Choice& Words>
     static constexpr Row<Block> choice(std::string_view word) {
         return {word,

@@ -59,11 +59,11 @@ Outcome readType(std::FILE* stream, LightBlock& b) {
     return more ? Outcome::Next : Outcome::EndOfFile;
 }
 
-void writeType(std::FILE* stream, const Light& light) {
-    const std::string_view name = table::nameAt(kTypes, light.type);
-    if (!name.empty()) {
-        text::putWord(stream, name);
-    }
+/// A choice but for what an unknown word does.
+constexpr Row typeRow(std::string_view word) {
+    Row row = Rows::choice<&Light::type, kTypeWords>(word);
+    row.read = readType;
+    return row;
 }
 
 Outcome readColour(std::FILE* stream, LightBlock& b) {
@@ -90,7 +90,7 @@ Outcome readColourIndex(std::FILE* stream, LightBlock& b) {
 
 constexpr Row kRows[] = {
     {"LIGHT_NAME", readName, writeName},
-    {"LIGHT_TYPE", readType, writeType},
+    typeRow("LIGHT_TYPE"),
     {"COLOUR", readColour, writeColour},
     Rows::scalar<&Light::fallOffStart, kLightFallOffStart>("FALL_OFF_START"),
     Rows::scalar<&Light::fallOffEnd, kLightFallOffEnd>("FALL_OFF_END"),

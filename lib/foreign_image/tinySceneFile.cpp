@@ -159,6 +159,9 @@ int sceneWriteAsciiAnimation(const char* headerText, float version, const Scene*
         optionPrint("Unable to open file %s", fileName.c_str());
         return 0;
     }
+    // Kept: The message about saving names the scene without its extension.
+    // A reader would expect the name of the file, as in the message about reading. Logs are
+    // searched for both as they are.
     optionPrint("Saving scene file '%s'.\n", scene->name);
     incIndent(0);
     writeScene(file.get(), headerText, version, *scene);
