@@ -237,7 +237,7 @@ TEST_F(LightText, WordsOfOldFiles) {
                    "1 2 3 NEXT ",
                    light.get()),
               1);
-    EXPECT_EQ(light->wireColour, kLightIndexedWireColour);
+    EXPECT_EQ(light->wireColour, 490);
     EXPECT_EQ(light->coneAngle, 30.0F) << "accepted for every type";
     EXPECT_EQ(light->interest.fixed.y, 2.0F);
     EXPECT_EQ(write(light.get()).find("CONE_ANGLE"), std::string::npos) << "but not written";
@@ -253,6 +253,9 @@ constexpr BlockCase kLightCases[] = {
      "LightReadAsciiAnimation: error, unknown select animToken 'HALF'.\n", "unknown HALF 1;"},
     {"unknown type", "LIGHT_TYPE\nLASER Z ", 1, "Z",
      "LightReadAsciiAnimation: error, unknown light type animToken 'LASER'.\n", "unknown LASER 2;"},
+    {"type without a word", "LIGHT_TYPE\nCOLOUR 0.5 1 1 Z ", 1, "0.5",
+     "LightReadAsciiAnimation: error, unknown light type animToken 'COLOUR'.\n",
+     "unknown COLOUR 2;"},
     {"end in an old pair", "WIRE_COLOUR_INDEX 3", 0, "", "", ""},
 };
 

@@ -104,6 +104,15 @@ TEST_F(SceneFile, DefaultsToTheLetter) {
     EXPECT_STREQ(animIndentString, "\n");
 }
 
+TEST_F(SceneFile, BeginsAtTheDepthThatIsSetAndEndsAtNone) {
+    const OwnedScene scene = fresh();
+    setIndentLength(2);
+    const std::string head = "SSCN \n      x v2.60 \n      \n      \n      FRAME 1 ";
+    EXPECT_EQ(write(scene.get()).substr(0, head.size()), head);
+    EXPECT_EQ(animIndentLength, 0);
+    EXPECT_STREQ(animIndentString, "\n");
+}
+
 TEST_F(SceneFile, ReadsEveryRenderingKeywordIntoItsPlace) {
     const OwnedScene scene =
         read("RENDERING_TYPE HARDWARE_LINE RENDERING_FRAME 1 200 2 FRAME_BUFFER ACTIVE OUTPUT_FILE "
@@ -179,9 +188,11 @@ constexpr FrontCase kFrontCases[] = {
      "SceneReadAsciiAnimation: error, unknown animToken 'ONE'.\n"},
     {"unknown at the end", "RATE 9 ONE", "\nRATE 9 ", ""},
     {"words of a layout",
-     "CAMERA_VISIBLE 1 WINDOW_LAYOUT WINDOW_TYPE TOP CAMERA_POSITION 1 2 3 "
-     "PICTURE 'a b' PICTURE_FRAME 1 2 3 4 5 6 DEPTH_CUE 1 2 3 4 5 CAMERA_FOV "
-     "4 MULTI_SELECT 3 RATE 9 ",
+     "CAMERA_VISIBLE 1 WINDOW_LAYOUT WINDOW_TYPE TOP CAMERA_TYPE a GRID_VISIBLE a AXIS_VISIBLE a "
+     "RULER_VISIBLE a FIELD_VISIBLE a X_AXIS_LOCK a Y_AXIS_LOCK a Z_AXIS_LOCK a CAMERA_POSITION 1 "
+     "2 3 CAMERA_INTEREST 1 2 3 MINIMUM_VIEW 1 2 3 MAXIMUM_VIEW 1 2 3 DELTA 1 2 3 CAMERA_FOV 1 "
+     "CAMERA_ASPECT 1 CAMERA_NEAR 1 DISPLAY_TYPE 1 PICTURE 'a b' PICTURE_FRAME 1 2 3 4 5 6 "
+     "DEPTH_CUE 1 2 3 4 5 MULTI_SELECT 3 RATE 9 ",
      "\nPAUSE 0 \nRATE 9 \nRENDERING_TYPE WIRE_FRAME ", ""},
     {"cut short", "FRAME 5 6", "\nFRAME 5 6 1 1 ", ""},
 };
@@ -193,6 +204,26 @@ TEST_F(SceneFile, ReadsAndWritesItsLines) {
         EXPECT_EQ(complaints(), test.messages);
         const std::string text = write(scene.get());
         EXPECT_NE(text.find(test.find), std::string::npos) << text;
+    }
+}
+
+TEST_F(SceneFile, FrameNumbersGoToTheirMembers) {
+    const OwnedScene scene = read("FRAME 1 2 3 4 ");
+    EXPECT_EQ(scene->frameStart, 1);
+    EXPECT_EQ(scene->frameEnd, 2);
+    EXPECT_EQ(scene->frameThird, 3);
+    EXPECT_EQ(scene->frameFourth, 4);
+}
+
+TEST_F(SceneFile, PictureFormatsStandAtTheirCodes) {
+    int code = 0;
+    for (const std::string word :
+         {"35MM_137", "35MM_166", "35MM_185", "70MM_PANAVISION", "70MM_IMAX", "70MM_OMNIMAX",
+          "NTSC", "PAL", "HDTV", "SLIDE_35MM", "6CM_X_6CM", "6CM_X_9CM", "4IN_X_5IN",
+          "CUSTOM_ASPECT", "CUSTOM_SIZE"}) {
+        const OwnedScene scene = read("PICTURE FORMAT_TYPE " + word + " ");
+        EXPECT_EQ(scene->rendering.picture.format, code++) << word;
+        EXPECT_NE(write(scene.get()).find("   FORMAT_TYPE " + word + " \n"), std::string::npos);
     }
 }
 

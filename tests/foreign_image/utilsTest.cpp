@@ -282,6 +282,11 @@ TEST_F(UtilsTest, TriplesReadNumbersOrCurves) {
     for (const Fcurve* each : read) {
         EXPECT_EQ(fcurveValue(each, 0.0F), 9.0F);
     }
+    const Input cut("CURVE_TYPE CAM_FOV KEYS 0 CURVE_TYPE CAM_FOV KEYS 0 CURVE_TYPE");
+    EXPECT_EQ(
+        value3ReadAsciiAnimation(cut, nullptr, nullptr, nullptr, &read[0], &read[1], &read[2]), 1)
+        << "one curve that could be read is enough";
+    EXPECT_EQ(read[2], nullptr);
     fcurveArrayDispose(read, 3);
 }
 
