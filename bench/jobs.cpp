@@ -27,6 +27,8 @@ constexpr const char* kImageMagick = "convert-im6.q16";
 /// Compression level at which both sides write PNG.
 constexpr const char* kPngLevel = "2";
 
+constexpr int kRounds = 9;
+
 /// Runs a command and tells how long it took from start to end.
 double run(std::vector<std::string> command) {
     std::vector<char*> argv;
@@ -76,12 +78,14 @@ void measure(const bench::BenchPicture& picture, const fs::path& folder) {
              command("ImageMagick SGI",
                      {kImageMagick, "-compress", "RLE", file("raw.pam"), file("b.sgi")}),
              command("ImageMagick TGA",
-                     {kImageMagick, "-compress", "RLE", file("raw.pam"), file("b.tga")})});
+                     {kImageMagick, "-compress", "RLE", file("raw.pam"), file("b.tga")})},
+            kRounds);
     compare("convert to PNG " + picture.name,
             {command("ImageMagick",
                      {kImageMagick, file("raw.pam"), "-define",
                       std::string("png:compression-level=") + kPngLevel, file("peer.png")}),
-             command("ours", {kTdr, "convert", file("a.pic"), file("b.png")})});
+             command("ours", {kTdr, "convert", file("a.pic"), file("b.png")})},
+            kRounds);
 }
 
 } // namespace

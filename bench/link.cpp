@@ -208,21 +208,22 @@ void measureCaches(const bench::BenchPicture& picture) {
 
 /// From the start of a bare program to its connection.
 double startHello() {
-    return timed([] {
+    pid_t child = -1;
+    const double seconds = timed([&child] {
         unsigned short port = 0;
         const int listening = createsocket(&port);
         std::string path = TDR_BENCH_DIR "/helloChild";
         std::string option = "-ipc_link_port";
         std::string number = std::to_string(port);
         char* const argv[] = {path.data(), option.data(), number.data(), nullptr};
-        pid_t child = -1;
         if (posix_spawn(&child, path.c_str(), nullptr, nullptr, argv, environ) != 0) {
             throw std::runtime_error("cannot start " + path);
         }
         close(accept(listening, nullptr, nullptr));
         close(listening);
-        waitpid(child, nullptr, 0);
     });
+    waitpid(child, nullptr, 0);
+    return seconds;
 }
 
 double startDriver() {

@@ -53,7 +53,7 @@ def targets():
     yield "convert to PIC, photograph", "convert to PIC", "ours", "ImageMagick TGA", TIME, None, None
     yield "convert to PNG, photograph", "convert to PNG", "ours", "ImageMagick", TIME, 0.8, 0.6
     yield "memory of a driver, line by line", "driver memory", "bytes", None, SIZE, 5, 3.5
-    # Numbers as text: 16 and 9.5 times were measured; half as much again would be a step back.
+    # 16 and 9.5 times were measured; half as much again would be a step back.
     yield "50 MB scene: read", "scene read", "ours", "fread", TIME, 25, 16
     yield "50 MB scene: write", "scene write", "ours", "fwrite", TIME, 15, 10
     for keys in (1000, 30000):

@@ -13,8 +13,6 @@ namespace bench {
 
 namespace {
 
-constexpr int kRounds = 21;
-
 double median(std::vector<double> values) {
     const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
     std::nth_element(values.begin(), middle, values.end());
@@ -41,12 +39,12 @@ double timed(const std::function<void()>& work) {
     return wallSeconds() - start;
 }
 
-void compare(const std::string& row, const std::vector<Contender>& contenders) {
+void compare(const std::string& row, const std::vector<Contender>& contenders, int rounds) {
     std::vector<std::vector<double>> seconds(contenders.size());
     for (const Contender& contender : contenders) {
         contender.run();
     }
-    for (int round = 0; round < (small() ? 1 : kRounds); ++round) {
+    for (int round = 0; round < (small() ? 1 : rounds); ++round) {
         for (std::size_t i = 0; i < contenders.size(); ++i) {
             seconds[i].push_back(contenders[i].run());
         }

@@ -21,10 +21,10 @@ double wallSeconds();
 /// Seconds that `work` takes by the wall clock.
 double timed(const std::function<void()>& work);
 
-/// Runs all contenders once to warm up and then in turn for the rounds (21; one when `small()`),
+/// Runs all contenders once to warm up and then in turn for the rounds (one when `small()`),
 /// and prints a line of JSON for each: {"row": ..., "contender": ..., "median": s, "rounds":
 /// [...]}.
-void compare(const std::string& row, const std::vector<Contender>& contenders);
+void compare(const std::string& row, const std::vector<Contender>& contenders, int rounds = 21);
 
 /// Prints a figure that is no time as such a line.
 void report(const std::string& row, const std::string& contender, double value);
