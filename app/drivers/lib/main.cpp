@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <fcntl.h>
 #include <memory>
 #include <string_view>
@@ -89,9 +90,7 @@ int main(int argc, char** argv) {
     makeFileSizeLimitAnError();
     std::unique_ptr<TDR_Driver> driver(createDriver(arguments.port));
     if (driver == nullptr || driver->status != 0) {
-        // A driver that never worked has nothing to shut down: it is kept, not destroyed.
-        [[maybe_unused]] static TDR_Driver* unusable = driver.release();
-        return kNoDriver;
+        std::_Exit(kNoDriver); // a driver that never worked has nothing to shut down
     }
     if (arguments.predicate) {
         return answerPredicate(*driver, arguments.port != 0);
