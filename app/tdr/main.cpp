@@ -11,7 +11,7 @@ namespace {
 
 /// In the order of the help.
 constexpr void (*kSubcommands[])(CLI::App&, Command&) = {
-    addDrivers, addQuery, addInfo, addConvert, addCompare, addView, addScene,
+    addDrivers, addQuery, addInfo, addConvert, addCompare, addView, addScene, addPlot,
 };
 
 void addSharedOptions(CLI::App& app, DriverOptions& drivers) {

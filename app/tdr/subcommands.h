@@ -22,3 +22,4 @@ void addConvert(CLI::App& app, Command& command);
 void addCompare(CLI::App& app, Command& command);
 void addView(CLI::App& app, Command& command);
 void addScene(CLI::App& app, Command& command);
+void addPlot(CLI::App& app, Command& command);

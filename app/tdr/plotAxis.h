@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+// Axes: from values to places in the picture, with ticks at round numbers.
+#pragma once
+
+#include <string>
+#include <vector>
+
+/// A range of values. Grows by `add`; what is no finite number is passed over.
+struct PlotRange {
+    double least = 0;
+    double most = 0;
+    bool empty = true;
+
+    void add(double value);
+    /// The range with room around it: `share` of its size at each end, at least `atLeast`; around
+    /// 0 when it is empty.
+    [[nodiscard]] PlotRange widened(double share, double atLeast) const;
+    [[nodiscard]] double size() const { return most - least; }
+};
+
+struct PlotTick {
+    double value;
+    std::string label;
+};
+
+/// A linear scale: `range.least` lies at `from`, `range.most` at `to`.
+class PlotAxis {
+  public:
+    PlotAxis(const PlotRange& range, double from, double to);
+
+    [[nodiscard]] double place(double value) const;
+    /// The value at a share of the axis, 0 to 1.
+    [[nodiscard]] double at(double share) const;
+    /// Pixels for one unit of value; negative where the axis runs upwards.
+    [[nodiscard]] double perUnit() const { return (to_ - from_) / range_.size(); }
+    [[nodiscard]] const PlotRange& range() const { return range_; }
+
+    /// Width in pixels that the labels of such ticks take in the pictures' tick style.
+    [[nodiscard]] double labelWidth(int most) const;
+
+    /// At most `most` ticks at multiples of 1, 2 or 5 times a power of ten.
+    [[nodiscard]] std::vector<PlotTick> ticks(int most) const;
+
+  private:
+    PlotRange range_;
+    double from_;
+    double to_;
+};
