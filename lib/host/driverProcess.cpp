@@ -106,6 +106,7 @@ Result<std::unique_ptr<DriverProcess>> DriverProcess::start(const std::filesyste
     peerOptions.localId = process->options_.hostId;
     peerOptions.localSubId = process->options_.hostSubId;
     peerOptions.limit = process->options_.limits.start;
+    peerOptions.cancelFd = interruptFd();
     peerOptions.captureStderr = true;
     ipc::PeerStart started = ipc::startPeer(peerOptions);
     process->peer_ = std::move(started.peer);
@@ -123,6 +124,9 @@ Result<std::unique_ptr<DriverProcess>> DriverProcess::start(const std::filesyste
 Failure DriverProcess::startFailure(const ipc::PeerStart& start) {
     lines_.finish();
     peer_.socket.reset();
+    if (start.failure == ipc::PeerFailure::Cancelled) {
+        return interruption();
+    }
     Failure failure{FailureKind::CouldNotStart,
                     program_.string() + " could not be started: " + ipc::describe(start.failure),
                     {},
@@ -228,7 +232,7 @@ Status DriverProcess::awaitPacket() {
         const int count = ::poll(watched.data(), watched.size(), ipc::pollTimeout(deadline_));
         if (pollReadable(watched[2])) {
             kill();
-            return Failure{FailureKind::Interrupted, requestText() + ": interrupted", {}, {}};
+            return interruption();
         }
         if (pollReadable(watched[1])) {
             lines_.drain();
@@ -253,6 +257,10 @@ bool DriverProcess::packetIs(std::int16_t messageClass, std::int16_t code) const
 
 std::string DriverProcess::requestText() const {
     return program_.filename().string() + ": " + request_;
+}
+
+Failure DriverProcess::interruption() const {
+    return {FailureKind::Interrupted, requestText() + ": interrupted", {}, {}};
 }
 
 Failure DriverProcess::refused() {

@@ -88,6 +88,7 @@ class DriverProcess {
     /// Makes sure that the process is gone, waits for it and lets go of the link.
     DriverEnd kill();
     Failure died();
+    [[nodiscard]] Failure interruption() const;
     Failure startFailure(const ipc::PeerStart& start);
     [[nodiscard]] std::string requestText() const;
 

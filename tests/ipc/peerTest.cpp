@@ -7,6 +7,7 @@
 #include "ipc_socket.h"
 #include "support/captureStderr.h"
 #include "support/leakCounters.h"
+#include "support/processState.h"
 #include "support/tempDir.h"
 
 #include <algorithm>
@@ -15,6 +16,7 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/wait.h>
 #include <thread>
 
@@ -189,6 +191,33 @@ TEST_F(PeerStarting, ABadPeerIsEndedReapedAndExplained) {
             EXPECT_EQ(start.code, bad.code);
         }
         EXPECT_EQ(ours.text(), "") << "the inner starter is silent";
+    }
+}
+
+bool isChildAsleep() {
+    const auto children = support::childrenOf(getpid());
+    return !children.empty() && support::stateOf(*children.begin()) == 'S';
+}
+
+TEST_F(PeerStarting, AStartIsGivenUpAtOnce) {
+    for (const char* behaviour : {"never", "silent"}) {
+        SCOPED_TRACE(behaviour);
+        const base::UniqueFd cancel(eventfd(0, EFD_CLOEXEC));
+        ipc::PeerOptions options = optionsFor(program(behaviour));
+        options.limit.reset(); // nothing else ends the wait
+        options.cancelFd = cancel.get();
+        std::thread other([&] {
+            while (!isChildAsleep()) { // "never" just runs, "silent" has connected by then
+                std::this_thread::yield();
+            }
+            eventfd_write(cancel.get(), 1);
+        });
+        ipc::PeerStart start = ipc::startPeer(options);
+        other.join();
+        EXPECT_EQ(start.failure, PeerFailure::Cancelled) << describe(start.failure);
+        EXPECT_FALSE(support::hasChildren());
+        EXPECT_EQ(ipc::startPeer(options).failure, PeerFailure::Cancelled);
+        EXPECT_FALSE(support::hasChildren()) << "started although it was cancelled before";
     }
 }
 

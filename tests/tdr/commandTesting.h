@@ -4,6 +4,7 @@
 
 #include "base/uniqueFd.h"
 #include "support/leakCounters.h"
+#include "support/processState.h"
 #include "support/tempDir.h"
 
 #include <csignal>
@@ -65,25 +66,8 @@ inline testing::AssertionResult contains(const std::string& text, const std::str
     return testing::AssertionFailure() << "\"" << part << "\" is not in:\n" << text;
 }
 
-/// Pids of the children of `parent`.
-inline std::set<pid_t> childrenOf(pid_t parent) {
-    const std::string pid = std::to_string(parent);
-    std::ifstream list("/proc/" + pid + "/task/" + pid + "/children");
-    std::set<pid_t> children;
-    for (pid_t child = 0; list >> child;) {
-        children.insert(child);
-    }
-    return children;
-}
-
-/// The letter of a process's state, or 0 when there is no such process.
-inline char stateOf(pid_t pid) {
-    std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
-    std::string id;
-    std::string name;
-    char state = 0;
-    return stat >> id >> name >> state ? state : '\0';
-}
+using support::childrenOf;
+using support::stateOf;
 
 /// One run of the command, from its start to its end.
 class Running {

@@ -52,6 +52,7 @@ constexpr std::array kDescriptions = {
     "the program refused",
     "the program's first packet was no init request",
     "the init request could not be answered",
+    "the start was given up",
 };
 
 PeerFailure checkProgram(const PeerOptions& options) {
@@ -158,16 +159,23 @@ bool hasEnded(const Peer& peer, int milliseconds = 0) {
     return !peer.pidFd.valid() || poll(&watched, 1, milliseconds) > 0;
 }
 
+bool isCancelled(const PeerOptions& options) {
+    pollfd watched{options.cancelFd, POLLIN, 0};
+    return poll(&watched, 1, 0) > 0; // never for a descriptor of -1
+}
+
 bool worthAnotherTry(int error) {
     return error == EAGAIN || error == EWOULDBLOCK || error == EINTR || error == ECONNABORTED;
 }
 
 /// Waits until the peer connects, ends, or is late. What it did last before its end, it did before
 /// the end was seen: so its connection is looked for once more after that.
-PeerFailure awaitConnection(int listener, Deadline deadline, Peer& peer) {
+PeerFailure awaitConnection(const PeerOptions& options, int listener, Deadline deadline,
+                            Peer& peer) {
     bool ended = hasEnded(peer);
     for (;;) {
-        pollfd watched[] = {{listener, POLLIN, 0}, {peer.pidFd.get(), POLLIN, 0}};
+        pollfd watched[] = {
+            {listener, POLLIN, 0}, {peer.pidFd.get(), POLLIN, 0}, {options.cancelFd, POLLIN, 0}};
         const int left = pollTimeout(deadline);
         const int longest = ended ? 0 : kTryMilliseconds;
         (void)poll(watched, std::size(watched), left < 0 ? longest : std::min(left, longest));
@@ -181,6 +189,9 @@ PeerFailure awaitConnection(int listener, Deadline deadline, Peer& peer) {
         if (ended) {
             errno = ESRCH;
             return PeerFailure::Died;
+        }
+        if (isCancelled(options)) {
+            return PeerFailure::Cancelled;
         }
         ended = hasEnded(peer);
         if (left == 0 && !ended) {
@@ -221,6 +232,9 @@ PeerFailure launch(const PeerOptions& options, Deadline deadline, Peer& peer) {
     if (const PeerFailure failure = checkProgram(options); failure != PeerFailure::None) {
         return failure;
     }
+    if (isCancelled(options)) {
+        return PeerFailure::Cancelled;
+    }
     if (options.ignoreChildSignal) {
         std::signal(SIGCHLD, SIG_IGN);
     }
@@ -237,11 +251,26 @@ PeerFailure launch(const PeerOptions& options, Deadline deadline, Peer& peer) {
     }
     failure = spawn(options, port, stderrWriteEnd.get(), peer);
     stderrWriteEnd.reset();
-    return failure != PeerFailure::None ? failure : awaitConnection(listener.get(), deadline, peer);
+    return failure != PeerFailure::None ? failure
+                                        : awaitConnection(options, listener.get(), deadline, peer);
+}
+
+/// Waits for the first byte of the peer's first packet, or for the deadline. False when the start
+/// is to be given up.
+bool awaitPacket(const PeerOptions& options, Deadline deadline, const Peer& peer) {
+    int count = 0;
+    do {
+        pollfd watched[] = {{peer.socket.get(), POLLIN, 0}, {options.cancelFd, POLLIN, 0}};
+        count = poll(watched, std::size(watched), pollTimeout(deadline));
+    } while (count < 0 && errno == EINTR);
+    return !isCancelled(options);
 }
 
 /// Reads the peer's first packet and answers it.
 PeerFailure greet(const PeerOptions& options, Deadline deadline, PeerStart& start) {
+    if (!awaitPacket(options, deadline, start.peer)) {
+        return PeerFailure::Cancelled;
+    }
     IPC_DataPacket first;
     const PacketRead read = receivePacket(start.peer.socket.get(), first, deadline);
     errno = read.error;
@@ -279,7 +308,7 @@ PeerStart finish(PeerStart start, PeerFailure failure, bool waitForIt) {
 } // namespace
 
 const char* describe(PeerFailure failure) {
-    static_assert(kDescriptions.size() == static_cast<std::size_t>(PeerFailure::Reply) + 1);
+    static_assert(kDescriptions.size() == static_cast<std::size_t>(PeerFailure::Cancelled) + 1);
     return kDescriptions[static_cast<std::size_t>(failure)];
 }
 

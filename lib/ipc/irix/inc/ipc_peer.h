@@ -28,6 +28,10 @@ struct PeerOptions {
     /// Limit for the peer to connect and to send its init request; nothing: as long as it lives.
     std::optional<std::chrono::milliseconds> limit;
 
+    /// A descriptor that becomes readable when the start is to be given up (an eventfd, a
+    /// signalfd); -1: none. It is only watched, not read, and stays the caller's.
+    int cancelFd = -1;
+
     /// Start only when the program is not being executed already.
     bool onlyIfNotRunning = false;
 
@@ -65,6 +69,7 @@ enum class PeerFailure {
     Refused, ///< it answered kill
     UnknownRequest, ///< its first packet was no init request; `code`
     Reply,          ///< the answer could not be sent
+    Cancelled,      ///< `cancelFd` became readable
 };
 
 /// A short text for a failure, as the end of a sentence ("the program is not executable").
