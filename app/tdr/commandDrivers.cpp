@@ -44,7 +44,7 @@ ExitCode listDrivers(const DriverOptions& options) {
         if (row) {
             table.add(std::move(*row));
         } else {
-            exit = worse(exit, complain(problemWith(program.string(), row.failure())));
+            exit = worse(exit, complain(problemWith(row.failure())));
         }
     }
     return worse(exit, say(table.text()));

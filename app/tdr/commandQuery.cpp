@@ -105,14 +105,14 @@ ExitCode queryDriver(const DriverOptions& options, const std::string& name) {
     }
     auto session = startSession(*program, options);
     if (!session) {
-        return complain(problemWith(name, session.failure()));
+        return complain(problemWith(session.failure()));
     }
     ExitCode exit = ExitCode::Done;
     Table table({"CODE", "QUERY", "ANSWER"});
     for (const QueryRow& row : kQueries) {
         const Text answer = row.ask(session->driver);
         if (!answer && !session->driver.alive()) {
-            return complain(problemWith(name, answer.failure()));
+            return complain(problemWith(answer.failure()));
         }
         if (!answer) {
             exit = ExitCode::Failed;

@@ -18,6 +18,7 @@ void addSharedOptions(CLI::App& app, DriverOptions& drivers) {
     app.add_option("--driver-dir", drivers.directories,
                    "Folder to look for drivers in, before tdr's own (may be repeated)")
         ->type_name("DIR")
+        ->check(CLI::ExistingDirectory)
         ->allow_extra_args(false);
     app.add_option("--timeout", drivers.timeout,
                    "Seconds to wait for an answer of a driver (default: 20 for its start, 120 for "
@@ -44,7 +45,10 @@ ExitCode run(int argc, char** argv) {
         app.exit(wanted, text, text);
         return say(text.str());
     } catch (const CLI::ParseError& error) {
-        app.exit(error);
+        // A word that nobody knows explains more than what is missing because of it.
+        const auto unknown = app.remaining(true);
+        complain(unknown.empty() ? error.what() : "unknown argument: " + unknown.front());
+        complain("'tdr --help' shows what there is");
         return ExitCode::Usage;
     }
     return command.exit;

@@ -19,6 +19,10 @@ ExitCode exitCodeOf(tdr::FailureKind kind) {
     return ExitCode::Failed;
 }
 
+Problem problemWith(const tdr::Failure& failure) {
+    return {exitCodeOf(failure.kind), failure.text()};
+}
+
 Problem problemWith(std::string_view file, const tdr::Failure& failure) {
     return {exitCodeOf(failure.kind), std::string(file) + ": " + failure.text()};
 }

@@ -52,6 +52,9 @@ class [[nodiscard]] Outcome {
 /// The exit status that goes with a failed call of the host library.
 [[nodiscard]] ExitCode exitCodeOf(tdr::FailureKind kind);
 
+/// "softimageFilter: get vendor name: refused: ...": the driver is the subject itself.
+[[nodiscard]] Problem problemWith(const tdr::Failure& failure);
+
 /// "a.pic: softimageFilter: get line: refused: ...".
 [[nodiscard]] Problem problemWith(std::string_view file, const tdr::Failure& failure);
 

@@ -13,24 +13,30 @@ using commandTesting::contains;
 using commandTesting::Ended;
 
 TEST_F(CommandTest, usageErrorsExitWith2AndSayNothingOnStdout) {
-    const std::vector<std::vector<std::string>> lines = {
-        {},
-        {"nosuch"},
-        {"query"},
-        {"query", "a", "b"},
-        {"info"},
-        {"info", "--jsn", "a"},
-        {"convert", "a"},
-        {"convert", "a", "b", "c"},
-        {"drivers", "--timeout", "soon"},
-        {"drivers", "--timeout", "0"},
+    struct Case {
+        std::vector<std::string> line;
+        const char* says;
     };
-    for (const auto& line : lines) {
-        const Ended ended = run(line);
-        SCOPED_TRACE(testing::PrintToString(line));
+    const Case cases[] = {
+        {{}, "subcommand"},
+        {{"nosuch"}, "nosuch"},
+        {{"query"}, "driver"},
+        {{"query", "a", "b"}, "argument: b"},
+        {{"info"}, "files"},
+        {{"info", "-b.pic"}, "argument: -b.pic"},
+        {{"info", "--jsn", "a"}, "--jsn"},
+        {{"convert", "a"}, "out"},
+        {{"convert", "a", "b", "c"}, "argument: c"},
+        {{"drivers", "--timeout", "soon"}, "soon"},
+        {{"drivers", "--timeout", "0"}, "--timeout"},
+        {{"drivers", "--driver-dir", "/nowhere"}, "/nowhere"},
+    };
+    for (const Case& c : cases) {
+        const Ended ended = run(c.line);
+        SCOPED_TRACE(testing::PrintToString(c.line));
         EXPECT_EQ(ended.exit, 2);
         EXPECT_EQ(ended.out, "");
-        EXPECT_NE(ended.err, "");
+        EXPECT_TRUE(contains(ended.err, c.says));
     }
 }
 
@@ -97,6 +103,23 @@ TEST_F(CommandTest, aDriverThatFailsExitsWith3AndItsReason) {
     const Ended refused = run({"query", "refusesFilter", "--driver-dir", folder});
     EXPECT_EQ(refused.exit, 1) << "it is alive and answers";
     EXPECT_TRUE(contains(refused.out, "cannot do that"));
+}
+
+TEST_F(CommandTest, aSignalEndsTheWaitForADriverThatHangsInItsStart) {
+    const std::string folder = driverFolder({"mute", "silent"});
+    for (const char* driver : {"muteFilter", "silentFilter"}) {
+        auto running = startRun({"query", driver, "--driver-dir", folder, "--timeout", "100000"});
+        pid_t child = 0;
+        while (commandTesting::stateOf(child) != 'S') {
+            const auto children = commandTesting::childrenOf(running.pid());
+            child = children.empty() ? 0 : *children.begin();
+        }
+        kill(running.pid(), SIGTERM);
+        const Ended ended = running.wait();
+        EXPECT_EQ(ended.signal, SIGTERM) << driver;
+        EXPECT_TRUE(contains(ended.err, std::string(driver) + ": start: interrupted"));
+        EXPECT_EQ(commandTesting::stateOf(child), '\0') << driver << " is left";
+    }
 }
 
 TEST_F(CommandTest, infoTellsWhoReadsAFileAndItsSize) {
