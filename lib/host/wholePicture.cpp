@@ -18,8 +18,8 @@ Failure badArgument(const char* what) {
     return {FailureKind::BadArgument, what, {}, {}};
 }
 
-/// Has the system map a picture's memory in one call before it is filled: a third of the time of a
-/// page fault for every page. Only a hint: an older system ignores it.
+/// Has the system map a picture's memory in one call before it is filled, instead of by a page
+/// fault for every page. Only a hint: an older system ignores it.
 void populate(std::span<std::uint8_t> bytes) {
 #ifdef MADV_POPULATE_WRITE // since Linux 5.14
     static_cast<void>(::madvise(bytes.data(), bytes.size(), MADV_POPULATE_WRITE));

@@ -48,8 +48,8 @@ bool TDR_SoftimageFilter::startTransfer(const char* name, int mode) {
     lineOffsets.reset(new (std::nothrow) std::uint64_t[lines]{});
     lineCache.reset(new (std::nothrow) std::unique_ptr<std::uint8_t[]>[lines]);
     if (picture && writing) {
-        // Large writes: with the system's buffer of 4 KiB a picture takes twice the time in the
-        // kernel. The GNU library lets a stream that is in use have another buffer.
+        // Large pieces instead of the system's 4 KiB. The GNU library lets a stream that is in use
+        // have another buffer.
         if (!streamBuffer) {
             streamBuffer.reset(new (std::nothrow) char[kStreamBuffer]);
         }
