@@ -93,13 +93,15 @@ TEST_F(FilterTest, AllSixteenBitsOfTheLargestSizeAreServed) {
 
 TEST_F(FilterTest, UnsupportedChannelsStayOpenButServeNothing) {
     const auto path =
-        folder.write("a.pic", picHeader(2, 2, "010800C0 00080020") + std::string(12, 'x'));
+        folder.write("a.pic", picHeader(2, 3, "010800E0 00080000") + std::string(18, 'x'));
     const auto good = folder.write("b.pic", picHeader(1, 1, kRgbaRaw) + bytes(kPixelRaw));
     {
         const support::CaptureStderr said;
         EXPECT_EQ(filter.read(path), -1);
         EXPECT_EQ(said.text(), "Softimage Filter: Unable to open file '" + path +
                                    "' - Unsupported pixel format.\n");
+        EXPECT_EQ(filter.bounds[3], 3) << "what was found before the refusal stays";
+        EXPECT_EQ(filter.currentFormat, -99);
         std::string block(64, '\0');
         EXPECT_EQ(filter.get(block, 0), -1);
         EXPECT_EQ(filter.put(block, 0), -1);
@@ -173,7 +175,9 @@ TEST_F(FilterTest, ConnectingAgainClosesTheFileAndRunsTheCommand) {
 
 TEST_F(FilterTest, WritingStartsAFileAnew) {
     const std::string path = folder.write("a.pic", std::string(1000, 'x'));
-    ASSERT_EQ(filter.write(path, 1, 1), 0);
+    ASSERT_EQ(filter.setPixelFormat(0), 0);
+    ASSERT_EQ(filter.setBounds(0, 0, 1, 1), 0);
+    ASSERT_EQ(filter.connect(path, 2), 0) << "every mode but 0 is for writing";
     EXPECT_EQ(filter.lastWrittenLine, -1);
     ASSERT_EQ(filter.put(bytes("04030201"), 0), 0);
     ASSERT_EQ(filter.disconnectFromFile(), 1);

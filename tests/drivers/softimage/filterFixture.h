@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A filter without a link whose inner state can be seen, and files built byte by byte.
+// A filter, usually without a link, whose inner state can be seen, and files built byte by byte.
 #pragma once
 
 #include "TDR_SoftimageFilter.h"
@@ -17,7 +17,7 @@
 /// The filter, driven as the framework drives it: blocks have a real size, the name is in fileName.
 class TestFilter : public TDR_SoftimageFilter {
   public:
-    TestFilter() : TDR_SoftimageFilter(0) {}
+    explicit TestFilter(int port = 0) : TDR_SoftimageFilter(port) {}
 
     using TDR_SoftimageFilter::accessModes;
     using TDR_SoftimageFilter::bounds;

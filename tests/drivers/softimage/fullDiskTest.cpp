@@ -59,6 +59,20 @@ TEST_F(FullDisk, AfterAFailureEveryPutIsAnError) {
     expectOneReason(said.text(), path, "No space left on device");
 }
 
+TEST_F(FullDisk, AMattesFailureIsAnsweredBeforeItsClose) {
+    const std::string path = full("a.tag");
+    const support::CaptureStderr said;
+    filter.tagChannelCount = 253; // 506 bytes a line
+    ASSERT_EQ(filter.write(path, 20, 100, 1), 0);
+    int written = 0;
+    for (long y = 99; y >= 0; --y) {
+        written += filter.put(std::string(20, '\1'), y) == 0 ? 1 : 0;
+    }
+    EXPECT_LE(written, 20) << "no more than a stream's buffer takes";
+    EXPECT_EQ(filter.disconnectFromFile(), -1);
+    expectOneReason(said.text(), path, "No space left on device");
+}
+
 TEST_F(FullDisk, AWholePictureOnAFullDiskIsAnError) {
     const support::CaptureStderr said;
     const std::string path = full("a.pic");
@@ -79,25 +93,73 @@ TEST_F(FullDisk, ConnectingAgainTellsOfTheLossAndRunsNoCommand) {
     EXPECT_EQ(filter.disconnectFromFile(), 1);
 }
 
-TEST_F(FullDisk, AFileSizeLimitIsAnErrorToo) {
-    std::signal(SIGXFSZ, SIG_IGN);
-    const std::string path = folder / "a.pic";
-    const support::CaptureStderr said;
-    ASSERT_EQ(filter.write(path, kWidth, 40), 0);
-    rlimit limit{};
-    getrlimit(RLIMIT_FSIZE, &limit);
-    const rlimit small{20000, limit.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &small);
-    int failed = 0;
-    for (long y = 39; y >= 0; --y) {
-        failed += filter.put(noise(), y) == 0 ? 0 : 1;
+/// No file grows beyond so many bytes while this lives. (Enough for a line on stderr.)
+class FileSizeLimit {
+  public:
+    explicit FileSizeLimit(rlim_t bytes) {
+        std::signal(SIGXFSZ, SIG_IGN);
+        getrlimit(RLIMIT_FSIZE, &before_);
+        const rlimit small{bytes, before_.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &small);
     }
-    const int closed = filter.disconnectFromFile();
-    setrlimit(RLIMIT_FSIZE, &limit);
-    std::signal(SIGXFSZ, SIG_DFL);
-    EXPECT_GE(failed, 25) << "more than the limit and the buffer take";
-    EXPECT_EQ(closed, -1);
-    expectOneReason(said.text(), path, "File too large");
+    ~FileSizeLimit() {
+        setrlimit(RLIMIT_FSIZE, &before_);
+        std::signal(SIGXFSZ, SIG_DFL);
+    }
+    FileSizeLimit(const FileSizeLimit&) = delete;
+    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+  private:
+    rlimit before_{};
+};
+
+/// Writes a file of `height` lines; whether every request was answered with OK. Once one was not,
+/// none is.
+bool writeAll(TestFilter& filter, const std::string& path, int format,
+              const std::vector<long>& order) {
+    constexpr int kTagChannels = 253; // so that a line of a matte is worth mentioning
+    const auto height = static_cast<long>(order.size());
+    filter.tagChannelCount = kTagChannels;
+    bool fine = filter.write(path, kWidth, height, format) == 0;
+    for (const long y : order) {
+        const bool put = filter.put(noise(), y) == 0;
+        EXPECT_TRUE(fine || !put) << "an OK after an error";
+        fine = put && fine;
+    }
+    return filter.disconnectFromFile() == 1 && fine;
+}
+
+TEST_F(FullDisk, WhereverADiskEndsOnlyOksMeanAWholeFile) {
+    const struct {
+        const char* name;
+        const char* file;
+        int format;
+        std::vector<long> order;
+    } cases[] = {
+        {"from the top", "a.pic", 0, {3, 2, 1, 0}},
+        {"all but one kept", "b.pic", 0, {0, 1, 2, 3}},
+        {"a matte", "c.tag", 1, {5, 4, 3, 2, 1, 0}},
+    };
+    for (const auto& c : cases) {
+        const std::string path = folder / c.file;
+        ASSERT_TRUE(writeAll(filter, path, c.format, c.order));
+        const std::string whole = fileBytes(path);
+        ASSERT_GT(whole.size(), 3000U) << c.name;
+        for (std::size_t lacking = 0; lacking + 300 < whole.size();
+             lacking += lacking == 0 ? 1 : 401) {
+            SCOPED_TRACE(std::string(c.name) + ", lacking " + std::to_string(lacking) + " of " +
+                         std::to_string(whole.size()));
+            const FileSizeLimit full(whole.size() - lacking);
+            const support::CaptureStderr said;
+            EXPECT_EQ(writeAll(filter, path, c.format, c.order), lacking == 0);
+            if (lacking == 0) {
+                EXPECT_EQ(said.text(), "");
+                EXPECT_EQ(fileBytes(path), whole);
+            } else {
+                expectOneReason(said.text(), path, "File too large");
+            }
+        }
+    }
 }
 
 } // namespace

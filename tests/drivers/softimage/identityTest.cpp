@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Who the filter says it is, and what the host may choose before and while a file is open.
 #include "filterFixture.h"
+#include "support/fakeHost.h"
 
 namespace {
 
@@ -36,6 +37,23 @@ TEST_F(FilterTest, MatteFormatHasOneEntryForEachChannelAndOutlivesTheFile) {
     EXPECT_EQ(formatReply(filter, 1), (std::vector{3, 1, 1, 2, 2, 2}));
     filter.disconnectFromFile();
     EXPECT_EQ(formatReply(filter, 1), (std::vector{3, 1, 1, 2, 2, 2}));
+}
+
+TEST_F(FilterTest, TheMatteFormatIsAnsweredLikeEveryOther) {
+    support::FakeHost host;
+    host.connectDriver();
+    TestFilter linked(host.port());
+    host.awaitDriver();
+    for (const int index : {0, 1}) {
+        host.send(support::query(ipc::kQueryIthFormat, {index}));
+        linked.handleEvent();
+        const IPC_DataPacket reply = host.receive();
+        EXPECT_EQ(reply.datacmd[ipc::kWordClass], 1) << index;
+        EXPECT_EQ(reply.datacmd[ipc::kWordCode], 1128) << index;
+        EXPECT_EQ(reply.numof_longs, index == 0 ? 7 : 4);
+        EXPECT_EQ(reply.longdata[0], index == 0 ? 4 : 1);
+    }
+    EXPECT_EQ(host.replies(), "");
 }
 
 TEST_F(FilterTest, MostMatteChannelsFillAReply) {
