@@ -92,12 +92,17 @@ TEST_F(PngFilterTest, TheNameIsUsedAsItStands) {
 }
 
 TEST_F(PngFilterTest, BoundsStayWhileAFileIsOpen) {
-    ASSERT_EQ(filter.write(folder / "a.png", 3, 2), 0);
-    EXPECT_EQ(filter.setBounds(1, 2, 3, 2), 0);
-    const support::CaptureStderr said;
-    EXPECT_EQ(filter.setBounds(9, 9, 4, 2), -1);
-    EXPECT_EQ((std::vector<int>(filter.bounds, filter.bounds + 4)), (std::vector{1, 2, 3, 2}));
-    EXPECT_EQ(filter.disconnectFromFile(), 1);
+    ASSERT_EQ(filter.setBounds(0, 0, 3, 2), 0);
+    for (const int mode : {1, 2, 0}) { // every mode but 0 is for writing
+        ASSERT_EQ(filter.connect(folder / "a.png", mode), 0);
+        EXPECT_EQ(filter.setBounds(1, 2, 3, 2), 0);
+        const support::CaptureStderr said;
+        EXPECT_EQ(filter.setBounds(9, 9, 4, 2), -1);
+        EXPECT_EQ(filter.setBounds(9, 9, 3, 1), -1);
+        EXPECT_EQ(linesIn(said.text()), 2);
+        EXPECT_EQ((std::vector<int>(filter.bounds, filter.bounds + 4)), (std::vector{1, 2, 3, 2}));
+        EXPECT_EQ(filter.disconnectFromFile(), mode == 0 ? 0 : 1);
+    }
     EXPECT_EQ(filter.setBounds(9, 9, 4, 2), 0);
 }
 
