@@ -489,6 +489,11 @@ class PictureLines : public ::testing::Test {
         }
         return true;
     }
+    [[nodiscard]] bool linesAreZero() const {
+        return std::all_of(std::begin(lines_), std::end(lines_), [](const auto& line) {
+            return std::count(std::begin(line), std::end(line), 0) == kWidth;
+        });
+    }
     int read() {
         pointAtLines();
         return pictureReaderScanline(reader_.get(), record_.get(), chain_.get());
@@ -535,6 +540,30 @@ TEST_F(PictureLines, AnyLineIsReadInAnyOrder) {
             ASSERT_TRUE(linesAre(row)) << step << " " << row;
         }
     }
+}
+
+TEST_F(PictureLines, BehindTheEndOfTheFileThereIsNothing) {
+    std::vector<std::int64_t> offsets;
+    do {
+        offsets.push_back(pictureReaderPosition(reader_.get()));
+    } while (read() == 1);
+    for (const std::int64_t beyond : {1, 2, 100000}) {
+        EXPECT_EQ(pictureReaderSeek(reader_.get(), offsets.back() + beyond), 1);
+        EXPECT_EQ(read(), 0) << beyond;
+        EXPECT_TRUE(linesAreZero()) << beyond;
+    }
+    // A file that shrinks: what the reader has not got yet is gone.
+    ASSERT_EQ(pictureReaderSeek(reader_.get(), offsets[kHeight - 1]), 1);
+    ASSERT_EQ(read(), 1);
+    std::filesystem::resize_file(dir_ / "a.pic", static_cast<std::uintmax_t>(offsets[1]));
+    for (std::size_t row = kHeight; row-- > 1;) {
+        pictureReaderSeek(reader_.get(), offsets[row]);
+        const bool got = read() == 1;
+        EXPECT_TRUE(got ? linesAre(static_cast<int>(row)) : linesAreZero()) << row;
+    }
+    EXPECT_EQ(pictureReaderSeek(reader_.get(), offsets[0]), 1);
+    EXPECT_EQ(read(), 1);
+    EXPECT_TRUE(linesAre(0));
 }
 
 TEST_F(PictureLines, SyncGivesTheStreamBack) {
