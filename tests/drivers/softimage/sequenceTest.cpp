@@ -125,7 +125,8 @@ class Sequences : public FilterTest {
             return none ? std::string(before.size(), '\0') : model.lines[line];
         }
         for (long x = 0; !none && (model.lines[line][0] & 1) != 0 && x < width; ++x) {
-            before[static_cast<std::size_t>(x / 8)] |= static_cast<char>(1 << x % 8);
+            char& byte = before[static_cast<std::size_t>(x / 8)];
+            byte = static_cast<char>(byte | 1 << x % 8);
         }
         return before;
     }
