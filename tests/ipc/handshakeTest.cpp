@@ -14,6 +14,7 @@
 #include <poll.h>
 #include <sys/time.h>
 #include <thread>
+#include <unistd.h>
 
 using namespace testing_ipc;
 using namespace std::string_literals;
@@ -201,7 +202,9 @@ TEST_F(Handshake, ARequestToAParentThatHasGoneFails) {
 TEST_F(Handshake, AWaitOnABrokenSocketIsAnError) {
     const CaptureStderr said;
     IPC_DataPacket packet{};
-    EXPECT_EQ(getinitdata(102, 39, 255, &packet), -1);
+    const int closed = dup(STDIN_FILENO); // a number that is surely free, whatever we inherited
+    close(closed);
+    EXPECT_EQ(getinitdata(102, 39, closed, &packet), -1);
     EXPECT_EQ(said.text(), "getinitdata: select error\n: "s + std::strerror(EBADF) + "\n");
     EXPECT_EQ(getinitdata(102, 39, 5000, &packet), -1);
 }
