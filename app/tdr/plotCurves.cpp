@@ -26,8 +26,9 @@ constexpr double kLegendRow = 37;
 constexpr std::size_t kMostPanels = 40;
 constexpr std::size_t kMostInPanel = 5;
 constexpr std::size_t kColours = 6;
-constexpr std::size_t kLegendColumns = 26;
-constexpr std::size_t kTitleColumns = 70;
+constexpr std::size_t kLegendColumns = 24;
+constexpr std::size_t kTitleColumns = 62;
+constexpr std::size_t kHeadingColumns = 70;
 constexpr double kTangent = 22;  // length of a tangent's half
 constexpr double kKeySpace = 12; // between keys with tangents
 constexpr double kDotSpace = 3;  // between keys without
@@ -252,7 +253,7 @@ void drawPanel(Svg& svg, const SceneDocument& document, const Panel& panel, cons
     const PlotAxis values(valuesOf(panel, frames.range()), top + kPanel, top);
     svg.begin("panel");
     svg.text("heading", {kLeft, top - 12},
-             shortened(fmt::format("{} · {}", first.owner, first.group), kTitleColumns));
+             shortened(fmt::format("{} · {}", first.owner, first.group), kHeadingColumns));
     const int clip = svg.clip({kLeft, top - 6}, kRight - kLeft, kPanel + 12);
     if (document.scene != nullptr) {
         const double from = std::clamp(frames.place(document.scene->frameStart), kLeft, kRight);

@@ -40,8 +40,7 @@ std::vector<float> timesBetween(const Fcurve& curve, const PlotRange& frames, fl
     }
     std::erase_if(times, [&](float time) { return !(time >= from && time <= to); });
     std::ranges::sort(times);
-    const auto rest = std::ranges::unique(times);
-    times.erase(rest.begin(), rest.end());
+    times.erase(std::unique(times.begin(), times.end()), times.end());
     return times;
 }
 

@@ -19,7 +19,7 @@ constexpr std::size_t kMostSplines = 12;
 constexpr int kMostPoints = 2000; // of one spline
 constexpr int kMostLabels = 40;   // beyond that points have no numbers
 constexpr int kTicks = 6;
-constexpr std::size_t kTitleColumns = 70;
+constexpr std::size_t kTitleColumns = 62;
 constexpr std::size_t kNameColumns = 36;
 
 constexpr const char* kStyle =
@@ -131,8 +131,12 @@ class ViewWriter {
             return;
         }
         std::vector<SvgPoint> corners;
+        corners.reserve(static_cast<std::size_t>(drawn_.points) + 1);
         for (int i = 0; i < drawn_.points; ++i) {
             corners.push_back(place(drawn_.spline.keys[i].position));
+        }
+        if (drawn_.spline.close != 0 && !corners.empty()) {
+            corners.push_back(corners.front());
         }
         svg_.polyline("hull", corners);
     }

@@ -7,6 +7,7 @@
 #include "tinyFile.h"
 #include "utf8Text.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -79,7 +80,7 @@ struct Beginning {
 
     explicit Beginning(const fs::path& file) {
         std::ifstream stream(file, std::ios::binary);
-        stream.read(bytes.data(), bytes.size());
+        stream.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
         size = static_cast<std::size_t>(stream.gcount());
     }
 
@@ -110,10 +111,12 @@ std::string whyNotRead(const Beginning& beginning, const SceneFormat& format,
     if (binary && beginning.type() != "PROT" && beginning.type() != format.magic) {
         return fmt::format("holds \"{}\" and no {}", utf8Text(beginning.type()), format.name);
     }
-    for (auto remark = report.remarks.rbegin(); remark != report.remarks.rend(); ++remark) {
-        if (remark->kind && *remark->kind != AnimNoticeKind::UnknownWord) {
-            return fmt::format("cut short or damaged (line {})", remark->line);
-        }
+    const auto last =
+        std::find_if(report.remarks.rbegin(), report.remarks.rend(), [](const SceneRemark& remark) {
+            return remark.kind && *remark.kind != AnimNoticeKind::UnknownWord;
+        });
+    if (last != report.remarks.rend()) {
+        return fmt::format("cut short or damaged (line {})", last->line);
     }
     return fmt::format("cut short or damaged, or without a {}", format.name);
 }

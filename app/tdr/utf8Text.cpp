@@ -10,6 +10,7 @@ namespace {
 constexpr std::uint32_t kNone = 0xFFFFFFFF;
 constexpr std::uint32_t kLargest = 0x10FFFF;
 constexpr std::uint32_t kFirstWide = 0x1100; // from here on scripts with wide characters begin
+constexpr std::uint32_t kDots = 0x2026;
 
 struct Character {
     std::uint32_t code; ///< kNone: the first byte begins no character
@@ -60,8 +61,16 @@ bool isShown(std::uint32_t code) {
     return code >= 0x20 && (code < 0x7F || code > 0x9F) && code != 0xFFFE && code != 0xFFFF;
 }
 
-std::size_t columnsOf(std::uint32_t code) {
-    return code >= kFirstWide && code != 0x2026 ? 2 : 1;
+/// Width in tenths of a column: about what proportional letters take.
+std::size_t tenthsOf(std::uint32_t code) {
+    constexpr std::string_view kWide = "MWmw@%";
+    if (code >= kFirstWide && code != kDots) {
+        return 20;
+    }
+    if (code < 0x80 && kWide.find(static_cast<char>(code)) != std::string_view::npos) {
+        return 17;
+    }
+    return code >= 'A' && code <= 'Z' ? 13 : 10;
 }
 
 /// Copies the characters that `keeps` and writes the others byte by byte.
@@ -96,13 +105,13 @@ std::string utf8Text(const char* text) {
 }
 
 std::size_t columnsOf(std::string_view utf8) {
-    std::size_t columns = 0;
+    std::size_t tenths = 0;
     while (!utf8.empty()) {
         const Character c = firstOf(utf8);
-        columns += columnsOf(c.code);
+        tenths += tenthsOf(c.code);
         utf8.remove_prefix(c.bytes);
     }
-    return columns;
+    return (tenths + 9) / 10;
 }
 
 std::string shortened(std::string_view utf8, std::size_t columns) {
@@ -110,11 +119,11 @@ std::string shortened(std::string_view utf8, std::size_t columns) {
         return std::string(utf8);
     }
     std::string text;
-    std::size_t used = 1; // the dots
+    std::size_t used = tenthsOf(kDots);
     while (!utf8.empty()) {
         const Character c = firstOf(utf8);
-        used += columnsOf(c.code);
-        if (used > columns) {
+        used += tenthsOf(c.code);
+        if (used > columns * 10) {
             break;
         }
         text += utf8.substr(0, c.bytes);

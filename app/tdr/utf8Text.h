@@ -14,9 +14,10 @@
 /// `utf8Text` of a C string; null gives an empty text.
 [[nodiscard]] std::string utf8Text(const char* text);
 
-/// The first columns of a valid UTF-8 text, with "…" at the end when it is longer. A character of
-/// the East Asian scripts takes two columns.
-[[nodiscard]] std::string shortened(std::string_view utf8, std::size_t columns);
-
-/// Columns that a valid UTF-8 text takes.
+/// Columns that a valid UTF-8 text takes in a proportional font, of the width of a usual small
+/// letter: more for capitals and wide letters, two for a character of the East Asian scripts.
 [[nodiscard]] std::size_t columnsOf(std::string_view utf8);
+
+/// The beginning of a valid UTF-8 text that fits into so many columns, with "…" at the end when
+/// something is left off.
+[[nodiscard]] std::string shortened(std::string_view utf8, std::size_t columns);

@@ -26,9 +26,8 @@ inline bool isInstalled() {
 
 /// Ends every process that the browser has left to this one, which must be their reaper.
 inline void endLeftOver() {
-    const std::string self = std::to_string(getpid());
     for (;;) {
-        std::ifstream list("/proc/" + self + "/task/" + self + "/children");
+        std::ifstream list("/proc/thread-self/children");
         pid_t child = 0;
         if (!(list >> child)) {
             return;
@@ -62,6 +61,7 @@ inline std::string run(std::vector<std::string> options, const std::string& file
         line.insert(line.end(), options.begin(), options.end());
         line.push_back("file://" + file);
         std::vector<char*> argv;
+        argv.reserve(line.size() + 1);
         for (std::string& word : line) {
             argv.push_back(word.data());
         }

@@ -228,6 +228,7 @@ TEST_F(PlotTest, aPictureThatCannotBeMadeHasAReason) {
 
 TEST_F(PlotTest, hostileCurvesGiveSmallValidPictures) {
     std::vector<std::string> many;
+    many.reserve(30000);
     for (int i = 0; i < 30000; ++i) {
         many.push_back("TIME " + std::to_string(i) + " VALUE " + std::to_string(i % 7));
     }
