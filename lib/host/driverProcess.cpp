@@ -210,13 +210,17 @@ Status DriverProcess::receive() {
         return ready;
     }
     const auto limit = std::min(deadline_, Clock::now() + kRestOfPacket);
-    const ipc::PacketRead read = ipc::receivePacket(peer_.socket.get(), packet_, limit);
+    const ipc::PacketRead read =
+        ipc::receivePacket(peer_.socket.get(), packet_, limit, interruptFd());
     switch (read.end) {
     case ipc::ReadEnd::Complete:
         return packet_.numof_cmds == ipc::kCommandWords ? Status() : Status(broken());
     case ipc::ReadEnd::Closed:
     case ipc::ReadEnd::Failed:
         return died();
+    case ipc::ReadEnd::Cancelled:
+        kill();
+        return interruption();
     case ipc::ReadEnd::TimedOut:
     case ipc::ReadEnd::BadCount:
         break;

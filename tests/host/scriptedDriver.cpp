@@ -308,6 +308,9 @@ int main(int, char** argv) {
     if (name == "garbage") {
         babble();
     }
+    if (name == "halfInit") {
+        sendHalf();
+    }
     sendinitrequest(ipc::kDriverId, ipc::kDriverSubId, socketFd, &answer);
     if (getinitdata(ipc::kDriverId, ipc::kDriverSubId, socketFd, &asked) != 1) {
         return 1;

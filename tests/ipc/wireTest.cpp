@@ -9,8 +9,12 @@
 #include <climits>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <linux/sockios.h>
+#include <sys/eventfd.h>
+#include <sys/ioctl.h>
 #include <sys/time.h>
 #include <sys/wait.h>
+#include <thread>
 #include <vector>
 
 using namespace testing_ipc;
@@ -383,6 +387,31 @@ TEST(Wire, APacketThatStopsHalfWayIsGivenUpAtTheDeadline) {
         const ipc::PacketRead read =
             ipc::receivePacket(pair.far.get(), packet, ipc::deadlineAfter(20ms));
         EXPECT_EQ(read.end, ipc::ReadEnd::TimedOut);
+        EXPECT_EQ(read.bytes, length);
+    }
+}
+
+/// True when the other end has taken everything that was put into the socket.
+bool allTaken(int fd) {
+    int left = 0;
+    return ioctl(fd, SIOCOUTQ, &left) == 0 && left == 0;
+}
+
+TEST(Wire, APacketThatStopsHalfWayIsGivenUpOnDemand) {
+    for (const std::size_t length : {std::size_t{0}, std::size_t{10}, kFullWire.size() - 1}) {
+        const SocketPair pair;
+        const base::UniqueFd cancel(eventfd(0, EFD_CLOEXEC));
+        put(pair.near.get(), kFullWire.substr(0, length));
+        std::thread other([&] {
+            while (!allTaken(pair.near.get())) {
+                std::this_thread::yield();
+            }
+            eventfd_write(cancel.get(), 1);
+        });
+        IPC_DataPacket packet{};
+        const ipc::PacketRead read = ipc::receivePacket(pair.far.get(), packet, {}, cancel.get());
+        other.join();
+        EXPECT_EQ(read.end, ipc::ReadEnd::Cancelled);
         EXPECT_EQ(read.bytes, length);
     }
 }

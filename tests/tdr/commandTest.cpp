@@ -106,8 +106,8 @@ TEST_F(CommandTest, aDriverThatFailsExitsWith3AndItsReason) {
 }
 
 TEST_F(CommandTest, aSignalEndsTheWaitForADriverThatHangsInItsStart) {
-    const std::string folder = driverFolder({"mute", "silent"});
-    for (const char* driver : {"muteFilter", "silentFilter"}) {
+    const std::string folder = driverFolder({"mute", "silent", "halfInit"});
+    for (const char* driver : {"muteFilter", "silentFilter", "halfInitFilter"}) {
         auto running = startRun({"query", driver, "--driver-dir", folder, "--timeout", "100000"});
         pid_t child = 0;
         while (commandTesting::stateOf(child) != 'S') {

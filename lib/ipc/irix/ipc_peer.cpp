@@ -255,24 +255,11 @@ PeerFailure launch(const PeerOptions& options, Deadline deadline, Peer& peer) {
                                         : awaitConnection(options, listener.get(), deadline, peer);
 }
 
-/// Waits for the first byte of the peer's first packet, or for the deadline. False when the start
-/// is to be given up.
-bool awaitPacket(const PeerOptions& options, Deadline deadline, const Peer& peer) {
-    int count = 0;
-    do {
-        pollfd watched[] = {{peer.socket.get(), POLLIN, 0}, {options.cancelFd, POLLIN, 0}};
-        count = poll(watched, std::size(watched), pollTimeout(deadline));
-    } while (count < 0 && errno == EINTR);
-    return !isCancelled(options);
-}
-
 /// Reads the peer's first packet and answers it.
 PeerFailure greet(const PeerOptions& options, Deadline deadline, PeerStart& start) {
-    if (!awaitPacket(options, deadline, start.peer)) {
-        return PeerFailure::Cancelled;
-    }
     IPC_DataPacket first;
-    const PacketRead read = receivePacket(start.peer.socket.get(), first, deadline);
+    const PacketRead read =
+        receivePacket(start.peer.socket.get(), first, deadline, options.cancelFd);
     errno = read.error;
     switch (read.end) {
     case ReadEnd::Complete:
@@ -284,6 +271,8 @@ PeerFailure greet(const PeerOptions& options, Deadline deadline, PeerStart& star
         return PeerFailure::Read;
     case ReadEnd::TimedOut:
         return PeerFailure::Late;
+    case ReadEnd::Cancelled:
+        return PeerFailure::Cancelled;
     case ReadEnd::BadCount:
         return PeerFailure::Garbled;
     }

@@ -158,14 +158,15 @@ int reportFailedWrite(const WireField& field, int error) {
 /// The bytes of one packet as they come in.
 class Inflow {
   public:
-    Inflow(int fd, ipc::Deadline deadline) : fd_(fd), deadline_(deadline) {}
+    Inflow(int fd, ipc::Deadline deadline, int cancelFd)
+        : fd_(fd), deadline_(deadline), cancelFd_(cancelFd) {}
 
     /// Reads until `need` bytes are in; asks for up to `sure`, which the packet is sure to have.
     /// After a close the missing ones are zero.
     ipc::ReadEnd fill(std::size_t need, std::size_t sure) {
         while (have_ < need) {
-            if (!waitForBytes()) {
-                return errno == ETIMEDOUT ? ipc::ReadEnd::TimedOut : ipc::ReadEnd::Failed;
+            if (const ipc::ReadEnd end = waitForBytes(); end != ipc::ReadEnd::Complete) {
+                return end;
             }
             const long got = ipc::readRetrying(fd_, bytes_.data() + have_, sure - have_);
             if (got < 0) {
@@ -184,23 +185,28 @@ class Inflow {
     [[nodiscard]] std::size_t size() const { return have_; }
 
   private:
-    bool waitForBytes() {
-        if (!deadline_) {
-            return true;
+    /// `Complete` when there is something to read, or the end of the stream.
+    ipc::ReadEnd waitForBytes() {
+        if (!deadline_ && cancelFd_ < 0) {
+            return ipc::ReadEnd::Complete; // the read itself waits
         }
-        pollfd watched{fd_, POLLIN, 0};
+        pollfd watched[] = {{fd_, POLLIN, 0}, {cancelFd_, POLLIN, 0}};
         int ready = -1;
         do {
-            ready = poll(&watched, 1, ipc::pollTimeout(deadline_));
+            ready = poll(watched, std::size(watched), ipc::pollTimeout(deadline_));
         } while (ready < 0 && errno == EINTR);
-        if (ready == 0) {
-            errno = ETIMEDOUT;
+        if (ready < 0) {
+            return ipc::ReadEnd::Failed;
         }
-        return ready > 0;
+        if (watched[1].revents != 0) {
+            return ipc::ReadEnd::Cancelled;
+        }
+        return ready > 0 ? ipc::ReadEnd::Complete : ipc::ReadEnd::TimedOut;
     }
 
     int fd_;
     ipc::Deadline deadline_;
+    int cancelFd_;
     std::size_t have_ = 0;
     std::array<std::uint8_t, kMaxPacketBytes> bytes_; // filled as far as `have_`
 };
@@ -240,9 +246,9 @@ long readRetrying(int fd, void* buf, std::size_t n) {
     return got;
 }
 
-PacketRead receivePacket(int fd, IPC_DataPacket& packet, Deadline deadline) {
+PacketRead receivePacket(int fd, IPC_DataPacket& packet, Deadline deadline, int cancelFd) {
     packet = {};
-    Inflow inflow(fd, deadline);
+    Inflow inflow(fd, deadline, cancelFd);
     PacketRead result;
     std::size_t offset = 0;
     for (std::size_t i = 0; i < kFieldCount && result.end == ReadEnd::Complete; ++i) {

@@ -24,11 +24,12 @@ using Deadline = std::optional<Clock::time_point>;
 
 /// How the reading of one packet ended.
 enum class ReadEnd {
-    Complete, ///< all nine fields are in
-    Closed,   ///< the peer closed the stream; what it had sent is in, the rest is zero
-    Failed,   ///< a read failed; `error` says why
-    TimedOut, ///< the deadline passed
-    BadCount, ///< a count is negative or above its capacity; the socket has been shut down
+    Complete,  ///< all nine fields are in
+    Closed,    ///< the peer closed the stream; what it had sent is in, the rest is zero
+    Failed,    ///< a read failed; `error` says why
+    TimedOut,  ///< the deadline passed
+    Cancelled, ///< the descriptor for that became readable
+    BadCount,  ///< a count is negative or above its capacity; the socket has been shut down
 };
 
 /// The outcome of `receivePacket`.
@@ -41,7 +42,9 @@ struct PacketRead {
 };
 
 /// Clears `packet` and reads one packet from `fd` into it. Never takes a byte of the packet that
-/// follows. After anything but `Complete` the stream is out of step and of no more use.
-[[nodiscard]] PacketRead receivePacket(int fd, IPC_DataPacket& packet, Deadline deadline = {});
+/// follows. Gives up when `cancelFd` is readable (-1: none), which is only watched, not read. After
+/// anything but `Complete` the stream is out of step and of no more use.
+[[nodiscard]] PacketRead receivePacket(int fd, IPC_DataPacket& packet, Deadline deadline = {},
+                                       int cancelFd = -1);
 
 } // namespace ipc
