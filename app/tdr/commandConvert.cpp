@@ -55,6 +55,9 @@ std::optional<tdr::SharedBlock> blockFor(const tdr::PictureReader& reader) {
 }
 
 Outcome<bool> Conversion::run() {
+    if (auto isFile = checkTarget(options_.output); !isFile) {
+        return isFile;
+    }
     if (hasExtension(options_.output, ".tag")) {
         return Problem{ExitCode::Failed,
                        options_.output + ": mattes (.tag) can be read, but not be written yet"};

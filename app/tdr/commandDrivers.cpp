@@ -33,11 +33,14 @@ tdr::Result<std::vector<std::string>> describe(const std::filesystem::path& prog
 }
 
 ExitCode listDrivers(const DriverOptions& options) {
+    ExitCode exit = ExitCode::Done;
+    for (const Problem& problem : driverlessDirectories(options)) {
+        exit = worse(exit, complain(problem));
+    }
     const auto programs = findDrivers(options);
     if (programs.empty()) {
         return complain(Problem{ExitCode::Failed, "no drivers found"});
     }
-    ExitCode exit = ExitCode::Done;
     Table table({"DRIVER", "VENDOR", "FORMAT", "ENDING", "SEQUENCE", "PROGRAM"});
     for (const auto& program : programs) {
         auto row = describe(program, options);

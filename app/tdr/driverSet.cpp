@@ -38,6 +38,17 @@ bool isDriver(const fs::path& path) {
            ::access(path.c_str(), X_OK) == 0;
 }
 
+/// The drivers in one directory, in no order. A directory that cannot be read has none.
+std::vector<fs::path> driversIn(const fs::path& directory, std::error_code& error) {
+    std::vector<fs::path> programs;
+    for (const auto& entry : fs::directory_iterator(directory, error)) {
+        if (isDriver(entry.path())) {
+            programs.push_back(entry.path());
+        }
+    }
+    return programs;
+}
+
 bool sameLetter(char a, char b) {
     return std::tolower(static_cast<unsigned char>(a)) ==
            std::tolower(static_cast<unsigned char>(b));
@@ -51,10 +62,8 @@ std::vector<fs::path> findDrivers(const DriverOptions& options) {
     std::map<std::string, fs::path> byName;
     for (const fs::path& directory : directoriesOf(options)) {
         std::error_code error;
-        for (const auto& entry : fs::directory_iterator(directory, error)) {
-            if (isDriver(entry.path())) {
-                byName.emplace(entry.path().filename().string(), entry.path());
-            }
+        for (const fs::path& program : driversIn(directory, error)) {
+            byName.emplace(program.filename().string(), program);
         }
     }
     std::vector<fs::path> programs;
@@ -62,6 +71,21 @@ std::vector<fs::path> findDrivers(const DriverOptions& options) {
         programs.push_back(std::move(path));
     }
     return programs;
+}
+
+std::vector<Problem> driverlessDirectories(const DriverOptions& options) {
+    std::vector<Problem> problems;
+    for (const fs::path& directory : options.directories) {
+        std::error_code error;
+        if (!driversIn(directory, error).empty()) {
+            continue;
+        }
+        problems.push_back(error ? problemWith(directory.string(), error.value())
+                                 : Problem{ExitCode::Failed, directory.string() +
+                                                                 ": no drivers in this folder "
+                                                                 "(executables named *Filter)"});
+    }
+    return problems;
 }
 
 Outcome<fs::path> findDriver(const DriverOptions& options, const std::string& driver) {

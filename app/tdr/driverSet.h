@@ -33,6 +33,9 @@ struct Session {
 /// where two have the same name, the first directory's.
 [[nodiscard]] std::vector<std::filesystem::path> findDrivers(const DriverOptions& options);
 
+/// Why a directory of `options` adds no driver, for each that holds none or cannot be read.
+[[nodiscard]] std::vector<Problem> driverlessDirectories(const DriverOptions& options);
+
 /// The program of a driver given by name or, with a slash in it, by path.
 [[nodiscard]] Outcome<std::filesystem::path> findDriver(const DriverOptions& options,
                                                         const std::string& driver);

@@ -16,7 +16,7 @@ constexpr void (*kSubcommands[])(CLI::App&, Command&) = {
 
 void addSharedOptions(CLI::App& app, DriverOptions& drivers) {
     app.add_option("--driver-dir", drivers.directories,
-                   "Folder to look for drivers in, before tdr's own (may be repeated)")
+                   "Folder to look for drivers in too, before tdr's own (may be repeated)")
         ->type_name("DIR")
         ->check(CLI::ExistingDirectory)
         ->allow_extra_args(false);
@@ -25,6 +25,21 @@ void addSharedOptions(CLI::App& app, DriverOptions& drivers) {
                    "a request)")
         ->type_name("SECONDS")
         ->check(CLI::Range(0.001, 1e6));
+}
+
+std::string checkNotEmpty(const std::string& value) {
+    return value.empty() ? "may not be empty" : "";
+}
+
+/// Nothing on our command line has a use for an empty value: it comes from a variable that somebody
+/// forgot to set, and some would mean something else then.
+void refuseEmptyValues(CLI::App& app) {
+    for (CLI::Option* option : app.get_options()) {
+        option->check(checkNotEmpty);
+    }
+    for (CLI::App* sub : app.get_subcommands({})) {
+        refuseEmptyValues(*sub);
+    }
 }
 
 ExitCode run(int argc, char** argv) {
@@ -38,6 +53,7 @@ ExitCode run(int argc, char** argv) {
     for (const auto& add : kSubcommands) {
         add(app, command);
     }
+    refuseEmptyValues(app);
     try {
         app.parse(argc, argv);
     } catch (const CLI::Success& wanted) { // --help, --version

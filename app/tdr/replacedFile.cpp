@@ -73,14 +73,23 @@ std::optional<fs::path> makeBeside(const fs::path& target, std::string_view endi
 
 } // namespace
 
+Outcome<bool> checkTarget(const fs::path& target) {
+    std::error_code error;
+    if (fs::is_directory(target, error) || !target.has_filename()) {
+        return Problem{ExitCode::Failed,
+                       target.string() + ": names a folder; name the file to write in it"};
+    }
+    return true;
+}
+
 Outcome<ReplacedFile> ReplacedFile::begin(const fs::path& target, std::string_view ending) {
+    if (const auto isFile = checkTarget(target); !isFile) {
+        return isFile.problem();
+    }
     struct stat old {};
     const bool exists = ::stat(target.c_str(), &old) == 0;
     if (!exists && errno != ENOENT) {
         return problemWith(target.string(), errno);
-    }
-    if (exists && S_ISDIR(old.st_mode)) {
-        return problemWith(target.string(), EISDIR);
     }
     if (exists && ::access(target.c_str(), W_OK) != 0) {
         return problemWith(target.string(), errno);

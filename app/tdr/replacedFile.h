@@ -8,6 +8,9 @@
 #include <string>
 #include <string_view>
 
+/// Fails when `target` names a folder, be it there or not, and says so.
+[[nodiscard]] Outcome<bool> checkTarget(const std::filesystem::path& target);
+
 /// Until `commit` the target is as it was; without it the new file is removed. Move-only.
 ///
 /// A target that is a symbolic link is followed; the link stays. A target that exists keeps its

@@ -30,6 +30,10 @@ TEST_F(CommandTest, usageErrorsExitWith2AndSayNothingOnStdout) {
         {{"drivers", "--timeout", "soon"}, "soon"},
         {{"drivers", "--timeout", "0"}, "--timeout"},
         {{"drivers", "--driver-dir", "/nowhere"}, "/nowhere"},
+        {{"query", ""}, "driver: may not be empty"},
+        {{"info", sample("cutout.png"), ""}, "files: may not be empty"},
+        {{"convert", sample("cutout.png"), ""}, "out: may not be empty"},
+        {{"convert", "", "a.png"}, "in: may not be empty"},
     };
     for (const Case& c : cases) {
         const Ended ended = run(c.line);
@@ -61,6 +65,24 @@ TEST_F(CommandTest, driversListsWhatIsBesideItAndInOtherFolders) {
     EXPECT_TRUE(contains(more.out, "softimageFilter"));
     EXPECT_TRUE(contains(more.err, "diesFilter"));
     EXPECT_TRUE(contains(more.err, "(exit status 7): no licence found\n"));
+}
+
+TEST_F(CommandTest, aFolderWithoutDriversIsNamed) {
+    const Ended ended = run({"drivers", "--driver-dir", files().path().string()});
+    EXPECT_EQ(ended.exit, 1);
+    EXPECT_EQ(ended.err, "tdr: " + files().path().string() +
+                             ": no drivers in this folder (executables named *Filter)\n");
+    EXPECT_TRUE(contains(ended.out, "pngFilter")) << "the others are there";
+
+    if (geteuid() == 0) { // nobody may not look into it
+        const std::string locked = in("locked");
+        std::filesystem::create_directory(locked);
+        std::filesystem::permissions(files().path(), std::filesystem::perms(0755));
+        std::filesystem::permissions(locked, std::filesystem::perms(0700));
+        const Ended other = run({"drivers", "--driver-dir", locked}, {.otherUser = true});
+        EXPECT_EQ(other.exit, 1);
+        EXPECT_EQ(other.err, "tdr: " + locked + ": Permission denied\n");
+    }
 }
 
 TEST_F(CommandTest, queryShowsAllSixteenAnswers) {

@@ -87,7 +87,9 @@ TEST_F(ConvertTest, whatCannotBeReadOrWrittenIsNamedWithItsReason) {
         {"small.pic", "o.TAG", "o.TAG: mattes"},
         {"small.pic", "o.xyz", "o.xyz: no driver writes files with this ending (known: .null, "},
         {"small.pic", "pic", "pic: no driver writes files with this ending"},
-        {"small.pic", "folder.pic", "folder.pic: Is a directory"},
+        {"small.pic", "folder.pic", "folder.pic: names a folder; name the file to write in it"},
+        {"small.pic", "", "names a folder; name the file to write in it"}, // the test's own folder
+        {"small.pic", "none/", "none/: names a folder; name the file to write in it"},
         {"small.pic", "none/o.png", "none: No such file or directory"},
         {"small.pic", "small.pic/o.png", "small.pic/o.png: Not a directory"},
         {"small.pic", "o.png", "Permission denied", true},

@@ -205,6 +205,8 @@ TEST_F(SceneTest, usageErrorsExitWith2) {
         {"scene", "format", file},
         {"scene", "check", file, "-o", "x"},
         {"plot", file},
+        {"plot", file, "-o", ""},
+        {"scene", "format", in("a.spl"), "-o", ""}, // once replaced the file itself
         {"plot", file, "-o", in("o"), "--frames", "5"},
         {"plot", file, "-o", in("o"), "--frames", "9-5"},
         {"plot", file, "-o", in("o"), "--frames", "1-99999999999"},
