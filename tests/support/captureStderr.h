@@ -4,6 +4,7 @@
 
 #include "base/uniqueFd.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
 #include <sys/mman.h>
@@ -34,6 +35,10 @@ class CaptureStderr {
             all.append(part, static_cast<std::size_t>(got));
         }
         return all;
+    }
+    [[nodiscard]] auto lines() const {
+        const std::string all = text();
+        return std::count(all.begin(), all.end(), '\n');
     }
 
   private:

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Every kind of PNG comes out as RGBA of 8 bits.
-#include "pngFixture.h"
+#include "driverUnderTest.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Rows in any order, with as much memory as a limit allows.
-#include "pngFixture.h"
+#include "driverUnderTest.h"
 #include "pngPicture.h"
 
 #include <numeric>
@@ -90,23 +90,6 @@ TEST_F(PngFilterTest, AWholePictureAtOnceHasHostLineInRowOrder) {
                 << y;
         }
     }
-}
-
-TEST_F(PngFilterTest, LinesOutsideAndSmallBlocksAreRefused) {
-    ASSERT_EQ(filter.read(folder.write("a.png", makePng(kPicture))), 0);
-    std::string small(kRow - 1, 'u');
-    std::string line(kRow, 'u');
-    std::string cache(kRow * 20 - 1, 'u');
-    EXPECT_EQ(filter.get(small, 0), -1);
-    EXPECT_EQ(filter.getAll(cache), -1);
-    for (const long y : {-1L, 20L, 2147483647L, -2147483648L}) {
-        EXPECT_EQ(filter.get(line, y), -1) << y;
-    }
-    EXPECT_EQ(small + line + cache, std::string(small.size() + line.size() + cache.size(), 'u'));
-    EXPECT_EQ(filter.put(line, 0), -1) << "open for reading";
-    EXPECT_EQ(filter.putAll(std::string(kRow * 20, 'u')), -1);
-    EXPECT_EQ(filter.disconnectFromFile(), 0) << "nothing was written";
-    EXPECT_EQ(filter.get(line, 0), -1) << "nothing open";
 }
 
 } // namespace

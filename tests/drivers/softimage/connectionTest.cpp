@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Opening, refusing and closing files.
-#include "filterFixture.h"
+#include "driverUnderTest.h"
 
 #include "base/uniqueFd.h"
 
@@ -13,60 +13,7 @@ namespace {
 
 constexpr std::string_view kPixelRaw = "01020304"; // red, green, blue, alpha
 
-TEST_F(FilterTest, ConnectFailuresLeaveNothingOpen) {
-    std::string gone = folder / "gone";
-    const struct {
-        const char* name;
-        std::string path;
-        int mode;
-        long w, h;
-        const char* said; // part of the line on stderr, null for none
-    } cases[] = {
-        {"missing file", folder / "missing.pic", 0, 1, 1, "No such file"},
-        {"missing folder", gone + "/a.pic", 1, 1, 1, "No such file"},
-        {"no toolkit file", folder.write("text.pic", "hello"), 0, 1, 1, nullptr},
-        {"empty file", folder.write("empty.pic", ""), 0, 1, 1, nullptr},
-        {"FIFO without a writer", folder.fifo("in.pic"), 0, 1, 1, nullptr},
-        {"FIFO without a reader", folder.fifo("out.pic"), 1, 1, 1, nullptr},
-        {"name without ending", folder.write("bare", picHeader(1, 1, kRgbaRaw)), 0, 1, 1, nullptr},
-        {"width 0", folder / "w0.pic", 1, 0, 1, "outside 1 to 32767"},
-        {"width 32768", folder / "w1.pic", 1, 32768, 1, "outside 1 to 32767"},
-        {"width 65537", folder / "w2.pic", 1, 65537, 1, "outside 1 to 32767"},
-        {"height -1", folder / "h0.pic", 1, 1, -1, "outside 1 to 32767"},
-        {"height 32768", folder / "h1.pic", 1, 1, 32768, "outside 1 to 32767"},
-        {"PIC of width 0", folder.write("z.pic", picHeader(0, 1, kRgbaRaw)), 0, 1, 1, "32767"},
-        {"PIC of height -1", folder.write("n.pic", picHeader(1, 65535, kRgbaRaw)), 0, 1, 1,
-         "32767"},
-        {"TAG of 0 channels", folder.write("t0.tag", fileHeader("STAG", 1, 1, 0)), 0, 1, 1, "253"},
-        {"TAG of 254 channels", folder.write("t1.tag", fileHeader("STAG", 1, 1, 254)), 0, 1, 1,
-         "253"},
-        {"five packets",
-         folder.write("five.pic", picHeader(1, 1, "01080080 01080040 01080020 01080010 00080010")),
-         0, 1, 1, ""},
-        {"endless packets", folder.write("loop.pic", picHeader(1, 1, "010800E0")), 0, 1, 1, ""},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
-        filter.setPixelFormat(0);
-        filter.setBounds(0, 0, c.w, c.h);
-        const bool existed = std::filesystem::exists(c.path);
-        const support::CaptureStderr said;
-        EXPECT_EQ(filter.connect(c.path, c.mode), -1);
-        if (c.said == nullptr) {
-            EXPECT_EQ(said.text(), "");
-        } else {
-            EXPECT_EQ(linesIn(said.text()), 1) << said.text();
-            EXPECT_NE(said.text().find(c.said), std::string::npos) << said.text();
-        }
-        EXPECT_EQ(std::filesystem::exists(c.path), existed);
-        EXPECT_FALSE(filter.isOpen());
-        EXPECT_EQ(filter.setBounds(0, 0, 9, 9), 0);
-        EXPECT_EQ(filter.setPixelFormat(1), 0);
-        EXPECT_EQ(filter.disconnectFromFile(), 0);
-    }
-}
-
-TEST_F(FilterTest, AFullPipeIsRefused) {
+TEST_F(SoftimageTest, AFullPipeIsRefused) {
     for (const std::string& content : {picHeader(1, 2, kRgbaRaw) + bytes("01020304 05060708"),
                                        fileHeader("STAG", 3, 2, 1) + be16(0) + be16(0)}) {
         const std::string path = folder / (content.substr(88, 4) == "PICT" ? "p.pic" : "p.tag");
@@ -82,16 +29,7 @@ TEST_F(FilterTest, AFullPipeIsRefused) {
     }
 }
 
-TEST_F(FilterTest, AllSixteenBitsOfTheLargestSizeAreServed) {
-    ASSERT_EQ(filter.read(folder.write("a.pic", picHeader(32767, 32767, kRgbaRaw))), 0);
-    EXPECT_EQ(filter.bounds[2], 32767);
-    EXPECT_EQ(filter.bounds[3], 32767);
-    const support::CaptureStderr said;
-    EXPECT_EQ(filter.line(0), std::string(32767UL * 4, '\0'));
-    EXPECT_EQ(linesIn(said.text()), 1);
-}
-
-TEST_F(FilterTest, UnsupportedChannelsStayOpenButServeNothing) {
+TEST_F(SoftimageTest, UnsupportedChannelsStayOpenButServeNothing) {
     const auto path =
         folder.write("a.pic", picHeader(2, 3, "010800E0 00080000") + std::string(18, 'x'));
     const auto good = folder.write("b.pic", picHeader(1, 1, kRgbaRaw) + bytes(kPixelRaw));
@@ -115,7 +53,7 @@ TEST_F(FilterTest, UnsupportedChannelsStayOpenButServeNothing) {
     EXPECT_EQ(filter.disconnectFromFile(), 0);
 }
 
-TEST_F(FilterTest, ChannelsThatAFileLacksLeaveTheHostsBytes) {
+TEST_F(SoftimageTest, ChannelsThatAFileLacksLeaveTheHostsBytes) {
     const struct {
         const char* name;
         const char* packets;
@@ -143,7 +81,7 @@ TEST_F(FilterTest, ChannelsThatAFileLacksLeaveTheHostsBytes) {
     }
 }
 
-TEST_F(FilterTest, NamesGetTheEndingOnlyWhenOpened) {
+TEST_F(SoftimageTest, NamesGetTheEndingOnlyWhenOpened) {
     const std::string pic = picHeader(1, 1, kRgbaRaw) + bytes(kPixelRaw);
     const std::string tag = fileHeader("STAG", 3, 2, 1) + be16(0) + be16(0);
     folder.write("m.tag", tag);
@@ -161,42 +99,6 @@ TEST_F(FilterTest, NamesGetTheEndingOnlyWhenOpened) {
     EXPECT_EQ(filter.read(folder / "o.pic"), -1) << "the bare name is checked";
     EXPECT_EQ(filter.write(folder / "x.PIC", 1, 1), 0);
     EXPECT_TRUE(std::filesystem::exists(folder / "x.PIC.pic"));
-}
-
-TEST_F(FilterTest, ConnectingAgainClosesTheFileAndRunsTheCommand) {
-    ASSERT_EQ(filter.write(folder / "a.pic", 2, 2), 0);
-    ASSERT_EQ(filter.put(hostLine(2, 1), 1), 0);
-    ASSERT_EQ(filter.put(hostLine(2, 2), 0), 0);
-    ASSERT_EQ(filter.read(folder / "a.pic"), 0);
-    EXPECT_EQ(filter.postWrites, 1);
-    EXPECT_EQ(filter.line(0), hostLine(2, 2));
-    EXPECT_EQ(filter.disconnectFromFile(), 1) << "also for a file that was only read";
-}
-
-TEST_F(FilterTest, WritingStartsAFileAnew) {
-    const std::string path = folder.write("a.pic", std::string(1000, 'x'));
-    ASSERT_EQ(filter.setPixelFormat(0), 0);
-    ASSERT_EQ(filter.setBounds(0, 0, 1, 1), 0);
-    ASSERT_EQ(filter.connect(path, 2), 0) << "every mode but 0 is for writing";
-    EXPECT_EQ(filter.lastWrittenLine, -1);
-    ASSERT_EQ(filter.put(bytes("04030201"), 0), 0);
-    ASSERT_EQ(filter.disconnectFromFile(), 1);
-    EXPECT_EQ(fileBytes(path), picHeader(1, 1, kRgbaMixed) + bytes("00 010203 00 04"));
-}
-
-TEST_F(FilterTest, AShutDownWithAFileOpenFinishesItAndRunsTheCommand) {
-    const std::string path = folder / "a.pic";
-    {
-        TDR_SoftimageFilter* leaving = new TDR_SoftimageFilter(0);
-        const std::unique_ptr<TDR_Driver> owner(leaving);
-        leaving->setPixelFormat(0);
-        leaving->setBounds(0, 0, 1, 1);
-        leaving->setPostWriteCommand(("cp " + path + " " + path + ".copy #").c_str());
-        std::string name = path;
-        ASSERT_EQ(leaving->connectToFile(name.data(), 1), 0);
-    }
-    EXPECT_EQ(fileBytes(path), picHeader(1, 1, kRgbaMixed));
-    EXPECT_EQ(fileBytes(path + ".copy"), fileBytes(path));
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Put and get requests in any order, against a model that follows the rules line by line: which
 // lines a file gets, and which one each request finds afterwards.
-#include "filterFixture.h"
+#include "driverUnderTest.h"
 
 #include <map>
 #include <optional>
@@ -115,7 +115,7 @@ class Model {
     std::size_t at_ = 0;
 };
 
-class Sequences : public FilterTest {
+class Sequences : public SoftimageTest {
   protected:
     /// What a host line of `before` becomes when `line` of the model is read into it.
     static std::string expected(const Model& model, std::size_t line, bool matte, long width,

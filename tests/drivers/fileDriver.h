@@ -1,0 +1,131 @@
+// SPDX-License-Identifier: MIT
+// What the tests of drivers that serve files share. A driver's folder has a driverUnderTest.h,
+// which says what fileDriverTest.cpp must know about that driver.
+#pragma once
+
+#include "TDR_Driver.h"
+#include "support/captureStderr.h"
+#include "support/tempDir.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+/// A driver, usually without a link, used as the framework uses it: blocks have a real size, the
+/// name is in fileName.
+template <class Driver>
+class FileDriver : public Driver {
+  public:
+    explicit FileDriver(int port = 0) : Driver(port) {}
+
+    using Driver::accessModes;
+    using Driver::bounds;
+    using Driver::currentFormat;
+    using Driver::data;
+    using Driver::formatCount;
+    using Driver::formatName;
+    using Driver::me;
+    using Driver::namingExtension;
+    using Driver::namingFlag;
+    using Driver::namingPrefix;
+    using Driver::namingTemplate;
+    using Driver::vendorName;
+    using Driver::writeDirection;
+
+    int postWrites = 0;
+    int executePostWriteCommand() override {
+        ++postWrites;
+        return 0;
+    }
+
+    int connect(const std::string& path, int mode) {
+        std::snprintf(this->fileName, sizeof this->fileName, "%s", path.c_str());
+        return this->connectToFile(this->fileName, mode);
+    }
+    int read(const std::string& path) { return connect(path, 0); }
+    int write(const std::string& path, long w, long h, int format = 0) {
+        return this->setPixelFormat(format) == 0 && this->setBounds(0, 0, w, h) == 0
+                   ? connect(path, 1)
+                   : -1;
+    }
+
+    int get(std::string& block, long y) {
+        return with(block.size(), [&] { return this->getLine(block.data(), 0, 0, y); });
+    }
+    int put(std::string block, long y) {
+        return with(block.size(), [&] { return this->putLine(block.data(), 0, 0, y); });
+    }
+    int getAll(std::string& block) {
+        return with(block.size(), [&] { return this->getCache(block.data(), 0, 0); });
+    }
+    int putAll(std::string block) {
+        return with(block.size(), [&] { return this->putCache(block.data(), 0, 0); });
+    }
+
+    /// Bytes of a line as the driver gives it.
+    [[nodiscard]] virtual std::size_t lineBytes() const {
+        return static_cast<std::size_t>(bounds[2]) * 4;
+    }
+    /// Line `y` as the driver gives it into a block filled with `before`; "?" on an error.
+    std::string line(long y, char before = 0) {
+        std::string block(lineBytes(), before);
+        return get(block, y) == 0 ? block : "?";
+    }
+
+    /// The longs of the answer about format `index`.
+    std::vector<std::int32_t> format(int index) {
+        data.numof_longs = 0;
+        this->sendIthFormat(index);
+        return {data.longdata, data.longdata + data.numof_longs};
+    }
+
+  private:
+    template <typename Operation>
+    int with(std::size_t bytes, Operation operation) {
+        this->blockBytes = bytes;
+        const int result = operation();
+        this->blockBytes = 0;
+        return result;
+    }
+};
+
+/// A host line of `w` RGBA pixels, different for each `seed`, with runs and without.
+inline std::string hostLine(int w, int seed) {
+    std::string line;
+    for (int i = 0; i < w * 4; ++i) {
+        line += static_cast<char>(seed * 16 + (i % 4) * 3 + (i / 12) % 5);
+    }
+    return line;
+}
+
+// --- What a driver tells of itself ---------------------------------------------------------------
+
+/// A connection that must fail; `said` is part of the one line on stderr, null for none.
+struct Refusal {
+    const char* name;
+    std::string path;
+    int mode;
+    const char* said;
+    long width = 1;
+    long height = 1;
+};
+
+/// A small whole file and what it holds.
+struct Sample {
+    std::string name;
+    std::string bytes;
+    std::size_t head;               ///< a file must be that long to be opened
+    std::vector<std::string> lines; ///< from the bottom
+    bool fromTheTop = true;         ///< lines behind one that is cut are lost
+    char before = 'x';              ///< in the host's block; 0 where bits are added to it
+    std::size_t commentAt = 0, commentEnd = 0; ///< bytes without a meaning
+};
+
+/// A short file whose header claims the largest size.
+struct Claim {
+    std::string name;
+    std::string bytes;
+    bool served = true;
+};

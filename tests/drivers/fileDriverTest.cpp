@@ -1,0 +1,397 @@
+// SPDX-License-Identifier: MIT
+// What every driver of picture files keeps to. Built into the tests of each, whose
+// driverUnderTest.h says what differs.
+#include "driverUnderTest.h"
+
+#include "support/memoryFile.h"
+
+#include <csignal>
+#include <filesystem>
+#include <random>
+#include <sys/resource.h>
+
+namespace {
+
+class FileDriverTest : public testing::Test {
+  protected:
+    static constexpr int kWidth = 5;
+    static constexpr int kHeight = 6;
+
+    /// Path of a file with the driver's ending.
+    std::string in(const std::string& name) const { return folder / (name + kEnding); }
+
+    /// Writes lines seeded with their y in this order.
+    void writeLines(const std::string& path, const std::vector<int>& order) {
+        ASSERT_EQ(driver.write(path, kWidth, kHeight), 0);
+        for (const int y : order) {
+            ASSERT_EQ(driver.put(hostLine(kWidth, y), y), 0) << y;
+        }
+        ASSERT_EQ(driver.disconnectFromFile(), 1);
+    }
+
+    support::TempDir folder;
+    TestDriver driver;
+};
+
+TEST_F(FileDriverTest, IdentityIsWhatHostsLookFor) {
+    EXPECT_STREQ(driver.me, kMe);
+    EXPECT_STREQ(driver.vendorName, kVendor);
+    EXPECT_STREQ(driver.formatName, kFormatName);
+    EXPECT_STREQ(driver.namingPrefix, "test.");
+    EXPECT_STREQ(driver.namingExtension, kEnding);
+    EXPECT_EQ(driver.namingTemplate, std::string("%s.%d") + kEnding);
+    EXPECT_EQ(driver.namingFlag, 1);
+    EXPECT_EQ(driver.accessModes, 0x4033);
+    EXPECT_EQ(driver.writeDirection, 8);
+    EXPECT_EQ(driver.formatCount, 1);
+    EXPECT_EQ(driver.currentFormat, kFirstFormat);
+    EXPECT_EQ(driver.format(0), (std::vector{4, 8, 8, 0x40, 0x20, 0x10, 0x08}));
+}
+
+// --- Connecting ----------------------------------------------------------------------------------
+
+TEST_F(FileDriverTest, RefusalsLeaveNothingOpen) {
+    constexpr const char* kSize = "outside 1 to 32767";
+    const std::string created = in("x");
+    std::vector<Refusal> cases = refusals(folder);
+    const Refusal ofAll[] = {
+        {"missing file", in("missing"), 0, "No such file"},
+        {"missing folder", in("gone/a"), 1, "No such file"},
+        {"a text", folder.write("text" + std::string(kEnding), "hello, this is no picture"), 0,
+         nullptr},
+        {"empty", folder.write("empty" + std::string(kEnding), ""), 0, nullptr},
+        {"FIFO without a writer", folder.fifo("in" + std::string(kEnding)), 0, nullptr},
+        {"width 0", created, 1, kSize, 0, 1},
+        {"width 32768", created, 1, kSize, 32768, 1},
+        {"width 65537", created, 1, kSize, 65537, 1},
+        {"height -1", created, 1, kSize, 1, -1},
+        {"height 32768", created, 1, kSize, 1, 32768},
+    };
+    cases.insert(cases.end(), std::begin(ofAll), std::end(ofAll));
+    for (const Refusal& c : cases) {
+        SCOPED_TRACE(c.name);
+        driver.setPixelFormat(0);
+        ASSERT_EQ(driver.setBounds(0, 0, c.width, c.height), 0) << "the one before is still open";
+        const support::CaptureStderr said;
+        EXPECT_EQ(driver.connect(c.path, c.mode), -1);
+        EXPECT_EQ(said.lines(), c.said == nullptr ? 0 : 1) << said.text();
+        EXPECT_NE(said.text().find(c.said == nullptr ? "" : c.said), std::string::npos)
+            << said.text();
+        EXPECT_EQ(driver.disconnectFromFile(), 0);
+    }
+    EXPECT_FALSE(std::filesystem::exists(created));
+    EXPECT_EQ(driver.postWrites, 0);
+}
+
+TEST_F(FileDriverTest, BoundsStayWhileAFileIsOpen) {
+    for (const int mode : {1, 2, 0}) { // every mode but 0 is for writing
+        SCOPED_TRACE(mode);
+        driver.setPixelFormat(0);
+        ASSERT_EQ(driver.setBounds(0, 0, 3, 2), 0);
+        ASSERT_EQ(driver.connect(in("a"), mode), 0);
+        EXPECT_EQ(driver.setBounds(1, 2, 3, 2), 0);
+        const support::CaptureStderr said;
+        EXPECT_EQ(driver.setBounds(9, 8, 4, 2), -1);
+        EXPECT_EQ(driver.setBounds(9, 8, 3, 1), -1);
+        const std::string line = kMe + std::string(": Unable to change bounds of existing file.\n");
+        EXPECT_EQ(said.text(), line + line);
+        const bool moves = kRefusedBoundsMoveTheOrigin;
+        EXPECT_EQ(std::vector<int>(driver.bounds, driver.bounds + 4),
+                  (moves ? std::vector{9, 8, 3, 2} : std::vector{1, 2, 3, 2}));
+        EXPECT_EQ(driver.disconnectFromFile(), mode == 0 ? kClosedAfterReading : 1);
+        EXPECT_EQ(driver.disconnectFromFile(), 0);
+    }
+}
+
+TEST_F(FileDriverTest, RequestsThatDoNotFitTheConnectionAreRefused) {
+    const std::string line(std::size_t{kWidth} * 4, 'u');
+    const std::string whole(line.size() * kHeight, 'u');
+    const std::string small = line.substr(1);
+    const std::string nearlyWhole = whole.substr(1);
+    const long outside[] = {-1, kHeight, 2147483647L, -2147483648L};
+    const auto refusesGet = [this](std::string block, long y) {
+        const std::string before = block;
+        return driver.get(block, y) == -1 && block == before;
+    };
+    const auto refusesGetAll = [this](std::string block) {
+        const std::string before = block;
+        return driver.getAll(block) == -1 && block == before;
+    };
+    const support::CaptureStderr said;
+    for (const bool writing : {false, true}) {
+        if (writing) {
+            ASSERT_EQ(driver.write(in("a"), kWidth, kHeight), 0);
+        }
+        EXPECT_TRUE(refusesGet(line, 0)) << (writing ? "open for writing" : "nothing open");
+        EXPECT_TRUE(refusesGetAll(whole)) << (writing ? "open for writing" : "nothing open");
+        EXPECT_EQ(driver.put(writing ? small : line, 0), -1);
+        EXPECT_EQ(driver.putAll(writing ? nearlyWhole : whole), -1);
+    }
+    for (const long y : outside) {
+        EXPECT_EQ(driver.put(line, y), -1) << y;
+    }
+    EXPECT_EQ(driver.putAll(whole), 0) << "a refused request does not break the file";
+    EXPECT_EQ(driver.disconnectFromFile(), 1);
+    const std::string file = support::contentOf(in("a"));
+    ASSERT_EQ(driver.read(in("a")), 0);
+    EXPECT_EQ(driver.put(line, 0), -1) << "open for reading";
+    EXPECT_EQ(driver.putAll(whole), -1) << "open for reading";
+    EXPECT_TRUE(refusesGet(small, 1));
+    EXPECT_TRUE(refusesGetAll(nearlyWhole));
+    for (const long y : outside) {
+        EXPECT_TRUE(refusesGet(line, y)) << y;
+    }
+    EXPECT_EQ(driver.line(kHeight - 1), line);
+    EXPECT_EQ(driver.disconnectFromFile(), kClosedAfterReading);
+    EXPECT_EQ(support::contentOf(in("a")), file);
+    EXPECT_EQ(said.text(), "");
+}
+
+// --- Writing -------------------------------------------------------------------------------------
+
+TEST_F(FileDriverTest, EveryOrderOfWritingGivesTheSameFile) {
+    const support::CaptureStderr said;
+    std::string block;
+    for (int y = 0; y < kHeight; ++y) {
+        block += hostLine(kWidth, y);
+    }
+    ASSERT_EQ(driver.write(in("block"), kWidth, kHeight), 0);
+    ASSERT_EQ(driver.putAll(block), 0);
+    folder.write("a" + std::string(kEnding), std::string(5000, 'x')); // writing starts it anew
+    for (const auto& order : std::vector<std::vector<int>>{{5, 4, 3, 2, 1, 0},
+                                                           {0, 1, 2, 3, 4, 5},
+                                                           {5, 3, 4, 2, 0, 1},
+                                                           {2, 5, 4, 0, 1, 3},
+                                                           {2, 1, 2, 5, 4, 3, 0}}) {
+        SCOPED_TRACE(testing::PrintToString(order));
+        ASSERT_NO_FATAL_FAILURE(writeLines(in("a"), order));
+        EXPECT_EQ(support::contentOf(in("a")), support::contentOf(in("block")));
+        ASSERT_EQ(driver.read(in("a")), 0);
+        for (const int y : order) {
+            EXPECT_EQ(driver.line(y), hostLine(kWidth, y)) << y;
+        }
+        driver.disconnectFromFile();
+    }
+    EXPECT_EQ(said.text(), "");
+}
+
+/// No file grows beyond so many bytes while this lives. (Enough for a line on stderr.)
+class FileSizeLimit {
+  public:
+    explicit FileSizeLimit(rlim_t bytes) {
+        std::signal(SIGXFSZ, SIG_IGN);
+        getrlimit(RLIMIT_FSIZE, &before_);
+        const rlimit small{bytes, before_.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &small);
+    }
+    ~FileSizeLimit() {
+        setrlimit(RLIMIT_FSIZE, &before_);
+        std::signal(SIGXFSZ, SIG_DFL);
+    }
+    FileSizeLimit(const FileSizeLimit&) = delete;
+    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+  private:
+    rlimit before_{};
+};
+
+std::string noise(int w, int seed) {
+    std::string line;
+    std::mt19937 random(static_cast<unsigned>(seed));
+    for (int i = 0; i < w * 4; ++i) {
+        line += static_cast<char>(random());
+    }
+    return line;
+}
+
+/// A file that is too large for its disk.
+struct LongFile {
+    const char* name;
+    std::string file;
+    int width;
+    int height;
+    std::vector<int> order; ///< of its lines; empty: at once
+};
+
+/// Writes it; how many of the requests, from connecting to closing, were answered with OK. Once one
+/// was not, no further put is.
+std::size_t countOks(TestDriver& driver, const std::string& path, const LongFile& c) {
+    bool fine = startWriting(driver, path, c.width, c.height) == 0;
+    std::size_t oks = fine ? 1 : 0;
+    const auto note = [&](int result) {
+        EXPECT_TRUE(fine || result != 0) << "an OK after an error";
+        fine = fine && result == 0;
+        oks += result == 0 ? 1 : 0;
+    };
+    for (const int y : c.order) {
+        note(driver.put(noise(c.width, y), y));
+    }
+    if (c.order.empty()) {
+        note(driver.putAll(noise(c.width * c.height, 0)));
+    }
+    return oks + (driver.disconnectFromFile() == 1 ? 1 : 0);
+}
+
+std::string writeFailure(const std::string& path, const char* reason) {
+    return kMe + (": Unable to write file '" + path) + "' - " + reason + ".\n";
+}
+
+TEST_F(FileDriverTest, WhereverADiskEndsOnlyOksMeanAWholeFile) {
+    constexpr std::size_t kBuffered = 70000; // what a put may leave to the next one
+    std::vector<int> manyLines(200);
+    std::generate(manyLines.rbegin(), manyLines.rend(), [y = 0]() mutable { return y++; });
+    const LongFile cases[] = {
+        {"from the top", kEnding, 6000, 4, {3, 2, 1, 0}},
+        {"kept at last", kEnding, 6000, 6, {5, 4, 3, 2, 0, 1}},
+        {"all but one kept", kEnding, 6000, 4, {0, 1, 2, 3}},
+        {"at once", kEnding, 6000, 4, {}},
+        {"many lines", kSecondEnding, 100, 200, manyLines},
+    };
+    for (const LongFile& c : cases) {
+        const std::string path = folder / (c.name + c.file);
+        const std::size_t requests = std::max<std::size_t>(c.order.size(), 1) + 2;
+        ASSERT_EQ(countOks(driver, path, c), requests);
+        const std::string whole = support::contentOf(path);
+        ASSERT_GT(whole.size(), kBuffered) << c.name;
+        for (std::size_t lacking = 0; lacking + 300 < whole.size();
+             lacking += lacking == 0 ? 1 : whole.size() / 50) {
+            SCOPED_TRACE(std::string(c.name) + ", lacking " + std::to_string(lacking) + " of " +
+                         std::to_string(whole.size()));
+            const FileSizeLimit full(whole.size() - lacking);
+            const support::CaptureStderr said;
+            const std::size_t oks = countOks(driver, path, c);
+            EXPECT_EQ(said.text(), lacking == 0 ? "" : writeFailure(path, "File too large"));
+            EXPECT_LE(oks, requests - (lacking == 0 ? 0U : 1U));
+            if (lacking == 0) {
+                EXPECT_EQ(support::contentOf(path), whole);
+            } else if (lacking > kBuffered && (c.order.empty() || c.order[0] != 0)) {
+                EXPECT_LT(oks, requests - 1) << "only the close found it";
+            }
+        }
+    }
+}
+
+TEST_F(FileDriverTest, ConnectingAgainTellsOfALossAndRunsNoCommand) {
+    std::filesystem::create_symlink("/dev/full", in("full"));
+    for (int connection = 0; connection < 2; ++connection) {
+        const support::CaptureStderr said;
+        ASSERT_EQ(driver.write(in("full"), 4, 1), 0);
+        ASSERT_EQ(driver.put(hostLine(4, 1), 0), 0) << "still in the buffer";
+        EXPECT_EQ(driver.connect(in("b"), 1), -1);
+        EXPECT_EQ(driver.postWrites, connection);
+        EXPECT_EQ(said.text(), writeFailure(in("full"), "No space left on device"));
+        EXPECT_EQ(driver.connect(in("b"), 1), 0);
+        EXPECT_EQ(driver.read(in("b")), 0);
+        EXPECT_EQ(driver.postWrites, connection + 1) << "for a file that was whole";
+        driver.disconnectFromFile();
+    }
+}
+
+// --- Damage --------------------------------------------------------------------------------------
+
+/// Reads lines from both ends and everything at once. Whatever the file holds, requests are
+/// answered and little is said.
+void readEverything(TestDriver& driver, const std::string& path) {
+    const support::CaptureStderr said;
+    if (driver.read(path) == 0) {
+        const long h = driver.bounds[3];
+        for (const long y : {h - 1, 0L, h / 2}) {
+            EXPECT_NE(driver.line(y), "?");
+        }
+        if (driver.lineBytes() * static_cast<std::size_t>(h) < 1000000) {
+            std::string block(driver.lineBytes() * static_cast<std::size_t>(h), '\0');
+            EXPECT_EQ(driver.getAll(block), 0);
+        }
+    }
+    EXPECT_GE(driver.disconnectFromFile(), 0);
+    EXPECT_LE(said.lines(), kMostSaid) << said.text();
+}
+
+/// How many lines of the open file are as in the sample. The others have parts of it and zeros.
+std::size_t countWhole(TestDriver& driver, const Sample& sample) {
+    std::size_t whole = 0;
+    for (std::size_t y = sample.lines.size(); y-- > 0;) {
+        const std::string& expected = sample.lines[y];
+        const std::string line = driver.line(static_cast<long>(y), sample.before);
+        const bool reached = whole == sample.lines.size() - 1 - y;
+        EXPECT_TRUE(!sample.fromTheTop || reached || line == std::string(line.size(), '\0'))
+            << "line " << y << " is behind the cut";
+        for (std::size_t i = 0; i < expected.size(); ++i) {
+            const int strange = sample.before == 0 ? line.at(i) & ~expected[i] : line.at(i);
+            EXPECT_TRUE(line[i] == expected[i] || strange == 0) << "byte " << i << " of line " << y;
+        }
+        whole += line == expected ? 1 : 0;
+    }
+    return whole;
+}
+
+TEST_F(FileDriverTest, EveryTruncationServesWhatIsThereAndZeros) {
+    for (const Sample& sample : samples()) {
+        support::MemoryFile file(folder, sample.name);
+        const std::string path = folder / sample.name;
+        std::size_t last = 0;
+        for (std::size_t size = 0; size < sample.bytes.size(); ++size) {
+            SCOPED_TRACE(sample.name + ", " + std::to_string(size) + " bytes");
+            file.set(std::string_view(sample.bytes).substr(0, size));
+            readEverything(driver, path);
+            const support::CaptureStderr said;
+            ASSERT_EQ(driver.read(path), size < sample.head ? -1 : 0);
+            if (size >= sample.head) {
+                const std::size_t whole = countWhole(driver, sample);
+                EXPECT_GE(whole, last) << "fewer lines than of a shorter file";
+                EXPECT_TRUE(whole == sample.lines.size() || said.lines() == 1) << said.text();
+                EXPECT_EQ(said.text().find(kMe + (": File '" + path) + "' is cut short or damaged"),
+                          said.text().empty() ? std::string::npos : 0U);
+                last = whole;
+            }
+            EXPECT_LE(said.lines(), 1) << said.text();
+        }
+        EXPECT_GE(last, sample.lines.size() - 1) << sample.name;
+        file.set(sample.bytes);
+        const support::CaptureStderr said;
+        ASSERT_EQ(driver.read(path), 0);
+        EXPECT_EQ(countWhole(driver, sample), sample.lines.size()) << sample.name;
+        EXPECT_EQ(said.text(), "");
+    }
+}
+
+TEST_F(FileDriverTest, EveryBitFlipIsSurvived) {
+    for (const Sample& sample : samples()) {
+        support::MemoryFile file(folder, sample.name);
+        std::string bent = sample.bytes;
+        for (std::size_t bit = 0; bit < bent.size() * 8; ++bit) {
+            if (bit / 8 >= sample.commentAt && bit / 8 < sample.commentEnd) {
+                continue;
+            }
+            SCOPED_TRACE(sample.name + ", bit " + std::to_string(bit));
+            const auto flip = [&] {
+                bent[bit / 8] = static_cast<char>(bent[bit / 8] ^ (0x80 >> bit % 8));
+            };
+            flip();
+            file.set(bent);
+            readEverything(driver, folder / sample.name);
+            flip();
+        }
+    }
+}
+
+TEST_F(FileDriverTest, ClaimsOfAHeaderCostNoMemory) {
+    rusage before{};
+    getrusage(RUSAGE_SELF, &before);
+    for (const Claim& claim : claims()) {
+        SCOPED_TRACE(claim.name);
+        const support::CaptureStderr said;
+        ASSERT_EQ(driver.read(folder.write(claim.name, claim.bytes)), claim.served ? 0 : -1);
+        if (claim.served) {
+            EXPECT_EQ(driver.line(0), std::string(driver.lineBytes(), '\0'));
+            EXPECT_NE(driver.line(driver.bounds[3] - 1), "?");
+            EXPECT_EQ(driver.line(0), std::string(driver.lineBytes(), '\0'));
+        }
+        EXPECT_EQ(said.lines(), 1) << said.text();
+    }
+    rusage after{};
+    getrusage(RUSAGE_SELF, &after);
+    EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 200L * 1024) << "KiB";
+}
+
+} // namespace

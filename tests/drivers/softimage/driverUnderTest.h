@@ -1,0 +1,127 @@
+// SPDX-License-Identifier: MIT
+// The Softimage filter with its inner state to be seen, and files built byte by byte.
+#pragma once
+
+#include "TDR_SoftimageFilter.h"
+#include "drivers/fileDriver.h"
+#include "support/pictureFiles.h"
+
+#include <string_view>
+
+class TestDriver : public FileDriver<TDR_SoftimageFilter> {
+  public:
+    using FileDriver::FileDriver;
+    using TDR_SoftimageFilter::isOpen;
+    using TDR_SoftimageFilter::lastWrittenLine;
+    using TDR_SoftimageFilter::tag;
+    using TDR_SoftimageFilter::tagChannelCount;
+
+    [[nodiscard]] std::size_t lineBytes() const override {
+        const auto pixels = static_cast<std::size_t>(bounds[2]);
+        return tag ? (pixels * static_cast<std::size_t>(tagChannelCount) + 7) / 8 : pixels * 4;
+    }
+};
+
+/// Text of hexadecimal byte pairs, blanks ignored, as bytes.
+inline std::string bytes(std::string_view hex) {
+    std::string digits(hex);
+    std::erase(digits, ' ');
+    std::string out;
+    for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
+        out += static_cast<char>(std::stoi(digits.substr(i, 2), nullptr, 16));
+    }
+    return out;
+}
+
+using support::be16;
+
+/// The first 104 bytes of a PIC or TAG; `last` is the padding or the channel count.
+inline std::string fileHeader(std::string_view type, int w, int h, int last) {
+    return support::fileHeader(type, w, h) + be16(last);
+}
+
+inline std::string picHeader(int w, int h, std::string_view packetsHex) {
+    return fileHeader("PICT", w, h, 0) + bytes(packetsHex);
+}
+
+/// Packets of a file that the driver writes: RGB, then A, both mixed.
+inline constexpr std::string_view kRgbaMixed = "010802E0 00080210";
+inline constexpr std::string_view kRgbaRaw = "000800F0";
+
+/// Code words of a matte: a run of so many ones or zeros.
+inline constexpr int kOnes = 0xC000;
+inline constexpr int kZeros = 0x8000;
+
+class SoftimageTest : public testing::Test {
+  protected:
+    support::TempDir folder;
+    TestDriver filter;
+};
+
+// --- For fileDriverTest.cpp ----------------------------------------------------------------------
+
+inline constexpr const char* kMe = "Softimage Filter";
+inline constexpr const char* kVendor = "SOFTIMAGE Inc.";
+inline constexpr const char* kFormatName = "SOFTIMAGE";
+inline constexpr const char* kEnding = ".pic";
+inline constexpr const char* kSecondEnding = ".tag";
+inline constexpr int kFirstFormat = -1;
+inline constexpr int kClosedAfterReading = 1;
+inline constexpr bool kRefusedBoundsMoveTheOrigin = true;
+inline constexpr long kMostSaid = 3; // a strange version has two lines
+
+inline int startWriting(TestDriver& driver, const std::string& path, int w, int h) {
+    driver.tagChannelCount = 253; // 506 bytes a line
+    return driver.write(path, w, h, path.ends_with(kSecondEnding) ? 1 : 0);
+}
+
+inline std::vector<Refusal> refusals(const support::TempDir& folder) {
+    const auto pic = [&](const char* name, int w, int h, std::string_view packets) {
+        return folder.write(name, picHeader(w, h, packets));
+    };
+    const auto tag = [&](const char* name, int channels) {
+        return folder.write(name, fileHeader("STAG", 1, 1, channels));
+    };
+    return {
+        {"FIFO without a reader", folder.fifo("out.pic"), 1, nullptr},
+        {"name without ending", pic("bare", 1, 1, kRgbaRaw), 0, nullptr},
+        {"PIC of width 0", pic("w.pic", 0, 1, kRgbaRaw), 0, "32767"},
+        {"PIC of height -1", pic("h.pic", 1, 65535, kRgbaRaw), 0, "32767"},
+        {"TAG of 0 channels", tag("0.tag", 0), 0, "253"},
+        {"TAG of 254 channels", tag("254.tag", 254), 0, "253"},
+        {"five packets", pic("5.pic", 1, 1, "01080080 01080040 01080020 01080010 00080010"), 0, ""},
+        {"endless packets", pic("endless.pic", 1, 1, "010800E0"), 0, ""},
+    };
+}
+
+/// A picture of mixed packets and a matte.
+inline std::vector<Sample> samples() {
+    Sample picture{"good.pic", picHeader(6, 4, kRgbaMixed), 112, {}};
+    for (int y = 3; y >= 0; --y) {
+        const int c = 16 * y + 1;
+        picture.bytes += support::bytes({0x82, c, c + 1, c + 2}); // a run of three pixels
+        picture.bytes += support::bytes({2, c, c, c, c, c, c + 4, c + 5, c + 6, c + 7});
+        picture.bytes += support::bytes({0x85, c + 8});
+        const std::string run = support::bytes({c + 8, c + 2, c + 1, c});
+        picture.lines.insert(
+            picture.lines.begin(),
+            run + run + run +
+                support::bytes({c + 8, c, c, c, c + 8, c + 4, c, c, c + 8, c + 7, c + 6, c + 5}));
+    }
+    // Two channels: 30 ones and 10 pixels of a literal; 20 pixels of a bit stream and 20 ones.
+    const std::string row =
+        be16(kOnes | 30) + be16(0x3FFF) + be16(0x4000 | 20) + bytes("FFFF FFFF") + be16(kOnes | 20);
+    Sample matte{"good.tag", fileHeader("STAG", 40, 3, 2) + row + row + row, 104, {}, true, 0};
+    matte.lines.assign(3, std::string(10, '\xFF'));
+    for (Sample* sample : {&picture, &matte}) {
+        sample->commentAt = 12;
+        sample->commentEnd = 88;
+    }
+    return {picture, matte};
+}
+
+inline std::vector<Claim> claims() {
+    return {{"mixed.pic", picHeader(32767, 32767, kRgbaMixed) + "xx"},
+            {"raw.pic", picHeader(32767, 32767, kRgbaRaw)},
+            {"channels.tag", fileHeader("STAG", 32767, 32767, 253) + "xx"}};
+}
