@@ -1,15 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "windowDesk.h"
 
-#include "base/byteOrder.h"
-
 #include <csignal>
-#include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <span>
 
 // Last, for its macros have everyday names.
 #include <X11/Xlib.h>
@@ -20,18 +15,6 @@ namespace {
 // Windows come and go while the tests look for them.
 int ignoreError(Display* /*display*/, XErrorEvent* /*error*/) {
     return 0;
-}
-
-std::string makeHome() {
-    std::string home = (std::filesystem::temp_directory_path() / "tdr-window-XXXXXX").string();
-    EXPECT_NE(::mkdtemp(home.data()), nullptr);
-    return home;
-}
-
-std::string hex(Window window) {
-    char text[32];
-    std::snprintf(text, sizeof text, "0x%lx", window);
-    return text;
 }
 
 bool isViewable(Display* display, Window window) {
@@ -71,66 +54,13 @@ std::string titleOf(Display* display, Window window) {
     return title;
 }
 
-// The numbers of a window dump's header that are needed here; all are big-endian and 32 bits wide.
-enum DumpField {
-    kHeaderBytes = 0,
-    kDepth = 3,
-    kWidth = 4,
-    kHeight = 5,
-    kByteOrder = 7,
-    kBitsPerPixel = 11,
-    kBytesPerLine = 12,
-    kRedMask = 14,
-    kColors = 19,
-    kFields = 25
-};
-
-constexpr std::size_t kColorBytes = 12;
-
-std::uint32_t loadPixel(const std::uint8_t* at, std::size_t bytes, bool highByteFirst) {
-    std::uint32_t value = 0;
-    for (std::size_t i = 0; i < bytes; ++i) {
-        value = value << 8 | at[highByteFirst ? i : bytes - 1 - i];
-    }
-    return value;
-}
-
-Screenshot decodeDump(std::span<const std::uint8_t> dump) {
-    const auto field = [dump](int index) {
-        return base::loadBe32(dump.data() + std::size_t{4} * static_cast<std::size_t>(index));
-    };
-    if (dump.size() < std::size_t{4} * kFields) {
-        return {};
-    }
-    Screenshot shot{static_cast<int>(field(kWidth)),
-                    static_cast<int>(field(kHeight)),
-                    static_cast<int>(field(kDepth)),
-                    {field(kRedMask), field(kRedMask + 1), field(kRedMask + 2)},
-                    {}};
-    const std::size_t pixelBytes = field(kBitsPerPixel) / 8;
-    const std::size_t lineBytes = field(kBytesPerLine);
-    const std::size_t start = field(kHeaderBytes) + kColorBytes * field(kColors);
-    if (dump.size() != start + lineBytes * field(kHeight)) {
-        ADD_FAILURE() << "a damaged window dump of " << dump.size() << " bytes";
-        return {};
-    }
-    for (std::size_t row = 0; row < field(kHeight); ++row) {
-        for (std::size_t column = 0; column < field(kWidth); ++column) {
-            const std::uint8_t* at = dump.data() + start + row * lineBytes + column * pixelBytes;
-            shot.pixels.push_back(loadPixel(at, pixelBytes, field(kByteOrder) == 1));
-        }
-    }
-    return shot;
-}
-
 } // namespace
 
 void Desk::Closer::operator()(Display* display) const {
     XCloseDisplay(display);
 }
 
-Desk::Desk(const std::string& screen, Manager manager)
-    : home_(makeHome()), managed_(manager == Manager::Openbox) {
+Desk::Desk(const std::string& screen, Manager manager) : managed_(manager == Manager::Openbox) {
     startServer(screen);
     if (display_ && managed_) {
         startManager();
@@ -144,7 +74,6 @@ Desk::~Desk() {
         server_->kill(SIGTERM); // lets it take its lock file away
         server_->exitStatus();
     }
-    std::filesystem::remove_all(home_);
 }
 
 void Desk::startServer(const std::string& screen) {
@@ -167,10 +96,12 @@ void Desk::startServer(const std::string& screen) {
 }
 
 void Desk::startManager() {
-    manager_ = std::make_unique<Program>(
-        std::vector<std::string>{"openbox", "--sm-disable"},
-        std::vector<std::string>{environment(), "HOME=" + home_, "XDG_CONFIG_HOME=" + home_,
-                                 "XDG_CACHE_HOME=" + home_, "XDG_DATA_HOME=" + home_});
+    std::vector<std::string> surroundings{environment()};
+    for (const char* name : {"HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME"}) {
+        surroundings.push_back(name + ("=" + home_.path().string()));
+    }
+    manager_ = std::make_unique<Program>(std::vector<std::string>{"openbox", "--sm-disable"},
+                                         surroundings);
     // It announces itself before it takes windows in, and forgets those that come between.
     const Window probe =
         XCreateSimpleWindow(display(), DefaultRootWindow(display()), 0, 0, 20, 20, 0, 0, 0);
@@ -218,12 +149,27 @@ Place Desk::place(Window window) {
 }
 
 Screenshot Desk::screenshot(Window window) {
-    const std::string file = home_ + "/window.xwd";
-    const auto xwd = start({"xwd", "-silent", "-id", hex(window), "-out", file});
-    EXPECT_EQ(xwd->exitStatus(), 0) << xwd->err();
-    std::ifstream stream(file, std::ios::binary);
-    const std::vector<char> bytes(std::istreambuf_iterator<char>(stream), {});
-    return decodeDump({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
+    const Place shown = place(window);
+    const auto width = static_cast<unsigned>(shown.width);
+    const auto height = static_cast<unsigned>(shown.height);
+    XImage* image = XGetImage(display(), window, 0, 0, width, height, AllPlanes, ZPixmap);
+    if (image == nullptr) {
+        ADD_FAILURE() << "nothing of the window to be seen";
+        return {};
+    }
+    const auto mask = [](unsigned long bits) { return static_cast<std::uint32_t>(bits); };
+    Screenshot shot{shown.width,
+                    shown.height,
+                    image->depth,
+                    {mask(image->red_mask), mask(image->green_mask), mask(image->blue_mask)},
+                    {}};
+    for (int row = 0; row < shown.height; ++row) {
+        for (int column = 0; column < shown.width; ++column) {
+            shot.pixels.push_back(static_cast<std::uint32_t>(XGetPixel(image, column, row)));
+        }
+    }
+    XDestroyImage(image);
+    return shot;
 }
 
 void Desk::awaitFocus(Window window) {

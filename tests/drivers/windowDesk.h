@@ -2,7 +2,8 @@
 // A screen of the tests' own, and the ways to look at windows on it and to use them.
 #pragma once
 
-#include "windowProgram.h"
+#include "support/program.h"
+#include "support/tempDir.h"
 
 #include <cstdint>
 #include <memory>
@@ -13,6 +14,9 @@
 struct _XDisplay;
 using WindowId = unsigned long;
 
+using support::eventually;
+using support::Program;
+
 struct Place {
     int left = 0;
     int top = 0;
@@ -21,7 +25,7 @@ struct Place {
     bool operator==(const Place&) const = default;
 };
 
-/// A screenshot of one window, made by `xwd -id`.
+/// What one window shows.
 struct Screenshot {
     int width = 0;
     int height = 0;
@@ -78,7 +82,7 @@ class Desk {
     struct Closer {
         void operator()(_XDisplay* display) const;
     };
-    std::string home_;
+    support::TempDir home_;
     std::string number_;
     std::unique_ptr<Program> server_;
     std::unique_ptr<_XDisplay, Closer> display_;

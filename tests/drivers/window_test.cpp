@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The window as people meet it: on a screen, with and without a window manager.
+#include "support/processState.h"
 #include "windowDesk.h"
 #include "windowPattern.h"
 
@@ -7,7 +8,6 @@
 #include <bit>
 #include <cmath>
 #include <csignal>
-#include <fstream>
 #include <gtest/gtest.h>
 
 namespace {
@@ -125,23 +125,58 @@ TEST_P(OnEveryDesk, IsOneBlackPixelForAnEmptyPicture) {
     }
 }
 
-TEST_P(OnEveryDesk, EndsWithItsServer) {
-    Desk desk("640x480x24", GetParam());
-    const auto program = paste(desk, 64, 48);
-    expectPicture(desk, desk.window("picture"), 64, 48);
-    desk.killServer();
-    EXPECT_EQ(program->exitStatus(), 0);
-    EXPECT_EQ(program->out(), kEntering + kExited + "done\n");
-    EXPECT_TRUE(isOneLine(program->err())) << program->err();
-}
+/// What may befall a window, and whether the program has a reason to tell.
+struct End {
+    const char* name;
+    Desk::Manager manager;
+    void (*strike)(Desk& desk, WindowId window);
+    bool quiet;
+};
 
-TEST(Window, IsClosedByTheWindowManager) {
-    Desk desk("640x480x24", Desk::Manager::Openbox);
-    const auto program = paste(desk, 64, 48);
-    const WindowId window = desk.window("picture");
-    desk.awaitFocus(window);
-    desk.xdotool({"key", "alt+F4"});
-    expectQuietEnd(*program);
+const End kEnds[] = {
+    {"closed by a key of the manager", Desk::Manager::Openbox,
+     [](Desk& desk, WindowId window) {
+         desk.awaitFocus(window);
+         desk.xdotool({"key", "alt+F4"});
+     },
+     true},
+    {"destroyed by another program", Desk::Manager::Bare,
+     [](Desk& desk, WindowId window) {
+         desk.xdotool({"windowclose", std::to_string(window)});
+     },
+     true},
+    {"connection cut", Desk::Manager::Bare,
+     [](Desk& desk, WindowId window) {
+         desk.xdotool({"windowkill", std::to_string(window)});
+     },
+     false},
+    {"server gone", Desk::Manager::Bare, [](Desk& desk, WindowId) { desk.killServer(); }, false},
+    {"server and manager gone", Desk::Manager::Openbox,
+     [](Desk& desk, WindowId) { desk.killServer(); }, false},
+    // It has been told to draw when it goes on, but there is nobody left to draw for.
+    {"server gone when it draws", Desk::Manager::Bare,
+     [](Desk& desk, WindowId) {
+         desk.coverBriefly({0, 0, 640, 480});
+         desk.killServer();
+     },
+     false},
+};
+
+TEST(Window, EndsWhateverBefallsIt) {
+    for (const End& row : kEnds) {
+        SCOPED_TRACE(row.name);
+        Desk desk("640x480x24", row.manager);
+        const auto program = paste(desk, 300, 200);
+        const WindowId window = desk.window("picture");
+        expectPicture(desk, window, 300, 200);
+        program->kill(SIGSTOP); // it finds all that has happened when it goes on
+        row.strike(desk, window);
+        program->kill(SIGCONT);
+        EXPECT_EQ(program->exitStatus(), 0);
+        EXPECT_EQ(program->out(), kEntering + kExited + "done\n");
+        EXPECT_TRUE(row.quiet ? program->err().empty() : isOneLine(program->err()))
+            << program->err();
+    }
 }
 
 // The picture takes a server long enough to be struck in the middle of the drawing.
@@ -152,36 +187,6 @@ TEST(Window, MayBeDestroyedWhileItIsDrawn) {
         desk.destroy(desk.window("picture"));
         expectQuietEnd(*program);
     }
-}
-
-// It has been told to draw when it goes on, but there is nobody left to draw for.
-TEST(Window, MayFindItsServerGoneWhenItDraws) {
-    Desk desk;
-    const auto program = paste(desk, 300, 200);
-    expectPicture(desk, desk.window("picture"), 300, 200);
-    program->kill(SIGSTOP);
-    desk.coverBriefly({0, 0, 640, 480});
-    desk.killServer();
-    program->kill(SIGCONT);
-    EXPECT_EQ(program->exitStatus(), 0);
-    EXPECT_EQ(program->out(), kEntering + kExited + "done\n");
-    EXPECT_TRUE(isOneLine(program->err())) << program->err();
-}
-
-TEST(Window, MayBeDestroyedByAnotherProgram) {
-    Desk desk;
-    const auto program = paste(desk, 64, 48);
-    desk.xdotool({"windowclose", std::to_string(desk.window("picture"))});
-    expectQuietEnd(*program);
-}
-
-TEST(Window, MayLoseItsConnection) {
-    Desk desk;
-    const auto program = paste(desk, 64, 48);
-    desk.xdotool({"windowkill", std::to_string(desk.window("picture"))});
-    EXPECT_EQ(program->exitStatus(), 0);
-    EXPECT_EQ(program->out(), kEntering + kExited + "done\n");
-    EXPECT_TRUE(isOneLine(program->err())) << program->err();
 }
 
 struct Screen {
@@ -267,12 +272,7 @@ TEST(Window, TakesNoProcessorTimeWhileItWaits) {
     expectPicture(desk, desk.window("picture"), 64, 48);
     int asleep = 0;
     eventually("a program that sleeps", [&] {
-        std::ifstream stat("/proc/" + std::to_string(program->pid()) + "/stat");
-        std::string pid;
-        std::string name;
-        char state = 0;
-        stat >> pid >> name >> state;
-        asleep = state == 'S' ? asleep + 1 : 0;
+        asleep = support::stateOf(program->pid()) == 'S' ? asleep + 1 : 0;
         return asleep == 50;
     });
 }

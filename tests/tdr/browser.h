@@ -2,14 +2,11 @@
 // A headless browser, for tests of pictures that people look at in one.
 #pragma once
 
+#include "support/program.h"
 #include "support/tempDir.h"
 
 #include <csignal>
-#include <cstdint>
-#include <cstdlib>
-#include <fcntl.h>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -38,45 +35,29 @@ inline void endLeftOver() {
 }
 
 /// Runs the browser on a file with a profile of its own; what it wrote to stdout. Everything that
-/// it started has ended afterwards. There is no limit but the test's own: a loaded machine is slow.
-inline std::string run(std::vector<std::string> options, const std::string& file) {
+/// it started has ended afterwards.
+inline std::string run(const std::vector<std::string>& options, const std::string& file) {
     const support::TempDir home;
     prctl(PR_SET_CHILD_SUBREAPER, 1);
-    const std::string out = home / "out";
-    const pid_t pid = fork();
-    if (pid == 0) {
-        std::vector<std::string> line = {kProgram,
-                                         "--headless",
-                                         "--no-sandbox",
-                                         "--disable-gpu",
-                                         "--disable-quic",
-                                         "--no-first-run",
-                                         "--hide-scrollbars",
-                                         "--disable-dev-shm-usage",
-                                         "--disable-breakpad",
-                                         "--disable-background-networking",
-                                         "--disable-component-update",
-                                         "--disable-sync",
-                                         "--user-data-dir=" + (home / "profile")};
-        line.insert(line.end(), options.begin(), options.end());
-        line.push_back("file://" + file);
-        std::vector<char*> argv;
-        argv.reserve(line.size() + 1);
-        for (std::string& word : line) {
-            argv.push_back(word.data());
-        }
-        argv.push_back(nullptr);
-        setenv("HOME", home.path().c_str(), 1);
-        dup2(open(out.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600), STDOUT_FILENO);
-        dup2(open("/dev/null", O_WRONLY | O_CLOEXEC), STDERR_FILENO);
-        execv(argv[0], argv.data());
-        _exit(126);
-    }
-    waitpid(pid, nullptr, 0);
+    std::vector<std::string> line = {kProgram,
+                                     "--headless",
+                                     "--no-sandbox",
+                                     "--disable-gpu",
+                                     "--disable-quic",
+                                     "--no-first-run",
+                                     "--hide-scrollbars",
+                                     "--disable-dev-shm-usage",
+                                     "--disable-breakpad",
+                                     "--disable-background-networking",
+                                     "--disable-component-update",
+                                     "--disable-sync",
+                                     "--user-data-dir=" + (home / "profile")};
+    line.insert(line.end(), options.begin(), options.end());
+    line.push_back("file://" + file);
+    support::Program program(line, {"HOME=" + home.path().string()});
+    program.exitStatus(std::chrono::seconds(250)); // a loaded machine is slow
     endLeftOver();
-    std::ostringstream text;
-    text << std::ifstream(out).rdbuf();
-    return text.str();
+    return program.out();
 }
 
 /// The document as the browser understood it.

@@ -133,11 +133,11 @@ TEST_F(CommandTest, aSignalEndsTheWaitForADriverThatHangsInItsStart) {
         auto running = startRun({"query", driver, "--driver-dir", folder, "--timeout", "100000"});
         pid_t child = 0;
         while (commandTesting::stateOf(child) != 'S') {
-            const auto children = commandTesting::childrenOf(running.pid());
+            const auto children = commandTesting::childrenOf(running->pid());
             child = children.empty() ? 0 : *children.begin();
         }
-        kill(running.pid(), SIGTERM);
-        const Ended ended = running.wait();
+        running->kill(SIGTERM);
+        const Ended ended = running->wait();
         EXPECT_EQ(ended.signal, SIGTERM) << driver;
         EXPECT_TRUE(contains(ended.err, std::string(driver) + ": start: interrupted"));
         EXPECT_EQ(commandTesting::stateOf(child), '\0') << driver << " is left";

@@ -5,21 +5,19 @@
 #include "base/uniqueFd.h"
 #include "support/leakCounters.h"
 #include "support/processState.h"
+#include "support/program.h"
 #include "support/tempDir.h"
 
 #include <csignal>
-#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
-#include <fstream>
 #include <grp.h>
 #include <gtest/gtest.h>
+#include <memory>
 #include <optional>
 #include <set>
-#include <sstream>
 #include <string>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
 
@@ -40,15 +38,7 @@ struct Ended {
     int signal = 0; ///< what killed it, or 0
     std::string out;
     std::string err;
-    pid_t pid = -1;
 };
-
-inline std::string contentOf(const fs::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream all;
-    all << file.rdbuf();
-    return all.str();
-}
 
 inline std::set<std::string> namesIn(const fs::path& folder) {
     std::set<std::string> names;
@@ -67,41 +57,24 @@ inline testing::AssertionResult contains(const std::string& text, const std::str
 }
 
 using support::childrenOf;
+using support::contentOf;
 using support::stateOf;
 
 /// One run of the command, from its start to its end.
-class Running {
+class Running : public support::Program {
   public:
-    Running(const fs::path& scratch, std::vector<std::string> arguments, const Around& around = {})
-        : out_(scratch / "stdout"), err_(scratch / "stderr") {
-        arguments.insert(arguments.begin(), TDR_COMMAND);
-        std::vector<char*> argv;
-        argv.reserve(arguments.size() + 1);
-        for (std::string& argument : arguments) {
-            argv.push_back(argument.data());
-        }
-        argv.push_back(nullptr);
-        pid_ = fork();
-        if (pid_ == 0) {
-            become(around);
-            execv(argv[0], argv.data());
-            _exit(126);
-        }
-    }
-
-    [[nodiscard]] pid_t pid() const { return pid_; }
+    explicit Running(std::vector<std::string> arguments, const Around& around = {})
+        : Program(withCommand(std::move(arguments)), {}, [&around] { become(around); }) {}
 
     Ended wait() {
-        int status = 0;
-        waitpid(pid_, &status, 0);
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1,
-                WIFSIGNALED(status) ? WTERMSIG(status) : 0, contentOf(out_), contentOf(err_), pid_};
+        const int status = exitStatus(kLongest);
+        return {status < 256 ? status : -1, status < 256 ? 0 : status - 256, out(), err()};
     }
 
     /// Waits until a child of the command has stopped; its pid, or -1 when the command ends first.
     [[nodiscard]] pid_t awaitStoppedChild() const {
-        while (stateOf(pid_) != 'Z') {
-            for (const pid_t child : childrenOf(pid_)) {
+        while (stateOf(pid()) != 'Z') {
+            for (const pid_t child : childrenOf(pid())) {
                 if (stateOf(child) == 'T') {
                     return child;
                 }
@@ -112,12 +85,16 @@ class Running {
     }
 
   private:
-    void become(const Around& around) const {
-        const int out = around.stdoutFd >= 0
-                            ? around.stdoutFd
-                            : open(out_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
-        dup2(out, STDOUT_FILENO);
-        dup2(open(err_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666), STDERR_FILENO);
+    static constexpr std::chrono::seconds kLongest{250}; // the tests have limits of their own
+
+    static std::vector<std::string> withCommand(std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), TDR_COMMAND);
+        return arguments;
+    }
+    static void become(const Around& around) {
+        if (around.stdoutFd >= 0) {
+            dup2(around.stdoutFd, STDOUT_FILENO);
+        }
         if (around.largestFile) {
             const rlimit limit{*around.largestFile, *around.largestFile};
             setrlimit(RLIMIT_FSIZE, &limit);
@@ -130,10 +107,6 @@ class Running {
             _exit(125);
         }
     }
-
-    fs::path out_;
-    fs::path err_;
-    pid_t pid_ = -1;
 };
 
 /// A folder for the files of a test, which starts with one picture, and another for the rest. After
@@ -148,14 +121,14 @@ class CommandTest : public ::testing::Test {
     }
 
     Ended run(std::vector<std::string> arguments, const Around& around = {}) {
-        Running running(scratch_.path(), std::move(arguments), around);
+        Running running(std::move(arguments), around);
         pids_.insert(running.pid());
         return running.wait();
     }
 
-    Running startRun(std::vector<std::string> arguments) {
-        Running running(scratch_.path(), std::move(arguments));
-        pids_.insert(running.pid());
+    std::unique_ptr<Running> startRun(std::vector<std::string> arguments) {
+        auto running = std::make_unique<Running>(std::move(arguments));
+        pids_.insert(running->pid());
         return running;
     }
 

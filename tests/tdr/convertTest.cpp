@@ -202,12 +202,12 @@ TEST_F(ConvertTest, aSignalInTheMiddleLeavesNothing) {
     const std::string drivers = driverFolder({"freezesAtPut"});
     for (const int signal : {SIGINT, SIGTERM}) {
         auto running = startRun({"convert", smallPic(), in("o.1039-1"), "--driver-dir", drivers});
-        const pid_t stopped = running.awaitStoppedChild();
+        const pid_t stopped = running->awaitStoppedChild();
         ASSERT_GT(stopped, 0);
         EXPECT_EQ(namesIn(files().path()).size(), 2U) << "it writes beside the target";
-        const auto children = commandTesting::childrenOf(running.pid());
-        kill(running.pid(), signal);
-        const Ended ended = running.wait();
+        const auto children = commandTesting::childrenOf(running->pid());
+        running->kill(signal);
+        const Ended ended = running->wait();
         EXPECT_EQ(ended.signal, signal) << "shells see the signal";
         for (const pid_t child : children) {
             EXPECT_EQ(commandTesting::stateOf(child), '\0') << "driver " << child << " is left";
@@ -220,10 +220,10 @@ TEST_F(ConvertTest, aDriverThatDiesOrHangsLeavesTheOldFile) {
     const std::string drivers = driverFolder({"freezesAtPut"});
     const auto target = files().write("o.1039-1", "old");
     auto running = startRun({"convert", smallPic(), target, "--driver-dir", drivers});
-    const pid_t stopped = running.awaitStoppedChild();
+    const pid_t stopped = running->awaitStoppedChild();
     ASSERT_GT(stopped, 0);
     kill(stopped, SIGKILL);
-    const Ended died = running.wait();
+    const Ended died = running->wait();
     EXPECT_EQ(died.exit, 3);
     EXPECT_TRUE(contains(died.err, target + ": freezesAtPutFilter: put line: the driver died "
                                             "(signal 9 (Killed))"));

@@ -1,82 +1,31 @@
 // SPDX-License-Identifier: MIT
 // The process entry, with real driver programs.
 #include "support/fakeHost.h"
+#include "support/program.h"
 #include "support/sharedBlock.h"
 #include "support/tempDir.h"
 
-#include <array>
-#include <csignal>
-#include <cstdio>
-#include <fcntl.h>
 #include <filesystem>
-#include <sys/wait.h>
-#include <unistd.h>
 
 using support::action;
-using support::query;
 
 namespace {
 
 constexpr const char* kNullFilter = TDR_BIN_DIR "/nullFilter";
 
-/// A driver program with its stderr on a pipe; ended and reaped with the object.
-class Program {
+/// A driver program with these arguments.
+class Driver : public support::Program {
   public:
-    explicit Program(std::vector<std::string> arguments, const char* path = kNullFilter) {
-        int ends[2];
-        if (pipe2(ends, O_CLOEXEC) != 0) {
-            throw std::runtime_error("no pipe");
-        }
-        errors_.reset(ends[0]);
-        base::UniqueFd writeEnd(ends[1]);
-        std::vector<char*> argv = {const_cast<char*>(path)};
-        for (std::string& a : arguments) {
-            argv.push_back(a.data());
-        }
-        argv.push_back(nullptr);
-        pid_ = fork();
-        if (pid_ == 0) {
-            dup2(ends[1], STDERR_FILENO);
-            execv(path, argv.data());
-            _exit(98);
-        }
-    }
-    ~Program() {
-        if (pid_ > 0) {
-            kill(pid_, SIGKILL);
-            waitpid(pid_, nullptr, 0);
-        }
-    }
-
-    /// What descriptor `fd` of the program stands for.
-    [[nodiscard]] std::string descriptor(int fd) const {
-        std::error_code none;
-        return std::filesystem::read_symlink(
-            "/proc/" + std::to_string(pid_) + "/fd/" + std::to_string(fd), none);
-    }
-
-    /// Waits for the end; the exit status, or minus the signal that ended it.
-    int wait() {
-        int status = 0;
-        waitpid(pid_, &status, 0);
-        pid_ = -1;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-    }
-
-    /// All that the program wrote to stderr; waits until it has closed it.
-    std::string errors() const {
-        std::string text;
-        std::array<char, 512> buffer;
-        ssize_t got = 0;
-        while ((got = read(errors_.get(), buffer.data(), buffer.size())) > 0) {
-            text.append(buffer.data(), static_cast<std::size_t>(got));
-        }
-        return text;
-    }
+    explicit Driver(std::vector<std::string> arguments, const char* path = kNullFilter)
+        : Program(withPath(std::move(arguments), path)) {}
+    Driver(const support::FakeHost& host, const char* path = kNullFilter)
+        : Driver({"-ipc_link_port", std::to_string(host.port())}, path) {}
 
   private:
-    base::UniqueFd errors_;
-    pid_t pid_ = -1;
+    static std::vector<std::string> withPath(std::vector<std::string> arguments, const char* path) {
+        arguments.insert(arguments.begin(), path);
+        return arguments;
+    }
 };
 
 TEST(Entry, BadCommandLinesAreUsageErrors) {
@@ -89,9 +38,9 @@ TEST(Entry, BadCommandLinesAreUsageErrors) {
         {"12"},
     };
     for (const auto& arguments : cases) {
-        Program program(arguments);
-        EXPECT_EQ(program.errors(), "usage: nullFilter [-ipc_link_port port#]\n");
-        EXPECT_EQ(program.wait(), 255);
+        Driver program(arguments);
+        EXPECT_EQ(program.exitStatus(), 255);
+        EXPECT_EQ(program.err(), "usage: nullFilter [-ipc_link_port port#]\n");
     }
 }
 
@@ -102,86 +51,87 @@ TEST(Entry, PredicateAnswersByExitStatusAndToAHost) {
     } cases[] = {{kNullFilter, 0, 101}, {PLAIN_DRIVER, 1, 102}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.path);
-        EXPECT_EQ(Program({"-predicate"}, c.path).wait(), c.status);
+        EXPECT_EQ(Driver({"-predicate"}, c.path).exitStatus(), c.status);
         support::FakeHost host;
         host.connectDriver();
-        Program program({"-predicate", "-ipc_link_port", std::to_string(host.port())}, c.path);
+        Driver program({"-predicate", "-ipc_link_port", std::to_string(host.port())}, c.path);
         host.awaitDriver();
         EXPECT_EQ(host.receive().datacmd[5], c.code);
-        EXPECT_EQ(program.wait(), c.status);
+        EXPECT_EQ(program.exitStatus(), c.status);
     }
 }
 
 TEST(Entry, HostThatIsNotThereIsADriverError) {
     unsigned short port = 0;
     close(createsocket(&port)); // a port that nobody listens on
-    Program program({"-ipc_link_port", std::to_string(port)});
-    EXPECT_NE(program.errors().find("Problem connecting to parent on port " + std::to_string(port)),
+    Driver program({"-ipc_link_port", std::to_string(port)});
+    EXPECT_EQ(program.exitStatus(), 254);
+    EXPECT_NE(program.err().find("Problem connecting to parent on port " + std::to_string(port)),
               std::string::npos);
-    EXPECT_EQ(program.wait(), 254);
 }
 
 TEST(Entry, LastPortThatReadsAsANumberCounts) {
     support::FakeHost host;
     host.connectDriver();
-    Program program({"-ipc_link_port", "1", "-ipc_link_port",
-                     " +" + std::to_string(host.port()) + "x", "-ipc_link_port", "none"});
+    Driver program({"-ipc_link_port", "1", "-ipc_link_port",
+                    " +" + std::to_string(host.port()) + "x", "-ipc_link_port", "none"});
     host.awaitDriver();
     EXPECT_EQ(host.receive().datacmd[5], 101);
     host.send(action(200));
-    EXPECT_EQ(program.wait(), 0);
+    EXPECT_EQ(program.exitStatus(), 0);
 }
 
 TEST(Entry, VanishedHostEndsTheDriver) {
     support::FakeHost host;
     host.connectDriver();
-    Program program({"-ipc_link_port", std::to_string(host.port())});
+    Driver program(host);
     host.awaitDriver();
     host.receive();
     host.hangUp();
-    EXPECT_EQ(program.wait(), 0);
+    EXPECT_EQ(program.exitStatus(), 0);
 }
 
 TEST(Entry, ClosedStandardDescriptorsAreNotReused) {
     support::FakeHost host;
     host.connectDriver();
-    Program program({"-c", R"(exec "$0" "$@" <&- >&- 2>&-)", kNullFilter, "-ipc_link_port",
-                     std::to_string(host.port())},
-                    "/bin/sh");
+    Driver program({"-c", R"(exec "$0" "$@" <&- >&- 2>&-)", kNullFilter, "-ipc_link_port",
+                    std::to_string(host.port())},
+                   "/bin/sh");
     host.awaitDriver();
     host.receive();
+    const std::string fds = "/proc/" + std::to_string(program.pid()) + "/fd/";
     for (const int fd : {0, 1, 2}) {
-        EXPECT_EQ(program.descriptor(fd), "/dev/null") << fd;
+        EXPECT_EQ(std::filesystem::read_symlink(fds + std::to_string(fd)), "/dev/null") << fd;
     }
     host.send(action(200));
-    EXPECT_EQ(program.wait(), 0);
+    EXPECT_EQ(program.exitStatus(), 0);
 }
 
 TEST(Entry, AFileThatIsOpenAtTheEndIsClosedAndItsCommandRun) {
-    const support::TempDir folder;
-    const std::string path = folder / "a.pic";
-    const std::string marker = folder / "marker";
-    const support::SharedBlock block(4);
-    support::FakeHost host;
-    host.connectDriver();
-    Program program({"-ipc_link_port", std::to_string(host.port())},
-                    TDR_BIN_DIR "/softimageFilter");
-    host.awaitDriver();
-    EXPECT_EQ(host.receive().datacmd[5], 101);
-    const support::Message requests[] = {action(1424, {0}), action(1425, {0, 0, 1, 1}),
-                                         action(1442, {}, {"cp '" + path + "' '" + marker + "' #"}),
-                                         action(1439, {1, 0}, {path})};
-    for (const support::Message& request : requests) {
-        host.send(request);
-        EXPECT_EQ(host.receive().datacmd[5], 101) << request.code;
+    const std::pair<const char*, const char*> cases[] = {{TDR_BIN_DIR "/softimageFilter", "a.pic"},
+                                                         {TDR_BIN_DIR "/pngFilter", "a.png"}};
+    for (const auto& [driver, name] : cases) {
+        SCOPED_TRACE(name);
+        const support::TempDir folder;
+        const std::string path = folder / name;
+        const std::string copy = folder / "copy";
+        support::FakeHost host;
+        host.connectDriver();
+        Driver program(host, driver);
+        host.awaitDriver();
+        EXPECT_EQ(host.receive().datacmd[5], 101);
+        for (const support::Message& request :
+             {action(1424, {0}), action(1425, {0, 0, 1, 1}),
+              action(1442, {}, {"cp '" + path + "' '" + copy + "' #"}),
+              action(1439, {1, 0}, {path})}) {
+            host.send(request);
+            EXPECT_EQ(host.receive().datacmd[5], 101) << request.code;
+        }
+        host.send(action(200));
+        EXPECT_EQ(program.exitStatus(), 0);
+        EXPECT_NE(support::contentOf(copy), "") << program.err();
+        EXPECT_EQ(support::contentOf(copy), support::contentOf(path)) << "copied too early";
     }
-    host.send(action(1434, {4, block.key(), block.id(), 0, 0}));
-    EXPECT_EQ(host.receive().datacmd[5], 1225);
-    EXPECT_EQ(host.receive().datacmd[5], 101);
-    host.send(action(200));
-    EXPECT_EQ(program.wait(), 0);
-    ASSERT_TRUE(std::filesystem::exists(marker)) << program.errors();
-    EXPECT_EQ(std::filesystem::file_size(marker), 104U + 8 + 4 + 2) << "copied before it was whole";
 }
 
 // --- The null driver over the whole way ----------------------------------------------------------
@@ -190,14 +140,13 @@ class NullDriver : public ::testing::Test {
   protected:
     void SetUp() override {
         host.connectDriver();
-        program = std::make_unique<Program>(
-            std::vector<std::string>{"-ipc_link_port", std::to_string(host.port())});
+        program = std::make_unique<Driver>(host);
         host.awaitDriver();
         ASSERT_EQ(host.receive().datacmd[5], 101);
     }
     void TearDown() override {
         host.send(action(200));
-        EXPECT_EQ(program->wait(), 0);
+        EXPECT_EQ(program->exitStatus(), 0);
     }
     int ask(const support::Message& message) {
         host.send(message);
@@ -208,7 +157,7 @@ class NullDriver : public ::testing::Test {
     }
 
     support::FakeHost host;
-    std::unique_ptr<Program> program;
+    std::unique_ptr<Driver> program;
     support::SharedBlock block{7 * 4};
 };
 

@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Access checks and outside commands, without a host.
 #include "recordingDriver.h"
+#include "support/tempDir.h"
 
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -17,20 +16,7 @@ namespace {
 /// A folder of its own that anybody may enter, so that a test can go on as another user.
 class Files : public ::testing::Test {
   protected:
-    void SetUp() override {
-        char name[] = "/tmp/tdr-files-XXXXXX";
-        ASSERT_NE(mkdtemp(name), nullptr);
-        folder = name;
-        fs::permissions(folder, fs::perms::all);
-    }
-    void TearDown() override { fs::remove_all(folder); }
-
-    std::string file(const std::string& name, fs::perms permissions = fs::perms::all) const {
-        const fs::path path = folder / name;
-        std::ofstream(path) << "x";
-        fs::permissions(path, permissions);
-        return path;
-    }
+    Files() { fs::permissions(folder.path(), fs::perms::all); }
 
     struct Check {
         int result;
@@ -45,7 +31,7 @@ class Files : public ::testing::Test {
         return {result, directory, baseName};
     }
 
-    fs::path folder;
+    support::TempDir folder;
 };
 
 /// Runs `body` in a child as an unprivileged user and returns what it returns.
@@ -60,10 +46,10 @@ int asNobody(const std::function<int()>& body) {
 }
 
 TEST_F(Files, PathIsSplitAtItsLastSlash) {
-    const std::string path = file("a.pic");
+    const std::string path = folder.write("a.pic", "x");
     const Check inFolder = check(path, 0);
     EXPECT_EQ(inFolder.result, 0);
-    EXPECT_EQ(inFolder.directory, folder);
+    EXPECT_EQ(inFolder.directory, folder.path());
     EXPECT_EQ(inFolder.baseName, "a.pic");
 
     const Check bare = check("no-such-file.pic", 1);
@@ -86,20 +72,20 @@ TEST_F(Files, LongPathIsCutBeforeItIsSplit) {
 }
 
 TEST_F(Files, ReadingNeedsAReadableFile) {
-    const std::string open = file("open.pic");
-    const std::string closed = file("closed.pic", fs::perms::none);
-    EXPECT_EQ(check((folder / "missing.pic").string(), 0).result, -1);
+    const std::string open = folder.write("open.pic", "x");
+    const std::string closed = folder.write("closed.pic", "x", 0);
+    EXPECT_EQ(check(folder / "missing.pic", 0).result, -1);
     EXPECT_EQ(asNobody([&] { return check(open, 0).result; }), 0);
     EXPECT_EQ(asNobody([&] { return check(closed, 0).result; }), 255);
 }
 
 TEST_F(Files, WritingNeedsOnlyADirectoryThatCanBeSearched) {
-    const std::string readOnly = file("old.pic", fs::perms::owner_read | fs::perms::others_read);
+    const std::string readOnly = folder.write("old.pic", "x", 0404);
     EXPECT_EQ(asNobody([&] { return check(readOnly, 1).result; }), 0);
     fs::create_directory(folder / "shut");
     fs::permissions(folder / "shut", fs::perms::owner_all);
-    EXPECT_EQ(asNobody([&] { return check((folder / "shut/x.pic").string(), 1).result; }), 255);
-    EXPECT_EQ(check((folder / "missing/x.pic").string(), 1).result, -1);
+    EXPECT_EQ(asNobody([&] { return check(folder / "shut/x.pic", 1).result; }), 255);
+    EXPECT_EQ(check(folder / "missing/x.pic", 1).result, -1);
 }
 
 // --- Outside commands ----------------------------------------------------------------------------
@@ -107,28 +93,23 @@ TEST_F(Files, WritingNeedsOnlyADirectoryThatCanBeSearched) {
 /// The base's own commands: RecordingDriver only notes them.
 class Commands : public Files {
   protected:
-    void SetUp() override {
-        Files::SetUp();
-        script = file("command.sh");
-        std::ofstream(script) << "#!/bin/sh\necho \"$@\" >> " << (folder / "log").string()
-                              << "\nexit 3\n";
+    Commands() {
         driver.startCell = 4;
         driver.currentCell = -5;
     }
-    void TearDown() override {
-        signal(SIGCHLD, SIG_DFL);
-        Files::TearDown();
-    }
+    void TearDown() override { signal(SIGCHLD, SIG_DFL); }
 
-    std::string logged() const {
-        std::ifstream log(folder / "log");
-        return {std::istreambuf_iterator<char>(log), {}};
+    /// A program for the shell that appends what `does` prints to the log.
+    std::string command(const std::string& does) const {
+        return folder.write("command.sh",
+                            "#!/bin/sh\n" + does + " >> " + (folder / "log") + "\nexit 3\n", 0777);
     }
+    std::string logged() const { return support::contentOf(folder / "log"); }
     int preRead() { return driver.TDR_Driver::executePreReadCommand(); }
     int postWrite() { return driver.TDR_Driver::executePostWriteCommand(); }
 
     RecordingDriver driver{0};
-    std::string script;
+    std::string script = command("echo \"$@\"");
 };
 
 TEST_F(Commands, AreToldFileAndCells) {
@@ -151,9 +132,7 @@ TEST_F(Commands, SetEmptyOrNeverRunNothing) {
 TEST_F(Commands, RunWithTheDefaultChildSignalAndRestoreIt) {
     // As after a connect to a host: the process ignores SIGCHLD.
     signal(SIGCHLD, SIG_IGN);
-    std::ofstream(script, std::ios::trunc)
-        << "#!/bin/sh\ngrep SigIgn /proc/self/status > " << (folder / "log").string() << "\n";
-    driver.set_pre_read_cmd(script.c_str());
+    driver.set_pre_read_cmd(command("grep SigIgn /proc/self/status").c_str());
     EXPECT_EQ(preRead(), 0);
     EXPECT_EQ(signal(SIGCHLD, SIG_IGN), SIG_IGN);
     const std::string ignored = logged();
