@@ -21,11 +21,6 @@ constexpr std::string_view kDriverSuffix = "Filter";
 /// A driver that complains about every line of a picture is heard, but not for ever.
 constexpr std::size_t kMostLines = 100;
 
-fs::path ownDirectory() {
-    std::error_code error;
-    return fs::read_symlink("/proc/self/exe", error).parent_path();
-}
-
 std::vector<fs::path> directoriesOf(const DriverOptions& options) {
     std::vector<fs::path> all = options.directories;
     all.push_back(ownDirectory());
@@ -57,6 +52,11 @@ bool sameLetter(char a, char b) {
 } // namespace
 
 // --- Looking for drivers -------------------------------------------------------------------------
+
+fs::path ownDirectory() {
+    std::error_code error;
+    return fs::read_symlink("/proc/self/exe", error).parent_path();
+}
 
 std::vector<fs::path> findDrivers(const DriverOptions& options) {
     std::map<std::string, fs::path> byName;

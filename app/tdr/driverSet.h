@@ -29,6 +29,9 @@ struct Session {
     void passOnLines(std::string_view shown = {});
 };
 
+/// The directory of this program.
+[[nodiscard]] std::filesystem::path ownDirectory();
+
 /// Executables named *Filter in the directories of `options` and in the command's own one, by name;
 /// where two have the same name, the first directory's.
 [[nodiscard]] std::vector<std::filesystem::path> findDrivers(const DriverOptions& options);

@@ -1,89 +1,11 @@
 // SPDX-License-Identifier: MIT
 // tdr: pictures through drivers, from the command line.
-#include "console.h"
 #include "subcommands.h"
-#include "tdr/interruptGuard.h"
-
-#include <CLI/CLI.hpp>
-#include <exception>
-
-namespace {
-
-/// In the order of the help.
-constexpr void (*kSubcommands[])(CLI::App&, Command&) = {
-    addDrivers, addQuery, addInfo, addConvert, addCompare, addView, addScene, addPlot,
-};
-
-void addSharedOptions(CLI::App& app, DriverOptions& drivers) {
-    app.add_option("--driver-dir", drivers.directories,
-                   "Folder to look for drivers in too, before tdr's own (may be repeated)")
-        ->type_name("DIR")
-        ->check(CLI::ExistingDirectory)
-        ->allow_extra_args(false);
-    app.add_option("--timeout", drivers.timeout,
-                   "Seconds to wait for an answer of a driver (default: 20 for its start, 120 for "
-                   "a request)")
-        ->type_name("SECONDS")
-        ->check(CLI::Range(0.001, 1e6));
-}
-
-std::string checkNotEmpty(const std::string& value) {
-    return value.empty() ? "may not be empty" : "";
-}
-
-/// Nothing on our command line has a use for an empty value: it comes from a variable that somebody
-/// forgot to set, and some would mean something else then.
-void refuseEmptyValues(CLI::App& app) {
-    for (CLI::Option* option : app.get_options()) {
-        option->check(checkNotEmpty);
-    }
-    for (CLI::App* sub : app.get_subcommands({})) {
-        refuseEmptyValues(*sub);
-    }
-}
-
-ExitCode run(int argc, char** argv) {
-    CLI::App app("Reads, converts and describes image files through their drivers.", "tdr");
-    app.set_version_flag("--version", TDR_VERSION);
-    app.require_subcommand(1);
-    app.fallthrough();
-    app.footer("Exit status: 0 done, 1 failed, 2 usage, 3 a driver could not be started or died.");
-    Command command;
-    addSharedOptions(app, command.drivers);
-    for (const auto& add : kSubcommands) {
-        add(app, command);
-    }
-    refuseEmptyValues(app);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::Success& wanted) { // --help, --version
-        std::ostringstream text;
-        app.exit(wanted, text, text);
-        return say(text.str());
-    } catch (const CLI::ParseError& error) {
-        // A word that nobody knows explains more than what is missing because of it.
-        const auto unknown = app.remaining(true);
-        complain(unknown.empty() ? error.what() : "unknown argument: " + unknown.front());
-        complain("'tdr --help' shows what there is");
-        return ExitCode::Usage;
-    }
-    return command.exit;
-}
-
-} // namespace
 
 int main(int argc, char** argv) {
-    ExitCode exit = ExitCode::Failed;
-    {
-        const tdr::InterruptGuard guard;
-        try {
-            exit = run(argc, argv);
-        } catch (const std::exception& error) { // no memory, for example
-            complain(error.what());
-        }
-    }
-    if (const int signal = tdr::InterruptGuard::signal(); signal != 0) {
-        tdr::InterruptGuard::endBySignal(signal);
-    }
-    return static_cast<int>(exit);
+    // In the order of the help.
+    static constexpr AddSubcommand kSubcommands[] = {
+        addDrivers, addQuery, addInfo, addConvert, addCompare, addView, addScene, addPlot,
+    };
+    return runCommand(argc, argv, kSubcommands);
 }

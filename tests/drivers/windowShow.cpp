@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // The program whose window the tests look at.
 //   tdr_window_show paste WIDTH HEIGHT TITLE          pasteBuffer
+//   tdr_window_show try   WIDTH HEIGHT TITLE          tryPasteBuffer; prints "failed" if it says so
 //   tdr_window_show depth WIDTH HEIGHT TITLE DEPTH    a visual of that depth
-//   tdr_window_show wait  WIDTH HEIGHT TITLE MODE     waits like a link, on its input and the
-//   window
+//   tdr_window_show wait  WIDTH HEIGHT TITLE MODE     waits like a link, on input and window
 // It prints "done" at its end, which tells a return from a death, and exits with 3 when descriptors
 // have been left open. A picture that is 0 wide or high, or too large, is passed as null.
 #include "TDR_BufferWindow.h"
@@ -35,6 +35,12 @@ void say(const char* what) {
 
 void paste(const Request& want) {
     pasteBuffer(want.width, want.height, want.pixels, want.title);
+}
+
+void tryToPaste(const Request& want) {
+    if (!tryPasteBuffer(want.width, want.height, want.pixels, want.title)) {
+        say("failed");
+    }
 }
 
 void showInDepth(const Request& want) {
@@ -93,7 +99,10 @@ int main(int argc, char** argv) {
         want.pixels = pixels.data();
     }
     const std::string_view what = argv[1];
-    (what == "paste" ? paste : what == "depth" ? showInDepth : waitLikeALink)(want);
+    (what == "paste"   ? paste
+     : what == "try"   ? tryToPaste
+     : what == "depth" ? showInDepth
+                       : waitLikeALink)(want);
     say("done");
     return openDescriptors() == before ? 0 : 3;
 }

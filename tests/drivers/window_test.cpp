@@ -235,6 +235,7 @@ struct Refusal {
     const char* name;
     std::vector<std::string> arguments;
     bool hasDisplay;
+    const char* out = "done\n";
 };
 
 TEST(Window, SaysInOneLineWhyThereIsNone) {
@@ -250,6 +251,7 @@ TEST(Window, SaysInOneLineWhyThereIsNone) {
         {"no pixels", {"paste", "40000", "1", "t"}, true},
         {"no such depth", {"depth", "10", "10", "t", "17"}, true},
         {"no display", {"paste", "10", "10", "t"}, false},
+        {"told to the caller", {"try", "-1", "10", "t"}, true, "failed\ndone\n"},
     };
     for (const Refusal& row : refusals) {
         SCOPED_TRACE(row.name);
@@ -260,7 +262,7 @@ TEST(Window, SaysInOneLineWhyThereIsNone) {
                 ? desk.start(command)
                 : std::make_unique<Program>(command, std::vector<std::string>{"DISPLAY"});
         EXPECT_EQ(program->exitStatus(), 0);
-        EXPECT_EQ(program->out(), "done\n");
+        EXPECT_EQ(program->out(), row.out);
         EXPECT_TRUE(isOneLine(program->err())) << program->err();
     }
 }

@@ -110,6 +110,15 @@ TEST_F(View, EndsBySignalWhileTheWindowStands) {
     EXPECT_EQ(program->exitStatus(), 256 + SIGTERM);
 }
 
+TEST_F(View, FailsWithItsServer) {
+    const auto program = view(folder_.write("a.pic", support::rawPic(1, 1, 0xF0, samples(1, 1))));
+    desk_.window("a.pic - 1 x 1 - SOFTIMAGE");
+    desk_.killServer();
+    EXPECT_EQ(program->exitStatus(), 1);
+    EXPECT_NE(program->err().find("the X server went away"), std::string::npos) << program->err();
+    EXPECT_NE(program->err().find("a.pic: "), std::string::npos) << program->err();
+}
+
 TEST_F(View, SaysWhatIsWrong) {
     const std::string good = folder_.write("a.pic", support::rawPic(1, 1, 0xF0, samples(1, 1)));
     const std::string bad = folder_.write("b.pic", "no picture");

@@ -430,6 +430,7 @@ BufferWindow::~BufferWindow() {
 bool BufferWindow::open(long width, long height, const std::uint32_t* pixels, const char* title,
                         int depth) {
     close();
+    lost_ = false;
     if (refused(width, height, pixels)) {
         return false;
     }
@@ -463,7 +464,8 @@ bool BufferWindow::handlePending() {
         return false;
     }
     const bool connected = shielded(takeEventsShielded, *state_);
-    if (!connected) {
+    lost_ = !connected;
+    if (lost_) {
         std::fputs("BufferWindow: the X server went away - closing window.\n", stderr);
     }
     if (!connected || state_->closing) {

@@ -20,14 +20,19 @@ void say(const char* what, const char* title) {
 } // namespace
 
 void pasteBuffer(long width, long height, const std::uint32_t* pixels, const char* title) {
+    [[maybe_unused]] const bool shown = tryPasteBuffer(width, height, pixels, title);
+}
+
+bool tryPasteBuffer(long width, long height, const std::uint32_t* pixels, const char* title) {
     const char* name = title != nullptr ? title : "";
     BufferWindow window;
     if (!window.open(width, height, pixels, name)) {
-        return;
+        return false;
     }
     say("entering", name);
     while (window.handlePending()) {
         waitForEvent(window);
     }
     say("exited", name);
+    return !window.lost();
 }

@@ -23,6 +23,11 @@
 /// leaves the program alone.
 void pasteBuffer(long width, long height, const std::uint32_t* pixels, const char* title);
 
+/// As `pasteBuffer`, for programs that have to know: true when the window was there and was closed,
+/// false when the line on standard error tells why it could not be opened or that its server died.
+[[nodiscard]] bool tryPasteBuffer(long width, long height, const std::uint32_t* pixels,
+                                  const char* title);
+
 /// The window below `pasteBuffer`, for a process that waits on more than the window. Such a
 /// process hands `eventFd()` to the link, and queue modes other than 1 then end on its events:
 ///
@@ -67,6 +72,9 @@ class BufferWindow {
 
     [[nodiscard]] bool closed() const { return !state_; }
 
+    /// True when it is closed because the X server went away.
+    [[nodiscard]] bool lost() const { return lost_; }
+
     /// Takes the window off the screen. Nothing happens when it is closed already.
     void close();
 
@@ -75,4 +83,5 @@ class BufferWindow {
   private:
     void letGo(bool connected);
     std::unique_ptr<State> state_;
+    bool lost_ = false;
 };
