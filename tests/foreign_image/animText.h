@@ -2,60 +2,67 @@
 // What tests of animation text share: text in, text out, the messages and notices in between.
 #pragma once
 
+#include "testBytes.h"
 #include "tinyFcurve.h"
 #include "tinySoftType.h"
 #include "tinySpline.h"
 #include "tinyUtils.h"
 
-#include <cstdio>
-#include <cstdlib>
-#include <functional>
 #include <gtest/gtest.h>
-#include <memory>
-#include <string>
-#include <string_view>
+#include <optional>
+#include <sstream>
 
 namespace animtext {
 
+using namespace testbytes;
+
 using Curve = std::unique_ptr<Fcurve, FcurveDisposer>;
 using OwnedSpline = std::unique_ptr<Spline, SplineDisposer>;
-
-/// Calls `write` with a stream and gives what it wrote.
-inline std::string written(const std::function<void(std::FILE*)>& write) {
-    char* bytes = nullptr;
-    std::size_t size = 0;
-    std::FILE* stream = open_memstream(&bytes, &size);
-    write(stream);
-    std::fclose(stream);
-    std::string text(bytes, size);
-    std::free(bytes);
-    return text;
-}
 
 /// A stream that holds exactly these bytes.
 class Input {
   public:
     explicit Input(std::string_view bytes)
         : bytes_(bytes), stream_(fmemopen(bytes_.data(), bytes_.size(), "r")) {}
-    ~Input() { std::fclose(stream_); }
-    Input(const Input&) = delete;
-    Input& operator=(const Input&) = delete;
-
-    operator std::FILE*() const { return stream_; } // NOLINT(google-explicit-constructor)
+    operator std::FILE*() const { return stream_.get(); } // NOLINT(google-explicit-constructor)
 
     /// What has not been consumed.
-    [[nodiscard]] std::string rest() const {
-        std::string rest;
-        for (int c = std::fgetc(stream_); c != EOF; c = std::fgetc(stream_)) {
-            rest += static_cast<char>(c);
-        }
-        return rest;
-    }
+    [[nodiscard]] std::string rest() const { return restOf(stream_.get()); }
 
   private:
     std::string bytes_;
-    std::FILE* stream_;
+    base::UniqueFile stream_;
 };
+
+/// Lines as the animation form writes them at a depth: "A|   B" stands for "\n   A \n      B " at
+/// depth 1.
+inline std::string lines(int depth, const std::string& text) {
+    std::string all;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line, '|');) {
+        all += "\n" + std::string(static_cast<std::size_t>(3 * depth), ' ') + line + " ";
+    }
+    return all;
+}
+
+/// Text with every run of blanks and line ends as one blank.
+inline std::string squeezed(const std::string& text) {
+    std::string all;
+    std::istringstream in(text);
+    for (std::string word; in >> word;) {
+        all += (all.empty() ? "" : " ") + word;
+    }
+    return all;
+}
+
+/// The text with every occurrence of a letter replaced.
+inline std::string expanded(std::string text, char letter, std::string_view meaning) {
+    for (std::size_t at = text.find(letter); at != text.npos;
+         at = text.find(letter, at + meaning.size())) {
+        text.replace(at, 1, meaning);
+    }
+    return text;
+}
 
 /// Fresh text state for every test; messages and notices are collected.
 class AnimText : public testing::Test {
@@ -63,41 +70,42 @@ class AnimText : public testing::Test {
     AnimText() {
         animReset();
         optionReset();
-        option.stream = open_memstream(&messages_, &messagesSize_);
+        option.stream = messages_.get();
         animSetObserver(
             [](void* context, const AnimNotice& notice) {
-                static_cast<AnimText*>(context)->add(notice);
+                constexpr const char* kKinds[] = {"unknown ", "cut ", "missing "};
+                static_cast<AnimText*>(context)->notices_ +=
+                    std::string(kKinds[static_cast<int>(notice.kind)]) + notice.word + " " +
+                    std::to_string(notice.line) + ";";
             },
             this);
     }
     ~AnimText() override {
-        std::fclose(option.stream);
-        std::free(messages_);
         optionReset();
         animReset();
     }
 
     /// The messages since the last call.
     std::string messages() {
-        std::fflush(option.stream);
-        std::string text(messages_, messagesSize_);
-        std::rewind(option.stream);
-        std::fflush(option.stream);
-        return text;
+        std::fflush(messages_.get());
+        const std::string all = contentOf(messages_.get());
+        std::fseek(messages_.get(), 0, SEEK_END); // between reading and writing
+        return all.substr(std::exchange(messagesSeen_, all.size()));
     }
 
     /// The notices since the last call, as "kind word line;".
     std::string notices() { return std::exchange(notices_, {}); }
 
-  private:
-    void add(const AnimNotice& notice) {
-        constexpr const char* kKinds[] = {"unknown", "cut", "missing"};
-        notices_ += std::string(kKinds[static_cast<int>(notice.kind)]) + " " + notice.word + " " +
-                    std::to_string(notice.line) + ";";
+    /// What a case of a table expects the reader to have left behind.
+    void expectLeft(const char* token, const std::string& messages, const std::string& notices) {
+        EXPECT_STREQ(animToken, token);
+        EXPECT_EQ(this->messages(), messages);
+        EXPECT_EQ(this->notices(), notices);
     }
 
-    char* messages_ = nullptr;
-    std::size_t messagesSize_ = 0;
+  private:
+    base::UniqueFile messages_ = streamOf("");
+    std::size_t messagesSeen_ = 0;
     std::string notices_;
 };
 

@@ -19,13 +19,7 @@ enum Mode : std::int16_t { kConstant, kLinear, kCycle }; // of extrapolation
 
 FcvKey key(float time, float value, std::int16_t interpolation = kInterpolateLinear,
            float leftSlope = 0.0F, float rightSlope = 0.0F) {
-    FcvKey made{};
-    made.time = time;
-    made.value = value;
-    made.leftSlope = leftSlope;
-    made.rightSlope = rightSlope;
-    made.interpolation = interpolation;
-    return made;
+    return {time, value, rightSlope, leftSlope, 0, interpolation, 0, 0};
 }
 
 Curve curveOf(const std::vector<FcvKey>& keys, std::int16_t pre = kConstant,
@@ -40,20 +34,28 @@ Curve curveOf(const std::vector<FcvKey>& keys, std::int16_t pre = kConstant,
     return curve;
 }
 
-struct ValueCase {
-    const char* name;
-    std::vector<FcvKey> keys;
-    std::int16_t pre, post, interpolation;
-    float time, value;
-};
-
 const std::vector<FcvKey> kRamp = {key(0, 0), key(10, 10)};
 const std::vector<FcvKey> kSloped = {key(0, 1, kInterpolateLinear, 3, 7),
                                      key(2, 5, kInterpolateLinear, 8, 9),
                                      key(4, 6, kInterpolateLinear, 10, 0.25F)};
+const std::vector<FcvKey> kSpread = {key(4, 1, 0, 3, 0), key(4, 2, 0, 0, 5)};
 const std::vector<FcvKey> kEase = {key(0, 0, kInterpolateSpline), key(10, 1)};
 const std::vector<FcvKey> kOne = {key(5, 3)};
 const std::vector<FcvKey> kFlat = {key(4, 1), key(4, 2)};
+const std::vector<FcvKey> kTwice = {key(0, 0), key(5, 1), key(5, 2), key(9, 4)};
+const std::vector<FcvKey> kStep = {key(0, 4, kInterpolateConstant), key(10, 8)};
+const std::vector<FcvKey> kOdd = {key(0, 4, 3), key(5, 8, 3), key(9, 1, -1), key(11, 6)};
+const std::vector<FcvKey> kEndless = {key(0, 1), key(kInfinity, 2)};
+const std::vector<FcvKey> kNoTimes = {key(kNan, 1), key(kNan, 2)};
+// s = 1/2, h = 4: 1 * 4 * 1/8 + 2 * 4 * -1/8 = -1/2
+const std::vector<FcvKey> kPerFrame = {key(0, 0, kInterpolateSpline, 0, 1), key(4, 0, 0, 2, 0)};
+
+struct ValueCase {
+    const char* name;
+    const std::vector<FcvKey>& keys;
+    std::int16_t pre, post, interpolation;
+    float time, value;
+};
 
 const ValueCase kValues[] = {
     {"constant before", kRamp, kConstant, kCycle, 0, -3, 0},
@@ -74,7 +76,7 @@ const ValueCase kValues[] = {
     {"cycle, period 0, before", kFlat, kCycle, kCycle, 0, 3, 1},
     {"cycle, period 0, after", kFlat, kCycle, kCycle, 0, 5, 2},
     {"cycle, period 0, at", kFlat, kCycle, kCycle, 0, 4, 2},
-    {"cycle, infinite period", {key(0, 1), key(kInfinity, 2)}, kCycle, kCycle, 0, -3, 1},
+    {"cycle, infinite period", kEndless, kCycle, kCycle, 0, -3, 1},
     {"one key, constant", kOne, kConstant, kConstant, 0, 9, 3},
     {"one key, linear before", kOne, kLinear, kLinear, 1, 1, 3},
     {"one key, linear after", kOne, kLinear, kLinear, 1, 9, 3},
@@ -85,37 +87,18 @@ const ValueCase kValues[] = {
     {"linear before, tangent", kSloped, kLinear, kLinear, 2, -2, -5},
     {"linear after, secant", kSloped, kLinear, kLinear, 1, 8, 8},
     {"linear after, tangent", kSloped, kLinear, kLinear, 0, 8, 7},
-    {"linear, keys at one time",
-     {key(4, 1, 0, 3, 0), key(4, 2, 0, 0, 5)},
-     kLinear,
-     kLinear,
-     1,
-     6,
-     12},
-    {"step", {key(0, 4, kInterpolateConstant), key(10, 8)}, 0, 0, 2, 9.75F, 4},
+    {"linear, keys at one time", kSpread, kLinear, kLinear, 1, 6, 12},
+    {"step", kStep, 0, 0, 2, 9.75F, 4},
     {"spline without slopes, middle", kEase, 0, 0, 0, 5, 0.5F},
     {"spline without slopes, at 2", kEase, 0, 0, 0, 2, 0.104F},
-    // s = 1/2, h = 4: 1 * 4 * 1/8 + 2 * 4 * -1/8 = -1/2
-    {"spline slopes count per frame",
-     {key(0, 0, kInterpolateSpline, 0, 1), key(4, 0, 0, 2, 0)},
-     0,
-     0,
-     0,
-     2,
-     -0.5F},
-    {"unknown interpolation", {key(0, 4, 3), key(10, 8)}, 0, 0, 0, 5, 0},
-    {"unknown interpolation, at a key", {key(0, 4, 3), key(5, 8, 3), key(9, 1)}, 0, 0, 0, 5, 8},
-    {"negative interpolation", {key(0, 4, -1), key(10, 8)}, 0, 0, 0, 5, 0},
-    {"equal times: the first one counts",
-     {key(0, 0), key(5, 1), key(5, 2), key(9, 3)},
-     0,
-     0,
-     0,
-     5,
-     1},
-    {"equal times: after them", {key(0, 0), key(5, 1), key(5, 2), key(9, 4)}, 0, 0, 0, 7, 3},
+    {"spline slopes count per frame", kPerFrame, 0, 0, 0, 2, -0.5F},
+    {"unknown interpolation", kOdd, 0, 0, 0, 4, 0},
+    {"unknown interpolation, at a key", kOdd, 0, 0, 0, 5, 8},
+    {"negative interpolation", kOdd, 0, 0, 0, 10, 0},
+    {"equal times: the first one counts", kTwice, 0, 0, 0, 5, 1},
+    {"equal times: after them", kTwice, 0, 0, 0, 7, 3},
     {"time that is no number", kRamp, kCycle, kCycle, 0, kNan, 10},
-    {"keys that are no number", {key(kNan, 1), key(kNan, 2)}, 0, 0, 0, 1, 2},
+    {"keys that are no number", kNoTimes, 0, 0, 0, 1, 2},
 };
 
 TEST_F(FcurveValueTest, ValuesWorkedOutByHand) {
@@ -203,14 +186,16 @@ TEST_F(FcurveValueTest, OrderIsKnownOnlyAfterChecking) {
 
 TEST_F(FcurveValueTest, IllegalExtrapolationIsReported) {
     const Curve curve = curveOf(kRamp, 3, -1);
-    EXPECT_EQ(fcurveFloatValue(curve.get(), -1), 0.0F);
-    EXPECT_EQ(messages(), "Error - fcurvePreValue: illegal extrapolation mode.\n");
-    EXPECT_EQ(fcurveFloatValue(curve.get(), 11), 0.0F);
-    EXPECT_EQ(messages(), "Error - fcurvePostValue: illegal extrapolation mode\n");
-    EXPECT_EQ(fcurveIntegerValue(curve.get(), -1, 0), 0);
-    EXPECT_EQ(messages(), "Error - fcurvePreValue: illegal extrapolation mode.\n");
-    EXPECT_EQ(fcurveIntegerValue(curve.get(), 11, 0), 0);
-    EXPECT_EQ(messages(), "Error - fcurvePostValue: illegal extrapolation mode\n");
+    const std::pair<float, const char*> cases[] = {
+        {-1.0F, "Error - fcurvePreValue: illegal extrapolation mode.\n"},
+        {11.0F, "Error - fcurvePostValue: illegal extrapolation mode\n"},
+    };
+    for (const auto& [time, message] : cases) {
+        EXPECT_EQ(fcurveFloatValue(curve.get(), time), 0.0F);
+        EXPECT_EQ(messages(), message);
+        EXPECT_EQ(fcurveIntegerValue(curve.get(), time, 0), 0);
+        EXPECT_EQ(messages(), message);
+    }
     EXPECT_EQ(fcurveFloatValue(curve.get(), 5), 5.0F);
     option.level = 0;
     EXPECT_EQ(fcurveFloatValue(curve.get(), 11), 0.0F);
@@ -264,15 +249,15 @@ TEST_F(FcurveValueTest, NoCurveAndNoKeysAreZero) {
     const Curve empty(fcurveAllocate());
     for (const int count : {0, 3, -1}) { // a count without keys is no key either
         empty->keyCount = static_cast<std::int16_t>(count);
-        EXPECT_EQ(fcurveValue(empty.get(), 1), 0.0F);
-        EXPECT_EQ(fcurveIntegerValue(empty.get(), 1, 1), 0);
+        for (const Fcurve* curve : std::initializer_list<const Fcurve*>{empty.get(), nullptr}) {
+            EXPECT_EQ(fcurveValue(curve, 1), 0.0F);
+            EXPECT_EQ(fcurveFloatValue(curve, 1), 0.0F);
+            EXPECT_EQ(fcurveIntegerValue(curve, 1, 1), 0);
+        }
     }
-    EXPECT_EQ(fcurveValue(nullptr, 1), 0.0F);
-    EXPECT_EQ(fcurveFloatValue(nullptr, 1), 0.0F);
-    EXPECT_EQ(fcurveIntegerValue(nullptr, 1, 1), 0);
 }
 
-TEST_F(FcurveValueTest, KeysAreAllocatedInEights) {
+TEST_F(FcurveValueTest, KeysAreAllocatedInEightsAndDisposingAcceptsNothing) {
     EXPECT_EQ(fcvkeyAllocate(0), nullptr);
     EXPECT_EQ(fcvkeyAllocate(-5), nullptr);
     for (const int count : {1, 8, 9}) {
@@ -286,9 +271,6 @@ TEST_F(FcurveValueTest, KeysAreAllocatedInEights) {
         fcvkeyDispose(&keys);
         EXPECT_EQ(keys, nullptr);
     }
-}
-
-TEST_F(FcurveValueTest, DisposingAcceptsNothing) {
     Fcurve* curves[2] = {nullptr, fcurveAllocate()};
     fcurveArrayDispose(curves, 0);
     EXPECT_NE(curves[1], nullptr);

@@ -2,72 +2,42 @@
 // The common file header, the two string encodings and user-data blocks.
 #include "tinyFile.h"
 
-#include "base/uniqueFile.h"
 #include "support/captureStderr.h"
+#include "support/commaLocale.h"
+#include "testBytes.h"
 
-#include <clocale>
 #include <cstring>
 #include <gtest/gtest.h>
-#include <string>
-#include <sys/mman.h>
 
 namespace {
 
-using namespace std::string_literals;
-
-/// A stream over these bytes.
-base::UniqueFile streamOf(const std::string& bytes) {
-    base::UniqueFile stream(fdopen(memfd_create("file", MFD_CLOEXEC), "w+"));
-    std::fwrite(bytes.data(), 1, bytes.size(), stream.get());
-    std::rewind(stream.get());
-    return stream;
-}
-
-std::string contentOf(std::FILE* stream) {
-    std::rewind(stream);
-    std::string all;
-    for (int c = std::getc(stream); c != EOF; c = std::getc(stream)) {
-        all.push_back(static_cast<char>(c));
-    }
-    return all;
-}
-
-const std::string kMagicAnd26 = "\x53\x80\xF6\x34\x40\x26\x66\x66"s;
+using namespace testbytes;
 
 /// A header of the given version (four bytes) with an empty comment, and a type word.
-std::string headerOf(const std::string& version, const std::string& type = "PICT") {
-    return kMagicAnd26.substr(0, 4) + version + std::string(80, '\0') + type;
+std::string headerOf(const std::string& version) {
+    return kBinaryHeader.substr(0, 4) + version + std::string(80, '\0') + "PICT";
 }
 
 TEST(FileHeader, BinaryIsMagicVersionAndPaddedComment) {
+    const support::CaptureStderr captured;
     const std::string long90(90, 'x');
-    const struct {
-        const char* comment;
-        std::string field;
-    } cases[] = {
+    const std::pair<const char*, std::string> cases[] = {
         {nullptr, "No comment..." + std::string(67, '\0')},
         {"", std::string(80, '\0')},
         {"hello", "hello" + std::string(75, '\0')},
         {long90.c_str(), std::string(80, 'x')},
     };
-    for (const auto& row : cases) {
-        const base::UniqueFile stream = streamOf("");
-        EXPECT_EQ(headerWriteBinary(stream.get(), row.comment), 1);
-        EXPECT_EQ(contentOf(stream.get()), kMagicAnd26 + row.field);
+    for (const auto& [given, field] : cases) {
+        const std::string bytes =
+            written([&, g = given](std::FILE* f) { EXPECT_EQ(headerWriteBinary(f, g), 1); });
+        EXPECT_EQ(bytes, kBinaryHeader.substr(0, 8) + field);
+        float version = 0;
+        char comment[kFileCommentSize];
+        EXPECT_EQ(headerReadBinary(streamOf(bytes + "STAG").get(), &version, comment),
+                  typeWord("STAG"));
+        EXPECT_EQ(version, 2.6F);
+        EXPECT_EQ(std::string(comment, sizeof comment), field);
     }
-}
-
-TEST(FileHeader, BinaryReadsBackWithoutAWarning) {
-    const support::CaptureStderr captured;
-    const base::UniqueFile stream = streamOf("");
-    headerWriteBinary(stream.get(), "made by hand");
-    std::fputs("STAG", stream.get());
-    std::rewind(stream.get());
-    float version = 0;
-    char comment[kFileCommentSize];
-    EXPECT_EQ(headerReadBinary(stream.get(), &version, comment), typeWord("STAG"));
-    EXPECT_EQ(version, 2.6F);
-    EXPECT_STREQ(comment, "made by hand");
     EXPECT_EQ(captured.text(), "");
 }
 
@@ -107,21 +77,18 @@ TEST(FileHeader, AnotherMagicConsumes88BytesAndFails) {
 }
 
 TEST(FileHeader, EveryTruncationFails) {
-    const std::string whole = headerOf("\x40\x26\x66\x66"s);
-    for (std::size_t size = 0; size < whole.size(); ++size) {
-        const base::UniqueFile stream = streamOf(whole.substr(0, size));
-        EXPECT_EQ(headerReadBinary(stream.get(), nullptr, nullptr), 0U) << size;
-    }
+    forEachTruncation(headerOf("\x40\x26\x66\x66"s), 0, [](const std::string& cut) {
+        EXPECT_EQ(headerReadBinary(streamOf(cut).get(), nullptr, nullptr), 0U) << cut.size();
+    });
 }
 
 TEST(FileHeader, AsciiIsOneLineAndAnEmptyOneInEveryLocale) {
-    for (const char* locale : {"C", "de_DE.UTF-8", "fr_FR.UTF-8"}) {
-        std::setlocale(LC_ALL, locale);
-        const base::UniqueFile stream = streamOf("");
-        EXPECT_EQ(headerWriteAscii(stream.get(), "SCEN"), 1);
-        std::setlocale(LC_ALL, "C");
-        EXPECT_EQ(contentOf(stream.get()), "SCEN: Niofle v2.60\n\n");
-    }
+    const auto header = [] {
+        return written([](std::FILE* f) { EXPECT_EQ(headerWriteAscii(f, "SCEN"), 1); });
+    };
+    EXPECT_EQ(header(), "SCEN: Niofle v2.60\n\n");
+    const support::CommaLocale comma;
+    EXPECT_EQ(header(), "SCEN: Niofle v2.60\n\n");
 }
 
 TEST(FileHeader, AsciiReadsTheTypeWordAndDropsTheLine) {
@@ -143,76 +110,58 @@ TEST(FileHeader, AsciiReadsTheTypeWordAndDropsTheLine) {
         float version = 5;
         EXPECT_EQ(headerReadAscii(stream.get(), &version), row.type);
         EXPECT_EQ(version, 0.0F);
-        std::string rest;
-        for (int c = std::getc(stream.get()); c != EOF; c = std::getc(stream.get())) {
-            rest.push_back(static_cast<char>(c));
-        }
-        EXPECT_EQ(rest, row.rest);
+        EXPECT_EQ(restOf(stream.get()), row.rest);
     }
 }
 
 TEST(FileStrings, BinaryEndsWithAZero) {
-    const base::UniqueFile stream = streamOf("");
-    EXPECT_EQ(stringWriteBinary(stream.get(), "ab"), 1);
-    EXPECT_EQ(stringWriteBinary(stream.get(), ""), 1);
-    EXPECT_EQ(stringWriteBinary(stream.get(), nullptr), 0);
-    EXPECT_EQ(contentOf(stream.get()), "ab\0\0\0"s);
-}
-
-struct StringCase {
-    const char* name;
-    std::string file;
-    const char* value; ///< null: no string
-    int next;          ///< the character after it
-};
-
-void expectString(const StringCase& row, char* (*read)(std::FILE*)) {
-    SCOPED_TRACE(row.name);
-    const base::UniqueFile stream = streamOf(row.file);
-    const MallocString string(read(stream.get()));
-    EXPECT_STREQ(string.get(), row.value);
-    EXPECT_EQ(std::getc(stream.get()), row.next);
+    EXPECT_EQ(written([](std::FILE* f) {
+                  EXPECT_EQ(stringWriteBinary(f, "ab"), 1);
+                  EXPECT_EQ(stringWriteBinary(f, ""), 1);
+                  EXPECT_EQ(stringWriteBinary(f, nullptr), 0);
+              }),
+              "ab\0\0\0"s);
 }
 
 TEST(FileStrings, LongOnesAreCutAndConsumed) {
     const std::string x255(255, 'x');
-    const std::string x256(256, 'x');
-    const std::string x9999(9999, 'x');
-    const StringCase binary[] = {
-        {"empty", "\0n"s, "", 'n'},
-        {"plain", "ab\0n"s, "ab", 'n'},
-        {"cut by the file", "ab", "ab", EOF},
-        {"no file at all", "", "", EOF},
-        {"255", x255 + "\0n"s, x255.c_str(), 'n'},
-        {"256", x256 + "\0n"s, x255.c_str(), 'n'},
-        {"9999", x9999 + "\0n"s, x255.c_str(), 'n'},
+    const struct {
+        const char* name;
+        char* (*read)(std::FILE*);
+        std::string file;
+        const char* value; ///< null: no string
+        int next;          ///< the character after it
+    } cases[] = {
+        {"empty", stringReadBinary, "\0n"s, "", 'n'},
+        {"plain", stringReadBinary, "ab\0n"s, "ab", 'n'},
+        {"cut by the file", stringReadBinary, "ab", "ab", EOF},
+        {"no file at all", stringReadBinary, "", "", EOF},
+        {"255", stringReadBinary, x255 + "\0n"s, x255.c_str(), 'n'},
+        {"256", stringReadBinary, x255 + "x\0n"s, x255.c_str(), 'n'},
+        {"9999", stringReadBinary, std::string(9999, 'x') + "\0n"s, x255.c_str(), 'n'},
+        {"quoted, empty", stringReadAscii, " \"\"n", "", 'n'},
+        {"blanks and lines inside", stringReadAscii, "junk \"a b\nc\"n", "a b\nc", 'n'},
+        {"quoted, cut by the file", stringReadAscii, "\"ab", "ab", EOF},
+        {"no quote", stringReadAscii, "abc", nullptr, EOF},
+        {"quoted, 256", stringReadAscii, "\"" + x255 + "x\"n", x255.c_str(), 'n'},
     };
-    for (const StringCase& row : binary) {
-        expectString(row, stringReadBinary);
-    }
-    const StringCase quoted[] = {
-        {"empty", " \"\"n", "", 'n'},
-        {"blanks and lines inside", "junk \"a b\nc\"n", "a b\nc", 'n'},
-        {"cut by the file", "\"ab", "ab", EOF},
-        {"no quote", "abc", nullptr, EOF},
-        {"256", "\"" + x256 + "\"n", x255.c_str(), 'n'},
-    };
-    for (const StringCase& row : quoted) {
-        expectString(row, stringReadAscii);
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.name);
+        const base::UniqueFile stream = streamOf(row.file);
+        const MallocString string(row.read(stream.get()));
+        EXPECT_STREQ(string.get(), row.value);
+        EXPECT_EQ(std::getc(stream.get()), row.next);
     }
 }
 
 using UniqueUserData = std::unique_ptr<UserData, UserDataDisposer>;
 
-std::string written(const std::string& bytes) {
-    std::string copy = bytes;
+std::string block(std::string bytes) {
     const UserData record = {{'A', 'B', 'C', 'D'},
-                             static_cast<std::int32_t>(copy.size()),
-                             reinterpret_cast<std::uint8_t*>(copy.data()),
+                             static_cast<std::int32_t>(bytes.size()),
+                             reinterpret_cast<std::uint8_t*>(bytes.data()),
                              nullptr};
-    const base::UniqueFile stream = streamOf("");
-    EXPECT_EQ(userDataWriteAscii(stream.get(), &record, "  "), 4);
-    return contentOf(stream.get());
+    return written([&](std::FILE* f) { EXPECT_EQ(userDataWriteAscii(f, &record, "  "), 4); });
 }
 
 TEST(FileUserData, RowsHold24Bytes) {
@@ -229,7 +178,7 @@ TEST(FileUserData, RowsHold24Bytes) {
         {"one more", std::string(25, '\0'), "size 25\n  {\n" + row24 + "\t00 \n"},
     };
     for (const auto& row : cases) {
-        EXPECT_EQ(written(row.bytes), "\n  userData \"ABCD\"\n  " + row.text + "  }\n") << row.name;
+        EXPECT_EQ(block(row.bytes), "\n  userData \"ABCD\"\n  " + row.text + "  }\n") << row.name;
     }
 }
 
@@ -238,15 +187,13 @@ TEST(FileUserData, ReadsWhatWasWritten) {
     for (int i = 0; i < 300; ++i) {
         bytes.push_back(static_cast<char>(i));
     }
-    const base::UniqueFile stream = streamOf(written(bytes) + "next");
+    const base::UniqueFile stream = streamOf(block(bytes) + "next");
     const UniqueUserData record(userDataReadAscii(stream.get()));
     ASSERT_NE(record, nullptr);
     EXPECT_EQ(std::string(record->tag, 4), "ABCD");
     ASSERT_EQ(record->size, 300);
     EXPECT_EQ(std::memcmp(record->data, bytes.data(), bytes.size()), 0);
-    char next[8] = {};
-    EXPECT_EQ(std::fscanf(stream.get(), "%7s", next), 1);
-    EXPECT_STREQ(next, "next");
+    EXPECT_EQ(restOf(stream.get()), "next");
 }
 
 TEST(FileUserData, DamageIsBoundedByTheFile) {

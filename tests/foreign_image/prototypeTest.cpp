@@ -3,6 +3,7 @@
 #include "animText.h"
 #include "tinyFile.h"
 
+#include <array>
 #include <vector>
 
 namespace {
@@ -16,8 +17,7 @@ class PrototypeTest : public AnimText {};
 std::string words(const std::vector<int>& numbers) {
     std::string bytes;
     for (const int number : numbers) {
-        bytes += static_cast<char>(number >> 8);
-        bytes += static_cast<char>(number);
+        bytes += be16(number);
     }
     return bytes;
 }
@@ -31,62 +31,53 @@ OwnedPrototype readSection(const std::string& bytes) {
     return OwnedPrototype(prototypeRead(in));
 }
 
-struct KindCase {
+/// Every list by its initialiser: tag, length and slot, in the order of a section.
+struct ListCase {
     const char* name;
     int (*init)(Prototype**, int);
-    std::vector<std::pair<int, int>> lists; ///< slot and length
+    std::vector<std::array<int, 3>> lists;
 };
 
-const KindCase kKinds[] = {
-    {"model", prototypeInitModel, {{0, 21}}},
-    {"face", prototypeInitFace, {{1, 3}}},
-    {"patch", prototypeInitPatch, {{2, 17}}},
-    {"mesh", prototypeInitMesh, {{3, 6}, {4, 3}, {5, 3}, {6, 3}, {7, 3}}},
-    {"spline", prototypeInitSpline, {{8, 8}, {9, 7}}},
-    {"material", prototypeInitMaterial, {{12, 14}}},
-    {"3D texture", prototypeInitTexture3D, {{13, 28}}},
-    {"texture", prototypeInitTexture, {{14, 30}}},
-    {"physical", prototypeInitPhysical, {{15, 8}}},
-    {"joint", prototypeInitJoint, {{16, 2}}},
-    {"envelope data", prototypeInitEnvelopeData, {{17, 21}}},
-    {"envelope vertex", prototypeInitEnvelopeVertex, {{18, 5}}},
-    {"cluster", prototypeInitCluster, {{19, 5}}},
+const ListCase kLists[] = {
+    {"model", prototypeInitModel, {{5, 21, 0}}},
+    {"spline", prototypeInitSpline, {{3, 8, 8}, {18, 7, 9}}},
+    {"patch", prototypeInitPatch, {{6, 17, 2}}},
+    {"face", prototypeInitFace, {{7, 3, 1}}},
+    {"mesh", prototypeInitMesh, {{8, 6, 3}, {12, 3, 7}, {10, 3, 4}, {11, 3, 5}, {9, 3, 6}}},
+    {"material", prototypeInitMaterial, {{13, 14, 12}}},
+    {"texture", prototypeInitTexture, {{14, 30, 14}}},
+    {"3D texture", prototypeInitTexture3D, {{15, 28, 13}}},
+    {"physical", prototypeInitPhysical, {{19, 8, 15}}},
+    {"joint", prototypeInitJoint, {{20, 2, 16}}},
+    {"envelope data", prototypeInitEnvelopeData, {{21, 21, 17}}},
+    {"envelope vertex", prototypeInitEnvelopeVertex, {{22, 5, 18}}},
+    {"cluster", prototypeInitCluster, {{23, 5, 19}}},
 };
 
 TEST_F(PrototypeTest, InitialisersFillTheirLists) {
     Prototype* all = prototypeAllocate();
-    for (const KindCase& c : kKinds) {
+    std::string everyList = "PROT";
+    for (const ListCase& c : kLists) {
+        SCOPED_TRACE(c.name);
         Prototype* alone = nullptr;
-        EXPECT_EQ(c.init(&alone, 1), 1) << c.name;
+        EXPECT_EQ(c.init(&alone, 1), 1);
         const OwnedPrototype owned(alone);
-        EXPECT_EQ(c.init(&all, 0), 1) << c.name;
-        EXPECT_EQ(c.init(&all, 0), 1) << c.name << ", instead of the first";
-        int used = 0;
-        for (const std::int16_t length : alone->lengths) {
-            used += length != 0 ? 1 : 0;
-        }
-        EXPECT_EQ(used, static_cast<int>(c.lists.size())) << c.name;
-        for (const auto& [slot, length] : c.lists) {
-            ASSERT_EQ(alone->lengths[slot], length) << c.name;
-            for (int i = 0; i < length; ++i) {
-                EXPECT_EQ(alone->lists[slot][i], i == length - 1 ? 0 : i + 1) << c.name;
+        std::string lists;
+        for (const auto& [tag, length, slot] : c.lists) {
+            EXPECT_EQ(alone->lengths[slot], length);
+            lists += words({tag, length});
+            for (int i = 1; i < length; ++i) {
+                lists += be16(i);
             }
+            lists += be16(0);
         }
+        EXPECT_EQ(bytesOf(alone), "PROT" + lists + be16(0));
+        EXPECT_EQ(c.init(&all, 0), 1);
+        EXPECT_EQ(c.init(&all, 0), 1) << "instead of the first";
+        everyList += lists;
     }
-    // Every list with its tag, in the order of a section, and nothing else.
     const std::string bytes = bytesOf(all);
-    const std::pair<int, int> order[] = {{5, 21},  {3, 8},  {18, 7}, {6, 17},  {7, 3},   {8, 6},
-                                         {12, 3},  {10, 3}, {11, 3}, {9, 3},   {13, 14}, {14, 30},
-                                         {15, 28}, {19, 8}, {20, 2}, {21, 21}, {22, 5},  {23, 5}};
-    std::string expected = "PROT";
-    for (const auto& [tag, length] : order) {
-        expected += words({tag, length});
-        for (int i = 1; i < length; ++i) {
-            expected += words({i});
-        }
-        expected += words({0});
-    }
-    EXPECT_EQ(bytes, expected + words({0}));
+    EXPECT_EQ(bytes, everyList + be16(0));
     EXPECT_EQ(bytesOf(readSection(bytes.substr(4)).get()), bytes);
     prototypeDispose(&all);
     EXPECT_EQ(all, nullptr);
@@ -98,7 +89,7 @@ TEST_F(PrototypeTest, WithoutARecordThereIsNothingToFill) {
     EXPECT_EQ(prototypeInitFace(nullptr, 1), 0);
     prototypeDispose(nullptr);
     prototypeDispose(&none);
-    EXPECT_EQ(bytesOf(nullptr), "PROT" + words({0}));
+    EXPECT_EQ(bytesOf(nullptr), "PROT" + be16(0));
 }
 
 struct SectionCase {
@@ -110,30 +101,29 @@ struct SectionCase {
 
 TEST_F(PrototypeTest, SectionsAsBytes) {
     const SectionCase cases[] = {
-        {"empty", words({0}), words({0}), ""},
+        {"empty", be16(0), be16(0), ""},
         {"face", words({7, 3, 1, 2, 0, 0}), words({7, 3, 1, 2, 0, 0}), ""},
         {"the carried lists come last", words({16, 1, -2, 17, 1, 300, 23, 1, 0, 0}),
          words({23, 1, 0, 16, 1, -2, 17, 1, 300, 0}), ""},
         {"illegal tag", words({4, 2, 9, 9, 7, 1, 0, 0}), words({7, 1, 0, 0}),
          "Error: tinyFile 917): illegal token: 4\n"},
-        {"other illegal tags", words({24, 0, -1, 1, 5, 0}), words({0}),
+        {"other illegal tags", words({24, 0, -1, 1, 5, 0}), be16(0),
          "Error: tinyFile 917): illegal token: 24\nError: tinyFile 917): illegal token: -1\n"},
         {"a list twice", words({7, 1, 4, 7, 2, 5, 6, 0}), words({7, 2, 5, 6, 0}), ""},
         {"lengths below 1", words({7, 0, 6, -3, 20, 1, 8, 0}), words({20, 1, 8, 0}), ""},
         {"shorter than it says", words({7, 32767, 1, 2}), words({7, 2, 1, 2, 0}), ""},
         {"no end", words({7, 1, 2, 20, 1, 5}), words({7, 1, 2, 20, 1, 5, 0}), ""},
-        {"skipping past the end", words({4, 32767, 1}), words({0}),
+        {"skipping past the end", words({4, 32767, 1}), be16(0),
          "Error: tinyFile 917): illegal token: 4\n"},
-        {"nothing", "", words({0}), ""},
+        {"nothing", "", be16(0), ""},
     };
     for (const SectionCase& c : cases) {
         const OwnedPrototype prototype = readSection(c.section);
         ASSERT_NE(prototype, nullptr) << c.name;
         EXPECT_EQ(bytesOf(prototype.get()), "PROT" + c.again) << c.name;
         EXPECT_EQ(messages(), c.messages) << c.name;
-        for (std::size_t length = 0; length < c.section.size(); ++length) {
-            EXPECT_NE(readSection(c.section.substr(0, length)), nullptr) << c.name;
-        }
+        forEachTruncation(c.section, 0,
+                          [](const std::string& cut) { EXPECT_NE(readSection(cut), nullptr); });
         messages();
     }
 }

@@ -1,13 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Spline files, text and binary.
 #include "animText.h"
-#include "support/tempDir.h"
+#include "support/memoryFile.h"
 #include "tinyFile.h"
 
-#include <cstring>
-#include <fstream>
-#include <iterator>
-#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -19,68 +15,63 @@ class SplineFileTest : public AnimText {
     /// Writes the spline and gives the bytes of the file.
     std::string fileOf(const Spline* spline, int flavour) {
         EXPECT_EQ(splineWriteFile(base_.c_str(), spline, flavour), 1);
-        std::ifstream file(base_ + ".spl", std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
+        return file_.get();
     }
 
     /// Reads a file of these bytes.
     OwnedSpline read(std::string_view bytes) {
-        folder_.write("s.spl", bytes);
+        file_.set(bytes);
         return OwnedSpline(splineReadFile(base_.c_str()));
     }
 
     support::TempDir folder_;
+    support::MemoryFile file_{folder_, "s.spl"};
     const std::string base_ = folder_ / "s";
 };
 
 constexpr const char* kHeader = "SPLN: Niofle v2.60\n\n";
 
-constexpr const char* kBezierBody = "\nspline\n"
-                                    "{\n"
-                                    "  name       \"a \tpath\"\n"
-                                    "  type       BEZIER\n"
-                                    "  nbKeys     2\n"
-                                    "  tension    0.500\n"
-                                    "  step       -3\n"
-                                    "  close\n"
-                                    "  phantom\n"
-                                    "  constraint G1\n"
-                                    "  segment    LINEAR\n"
-                                    "\n"
-                                    "  controlPoints\n"
-                                    "  {\n"
-                                    "    [0]  position   1.000  2.500  -3.000\n"
-                                    "         previous   0.000  0.125  12345.678\n"
-                                    "         next       9.000  8.000  7.000\n"
-                                    "         constraint C0\n"
-                                    "         segment    CURVE\n"
-                                    "         flag    ( SELECTED )\n"
-                                    "    [1]  position   0.000  0.000  0.000\n"
-                                    "         previous   0.000  0.000  0.000\n"
-                                    "         next       0.000  0.000  0.000\n"
-                                    "         constraint --------\n"
-                                    "         segment    --------\n"
-                                    "  }\n"
-                                    "}\n";
+constexpr const char* kBezierBody =
+    "\nspline\n{\n"
+    "  name       \"a \tpath\"\n  type       BEZIER\n  nbKeys     2\n"
+    "  tension    0.500\n  step       -3\n  close\n  phantom\n"
+    "  constraint G1\n  segment    LINEAR\n\n"
+    "  controlPoints\n  {\n"
+    "    [0]  position   1.000  2.500  -3.000\n"
+    "         previous   0.000  0.125  12345.678\n"
+    "         next       9.000  8.000  7.000\n"
+    "         constraint C0\n         segment    CURVE\n         flag    ( SELECTED )\n"
+    "    [1]  position   0.000  0.000  0.000\n"
+    "         previous   0.000  0.000  0.000\n"
+    "         next       0.000  0.000  0.000\n"
+    "         constraint --------\n         segment    --------\n"
+    "  }\n}\n";
 
 OwnedSpline bezier() {
     OwnedSpline spline(splineAllocate());
-    spline->name = strdup("a \tpath");
-    spline->phantom = 2;
-    spline->close = 1;
-    spline->type = kSplineBezier;
-    spline->keyCount = 2;
-    spline->keys = splineKeyAllocate(2);
+    // Name, phantom, close, type, points, tension, step, constraint, segment; display.
+    *spline = {strdup("a \tpath"),
+               2,
+               1,
+               kSplineBezier,
+               2,
+               splineKeyAllocate(2),
+               0.5F,
+               -3,
+               4,
+               2,
+               0,
+               0,
+               0,
+               0,
+               nullptr,
+               nullptr};
     spline->keys[0] = {{0, 0.125F, 12345.678F}, {1, 2.5F, -3}, {9, 8, 7}, 1, 1, kSplineKeySelected};
-    spline->tension = 0.5F;
-    spline->step = -3;
-    spline->constraint = 4;
-    spline->segment = 2;
     return spline;
 }
 
-std::string bodyOf(const Spline* spline, const char* prefix = "") {
-    return written([&](std::FILE* f) { EXPECT_EQ(splineWriteAscii(f, spline, prefix), 1); });
+std::string bodyOf(const OwnedSpline& spline, const char* prefix = "") {
+    return written([&](std::FILE* f) { EXPECT_EQ(splineWriteAscii(f, spline.get(), prefix), 1); });
 }
 
 TEST_F(SplineFileTest, TextFile) {
@@ -88,46 +79,37 @@ TEST_F(SplineFileTest, TextFile) {
     EXPECT_EQ(fileOf(bezier().get(), 0), whole);
     const OwnedSpline spline = read(whole);
     ASSERT_NE(spline, nullptr);
-    EXPECT_STREQ(spline->name, "a \tpath");
-    EXPECT_EQ(spline->type, kSplineBezier);
-    EXPECT_EQ(spline->keyCount, 2);
-    EXPECT_EQ(spline->step, -3);
     EXPECT_EQ(spline->constraint, 4);
     EXPECT_EQ(spline->keys[0].next.z, 7.0F);
-    EXPECT_EQ(spline->keys[0].flags, kSplineKeySelected);
     EXPECT_EQ(spline->keys[1].flags, 0U);
     EXPECT_EQ(fileOf(spline.get(), 0), whole);
     EXPECT_EQ(messages() + notices(), "");
-    for (std::size_t length = 0; length + 2 < whole.size(); ++length) {
-        EXPECT_EQ(read(whole.substr(0, length)), nullptr) << "cut at " << length;
-    }
+    forEachTruncation(whole.substr(0, whole.size() - 1), 0, [this](const std::string& cut) {
+        EXPECT_EQ(read(cut), nullptr) << "cut at " << cut.size();
+    });
 }
 
-TEST_F(SplineFileTest, LinearTextHasNoHandles) {
+TEST_F(SplineFileTest, OnlyBezierTextHasHandles) {
     const OwnedSpline spline = bezier();
-    spline->type = kSplineLinear;
     spline->close = 0;
     spline->phantom = 0;
     spline->keyCount = 1;
     std::free(std::exchange(spline->name, nullptr));
-    constexpr const char* kText = "\n> spline\n"
-                                  "> {\n"
-                                  ">   name       \"\"\n"
-                                  ">   type       LINEAR\n"
-                                  ">   nbKeys     1\n"
-                                  ">   tension    0.500\n"
-                                  ">   step       -3\n"
-                                  "\n"
-                                  ">   controlPoints\n"
-                                  ">   {\n"
-                                  ">     [0]  position   1.000  2.500  -3.000\n"
-                                  ">          flag    ( SELECTED )\n"
-                                  ">   }\n"
-                                  "> }\n";
-    EXPECT_EQ(bodyOf(spline.get(), "> "), kText);
+    for (std::int32_t type = 0; type < kSplineTypes; ++type) {
+        if ((spline->type = type) != kSplineBezier) {
+            EXPECT_EQ(bodyOf(spline, "> "), "\n> spline\n> {\n"
+                                            ">   name       \"\"\n>   type       "s +
+                                                SplineTypeName[type] +
+                                                "\n>   nbKeys     1\n>   tension    0.500\n"
+                                                ">   step       -3\n\n"
+                                                ">   controlPoints\n>   {\n"
+                                                ">     [0]  position   1.000  2.500  -3.000\n"
+                                                ">          flag    ( SELECTED )\n"
+                                                ">   }\n> }\n");
+        }
+    }
     EXPECT_EQ(splineWriteAscii(stdout, nullptr, ""), 0);
-    const OwnedSpline again = read(kHeader + bodyOf(spline.get()));
-    EXPECT_EQ(again->name, nullptr) << "no name is written as an empty one";
+    EXPECT_EQ(read(kHeader + bodyOf(spline))->name, nullptr) << "written as an empty one";
 }
 
 TEST_F(SplineFileTest, AQuoteInsideANameBecomesTheOtherKind) {
@@ -140,23 +122,11 @@ TEST_F(SplineFileTest, AQuoteInsideANameBecomesTheOtherKind) {
     EXPECT_EQ(notices(), "");
 }
 
-TEST_F(SplineFileTest, OnlyBezierTextHasHandles) {
-    for (std::int32_t type = 0; type < kSplineTypes; ++type) {
-        const OwnedSpline spline = bezier();
-        spline->type = type;
-        const std::string text = bodyOf(spline.get());
-        for (const char* word : {"previous", "next", "constraint", "segment"}) {
-            EXPECT_EQ(text.find(word) != std::string::npos, type == kSplineBezier)
-                << word << " of " << SplineTypeName[type];
-        }
-    }
-}
-
 TEST_F(SplineFileTest, NumbersFillFiveColumnsOfThreeDecimals) {
     FM = 9;
     FD = 1;
     const OwnedSpline spline = bezier();
-    const std::string wide = bodyOf(spline.get());
+    const std::string wide = bodyOf(spline);
     FM = 5;
     FD = 3;
     EXPECT_NE(wide.find("position         1.0        2.5       -3.0\n"), std::string::npos) << wide;
@@ -166,78 +136,53 @@ struct TextCase {
     const char* name;
     const char* body; ///< what stands between the braces of the spline
     const char* type;
-    std::vector<float> x; ///< of the points
+    const char* x; ///< of the points, each with a blank behind it
     const char* notices;
 };
 
 TEST_F(SplineFileTest, TextIsReadWordByWord) {
     const TextCase cases[] = {
-        {"nothing", "", "LINEAR", {}, ""},
-        {"no blanks but between words",
-         "type CARDINAL nbKeys 1 controlPoints { position 4 5 6 }",
-         "CARDINAL",
-         {4},
-         ""},
-        {"carriage returns",
-         "type BSPLINE\r\nnbKeys 0\r\ncontrolPoints\r\n{\r\n}\r\n",
-         "BSPLINE",
-         {},
-         ""},
-        {"hole is accepted", "hole type BEZIER hole", "BEZIER", {}, ""},
-        {"unknown type", "type NURBS", "LINEAR", {}, "unknown NURBS 2;"},
-        {"unknown words and blocks",
-         "colour 3 knots { position 1 { x } } type BEZIER",
-         "BEZIER",
-         {},
-         "unknown colour 2;unknown 3 2;unknown knots 2;unknown position 2;unknown 1 2;unknown x "
-         "2;"},
-        {"fewer points than announced",
-         "nbKeys 30000 controlPoints { [0] position 1 2 3 }",
-         "LINEAR",
-         {1},
-         "missing nbKeys 2;"},
+        {"nothing", "", "LINEAR", "", ""},
+        {"no blanks but between words", "type CARDINAL nbKeys 1 controlPoints { position 4 5 6 }",
+         "CARDINAL", "4 ", ""},
+        {"carriage returns", "type BSPLINE\r\nnbKeys 0\r\ncontrolPoints\r\n{\r\n}\r\n", "BSPLINE",
+         "", ""},
+        {"hole is accepted", "hole type BEZIER hole", "BEZIER", "", ""},
+        {"unknown type", "type NURBS", "LINEAR", "", "unknown NURBS 2;"},
+        {"unknown words and blocks", "colour 3 knots { position 1 { x } } type BEZIER", "BEZIER",
+         "",
+         "unknown colour 2;unknown 3 2;unknown knots 2;unknown position 2;"
+         "unknown 1 2;unknown x 2;"},
+        {"fewer points than announced", "nbKeys 30000 controlPoints { [0] position 1 2 3 }",
+         "LINEAR", "1 ", "missing nbKeys 2;"},
         {"more points than announced",
-         "nbKeys 1 controlPoints { position 1 position 2 position 3 }",
-         "LINEAR",
-         {1, 2, 3},
+         "nbKeys 1 controlPoints { position 1 position 2 position 3 }", "LINEAR", "1 2 3 ",
          "missing nbKeys 2;"},
         {"an index begins a point",
-         "controlPoints { [0] [1] position 7 [2] flag ( ODD SELECTED ) }",
-         "LINEAR",
-         {0, 7, 0},
+         "controlPoints { [0] [1] position 7 [2] flag ( ODD SELECTED ) }", "LINEAR", "0 7 0 ",
          "unknown ODD 2;"},
-        {"a point begins with any word",
-         "controlPoints { next 1 2 3 segment ODD constraint C1 }",
-         "LINEAR",
-         {0},
-         "unknown ODD 2;"},
-        {"numbers that are none",
-         "controlPoints { position a position 5 b }",
-         "LINEAR",
-         {0, 5},
+        {"a point begins with any word", "controlPoints { next 1 2 3 segment ODD constraint C1 }",
+         "LINEAR", "0 ", "unknown ODD 2;"},
+        {"numbers that are none", "controlPoints { position a position 5 b }", "LINEAR", "0 5 ",
          "unknown a 2;unknown b 2;"},
         {"a flag without blanks",
-         "controlPoints { position 1 2 3 flag (ODD SELECTED) } type BEZIER",
-         "BEZIER",
-         {1},
+         "controlPoints { position 1 2 3 flag (ODD SELECTED) } type BEZIER", "BEZIER", "1 ",
          "unknown (ODD 2;"},
-        {"a flag without brackets",
-         "controlPoints { position 1 2 3 flag SELECTED } type BEZIER",
-         "BEZIER",
-         {1},
-         "unknown SELECTED 2;"},
+        {"a flag without brackets", "controlPoints { position 1 2 3 flag SELECTED } type BEZIER",
+         "BEZIER", "1 ", "unknown SELECTED 2;"},
     };
     for (const TextCase& c : cases) {
-        const OwnedSpline spline = read(std::string("SPLN: header\nspline { ") + c.body + (" }\n"));
-        ASSERT_NE(spline, nullptr) << c.name;
-        EXPECT_STREQ(SplineTypeName[spline->type], c.type) << c.name;
-        ASSERT_EQ(spline->keyCount, static_cast<int>(c.x.size())) << c.name;
-        for (std::size_t i = 0; i < c.x.size(); ++i) {
-            EXPECT_EQ(spline->keys[i].position.x, c.x[i]) << c.name;
-        }
-        EXPECT_EQ(notices(), c.notices) << c.name;
+        SCOPED_TRACE(c.name);
+        const OwnedSpline spline = read("SPLN: header\nspline { "s + c.body + " }\n");
+        ASSERT_NE(spline, nullptr);
+        EXPECT_STREQ(SplineTypeName[spline->type], c.type);
+        std::ostringstream x;
+        std::for_each_n(spline->keys, spline->keyCount,
+                        [&x](const SplineKey& key) { x << key.position.x << ' '; });
+        EXPECT_EQ(x.str(), c.x);
+        EXPECT_EQ(notices(), c.notices);
         const std::string out = fileOf(spline.get(), 0);
-        EXPECT_EQ(fileOf(read(out).get(), 0), out) << c.name << ", written again";
+        EXPECT_EQ(fileOf(read(out).get(), 0), out) << "written again";
         notices();
     }
 }
@@ -255,14 +200,6 @@ TEST_F(SplineFileTest, MorePointsThanTheRecordCounts) {
 
 // ---------------------------------------------------------------------------------------- binary
 
-std::string be16(int value) {
-    return {static_cast<char>(value >> 8), static_cast<char>(value)};
-}
-
-std::string be32(std::uint32_t value) {
-    return be16(static_cast<int>(value >> 16)) + be16(static_cast<int>(value & 0xFFFF));
-}
-
 std::string prototypeSection(const std::vector<int>& spline, const std::vector<int>& point) {
     std::string bytes = "PROT";
     for (const auto& [tag, list] : {std::pair(3, spline), std::pair(18, point)}) {
@@ -273,9 +210,6 @@ std::string prototypeSection(const std::vector<int>& spline, const std::vector<i
     }
     return bytes + be16(0);
 }
-
-const std::string kBinaryHeader =
-    be32(0x5380F634) + be32(0x40266666) + "No comment..." + std::string(67, '\0');
 
 const std::string kVector012 = be32(0) + be32(0x3F800000) + be32(0x40000000);
 
@@ -290,33 +224,26 @@ TEST_F(SplineFileTest, BinaryFile) {
     const std::string whole = kBinaryHeader + kOurPrototype + "SPLN" + kBinaryBody;
     const OwnedSpline spline = read(whole);
     ASSERT_NE(spline, nullptr);
-    EXPECT_STREQ(spline->name, "s");
-    EXPECT_EQ(spline->type, kSplineBezier);
     EXPECT_EQ(spline->close, 1);
     EXPECT_EQ(spline->phantom, 0);
-    EXPECT_EQ(spline->tension, 0.5F);
     EXPECT_EQ(spline->step, 8);
     EXPECT_EQ(spline->constraint, 4);
     EXPECT_EQ(spline->segment, 2);
     ASSERT_EQ(spline->keyCount, 1);
     EXPECT_EQ(spline->keys[0].previous.y, 1.0F);
-    EXPECT_EQ(spline->keys[0].next.z, 2.0F);
     EXPECT_EQ(spline->keys[0].constraint, 5);
-    EXPECT_EQ(spline->keys[0].segment, 1);
     EXPECT_EQ(spline->keys[0].flags, kSplineKeySelected);
     EXPECT_EQ(fileOf(spline.get(), 1), whole);
     EXPECT_EQ(messages(), "");
-    for (std::size_t length = 0; length < whole.size(); ++length) {
-        EXPECT_EQ(read(whole.substr(0, length)), nullptr) << "cut at " << length;
-    }
-    for (std::size_t bit = 8 * kBinaryHeader.size(); bit < 8 * whole.size(); ++bit) {
-        std::string flipped = whole;
-        flipped[bit / 8] = static_cast<char>(flipped[bit / 8] ^ (1 << bit % 8));
+    forEachTruncation(whole, 0, [this](const std::string& cut) {
+        EXPECT_EQ(read(cut), nullptr) << "cut at " << cut.size();
+    });
+    forEachBitFlip(whole, kBinaryHeader.size(), [this](const std::string& flipped, auto byte) {
         if (const OwnedSpline odd = read(flipped); odd != nullptr) {
-            EXPECT_LE(odd->keyCount, 1) << bit;
-            bodyOf(odd.get());
+            EXPECT_LE(odd->keyCount, 1) << byte;
+            bodyOf(odd);
         }
-    }
+    });
 }
 
 TEST_F(SplineFileTest, ThePrototypeSaysWhichFieldsThereAre) {
@@ -377,15 +304,16 @@ TEST_F(SplineFileTest, WhatIsNoSplineFileGivesNone) {
 
 TEST_F(SplineFileTest, WritingFailsCleanly) {
     const OwnedSpline spline = bezier();
+    file_.set("precious");
     for (const int flavour : {2, -1}) {
         EXPECT_EQ(splineWriteFile(base_.c_str(), spline.get(), flavour), 0);
     }
     EXPECT_EQ(splineWriteFile(base_.c_str(), nullptr, 0), 0);
-    EXPECT_FALSE(std::filesystem::exists(base_ + ".spl")) << "no file is touched";
+    EXPECT_EQ(file_.get(), "precious") << "no file is touched";
     EXPECT_EQ(splineWriteFile((base_ + "/none").c_str(), spline.get(), 0), 0);
-    ASSERT_EQ(symlink("/dev/full", (base_ + ".spl").c_str()), 0);
+    std::filesystem::create_symlink("/dev/full", folder_ / "full.spl");
     for (const int flavour : {0, 1}) {
-        EXPECT_EQ(splineWriteFile(base_.c_str(), spline.get(), flavour), 0) << "a full disk";
+        EXPECT_EQ(splineWriteFile((folder_ / "full").c_str(), spline.get(), flavour), 0);
     }
 }
 
@@ -400,13 +328,12 @@ TEST_F(SplineFileTest, BothFlavoursHoldTheSame) {
 // --------------------------------------------------------------------------------------- records
 
 TEST_F(SplineFileTest, TypesByName) {
-    EXPECT_EQ(splineGetTypeByName("LINEAR"), 0);
-    EXPECT_EQ(splineGetTypeByName("BEZIER"), 1);
-    EXPECT_EQ(splineGetTypeByName("BSPLINE"), 2);
-    EXPECT_EQ(splineGetTypeByName("CARDINAL"), 3);
-    EXPECT_EQ(splineGetTypeByName("cardinal"), 0);
-    EXPECT_EQ(splineGetTypeByName(""), 0);
-    EXPECT_EQ(splineGetTypeByName(nullptr), 0);
+    const std::pair<const char*, int> cases[] = {{"LINEAR", 0},   {"BEZIER", 1}, {"BSPLINE", 2},
+                                                 {"CARDINAL", 3}, {"bezier", 0}, {"", 0},
+                                                 {nullptr, 0}};
+    for (const auto& [name, type] : cases) {
+        EXPECT_EQ(splineGetTypeByName(name), type);
+    }
 }
 
 TEST_F(SplineFileTest, ShrinkingRemovesRepeatedPoints) {

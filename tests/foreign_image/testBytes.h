@@ -1,0 +1,94 @@
+// SPDX-License-Identifier: MIT
+// What the tests of files share: bytes in, bytes out, and every way to damage them.
+#pragma once
+
+#include "base/uniqueFile.h"
+#include "support/pictureFiles.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <sys/mman.h>
+#include <utility>
+
+namespace testbytes {
+
+using namespace std::string_literals;
+using support::be16;
+
+inline std::string be32(std::uint32_t value) {
+    return be16(static_cast<int>(value >> 16)) + be16(static_cast<int>(value & 0xFFFF));
+}
+
+/// The header of 88 bytes that every binary file of the toolkit begins with, by hand.
+inline const std::string kBinaryHeader =
+    be32(0x5380F634) + be32(0x40266666) + "No comment..." + std::string(67, '\0');
+
+/// A stream over these bytes, at its beginning.
+inline base::UniqueFile streamOf(std::string_view bytes) {
+    base::UniqueFile stream(fdopen(memfd_create("test", MFD_CLOEXEC), "w+"));
+    std::fwrite(bytes.data(), 1, bytes.size(), stream.get());
+    std::rewind(stream.get());
+    return stream;
+}
+
+/// What has not been read of a stream.
+inline std::string restOf(std::FILE* stream) {
+    std::string rest;
+    for (int c = std::getc(stream); c != EOF; c = std::getc(stream)) {
+        rest += static_cast<char>(c);
+    }
+    return rest;
+}
+
+/// All that a stream over a file holds.
+inline std::string contentOf(std::FILE* stream) {
+    std::rewind(stream);
+    return restOf(stream);
+}
+
+inline std::string contentOf(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/// Calls `write` with a stream and gives what it wrote.
+inline std::string written(const std::function<void(std::FILE*)>& write) {
+    const base::UniqueFile stream = streamOf("");
+    write(stream.get());
+    return contentOf(stream.get());
+}
+
+/// Calls `check` with the bytes cut to every size from `from` to one less than whole.
+inline void forEachTruncation(const std::string& whole, std::size_t from,
+                              const std::function<void(const std::string&)>& check) {
+    for (std::size_t size = from; size < whole.size(); ++size) {
+        check(whole.substr(0, size));
+    }
+}
+
+/// Calls `check` with the bytes with every single bit from byte `from` on flipped, and the byte
+/// that it is in.
+inline void forEachBitFlip(const std::string& whole, std::size_t from,
+                           const std::function<void(const std::string&, std::size_t)>& check) {
+    for (std::size_t bit = 8 * from; bit < 8 * whole.size(); ++bit) {
+        std::string flipped = whole;
+        flipped[bit / 8] = static_cast<char>(flipped[bit / 8] ^ (1 << bit % 8));
+        check(flipped, bit / 8);
+    }
+}
+
+template <auto Dispose>
+struct Disposer {
+    void operator()(auto* record) const { Dispose(&record); }
+};
+/// A record that is given back with the toolkit's own function.
+template <typename Record, auto Dispose>
+using Owned = std::unique_ptr<Record, Disposer<Dispose>>;
+
+} // namespace testbytes
