@@ -53,10 +53,10 @@ TEST_F(UtilsTest, NumbersConvertAsTheLibraryDoes) {
         "1e39|-1e999|0e999|1e-999|1e+3|70000|4294967298|99999999999999999999|"
         "-99999999999999999999|9223372036854775808");
     for (std::string word; std::getline(words, word, '|');) {
-        const char* text = word.c_str();
+        const char* chars = word.c_str();
         const double real =
-            std::clamp(std::strtod(text, nullptr), double{-kLargest}, double{kLargest});
-        EXPECT_EQ(text::toInt(word), static_cast<std::int32_t>(std::strtol(text, nullptr, 10)))
+            std::clamp(std::strtod(chars, nullptr), double{-kLargest}, double{kLargest});
+        EXPECT_EQ(text::toInt(word), static_cast<std::int32_t>(std::strtol(chars, nullptr, 10)))
             << word;
         EXPECT_EQ(text::toFloat(word), static_cast<float>(real)) << word;
     }
