@@ -238,7 +238,8 @@ inline bool readMixedPacket(Source* in, Sink* out) {
     if (!control) {
         return false;
     }
-    std::size_t count = *control < 128 ? *control + 1 : *control - 127;
+    const bool literal = *control < 128;
+    std::size_t count = literal ? *control + 1 : *control - 127;
     if (*control == 128) {
         const auto high = in->byte();
         const auto low = in->byte();
@@ -247,42 +248,25 @@ inline bool readMixedPacket(Source* in, Sink* out) {
         }
         count = *high * 256 + *low;
     }
-    const std::size_t pixels = *control < 128 ? count : 1;
-    for (std::size_t i = 0; i < pixels; ++i) {
+    if (count > out->room()) {
+        in->toEnd();
+        return false;
+    }
+    for (std::size_t i = 0; i < (literal ? count : 1); ++i) {
         const auto pixel = in->pixel();
         if (!pixel) {
             return false;
         }
-        out->put(*pixel, count / pixels);
+        out->put(*pixel, literal ? 1 : count);
     }
     return true;
-}
-
-/// Count of the mixed packet at `at`, if it is there.
-inline std::optional<std::size_t> mixedCount(const Bytes& file, std::size_t at) {
-    if (at >= file.size()) {
-        return std::nullopt;
-    }
-    if (file[at] != 128) {
-        return file[at] < 128 ? file[at] + 1U : file[at] - 127U;
-    }
-    return at + 2 < file.size() ? std::optional<std::size_t>(file[at + 1] * 256U + file[at + 2])
-                                : std::nullopt;
 }
 
 inline Decoded readMixed(const Bytes& file, std::size_t at, std::size_t channels,
                          std::size_t width) {
     Source in(file, at, channels);
     Sink out(channels, width);
-    while (out.room() > 0) {
-        const auto count = mixedCount(file, in.at());
-        if (count && *count > out.room()) {
-            in.toEnd();
-            break;
-        }
-        if (!readMixedPacket(&in, &out)) {
-            break;
-        }
+    while (out.room() > 0 && readMixedPacket(&in, &out)) {
     }
     return out.decoded(in);
 }

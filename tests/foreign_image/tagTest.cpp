@@ -2,47 +2,28 @@
 // TAG mattes: words, rows, headers, whole files, damage, full disks.
 #include "tinyTag.h"
 
-#include "base/uniqueFile.h"
 #include "support/captureStderr.h"
 #include "support/leakCounters.h"
-#include "support/tempDir.h"
+#include "support/memoryFile.h"
+#include "testBytes.h"
 #include "tinySoftType.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
-#include <fstream>
-#include <functional>
 #include <gtest/gtest.h>
-#include <iterator>
-#include <memory>
 #include <random>
-#include <string>
-#include <sys/mman.h>
 #include <sys/resource.h>
 #include <vector>
 
 namespace {
 
-using namespace std::string_literals;
+using namespace testbytes;
 using UniqueTag = std::unique_ptr<Tag, TagDisposer>;
 using Words = std::vector<unsigned>;
 
-const std::string kCommonHeader = "\x53\x80\xF6\x34\x40\x26\x66\x66"
-                                  "No comment..."s +
-                                  std::string(67, '\0') + "STAG";
-
-std::string big16(unsigned number) {
-    return {static_cast<char>(number >> 8), static_cast<char>(number)};
-}
-
-std::string head(unsigned width, unsigned height, unsigned channels) {
-    return kCommonHeader + big16(width) + big16(height) + "\x3F\x80\x00\x00\x00\x03"s +
-           big16(channels);
-}
-
-std::string contentOf(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
+std::string head(int width, int height, int channels) {
+    return support::fileHeader("STAG", width, height) + be16(channels);
 }
 
 UniqueTag matte(int width, int height, int channels) {
@@ -75,30 +56,41 @@ std::string rowOf(const Tag* record, int channel, int row) {
 }
 
 base::UniqueFile streamOf(const Words& words) {
-    base::UniqueFile stream(fdopen(memfd_create("matte", MFD_CLOEXEC), "w+"));
+    std::string bytes;
     for (const unsigned word : words) {
-        std::putc(static_cast<int>(word >> 8), stream.get());
-        std::putc(static_cast<int>(word & 0xFF), stream.get());
+        bytes += be16(static_cast<int>(word));
     }
-    std::rewind(stream.get());
-    return stream;
-}
-
-Words wordsOf(std::FILE* stream) {
-    std::rewind(stream);
-    Words words;
-    for (int high = std::getc(stream); high != EOF; high = std::getc(stream)) {
-        words.push_back(static_cast<unsigned>(high << 8 | std::getc(stream)));
-    }
-    return words;
+    return testbytes::streamOf(bytes);
 }
 
 Words encoded(const std::string& pixels) {
     const UniqueTag record = matte(static_cast<int>(pixels.size()), 1, 1);
     setRow(record.get(), 0, 0, pixels);
-    const base::UniqueFile stream = streamOf({});
-    EXPECT_EQ(tagWriteScanline(stream.get(), record.get(), 0), 1);
-    return wordsOf(stream.get());
+    const std::string bytes =
+        written([&](std::FILE* f) { EXPECT_EQ(tagWriteScanline(f, record.get(), 0), 1); });
+    Words words;
+    for (std::size_t i = 0; i < bytes.size(); i += 2) {
+        words.push_back(static_cast<std::uint8_t>(bytes[i]) * 256U +
+                        static_cast<std::uint8_t>(bytes[i + 1]));
+    }
+    return words;
+}
+
+/// Reads a row of these words over a row of ones, and checks what it left of the stream.
+std::string decoded(const Words& words, std::size_t width, long after, bool cut) {
+    const UniqueTag record = matte(static_cast<int>(width), 1, 1);
+    setRow(record.get(), 0, 0, std::string(width, '1'));
+    const base::UniqueFile stream = streamOf(words);
+    EXPECT_EQ(tagReadScanline(stream.get(), record.get(), 0), 1);
+    EXPECT_EQ(std::ftell(stream.get()), after);
+    EXPECT_EQ(std::feof(stream.get()) != 0, cut);
+    return rowOf(record.get(), 0, 0);
+}
+
+/// The words of the row are these, and give the same pixels back.
+void expectWords(const std::string& pixels, const Words& words) {
+    EXPECT_EQ(encoded(pixels), words);
+    EXPECT_EQ(decoded(words, pixels.size(), 2 * std::ssize(words), false), pixels);
 }
 
 std::string ones(std::size_t count) {
@@ -132,12 +124,7 @@ TEST(TagRows, AreWrittenInTheWordsOfTheFormat) {
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.name);
-        EXPECT_EQ(encoded(row.pixels), row.words);
-        // The words give the same pixels back.
-        const UniqueTag record = matte(static_cast<int>(row.pixels.size()), 1, 1);
-        const base::UniqueFile stream = streamOf(row.words);
-        EXPECT_EQ(tagReadScanline(stream.get(), record.get(), 0), 1);
-        EXPECT_EQ(rowOf(record.get(), 0, 0), row.pixels);
+        expectWords(row.pixels, row.words);
     }
 }
 
@@ -175,22 +162,14 @@ TEST(TagRows, OfEveryWidthAreWrittenAsTheOracleWritesAndReadBack) {
                 std::string(1 + random() % (width % 3 == 0 ? 60 : 20), random() % 2 ? '1' : '0');
         }
         pixels.resize(width);
-        const Words words = encoded(pixels);
-        ASSERT_EQ(words, oracleWords(pixels));
-        const UniqueTag record = matte(static_cast<int>(width), 1, 1);
-        setRow(record.get(), 0, 0, ones(width)); // what was there before goes
-        const base::UniqueFile stream = streamOf(words);
-        EXPECT_EQ(tagReadScanline(stream.get(), record.get(), 0), 1);
-        ASSERT_EQ(rowOf(record.get(), 0, 0), pixels);
-        EXPECT_EQ(std::feof(stream.get()), 0);
-        EXPECT_EQ(std::ftell(stream.get()), static_cast<long>(2 * words.size()));
+        expectWords(pixels, oracleWords(pixels));
     }
 }
 
 TEST(TagRows, AreReadFromWordsThatTheWriterNeverMakes) {
     const struct {
         const char* name;
-        int width;
+        std::size_t width;
         bool cut;
         Words words;
         std::string pixels;
@@ -207,24 +186,16 @@ TEST(TagRows, AreReadFromWordsThatTheWriterNeverMakes) {
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.name);
-        const UniqueTag record = matte(row.width, 1, 1);
-        setRow(record.get(), 0, 0, ones(static_cast<std::size_t>(row.width)));
-        const base::UniqueFile stream = streamOf(row.words);
-        EXPECT_EQ(tagReadScanline(stream.get(), record.get(), 0), 1);
-        EXPECT_EQ(rowOf(record.get(), 0, 0), row.pixels);
-        EXPECT_EQ(std::ftell(stream.get()), row.after);
-        EXPECT_EQ(std::feof(stream.get()) != 0, row.cut);
+        EXPECT_EQ(decoded(row.words, row.width, row.after, row.cut), row.pixels);
     }
 }
 
 TEST(TagRecord, TakesTablesAndRowsWhenTheyAreTouched) {
-    const UniqueTag empty = matte(0, 1, 1);
-    EXPECT_EQ(empty->ratio, 1.0F);
-    EXPECT_EQ(tagAllocateChannels(empty.get()), 0);
-    EXPECT_EQ(tagAllocateChannels(matte(1, 0, 1).get()), 0);
-    EXPECT_EQ(tagAllocateChannels(matte(1, 1, 0).get()), 0);
-    EXPECT_EQ(tagAllocateChannels(matte(1, 1, -3).get()), 0);
-
+    EXPECT_EQ(matte(1, 1, 1)->ratio, 1.0F);
+    for (const auto& [width, height, channels] :
+         {std::array{0, 1, 1}, {1, 0, 1}, {1, 1, 0}, {1, 1, -3}}) {
+        EXPECT_EQ(tagAllocateChannels(matte(width, height, channels).get()), 0);
+    }
     const UniqueTag record = matte(17, 2, 2);
     EXPECT_EQ(tagRowSize(record.get()), 24U);
     EXPECT_EQ(tagRow(record.get(), 0, 0), nullptr);
@@ -326,11 +297,10 @@ TEST(TagFile, WhatIsReadAndWhatIsRefused) {
         EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), row.message[0] != '\0' ? 1 : 0);
     }
     option.level = 0;
-    for (std::size_t size = 0; size < head(2, 3, 1).size(); ++size) {
+    forEachTruncation(head(2, 3, 1), 0, [&](const std::string& cut) {
         const UniqueTag record(tagAllocate());
-        const std::string cut = dir.write("a.tag", head(2, 3, 1).substr(0, size));
-        EXPECT_EQ(tagReadFileHeader(cut.c_str(), record.get()), nullptr) << size;
-    }
+        EXPECT_EQ(tagReadFileHeader(dir.write("a.tag", cut).c_str(), record.get()), nullptr);
+    });
     optionReset();
 }
 
@@ -350,20 +320,21 @@ TEST(TagFile, EveryTruncationAndEveryFlippedBitIsRead) {
     const UniqueTag record = checkered(40, 4, 2);
     tagWriteFile((dir / "a.tag").c_str(), record.get());
     const std::string whole = contentOf(dir / "a.tag");
-    for (std::size_t size = 104; size < whole.size(); ++size) {
+    support::MemoryFile file(dir, "b.tag");
+    forEachTruncation(whole, 104, [&](const std::string& bytes) {
         const support::CaptureStderr captured;
-        const UniqueTag cut(tagReadFile(dir.write("b.tag", whole.substr(0, size)).c_str()));
-        ASSERT_NE(cut, nullptr) << size;
-        EXPECT_EQ(rowOf(cut.get(), 1, 3).substr(35), zeros(5)) << size;
-        EXPECT_NE(captured.text().find("cut short"), std::string::npos) << size;
-    }
+        file.set(bytes);
+        const UniqueTag cut(tagReadFile((dir / "b.tag").c_str()));
+        ASSERT_NE(cut, nullptr) << bytes.size();
+        EXPECT_EQ(rowOf(cut.get(), 1, 3).substr(35), zeros(5)) << bytes.size();
+        EXPECT_NE(captured.text().find("cut short"), std::string::npos) << bytes.size();
+    });
     option.level = 0;
-    for (std::size_t bit = std::size_t{92} * 8; bit < whole.size() * 8; ++bit) {
-        std::string flipped = whole;
-        flipped[bit / 8] = static_cast<char>(flipped[bit / 8] ^ (1 << (bit % 8)));
-        const UniqueTag read(tagReadFile(dir.write("b.tag", flipped).c_str()));
-        EXPECT_TRUE(read != nullptr || bit < std::size_t{104} * 8) << bit;
-    }
+    forEachBitFlip(whole, 92, [&](const std::string& flipped, std::size_t byte) {
+        file.set(flipped);
+        const UniqueTag read(tagReadFile((dir / "b.tag").c_str()));
+        EXPECT_TRUE(read != nullptr || byte < 104) << byte;
+    });
     optionReset();
 }
 

@@ -2,6 +2,7 @@
 // The worked examples of docs/toolkit.md: the functions below stand there word for word, are built
 // here, and do what the document says.
 #include "support/tempDir.h"
+#include "testBytes.h"
 #include "tinyFcurve.h"
 #include "tinyModel.h"
 #include "tinyScene.h"
@@ -10,9 +11,7 @@
 
 #include <cmath>
 #include <cstring>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <memory>
 #include <string>
 #include <vector>
@@ -150,11 +149,6 @@ int countTrouble(Scene* scene) {
 
 // --------------------------------------------------------------------------------------------------
 
-std::string bytesOf(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 class ToolkitExamples : public testing::Test {
   protected:
     ToolkitExamples() { option.level = 0; }
@@ -169,7 +163,8 @@ TEST_F(ToolkitExamples, DoWhatTheySay) {
     const std::string samples = TDR_SOURCE_DIR "/samples/";
     EXPECT_FLOAT_EQ(zoomIn((samples + "lighthouse").c_str(), (dir / "near").c_str(), 1.0F),
                     41.5F * 0.75F);
-    EXPECT_NE(bytesOf(dir / "near.scn").find("TIME 1     VALUE 31.125 "), std::string::npos);
+    EXPECT_NE(testbytes::contentOf(dir / "near.scn").find("TIME 1     VALUE 31.125 "),
+              std::string::npos);
 
     EXPECT_EQ(lift((samples + "vase").c_str(), (dir / "high").c_str(), 2.0F), 6);
     const std::unique_ptr<Spline, SplineDisposer> high(splineReadFile((dir / "high").c_str()));
@@ -179,7 +174,7 @@ TEST_F(ToolkitExamples, DoWhatTheySay) {
     const std::string names =
         addNode((samples + "desk_lamp").c_str(), (dir / "more").c_str(), "foot", "felt");
     EXPECT_EQ(names.substr(0, 30), "desk_lamp\nfoot\nfelt\nlower_arm\n");
-    EXPECT_NE(bytesOf(dir / "more.hrc").find("rotation     0.000 55.000 0.000\n"),
+    EXPECT_NE(testbytes::contentOf(dir / "more.hrc").find("rotation     0.000 55.000 0.000\n"),
               std::string::npos);
 
     std::FILE* stream = std::tmpfile();
@@ -196,8 +191,8 @@ TEST_F(ToolkitExamples, DoWhatTheySay) {
 
 TEST_F(ToolkitExamples, StandInTheDocumentWordForWord) {
     const std::string source =
-        bytesOf(TDR_SOURCE_DIR "/tests/foreign_image/toolkitExamplesTest.cpp");
-    const std::string document = bytesOf(TDR_SOURCE_DIR "/docs/toolkit.md");
+        testbytes::contentOf(TDR_SOURCE_DIR "/tests/foreign_image/toolkitExamplesTest.cpp");
+    const std::string document = testbytes::contentOf(TDR_SOURCE_DIR "/docs/toolkit.md");
     int blocks = 0;
     for (std::size_t at = document.find("```cpp\n"); at != std::string::npos;
          at = document.find("```cpp\n", at + 1)) {
