@@ -59,91 +59,34 @@ inline Bytes writePure(const Lines& lines) {
     return out;
 }
 
-/// The mixed encoding as a machine that is fed one pixel after the other.
-class MixedWriter {
-  public:
-    Bytes write(const Lines& lines) {
-        for (std::size_t x = 0; x < lines[0].size(); ++x) {
-            take(pixelOf(lines, x));
-        }
-        if (slots_.empty()) {
-            return out_;
-        }
-        if (repeats_ && count_ >= 2) {
-            writeRepeat();
-        } else {
-            writeLiteral(slots_.size());
-        }
-        return out_;
-    }
-
-  private:
-    void take(const Bytes& pixel) {
-        if (count_ == 0) {
-            start(pixel);
-        } else if (count_ == 1) {
-            repeats_ = pixel == slots_[0];
-            add(pixel);
-        } else if (repeats_ && pixel != slots_[0]) {
-            writeRepeat();
-            start(pixel);
-        } else if (!repeats_ && pixel == slots_.back()) {
-            writeLiteral(slots_.size() - 1);
-            start(pixel);
-            repeats_ = true;
-            count_ = 2;
-        } else {
-            add(pixel);
-        }
-        if (!repeats_ && count_ == 128) {
-            writeLiteral(128);
-            start();
-        } else if (repeats_ && count_ == 65535) {
-            writeRepeat();
-            start();
-        }
-    }
-
-    void start() {
-        slots_.clear();
-        count_ = 0;
-        repeats_ = false;
-    }
-    void start(const Bytes& pixel) {
-        start();
-        slots_.push_back(pixel);
-        count_ = 1;
-    }
-    void add(const Bytes& pixel) {
-        if (!repeats_) {
-            slots_.push_back(pixel);
-        }
-        ++count_;
-    }
-    void writeRepeat() {
-        if (count_ <= 127) {
-            out_.push_back(static_cast<std::uint8_t>(count_ + 127));
-        } else {
-            append(&out_, {128, static_cast<std::uint8_t>(count_ / 256),
-                           static_cast<std::uint8_t>(count_ % 256)});
-        }
-        append(&out_, slots_[0]);
-    }
-    void writeLiteral(std::size_t pixels) {
-        out_.push_back(static_cast<std::uint8_t>(pixels - 1));
-        for (std::size_t i = 0; i < pixels; ++i) {
-            append(&out_, slots_[i]);
-        }
-    }
-
-    Bytes out_;
-    std::vector<Bytes> slots_;
-    unsigned count_ = 0;
-    bool repeats_ = false;
-};
-
+/// Two and more equal pixels are a repeat. A literal ends where such a repeat begins, except that
+/// one of 127 pixels takes a 128th whatever follows.
 inline Bytes writeMixed(const Lines& lines) {
-    return MixedWriter().write(lines);
+    const std::size_t width = lines[0].size();
+    const auto same = [&](std::size_t a, std::size_t b) {
+        return b < width && pixelOf(lines, a) == pixelOf(lines, b);
+    };
+    Bytes out;
+    std::size_t count = 1;
+    for (std::size_t x = 0; x < width; x += count) {
+        count = 1;
+        const bool repeat = same(x, x + 1);
+        while (repeat ? count < 65535 && same(x, x + count)
+                      : count < 128 && x + count < width &&
+                            (count == 127 || !same(x + count, x + count + 1))) {
+            ++count;
+        }
+        if (repeat && count > 127) {
+            append(&out, {128, static_cast<std::uint8_t>(count / 256),
+                          static_cast<std::uint8_t>(count % 256)});
+        } else {
+            out.push_back(static_cast<std::uint8_t>(repeat ? count + 127 : count - 1));
+        }
+        for (std::size_t i = 0; i < (repeat ? 1 : count); ++i) {
+            append(&out, pixelOf(lines, x + i));
+        }
+    }
+    return out;
 }
 
 /// What a reader makes of `file` from `at` on: the lines, where it stands, and whether all was
@@ -204,35 +147,24 @@ class Sink {
     std::size_t x_ = 0;
 };
 
-inline Decoded readRaw(const Bytes& file, std::size_t at, std::size_t channels, std::size_t width) {
-    Source in(file, at, channels);
-    Sink out(channels, width);
-    while (out.room() > 0) {
-        const auto pixel = in.pixel();
-        if (!pixel) {
-            break;
-        }
-        out.put(*pixel, 1);
+inline bool readRawPixel(Source* in, Sink* out) {
+    const auto pixel = in->pixel();
+    if (pixel) {
+        out->put(*pixel, 1);
     }
-    return out.decoded(in);
+    return pixel.has_value();
 }
 
-inline Decoded readPure(const Bytes& file, std::size_t at, std::size_t channels,
-                        std::size_t width) {
-    Source in(file, at, channels);
-    Sink out(channels, width);
-    while (out.room() > 0) {
-        const auto count = in.byte();
-        const auto pixel = in.pixel();
-        if (!count || !pixel) {
-            break;
-        }
-        out.put(*pixel, *count);
+inline bool readPureRun(Source* in, Sink* out) {
+    const auto count = in->byte();
+    const auto pixel = in->pixel();
+    if (count && pixel) {
+        out->put(*pixel, *count);
     }
-    return out.decoded(in);
+    return count && pixel;
 }
 
-/// One mixed packet; false when the line ends with it, because something was missing or too long.
+/// False when the line ends with this packet, because something was missing or too long.
 inline bool readMixedPacket(Source* in, Sink* out) {
     const auto control = in->byte();
     if (!control) {
@@ -262,11 +194,12 @@ inline bool readMixedPacket(Source* in, Sink* out) {
     return true;
 }
 
-inline Decoded readMixed(const Bytes& file, std::size_t at, std::size_t channels,
-                         std::size_t width) {
+/// Reads one packet after the other until the line is full or one is not whole.
+template <bool (*ReadPacket)(Source*, Sink*)>
+Decoded read(const Bytes& file, std::size_t at, std::size_t channels, std::size_t width) {
     Source in(file, at, channels);
     Sink out(channels, width);
-    while (out.room() > 0 && readMixedPacket(&in, &out)) {
+    while (out.room() > 0 && ReadPacket(&in, &out)) {
     }
     return out.decoded(in);
 }

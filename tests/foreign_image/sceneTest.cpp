@@ -74,6 +74,7 @@ std::string front(const std::string& text) {
 
 TEST_F(SceneFile, DefaultsToTheLetter) {
     const OwnedScene scene = fresh();
+    scene->paths[kTexturePath] = strdup(""); // as good as none
     EXPECT_EQ(sceneWriteAsciiAnimation("made by hand", 2.6F, scene.get()), 1);
     EXPECT_EQ(messages(), "Saving scene file '" + (dir / "s") + "'.\n");
     const std::string text = file.get();
@@ -195,6 +196,7 @@ TEST_F(SceneFile, NumbersAndFormatsGoToTheirMembers) {
           "CUSTOM_ASPECT", "CUSTOM_SIZE"}) {
         const OwnedScene scene = read("PICTURE FORMAT_TYPE " + word + " ");
         EXPECT_EQ(scene->rendering.picture.format, code++) << word;
+        EXPECT_EQ(complaints(), "");
         EXPECT_NE(write(scene.get()).find("   FORMAT_TYPE " + word + " \n"), std::string::npos);
     }
 }
@@ -305,7 +307,7 @@ constexpr TreeCase kTreeCases[] = {
     {"no names", "HIERARCHY MODEL '' '' MODEL '' '' 0 MODEL '' '' 1 RATE 9 ", "-< -<- -<- ", ""},
     {"unknown parent", "HIERARCHY MODEL 'a' '' MODEL 'b' 'x' RATE 9 ", "a< b<a ",
      "ModelReadAsciiAnimation: error, cannot find model 'x'.\n"},
-    {"number too large", "HIERARCHY MODEL 'a' '' MODEL 'b' 'a' 7 RATE 9 ", "a< b<a ",
+    {"number too large", "HIERARCHY MODEL 'a' '' MODEL 'b' 'a' 1 RATE 9 ", "a< b<a ",
      "ModelReadAsciiAnimation: error, cannot find model 'a'.\n"},
     {"empty", "HIERARCHY RATE 9 ", "", ""},
     {"lines without a node", "HIERARCHY SCALING 1 2 3 RATE 9 ", "-< ", ""},
@@ -335,13 +337,14 @@ TEST_F(SceneFile, ANumberTellsNodesOfOneNameApart) {
 }
 
 TEST_F(SceneFile, QuotesInNamesBecomeTheOtherKind) {
-    const OwnedScene scene = read("HIERARCHY MODEL 'a\"b' '' MODEL 'c' 'a\"b'");
-    Model* root = scene->hierarchies->root;
-    std::free(root->name);
-    root->name = strdup("a'b");
+    const OwnedScene scene = read("HIERARCHY MODEL 'a\"b' '' MODEL 'x' 'a\"b' MODEL 'c' 'a\"b'");
+    Model* renamed = scene->hierarchies->root->child;
+    std::free(renamed->name);
+    renamed->name = strdup("a'b");
     const std::string text = write(scene.get());
-    EXPECT_NE(text.find("MODEL 'c' 'a\"b' \n"), std::string::npos) << text;
-    EXPECT_EQ(trees(readFile(text).get()), "a\"b< c<a\"b ");
+    EXPECT_NE(text.find("MODEL 'a\"b' 'a\"b' \n"), std::string::npos) << text;
+    EXPECT_NE(text.find("MODEL 'c' 'a\"b' 0 \n"), std::string::npos) << "two of one name now";
+    EXPECT_EQ(trees(readFile(text).get()), "a\"b< a\"b<a\"b c<a\"b ");
 }
 
 TEST_F(SceneFile, LinesOfANode) {
@@ -359,10 +362,12 @@ TEST_F(SceneFile, LinesOfANode) {
 }
 
 TEST_F(SceneFile, UnknownLinesOfANodeAreKeptAndTold) {
-    const OwnedScene scene = read("HIERARCHY MODEL 'a' '' SCALING 1 1 1\nfoo\n 1\tb\nRATE 9");
+    const OwnedScene scene = read("HIERARCHY MODEL 'a' '' SHAPE SCALING 1 1 1\nfoo\n 1\tb\nRATE 9");
     EXPECT_EQ(notices(), "unknown foo 4;");
     EXPECT_EQ(complaints(), "");
-    EXPECT_STREQ(scene->hierarchies->root->animationContents->text, "foo\n 1\tb");
+    const Opaque* kept = scene->hierarchies->root->animationContents;
+    EXPECT_STREQ(kept->text, "SHAPE");
+    EXPECT_STREQ(kept->next->text, "foo\n 1\tb");
     EXPECT_EQ(scene->rate, 9);
 }
 

@@ -154,23 +154,25 @@ TEST_F(SplineAnimationTest, PositionsSurviveInEveryForm) {
     const std::string path =
         lines(0, "SPLINE LINEAR|   NAME 'p'|   TENSION 0|   STEP 0|   CONSTRAINT --------|"
                  "   SEGMENT --------|   POINTS 1|      POSITION 1 2 3|      FLAG 0");
-    const std::string cases[] = {
-        "STATIC \n   1 2.5 -3 ",
-        "CONSTRAINT 2 'the eye' ",
-        "PATH " + curveLines("CAM_POS") + path,
-        "PATH " + path, // without timing
-        "EXPLICIT " + curveLines("CAM_POSX") + curveLines("CAM_POSY") + curveLines("CAM_POSZ"),
-        "PATH_MODEL " + curveLines("CAM_POS") + "\n   NAME 'm' ",
-        "PATH_MODEL \n   NAME 'm' ", // without timing
+    const struct {
+        std::string text;
+        std::string then; ///< takes the place of the first; empty: the same
+    } cases[] = {
+        {"STATIC \n   1 2.5 -3 ", ""},
+        {"CONSTRAINT 2 'the eye' ", ""},
+        {"PATH " + curveLines("CAM_POS") + path, "PATH " + path}, // then without timing
+        {"EXPLICIT " + curveLines("CAM_POSX") + curveLines("CAM_POSY") + curveLines("CAM_POSZ"),
+         ""},
+        {"PATH_MODEL " + curveLines("CAM_POS") + "\n   NAME 'm' ", "PATH_MODEL \n   NAME 'n' "},
     };
-    for (const std::string& text : cases) {
+    for (const auto& [text, then] : cases) {
         SCOPED_TRACE(text);
         Position position;
-        EXPECT_EQ(position.read(Input(text + "\nROLL 0")), 1);
-        expectLeft("ROLL", "", "");
-        EXPECT_EQ(position.write(), text);
-        EXPECT_EQ(position.read(Input(text)), 1) << "what stood there is replaced";
-
+        for (const std::string& each : {text, then.empty() ? text : then}) {
+            EXPECT_EQ(position.read(Input(each + "\nROLL 0")), 1);
+            expectLeft("ROLL", "", "");
+            EXPECT_EQ(position.write(), each);
+        }
         EXPECT_EQ(positionReadAsciiAnimation(Input(text + "\nROLL 0"), nullptr, nullptr, nullptr,
                                              nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
                   1);
