@@ -37,18 +37,6 @@ constexpr auto kLastBreath = 2s;
 /// A killed process goes at once unless the kernel holds it (a dead network disk).
 constexpr auto kAfterKill = 10s;
 
-/// Packet writing leaves SIGPIPE with its default action; the host's own action is put back.
-class SigpipeKept {
-  public:
-    SigpipeKept() { ::sigaction(SIGPIPE, nullptr, &before_); }
-    ~SigpipeKept() { ::sigaction(SIGPIPE, &before_, nullptr); }
-    SigpipeKept(const SigpipeKept&) = delete;
-    SigpipeKept& operator=(const SigpipeKept&) = delete;
-
-  private:
-    struct sigaction before_ {};
-};
-
 Failure badArgument(std::string what) {
     return {FailureKind::BadArgument, std::move(what), {}, {}};
 }
@@ -200,7 +188,7 @@ Status DriverProcess::send(const Request& request) {
         packet_.numof_chars = static_cast<std::int32_t>(request.text->size()) + 1;
         std::ranges::copy(*request.text, packet_.chardata);
     }
-    const SigpipeKept kept;
+    const ipc::KeepSigpipe keep;
     return sendsockdata(peer_.socket.get(), &packet_) == 0 ? Status() : Status(died());
 }
 
