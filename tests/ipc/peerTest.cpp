@@ -44,14 +44,14 @@ class PeerStarting : public testing::Test {
     /// Path of the test program under a name that tells it what to do.
     std::string program(const std::string& behaviour) {
         std::string path = dir_ / behaviour;
-        std::filesystem::create_symlink(PEER_PROGRAM, path);
+        std::filesystem::create_symlink(TDR_SCRIPTED_DRIVER, path);
         return path;
     }
 
     /// The same as a file of its own, of which nobody else executes a copy.
     std::string ownProgram(const std::string& behaviour) {
         std::string path = dir_ / behaviour;
-        std::filesystem::copy_file(PEER_PROGRAM, path);
+        std::filesystem::copy_file(TDR_SCRIPTED_DRIVER, path);
         return path;
     }
 
@@ -113,7 +113,7 @@ TEST_F(PeerStarting, SocketsKeepClearOfStandardDescriptors) {
 }
 
 TEST_F(PeerStarting, AGoodPeerIsConnectedAndGreeted) {
-    ipc::PeerStart start = ipc::startPeer(optionsFor(program("good")));
+    ipc::PeerStart start = ipc::startPeer(optionsFor(program("greeted")));
     ASSERT_EQ(start.failure, PeerFailure::None) << describe(start.failure);
     EXPECT_EQ(start.peer.peerId, 102);
     EXPECT_EQ(start.peer.peerSubId, 39);
@@ -160,16 +160,16 @@ struct BadPeer {
     int code = 0; ///< of an unknown request
 };
 constexpr BadPeer kBadPeers[] = {
-    {"dies", kAmple, PeerFailure::Died, 3, "no licence\n"},
-    {"never", 150ms, PeerFailure::Late, -1, ""},
-    {"silent", 150ms, PeerFailure::Late, -1, ""},
-    {"partial", 150ms, PeerFailure::Late, -1, ""},
+    {"dies", kAmple, PeerFailure::Died, 7, "first line\nno licence found\n"},
+    {"mute", 150ms, PeerFailure::Late, -1, ""},
+    {"unheard", 150ms, PeerFailure::Late, -1, ""},
+    {"halfInit", 150ms, PeerFailure::Late, -1, ""},
     {"garbage", kAmple, PeerFailure::Garbled, -1, ""},
     {"kill", kAmple, PeerFailure::Refused, -1, ""},
     {"unknown", kAmple, PeerFailure::UnknownRequest, -1, "", 77},
     {"killOfData", kAmple, PeerFailure::UnknownRequest, -1, "", 201},
     {"requestOfData", kAmple, PeerFailure::UnknownRequest, -1, "", 300},
-    {"hangup", kAmple, PeerFailure::Died, 5, ""},
+    {"leaves", kAmple, PeerFailure::Died, 5, ""},
 };
 
 TEST_F(PeerStarting, ABadPeerIsEndedReapedAndExplained) {
@@ -200,14 +200,14 @@ bool isChildAsleep() {
 }
 
 TEST_F(PeerStarting, AStartIsGivenUpAtOnce) {
-    for (const char* behaviour : {"never", "silent", "partial"}) {
+    for (const char* behaviour : {"mute", "unheard", "halfInit"}) {
         SCOPED_TRACE(behaviour);
         const base::UniqueFd cancel(eventfd(0, EFD_CLOEXEC));
         ipc::PeerOptions options = optionsFor(program(behaviour));
         options.limit.reset(); // nothing else ends the wait
         options.cancelFd = cancel.get();
         std::thread other([&] {
-            while (!isChildAsleep()) { // "never" just runs, the others have connected by then
+            while (!isChildAsleep()) { // "mute" just runs, the others have connected by then
                 std::this_thread::yield();
             }
             eventfd_write(cancel.get(), 1);
@@ -274,11 +274,11 @@ TEST_F(PeerStarting, TheGivenFaceTellsWhatWentWrong) {
         {"dies",
          -1,
          -5,
-         {"no licence\n", "doexec: prctl: " + reason + "\n",
+         {"no licence found\n", "doexec: prctl: " + reason + "\n",
           "startsomeprocess: Error initializing socket to \"%s\".\n"}},
         {"kill", 0, -5, {"startsomeprocess: Got kill.\n"}},
         {"unknown", -1, 102, {"startsomeprocess: Unknown init response (77) from '%s'.\n"}},
-        {"hangup", -1, 0, {"startsomeprocess: Unknown init response (0) from '%s'.\n"}},
+        {"leaves", -1, 0, {"startsomeprocess: Unknown init response (0) from '%s'.\n"}},
         {"garbage",
          -1,
          -5,
@@ -310,7 +310,7 @@ TEST_F(PeerStarting, TheGivenFaceTellsWhatWentWrong) {
 }
 
 TEST_F(PeerStarting, Mode0DoesNotStartARunningProgramAgain) {
-    const std::string path = ownProgram("good");
+    const std::string path = ownProgram("greeted");
     IPC_LinkIrix first(7, 8, IPC_EXEC_IF_NOT_RUNNING, IPC_SIGNAL_ON, path.c_str(), nullptr);
     ASSERT_EQ(first.linkStatus, 0);
     const CaptureStderr said;
@@ -327,11 +327,11 @@ TEST_F(PeerStarting, Mode0DoesNotStartARunningProgramAgain) {
 }
 
 TEST_F(PeerStarting, ALinkStartsAProgramInADirectory) {
-    program("good");
+    program("greeted");
     const std::string dir = dir_.path().string();
-    IPC_LinkIrix link(7, 8, IPC_EXEC_ALWAYS, IPC_SIGNAL_ON, "good", dir.c_str());
+    IPC_LinkIrix link(7, 8, IPC_EXEC_ALWAYS, IPC_SIGNAL_ON, "greeted", dir.c_str());
     ASSERT_EQ(link.linkStatus, 0);
-    EXPECT_STREQ(link.clientName.get(), "good");
+    EXPECT_STREQ(link.clientName.get(), "greeted");
     EXPECT_EQ(link.clientDir.get(), dir);
     EXPECT_EQ(link.peerId, 102);
     EXPECT_EQ(link.peerSubId, 39);

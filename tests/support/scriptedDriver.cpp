@@ -1,0 +1,381 @@
+// SPDX-License-Identifier: MIT
+// A driver that behaves as its program's name says: tests link to this program under the name of
+// the behaviour they want. "echo" is the good one: it answers every request, and writes what it
+// was asked to stderr ("4/1430: 1 2 3 'abc'").
+#include "IPC_Codes.h"
+#include "IPC_Link.h"
+#include "ipc_socket.h"
+
+#include <algorithm>
+#include <csignal>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+int socketFd = -1;
+ipc::Ends me{ipc::kDriverId, ipc::kDriverSubId};
+IPC_DataPacket asked;  // the request
+IPC_DataPacket answer; // the reply
+
+[[noreturn]] void waitForEver() {
+    for (;;) {
+        pause();
+    }
+}
+
+/// Waits until the host has closed the connection.
+void awaitEnd() {
+    while (readsockdata(socketFd, &asked) == 0 && asked.numof_cmds != 0) {
+    }
+}
+
+/// Writes a line as one piece.
+void remark(const std::string& line) {
+    const std::string whole = line + "\n";
+    (void)!write(STDERR_FILENO, whole.data(), whole.size());
+}
+
+void begin(int messageClass, int code) {
+    answer = {};
+    ipc::fillHeader(answer, {me.localId, me.localSubId, asked.datacmd[0], asked.datacmd[1]},
+                    static_cast<short>(messageClass), static_cast<short>(code));
+}
+
+void addString(std::string_view text) {
+    std::memcpy(answer.chardata + answer.numof_chars, text.data(), text.size());
+    answer.numof_chars += static_cast<int>(text.size()) + 1;
+    ++answer.numof_strings;
+}
+
+void send() {
+    sendsockdata(socketFd, &answer);
+}
+
+void sendEmpty(int messageClass, int code) {
+    begin(messageClass, code);
+    send();
+}
+void sendStatus(int code) {
+    sendEmpty(ipc::kClassStatus, code);
+}
+
+/// Sends these bytes and nothing more.
+void sendOnly(std::string_view bytes) {
+    (void)!::send(socketFd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    awaitEnd();
+}
+
+int code() {
+    return asked.datacmd[ipc::kWordCode];
+}
+
+// --- The good driver -----------------------------------------------------------------------------
+
+struct QueryShape {
+    int longs;
+    int strings;
+};
+
+QueryShape shapeOfQuery(int query) {
+    switch (query) {
+    case ipc::kQueryIthFormat:
+        return {asked.longdata[0] < 2 ? 5 : 0, 0};
+    case ipc::kQueryBounds:
+        return {4, 0};
+    case ipc::kQueryTiling:
+    case ipc::kQueryStampBounds:
+        return {2, 0};
+    case ipc::kQueryVendorName:
+    case ipc::kQueryFormatName:
+    case ipc::kQueryDefaultPreReadCommand:
+    case ipc::kQueryDefaultPostWriteCommand:
+        return {0, 1};
+    case ipc::kQueryFileNamingConvention:
+        return {1, 3};
+    default:
+        return {1, 0};
+    }
+}
+
+/// Longs 10 * code, 10 * code + 1 ...; strings "code-0", "code-1" ...
+void answerQuery() {
+    const QueryShape shape = shapeOfQuery(code());
+    begin(ipc::kClassStatus, code() + ipc::kReplyOffset);
+    answer.numof_longs = shape.longs;
+    for (int i = 0; i < shape.longs; ++i) {
+        answer.longdata[i] = 10 * code() + i;
+    }
+    if (code() == ipc::kQueryIthFormat) {
+        answer.longdata[0] = 2; // the number of channels
+    }
+    for (int i = 0; i < shape.strings; ++i) {
+        addString(std::to_string(code()) + "-" + std::to_string(i));
+    }
+    send();
+}
+
+void echoRequest() {
+    std::string line = std::to_string(asked.datacmd[4]) + "/" + std::to_string(code()) + ":";
+    for (int i = 0; i < asked.numof_longs; ++i) {
+        line += " " + std::to_string(asked.longdata[i]);
+    }
+    if (asked.numof_strings != 0) {
+        line += " '" + std::string(asked.chardata) + "'";
+    }
+    remark(line);
+}
+
+bool isPut(int action) {
+    return action >= ipc::kActionPutCache && action <= ipc::kActionPutStamp;
+}
+
+void answerWell() {
+    echoRequest();
+    if (asked.datacmd[ipc::kWordClass] == ipc::kClassInfo) {
+        answerQuery();
+        return;
+    }
+    if (isPut(code())) {
+        sendEmpty(ipc::kClassEvent, ipc::kEventBlockTaken);
+    }
+    sendStatus(ipc::kStatusOk);
+}
+
+// --- The others: before they have connected ------------------------------------------------------
+
+/// Tells by its ids what it has inherited: signals that are not as they should be, and sockets.
+void introduceHeritage() {
+    const auto isIgnored = [](int number) {
+        struct sigaction now {};
+        sigaction(number, nullptr, &now);
+        return now.sa_handler == SIG_IGN;
+    };
+    sigset_t mask;
+    sigprocmask(SIG_BLOCK, nullptr, &mask);
+    me.localId = static_cast<short>((isIgnored(SIGCHLD) ? 1 : 0) | (isIgnored(SIGPIPE) ? 2 : 0) |
+                                    (sigisemptyset(&mask) == 0 ? 4 : 0));
+    me.localSubId = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code gone;
+        const auto target = std::filesystem::read_symlink(entry.path(), gone).string();
+        me.localSubId = static_cast<short>(me.localSubId + (target.starts_with("socket:") ? 1 : 0));
+    }
+}
+
+void dieEarly() {
+    remark("first line");
+    remark("no licence found");
+    _exit(7);
+}
+
+// --- Instead of the init request -----------------------------------------------------------------
+
+/// A packet in place of the init request.
+template <int messageClass, int code>
+void introduceAs() {
+    asked.datacmd[0] = asked.datacmd[1] = -1;
+    sendEmpty(messageClass, code);
+    awaitEnd();
+}
+
+void babble() {
+    sendOnly("GET / HTTP/1.1\r\n\r\n");
+}
+void sendHalf() {
+    sendOnly({"\0\0\0\6\0\x66\0\x27\0\1", 10});
+}
+
+// --- Instead of the start-up OK ------------------------------------------------------------------
+
+void answerErrorAtStart() {
+    remark("this machine is too old");
+    sendStatus(ipc::kStatusError);
+    waitForEver();
+}
+
+void dieLate() {
+    remark("changed my mind");
+    _exit(4);
+}
+
+// --- At a request --------------------------------------------------------------------------------
+
+void refuse() {
+    remark("cannot do that");
+    sendStatus(ipc::kStatusError);
+}
+
+void exitNow() {
+    remark("out of ideas");
+    _exit(9);
+}
+
+void killItself() {
+    remark("about to die");
+    raise(SIGKILL);
+}
+
+void hangUp() {
+    close(socketFd);
+    waitForEver();
+}
+
+void freeze() {
+    raise(SIGSTOP);
+}
+
+void freezeAtPut() {
+    if (code() == ipc::kActionPutLine) {
+        raise(SIGSTOP);
+    } else {
+        answerWell();
+    }
+}
+
+void answerWrongCode() {
+    sendStatus(1999);
+}
+
+void answerTooMany() {
+    begin(ipc::kClassStatus, code() + ipc::kReplyOffset);
+    answer.numof_longs = 7;
+    send();
+}
+
+void claimStrings() {
+    begin(ipc::kClassStatus, code() + ipc::kReplyOffset);
+    answer.numof_strings = 2000;
+    answer.numof_chars = 3;
+    std::memcpy(answer.chardata, "abc", 3); // and no zero byte
+    send();
+}
+
+void sendHugeCount() {
+    sendOnly("\x7f\xff\xff\xff");
+}
+void sendNegativeCount() {
+    sendOnly("\xff\xff\xff\xff");
+}
+
+void flood() {
+    for (int i = 0; i < 20000; ++i) {
+        remark("still talking, and nobody can stop me from talking on, line " + std::to_string(i));
+    }
+    answerWell();
+}
+
+/// Puts answered without the notice.
+void forgetNotice() {
+    sendStatus(ipc::kStatusOk);
+}
+
+enum class Stage { BeforeConnecting, InsteadOfInit, InsteadOfOk, AtRequest };
+
+struct Behaviour {
+    const char* name;
+    Stage stage; ///< up to there it is a good driver
+    void (*run)();
+    bool stubborn = false; ///< does not end when told to
+};
+
+constexpr Behaviour kBehaviours[] = {
+    {"inherited", Stage::BeforeConnecting, introduceHeritage},
+    {"dies", Stage::BeforeConnecting, dieEarly},
+    {"mute", Stage::BeforeConnecting, waitForEver},
+    {"unheard", Stage::InsteadOfInit, waitForEver},
+    {"garbage", Stage::InsteadOfInit, babble},
+    {"halfInit", Stage::InsteadOfInit, sendHalf},
+    {"kill", Stage::InsteadOfInit, introduceAs<ipc::kClassEvent, ipc::kEventKill>},
+    {"unknown", Stage::InsteadOfInit, introduceAs<ipc::kClassData, 77>},
+    {"killOfData", Stage::InsteadOfInit, introduceAs<ipc::kClassData, ipc::kEventKill>},
+    {"requestOfData", Stage::InsteadOfInit, introduceAs<ipc::kClassData, ipc::kInitRequest>},
+    {"leaves", Stage::InsteadOfInit, [] { _exit(5); }},
+    {"greeted", Stage::InsteadOfOk, [] {}}, // it just stays
+    {"silent", Stage::InsteadOfOk, waitForEver},
+    {"errorAtStart", Stage::InsteadOfOk, answerErrorAtStart},
+    {"diesLate", Stage::InsteadOfOk, dieLate},
+    {"echo", Stage::AtRequest, answerWell},
+    {"stubborn", Stage::AtRequest, answerWell, true},
+    {"refuses", Stage::AtRequest, refuse},
+    {"exits", Stage::AtRequest, exitNow},
+    {"killsItself", Stage::AtRequest, killItself},
+    {"hangsUp", Stage::AtRequest, hangUp},
+    {"freezes", Stage::AtRequest, freeze},
+    {"freezesAtPut", Stage::AtRequest, freezeAtPut},
+    {"wrongCode", Stage::AtRequest, answerWrongCode},
+    {"tooMany", Stage::AtRequest, answerTooMany},
+    {"claimsStrings", Stage::AtRequest, claimStrings},
+    {"half", Stage::AtRequest, sendHalf},
+    {"hugeCount", Stage::AtRequest, sendHugeCount},
+    {"negativeCount", Stage::AtRequest, sendNegativeCount},
+    {"babbles", Stage::AtRequest, babble},
+    {"floods", Stage::AtRequest, flood},
+    {"noNotice", Stage::AtRequest, forgetNotice},
+};
+
+/// Introduces itself; whether the answer is what a started driver gets.
+bool shakeHands() {
+    return sendinitrequest(me.localId, me.localSubId, socketFd, &answer) == 0 &&
+           getinitdata(me.localId, me.localSubId, socketFd, &asked) == 1 &&
+           asked.datacmd[ipc::kWordReceiverId] == me.localId &&
+           asked.datacmd[ipc::kWordReceiverSubId] == me.localSubId &&
+           asked.datacmd[ipc::kWordClass] == ipc::kClassStatus && asked.numof_longs == 0;
+}
+
+void serve(const Behaviour& behaviour) {
+    for (;;) {
+        readsockdata(socketFd, &asked);
+        const bool end =
+            asked.numof_cmds == 0 ||
+            (asked.datacmd[ipc::kWordClass] == ipc::kClassAction && code() == ipc::kActionKill);
+        if (end && !behaviour.stubborn) {
+            return;
+        }
+        if (end) {
+            waitForEver();
+        }
+        behaviour.run();
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    std::string name = std::filesystem::path(argv[0]).filename();
+    if (name.ends_with("Filter")) {
+        name.resize(name.size() - std::strlen("Filter"));
+    }
+    const auto* behaviour = std::ranges::find(kBehaviours, name, &Behaviour::name);
+    if (behaviour == std::end(kBehaviours) || argc != 3 ||
+        std::strcmp(argv[1], "-ipc_link_port") != 0) {
+        return 64;
+    }
+    const auto runAt = [behaviour](Stage stage) {
+        if (behaviour->stage == stage) {
+            behaviour->run();
+        }
+        return behaviour->stage == stage;
+    };
+    runAt(Stage::BeforeConnecting);
+    socketFd = getservsock(std::stoi(argv[2]));
+    if (runAt(Stage::InsteadOfInit)) {
+        return 0;
+    }
+    if (!shakeHands()) {
+        return 1;
+    }
+    if (behaviour->stage == Stage::AtRequest) {
+        sendStatus(ipc::kStatusOk);
+        serve(*behaviour);
+    } else {
+        runAt(Stage::InsteadOfOk);
+        awaitEnd();
+    }
+    return 0;
+}
