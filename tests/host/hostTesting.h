@@ -3,6 +3,7 @@
 #pragma once
 
 #include "support/leakCounters.h"
+#include "support/processState.h"
 #include "support/tempDir.h"
 #include "tdr/driver.h"
 
@@ -74,11 +75,8 @@ class NothingLeft : public ::testing::Test {
 
 /// False once the process is gone (also when nobody has waited for it yet).
 inline bool isRunning(pid_t pid) {
-    std::ifstream status("/proc/" + std::to_string(pid) + "/stat");
-    std::string id;
-    std::string name;
-    std::string state;
-    return static_cast<bool>(status >> id >> name >> state) && state != "Z" && state != "X";
+    return std::string_view(std::string{'\0', 'Z', 'X'}).find(support::stateOf(pid)) ==
+           std::string_view::npos;
 }
 
 } // namespace testing_host

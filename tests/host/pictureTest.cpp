@@ -5,7 +5,6 @@
 #include "support/pictureFiles.h"
 
 #include <algorithm>
-#include <array>
 
 namespace {
 
@@ -139,27 +138,6 @@ TEST_F(PictureTest, aMatteIsItsFirstChannelInWhite) {
     }
     EXPECT_EQ(seen, "0100000000"
                     "1000000011");
-}
-
-TEST_F(PictureTest, linesCanBeReadInAnyOrder) {
-    auto driver = Driver::start(real("softimageFilter"));
-    ASSERT_TRUE(driver);
-    const Picture picture = motley(9, 4);
-    ASSERT_TRUE(tdr::writePicture(*driver, folder() / "a.pic", picture));
-    auto block = SharedBlock::create(tdr::lineBytes(9));
-    std::array order = {0, 1, 2, 3};
-    do {
-        auto reader = PictureReader::open(*driver, folder() / "a.pic");
-        ASSERT_TRUE(reader) << reader.failure().text();
-        for (const int line : order) {
-            ASSERT_TRUE(reader->readLine(*block, line));
-            const auto* expected =
-                &picture.pixels[tdr::lineBytes(9) * static_cast<std::size_t>(line)];
-            EXPECT_TRUE(std::ranges::equal(block->bytes(), std::span(expected, tdr::lineBytes(9))))
-                << "line " << line;
-        }
-        ASSERT_TRUE(reader->close());
-    } while (std::ranges::next_permutation(order).found);
 }
 
 TEST_F(PictureTest, readersAndWritersCanShareABlock) {

@@ -136,11 +136,7 @@ TEST_F(SessionTest, aDriverKilledFromOutsideIsADeath) {
     const pid_t killer = fork();
     if (killer == 0) {
         while (kill(getppid(), 0) == 0) { // until the parent waits in its request
-            std::ifstream stat("/proc/" + std::to_string(getppid()) + "/stat");
-            std::string id;
-            std::string name;
-            std::string state;
-            if (stat >> id >> name >> state && state == "S") {
+            if (support::stateOf(getppid()) == 'S') {
                 kill(driver->pid(), SIGKILL);
                 _exit(0);
             }

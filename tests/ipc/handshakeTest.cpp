@@ -12,7 +12,6 @@
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <poll.h>
-#include <sys/time.h>
 #include <thread>
 #include <unistd.h>
 
@@ -133,24 +132,16 @@ constexpr char kReplyWire[] =
     "\0\0\0\6\0\1\0\2\0\x66\0\x27\0\1\0\x65\0\0\0\0\0\0\0\0\0\0\0\0\0\0\0";
 
 TEST_F(Handshake, SignalsDoNotEndTheWaitForTheReply) {
-    const KeepAction alarm(SIGALRM);
-    struct sigaction tick {};
-    tick.sa_handler = [](int) {
+    const SocketPair pair;
+    gReplyTo = pair.far.get();
+    const Alarms often(5000, [](int) {
         gAlarms = gAlarms + 1;
         if (gAlarms == 3) {
             (void)!write(gReplyTo, kReplyWire, sizeof kReplyWire);
         }
-    };
-    sigaction(SIGALRM, &tick, nullptr);
-    const SocketPair pair;
-    gReplyTo = pair.far.get();
-    const itimerval often{{0, 5000}, {0, 5000}};
-    setitimer(ITIMER_REAL, &often, nullptr);
+    });
     IPC_DataPacket packet{};
-    const int result = getinitdata(102, 39, pair.near.get(), &packet);
-    const itimerval never{};
-    setitimer(ITIMER_REAL, &never, nullptr);
-    EXPECT_EQ(result, 1);
+    EXPECT_EQ(getinitdata(102, 39, pair.near.get(), &packet), 1);
     EXPECT_TRUE(same(packet, packetOf({1, 2, 102, 39}, 1, 101)));
 }
 

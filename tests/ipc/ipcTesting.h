@@ -14,6 +14,7 @@
 #include <string>
 #include <string_view>
 #include <sys/socket.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 namespace testing_ipc {
@@ -90,6 +91,28 @@ class KeepAction {
   private:
     int number_;
     struct sigaction before_ {};
+};
+
+/// Interrupts the process again and again while it lives.
+class Alarms {
+  public:
+    explicit Alarms(
+        int microseconds, sighandler_t handler = [](int) {}) {
+        struct sigaction action {};
+        action.sa_handler = handler; // without SA_RESTART
+        sigaction(SIGALRM, &action, nullptr);
+        const itimerval often{{0, microseconds}, {0, microseconds}};
+        setitimer(ITIMER_REAL, &often, nullptr);
+    }
+    ~Alarms() {
+        const itimerval never{};
+        setitimer(ITIMER_REAL, &never, nullptr);
+    }
+    Alarms(const Alarms&) = delete;
+    Alarms& operator=(const Alarms&) = delete;
+
+  private:
+    const KeepAction before_{SIGALRM};
 };
 
 } // namespace testing_ipc

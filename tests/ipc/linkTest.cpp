@@ -43,22 +43,6 @@ class LooseEnd : public IPC_Link {
     IPC_DataPacket incoming{};
 };
 
-TEST(Link, StartsWithWhatItWasGiven) {
-    const std::int32_t before = IPC_Link::population;
-    {
-        const LooseEnd link;
-        EXPECT_EQ(IPC_Link::population, before + 1);
-        EXPECT_EQ(link.localId, 1);
-        EXPECT_EQ(link.localSubId, 2);
-        EXPECT_EQ(link.peerId, -1);
-        EXPECT_EQ(link.execMode, IPC_EXEC_IF_NOT_RUNNING);
-        EXPECT_EQ(link.signalMode, IPC_SIGNAL_OFF);
-        EXPECT_EQ(link.waitSeconds, 5);
-        EXPECT_EQ(link.killOnDestroy, 0);
-    }
-    EXPECT_EQ(IPC_Link::population, before);
-}
-
 TEST(Link, ClearDataKeepsFurtherCommandWords) {
     LooseEnd link;
     link.peerId = 3;

@@ -22,6 +22,13 @@ int privateKey() {
     return (key & 0x3fffffff) | 0x40000000;
 }
 
+/// A block of 64 bytes under a key of its own.
+struct Block {
+    int key = privateKey();
+    int id = 0;
+    void* const address = shmem_malloc(64, &key, &id);
+};
+
 long attachCount(int id) {
     shmid_ds state{};
     return shmctl(id, IPC_STAT, &state) < 0 ? -1 : static_cast<long>(state.shm_nattch);
@@ -84,9 +91,7 @@ TEST_F(SharedMem, AGivenKeyFindsTheBlockThatIsThere) {
 }
 
 TEST_F(SharedMem, ABlockHeldByAnotherProcessStays) {
-    int key = privateKey();
-    int id = 0;
-    void* const block = shmem_malloc(64, &key, &id);
+    auto [key, id, block] = Block();
     ASSERT_NE(block, nullptr);
     int pipeEnds[2] = {-1, -1};
     ASSERT_EQ(pipe(pipeEnds), 0);
@@ -109,9 +114,7 @@ TEST_F(SharedMem, ABlockHeldByAnotherProcessStays) {
 }
 
 TEST_F(SharedMem, WhatCannotBeHadIsNull) {
-    int key = privateKey();
-    int id = 0;
-    void* const block = shmem_malloc(64, &key, &id);
+    auto [key, id, block] = Block();
     ASSERT_NE(block, nullptr);
     struct Case {
         const char* name;
@@ -138,9 +141,7 @@ TEST_F(SharedMem, WhatCannotBeHadIsNull) {
 }
 
 TEST_F(SharedMem, AnUnknownIdIsNotDetached) {
-    int key = privateKey();
-    int id = 0;
-    void* const block = shmem_malloc(64, &key, &id);
+    auto [key, id, block] = Block();
     ASSERT_NE(block, nullptr);
     {
         const CaptureStderr said;
@@ -152,9 +153,7 @@ TEST_F(SharedMem, AnUnknownIdIsNotDetached) {
 }
 
 TEST_F(SharedMem, AWrongAddressIsToldAndTheBlockStillRemoved) {
-    int key = privateKey();
-    int id = 0;
-    void* const block = shmem_malloc(64, &key, &id);
+    auto [key, id, block] = Block();
     ASSERT_NE(block, nullptr);
     const CaptureStderr said;
     shmem_free(static_cast<char*>(block) + 1, id);

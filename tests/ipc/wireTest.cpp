@@ -12,7 +12,6 @@
 #include <linux/sockios.h>
 #include <sys/eventfd.h>
 #include <sys/ioctl.h>
-#include <sys/time.h>
 #include <sys/wait.h>
 #include <thread>
 #include <vector>
@@ -417,10 +416,6 @@ TEST(Wire, APacketThatStopsHalfWayIsGivenUpOnDemand) {
 }
 
 TEST(Wire, SignalsDoNotDisturbAPacket) {
-    const KeepAction alarm(SIGALRM);
-    struct sigaction interrupt {};
-    interrupt.sa_handler = [](int) {};
-    sigaction(SIGALRM, &interrupt, nullptr);
     SocketPair pair;
     const pid_t child = fork();
     if (child == 0) {
@@ -431,13 +426,11 @@ TEST(Wire, SignalsDoNotDisturbAPacket) {
         }
         _exit(0);
     }
-    const itimerval often{{0, 300}, {0, 300}};
-    setitimer(ITIMER_REAL, &often, nullptr);
     IPC_DataPacket packet{};
-    const int result = readsockdata(pair.far.get(), &packet);
-    const itimerval never{};
-    setitimer(ITIMER_REAL, &never, nullptr);
-    EXPECT_EQ(result, 0);
+    {
+        const Alarms often(300);
+        EXPECT_EQ(readsockdata(pair.far.get(), &packet), 0);
+    }
     EXPECT_TRUE(same(packet, fullPacket()));
     EXPECT_EQ(waitpid(child, nullptr, 0), child);
 }

@@ -81,16 +81,6 @@ TEST(Entry, LastPortThatReadsAsANumberCounts) {
     EXPECT_EQ(program.exitStatus(), 0);
 }
 
-TEST(Entry, VanishedHostEndsTheDriver) {
-    support::FakeHost host;
-    host.connectDriver();
-    Driver program(host);
-    host.awaitDriver();
-    host.receive();
-    host.hangUp();
-    EXPECT_EQ(program.exitStatus(), 0);
-}
-
 TEST(Entry, ClosedStandardDescriptorsAreNotReused) {
     support::FakeHost host;
     host.connectDriver();
