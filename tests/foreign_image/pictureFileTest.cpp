@@ -110,8 +110,38 @@ TEST(PictureRecord, StartsZeroedWithRatioOneAndItsPointerStaysWithTheCaller) {
     channelPacketDispose(&chain);
 }
 
-TEST(PictureHeader, IsWrittenToTheByte) {
+/// A folder with one picture in it.
+class PictureFiles : public ::testing::Test {
+  protected:
+    PictureFiles() { optionReset(); }
+    ~PictureFiles() override { optionReset(); }
+
+    /// Writes the picture and gives the bytes of the file.
+    std::string write(const UniquePicture& record, const Chain& chain = nullptr) {
+        EXPECT_EQ(pictureWriteFile(path.c_str(), record.get(), chain.get()), 1);
+        return contentOf(path);
+    }
+    /// Reads a file of these bytes.
+    UniquePicture read(const std::string& bytes) {
+        memory_.set(bytes);
+        return UniquePicture(pictureReadFile((dir / "memory.pic").c_str()));
+    }
+    Opened open(const std::string& bytes) {
+        memory_.set(bytes);
+        return Opened(dir / "memory.pic");
+    }
+
     const support::TempDir dir;
+    const std::string path = dir / "a.pic";
+
+  private:
+    support::MemoryFile memory_{dir, "memory.pic"};
+};
+using PictureHeader = PictureFiles;
+using PictureWhole = PictureFiles;
+using PictureWriting = PictureFiles;
+
+TEST_F(PictureHeader, IsWrittenToTheByte) {
     const struct {
         const char* name;
         std::uint8_t planes;
@@ -124,7 +154,6 @@ TEST(PictureHeader, IsWrittenToTheByte) {
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.name);
-        const std::string path = dir / "a.pic";
         {
             const Created made(path, picture(0x102, 3, row.planes),
                                row.ownChain ? chainOf({{0, 0x10}, {1, 0xC0}}).release() : nullptr);
@@ -135,8 +164,7 @@ TEST(PictureHeader, IsWrittenToTheByte) {
     }
 }
 
-TEST(PictureHeader, NamesGetTheEndingTheyLack) {
-    const support::TempDir dir;
+TEST_F(PictureHeader, NamesGetTheEndingTheyLack) {
     const UniquePicture record = picture(1, 1, 0xE0);
     const std::pair<const char*, const char*> names[] = {
         {"a.pic", "a.pic"},       {"pic", "pic.pic"},     {"b.PIC", "b.PIC.pic"},
@@ -154,7 +182,7 @@ TEST(PictureHeader, NamesGetTheEndingTheyLack) {
     EXPECT_TRUE(std::filesystem::exists(dir / ".pic.pic"));
 }
 
-TEST(PictureHeader, WhatIsReadAndWhatIsRefused) {
+TEST_F(PictureHeader, WhatIsReadAndWhatIsRefused) {
     const std::string tag = "\x00\x08\x02\x10"s;
     const struct {
         const char* name;
@@ -186,12 +214,10 @@ TEST(PictureHeader, WhatIsReadAndWhatIsRefused) {
         {"chained to nothing", head(2, 3, "\x01\x08\x02\xE0"s), false, "ends inside"},
         {"no packet", head(2, 3, ""), false, "ends inside its channel packets"},
     };
-    const support::TempDir dir;
     for (const auto& row : cases) {
         SCOPED_TRACE(row.name);
-        const std::string path = dir.write("a.pic", row.file);
         const support::CaptureStderr captured;
-        const Opened opened(path);
+        const Opened opened = open(row.file);
         EXPECT_EQ(opened.stream != nullptr, row.read);
         EXPECT_EQ(opened.chain != nullptr, row.read);
         const std::string said = captured.text();
@@ -201,12 +227,11 @@ TEST(PictureHeader, WhatIsReadAndWhatIsRefused) {
     }
 }
 
-TEST(PictureHeader, FieldsAreReadBack) {
-    const support::TempDir dir;
+TEST_F(PictureHeader, FieldsAreReadBack) {
     std::string file = head(258, 3, "\x01\x07\x02\xE0\x00\x08\x01\x10"s);
     file.replace(96, 4, "\x40\x00\x00\x00"s);
     file.replace(100, 4, "\x00\x02\xFF\xFF"s); // padding is ignored
-    const Opened opened(dir.write("a.pic", file + "x"));
+    const Opened opened = open(file + "x");
     ASSERT_NE(opened.stream, nullptr);
     EXPECT_EQ(opened.record->width, 258);
     EXPECT_EQ(opened.record->height, 3);
@@ -221,23 +246,18 @@ TEST(PictureHeader, FieldsAreReadBack) {
     EXPECT_EQ(std::ftell(opened.stream.get()), 112);
 }
 
-TEST(PictureHeader, EveryTruncationIsRefusedAndLeaksNothing) {
-    const support::TempDir dir;
-    support::MemoryFile file(dir, "a.pic");
+TEST_F(PictureHeader, EveryTruncationIsRefusedAndLeaksNothing) {
     const auto before = support::openDescriptors();
     option.level = 0;
     forEachTruncation(head(2, 3, kRgbThenAlpha), 0, [&](const std::string& cut) {
-        file.set(cut);
-        const Opened opened(dir / "a.pic");
+        const Opened opened = open(cut);
         EXPECT_TRUE(opened.stream == nullptr && opened.chain == nullptr) << cut.size();
     });
-    optionReset();
     EXPECT_EQ(support::openDescriptors(), before);
 }
 
-TEST(PictureHeader, ASizeThatNoFileHoldsTouchesNoFile) {
-    const support::TempDir dir;
-    const std::string path = dir.write("a.pic", "precious");
+TEST_F(PictureHeader, ASizeThatNoFileHoldsTouchesNoFile) {
+    dir.write("a.pic", "precious");
     const support::CaptureStderr captured;
     UniquePicture record = picture(1, 1, 0xE0);
     record->width = 0;
@@ -257,8 +277,7 @@ bool samePlanes(const Picture& a, const Picture& b) {
            });
 }
 
-TEST(PictureWhole, SurvivesEveryChainThatLosesNothing) {
-    const support::TempDir dir;
+TEST_F(PictureWhole, SurvivesEveryChainThatLosesNothing) {
     const struct {
         const char* name;
         std::uint8_t planes;
@@ -278,9 +297,7 @@ TEST(PictureWhole, SurvivesEveryChainThatLosesNothing) {
         SCOPED_TRACE(row.name);
         const support::CaptureStderr captured;
         const UniquePicture record = picture(300, 41, row.planes);
-        const std::string path = dir / "a.pic";
-        EXPECT_EQ(pictureWriteFile(path.c_str(), record.get(), row.chain.get()), 1);
-        const UniquePicture again(pictureReadFile(path.c_str()));
+        const UniquePicture again = read(write(record, row.chain));
         ASSERT_NE(again, nullptr);
         EXPECT_TRUE(samePlanes(*record, *again));
         EXPECT_EQ(again->linePointers[kRed], nullptr);
@@ -289,45 +306,33 @@ TEST(PictureWhole, SurvivesEveryChainThatLosesNothing) {
     EXPECT_EQ(support::openDescriptors(), before) << "the streams are closed";
 }
 
-TEST(PictureWhole, ASmallPictureToTheByte) {
-    const support::TempDir dir;
+TEST_F(PictureWhole, ASmallPictureToTheByte) {
     const UniquePicture record = picture(2, 2, 0xF0);
     for (std::size_t c = 0; c < 4; ++c) {
         const auto base = static_cast<std::uint8_t>(0x10 * (c + 1));
         const std::uint8_t plane[] = {base, base, base, static_cast<std::uint8_t>(base + 1)};
         std::copy(std::begin(plane), std::end(plane), record->planes[c]);
     }
-    const std::string path = dir / "a.pic";
-    pictureWriteFile(path.c_str(), record.get(), nullptr);
-    EXPECT_EQ(contentOf(path), head(2, 2, kRgbThenAlpha) +
-                                   "\x81\x10\x20\x30"
-                                   "\x81\x40"s +
-                                   "\x01\x10\x20\x30\x11\x21\x31"
-                                   "\x01\x40\x41"s);
+    EXPECT_EQ(write(record), head(2, 2, kRgbThenAlpha) +
+                                 "\x81\x10\x20\x30"
+                                 "\x81\x40"s +
+                                 "\x01\x10\x20\x30\x11\x21\x31"
+                                 "\x01\x40\x41"s);
 }
 
-TEST(PictureWhole, AChannelWithoutAPlaneIsWrittenAsZeros) {
-    const support::TempDir dir;
+TEST_F(PictureWhole, AChannelWithoutAPlaneIsWrittenAsZeros) {
     const UniquePicture record = picture(3, 1, 0xE0);
-    const Chain chain = chainOf({{2, 0x10}});
-    pictureWriteFile((dir / "a.pic").c_str(), record.get(), chain.get());
-    EXPECT_EQ(contentOf(dir / "a.pic"), head(3, 1, "\x00\x08\x02\x10"s) + "\x82\x00"s);
+    EXPECT_EQ(write(record, chainOf({{2, 0x10}})), head(3, 1, "\x00\x08\x02\x10"s) + "\x82\x00"s);
 }
 
-TEST(PictureWhole, EveryTruncationReadsAsZeroFromThereOn) {
-    const support::TempDir dir;
+TEST_F(PictureWhole, EveryTruncationReadsAsZeroFromThereOn) {
     const UniquePicture record = picture(9, 5, 0xF0);
-    const std::string path = dir / "a.pic";
-    const Chain chain = chainOf({{2, 0xE0}, {0, 0x10}});
-    pictureWriteFile(path.c_str(), record.get(), chain.get());
-    const std::string whole = contentOf(path);
-    support::MemoryFile file(dir, "cut.pic");
+    const std::string whole = write(record, chainOf({{2, 0xE0}, {0, 0x10}}));
     const std::size_t lineSize = (whole.size() - 112) / 5;
     forEachTruncation(whole, 112, [&](const std::string& bytes) {
         SCOPED_TRACE(bytes.size());
         const support::CaptureStderr captured;
-        file.set(bytes);
-        const UniquePicture cut(pictureReadFile((dir / "cut.pic").c_str()));
+        const UniquePicture cut = read(bytes);
         ASSERT_NE(cut, nullptr);
         const std::size_t wholePixels = (bytes.size() - 112) / lineSize * 9;
         for (std::size_t c = 0; c < 4; ++c) {
@@ -341,52 +346,40 @@ TEST(PictureWhole, EveryTruncationReadsAsZeroFromThereOn) {
     });
 }
 
-TEST(PictureWhole, NoFlippedBitDoesHarm) {
-    const support::TempDir dir;
-    support::MemoryFile file(dir, "b.pic");
+TEST_F(PictureWhole, NoFlippedBitDoesHarm) {
     option.level = 0;
     for (const int type : {0, 1, 2}) {
-        const UniquePicture record = picture(6, 3, 0xF0);
-        const Chain chain = chainOf({{type, 0xE0}, {2, 0x10}});
-        const std::string path = dir / "a.pic";
-        pictureWriteFile(path.c_str(), record.get(), chain.get());
-        forEachBitFlip(contentOf(path), 88, [&](const std::string& flipped, std::size_t byte) {
-            file.set(flipped);
-            const UniquePicture read(pictureReadFile((dir / "b.pic").c_str()));
+        const std::string whole = write(picture(6, 3, 0xF0), chainOf({{type, 0xE0}, {2, 0x10}}));
+        forEachBitFlip(whole, 88, [&](const std::string& flipped, std::size_t byte) {
             // Scanlines do not decide whether a picture is one.
-            EXPECT_TRUE(read != nullptr || byte < 112) << byte;
+            EXPECT_TRUE(read(flipped) != nullptr || byte < 112) << byte;
         });
     }
-    optionReset();
 }
 
-TEST(PictureWhole, ClaimsCostNothing) {
-    const support::TempDir dir;
+TEST_F(PictureWhole, ClaimsCostNothing) {
     const support::CaptureStderr captured;
     // 11585 x 11585 x 4 is just above 512 MiB.
-    const std::string large = dir.write("large.pic", head(11586, 11586, "\x00\x08\x02\xF0"s));
-    EXPECT_EQ(pictureReadFile(large.c_str()), nullptr);
+    EXPECT_EQ(read(head(11586, 11586, "\x00\x08\x02\xF0"s)), nullptr);
     EXPECT_NE(captured.text().find("too large to be read as a whole"), std::string::npos);
 
-    const std::string inside = dir.write("inside.pic", head(11000, 11000, "\x00\x08\x02\xF0"s));
     rusage before{};
     getrusage(RUSAGE_SELF, &before);
-    const UniquePicture claimed(pictureReadFile(inside.c_str()));
+    const UniquePicture claimed = read(head(11000, 11000, "\x00\x08\x02\xF0"s));
     ASSERT_NE(claimed, nullptr);
     rusage after{};
     getrusage(RUSAGE_SELF, &after);
     EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 64 * 1024) << "KiB for a file of 200 bytes";
 }
 
-TEST(PictureWhole, AFullDiskIsTold) {
+TEST_F(PictureWhole, AFullDiskIsTold) {
     const support::CaptureStderr captured;
-    const support::TempDir dir;
-    std::filesystem::create_symlink("/dev/full", dir / "a.pic");
+    std::filesystem::create_symlink("/dev/full", path);
     const UniquePicture record = picture(300, 300, 0xF0);
-    EXPECT_EQ(pictureWriteFile((dir / "a.pic").c_str(), record.get(), nullptr), 1);
+    EXPECT_EQ(pictureWriteFile(path.c_str(), record.get(), nullptr), 1);
     EXPECT_NE(captured.text().find("No space left on device"), std::string::npos);
     const UniquePicture small = picture(1, 1, 0xF0); // fails at close only
-    EXPECT_EQ(pictureWriteFile((dir / "a.pic").c_str(), small.get(), nullptr), 1);
+    EXPECT_EQ(pictureWriteFile(path.c_str(), small.get(), nullptr), 1);
     const std::string said = captured.text();
     EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 2);
     EXPECT_EQ(pictureWriteFile((dir / "no/such/folder").c_str(), small.get(), nullptr), 1);
@@ -409,20 +402,18 @@ bool firstFailedWriteIsTold(const std::string& path) {
     return good < 40 && !line() && pictureWriterError(writer.get()) == EFBIG;
 }
 
-TEST(PictureWriter, TellsTheFirstFailedWrite) {
-    const support::TempDir dir;
+TEST_F(PictureWriting, TellsTheFirstFailedWrite) {
     const pid_t child = fork();
     if (child == 0) {
-        _exit(firstFailedWriteIsTold(dir / "a.pic") ? 0 : 1);
+        _exit(firstFailedWriteIsTold(path) ? 0 : 1);
     }
     int status = -1;
     waitpid(child, &status, 0);
     EXPECT_EQ(status, 0);
 }
 
-TEST(PictureWriter, CountsItsPosition) {
-    const support::TempDir dir;
-    const Created made(dir / "a.pic", picture(300, 40, 0xF0));
+TEST_F(PictureWriting, CountsItsPosition) {
+    const Created made(path, picture(300, 40, 0xF0));
     const UniqueWriter writer(pictureWriterAllocate(made.stream.get()));
     for (int row = 0; row < 40; ++row) {
         EXPECT_EQ(pictureWriterPosition(writer.get()), std::ftell(made.stream.get()));
@@ -432,17 +423,17 @@ TEST(PictureWriter, CountsItsPosition) {
 }
 
 /// A file of forty lines that is read line by line.
-class PictureLines : public ::testing::Test {
+class PictureLines : public PictureFiles {
   protected:
     static constexpr int kWidth = 2000;
     static constexpr int kHeight = 40;
 
     PictureLines() {
-        pictureWriteFile(path_.c_str(), source_.get(), nullptr);
-        open();
+        write(source_);
+        reopen();
     }
-    void open() {
-        file_.emplace(path_);
+    void reopen() {
+        file_.emplace(path);
         reader_.reset(pictureReaderAllocate(file_->stream.get()));
     }
     void pointAtLines() {
@@ -465,8 +456,6 @@ class PictureLines : public ::testing::Test {
         return pictureReaderScanline(reader_.get(), file_->record.get(), file_->chain.get());
     }
 
-    support::TempDir dir_;
-    const std::string path_ = dir_ / "a.pic";
     UniquePicture source_ = picture(kWidth, kHeight, 0xF0);
     std::optional<Opened> file_;
     UniqueReader reader_;
@@ -474,7 +463,7 @@ class PictureLines : public ::testing::Test {
 };
 
 TEST_F(PictureLines, ReaderAndPlainFormAgreeOnLinesAndPositions) {
-    const base::UniqueFile plain(std::fopen(path_.c_str(), "r"));
+    const base::UniqueFile plain(std::fopen(path.c_str(), "r"));
     std::fseek(plain.get(), pictureReaderPosition(reader_.get()), SEEK_SET);
     for (int row = 0; row < kHeight; ++row) {
         EXPECT_EQ(read(), 1);
@@ -520,7 +509,7 @@ TEST_F(PictureLines, BehindTheEndOfTheFileThereIsNothing) {
     // A file that shrinks: what the reader has not got yet is gone.
     ASSERT_EQ(pictureReaderSeek(reader_.get(), offsets[kHeight - 1]), 1);
     ASSERT_EQ(read(), 1);
-    std::filesystem::resize_file(path_, static_cast<std::uintmax_t>(offsets[1]));
+    std::filesystem::resize_file(path, static_cast<std::uintmax_t>(offsets[1]));
     for (std::size_t row = kHeight; row-- > 1;) {
         pictureReaderSeek(reader_.get(), offsets[row]);
         const bool got = read() == 1;
@@ -545,10 +534,10 @@ TEST_F(PictureLines, ADamagedLineEndsThePictureButNotTheLinesBeforeIt) {
     const std::int64_t first = pictureReaderPosition(reader_.get());
     read();
     const std::int64_t second = pictureReaderPosition(reader_.get());
-    std::string bytes = contentOf(path_);
+    std::string bytes = contentOf(path);
     bytes.replace(static_cast<std::size_t>(second), 3, "\x80\xFF\xFF");
-    dir_.write("a.pic", bytes);
-    open();
+    dir.write("a.pic", bytes);
+    reopen();
     pictureReaderSeek(reader_.get(), second);
     EXPECT_EQ(read(), 0);
     EXPECT_EQ(pictureReaderPosition(reader_.get()), static_cast<std::int64_t>(bytes.size()));
@@ -573,7 +562,7 @@ TEST_F(PictureLines, AnUnknownEncodingMovesNothing) {
 TEST(PictureLinesOfAPipe, ThePlainFormTakesNoByteTooMany) {
     int ends[2];
     ASSERT_EQ(pipe(ends), 0);
-    ASSERT_EQ(write(ends[1], "\x82\x05\x01\x06\x07\x00rest", 10), 10);
+    ASSERT_EQ(::write(ends[1], "\x82\x05\x01\x06\x07\x00rest", 10), 10);
     close(ends[1]);
     const base::UniqueFile stream(fdopen(ends[0], "r"));
     const UniquePicture record(pictureAllocate());

@@ -55,41 +55,30 @@ std::string rowOf(const Tag* record, int channel, int row) {
     return pixels;
 }
 
-base::UniqueFile streamOf(const Words& words) {
+std::string bytesOf(const Words& words) {
     std::string bytes;
     for (const unsigned word : words) {
         bytes += be16(static_cast<int>(word));
     }
-    return testbytes::streamOf(bytes);
-}
-
-Words encoded(const std::string& pixels) {
-    const UniqueTag record = matte(static_cast<int>(pixels.size()), 1, 1);
-    setRow(record.get(), 0, 0, pixels);
-    const std::string bytes =
-        written([&](std::FILE* f) { EXPECT_EQ(tagWriteScanline(f, record.get(), 0), 1); });
-    Words words;
-    for (std::size_t i = 0; i < bytes.size(); i += 2) {
-        words.push_back(static_cast<std::uint8_t>(bytes[i]) * 256U +
-                        static_cast<std::uint8_t>(bytes[i + 1]));
-    }
-    return words;
+    return bytes;
 }
 
 /// Reads a row of these words over a row of ones, and checks what it left of the stream.
 std::string decoded(const Words& words, std::size_t width, long after, bool cut) {
     const UniqueTag record = matte(static_cast<int>(width), 1, 1);
     setRow(record.get(), 0, 0, std::string(width, '1'));
-    const base::UniqueFile stream = streamOf(words);
+    const base::UniqueFile stream = streamOf(bytesOf(words));
     EXPECT_EQ(tagReadScanline(stream.get(), record.get(), 0), 1);
     EXPECT_EQ(std::ftell(stream.get()), after);
     EXPECT_EQ(std::feof(stream.get()) != 0, cut);
     return rowOf(record.get(), 0, 0);
 }
 
-/// The words of the row are these, and give the same pixels back.
+/// The row is written in these words, which give the same pixels back.
 void expectWords(const std::string& pixels, const Words& words) {
-    EXPECT_EQ(encoded(pixels), words);
+    const UniqueTag record = matte(static_cast<int>(pixels.size()), 1, 1);
+    setRow(record.get(), 0, 0, pixels);
+    EXPECT_EQ(written([&](std::FILE* f) { tagWriteScanline(f, record.get(), 0); }), bytesOf(words));
     EXPECT_EQ(decoded(words, pixels.size(), 2 * std::ssize(words), false), pixels);
 }
 
