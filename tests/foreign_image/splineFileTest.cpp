@@ -256,6 +256,7 @@ TEST_F(SplineFileTest, ThePrototypeSaysWhichFieldsThereAre) {
     ASSERT_EQ(spline->keyCount, 2);
     EXPECT_EQ(spline->keys[1].position.z, 2.0F);
     EXPECT_EQ(spline->keys[1].next.z, 0.0F);
+    EXPECT_EQ(read(text + be16(2) + kVector012 + kVector012 + "ab"), nullptr) << "a name cut short";
 
     const OwnedSpline noPoints =
         read(kBinaryHeader + prototypeSection({7, 0}, {0}) + "SPLN" + be16(32767));

@@ -6,6 +6,7 @@
 #include "tinyUtilsText.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <limits>
 
@@ -186,77 +187,75 @@ TEST_F(UtilsTest, ScalarsAreNumbersOrCurves) {
     EXPECT_EQ(scalar(nullptr), "2 ");
     const std::string text = scalar(curve.get());
     EXPECT_EQ(text.find("\n   CURVE_TYPE CAM_FOV \n"), 0U) << text;
-
-    const Input in(text + " NEXT 3 ROLL 7");
-    float value = -1.0F;
-    Fcurve* read = nullptr;
-    EXPECT_EQ(valueReadAsciiAnimation(in, &value, &read, 1), 1);
-    const Curve owned(read);
-    EXPECT_EQ(fcurveValue(read, 5.0F), 41.5F);
-    EXPECT_EQ(value, -1.0F) << "a curve leaves the number alone";
-    EXPECT_STREQ(animToken, "NEXT");
-    EXPECT_EQ(valueReadAsciiAnimation(in, &value, nullptr, 1), 1);
-    EXPECT_EQ(value, 3.0F);
-    EXPECT_STREQ(animToken, "ROLL");
-    EXPECT_EQ(valueReadAsciiAnimation(in, nullptr, nullptr, 1), 1) << "the number ends the file";
-    EXPECT_STREQ(animToken, "");
-    EXPECT_EQ(valueReadAsciiAnimation(in, &value, nullptr, 1), 0);
-
-    const Input current("5 6");
-    in_animToken(current);
-    EXPECT_EQ(valueReadAsciiAnimation(current, &value, nullptr, 0), 1);
-    EXPECT_EQ(value, 5.0F) << "without reading first the current token is the number";
-    EXPECT_STREQ(animToken, "6");
+    const struct {
+        const char* name;
+        std::string text;
+        int readFirst, result;
+        float value; ///< -1: left alone
+        const char* token;
+    } cases[] = {
+        {"a curve", text + "NEXT", 1, 1, -1.0F, "NEXT"},
+        {"a number", "3 ROLL 7", 1, 1, 3.0F, "ROLL"},
+        {"the number ends the file", "7", 1, 1, 7.0F, ""},
+        {"nothing", " ", 1, 0, -1.0F, ""},
+        {"the current token is the number", "6", 0, 1, 5.0F, "6"},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.name);
+        in_animToken(Input("5"));
+        float value = -1.0F;
+        Fcurve* read = nullptr;
+        EXPECT_EQ(valueReadAsciiAnimation(Input(row.text), &value, &read, row.readFirst),
+                  row.result);
+        const Curve owned(read);
+        EXPECT_EQ(fcurveValue(read, 5.0F), row.text.size() > 20 ? 41.5F : 0.0F);
+        EXPECT_EQ(value, row.value);
+        EXPECT_STREQ(animToken, row.token);
+    }
 }
 
 TEST_F(UtilsTest, TheFirstCurveDecidesHowATripleIsWritten) {
-    const Curve curve = constantCurve(22, 1.0F);
-    const auto triple = [&](const Fcurve* x, const Fcurve* y) {
+    const Curve curve = constantCurve(22, 9.0F);
+    const auto triple = [](const Fcurve* x, const Fcurve* y) {
         return written([&](std::FILE* f) {
             EXPECT_EQ(value3WriteAsciiAnimation(f, 1.0F, 2.0F, 3.0F, x, y, nullptr), 1);
         });
     };
-    const std::string single = written([&](std::FILE* f) { //
-        fcurveWriteAsciiAnimation(f, curve.get());
-    });
+    const std::string single = triple(curve.get(), nullptr);
     EXPECT_EQ(triple(nullptr, curve.get()), "1 2 3 ");
-    EXPECT_EQ(triple(curve.get(), nullptr), single);
+    EXPECT_TRUE(single.starts_with("\n   CURVE_TYPE LIG_COL_R ")) << single;
     EXPECT_EQ(triple(curve.get(), curve.get()), single + single);
-}
 
-TEST_F(UtilsTest, TriplesReadNumbersOrCurves) {
-    const Input numbers(" 1 2 3 NEXT 4");
-    float x = 0.0F;
-    float z = 0.0F;
-    EXPECT_EQ(value3ReadAsciiAnimation(numbers, &x, nullptr, &z, nullptr, nullptr, nullptr), 1);
-    EXPECT_EQ(x, 1.0F);
-    EXPECT_EQ(z, 3.0F);
-    EXPECT_STREQ(animToken, "NEXT");
-    EXPECT_EQ(value3ReadAsciiAnimation(numbers, &x, nullptr, &z, nullptr, nullptr, nullptr), 1);
-    EXPECT_EQ(x, 4.0F);
-    EXPECT_EQ(z, 3.0F) << "not in the file";
-    EXPECT_EQ(value3ReadAsciiAnimation(numbers, &x, nullptr, &z, nullptr, nullptr, nullptr), 0);
-
-    const Curve curve = constantCurve(22, 9.0F);
-    const Input curves(written([&](std::FILE* f) {
-                           value3WriteAsciiAnimation(f, 0, 0, 0, curve.get(), curve.get(),
-                                                     curve.get());
-                       }) +
-                       "NEXT");
-    Fcurve* read[3] = {};
-    EXPECT_EQ(
-        value3ReadAsciiAnimation(curves, nullptr, nullptr, nullptr, &read[0], &read[1], &read[2]),
-        1);
-    EXPECT_STREQ(animToken, "NEXT");
-    for (const Fcurve* each : read) {
-        EXPECT_EQ(fcurveValue(each, 0.0F), 9.0F);
+    const struct {
+        const char* name;
+        std::string text;
+        int result;
+        float x, z;
+        std::array<float, 3> curves; ///< their values, 0 for none
+        const char* token;
+    } cases[] = {
+        {"numbers", " 1 2 3 NEXT", 1, 1, 3, {}, "NEXT"},
+        {"one number", "4", 1, 4, -1, {}, ""},
+        {"nothing", " ", 0, -1, -1, {}, ""},
+        {"curves", single + single + single + "NEXT", 1, -1, -1, {9, 9, 9}, "NEXT"},
+        {"two of three are enough", single + single + "CURVE_TYPE", 1, -1, -1, {9, 9, 0}, ""},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.name);
+        float x = -1.0F;
+        float z = -1.0F;
+        Fcurve* read[3] = {};
+        EXPECT_EQ(value3ReadAsciiAnimation(Input(row.text), &x, nullptr, &z, &read[0], &read[1],
+                                           &read[2]),
+                  row.result);
+        EXPECT_EQ(x, row.x);
+        EXPECT_EQ(z, row.z);
+        EXPECT_STREQ(animToken, row.token);
+        for (std::size_t i = 0; i < 3; ++i) {
+            EXPECT_EQ(fcurveValue(read[i], 0.0F), row.curves[i]);
+        }
+        fcurveArrayDispose(read, 3);
     }
-    const Input cut("CURVE_TYPE CAM_FOV KEYS 0 CURVE_TYPE CAM_FOV KEYS 0 CURVE_TYPE");
-    EXPECT_EQ(
-        value3ReadAsciiAnimation(cut, nullptr, nullptr, nullptr, &read[0], &read[1], &read[2]), 1)
-        << "one curve that could be read is enough";
-    EXPECT_EQ(read[2], nullptr);
-    fcurveArrayDispose(read, 3);
 }
 
 TEST_F(UtilsTest, WhatIsWrittenIsAlwaysANumber) {
