@@ -3,6 +3,7 @@
 // the coders that are tested against it.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -64,7 +65,8 @@ inline Bytes writePure(const Lines& lines) {
 inline Bytes writeMixed(const Lines& lines) {
     const std::size_t width = lines[0].size();
     const auto same = [&](std::size_t a, std::size_t b) {
-        return b < width && pixelOf(lines, a) == pixelOf(lines, b);
+        return b < width && std::all_of(lines.begin(), lines.end(),
+                                        [&](const Bytes& line) { return line[a] == line[b]; });
     };
     Bytes out;
     std::size_t count = 1;
