@@ -109,7 +109,7 @@ tdr::Result<Session> startSession(const fs::path& program, const DriverOptions& 
         startOptions.limits = {limit, limit, limit};
     }
     startOptions.onDriverLine = [lines](std::string_view line) {
-        const bool isNew = std::ranges::find(*lines, line) == lines->end();
+        const bool isNew = std::find(lines->begin(), lines->end(), line) == lines->end();
         if (isNew && lines->size() < kMostLines) { // two connections to a file may say it twice
             lines->emplace_back(line);
         }
@@ -177,11 +177,12 @@ std::vector<std::size_t> DriverSet::readersFor(const fs::path& path) {
         ask(entries_[i]);
         return hasExtension(path, entries_[i].extension);
     };
-    const auto match = std::ranges::find_if(order, isMatch);
+    const auto match = std::find_if(order.begin(), order.end(), isMatch);
     if (match != order.end()) {
         std::rotate(order.begin(), match, match + 1); // the others are not even started for now
     }
-    std::ranges::stable_partition(order, [&](std::size_t i) { return !entries_[i].failure; });
+    std::stable_partition(order.begin(), order.end(),
+                          [&](std::size_t i) { return !entries_[i].failure; });
     return order;
 }
 
