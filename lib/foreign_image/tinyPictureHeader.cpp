@@ -33,26 +33,10 @@ bool sizeIsGood(const char* name, const Picture& record) {
     return false;
 }
 
-ChannelPacket* mixedPacket(std::uint8_t channels) {
-    ChannelPacket* packet = channelPacketAllocate();
-    if (packet != nullptr) {
-        packet->size = kBitsPerChannel;
-        packet->type = kEncodingMixed;
-        packet->channels = channels;
-    }
-    return packet;
-}
-
 /// The chain of a picture that names none: red, green and blue, then alpha if there is any.
-Chain defaultChain(const Picture& record) {
-    Chain chain(mixedPacket(kMaskRgb));
-    if (chain != nullptr && record.planes[kAlpha] != nullptr) {
-        chain->next = mixedPacket(kMaskAlpha);
-        if (chain->next == nullptr) {
-            chain.reset();
-        }
-    }
-    return chain;
+ChannelPacket* defaultChain(const Picture& record) {
+    constexpr std::uint8_t kMasks[] = {kMaskRgb, kMaskAlpha};
+    return channelPacketAllocateChain({kMasks, record.planes[kAlpha] != nullptr ? 2U : 1U});
 }
 
 void writePictureHeader(std::FILE* stream, const Picture& record) {
@@ -107,6 +91,7 @@ Chain readChain(std::FILE* stream, const char* name) {
         seen |= bytes[3];
         ChannelPacket* packet = channelPacketAllocate();
         if (packet == nullptr) {
+            optionPrint("tinyPicture: '%s' could not be read: out of memory.\n", name);
             return nullptr;
         }
         packet->size = bytes[1];
@@ -128,6 +113,22 @@ ChannelPacket* channelPacketAllocate() {
     return static_cast<ChannelPacket*>(std::calloc(1, sizeof(ChannelPacket)));
 }
 
+ChannelPacket* channelPacketAllocateChain(std::span<const std::uint8_t> masks) {
+    Chain chain;
+    for (auto mask = masks.rbegin(); mask != masks.rend(); ++mask) {
+        ChannelPacket* packet = channelPacketAllocate();
+        if (packet == nullptr) {
+            return nullptr;
+        }
+        packet->size = kBitsPerChannel;
+        packet->type = kEncodingMixed;
+        packet->channels = *mask;
+        packet->next = chain.release();
+        chain.reset(packet);
+    }
+    return chain.release();
+}
+
 void channelPacketDispose(ChannelPacket** chain) {
     while (chain != nullptr && *chain != nullptr) {
         ChannelPacket* packet = *chain;
@@ -142,7 +143,7 @@ std::FILE* pictureWriteFileHeader(const char* name, const Picture* record, Chann
         return nullptr;
     }
     if (*chain == nullptr) {
-        *chain = defaultChain(*record).release();
+        *chain = defaultChain(*record);
     }
     std::FILE* stream = *chain != nullptr ? fileOpen(name, kEnding, 'w').release() : nullptr;
     if (stream == nullptr) {

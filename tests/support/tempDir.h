@@ -52,6 +52,12 @@ class TempDir {
         return path;
     }
 
+    /// Makes a folder and gives its path.
+    [[nodiscard]] std::string folder(std::string_view name) const {
+        std::filesystem::create_directory(path_ / name);
+        return *this / name;
+    }
+
     /// Makes a FIFO and gives its path; nobody is at its other end.
     [[nodiscard]] std::string fifo(std::string_view name) const {
         std::string path = *this / name;

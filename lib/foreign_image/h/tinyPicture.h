@@ -12,6 +12,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <span>
 
 /// The channels of a picture, in the order in which a pixel stores them and in which every array of
 /// four below is indexed.
@@ -66,6 +67,10 @@ struct PictureDisposer {
 /// A new zeroed packet without a successor, or null when memory ran out. Pass to
 /// `channelPacketDispose` as (part of) a chain.
 [[nodiscard]] ChannelPacket* channelPacketAllocate();
+
+/// A new chain of one packet for each of `masks`, in their order: 8 bits, mixed run-length. Null
+/// when there is no mask or memory ran out (errno is ENOMEM).
+[[nodiscard]] ChannelPacket* channelPacketAllocateChain(std::span<const std::uint8_t> masks);
 
 /// Frees every packet of the chain and sets the pointer to null. Accepts null.
 void channelPacketDispose(ChannelPacket** chain);

@@ -7,8 +7,8 @@
 //
 // Reading finds any line through a table of file positions that fills as lines are read. Writing
 // only ever appends: a line that is not the next one is kept until the file is closed. Memory is
-// one line of each channel and the table of positions, besides lines kept back and the rows of a
-// matte being written.
+// one line of each channel and the table of positions, besides lines kept back and, for a matte
+// being written, one value a row.
 //
 // Ours beyond the protocol: a line outside the picture, a block that is too small for what is
 // asked, a get request on a file that is being written and a put request on one that is being read
@@ -17,6 +17,7 @@
 
 #include "TDR_Driver.h"
 
+#include "base/limits.h"
 #include "base/uniqueFile.h"
 #include "tinyPicture.h"
 #include "tinyTag.h"
@@ -25,7 +26,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <string>
 
 class TDR_SoftimageFilter : public TDR_Driver {
   public:
@@ -71,10 +71,11 @@ class TDR_SoftimageFilter : public TDR_Driver {
     /// Appends line `k`. A null host line writes a picture's channel lines, or a matte's row, as
     /// they stand. False when this or an earlier write to the file failed.
     bool writeLine(long k, unsigned char* hostLine);
-    /// Reads line `k`; a null host line only finds out where the next one begins.
-    void readLine(long k, unsigned char* hostLine);
-    /// Finds out where every line begins.
-    void fill_offset_table();
+    /// Reads line `k`; a null host line only finds out where the next one begins. What the file
+    /// lacks of it is zero. False when memory ran out: the line can be asked for again.
+    bool readLine(long k, unsigned char* hostLine);
+    /// Finds out where every line begins. False when memory ran out.
+    bool fill_offset_table();
 
     static constexpr std::size_t kStreamBuffer = std::size_t{64} << 10;
     std::unique_ptr<char[]> streamBuffer;                          ///< of a file being written
@@ -90,6 +91,9 @@ class TDR_SoftimageFilter : public TDR_Driver {
     std::unique_ptr<std::uint64_t[]> lineOffsets;
     /// Host lines kept until the file is closed, by file order.
     std::unique_ptr<std::unique_ptr<std::uint8_t[]>[]> lineCache;
+    /// While a TAG is written, by row from the top: what all pixels of the row are. The rows
+    /// themselves exist only while they are written, since those of a large matte fit no memory.
+    std::unique_ptr<bool[]> matteRows;
     std::int32_t lastWrittenLine = -1; ///< file order; -1 = none
 
   private:
@@ -99,8 +103,11 @@ class TDR_SoftimageFilter : public TDR_Driver {
     int createTag(char* name);
     bool readPictureHeader(char* name);
     bool readTagHeader(char* name);
-    bool takeChannelsOfPackets(const char* name);
-    bool startTransfer(const char* name, int mode);
+    int takeChannelsOfPackets(const char* name);
+    int startTransfer(const char* name, int mode);
+    /// Says that the system's error kept the driver from the `action` on the file, and lets go of
+    /// what has been made for it; -1.
+    int refuse(const char* action, const char* name, int systemError);
 
     [[nodiscard]] std::size_t hostLineBytes() const;
     [[nodiscard]] std::size_t packedLineBytes() const;
@@ -113,17 +120,18 @@ class TDR_SoftimageFilter : public TDR_Driver {
     [[nodiscard]] std::uint64_t position() const;
     void seekTo(std::uint64_t offset);
     void pointAtChannels(bool attach);
-    bool readPictureScanline();
+    void readPictureScanline();
     bool readTagScanline(long k);
     void writeTagLine(long k, const unsigned char* hostLine);
+    bool fillTagRow(int k);
     void packTagRow(long k, unsigned char* hostLine);
     void noteDamage();
     void noteWriteFailure(int systemError);
 
     std::unique_ptr<PictureReader, PictureReaderDisposer> reader; ///< of a PIC being read
     std::unique_ptr<PictureWriter, PictureWriterDisposer> writer; ///< of a PIC being written
-    std::string openName;        ///< path of the open file, for messages
-    bool writing = false;        ///< the open file is being written
+    char openName[base::kPathCapacity] = ""; ///< path of the open file, for messages
+    bool writing = false;                    ///< the open file is being written
     bool damageReported = false; ///< the file being read lacks something, and that was said
     bool broken = false;         ///< a write to the open file failed, and that was said
 };

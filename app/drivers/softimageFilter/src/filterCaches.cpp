@@ -31,8 +31,10 @@ int TDR_SoftimageFilter::getCache(char* block, int, long) {
     // scanline and reads the top line again, and the positions found on the way belong to rows, as
     // later line requests show. Hosts rely on mending row 0 through a second connection.
     for (long row = height() - 1; row >= 0; --row) {
-        readLine(row, reinterpret_cast<unsigned char*>(block) +
-                          static_cast<std::size_t>(row) * lineBytes);
+        if (!readLine(row, reinterpret_cast<unsigned char*>(block) +
+                               static_cast<std::size_t>(row) * lineBytes)) {
+            return -1;
+        }
     }
     return 0;
 }

@@ -23,11 +23,7 @@ int TDR_SoftimageFilter::connectToFile(char* name, int mode) {
     if (mode != ipc::kConnectForReading) {
         lastWrittenLine = -1;
     }
-    if (!startTransfer(name, mode)) {
-        cleanup();
-        return -1;
-    }
-    return 0;
+    return startTransfer(name, mode);
 }
 
 bool TDR_SoftimageFilter::closePreviousFile() {
@@ -41,12 +37,15 @@ bool TDR_SoftimageFilter::closePreviousFile() {
     return result != -1;
 }
 
-bool TDR_SoftimageFilter::startTransfer(const char* name, int mode) {
+int TDR_SoftimageFilter::startTransfer(const char* name, int mode) {
     const auto lines = static_cast<std::size_t>(height());
     writing = mode != ipc::kConnectForReading;
-    openName = name;
+    std::snprintf(openName, sizeof openName, "%s", name);
     lineOffsets.reset(new (std::nothrow) std::uint64_t[lines]{});
     lineCache.reset(new (std::nothrow) std::unique_ptr<std::uint8_t[]>[lines]);
+    if (tag && writing) {
+        matteRows.reset(new (std::nothrow) bool[lines]{});
+    }
     if (picture && writing) {
         // Large pieces instead of the system's 4 KiB. The GNU library lets a stream that is in use
         // have another buffer.
@@ -60,16 +59,18 @@ bool TDR_SoftimageFilter::startTransfer(const char* name, int mode) {
     } else if (picture) {
         reader.reset(pictureReaderAllocate(file.get()));
     }
-    if (!lineOffsets || !lineCache || (picture && !writer && !reader)) {
-        return false;
+    if (!lineOffsets || !lineCache || (picture && !writer && !reader) ||
+        (tag && writing && !matteRows)) {
+        return refuse(writing ? "create" : "open", name, ENOMEM);
     }
     lineOffsets[0] = position();
     if (lineOffsets[0] == 0 && !writing) {
         std::fprintf(stderr, "%s: Unable to open file '%s' - A pipe cannot give a line again.\n",
                      me, name);
-        return false;
+        cleanup();
+        return -1;
     }
-    return true;
+    return 0;
 }
 
 int TDR_SoftimageFilter::disconnectFromFile() {
@@ -125,7 +126,7 @@ bool TDR_SoftimageFilter::closeFile() {
 
 void TDR_SoftimageFilter::noteWriteFailure(int systemError) {
     if (!broken) {
-        std::fprintf(stderr, "%s: Unable to write file '%s' - %s.\n", me, openName.c_str(),
+        std::fprintf(stderr, "%s: Unable to write file '%s' - %s.\n", me, openName,
                      std::strerror(systemError));
     }
     broken = true;
@@ -140,10 +141,11 @@ void TDR_SoftimageFilter::cleanup() {
     file.reset();
     lineOffsets.reset();
     lineCache.reset();
+    matteRows.reset();
     for (auto& buffer : channelBuffers) {
         buffer.reset();
     }
-    openName.clear();
+    openName[0] = '\0';
     writing = false;
     damageReported = false;
     broken = false;

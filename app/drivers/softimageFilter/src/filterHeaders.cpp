@@ -4,46 +4,45 @@
 
 #include "pixelOrder.h"
 
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <new>
+#include <span>
 
 using namespace softimage;
 
 namespace {
 
 constexpr std::int16_t kFullFrame = 3; ///< field code of every file written
-constexpr std::uint8_t kBitsPerChannel = 8;
 
-/// A packet for `channels` in the mixed encoding, in front of `next`, which it takes over; null
-/// when memory ran out.
-ChannelPacket* makePacket(std::uint8_t channels, ChannelPacket* next = nullptr) {
-    ChannelPacket* packet = channelPacketAllocate();
-    if (packet == nullptr) {
-        channelPacketDispose(&next);
-        return nullptr;
+/// The masks of the packets in which a picture of `format` is written; none for a format without.
+std::span<const std::uint8_t> masksOf(int format) {
+    static constexpr std::uint8_t kMasks[] = {kMaskRgb, kMaskAlpha};
+    static constexpr struct {
+        int format;
+        std::span<const std::uint8_t> masks;
+    } kRows[] = {
+        {kFormatRgba, kMasks},
+        {kFormatRgb, {kMasks, 1}},
+        {kFormatAlpha, {kMasks + 1, 1}},
+    };
+    for (const auto& row : kRows) {
+        if (row.format == format) {
+            return row.masks;
+        }
     }
-    packet->size = kBitsPerChannel;
-    packet->type = kEncodingMixed;
-    packet->channels = channels;
-    packet->next = next;
-    return packet;
-}
-
-/// The chain in which a picture of `format` is written; null for a format that has none.
-ChannelPacket* makeChain(int format) {
-    switch (format) {
-    case kFormatRgba:
-        return makePacket(kMaskRgb, makePacket(kMaskAlpha));
-    case kFormatRgb:
-        return makePacket(kMaskRgb);
-    case kFormatAlpha:
-        return makePacket(kMaskAlpha);
-    default:
-        return nullptr;
-    }
+    return {};
 }
 
 } // namespace
+
+int TDR_SoftimageFilter::refuse(const char* action, const char* name, int systemError) {
+    std::fprintf(stderr, "%s: Unable to %s file '%s' - %s.\n", me, action, name,
+                 std::strerror(systemError));
+    cleanup();
+    return -1;
+}
 
 bool TDR_SoftimageFilter::checkBounds(const char* name) {
     if (base::isPictureSide(width()) && base::isPictureSide(height())) {
@@ -66,7 +65,7 @@ int TDR_SoftimageFilter::createFileHeader(char* name) {
 int TDR_SoftimageFilter::createTag(char* name) {
     tag.reset(tagAllocate());
     if (!tag) {
-        return -1;
+        return refuse("create", name, ENOMEM);
     }
     tag->width = static_cast<std::int16_t>(width());
     tag->height = static_cast<std::int16_t>(height());
@@ -74,24 +73,26 @@ int TDR_SoftimageFilter::createTag(char* name) {
     tag->fields = kFullFrame;
     tag->channelCount = tagChannelCount;
     setupChannelPackets(kFormatTag);
-    file.reset(tagWriteFileHeader(name, tag.get()));
-    if (!file) {
-        tag.reset();
-        return -1;
+    if (tag->channels == nullptr) {
+        return refuse("create", name, ENOMEM);
     }
-    return 0;
+    file.reset(tagWriteFileHeader(name, tag.get()));
+    return file ? 0 : refuse("create", name, errno);
 }
 
 int TDR_SoftimageFilter::createPicture(char* name) {
     picture.reset(pictureAllocate());
     if (!picture) {
-        return -1;
+        return refuse("create", name, ENOMEM);
     }
     picture->width = static_cast<std::int16_t>(width());
     picture->height = static_cast<std::int16_t>(height());
     picture->ratio = 1.0F;
     picture->fields = kFullFrame;
     setupChannelPackets(currentFormat);
+    if (!packets && !masksOf(currentFormat).empty()) {
+        return refuse("create", name, ENOMEM);
+    }
     // Kept: A picture written before a pixel format was set is black.
     // A reader would expect the format to be refused or taken as RGBA. Until the host sets one the
     // format is -1: it has no chain, so that the toolkit supplies red, green and blue, and no pixel
@@ -100,20 +101,15 @@ int TDR_SoftimageFilter::createPicture(char* name) {
     file.reset(pictureWriteFileHeader(name, picture.get(), &chain));
     packets.reset(chain);
     if (!file) {
-        picture.reset();
-        return -1;
+        return refuse("create", name, errno);
     }
-    if (!createTempBuffers()) {
-        cleanup();
-        return -1;
-    }
-    return 0;
+    return createTempBuffers() ? 0 : refuse("create", name, ENOMEM);
 }
 
 void TDR_SoftimageFilter::setupChannelPackets(int format) {
     packets.reset();
     if (format != kFormatTag) {
-        packets.reset(makeChain(format));
+        packets.reset(channelPacketAllocateChain(masksOf(format)));
     } else if (tag) {
         tagAllocateChannels(tag.get());
     }
@@ -122,8 +118,16 @@ void TDR_SoftimageFilter::setupChannelPackets(int format) {
 // --- Reading -------------------------------------------------------------------------------------
 
 int TDR_SoftimageFilter::connectToFileHeader(char* name) {
+    picture.reset(pictureAllocate());
+    if (!picture) {
+        return refuse("open", name, ENOMEM);
+    }
     if (readPictureHeader(name)) {
-        return takeChannelsOfPackets(name) ? 0 : -1;
+        return takeChannelsOfPackets(name);
+    }
+    tag.reset(tagAllocate());
+    if (!tag) {
+        return refuse("open", name, ENOMEM);
     }
     if (!readTagHeader(name)) {
         return -1;
@@ -133,14 +137,10 @@ int TDR_SoftimageFilter::connectToFileHeader(char* name) {
     currentFormat = kFormatTag;
     tagChannelCount = tag->channelCount;
     setupChannelPackets(kFormatTag);
-    return 0;
+    return tag->channels != nullptr ? 0 : refuse("open", name, ENOMEM);
 }
 
 bool TDR_SoftimageFilter::readPictureHeader(char* name) {
-    picture.reset(pictureAllocate());
-    if (!picture) {
-        return false;
-    }
     ChannelPacket* chain = nullptr;
     file.reset(pictureReadFileHeader(name, picture.get(), &chain));
     packets.reset(chain);
@@ -151,10 +151,6 @@ bool TDR_SoftimageFilter::readPictureHeader(char* name) {
 }
 
 bool TDR_SoftimageFilter::readTagHeader(char* name) {
-    tag.reset(tagAllocate());
-    if (!tag) {
-        return false;
-    }
     file.reset(tagReadFileHeader(name, tag.get()));
     if (!file) {
         tag.reset();
@@ -162,7 +158,7 @@ bool TDR_SoftimageFilter::readTagHeader(char* name) {
     return file != nullptr;
 }
 
-bool TDR_SoftimageFilter::takeChannelsOfPackets(const char* name) {
+int TDR_SoftimageFilter::takeChannelsOfPackets(const char* name) {
     bounds[2] = picture->width;
     bounds[3] = picture->height;
     bool colourSeen = false;
@@ -182,15 +178,14 @@ bool TDR_SoftimageFilter::takeChannelsOfPackets(const char* name) {
             // Hosts rely on disconnecting after it.
             std::fprintf(stderr, "%s: Unable to open file '%s' - Unsupported pixel format.\n", me,
                          name);
-            return false;
+            return -1;
         }
     }
     if (!createTempBuffers()) {
-        cleanup();
-        return false;
+        return refuse("open", name, ENOMEM);
     }
     currentFormat = kFormatRgba;
-    return true;
+    return 0;
 }
 
 // --- Both ----------------------------------------------------------------------------------------

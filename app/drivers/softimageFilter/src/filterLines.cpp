@@ -45,11 +45,10 @@ int TDR_SoftimageFilter::getLine(char* block, int, long, long y) {
         return -1;
     }
     const long k = height() - 1 - y;
-    if (lineOffsets[indexOf(k)] == 0) {
-        fill_offset_table();
+    if (lineOffsets[indexOf(k)] == 0 && !fill_offset_table()) {
+        return -1;
     }
-    readLine(k, bytesOf(block));
-    return 0;
+    return readLine(k, bytesOf(block)) ? 0 : -1;
 }
 
 int TDR_SoftimageFilter::putLine(char* block, int, long, long y) {
@@ -144,20 +143,30 @@ void TDR_SoftimageFilter::writeTagLine(long k, const unsigned char* hostLine) {
     // A reader would expect the pixels of the host line in the scanline it is for. All pixels of
     // the row height - 1 - k take the lowest bit of the line's first byte, and row k is written as
     // it stands: the upper half of a matte written from the top comes out empty. Files rely on it.
-    const auto mirrored = static_cast<int>(height() - 1 - k);
-    for (int channel = 0; hostLine != nullptr && channel < tag->channelCount; ++channel) {
-        std::uint8_t* row = tagTakeRow(tag.get(), channel, mirrored);
-        if (row == nullptr) {
-            noteWriteFailure(ENOMEM);
-            return;
-        }
-        fillMatteRow(row, tag->width, (hostLine[0] & 1) != 0);
+    if (hostLine != nullptr) {
+        matteRows[indexOf(height() - 1 - k)] = (hostLine[0] & 1) != 0;
+    }
+    if (matteRows[indexOf(k)] && !fillTagRow(static_cast<int>(k))) {
+        noteWriteFailure(ENOMEM);
+        return;
     }
     errno = 0;
     tagWriteScanline(file.get(), tag.get(), static_cast<int>(k));
     if (std::ferror(file.get()) != 0) {
         noteWriteFailure(errno);
     }
+    tagDropRow(tag.get(), static_cast<int>(k));
+}
+
+bool TDR_SoftimageFilter::fillTagRow(int k) {
+    for (int channel = 0; channel < tag->channelCount; ++channel) {
+        std::uint8_t* row = tagTakeRow(tag.get(), channel, k);
+        if (row == nullptr) {
+            return false;
+        }
+        std::memset(row, 0xff, tagRowSize(tag.get()));
+    }
+    return true;
 }
 
 // --- Reading -------------------------------------------------------------------------------------
@@ -177,18 +186,19 @@ void TDR_SoftimageFilter::seekTo(std::uint64_t offset) {
     }
 }
 
-void TDR_SoftimageFilter::readLine(long k, unsigned char* hostLine) {
+bool TDR_SoftimageFilter::readLine(long k, unsigned char* hostLine) {
     if (!file) {
-        return;
+        return false;
     }
     if (lineOffsets[indexOf(k)] == 0) {
         lineOffsets[indexOf(k)] = position();
     } else {
         seekTo(lineOffsets[indexOf(k)]);
     }
-    const bool whole = picture ? readPictureScanline() : readTagScanline(k);
-    if (!whole) {
-        noteDamage();
+    if (picture) {
+        readPictureScanline();
+    } else if (!readTagScanline(k)) {
+        return false;
     }
     if (k < height() - 1) {
         lineOffsets[indexOf(k + 1)] = position();
@@ -199,18 +209,28 @@ void TDR_SoftimageFilter::readLine(long k, unsigned char* hostLine) {
         packTagRow(k, hostLine);
         tagDropRow(tag.get(), static_cast<int>(k));
     }
+    return true;
 }
 
-bool TDR_SoftimageFilter::readPictureScanline() {
+void TDR_SoftimageFilter::readPictureScanline() {
     pointAtChannels(true);
-    const int result = pictureReaderScanline(reader.get(), picture.get(), packets.get());
+    if (pictureReaderScanline(reader.get(), picture.get(), packets.get()) == 0) {
+        noteDamage();
+    }
     pointAtChannels(false);
-    return result != 0;
 }
 
 bool TDR_SoftimageFilter::readTagScanline(long k) {
-    return tagReadScanline(file.get(), tag.get(), static_cast<int>(k)) != 0 &&
-           std::feof(file.get()) == 0;
+    if (tagReadScanline(file.get(), tag.get(), static_cast<int>(k)) == 0) {
+        std::fprintf(stderr, "%s: Unable to read file '%s' - %s.\n", me, openName,
+                     std::strerror(ENOMEM));
+        tagDropRow(tag.get(), static_cast<int>(k));
+        return false;
+    }
+    if (std::feof(file.get()) != 0) {
+        noteDamage();
+    }
+    return true;
 }
 
 void TDR_SoftimageFilter::packTagRow(long k, unsigned char* hostLine) {
@@ -225,19 +245,21 @@ void TDR_SoftimageFilter::packTagRow(long k, unsigned char* hostLine) {
     }
 }
 
-void TDR_SoftimageFilter::fill_offset_table() {
+bool TDR_SoftimageFilter::fill_offset_table() {
     if (!file || !isOpen()) {
-        return;
+        return false;
     }
     long unknown = 1; // the first line's position is known from the start
     while (unknown < height() && lineOffsets[indexOf(unknown)] != 0) {
         ++unknown;
     }
     if (unknown == height()) {
-        return;
+        return true;
     }
     for (long k = unknown - 1; k < height(); ++k) {
-        readLine(k, nullptr);
+        if (!readLine(k, nullptr)) {
+            return false;
+        }
         if (position() == lineOffsets[indexOf(k)]) {
             // Nothing was read, so nothing will be: all further lines begin here too.
             while (++k < height()) {
@@ -245,13 +267,14 @@ void TDR_SoftimageFilter::fill_offset_table() {
             }
         }
     }
+    return true;
 }
 
 void TDR_SoftimageFilter::noteDamage() {
     if (!damageReported) {
         std::fprintf(stderr,
                      "%s: File '%s' is cut short or damaged - What is missing reads as zero.\n", me,
-                     openName.c_str());
+                     openName);
     }
     damageReported = true;
 }

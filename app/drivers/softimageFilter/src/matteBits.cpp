@@ -2,7 +2,6 @@
 #include "matteBits.h"
 
 #include <array>
-#include <cstring>
 
 namespace softimage {
 
@@ -50,16 +49,6 @@ void packMatteRow(const std::uint8_t* row, int width, int channel, int channels,
     for (int x = 0; x < width; ++x, position += static_cast<std::size_t>(channels)) {
         const unsigned bit = row[x / 8] >> (7 - x % 8) & 1U;
         hostLine[position / 8] |= static_cast<std::uint8_t>(bit << (position % 8));
-    }
-}
-
-void fillMatteRow(std::uint8_t* row, int width, bool bit) {
-    const std::uint8_t value = bit ? 0xff : 0;
-    const int whole = width / 8;
-    std::memset(row, value, static_cast<std::size_t>(whole));
-    if (width % 8 != 0) {
-        const std::uint8_t mask = leadingBits(width % 8);
-        row[whole] = static_cast<std::uint8_t>((row[whole] & ~mask) | (value & mask));
     }
 }
 

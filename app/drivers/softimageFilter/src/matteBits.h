@@ -18,7 +18,4 @@ namespace softimage {
 void packMatteRow(const std::uint8_t* row, int width, int channel, int channels,
                   std::uint8_t* hostLine);
 
-/// Sets all `width` pixels of a row to `bit`; the bits behind them stay as they are.
-void fillMatteRow(std::uint8_t* row, int width, bool bit);
-
 } // namespace softimage
