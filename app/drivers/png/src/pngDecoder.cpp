@@ -5,6 +5,7 @@
 #include "base/limits.h"
 
 #include <cstring>
+#include <new>
 
 namespace png_filter {
 
@@ -54,9 +55,9 @@ std::unique_ptr<PngDecoder> PngDecoder::open(const char* path, std::string& reas
     if (!stream || !checkHead(stream.get(), reason)) {
         return nullptr;
     }
-    std::unique_ptr<PngDecoder> decoder(new PngDecoder(std::move(stream)));
-    if (!decoder->start()) {
-        reason = decoder->error()[0] != '\0' ? decoder->error() : "not enough memory";
+    std::unique_ptr<PngDecoder> decoder(new (std::nothrow) PngDecoder(std::move(stream)));
+    if (!decoder || !decoder->start()) {
+        reason = decoder && decoder->error()[0] != '\0' ? decoder->error() : kNoMemory;
         return nullptr;
     }
     return decoder;

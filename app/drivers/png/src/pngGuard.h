@@ -16,6 +16,9 @@ struct PngReport {
     char text[128] = "";
 };
 
+/// What is said where the system has no memory left.
+inline constexpr const char* kNoMemory = "not enough memory";
+
 /// libpng's error and warning callbacks, whose error pointer is a `PngReport`.
 [[noreturn]] void reportError(png_structp png, png_const_charp message);
 void ignoreWarning(png_structp png, png_const_charp message);

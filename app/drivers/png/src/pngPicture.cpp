@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <new>
 #include <utility>
 
 namespace png_filter {
@@ -13,7 +14,11 @@ std::unique_ptr<PngPicture> PngPicture::open(const char* path, std::string& reas
     if (!decoder) {
         return nullptr;
     }
-    std::unique_ptr<PngPicture> picture(new PngPicture(std::move(decoder), limit));
+    std::unique_ptr<PngPicture> picture(new (std::nothrow) PngPicture(std::move(decoder), limit));
+    if (!picture) {
+        reason = kNoMemory;
+        return nullptr;
+    }
     if (picture->decoder_->interlaced() && picture->capacity_ < picture->height()) {
         reason = "too large for an interlaced picture, which must be kept whole";
         return nullptr;

@@ -31,9 +31,10 @@ std::unique_ptr<PngWriter> PngWriter::create(const char* path, int width, int he
         reason = std::strerror(errno);
         return nullptr;
     }
-    std::unique_ptr<PngWriter> writer(new PngWriter(std::move(stream), width, height));
-    if (!writer->start()) {
-        reason = writer->error();
+    std::unique_ptr<PngWriter> writer(new (std::nothrow)
+                                          PngWriter(std::move(stream), width, height));
+    if (!writer || !writer->start()) {
+        reason = writer ? writer->error() : kNoMemory;
         return nullptr;
     }
     return writer;
@@ -41,7 +42,7 @@ std::unique_ptr<PngWriter> PngWriter::create(const char* path, int width, int he
 
 PngWriter::PngWriter(base::UniqueFile stream, int width, int height)
     : stream_(std::move(stream)), width_(width), height_(height),
-      kept_(static_cast<std::size_t>(height)) {}
+      kept_(new (std::nothrow) Row[static_cast<std::size_t>(height)]) {}
 
 PngWriter::~PngWriter() {
     png_destroy_write_struct(&png_, &info_);
@@ -51,7 +52,7 @@ bool PngWriter::fail() {
     if (error_.empty()) {
         error_ = systemError_ != 0         ? std::strerror(systemError_)
                  : report_.text[0] != '\0' ? report_.text
-                                           : "not enough memory";
+                                           : kNoMemory;
     }
     return false;
 }
@@ -67,7 +68,7 @@ void PngWriter::writeBytes(png_structp png, png_bytep bytes, png_size_t count) {
 bool PngWriter::start() {
     png_ = png_create_write_struct(PNG_LIBPNG_VER_STRING, &report_, reportError, ignoreWarning);
     info_ = png_ != nullptr ? png_create_info_struct(png_) : nullptr;
-    if (info_ == nullptr) {
+    if (info_ == nullptr || !kept_) {
         return fail();
     }
     const bool written = guarded(png_, [this] {
@@ -100,6 +101,19 @@ bool PngWriter::encodeKept() {
     return true;
 }
 
+bool PngWriter::encodeRest() {
+    const Row blank(new (std::nothrow)
+                        std::uint8_t[static_cast<std::size_t>(width_) * kBytesPerPixel]{});
+    if (!blank) {
+        return fail();
+    }
+    bool fine = true;
+    while (fine && nextRow_ < height_) {
+        fine = encodeKept() && (nextRow_ == height_ || encode(blank.get()));
+    }
+    return fine;
+}
+
 bool PngWriter::keep(int index, const std::uint8_t* row) {
     Row& place = kept_[static_cast<std::size_t>(index)];
     const std::size_t size = static_cast<std::size_t>(width_) * kBytesPerPixel;
@@ -120,11 +134,8 @@ bool PngWriter::writeRow(int index, const std::uint8_t* row) {
 }
 
 bool PngWriter::finish() {
-    const std::vector<std::uint8_t> blank(static_cast<std::size_t>(width_) * kBytesPerPixel);
-    while (error_.empty() && nextRow_ < height_) {
-        if (encodeKept() && nextRow_ < height_) {
-            static_cast<void>(encode(blank.data()));
-        }
+    if (error_.empty() && nextRow_ < height_) {
+        static_cast<void>(encodeRest());
     }
     if (error_.empty() && !guarded(png_, [this] { png_write_end(png_, nullptr); })) {
         fail();

@@ -9,7 +9,6 @@
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace png_filter {
 
@@ -47,6 +46,7 @@ class PngWriter {
     [[nodiscard]] bool start();
     [[nodiscard]] bool encode(const std::uint8_t* row);
     [[nodiscard]] bool encodeKept();
+    [[nodiscard]] bool encodeRest();
     [[nodiscard]] bool keep(int index, const std::uint8_t* row);
     bool fail();
     static void writeBytes(png_structp png, png_bytep bytes, png_size_t count);
@@ -61,7 +61,7 @@ class PngWriter {
     int width_;
     int height_;
     int nextRow_ = 0;
-    std::vector<Row> kept_; ///< by row, null where none is kept
+    std::unique_ptr<Row[]> kept_; ///< by row, null where none is kept
     std::string error_;
 };
 
