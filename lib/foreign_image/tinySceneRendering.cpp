@@ -25,6 +25,7 @@ constexpr const char* kFormats[kPictureFormatCount] = {
     "35MM_137",  "35MM_166",      "35MM_185",   "70MM_PANAVISION", "70MM_IMAX", "70MM_OMNIMAX",
     "NTSC",      "PAL",           "HDTV",       "SLIDE_35MM",      "6CM_X_6CM", "6CM_X_9CM",
     "4IN_X_5IN", "CUSTOM_ASPECT", "CUSTOM_SIZE"};
+
 Outcome readFormat(std::FILE* stream, PictureBlock& b) {
     if (!in_animToken(stream)) {
         return Outcome::EndOfFile;
@@ -58,6 +59,10 @@ void writeFormat(std::FILE* stream, const ScenePicture& picture) {
     text::putWord(stream, table::nameAt(kFormats, picture.format));
 }
 
+/// Of a format without a word nothing is written: a reader would take the next keyword for it.
+bool hasFormat(const ScenePicture& picture) {
+    return !table::nameAt(kFormats, picture.format).empty();
+}
 bool hasAspect(const ScenePicture& picture) {
     return picture.format == kPictureCustomAspect;
 }
@@ -66,7 +71,7 @@ bool hasSize(const ScenePicture& picture) {
 }
 
 constexpr PictureRow kPictureRows[] = {
-    {"FORMAT_TYPE", readFormat, writeFormat},
+    {"FORMAT_TYPE", readFormat, writeFormat, hasFormat},
     {"ASPECT", readSize<&ScenePicture::aspect>, writeSize<&ScenePicture::aspect>, hasAspect},
     {"WIDTH", readSize<&ScenePicture::width>, writeSize<&ScenePicture::width>, hasSize},
     {"HEIGHT", readSize<&ScenePicture::height>, writeSize<&ScenePicture::height>, hasSize},

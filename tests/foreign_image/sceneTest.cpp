@@ -201,6 +201,17 @@ TEST_F(SceneFile, NumbersAndFormatsGoToTheirMembers) {
     }
 }
 
+TEST_F(SceneFile, APictureFormatWithoutAWordIsNotWritten) {
+    for (const std::int16_t code :
+         {std::int16_t{-1}, std::int16_t{kPictureFormatCount}, std::int16_t{INT16_MAX}}) {
+        OwnedScene scene = read("PICTURE FORMAT_TYPE PAL PIXEL_RATIO 3 ");
+        scene->rendering.picture.format = code;
+        const std::string text = write(scene.get());
+        EXPECT_EQ(text.find("FORMAT_TYPE"), std::string::npos) << code << text;
+        EXPECT_NE(text.find("PICTURE \nPIXEL_RATIO 3 "), std::string::npos) << code << text;
+    }
+}
+
 TEST_F(SceneFile, TheObserverHearsOfEveryUnknownWord) {
     read("ONE\nRATE 9\nTWO 2\nLIGHT SPOT\nRATE 3");
     EXPECT_EQ(notices(), "unknown ONE 3;unknown TWO 5;unknown 2 5;unknown SPOT 6;");
