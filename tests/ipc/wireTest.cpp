@@ -314,6 +314,24 @@ TEST(Wire, AFailedWriteNamesItsFieldAndStopsThere) {
     }
 }
 
+TEST(Wire, AStderrThatNobodyReadsIsNoBrokenLink) {
+    const KeepAction pipe(SIGPIPE);
+    for (std::size_t i = 0; i < std::size(kFields); ++i) {
+        SCOPED_TRACE(kFields[i].writeText);
+        const FullPipe full(i);
+        const CaptureStderr restored;
+        SocketPair unread;
+        unread.far.reset();
+        dup2(unread.near.get(), STDERR_FILENO);
+        IPC_DataPacket packet = fullPacket();
+        EXPECT_EQ(sendsockdata(full.fd(), &packet), -1);
+        EXPECT_EQ(KeepAction::current(SIGPIPE), SIG_DFL);
+        sigset_t pending;
+        sigpending(&pending);
+        EXPECT_EQ(sigismember(&pending, SIGPIPE), 0);
+    }
+}
+
 TEST(Wire, APeerThatHasGoneGivesMinusTwoAndNoSignal) {
     const KeepAction pipe(SIGPIPE);
     for (auto* const before : {SIG_DFL, SIG_IGN, sighandler_t{clogged}}) {

@@ -6,6 +6,8 @@
 #include "base/uniqueFd.h"
 #include "ipc_peer.h"
 
+#include <csignal>
+
 namespace ipc {
 
 /// One line on stderr, flushed.
@@ -13,6 +15,20 @@ namespace ipc {
 
 /// One line on stderr: `prefix` and the text for `error`.
 void sayError(const char* prefix, int error);
+
+/// Holds SIGPIPE back while it lives and forgets the one that was raised meanwhile; one from before
+/// stays. For a line to a stderr that nobody reads, which says nothing about the link.
+class ForgetSigpipe {
+  public:
+    ForgetSigpipe();
+    ~ForgetSigpipe();
+    ForgetSigpipe(const ForgetSigpipe&) = delete;
+    ForgetSigpipe& operator=(const ForgetSigpipe&) = delete;
+
+  private:
+    sigset_t mask_{};
+    bool pendingBefore_;
+};
 
 /// A descriptor for the same thing that is none of the three standard ones: 0 stands for other
 /// outcomes where sockets are results, and a child replaces its stderr. None on failure (errno).

@@ -143,15 +143,20 @@ bool writeField(int fd, const WireField& field, Packet& packet) {
     return write(fd, bytes, n * field.elementSize) >= 0;
 }
 
+void tellFailedWrite(const WireField& field, int error) {
+    const ipc::ForgetSigpipe apart;
+    ipc::sayError(field.writeText, error);
+}
+
 int reportFailedWrite(const WireField& field, int error) {
     if (field.onFailedWrite == OnFailedWrite::AskThenTell) {
         if (clogged_pipe() != 0) {
             return -2;
         }
-        ipc::sayError(field.writeText, error);
+        tellFailedWrite(field, error);
         return -1;
     }
-    ipc::sayError(field.writeText, error);
+    tellFailedWrite(field, error);
     return clogged_pipe() != 0 ? -2 : -1;
 }
 

@@ -35,8 +35,9 @@ void removeFromSet(int fd, fd_set* set);
 
 /// Writes one packet, one write call a field. Returns 0; -1 when a write failed (a line on stderr)
 /// or a count of `p` is negative or above its capacity (a line, nothing is sent); -2 when a SIGPIPE
-/// was raised meanwhile: the peer has gone. The process never dies of that signal here; afterwards
-/// SIGPIPE has its default action, whatever it was before.
+/// was raised meanwhile: the peer has gone (one raised by the line on stderr does not count). The
+/// process never dies of that signal here; afterwards SIGPIPE has its default action, whatever it
+/// was before.
 int sendsockdata(int fd, IPC_DataPacket* p);
 
 /// Clears `p` and reads one packet into it. Returns 0, also when the peer has closed the stream
