@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 // A window that shows one image buffer, for looking at pictures while a driver or a host is being
-// written. Nothing in the framework opens one; programs that do link the target `tdr_window`.
+// written. Nothing in the framework opens one; programs that do link the target `tdr_window`;
+// where this project is installed, `TDR::tdr_window` of `find_package(TDR COMPONENTS window)`, or
+// what `pkg-config --libs tdr-window` says.
 #pragma once
 
 #include <cstdint>
