@@ -3,7 +3,6 @@
 #include "fixedPoint.h"
 
 #include "tinyModel.h"
-#include "tinySoftType.h"
 
 namespace {
 
@@ -20,9 +19,5 @@ struct ModelFormat {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static const fuzz::InputFolder folder;
-    option.level = 0;
-    folder.write("input.hrc", data, size);
-    fuzz::expectFixedPoint<ModelFormat>(folder);
-    return 0;
+    return fuzz::expectFixedPoint<ModelFormat>(data, size);
 }
