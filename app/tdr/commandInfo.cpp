@@ -52,11 +52,11 @@ ExitCode showInfo(const DriverOptions& driverOptions, const InfoOptions& options
     for (const std::string& file : options.files) {
         DriverSet drivers(driverOptions);
         const auto readable = checkReadable(file);
-        const FileKind* kind = readable ? &kindOf(file) : nullptr;
-        const auto info = readable ? kind->describe(file, drivers) : readable.problem();
+        const FileKind& kind = kindOf(file);
+        const auto info = readable ? kind.describe(file, drivers) : readable.problem();
         if (info) {
-            text += textOf(file, *kind, *info);
-            all.push_back(jsonOf(file, *kind, *info));
+            text += textOf(file, kind, *info);
+            all.push_back(jsonOf(file, kind, *info));
         } else {
             exit = worse(exit, complain(info.problem()));
             all.push_back({{"file", file}, {"error", info.problem().text}});

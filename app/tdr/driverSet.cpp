@@ -67,6 +67,7 @@ std::vector<fs::path> findDrivers(const DriverOptions& options) {
         }
     }
     std::vector<fs::path> programs;
+    programs.reserve(byName.size());
     for (auto& [name, path] : byName) {
         programs.push_back(std::move(path));
     }

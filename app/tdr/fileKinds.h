@@ -14,6 +14,7 @@
 #include <vector>
 
 /// What is known of one file: rows of text for people and an object for programs.
+// NOLINTNEXTLINE(bugprone-exception-escape): moving the JSON library's values does not throw
 struct FileInfo {
     std::vector<std::pair<std::string, std::string>> rows; ///< label and value
     nlohmann::ordered_json json;

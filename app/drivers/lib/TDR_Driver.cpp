@@ -70,9 +70,12 @@ void TDR_Driver::initialize() {
 
 void TDR_Driver::cleanup() {
     link.reset();
+    // A driver with files calls this from its own destructor: by ours there is nothing left open.
+    // NOLINTBEGIN(clang-analyzer-optin.cplusplus.VirtualCall)
     if (disconnectFromFile() == 1) {
         executePostWriteCommand();
     }
+    // NOLINTEND(clang-analyzer-optin.cplusplus.VirtualCall)
     preReadCommand.reset();
     postWriteCommand.reset();
     defaultPreReadCommand.reset();
