@@ -13,6 +13,7 @@
 #include <cstring>
 #include <poll.h>
 #include <sys/wait.h>
+#include <thread>
 #include <utility>
 
 extern "C" { // glibc 2.36 declares the calls of this header without C linkage
@@ -36,6 +37,7 @@ constexpr auto kLastBreath = 2s;
 
 /// A killed process goes at once unless the kernel holds it (a dead network disk).
 constexpr auto kAfterKill = 10s;
+constexpr auto kTracerPause = 1ms; // between tries to take a traced process's status
 
 Failure badArgument(std::string what) {
     return {FailureKind::BadArgument, std::move(what), {}, {}};
@@ -305,6 +307,22 @@ Result<DriverEnd> DriverProcess::end() {
     return ended;
 }
 
+/// Takes the exit status of the ended process. Returns false when it cannot be had yet: a process
+/// that was killed under a tracer's eyes (a debugger, the leak sanitizer) is the tracer's first.
+bool DriverProcess::reap() {
+    siginfo_t info{};
+    const auto pidFd = static_cast<id_t>(peer_.pidFd.get());
+    if (::waitid(P_PIDFD, pidFd, &info, WEXITED | WNOHANG) != 0) {
+        return true; // the host ignores SIGCHLD: the kernel has waited for it
+    }
+    if (info.si_pid == 0) {
+        std::this_thread::sleep_for(kTracerPause);
+        return false;
+    }
+    end_ = endOf(info);
+    return true;
+}
+
 bool DriverProcess::awaitExit(std::chrono::milliseconds limit) {
     const auto until = Clock::now() + limit;
     ended_ = ended_ || !peer_.pidFd.valid(); // the kernel had waited for it before we could look
@@ -315,14 +333,8 @@ bool DriverProcess::awaitExit(std::chrono::milliseconds limit) {
         if (pollReadable(watched[1])) {
             lines_.drain();
         }
-        if (pollReadable(watched[0])) {
-            siginfo_t info{};
-            const auto pidFd = static_cast<id_t>(peer_.pidFd.get());
-            if (::waitid(P_PIDFD, pidFd, &info, WEXITED | WNOHANG) == 0) {
-                end_ = endOf(info);
-            } // else the host ignores SIGCHLD: the kernel has waited for it
-            ended_ = true;
-        } else if (Clock::now() >= until) {
+        ended_ = pollReadable(watched[0]) && reap();
+        if (!ended_ && Clock::now() >= until) {
             return false;
         }
     }

@@ -83,6 +83,7 @@ class DriverProcess {
     void begin(std::string name, std::chrono::milliseconds limit);
     Status awaitPacket();
     Status awaitStartUpOk();
+    bool reap();
     /// Waits until the process has ended or `limit` has passed; true when it has ended.
     bool awaitExit(std::chrono::milliseconds limit);
     /// Makes sure that the process is gone, waits for it and lets go of the link.
