@@ -30,5 +30,6 @@ constexpr CoderTable coderTable(const char* name) {
 }
 
 extern const CoderTable kPortableCoders;
-extern const CoderTable kSsse3Coders; ///< on x86 only
-extern const CoderTable kAvx2Coders;  ///< on x86 only
+extern const CoderTable kSsse3Coders;  ///< on x86 only
+extern const CoderTable kAvx2Coders;   ///< on x86 only
+extern const CoderTable kAvx512Coders; ///< on x86 only

@@ -9,7 +9,7 @@
 namespace {
 
 struct Runnable {
-    std::array<const CoderTable*, 3> tables = {&kPortableCoders};
+    std::array<const CoderTable*, 4> tables = {&kPortableCoders};
     std::size_t count = 1;
 
     Runnable() {
@@ -19,6 +19,10 @@ struct Runnable {
         }
         if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi")) {
             tables[count++] = &kAvx2Coders;
+        }
+        if (__builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vbmi") &&
+            __builtin_cpu_supports("bmi")) {
+            tables[count++] = &kAvx512Coders;
         }
 #endif
     }

@@ -59,8 +59,13 @@ struct PortableOps {
     }
 
     template <int C>
-    static Size shortPackets(const Byte**, const Byte*, Byte* const*, Size x, Size) {
+    static Size readShortPackets(const Byte**, const Byte*, Byte* const*, Size x, Size) {
         return x;
+    }
+
+    template <int C>
+    static Byte* writeShortPackets(const Byte* const*, Size*, Size, const Word*, Byte* to) {
+        return to;
     }
 
     template <int C>

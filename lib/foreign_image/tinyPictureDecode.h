@@ -7,7 +7,7 @@
 // Ops::spread<C>(from, lines, x, count, room)
 //                                        takes `count` pixels apart to lines[c] + x; may set up to
 //                                        `room` bytes there and read kWindowSlack bytes too many
-// Ops::shortPackets<C>(at, end, lines, x, width)
+// Ops::readShortPackets<C>(at, end, lines, x, width)
 //                                        decodes mixed packets from `*at` on, only such as lie
 //                                        whole before `end` and in the line; moves `*at`, returns
 //                                        the new x
@@ -115,7 +115,7 @@ struct LineDecoder {
         }
         const Byte* at = in->at;
         for (Size x = 0; x < width;) {
-            x = Ops::template shortPackets<C>(&at, in->end, to, x, width);
+            x = Ops::template readShortPackets<C>(&at, in->end, to, x, width);
             if (x == width) {
                 break;
             }

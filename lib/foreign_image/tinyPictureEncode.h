@@ -9,6 +9,10 @@
 //                                          puts `count` pixels together; may read up to `room`
 //                                          bytes of each line from x on, and set up to 64 bytes
 //                                          behind what it should
+// Ops::writeShortPackets<C>(lines, &x, width, pairs, to)
+//                                          encodes mixed packets from x on, as many as it likes, in
+//                                          the bytes that this file would give them; moves x and
+//                                          returns the end of the packets; may set 64 bytes more
 #pragma once
 
 #include "tinyPictureCoders.h"
@@ -101,6 +105,7 @@ struct LineEncoder {
         const auto width = static_cast<Size>(lineWidth);
         Ops::template findPairs<C>(lines, width, pairs);
         for (Size x = 0; x < width;) {
+            to = Ops::template writeShortPackets<C>(lines, &x, width, pairs, to);
             Size count = runEnd(pairs, x) + 1 - x;
             if (count > 1) {
                 count = count < kMaxRepeat ? count : kMaxRepeat;

@@ -5,19 +5,16 @@
 // that no function compiled for a newer processor can stand in for another one.
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
-#include <cstring>
+#include "tinyPictureShortPackets.h"
+
 #include <immintrin.h>
 
 namespace {
 
-using Byte = std::uint8_t;
-using Size = std::size_t;
-using Word = std::uint64_t;
 using Vector = __m128i;
 
 constexpr Size kLanes = 16;
+static_assert(kShort == kLanes);
 
 inline Vector load(const Byte* from) {
     return _mm_loadu_si128(reinterpret_cast<const Vector*>(from));
@@ -77,6 +74,22 @@ inline void spreadFew(const Byte* from, Vector* channels) {
     }
 }
 
+/// Sixteen pixels of `C` bytes, put together.
+template <int C>
+inline void gather16(const Byte* const* lines, Size x, Byte* to) {
+    Vector channels[C];
+    for (int c = 0; c < C; ++c) {
+        channels[c] = load(lines[c] + x);
+    }
+    for (int part = 0; part < C; ++part) {
+        Vector sum = _mm_setzero_si128();
+        for (int c = 0; c < C; ++c) {
+            sum = _mm_or_si128(sum, _mm_shuffle_epi8(channels[c], load(kMasks<C>.gather[c][part])));
+        }
+        store(to + 16 * part, sum);
+    }
+}
+
 struct X86Ops {
     static void fill(Byte* to, Byte value, Size count, Size room) {
         if (room < count + kLanes) [[unlikely]] {
@@ -120,58 +133,43 @@ struct X86Ops {
         }
     }
 
-    /// Takes packets of at most sixteen pixels, literals and repeats in the same way, only through
-    /// other masks: which of them comes next is what a processor guesses worst in a photograph.
     template <int C>
-    static Size shortPackets(const Byte** from, const Byte* end, Byte* const* lines, Size x,
-                             Size width) {
+    static Size readShortPackets(const Byte** from, const Byte* end, Byte* const* lines, Size x,
+                                 Size width) {
         if constexpr (C == 1) {
-            return x;
+            return x; // bytes are copied and filled at once as they are
         }
-        const Byte* at = *from;
-        while (end - at > static_cast<std::ptrdiff_t>(kLanes) * C && x + kLanes <= width) {
-            const Size control = *at++;
-            if ((control & 0x70) != 0 || control == 128) {
-                --at; // more pixels than that, or a long repeat
-                break;
-            }
-            const Size repeats = control >> 7;
-            const auto& masks = kMasks<C>.spread[repeats];
-            Vector parts[C];
-            for (Size part = 0; part < C; ++part) {
-                parts[part] = load(at + kLanes * part);
-            }
-            for (int c = 0; c < C; ++c) {
-                Vector sum = _mm_shuffle_epi8(parts[0], load(masks[c][0]));
-                for (int part = 1; part < C; ++part) {
-                    sum = _mm_or_si128(sum, _mm_shuffle_epi8(parts[part], load(masks[c][part])));
+        return decodeShortPackets<C>(
+            from, end, x, width, [lines](const Byte* pixels, Size control, Size to) {
+                Vector parts[C];
+                for (Size part = 0; part < C; ++part) {
+                    parts[part] = load(pixels + kLanes * part);
                 }
-                store(lines[c] + x, sum);
-            }
-            x += (control & 127) + 1;
-            // Without a branch: the pixels of a literal behind its first one, none of a repeat.
-            at += C + (control & (repeats - 1)) * C;
-        }
-        *from = at;
-        return x;
+                const auto& masks = kMasks<C>.spread[control >> 7];
+                for (int c = 0; c < C; ++c) {
+                    Vector sum = _mm_shuffle_epi8(parts[0], load(masks[c][0]));
+                    for (int part = 1; part < C; ++part) {
+                        sum =
+                            _mm_or_si128(sum, _mm_shuffle_epi8(parts[part], load(masks[c][part])));
+                    }
+                    store(lines[c] + to, sum);
+                }
+            });
+    }
+
+    template <int C>
+    static Byte* writeShortPackets(const Byte* const* lines, Size* x, Size width, const Word* pairs,
+                                   Byte* to) {
+        return encodeShortPackets<C>(lines, x, width, pairs, to, [lines](Size from, Byte* pixels) {
+            gather16<C>(lines, from, pixels);
+        });
     }
 
     template <int C>
     static void gather(const Byte* const* lines, Size x, Size count, Size room, Byte* to) {
         Size done = 0;
         for (; done < count && room - done >= kLanes; done += kLanes) {
-            Vector channels[C];
-            for (int c = 0; c < C; ++c) {
-                channels[c] = load(lines[c] + x + done);
-            }
-            for (int part = 0; part < C; ++part) {
-                Vector sum = _mm_setzero_si128();
-                for (int c = 0; c < C; ++c) {
-                    sum = _mm_or_si128(
-                        sum, _mm_shuffle_epi8(channels[c], load(kMasks<C>.gather[c][part])));
-                }
-                store(to + done * C + static_cast<Size>(16 * part), sum);
-            }
+            gather16<C>(lines, x + done, to + done * C);
         }
         for (; done < count; ++done) {
             for (int c = 0; c < C; ++c) {

@@ -19,7 +19,7 @@ struct PictureReader {
 namespace {
 
 /// Large enough for dozens of packets between reads, small enough to stay in the first cache.
-constexpr std::size_t kWindowSize = std::size_t{32} << 10;
+constexpr std::size_t kWindowSize = std::size_t{64} << 10;
 
 StreamWindow windowOver(std::FILE* stream, std::uint8_t* bytes, std::size_t capacity) {
     return {.stream = stream,

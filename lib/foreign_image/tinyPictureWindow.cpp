@@ -12,6 +12,12 @@ void empty(StreamWindow* window, std::int64_t position) {
     window->endPosition = position;
 }
 
+/// What of `room` a stream reads in one go: the rest of a block would go through its own buffer.
+std::size_t wholeBlocks(std::size_t room) {
+    constexpr std::size_t kBlock = 4096; // of a stream's buffer in the GNU library
+    return room < kBlock ? room : room - room % kBlock;
+}
+
 /// Reads on behind `end`, up to `count` bytes.
 void readMore(StreamWindow* window, std::size_t count) {
     std::uint8_t* to = window->bytes + (window->end - window->bytes);
@@ -31,7 +37,7 @@ std::size_t windowFill(StreamWindow* window, std::size_t need) {
     std::memmove(window->bytes, window->at, left);
     window->at = window->bytes;
     window->end = window->bytes + left;
-    readMore(window, (window->exact ? need : window->capacity) - left);
+    readMore(window, window->exact ? need - left : wholeBlocks(window->capacity - left));
     return static_cast<std::size_t>(window->end - window->at);
 }
 

@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: MIT
+// The coders for x86 processors with AVX-512 and its byte permutations (VBMI).
+#include "tinyPictureCoderTable.h"
+#include "tinyPictureOpsX86.h"
+
+namespace {
+
+using Wide = __m512i;
+
+/// Sixteen pixels of `C` bytes and their channels, one after the other, in 64 bytes: where each
+/// byte comes from.
+template <int C>
+struct Places {
+    /// Pixels to channels: byte i is of pixel i [0], or every byte is of pixel 0 [1].
+    alignas(64) Byte spread[2][4 * kLanes];
+    alignas(64) Byte gather[4 * kLanes]; ///< channels to pixels
+
+    constexpr Places() : spread(), gather() {
+        for (int i = 0; i < C * 16; ++i) {
+            const int channel = i / 16;
+            spread[0][i] = static_cast<Byte>(i % 16 * C + channel);
+            spread[1][i] = static_cast<Byte>(channel);
+            gather[i] = static_cast<Byte>(i % C * 16 + i / C);
+        }
+    }
+};
+
+template <int C>
+constexpr Places<C> kPlaces;
+
+struct Avx512Ops : X86Ops {
+    /// Sixteen pixels, or one sixteen times, to the lines.
+    template <int C>
+    static void put16(const Byte* pixels, Size repeated, Byte* const* lines, Size x) {
+        const Wide channels = _mm512_permutexvar_epi8(
+            _mm512_load_si512(kPlaces<C>.spread[repeated]), _mm512_loadu_si512(pixels));
+        store(lines[0] + x, _mm512_castsi512_si128(channels));
+        store(lines[1] + x, _mm512_extracti32x4_epi32(channels, 1));
+        if constexpr (C > 2) {
+            store(lines[2] + x, _mm512_extracti32x4_epi32(channels, 2));
+        }
+        if constexpr (C > 3) {
+            store(lines[3] + x, _mm512_extracti32x4_epi32(channels, 3));
+        }
+    }
+
+    template <int C>
+    static Size readShortPackets(const Byte** from, const Byte* end, Byte* const* lines, Size x,
+                                 Size width) {
+        if constexpr (C == 1) {
+            return x;
+        } else {
+            return decodeShortPackets<C>(from, end, x, width,
+                                         [lines](const Byte* pixels, Size control, Size to) {
+                                             put16<C>(pixels, control >> 7, lines, to);
+                                         });
+        }
+    }
+
+    /// Sixteen pixels at a time, single bytes sixty-four at a time; what is left over one by one.
+    template <int C>
+    static void spread(const Byte* from, Byte* const* lines, Size x, Size count, Size room) {
+        constexpr Size kStep = C > 1 ? kLanes : 64;
+        Size done = 0;
+        for (; done < count && room - done >= kStep; done += kStep) {
+            if constexpr (C > 1) {
+                put16<C>(from + done * C, 0, lines, x + done);
+            } else {
+                _mm512_storeu_si512(lines[0] + x + done, _mm512_loadu_si512(from + done));
+            }
+        }
+        if (done < count) {
+            X86Ops::spread<C>(from + done * C, lines, x + done, count - done, room - done);
+        }
+    }
+
+    /// Sixteen pixels from the lines; sets 64 bytes.
+    template <int C>
+    static void take16(const Byte* const* lines, Size x, Byte* to) {
+        Wide channels = _mm512_castsi128_si512(load(lines[0] + x));
+        if constexpr (C > 1) {
+            channels = _mm512_inserti32x4(channels, load(lines[1] + x), 1);
+        }
+        if constexpr (C > 2) {
+            channels = _mm512_inserti32x4(channels, load(lines[2] + x), 2);
+        }
+        if constexpr (C > 3) {
+            channels = _mm512_inserti32x4(channels, load(lines[3] + x), 3);
+        }
+        _mm512_storeu_si512(
+            to, _mm512_permutexvar_epi8(_mm512_load_si512(kPlaces<C>.gather), channels));
+    }
+
+    template <int C>
+    static Byte* writeShortPackets(const Byte* const* lines, Size* x, Size width, const Word* pairs,
+                                   Byte* to) {
+        return encodeShortPackets<C>(lines, x, width, pairs, to, [lines](Size from, Byte* pixels) {
+            take16<C>(lines, from, pixels);
+        });
+    }
+
+    /// Bit i is set when pixel `x` + i equals the one after it, for the pixels in `wanted`.
+    template <int C>
+    static Word lastPairs(const Byte* const* lines, Size x, Word wanted) {
+        for (int c = 0; c < C; ++c) {
+            const Byte* at = lines[c] + x;
+            wanted = _mm512_mask_cmpeq_epi8_mask(wanted, _mm512_maskz_loadu_epi8(wanted, at),
+                                                 _mm512_maskz_loadu_epi8(wanted, at + 1));
+        }
+        return wanted;
+    }
+
+    template <int C>
+    static void findPairs(const Byte* const* lines, Size width, Word* pairs) {
+        Size x = 0;
+        for (; x + 64 < width; x += 64) {
+            Word same = ~Word{0};
+            for (int c = 0; c < C; ++c) {
+                const Byte* at = lines[c] + x;
+                same = _mm512_mask_cmpeq_epi8_mask(same, _mm512_loadu_si512(at),
+                                                   _mm512_loadu_si512(at + 1));
+            }
+            *pairs++ = same;
+        }
+        std::memset(pairs, 0, (pairWords(width) - x / 64) * sizeof *pairs);
+        if (x < width) { // the last pixel has no neighbour
+            *pairs = lastPairs<C>(lines, x, (Word{1} << (width - 1 - x)) - 1);
+        }
+    }
+};
+
+} // namespace
+
+const CoderTable kAvx512Coders = coderTable<Avx512Ops>("avx512");
