@@ -2,8 +2,8 @@
 // The scanline coders and the pixel orders beside libraries that do the like, and beside memcpy.
 // Benchmarks are called "row/contender"; bench/report.py joins them.
 //
-// Streams are files in memory, for everybody. A picture and its upside-down twin are taken in turn,
-// so that nobody learns one picture by heart.
+// Files lie in the page cache, where a user's files are that were looked at before. A picture and
+// its upside-down twin are taken in turn, so that nobody learns one picture by heart.
 #include "pictures.h"
 #include "pixelOrder.h"
 #include "tinyPicture.h"
@@ -22,7 +22,6 @@
 #include <cstring>
 #include <memory>
 #include <stdexcept>
-#include <sys/mman.h>
 #include <unistd.h>
 
 using bench::BenchPicture;
@@ -30,23 +29,29 @@ using Planes = std::array<std::vector<std::uint8_t>, 4>;
 
 namespace {
 
-/// A file in memory.
-class MemoryFile {
+using Stream = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
+
+/// A file that is removed with the object. What was written to it is read from the page cache.
+class ScratchFile {
   public:
-    MemoryFile() : stream_(fdopen(memfd_create("bench", MFD_CLOEXEC), "w+")) {
-        if (stream_ == nullptr) {
-            throw std::runtime_error("no file in memory");
+    ScratchFile() : file_(std::tmpfile(), std::fclose) {
+        if (!file_) {
+            throw std::runtime_error("no temporary file");
         }
     }
-    ~MemoryFile() { std::fclose(stream_); }
-    MemoryFile(const MemoryFile&) = delete;
-    MemoryFile& operator=(const MemoryFile&) = delete;
 
-    [[nodiscard]] std::FILE* stream() const { return stream_; }
-    [[nodiscard]] int fd() const { return fileno(stream_); }
+    /// A descriptor of the caller's own, at the file's beginning.
+    [[nodiscard]] int descriptor() const {
+        const int fd = dup(fileno(file_.get()));
+        lseek(fd, 0, SEEK_SET);
+        return fd;
+    }
+    [[nodiscard]] Stream open(const char* mode) const {
+        return {fdopen(descriptor(), mode), std::fclose};
+    }
 
   private:
-    std::FILE* stream_;
+    Stream file_;
 };
 
 /// What every contender gets. Decoding goes to the channel planes of one line, over and over, as a
@@ -55,7 +60,7 @@ struct Sample {
     BenchPicture picture;
     Planes out;
     std::vector<std::uint8_t> pixels; ///< interleaved
-    MemoryFile pic, tiff;
+    ScratchFile pic, tiff;
     std::vector<std::uint8_t> qoi;
 
     explicit Sample(BenchPicture p) : picture(std::move(p)), pixels(picture.interleaved()) {
@@ -89,22 +94,23 @@ void setLines(Picture& record, Planes& planes) {
 }
 
 void encodeOurs(Sample& sample) {
-    std::rewind(sample.pic.stream());
+    static std::array<char, std::size_t{64} << 10> buffer; // as large as the driver's
+    const Stream stream = sample.pic.open("w");
+    std::setvbuf(stream.get(), buffer.data(), _IOFBF, buffer.size());
     const std::unique_ptr<PictureWriter, PictureWriterDisposer> writer(
-        pictureWriterAllocate(sample.pic.stream()));
+        pictureWriterAllocate(stream.get()));
     Picture record = headerOf(sample);
     setLines(record, sample.picture.planes);
     for (int row = 0; row < sample.picture.height; ++row) {
         pictureWriterScanline(writer.get(), &record, &kChain);
     }
-    std::fflush(sample.pic.stream());
 }
 
 template <typename EachRow>
 void decodeRows(Sample& sample, EachRow eachRow) {
-    std::rewind(sample.pic.stream());
+    const Stream stream = sample.pic.open("r");
     const std::unique_ptr<PictureReader, PictureReaderDisposer> reader(
-        pictureReaderAllocate(sample.pic.stream()));
+        pictureReaderAllocate(stream.get()));
     Picture record = headerOf(sample);
     for (int row = 0; row < sample.picture.height; ++row) {
         setLines(record, sample.out);
@@ -127,8 +133,7 @@ void decodePortable(Sample& sample) {
 // -----------------------------------------------------------------------
 
 TIFF* openTiff(const Sample& sample, const char* mode) {
-    lseek(sample.tiff.fd(), 0, SEEK_SET); // libtiff starts where the descriptor stands
-    return TIFFFdOpen(dup(sample.tiff.fd()), "memory", mode);
+    return TIFFFdOpen(sample.tiff.descriptor(), "scratch", mode);
 }
 
 void encodeTiff(Sample& sample) {
