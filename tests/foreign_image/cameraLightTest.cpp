@@ -167,8 +167,10 @@ TEST_F(LightText, WritesEachTypeToTheLetter) {
     for (std::int16_t type = 0; type < 4; ++type) {
         const OwnedLight light(lightAllocate());
         light->type = type;
-        EXPECT_EQ(write(light), std::string("\n   LIGHT_NAME '' \n   LIGHT_TYPE ") + kWords[type] +
-                                    kLightHead + (type == 2 ? kSpotLines : "") + kLightTail);
+        std::string expected = "\n   LIGHT_NAME '' \n   LIGHT_TYPE ";
+        expected.append(kWords[type]).append(kLightHead);
+        expected.append(type == kLightSpot ? kSpotLines : "").append(kLightTail);
+        EXPECT_EQ(write(light), expected);
     }
     EXPECT_EQ(lightWriteAsciiAnimation(nullptr, nullptr), 0);
 }
