@@ -71,6 +71,10 @@ std::string decoded(const Words& words, std::size_t width, long after, bool cut)
     EXPECT_EQ(tagReadScanline(stream.get(), record.get(), 0), 1);
     EXPECT_EQ(std::ftell(stream.get()), after);
     EXPECT_EQ(std::feof(stream.get()) != 0, cut);
+    const std::uint8_t* row = tagRow(record.get(), 0, 0);
+    EXPECT_EQ(std::count(row + (width + 7) / 8, row + tagRowSize(record.get()), 0),
+              static_cast<long>(tagRowSize(record.get()) - (width + 7) / 8))
+        << "nothing is written behind the pixels";
     return rowOf(record.get(), 0, 0);
 }
 
