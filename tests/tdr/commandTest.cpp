@@ -8,9 +8,7 @@
 
 namespace {
 
-using commandTesting::CommandTest;
-using commandTesting::contains;
-using commandTesting::Ended;
+using namespace commandTesting;
 
 TEST_F(CommandTest, usageErrorsExitWith2AndSayNothingOnStdout) {
     struct Case {
@@ -132,15 +130,15 @@ TEST_F(CommandTest, aSignalEndsTheWaitForADriverThatHangsInItsStart) {
     for (const char* driver : {"muteFilter", "silentFilter", "halfInitFilter"}) {
         auto running = startRun({"query", driver, "--driver-dir", folder, "--timeout", "100000"});
         pid_t child = 0;
-        while (commandTesting::stateOf(child) != 'S') {
-            const auto children = commandTesting::childrenOf(running->pid());
+        while (stateOf(child) != 'S') {
+            const auto children = childrenOf(running->pid());
             child = children.empty() ? 0 : *children.begin();
         }
         running->kill(SIGTERM);
         const Ended ended = running->wait();
         EXPECT_EQ(ended.signal, SIGTERM) << driver;
         EXPECT_TRUE(contains(ended.err, std::string(driver) + ": start: interrupted"));
-        EXPECT_EQ(commandTesting::stateOf(child), '\0') << driver << " is left";
+        EXPECT_EQ(stateOf(child), '\0') << driver << " is left";
     }
 }
 

@@ -8,12 +8,7 @@
 
 namespace {
 
-using commandTesting::Around;
-using commandTesting::CommandTest;
-using commandTesting::contains;
-using commandTesting::contentOf;
-using commandTesting::Ended;
-using commandTesting::namesIn;
+using namespace commandTesting;
 namespace fs = std::filesystem;
 
 using Names = std::set<std::string>;
@@ -205,12 +200,12 @@ TEST_F(ConvertTest, aSignalInTheMiddleLeavesNothing) {
         const pid_t stopped = running->awaitStoppedChild();
         ASSERT_GT(stopped, 0);
         EXPECT_EQ(namesIn(files().path()).size(), 2U) << "it writes beside the target";
-        const auto children = commandTesting::childrenOf(running->pid());
+        const auto children = childrenOf(running->pid());
         running->kill(signal);
         const Ended ended = running->wait();
         EXPECT_EQ(ended.signal, signal) << "shells see the signal";
         for (const pid_t child : children) {
-            EXPECT_EQ(commandTesting::stateOf(child), '\0') << "driver " << child << " is left";
+            EXPECT_EQ(stateOf(child), '\0') << "driver " << child << " is left";
         }
         EXPECT_EQ(namesIn(files().path()), Names{"small.pic"});
     }

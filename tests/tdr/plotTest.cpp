@@ -9,11 +9,7 @@
 
 namespace {
 
-using commandTesting::CommandTest;
-using commandTesting::contains;
-using commandTesting::contentOf;
-using commandTesting::Ended;
-using commandTesting::namesIn;
+using namespace commandTesting;
 
 struct Colour {
     int red, green, blue;

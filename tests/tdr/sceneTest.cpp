@@ -6,11 +6,7 @@
 
 namespace {
 
-using commandTesting::CommandTest;
-using commandTesting::contains;
-using commandTesting::contentOf;
-using commandTesting::Ended;
-using commandTesting::namesIn;
+using namespace commandTesting;
 using Json = nlohmann::json;
 using Names = std::set<std::string>;
 

@@ -85,38 +85,82 @@ TEST_F(Actions, SettingTheSameCellIsNoChange) {
     EXPECT_EQ(driver->currentCell, 5);
 }
 
-TEST_F(Actions, TransfersReachTheOperationWithBlockAndArguments) {
-    driver->accessModes = ipc::kAccessNoCommands;
+/// Notes what it sends, and how many have the block attached then.
+class NotingLink : public IPC_LinkIrix {
+  public:
+    NotingLink(IPC_LinkIrix& link, RecordingDriver& driver, const support::SharedBlock& block)
+        : IPC_LinkIrix(link.localId, link.localSubId,
+                       {std::exchange(link.sockfd, -1), -1, link.peerId, link.peerSubId}),
+          driver_(driver), block_(block) {}
+    int transmit(IPC_DataPacket* p, int stampSender) override {
+        driver_.note("send", p->datacmd[5], block_.attachments());
+        return IPC_LinkIrix::transmit(p, stampSender);
+    }
+
+  private:
+    RecordingDriver& driver_;
+    const support::SharedBlock& block_;
+};
+
+TEST_F(Actions, TransfersGoTheirWay) {
+    // Every packet is noted with how many have the block attached when it goes out.
+    driver->link = std::make_unique<NotingLink>(*driver->link, *driver, block);
+    driver->bounds[3] = 10;
+    constexpr int kNone = ipc::kAccessNoCommands;
     const struct {
+        const char* name;
         int code;
-        std::vector<std::int32_t> rest;
-        const char* call;
-        const char* replies;
+        std::vector<std::int32_t> rest; // (line,) cell
+        int modes, result;
+        const char* events; // the cell before is 3
     } cases[] = {
-        {1429, {6}, "getCache(1000,6)", "1/101"},
-        {1430, {2, 6}, "getLine(1000,6,2)", "1/101"},
-        {1432, {6}, "getStamp(1000,6)", "1/101"},
-        {1433, {6}, "putCache(1000,6)", "2/1225 1/101"},
-        {1434, {2, 6}, "putLine(1000,6,2)", "2/1225 1/101"},
-        {1436, {6}, "putStamp(1000,6)", "2/1225 1/101"},
+        {"get cache", 1429, {5}, 0, 0, "preRead() getCache(1000,5) send(101,2)"},
+        {"get line", 1430, {9, 3}, 0, 0, "getLine(1000,3,9) send(101,2)"},
+        {"of a new cell", 1430, {9, 4}, 0, 0, "preRead() getLine(1000,4,9) send(101,2)"},
+        {"no commands", 1430, {9, 4}, kNone, 0, "getLine(1000,4,9) send(101,2)"},
+        {"modes of drivers", 1430, {9, 4}, 0x4033, 0, "getLine(1000,4,9) send(101,2)"},
+        {"failing get", 1430, {9, 3}, 0, -1, "getLine(1000,3,9) send(102,2)"},
+        {"get stamp", 1432, {3}, 0, 0, "getStamp(1000,3) send(101,2)"},
+        {"put cache", 1433, {5}, 0, 0, "send(1225,2) putCache(1000,5) send(101,2) postWrite()"},
+        {"put, no commands", 1433, {5}, kNone, 0, "send(1225,2) putCache(1000,5) send(101,2)"},
+        {"put line", 1434, {8, 4}, 0, 0, "send(1225,2) putLine(1000,4,8) send(101,2)"},
+        {"last line", 1434, {9, 4}, 0, 0, "send(1225,2) putLine(1000,4,9) send(101,2) postWrite()"},
+        {"last, no commands", 1434, {9, 4}, kNone, 0, "send(1225,2) putLine(1000,4,9) send(101,2)"},
+        {"far line",
+         1434,
+         {INT32_MAX, 3},
+         0,
+         0,
+         "send(1225,2) putLine(1000,3,2147483647) send(101,2)"},
+        {"failing put", 1434, {8, 3}, 0, -1, "send(1225,2) putLine(1000,3,8) send(102,2)"},
+        {"put stamp", 1436, {3}, 0, 0, "send(1225,2) putStamp(1000,3) send(101,2)"},
     };
     for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        driver->currentCell = 3;
+        driver->accessModes = c.modes;
+        driver->result = c.result;
         block.bytes()[0] = 'h';
-        EXPECT_EQ(handle(action(c.code, withBlock(c.rest))), c.replies) << c.call;
-        EXPECT_EQ(calls(), c.call);
-        EXPECT_EQ(driver->seenByte, 'h') << c.call;
-        EXPECT_EQ(block.bytes()[0], 'd') << c.call;
-        EXPECT_EQ(driver->seenBlockBytes, 4096U) << c.call;
-        EXPECT_EQ(driver->blockBytes, 0U) << c.call;
-        EXPECT_EQ(block.attachments(), 1U) << c.call;
+        handle(action(c.code, withBlock(c.rest)));
+        EXPECT_EQ(calls(), c.events);
+        EXPECT_EQ(driver->currentCell, c.rest.back());
+        EXPECT_EQ(driver->seenByte, 'h');
+        EXPECT_EQ(block.bytes()[0], 'd');
+        EXPECT_EQ(driver->seenBlockBytes, 4096U);
+        EXPECT_EQ(driver->blockBytes, 0U);
+        EXPECT_EQ(block.attachments(), 1U);
     }
+    driver->result = 1;
+    handle(action(1440));
+    EXPECT_EQ(calls(), "disconnect() postWrite() send(101,1)");
 }
 
-TEST_F(Actions, FailedOperationIsAnErrorReply) {
-    driver->result = -1;
-    EXPECT_EQ(handle(action(1430, withBlock({2, 6}))), "1/102");
-    EXPECT_EQ(handle(action(1434, withBlock({2, 6}))), "2/1225 1/102");
-    EXPECT_EQ(block.attachments(), 1U);
+TEST_F(Actions, ACellThatWasSetCountsAsNewForGood) {
+    EXPECT_EQ(handle(action(1428, {7})), "1/101");
+    for (int request = 0; request < 2; ++request) {
+        handle(action(1430, withBlock({2, 7})));
+        EXPECT_EQ(calls(), "preRead() getLine(1000,7,2)");
+    }
 }
 
 TEST_F(Actions, BlockThatCannotBeAttachedStopsTheRequest) {
@@ -146,39 +190,6 @@ TEST_F(Actions, TilesRunOnlyWithTheirOwnCount) {
         EXPECT_EQ(host.replies(), "1/101");
     }
     EXPECT_EQ(calls(), "getTile() putTile()");
-}
-
-TEST_F(Actions, GetRunsThePreReadCommandForANewCell) {
-    driver->currentCell = 6;
-    const auto getLine = [&](int cell) {
-        handle(action(1430, withBlock({2, cell})));
-        return calls();
-    };
-    EXPECT_EQ(getLine(6), "getLine(1000,6,2)");
-    EXPECT_EQ(getLine(7), "preRead() getLine(1000,7,2)");
-    EXPECT_EQ(driver->currentCell, 7);
-    driver->cellChanged = 1; // stays, so every request counts as a new cell
-    EXPECT_EQ(getLine(7), "preRead() getLine(1000,7,2)");
-    EXPECT_EQ(getLine(7), "preRead() getLine(1000,7,2)");
-    driver->accessModes = 0x4033;
-    EXPECT_EQ(getLine(8), "getLine(1000,8,2)");
-}
-
-TEST_F(Actions, PutRunsThePostWriteCommandAfterTheLastLine) {
-    driver->bounds[3] = 10;
-    const auto put = [&](int code, std::vector<std::int32_t> rest) {
-        handle(action(code, withBlock(std::move(rest))));
-        return calls();
-    };
-    EXPECT_EQ(put(1434, {9, 3}), "putLine(1000,3,9) postWrite()");
-    EXPECT_EQ(driver->currentCell, 3);
-    EXPECT_EQ(put(1434, {8, 4}), "putLine(1000,4,8)");
-    EXPECT_EQ(put(1434, {INT32_MAX, 4}), "putLine(1000,4,2147483647)");
-    EXPECT_EQ(put(1433, {5}), "putCache(1000,5) postWrite()");
-    EXPECT_EQ(put(1436, {5}), "putStamp(1000,5)");
-    driver->accessModes = 0x4000;
-    EXPECT_EQ(put(1434, {9, 3}), "putLine(1000,3,9)");
-    EXPECT_EQ(put(1433, {5}), "putCache(1000,5)");
 }
 
 TEST_F(Actions, ConnectHandsOverNameAndMode) {
@@ -238,48 +249,6 @@ TEST_F(Actions, UnknownCodesAreErrors) {
     for (const int code : {0, 101, 1423, 1443, -1}) {
         EXPECT_EQ(handle(action(code)), "1/102") << code;
     }
-}
-
-/// Notes what it sends, and how many have the block attached then.
-class NotingLink : public IPC_LinkIrix {
-  public:
-    NotingLink(IPC_LinkIrix& link, RecordingDriver& driver, const support::SharedBlock& block)
-        : IPC_LinkIrix(link.localId, link.localSubId,
-                       {std::exchange(link.sockfd, -1), -1, link.peerId, link.peerSubId}),
-          driver_(driver), block_(block) {}
-    int transmit(IPC_DataPacket* p, int stampSender) override {
-        driver_.note("send", p->datacmd[5], block_.attachments());
-        return IPC_LinkIrix::transmit(p, stampSender);
-    }
-
-  private:
-    RecordingDriver& driver_;
-    const support::SharedBlock& block_;
-};
-
-TEST_F(Actions, RepliesGoOutBeforeTheBlockIsLetGoAndBeforeThePostWriteCommand) {
-    driver->link = std::make_unique<NotingLink>(*driver->link, *driver, block);
-    driver->bounds[3] = 10;
-    driver->currentCell = 3;
-    const struct {
-        const char* name;
-        int code;
-        std::vector<std::int32_t> rest;
-        const char* events;
-    } cases[] = {
-        {"get line", 1430, {9, 4}, "preRead() getLine(1000,4,9) send(101,2)"},
-        {"get cache", 1429, {5}, "preRead() getCache(1000,5) send(101,2)"},
-        {"put line", 1434, {9, 3}, "send(1225,2) putLine(1000,3,9) send(101,2) postWrite()"},
-        {"put cache", 1433, {3}, "send(1225,2) putCache(1000,3) send(101,2) postWrite()"},
-        {"put stamp", 1436, {3}, "send(1225,2) putStamp(1000,3) send(101,2)"},
-    };
-    for (const auto& c : cases) {
-        handle(action(c.code, withBlock(c.rest)));
-        EXPECT_EQ(calls(), c.events) << c.name;
-    }
-    driver->result = 1;
-    handle(action(1440));
-    EXPECT_EQ(calls(), "disconnect() postWrite() send(101,1)");
 }
 
 TEST_F(Actions, AReplyThatFindsNobodyEndsTheLoopAfterTheNextEvent) {
