@@ -116,6 +116,11 @@ TEST_F(PictureTest, missingChannelsAreOpaqueBlack) {
     EXPECT_EQ(readBytes(*driver, colour).pixels, (Pixels{255, 6, 5, 4, 255, 3, 2, 1}));
     const auto alpha = folder().write("a.pic", support::rawPic(1, 2, 0x10, support::bytes({7, 8})));
     EXPECT_EQ(readBytes(*driver, alpha).pixels, (Pixels{8, 0, 0, 0, 7, 0, 0, 0}));
+    auto reader = PictureReader::open(*driver, colour);
+    auto block = SharedBlock::create(tdr::lineBytes(1));
+    ASSERT_TRUE(reader && block);
+    ASSERT_TRUE(reader->readLine(*block, 1));
+    EXPECT_TRUE(std::ranges::equal(block->bytes(), Pixels{255, 3, 2, 1})) << "by its lines";
 }
 
 TEST_F(PictureTest, aMatteIsItsFirstChannelInWhite) {
