@@ -142,6 +142,8 @@ void encodeTiff(Sample& sample) {
     TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, sample.height());
     TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, 4);
     TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 8);
+    const std::uint16_t alpha = EXTRASAMPLE_UNASSALPHA;
+    TIFFSetField(tiff, TIFFTAG_EXTRASAMPLES, 1, &alpha);
     TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_RGB);
     TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_SEPARATE);
     TIFFSetField(tiff, TIFFTAG_COMPRESSION, COMPRESSION_PACKBITS);
@@ -217,25 +219,11 @@ void eachLine(Sample& sample, Move move) {
 
 using Samples = std::vector<std::unique_ptr<Sample>>;
 
-BenchPicture upsideDown(BenchPicture picture) {
-    const auto width = static_cast<std::ptrdiff_t>(picture.width);
-    for (auto& plane : picture.planes) {
-        for (std::ptrdiff_t top = 0, bottom = picture.height - 1; top < bottom; ++top, --bottom) {
-            std::swap_ranges(plane.begin() + top * width, plane.begin() + (top + 1) * width,
-                             plane.begin() + bottom * width);
-        }
-    }
-    return picture;
-}
-
-/// Both twins of every picture of the group, encoded by everybody.
+/// The pictures of the group, encoded by everybody.
 Samples samplesOf(const std::string& group) {
     Samples samples;
-    for (const BenchPicture& picture : bench::pictures()) {
-        if (picture.group == group) {
-            samples.push_back(std::make_unique<Sample>(picture));
-            samples.push_back(std::make_unique<Sample>(upsideDown(picture)));
-        }
+    for (BenchPicture& picture : bench::twins(group)) {
+        samples.push_back(std::make_unique<Sample>(std::move(picture)));
     }
     for (auto& sample : samples) {
         encodeOurs(*sample);

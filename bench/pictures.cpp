@@ -157,6 +157,32 @@ const std::vector<BenchPicture>& pictures() {
     return all;
 }
 
+namespace {
+
+BenchPicture upsideDown(BenchPicture picture) {
+    const auto width = static_cast<std::ptrdiff_t>(picture.width);
+    for (auto& plane : picture.planes) {
+        for (std::ptrdiff_t top = 0, bottom = picture.height - 1; top < bottom; ++top, --bottom) {
+            std::swap_ranges(plane.begin() + top * width, plane.begin() + (top + 1) * width,
+                             plane.begin() + bottom * width);
+        }
+    }
+    return picture;
+}
+
+} // namespace
+
+std::vector<BenchPicture> twins(const std::string& group) {
+    std::vector<BenchPicture> all;
+    for (const BenchPicture& picture : pictures()) {
+        if (picture.group == group) {
+            all.push_back(picture);
+            all.push_back(upsideDown(picture));
+        }
+    }
+    return all;
+}
+
 std::vector<std::uint8_t> BenchPicture::interleaved() const {
     std::vector<std::uint8_t> pixels(planeBytes() * 4);
     for (std::size_t i = 0; i < planeBytes(); ++i) {

@@ -39,6 +39,10 @@ std::vector<BenchPicture> preparedPictures(const std::filesystem::path& folder);
 /// with TDR_BENCH_SMALL set only computed ones of 160 x 120. TDR_BENCH_PICTURES names the folder.
 const std::vector<BenchPicture>& pictures();
 
+/// The pictures of a group, each followed by itself upside down: who works on them in turn does not
+/// learn one by heart.
+std::vector<BenchPicture> twins(const std::string& group);
+
 /// True when every figure is to be taken once, small, only to see that the bench still runs.
 bool small();
 
