@@ -28,6 +28,26 @@ struct Places {
 template <int C>
 constexpr Places<C> kPlaces;
 
+/// Where in 64 pixels of `C` bytes the bytes of each channel are.
+template <int C>
+struct FarPlaces {
+    alignas(64) Byte spread[C][64];
+    Word behind[C]; ///< bit i is set when byte i lies in the second half of 256 bytes
+
+    constexpr FarPlaces() : spread(), behind() {
+        for (int channel = 0; channel < C; ++channel) {
+            for (int i = 0; i < 64; ++i) {
+                const int from = i * C + channel;
+                spread[channel][i] = static_cast<Byte>(from);
+                behind[channel] |= Word{from >= 128} << i;
+            }
+        }
+    }
+};
+
+template <int C>
+constexpr FarPlaces<C> kFarPlaces;
+
 struct Avx512Ops : X86Ops {
     /// Sixteen pixels, or one sixteen times, to the lines.
     template <int C>
@@ -57,16 +77,37 @@ struct Avx512Ops : X86Ops {
         }
     }
 
-    /// Sixteen pixels at a time, single bytes sixty-four at a time; what is left over one by one.
+    /// Sixty-four pixels to the lines.
+    template <int C>
+    static void put64(const Byte* pixels, Byte* const* lines, Size x) {
+        Wide parts[C];
+        for (int part = 0; part < C; ++part) {
+            parts[part] = _mm512_loadu_si512(pixels + 64 * part);
+        }
+        for (int c = 0; c < C; ++c) {
+            Wide channel = parts[0];
+            if constexpr (C > 1) {
+                const Wide places = _mm512_load_si512(kFarPlaces<C>.spread[c]);
+                channel = _mm512_permutex2var_epi8(parts[0], places, parts[1]);
+                if constexpr (C > 2) {
+                    channel = _mm512_mask_blend_epi8(
+                        kFarPlaces<C>.behind[c], channel,
+                        _mm512_permutex2var_epi8(parts[2], places, parts[C - 1]));
+                }
+            }
+            _mm512_storeu_si512(lines[c] + x, channel);
+        }
+    }
+
     template <int C>
     static void spread(const Byte* from, Byte* const* lines, Size x, Size count, Size room) {
-        constexpr Size kStep = C > 1 ? kLanes : 64;
         Size done = 0;
-        for (; done < count && room - done >= kStep; done += kStep) {
-            if constexpr (C > 1) {
+        for (; done + 64 <= count; done += 64) {
+            put64<C>(from + done * C, lines, x + done);
+        }
+        if constexpr (C > 1) {
+            for (; done < count && room - done >= kLanes; done += kLanes) {
                 put16<C>(from + done * C, 0, lines, x + done);
-            } else {
-                _mm512_storeu_si512(lines[0] + x + done, _mm512_loadu_si512(from + done));
             }
         }
         if (done < count) {
