@@ -32,6 +32,7 @@ constexpr int kRounds = 9;
 /// Runs a command and tells how long it took from start to end.
 double run(std::vector<std::string> command) {
     std::vector<char*> argv;
+    argv.reserve(command.size() + 1);
     for (std::string& word : command) {
         argv.push_back(word.data());
     }

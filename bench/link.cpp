@@ -86,7 +86,7 @@ class BareDriver {
         if (text != nullptr) {
             packet_.numof_strings = 1;
             packet_.numof_chars = static_cast<std::int32_t>(std::strlen(text) + 1);
-            std::strcpy(packet_.chardata, text);
+            std::memcpy(packet_.chardata, text, std::strlen(text) + 1);
         }
         link_->transmit(&packet_, 0);
         do {
@@ -121,7 +121,7 @@ void measureRequests() {
     const int width = 2048;
     bench::PingPong raw;
     BareDriver driver;
-    const tdr::SharedBlock block = must(tdr::SharedBlock::create(width * 4));
+    const tdr::SharedBlock block = must(tdr::SharedBlock::create(std::size_t{4} * width));
     driver.order(ipc::kActionSetBounds, {0, 0, width, 8});
     driver.order(ipc::kActionConnectToFile, {ipc::kConnectForWriting, 0}, "./none");
     const auto line = [&](std::int16_t code) {

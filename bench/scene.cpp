@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <iostream>
 #include <memory>
 #include <random>
 #include <stdexcept>
@@ -146,7 +147,7 @@ void addEvaluation(const std::string& name, int keys) {
 
 } // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
     benchmark::Initialize(&argc, argv);
     SceneFiles files;
     add("scene read/fread", [&] { files.readBytes(); });
@@ -159,4 +160,7 @@ int main(int argc, char** argv) {
     }
     benchmark::RunSpecifiedBenchmarks();
     return 0;
+} catch (const std::exception& error) {
+    std::cerr << "bench_scene: " << error.what() << '\n';
+    return 1;
 }

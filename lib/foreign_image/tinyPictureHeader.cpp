@@ -114,19 +114,20 @@ ChannelPacket* channelPacketAllocate() {
 }
 
 ChannelPacket* channelPacketAllocateChain(std::span<const std::uint8_t> masks) {
-    Chain chain;
-    for (auto mask = masks.rbegin(); mask != masks.rend(); ++mask) {
-        ChannelPacket* packet = channelPacketAllocate();
-        if (packet == nullptr) {
+    ChannelPacket* chain = nullptr;
+    ChannelPacket** end = &chain;
+    for (const std::uint8_t mask : masks) {
+        *end = channelPacketAllocate();
+        if (*end == nullptr) {
+            channelPacketDispose(&chain);
             return nullptr;
         }
-        packet->size = kBitsPerChannel;
-        packet->type = kEncodingMixed;
-        packet->channels = *mask;
-        packet->next = chain.release();
-        chain.reset(packet);
+        (*end)->size = kBitsPerChannel;
+        (*end)->type = kEncodingMixed;
+        (*end)->channels = mask;
+        end = &(*end)->next;
     }
-    return chain.release();
+    return chain;
 }
 
 void channelPacketDispose(ChannelPacket** chain) {
