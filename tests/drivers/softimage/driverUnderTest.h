@@ -103,11 +103,12 @@ inline std::vector<Sample> samples() {
         picture.bytes += support::bytes({0x82, c, c + 1, c + 2}); // a run of three pixels
         picture.bytes += support::bytes({2, c, c, c, c, c, c + 4, c + 5, c + 6, c + 7});
         picture.bytes += support::bytes({0x85, c + 8});
-        const std::string run = support::bytes({c + 8, c + 2, c + 1, c});
-        picture.lines.insert(
-            picture.lines.begin(),
-            run + run + run +
-                support::bytes({c + 8, c, c, c, c + 8, c + 4, c, c, c + 8, c + 7, c + 6, c + 5}));
+        std::string line;
+        for (int x = 0; x < 3; ++x) {
+            line += support::bytes({c + 8, c + 2, c + 1, c});
+        }
+        line += support::bytes({c + 8, c, c, c, c + 8, c + 4, c, c, c + 8, c + 7, c + 6, c + 5});
+        picture.lines.insert(picture.lines.begin(), line);
     }
     // Two channels: 30 ones and 10 pixels of a literal; 20 pixels of a bit stream and 20 ones.
     const std::string row =
