@@ -7,7 +7,6 @@
 
 #include <cstring>
 #include <numbers>
-#include <regex>
 
 namespace {
 
@@ -385,13 +384,15 @@ TEST_F(ModelFile, UnknownTokensAreToldAndSkipped) {
     const std::string body =
         written([&](std::FILE* f) { EXPECT_EQ(modelWriteBinary(f, root.get(), &prototype), 1); });
     EXPECT_EQ(body, "x\0\0\3"s);
-    EXPECT_TRUE(
-        std::regex_match(messages(), std::regex("Error: tinyModel: [0-9]+: illegal token: 99\n")));
+    const std::string writer = messages();
+    EXPECT_TRUE(writer.starts_with("Error: tinyModel: ")) << writer;
+    EXPECT_TRUE(writer.ends_with(": illegal token: 99\n")) << writer;
     const Tree again(modelReadBinary(Input(body), &prototype));
     ASSERT_NE(again, nullptr);
     EXPECT_EQ(again->hidden, 3);
-    EXPECT_TRUE(std::regex_match(messages(),
-                                 std::regex("Error: tinyModel [0-9]+\\): illegal token: 99\n")));
+    const std::string reader = messages();
+    EXPECT_TRUE(reader.starts_with("Error: tinyModel ")) << reader;
+    EXPECT_TRUE(reader.ends_with("): illegal token: 99\n")) << reader;
 }
 
 TEST_F(ModelFile, EveryTruncationAndBitFlipEndsCleanly) {
