@@ -40,11 +40,6 @@ inline bool isShort(Size control) {
     return (control & 0x70) == 0 && control != 128;
 }
 
-/// True for two packets of at most kShort pixels, at least one of which is a repeat.
-inline bool areShortWithRepeat(Size first, Size second) {
-    return ((first | second) & 0xF0) == 0x80 && first != 128 && second != 128;
-}
-
 /// Decodes from `*from` on only packets that are short, lie whole before `end` and leave room for a
 /// vector in the line. `put(pixels, control, x)` puts the pixels of one to the lines and may read
 /// kWindowSlack bytes. Moves `*from`, returns the new x.
@@ -54,12 +49,15 @@ inline Size decodeShortPackets(const Byte** from, const Byte* end, Size x, Size 
     const Byte* at = *from;
     while (end - at >= 2 * kLargest && x + 2 * kShort <= width) {
         const Size first = *at;
+        if (!isShort(first)) {
+            break;
+        }
         const Byte* const middle = behindShort<C>(at, first);
         // What follows: behind a literal one more repeat, behind a repeat a packet of either kind.
         const Byte* const behindRepeat = behindShort<C>(at + 1 + C, at[1 + C]);
         const Byte* const next = byKind(first, at + 2 * (1 + C) + first * C, behindRepeat);
         const Size second = *middle;
-        if (!areShortWithRepeat(first, second)) {
+        if (!isShort(second) || (first | second) < 128) {
             break;
         }
         put(at + 1, first, x);
@@ -85,14 +83,15 @@ template <int C, class Gather>
 inline Byte* encodeShortPackets(const Byte* const* lines, Size* from, Size width, const Word* pairs,
                                 Byte* to, Gather gather) {
     constexpr Size kKnown = 57; // pairs in a word that begins with any bit of a byte
+    constexpr Word kBeyond = Word{1} << kKnown;
     const auto* const bits = reinterpret_cast<const Byte*>(pairs);
     Size x = *from;
     while (x + 64 <= width) {
         Word here = 0;
         std::memcpy(&here, bits + x / 8, sizeof here);
         here >>= x % 8;
-        const auto literal = static_cast<Size>(__builtin_ctzll(here | Word{1} << kKnown));
-        const auto equal = static_cast<Size>(__builtin_ctzll(~(here >> (literal % 64))));
+        const auto literal = static_cast<Size>(__builtin_ctzll(here | kBeyond));
+        const auto equal = static_cast<Size>(__builtin_ctzll(~(here >> literal) | kBeyond));
         if (literal > kShort || literal + equal >= kKnown) {
             break;
         }
