@@ -2,6 +2,7 @@
 // The link: queries, lines and whole pictures over a connection to a real driver, both processes on
 // one processor, and the start of a driver.
 #include "IPC_LinkIrix.h"
+#include "base/uniqueFd.h"
 #include "ipc_peer.h"
 #include "ipc_socket.h"
 #include "pictures.h"
@@ -10,14 +11,18 @@
 #include "tdr/driver.h"
 #include "tdr/picture.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <spawn.h>
 #include <stdexcept>
+#include <sys/mman.h>
+#include <sys/shm.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -171,6 +176,28 @@ double busy(const tdr::Driver& driver, Work work) {
     return now(clock) + now(CLOCK_THREAD_CPUTIME_ID) - start;
 }
 
+/// What a request for a whole picture costs before anything is decoded: the block attached, mapped,
+/// filled and detached.
+void copyThroughBlock(int id, const std::vector<std::uint8_t>& pixels) {
+    void* const memory = shmat(id, nullptr, 0);
+    madvise(memory, pixels.size(), MADV_POPULATE_WRITE);
+    std::memcpy(memory, pixels.data(), pixels.size());
+    shmdt(memory);
+}
+
+/// Writes a new file of that size, in pieces as large as the driver's.
+void writeAnew(const fs::path& path, std::size_t bytes) {
+    static const std::vector<char> piece(std::size_t{64} << 10, 'x');
+    const base::UniqueFd file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+    while (bytes > 0) {
+        const ssize_t written = write(file.get(), piece.data(), std::min(bytes, piece.size()));
+        if (written <= 0) {
+            throw std::runtime_error("cannot write " + path.string());
+        }
+        bytes -= static_cast<std::size_t>(written);
+    }
+}
+
 /// Whole pictures in one request, each time another one, over a fresh connection.
 void measureCaches(const std::string& group) {
     struct Sample {
@@ -211,8 +238,21 @@ void measureCaches(const std::string& group) {
         must(driver.disconnectFromFile());
         return seconds;
     };
-    compare("put-cache " + group, {{"memcpy", memcpyPicture}, {"ours", put}});
-    compare("get-cache " + group, {{"memcpy", memcpyPicture}, {"ours", get}});
+    const auto bareGet = [&, turn = std::size_t{0}]() mutable {
+        const Sample& sample = samples[turn++ % samples.size()];
+        return busy(driver, [&] { copyThroughBlock(block.id(), sample.pixels); });
+    };
+    const auto barePut = [&, turn = std::size_t{0}]() mutable {
+        const Sample& sample = samples[turn++ % samples.size()];
+        return busy(driver, [&] {
+            copyThroughBlock(block.id(), sample.pixels);
+            writeAnew(folder.path / "bare", fs::file_size(sample.file));
+        });
+    };
+    compare("put-cache " + group,
+            {{"memcpy", memcpyPicture}, {"ours", put}, {"no coding", barePut}});
+    compare("get-cache " + group,
+            {{"memcpy", memcpyPicture}, {"ours", get}, {"no coding", bareGet}});
 }
 
 /// From the start of a bare program to its connection.

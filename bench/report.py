@@ -47,6 +47,9 @@ def targets():
     for request in ("get-cache", "put-cache"):
         yield f"{request}, photograph", f"{request} photograph", "ours", "memcpy", THROUGHPUT, 0.16, 0.22
         yield f"{request}, flat", f"{request} flat", "ours", "memcpy", THROUGHPUT, 0.2, 0.36
+        for group in ("photograph", "flat"):
+            yield (f"{request} without coding, {group}", f"{request} {group}", "no coding", "memcpy",
+                   THROUGHPUT, None, None)
     yield "start of a driver", "driver start", "ours", "hello", TIME, 2.5, 1.5
     yield "convert to PIC, photograph", "convert to PIC", "ours", "cp", TIME, 5, 3
     yield "convert to PIC, photograph", "convert to PIC", "ours", "ImageMagick SGI", TIME, None, None
