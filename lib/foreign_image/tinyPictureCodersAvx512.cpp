@@ -7,6 +7,9 @@ namespace {
 
 using Wide = __m512i;
 
+constexpr Size kMaxLiteral = 128; ///< pixels
+static_assert(kWindowSlack >= kMaxLiteral);
+
 /// Sixteen pixels of `C` bytes and their channels, one after the other, in 64 bytes: where each
 /// byte comes from.
 template <int C>
@@ -77,6 +80,19 @@ struct Avx512Ops : X86Ops {
         }
     }
 
+    static void fill(Byte* to, Byte value, Size count, Size room) {
+        constexpr Size kFew = 512;
+        if (count > kFew || room < count + 64) {
+            std::memset(to, value, count);
+            return;
+        }
+        const Wide all = _mm512_set1_epi8(static_cast<char>(value));
+        _mm512_storeu_si512(to, all);
+        for (Size i = 64; i < count; i += 64) {
+            _mm512_storeu_si512(to + i, all);
+        }
+    }
+
     /// Sixty-four pixels to the lines.
     template <int C>
     static void put64(const Byte* pixels, Byte* const* lines, Size x) {
@@ -102,6 +118,13 @@ struct Avx512Ops : X86Ops {
     template <int C>
     static void spread(const Byte* from, Byte* const* lines, Size x, Size count, Size room) {
         Size done = 0;
+        if constexpr (C == 1) {
+            if (room >= kMaxLiteral) { // any literal, without asking how long it is
+                put64<1>(from, lines, x);
+                put64<1>(from + 64, lines, x + 64);
+                done = kMaxLiteral;
+            }
+        }
         for (; done + 64 <= count; done += 64) {
             put64<C>(from + done * C, lines, x + done);
         }

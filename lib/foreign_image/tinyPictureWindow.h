@@ -22,7 +22,7 @@ struct StreamWindow {
     bool ended;               ///< the stream has nothing more
 };
 
-inline constexpr std::size_t kWindowSlack = 64;
+inline constexpr std::size_t kWindowSlack = 128;
 inline constexpr std::size_t kMinWindow = 1024;
 
 /// Tries to have `need` bytes (at most the capacity) at `at`. Returns how many there are: fewer
