@@ -5,7 +5,7 @@
 
 namespace {
 
-struct Avx2Ops : X86Ops {
+struct Avx2Ops : X86Ops<Avx2Ops> {
     using Wide = __m256i;
 
     static Wide loadWide(const Byte* from) {

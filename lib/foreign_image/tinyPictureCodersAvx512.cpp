@@ -51,12 +51,11 @@ struct FarPlaces {
 template <int C>
 constexpr FarPlaces<C> kFarPlaces;
 
-struct Avx512Ops : X86Ops {
-    /// Sixteen pixels, or one sixteen times, to the lines.
+struct Avx512Ops : X86Ops<Avx512Ops> {
     template <int C>
-    static void put16(const Byte* pixels, Size repeated, Byte* const* lines, Size x) {
+    static void spreadShort(const Byte* pixels, Size control, Byte* const* lines, Size x) {
         const Wide channels = _mm512_permutexvar_epi8(
-            _mm512_load_si512(kPlaces<C>.spread[repeated]), _mm512_loadu_si512(pixels));
+            _mm512_load_si512(kPlaces<C>.spread[control >> 7]), _mm512_loadu_si512(pixels));
         store(lines[0] + x, _mm512_castsi512_si128(channels));
         store(lines[1] + x, _mm512_extracti32x4_epi32(channels, 1));
         if constexpr (C > 2) {
@@ -64,19 +63,6 @@ struct Avx512Ops : X86Ops {
         }
         if constexpr (C > 3) {
             store(lines[3] + x, _mm512_extracti32x4_epi32(channels, 3));
-        }
-    }
-
-    template <int C>
-    static Size readShortPackets(const Byte** from, const Byte* end, Byte* const* lines, Size x,
-                                 Size width) {
-        if constexpr (C == 1) {
-            return x;
-        } else {
-            return decodeShortPackets<C>(from, end, x, width,
-                                         [lines](const Byte* pixels, Size control, Size to) {
-                                             put16<C>(pixels, control >> 7, lines, to);
-                                         });
         }
     }
 
@@ -130,17 +116,17 @@ struct Avx512Ops : X86Ops {
         }
         if constexpr (C > 1) {
             for (; done < count && room - done >= kLanes; done += kLanes) {
-                put16<C>(from + done * C, 0, lines, x + done);
+                spreadShort<C>(from + done * C, kShort - 1, lines, x + done);
             }
         }
         if (done < count) {
-            X86Ops::spread<C>(from + done * C, lines, x + done, count - done, room - done);
+            X86Ops<Avx512Ops>::spread<C>(from + done * C, lines, x + done, count - done,
+                                         room - done);
         }
     }
 
-    /// Sixteen pixels from the lines; sets 64 bytes.
     template <int C>
-    static void take16(const Byte* const* lines, Size x, Byte* to) {
+    static void gatherShort(const Byte* const* lines, Size x, Byte* to) {
         Wide channels = _mm512_castsi128_si512(load(lines[0] + x));
         if constexpr (C > 1) {
             channels = _mm512_inserti32x4(channels, load(lines[1] + x), 1);
@@ -153,14 +139,6 @@ struct Avx512Ops : X86Ops {
         }
         _mm512_storeu_si512(
             to, _mm512_permutexvar_epi8(_mm512_load_si512(kPlaces<C>.gather), channels));
-    }
-
-    template <int C>
-    static Byte* writeShortPackets(const Byte* const* lines, Size* x, Size width, const Word* pairs,
-                                   Byte* to) {
-        return encodeShortPackets<C>(lines, x, width, pairs, to, [lines](Size from, Byte* pixels) {
-            take16<C>(lines, from, pixels);
-        });
     }
 
     /// Bit i is set when pixel `x` + i equals the one after it, for the pixels in `wanted`.

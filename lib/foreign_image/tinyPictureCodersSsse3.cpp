@@ -5,7 +5,7 @@
 
 namespace {
 
-struct Ssse3Ops : X86Ops {
+struct Ssse3Ops : X86Ops<Ssse3Ops> {
     /// Bit i is set when pixel `x` + i equals the one after it, for sixteen pixels.
     template <int C>
     static Word pairs16(const Byte* const* lines, Size x) {

@@ -93,7 +93,9 @@ struct LineDecoder {
             return mixedOverlong(in, lines, x, width);
         }
         const Size count = literal ? (left - 1) / C : 0;
-        spreadAll(in->at + 1, lines, x, count, width - x);
+        if (count > 0) {
+            spreadAll(in->at + 1, lines, x, count, width - x);
+        }
         in->at = in->end;
         return cut(lines, x + count, width);
     }

@@ -74,22 +74,8 @@ inline void spreadFew(const Byte* from, Vector* channels) {
     }
 }
 
-/// Sixteen pixels of `C` bytes, put together.
-template <int C>
-inline void gather16(const Byte* const* lines, Size x, Byte* to) {
-    Vector channels[C];
-    for (int c = 0; c < C; ++c) {
-        channels[c] = load(lines[c] + x);
-    }
-    for (int part = 0; part < C; ++part) {
-        Vector sum = _mm_setzero_si128();
-        for (int c = 0; c < C; ++c) {
-            sum = _mm_or_si128(sum, _mm_shuffle_epi8(channels[c], load(kMasks<C>.gather[c][part])));
-        }
-        store(to + 16 * part, sum);
-    }
-}
-
+/// The operations as SSSE3 does them. `Self` is the whole set, which may do some in another way.
+template <class Self>
 struct X86Ops {
     static void fill(Byte* to, Byte value, Size count, Size room) {
         if (room < count + kLanes) [[unlikely]] {
@@ -133,35 +119,57 @@ struct X86Ops {
         }
     }
 
+    /// Takes apart the pixels of a short packet, or its one pixel sixteen times.
+    template <int C>
+    static void spreadShort(const Byte* pixels, Size control, Byte* const* lines, Size x) {
+        Vector parts[C];
+        for (Size part = 0; part < C; ++part) {
+            parts[part] = load(pixels + kLanes * part);
+        }
+        const auto& masks = kMasks<C>.spread[control >> 7];
+        for (int c = 0; c < C; ++c) {
+            Vector sum = _mm_shuffle_epi8(parts[0], load(masks[c][0]));
+            for (int part = 1; part < C; ++part) {
+                sum = _mm_or_si128(sum, _mm_shuffle_epi8(parts[part], load(masks[c][part])));
+            }
+            store(lines[c] + x, sum);
+        }
+    }
+
+    /// Puts sixteen pixels together; may set 64 bytes.
+    template <int C>
+    static void gatherShort(const Byte* const* lines, Size x, Byte* to) {
+        Vector channels[C];
+        for (int c = 0; c < C; ++c) {
+            channels[c] = load(lines[c] + x);
+        }
+        for (int part = 0; part < C; ++part) {
+            Vector sum = _mm_setzero_si128();
+            for (int c = 0; c < C; ++c) {
+                sum = _mm_or_si128(sum,
+                                   _mm_shuffle_epi8(channels[c], load(kMasks<C>.gather[c][part])));
+            }
+            store(to + 16 * part, sum);
+        }
+    }
+
     template <int C>
     static Size readShortPackets(const Byte** from, const Byte* end, Byte* const* lines, Size x,
                                  Size width) {
         if constexpr (C == 1) {
             return x; // bytes are copied and filled at once as they are
         }
-        return decodeShortPackets<C>(
-            from, end, x, width, [lines](const Byte* pixels, Size control, Size to) {
-                Vector parts[C];
-                for (Size part = 0; part < C; ++part) {
-                    parts[part] = load(pixels + kLanes * part);
-                }
-                const auto& masks = kMasks<C>.spread[control >> 7];
-                for (int c = 0; c < C; ++c) {
-                    Vector sum = _mm_shuffle_epi8(parts[0], load(masks[c][0]));
-                    for (int part = 1; part < C; ++part) {
-                        sum =
-                            _mm_or_si128(sum, _mm_shuffle_epi8(parts[part], load(masks[c][part])));
-                    }
-                    store(lines[c] + to, sum);
-                }
-            });
+        return decodeShortPackets<C>(from, end, x, width,
+                                     [lines](const Byte* pixels, Size control, Size to) {
+                                         Self::template spreadShort<C>(pixels, control, lines, to);
+                                     });
     }
 
     template <int C>
     static Byte* writeShortPackets(const Byte* const* lines, Size* x, Size width, const Word* pairs,
                                    Byte* to) {
         return encodeShortPackets<C>(lines, x, width, pairs, to, [lines](Size from, Byte* pixels) {
-            gather16<C>(lines, from, pixels);
+            Self::template gatherShort<C>(lines, from, pixels);
         });
     }
 
@@ -169,7 +177,7 @@ struct X86Ops {
     static void gather(const Byte* const* lines, Size x, Size count, Size room, Byte* to) {
         Size done = 0;
         for (; done < count && room - done >= kLanes; done += kLanes) {
-            gather16<C>(lines, x + done, to + done * C);
+            gatherShort<C>(lines, x + done, to + done * C);
         }
         for (; done < count; ++done) {
             for (int c = 0; c < C; ++c) {
