@@ -63,8 +63,9 @@ using support::stateOf;
 /// One run of the command, from its start to its end.
 class Running : public support::Program {
   public:
-    explicit Running(std::vector<std::string> arguments, const Around& around = {})
-        : Program(withCommand(std::move(arguments)), {}, [&around] { become(around); }) {}
+    explicit Running(std::vector<std::string> arguments, const Around& around = {},
+                     const std::string& program = TDR_COMMAND)
+        : Program(inFront(program, std::move(arguments)), {}, [&around] { become(around); }) {}
 
     Ended wait() {
         const int status = exitStatus(kLongest);
@@ -87,8 +88,9 @@ class Running : public support::Program {
   private:
     static constexpr std::chrono::seconds kLongest{250}; // the tests have limits of their own
 
-    static std::vector<std::string> withCommand(std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), TDR_COMMAND);
+    static std::vector<std::string> inFront(const std::string& program,
+                                            std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), program);
         return arguments;
     }
     static void become(const Around& around) {
@@ -121,7 +123,8 @@ class CommandTest : public ::testing::Test {
     }
 
     Ended run(std::vector<std::string> arguments, const Around& around = {}) {
-        Running running(std::move(arguments), around);
+        Running running(std::move(arguments), around,
+                        around.otherUser ? commandForAll() : TDR_COMMAND);
         pids_.insert(running.pid());
         return running.wait();
     }
@@ -130,6 +133,22 @@ class CommandTest : public ::testing::Test {
         auto running = std::make_unique<Running>(std::move(arguments));
         pids_.insert(running->pid());
         return running;
+    }
+
+    /// A copy of the command and its drivers where every user can execute them: the folder that
+    /// they were built in may be in a closed home.
+    std::string commandForAll() {
+        const fs::path bin = scratch_.path() / "bin";
+        if (fs::create_directory(bin)) {
+            fs::permissions(scratch_.path(), fs::perms(0755));
+            for (const auto& entry : fs::directory_iterator(fs::path(TDR_COMMAND).parent_path())) {
+                const std::string name = entry.path().filename().string();
+                if (name == "tdr" || name.ends_with("Filter")) {
+                    fs::copy_file(entry.path(), bin / name);
+                }
+            }
+        }
+        return (bin / "tdr").string();
     }
 
     /// Path of a file in the test's folder.
