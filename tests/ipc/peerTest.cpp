@@ -11,6 +11,7 @@
 #include "support/tempDir.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -149,6 +150,34 @@ TEST_F(PeerStarting, ThePeerStartsWithCleanSignalsAndDescriptors) {
     EXPECT_EQ(sigismember(&after, SIGUSR1), 1);
     EXPECT_EQ(KeepAction::current(SIGPIPE), SIG_IGN);
     EXPECT_EQ(KeepAction::current(SIGCHLD), SIG_IGN);
+}
+
+std::atomic<pid_t> owner;
+std::atomic<bool> ranElsewhere;
+void noteProcess(int) {
+    ranElsewhere = ranElsewhere || getpid() != owner;
+}
+
+TEST_F(PeerStarting, NoCatcherOfTheParentRunsInThePeer) {
+    const KeepAction resize(SIGWINCH); // which others do not mind
+    const pid_t group = getpgrp();
+    setpgid(0, 0);
+    owner = getpid();
+    std::signal(SIGWINCH, noteProcess);
+    std::atomic<bool> done = false;
+    std::thread storm([&] {
+        while (!done) {
+            kill(0, SIGWINCH); // as from a terminal: to the child, too, once it is there
+        }
+    });
+    const ipc::PeerOptions options = optionsFor(program("dies"));
+    for (int i = 0; i < 100; ++i) {
+        EXPECT_EQ(ipc::startPeer(options).failure, PeerFailure::Died);
+    }
+    done = true;
+    storm.join();
+    setpgid(0, group);
+    EXPECT_FALSE(ranElsewhere);
 }
 
 struct BadPeer {

@@ -91,14 +91,30 @@ struct ChildPlan {
     bool defaultChildSignal = true;
 };
 
-/// The child's side of the fork.
-[[noreturn]] void runProgram(const ChildPlan& plan) {
+/// Gives the signals that the parent catches their default action: a catcher that ran here would
+/// run in the parent's memory, for a signal (a Ctrl-C at the terminal) that the parent gets too.
+void dropCatchers() {
+    struct sigaction defaultAction {};
+    defaultAction.sa_handler = SIG_DFL;
+    for (int number = 1; number < NSIG; ++number) {
+        struct sigaction action {};
+        if (sigaction(number, nullptr, &action) == 0 && action.sa_handler != SIG_DFL &&
+            action.sa_handler != SIG_IGN) {
+            sigaction(number, &defaultAction, nullptr);
+        }
+    }
+}
+
+/// The child's side of the fork. Not inlined, so that nothing of it lies in the frame to which the
+/// parent returns.
+[[noreturn, gnu::noinline]] void runProgram(const ChildPlan& plan) {
     struct sigaction defaultAction {};
     defaultAction.sa_handler = SIG_DFL;
     sigaction(SIGPIPE, &defaultAction, nullptr);
     if (plan.defaultChildSignal) {
         sigaction(SIGCHLD, &defaultAction, nullptr);
     }
+    dropCatchers();
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
@@ -115,7 +131,7 @@ struct ChildPlan {
     _exit(kExecFailedStatus);
 }
 
-/// Forks with all signals blocked, so that no handler of the parent runs in the child. The child
+/// Forks with all signals blocked until no handler of the parent can run in the child. The child
 /// borrows the parent's memory until it executes the program: copying the tables of a host that
 /// holds gigabytes of pictures would take longer than the rest of the start.
 pid_t forkProgram(const ChildPlan& plan) {
