@@ -2,7 +2,6 @@
 #include "driverProcess.h"
 
 #include "interrupt.h"
-#include "ipc_socket.h"
 #include "ipc_wire.h"
 #include "requestNames.h"
 
@@ -190,8 +189,7 @@ Status DriverProcess::send(const Request& request) {
         packet_.numof_chars = static_cast<std::int32_t>(request.text->size()) + 1;
         std::ranges::copy(*request.text, packet_.chardata);
     }
-    const ipc::KeepSigpipe keep;
-    return sendsockdata(peer_.socket.get(), &packet_) == 0 ? Status() : Status(died());
+    return ipc::sendPacket(peer_.socket.get(), packet_) ? Status() : Status(died());
 }
 
 Status DriverProcess::receive() {

@@ -6,11 +6,13 @@
 #include "tdr/sharedBlock.h"
 
 #include <array>
+#include <atomic>
 #include <csignal>
 #include <poll.h>
 #include <sys/shm.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -222,6 +224,46 @@ TEST_F(SessionTest, signalActionsAreTheHostsOwn) {
         EXPECT_EQ(std::signal(SIGPIPE, pipeBefore), handler);
         EXPECT_EQ(std::signal(SIGCHLD, childBefore), handler);
     }
+}
+
+/// Looks at SIGPIPE's action all the time, as another thread of the host may rely on it.
+class ActionWatch {
+  public:
+    ActionWatch() : thread_([this] { look(); }) {}
+    ~ActionWatch() { changes(); }
+    int changes() {
+        done_ = true;
+        if (thread_.joinable()) {
+            thread_.join();
+        }
+        return changes_;
+    }
+
+  private:
+    void look() {
+        while (!done_) {
+            struct sigaction now {};
+            sigaction(SIGPIPE, nullptr, &now);
+            changes_ += now.sa_handler != SIG_IGN ? 1 : 0;
+        }
+    }
+    std::atomic<bool> done_ = false;
+    std::atomic<int> changes_ = 0;
+    std::thread thread_;
+};
+
+TEST_F(SessionTest, signalActionsAreTheHostsOwnAllTheTime) {
+    const auto before = std::signal(SIGPIPE, SIG_IGN);
+    {
+        ActionWatch watch;
+        auto driver = start("echo");
+        ASSERT_TRUE(driver) << driver.failure().text();
+        for (int i = 0; i < 3000; ++i) {
+            EXPECT_TRUE(driver->vendorName());
+        }
+        EXPECT_EQ(watch.changes(), 0);
+    }
+    std::signal(SIGPIPE, before);
 }
 
 TEST_F(SessionTest, otherChildrenAreNotWaitedFor) {

@@ -373,6 +373,25 @@ TEST(Wire, KeepSigpipeBringsTheHostsHandlingBack) {
     EXPECT_EQ(KeepAction::current(SIGPIPE), SIG_IGN);
 }
 
+TEST(Wire, APacketOfAHostTouchesNoActionAndLeavesNoSignal) {
+    const KeepAction pipe(SIGPIPE);
+    for (auto* const action : {SIG_DFL, SIG_IGN, sighandler_t{[](int) { FAIL(); }}}) {
+        std::signal(SIGPIPE, action);
+        SocketPair pair;
+        IPC_DataPacket packet = emptyPacket();
+        EXPECT_TRUE(ipc::sendPacket(pair.near.get(), packet));
+        packet.numof_floats = -1;
+        EXPECT_FALSE(ipc::sendPacket(pair.near.get(), packet));
+        EXPECT_EQ(takeAll(pair.far.get()), kEmptyWire);
+        packet = emptyPacket();
+        pair.far.reset();
+        const CaptureStderr said;
+        EXPECT_FALSE(ipc::sendPacket(pair.near.get(), packet));
+        EXPECT_EQ(said.text(), "");
+        EXPECT_EQ(KeepAction::current(SIGPIPE), action);
+    }
+}
+
 TEST(Wire, ReadbufReadsWhatThereIs) {
     SocketPair pair;
     char buf[8] = {};

@@ -17,7 +17,8 @@ namespace ipc {
 void sayError(const char* prefix, int error);
 
 /// Holds SIGPIPE back while it lives and forgets the one that was raised meanwhile; one from before
-/// stays. For a line to a stderr that nobody reads, which says nothing about the link.
+/// stays. For a write whose own result tells enough, like a line to a stderr that nobody reads.
+/// Only this thread's mask changes, never the action, which belongs to the whole process.
 class ForgetSigpipe {
   public:
     ForgetSigpipe();
@@ -41,9 +42,13 @@ class ForgetSigpipe {
 /// Takes a connection that waits on `listener`; none on failure (errno).
 [[nodiscard]] base::UniqueFd acceptConnection(int listener);
 
+/// Sends a packet; false when that failed.
+using SendPacket = bool (*)(int fd, IPC_DataPacket& packet);
+
 /// What to do about a peer's first packet: notes its ids in `ends` and answers an init request over
-/// `fd`.
-[[nodiscard]] PeerFailure answerInitRequest(const IPC_DataPacket& first, int fd, Ends& ends);
+/// `fd`, with `send`.
+[[nodiscard]] PeerFailure answerInitRequest(const IPC_DataPacket& first, int fd, Ends& ends,
+                                            SendPacket send);
 
 /// `read`, repeated while a signal interrupts it.
 [[nodiscard]] long readRetrying(int fd, void* buf, std::size_t n);

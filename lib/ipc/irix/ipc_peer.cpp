@@ -295,9 +295,8 @@ PeerFailure greet(const PeerOptions& options, Deadline deadline, PeerStart& star
         return PeerFailure::Garbled;
     }
     start.code = first.datacmd[kWordCode];
-    const KeepSigpipe keep;
     Ends ends{options.localId, options.localSubId};
-    const PeerFailure outcome = answerInitRequest(first, start.peer.socket.get(), ends);
+    const PeerFailure outcome = answerInitRequest(first, start.peer.socket.get(), ends, sendPacket);
     start.peer.peerId = ends.peerId;
     start.peer.peerSubId = ends.peerSubId;
     return outcome;
@@ -352,7 +351,7 @@ base::UniqueFd acceptConnection(int listener) {
     return fd;
 }
 
-PeerFailure answerInitRequest(const IPC_DataPacket& first, int fd, Ends& ends) {
+PeerFailure answerInitRequest(const IPC_DataPacket& first, int fd, Ends& ends, SendPacket send) {
     const short messageClass = first.datacmd[kWordClass];
     const short code = first.datacmd[kWordCode];
     if (messageClass == kClassEvent && code == kEventKill) {
@@ -365,7 +364,7 @@ PeerFailure answerInitRequest(const IPC_DataPacket& first, int fd, Ends& ends) {
     }
     IPC_DataPacket reply{};
     fillHeader(reply, ends, kClassStatus, kInitDataReady);
-    return sendsockdata(fd, &reply) < 0 ? PeerFailure::Reply : PeerFailure::None;
+    return send(fd, reply) ? PeerFailure::None : PeerFailure::Reply;
 }
 
 PeerStart launchPeer(const PeerOptions& options) {

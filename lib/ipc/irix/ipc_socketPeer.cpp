@@ -64,7 +64,8 @@ int greetStarted(const char* path, short localId, short localSubId, int fd, shor
         ipc::say("startsomeprocess: Got 0 from waitforprocessresponse()\n");
     }
     ipc::Ends ends{localId, localSubId};
-    const PeerFailure outcome = ipc::answerInitRequest(first, fd, ends);
+    const auto send = [](int to, IPC_DataPacket& reply) { return sendsockdata(to, &reply) == 0; };
+    const PeerFailure outcome = ipc::answerInitRequest(first, fd, ends, send);
     if (outcome == PeerFailure::Refused) {
         ipc::say("startsomeprocess: Got kill.\n");
         return 0;

@@ -278,6 +278,14 @@ PacketRead receivePacket(int fd, IPC_DataPacket& packet, Deadline deadline, int 
     return result;
 }
 
+bool sendPacket(int fd, IPC_DataPacket& packet) {
+    const ForgetSigpipe apart;
+    const auto isGood = [&](const WireField& field) { return isPlausible(field, packet); };
+    const auto goesOut = [&](const WireField& field) { return writeField(fd, field, packet); };
+    return std::all_of(std::begin(kFields), std::end(kFields), isGood) &&
+           std::all_of(std::begin(kFields), std::end(kFields), goesOut);
+}
+
 } // namespace ipc
 
 int sendsockdata(int fd, IPC_DataPacket* p) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Reading one packet off a stream socket, without a word on stderr and with a time limit: what
-// `readsockdata` is made of, and what a host uses that must not wait for ever on a stuck peer.
+// One packet over a stream socket, without a word on stderr: reading with a time limit, of which
+// `readsockdata` is made, for a host that must not wait for ever on a stuck peer; and writing that
+// leaves SIGPIPE's action alone, for a host that has one of its own or other threads.
 #pragma once
 
 #include "IPC_Link.h"
@@ -46,5 +47,9 @@ struct PacketRead {
 /// anything but `Complete` the stream is out of step and of no more use.
 [[nodiscard]] PacketRead receivePacket(int fd, IPC_DataPacket& packet, Deadline deadline = {},
                                        int cancelFd = -1);
+
+/// Writes one packet in the bytes of `sendsockdata`. False when a count is negative or above its
+/// capacity (nothing is sent) or a write failed; a peer that has gone raises no signal.
+[[nodiscard]] bool sendPacket(int fd, IPC_DataPacket& packet);
 
 } // namespace ipc
