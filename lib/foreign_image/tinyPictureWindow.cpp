@@ -37,7 +37,9 @@ std::size_t windowFill(StreamWindow* window, std::size_t need) {
     std::memmove(window->bytes, window->at, left);
     window->at = window->bytes;
     window->end = window->bytes + left;
-    readMore(window, window->exact ? need - left : wholeBlocks(window->capacity - left));
+    const std::size_t wanted = need - left;
+    readMore(window,
+             window->exact ? wanted : std::max(wanted, wholeBlocks(window->capacity - left)));
     return static_cast<std::size_t>(window->end - window->at);
 }
 

@@ -351,6 +351,19 @@ TEST(PictureCoders, ReadRubbishAsTheOracleDoes) {
     });
 }
 
+TEST(PictureCoders, AWindowFillsAsFarAsItIsAskedTo) {
+    constexpr std::size_t kCapacity = 5000; // no multiple of what a stream likes to read
+    Bytes memory(kCapacity + kWindowSlack);
+    const base::UniqueFile stream = testbytes::streamOf(std::string(20000, 'x'));
+    StreamWindow window{};
+    window.stream = stream.get();
+    window.bytes = memory.data();
+    window.capacity = kCapacity;
+    window.at = window.end = memory.data();
+    EXPECT_EQ(windowFill(&window, kCapacity), kCapacity);
+    EXPECT_FALSE(window.ended);
+}
+
 TEST(PictureCoders, PlainFormComesFirstAndTheChosenOneIsUsed) {
     ASSERT_FALSE(coderTables().empty());
     EXPECT_STREQ(coderTables().front()->name, "portable");
