@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
-// Decoding mixed packets of at most sixteen pixels, of which photographs are made, on x86
-// processors. Included by tinyPictureOpsX86.h only; everything is in the including file's own
+// Mixed packets of at most sixteen pixels, of which photographs are made, decoded and encoded on
+// x86 processors. Included by tinyPictureOpsX86.h only; everything is in the including file's own
 // namespace.
 //
-// What such a line costs is waiting: where a packet begins is known only when the one before it has
-// been looked at, and whether that is a literal or a repeat is what a processor guesses worst. So
-// both kinds go one way without a branch, and two packets at a time: a writer that merges what it
-// can puts a repeat behind every literal, and a repeat's size is known beforehand, so that one wait
-// serves both.
+// What decoding such a line costs is waiting: where a packet begins is known only when the one
+// before it has been looked at, and whether that is a literal or a repeat is what a processor
+// guesses worst. So both kinds go one way without a branch, and two packets at a time: a writer
+// that merges what it can puts a repeat behind every literal, and a repeat's size is known
+// beforehand, so that one wait serves both.
 #pragma once
 
 #include <cstddef>
