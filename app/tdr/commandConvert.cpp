@@ -111,7 +111,7 @@ Outcome<bool> Conversion::read(PictureFile& picture) {
     if (!pixels_) {
         return true;
     }
-    auto done = picture.reader.readAll(*pixels_);
+    auto done = picture.reader.readAll(*pixels_, tdr::BlockState::Blank);
     if (done) {
         done = picture.reader.close();
     }

@@ -3,12 +3,12 @@
 #include "tdr/picture.h"
 
 #include "base/checkedMath.h"
+#include "base/populate.h"
 
 #include <algorithm>
 #include <cstring>
 #include <new>
 #include <string>
-#include <sys/mman.h>
 
 namespace tdr {
 
@@ -18,12 +18,29 @@ Failure badArgument(const char* what) {
     return {FailureKind::BadArgument, what, {}, {}};
 }
 
-/// Has the system map a picture's memory in one call before it is filled, instead of by a page
-/// fault for every page. Only a hint: an older system ignores it.
-void populate(std::span<std::uint8_t> bytes) {
-#ifdef MADV_POPULATE_WRITE // since Linux 5.14
-    static_cast<void>(::madvise(bytes.data(), bytes.size(), MADV_POPULATE_WRITE));
-#endif
+/// True when all pixels have the alpha value `alpha`.
+bool allAlpha(std::span<const std::uint8_t> pixels, std::uint8_t alpha) {
+    for (std::size_t at = 0; at < pixels.size(); at += kPixelBytes) {
+        if (pixels[at] != alpha) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// True when alpha is zero throughout; `row` of them is asked first, which settles it for most.
+bool noAlpha(std::span<std::uint8_t> pixels, std::span<const std::uint8_t> row) {
+    if (!allAlpha(row, 0)) {
+        return false;
+    }
+    base::populate(pixels.data(), pixels.size());
+    return allAlpha(pixels, 0);
+}
+
+void setAlpha(std::span<std::uint8_t> pixels, std::uint8_t alpha) {
+    for (std::size_t at = 0; at < pixels.size(); at += kPixelBytes) {
+        pixels[at] = alpha;
+    }
 }
 
 std::span<std::uint8_t> rowOf(const SharedBlock& block, std::int32_t width, std::int32_t line) {
@@ -40,7 +57,7 @@ Result<bool> mayUseCaches(Driver& driver) {
 
 // --- Reading -------------------------------------------------------------------------------------
 
-Status PictureReader::readAll(SharedBlock& block) {
+Status PictureReader::readAll(SharedBlock& block, BlockState state) {
     if (block.bytes().size() < pictureBytes(shape_.width, shape_.height)) {
         return badArgument("read picture: the block is too small");
     }
@@ -48,24 +65,50 @@ Status PictureReader::readAll(SharedBlock& block) {
     if (!caches) {
         return caches.failure();
     }
-    return *caches ? readCache(block) : readLines(block);
+    return *caches ? readCache(block, state) : readLines(block);
 }
 
 /// The protocol has a driver go through the picture from the top and, in the end, back to the first
 /// scanline for the bottom row: that row then repeats the top one. A fresh connection mends it.
 /// Where the two rows differ, the driver does better and nothing is to be mended.
-Status PictureReader::readCache(SharedBlock& block) {
+///
+/// A driver leaves the bytes of channels alone that the file lacks. In a blank block only alpha is
+/// then not as it should be, and one alpha value other than zero tells that the file has them.
+Status PictureReader::readCache(SharedBlock& block, BlockState state) {
     const auto pixels = block.bytes().first(pictureBytes(shape_.width, shape_.height));
-    populate(pixels);
-    fillOpaqueBlack(pixels);
+    if (state == BlockState::Used) {
+        base::populate(pixels.data(), pixels.size());
+        fillOpaqueBlack(pixels);
+    }
     Status done = driver_->getCache(block, cell_);
-    const auto bottom = rowOf(block, shape_.width, 0);
-    const auto top = rowOf(block, shape_.width, shape_.height - 1);
-    if (!done || shape_.height == 1 || !std::ranges::equal(bottom, top)) {
+    if (!done) {
         return done;
     }
-    done = driver_->connectToFile(path_, Access::Read, cell_);
-    return done ? readLine(block, 0) : done;
+    const auto bottom = rowOf(block, shape_.width, 0);
+    const auto top = rowOf(block, shape_.width, shape_.height - 1);
+    const bool alphaMayBeMissing = state == BlockState::Blank && noAlpha(pixels, top);
+    if (alphaMayBeMissing || (shape_.height > 1 && std::ranges::equal(bottom, top))) {
+        done = driver_->connectToFile(path_, Access::Read, cell_);
+        if (done) {
+            done = readLine(block, 0);
+        }
+    }
+    return done && alphaMayBeMissing ? fillMissingAlpha(block) : done;
+}
+
+/// Makes a picture opaque whose alpha is zero in all rows but the bottom one, which was read by
+/// itself, if its file has no alpha: then the driver leaves that row's alpha as it finds it.
+Status PictureReader::fillMissingAlpha(SharedBlock& block) {
+    const auto bottom = rowOf(block, shape_.width, 0);
+    if (!allAlpha(bottom, 255)) {
+        return {};
+    }
+    setAlpha(bottom, 0);
+    Status done = driver_->getLine(block, 0, cell_);
+    if (done && allAlpha(bottom, 0)) {
+        setAlpha(block.bytes().first(pictureBytes(shape_.width, shape_.height)), 255);
+    }
+    return done;
 }
 
 Status PictureReader::readLines(SharedBlock& block) {
@@ -104,7 +147,7 @@ Result<Picture> readPicture(Driver& driver, std::string_view path, std::size_t m
     if (!block) {
         return block.failure();
     }
-    Status done = reader->readAll(*block);
+    Status done = reader->readAll(*block, BlockState::Blank);
     if (done) {
         done = reader->close();
     }
@@ -113,6 +156,7 @@ Result<Picture> readPicture(Driver& driver, std::string_view path, std::size_t m
     }
     try {
         const auto pixels = block->bytes();
+        base::populate(pixels.data(), pixels.size());
         return Picture{reader->width(), reader->height(), {pixels.begin(), pixels.end()}};
     } catch (const std::bad_alloc&) {
         return Failure{FailureKind::NoMemory, "read picture: no memory for its pixels", {}, {}};

@@ -121,6 +121,34 @@ TEST_F(PictureTest, missingChannelsAreOpaqueBlack) {
     ASSERT_TRUE(reader && block);
     ASSERT_TRUE(reader->readLine(*block, 1));
     EXPECT_TRUE(std::ranges::equal(block->bytes(), Pixels{255, 3, 2, 1})) << "by its lines";
+
+    auto whole = SharedBlock::create(tdr::pictureBytes(1, 2));
+    ASSERT_TRUE(whole && reader->close());
+    std::ranges::fill(whole->bytes(), std::uint8_t{9});
+    reader = PictureReader::open(*driver, colour);
+    ASSERT_TRUE(reader && reader->readAll(*whole));
+    EXPECT_TRUE(std::ranges::equal(whole->bytes(), Pixels{255, 6, 5, 4, 255, 3, 2, 1}))
+        << "in a block that was used before";
+}
+
+TEST_F(PictureTest, aFileWithAlphaKeepsItHoweverLittleThereIs) {
+    auto driver = Driver::start(real("softimageFilter"));
+    ASSERT_TRUE(driver);
+    struct Case {
+        const char* what;
+        std::vector<std::size_t> opaque; ///< rows from the bottom, of four
+    };
+    for (const auto& [what, opaque] :
+         {Case{"none at all", {}}, Case{"the bottom row", {0}}, Case{"a row in between", {2}},
+          Case{"the top row", {3}}, Case{"both ends", {0, 3}}}) {
+        Picture picture = motley(3, 4);
+        for (std::size_t pixel = 0; pixel < 12; ++pixel) {
+            const bool isOpaque = std::ranges::find(opaque, pixel / 3) != opaque.end();
+            picture.pixels[pixel * 4] = isOpaque ? 255 : 0;
+        }
+        ASSERT_TRUE(tdr::writePicture(*driver, folder() / "a.pic", picture));
+        EXPECT_EQ(tdr::readPicture(*driver, folder() / "a.pic")->pixels, picture.pixels) << what;
+    }
 }
 
 TEST_F(PictureTest, aMatteIsItsFirstChannelInWhite) {

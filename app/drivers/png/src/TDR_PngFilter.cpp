@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "TDR_PngFilter.h"
 
+#include "base/populate.h"
 #include "pngPicture.h"
 #include "pngWriter.h"
 
@@ -168,7 +169,11 @@ int TDR_PngFilter::putLine(char* block, int, long, long y) {
 }
 
 int TDR_PngFilter::getCache(char* block, int, long) {
-    bool whole = mayTransfer(reading_.get(), lineBytes() * static_cast<std::size_t>(bounds[3]));
+    const std::size_t bytes = lineBytes() * static_cast<std::size_t>(bounds[3]);
+    bool whole = mayTransfer(reading_.get(), bytes);
+    if (whole) {
+        base::populate(block, bytes);
+    }
     for (long y = bounds[3] - 1; whole && y >= 0; --y) {
         whole = getRow(y, block + static_cast<std::size_t>(y) * lineBytes());
     }
@@ -176,7 +181,11 @@ int TDR_PngFilter::getCache(char* block, int, long) {
 }
 
 int TDR_PngFilter::putCache(char* block, int, long) {
-    bool whole = mayTransfer(writing_.get(), lineBytes() * static_cast<std::size_t>(bounds[3]));
+    const std::size_t bytes = lineBytes() * static_cast<std::size_t>(bounds[3]);
+    bool whole = mayTransfer(writing_.get(), bytes);
+    if (whole) {
+        base::populate(block, bytes);
+    }
     for (long y = bounds[3] - 1; whole && y >= 0; --y) {
         whole = putRow(y, block + static_cast<std::size_t>(y) * lineBytes());
     }

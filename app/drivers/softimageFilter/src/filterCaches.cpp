@@ -1,21 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Whole pictures between the host's blocks and the file.
 #include "TDR_SoftimageFilter.h"
-
-#include <sys/mman.h>
+#include "base/populate.h"
 
 namespace {
-
-#ifndef MADV_POPULATE_READ // since Linux 5.14
-constexpr int MADV_POPULATE_READ = 22;
-constexpr int MADV_POPULATE_WRITE = 23;
-#endif
-
-/// Has the system map the memory of a freshly attached block in one call instead of one page fault
-/// for each few pages. Only a hint: where the system does not know it, nothing happens.
-void populate(char* block, std::size_t bytes, int access) {
-    static_cast<void>(::madvise(block, bytes, access));
-}
 
 /// Fetches memory that is used soon: a processor foresees the lines of a block only one by one, and
 /// not from the last to the first.
@@ -33,7 +21,7 @@ int TDR_SoftimageFilter::getCache(char* block, int, long) {
     if (!mayTransfer(false, lineBytes * static_cast<std::size_t>(height()))) {
         return -1;
     }
-    populate(block, lineBytes * static_cast<std::size_t>(height()), MADV_POPULATE_WRITE);
+    base::populate(block, lineBytes * static_cast<std::size_t>(height()));
     // Kept: A whole picture is read by its rows, not by file order.
     // A reader would expect row 0, the bottom line, to get the last scanline. The row's number goes
     // where the scanline's belongs: the last call, for row 0, finds the position of the first
@@ -53,7 +41,7 @@ int TDR_SoftimageFilter::putCache(char* block, int, long) {
     if (!mayTransfer(true, lineBytes * static_cast<std::size_t>(height()))) {
         return -1;
     }
-    populate(block, lineBytes * static_cast<std::size_t>(height()), MADV_POPULATE_READ);
+    base::populate(block, lineBytes * static_cast<std::size_t>(height()));
     // Kept: A whole picture is written by its rows and ends on line 0.
     // A reader would expect the last line to be the last one written. The file is right, because
     // writing only appends, but the rows' numbers stand for file order: afterwards line 0 counts as

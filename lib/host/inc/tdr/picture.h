@@ -50,6 +50,12 @@ void fillOpaqueBlack(std::span<std::uint8_t> line);
 void expandMatte(std::span<const std::uint8_t> bits, std::int32_t channels,
                  std::span<std::uint8_t> line);
 
+/// What a block holds before a picture is read into it.
+enum class BlockState {
+    Used,  ///< anything
+    Blank, ///< zeros: as `SharedBlock::create` made it, and nobody has written to it
+};
+
 /// Reads one file through a driver. Borrows the driver; one reader or writer a driver at a time.
 class PictureReader {
   public:
@@ -69,8 +75,9 @@ class PictureReader {
 
     /// Reads all lines into `block`, one after the other, the bottom line first. Where the driver
     /// can (it was asked by `Driver::transfersCaches` before the file was opened) with a few
-    /// requests instead of one a line.
-    Status readAll(SharedBlock& block);
+    /// requests instead of one a line; into a blank block that is faster still, since this process
+    /// then touches only a few of its pages.
+    Status readAll(SharedBlock& block, BlockState state = BlockState::Used);
 
     /// Disconnects.
     Status close();
@@ -78,7 +85,8 @@ class PictureReader {
   private:
     PictureReader(Driver& driver, std::string_view path, std::int32_t cell)
         : driver_(&driver), path_(path), cell_(cell) {}
-    Status readCache(SharedBlock& block);
+    Status readCache(SharedBlock& block, BlockState state);
+    Status fillMissingAlpha(SharedBlock& block);
     Status readLines(SharedBlock& block);
     Status askShape();
     Status readMatteLine(SharedBlock& block, std::int32_t line);
