@@ -2,6 +2,7 @@
 // The link: queries, lines and whole pictures over a connection to a real driver, both processes on
 // one processor, and the start of a driver.
 #include "IPC_LinkIrix.h"
+#include "base/blockMemory.h"
 #include "base/uniqueFd.h"
 #include "ipc_peer.h"
 #include "ipc_socket.h"
@@ -21,7 +22,6 @@
 #include <iostream>
 #include <spawn.h>
 #include <stdexcept>
-#include <sys/mman.h>
 #include <sys/shm.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -180,7 +180,7 @@ double busy(const tdr::Driver& driver, Work work) {
 /// filled and detached.
 void copyThroughBlock(int id, const std::vector<std::uint8_t>& pixels) {
     void* const memory = shmat(id, nullptr, 0);
-    madvise(memory, pixels.size(), MADV_POPULATE_WRITE);
+    base::populate(memory, pixels.size());
     std::memcpy(memory, pixels.data(), pixels.size());
     shmdt(memory);
 }

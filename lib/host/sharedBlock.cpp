@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tdr/sharedBlock.h"
 
+#include "base/blockMemory.h"
+
 #include <cerrno>
 #include <cstring>
 #include <limits>
@@ -74,6 +76,7 @@ Result<SharedBlock> SharedBlock::create(std::size_t bytes) {
     }
     block.address_ = static_cast<std::uint8_t*>(address);
     block.size_ = bytes;
+    base::preferHugePages(address, bytes);
     return block;
 }
 

@@ -1,16 +1,17 @@
 // SPDX-License-Identifier: MIT
 // Whole pictures between the host's blocks and the file.
 #include "TDR_SoftimageFilter.h"
-#include "base/populate.h"
+#include "base/blockMemory.h"
 
 namespace {
 
-/// Fetches memory that is used soon: a processor foresees the lines of a block only one by one, and
-/// not from the last to the first.
+/// Fetches memory that is used soon, for reading (0) or for writing (1): a processor foresees the
+/// lines of a block only one by one, and not from the last to the first.
+template <int ForWriting>
 void fetch(const char* memory, std::size_t bytes) {
     constexpr std::size_t kCacheLine = 64;
     for (std::size_t i = 0; i < bytes; i += kCacheLine) {
-        __builtin_prefetch(memory + i);
+        __builtin_prefetch(memory + i, ForWriting);
     }
 }
 
@@ -28,8 +29,11 @@ int TDR_SoftimageFilter::getCache(char* block, int, long) {
     // scanline and reads the top line again, and the positions found on the way belong to rows, as
     // later line requests show. Hosts rely on mending row 0 through a second connection.
     for (long row = height() - 1; row >= 0; --row) {
-        if (!readLine(row, reinterpret_cast<unsigned char*>(block) +
-                               static_cast<std::size_t>(row) * lineBytes)) {
+        char* line = block + static_cast<std::size_t>(row) * lineBytes;
+        if (row > 0) {
+            fetch<1>(line - lineBytes, lineBytes);
+        }
+        if (!readLine(row, reinterpret_cast<unsigned char*>(line))) {
             return -1;
         }
     }
@@ -50,7 +54,7 @@ int TDR_SoftimageFilter::putCache(char* block, int, long) {
     for (long row = height() - 1; row >= 0; --row) {
         char* line = block + static_cast<std::size_t>(row) * lineBytes;
         if (row > 0) {
-            fetch(line - lineBytes, lineBytes);
+            fetch<0>(line - lineBytes, lineBytes);
         }
         whole = writeLine(row, reinterpret_cast<unsigned char*>(line)) && whole;
     }
