@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The coders for x86 processors with AVX-512 and its byte permutations (VBMI).
+// The coders for x86 processors with AVX-512 and its byte permutations (VBMI, VBMI2).
+#include "tinyPictureBlockPackets.h"
 #include "tinyPictureCoderTable.h"
 #include "tinyPictureOpsX86.h"
 
@@ -139,6 +140,16 @@ struct Avx512Ops : X86Ops<Avx512Ops> {
         }
         _mm512_storeu_si512(
             to, _mm512_permutexvar_epi8(_mm512_load_si512(kPlaces<C>.gather), channels));
+    }
+
+    template <int C>
+    static Byte* writeShortPackets(const Byte* const* lines, Size* x, Size width, const Word* pairs,
+                                   Byte* to) {
+        if constexpr (C == 4) { // a header and four channels are no power of two
+            return X86Ops<Avx512Ops>::writeShortPackets<C>(lines, x, width, pairs, to);
+        } else {
+            return encodeBlocks<C>(lines, x, width, pairs, to);
+        }
     }
 
     /// Bit i is set when pixel `x` + i equals the one after it, for the pixels in `wanted`.

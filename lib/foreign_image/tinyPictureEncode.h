@@ -106,6 +106,9 @@ struct LineEncoder {
         Ops::template findPairs<C>(lines, width, pairs);
         for (Size x = 0; x < width;) {
             to = Ops::template writeShortPackets<C>(lines, &x, width, pairs, to);
+            if (x == width) {
+                break;
+            }
             Size count = runEnd(pairs, x) + 1 - x;
             if (count > 1) {
                 count = count < kMaxRepeat ? count : kMaxRepeat;
