@@ -2,7 +2,7 @@
 // The link: queries, lines and whole pictures over a connection to a real driver, both processes on
 // one processor, and the start of a driver.
 #include "IPC_LinkIrix.h"
-#include "base/blockMemory.h"
+#include "base/hugePages.h"
 #include "base/uniqueFd.h"
 #include "ipc_peer.h"
 #include "ipc_socket.h"
@@ -179,6 +179,7 @@ double busy(const tdr::Driver& driver, Work work) {
 /// What a request for a whole picture costs before anything is decoded: the block attached, mapped,
 /// filled and detached.
 void copyThroughBlock(int id, const std::vector<std::uint8_t>& pixels) {
+    const base::HugePageGap gap(pixels.size());
     void* const memory = shmat(id, nullptr, 0);
     base::populate(memory, pixels.size());
     std::memcpy(memory, pixels.data(), pixels.size());

@@ -84,7 +84,7 @@ struct Avx512Ops : X86Ops<Avx512Ops> {
     template <int C>
     static void put64(const Byte* pixels, Byte* const* lines, Size x) {
         Wide parts[C];
-        for (int part = 0; part < C; ++part) {
+        for (Size part = 0; part < C; ++part) {
             parts[part] = _mm512_loadu_si512(pixels + 64 * part);
         }
         for (int c = 0; c < C; ++c) {

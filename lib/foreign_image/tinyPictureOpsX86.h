@@ -143,13 +143,13 @@ struct X86Ops {
         for (int c = 0; c < C; ++c) {
             channels[c] = load(lines[c] + x);
         }
-        for (int part = 0; part < C; ++part) {
+        for (Size part = 0; part < C; ++part) {
             Vector sum = _mm_setzero_si128();
             for (int c = 0; c < C; ++c) {
                 sum = _mm_or_si128(sum,
                                    _mm_shuffle_epi8(channels[c], load(kMasks<C>.gather[c][part])));
             }
-            store(to + 16 * part, sum);
+            store(to + kLanes * part, sum);
         }
     }
 

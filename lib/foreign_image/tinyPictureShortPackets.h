@@ -46,6 +46,7 @@ inline bool isShort(Size control) {
 template <int C, class Put>
 inline Size decodeShortPackets(const Byte** from, const Byte* end, Size x, Size width, Put put) {
     constexpr std::ptrdiff_t kLargest = 1 + kShort * C;
+    constexpr Size kRepeat = 1 + C; // bytes of a packet
     const Byte* at = *from;
     while (end - at >= 2 * kLargest && x + 2 * kShort <= width) {
         const Size first = *at;
@@ -54,8 +55,8 @@ inline Size decodeShortPackets(const Byte** from, const Byte* end, Size x, Size 
         }
         const Byte* const middle = behindShort<C>(at, first);
         // What follows: behind a literal one more repeat, behind a repeat a packet of either kind.
-        const Byte* const behindRepeat = behindShort<C>(at + 1 + C, at[1 + C]);
-        const Byte* const next = byKind(first, at + 2 * (1 + C) + first * C, behindRepeat);
+        const Byte* const behindRepeat = behindShort<C>(at + kRepeat, at[kRepeat]);
+        const Byte* const next = byKind(first, at + 2 * kRepeat + first * C, behindRepeat);
         const Size second = *middle;
         if (!isShort(second) || (first | second) < 128) {
             break;

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tdr/sharedBlock.h"
 
-#include "base/blockMemory.h"
+#include "base/hugePages.h"
 
 #include <cerrno>
 #include <cstring>
@@ -70,13 +70,14 @@ Result<SharedBlock> SharedBlock::create(std::size_t bytes) {
     if (block.id_ < 0) {
         return noBlock(bytes, "shmget");
     }
+    const base::HugePageGap gap(bytes);
     void* address = ::shmat(block.id_, nullptr, 0);
     if (address == reinterpret_cast<void*>(-1)) { // NOLINT(performance-no-int-to-ptr)
         return noBlock(bytes, "shmat");
     }
     block.address_ = static_cast<std::uint8_t*>(address);
     block.size_ = bytes;
-    base::preferHugePages(address, bytes);
+    base::useHugePages(address, bytes);
     return block;
 }
 

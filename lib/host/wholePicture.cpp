@@ -3,7 +3,7 @@
 #include "tdr/picture.h"
 
 #include "base/checkedMath.h"
-#include "base/blockMemory.h"
+#include "base/hugePages.h"
 
 #include <algorithm>
 #include <cstring>

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "IPC_SharedMem.h"
 
+#include "base/hugePages.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -52,6 +54,7 @@ void* shmem_malloc(int size, int* key, int* shmid) {
         complain("shmem_malloc: shmget");
         return nullptr;
     }
+    const base::HugePageGap gap(static_cast<std::size_t>(size));
     void* const address = shmat(*shmid, nullptr, 0);
     // The system tells failure by the address -1.
     if (address == reinterpret_cast<void*>(-1)) { // NOLINT(performance-no-int-to-ptr)

@@ -21,6 +21,7 @@ class SharedBlock {
             id_ = shmget(key_, size, IPC_CREAT | IPC_EXCL | 0700);
         } while (id_ < 0 && errno == EEXIST);
         address_ = id_ < 0 ? nullptr : shmat(id_, nullptr, 0);
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): the system tells failure so
         if (address_ == nullptr || address_ == reinterpret_cast<void*>(-1)) {
             throw std::runtime_error("no shared memory for a test");
         }

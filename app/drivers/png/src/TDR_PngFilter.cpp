@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "TDR_PngFilter.h"
 
-#include "base/blockMemory.h"
+#include "base/hugePages.h"
 #include "pngPicture.h"
 #include "pngWriter.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Whole pictures between the host's blocks and the file.
 #include "TDR_SoftimageFilter.h"
-#include "base/blockMemory.h"
+#include "base/hugePages.h"
 
 namespace {
 

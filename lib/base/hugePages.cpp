@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+#include "hugePages.h"
+
+#include <cstdint>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace base {
+
+namespace {
+
+constexpr std::size_t kHugePage = std::size_t{2} << 20;
+
+// Of the system call; older headers have no names for them.
+constexpr int kPopulateRead = 22; // since Linux 5.14
+constexpr int kCollapse = 25;     // since Linux 6.1
+
+std::size_t roundUp(std::size_t value, std::size_t unit) {
+    return (value + unit - 1) / unit * unit;
+}
+
+} // namespace
+
+HugePageGap::HugePageGap(std::size_t bytes) {
+    if (bytes < kHugePage) {
+        return;
+    }
+    const std::size_t length = roundUp(bytes, static_cast<std::size_t>(::getpagesize()));
+    const std::size_t whole = length + 2 * kHugePage;
+    void* const gap =
+        ::mmap(nullptr, whole, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (gap == MAP_FAILED) {
+        return;
+    }
+    const auto start = reinterpret_cast<std::uintptr_t>(gap);
+    const std::size_t free = roundUp(start, kHugePage) + length - start;
+    held_ = static_cast<char*>(gap) + free;
+    heldBytes_ = whole - free;
+    ::munmap(gap, free);
+}
+
+HugePageGap::~HugePageGap() {
+    if (held_ != nullptr) {
+        ::munmap(held_, heldBytes_);
+    }
+}
+
+void useHugePages(void* memory, std::size_t bytes) {
+    if (reinterpret_cast<std::uintptr_t>(memory) % kHugePage != 0) {
+        return;
+    }
+    for (std::size_t at = 0; at + kHugePage <= bytes; at += kHugePage) {
+        char* const page = static_cast<char*>(memory) + at;
+        // There has to be some page already for a huge one to be made of it.
+        if (::madvise(page, 1, kPopulateRead) != 0 || ::madvise(page, kHugePage, kCollapse) != 0) {
+            return;
+        }
+    }
+}
+
+/// For reading: pages of shared memory may be written then, too, and marking them as written
+/// beforehand costs more.
+void populate(void* memory, std::size_t bytes) {
+    static_cast<void>(::madvise(memory, bytes, kPopulateRead));
+}
+
+} // namespace base

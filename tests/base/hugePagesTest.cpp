@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: MIT
+// That hints about huge pages change nothing but speed.
+#include "base/hugePages.h"
+#include "support/sharedBlock.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <string>
+
+namespace {
+
+constexpr std::size_t kMiB = std::size_t{1} << 20;
+
+/// A byte that neither page sizes nor small powers of two repeat.
+std::uint8_t byteAt(std::size_t at) {
+    return static_cast<std::uint8_t>(at % 251 + at / kMiB);
+}
+
+/// The first byte that is not as it should be, or `size`.
+std::size_t firstWrong(const void* memory, std::size_t size) {
+    const auto* bytes = static_cast<const std::uint8_t*>(memory);
+    std::size_t at = 0;
+    while (at < size && bytes[at] == byteAt(at)) {
+        ++at;
+    }
+    return at;
+}
+
+/// The addresses that this process has mapped.
+std::string mappings() {
+    std::ifstream maps("/proc/self/maps");
+    return {std::istreambuf_iterator<char>(maps), {}};
+}
+
+TEST(HugePagesTest, aBlockHoldsWhatItHeldForEveryProcess) {
+    for (const std::size_t size : {kMiB, 2 * kMiB - 1, 2 * kMiB, 2 * kMiB + 1, 7 * kMiB + 4097}) {
+        SCOPED_TRACE(size);
+        const support::SharedBlock block(size);
+        void* again = nullptr;
+        {
+            const base::HugePageGap gap(size);
+            again = shmat(block.id(), nullptr, 0);
+        }
+        ASSERT_EQ(block.attachments(), 2U);
+        for (std::size_t at = 0; at < size; ++at) {
+            block.bytes()[at] = byteAt(at);
+        }
+        base::useHugePages(again, size);
+        base::useHugePages(block.bytes(), size); // at whatever address
+        base::populate(again, size);
+        EXPECT_EQ(firstWrong(again, size), size);
+        std::memset(again, 0, size / 2);
+        EXPECT_EQ(block.bytes()[size / 2 - 1], 0) << "both still see the same memory";
+        EXPECT_EQ(block.bytes()[size - 1], byteAt(size - 1));
+        shmdt(again);
+    }
+}
+
+TEST(HugePagesTest, theSystemChoosesAnAddressThatFits) {
+    for (const std::size_t size : {2 * kMiB, 3 * kMiB + 1, 20 * kMiB}) {
+        const support::SharedBlock block(size);
+        const base::HugePageGap gap(size);
+        void* const address = shmat(block.id(), nullptr, 0);
+        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(address) % (2 * kMiB), 0U) << size;
+        shmdt(address);
+    }
+}
+
+TEST(HugePagesTest, aGapLeavesNothingMapped) {
+    const std::string before = mappings();
+    for (const std::size_t size : {std::size_t{1}, 2 * kMiB, 64 * kMiB + 5}) {
+        const base::HugePageGap gap(size);
+    }
+    EXPECT_EQ(mappings(), before);
+}
+
+TEST(HugePagesTest, moreMemoryThanThereIsAddressesForIsNotHeld) {
+    const base::HugePageGap gap(std::size_t{1} << 60);
+    base::useHugePages(nullptr, 2 * kMiB); // nothing there: nothing happens
+}
+
+} // namespace
