@@ -22,8 +22,7 @@ struct Runnable {
         }
         if (__builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vbmi") &&
             __builtin_cpu_supports("avx512vbmi2") && __builtin_cpu_supports("bmi") &&
-            __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("lzcnt") &&
-            __builtin_cpu_supports("popcnt")) {
+            __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("popcnt")) {
             tables[count++] = &kAvx512Coders;
         }
 #endif
