@@ -25,7 +25,7 @@ class HugePageGap {
 
 /// Gives attached shared memory, best when nobody has touched it yet, huge pages, as far as whole
 /// ones lie in it. What it holds stays. The system's setting for shared memory, which is usually
-/// off, does not matter: this asks for these pages only.
+/// "never", does not matter, unless it is "deny": this asks for these pages only.
 void useHugePages(void* memory, std::size_t bytes);
 
 /// Has the system map shared memory in one call before it is used, instead of by a page fault for

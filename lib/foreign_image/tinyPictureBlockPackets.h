@@ -10,8 +10,6 @@
 
 #include "tinyPictureOpsX86.h"
 
-#include <array>
-
 namespace {
 
 /// What becomes of the pixels of a block, a bit for each.
@@ -34,21 +32,24 @@ struct BlockPlan {
     }
 };
 
-inline __m512i countUp() {
-    alignas(64) static constexpr auto kNumbers = [] {
-        std::array<Byte, 64> numbers{};
-        for (Size i = 0; i < numbers.size(); ++i) {
+/// The numbers from 0 to 63.
+struct BlockNumbers {
+    alignas(64) Byte numbers[64];
+
+    constexpr BlockNumbers() : numbers() {
+        for (int i = 0; i < 64; ++i) {
             numbers[i] = static_cast<Byte>(i);
         }
-        return numbers;
-    }();
-    return _mm512_load_si512(kNumbers.data());
-}
+    }
+};
+
+constexpr BlockNumbers kBlockNumbers;
 
 /// The header of each packet in the block, at the pixel that opens it.
 inline __m512i blockHeaders(const BlockPlan& plan) {
-    const __m512i here = _mm512_maskz_compress_epi8(plan.opens, countUp());
-    const __m512i next = _mm512_maskz_compress_epi8(plan.opens & (plan.opens - 1), countUp());
+    const __m512i numbers = _mm512_load_si512(kBlockNumbers.numbers);
+    const __m512i here = _mm512_maskz_compress_epi8(plan.opens, numbers);
+    const __m512i next = _mm512_maskz_compress_epi8(plan.opens & (plan.opens - 1), numbers);
     const __m512i less = _mm512_sub_epi8(_mm512_sub_epi8(next, here), _mm512_set1_epi8(1));
     const __m512i headers = _mm512_maskz_expand_epi8(plan.opens, less);
     return _mm512_mask_add_epi8(headers, plan.runs, headers, _mm512_set1_epi8(-128));

@@ -8,7 +8,11 @@
 #include <algorithm>
 #include <array>
 #include <gtest/gtest.h>
+#include <map>
 #include <random>
+#include <sys/mman.h>
+#include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -25,14 +29,60 @@ constexpr std::array kOracleReaders = {oracle::read<oracle::readRawPixel>,
 constexpr std::uint8_t kGuard = 0xA7;
 constexpr std::size_t kGuardSize = 64;
 
-/// Lines in memory of their own, each at the wanted offset and with guards on both sides.
+/// Memory behind which touching a byte ends the program.
+class FencedBytes {
+  public:
+    explicit FencedBytes(std::size_t size) : size_(size) {
+        const auto page = static_cast<std::size_t>(getpagesize());
+        whole_ = (size + page - 1) / page * page + page;
+        if (const auto found = spare().extract(whole_)) {
+            memory_ = found.mapped();
+        } else {
+            memory_ = static_cast<std::uint8_t*>(
+                mmap(nullptr, whole_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+            mprotect(memory_ + whole_ - page, page, PROT_NONE);
+        }
+        begin_ = memory_ + whole_ - page - size;
+        std::fill(begin(), end(), kGuard);
+    }
+    ~FencedBytes() {
+        if (memory_ != nullptr) {
+            spare().emplace(whole_, memory_);
+        }
+    }
+    FencedBytes(FencedBytes&& other) noexcept
+        : memory_(std::exchange(other.memory_, nullptr)), whole_(other.whole_),
+          begin_(other.begin_), size_(other.size_) {}
+    FencedBytes(const FencedBytes&) = delete;
+    FencedBytes& operator=(const FencedBytes&) = delete;
+    FencedBytes& operator=(FencedBytes&&) = delete;
+
+    [[nodiscard]] std::uint8_t* begin() const { return begin_; }
+    [[nodiscard]] std::uint8_t* end() const { return begin_ + size_; }
+
+  private:
+    /// What is not used any more, by size: new memory costs more than a test has time for.
+    static std::multimap<std::size_t, std::uint8_t*>& spare() {
+        static std::multimap<std::size_t, std::uint8_t*> regions;
+        return regions;
+    }
+
+    std::uint8_t* memory_ = nullptr;
+    std::size_t whole_ = 0;
+    std::uint8_t* begin_ = nullptr;
+    std::size_t size_ = 0;
+};
+
+/// Lines in memory of their own: each right in front of a fence or, with an offset, so far behind a
+/// boundary of kGuardSize and with guards on both sides.
 class PlacedLines {
   public:
     PlacedLines(std::size_t channels, std::size_t width, std::size_t offset)
         : width_(width), offset_(kGuardSize + offset) {
+        const std::size_t behind = offset == 0 ? 0 : 2 * kGuardSize - (width + offset) % kGuardSize;
         for (std::size_t c = 0; c < channels; ++c) {
-            memory_.emplace_back(width + offset_ + kGuardSize, kGuard);
-            pointers_.push_back(memory_[c].data() + offset_);
+            memory_.emplace_back(offset_ + width + behind);
+            pointers_.push_back(memory_[c].begin() + offset_);
         }
     }
     PlacedLines(const Lines& lines, std::size_t offset)
@@ -53,18 +103,19 @@ class PlacedLines {
     }
 
     [[nodiscard]] bool guardsHold() const {
-        return std::all_of(memory_.begin(), memory_.end(), [this](const Bytes& bytes) {
+        return std::all_of(memory_.begin(), memory_.end(), [this](const FencedBytes& bytes) {
             const auto isGuard = [](std::uint8_t byte) { return byte == kGuard; };
-            const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(offset_);
-            return std::all_of(bytes.begin(), begin, isGuard) &&
-                   std::all_of(begin + static_cast<std::ptrdiff_t>(width_), bytes.end(), isGuard);
+            const std::uint8_t* line = bytes.begin() + offset_;
+            return std::all_of(bytes.begin(), bytes.begin() + offset_, isGuard) &&
+                   std::all_of(line + width_, static_cast<const std::uint8_t*>(bytes.end()),
+                               isGuard);
         });
     }
 
   private:
     std::size_t width_;
     std::size_t offset_;
-    std::vector<Bytes> memory_;
+    std::vector<FencedBytes> memory_;
     std::vector<std::uint8_t*> pointers_;
 };
 

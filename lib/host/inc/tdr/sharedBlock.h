@@ -20,9 +20,9 @@ class SharedBlock {
   public:
     /// Makes a zero-filled block of `bytes` bytes (1 ... 2147483647, the protocol's sizes are
     /// 32-bit). The key is random and new: a segment of somebody else is never joined. Mode 0700,
-    /// so drivers must run as the host's user. Fails with `BadArgument` or `NoMemory`. Blocks of 2
-    /// MiB and more take their memory at once, in huge pages as far as the system has some; smaller
-    /// ones when it is used.
+    /// so drivers must run as the host's user. Fails with `BadArgument` or `NoMemory`. Where
+    /// the system has huge pages, blocks of 2 MiB and more take their memory at once; elsewhere, as
+    /// smaller ones, when it is used.
     static Result<SharedBlock> create(std::size_t bytes);
 
     SharedBlock(SharedBlock&& other) noexcept;
