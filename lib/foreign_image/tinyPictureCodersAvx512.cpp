@@ -8,7 +8,6 @@ namespace {
 
 using Wide = __m512i;
 
-constexpr Size kMaxLiteral = 128; ///< pixels
 static_assert(kWindowSlack >= kMaxLiteral);
 
 /// Sixteen pixels of `C` bytes and their channels, one after the other, in 64 bytes: where each
@@ -32,6 +31,34 @@ struct Places {
 template <int C>
 constexpr Places<C> kPlaces;
 
+/// A packet and the one behind it, of at most 16 pixels each and not both literals, and their
+/// channels, 32 bytes for each: where each byte comes from. A byte behind the two packets' pixels
+/// may come from anywhere.
+template <int C>
+struct PairPlaces {
+    alignas(64) Byte spread[kShort][2][2][128]; ///< [first one's pixels - 1][second, first repeats]
+
+    constexpr PairPlaces() : spread() {
+        for (int pixels = 1; pixels <= 16; ++pixels) {
+            for (int kinds = 0; kinds < 4; ++kinds) {
+                const bool repeats[2] = {kinds % 2 == 1, kinds / 2 == 1};
+                for (int i = 0; i < 32; ++i) {
+                    const bool second = i >= pixels;
+                    const int begin = !second ? 0 : (repeats[0] ? 1 : pixels) * C + 1;
+                    const int pixel = repeats[second ? 1 : 0] ? 0 : second ? i - pixels : i;
+                    for (int c = 0; c < C; ++c) {
+                        spread[pixels - 1][kinds / 2][kinds % 2][c * 32 + i] =
+                            static_cast<Byte>(begin + pixel * C + c);
+                    }
+                }
+            }
+        }
+    }
+};
+
+template <int C>
+constexpr PairPlaces<C> kPairPlaces;
+
 /// Where in 64 pixels of `C` bytes the bytes of each channel are.
 template <int C>
 struct FarPlaces {
@@ -52,6 +79,10 @@ struct FarPlaces {
 template <int C>
 constexpr FarPlaces<C> kFarPlaces;
 
+void storeHalf(Byte* to, __m256i value) {
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(to), value);
+}
+
 struct Avx512Ops : X86Ops<Avx512Ops> {
     template <int C>
     static void spreadShort(const Byte* pixels, Size control, Byte* const* lines, Size x) {
@@ -64,6 +95,26 @@ struct Avx512Ops : X86Ops<Avx512Ops> {
         }
         if constexpr (C > 3) {
             store(lines[3] + x, _mm512_extracti32x4_epi32(channels, 3));
+        }
+    }
+
+    template <int C>
+    static void spreadPair(const Byte* pixels, Size first, Size second, Byte* const* lines,
+                           Size x) {
+        if constexpr (C == 4) { // two packets are more than a vector
+            X86Ops<Avx512Ops>::spreadPair<C>(pixels, first, second, lines, x);
+        } else {
+            // As an offset, so that it takes no more than three instructions a packet.
+            const Byte* const places = kPairPlaces<C>.spread[0][0][0] + (first & 15) * 512 +
+                                       (second & 128) * 2 + (first & 128);
+            const Wide packets = _mm512_loadu_si512(pixels);
+            const Wide front = _mm512_permutexvar_epi8(_mm512_load_si512(places), packets);
+            storeHalf(lines[0] + x, _mm512_castsi512_si256(front));
+            storeHalf(lines[1] + x, _mm512_extracti64x4_epi64(front, 1));
+            if constexpr (C > 2) {
+                const Wide back = _mm512_permutexvar_epi8(_mm512_load_si512(places + 64), packets);
+                storeHalf(lines[2] + x, _mm512_castsi512_si256(back));
+            }
         }
     }
 
@@ -99,6 +150,14 @@ struct Avx512Ops : X86Ops<Avx512Ops> {
                 }
             }
             _mm512_storeu_si512(lines[c] + x, channel);
+        }
+    }
+
+    template <int C>
+    static void spreadLong(const Byte* pixels, Size count, Byte* const* lines, Size x) {
+        put64<C>(pixels, lines, x);
+        if (count > 64) {
+            put64<C>(pixels + Size{64} * C, lines, x + 64);
         }
     }
 

@@ -136,6 +136,24 @@ struct X86Ops {
         }
     }
 
+    /// Takes apart the pixels of two short packets that follow each other, of which the first one's
+    /// begin at `pixels`. May set 32 bytes of a line.
+    template <int C>
+    static void spreadPair(const Byte* pixels, Size first, Size second, Byte* const* lines,
+                           Size x) {
+        const Byte* const behind = byKind(first, pixels + (first + 1) * C, pixels + C);
+        Self::template spreadShort<C>(pixels, first, lines, x);
+        Self::template spreadShort<C>(behind + 1, second, lines, x + (first & 127) + 1);
+    }
+
+    /// Takes apart a literal of any length. May set kMaxLiteral bytes of a line.
+    template <int C>
+    static void spreadLong(const Byte* pixels, Size count, Byte* const* lines, Size x) {
+        for (Size done = 0; done < count; done += kShort) {
+            Self::template spreadShort<C>(pixels + done * C, kShort - 1, lines, x + done);
+        }
+    }
+
     /// Puts sixteen pixels together; may set 64 bytes.
     template <int C>
     static void gatherShort(const Byte* const* lines, Size x, Byte* to) {
@@ -159,10 +177,7 @@ struct X86Ops {
         if constexpr (C == 1) {
             return x; // bytes are copied and filled at once as they are
         }
-        return decodeShortPackets<C>(from, end, x, width,
-                                     [lines](const Byte* pixels, Size control, Size to) {
-                                         Self::template spreadShort<C>(pixels, control, lines, to);
-                                     });
+        return decodeShortPackets<C, Self>(from, end, lines, x, width);
     }
 
     template <int C>

@@ -7,7 +7,9 @@
 // before it has been looked at, and whether that is a literal or a repeat is what a processor
 // guesses worst. So both kinds go one way without a branch, and two packets at a time: a writer
 // that merges what it can puts a repeat behind every literal, and a repeat's size is known
-// beforehand, so that one wait serves both.
+// beforehand, so that one wait serves both. What is left is then the work beside the waiting: two
+// packets are put to the lines as one where an instruction set can, and a long literal among the
+// short packets does not end the loop, since leaving it is another wrong guess.
 #pragma once
 
 #include <cstddef>
@@ -22,6 +24,8 @@ using Word = std::uint64_t;
 
 /// Most pixels of a short packet: as many channel bytes as one vector has.
 constexpr Size kShort = 16;
+
+constexpr Size kMaxLiteral = 128; ///< pixels of a literal
 
 /// Chooses without a branch, which compilers would make of `control < 128 ? literal : repeat`.
 inline const Byte* byKind(Size control, const Byte* literal, const Byte* repeat) {
@@ -40,36 +44,90 @@ inline bool isShort(Size control) {
     return (control & 0x70) == 0 && control != 128;
 }
 
-/// Decodes from `*from` on only packets that are short, lie whole before `end` and leave room for a
-/// vector in the line. `put(pixels, control, x)` puts the pixels of one to the lines and may read
-/// kWindowSlack bytes. Moves `*from`, returns the new x.
-template <int C, class Put>
-inline Size decodeShortPackets(const Byte** from, const Byte* end, Size x, Size width, Put put) {
+/// Hides from the compiler that two values are the same. It would compute ahead of a branch what
+/// both ways need, and run out of registers in the way that matters.
+template <class T>
+inline T opaque(T value) {
+    __asm__("" : "+r"(value));
+    return value;
+}
+
+/// `pixels` further on. Three times a number in two additions that do not wait for each other,
+/// since every step of the loop waits for this.
+template <int C>
+inline const Byte* further(const Byte* from, Size pixels) {
+    if constexpr (C == 3) {
+        return opaque(from + pixels) + opaque(pixels + pixels);
+    }
+    return from + pixels * C;
+}
+
+/// Decodes from `*from` on packets of at most 16 pixels, two at a time, and the literals between
+/// them, only such as lie whole before `end` and leave room for what is set too much in the line.
+/// Ops::spreadPair puts two packets to the lines, spreadShort one, spreadLong a literal of any
+/// length; they may read kWindowSlack bytes. Moves `*from`, returns the new x.
+///
+/// A function of its own, so that everything in the loop has a register.
+template <int C, class Ops>
+[[gnu::noinline]] Size decodePairs(const Byte** from, const Byte* end, Byte* const* lines, Size x,
+                                   Size width) {
     constexpr std::ptrdiff_t kLargest = 1 + kShort * C;
-    constexpr Size kRepeat = 1 + C; // bytes of a packet
+    constexpr std::ptrdiff_t kLargestLiteral = 1 + kMaxLiteral * C;
+    constexpr std::ptrdiff_t kRepeat = 1 + C; // bytes of a packet
     const Byte* at = *from;
+    Byte* to[C];
+    for (int c = 0; c < C; ++c) {
+        to[c] = lines[c];
+    }
     while (end - at >= 2 * kLargest && x + 2 * kShort <= width) {
         const Size first = *at;
-        if (!isShort(first)) {
-            break;
+        if (!isShort(first)) [[unlikely]] {
+            if (first >= 128 || end - at < kLargestLiteral || x + kMaxLiteral > width) {
+                break;
+            }
+            const Size count = opaque(first) + 1;
+            x = opaque(x);
+            Ops::template spreadLong<C>(at + 1, count, to, x);
+            x += count;
+            at += 1 + count * C;
+            continue;
         }
-        const Byte* const middle = behindShort<C>(at, first);
         // What follows: behind a literal one more repeat, behind a repeat a packet of either kind.
-        const Byte* const behindRepeat = behindShort<C>(at + kRepeat, at[kRepeat]);
-        const Byte* const next = byKind(first, at + 2 * kRepeat + first * C, behindRepeat);
+        // All places are counted from where two repeats would end.
+        const Byte* const ahead = at + 2 * kRepeat;
+        const Size other = at[kRepeat];
+        const Byte* const behindRepeat = byKind(other, further<C>(ahead, other), ahead);
+        const Byte* const behindLiteral = further<C>(ahead, first);
+        const Byte* const middle = byKind(first, behindLiteral, ahead) - kRepeat;
+        const Byte* const next = byKind(first, behindLiteral, behindRepeat);
         const Size second = *middle;
         if (!isShort(second) || (first | second) < 128) {
-            break;
+            const Size control = opaque(first);
+            x = opaque(x);
+            Ops::template spreadShort<C>(at + 1, control, to, x);
+            x += (control & 127) + 1;
+            at = middle;
+            continue;
         }
-        put(at + 1, first, x);
-        x += (first & 127) + 1;
-        put(middle + 1, second, x);
-        x += (second & 127) + 1;
+        Ops::template spreadPair<C>(at + 1, first, second, to, x);
+        x += (first & 127) + (second & 127) + 2;
         at = next;
     }
+    *from = at;
+    return x;
+}
+
+/// Decodes as decodePairs does, then packets of at most 16 pixels one at a time, for which there is
+/// room longer.
+template <int C, class Ops>
+inline Size decodeShortPackets(const Byte** from, const Byte* end, Byte* const* lines, Size x,
+                               Size width) {
+    constexpr std::ptrdiff_t kLargest = 1 + kShort * C;
+    x = decodePairs<C, Ops>(from, end, lines, x, width);
+    const Byte* at = *from;
     while (end - at >= kLargest && x + kShort <= width && isShort(*at)) {
         const Size control = *at;
-        put(at + 1, control, x);
+        Ops::template spreadShort<C>(at + 1, control, lines, x);
         x += (control & 127) + 1;
         at = behindShort<C>(at, control);
     }
