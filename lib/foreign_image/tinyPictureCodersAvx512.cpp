@@ -104,7 +104,7 @@ struct Avx512Ops : X86Ops<Avx512Ops> {
         if constexpr (C == 4) { // two packets are more than a vector
             X86Ops<Avx512Ops>::spreadPair<C>(pixels, first, second, lines, x);
         } else {
-            // As an offset, so that it takes no more than three instructions a packet.
+            // The array's strides by hand: each bit is only shifted to where it is needed.
             const Byte* const places = kPairPlaces<C>.spread[0][0][0] + (first & 15) * 512 +
                                        (second & 128) * 2 + (first & 128);
             const Wide packets = _mm512_loadu_si512(pixels);

@@ -18,7 +18,8 @@ struct PictureReader {
 
 namespace {
 
-/// Large enough that calls of the system do not count, small enough to stay in the second cache.
+/// Large enough that calls of the system do not count, small enough to stay in the
+/// second cache of most processors.
 constexpr std::size_t kWindowSize = std::size_t{256} << 10;
 
 StreamWindow windowOver(std::FILE* stream, std::uint8_t* bytes, std::size_t capacity) {

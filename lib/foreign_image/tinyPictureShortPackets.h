@@ -52,8 +52,8 @@ inline T opaque(T value) {
     return value;
 }
 
-/// `pixels` further on. Three times a number in two additions that do not wait for each other,
-/// since every step of the loop waits for this.
+/// `pixels` further on. Three times a number in two steps, since every round of the loop
+/// waits for this.
 template <int C>
 inline const Byte* further(const Byte* from, Size pixels) {
     if constexpr (C == 3) {
@@ -65,7 +65,7 @@ inline const Byte* further(const Byte* from, Size pixels) {
 /// Decodes from `*from` on packets of at most 16 pixels, two at a time, and the literals between
 /// them, only such as lie whole before `end` and leave room for what is set too much in the line.
 /// Ops::spreadPair puts two packets to the lines, spreadShort one, spreadLong a literal of any
-/// length; they may read kWindowSlack bytes. Moves `*from`, returns the new x.
+/// length; they may read kWindowSlack bytes behind `end`. Moves `*from`, returns the new x.
 ///
 /// A function of its own, so that everything in the loop has a register.
 template <int C, class Ops>
