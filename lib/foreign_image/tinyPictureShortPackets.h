@@ -123,7 +123,9 @@ template <int C, class Ops>
 inline Size decodeShortPackets(const Byte** from, const Byte* end, Byte* const* lines, Size x,
                                Size width) {
     constexpr std::ptrdiff_t kLargest = 1 + kShort * C;
-    x = decodePairs<C, Ops>(from, end, lines, x, width);
+    if (end - *from >= kLargest && isShort(**from)) { // not a call for every long run
+        x = decodePairs<C, Ops>(from, end, lines, x, width);
+    }
     const Byte* at = *from;
     while (end - at >= kLargest && x + kShort <= width && isShort(*at)) {
         const Size control = *at;
