@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tinySoftType.h"
 
+#include "base/diagnostics.h"
+
 #include <cstdarg>
 
 OptionRecord option = {1, stderr};
@@ -15,7 +17,6 @@ void optionPrint(const char* format, ...) {
     }
     std::va_list arguments;
     va_start(arguments, format);
-    // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): va_start above is not understood
-    std::vfprintf(option.stream, format, arguments);
+    base::sayTo(option.stream, format, arguments);
     va_end(arguments);
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "IPC_SharedMem.h"
 
+#include "base/diagnostics.h"
 #include "base/hugePages.h"
 
 #include <cerrno>
@@ -23,8 +24,7 @@ void complain(const char* what) {
     const int reason = errno;
     char prefix[64];
     std::snprintf(prefix, sizeof prefix, "(%d) %s", static_cast<int>(getpid()), what);
-    errno = reason;
-    std::perror(prefix);
+    base::sayError(prefix, reason);
 }
 
 /// The id of the block, or a negative number with errno set.

@@ -3,6 +3,7 @@
 #include "TDR_Driver.h"
 
 #include "IPC_LinkIrix.h"
+#include "base/diagnostics.h"
 
 #include <array>
 #include <cstdio>
@@ -28,7 +29,7 @@ TDR_Driver::TDR_Driver(int port) {
     }
     link = std::make_unique<IPC_LinkIrix>(ipc::kDriverId, ipc::kDriverSubId, port);
     if (link->linkStatus != 0) {
-        std::fprintf(stderr, "%s: Problem connecting to parent on port %d\n", me, port);
+        base::say("%s: Problem connecting to parent on port %d\n", me, port);
         link.reset();
         status = 1;
     }
@@ -108,7 +109,7 @@ int TDR_Driver::waitForIPCMessage() {
         // request is carried out again. Hosts rely on the loop ending after that event.
         gExitFlag = 1;
     } else if (result == -1 || result == 0) {
-        std::fprintf(stderr, "%s: Error reading socket data (%d)\n", me, result);
+        base::say("%s: Error reading socket data (%d)\n", me, result);
         return result;
     }
     if (data.numof_cmds < ipc::kWordClass + 1 ||
@@ -118,7 +119,7 @@ int TDR_Driver::waitForIPCMessage() {
     }
     const auto messageClass = static_cast<std::uint16_t>(data.datacmd[ipc::kWordClass]);
     if (messageClass >= kHandlers.size()) {
-        std::fprintf(stderr, "%s: Ignoring IPC message of unknown class...\n", me);
+        base::say("%s: Ignoring IPC message of unknown class...\n", me);
         return result;
     }
     (this->*kHandlers[messageClass])();
@@ -140,7 +141,7 @@ int TDR_Driver::doMiscMessage() {
 
 int TDR_Driver::doEventNotification() {
     if (data.numof_cmds < ipc::kCommandWords) {
-        std::fprintf(stderr, "%s: doEventNotification() data.numof_cmds < 6 !\n", me);
+        base::say("%s: doEventNotification() data.numof_cmds < 6 !\n", me);
         return -1;
     }
     if (data.datacmd[ipc::kWordCode] == ipc::kEventParentDied) {

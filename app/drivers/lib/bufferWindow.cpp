@@ -10,6 +10,8 @@
 // could not be forked from a program with threads, and would have no descriptor to wait on.
 #include "TDR_BufferWindow.h"
 
+#include "base/diagnostics.h"
+#include "base/holdSigpipe.h"
 #include "bufferWindowPixels.h"
 
 #include <X11/Xatom.h>
@@ -19,10 +21,7 @@
 #include <algorithm>
 #include <array>
 #include <csetjmp>
-#include <csignal>
-#include <cstdio>
 #include <cstring>
-#include <ctime>
 #include <mutex>
 #include <new>
 #include <type_traits>
@@ -100,33 +99,6 @@ int onConnectionLost(Display* display) {
     std::longjmp(*tWayOut, 1);
 }
 
-// Keeps a write to a dead server from ending the process; leaves no trace of the signal.
-class SigpipeHeld {
-  public:
-    SigpipeHeld() {
-        sigset_t pending;
-        ::sigpending(&pending);
-        pendingBefore_ = sigismember(&pending, SIGPIPE) == 1;
-        sigemptyset(&pipe_);
-        sigaddset(&pipe_, SIGPIPE);
-        ::pthread_sigmask(SIG_BLOCK, &pipe_, &maskBefore_);
-    }
-    ~SigpipeHeld() {
-        const timespec now{};
-        if (!pendingBefore_) {
-            ::sigtimedwait(&pipe_, nullptr, &now);
-        }
-        ::pthread_sigmask(SIG_SETMASK, &maskBefore_, nullptr);
-    }
-    SigpipeHeld(const SigpipeHeld&) = delete;
-    SigpipeHeld& operator=(const SigpipeHeld&) = delete;
-
-  private:
-    sigset_t pipe_{};
-    sigset_t maskBefore_{};
-    bool pendingBefore_ = false;
-};
-
 template <typename Data>
 bool runToTheEnd(void (*work)(Data&), Data& data) {
     std::jmp_buf wayOut;
@@ -147,7 +119,7 @@ template <typename Data>
 bool shielded(void (*work)(Data&), Data& data) {
     static_assert(std::is_trivially_destructible_v<Data>);
     const std::lock_guard<std::mutex> lock(gHandlers);
-    const SigpipeHeld held;
+    const base::HoldSigpipe held; // for writes to a server that has gone
     gErrorBefore = XSetErrorHandler(onRequestError);
     gLossBefore = XSetIOErrorHandler(onConnectionLost);
     const bool connected = runToTheEnd(work, data);
@@ -402,12 +374,12 @@ void abandon(const State& state) {
 
 bool refused(long width, long height, const std::uint32_t* pixels) {
     if (width < 0 || height < 0 || width > kMaxSide || height > kMaxSide) {
-        std::fprintf(stderr, "BufferWindow: %ld x %ld is no size of a window (0 to %ld).\n", width,
-                     height, kMaxSide);
+        base::say("BufferWindow: %ld x %ld is no size of a window (0 to %ld).\n", width, height,
+                  kMaxSide);
         return true;
     }
     if (width > 0 && height > 0 && pixels == nullptr) {
-        std::fputs("BufferWindow: no pixels given.\n", stderr);
+        base::say("BufferWindow: no pixels given.\n");
         return true;
     }
     return false;
@@ -436,7 +408,7 @@ bool BufferWindow::open(long width, long height, const std::uint32_t* pixels, co
     }
     state_.reset(new (std::nothrow) State);
     if (!state_) {
-        std::fputs("BufferWindow: out of memory.\n", stderr);
+        base::say("BufferWindow: out of memory.\n");
         return false;
     }
     const bool empty = width == 0 || height == 0;
@@ -448,8 +420,7 @@ bool BufferWindow::open(long width, long height, const std::uint32_t* pixels, co
     const bool connected = shielded(openShielded, *state_);
     const char* failure = connected ? state_->failure : "the X server went away";
     if (failure != nullptr) {
-        std::fprintf(stderr, "BufferWindow: %s (display \"%s\").\n", failure,
-                     XDisplayName(nullptr));
+        base::say("BufferWindow: %s (display \"%s\").\n", failure, XDisplayName(nullptr));
         letGo(connected);
     }
     return failure == nullptr;
@@ -466,7 +437,7 @@ bool BufferWindow::handlePending() {
     const bool connected = shielded(takeEventsShielded, *state_);
     lost_ = !connected;
     if (lost_) {
-        std::fputs("BufferWindow: the X server went away - closing window.\n", stderr);
+        base::say("BufferWindow: the X server went away - closing window.\n");
     }
     if (!connected || state_->closing) {
         letGo(connected);

@@ -4,6 +4,7 @@
 
 #include "IPC_LinkIrix.h"
 #include "IPC_SharedMem.h"
+#include "base/diagnostics.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -220,8 +221,8 @@ struct TDR_Driver::Actions {
     static int connectToFile(TDR_Driver& d, const Request& r) {
         const int length = std::snprintf(d.fileName, sizeof d.fileName, "%s", r.text);
         if (static_cast<std::size_t>(length) >= sizeof d.fileName) {
-            std::fprintf(stderr, "%s: File name is longer than %zu bytes and was cut: '%s'\n", d.me,
-                         sizeof d.fileName - 1, d.fileName);
+            base::say("%s: File name is longer than %zu bytes and was cut: '%s'\n", d.me,
+                      sizeof d.fileName - 1, d.fileName);
         }
         const std::int32_t mode = r.longs[0];
         d.currentCell = r.longs[1];

@@ -2,6 +2,8 @@
 // Access checks before a file is opened, and the outside commands around reading and writing.
 #include "TDR_Driver.h"
 
+#include "base/diagnostics.h"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -67,7 +69,7 @@ bool TDR_Driver::mayOpen(const char* path, int forWriting) {
         return true;
     }
     if (errno != 0) {
-        std::fprintf(stderr, "%s: '%s': %s\n", me, path, std::strerror(errno));
+        base::say("%s: '%s': %s\n", me, path, std::strerror(errno));
     }
     return false;
 }
@@ -113,9 +115,8 @@ int runCommand(const char* me, const char* command, const CommandArguments& argu
                                      arguments.direction, arguments.fileName, arguments.startCell,
                                      arguments.currentCell);
     if (length < 0 || static_cast<std::size_t>(length) >= line.size()) {
-        std::fprintf(stderr,
-                     "%s: Outside command for '%s' is longer than %zu bytes and was not run.\n", me,
-                     arguments.fileName, line.size() - 1);
+        base::say("%s: Outside command for '%s' is longer than %zu bytes and was not run.\n", me,
+                  arguments.fileName, line.size() - 1);
         return -1;
     }
     const DefaultChildSignal defaultChildSignal;

@@ -3,9 +3,9 @@
 #include "TDR_Driver.h"
 
 #include "IPC_LinkIrix.h"
+#include "base/diagnostics.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <cstring>
 #include <initializer_list>
 #include <iterator>
@@ -51,7 +51,7 @@ struct TDR_Driver::Queries {
 
 int TDR_Driver::doInfoMessage() {
     if (data.numof_cmds < ipc::kCommandWords) {
-        std::fprintf(stderr, "%s: doInfoMessage() data.numof_cmds < 6 !\n", me);
+        base::say("%s: doInfoMessage() data.numof_cmds < 6 !\n", me);
         return -1;
     }
     const auto* row =

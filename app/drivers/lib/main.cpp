@@ -2,6 +2,8 @@
 // The entry of every driver process: arguments, the one driver object, the loop.
 #include "TDR_Driver.h"
 
+#include "base/diagnostics.h"
+
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
@@ -32,7 +34,7 @@ void keepInvocationName(std::string_view path) {
 }
 
 int usage() {
-    std::fprintf(stderr, "usage: %s [-ipc_link_port port#]\n", gInvocationName);
+    base::say("usage: %s [-ipc_link_port port#]\n", gInvocationName);
     return kBadUsage;
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "IPC_LinkIrix.h"
 
+#include "base/diagnostics.h"
 #include "ipc_inner.h"
 #include "ipc_socket.h"
 
@@ -141,7 +142,7 @@ void IPC_LinkIrix::connect(const char* path, IPC_EXEC_MODE mode) {
     for (const StartOutcome& outcome : kStartOutcomes) {
         if (outcome.result == result) {
             linkStatus = outcome.linkStatus;
-            ipc::say("%s", outcome.line);
+            base::say("%s", outcome.line);
         }
     }
 }
@@ -149,24 +150,24 @@ void IPC_LinkIrix::connect(const char* path, IPC_EXEC_MODE mode) {
 void IPC_LinkIrix::connect(int port) {
     sockfd = getservsock(port);
     if (sockfd >= 0 && !ipc::addToSet(sockfd, &scset)) {
-        ipc::say("IPC_LinkIrix: Too many open descriptors.\n");
+        base::say("IPC_LinkIrix: Too many open descriptors.\n");
         ::close(sockfd);
         sockfd = -1;
     }
     if (sockfd < 0) {
-        ipc::say("IPC_LinkIrix: Error initializing socket to parent.\n");
+        base::say("IPC_LinkIrix: Error initializing socket to parent.\n");
         sockfd = -1;
         linkStatus = 1;
         return;
     }
     if (sendinitrequest(localId, localSubId, sockfd, &packet) < 0) {
-        ipc::say("IPC_LinkIrix: Error while sending init data.\n");
+        base::say("IPC_LinkIrix: Error while sending init data.\n");
         linkStatus = 1;
     }
     const int answer = getinitdata(localId, localSubId, sockfd, &packet);
     if (answer <= 0) {
-        ipc::say(answer < 0 ? "IPC_LinkIrix: Error reading init data.\n"
-                            : "IPC_LinkIrix: Received kill from parent.\n");
+        base::say(answer < 0 ? "IPC_LinkIrix: Error reading init data.\n"
+                             : "IPC_LinkIrix: Received kill from parent.\n");
         linkStatus = 1;
     }
     // Kept: The parent's ids are taken even when the handshake failed.
@@ -187,10 +188,10 @@ int IPC_LinkIrix::transmit(IPC_DataPacket* p, int stampSender) {
         return 0;
     }
     if (result == -1) {
-        ipc::say("IPC_LinkIrix: Error while sending data.\n");
+        base::say("IPC_LinkIrix: Error while sending data.\n");
         return -1;
     }
-    ipc::say("IPC_LinkIrix: Broken pipe detected - closing link.\n");
+    base::say("IPC_LinkIrix: Broken pipe detected - closing link.\n");
     const std::int32_t kill = killOnDestroy;
     killOnDestroy = 0;
     close();
@@ -226,7 +227,7 @@ int IPC_LinkIrix::receive(IPC_QUEUE_MODE queueMode, IPC_BLOCKING_MODE blockingMo
         return 0;
     }
     if (fd < 0) {
-        ipc::say("IPC_LinkIrix: Error getting ready descriptor.\n");
+        base::say("IPC_LinkIrix: Error getting ready descriptor.\n");
         return -1;
     }
     if (readsockdata(fd, p) < 0) {
@@ -264,7 +265,7 @@ void IPC_LinkIrix::close() {
         // From the destructor this class's own operation is meant.
         // NOLINTNEXTLINE(clang-analyzer-optin.cplusplus.VirtualCall)
         if (transmit(&packet, 0) < 0) {
-            ipc::say("IPC_LinkIrix: Error while sending data.\n");
+            base::say("IPC_LinkIrix: Error while sending data.\n");
         }
     }
     if (sockfd < ipc::kSetDescriptors) {

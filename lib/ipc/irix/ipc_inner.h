@@ -6,30 +6,7 @@
 #include "base/uniqueFd.h"
 #include "ipc_peer.h"
 
-#include <csignal>
-
 namespace ipc {
-
-/// One line on stderr, flushed.
-[[gnu::format(printf, 1, 2)]] void say(const char* format, ...);
-
-/// One line on stderr: `prefix` and the text for `error`.
-void sayError(const char* prefix, int error);
-
-/// Holds SIGPIPE back while it lives and forgets the one that was raised meanwhile; one from before
-/// stays. For a write whose own result tells enough, like a line to a stderr that nobody reads.
-/// Only this thread's mask changes, never the action, which belongs to the whole process.
-class ForgetSigpipe {
-  public:
-    ForgetSigpipe();
-    ~ForgetSigpipe();
-    ForgetSigpipe(const ForgetSigpipe&) = delete;
-    ForgetSigpipe& operator=(const ForgetSigpipe&) = delete;
-
-  private:
-    sigset_t mask_{};
-    bool pendingBefore_;
-};
 
 /// A descriptor for the same thing that is none of the three standard ones: 0 stands for other
 /// outcomes where sockets are results, and a child replaces its stderr. None on failure (errno).

@@ -1,15 +1,13 @@
 // SPDX-License-Identifier: MIT
 // The child's half of the handshake, and the connections that both halves open.
 #include "base/byteOrder.h"
+#include "base/diagnostics.h"
 #include "ipc_inner.h"
 #include "ipc_socket.h"
 
 #include <arpa/inet.h>
 #include <cerrno>
 #include <csignal>
-#include <cstdarg>
-#include <cstdio>
-#include <cstring>
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <poll.h>
@@ -81,18 +79,6 @@ int awaitReply(int fd) {
 
 namespace ipc {
 
-void say(const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
-    std::vfprintf(stderr, format, arguments);
-    va_end(arguments);
-    std::fflush(stderr);
-}
-
-void sayError(const char* prefix, int error) {
-    say("%s: %s\n", prefix, std::strerror(error));
-}
-
 base::UniqueFd aboveStandard(base::UniqueFd fd) {
     constexpr int kFirstOther = 3;
     if (!fd.valid() || fd.get() >= kFirstOther) {
@@ -105,18 +91,18 @@ base::UniqueFd aboveStandard(base::UniqueFd fd) {
 
 int getservsock(int port) {
     if (port < 1 || port > UINT16_MAX) {
-        ipc::say("getservsock: Invalid portnumber of server\n");
+        base::say("getservsock: Invalid portnumber of server\n");
         return -1;
     }
     base::UniqueFd fd =
         ipc::aboveStandard(base::UniqueFd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)));
     if (!fd.valid()) {
-        ipc::sayError("getservsock: opening stream socket", errno);
+        base::sayError("getservsock: opening stream socket", errno);
         return -1;
     }
     no_tcp_delay(fd.get());
     if (!connectRetrying(fd.get(), addressOf(INADDR_ANY, static_cast<unsigned short>(port)))) {
-        ipc::sayError("getservsock: connecting socket", errno);
+        base::sayError("getservsock: connecting socket", errno);
         return -1;
     }
     std::signal(SIGCHLD, SIG_IGN);
@@ -126,7 +112,7 @@ int getservsock(int port) {
 int sendinitrequest(short localId, short localSubId, int fd, IPC_DataPacket* p) {
     ipc::fillHeader(*p, {localId, localSubId}, ipc::kClassInit, ipc::kInitRequest);
     if (sendsockdata(fd, p) < 0) {
-        ipc::say("sendinitrequest: Error while sending init data\n");
+        base::say("sendinitrequest: Error while sending init data\n");
         return -1;
     }
     return 0;
@@ -137,14 +123,14 @@ int getinitdata(short /*localId*/, short /*localSubId*/, int fd, IPC_DataPacket*
     if (ready < 0) {
         // Kept: The select failure of the handshake breaks its line before the reason.
         // One would expect the prefix and the reason on one line; the prefix carries a newline.
-        ipc::sayError("getinitdata: select error\n", errno);
+        base::sayError("getinitdata: select error\n", errno);
         return -1;
     }
     if (ready == 0) {
         return -1;
     }
     if (readsockdata(fd, p) < 0) {
-        ipc::say("getinitdata: Error reading init data\n");
+        base::say("getinitdata: Error reading init data\n");
         return -1;
     }
     // Kept: The class of the parent's init reply is not looked at.
@@ -153,7 +139,7 @@ int getinitdata(short /*localId*/, short /*localSubId*/, int fd, IPC_DataPacket*
     if (p->datacmd[ipc::kWordCode] == ipc::kInitDataReady) {
         return 1;
     }
-    ipc::say("getinitdata: Invalid init from parent, received %d instead\n",
-             p->datacmd[ipc::kWordCode]);
+    base::say("getinitdata: Invalid init from parent, received %d instead\n",
+              p->datacmd[ipc::kWordCode]);
     return 0;
 }

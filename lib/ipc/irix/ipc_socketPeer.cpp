@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Starting and reaching peers with a word on stderr: the faces of the inner starter.
+#include "base/diagnostics.h"
 #include "ipc_inner.h"
 #include "ipc_peer.h"
 #include "ipc_socket.h"
@@ -40,10 +41,10 @@ void report(PeerFailure failure, int error, const char* path) {
             continue;
         }
         if (text.prefix != nullptr) {
-            ipc::sayError(text.prefix, error);
+            base::sayError(text.prefix, error);
         }
         if (text.line != nullptr) {
-            std::fprintf(stderr, text.line, path);
+            base::say(text.line, path); // NOLINT(clang-diagnostic-format-nonliteral)
         }
     }
 }
@@ -57,28 +58,28 @@ int greetStarted(const char* path, short localId, short localSubId, int fd, shor
     IPC_DataPacket first{};
     const int from = waitforprocessresponse(&first, &own, IPC_QUEUE_SOCKETS);
     if (from < 0) {
-        ipc::say("startsomeprocess: Error waiting for \"%s\".\n", path);
+        base::say("startsomeprocess: Error waiting for \"%s\".\n", path);
         return -1;
     }
     if (from == 0) {
-        ipc::say("startsomeprocess: Got 0 from waitforprocessresponse()\n");
+        base::say("startsomeprocess: Got 0 from waitforprocessresponse()\n");
     }
     ipc::Ends ends{localId, localSubId};
     const auto send = [](int to, IPC_DataPacket& reply) { return sendsockdata(to, &reply) == 0; };
     const PeerFailure outcome = ipc::answerInitRequest(first, fd, ends, send);
     if (outcome == PeerFailure::Refused) {
-        ipc::say("startsomeprocess: Got kill.\n");
+        base::say("startsomeprocess: Got kill.\n");
         return 0;
     }
     *peerId = ends.peerId;
     *peerSubId = ends.peerSubId;
     if (outcome == PeerFailure::Reply) {
-        ipc::say("startsomeprocess: Error while sending init data.\n");
+        base::say("startsomeprocess: Error while sending init data.\n");
         return -1;
     }
     if (outcome == PeerFailure::UnknownRequest) {
-        ipc::say("startsomeprocess: Unknown init response (%d) from '%s'.\n",
-                 first.datacmd[ipc::kWordCode], path);
+        base::say("startsomeprocess: Unknown init response (%d) from '%s'.\n",
+                  first.datacmd[ipc::kWordCode], path);
         return -1;
     }
     return fd;
@@ -89,7 +90,7 @@ base::UniqueFd invite(ipc::Ends ends, int serverFd) {
     unsigned short port = 0;
     const base::UniqueFd listener(createsocket(&port));
     if (!listener.valid()) {
-        ipc::say("connecttoprocess: Cannot create socket\n");
+        base::say("connecttoprocess: Cannot create socket\n");
         return {};
     }
     IPC_DataPacket request{};
@@ -97,7 +98,7 @@ base::UniqueFd invite(ipc::Ends ends, int serverFd) {
     request.numof_longs = 1;
     request.longdata[0] = port;
     if (sendsockdata(serverFd, &request) < 0) {
-        ipc::say("connecttoprocess: Error sending init data.\n");
+        base::say("connecttoprocess: Error sending init data.\n");
         return {};
     }
     base::UniqueFd fd;
@@ -105,7 +106,7 @@ base::UniqueFd invite(ipc::Ends ends, int serverFd) {
         fd = ipc::acceptConnection(listener.get());
     } while (!fd.valid() && errno == EINTR);
     if (!fd.valid()) {
-        ipc::say("connecttoprocess: Failed to open gizmo.\n");
+        base::say("connecttoprocess: Failed to open gizmo.\n");
     }
     return fd;
 }
@@ -114,18 +115,18 @@ base::UniqueFd invite(ipc::Ends ends, int serverFd) {
 int greetInvited(ipc::Ends ends, int fd, fd_set* set) {
     IPC_DataPacket packet{};
     if (waitforprocessresponse(&packet, set, IPC_QUEUE_SOCKETS) < 0) {
-        ipc::say("connecttoprocess: Error waiting\n");
+        base::say("connecttoprocess: Error waiting\n");
         return -1;
     }
     const short code = packet.datacmd[ipc::kWordCode];
     if (code == ipc::kEventKill) {
-        ipc::say("connecttoprocess: Got kill.\n");
+        base::say("connecttoprocess: Got kill.\n");
         return 0;
     }
     if (code != ipc::kInitRequest) {
-        ipc::say("connecttoprocess: Unknown init response."
-                 "Received %d instead of IPC_INITDATARDY.\n",
-                 code);
+        base::say("connecttoprocess: Unknown init response."
+                  "Received %d instead of IPC_INITDATARDY.\n",
+                  code);
         return -1;
     }
     // Kept: A process that was asked to connect is answered with class 3 and the process id.
@@ -135,7 +136,7 @@ int greetInvited(ipc::Ends ends, int fd, fd_set* set) {
     packet.numof_longs = 1;
     packet.longdata[0] = getpid();
     if (sendsockdata(fd, &packet) < 0) {
-        ipc::say("connecttoprocess: Error while sending init data.\n");
+        base::say("connecttoprocess: Error while sending init data.\n");
         return -1;
     }
     return fd;
@@ -146,8 +147,8 @@ bool enlist(const char* who, int fd, fd_set* set) {
     if (ipc::addToSet(fd, set)) {
         return true;
     }
-    ipc::say("%s: Too many open descriptors (%d, at most %d).\n", who, fd,
-             ipc::kSetDescriptors - 1);
+    base::say("%s: Too many open descriptors (%d, at most %d).\n", who, fd,
+              ipc::kSetDescriptors - 1);
     return false;
 }
 
@@ -170,7 +171,7 @@ int createsocket(unsigned short* port) {
     }
     for (const FailureText& text : kFailureTexts) {
         if (text.failure == failure) {
-            ipc::sayError(text.prefix, errno);
+            base::sayError(text.prefix, errno);
         }
     }
     return -1;
@@ -198,12 +199,12 @@ int startsomeprocess(const char* path, IPC_EXEC_MODE mode, short localId, short 
                      fd_set* set, int* pid, short* peerId, short* peerSubId) {
     base::UniqueFd fd(doexec(path, mode, pid));
     if (!fd.valid()) {
-        ipc::say("startsomeprocess: Error initializing socket to \"%s\".\n", path);
+        base::say("startsomeprocess: Error initializing socket to \"%s\".\n", path);
         return -1;
     }
     if (fd.get() == 0) {
         (void)fd.release();
-        ipc::say("startsomeprocess:  \"%s\" is already executing.\n", path);
+        base::say("startsomeprocess:  \"%s\" is already executing.\n", path);
         return -2;
     }
     if (!enlist("startsomeprocess", fd.get(), set)) {

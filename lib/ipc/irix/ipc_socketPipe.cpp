@@ -1,10 +1,8 @@
 // SPDX-License-Identifier: MIT
 // SIGPIPE: held back while a packet is written, looked for afterwards.
-#include "ipc_inner.h"
 #include "ipc_socket.h"
 
 #include <csignal>
-#include <ctime>
 
 namespace {
 
@@ -16,13 +14,6 @@ sigset_t onlySigpipe() {
     sigemptyset(&set);
     sigaddset(&set, SIGPIPE);
     return set;
-}
-
-bool sigpipePending() {
-    sigset_t pending;
-    sigemptyset(&pending);
-    sigpending(&pending);
-    return sigismember(&pending, SIGPIPE) == 1;
 }
 
 void setSigpipeAction(void (*action)(int)) {
@@ -65,20 +56,6 @@ KeepSigpipe::KeepSigpipe() {
 
 KeepSigpipe::~KeepSigpipe() {
     sigaction(SIGPIPE, &action_, nullptr);
-    pthread_sigmask(SIG_SETMASK, &mask_, nullptr);
-}
-
-ForgetSigpipe::ForgetSigpipe() : pendingBefore_(sigpipePending()) {
-    const sigset_t pipe = onlySigpipe();
-    pthread_sigmask(SIG_BLOCK, &pipe, &mask_);
-}
-
-ForgetSigpipe::~ForgetSigpipe() {
-    const sigset_t pipe = onlySigpipe();
-    const timespec noWait{};
-    if (!pendingBefore_) {
-        sigtimedwait(&pipe, nullptr, &noWait);
-    }
     pthread_sigmask(SIG_SETMASK, &mask_, nullptr);
 }
 

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Descriptor sets: waiting on them, ending what is in them.
+#include "base/diagnostics.h"
 #include "ipc_inner.h"
 #include "ipc_socket.h"
 
@@ -66,14 +67,14 @@ int getsockfd(fd_set* set, IPC_QUEUE_MODE queueMode, IPC_BLOCKING_MODE blockingM
               long microseconds) {
     const int queue = queueMode == IPC_QUEUE_SOCKETS ? -1 : gEventQueueFd;
     if (queue >= ipc::kWaitWidth) {
-        ipc::sayError("getsockfd:  qgetfd failed", EBADF);
+        base::sayError("getsockfd:  qgetfd failed", EBADF);
         return -1;
     }
     const bool limited = blockingMode == IPC_BLOCKING_TIMED;
     timeval timeout{seconds, microseconds};
     fd_set ready;
     if (waitReadable(set, queue, limited ? &timeout : nullptr, &ready) < 0) {
-        ipc::sayError("getsockfd: select", errno);
+        base::sayError("getsockfd: select", errno);
         return -1;
     }
     if (const int fd = lowestReady(set, &ready); fd >= 0) {
@@ -87,22 +88,22 @@ int getsockfd(fd_set* set, IPC_QUEUE_MODE queueMode, IPC_BLOCKING_MODE blockingM
     }
     // Kept: The line for a wait that ends with nothing names getsockgd.
     // One would expect the function's own name; the misspelt one is what logs have always shown.
-    ipc::say("getsockgd: False condition\n");
+    base::say("getsockgd: False condition\n");
     return -1;
 }
 
 int waitforprocessresponse(IPC_DataPacket* p, fd_set* set, IPC_QUEUE_MODE queueMode) {
     const int fd = getsockfd(set, queueMode, IPC_BLOCKING_FOREVER, 0, 0);
     if (fd < 0) {
-        ipc::say("waitforprocessresponse: General error getting ready fd.\n");
+        base::say("waitforprocessresponse: General error getting ready fd.\n");
         return -1;
     }
     if (fd == 0) {
-        ipc::say("waitforprocessresponse: Got a NULL (gl event pending)\n");
+        base::say("waitforprocessresponse: Got a NULL (gl event pending)\n");
         return 0;
     }
     if (readsockdata(fd, p) < 0) {
-        ipc::say("waitforprocessresponse: Error while reading socket.\n");
+        base::say("waitforprocessresponse: Error while reading socket.\n");
         return -1;
     }
     return fd;
@@ -116,7 +117,7 @@ void killsocks(short localId, short localSubId, fd_set* set) {
             continue;
         }
         if (sendsockdata(fd, &kill) < 0) {
-            ipc::say("Error while sending kill to %d\n", fd);
+            base::say("Error while sending kill to %d\n", fd);
         }
         FD_CLR(fd, set);
         close(fd);
@@ -128,7 +129,7 @@ int closesock(int* fd, fd_set* set) {
         return -1;
     }
     if (!ipc::isInSet(*fd, set)) {
-        ipc::say("closesock: fd not set\n");
+        base::say("closesock: fd not set\n");
         return -1;
     }
     close(*fd);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The wire form of a packet: one table of its nine fields, one writer and one reader that walk it.
 #include "base/byteOrder.h"
+#include "base/diagnostics.h"
+#include "base/holdSigpipe.h"
 #include "ipc_inner.h"
 #include "ipc_socket.h"
 #include "ipc_wire.h"
@@ -144,8 +146,8 @@ bool writeField(int fd, const WireField& field, Packet& packet) {
 }
 
 void tellFailedWrite(const WireField& field, int error) {
-    const ipc::ForgetSigpipe apart;
-    ipc::sayError(field.writeText, error);
+    const base::HoldSigpipe apart;
+    base::sayError(field.writeText, error);
 }
 
 int reportFailedWrite(const WireField& field, int error) {
@@ -219,12 +221,12 @@ class Inflow {
 void reportFailedRead(const ipc::PacketRead& read) {
     const WireField& field = kFields[read.field];
     if (read.end == ipc::ReadEnd::BadCount) {
-        ipc::say("readsockdata: Refusing a packet with %s %d (at most %d) - closing connection.\n",
-                 field.name, read.count, field.capacity);
+        base::say("readsockdata: Refusing a packet with %s %d (at most %d) - closing connection.\n",
+                  field.name, read.count, field.capacity);
         return;
     }
-    ipc::sayError("readbuf: read failure", read.error);
-    ipc::say("%s", field.readText);
+    base::sayError("readbuf: read failure", read.error);
+    base::say("%s", field.readText);
 }
 
 } // namespace
@@ -279,7 +281,7 @@ PacketRead receivePacket(int fd, IPC_DataPacket& packet, Deadline deadline, int 
 }
 
 bool sendPacket(int fd, IPC_DataPacket& packet) {
-    const ForgetSigpipe apart;
+    const base::HoldSigpipe apart;
     const auto isGood = [&](const WireField& field) { return isPlausible(field, packet); };
     const auto goesOut = [&](const WireField& field) { return writeField(fd, field, packet); };
     return std::all_of(std::begin(kFields), std::end(kFields), isGood) &&
@@ -291,8 +293,8 @@ bool sendPacket(int fd, IPC_DataPacket& packet) {
 int sendsockdata(int fd, IPC_DataPacket* p) {
     for (const WireField& field : kFields) {
         if (!isPlausible(field, *p)) {
-            ipc::say("sendsockdata: Refusing to send a packet with %s %d (at most %d).\n",
-                     field.name, loadCount(*p, field.at), field.capacity);
+            base::say("sendsockdata: Refusing to send a packet with %s %d (at most %d).\n",
+                      field.name, loadCount(*p, field.at), field.capacity);
             return -1;
         }
     }
@@ -320,7 +322,7 @@ int readbuf(int fd, void* buf, int n) {
         const long got = ipc::readRetrying(fd, static_cast<char*>(buf) + have,
                                            static_cast<std::size_t>(n - have));
         if (got < 0) {
-            ipc::sayError("readbuf: read failure", errno);
+            base::sayError("readbuf: read failure", errno);
             return -1;
         }
         if (got == 0) {

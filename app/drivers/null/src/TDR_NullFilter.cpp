@@ -4,9 +4,9 @@
 // and benchmarks that costs nothing itself.
 #include "TDR_Driver.h"
 #include "base/checkedMath.h"
+#include "base/diagnostics.h"
 
 #include <cstdint>
-#include <cstdio>
 
 namespace {
 
@@ -38,8 +38,8 @@ class TDR_NullFilter : public TDR_Driver {
     int connectToFile(char* name, int) override {
         connected_ = base::isPictureSide(bounds[2]) && base::isPictureSide(bounds[3]);
         if (!connected_) {
-            std::fprintf(stderr, "%s: '%s': set a width and height of 1 to %d first.\n", me, name,
-                         base::kMaxPictureSide);
+            base::say("%s: '%s': set a width and height of 1 to %d first.\n", me, name,
+                      base::kMaxPictureSide);
             return -1;
         }
         return 0;

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "TDR_PngFilter.h"
 
+#include "base/diagnostics.h"
 #include "base/hugePages.h"
 #include "pngPicture.h"
 #include "pngWriter.h"
 
-#include <cstdio>
 #include <new>
 
 using namespace png_filter;
@@ -49,7 +49,7 @@ int TDR_PngFilter::setPixelFormat(int format) {
 
 int TDR_PngFilter::setBounds(long x, long y, long width, long height) {
     if (isOpen() && (width != bounds[2] || height != bounds[3])) {
-        std::fprintf(stderr, "%s: Unable to change bounds of existing file.\n", me);
+        base::say("%s: Unable to change bounds of existing file.\n", me);
         return -1;
     }
     return TDR_Driver::setBounds(x, y, width, height);
@@ -80,7 +80,7 @@ bool TDR_PngFilter::closePreviousFile() {
 }
 
 void TDR_PngFilter::refuse(const char* name, const char* reason) const {
-    std::fprintf(stderr, "%s: Unable to open file '%s' - %s.\n", me, name, reason);
+    base::say("%s: Unable to open file '%s' - %s.\n", me, name, reason);
 }
 
 bool TDR_PngFilter::openForReading(const char* name) {
@@ -99,8 +99,8 @@ bool TDR_PngFilter::openForReading(const char* name) {
 
 bool TDR_PngFilter::createFile(const char* name) {
     if (!base::isPictureSide(bounds[2]) || !base::isPictureSide(bounds[3])) {
-        std::fprintf(stderr, "%s: Unable to create file '%s' - Size %d x %d is outside 1 to %d.\n",
-                     me, name, bounds[2], bounds[3], base::kMaxPictureSide);
+        base::say("%s: Unable to create file '%s' - Size %d x %d is outside 1 to %d.\n", me, name,
+                  bounds[2], bounds[3], base::kMaxPictureSide);
         return false;
     }
     std::string reason;
@@ -124,8 +124,8 @@ int TDR_PngFilter::disconnectFromFile() {
 
 void TDR_PngFilter::noteWriteFailure() {
     if (!writing_->error().empty() && !failureSaid_) {
-        std::fprintf(stderr, "%s: Unable to write file '%s' - %s.\n", me, openName_.c_str(),
-                     writing_->error().c_str());
+        base::say("%s: Unable to write file '%s' - %s.\n", me, openName_.c_str(),
+                  writing_->error().c_str());
         failureSaid_ = true;
     }
 }
@@ -144,10 +144,9 @@ bool TDR_PngFilter::getRow(long y, char* line) {
     const bool got = reading_->readRow(static_cast<int>(bounds[3] - 1 - y),
                                        reinterpret_cast<std::uint8_t*>(line));
     if (!reading_->damage().empty() && !damageSaid_) {
-        std::fprintf(stderr,
-                     "%s: File '%s' is cut short or damaged (%s) - What is missing reads as "
-                     "zero.\n",
-                     me, openName_.c_str(), reading_->damage().c_str());
+        base::say("%s: File '%s' is cut short or damaged (%s) - What is missing reads as "
+                  "zero.\n",
+                  me, openName_.c_str(), reading_->damage().c_str());
         damageSaid_ = true;
     }
     return got;

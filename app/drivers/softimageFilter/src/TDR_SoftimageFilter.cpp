@@ -2,10 +2,10 @@
 // Who the driver is, and what the host may choose.
 #include "TDR_SoftimageFilter.h"
 
+#include "base/diagnostics.h"
 #include "pixelOrder.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <new>
 
 using namespace softimage;
@@ -83,11 +83,11 @@ int TDR_SoftimageFilter::setPixelFormat(int format) {
     // for 0, so that the test cannot fail; hosts rely on being served RGBA whatever they ask for.
     constexpr int kKnown[] = {kFormatRgba, kFormatTag, kFormatRgb, kFormatAlpha};
     if (std::find(std::begin(kKnown), std::end(kKnown), wanted) == std::end(kKnown)) {
-        std::fprintf(stderr, "%s: Request for unsupported bytedepth ignored.\n", me);
+        base::say("%s: Request for unsupported bytedepth ignored.\n", me);
         return 0;
     }
     if (isOpen()) {
-        std::fprintf(stderr, "%s: Unable to change format of existing file.\n", me);
+        base::say("%s: Unable to change format of existing file.\n", me);
         return -1;
     }
     currentFormat = wanted;
@@ -104,7 +104,7 @@ int TDR_SoftimageFilter::setBounds(long x, long y, long width, long height) {
         return 0;
     }
     if (isOpen()) {
-        std::fprintf(stderr, "%s: Unable to change bounds of existing file.\n", me);
+        base::say("%s: Unable to change bounds of existing file.\n", me);
         return -1;
     }
     bounds[2] = static_cast<std::int32_t>(width);

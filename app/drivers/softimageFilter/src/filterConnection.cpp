@@ -2,6 +2,8 @@
 // Opening and closing the file.
 #include "TDR_SoftimageFilter.h"
 
+#include "base/diagnostics.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -65,8 +67,7 @@ int TDR_SoftimageFilter::startTransfer(const char* name, int mode) {
     }
     lineOffsets[0] = position();
     if (lineOffsets[0] == 0 && !writing) {
-        std::fprintf(stderr, "%s: Unable to open file '%s' - A pipe cannot give a line again.\n",
-                     me, name);
+        base::say("%s: Unable to open file '%s' - A pipe cannot give a line again.\n", me, name);
         cleanup();
         return -1;
     }
@@ -126,8 +127,8 @@ bool TDR_SoftimageFilter::closeFile() {
 
 void TDR_SoftimageFilter::noteWriteFailure(int systemError) {
     if (!broken) {
-        std::fprintf(stderr, "%s: Unable to write file '%s' - %s.\n", me, openName,
-                     std::strerror(systemError));
+        base::say("%s: Unable to write file '%s' - %s.\n", me, openName,
+                  std::strerror(systemError));
     }
     broken = true;
 }

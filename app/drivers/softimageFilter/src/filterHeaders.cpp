@@ -2,10 +2,10 @@
 // The head of a file, read or written: its kind, size and channels.
 #include "TDR_SoftimageFilter.h"
 
+#include "base/diagnostics.h"
 #include "pixelOrder.h"
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <new>
 #include <span>
@@ -38,8 +38,7 @@ std::span<const std::uint8_t> masksOf(int format) {
 } // namespace
 
 int TDR_SoftimageFilter::refuse(const char* action, const char* name, int systemError) {
-    std::fprintf(stderr, "%s: Unable to %s file '%s' - %s.\n", me, action, name,
-                 std::strerror(systemError));
+    base::say("%s: Unable to %s file '%s' - %s.\n", me, action, name, std::strerror(systemError));
     cleanup();
     return -1;
 }
@@ -48,8 +47,8 @@ bool TDR_SoftimageFilter::checkBounds(const char* name) {
     if (base::isPictureSide(width()) && base::isPictureSide(height())) {
         return true;
     }
-    std::fprintf(stderr, "%s: Unable to create file '%s' - Size %ld x %ld is outside 1 to %d.\n",
-                 me, name, width(), height(), base::kMaxPictureSide);
+    base::say("%s: Unable to create file '%s' - Size %ld x %ld is outside 1 to %d.\n", me, name,
+              width(), height(), base::kMaxPictureSide);
     return false;
 }
 
@@ -176,8 +175,7 @@ int TDR_SoftimageFilter::takeChannelsOfPackets(const char* name) {
             // stay until the next connect or disconnect, which closes the file (with the post-write
             // command), and format and size cannot be changed until then; no line can be read.
             // Hosts rely on disconnecting after it.
-            std::fprintf(stderr, "%s: Unable to open file '%s' - Unsupported pixel format.\n", me,
-                         name);
+            base::say("%s: Unable to open file '%s' - Unsupported pixel format.\n", me, name);
             return -1;
         }
     }

@@ -2,6 +2,7 @@
 // Single lines between the host's blocks and the file.
 #include "TDR_SoftimageFilter.h"
 
+#include "base/diagnostics.h"
 #include "matteBits.h"
 #include "pixelOrder.h"
 
@@ -222,8 +223,7 @@ void TDR_SoftimageFilter::readPictureScanline() {
 
 bool TDR_SoftimageFilter::readTagScanline(long k) {
     if (tagReadScanline(file.get(), tag.get(), static_cast<int>(k)) == 0) {
-        std::fprintf(stderr, "%s: Unable to read file '%s' - %s.\n", me, openName,
-                     std::strerror(ENOMEM));
+        base::say("%s: Unable to read file '%s' - %s.\n", me, openName, std::strerror(ENOMEM));
         tagDropRow(tag.get(), static_cast<int>(k));
         return false;
     }
@@ -272,9 +272,8 @@ bool TDR_SoftimageFilter::fill_offset_table() {
 
 void TDR_SoftimageFilter::noteDamage() {
     if (!damageReported) {
-        std::fprintf(stderr,
-                     "%s: File '%s' is cut short or damaged - What is missing reads as zero.\n", me,
-                     openName);
+        base::say("%s: File '%s' is cut short or damaged - What is missing reads as zero.\n", me,
+                  openName);
     }
     damageReported = true;
 }

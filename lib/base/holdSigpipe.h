@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: MIT
+// Writing to a reader that may have gone.
+#pragma once
+
+#include <csignal>
+
+namespace base {
+
+/// Holds SIGPIPE back while it lives and forgets the one that was raised meanwhile; one from before
+/// stays. For a write to any stream whose own result says enough: it fails with EPIPE instead of
+/// ending the process. Only this thread's signal mask changes, never the action, which belongs to
+/// the whole process. Keeps errno.
+class HoldSigpipe {
+  public:
+    HoldSigpipe() noexcept;
+    ~HoldSigpipe();
+    HoldSigpipe(const HoldSigpipe&) = delete;
+    HoldSigpipe& operator=(const HoldSigpipe&) = delete;
+
+  private:
+    sigset_t mask_{};
+    bool pendingBefore_;
+};
+
+} // namespace base
