@@ -59,12 +59,11 @@ bool takePlanes(const char* name, Picture* record, const PacketChannels& channel
 
 /// Reads the scanlines into the planes. A line that is not whole is the last one that holds
 /// anything: the planes are zero from there on as they are.
-bool readPlanes(std::FILE* stream, Picture* record, const ChannelPacket* chain) {
-    const UniqueReader reader(pictureReaderAllocate(stream));
+bool readPlanes(PictureReader* reader, Picture* record, const ChannelPacket* chain) {
     linesFromPlanes(record);
-    bool whole = reader != nullptr;
+    bool whole = true;
     for (int row = 0; row < record->height && whole; ++row) {
-        whole = pictureReaderScanline(reader.get(), record, chain) != 0;
+        whole = pictureReaderScanline(reader, record, chain) != 0;
     }
     forgetLines(record);
     return whole;
@@ -116,7 +115,11 @@ Picture* pictureReadFile(const char* name) {
         !takePlanes(name, record.get(), PacketChannels(channelsOf(chain.get())))) {
         return nullptr;
     }
-    if (!readPlanes(stream.get(), record.get(), chain.get())) {
+    const UniqueReader reader(pictureReaderAllocate(stream.get()));
+    if (reader == nullptr) {
+        return nullptr;
+    }
+    if (!readPlanes(reader.get(), record.get(), chain.get())) {
         optionPrint("tinyPicture: '%s' is cut short or damaged: what is missing is zero.\n", name);
     }
     return record.release();
