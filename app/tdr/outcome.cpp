@@ -11,6 +11,7 @@ ExitCode exitCodeOf(tdr::FailureKind kind) {
     case tdr::FailureKind::ProtocolBroken:
         return ExitCode::DriverFailed;
     case tdr::FailureKind::Refused:
+    case tdr::FailureKind::NotMyFormat:
     case tdr::FailureKind::Interrupted:
     case tdr::FailureKind::BadArgument:
     case tdr::FailureKind::NoMemory:

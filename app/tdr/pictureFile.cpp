@@ -48,8 +48,9 @@ class Refusals {
     void add(const DriverSet& drivers, std::size_t driver, const tdr::Failure& failure) {
         code_ = worse(code_, exitCodeOf(failure.kind));
         asked_ += (asked_.empty() ? "" : ", ") + drivers.name(driver);
-        if (failure.kind != tdr::FailureKind::Refused ||
-            hasExtension(file_, drivers.extension(driver))) {
+        const bool refused = failure.kind == tdr::FailureKind::Refused ||
+                             failure.kind == tdr::FailureKind::NotMyFormat;
+        if (!refused || hasExtension(file_, drivers.extension(driver))) {
             reasons_ += "; " + failure.text();
         }
     }

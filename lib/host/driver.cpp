@@ -36,6 +36,10 @@ const std::string& Driver::lastLine() const {
     return process_->lastLine();
 }
 
+const std::string& Driver::damage() const {
+    return process_->damage();
+}
+
 void Driver::dismiss() {
     [[maybe_unused]] const Status sent = process_->dismiss(); // end() finds out
 }

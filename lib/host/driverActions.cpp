@@ -116,8 +116,15 @@ Status Driver::connectToFile(std::string_view path, Access access, std::int32_t 
                        {}};
     }
     process_->known.connected = true; // also after a failure: the old file may still be open
-    return act(*process_, ipc::kActionConnectToFile,
-               std::array{static_cast<std::int32_t>(access), cell}, path);
+    process_->forgetDamage();
+    const Status done = act(*process_, ipc::kActionConnectToFile,
+                            std::array{static_cast<std::int32_t>(access), cell}, path);
+    if (done || done.failure().kind != FailureKind::Refused || !done.failure().lastLine.empty()) {
+        return done;
+    }
+    Failure silent = done.failure();
+    silent.kind = FailureKind::NotMyFormat;
+    return silent;
 }
 
 Status Driver::disconnectFromFile() {

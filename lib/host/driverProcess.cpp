@@ -202,6 +202,7 @@ Status DriverProcess::receive() {
         ipc::receivePacket(peer_.socket.get(), packet_, limit, interruptFd());
     switch (read.end) {
     case ipc::ReadEnd::Complete:
+        lines_.settle(); // what a driver says, it says before it answers
         return packet_.numof_cmds == ipc::kCommandWords ? Status() : Status(broken());
     case ipc::ReadEnd::Closed:
     case ipc::ReadEnd::Failed:
@@ -256,7 +257,6 @@ Failure DriverProcess::interruption() const {
 }
 
 Failure DriverProcess::refused() {
-    lines_.drain(); // what it says, it says before it answers
     return {FailureKind::Refused, requestText() + ": refused", {}, lines_.lastSinceMark()};
 }
 

@@ -46,11 +46,14 @@ class DriverProcess {
     [[nodiscard]] pid_t pid() const { return peer_.pid; }
     [[nodiscard]] bool alive() const { return peer_.socket.valid(); }
     [[nodiscard]] const std::string& lastLine() const { return lines_.last(); }
+    [[nodiscard]] const std::string& damage() const { return lines_.damage(); }
+    void forgetDamage() { lines_.forgetDamage(); }
 
     /// Sends a request. Its answer is to be taken by `receive`, and its deadline counts from here.
     Status send(const Request& request);
 
-    /// Waits for the next packet of the answer to the last request; it is in `packet()` afterwards.
+    /// Waits for the next packet of the answer to the last request; it is in `packet()` afterwards,
+    /// and what the driver wrote to stderr before it has been taken.
     Status receive();
     [[nodiscard]] const IPC_DataPacket& packet() const { return packet_; }
 

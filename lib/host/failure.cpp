@@ -9,8 +9,9 @@ namespace tdr {
 
 namespace {
 
-constexpr std::array kKindNames = {"CouldNotStart",  "Refused",     "Died",        "TimedOut",
-                                   "ProtocolBroken", "Interrupted", "BadArgument", "NoMemory"};
+constexpr std::array kKindNames = {"CouldNotStart", "Refused",     "NotMyFormat",
+                                   "Died",          "TimedOut",    "ProtocolBroken",
+                                   "Interrupted",   "BadArgument", "NoMemory"};
 static_assert(kKindNames.size() == static_cast<std::size_t>(FailureKind::NoMemory) + 1);
 
 } // namespace

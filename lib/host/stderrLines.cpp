@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <fcntl.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 #include <utility>
 
@@ -15,8 +16,8 @@ namespace {
 /// A longer line is handed on in pieces, so that a driver cannot fill the host's memory.
 constexpr std::size_t kLongestLine = 4096;
 
-/// Reads in one go, so that a driver that never stops writing cannot keep the host here.
-constexpr int kReadsInOneGo = 16;
+/// What a driver says when it goes on with what it could read of a file.
+constexpr std::string_view kDamaged = "cut short or damaged";
 
 } // namespace
 
@@ -29,22 +30,29 @@ void StderrLines::open(base::UniqueFd pipe, std::function<void(std::string_view)
 }
 
 void StderrLines::drain() {
+    int waiting = 0;
+    ::ioctl(pipe_.get(), FIONREAD, &waiting);
     std::array<char, 4096> bytes;
-    for (int reads = 0; pipe_.valid() && reads < kReadsInOneGo; ++reads) {
+    do { // once at least: the end of the pipe has no bytes
         const ssize_t got = ::read(pipe_.get(), bytes.data(), bytes.size());
         if (got > 0) {
             take({bytes.data(), static_cast<std::size_t>(got)});
+            waiting -= static_cast<int>(got);
         } else if (got == 0 || (errno != EAGAIN && errno != EINTR)) {
             pipe_.reset();
         } else if (errno == EAGAIN) {
             return;
         }
-    }
+    } while (pipe_.valid() && waiting > 0);
+}
+
+void StderrLines::settle() {
+    drain();
+    endLine();
 }
 
 void StderrLines::finish() {
-    drain();
-    endLine();
+    settle();
     pipe_.reset();
 }
 
@@ -65,6 +73,9 @@ void StderrLines::endLine() {
     }
     last_ = std::exchange(partial_, {});
     fresh_ = true;
+    if (damage_.empty() && last_.find(kDamaged) != std::string::npos) {
+        damage_ = last_;
+    }
     if (onLine_) {
         onLine_(last_);
     }

@@ -18,10 +18,14 @@ class StderrLines {
     /// The descriptor to poll, or -1 once the pipe has ended.
     [[nodiscard]] int fd() const { return pipe_.get(); }
 
-    /// Takes what is there, at most about as much as a pipe holds.
+    /// Takes all that is there now; what comes meanwhile is for the next call, so that a driver
+    /// that never stops writing cannot keep the host here.
     void drain();
 
-    /// Drains, counts an unfinished line as a line, and closes the pipe.
+    /// Drains and counts an unfinished line as a line: nothing belongs to it any more.
+    void settle();
+
+    /// Settles and closes the pipe.
     void finish();
 
     /// The last line so far; empty lines do not count.
@@ -31,6 +35,10 @@ class StderrLines {
     [[nodiscard]] std::string lastSinceMark() const { return fresh_ ? last_ : std::string(); }
     void mark() { fresh_ = false; }
 
+    /// The first line since `forgetDamage` that tells of a damaged file, or empty.
+    [[nodiscard]] const std::string& damage() const { return damage_; }
+    void forgetDamage() { damage_.clear(); }
+
   private:
     void take(std::string_view bytes);
     void endLine();
@@ -39,6 +47,7 @@ class StderrLines {
     std::function<void(std::string_view)> onLine_;
     std::string partial_;
     std::string last_;
+    std::string damage_;
     bool fresh_ = false;
 };
 

@@ -103,8 +103,6 @@ TEST_F(RequestTest, everyActionSendsItsCodeAndArguments) {
         SCOPED_TRACE(c.name);
         const auto done = c.act(*driver);
         ASSERT_TRUE(done) << done.failure().text();
-        // The line was written before the answer; the next call finds it in the pipe.
-        ASSERT_TRUE(driver->vendorName());
         const auto last = std::find_if(echoes.rbegin(), echoes.rend(), isAction);
         ASSERT_NE(last, echoes.rend());
         EXPECT_EQ(*last, c.onWire);
@@ -151,6 +149,34 @@ TEST_F(RequestTest, anErrorReplyIsAFailureWithTheDriversReason) {
     ASSERT_FALSE(put) << "an error in place of the notice";
     EXPECT_EQ(put.failure().kind, FailureKind::Refused);
     EXPECT_TRUE(driver->alive());
+}
+
+/// The scripted driver writes the path that it is to open, unless that is empty, and refuses
+/// unless it ends in "opens".
+TEST_F(RequestTest, aConnectTellsAForeignFileFromADamagedOne) {
+    auto driver = start("reader");
+    ASSERT_TRUE(driver);
+    struct Case {
+        const char* path;
+        std::optional<FailureKind> kind;
+        const char* damage;
+    };
+    const Case cases[] = {
+        {"", FailureKind::NotMyFormat, ""},
+        {"cannot open", FailureKind::Refused, ""},
+        {"is cut short or damaged", FailureKind::Refused, "is cut short or damaged"},
+        {"", FailureKind::NotMyFormat, ""},
+        {"is cut short or damaged; opens", {}, "is cut short or damaged; opens"},
+        {"opens", {}, ""},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.path);
+        const auto done = driver->connectToFile(c.path, tdr::Access::Read);
+        EXPECT_EQ(done ? std::nullopt : std::optional(done.failure().kind), c.kind);
+        EXPECT_EQ(driver->damage(), c.damage);
+        EXPECT_TRUE(driver->vendorName());
+        EXPECT_EQ(driver->damage(), c.damage) << "until the next connect";
+    }
 }
 
 TEST_F(RequestTest, aBlockIsPrivateAndFresh) {

@@ -211,6 +211,17 @@ void refuse() {
     sendStatus(ipc::kStatusError);
 }
 
+/// Writes the path that it is to open, without a newline, and knows files whose name ends so.
+void readFile() {
+    if (code() != ipc::kActionConnectToFile) {
+        answerWell();
+        return;
+    }
+    const std::string_view path(asked.chardata);
+    (void)!write(STDERR_FILENO, path.data(), path.size());
+    sendStatus(path.ends_with("opens") ? ipc::kStatusOk : ipc::kStatusError);
+}
+
 void exitNow() {
     remark("out of ideas");
     _exit(9);
@@ -303,6 +314,7 @@ constexpr Behaviour kBehaviours[] = {
     {"echo", Stage::AtRequest, answerWell},
     {"stubborn", Stage::AtRequest, answerWell, true},
     {"refuses", Stage::AtRequest, refuse},
+    {"reader", Stage::AtRequest, readFile},
     {"exits", Stage::AtRequest, exitNow},
     {"killsItself", Stage::AtRequest, killItself},
     {"hangsUp", Stage::AtRequest, hangUp},

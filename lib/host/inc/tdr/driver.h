@@ -42,7 +42,8 @@ struct StartOptions {
     std::int16_t hostId = 1;    ///< this end's two ids, as drivers see them; any values do
     std::int16_t hostSubId = 1; ///< see `hostId`
     /// Called with every line (without its newline) that the driver writes to stderr, during calls
-    /// of the session only. Lines longer than 4096 bytes come in pieces.
+    /// of the session only. What a driver writes before it answers comes before the call returns.
+    /// Lines longer than 4096 bytes come in pieces. Must not throw.
     std::function<void(std::string_view)> onDriverLine;
 };
 
@@ -103,6 +104,10 @@ class Driver {
     [[nodiscard]] bool alive() const;
     /// The last line the driver has written to stderr so far, or empty.
     [[nodiscard]] const std::string& lastLine() const;
+    /// The line with "cut short or damaged" in it that the driver has written since the last
+    /// connect, or empty: what a driver says of a file that it reads in part. The first one of
+    /// several.
+    [[nodiscard]] const std::string& damage() const;
 
     // --- The sixteen queries ---------------------------------------------------------------------
 
@@ -142,7 +147,9 @@ class Driver {
     Status setPostWriteCommand(std::string_view command);
 
     /// Opens `path` in the driver. It must name its directory ("./a.pic") to be searched from
-    /// anywhere but the driver's working directory, and have at most 1023 bytes.
+    /// anywhere but the driver's working directory, and have at most 1023 bytes. A driver that
+    /// refuses without a line does not know the file's format: `NotMyFormat`. One that refuses with
+    /// a line cannot open it, or it is damaged: `Refused`.
     Status connectToFile(std::string_view path, Access access, std::int32_t cell = 0);
     /// Writes what is kept back and closes. After writing, only its success says that all is on
     /// disk.

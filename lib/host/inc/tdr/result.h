@@ -3,7 +3,8 @@
 //
 // A driver is another process, so every call can fail in ways that a caller wants told apart: the
 // driver says no and can be asked on; the driver is gone; it does not answer; it answers nonsense.
-// After any failure but `Refused` and `BadArgument` the session is over (Driver::alive() is false).
+// After any failure but `Refused`, `NotMyFormat`, `BadArgument` and `NoMemory` the session is over
+// (Driver::alive() is false).
 #pragma once
 
 #include <optional>
@@ -13,10 +14,12 @@
 namespace tdr {
 
 enum class FailureKind {
-    CouldNotStart,  ///< the program did not become a driver: missing, died or silent at start
-    Refused,        ///< the driver answered with its error reply; the session goes on
-    Died,           ///< the driver ended, or hung up, before it answered
-    TimedOut,       ///< no answer within the limit; the driver has been killed
+    CouldNotStart, ///< the program did not become a driver: missing, died or silent at start
+    Refused,       ///< the driver answered with its error reply; the session goes on. On a connect:
+                   ///< the driver wrote why, so the file cannot be opened or is damaged
+    NotMyFormat,   ///< the driver refused a connect without a line: the file is none of its files
+    Died,          ///< the driver ended, or hung up, before it answered
+    TimedOut,      ///< no answer within the limit; the driver has been killed
     ProtocolBroken, ///< an answer that does not fit the request; the driver has been killed
     Interrupted,    ///< an InterruptGuard saw SIGINT or SIGTERM; the driver has been killed
     BadArgument,    ///< the request was not sent: an argument does not fit the protocol
