@@ -25,7 +25,10 @@ void takeNotice(void* report, const AnimNotice& notice) {
 } // namespace
 
 const char* nameOf(AnimNoticeKind kind) {
-    constexpr const char* kNames[] = {"unknown word", "cut", "missing"};
+    constexpr const char* kNames[kAnimNoticeKinds] = {
+        "unknown word",   "cut",       "missing", "bad number", "dropped",
+        "behind the end", "line ends", "failed",  "version",    "dropped by the format",
+        "rounded"};
     return kNames[static_cast<std::size_t>(kind)];
 }
 
@@ -43,7 +46,12 @@ void SceneReport::add(SceneRemark remark) {
 }
 
 bool SceneReport::clean() const {
-    return errors == 0 && notices == decltype(notices){};
+    bool lost = errors != 0;
+    for (int i = 0; i < kAnimNoticeKinds; ++i) {
+        const auto kind = static_cast<AnimNoticeKind>(i);
+        lost = lost || (animSeverity(kind) != AnimSeverity::Note && count(kind) != 0);
+    }
+    return !lost;
 }
 
 std::string SceneReport::summary() const {

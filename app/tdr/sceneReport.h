@@ -25,10 +25,11 @@ struct SceneReport {
     /// Remarks kept of one file; a file of nonsense has one for every word.
     static constexpr std::size_t kMostRemarks = 1000;
 
-    std::vector<SceneRemark> remarks;        ///< in the order in which they came
-    std::size_t dropped = 0;                 ///< remarks beyond those
-    std::array<std::size_t, 3> notices = {}; ///< number of each AnimNoticeKind, all of them
-    std::size_t errors = 0;                  ///< messages that begin with "Error"
+    std::vector<SceneRemark> remarks; ///< in the order in which they came
+    std::size_t dropped = 0;          ///< remarks beyond those
+    std::array<std::size_t, kAnimNoticeKinds> notices =
+        {};                 ///< number of each AnimNoticeKind, all of them
+    std::size_t errors = 0; ///< messages that begin with "Error"
 
     void add(SceneRemark remark);
 
@@ -44,7 +45,7 @@ struct SceneReport {
     [[nodiscard]] std::string summary() const;
 };
 
-/// "unknown word", "cut", "missing".
+/// "unknown word", "cut", "missing" ...
 [[nodiscard]] const char* nameOf(AnimNoticeKind kind);
 
 /// While it lives, the toolkit's messages and notices go into a report and nowhere else. One at a

@@ -294,9 +294,9 @@ bool addNode(ModelBlock& b, std::size_t parent, char* name) {
 
 /// The entry that the parent's name, or the number behind it, stands for; the root, with a message,
 /// when there is none.
-std::size_t findParent(const ModelBlock& b, const char* name, std::string_view number) {
-    if (!number.empty()) {
-        const auto index = static_cast<std::size_t>(text::toInt(number));
+std::size_t findParent(const ModelBlock& b, const char* name, const char* number) {
+    if (*number != '\0') {
+        const auto index = static_cast<std::size_t>(std::strtoul(number, nullptr, 10));
         if (index < b.entries.size()) {
             return index;
         }

@@ -57,7 +57,7 @@ bool readHeaderLine(std::FILE* stream) {
 /// Takes the version from behind the last letter v of the header line, and warns of a newer one.
 void takeVersion() {
     if (const char* letter = std::strrchr(animTokenLine, 'v')) {
-        animFileVersion = text::toFloat(letter + 1);
+        animFileVersion = text::parseFloat(letter + 1).value;
     }
     if (animFileVersion > RELEASE_NUMBER) {
         optionPrint("Warning: scene file version %s is later than the dkit release version %s\n",

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <limits>
 #include <utility>
 
 char animTokenLine[kAnimTokenSize];
@@ -78,7 +79,7 @@ int in_animToken(std::FILE* stream) {
 int in_animSValue(std::FILE* stream, std::int16_t* value) {
     const int found = in_animToken(stream);
     if (found != 0) {
-        *value = static_cast<std::int16_t>(text::toInt(animTokenLine));
+        *value = text::toShort(animTokenLine);
     }
     return found;
 }
@@ -100,9 +101,10 @@ int in_animFValue_na(std::FILE* stream) {
 }
 
 int in_animLValue(std::FILE* stream, std::int32_t* value) {
+    using Limits = std::numeric_limits<std::int32_t>;
     const int found = in_animToken(stream);
     if (found != 0) {
-        *value = text::toInt(animTokenLine);
+        *value = text::toInt(animTokenLine, Limits::min(), Limits::max());
     }
     return found;
 }
@@ -167,11 +169,13 @@ void animSetObserver(AnimObserver observer, void* context) {
     theObserverContext = context;
 }
 
-void animNotify(AnimNoticeKind kind, const char* word) {
+void animNotify(AnimNoticeKind kind, const char* word, const char* detail) {
     if (theObserver != nullptr) {
         const bool ended = kind == AnimNoticeKind::UnknownWord && word[0] == '\0';
-        theObserver(theObserverContext,
-                    {ended ? AnimNoticeKind::Missing : kind, word, text::lines.token});
+        theObserver(theObserverContext, {.kind = ended ? AnimNoticeKind::Missing : kind,
+                                         .word = word,
+                                         .line = text::lines.token,
+                                         .detail = detail});
     }
 }
 

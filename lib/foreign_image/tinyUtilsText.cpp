@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <optional>
 
 namespace text {
 
@@ -55,17 +56,36 @@ double outOfRange(std::string_view word, std::string_view exponentLetters) {
     return tiny ? 0.0 : std::numeric_limits<double>::max();
 }
 
-double toMagnitude(std::string_view word) {
+/// Takes the number without sign off `word`; nothing when it does not begin with one.
+std::optional<double> takeMagnitude(std::string_view& word) {
     const bool hexadecimal = takeHexPrefix(word);
     if (!hexadecimal && (word.empty() || (!isDigit(word[0]) && word[0] != '.'))) {
-        return 0.0; // from_chars would take "inf" and "nan"
+        return std::nullopt; // from_chars would take "inf" and "nan"
     }
     double value = 0.0;
-    const auto result =
-        std::from_chars(word.data(), word.data() + word.size(), value,
-                        hexadecimal ? std::chars_format::hex : std::chars_format::general);
-    return result.ec == std::errc::result_out_of_range ? outOfRange(word, hexadecimal ? "pP" : "eE")
-                                                       : value;
+    const char* end = word.data() + word.size();
+    const auto [rest, error] = std::from_chars(
+        word.data(), end, value, hexadecimal ? std::chars_format::hex : std::chars_format::general);
+    if (error == std::errc::invalid_argument) {
+        return std::nullopt;
+    }
+    if (error == std::errc::result_out_of_range) {
+        value = outOfRange(word, hexadecimal ? "pP" : "eE");
+    }
+    word.remove_prefix(static_cast<std::size_t>(rest - word.data()));
+    return value;
+}
+
+/// True when nothing stands behind a number, or what a line end of DOS leaves there.
+bool isEnd(std::string_view rest) {
+    return rest.empty() || rest == "\r";
+}
+
+void reportRange(const char* word, std::int64_t least, std::int64_t most) {
+    char expected[80];
+    std::snprintf(expected, sizeof expected, "whole number from %lld to %lld",
+                  static_cast<long long>(least), static_cast<long long>(most));
+    animNotify(AnimNoticeKind::BadNumber, word, expected);
 }
 
 /// A number that reads back: see the head of tinyUtilsText.h.
@@ -76,22 +96,53 @@ float writable(float value) {
 
 } // namespace
 
-std::int32_t toInt(std::string_view word) {
-    const bool minus = takeSign(word);
+std::int32_t toInt(const char* word, std::int64_t least, std::int64_t most) {
+    std::string_view digits = word;
+    const bool minus = takeSign(digits);
     std::uint64_t value = 0;
-    const auto result = std::from_chars(word.data(), word.data() + word.size(), value);
+    const char* end = digits.data() + digits.size();
+    const auto [rest, error] = std::from_chars(digits.data(), end, value);
     constexpr std::uint64_t kLargest = std::numeric_limits<std::int64_t>::max();
-    if (result.ec == std::errc::result_out_of_range || value > kLargest) {
+    if (error == std::errc::result_out_of_range || value > kLargest) {
         value = minus ? kLargest + 1 : kLargest;
     }
-    return static_cast<std::int32_t>(static_cast<std::uint32_t>(minus ? 0 - value : value));
+    const auto whole = static_cast<std::int64_t>(minus ? 0 - value : value);
+    if (error == std::errc::invalid_argument || !isEnd({rest, end}) || whole < least ||
+        whole > most) {
+        reportRange(word, least, most);
+    }
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(whole));
 }
 
-float toFloat(std::string_view word) {
+ParsedFloat parseFloat(std::string_view word) {
     constexpr double kLargest = std::numeric_limits<float>::max();
     const bool minus = takeSign(word);
-    const auto value = static_cast<float>(std::min(toMagnitude(word), kLargest));
-    return minus ? -value : value;
+    const std::optional<double> magnitude = takeMagnitude(word);
+    const auto value = static_cast<float>(std::min(magnitude.value_or(0.0), kLargest));
+    return {minus && magnitude ? -value : value,
+            magnitude && *magnitude <= kLargest && isEnd(word)};
+}
+
+float toFloat(const char* word) {
+    const ParsedFloat parsed = parseFloat(word);
+    if (!parsed.exact) {
+        animNotify(AnimNoticeKind::BadNumber, word, "number");
+    }
+    return parsed.value;
+}
+
+std::int16_t toShort(const char* word) {
+    using Limits = std::numeric_limits<std::int16_t>;
+    return static_cast<std::int16_t>(toInt(word, Limits::min(), Limits::max()));
+}
+
+std::int16_t toShort(float value, const char* word) {
+    using Limits = std::numeric_limits<std::int16_t>;
+    const float fitting = std::clamp(value, float{Limits::min()}, float{Limits::max()});
+    if (fitting != value) {
+        reportRange(word, Limits::min(), Limits::max());
+    }
+    return static_cast<std::int16_t>(fitting);
 }
 
 void put(std::FILE* stream, std::string_view characters) {
@@ -209,13 +260,13 @@ bool WordReader::numberText() {
 
 bool WordReader::number(std::int16_t& value) {
     const bool found = numberText();
-    value = found ? static_cast<std::int16_t>(toInt(word())) : value;
+    value = found ? toShort(word_) : value;
     return found;
 }
 
 bool WordReader::number(float& value) {
     const bool found = numberText();
-    value = found ? toFloat(word()) : value;
+    value = found ? toFloat(word_) : value;
     return found;
 }
 

@@ -18,12 +18,26 @@ namespace text {
 // ---------------------------------------------------------------------------- text to number
 
 /// As `atoi`: leading white space, a sign, digits; 0 when there are none. Beyond 64 bits it stays
-/// at the end of the range, then the low 32 bits are kept.
-[[nodiscard]] std::int32_t toInt(std::string_view word);
+/// at the end of the range, then the low 32 bits are kept. A word that is not just that, or whose
+/// value lies outside `least` to `most`, is reported as a bad number.
+[[nodiscard]] std::int32_t toInt(const char* word, std::int64_t least, std::int64_t most);
+[[nodiscard]] std::int16_t toShort(const char* word); ///< 16 bits, and their range
 
 /// As `atof` narrowed to a float, hexadecimal floats included; "INF", "NAN" and their like are no
-/// numbers and give 0; what is too large gives the largest float of its sign.
-[[nodiscard]] float toFloat(std::string_view word);
+/// numbers and give 0; what is too large gives the largest float of its sign. A word that is not
+/// just that is reported as a bad number.
+[[nodiscard]] float toFloat(const char* word);
+
+/// `toFloat` without a report: `exact` when there would be none.
+struct ParsedFloat {
+    float value;
+    bool exact;
+};
+[[nodiscard]] ParsedFloat parseFloat(std::string_view word);
+
+/// Brings a number that a file gives as a float into a 16-bit member: the nearest value that fits.
+/// One outside the range is reported as a bad number.
+[[nodiscard]] std::int16_t toShort(float value, const char* word);
 
 // ---------------------------------------------------------------------------- number to text
 

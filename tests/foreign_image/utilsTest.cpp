@@ -57,13 +57,41 @@ TEST_F(UtilsTest, NumbersConvertAsTheLibraryDoes) {
         const char* chars = word.c_str();
         const double real =
             std::clamp(std::strtod(chars, nullptr), double{-kLargest}, double{kLargest});
-        EXPECT_EQ(text::toInt(word), static_cast<std::int32_t>(std::strtol(chars, nullptr, 10)))
+        EXPECT_EQ(text::toInt(chars, INT64_MIN, INT64_MAX),
+                  static_cast<std::int32_t>(std::strtol(chars, nullptr, 10)))
             << word;
-        EXPECT_EQ(text::toFloat(word), static_cast<float>(real)) << word;
+        EXPECT_EQ(text::toFloat(chars), static_cast<float>(real)) << word;
     }
     for (const char* word : {"INF", "-infinity", "INFINITE", "nan(1)"}) {
         EXPECT_EQ(text::toFloat(word), 0.0F) << word << ", which is no number here";
     }
+}
+
+TEST_F(UtilsTest, NumbersThatAreNoneOrDoNotFitAreReported) {
+    std::int16_t small = 0;
+    std::int32_t large = 0;
+    float real = 0.0F;
+    const Input in("32767 -32768\r 2147483647 -0.5e3 .5\r\n"
+                   "40000 12x thirty 2147483648 0,9 -\n1e39 INF");
+    in_animSValue(in, &small);
+    in_animSValue(in, &small);
+    in_animLValue(in, &large);
+    in_animFValue(in, &real);
+    in_animFValue(in, &real);
+    EXPECT_EQ(notices(), "");
+    in_animSValue(in, &small);
+    EXPECT_EQ(small, static_cast<std::int16_t>(40000));
+    in_animSValue(in, &small);
+    in_animSValue(in, &small);
+    EXPECT_EQ(small, 0);
+    in_animLValue(in, &large);
+    in_animFValue(in, &real);
+    in_animFValue(in, &real);
+    EXPECT_FALSE(std::signbit(real));
+    in_animFValue(in, &real);
+    in_animFValue(in, &real);
+    EXPECT_EQ(notices(), "number 40000 2;number 12x 2;number thirty 2;number 2147483648 2;"
+                         "number 0,9 2;number - 2;number 1e39 3;number INF 3;");
 }
 
 TEST_F(UtilsTest, TypedReadersStoreNothingAtEndOfFile) {

@@ -147,20 +147,56 @@ int positionReadAsciiAnimation(std::FILE* stream, Vector* fixed, Fcurve** timing
 
 // ------------------------------------------------------------------------------------- notices
 //
-// A reader's result says little: unknown words are skipped, long ones cut. Who wants to know (a
-// checking tool) sets an observer and is told of each as it happens. There is none by default.
+// The result of a reader or writer says little: unknown words are skipped, long ones cut, and what
+// a form has no room for is left out. Set an observer to be told of each such event as it happens.
+// Readers and writers report every loss themselves; a file whose reading gave neither a loss nor a
+// failure was read whole, and writing that gave neither left nothing out. There is no observer by
+// default.
 
 enum class AnimNoticeKind : std::uint8_t {
+    // Losses: something in the file or record is not in the result.
     UnknownWord, ///< a word that nobody expected where it stood; skipped or read as a default
-    Cut,     ///< a token or string longer than its buffer, or more entries than the record holds
-    Missing, ///< fewer entries than the text announced, or end of file inside a block
+    Cut,         ///< a token, string or block longer than its room, or more entries than there is
+                 ///< room for; `detail`: the limit
+    Missing,   ///< fewer entries than announced, or end of file inside a block; `detail`: how many
+               ///< of what were announced and found ("5 keys announced, 3 found")
+    BadNumber, ///< `word` stands in the place of a number and is none, or does not fit; `detail`:
+               ///< what was expected ("whole number from -32768 to 32767" or "number")
+    Dropped,   ///< a value that the record or the form has no place for; `word`: which one
+               ///< ("PREVIOUS"), `detail`: whose ("of point 3 of spline 'flight', ...")
+    Surplus,   ///< text or bytes behind the end, a second model for example; `word`: the first of
+               ///< them, "" for bytes
+    LineEnds,  ///< the file has line ends of another system; `word`: "DOS line ends" or "old Mac
+               ///< line ends"; reported once, and no UnknownWord, Missing or BadNumber after it
+    // The call answers its failure (0 or null).
+    Failed, ///< `detail`: why ("Input/output error"); the message stream says it too
+    // Notes: the form is like that, nothing has gone wrong.
+    Version,  ///< the version that the header gave, where it decides how keys are read; `word`: the
+              ///< version, `detail`: the text that it stood in and what follows from it
+    ByFormat, ///< dropped by the format as docs/toolkit.md lists; `word`: what
+    Rounded,  ///< a number written with fewer digits than it has; `word`: as it was written
 };
 
-/// One notice. `word` lives only during the call.
+/// How many kinds there are.
+inline constexpr int kAnimNoticeKinds = static_cast<int>(AnimNoticeKind::Rounded) + 1;
+
+enum class AnimSeverity : std::uint8_t { Loss, Failure, Note };
+
+/// What a notice of that kind means for the file.
+[[nodiscard]] constexpr AnimSeverity animSeverity(AnimNoticeKind kind) {
+    return kind < AnimNoticeKind::Failed    ? AnimSeverity::Loss
+           : kind == AnimNoticeKind::Failed ? AnimSeverity::Failure
+                                            : AnimSeverity::Note;
+}
+
+/// One notice. `word` and `detail` live only during the call; both are bytes of the file as they
+/// stand, "" when there is nothing to say.
 struct AnimNotice {
     AnimNoticeKind kind;
-    const char* word;  ///< the word concerned, as far as it was kept; "" when there is none
-    std::int64_t line; ///< line of the file on which the word begins, counted from 1
+    const char* word;        ///< the word concerned, as far as it was kept
+    std::int64_t line = 0;   ///< text that is read: line on which the word begins, from 1; else 0
+    std::int64_t byte = -1;  ///< binary file that is read: offset, from 0; else -1
+    const char* detail = ""; ///< by kind, see there; a phrase without capital and full stop
 };
 
 /// Called for each notice with the pointer given at `animSetObserver`. Must not read or write
@@ -172,7 +208,7 @@ void animSetObserver(AnimObserver observer, void* context);
 
 /// Tells the observer, if there is one, about `word` on the line of the last token. An unknown word
 /// that is empty is none: the file ended there, and the notice says Missing.
-void animNotify(AnimNoticeKind kind, const char* word);
+void animNotify(AnimNoticeKind kind, const char* word, const char* detail = "");
 
 /// Line of the file on which the last token or quoted string begins.
 [[nodiscard]] std::int64_t animTokenLineNumber();
