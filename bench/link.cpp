@@ -63,7 +63,7 @@ class BareDriver {
         if (start.failure != ipc::PeerFailure::None) {
             throw std::runtime_error(ipc::describe(start.failure));
         }
-        pid_ = start.peer.pid;
+        pid_ = start.peer.process.pid();
         link_ = std::make_unique<IPC_LinkIrix>(1, 1,
                                                IPC_StartedPeer{start.peer.socket.release(), pid_,
                                                                start.peer.peerId,

@@ -8,16 +8,11 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <poll.h>
 #include <sys/wait.h>
 #include <thread>
 #include <utility>
-
-extern "C" { // glibc 2.36 declares the calls of this header without C linkage
-#include <sys/pidfd.h>
-}
 
 namespace tdr {
 
@@ -40,11 +35,6 @@ constexpr auto kTracerPause = 1ms; // between tries to take a traced process's s
 
 Failure badArgument(std::string what) {
     return {FailureKind::BadArgument, std::move(what), {}, {}};
-}
-
-DriverEnd endOf(const siginfo_t& info) {
-    const bool exited = info.si_code == CLD_EXITED;
-    return {true, exited ? info.si_status : 0, exited ? 0 : info.si_status};
 }
 
 DriverEnd endOf(int waitStatus) {
@@ -189,7 +179,8 @@ Status DriverProcess::send(const Request& request) {
         packet_.numof_chars = static_cast<std::int32_t>(request.text->size()) + 1;
         std::ranges::copy(*request.text, packet_.chardata);
     }
-    return ipc::sendPacket(peer_.socket.get(), packet_) ? Status() : Status(died());
+    const ipc::SendEnd sent = ipc::sendPacket(peer_.socket.get(), packet_);
+    return sent == ipc::SendEnd::Sent ? Status() : Status(died());
 }
 
 Status DriverProcess::receive() {
@@ -308,30 +299,27 @@ Result<DriverEnd> DriverProcess::end() {
 /// Takes the exit status of the ended process. Returns false when it cannot be had yet: a process
 /// that was killed under a tracer's eyes (a debugger, the leak sanitizer) is the tracer's first.
 bool DriverProcess::reap() {
-    siginfo_t info{};
-    const auto pidFd = static_cast<id_t>(peer_.pidFd.get());
-    if (::waitid(P_PIDFD, pidFd, &info, WEXITED | WNOHANG) != 0) {
-        return true; // the host ignores SIGCHLD: the kernel has waited for it
-    }
-    if (info.si_pid == 0) {
+    std::optional<int> status;
+    if (!peer_.process.take(status)) {
         std::this_thread::sleep_for(kTracerPause);
         return false;
     }
-    end_ = endOf(info);
+    if (status) { // none when the host ignores SIGCHLD: the kernel has waited for it
+        end_ = endOf(*status);
+    }
     return true;
 }
 
 bool DriverProcess::awaitExit(std::chrono::milliseconds limit) {
     const auto until = Clock::now() + limit;
-    ended_ = ended_ || !peer_.pidFd.valid(); // the kernel had waited for it before we could look
     while (!ended_) {
         std::array<pollfd, 2> watched = {
-            {{peer_.pidFd.get(), POLLIN, 0}, {lines_.fd(), POLLIN, 0}}};
-        ::poll(watched.data(), watched.size(), ipc::pollTimeout(until));
+            {{peer_.process.fd(), POLLIN, 0}, {lines_.fd(), POLLIN, 0}}};
+        ::poll(watched.data(), watched.size(), peer_.process.pollTimeout(until));
         if (pollReadable(watched[1])) {
             lines_.drain();
         }
-        ended_ = pollReadable(watched[0]) && reap();
+        ended_ = peer_.process.hasEnded() && reap();
         if (!ended_ && Clock::now() >= until) {
             return false;
         }
@@ -341,12 +329,11 @@ bool DriverProcess::awaitExit(std::chrono::milliseconds limit) {
 
 DriverEnd DriverProcess::kill() {
     if (!ended_) {
-        ::pidfd_send_signal(peer_.pidFd.get(), SIGKILL, nullptr, 0);
+        peer_.process.kill();
         awaitExit(kAfterKill);
     }
     lines_.finish();
     peer_.socket.reset();
-    peer_.pidFd.reset();
     return end_;
 }
 

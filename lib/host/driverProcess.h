@@ -43,7 +43,7 @@ class DriverProcess {
     DriverProcess& operator=(const DriverProcess&) = delete;
 
     [[nodiscard]] const std::filesystem::path& program() const { return program_; }
-    [[nodiscard]] pid_t pid() const { return peer_.pid; }
+    [[nodiscard]] pid_t pid() const { return peer_.process.pid(); }
     [[nodiscard]] bool alive() const { return peer_.socket.valid(); }
     [[nodiscard]] const std::string& lastLine() const { return lines_.last(); }
     [[nodiscard]] const std::string& damage() const { return lines_.damage(); }

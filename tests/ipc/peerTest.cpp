@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 // Starting real programs: those that behave and those that do not.
 #include "IPC_LinkIrix.h"
+#include "base/diagnostics.h"
 #include "ipcTesting.h"
 #include "ipc_inner.h"
 #include "ipc_peer.h"
 #include "ipc_socket.h"
 #include "support/captureStderr.h"
+#include "support/denyCall.h"
 #include "support/leakCounters.h"
 #include "support/processState.h"
 #include "support/tempDir.h"
@@ -18,6 +20,7 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <thread>
 
@@ -120,11 +123,11 @@ TEST_F(PeerStarting, AGoodPeerIsConnectedAndGreeted) {
     EXPECT_EQ(start.peer.peerSubId, 39);
     EXPECT_GT(start.peer.socket.get(), 2);
     EXPECT_TRUE(sendsAtOnce(start.peer.socket.get()));
-    pollfd ended{start.peer.pidFd.get(), POLLIN, 0};
+    pollfd ended{start.peer.process.fd(), POLLIN, 0};
     EXPECT_EQ(poll(&ended, 1, 0), 0);
     start.peer.socket.reset();
     EXPECT_EQ(poll(&ended, 1, -1), 1);
-    EXPECT_EQ(exitStatusOf(start.peer.pid), 0) << "the peer saw no good reply";
+    EXPECT_EQ(exitStatusOf(start.peer.process.pid()), 0) << "the peer saw no good reply";
     EXPECT_EQ(drain(start.peer.stderrPipe), "");
 }
 
@@ -199,6 +202,7 @@ constexpr BadPeer kBadPeers[] = {
     {"killOfData", kAmple, PeerFailure::UnknownRequest, -1, "", 201},
     {"requestOfData", kAmple, PeerFailure::UnknownRequest, -1, "", 300},
     {"leaves", kAmple, PeerFailure::Died, 5, ""},
+    {"bequeaths", kAmple, PeerFailure::Died, 5, ""},
 };
 
 TEST_F(PeerStarting, ABadPeerIsEndedReapedAndExplained) {
@@ -221,6 +225,44 @@ TEST_F(PeerStarting, ABadPeerIsEndedReapedAndExplained) {
         }
         EXPECT_EQ(ours.text(), "") << "the inner starter is silent";
     }
+}
+
+/// What comes of starting each of these peers, one letter each: a failure's first, or "." for none.
+std::string outcomesOf(const std::vector<ipc::PeerOptions>& starts) {
+    std::string outcomes;
+    for (const ipc::PeerOptions& options : starts) {
+        ipc::PeerStart start = ipc::startPeer(options);
+        std::optional<int> status = start.waitStatus;
+        start.peer.socket.reset();
+        if (!start.peer.process.awaitEnd(ipc::deadlineAfter(kAmple)) ||
+            !start.peer.process.take(status)) {
+            outcomes += "still there ";
+        }
+        outcomes += start.failure == PeerFailure::None   ? "."
+                    : start.failure == PeerFailure::Died ? "D"
+                    : start.failure == PeerFailure::Late ? "L"
+                                                         : "?";
+        outcomes += status ? std::to_string(WEXITSTATUS(*status)) : "";
+    }
+    return outcomes;
+}
+
+TEST_F(PeerStarting, ASystemWithoutDescriptorsOfProcessesStartsThemToo) {
+    std::vector<ipc::PeerOptions> starts;
+    for (const char* behaviour : {"greeted", "dies", "bequeaths", "mute"}) {
+        starts.push_back(optionsFor(program(behaviour)));
+    }
+    starts.back().limit = 150ms;
+    const CaptureStderr said;
+    const pid_t child = fork();
+    if (child == 0) {
+        const bool denied = support::denyCall(SYS_pidfd_open, ENOSYS);
+        const std::string outcomes = denied ? outcomesOf(starts) : "no filter";
+        base::say("%s, %s\n", outcomes.c_str(), support::hasChildren() ? "children" : "none left");
+        _exit(0);
+    }
+    EXPECT_EQ(exitStatusOf(child), 0);
+    EXPECT_EQ(said.text(), ".0D7D5L, none left\n");
 }
 
 bool isChildAsleep() {

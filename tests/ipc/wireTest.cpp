@@ -379,14 +379,14 @@ TEST(Wire, APacketOfAHostTouchesNoActionAndLeavesNoSignal) {
         std::signal(SIGPIPE, action);
         SocketPair pair;
         IPC_DataPacket packet = emptyPacket();
-        EXPECT_TRUE(ipc::sendPacket(pair.near.get(), packet));
+        EXPECT_EQ(ipc::sendPacket(pair.near.get(), packet), ipc::SendEnd::Sent);
         packet.numof_floats = -1;
-        EXPECT_FALSE(ipc::sendPacket(pair.near.get(), packet));
+        EXPECT_EQ(ipc::sendPacket(pair.near.get(), packet), ipc::SendEnd::BadCount);
         EXPECT_EQ(takeAll(pair.far.get()), kEmptyWire);
         packet = emptyPacket();
         pair.far.reset();
         const CaptureStderr said;
-        EXPECT_FALSE(ipc::sendPacket(pair.near.get(), packet));
+        EXPECT_EQ(ipc::sendPacket(pair.near.get(), packet), ipc::SendEnd::Failed);
         EXPECT_EQ(said.text(), "");
         EXPECT_EQ(KeepAction::current(SIGPIPE), action);
     }
@@ -424,6 +424,35 @@ TEST(Wire, APacketThatStopsHalfWayIsGivenUpAtTheDeadline) {
             ipc::receivePacket(pair.far.get(), packet, ipc::deadlineAfter(20ms));
         EXPECT_EQ(read.end, ipc::ReadEnd::TimedOut);
         EXPECT_EQ(read.bytes, length);
+    }
+}
+
+TEST(Wire, AReaderThatNeverReadsIsGivenUp) {
+    using namespace std::chrono_literals;
+    const base::UniqueFd cancel(eventfd(0, EFD_CLOEXEC));
+    const ipc::Child ended; // none is as good as one that has ended
+    struct Case {
+        ipc::SendEnd end;
+        ipc::Deadline deadline;
+        bool cancelled;
+        const ipc::Child* child;
+    };
+    for (const Case& c : {Case{ipc::SendEnd::TimedOut, ipc::deadlineAfter(20ms), false, nullptr},
+                          Case{ipc::SendEnd::Failed, {}, false, &ended},
+                          Case{ipc::SendEnd::Cancelled, {}, true, nullptr}}) {
+        const SocketPair pair;
+        IPC_DataPacket packet = fullPacket();
+        if (c.cancelled) {
+            eventfd_write(cancel.get(), 1);
+        }
+        ipc::SendEnd end = ipc::SendEnd::Sent;
+        std::size_t sent = 0;
+        for (; end == ipc::SendEnd::Sent; ++sent) {
+            end = ipc::sendPacket(pair.near.get(), packet, c.deadline, cancel.get(), c.child);
+        }
+        EXPECT_EQ(end, c.end);
+        const std::string whole = takeAll(pair.far.get());
+        EXPECT_EQ(whole.size() / kFullWire.size(), sent - 1) << "said to be sent and lost";
     }
 }
 

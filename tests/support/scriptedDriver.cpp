@@ -191,6 +191,15 @@ void sendHalf() {
     sendOnly({"\0\0\0\6\0\x66\0\x27\0\1", 10});
 }
 
+/// Ends, while a process of its own keeps the connection.
+void bequeath() {
+    if (fork() == 0) {
+        awaitEnd();
+        _exit(0);
+    }
+    _exit(5);
+}
+
 // --- Instead of the start-up OK ------------------------------------------------------------------
 
 void answerErrorAtStart() {
@@ -307,6 +316,7 @@ constexpr Behaviour kBehaviours[] = {
     {"killOfData", Stage::InsteadOfInit, introduceAs<ipc::kClassData, ipc::kEventKill>},
     {"requestOfData", Stage::InsteadOfInit, introduceAs<ipc::kClassData, ipc::kInitRequest>},
     {"leaves", Stage::InsteadOfInit, [] { _exit(5); }},
+    {"bequeaths", Stage::InsteadOfInit, bequeath},
     {"greeted", Stage::InsteadOfOk, [] {}}, // it just stays
     {"silent", Stage::InsteadOfOk, waitForEver},
     {"errorAtStart", Stage::InsteadOfOk, answerErrorAtStart},

@@ -19,13 +19,10 @@ namespace ipc {
 /// Takes a connection that waits on `listener`; none on failure (errno).
 [[nodiscard]] base::UniqueFd acceptConnection(int listener);
 
-/// Sends a packet; false when that failed.
-using SendPacket = bool (*)(int fd, IPC_DataPacket& packet);
-
-/// What to do about a peer's first packet: notes its ids in `ends` and answers an init request over
-/// `fd`, with `send`.
-[[nodiscard]] PeerFailure answerInitRequest(const IPC_DataPacket& first, int fd, Ends& ends,
-                                            SendPacket send);
+/// What to do about a peer's first packet: notes its ids in `ends`, and builds the answer to an
+/// init request (`None`), which is still to be sent.
+[[nodiscard]] PeerFailure judgeInitRequest(const IPC_DataPacket& first, Ends& ends,
+                                           IPC_DataPacket& reply);
 
 /// `read`, repeated while a signal interrupts it.
 [[nodiscard]] long readRetrying(int fd, void* buf, std::size_t n);

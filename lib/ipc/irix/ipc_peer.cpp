@@ -3,6 +3,7 @@
 
 #include "ipc_inner.h"
 #include "ipc_socket.h"
+#include "ipc_wire.h"
 
 #include <algorithm>
 #include <array>
@@ -15,21 +16,16 @@
 #include <string>
 #include <sys/socket.h>
 #include <sys/uio.h>
-#include <sys/wait.h>
 #include <unistd.h>
-
-extern "C" { // glibc 2.36 declares the calls of this header without C linkage
-#include <sys/pidfd.h>
-}
 
 namespace ipc {
 namespace {
 
-/// Longest wait between two looks at the peer.
-constexpr int kTryMilliseconds = 100;
+/// Between tries to take the exit status of a process that is somebody else's first.
+constexpr int kTracerMilliseconds = 1;
 
 /// How long a peer that closed its connection is given to end by itself, for its exit status.
-constexpr int kEndMilliseconds = 200;
+constexpr std::chrono::milliseconds kEnd{200};
 
 constexpr int kExecFailedStatus = -1;
 
@@ -149,32 +145,19 @@ pid_t forkProgram(const ChildPlan& plan) {
     return pid;
 }
 
-/// Starts the process; its pid and pidfd go into `peer`.
+/// Starts the process.
 PeerFailure spawn(const PeerOptions& options, unsigned short port, int stderrFd, Peer& peer) {
     std::string path = options.path;
     std::string option = "-ipc_link_port";
     std::string number = std::to_string(port);
     const ChildPlan plan{
         {path.data(), option.data(), number.data(), nullptr}, stderrFd, !options.ignoreChildSignal};
-    peer.pid = forkProgram(plan);
-    if (peer.pid < 0) {
+    const pid_t pid = forkProgram(plan);
+    if (pid < 0) {
         return PeerFailure::Fork;
     }
-    // With SIGCHLD ignored a process that has ended is forgotten at once and has no pidfd any more.
-    peer.pidFd.reset(pidfd_open(peer.pid, 0));
-    if (peer.pidFd.valid() || errno == ESRCH) {
-        return PeerFailure::None;
-    }
-    const int reason = errno;
-    kill(peer.pid, SIGKILL);
-    errno = reason;
-    return PeerFailure::Fork;
-}
-
-/// True when the process has ended, also when nobody has waited for it yet.
-bool hasEnded(const Peer& peer, int milliseconds = 0) {
-    pollfd watched{peer.pidFd.get(), POLLIN, 0};
-    return !peer.pidFd.valid() || poll(&watched, 1, milliseconds) > 0;
+    peer.process = Child(pid);
+    return PeerFailure::None;
 }
 
 bool isCancelled(const PeerOptions& options) {
@@ -190,13 +173,12 @@ bool worthAnotherTry(int error) {
 /// the end was seen: so its connection is looked for once more after that.
 PeerFailure awaitConnection(const PeerOptions& options, int listener, Deadline deadline,
                             Peer& peer) {
-    bool ended = hasEnded(peer);
+    bool ended = peer.process.hasEnded();
     for (;;) {
         pollfd watched[] = {
-            {listener, POLLIN, 0}, {peer.pidFd.get(), POLLIN, 0}, {options.cancelFd, POLLIN, 0}};
-        const int left = pollTimeout(deadline);
-        const int longest = ended ? 0 : kTryMilliseconds;
-        (void)poll(watched, std::size(watched), left < 0 ? longest : std::min(left, longest));
+            {listener, POLLIN, 0}, {peer.process.fd(), POLLIN, 0}, {options.cancelFd, POLLIN, 0}};
+        const bool late = pollTimeout(deadline) == 0;
+        (void)poll(watched, std::size(watched), ended ? 0 : peer.process.pollTimeout(deadline));
         peer.socket = acceptConnection(listener);
         if (peer.socket.valid()) {
             return PeerFailure::None;
@@ -211,8 +193,8 @@ PeerFailure awaitConnection(const PeerOptions& options, int listener, Deadline d
         if (isCancelled(options)) {
             return PeerFailure::Cancelled;
         }
-        ended = hasEnded(peer);
-        if (left == 0 && !ended) {
+        ended = peer.process.hasEnded();
+        if (late && !ended) {
             errno = ETIMEDOUT;
             return PeerFailure::Late;
         }
@@ -222,27 +204,18 @@ PeerFailure awaitConnection(const PeerOptions& options, int listener, Deadline d
 /// Ends the child of a failed start and waits for it, unless the system does. What it said on
 /// stderr stays readable.
 void endPeer(PeerStart& start, bool waitForIt) {
-    Peer& peer = start.peer;
-    if (peer.pid <= 0) {
-        return;
+    Child& process = start.peer.process;
+    const bool ended = process.hasEnded();
+    process.kill();
+    std::optional<int> status;
+    while (waitForIt && !(process.awaitEnd({}) && process.take(status))) {
+        poll(nullptr, 0, kTracerMilliseconds);
     }
-    const bool ended = hasEnded(peer);
-    if (!ended) {
-        pidfd_send_signal(peer.pidFd.get(), SIGKILL, nullptr, 0);
+    if (ended) {
+        start.waitStatus = status;
     }
-    if (waitForIt) {
-        int status = 0;
-        pid_t got = -1;
-        do {
-            got = waitpid(peer.pid, &status, 0);
-        } while (got < 0 && errno == EINTR);
-        if (got == peer.pid && ended) {
-            start.waitStatus = status;
-        }
-    }
-    peer.socket.reset();
-    peer.pidFd.reset();
-    peer.pid = -1;
+    start.peer.socket.reset();
+    process = {};
 }
 
 /// Everything up to the connection; errno tells more about a failure.
@@ -276,14 +249,14 @@ PeerFailure launch(const PeerOptions& options, Deadline deadline, Peer& peer) {
 /// Reads the peer's first packet and answers it.
 PeerFailure greet(const PeerOptions& options, Deadline deadline, PeerStart& start) {
     IPC_DataPacket first;
-    const PacketRead read =
-        receivePacket(start.peer.socket.get(), first, deadline, options.cancelFd);
+    const PacketRead read = receivePacket(start.peer.socket.get(), first, deadline,
+                                          options.cancelFd, &start.peer.process);
     errno = read.error;
     switch (read.end) {
     case ReadEnd::Complete:
         break;
     case ReadEnd::Closed:
-        hasEnded(start.peer, kEndMilliseconds);
+        (void)start.peer.process.awaitEnd(deadlineAfter(kEnd));
         return PeerFailure::Died;
     case ReadEnd::Failed:
         return PeerFailure::Read;
@@ -296,10 +269,19 @@ PeerFailure greet(const PeerOptions& options, Deadline deadline, PeerStart& star
     }
     start.code = first.datacmd[kWordCode];
     Ends ends{options.localId, options.localSubId};
-    const PeerFailure outcome = answerInitRequest(first, start.peer.socket.get(), ends, sendPacket);
+    IPC_DataPacket reply;
+    const PeerFailure outcome = judgeInitRequest(first, ends, reply);
     start.peer.peerId = ends.peerId;
     start.peer.peerSubId = ends.peerSubId;
-    return outcome;
+    if (outcome != PeerFailure::None) {
+        return outcome;
+    }
+    const SendEnd sent =
+        sendPacket(start.peer.socket.get(), reply, deadline, options.cancelFd, &start.peer.process);
+    return sent == SendEnd::Sent        ? PeerFailure::None
+           : sent == SendEnd::Cancelled ? PeerFailure::Cancelled
+           : sent == SendEnd::TimedOut  ? PeerFailure::Late
+                                        : PeerFailure::Reply;
 }
 
 PeerStart finish(PeerStart start, PeerFailure failure, bool waitForIt) {
@@ -351,7 +333,7 @@ base::UniqueFd acceptConnection(int listener) {
     return fd;
 }
 
-PeerFailure answerInitRequest(const IPC_DataPacket& first, int fd, Ends& ends, SendPacket send) {
+PeerFailure judgeInitRequest(const IPC_DataPacket& first, Ends& ends, IPC_DataPacket& reply) {
     const short messageClass = first.datacmd[kWordClass];
     const short code = first.datacmd[kWordCode];
     if (messageClass == kClassEvent && code == kEventKill) {
@@ -362,9 +344,9 @@ PeerFailure answerInitRequest(const IPC_DataPacket& first, int fd, Ends& ends, S
     if (messageClass != kClassInit || code != kInitRequest) {
         return PeerFailure::UnknownRequest;
     }
-    IPC_DataPacket reply{};
+    reply = {};
     fillHeader(reply, ends, kClassStatus, kInitDataReady);
-    return send(fd, reply) ? PeerFailure::None : PeerFailure::Reply;
+    return PeerFailure::None;
 }
 
 PeerStart launchPeer(const PeerOptions& options) {

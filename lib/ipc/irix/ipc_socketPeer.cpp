@@ -65,21 +65,21 @@ int greetStarted(const char* path, short localId, short localSubId, int fd, shor
         base::say("startsomeprocess: Got 0 from waitforprocessresponse()\n");
     }
     ipc::Ends ends{localId, localSubId};
-    const auto send = [](int to, IPC_DataPacket& reply) { return sendsockdata(to, &reply) == 0; };
-    const PeerFailure outcome = ipc::answerInitRequest(first, fd, ends, send);
+    IPC_DataPacket reply;
+    const PeerFailure outcome = ipc::judgeInitRequest(first, ends, reply);
     if (outcome == PeerFailure::Refused) {
         base::say("startsomeprocess: Got kill.\n");
         return 0;
     }
     *peerId = ends.peerId;
     *peerSubId = ends.peerSubId;
-    if (outcome == PeerFailure::Reply) {
-        base::say("startsomeprocess: Error while sending init data.\n");
-        return -1;
-    }
     if (outcome == PeerFailure::UnknownRequest) {
         base::say("startsomeprocess: Unknown init response (%d) from '%s'.\n",
                   first.datacmd[ipc::kWordCode], path);
+        return -1;
+    }
+    if (sendsockdata(fd, &reply) != 0) {
+        base::say("startsomeprocess: Error while sending init data.\n");
         return -1;
     }
     return fd;
@@ -191,7 +191,7 @@ int doexec(const char* path, IPC_EXEC_MODE mode, int* pid) {
         report(start.failure, start.error, path);
         return -1;
     }
-    *pid = start.peer.pid;
+    *pid = start.peer.process.pid();
     return start.peer.socket.release();
 }
 

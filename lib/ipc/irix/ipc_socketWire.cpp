@@ -162,20 +162,62 @@ int reportFailedWrite(const WireField& field, int error) {
     return clogged_pipe() != 0 ? -2 : -1;
 }
 
+/// What ends a wait for a socket besides the socket.
+struct Wait {
+    ipc::Deadline deadline;
+    int cancelFd;
+    const ipc::Child* child;
+
+    [[nodiscard]] bool isForSocketOnly() const {
+        return !deadline && cancelFd < 0 && child == nullptr;
+    }
+
+    /// Waits for `events` of `fd`: `Complete` when they are there, or the end of the stream.
+    [[nodiscard]] ipc::ReadEnd forSocket(int fd, short events) const {
+        const int childFd = child != nullptr ? child->fd() : -1;
+        for (bool ended = false;;) {
+            pollfd watched[] = {{fd, events, 0}, {cancelFd, POLLIN, 0}, {childFd, POLLIN, 0}};
+            const int left =
+                child != nullptr ? child->pollTimeout(deadline) : ipc::pollTimeout(deadline);
+            const int ready = poll(watched, std::size(watched), ended ? 0 : left);
+            if (ready < 0 && errno != EINTR) {
+                return ipc::ReadEnd::Failed;
+            }
+            if (ready > 0 && watched[1].revents != 0) {
+                return ipc::ReadEnd::Cancelled;
+            }
+            if (ready > 0 && watched[0].revents != 0) {
+                return ipc::ReadEnd::Complete;
+            }
+            if (ended) {
+                return ipc::ReadEnd::Closed;
+            }
+            // What a process did last it did before its end was seen: one more look at the socket.
+            ended = child != nullptr && child->hasEnded();
+            if (!ended && deadline && ipc::Clock::now() >= *deadline) {
+                return ipc::ReadEnd::TimedOut;
+            }
+        }
+    }
+};
+
 /// The bytes of one packet as they come in.
 class Inflow {
   public:
-    Inflow(int fd, ipc::Deadline deadline, int cancelFd)
-        : fd_(fd), deadline_(deadline), cancelFd_(cancelFd) {}
+    Inflow(int fd, const Wait& wait) : fd_(fd), wait_(wait) {}
 
     /// Reads until `need` bytes are in; asks for up to `sure`, which the packet is sure to have.
     /// After a close the missing ones are zero.
     ipc::ReadEnd fill(std::size_t need, std::size_t sure) {
         while (have_ < need) {
-            if (const ipc::ReadEnd end = waitForBytes(); end != ipc::ReadEnd::Complete) {
+            const ipc::ReadEnd end = wait_.isForSocketOnly() ? ipc::ReadEnd::Complete // read waits
+                                                             : wait_.forSocket(fd_, POLLIN);
+            if (end != ipc::ReadEnd::Complete && end != ipc::ReadEnd::Closed) {
                 return end;
             }
-            const long got = ipc::readRetrying(fd_, bytes_.data() + have_, sure - have_);
+            const long got = end == ipc::ReadEnd::Closed
+                                 ? 0
+                                 : ipc::readRetrying(fd_, bytes_.data() + have_, sure - have_);
             if (got < 0) {
                 return ipc::ReadEnd::Failed;
             }
@@ -192,31 +234,36 @@ class Inflow {
     [[nodiscard]] std::size_t size() const { return have_; }
 
   private:
-    /// `Complete` when there is something to read, or the end of the stream.
-    ipc::ReadEnd waitForBytes() {
-        if (!deadline_ && cancelFd_ < 0) {
-            return ipc::ReadEnd::Complete; // the read itself waits
-        }
-        pollfd watched[] = {{fd_, POLLIN, 0}, {cancelFd_, POLLIN, 0}};
-        int ready = -1;
-        do {
-            ready = poll(watched, std::size(watched), ipc::pollTimeout(deadline_));
-        } while (ready < 0 && errno == EINTR);
-        if (ready < 0) {
-            return ipc::ReadEnd::Failed;
-        }
-        if (watched[1].revents != 0) {
-            return ipc::ReadEnd::Cancelled;
-        }
-        return ready > 0 ? ipc::ReadEnd::Complete : ipc::ReadEnd::TimedOut;
-    }
-
     int fd_;
-    ipc::Deadline deadline_;
-    int cancelFd_;
+    Wait wait_;
     std::size_t have_ = 0;
     std::array<std::uint8_t, kMaxPacketBytes> bytes_; // filled as far as `have_`
 };
+
+/// Puts the wire form of a packet whose counts are good into `bytes`; its size.
+std::size_t encode(Packet& packet, std::array<std::uint8_t, kMaxPacketBytes>& bytes) {
+    std::size_t size = 0;
+    for (const WireField& field : kFields) {
+        const std::size_t n = elementsOf(field, packet);
+        copyElements(bytes.data() + size, placeOf(field, packet), field.elementSize, n);
+        size += n * field.elementSize;
+    }
+    return size;
+}
+
+ipc::SendEnd sendEndOf(ipc::ReadEnd wait) {
+    switch (wait) {
+    case ipc::ReadEnd::TimedOut:
+        return ipc::SendEnd::TimedOut;
+    case ipc::ReadEnd::Cancelled:
+        return ipc::SendEnd::Cancelled;
+    case ipc::ReadEnd::Closed:
+        errno = EPIPE;
+        return ipc::SendEnd::Failed;
+    default:
+        return ipc::SendEnd::Failed;
+    }
+}
 
 void reportFailedRead(const ipc::PacketRead& read) {
     const WireField& field = kFields[read.field];
@@ -233,18 +280,6 @@ void reportFailedRead(const ipc::PacketRead& read) {
 
 namespace ipc {
 
-Deadline deadlineAfter(std::optional<std::chrono::milliseconds> limit) {
-    return limit ? Deadline(Clock::now() + *limit) : std::nullopt;
-}
-
-int pollTimeout(Deadline deadline) {
-    if (!deadline) {
-        return -1;
-    }
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(*deadline - Clock::now());
-    return static_cast<int>(std::clamp<std::int64_t>(left.count(), 0, INT32_MAX));
-}
-
 long readRetrying(int fd, void* buf, std::size_t n) {
     ssize_t got = -1;
     do {
@@ -253,9 +288,10 @@ long readRetrying(int fd, void* buf, std::size_t n) {
     return got;
 }
 
-PacketRead receivePacket(int fd, IPC_DataPacket& packet, Deadline deadline, int cancelFd) {
+PacketRead receivePacket(int fd, IPC_DataPacket& packet, Deadline deadline, int cancelFd,
+                         const Child* child) {
     packet = {};
-    Inflow inflow(fd, deadline, cancelFd);
+    Inflow inflow(fd, {deadline, cancelFd, child});
     PacketRead result;
     std::size_t offset = 0;
     for (std::size_t i = 0; i < kFieldCount && result.end == ReadEnd::Complete; ++i) {
@@ -280,12 +316,29 @@ PacketRead receivePacket(int fd, IPC_DataPacket& packet, Deadline deadline, int 
     return result;
 }
 
-bool sendPacket(int fd, IPC_DataPacket& packet) {
-    const base::HoldSigpipe apart;
+SendEnd sendPacket(int fd, IPC_DataPacket& packet, Deadline deadline, int cancelFd,
+                   const Child* child) {
     const auto isGood = [&](const WireField& field) { return isPlausible(field, packet); };
-    const auto goesOut = [&](const WireField& field) { return writeField(fd, field, packet); };
-    return std::all_of(std::begin(kFields), std::end(kFields), isGood) &&
-           std::all_of(std::begin(kFields), std::end(kFields), goesOut);
+    if (!std::all_of(std::begin(kFields), std::end(kFields), isGood)) {
+        return SendEnd::BadCount;
+    }
+    std::array<std::uint8_t, kMaxPacketBytes> bytes;
+    const std::size_t size = encode(packet, bytes);
+    const Wait wait{deadline, cancelFd, child};
+    for (std::size_t sent = 0; sent < size;) {
+        const ssize_t put = send(fd, bytes.data() + sent, size - sent, MSG_NOSIGNAL | MSG_DONTWAIT);
+        if (put >= 0) {
+            sent += static_cast<std::size_t>(put);
+        } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
+            const ReadEnd end = wait.forSocket(fd, POLLOUT);
+            if (end != ReadEnd::Complete) {
+                return sendEndOf(end);
+            }
+        } else if (errno != EINTR) {
+            return SendEnd::Failed;
+        }
+    }
+    return SendEnd::Sent;
 }
 
 } // namespace ipc

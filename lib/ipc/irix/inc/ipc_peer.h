@@ -6,12 +6,11 @@
 
 #include "IPC_Link.h"
 #include "base/uniqueFd.h"
-#include "ipc_wire.h"
+#include "ipc_child.h"
 
 #include <chrono>
 #include <optional>
 #include <string>
-#include <sys/types.h>
 
 namespace ipc {
 
@@ -75,12 +74,11 @@ enum class PeerFailure {
 /// A short text for a failure, as the end of a sentence ("the program is not executable").
 [[nodiscard]] const char* describe(PeerFailure failure);
 
-/// A started peer. Closing its descriptors neither ends the process nor waits for it.
+/// A started peer. Its destructor neither ends the process nor waits for it.
 struct Peer {
     base::UniqueFd socket;     ///< the connection; never a standard descriptor (0 to 2)
     base::UniqueFd stderrPipe; ///< read end of its stderr, when captured; blocking
-    base::UniqueFd pidFd;      ///< readable once the process has ended
-    pid_t pid = -1;
+    Child process;
     short peerId = kUnknownId;
     short peerSubId = kUnknownId;
 };

@@ -5,28 +5,17 @@
 #pragma once
 
 #include "IPC_Link.h"
+#include "ipc_child.h"
 
-#include <chrono>
-#include <optional>
+#include <cstddef>
 
 namespace ipc {
-
-using Clock = std::chrono::steady_clock;
-
-/// The moment at which a wait ends; nothing stands for a wait without limit.
-using Deadline = std::optional<Clock::time_point>;
-
-/// The moment `limit` from now, or no limit.
-[[nodiscard]] Deadline deadlineAfter(std::optional<std::chrono::milliseconds> limit);
-
-/// What is left until `deadline` as `poll` wants it: milliseconds rounded up, 0 when it has passed,
-/// -1 without limit.
-[[nodiscard]] int pollTimeout(Deadline deadline);
 
 /// How the reading of one packet ended.
 enum class ReadEnd {
     Complete,  ///< all nine fields are in
-    Closed,    ///< the peer closed the stream; what it had sent is in, the rest is zero
+    Closed,    ///< the peer closed the stream, or its process ended and somebody else keeps the
+               ///< stream open; what it had sent is in, the rest is zero
     Failed,    ///< a read failed; `error` says why
     TimedOut,  ///< the deadline passed
     Cancelled, ///< the descriptor for that became readable
@@ -43,13 +32,25 @@ struct PacketRead {
 };
 
 /// Clears `packet` and reads one packet from `fd` into it. Never takes a byte of the packet that
-/// follows. Gives up when `cancelFd` is readable (-1: none), which is only watched, not read. After
-/// anything but `Complete` the stream is out of step and of no more use.
+/// follows. Gives up when `cancelFd` is readable (-1: none), which is only watched, not read. The
+/// end of `child` (null: not known) is the end of what it has sent. After anything but `Complete`
+/// the stream is out of step and of no more use.
 [[nodiscard]] PacketRead receivePacket(int fd, IPC_DataPacket& packet, Deadline deadline = {},
-                                       int cancelFd = -1);
+                                       int cancelFd = -1, const Child* child = nullptr);
 
-/// Writes one packet in the bytes of `sendsockdata`. False when a count is negative or above its
-/// capacity (nothing is sent) or a write failed; a peer that has gone raises no signal.
-[[nodiscard]] bool sendPacket(int fd, IPC_DataPacket& packet);
+/// How the sending of one packet ended.
+enum class SendEnd {
+    Sent,      ///< all of it is on its way
+    BadCount,  ///< a count is negative or above its capacity; nothing was sent
+    Failed,    ///< the peer has gone, or its process has ended; errno says why
+    TimedOut,  ///< the peer did not take it all before the deadline
+    Cancelled, ///< the descriptor for that became readable
+};
+
+/// Writes one packet to the socket `fd`, in the bytes of `sendsockdata`; the other arguments are
+/// those of `receivePacket`. A peer that has gone raises no signal. After anything but `Sent` and
+/// `BadCount` the stream is out of step.
+[[nodiscard]] SendEnd sendPacket(int fd, IPC_DataPacket& packet, Deadline deadline = {},
+                                 int cancelFd = -1, const Child* child = nullptr);
 
 } // namespace ipc
