@@ -22,7 +22,7 @@ using bench::Contender;
 namespace {
 
 constexpr const char* kTdr = TDR_BIN_DIR "/tdr";
-constexpr const char* kImageMagick = "convert-im6.q16";
+constexpr const char* kImageMagick = IMAGEMAGICK_CONVERT;
 
 /// Compression level at which both sides write PNG.
 constexpr const char* kPngLevel = "2";

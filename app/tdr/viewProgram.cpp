@@ -11,6 +11,7 @@
 #include "tinyTag.h"
 #include "viewCanvas.h"
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <fmt/format.h>

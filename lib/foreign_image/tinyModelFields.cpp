@@ -3,6 +3,7 @@
 
 #include "tinyModelInner.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <initializer_list>

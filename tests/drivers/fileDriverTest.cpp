@@ -5,6 +5,7 @@
 
 #include "support/memoryFile.h"
 
+#include <algorithm>
 #include <csignal>
 #include <filesystem>
 #include <random>

@@ -2,6 +2,7 @@
 // Curve values, worked out by hand.
 #include "animText.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <random>

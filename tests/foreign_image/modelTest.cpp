@@ -5,6 +5,7 @@
 #include "tinyFile.h"
 #include "tinyModel.h"
 
+#include <algorithm>
 #include <cstring>
 #include <numbers>
 

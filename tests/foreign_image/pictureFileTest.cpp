@@ -4,6 +4,7 @@
 #include "support/captureStderr.h"
 #include "support/leakCounters.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <sys/resource.h>

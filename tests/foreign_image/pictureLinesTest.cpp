@@ -2,6 +2,7 @@
 // PIC files line by line: readers, writers, positions, files that shrink.
 #include "pictureTesting.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <optional>

@@ -6,6 +6,7 @@
 #include "support/captureStderr.h"
 #include "support/leakCounters.h"
 
+#include <algorithm>
 #include <chrono>
 #include <fcntl.h>
 #include <gtest/gtest.h>

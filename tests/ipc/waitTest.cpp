@@ -5,6 +5,7 @@
 #include "support/captureStderr.h"
 #include "support/leakCounters.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
 #include <gtest/gtest.h>

@@ -5,6 +5,7 @@
 #include "ipc_wire.h"
 #include "support/captureStderr.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <fcntl.h>

@@ -4,6 +4,7 @@
 #include "support/pictureFiles.h"
 #include "tdr/picture.h"
 
+#include <algorithm>
 #include <sys/stat.h>
 
 namespace {

@@ -5,6 +5,7 @@
 #include "support/sharedBlock.h"
 #include "support/tempDir.h"
 
+#include <algorithm>
 #include <filesystem>
 
 using support::action;

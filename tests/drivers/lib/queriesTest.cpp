@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "recordingDriver.h"
 
+#include <algorithm>
 #include <climits>
 #include <vector>
 

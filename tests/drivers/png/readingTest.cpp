@@ -3,6 +3,7 @@
 #include "driverUnderTest.h"
 #include "pngPicture.h"
 
+#include <algorithm>
 #include <numeric>
 #include <random>
 

@@ -3,6 +3,7 @@
 // lines a file gets, and which one each request finds afterwards.
 #include "driverUnderTest.h"
 
+#include <algorithm>
 #include <map>
 #include <optional>
 #include <random>
