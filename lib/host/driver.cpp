@@ -13,11 +13,13 @@ Driver& Driver::operator=(Driver&&) noexcept = default;
 Driver::~Driver() = default;
 
 Result<Driver> Driver::start(const std::filesystem::path& program, StartOptions options) {
-    auto process = DriverProcess::start(program, std::move(options));
-    if (!process) {
-        return process.failure();
-    }
-    return Driver(std::move(*process));
+    return withoutThrowing([&]() -> Result<Driver> {
+        auto process = DriverProcess::start(program, std::move(options));
+        if (!process) {
+            return process.failure();
+        }
+        return Driver(std::move(*process));
+    });
 }
 
 const std::filesystem::path& Driver::program() const {
@@ -41,11 +43,12 @@ const std::string& Driver::damage() const {
 }
 
 void Driver::dismiss() {
-    [[maybe_unused]] const Status sent = process_->dismiss(); // end() finds out
+    // end() finds out whether it was sent
+    [[maybe_unused]] const Status sent = process_->attempt([this] { return process_->dismiss(); });
 }
 
 Result<DriverEnd> Driver::end() {
-    return process_->end();
+    return process_->attempt([this] { return process_->end(); });
 }
 
 } // namespace tdr

@@ -22,22 +22,24 @@ Status takeAnswer(DriverProcess& process, Notice notice) {
     if (!received) {
         return received;
     }
-    if (process.packetIs(ipc::kClassStatus, ipc::kStatusError)) {
+    if (process.packetIsBare(ipc::kClassStatus, ipc::kStatusError)) {
         return process.refused();
     }
     if (notice == Notice::Expected) {
-        return process.packetIs(ipc::kClassEvent, ipc::kEventBlockTaken)
+        return process.packetIsBare(ipc::kClassEvent, ipc::kEventBlockTaken)
                    ? takeAnswer(process, Notice::None)
                    : Status(process.broken());
     }
-    return process.packetIs(ipc::kClassStatus, ipc::kStatusOk) ? Status()
-                                                               : Status(process.broken());
+    return process.packetIsBare(ipc::kClassStatus, ipc::kStatusOk) ? Status()
+                                                                   : Status(process.broken());
 }
 
 Status act(DriverProcess& process, std::int16_t code, std::span<const std::int32_t> longs,
            std::optional<std::string_view> text = {}, Notice notice = Notice::None) {
-    Status sent = process.send({ipc::kClassAction, code, longs, text});
-    return sent ? takeAnswer(process, notice) : sent;
+    return process.attempt([&] {
+        Status sent = process.send({ipc::kClassAction, code, longs, text});
+        return sent ? takeAnswer(process, notice) : sent;
+    });
 }
 
 /// A transfer of the whole picture or of the stamp.
@@ -54,10 +56,24 @@ Status transferLine(DriverProcess& process, std::int16_t code, const SharedBlock
 }
 
 Status tilesDoNotFit(const char* request) {
-    return Failure{FailureKind::BadArgument,
-                   std::string(request) + ": takes 999 longs, and a packet holds 256",
-                   {},
-                   {}};
+    return withoutThrowing([&]() -> Status {
+        return Failure{FailureKind::BadArgument,
+                       std::string(request) + ": takes 999 longs, and a packet holds 256",
+                       {},
+                       {}};
+    });
+}
+
+/// The answer to a connect. A driver that knows the format says what is wrong with the file; one
+/// that does not know it has nothing to say.
+Status tellForeign(Status connected) {
+    if (connected || connected.failure().kind != FailureKind::Refused ||
+        !connected.failure().lastLine.empty()) {
+        return connected;
+    }
+    Failure silent = connected.failure();
+    silent.kind = FailureKind::NotMyFormat;
+    return silent;
 }
 
 } // namespace
@@ -97,34 +113,28 @@ Status Driver::setEndCell(std::int32_t cell) {
 }
 
 Status Driver::setPreReadCommand(std::string_view command) {
-    Status done = act(*process_, ipc::kActionSetPreReadCommand, {}, command);
-    process_->known.preRead = process_->known.preRead || !command.empty();
-    return done;
+    process_->known.preRead = process_->known.preRead || !command.empty(); // also when it fails
+    return act(*process_, ipc::kActionSetPreReadCommand, {}, command);
 }
 
 Status Driver::setPostWriteCommand(std::string_view command) {
-    Status done = act(*process_, ipc::kActionSetPostWriteCommand, {}, command);
-    process_->known.postWrite = process_->known.postWrite || !command.empty();
-    return done;
+    process_->known.postWrite = process_->known.postWrite || !command.empty(); // also when it fails
+    return act(*process_, ipc::kActionSetPostWriteCommand, {}, command);
 }
 
 Status Driver::connectToFile(std::string_view path, Access access, std::int32_t cell) {
-    if (path.size() >= base::kPathCapacity) {
-        return Failure{FailureKind::BadArgument,
-                       "connect to file: a path of more than 1023 bytes: " + std::string(path),
-                       {},
-                       {}};
-    }
-    process_->known.connected = true; // also after a failure: the old file may still be open
-    process_->forgetDamage();
-    const Status done = act(*process_, ipc::kActionConnectToFile,
-                            std::array{static_cast<std::int32_t>(access), cell}, path);
-    if (done || done.failure().kind != FailureKind::Refused || !done.failure().lastLine.empty()) {
-        return done;
-    }
-    Failure silent = done.failure();
-    silent.kind = FailureKind::NotMyFormat;
-    return silent;
+    return process_->attempt([&]() -> Status {
+        if (path.size() >= base::kPathCapacity) {
+            return Failure{FailureKind::BadArgument,
+                           "connect to file: a path of more than 1023 bytes: " + std::string(path),
+                           {},
+                           {}};
+        }
+        process_->known.connected = true; // also after a failure: the old file may still be open
+        process_->forgetDamage();
+        return tellForeign(act(*process_, ipc::kActionConnectToFile,
+                               std::array{static_cast<std::int32_t>(access), cell}, path));
+    });
 }
 
 Status Driver::disconnectFromFile() {
@@ -161,18 +171,24 @@ Result<bool> Driver::transfersCaches() {
     if (known.caches || known.connected) {
         return known.caches.value_or(false);
     }
-    auto block = SharedBlock::create(1);
-    if (!block) {
-        return block.failure();
-    }
-    const Status asked[] = {getCache(*block), putCache(*block)};
-    for (const Status& answer : asked) {
-        if (!answer && answer.failure().kind != FailureKind::Refused) {
-            return answer.failure();
+    return process_->attempt([&]() -> Result<bool> {
+        auto block = SharedBlock::create(1);
+        if (!block) {
+            return block.failure();
         }
-    }
-    known.caches = !asked[0] && !asked[1];
-    return *known.caches;
+        const Status asked[] = {getCache(*block), putCache(*block)};
+        for (const Status& answer : asked) {
+            if (!answer && answer.failure().kind != FailureKind::Refused) {
+                return answer.failure();
+            }
+        }
+        known.caches = !asked[0] && !asked[1];
+        return *known.caches;
+    });
+}
+
+bool Driver::isConnected() const {
+    return process_->known.connected;
 }
 
 bool Driver::hasOutsideCommands() const {

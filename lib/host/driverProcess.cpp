@@ -1,17 +1,16 @@
 // SPDX-License-Identifier: MIT
+// A session's start and its requests; how it ends is in driverEnd.cpp.
 #include "driverProcess.h"
 
 #include "interrupt.h"
 #include "ipc_wire.h"
-#include "requestNames.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
 #include <poll.h>
-#include <sys/wait.h>
-#include <thread>
+#include <sys/socket.h>
 #include <utility>
 
 namespace tdr {
@@ -25,25 +24,11 @@ using Clock = std::chrono::steady_clock;
 /// once or never.
 constexpr auto kRestOfPacket = 5s;
 
-/// How long a driver that has hung up may take to end before it is killed: long enough to write out
-/// what is buffered, short enough for a person who waits.
-constexpr auto kLastBreath = 2s;
-
-/// A killed process goes at once unless the kernel holds it (a dead network disk).
-constexpr auto kAfterKill = 10s;
-constexpr auto kTracerPause = 1ms; // between tries to take a traced process's status
+/// What a process has sent before its end is here by then, however busy the machine is.
+constexpr int kLastBytesMilliseconds = 200;
 
 Failure badArgument(std::string what) {
     return {FailureKind::BadArgument, std::move(what), {}, {}};
-}
-
-DriverEnd endOf(int waitStatus) {
-    const bool exited = WIFEXITED(waitStatus);
-    return {true, exited ? WEXITSTATUS(waitStatus) : 0, exited ? 0 : WTERMSIG(waitStatus)};
-}
-
-bool pollReadable(const pollfd& entry) {
-    return entry.revents != 0;
 }
 
 /// True for the start failures whose errno explains them; for the others it is a left-over.
@@ -54,29 +39,17 @@ bool tellsErrno(ipc::PeerFailure failure) {
     return std::ranges::find(kWithout, failure) == kWithout.end();
 }
 
-std::string seconds(std::chrono::milliseconds limit) {
-    return std::to_string((limit.count() + 999) / 1000) + " s";
-}
-
 } // namespace
 
 DriverProcess::DriverProcess(std::filesystem::path program, StartOptions options)
     : program_(std::move(program)), options_(std::move(options)) {}
-
-DriverProcess::~DriverProcess() {
-    if (alive() && interrupted()) {
-        kill(); // somebody has pressed Ctrl-C: no time for manners
-    } else if (alive()) {
-        [[maybe_unused]] const auto ended = end();
-    }
-}
 
 // --- Start ---------------------------------------------------------------------------------------
 
 Result<std::unique_ptr<DriverProcess>> DriverProcess::start(const std::filesystem::path& program,
                                                             StartOptions options) {
     std::unique_ptr<DriverProcess> process(new DriverProcess(program, std::move(options)));
-    process->begin("start", process->options_.limits.start);
+    process->begin(ipc::kClassInit, ipc::kInitRequest, process->options_.limits.start);
     ipc::PeerOptions peerOptions;
     peerOptions.path = program.string();
     if (!program.has_parent_path()) {
@@ -89,7 +62,9 @@ Result<std::unique_ptr<DriverProcess>> DriverProcess::start(const std::filesyste
     peerOptions.captureStderr = true;
     ipc::PeerStart started = ipc::startPeer(peerOptions);
     process->peer_ = std::move(started.peer);
-    process->lines_.open(std::move(process->peer_.stderrPipe), process->options_.onDriverLine);
+    process->answerDue_ = true;
+    process->lines_.open(std::move(process->peer_.stderrPipe),
+                         std::move(process->options_.onDriverLine));
     if (started.failure != ipc::PeerFailure::None) {
         return process->startFailure(started);
     }
@@ -103,7 +78,7 @@ Result<std::unique_ptr<DriverProcess>> DriverProcess::start(const std::filesyste
 Failure DriverProcess::startFailure(const ipc::PeerStart& start) {
     lines_.finish();
     peer_.socket.reset();
-    if (start.failure == ipc::PeerFailure::Cancelled) {
+    if (start.failure == ipc::PeerFailure::Cancelled || interrupted()) {
         return interruption();
     }
     Failure failure{FailureKind::CouldNotStart,
@@ -125,11 +100,13 @@ Status DriverProcess::awaitStartUpOk() {
     Failure failure;
     if (!received) {
         failure = received.failure();
-    } else if (packetIs(ipc::kClassStatus, ipc::kStatusOk)) {
+    } else if (packetIsBare(ipc::kClassStatus, ipc::kStatusOk)) {
         return {};
     } else {
         kill();
-        failure.what = program_.string() + " could not be started: it answered with an error";
+        const bool error = packetIsBare(ipc::kClassStatus, ipc::kStatusError);
+        failure.what = program_.string() + " could not be started: it answered with " +
+                       (error ? "an error" : "neither OK nor an error");
         failure.lastLine = lines_.last();
     }
     if (failure.kind != FailureKind::Interrupted) {
@@ -138,8 +115,10 @@ Status DriverProcess::awaitStartUpOk() {
     return failure;
 }
 
-void DriverProcess::begin(std::string name, std::chrono::milliseconds limit) {
-    request_ = std::move(name);
+void DriverProcess::begin(std::int16_t messageClass, std::int16_t code,
+                          std::chrono::milliseconds limit) {
+    requestClass_ = messageClass;
+    requestCode_ = code;
     limit_ = limit;
     deadline_ = Clock::now() + limit;
 }
@@ -147,23 +126,55 @@ void DriverProcess::begin(std::string name, std::chrono::milliseconds limit) {
 // --- Requests ------------------------------------------------------------------------------------
 
 Status DriverProcess::send(const Request& request) {
-    const std::string name = nameOfRequest(request.messageClass, request.code);
+    begin(request.messageClass, request.code, options_.limits.request);
     if (!alive()) {
-        return Failure{FailureKind::Died,
-                       name + ": the session with " + program_.string() + " is over",
-                       {},
-                       lines_.last()};
+        return Failure{
+            FailureKind::Died, requestText() + ": the session is over", {}, lines_.last()};
     }
     if (request.longs.size() > ipc::kMaxLongs) {
-        return badArgument(name + ": more than 256 longs do not fit a packet");
+        return badArgument(requestText() + ": more than 256 longs do not fit a packet");
     }
     if (request.text && (request.text->size() >= ipc::kMaxChars ||
                          request.text->find('\0') != std::string_view::npos)) {
-        return badArgument(name + ": a text of more than 2047 bytes or with a zero byte in it");
+        return badArgument(requestText() +
+                           ": a text of more than 2047 bytes or with a zero byte in it");
     }
     lines_.drain();
     lines_.mark();
-    begin(name, options_.limits.request);
+    answerDue_ = true;
+    Status silent = checkSilence();
+    if (!silent) {
+        return silent;
+    }
+    fillPacket(request);
+    switch (
+        ipc::sendPacket(peer_.socket.get(), packet_, deadline_, interruptFd(), &peer_.process)) {
+    case ipc::SendEnd::Sent:
+        return {};
+    case ipc::SendEnd::TimedOut:
+        return late();
+    case ipc::SendEnd::Cancelled:
+        return interruption();
+    case ipc::SendEnd::BadCount:
+    case ipc::SendEnd::Failed:
+        break;
+    }
+    return died();
+}
+
+/// A driver speaks only when it is asked. One that has answered once too often is out of step: what
+/// waits here would be taken for the answer to the next request.
+Status DriverProcess::checkSilence() {
+    char byte = 0;
+    const ssize_t got = ::recv(peer_.socket.get(), &byte, 1, MSG_PEEK | MSG_DONTWAIT);
+    if (got > 0) {
+        return broken("the driver answered before it was asked, which breaks the protocol");
+    }
+    const bool silent = got < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR);
+    return silent ? Status() : Status(died());
+}
+
+void DriverProcess::fillPacket(const Request& request) {
     packet_ = {};
     packet_.numof_cmds = ipc::kCommandWords;
     packet_.datacmd[ipc::kWordSenderId] = options_.hostId;
@@ -179,59 +190,73 @@ Status DriverProcess::send(const Request& request) {
         packet_.numof_chars = static_cast<std::int32_t>(request.text->size()) + 1;
         std::ranges::copy(*request.text, packet_.chardata);
     }
-    const ipc::SendEnd sent = ipc::sendPacket(peer_.socket.get(), packet_);
-    return sent == ipc::SendEnd::Sent ? Status() : Status(died());
 }
 
 Status DriverProcess::receive() {
+    answerDue_ = true;
     Status ready = awaitPacket();
     if (!ready) {
         return ready;
     }
     const auto limit = std::min(deadline_, Clock::now() + kRestOfPacket);
     const ipc::PacketRead read =
-        ipc::receivePacket(peer_.socket.get(), packet_, limit, interruptFd());
+        ipc::receivePacket(peer_.socket.get(), packet_, limit, interruptFd(), &peer_.process);
     switch (read.end) {
     case ipc::ReadEnd::Complete:
-        lines_.settle(); // what a driver says, it says before it answers
-        return packet_.numof_cmds == ipc::kCommandWords ? Status() : Status(broken());
+        break;
     case ipc::ReadEnd::Closed:
     case ipc::ReadEnd::Failed:
         return died();
     case ipc::ReadEnd::Cancelled:
-        kill();
         return interruption();
     case ipc::ReadEnd::TimedOut:
     case ipc::ReadEnd::BadCount:
-        break;
+        return broken();
     }
-    return broken();
+    if (packet_.numof_cmds != ipc::kCommandWords) {
+        return broken();
+    }
+    lines_.settle(); // what a driver says, it says before it answers
+    if (lines_.lost()) {
+        return linesLost();
+    }
+    answerDue_ = false;
+    return {};
 }
 
+/// Waits for the first byte of a packet, and reads what the driver writes to stderr meanwhile: it
+/// would stop at a full pipe.
 Status DriverProcess::awaitPacket() {
     for (;;) {
-        std::array<pollfd, 3> watched = {{{peer_.socket.get(), POLLIN, 0},
+        std::array<pollfd, 4> watched = {{{peer_.socket.get(), POLLIN, 0},
                                           {lines_.fd(), POLLIN, 0},
-                                          {interruptFd(), POLLIN, 0}}};
-        const int count = ::poll(watched.data(), watched.size(), ipc::pollTimeout(deadline_));
-        if (pollReadable(watched[2])) {
-            kill();
+                                          {interruptFd(), POLLIN, 0},
+                                          {peer_.process.fd(), POLLIN, 0}}};
+        const int count =
+            ::poll(watched.data(), watched.size(), peer_.process.pollTimeout(deadline_));
+        if (count > 0 && watched[2].revents != 0) {
             return interruption();
         }
-        if (pollReadable(watched[1])) {
+        if (count > 0 && watched[1].revents != 0) {
             lines_.drain();
         }
-        if (pollReadable(watched[0])) {
+        if (count > 0 && watched[0].revents != 0) {
             return {};
         }
-        if (count == 0 || Clock::now() >= deadline_) {
-            kill();
-            return Failure{FailureKind::TimedOut,
-                           requestText() + ": no answer within " + seconds(limit_),
-                           {},
-                           lines_.last()};
+        if (peer_.process.hasEnded()) {
+            return awaitLastBytes();
+        }
+        if (Clock::now() >= deadline_) {
+            return late();
         }
     }
+}
+
+/// The process has ended. What it has sent before may still be on its way; a process of its own
+/// that keeps the connection open does not count.
+Status DriverProcess::awaitLastBytes() {
+    pollfd last{peer_.socket.get(), POLLIN, 0};
+    return ::poll(&last, 1, kLastBytesMilliseconds) > 0 ? Status() : Status(died());
 }
 
 bool DriverProcess::packetIs(std::int16_t messageClass, std::int16_t code) const {
@@ -239,102 +264,16 @@ bool DriverProcess::packetIs(std::int16_t messageClass, std::int16_t code) const
            packet_.datacmd[ipc::kWordCode] == code;
 }
 
-std::string DriverProcess::requestText() const {
-    return program_.filename().string() + ": " + request_;
+bool DriverProcess::packetHolds(std::int32_t longs, std::int32_t strings) const {
+    const auto chars = static_cast<std::size_t>(packet_.numof_chars);
+    const bool terminated = chars == 0 || packet_.chardata[chars - 1] == '\0';
+    return packet_.numof_longs == longs && packet_.numof_strings == strings &&
+           packet_.numof_floats == 0 && terminated &&
+           std::count(packet_.chardata, packet_.chardata + chars, '\0') == strings;
 }
 
-Failure DriverProcess::interruption() const {
-    return {FailureKind::Interrupted, requestText() + ": interrupted", {}, {}};
-}
-
-Failure DriverProcess::refused() {
-    return {FailureKind::Refused, requestText() + ": refused", {}, lines_.lastSinceMark()};
-}
-
-Failure DriverProcess::broken() {
-    kill();
-    return {FailureKind::ProtocolBroken,
-            requestText() + ": an answer that breaks the protocol",
-            {},
-            lines_.last()};
-}
-
-// --- The end -------------------------------------------------------------------------------------
-
-Failure DriverProcess::died() {
-    const bool byItself = awaitExit(kLastBreath);
-    const DriverEnd ended = kill();
-    Failure failure{FailureKind::Died, requestText() + ": the driver died", {}, lines_.last()};
-    if (byItself) {
-        failure.end = ended;
-    } else {
-        failure.what = requestText() + ": the driver hung up";
-    }
-    return failure;
-}
-
-Status DriverProcess::dismiss() {
-    if (alive() && std::exchange(dismissed_, true)) {
-        return {};
-    }
-    return send({ipc::kClassAction, ipc::kActionKill, {}, {}});
-}
-
-Result<DriverEnd> DriverProcess::end() {
-    Status sent = dismiss();
-    if (!sent) {
-        return sent.failure();
-    }
-    const bool went = awaitExit(options_.limits.end);
-    const DriverEnd ended = kill();
-    if (!went) {
-        return Failure{FailureKind::TimedOut,
-                       requestText() + ": still there after " + seconds(options_.limits.end),
-                       {},
-                       lines_.last()};
-    }
-    return ended;
-}
-
-/// Takes the exit status of the ended process. Returns false when it cannot be had yet: a process
-/// that was killed under a tracer's eyes (a debugger, the leak sanitizer) is the tracer's first.
-bool DriverProcess::reap() {
-    std::optional<int> status;
-    if (!peer_.process.take(status)) {
-        std::this_thread::sleep_for(kTracerPause);
-        return false;
-    }
-    if (status) { // none when the host ignores SIGCHLD: the kernel has waited for it
-        end_ = endOf(*status);
-    }
-    return true;
-}
-
-bool DriverProcess::awaitExit(std::chrono::milliseconds limit) {
-    const auto until = Clock::now() + limit;
-    while (!ended_) {
-        std::array<pollfd, 2> watched = {
-            {{peer_.process.fd(), POLLIN, 0}, {lines_.fd(), POLLIN, 0}}};
-        ::poll(watched.data(), watched.size(), peer_.process.pollTimeout(until));
-        if (pollReadable(watched[1])) {
-            lines_.drain();
-        }
-        ended_ = peer_.process.hasEnded() && reap();
-        if (!ended_ && Clock::now() >= until) {
-            return false;
-        }
-    }
-    return true;
-}
-
-DriverEnd DriverProcess::kill() {
-    if (!ended_) {
-        peer_.process.kill();
-        awaitExit(kAfterKill);
-    }
-    lines_.finish();
-    peer_.socket.reset();
-    return end_;
+bool DriverProcess::packetIsBare(std::int16_t messageClass, std::int16_t code) const {
+    return packetIs(messageClass, code) && packetHolds(0, 0);
 }
 
 } // namespace tdr

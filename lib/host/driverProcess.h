@@ -4,12 +4,15 @@
 //
 // A failure that leaves the link out of step (no answer in time, a wrong answer, a death) ends the
 // process at once with SIGKILL and waits for it, before the caller hears of it: nobody can look up
-// a shared block by its key after that, and the caller may remove it.
+// a shared block by its key after that, and the caller may remove it. The same holds for a call
+// that runs out of memory while an answer is due; calls are made inside `attempt`, which sees to
+// it.
 #pragma once
 
 #include "IPC_Link.h"
 #include "base/uniqueFd.h"
 #include "ipc_peer.h"
+#include "noThrow.h"
 #include "stderrLines.h"
 #include "tdr/driver.h"
 
@@ -33,6 +36,9 @@ struct Request {
     std::optional<std::string_view> text;
 };
 
+/// The end that `waitpid` tells of.
+[[nodiscard]] DriverEnd endOf(int waitStatus);
+
 class DriverProcess {
   public:
     /// Starts the program and waits for its start-up OK.
@@ -49,6 +55,17 @@ class DriverProcess {
     [[nodiscard]] const std::string& damage() const { return lines_.damage(); }
     void forgetDamage() { lines_.forgetDamage(); }
 
+    /// Makes one call of the session: requests, their answers and what is made of them. Nothing is
+    /// thrown, and a session whose request stays without its answer is over.
+    template <typename Call>
+    auto attempt(Call&& call) noexcept -> decltype(call()) {
+        auto outcome = withoutThrowing(call);
+        if (answerDue_) {
+            kill();
+        }
+        return outcome;
+    }
+
     /// Sends a request. Its answer is to be taken by `receive`, and its deadline counts from here.
     Status send(const Request& request);
 
@@ -59,11 +76,16 @@ class DriverProcess {
 
     /// True when the packet is of this class and code.
     [[nodiscard]] bool packetIs(std::int16_t messageClass, std::int16_t code) const;
+    /// True when the packet carries this many longs and strings, each of which ends in its zero,
+    /// and nothing else.
+    [[nodiscard]] bool packetHolds(std::int32_t longs, std::int32_t strings) const;
+    /// True when the packet is of this class and code and carries nothing.
+    [[nodiscard]] bool packetIsBare(std::int16_t messageClass, std::int16_t code) const;
 
     /// The failure for the driver's error reply to the last request. The session goes on.
     Failure refused();
     /// The failure for an answer that does not fit the last request. Ends the driver.
-    Failure broken();
+    Failure broken(const char* what = "an answer that breaks the protocol");
 
     /// What the session knows of the driver, for choosing how to move whole pictures.
     struct Knowledge {
@@ -82,17 +104,22 @@ class DriverProcess {
 
   private:
     DriverProcess(std::filesystem::path program, StartOptions options);
-    /// Begins a request: its name for messages, and its limit.
-    void begin(std::string name, std::chrono::milliseconds limit);
+    /// Begins a request, by its class and code for messages, and its limit.
+    void begin(std::int16_t messageClass, std::int16_t code, std::chrono::milliseconds limit);
+    void fillPacket(const Request& request);
+    Status checkSilence();
     Status awaitPacket();
+    Status awaitLastBytes();
     Status awaitStartUpOk();
-    bool reap();
+    bool reap() noexcept;
     /// Waits until the process has ended or `limit` has passed; true when it has ended.
-    bool awaitExit(std::chrono::milliseconds limit);
+    bool awaitExit(std::chrono::milliseconds limit) noexcept;
     /// Makes sure that the process is gone, waits for it and lets go of the link.
-    DriverEnd kill();
+    DriverEnd kill() noexcept;
     Failure died();
-    [[nodiscard]] Failure interruption() const;
+    Failure late();
+    Failure linesLost();
+    Failure interruption();
     Failure startFailure(const ipc::PeerStart& start);
     [[nodiscard]] std::string requestText() const;
 
@@ -101,9 +128,11 @@ class DriverProcess {
     ipc::Peer peer_;
     StderrLines lines_;
     IPC_DataPacket packet_{};
-    std::string request_;               ///< what was asked last, for messages
+    std::int16_t requestClass_ = 0; ///< what was asked last, for messages
+    std::int16_t requestCode_ = 0;
     std::chrono::milliseconds limit_{}; ///< how long its answer may take
     std::chrono::steady_clock::time_point deadline_;
+    bool answerDue_ = false; ///< a request has been sent, or begun, and its answer not been taken
     bool dismissed_ = false; ///< it was ordered to end
     bool ended_ = false;     ///< somebody has waited for the process
     DriverEnd end_;

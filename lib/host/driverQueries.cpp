@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: MIT
 // The sixteen queries. Each is one packet there and one packet back: class 1, the query's code plus
-// 100, or the error reply. A reply with another number of values than the query has is taken as a
-// broken protocol, not as a value.
+// 100, or the error reply. A reply that does not hold exactly the values of its query breaks the
+// protocol: it may belong to another one.
 #include "tdr/driver.h"
 
 #include "IPC_Codes.h"
 #include "driverProcess.h"
 
+#include <array>
 #include <cstddef>
-#include <string_view>
+#include <utility>
 
 namespace tdr {
 
@@ -24,7 +25,7 @@ Status ask(DriverProcess& process, std::int16_t code, std::span<const std::int32
     if (!received) {
         return received;
     }
-    if (process.packetIs(ipc::kClassStatus, ipc::kStatusError)) {
+    if (process.packetIsBare(ipc::kClassStatus, ipc::kStatusError)) {
         return process.refused();
     }
     const auto replyCode = static_cast<std::int16_t>(code + ipc::kReplyOffset);
@@ -35,54 +36,45 @@ std::span<const std::int32_t> longsOf(const IPC_DataPacket& packet) {
     return {packet.longdata, static_cast<std::size_t>(packet.numof_longs)};
 }
 
-/// The terminated strings of a packet; fewer than it claims when it claims too much.
+/// The strings of a packet that holds as many as it says.
 std::vector<std::string> stringsOf(const IPC_DataPacket& packet) {
     std::vector<std::string> strings;
-    std::string_view rest(packet.chardata, static_cast<std::size_t>(packet.numof_chars));
+    const char* at = packet.chardata;
     for (std::int32_t i = 0; i < packet.numof_strings; ++i) {
-        const std::size_t end = rest.find('\0');
-        if (end == std::string_view::npos) {
-            break;
-        }
-        strings.emplace_back(rest.substr(0, end));
-        rest.remove_prefix(end + 1);
+        strings.emplace_back(at);
+        at += strings.back().size() + 1;
     }
     return strings;
 }
 
-/// Asks for a record of exactly `Count` longs and makes `T` of them.
-template <std::size_t Count, typename Make>
-auto askLongs(DriverProcess& process, std::int16_t code, Make make)
-    -> Result<decltype(make(std::span<const std::int32_t>()))> {
-    Status asked = ask(process, code);
-    if (!asked) {
-        return asked.failure();
-    }
-    const auto longs = longsOf(process.packet());
-    if (longs.size() != Count) {
-        return process.broken();
-    }
-    return make(longs);
+/// Asks for a record of so many longs and strings, and makes a value of the packet.
+template <typename Make>
+auto askRecord(DriverProcess& process, std::int16_t code, std::int32_t longs, std::int32_t strings,
+               Make make) -> Result<decltype(make(process.packet()))> {
+    using Answer = Result<decltype(make(process.packet()))>;
+    return process.attempt([&]() -> Answer {
+        Status asked = ask(process, code);
+        if (!asked) {
+            return asked.failure();
+        }
+        return process.packetHolds(longs, strings) ? Answer(make(process.packet()))
+                                                   : Answer(process.broken());
+    });
 }
 
 Result<std::int32_t> askLong(DriverProcess& process, std::int16_t code) {
-    return askLongs<1>(process, code, [](auto longs) { return longs[0]; });
+    return askRecord(process, code, 1, 0, [](const auto& reply) { return reply.longdata[0]; });
 }
 
 Result<Pair> askPair(DriverProcess& process, std::int16_t code) {
-    return askLongs<2>(process, code, [](auto longs) { return Pair{longs[0], longs[1]}; });
+    return askRecord(process, code, 2, 0, [](const auto& reply) {
+        return Pair{reply.longdata[0], reply.longdata[1]};
+    });
 }
 
 Result<std::string> askString(DriverProcess& process, std::int16_t code) {
-    Status asked = ask(process, code);
-    if (!asked) {
-        return asked.failure();
-    }
-    const auto strings = stringsOf(process.packet());
-    if (strings.size() != 1) {
-        return process.broken();
-    }
-    return strings[0];
+    return askRecord(process, code, 0, 1,
+                     [](const auto& reply) { return std::string(reply.chardata); });
 }
 
 } // namespace
@@ -96,7 +88,10 @@ Result<std::string> Driver::vendorName() {
 }
 
 Result<std::int32_t> Driver::formatCount() {
-    return askLong(*process_, ipc::kQueryFormatCount);
+    return process_->attempt([this]() -> Result<std::int32_t> {
+        auto count = askLong(*process_, ipc::kQueryFormatCount);
+        return count && *count < 0 ? Result<std::int32_t>(process_->broken()) : std::move(count);
+    });
 }
 
 Result<std::int32_t> Driver::currentFormat() {
@@ -104,25 +99,28 @@ Result<std::int32_t> Driver::currentFormat() {
 }
 
 Result<std::optional<PixelFormat>> Driver::format(std::int32_t index) {
-    const std::int32_t longs[] = {index};
-    Status asked = ask(*process_, ipc::kQueryIthFormat, longs);
-    if (!asked) {
-        return asked.failure();
-    }
-    const auto reply = longsOf(process_->packet());
-    if (reply.empty()) {
-        return std::optional<PixelFormat>();
-    }
-    if (reply.size() < 3 || reply[0] < 0 ||
-        static_cast<std::size_t>(reply[0]) != reply.size() - 3) {
-        return process_->broken();
-    }
-    return std::optional(PixelFormat{reply[1], reply[2], {reply.begin() + 3, reply.end()}});
+    using Answer = Result<std::optional<PixelFormat>>;
+    return process_->attempt([&]() -> Answer {
+        Status asked = ask(*process_, ipc::kQueryIthFormat, std::array{index});
+        if (!asked) {
+            return asked.failure();
+        }
+        const auto reply = longsOf(process_->packet());
+        if (process_->packetHolds(0, 0)) {
+            return std::optional<PixelFormat>();
+        }
+        if (reply.size() < 3 || reply[0] < 0 ||
+            static_cast<std::size_t>(reply[0]) != reply.size() - 3 ||
+            !process_->packetHolds(reply[0] + 3, 0)) {
+            return process_->broken();
+        }
+        return std::optional(PixelFormat{reply[1], reply[2], {reply.begin() + 3, reply.end()}});
+    });
 }
 
 Result<Bounds> Driver::bounds() {
-    return askLongs<4>(*process_, ipc::kQueryBounds, [](auto longs) {
-        return Bounds{longs[0], longs[1], longs[2], longs[3]};
+    return askRecord(*process_, ipc::kQueryBounds, 4, 0, [](const auto& reply) {
+        return Bounds{reply.longdata[0], reply.longdata[1], reply.longdata[2], reply.longdata[3]};
     });
 }
 
@@ -163,26 +161,23 @@ Result<std::int32_t> Driver::writeDirection() {
 }
 
 Result<FileNaming> Driver::fileNaming() {
-    Status asked = ask(*process_, ipc::kQueryFileNamingConvention);
-    if (!asked) {
-        return asked.failure();
-    }
-    const auto strings = stringsOf(process_->packet());
-    const auto longs = longsOf(process_->packet());
-    if (strings.size() != 3 || longs.size() != 1) {
-        return process_->broken();
-    }
-    return FileNaming{strings[0], strings[1], longs[0], strings[2]};
+    return askRecord(*process_, ipc::kQueryFileNamingConvention, 1, 3, [](const auto& reply) {
+        const auto strings = stringsOf(reply);
+        return FileNaming{strings[0], strings[1], reply.longdata[0], strings[2]};
+    });
 }
 
 Result<std::vector<std::int32_t>> Driver::queryLongs(std::int16_t code,
                                                      std::span<const std::int32_t> longs) {
-    Status asked = ask(*process_, code, longs);
-    if (!asked) {
-        return asked.failure();
-    }
-    const auto reply = longsOf(process_->packet());
-    return std::vector<std::int32_t>(reply.begin(), reply.end());
+    using Answer = Result<std::vector<std::int32_t>>;
+    return process_->attempt([&]() -> Answer {
+        Status asked = ask(*process_, code, longs);
+        if (!asked) {
+            return asked.failure();
+        }
+        const auto reply = longsOf(process_->packet());
+        return std::vector<std::int32_t>(reply.begin(), reply.end());
+    });
 }
 
 } // namespace tdr

@@ -4,6 +4,7 @@
 #include <array>
 #include <cstddef>
 #include <cstring>
+#include <new>
 
 namespace tdr {
 
@@ -20,27 +21,32 @@ const char* nameOf(FailureKind kind) {
     return kKindNames[static_cast<std::size_t>(kind)];
 }
 
-std::string DriverEnd::text() const {
-    if (!known) {
-        return "unknown end";
+std::string DriverEnd::text() const noexcept {
+    try {
+        if (known && signal != 0) {
+            const char* description = ::sigdescr_np(signal);
+            return "signal " + std::to_string(signal) + " (" +
+                   (description != nullptr ? description : "unknown") + ")";
+        }
+        return known ? "exit status " + std::to_string(exitStatus) : "unknown end";
+    } catch (const std::bad_alloc&) {
+        return "unknown end"; // short enough to need no memory
     }
-    if (signal != 0) {
-        const char* description = ::sigdescr_np(signal);
-        return "signal " + std::to_string(signal) + " (" +
-               (description != nullptr ? description : "unknown") + ")";
-    }
-    return "exit status " + std::to_string(exitStatus);
 }
 
-std::string Failure::text() const {
-    std::string all = what;
-    if (end) {
-        all += " (" + end->text() + ")";
+std::string Failure::text() const noexcept {
+    try {
+        std::string all = what;
+        if (end) {
+            all += " (" + end->text() + ")";
+        }
+        if (!lastLine.empty()) {
+            all += ": " + lastLine;
+        }
+        return all;
+    } catch (const std::bad_alloc&) {
+        return nameOf(kind); // short enough, too
     }
-    if (!lastLine.empty()) {
-        all += ": " + lastLine;
-    }
-    return all;
 }
 
 } // namespace tdr

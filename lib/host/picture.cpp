@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "tdr/picture.h"
 
+#include "IPC_Codes.h"
 #include "base/limits.h"
+#include "noThrow.h"
+#include "pictureJob.h"
 
 #include <algorithm>
 #include <array>
@@ -77,23 +80,41 @@ void expandMatte(std::span<const std::uint8_t> bits, std::int32_t channels,
     }
 }
 
+void letGo(Driver& driver) {
+    if (driver.alive() && driver.isConnected()) {
+        [[maybe_unused]] const Status done = driver.disconnectFromFile();
+    }
+}
+
+/// Disconnects at the end of a job and asks something: a query's reply has a code of its own, so it
+/// proves that the answers before it were those to their requests.
+Status disconnect(Driver& driver) {
+    const Status done = driver.disconnectFromFile();
+    if (!done) {
+        return done;
+    }
+    const auto inStep = driver.currentCell();
+    return inStep ? Status() : Status(inStep.failure());
+}
+
 // --- Reading -------------------------------------------------------------------------------------
 
 Result<PictureReader> PictureReader::open(Driver& driver, std::string_view path,
                                           std::int32_t cell) {
-    Status connected = driver.connectToFile(path, Access::Read, cell);
-    if (!connected) {
-        return connected.failure();
-    }
-    PictureReader reader(driver, path, cell);
-    Status asked = reader.askShape();
-    if (!asked) {
-        if (driver.alive()) {
-            [[maybe_unused]] const Status closed = reader.close();
+    letGo(driver);
+    auto opened = withoutThrowing([&]() -> Result<PictureReader> {
+        PictureReader reader(driver, path, cell);
+        Status done = driver.connectToFile(path, Access::Read, cell);
+        if (done) {
+            done = reader.askShape();
         }
-        return asked.failure();
+        return done ? Result<PictureReader>(std::move(reader))
+                    : Result<PictureReader>(done.failure());
+    });
+    if (!opened) {
+        letGo(driver);
     }
-    return reader;
+    return opened;
 }
 
 Status PictureReader::askShape() {
@@ -124,15 +145,32 @@ Status PictureReader::askShape() {
     return {};
 }
 
+/// Connects to the file again, for a driver whose positions in it are of no more use. This is still
+/// the same job: not by `connectToFile`, so that what the driver has said of damage stays.
+Status PictureReader::reconnect() {
+    Status done = driver_->order(ipc::kActionConnectToFile,
+                                 std::array{static_cast<std::int32_t>(Access::Read), cell_}, path_);
+    state_ = done ? State::Lines : state_;
+    return done;
+}
+
 Status PictureReader::readLine(SharedBlock& block, std::int32_t line) {
-    if (block.bytes().size() < lineBytes(shape_.width)) {
-        return Failure{FailureKind::BadArgument, "read line: the block is too small", {}, {}};
-    }
-    if (shape_.matte) {
-        return readMatteLine(block, line);
-    }
-    fillOpaqueBlack(block.bytes().first(lineBytes(shape_.width)));
-    return driver_->getLine(block, line, cell_);
+    return withoutThrowing([&]() -> Status {
+        if (block.bytes().size() < lineBytes(shape_.width)) {
+            return Failure{FailureKind::BadArgument, "read line: the block is too small", {}, {}};
+        }
+        if (state_ == State::Cache) {
+            if (Status again = reconnect(); !again) {
+                return again;
+            }
+        }
+        state_ = State::Lines;
+        if (shape_.matte) {
+            return readMatteLine(block, line);
+        }
+        fillOpaqueBlack(block.bytes().first(lineBytes(shape_.width)));
+        return driver_->getLine(block, line, cell_);
+    });
 }
 
 Status PictureReader::readMatteLine(SharedBlock& block, std::int32_t line) {
@@ -145,39 +183,68 @@ Status PictureReader::readMatteLine(SharedBlock& block, std::int32_t line) {
 }
 
 Status PictureReader::close() {
-    return driver_->disconnectFromFile();
+    return disconnect(*driver_);
 }
 
 // --- Writing -------------------------------------------------------------------------------------
 
 Result<PictureWriter> PictureWriter::open(Driver& driver, std::string_view path, std::int32_t width,
                                           std::int32_t height, std::int32_t cell) {
-    if (!base::isPictureSide(width) || !base::isPictureSide(height)) {
-        return Failure{FailureKind::BadArgument,
-                       "a picture of " + sizeText(width, height) +
-                           " pixels cannot be written; sides are 1 to 32767",
-                       {},
-                       {}};
+    letGo(driver);
+    auto opened = withoutThrowing([&]() -> Result<PictureWriter> {
+        if (!base::isPictureSide(width) || !base::isPictureSide(height)) {
+            return Failure{FailureKind::BadArgument,
+                           "a picture of " + sizeText(width, height) +
+                               " pixels cannot be written; sides are 1 to 32767",
+                           {},
+                           {}};
+        }
+        PictureWriter writer(driver, width, height, cell);
+        Status done = driver.setPixelFormat(0);
+        if (done) {
+            done = driver.setBounds({0, 0, width, height});
+        }
+        if (done) {
+            done = driver.connectToFile(path, Access::Write, cell);
+        }
+        return done ? Result<PictureWriter>(std::move(writer))
+                    : Result<PictureWriter>(done.failure());
+    });
+    if (!opened) {
+        letGo(driver);
     }
-    Status done = driver.setPixelFormat(0);
-    if (done) {
-        done = driver.setBounds({0, 0, width, height});
-    }
-    if (done) {
-        done = driver.connectToFile(path, Access::Write, cell);
-    }
-    if (!done) {
-        return done.failure();
-    }
-    return PictureWriter(driver, width, height, cell);
+    return opened;
 }
 
 Status PictureWriter::writeLine(const SharedBlock& block, std::int32_t line) {
-    return driver_->putLine(block, line, cell_);
+    return withoutThrowing([&]() -> Status {
+        if (line < 0 || line >= height_ || written_[static_cast<std::size_t>(line)]) {
+            return Failure{FailureKind::BadArgument,
+                           "write line: line " + std::to_string(line) +
+                               (line < 0 || line >= height_ ? " is not in the picture"
+                                                            : " was written already"),
+                           {},
+                           {}};
+        }
+        Status done = driver_->putLine(block, line, cell_);
+        written_[static_cast<std::size_t>(line)] = true; // once is all that a driver takes
+        missing_ -= done ? 1 : 0;
+        return done;
+    });
 }
 
 Status PictureWriter::close() {
-    return driver_->disconnectFromFile();
+    return withoutThrowing([&]() -> Status {
+        Status done = disconnect(*driver_);
+        if (done && missing_ != 0) {
+            return Failure{FailureKind::BadArgument,
+                           "close: " + std::to_string(missing_) + " of " + std::to_string(height_) +
+                               " lines were not written",
+                           {},
+                           {}};
+        }
+        return done;
+    });
 }
 
 } // namespace tdr

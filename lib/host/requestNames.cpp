@@ -17,6 +17,7 @@ struct RequestName {
 };
 
 constexpr auto kNames = std::to_array<RequestName>({
+    {ipc::kClassInit, ipc::kInitRequest, "start"},
     {ipc::kClassInfo, ipc::kQueryAccessModes, "access modes"},
     {ipc::kClassInfo, ipc::kQueryVendorName, "vendor name"},
     {ipc::kClassInfo, ipc::kQueryFormatCount, "format count"},

@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <cstddef>
 #include <fcntl.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 #include <utility>
 
@@ -16,44 +15,57 @@ namespace {
 /// A longer line is handed on in pieces, so that a driver cannot fill the host's memory.
 constexpr std::size_t kLongestLine = 4096;
 
+/// What a pipe holds at most, unless root enlarges it.
+constexpr std::size_t kLargestPipe = 1024 * 1024;
+
 /// What a driver says when it goes on with what it could read of a file.
 constexpr std::string_view kDamaged = "cut short or damaged";
 
 } // namespace
 
-void StderrLines::open(base::UniqueFd pipe, std::function<void(std::string_view)> onLine) {
+void StderrLines::open(base::UniqueFd pipe, std::function<void(std::string_view)> onLine) noexcept {
     pipe_ = std::move(pipe);
     onLine_ = std::move(onLine);
-    if (pipe_.valid()) {
-        ::fcntl(pipe_.get(), F_SETFL, O_NONBLOCK);
+    if (pipe_.valid() && ::fcntl(pipe_.get(), F_SETFL, O_NONBLOCK) != 0) {
+        lost_ = true; // it could make the host wait for a line
+        pipe_.reset();
     }
 }
 
-void StderrLines::drain() {
-    int waiting = 0;
-    ::ioctl(pipe_.get(), FIONREAD, &waiting);
+void StderrLines::drain() noexcept {
     std::array<char, 4096> bytes;
-    do { // once at least: the end of the pipe has no bytes
+    for (std::size_t taken = 0; pipe_.valid() && taken < kLargestPipe;) {
         const ssize_t got = ::read(pipe_.get(), bytes.data(), bytes.size());
         if (got > 0) {
-            take({bytes.data(), static_cast<std::size_t>(got)});
-            waiting -= static_cast<int>(got);
-        } else if (got == 0 || (errno != EAGAIN && errno != EINTR)) {
+            taken += static_cast<std::size_t>(got);
+            keep({bytes.data(), static_cast<std::size_t>(got)});
+        } else if (got == 0) {
             pipe_.reset();
         } else if (errno == EAGAIN) {
             return;
+        } else if (errno != EINTR) {
+            lost_ = true;
+            pipe_.reset();
         }
-    } while (pipe_.valid() && waiting > 0);
+    }
 }
 
-void StderrLines::settle() {
+void StderrLines::settle() noexcept {
     drain();
-    endLine();
+    keep("\n");
 }
 
-void StderrLines::finish() {
+void StderrLines::finish() noexcept {
     settle();
     pipe_.reset();
+}
+
+void StderrLines::keep(std::string_view bytes) noexcept {
+    try {
+        take(bytes);
+    } catch (...) { // no memory for a line
+        lost_ = true;
+    }
 }
 
 void StderrLines::take(std::string_view bytes) {
@@ -71,7 +83,8 @@ void StderrLines::endLine() {
     if (partial_.empty()) {
         return;
     }
-    last_ = std::exchange(partial_, {});
+    last_.swap(partial_);
+    partial_.clear();
     fresh_ = true;
     if (damage_.empty() && last_.find(kDamaged) != std::string::npos) {
         damage_ = last_;

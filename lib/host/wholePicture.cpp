@@ -4,11 +4,13 @@
 
 #include "base/checkedMath.h"
 #include "base/hugePages.h"
+#include "noThrow.h"
+#include "pictureJob.h"
 
 #include <algorithm>
 #include <cstring>
-#include <new>
 #include <string>
+#include <utility>
 
 namespace tdr {
 
@@ -59,18 +61,22 @@ Result<bool> mayUseCaches(Driver& driver) {
 // --- Reading -------------------------------------------------------------------------------------
 
 Status PictureReader::readAll(SharedBlock& block, BlockState state) {
-    if (block.bytes().size() < pictureBytes(shape_.width, shape_.height)) {
-        return badArgument("read picture: the block is too small");
-    }
-    const auto caches = shape_.matte ? Result<bool>(false) : mayUseCaches(*driver_);
-    if (!caches) {
-        return caches.failure();
-    }
-    return *caches ? readCache(block, state) : readLines(block);
+    return withoutThrowing([&]() -> Status {
+        if (block.bytes().size() < pictureBytes(shape_.width, shape_.height)) {
+            return badArgument("read picture: the block is too small");
+        }
+        const bool byLines = shape_.matte || state_ != State::Fresh;
+        const auto caches = byLines ? Result<bool>(false) : mayUseCaches(*driver_);
+        if (!caches) {
+            return caches.failure();
+        }
+        return *caches ? readCache(block, state) : readLines(block);
+    });
 }
 
 /// The protocol has a driver go through the picture from the top and, in the end, back to the first
-/// scanline for the bottom row: that row then repeats the top one. A fresh connection mends it.
+/// scanline for the bottom row: that row then repeats the top one. A fresh connection, which a line
+/// takes after a whole picture, mends it.
 /// Where the two rows differ, the driver does better and nothing is to be mended.
 ///
 /// A driver leaves the bytes of channels alone that the file lacks. In a blank block only alpha is
@@ -81,6 +87,7 @@ Status PictureReader::readCache(SharedBlock& block, BlockState state) {
         base::populate(pixels.data(), pixels.size());
         fillOpaqueBlack(pixels);
     }
+    state_ = State::Cache;
     Status done = driver_->getCache(block, cell_);
     if (!done) {
         return done;
@@ -89,10 +96,7 @@ Status PictureReader::readCache(SharedBlock& block, BlockState state) {
     const auto top = rowOf(block, shape_.width, shape_.height - 1);
     const bool alphaMayBeMissing = state == BlockState::Blank && noAlpha(pixels, top);
     if (alphaMayBeMissing || (shape_.height > 1 && std::ranges::equal(bottom, top))) {
-        done = driver_->connectToFile(path_, Access::Read, cell_);
-        if (done) {
-            done = readLine(block, 0);
-        }
+        done = readLine(block, 0);
     }
     return done && alphaMayBeMissing ? fillMissingAlpha(block) : done;
 }
@@ -128,88 +132,114 @@ Status PictureReader::readLines(SharedBlock& block) {
 }
 
 Result<Picture> readPicture(Driver& driver, std::string_view path, std::size_t maxBytes) {
-    if (const auto asked = driver.transfersCaches(); !asked) {
-        return asked.failure();
-    }
-    auto reader = PictureReader::open(driver, path);
-    if (!reader) {
-        return reader.failure();
-    }
-    const std::size_t bytes = pictureBytes(reader->width(), reader->height());
-    if (bytes > maxBytes) {
-        return Failure{FailureKind::NoMemory,
-                       "read picture: " + std::to_string(bytes) +
-                           " bytes of pixels, more than the " + std::to_string(maxBytes) +
-                           " allowed",
-                       {},
-                       {}};
-    }
-    auto block = SharedBlock::create(bytes);
-    if (!block) {
-        return block.failure();
-    }
-    Status done = reader->readAll(*block, BlockState::Blank);
-    if (done) {
-        done = reader->close();
-    }
-    if (!done) {
-        return done.failure();
-    }
-    try {
+    auto picture = withoutThrowing([&]() -> Result<Picture> {
+        letGo(driver);
+        if (const auto asked = driver.transfersCaches(); !asked) {
+            return asked.failure();
+        }
+        auto reader = PictureReader::open(driver, path);
+        if (!reader) {
+            return reader.failure();
+        }
+        const std::size_t bytes = pictureBytes(reader->width(), reader->height());
+        if (bytes > maxBytes) {
+            return Failure{FailureKind::NoMemory,
+                           "read picture: " + std::to_string(bytes) +
+                               " bytes of pixels, more than the " + std::to_string(maxBytes) +
+                               " allowed",
+                           {},
+                           {}};
+        }
+        auto block = SharedBlock::create(bytes);
+        if (!block) {
+            return block.failure();
+        }
+        Status done = reader->readAll(*block, BlockState::Blank);
+        if (done) {
+            done = reader->close();
+        }
+        if (!done) {
+            return done.failure();
+        }
         const auto pixels = block->bytes();
         base::populate(pixels.data(), pixels.size());
         return Picture{reader->width(), reader->height(), {pixels.begin(), pixels.end()}};
-    } catch (const std::bad_alloc&) {
-        return Failure{FailureKind::NoMemory, "read picture: no memory for its pixels", {}, {}};
+    });
+    if (!picture) {
+        letGo(driver);
     }
+    return picture;
 }
 
 // --- Writing -------------------------------------------------------------------------------------
 
 Status PictureWriter::writeAll(const SharedBlock& block) {
-    if (block.bytes().size() < pictureBytes(width_, height_)) {
-        return badArgument("write picture: the block is too small");
-    }
-    const auto caches = mayUseCaches(*driver_);
-    if (!caches) {
-        return caches.failure();
-    }
-    if (*caches) {
-        return driver_->putCache(block, cell_);
-    }
+    return withoutThrowing([&]() -> Status {
+        if (block.bytes().size() < pictureBytes(width_, height_)) {
+            return badArgument("write picture: the block is too small");
+        }
+        const bool fresh = std::ranges::find(written_, true) == written_.end();
+        const auto caches = fresh ? mayUseCaches(*driver_) : Result<bool>(false);
+        if (!caches) {
+            return caches.failure();
+        }
+        return *caches ? writeCache(block) : writeLines(block);
+    });
+}
+
+Status PictureWriter::writeCache(const SharedBlock& block) {
+    Status done = driver_->putCache(block, cell_);
+    written_.assign(written_.size(), true);
+    missing_ = done ? 0 : missing_;
+    return done;
+}
+
+Status PictureWriter::writeLines(const SharedBlock& block) {
     auto one = SharedBlock::create(lineBytes(width_));
     if (!one) {
         return one.failure();
     }
+    bool any = false;
     for (std::int32_t line = height_; line-- > 0;) {
+        if (written_[static_cast<std::size_t>(line)]) {
+            continue;
+        }
+        any = true;
         std::ranges::copy(rowOf(block, width_, line), one->bytes().begin());
         Status written = writeLine(*one, line);
         if (!written) {
             return written;
         }
     }
-    return {};
+    return any ? Status() : Status(badArgument("write picture: all lines were written already"));
 }
 
 Status writePicture(Driver& driver, std::string_view path, const Picture& picture) {
-    const auto all = base::checkedProduct(picture.width, picture.height, kPixelBytes);
-    if (!all || *all == 0 || picture.pixels.size() != *all) {
-        return badArgument("write picture: size and pixels differ");
+    const Status written = withoutThrowing([&]() -> Status {
+        const auto all = base::checkedProduct(picture.width, picture.height, kPixelBytes);
+        if (!all || *all == 0 || picture.pixels.size() != *all) {
+            return badArgument("write picture: size and pixels differ");
+        }
+        letGo(driver);
+        if (const auto asked = driver.transfersCaches(); !asked) {
+            return asked.failure();
+        }
+        auto block = SharedBlock::create(*all);
+        if (!block) {
+            return block.failure();
+        }
+        std::ranges::copy(picture.pixels, block->bytes().begin());
+        auto writer = PictureWriter::open(driver, path, picture.width, picture.height);
+        if (!writer) {
+            return writer.failure();
+        }
+        const Status sent = writer->writeAll(*block);
+        return sent ? writer->close() : sent;
+    });
+    if (!written) {
+        letGo(driver);
     }
-    if (const auto asked = driver.transfersCaches(); !asked) {
-        return asked.failure();
-    }
-    auto block = SharedBlock::create(*all);
-    if (!block) {
-        return block.failure();
-    }
-    std::ranges::copy(picture.pixels, block->bytes().begin());
-    auto writer = PictureWriter::open(driver, path, picture.width, picture.height);
-    if (!writer) {
-        return writer.failure();
-    }
-    const Status written = writer->writeAll(*block);
-    return written ? writer->close() : written;
+    return written;
 }
 
 } // namespace tdr

@@ -6,10 +6,12 @@
 //     tdr::Driver& driver = *started;
 //     auto vendor = driver.vendorName();
 //
-// Every call sends one request and waits for its answer, at most `Limits::request`. The driver's
-// stderr is a pipe to this session; its last line becomes part of a failure's text. Nothing here
-// touches the process's signal actions, and only this session's own child is waited for; a host
-// may use any number of sessions, each from one thread at a time.
+// Every call sends one request and waits for its answer, at most `Limits::request`. No call throws;
+// one for which there is no memory answers `NoMemory`, and the session is over when the driver's
+// answer could not be taken then. What a driver sends before it is asked breaks the protocol.
+// The driver's stderr is a pipe to this session; its last line becomes part of a failure's text.
+// Nothing here touches the process's signal actions, and only this session's own child is waited
+// for; a host may use any number of sessions, each from one thread at a time.
 #pragma once
 
 #include "tdr/result.h"
@@ -151,8 +153,8 @@ class Driver {
     /// refuses without a line does not know the file's format: `NotMyFormat`. One that refuses with
     /// a line cannot open it, or it is damaged: `Refused`.
     Status connectToFile(std::string_view path, Access access, std::int32_t cell = 0);
-    /// Writes what is kept back and closes. After writing, only its success says that all is on
-    /// disk.
+    /// Writes what is kept back and closes. After writing, only its success says that all has been
+    /// handed to the system; on the disk it is when the file has been synced (`fsync`).
     Status disconnectFromFile();
 
     /// Transfers of the whole picture, of the line `line` (0 is the bottom one) or of the stamp,
@@ -170,6 +172,9 @@ class Driver {
     /// connected, when the others refuse. Asked once a session; false, and not asked, while a file
     /// is connected.
     Result<bool> transfersCaches();
+
+    /// True from a connect, also a refused one, to the disconnect.
+    [[nodiscard]] bool isConnected() const;
 
     /// True when an outside command is set; connecting again would run it again.
     [[nodiscard]] bool hasOutsideCommands() const;

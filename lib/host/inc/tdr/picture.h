@@ -56,13 +56,14 @@ enum class BlockState {
     Blank, ///< zeros: as `SharedBlock::create` made it, and nobody has written to it
 };
 
-/// Reads one file through a driver. Borrows the driver; one reader or writer a driver at a time.
+/// Reads one file through a driver. Borrows the driver; one reader or writer a driver at a time. A
+/// file that an earlier one has left open is closed first.
 class PictureReader {
   public:
     /// Connects `path` for reading and asks for size and format. See `Driver::connectToFile` about
-    /// `path`. A driver that does not know the file refuses. A size outside 1 ... 32767 a side, or
-    /// a format that is neither four channels of 8 bits nor mattes, is `Refused` too, and the file
-    /// is disconnected again.
+    /// `path` and about drivers that refuse. A size outside 1 ... 32767 a side, or a format that is
+    /// neither four channels of 8 bits nor mattes, is `Refused` too. After a failure the file is
+    /// disconnected.
     static Result<PictureReader> open(Driver& driver, std::string_view path, std::int32_t cell = 0);
 
     [[nodiscard]] const PictureShape& shape() const { return shape_; }
@@ -74,18 +75,26 @@ class PictureReader {
     Status readLine(SharedBlock& block, std::int32_t line);
 
     /// Reads all lines into `block`, one after the other, the bottom line first. Where the driver
-    /// can (it was asked by `Driver::transfersCaches` before the file was opened) with a few
-    /// requests instead of one a line; into a blank block that is faster still, since this process
-    /// then touches only a few of its pages.
+    /// can (it was asked by `Driver::transfersCaches` before the file was opened), and nothing has
+    /// been read yet, with a few requests instead of one a line; into a blank block that is faster
+    /// still, since this process then touches only a few of its pages.
     Status readAll(SharedBlock& block, BlockState state = BlockState::Used);
 
-    /// Disconnects.
+    /// Disconnects. Its success says that the driver's answers belonged to the requests. What a
+    /// damaged file lacked is told by `Driver::damage`.
     Status close();
 
   private:
     PictureReader(Driver& driver, std::string_view path, std::int32_t cell)
         : driver_(&driver), path_(path), cell_(cell) {}
+    /// What the driver's positions in the file are good for.
+    enum class State {
+        Fresh, ///< everything
+        Lines, ///< single lines
+        Cache, ///< nothing: a whole picture leaves them in the order of its rows
+    };
     Status readCache(SharedBlock& block, BlockState state);
+    Status reconnect();
     Status fillMissingAlpha(SharedBlock& block);
     Status readLines(SharedBlock& block);
     Status askShape();
@@ -95,34 +104,45 @@ class PictureReader {
     std::string path_;
     std::int32_t cell_;
     PictureShape shape_;
+    State state_ = State::Fresh;
     std::optional<SharedBlock> bits_; ///< a matte's packed bits, before they become pixels
 };
 
-/// Writes one file through a driver, in the drivers' format 0.
+/// Writes one file through a driver, in the drivers' format 0. Like a reader it borrows the driver
+/// and closes what was left open. Drivers take every line once.
 class PictureWriter {
   public:
-    /// Selects format 0, sets the size (1 ... 32767 a side) and connects `path` for writing.
+    /// Selects format 0, sets the size (1 ... 32767 a side) and connects `path` for writing. After
+    /// a failure the file is disconnected.
     static Result<PictureWriter> open(Driver& driver, std::string_view path, std::int32_t width,
                                       std::int32_t height, std::int32_t cell = 0);
 
     /// Writes the first bytes of `block` as line `line`. Every line has to be written, in whatever
-    /// order.
+    /// order, and once: a second time is `BadArgument`.
     Status writeLine(const SharedBlock& block, std::int32_t line);
 
-    /// Writes all lines from `block`, laid out as by `PictureReader::readAll`.
+    /// Writes the lines that have not been written yet, which is `BadArgument` when there are none,
+    /// from `block`, laid out as by `PictureReader::readAll`.
     Status writeAll(const SharedBlock& block);
 
-    /// Disconnects. Only this call's success says that the file is whole.
+    /// Disconnects. Only this call's success says that the file is whole, as far as the system has
+    /// taken it (see `Driver::disconnectFromFile`); with lines missing it is `BadArgument`.
     Status close();
 
   private:
     PictureWriter(Driver& driver, std::int32_t width, std::int32_t height, std::int32_t cell)
-        : driver_(&driver), width_(width), height_(height), cell_(cell) {}
+        : driver_(&driver), width_(width), height_(height), cell_(cell), missing_(height),
+          written_(static_cast<std::size_t>(height)) {}
+
+    Status writeCache(const SharedBlock& block);
+    Status writeLines(const SharedBlock& block);
 
     Driver* driver_;
     std::int32_t width_;
     std::int32_t height_;
     std::int32_t cell_;
+    std::int32_t missing_;      ///< lines
+    std::vector<bool> written_; ///< lines that have been sent
 };
 
 /// A picture in memory.
@@ -135,12 +155,13 @@ struct Picture {
 /// Pictures above this are not read into memory unless asked for: a small file can claim any size.
 inline constexpr std::size_t kDefaultPictureLimit = std::size_t{1} << 30;
 
-/// Reads all of `path` through `driver`; `NoMemory` when its pixels need more than `maxBytes`. The
-/// driver stays connected after a failure that leaves it alive.
+/// Reads all of `path` through `driver`; `NoMemory` when its pixels need more than `maxBytes`. In
+/// the end, also after a failure, no file is open in the driver.
 Result<Picture> readPicture(Driver& driver, std::string_view path,
                             std::size_t maxBytes = kDefaultPictureLimit);
 
-/// Writes `picture` to `path` through `driver`.
+/// Writes `picture` to `path` through `driver`. In the end, also after a failure, no file is open
+/// in the driver; what a failure leaves at `path` is the driver's.
 Status writePicture(Driver& driver, std::string_view path, const Picture& picture);
 
 } // namespace tdr

@@ -3,8 +3,8 @@
 //
 // A driver is another process, so every call can fail in ways that a caller wants told apart: the
 // driver says no and can be asked on; the driver is gone; it does not answer; it answers nonsense.
-// After any failure but `Refused`, `NotMyFormat`, `BadArgument` and `NoMemory` the session is over
-// (Driver::alive() is false).
+// After `Refused`, `NotMyFormat` and `BadArgument` the session goes on, after `NoMemory` it may,
+// and after all others it is over (Driver::alive() tells). No call of the library throws.
 #pragma once
 
 #include <optional>
@@ -22,8 +22,8 @@ enum class FailureKind {
     TimedOut,      ///< no answer within the limit; the driver has been killed
     ProtocolBroken, ///< an answer that does not fit the request; the driver has been killed
     Interrupted,    ///< an InterruptGuard saw SIGINT or SIGTERM; the driver has been killed
-    BadArgument,    ///< the request was not sent: an argument does not fit the protocol
-    NoMemory,       ///< the system gave no memory or no shared block
+    BadArgument, ///< the caller's fault: nothing was sent, or a file was closed before it was whole
+    NoMemory,    ///< the system gave no memory, no shared block, or not what a driver wrote
 };
 
 /// The name of a kind, as one word for messages and logs ("Died").
@@ -36,7 +36,7 @@ struct DriverEnd {
     int signal = 0;     ///< the signal that ended it, or 0
 
     /// "exit status 3", "signal 11 (Segmentation fault)" or "unknown end".
-    [[nodiscard]] std::string text() const;
+    [[nodiscard]] std::string text() const noexcept;
 };
 
 /// Why a call failed.
@@ -47,7 +47,8 @@ struct Failure {
     std::string lastLine;         ///< the last line the driver wrote to its stderr, or empty
 
     /// `what`, then the driver's end and its last line where there are any: one line.
-    [[nodiscard]] std::string text() const;
+    /// Without memory for that the name of the kind.
+    [[nodiscard]] std::string text() const noexcept;
 };
 
 /// Success without a value, or a failure.

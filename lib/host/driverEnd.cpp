@@ -1,0 +1,167 @@
+// SPDX-License-Identifier: MIT
+// How a session ends: in order, or by a failure, after which the process is gone.
+#include "driverProcess.h"
+#include "interrupt.h"
+#include "requestNames.h"
+
+#include <array>
+#include <poll.h>
+#include <sys/wait.h>
+#include <thread>
+#include <utility>
+
+namespace tdr {
+
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+/// How long a driver that has hung up may take to end before it is killed: long enough to write out
+/// what is buffered, short enough for a person who waits.
+constexpr auto kLastBreath = 2s;
+
+/// A killed process goes at once unless the kernel holds it (a dead network disk).
+constexpr auto kAfterKill = 10s;
+constexpr auto kTracerPause = 1ms; // between tries to take a traced process's status
+
+std::string seconds(std::chrono::milliseconds limit) {
+    return std::to_string((limit.count() + 999) / 1000) + " s";
+}
+
+} // namespace
+
+DriverEnd endOf(int waitStatus) {
+    const bool exited = WIFEXITED(waitStatus);
+    return {true, exited ? WEXITSTATUS(waitStatus) : 0, exited ? 0 : WTERMSIG(waitStatus)};
+}
+
+DriverProcess::~DriverProcess() {
+    if (alive() && (answerDue_ || interrupted())) {
+        kill(); // it is out of step, or somebody has pressed Ctrl-C: no time for manners
+    } else if (alive()) {
+        [[maybe_unused]] const auto ended = attempt([this] { return end(); });
+    }
+}
+
+// --- Failures ------------------------------------------------------------------------------------
+
+std::string DriverProcess::requestText() const {
+    return program_.filename().string() + ": " + nameOfRequest(requestClass_, requestCode_);
+}
+
+Failure DriverProcess::refused() {
+    return {FailureKind::Refused, requestText() + ": refused", {}, lines_.lastSinceMark()};
+}
+
+Failure DriverProcess::broken(const char* what) {
+    kill();
+    return {FailureKind::ProtocolBroken, requestText() + ": " + what, {}, lines_.last()};
+}
+
+Failure DriverProcess::interruption() {
+    kill();
+    return {FailureKind::Interrupted, requestText() + ": interrupted", {}, {}};
+}
+
+Failure DriverProcess::late() {
+    kill();
+    return {FailureKind::TimedOut,
+            requestText() + ": no answer within " + seconds(limit_),
+            {},
+            lines_.last()};
+}
+
+Failure DriverProcess::linesLost() {
+    kill();
+    return {FailureKind::NoMemory,
+            requestText() + ": what the driver wrote to stderr could not be taken",
+            {},
+            lines_.last()};
+}
+
+Failure DriverProcess::died() {
+    const bool byItself = awaitExit(kLastBreath);
+    const DriverEnd ended = kill();
+    if (interrupted()) { // a Ctrl-C reaches the driver too
+        return interruption();
+    }
+    Failure failure{FailureKind::Died, requestText() + ": the driver died", {}, lines_.last()};
+    if (byItself) {
+        failure.end = ended;
+    } else {
+        failure.what = requestText() + ": the driver hung up";
+    }
+    return failure;
+}
+
+// --- The end -------------------------------------------------------------------------------------
+
+Status DriverProcess::dismiss() {
+    if (alive() && std::exchange(dismissed_, true)) {
+        return {};
+    }
+    Status sent = send({ipc::kClassAction, ipc::kActionKill, {}, {}});
+    answerDue_ = false; // this request has none
+    return sent;
+}
+
+Result<DriverEnd> DriverProcess::end() {
+    Status sent = dismiss();
+    if (!sent) {
+        return sent.failure();
+    }
+    const bool went = awaitExit(options_.limits.end);
+    const DriverEnd ended = kill();
+    if (!went) {
+        return Failure{FailureKind::TimedOut,
+                       requestText() + ": still there after " + seconds(options_.limits.end),
+                       {},
+                       lines_.last()};
+    }
+    return ended;
+}
+
+/// Takes the exit status of the ended process. Returns false when it cannot be had yet: a process
+/// that was killed under a tracer's eyes (a debugger, the leak sanitizer) is the tracer's first.
+bool DriverProcess::reap() noexcept {
+    std::optional<int> status;
+    if (!peer_.process.take(status)) {
+        std::this_thread::sleep_for(kTracerPause);
+        return false;
+    }
+    if (status) { // none when the host ignores SIGCHLD: the kernel has waited for it
+        end_ = endOf(*status);
+    }
+    return true;
+}
+
+bool DriverProcess::awaitExit(std::chrono::milliseconds limit) noexcept {
+    const auto until = Clock::now() + limit;
+    while (!ended_) {
+        std::array<pollfd, 2> watched = {
+            {{peer_.process.fd(), POLLIN, 0}, {lines_.fd(), POLLIN, 0}}};
+        ::poll(watched.data(), watched.size(), peer_.process.pollTimeout(until));
+        if (watched[1].revents != 0) {
+            lines_.drain();
+        }
+        ended_ = peer_.process.hasEnded() && reap();
+        if (!ended_ && Clock::now() >= until) {
+            return false;
+        }
+    }
+    return true;
+}
+
+DriverEnd DriverProcess::kill() noexcept {
+    answerDue_ = false;
+    if (!ended_) {
+        peer_.process.kill();
+        awaitExit(kAfterKill);
+    }
+    lines_.finish();
+    peer_.socket.reset();
+    return end_;
+}
+
+} // namespace tdr
