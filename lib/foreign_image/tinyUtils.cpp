@@ -50,8 +50,15 @@ int skipSeparators(std::FILE* stream) {
         c = getc_unlocked(stream);
     }
     text::lines.token = text::lines.next;
+    ++text::lines.tokens;
     text::lines.next += c == '\n' ? 1 : 0;
     return c;
+}
+
+/// Takes note of an unknown word; true when it stands directly behind another one.
+bool followsUnknown() {
+    const std::int64_t before = std::exchange(text::lines.unknown, text::lines.tokens);
+    return before >= 0 && text::lines.tokens - before <= 1;
 }
 
 } // namespace
@@ -171,11 +178,13 @@ void animSetObserver(AnimObserver observer, void* context) {
 
 void animNotify(AnimNoticeKind kind, const char* word, const char* detail) {
     if (theObserver != nullptr) {
-        const bool ended = kind == AnimNoticeKind::UnknownWord && word[0] == '\0';
+        const bool unknown = kind == AnimNoticeKind::UnknownWord;
+        const bool ended = unknown && word[0] == '\0';
         theObserver(theObserverContext, {.kind = ended ? AnimNoticeKind::Missing : kind,
                                          .word = word,
                                          .line = text::lines.token,
-                                         .detail = detail});
+                                         .detail = detail,
+                                         .follows = unknown && !ended && followsUnknown()});
     }
 }
 
@@ -184,7 +193,7 @@ std::int64_t animTokenLineNumber() {
 }
 
 void animSetLineNumber(std::int64_t line) {
-    text::lines = {line, line};
+    text::lines = {.next = line, .token = line};
 }
 
 void animReset() {

@@ -201,6 +201,7 @@ int WordReader::skipSpace() {
         c = getc_unlocked(stream_);
     }
     lines.token = lines.next;
+    ++lines.tokens;
     length_ = 0;
     word_[0] = '\0';
     return c;

@@ -63,8 +63,10 @@ void putFixed(std::FILE* stream, float value);
 
 /// Where in the file the readers stand, for notices; process-wide like the token buffer.
 struct LineCount {
-    std::int64_t next = 1;  ///< line of the next character
-    std::int64_t token = 1; ///< line on which the last token began
+    std::int64_t next = 1;     ///< line of the next character
+    std::int64_t token = 1;    ///< line on which the last token began
+    std::int64_t tokens = 0;   ///< tokens and words begun
+    std::int64_t unknown = -1; ///< the last of them that was reported as unknown
 };
 extern LineCount lines;
 

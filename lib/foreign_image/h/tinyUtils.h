@@ -197,6 +197,7 @@ struct AnimNotice {
     std::int64_t line = 0;   ///< text that is read: line on which the word begins, from 1; else 0
     std::int64_t byte = -1;  ///< binary file that is read: offset, from 0; else -1
     const char* detail = ""; ///< by kind, see there; a phrase without capital and full stop
+    bool follows = false;    ///< an unknown word directly behind another one: the same cause
 };
 
 /// Called for each notice with the pointer given at `animSetObserver`. Must not read or write
