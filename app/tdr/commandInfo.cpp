@@ -13,8 +13,6 @@
 
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 struct InfoOptions {
     std::vector<std::string> files;
     bool json = false;
@@ -34,35 +32,58 @@ std::string textOf(const std::string& file, const FileKind& kind, const FileInfo
     return text;
 }
 
-Json jsonOf(const std::string& file, const FileKind& kind, const FileInfo& info) {
-    Json json = {{"file", file}, {"kind", kind.name}};
-    json.update(info.json);
-    return json;
+/// Writes to standard output until that fails, which is told once.
+class Output {
+  public:
+    void write(std::string_view text) {
+        if (exit_ == ExitCode::Done) {
+            exit_ = say(text);
+        }
+    }
+    [[nodiscard]] ExitCode exit() const { return exit_; }
+
+  private:
+    ExitCode exit_ = ExitCode::Done;
+};
+
+void writeJson(JsonWriter& json, const std::string& file, const FileKind& kind,
+               const Outcome<FileInfo>& info) {
+    json.beginObject();
+    json.member("file", file);
+    if (info) {
+        json.member("kind", kind.name);
+        info->json(json);
+    } else {
+        json.member("error", info.problem().text);
+    }
+    json.end();
 }
 
-/// Texts from files and drivers may be no UTF-8; such bytes are replaced.
-std::string dump(const Json& json) {
-    return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
-}
-
+/// One file at a time is held, and what is known of it is written before the next one is read.
 ExitCode showInfo(const DriverOptions& driverOptions, const InfoOptions& options) {
     ExitCode exit = ExitCode::Done;
-    Json all = Json::array();
-    std::string text;
+    Output output;
+    JsonWriter json([&](std::string_view bytes) { output.write(bytes); });
+    json.beginArray();
     for (const std::string& file : options.files) {
         DriverSet drivers(driverOptions);
         const auto readable = checkReadable(file);
         const FileKind& kind = kindOf(file);
         const auto info = readable ? kind.describe(file, drivers) : readable.problem();
-        if (info) {
-            text += textOf(file, kind, *info);
-            all.push_back(jsonOf(file, kind, *info));
-        } else {
+        if (!info) {
             exit = worse(exit, complain(info.problem()));
-            all.push_back({{"file", file}, {"error", info.problem().text}});
+        }
+        if (options.json) {
+            writeJson(json, file, kind, info);
+        } else if (info) {
+            output.write(textOf(file, kind, *info));
         }
     }
-    return worse(exit, say(options.json ? dump(all) : text));
+    json.end();
+    if (options.json) {
+        json.finish();
+    }
+    return worse(exit, output.exit());
 }
 
 } // namespace

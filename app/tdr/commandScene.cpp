@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
-// tdr scene check|format|binary|text FILE: what the toolkit makes of a scene file.
+// tdr scene check|format|binary|text: what the toolkit makes of scene files.
 #include "console.h"
 #include "sceneDocument.h"
-#include "sceneJson.h"
 #include "subcommands.h"
 #include "utf8Text.h"
 
@@ -10,119 +9,166 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <fmt/format.h>
+#include <vector>
 
 namespace {
 
 struct SceneOptions {
-    std::string file;
+    std::vector<std::string> files;
     std::string output;
 };
 
 // ------------------------------------------------------------------------------------------- check
 
-std::string remarkLine(const std::string& file, const SceneRemark& remark) {
-    return remark.kind ? fmt::format("{}:{}: {}{}\n", file, remark.line, nameOf(*remark.kind),
-                                     remark.text.empty() ? "" : " \"" + remark.text + '"')
-                       : remark.text + '\n';
+std::string verdictOn(const SceneReport& report) {
+    const std::string losses = report.losses();
+    const std::string changes = report.changes();
+    return !losses.empty()    ? losses
+           : !changes.empty() ? "everything was read that the format keeps: " + changes
+                              : "everything was read";
 }
 
-ExitCode check(const SceneOptions& options) {
-    const auto document = readSceneDocument(options.file);
+ExitCode checkOne(const std::string& file) {
+    const auto document = readSceneDocument(file);
     if (!document) {
         return complain(document.problem());
     }
     const SceneReport& report = document->report;
-    const std::string file = utf8Text(std::string_view(options.file));
+    const std::string name = utf8Text(std::string_view(file));
     std::string text;
     for (const SceneRemark& remark : report.remarks) {
-        text += remarkLine(file, remark);
+        text += lineOf(file, remark) + '\n';
     }
     if (report.dropped != 0) {
-        text += fmt::format("{}: {} further remarks\n", file, report.dropped);
+        text += fmt::format("{}: {} further remarks\n", name, report.dropped);
     }
-    text +=
-        fmt::format("{}: {}\n", file, report.clean() ? "everything was read" : report.summary());
-    return worse(report.clean() ? ExitCode::Done : ExitCode::Failed, say(text));
+    text += fmt::format("{}: {}\n", name, verdictOn(report));
+    return worse(report.whole() ? ExitCode::Done : ExitCode::Failed, say(text));
+}
+
+ExitCode check(const SceneOptions& options) {
+    ExitCode exit = ExitCode::Done;
+    for (const std::string& file : options.files) {
+        exit = worse(exit, checkOne(file));
+    }
+    return exit;
 }
 
 // ---------------------------------------------------------------------------------- writing again
 
-/// What the file now written holds otherwise than the document; empty when nothing. Texts have
-/// fewer digits than binary files, and no form has room for everything.
-std::string differences(const SceneDocument& document, const std::filesystem::path& written) {
-    const auto again = readSceneDocument(written);
-    if (!again) {
-        return "the new file cannot be read: " + again.problem().text;
+/// Losses that are told one by one; the check tells all of them.
+constexpr std::size_t kMostTold = 10;
+
+/// A document on its way into another file, or into the place of its own.
+class Rewriting {
+  public:
+    Rewriting(const SceneDocument& document, const SceneOptions& options)
+        : document_(document), file_(options.files.front()),
+          target_(options.output.empty() ? file_ : options.output),
+          inPlace_(isSameFile(file_, target_)) {}
+
+    ExitCode into(SceneFlavour flavour) {
+        const auto written =
+            writeSceneDocument(document_, target_, flavour, [&](const SceneReport& ofWriting) {
+                writing_ = ofWriting;
+                return inPlace_ ? approve() : Outcome<bool>(true);
+            });
+        return written ? tell() : complain(written.problem());
     }
-    auto before = jsonOf(document);
-    auto after = jsonOf(*again);
-    before.erase("flavour");
-    after.erase("flavour");
-    const auto changes = nlohmann::ordered_json::diff(before, after);
-    return changes.empty() ? ""
-                           : fmt::format("{} value{} changed, the first is {}", changes.size(),
-                                         changes.size() == 1 ? "" : "s",
-                                         changes.front().at("path").get<std::string>());
-}
 
-/// Everything that the written file lacks, beginning with the words that the reader did not take.
-std::string lossOf(const SceneDocument& document, const std::filesystem::path& written) {
-    std::string loss = document.report.clean()
-                           ? ""
-                           : document.report.summary() + " when it was read (see tdr scene check)";
-    const std::string changed = differences(document, written);
-    return loss + (loss.empty() || changed.empty() ? "" : "; ") + changed;
-}
+  private:
+    [[nodiscard]] bool whole() const { return document_.report.whole() && writing_.whole(); }
 
-/// Writes the document again. A loss is told, and never happens to the file itself.
-ExitCode writeAgain(const SceneOptions& options, const SceneDocument& document,
-                    SceneFlavour flavour) {
-    const bool inPlace = options.output.empty();
-    const auto approve = [&](const std::filesystem::path& written) -> Outcome<bool> {
-        const std::string loss = lossOf(document, written);
-        if (inPlace && !loss.empty()) {
-            return Problem{ExitCode::Failed,
-                           options.file + ": not replaced, name another file with -o: " + loss};
+    [[nodiscard]] std::string changes() const {
+        const std::string reading = document_.report.changes();
+        const std::string writing = writing_.changes();
+        return reading + (reading.empty() || writing.empty() ? "" : ", ") + writing;
+    }
+
+    /// The file itself is replaced only by one that holds as much.
+    [[nodiscard]] Outcome<bool> approve() const {
+        const auto refusal = [&](const std::string& reason) {
+            return Problem{ExitCode::Failed, file_ + ": not replaced, " + reason};
+        };
+        const auto now = stampOf(file_);
+        if (!now || *now != document_.stamp) {
+            return refusal("it was changed since it was read");
         }
-        if (!loss.empty()) {
-            complain(options.output + ": not everything is kept: " + loss);
+        const std::string lost = whole() ? changes() : lossesOf(document_.report, writing_);
+        return lost.empty() ? Outcome<bool>(true) : refusal("name another file with -o: " + lost);
+    }
+
+    /// "2 unknown words when it was read (tdr scene check lists them), 3 dropped".
+    static std::string lossesOf(const SceneReport& reading, const SceneReport& writing) {
+        const std::string read =
+            reading.whole() ? ""
+                            : reading.losses() + " when it was read (tdr scene check tells where)";
+        return read + (reading.whole() || writing.whole() ? "" : "; ") + writing.losses();
+    }
+
+    /// What the file now written lacks.
+    [[nodiscard]] ExitCode tell() const {
+        if (const std::string changed = changes(); !changed.empty()) {
+            complain(target_ + ": " + changed);
         }
-        return true;
-    };
-    const auto written =
-        writeSceneDocument(document, inPlace ? options.file : options.output, flavour, approve);
-    return written ? ExitCode::Done : complain(written.problem());
-}
+        if (whole()) {
+            return ExitCode::Done;
+        }
+        tellEach(file_, document_.report);
+        tellEach(target_, writing_);
+        complain(target_ +
+                 ": written, but not everything is in it: " + lossesOf(document_.report, writing_));
+        return ExitCode::Failed;
+    }
+
+    static void tellEach(const std::string& file, const SceneReport& report) {
+        std::size_t told = 0;
+        for (const SceneRemark& remark : report.remarks) {
+            if (remark.severity == AnimSeverity::Loss && ++told <= kMostTold) {
+                complain(lineOf(file, remark));
+            }
+        }
+        if (told > kMostTold) {
+            complain(fmt::format("{}: {} further remarks", file, told - kMostTold));
+        }
+    }
+
+    const SceneDocument& document_;
+    const std::string& file_;
+    const std::string& target_;
+    bool inPlace_;
+    SceneReport writing_;
+};
 
 ExitCode format(const SceneOptions& options) {
-    const auto document = readSceneDocument(options.file);
-    return document ? writeAgain(options, *document, document->flavour)
+    const auto document = readSceneDocument(options.files.front());
+    return document ? Rewriting(*document, options).into(document->flavour)
                     : complain(document.problem());
 }
 
 template <SceneFlavour Flavour>
 ExitCode turnInto(const SceneOptions& options) {
-    const auto document = readSceneDocument(options.file);
+    const auto document = readSceneDocument(options.files.front());
     if (!document) {
         return complain(document.problem());
     }
     if (!document->format->hasBinary) {
         return complain(
-            Problem{ExitCode::Failed, options.file + ": scenes have no binary flavour"});
+            Problem{ExitCode::Failed, options.files.front() + ": scenes have no binary flavour"});
     }
-    return writeAgain(options, *document, Flavour);
+    return Rewriting(*document, options).into(Flavour);
 }
 
 struct Action {
     const char* name;
     const char* help;
     ExitCode (*run)(const SceneOptions&);
-    bool writes;         ///< takes --output
+    bool writes;         ///< takes one file and --output; otherwise many files
     bool outputRequired; ///< otherwise the file itself is replaced
 };
 
 constexpr Action kActions[] = {
-    {"check", "Tell what the toolkit says of a file, and every word that it does not know", check,
+    {"check", "Tell whether everything in files was understood, and each place where not", check,
      false, false},
     {"format", "Read a file and write it again in the same flavour", format, true, true},
     {"binary", "Write a spline or hierarchy in the binary flavour", turnInto<SceneFlavour::Binary>,
@@ -139,8 +185,10 @@ void addScene(CLI::App& app, Command& command) {
     for (const Action& action : kActions) {
         auto* sub = group->add_subcommand(action.name, action.help);
         auto options = std::make_shared<SceneOptions>();
-        sub->add_option("file", options->file, "A .scn, .spl or .hrc file")
+        sub->add_option("file", options->files,
+                        action.writes ? "A .scn, .spl or .hrc file" : ".scn, .spl or .hrc files")
             ->required()
+            ->expected(1, action.writes ? 1 : CLI::detail::expected_max_vector_size)
             ->type_name("FILE");
         if (action.writes) {
             sub->add_option("-o,--output", options->output,

@@ -4,20 +4,21 @@
 #pragma once
 
 #include "driverSet.h"
+#include "jsonWriter.h"
 #include "outcome.h"
 
 #include <filesystem>
-#include <nlohmann/json.hpp>
+#include <functional>
 #include <span>
 #include <string>
 #include <utility>
 #include <vector>
 
 /// What is known of one file: rows of text for people and an object for programs.
-// NOLINTNEXTLINE(bugprone-exception-escape): moving the JSON library's values does not throw
 struct FileInfo {
     std::vector<std::pair<std::string, std::string>> rows; ///< label and value
-    nlohmann::ordered_json json;
+    /// Writes the members of the object; called only when somebody asked for JSON.
+    std::function<void(JsonWriter& out)> json;
 };
 
 struct FileKind {

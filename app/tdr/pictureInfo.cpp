@@ -62,12 +62,13 @@ Outcome<FileInfo> describePicture(const std::filesystem::path& file, DriverSet& 
                                printable(answers->formatName))},
         {"format", fmt::format("{}: {}", answers->current, formatText(answers->format))},
     };
-    info.json = {{"width", shape.width},
-                 {"height", shape.height},
-                 {"matte", shape.matte},
-                 {"driver", picture->driverName},
-                 {"vendor", answers->vendor},
-                 {"formatName", answers->formatName},
-                 {"format", formatJson(answers->current, answers->format)}};
+    const nlohmann::ordered_json json = {{"width", shape.width},
+                                         {"height", shape.height},
+                                         {"matte", shape.matte},
+                                         {"driver", picture->driverName},
+                                         {"vendor", answers->vendor},
+                                         {"formatName", answers->formatName},
+                                         {"format", formatJson(answers->current, answers->format)}};
+    info.json = [json](JsonWriter& out) { out.members(json); };
     return info;
 }

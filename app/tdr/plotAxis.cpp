@@ -23,6 +23,16 @@ double roundStep(double atLeast) {
     return 10 * power;
 }
 
+/// Digits with which multiples of the step up to `largest` are written exactly, so that no two
+/// labels are equal.
+int digitsFor(double largest, double step) {
+    constexpr double kUsual = 6;
+    constexpr double kMost = 17;
+    const double needed =
+        std::floor(std::log10(largest)) - std::floor(std::log10(step * (1 + kFinest))) + 1;
+    return static_cast<int>(std::clamp(needed, kUsual, kMost));
+}
+
 } // namespace
 
 void PlotRange::add(double value) {
@@ -52,10 +62,6 @@ double PlotAxis::place(double value) const {
     return from_ + (value - range_.least) / range_.size() * (to_ - from_);
 }
 
-double PlotAxis::at(double share) const {
-    return range_.least + share * range_.size();
-}
-
 double PlotAxis::labelWidth(int most) const {
     constexpr double kDigit = 7;
     std::size_t longest = 0;
@@ -67,6 +73,7 @@ double PlotAxis::labelWidth(int most) const {
 
 std::vector<PlotTick> PlotAxis::ticks(int most) const {
     const double step = roundStep(range_.size() / std::max(most, 1));
+    const int digits = digitsFor(std::max(std::abs(range_.least), std::abs(range_.most)), step);
     std::vector<PlotTick> ticks;
     const double first = std::ceil(range_.least / step);
     for (int i = 0; i <= most; ++i) {
@@ -74,7 +81,7 @@ std::vector<PlotTick> PlotAxis::ticks(int most) const {
         if (value > range_.most) {
             break;
         }
-        ticks.push_back({value, fmt::format("{:.6g}", value == 0 ? 0.0 : value)});
+        ticks.push_back({value, fmt::format("{:.{}g}", value == 0 ? 0.0 : value, digits)});
     }
     return ticks;
 }

@@ -12,6 +12,7 @@ struct PlotRange {
     bool empty = true;
 
     void add(double value);
+    bool operator==(const PlotRange&) const = default;
     /// The range with room around it: `share` of its size at each end, at least `atLeast`; around
     /// 0 when it is empty.
     [[nodiscard]] PlotRange widened(double share, double atLeast) const;
@@ -29,11 +30,11 @@ class PlotAxis {
     PlotAxis(const PlotRange& range, double from, double to);
 
     [[nodiscard]] double place(double value) const;
-    /// The value at a share of the axis, 0 to 1.
-    [[nodiscard]] double at(double share) const;
     /// Pixels for one unit of value; negative where the axis runs upwards.
     [[nodiscard]] double perUnit() const { return (to_ - from_) / range_.size(); }
     [[nodiscard]] const PlotRange& range() const { return range_; }
+    [[nodiscard]] double from() const { return from_; }
+    [[nodiscard]] double to() const { return to_; }
 
     /// Width in pixels that the labels of such ticks take in the pictures' tick style.
     [[nodiscard]] double labelWidth(int most) const;

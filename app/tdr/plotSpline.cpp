@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // A spline from the front, from above and from the side, with its control points and handles.
 #include "plot.h"
+#include "sceneWalk.h"
 #include "splineSegments.h"
 #include "svg.h"
 #include "utf8Text.h"
@@ -218,7 +219,9 @@ void drawNotes(Svg& svg, const Drawn& drawn, const std::string& owner, double to
     }
     note(fmt::format("type {}{}{}", known ? SplineTypeName[spline.type] : "unknown",
                      spline.close != 0 ? ", closed" : "", spline.phantom != 0 ? ", phantom" : ""));
-    note(fmt::format("{} control points, numbered from 0", std::max<int>(spline.keyCount, 0)));
+    note(fmt::format("{} control points, {}", std::max<int>(spline.keyCount, 0),
+                     spline.keyCount > kMostPoints ? fmt::format("the first {} drawn", kMostPoints)
+                                                   : "numbered from 0"));
     note(fmt::format("tension {:g}, step {}", spline.tension, spline.step));
     y += 14;
     const auto mark = [&](const char* text) { svg.text("small", {x + 44, y}, text); };
@@ -242,6 +245,12 @@ void drawNotes(Svg& svg, const Drawn& drawn, const std::string& owner, double to
     }
 }
 
+/// A spline and whose it is.
+struct OwnedSpline {
+    const Spline* spline;
+    std::string owner;
+};
+
 void drawSpline(Svg& svg, const OwnedSpline& owned, double top) {
     const Spline& spline = *owned.spline;
     const int points =
@@ -260,11 +269,17 @@ void drawSpline(Svg& svg, const OwnedSpline& owned, double top) {
 } // namespace
 
 Outcome<Plot> plotSplines(const SceneDocument& document, const std::string& title) {
-    const std::vector<OwnedSpline> splines = splinesOf(document);
+    std::vector<OwnedSpline> splines; // that are drawn
+    std::size_t all = 0;
+    visitSplines(document, [&](const Spline& spline, const std::string& owner) {
+        if (++all <= kMostSplines) {
+            splines.push_back({&spline, owner});
+        }
+    });
     if (splines.empty()) {
         return Problem{ExitCode::Failed, "no splines"};
     }
-    const std::size_t shown = std::min(splines.size(), kMostSplines);
+    const std::size_t shown = splines.size();
     Svg svg(kWidth, kHeader + static_cast<double>(shown) * kFigure,
             std::string(kPlotStyle) + kStyle, title);
     svg.text("title", {100, 40}, shortened(title, kTitleColumns));
@@ -275,8 +290,9 @@ Outcome<Plot> plotSplines(const SceneDocument& document, const std::string& titl
             leftOut = fmt::format("of each spline the first {} points are drawn", kMostPoints);
         }
     }
-    if (shown < splines.size()) {
-        leftOut = fmt::format("the first {} of {} splines are drawn", shown, splines.size());
+    if (shown < all) {
+        leftOut += fmt::format("{}the first {} of {} splines are drawn",
+                               leftOut.empty() ? "" : ", ", shown, all);
     }
     return Plot{svg.take(), leftOut};
 }

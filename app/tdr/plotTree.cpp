@@ -2,12 +2,13 @@
 // A tree of nodes: the root on the left, children to the right of their parent, one row a leaf.
 #include "plot.h"
 #include "sceneFields.h"
+#include "sceneWalk.h"
 #include "svg.h"
 #include "utf8Text.h"
 
 #include <algorithm>
 #include <fmt/format.h>
-#include <unordered_map>
+#include <vector>
 
 namespace {
 
@@ -98,24 +99,23 @@ std::string titleOf(const Model& node) {
 /// the middle of its children. `row` is the first free row, before and after.
 std::vector<Placed> placeTree(const Model* root, std::size_t room, double& row) {
     std::vector<Placed> placed;
-    std::unordered_map<const Model*, std::size_t> indices;
+    std::vector<std::size_t> nearest; // shown nodes on the way down, again where one is not shown
     for (const auto& [node, depth] : nodesOf(root)) {
-        const auto parent = depth == 0 ? indices.end() : indices.find(node->parent);
-        const bool fits = placed.size() < room && depth <= kMostDepth;
-        if (depth > 0 &&
-            (parent == indices.end() || !fits)) { // counted at the last one shown above
-            const std::size_t above = parent != indices.end() ? parent->second : 0;
-            ++placed[parent != indices.end() ? above : placed.size() - 1].hidden;
+        nearest.resize(depth);
+        const bool isUnderShown = depth == 0 || placed[nearest.back()].node == node->parent;
+        if (depth > 0 && !(isUnderShown && placed.size() < room && depth <= kMostDepth)) {
+            ++placed[nearest.back()].hidden;
+            nearest.push_back(nearest.back());
             continue;
         }
         const std::size_t index = placed.size();
-        indices.emplace(node, index);
         placed.push_back({node, depth, 0});
         if (depth > 0) {
-            Placed& above = placed[parent->second];
+            Placed& above = placed[nearest.back()];
             above.firstChild = above.firstChild == 0 ? index : above.firstChild;
             above.lastChild = index;
         }
+        nearest.push_back(index);
     }
     for (Placed& entry : placed) {
         if (entry.firstChild == 0) {
@@ -140,7 +140,7 @@ class TreePlot {
                 trees_.push_back(placeTree(root, kMostNodes - shown_, row));
                 shown_ += trees_.back().size();
             }
-            all_ += nodesOf(root).size();
+            all_ += nodesOf(root).count();
         }
         for (const auto& tree : trees_) {
             for (const Placed& entry : tree) {
@@ -157,6 +157,7 @@ class TreePlot {
         const double columns = (width - 2 * kMargin) / 12;
         svg.text("title", {kMargin, 42},
                  shortened(title_, std::min(kTitleColumns, static_cast<std::size_t>(columns))));
+        drawKey(svg);
         double top = kHeader;
         for (const auto& tree : trees_) {
             svg.begin("tree");
@@ -183,6 +184,25 @@ class TreePlot {
 
     static std::string nameOf(const Model& node) {
         return shortened(node.name != nullptr ? utf8Text(node.name) : "(no name)", kNameColumns);
+    }
+
+    [[nodiscard]] bool hasAny(bool (*test)(const Placed&)) const {
+        return std::ranges::any_of(trees_, [&](const std::vector<Placed>& tree) {
+            return std::ranges::any_of(tree, test);
+        });
+    }
+
+    /// What the marks mean that are not in every tree.
+    void drawKey(Svg& svg) const {
+        constexpr double y = 64;
+        if (hasAny([](const Placed& entry) { return entry.node->hidden != 0; })) {
+            svg.rect("node hidden", {kMargin, y - 11}, 30, 14, 3);
+            svg.text("note", {kMargin + 38, y}, "hidden in the scene");
+        }
+        if (hasAny([](const Placed& entry) { return entry.hidden != 0; })) {
+            svg.text("more", {kMargin + 180, y}, "+9");
+            svg.text("note", {kMargin + 204, y}, "so many nodes below are not drawn");
+        }
     }
 
     [[nodiscard]] double columnAt(std::size_t depth) const {

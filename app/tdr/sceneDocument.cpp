@@ -2,18 +2,23 @@
 #include "sceneDocument.h"
 
 #include "base/byteOrder.h"
+#include "base/uniqueFd.h"
 #include "pictureFile.h"
 #include "replacedFile.h"
 #include "tinyFile.h"
 #include "utf8Text.h"
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <fmt/format.h>
-#include <fstream>
+#include <new>
 #include <string_view>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
 
 namespace fs = std::filesystem;
 
@@ -78,10 +83,16 @@ struct Beginning {
     std::array<char, kFileHeaderSize + kTypeSize> bytes = {};
     std::size_t size = 0;
 
-    explicit Beginning(const fs::path& file) {
-        std::ifstream stream(file, std::ios::binary);
-        stream.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-        size = static_cast<std::size_t>(stream.gcount());
+    /// False, with errno set, when it cannot be read.
+    bool read(int fd) {
+        while (size < bytes.size()) {
+            const ssize_t got = ::read(fd, bytes.data() + size, bytes.size() - size);
+            if (got == 0 || (got < 0 && errno != EINTR)) {
+                return got == 0;
+            }
+            size += got > 0 ? static_cast<std::size_t>(got) : 0;
+        }
+        return true;
     }
 
     [[nodiscard]] std::string_view first() const { return {bytes.data(), kTypeSize}; }
@@ -111,51 +122,51 @@ std::string whyNotRead(const Beginning& beginning, const SceneFormat& format,
     if (binary && beginning.type() != "PROT" && beginning.type() != format.magic) {
         return fmt::format("holds \"{}\" and no {}", utf8Text(beginning.type()), format.name);
     }
-    const auto last =
-        std::find_if(report.remarks.rbegin(), report.remarks.rend(), [](const SceneRemark& remark) {
-            return remark.kind && *remark.kind != AnimNoticeKind::UnknownWord;
-        });
-    if (last != report.remarks.rend()) {
-        return fmt::format("cut short or damaged (line {})", last->line);
+    if (!report.failure.empty()) {
+        return report.failure;
     }
-    return fmt::format("cut short or damaged, or without a {}", format.name);
+    const std::string place = report.remarks.empty() ? "" : report.remarks.back().place;
+    return place.empty() ? fmt::format("cut short or damaged, or without a {}", format.name)
+                         : fmt::format("cut short or damaged ({}{})",
+                                       place.starts_with('b') ? "" : "line ", place);
 }
 
-/// Writes the file; what the toolkit says on the way is no news.
-Outcome<bool> writeTo(const SceneDocument& document, const std::string& file,
-                      SceneFlavour flavour) {
-    SceneReport report;
+FileStamp stampFrom(const struct stat& status) {
+    return {status.st_dev, status.st_ino, status.st_size,
+            status.st_mtim.tv_sec * std::int64_t{1'000'000'000} + status.st_mtim.tv_nsec};
+}
+
+/// What can be known of the file before the toolkit reads it.
+Outcome<Beginning> examine(const fs::path& file, FileStamp& stamp) {
+    if (const auto readable = checkReadable(file); !readable) {
+        return readable.problem();
+    }
+    Beginning beginning;
+    struct stat status {};
+    const base::UniqueFd fd(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (!fd.valid() || ::fstat(fd.get(), &status) != 0 || !beginning.read(fd.get())) {
+        return problemWith(file.string(), errno);
+    }
+    stamp = stampFrom(status);
+    return beginning;
+}
+
+Problem problemOf(const fs::path& file, std::string_view reason) {
+    return {ExitCode::Failed, fmt::format("{}: {}", file.string(), reason)};
+}
+
+/// Writes the file: an empty text, or why it failed.
+std::string writeTo(const SceneDocument& document, const std::string& file, SceneFlavour flavour,
+                    SceneReport& report) {
     const SceneListener listener(report);
     errno = 0;
     if (document.format->write(document, baseOf(file, *document.format), flavour)) {
-        return true;
+        return "";
     }
     const int error = errno;
-    return Problem{ExitCode::Failed,
-                   error != 0 ? std::strerror(error)
-                              : fmt::format("the {} does not fit the form", document.format->name)};
-}
-
-// ------------------------------------------------------------------------------------ all of it
-
-void addPath(std::vector<OwnedSpline>& all, const AnimatedPosition& position,
-             const std::string& owner) {
-    if (position.path != nullptr) {
-        all.push_back({position.path, owner});
-    }
-}
-
-void addScene(std::vector<OwnedSpline>& all, const Scene& scene) {
-    for (const auto* element = scene.splines; element != nullptr; element = element->next) {
-        all.push_back({element->spline, ""});
-    }
-    addPath(all, scene.camera.position, "path of the camera");
-    addPath(all, scene.camera.interest, "path of the camera's interest");
-    for (const Light* light = scene.lights; light != nullptr; light = light->next) {
-        const std::string name = utf8Text(light->name);
-        addPath(all, light->position, "path of light " + name);
-        addPath(all, light->interest, "path of the interest of light " + name);
-    }
+    return !report.failure.empty() ? report.failure
+           : error != 0            ? std::strerror(error)
+                        : fmt::format("the {} does not fit the form", document.format->name);
 }
 
 } // namespace
@@ -169,18 +180,32 @@ const SceneFormat* sceneFormatOf(const fs::path& file) {
     return nullptr;
 }
 
-Outcome<SceneDocument> readSceneDocument(const fs::path& file) {
+Outcome<FileStamp> stampOf(const fs::path& file) {
+    struct stat status {};
+    if (::stat(file.c_str(), &status) != 0) {
+        return problemWith(file.string(), errno);
+    }
+    return stampFrom(status);
+}
+
+bool isSameFile(const fs::path& a, const fs::path& b) {
+    std::error_code error;
+    return fs::equivalent(a, b, error);
+}
+
+namespace {
+
+Outcome<SceneDocument> read(const fs::path& file) {
     SceneDocument document;
     document.format = sceneFormatOf(file);
     if (document.format == nullptr) {
-        return Problem{ExitCode::Failed,
-                       file.string() + ": the name does not end in .scn, .spl or .hrc"};
+        return problemOf(file, "the name does not end in .scn, .spl or .hrc");
     }
-    if (const auto readable = checkReadable(file); !readable) {
-        return readable.problem();
+    const auto beginning = examine(file, document.stamp);
+    if (!beginning) {
+        return beginning.problem();
     }
-    const Beginning beginning(file);
-    if (document.format->hasBinary && beginning.isBinary()) {
+    if (document.format->hasBinary && beginning->isBinary()) {
         document.flavour = SceneFlavour::Binary;
     }
     bool read = false;
@@ -189,86 +214,52 @@ Outcome<SceneDocument> readSceneDocument(const fs::path& file) {
         read = document.format->read(document, baseOf(file.string(), *document.format));
     }
     if (!read) {
-        return Problem{ExitCode::Failed,
-                       file.string() + ": " +
-                           whyNotRead(beginning, *document.format, document.report)};
+        return problemOf(file, whyNotRead(*beginning, *document.format, document.report));
+    }
+    const auto now = stampOf(file);
+    if (!now || *now != document.stamp) {
+        return problemOf(file, "was changed while it was read");
     }
     return document;
 }
 
-Outcome<bool> writeSceneDocument(const SceneDocument& document, const fs::path& target,
-                                 SceneFlavour flavour, const SceneApproval& approve) {
+Outcome<bool> write(const SceneDocument& document, const fs::path& target, SceneFlavour flavour,
+                    const SceneApproval& approve) {
     const SceneFormat& format = *document.format;
     auto file = ReplacedFile::begin(target, format.ending);
     if (!file) {
         return file.problem();
     }
     if (!file->path().native().ends_with(format.ending)) { // a device is written to directly
-        return Problem{ExitCode::Failed, target.string() +
-                                             ": not a regular file, and its name does "
-                                             "not end in " +
-                                             format.ending};
+        return problemOf(target, fmt::format("not a regular file, and its name does not end in {}",
+                                             format.ending));
     }
-    if (auto written = writeTo(document, file->path().string(), flavour); !written) {
-        return Problem{ExitCode::Failed, target.string() + ": " + written.problem().text};
+    SceneReport report;
+    if (const auto failed = writeTo(document, file->path().string(), flavour, report);
+        !failed.empty()) {
+        return problemOf(target, failed);
     }
-    if (file->path() != target) {
-        if (auto approved = approve(file->path()); !approved) {
-            return approved.problem();
-        }
+    if (auto approved = approve(report); !approved) {
+        return approved.problem();
     }
     return file->commit();
 }
 
-std::vector<SceneNode> nodesOf(const Model* root) {
-    std::vector<SceneNode> nodes;
-    std::size_t depth = 0;
-    const Model* node = root;
-    while (node != nullptr) {
-        nodes.push_back({node, depth});
-        if (node->child != nullptr) {
-            node = node->child;
-            ++depth;
-            continue;
-        }
-        while (node != root && node->next == nullptr) {
-            node = node->parent;
-            --depth;
-        }
-        node = node == root ? nullptr : node->next;
+} // namespace
+
+Outcome<SceneDocument> readSceneDocument(const fs::path& file) {
+    try {
+        return read(file);
+    } catch (const std::bad_alloc&) {
+        return problemOf(file, "out of memory");
     }
-    return nodes;
 }
 
-std::vector<const Model*> treesOf(const SceneDocument& document) {
-    std::vector<const Model*> trees;
-    if (document.tree != nullptr) {
-        trees.push_back(document.tree.get());
+Outcome<bool> writeSceneDocument(const SceneDocument& document, const fs::path& target,
+                                 SceneFlavour flavour, const SceneApproval& approve) {
+    try {
+        return write(document, target, flavour, approve);
+    } catch (const std::bad_alloc&) {
+        return problemOf(target, "out of memory");
     }
-    if (document.scene != nullptr) {
-        for (const auto* tree = document.scene->hierarchies; tree != nullptr; tree = tree->next) {
-            trees.push_back(tree->root);
-        }
-    }
-    return trees;
-}
-
-std::vector<OwnedSpline> splinesOf(const SceneDocument& document) {
-    std::vector<OwnedSpline> all;
-    if (document.spline != nullptr) {
-        all.push_back({document.spline.get(), ""});
-    }
-    if (document.scene != nullptr) {
-        addScene(all, *document.scene);
-    }
-    for (const Model* tree : treesOf(document)) {
-        for (const auto& [node, depth] : nodesOf(tree)) {
-            const std::string name = utf8Text(node->name);
-            addPath(all, node->translation, "path of node " + name);
-            for (std::int32_t i = 0; i < node->splineCount; ++i) {
-                all.push_back({node->splines[i], "of node " + name});
-            }
-        }
-    }
-    return all;
 }

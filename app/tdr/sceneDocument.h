@@ -13,7 +13,7 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <vector>
+#include <sys/types.h>
 
 /// Disposes of a toolkit record by the toolkit's own function.
 template <auto Dispose>
@@ -28,6 +28,16 @@ enum class SceneFlavour : int { Text = 0, Binary = 1 };
 
 struct SceneFormat;
 
+/// What a file was when it was read; another program may write to it meanwhile.
+struct FileStamp {
+    dev_t device = 0;
+    ino_t inode = 0;
+    off_t size = -1;
+    std::int64_t changed = 0; ///< nanoseconds
+
+    bool operator==(const FileStamp&) const = default;
+};
+
 /// What one file holds: exactly one of the three records.
 struct SceneDocument {
     const SceneFormat* format = nullptr;
@@ -36,6 +46,7 @@ struct SceneDocument {
     std::unique_ptr<Spline, DisposedBy<splineDispose>> spline;
     std::unique_ptr<Model, DisposedBy<modelDispose>> tree;
     SceneReport report; ///< of its reading
+    FileStamp stamp;    ///< of the file
 };
 
 /// One kind of file.
@@ -55,35 +66,19 @@ struct SceneFormat {
 [[nodiscard]] const SceneFormat* sceneFormatOf(const std::filesystem::path& file);
 
 /// Reads a file whose name has one of the endings. A reason for each way to fail: not readable,
-/// empty, of another kind, an unread layout, cut short.
+/// empty, of another kind, an unread layout, cut short, changed meanwhile, out of memory.
 Outcome<SceneDocument> readSceneDocument(const std::filesystem::path& file);
 
-/// Asked about the new file before it takes its place: true, or why it shall not.
-using SceneApproval = std::function<Outcome<bool>(const std::filesystem::path& written)>;
+/// Asked about the new file before it takes its place, with the report of its writing: true, or why
+/// it shall not.
+using SceneApproval = std::function<Outcome<bool>(const SceneReport& ofWriting)>;
 
-/// Writes the document beside `target` and, with the approval, puts it in its place. A device is
-/// written to directly and without asking.
+/// Writes the document beside `target` and, with the approval, puts it in its place.
 Outcome<bool> writeSceneDocument(const SceneDocument& document, const std::filesystem::path& target,
                                  SceneFlavour flavour, const SceneApproval& approve);
 
-/// A tree node, and how deep it stands below its root (0).
-struct SceneNode {
-    const Model* node;
-    std::size_t depth;
-};
+/// True when both names lead to one file.
+[[nodiscard]] bool isSameFile(const std::filesystem::path& a, const std::filesystem::path& b);
 
-/// The nodes of a tree in walk order.
-[[nodiscard]] std::vector<SceneNode> nodesOf(const Model* root);
-
-/// The roots of the document's trees, in file order.
-[[nodiscard]] std::vector<const Model*> treesOf(const SceneDocument& document);
-
-/// A spline and whose it is ("path of the camera"; empty for one of its own).
-struct OwnedSpline {
-    const Spline* spline;
-    std::string owner;
-};
-
-/// Every spline of the document: its own ones, then paths of camera, lights and nodes, then those
-/// that nodes hold.
-[[nodiscard]] std::vector<OwnedSpline> splinesOf(const SceneDocument& document);
+/// The file as it is now; fails when the system does not tell.
+Outcome<FileStamp> stampOf(const std::filesystem::path& file);

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Scenes, splines and hierarchies for `tdr info`.
 #include "fileKinds.h"
-#include "sceneCurves.h"
 #include "sceneFields.h"
 #include "sceneJson.h"
+#include "sceneWalk.h"
 #include "utf8Text.h"
 
 #include <algorithm>
@@ -15,6 +15,7 @@ using Rows = std::vector<std::pair<std::string, std::string>>;
 
 /// Lines for one kind of element; files can hold very many. The JSON form has them all.
 constexpr std::size_t kMostLines = 200;
+constexpr std::size_t kMostTrees = 50;
 constexpr std::size_t kMostIndent = 30;
 constexpr std::size_t kMostChannels = 60;
 
@@ -35,9 +36,11 @@ class Lines {
   public:
     Lines(Rows& rows, const char* label) : rows_(rows), label_(label) {}
 
-    void add(std::string line) {
+    /// Adds what `line` gives; beyond the limit it is not asked.
+    template <typename Line>
+    void add(Line line) {
         if (++count_ <= kMostLines) {
-            rows_.emplace_back(label_, std::move(line));
+            rows_.emplace_back(label_, line());
         }
     }
     ~Lines() {
@@ -86,14 +89,13 @@ std::string positionText(const AnimatedPosition& position, Fcurve* const* curves
     return tripleText({shortest(v.x), shortest(v.y), shortest(v.z)}, curves);
 }
 
-std::string splineText(const OwnedSpline& owned) {
-    const Spline& spline = *owned.spline;
+std::string splineText(const Spline& spline, const std::string& owner) {
     const bool known = spline.type >= 0 && spline.type < kSplineTypes;
     return fmt::format("{}: {}, {}{}{}{}", quoted(spline.name),
                        known ? SplineTypeName[spline.type] : "unknown type",
                        plural(static_cast<std::size_t>(std::max<int>(spline.keyCount, 0)), "point"),
                        spline.close != 0 ? ", closed" : "", spline.phantom != 0 ? ", phantom" : "",
-                       owned.owner.empty() ? "" : ", " + owned.owner);
+                       owner.empty() ? "" : ", " + owner);
 }
 
 /// "3 blocks (mesh, material, ...)".
@@ -135,14 +137,18 @@ std::string nodeText(const SceneNode& entry) {
 }
 
 void addTrees(Rows& rows, const SceneDocument& document) {
-    for (const Model* root : treesOf(document)) {
-        const auto nodes = nodesOf(root);
-        rows.emplace_back("tree",
-                          fmt::format("{}, {}", quoted(root->name), plural(nodes.size(), "node")));
+    const auto trees = treesOf(document);
+    for (std::size_t i = 0; i < std::min(trees.size(), kMostTrees); ++i) {
+        const SceneNodes nodes = nodesOf(trees[i]);
+        rows.emplace_back(
+            "tree", fmt::format("{}, {}", quoted(trees[i]->name), plural(nodes.count(), "node")));
         Lines lines(rows, "");
         for (const SceneNode& node : nodes) {
-            lines.add("  " + nodeText(node));
+            lines.add([&] { return "  " + nodeText(node); });
         }
+    }
+    if (trees.size() > kMostTrees) {
+        rows.emplace_back("tree", fmt::format("and {} more", trees.size() - kMostTrees));
     }
 }
 
@@ -191,18 +197,20 @@ void addScene(Rows& rows, const Scene& scene) {
     addCamera(rows, scene.camera);
     Lines lines(rows, "light");
     for (const Light* light = scene.lights; light != nullptr; light = light->next) {
-        lines.add(lightText(*light));
+        lines.add([&] { return lightText(*light); });
     }
 }
 
 void addCurves(Rows& rows, const SceneDocument& document) {
-    const auto curves = curvesOf(document);
+    std::size_t count = 0;
     std::string channels;
-    for (std::size_t i = 0; i < std::min(curves.size(), kMostChannels); ++i) {
-        channels += (i == 0 ? ": " : ", ") + channelOf(*curves[i].curve);
-    }
-    rows.emplace_back("curves", fmt::format("{}{}{}", curves.size(), channels,
-                                            curves.size() > kMostChannels ? ", ..." : ""));
+    visitCurves(document, [&](const OwnedCurve& entry) {
+        if (++count <= kMostChannels) {
+            channels += (count == 1 ? ": " : ", ") + channelOf(*entry.curve);
+        }
+    });
+    rows.emplace_back("curves",
+                      fmt::format("{}{}{}", count, channels, count > kMostChannels ? ", ..." : ""));
 }
 
 Rows rowsOf(const SceneDocument& document) {
@@ -213,9 +221,9 @@ Rows rowsOf(const SceneDocument& document) {
     addTrees(rows, document);
     {
         Lines lines(rows, "spline");
-        for (const OwnedSpline& spline : splinesOf(document)) {
-            lines.add(splineText(spline));
-        }
+        visitSplines(document, [&](const Spline& spline, const std::string& owner) {
+            lines.add([&] { return splineText(spline, owner); });
+        });
     }
     if (document.scene != nullptr && document.scene->wave != nullptr) {
         rows.emplace_back("wave", blocksText(document.scene->wave));
@@ -223,8 +231,8 @@ Rows rowsOf(const SceneDocument& document) {
     if (document.spline == nullptr) {
         addCurves(rows, document);
     }
-    if (!document.report.clean()) {
-        rows.emplace_back("check", document.report.summary() + " (see tdr scene check)");
+    if (!document.report.whole()) {
+        rows.emplace_back("check", document.report.losses() + " (tdr scene check tells where)");
     }
     return rows;
 }
@@ -232,15 +240,13 @@ Rows rowsOf(const SceneDocument& document) {
 } // namespace
 
 Outcome<FileInfo> describeScene(const std::filesystem::path& file, DriverSet& /*drivers*/) {
-    const auto document = readSceneDocument(file);
-    if (!document) {
-        return document.problem();
+    auto read = readSceneDocument(file);
+    if (!read) {
+        return read.problem();
     }
-    FileInfo info;
-    info.rows = rowsOf(*document);
-    info.json = jsonOf(*document);
-    info.json["unknownWords"] = document->report.count(AnimNoticeKind::UnknownWord);
-    info.json["cut"] = document->report.count(AnimNoticeKind::Cut);
-    info.json["missing"] = document->report.count(AnimNoticeKind::Missing);
-    return info;
+    const auto document = std::make_shared<const SceneDocument>(std::move(*read));
+    return FileInfo{rowsOf(*document), [document](JsonWriter& out) {
+                        writeJson(out, *document);
+                        writeJson(out, document->report);
+                    }};
 }

@@ -1,20 +1,20 @@
 // SPDX-License-Identifier: MIT
 #include "sceneJson.h"
 
-#include "sceneCurves.h"
 #include "sceneFields.h"
+#include "sceneWalk.h"
 #include "tinyFile.h"
 #include "tinyOpaque.h"
 #include "utf8Text.h"
 
 #include <cmath>
-#include <fmt/format.h>
 #include <span>
-#include <unordered_map>
+#include <string_view>
+#include <vector>
 
 namespace {
 
-using Json = nlohmann::ordered_json;
+using Json = JsonWriter::Json;
 
 // ------------------------------------------------------------------------------- numbers and texts
 
@@ -59,54 +59,72 @@ Json keyJson(const FcvKey& key) {
             {"flag", key.flag}};
 }
 
-Json curveJson(const Fcurve& curve) {
-    Json keys = Json::array();
-    for (int i = 0; curve.keys != nullptr && i < curve.keyCount; ++i) {
-        keys.push_back(keyJson(curve.keys[i]));
+void writeCurve(JsonWriter& out, const Fcurve& curve) {
+    const std::string channel = channelOf(curve);
+    out.beginObject();
+    out.members({{"channel", channel.empty() && curve.type != 0 ? Json(curve.type) : Json(channel)},
+                 {"before", named(kExtrapolations, curve.preExtrapolation)},
+                 {"after", named(kExtrapolations, curve.postExtrapolation)},
+                 {"interpolation", named(kInterpolations, curve.interpolation)},
+                 {"flags", curve.flags}});
+    out.key("keys").beginArray();
+    for (const FcvKey& key : keysOf(curve)) {
+        out.value(keyJson(key));
     }
-    return {{"channel", channelOf(curve)},
-            {"before", named(kExtrapolations, curve.preExtrapolation)},
-            {"after", named(kExtrapolations, curve.postExtrapolation)},
-            {"interpolation", named(kInterpolations, curve.interpolation)},
-            {"flags", curve.flags},
-            {"keys", std::move(keys)}};
+    out.end();
+    out.end();
 }
 
-Json curveOrNull(const Fcurve* curve) {
-    return curve != nullptr ? curveJson(*curve) : Json();
+void writeCurveOrNull(JsonWriter& out, const Fcurve* curve) {
+    if (curve != nullptr) {
+        writeCurve(out, *curve);
+    } else {
+        out.value(nullptr);
+    }
 }
 
-/// Adds every number of the record: the plain one, or its curve; the parts of a group as an array.
-/// Parameters that are only ever a curve are left out without one.
+/// Writes every number of the record: the plain one, or its curve; the parts of a group as an
+/// array. What is only ever a curve, the axes of a position, is left to the position.
 template <typename Record>
-void addFields(Json& json, const Record& record) {
+void writeFields(JsonWriter& out, const Record& record) {
+    std::string_view open; // the group whose array is being written
     for (const auto& field : fieldsOf(record)) {
         const Fcurve* curve = curvesIn(record)[field.curve];
-        if (curve == nullptr && field.value == nullptr) {
+        const bool ofPosition = field.part != nullptr && field.value == nullptr;
+        if (ofPosition || (curve == nullptr && field.value == nullptr)) {
             continue;
         }
-        Json value = curve != nullptr ? curveJson(*curve) : number(field.value(record));
-        if (field.part == nullptr) {
-            json[field.group] = std::move(value);
-        } else if (field.value != nullptr) {
-            json[field.group].push_back(std::move(value));
-        } else { // the curves of a position, beside its other forms
-            json[field.group]["curves"][field.part] = std::move(value);
+        if (!open.empty() && open != field.group) {
+            out.end();
+            open = {};
         }
+        if (open.empty()) {
+            out.key(field.group);
+            if (field.part != nullptr) {
+                out.beginArray();
+                open = field.group;
+            }
+        }
+        if (curve != nullptr) {
+            writeCurve(out, *curve);
+        } else {
+            out.value(number(field.value(record)));
+        }
+    }
+    if (!open.empty()) {
+        out.end();
     }
 }
 
 // ----------------------------------------------------------------------------------------- splines
 
-Json pointJson(const SplineKey& key, bool bezier) {
-    Json json = {{"position", triple(key.position)}, {"flags", key.flags}};
-    if (bezier) {
-        json["previous"] = triple(key.previous);
-        json["next"] = triple(key.next);
-        json["constraint"] = named(BezConstraintName, key.constraint);
-        json["segment"] = named(BezSegmentName, key.segment);
-    }
-    return json;
+Json pointJson(const SplineKey& key) {
+    return {{"position", triple(key.position)},
+            {"previous", triple(key.previous)},
+            {"next", triple(key.next)},
+            {"constraint", named(BezConstraintName, key.constraint)},
+            {"segment", named(BezSegmentName, key.segment)},
+            {"flags", key.flags}};
 }
 
 void addDisplay(Json& json, const Spline& spline) {
@@ -127,7 +145,7 @@ void addDisplay(Json& json, const Spline& spline) {
     }
 }
 
-Json splineJson(const Spline& spline) {
+void writeSpline(JsonWriter& out, const Spline& spline) {
     Json json = {{"name", text(spline.name)},
                  {"type", named(SplineTypeName, spline.type)},
                  {"closed", spline.close != 0},
@@ -137,126 +155,147 @@ Json splineJson(const Spline& spline) {
                  {"constraint", named(BezConstraintName, spline.constraint)},
                  {"segment", named(BezSegmentName, spline.segment)}};
     addDisplay(json, spline);
-    Json points = Json::array();
+    out.beginObject();
+    out.members(json);
+    out.key("points").beginArray();
     for (int i = 0; spline.keys != nullptr && i < spline.keyCount; ++i) {
-        points.push_back(pointJson(spline.keys[i], spline.type == kSplineBezier));
+        out.value(pointJson(spline.keys[i]));
     }
-    json["points"] = std::move(points);
-    return json;
+    out.end();
+    out.end();
 }
 
-Json positionJson(const AnimatedPosition& position) {
-    Json json = {{"fixed", triple(position.fixed)}};
+/// A position in each of its forms, as far as it has them; the record has the curves of its axes.
+template <typename Record>
+void writePosition(JsonWriter& out, const char* name, const AnimatedPosition& position,
+                   const Record& record) {
+    out.key(name).beginObject();
+    out.member("fixed", triple(position.fixed));
     if (position.path != nullptr) {
-        json["path"] = splineJson(*position.path);
+        writeSpline(out.key("path"), *position.path);
     }
     if (position.pathModelName != nullptr) {
-        json["pathModel"] = text(position.pathModelName);
+        out.member("pathModel", text(position.pathModelName));
     }
-    if (position.constraintName != nullptr) {
-        json["constraint"] = {{"name", text(position.constraintName)},
-                              {"type", position.constraintType}};
+    if (position.constraintName != nullptr || position.constraintType != 0) {
+        out.member("constraint",
+                   {{"name", text(position.constraintName)}, {"type", position.constraintType}});
     }
-    return json;
+    bool any = false;
+    for (const auto& field : fieldsOf(record)) {
+        const Fcurve* curve = curvesIn(record)[field.curve];
+        if (curve != nullptr && field.part != nullptr && field.value == nullptr &&
+            std::string_view(field.group) == name) {
+            if (!any) {
+                out.key("curves").beginObject();
+                any = true;
+            }
+            writeCurve(out.key(field.part), *curve);
+        }
+    }
+    if (any) {
+        out.end();
+    }
+    out.end();
 }
 
 // ------------------------------------------------------------------------------------------- trees
 
-Json blocksJson(const Opaque* list) {
-    Json json = Json::array();
+void writeBlocks(JsonWriter& out, const char* name, const Opaque* list) {
+    out.key(name).beginArray();
     for (; list != nullptr; list = list->next) {
-        json.push_back(text(list->text));
+        out.text(list->text);
     }
-    return json;
+    out.end();
 }
 
-Json userDataJson(const UserData* list) {
-    Json json = Json::array();
+void writeUserData(JsonWriter& out, const UserData* list) {
+    out.key("userData").beginArray();
     for (; list != nullptr; list = list->next) {
-        std::string bytes;
-        for (std::int32_t i = 0; i < list->size; ++i) {
-            bytes += fmt::format("{:02x}", list->data[i]);
-        }
-        json.push_back({{"tag", utf8Text(std::string_view(list->tag, sizeof list->tag))},
-                        {"size", list->size},
-                        {"hex", std::move(bytes)}});
+        out.beginObject();
+        out.member("tag", utf8Text(std::string_view(list->tag, sizeof list->tag)));
+        out.member("size", list->size);
+        out.key("hex").hex({list->data, static_cast<std::size_t>(list->size)});
+        out.end();
     }
-    return json;
+    out.end();
 }
 
-Json shapesJson(const ModelShape* list) {
-    Json json = Json::array();
+void writeShapes(JsonWriter& out, const ModelShape* list) {
+    out.key("shapes").beginArray();
     for (; list != nullptr; list = list->next) {
-        Json weights = Json::array();
+        out.beginObject();
+        out.member("name", text(list->name));
+        writeCurveOrNull(out.key("interpolation"), list->interpolation);
+        out.key("weights").beginArray();
         for (std::int32_t i = 0; i < list->weightCount; ++i) {
-            weights.push_back(curveOrNull(list->weights[i]));
+            writeCurveOrNull(out, list->weights[i]);
         }
-        json.push_back({{"name", text(list->name)},
-                        {"interpolation", curveOrNull(list->interpolation)},
-                        {"weights", std::move(weights)}});
+        out.end();
+        out.end();
     }
-    return json;
+    out.end();
 }
 
-Json nodeJson(const Model& node) {
-    Json json = {{"name", text(node.name)},
-                 {"parent", nullptr},
-                 {"translation", positionJson(node.translation)}};
-    addFields(json, node);
-    json.update({{"wireColour", node.wireColour},
+void writeNode(JsonWriter& out, const Model& node, const Json& parent) {
+    out.beginObject();
+    out.member("name", text(node.name));
+    out.member("parent", parent);
+    writePosition(out, "translation", node.translation, node);
+    writeFields(out, node);
+    out.members({{"wireColour", node.wireColour},
                  {"lineType", node.lineType},
                  {"selection", named(kSelections, node.selection)},
                  {"boundingBox", node.boundingBox != 0},
-                 {"shapeInterpolation", node.shapeInterpolation},
-                 {"shapes", shapesJson(node.shapes)}});
-    Json splines = Json::array();
+                 {"shapeInterpolation", node.shapeInterpolation}});
+    writeShapes(out, node.shapes);
+    out.key("splines").beginArray();
     for (std::int32_t i = 0; i < node.splineCount; ++i) {
-        splines.push_back(splineJson(*node.splines[i]));
+        writeSpline(out, *node.splines[i]);
     }
-    json["splines"] = std::move(splines);
-    json["contents"] = blocksJson(node.contents);
-    json["animationContents"] = blocksJson(node.animationContents);
-    json["userData"] = userDataJson(node.userData);
-    return json;
+    out.end();
+    writeBlocks(out, "contents", node.contents);
+    writeBlocks(out, "animationContents", node.animationContents);
+    writeUserData(out, node.userData);
+    out.end();
 }
 
 /// The nodes as a flat array, since trees may be as deep as files are long: each says the index of
 /// its parent.
-Json treeJson(const Model* root) {
-    Json json = Json::array();
-    std::unordered_map<const Model*, std::size_t> indices;
+void writeTree(JsonWriter& out, const Model* root) {
+    std::vector<std::size_t> above; // indices of the nodes on the way down to the current one
+    std::size_t index = 0;
+    out.beginArray();
     for (const auto& [node, depth] : nodesOf(root)) {
-        indices.emplace(node, json.size());
-        Json entry = nodeJson(*node);
-        if (node != root) {
-            entry["parent"] = indices.at(node->parent);
-        }
-        json.push_back(std::move(entry));
+        above.resize(depth);
+        writeNode(out, *node, above.empty() ? Json() : Json(above.back()));
+        above.push_back(index++);
     }
-    return json;
+    out.end();
 }
 
 // ------------------------------------------------------------------------------------------ scenes
 
-Json cameraJson(const Camera& camera) {
-    Json json = {{"position", positionJson(camera.position)},
-                 {"interest", positionJson(camera.interest)}};
-    addFields(json, camera);
+void writeCamera(JsonWriter& out, const Camera& camera) {
     const float(&turn)[3] = camera.yawPitchRoll;
-    json["yawPitchRoll"] = triple({turn[0], turn[1], turn[2]});
-    json["depthOfField"] = camera.depthOfField;
-    json["enlarge"] = camera.enlarge != 0;
-    return json;
+    out.key("camera").beginObject();
+    writePosition(out, "position", camera.position, camera);
+    writePosition(out, "interest", camera.interest, camera);
+    writeFields(out, camera);
+    out.members({{"yawPitchRoll", triple({turn[0], turn[1], turn[2]})},
+                 {"depthOfField", camera.depthOfField},
+                 {"enlarge", camera.enlarge != 0}});
+    out.end();
 }
 
-Json lightJson(const Light& light) {
-    const Json type = light.type > 0 ? named(kLightTypes, light.type) : Json(light.type);
-    Json json = {{"name", text(light.name)},
-                 {"type", type},
-                 {"position", positionJson(light.position)},
-                 {"interest", positionJson(light.interest)}};
-    addFields(json, light);
-    json.update({{"shadowType", light.shadowType},
+void writeLight(JsonWriter& out, const Light& light) {
+    out.beginObject();
+    out.member("name", text(light.name));
+    out.member("type", light.type > 0 ? named(kLightTypes, light.type) : Json(light.type));
+    writePosition(out, "position", light.position, light);
+    writePosition(out, "interest", light.interest, light);
+    writeFields(out, light);
+    out.members({{"shadowType", light.shadowType},
                  {"shadowMapRes", light.shadowMapRes},
                  {"shadowFilterSize", light.shadowFilterSize},
                  {"shadowFilterStep", light.shadowFilterStep},
@@ -265,7 +304,7 @@ Json lightJson(const Light& light) {
                  {"wireColour", light.wireColour},
                  {"lineType", light.lineType},
                  {"selection", named(kSelections, light.selection)}});
-    return json;
+    out.end();
 }
 
 Json pictureJson(const ScenePicture& picture) {
@@ -278,8 +317,9 @@ Json pictureJson(const ScenePicture& picture) {
             {"height", number(picture.height)}};
 }
 
-Json renderingJson(const SceneRendering& r) {
-    Json json = {
+void writeRendering(JsonWriter& out, const SceneRendering& r) {
+    out.key("rendering").beginObject();
+    out.members({
         {"type", r.type},
         {"frames", {{"first", r.frame[0]}, {"last", r.frame[1]}, {"step", r.frame[2]}}},
         {"frameBuffer", r.frameBuffer},
@@ -303,58 +343,63 @@ Json renderingJson(const SceneRendering& r) {
         {"antialiasThreshold", number(r.antialiasThreshold)},
         {"backCulling", r.backCulling != 0},
         {"fadeActive", r.fadeActive != 0},
-    };
-    addFields(json, r);
-    json.update({{"ambience", triple({r.ambience[0], r.ambience[1], r.ambience[2]})},
+    });
+    writeFields(out, r);
+    out.members({{"ambience", triple({r.ambience[0], r.ambience[1], r.ambience[2]})},
                  {"motionBlur", r.motionBlur},
                  {"shutterSpeed", number(r.shutterSpeed)},
                  {"minMovement", number(r.minMovement)},
                  {"onField", r.onField != 0},
                  {"firstField", r.firstField}});
-    return json;
+    out.end();
 }
 
-void addScene(Json& json, const Scene& scene) {
-    json["frames"] = {{"first", scene.frameStart},
-                      {"last", scene.frameEnd},
-                      {"third", scene.frameThird},
-                      {"fourth", scene.frameFourth}};
-    json["pause"] = scene.pause;
-    json["rate"] = scene.rate;
+void writeScene(JsonWriter& out, const Scene& scene) {
+    out.member("frames", {{"first", scene.frameStart},
+                          {"last", scene.frameEnd},
+                          {"third", scene.frameThird},
+                          {"fourth", scene.frameFourth}});
+    out.member("pause", scene.pause);
+    out.member("rate", scene.rate);
     constexpr const char* kPaths[kScenePathCount] = {
         "object", "texture", "picture", "materialLibrary", "textureLibrary", "paletteLibrary"};
+    out.key("paths").beginObject();
     for (std::size_t i = 0; i < kScenePathCount; ++i) {
-        json["paths"][kPaths[i]] = text(scene.paths[i]);
+        out.member(kPaths[i], text(scene.paths[i]));
     }
-    json["rendering"] = renderingJson(scene.rendering);
-    json["camera"] = cameraJson(scene.camera);
-    json["lights"] = Json::array();
+    out.end();
+    writeRendering(out, scene.rendering);
+    writeCamera(out, scene.camera);
+    out.key("lights").beginArray();
     for (const Light* light = scene.lights; light != nullptr; light = light->next) {
-        json["lights"].push_back(lightJson(*light));
+        writeLight(out, *light);
     }
-    json["splines"] = Json::array();
+    out.end();
+    out.key("splines").beginArray();
     for (const auto* element = scene.splines; element != nullptr; element = element->next) {
-        json["splines"].push_back(splineJson(*element->spline));
+        writeSpline(out, *element->spline);
     }
-    json["wave"] = blocksJson(scene.wave);
+    out.end();
+    writeBlocks(out, "wave", scene.wave);
 }
 
 } // namespace
 
-nlohmann::ordered_json jsonOf(const SceneDocument& document) {
-    Json json = {{"flavour", document.flavour == SceneFlavour::Text ? "text" : "binary"},
-                 {"curveCount", curvesOf(document).size()}};
+void writeJson(JsonWriter& out, const SceneDocument& document) {
+    std::size_t curves = 0;
+    visitCurves(document, [&](const OwnedCurve&) { ++curves; });
+    out.members({{"flavour", document.flavour == SceneFlavour::Text ? "text" : "binary"},
+                 {"curveCount", curves}});
     if (document.scene != nullptr) {
-        addScene(json, *document.scene);
+        writeScene(out, *document.scene);
     }
     if (document.spline != nullptr) {
-        json["spline"] = splineJson(*document.spline);
+        writeSpline(out.key("spline"), *document.spline);
+        return;
     }
-    if (document.spline == nullptr) {
-        json["trees"] = Json::array();
-        for (const Model* tree : treesOf(document)) {
-            json["trees"].push_back(treeJson(tree));
-        }
+    out.key("trees").beginArray();
+    for (const Model* tree : treesOf(document)) {
+        writeTree(out, tree);
     }
-    return json;
+    out.end();
 }

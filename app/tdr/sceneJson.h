@@ -3,8 +3,8 @@
 // as "\x1b"), a number that JSON cannot express is null, and no nesting depends on a file's.
 #pragma once
 
+#include "jsonWriter.h"
 #include "sceneDocument.h"
 
-#include <nlohmann/json.hpp>
-
-[[nodiscard]] nlohmann::ordered_json jsonOf(const SceneDocument& document);
+/// Writes the members of an object that the writer has begun.
+void writeJson(JsonWriter& out, const SceneDocument& document);

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
-// What the file toolkit says while it reads a scene file: its messages, and its notices of words
-// that it does not know or had to cut.
+// What the file toolkit reports while it reads or writes a scene file: losses with their places,
+// the reason of a failure, and notes on what the form is like.
 #pragma once
 
+#include "jsonWriter.h"
 #include "tinyUtils.h"
 
 #include <array>
@@ -10,43 +11,54 @@
 #include <cstdint>
 #include <cstdio>
 #include <memory>
-#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
-/// One message, or one notice with its line.
+/// What is to be said of one place: one cause, with all that came of it there.
 struct SceneRemark {
-    std::optional<AnimNoticeKind> kind; ///< none: a message of the toolkit, without its line end
-    std::int64_t line;                  ///< of a notice, from 1
-    std::string text;                   ///< the message, or the word of the notice; valid UTF-8
+    AnimSeverity severity; ///< the worst of what happened there
+    std::string place;     ///< "12" (a line), "byte 96" or empty
+    std::string text;      ///< "unknown word "GIZMO""; valid UTF-8 on one line
+    std::size_t parts = 1; ///< phrases in `text`
 };
+
+/// "a.scn:12: unknown word "GIZMO"".
+[[nodiscard]] std::string lineOf(std::string_view file, const SceneRemark& remark);
 
 struct SceneReport {
-    /// Remarks kept of one file; a file of nonsense has one for every word.
+    /// Remarks kept of one file, and phrases of one remark: a file of nonsense has very many.
     static constexpr std::size_t kMostRemarks = 1000;
+    static constexpr std::size_t kMostParts = 6;
 
     std::vector<SceneRemark> remarks; ///< in the order in which they came
-    std::size_t dropped = 0;          ///< remarks beyond those
-    std::array<std::size_t, kAnimNoticeKinds> notices =
-        {};                 ///< number of each AnimNoticeKind, all of them
-    std::size_t errors = 0; ///< messages that begin with "Error"
+    std::size_t dropped = 0;          ///< notices that found no room there
+    std::string failure;              ///< why the toolkit answered its failure, with the place
+    std::array<std::size_t, kAnimNoticeKinds> notices = {}; ///< number of each AnimNoticeKind
 
-    void add(SceneRemark remark);
+    void add(const AnimNotice& notice);
+    /// A message of the toolkit. Nearly all are notices too and passed over.
+    void addMessage(std::string_view message);
 
-    /// Notices of this kind.
-    [[nodiscard]] std::size_t count(AnimNoticeKind kind) const {
-        return notices[static_cast<std::size_t>(kind)];
-    }
+    /// True when nothing was lost.
+    [[nodiscard]] bool whole() const { return losses().empty(); }
 
-    /// True when everything in the file was understood and kept.
-    [[nodiscard]] bool clean() const;
+    /// What was lost, in numbers: "2 unknown words, 1 bad number"; empty when nothing was.
+    [[nodiscard]] std::string losses() const;
 
-    /// "2 unknown words, 1 cut, 0 missing".
-    [[nodiscard]] std::string summary() const;
+    /// What the form does not keep as it was, by its nature: "12 rounded numbers"; or empty.
+    [[nodiscard]] std::string changes() const;
+
+  private:
+    void append(AnimSeverity severity, std::string place, std::string text);
+    void extendRun(std::int64_t line);
+
+    std::size_t run_ = 0;   ///< words passed over behind the unknown one of the last remark
+    std::string beforeRun_; ///< text of the last remark without them
 };
 
-/// "unknown word", "cut", "missing" ...
-[[nodiscard]] const char* nameOf(AnimNoticeKind kind);
+/// Writes the number of losses of each kind as members of an object that the writer has begun.
+void writeJson(JsonWriter& out, const SceneReport& report);
 
 /// While it lives, the toolkit's messages and notices go into a report and nowhere else. One at a
 /// time, as the toolkit's settings are the process's.

@@ -15,6 +15,14 @@ constexpr double kFarthest = 1e6; // browsers draw in single floats
 
 constexpr std::array<const char*, 3> kAnchors = {"start", "middle", "end"};
 
+std::string listOf(const std::vector<SvgPoint>& points) {
+    std::string list;
+    for (const SvgPoint& point : points) {
+        list += svgNumber(point.x) + ',' + svgNumber(point.y) + ' ';
+    }
+    return list;
+}
+
 } // namespace
 
 std::string svgNumber(double value) {
@@ -96,12 +104,13 @@ void Svg::upwardText(const char* style, SvgPoint at, std::string_view utf8) {
                         style, x, y, x, y, svgEscaped(utf8));
 }
 
-void Svg::polyline(const char* style, const std::vector<SvgPoint>& points) {
-    std::string list;
-    for (const SvgPoint& point : points) {
-        list += svgNumber(point.x) + ',' + svgNumber(point.y) + ' ';
-    }
-    out_ += fmt::format("<polyline class=\"{}\" points=\"{}\"/>\n", style, list);
+void Svg::polyline(const char* style, const std::vector<SvgPoint>& points, std::string_view rules) {
+    out_ += fmt::format("<polyline class=\"{}\"{} points=\"{}\"/>\n", style,
+                        rules.empty() ? "" : fmt::format(" style=\"{}\"", rules), listOf(points));
+}
+
+void Svg::polygon(const char* style, const std::vector<SvgPoint>& corners) {
+    out_ += fmt::format("<polygon class=\"{}\" points=\"{}\"/>\n", style, listOf(corners));
 }
 
 void Svg::path(const char* style, std::string_view data) {

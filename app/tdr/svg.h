@@ -27,7 +27,10 @@ class Svg {
               SvgAnchor anchor = SvgAnchor::Start);
     /// A text that reads upwards, centred at the point.
     void upwardText(const char* style, SvgPoint at, std::string_view utf8);
-    void polyline(const char* style, const std::vector<SvgPoint>& points);
+    /// `rules` are further ones of style sheets, for this line alone.
+    void polyline(const char* style, const std::vector<SvgPoint>& points,
+                  std::string_view rules = "");
+    void polygon(const char* style, const std::vector<SvgPoint>& corners);
     /// A path out of `moveTo`, `lineTo` and `curveTo`.
     void path(const char* style, std::string_view data);
 

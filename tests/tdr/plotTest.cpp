@@ -17,6 +17,7 @@ struct Colour {
 constexpr Colour kBlue = {0x25, 0x63, 0xEB};
 constexpr Colour kOrange = {0xD9, 0x77, 0x06};
 constexpr Colour kRed = {0xDC, 0x26, 0x26};
+constexpr Colour kGreen = {0x05, 0x96, 0x69};
 constexpr Colour kNode = {0xEF, 0xF6, 0xFF};
 constexpr Colour kBranch = {0x9A, 0xA4, 0xB2};
 
@@ -139,6 +140,35 @@ TEST_F(BrowserTest, aCurveIsSolidBetweenItsKeysAndBrokenOutside) {
         EXPECT_LT(drawn.coverage(kBlue, outside), 90);
     }
     EXPECT_EQ(drawn.count(kOrange, {0, 0, 1016, 398}), 0);
+}
+
+TEST_F(BrowserTest, whatIsCrowdedIsDrawnInFull) {
+    std::vector<std::string> keys;
+    for (int i = 0; i < 5000; ++i) {
+        keys.push_back("TIME " + std::to_string(i) + " VALUE " +
+                       std::to_string(i == 2500 ? 1000 : i % 7));
+    }
+    plot({files().write("spike.scn", cameraWith(curveText("CAM_FOV", keys)))});
+    const Shot spike = shot(1016, 398);
+    EXPECT_GT(spike.count(kBlue, {425, 130, 439, 280}), 100) << "one key far above the others";
+    EXPECT_GT(spike.coverage(kBlue, {160, 280, 700, 310}), 99) << "a solid line between its keys";
+
+    plot({files().write("cycle.scn", cameraWith(curveText("CAM_FOV POST_EXTRAPOLATION 2",
+                                                          {"TIME 1 VALUE 0", "TIME 1.1 VALUE 3",
+                                                           "TIME 1.2 "
+                                                           "VALUE 0"})))});
+    const Shot cycle = shot(1016, 398);
+    for (int row = 160; row < 270; ++row) { // one shade all over, no pattern that is not there
+        EXPECT_GT(cycle.count({0xAF, 0xC4, 0xF4}, {180, row, 690, row + 1}), 480) << row;
+    }
+
+    const std::string same = curveText("LIG_COL_R", {"TIME 5 VALUE 0", "TIME 90 VALUE 1"});
+    plot({files().write("same.scn",
+                        "SSCN \nx v2.60 \n\nLIGHT \n   COLOUR \n" + same + same + same)});
+    const Shot alike = shot(1016, 398);
+    for (const Colour& colour : {kRed, kGreen, kBlue}) {
+        EXPECT_GT(alike.count(colour, {180, 130, 640, 300}), 50) << "of three equal curves";
+    }
 }
 
 TEST_F(BrowserTest, aSplineIsDrawnInThreeViewsWithPointsAndHandles) {
@@ -264,6 +294,44 @@ TEST_F(PlotTest, hostileCurvesGiveSmallValidPictures) {
         EXPECT_EQ(countOf(svg, "\"nan") + countOf(svg, "inf ") + countOf(svg, ",nan"), 0) << c.name;
         EXPECT_TRUE(svg.ends_with("</svg>\n")) << c.name;
     }
+}
+
+TEST_F(PlotTest, labelsNotesAndTitlesSayWhatIsThere) {
+    const std::string few = curveText(
+        "CAM_FOV", {"TIME 1 VALUE 1000", "TIME 50 VALUE 1000.002", "TIME 90 VALUE 1000.001"});
+    std::string svg = plot({files().write("ticks.scn", cameraWith(few))});
+    EXPECT_TRUE(contains(svg, ">1000.001<"));
+    EXPECT_EQ(countOf(svg, ">1000<"), 1);
+    EXPECT_EQ(countOf(svg, "far from"), 0);
+
+    svg = plot({files().write(
+        "far.scn",
+        cameraWith(curveText("CAM_FOV", {"TIME 1 VALUE 1", "TIME 5 VALUE 2", "TIME 9 VALUE 1.5",
+                                         "TIME 90000 VALUE 7000"})))});
+    EXPECT_TRUE(contains(svg, ">one key is far from the rest: value 7000;<"));
+    EXPECT_TRUE(contains(svg, ">the rest goes from 1 to 2<"));
+    EXPECT_TRUE(contains(svg, ">frame 90000 lies far from the rest; --frames=1-100 shows that<"));
+
+    std::string shapes = "HIERARCHY \n   MODEL 'n' '' \n      SHAPE \n         SHAPE_NAME 's' \n"
+                         "         WEIGHT_FCURVES 7 \n";
+    for (int i = 0; i < 7; ++i) {
+        shapes += curveText("SWEIGHT", {"TIME 1 VALUE " + std::to_string(i)});
+    }
+    const std::string light = "LIGHT \n   LIGHT_NAME 'beam' \n   SHADOW_FACTOR \n" +
+                              curveText("LIG_SHADOW", {"TIME 1 VALUE 2"});
+    svg = plot({files().write("titles.scn", "SSCN \nx v2.60 \n\n" + light + light + shapes)});
+    for (const char* title :
+         {">light beam · shadow factor (1 of 2)<", ">light beam · shadow factor (2 of 2)<",
+          ">node n · shape s weights<", ">node n · shape s weights, part 2<"}) {
+        EXPECT_EQ(countOf(svg, title), 1) << title;
+    }
+}
+
+TEST_F(PlotTest, theMarksOfATreeAreExplained) {
+    const std::string file = files().write(
+        "t.scn", "SSCN \nx v2.60 \n\nHIERARCHY \n   MODEL 'a' '' \n      HIDDEN 1 \n");
+    EXPECT_TRUE(contains(plot({file, "--show", "trees"}), ">hidden in the scene<"));
+    EXPECT_EQ(countOf(plot({sample("desk_lamp.hrc")}), "hidden"), 1) << "in the rules only";
 }
 
 TEST_F(PlotTest, whatIsLeftOutIsSaid) {

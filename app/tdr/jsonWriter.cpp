@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: MIT
+#include "jsonWriter.h"
+
+#include "utf8Text.h"
+
+#include <algorithm>
+
+namespace {
+
+/// Of long texts so much is turned into JSON at a time, and so much is given to the sink at once.
+constexpr std::size_t kPiece = 32768;
+
+std::string dumped(const JsonWriter::Json& value, int indent) {
+    return value.dump(indent, ' ', false, JsonWriter::Json::error_handler_t::replace);
+}
+
+/// A beginning of the text of at most `kPiece` bytes that does not end inside a character.
+std::string_view pieceOf(std::string_view text) {
+    std::size_t size = std::min(text.size(), kPiece);
+    for (int i = 0;
+         i < 3 && size < text.size() && (static_cast<unsigned char>(text[size]) & 0xC0) == 0x80;
+         ++i) {
+        --size;
+    }
+    return text.substr(0, size);
+}
+
+} // namespace
+
+void JsonWriter::begin(char opening, char closing) {
+    place();
+    put({&opening, 1});
+    closings_ += closing;
+    first_ = true;
+}
+
+void JsonWriter::end() {
+    const char closing = closings_.back();
+    closings_.pop_back();
+    if (!first_) {
+        newLine();
+    }
+    put({&closing, 1});
+    first_ = false;
+}
+
+JsonWriter& JsonWriter::key(std::string_view name) {
+    place();
+    put(dumped(name, -1) + ": ");
+    named_ = true;
+    return *this;
+}
+
+void JsonWriter::value(const Json& small) {
+    place();
+    for (const char c : dumped(small, 2)) { // strings hold no line end as it stands
+        c == '\n' ? newLine() : put({&c, 1});
+    }
+}
+
+void JsonWriter::members(const Json& small) {
+    for (const auto& [name, value] : small.items()) {
+        member(name, value);
+    }
+}
+
+void JsonWriter::text(std::string_view bytes) {
+    place();
+    put("\"");
+    while (!bytes.empty()) {
+        const std::string_view piece = pieceOf(bytes);
+        const std::string quoted = dumped(validUtf8(piece), -1);
+        put(std::string_view(quoted).substr(1, quoted.size() - 2));
+        bytes.remove_prefix(piece.size());
+    }
+    put("\"");
+}
+
+void JsonWriter::hex(std::span<const std::uint8_t> bytes) {
+    constexpr char kDigits[] = "0123456789abcdef";
+    place();
+    put("\"");
+    for (const std::uint8_t byte : bytes) {
+        const char digits[] = {kDigits[byte >> 4], kDigits[byte & 15]};
+        put({digits, sizeof digits});
+    }
+    put("\"");
+}
+
+void JsonWriter::finish() {
+    waiting_ += '\n';
+    sink_(waiting_);
+    waiting_.clear();
+}
+
+/// Where a value or a name goes: behind a comma, on a line of its own.
+void JsonWriter::place() {
+    if (named_) {
+        named_ = false;
+        return;
+    }
+    put(first_ ? "" : ",");
+    first_ = false;
+    if (!closings_.empty()) {
+        newLine();
+    }
+}
+
+void JsonWriter::newLine() {
+    put("\n");
+    waiting_.append(2 * closings_.size(), ' ');
+}
+
+void JsonWriter::put(std::string_view bytes) {
+    waiting_ += bytes;
+    if (waiting_.size() >= kPiece) {
+        sink_(waiting_);
+        waiting_.clear();
+    }
+}
