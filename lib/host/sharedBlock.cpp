@@ -2,6 +2,7 @@
 #include "tdr/sharedBlock.h"
 
 #include "base/hugePages.h"
+#include "noThrow.h"
 
 #include <cerrno>
 #include <cstring>
@@ -50,35 +51,37 @@ std::int32_t randomKey() {
 } // namespace
 
 Result<SharedBlock> SharedBlock::create(std::size_t bytes) {
-    if (bytes < 1 || bytes > std::numeric_limits<std::int32_t>::max()) {
-        return Failure{FailureKind::BadArgument,
-                       "a shared memory block cannot have " + std::to_string(bytes) + " bytes",
-                       {},
-                       {}};
-    }
-    SharedBlock block;
-    for (int tries = 0; block.id_ < 0 && tries < kKeyTries; ++tries) {
-        block.key_ = randomKey();
-        if (block.key_ < 0) {
-            return noBlock(bytes, "getrandom");
+    return withoutThrowing([&]() -> Result<SharedBlock> {
+        if (bytes < 1 || bytes > std::numeric_limits<std::int32_t>::max()) {
+            return Failure{FailureKind::BadArgument,
+                           "a shared memory block cannot have " + std::to_string(bytes) + " bytes",
+                           {},
+                           {}};
         }
-        block.id_ = ::shmget(block.key_, bytes, IPC_CREAT | IPC_EXCL | kOwnerOnly);
-        if (block.id_ < 0 && errno != EEXIST) {
-            break;
+        SharedBlock block;
+        for (int tries = 0; block.id_ < 0 && tries < kKeyTries; ++tries) {
+            block.key_ = randomKey();
+            if (block.key_ < 0) {
+                return noBlock(bytes, "getrandom");
+            }
+            block.id_ = ::shmget(block.key_, bytes, IPC_CREAT | IPC_EXCL | kOwnerOnly);
+            if (block.id_ < 0 && errno != EEXIST) {
+                break;
+            }
         }
-    }
-    if (block.id_ < 0) {
-        return noBlock(bytes, "shmget");
-    }
-    const base::HugePageGap gap(bytes);
-    void* address = ::shmat(block.id_, nullptr, 0);
-    if (address == reinterpret_cast<void*>(-1)) { // NOLINT(performance-no-int-to-ptr)
-        return noBlock(bytes, "shmat");
-    }
-    block.address_ = static_cast<std::uint8_t*>(address);
-    block.size_ = bytes;
-    base::useHugePages(address, bytes);
-    return block;
+        if (block.id_ < 0) {
+            return noBlock(bytes, "shmget");
+        }
+        const base::HugePageGap gap(bytes);
+        void* address = ::shmat(block.id_, nullptr, 0);
+        if (address == reinterpret_cast<void*>(-1)) { // NOLINT(performance-no-int-to-ptr)
+            return noBlock(bytes, "shmat");
+        }
+        block.address_ = static_cast<std::uint8_t*>(address);
+        block.size_ = bytes;
+        base::useHugePages(address, bytes);
+        return block;
+    });
 }
 
 SharedBlock::SharedBlock(SharedBlock&& other) noexcept

@@ -5,6 +5,7 @@
 #include "support/pictureFiles.h"
 
 #include <algorithm>
+#include <functional>
 
 namespace {
 
@@ -46,6 +47,111 @@ TEST_F(PictureTest, comesBackAsItWasWritten) {
             EXPECT_EQ(back->height, height);
             EXPECT_EQ(back->pixels, picture.pixels);
         }
+    }
+}
+
+/// One step of a job is 'a', the whole picture, or a line's number.
+constexpr const char* kReadOrders[] = {"a", "aa", "0a", "4a", "a0", "a4a", "40a13a", "a4a0"};
+
+TEST_F(PictureTest, linesAndWholePicturesAreReadInAnyOrder) {
+    const Picture picture = motley(3, 5);
+    const std::size_t lineSize = tdr::lineBytes(3);
+    for (const auto& [program, file] :
+         {std::pair("softimageFilter", "a.pic"), std::pair("pngFilter", "a.png")}) {
+        auto driver = Driver::start(real(program));
+        ASSERT_TRUE(driver && tdr::writePicture(*driver, folder() / file, picture));
+        for (const std::string order : kReadOrders) {
+            SCOPED_TRACE(program + (": " + order));
+            auto reader = PictureReader::open(*driver, folder() / file);
+            ASSERT_TRUE(reader);
+            for (const char step : order) {
+                const auto first = step == 'a' ? 0 : (step - '0') * lineSize;
+                const auto size = step == 'a' ? picture.pixels.size() : lineSize;
+                auto block = SharedBlock::create(size);
+                ASSERT_TRUE(step == 'a' ? reader->readAll(*block)
+                                        : reader->readLine(*block, step - '0'));
+                EXPECT_TRUE(std::ranges::equal(block->bytes(),
+                                               std::span(picture.pixels).subspan(first, size)))
+                    << step;
+            }
+            EXPECT_TRUE(reader->close());
+        }
+    }
+}
+
+TEST_F(PictureTest, aFileIsWholeWhenEveryLineWasWrittenOnce) {
+    struct Case {
+        std::string order;
+        std::size_t refused = std::string::npos; ///< the step that is one too many
+        bool whole = true;
+    };
+    const Case cases[] = {{"a"},         {"4a"},         {"0a"},          {"204a"},
+                          {"43210"},     {"01234"},      {"30142"},       {"aa", 1},
+                          {"a2", 1},     {"4321044", 5}, {"3", 9, false}, {"4320", 9, false},
+                          {"", 9, false}};
+    const Picture picture = motley(3, 5);
+    for (const auto& [program, file] :
+         {std::pair("softimageFilter", "a.pic"), std::pair("pngFilter", "a.png")}) {
+        auto driver = Driver::start(real(program));
+        ASSERT_TRUE(driver);
+        for (const Case& c : cases) {
+            SCOPED_TRACE(program + (": " + c.order));
+            ASSERT_TRUE(driver->transfersCaches());
+            auto writer = PictureWriter::open(*driver, folder() / file, 3, 5);
+            auto block = SharedBlock::create(picture.pixels.size());
+            ASSERT_TRUE(writer && block);
+            for (std::size_t i = 0; i < c.order.size(); ++i) {
+                const std::int32_t line = c.order[i] == 'a' ? 0 : c.order[i] - '0';
+                std::ranges::copy(std::span(picture.pixels).subspan(tdr::pictureBytes(3, line)),
+                                  block->bytes().begin());
+                const auto done =
+                    c.order[i] == 'a' ? writer->writeAll(*block) : writer->writeLine(*block, line);
+                EXPECT_EQ(done.ok(), i < c.refused) << i;
+            }
+            EXPECT_EQ(writer->close().ok(), c.whole);
+            if (c.whole) {
+                EXPECT_EQ(tdr::readPicture(*driver, folder() / file)->pixels, picture.pixels);
+            }
+        }
+    }
+}
+
+TEST_F(PictureTest, aFailedJobLeavesTheDriverAsItsStartDid) {
+    auto driver = Driver::start(real("softimageFilter"));
+    ASSERT_TRUE(driver);
+    const Picture picture = motley(4, 3);
+    const std::string good = folder() / "good.pic";
+    const auto read = [&](const char* name, const std::string& content) {
+        return tdr::readPicture(*driver, folder().write(name, content)).ok();
+    };
+    const auto write = [&](const std::string& path) {
+        return tdr::writePicture(*driver, path, picture).ok();
+    };
+    std::filesystem::create_symlink("/dev/full", folder() / "full.pic");
+    const std::pair<const char*, std::function<bool()>> jobs[] = {
+        {"a foreign file", [&] { return read("text.pic", "text"); }},
+        {"no file", [&] { return tdr::readPicture(*driver, folder() / "missing.pic").ok(); }},
+        {"a size that is none", [&] { return read("0.pic", support::rawPic(0, 1, 0xE0, "")); }},
+        {"unknown channels", [&] { return read("x.pic", support::rawPic(1, 1, 0x80, "abc")); }},
+        {"too large", [&] { return tdr::readPicture(*driver, good, 47).ok(); }},
+        {"no folder", [&] { return write(folder() / "missing/a.pic"); }},
+        {"a full disk", [&] { return write(folder() / "full.pic"); }},
+        {"a reader that is dropped", [&] { return !PictureReader::open(*driver, good); }},
+        {"a writer that is dropped",
+         [&] { return !PictureWriter::open(*driver, folder() / "half.pic", 9, 9); }},
+        {"a writer on a full disk that is dropped",
+         [&] { return !PictureWriter::open(*driver, folder() / "full.pic", 9, 9); }},
+    };
+    for (const auto& [name, job] : jobs) {
+        SCOPED_TRACE(name);
+        const auto written = tdr::writePicture(*driver, good, picture);
+        ASSERT_TRUE(written) << written.failure().text();
+        EXPECT_FALSE(driver->isConnected());
+        EXPECT_FALSE(job());
+        const auto back = tdr::readPicture(*driver, good);
+        ASSERT_TRUE(back) << back.failure().text();
+        EXPECT_EQ(back->pixels, picture.pixels);
+        EXPECT_FALSE(job());
     }
 }
 

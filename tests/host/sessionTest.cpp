@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Drivers that do not behave: each must come back as the right failure, and leave nothing.
+// How sessions start, go on and end, and what they leave of the host's process alone.
 #include "base/uniqueFd.h"
 #include "hostTesting.h"
 #include "tdr/interruptGuard.h"
@@ -27,33 +27,6 @@ class SessionTest : public NothingLeft {};
 
 // --- Start ---------------------------------------------------------------------------------------
 
-TEST_F(SessionTest, aStartThatFailsSaysWhy) {
-    struct Case {
-        const char* behaviour;
-        std::chrono::milliseconds limit;
-        const char* says;
-    };
-    const Case cases[] = {
-        {"dies", 20s, "(exit status 7): no licence found"},
-        {"diesLate", 20s, "(exit status 4): changed my mind"},
-        {"mute", 300ms, "in time"},
-        {"silent", 1s, "no answer within 1 s"},
-        {"garbage", 20s, "no packet"},
-        {"errorAtStart", 20s, "answered with an error: this machine is too old"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.behaviour);
-        tdr::StartOptions options;
-        options.limits.start = c.limit;
-        const auto driver = start(c.behaviour, options);
-        ASSERT_FALSE(driver);
-        EXPECT_EQ(driver.failure().kind, FailureKind::CouldNotStart);
-        EXPECT_NE(driver.failure().text().find(c.says), std::string::npos)
-            << driver.failure().text();
-        EXPECT_FALSE(support::hasChildren());
-    }
-}
-
 TEST_F(SessionTest, aProgramThatIsNoneSaysWhy) {
     folder().write("notExecutable", "#!/bin/sh\n", 0644);
     folder().write("noProgram", "\x01\x02\x03", 0755);
@@ -79,56 +52,6 @@ TEST_F(SessionTest, aProgramThatIsNoneSaysWhy) {
 }
 
 // --- Requests ------------------------------------------------------------------------------------
-
-TEST_F(SessionTest, aDriverThatFailsInARequestEndsTheSession) {
-    struct Case {
-        const char* behaviour;
-        FailureKind kind;
-        const char* says;
-    };
-    const Case cases[] = {
-        {"exits", FailureKind::Died, "exits: vendor name: the driver died (exit status 9): out of"},
-        {"killsItself", FailureKind::Died, "died (signal 9 (Killed)): about to die"},
-        {"hangsUp", FailureKind::Died, "hung up"},
-        {"freezes", FailureKind::TimedOut, "freezes: vendor name: no answer within 1 s"},
-        {"wrongCode", FailureKind::ProtocolBroken, "breaks the protocol"},
-        {"tooMany", FailureKind::ProtocolBroken, "breaks the protocol"},
-        {"claimsStrings", FailureKind::ProtocolBroken, "breaks the protocol"},
-        {"half", FailureKind::ProtocolBroken, "breaks the protocol"},
-        {"hugeCount", FailureKind::ProtocolBroken, "breaks the protocol"},
-        {"negativeCount", FailureKind::ProtocolBroken, "breaks the protocol"},
-        {"babbles", FailureKind::ProtocolBroken, "breaks the protocol"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.behaviour);
-        tdr::StartOptions options;
-        options.limits.request = 1s; // only the late ones get that far
-        auto driver = start(c.behaviour, options);
-        ASSERT_TRUE(driver) << driver.failure().text();
-        const pid_t pid = driver->pid();
-        const auto vendor = driver->vendorName();
-        ASSERT_FALSE(vendor);
-        EXPECT_EQ(vendor.failure().kind, c.kind) << vendor.failure().text();
-        EXPECT_NE(vendor.failure().text().find(c.says), std::string::npos)
-            << vendor.failure().text();
-        EXPECT_FALSE(driver->alive());
-        EXPECT_FALSE(isRunning(pid));
-        EXPECT_FALSE(support::hasChildren()) << "waited for before the failure is told";
-        const auto again = driver->setCurrentCell(1);
-        ASSERT_FALSE(again);
-        EXPECT_EQ(again.failure().kind, FailureKind::Died);
-    }
-}
-
-TEST_F(SessionTest, aPutThatIsNotAnnouncedBreaksTheProtocol) {
-    auto driver = start("noNotice");
-    auto block = tdr::SharedBlock::create(16);
-    ASSERT_TRUE(driver && block);
-    EXPECT_TRUE(driver->getLine(*block, 0)) << "gets are not announced";
-    const auto put = driver->putCache(*block);
-    ASSERT_FALSE(put);
-    EXPECT_EQ(put.failure().kind, FailureKind::ProtocolBroken);
-}
 
 TEST_F(SessionTest, aDriverKilledFromOutsideIsADeath) {
     auto driver = Driver::start(real("softimageFilter"));

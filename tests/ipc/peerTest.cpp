@@ -183,50 +183,6 @@ TEST_F(PeerStarting, NoCatcherOfTheParentRunsInThePeer) {
     EXPECT_FALSE(ranElsewhere);
 }
 
-struct BadPeer {
-    const char* behaviour;
-    std::chrono::milliseconds limit;
-    PeerFailure failure;
-    int exitStatus; ///< -1: it was ended, or nothing was started
-    const char* said;
-    int code = 0; ///< of an unknown request
-};
-constexpr BadPeer kBadPeers[] = {
-    {"dies", kAmple, PeerFailure::Died, 7, "first line\nno licence found\n"},
-    {"mute", 150ms, PeerFailure::Late, -1, ""},
-    {"unheard", 150ms, PeerFailure::Late, -1, ""},
-    {"halfInit", 150ms, PeerFailure::Late, -1, ""},
-    {"garbage", kAmple, PeerFailure::Garbled, -1, ""},
-    {"kill", kAmple, PeerFailure::Refused, -1, ""},
-    {"unknown", kAmple, PeerFailure::UnknownRequest, -1, "", 77},
-    {"killOfData", kAmple, PeerFailure::UnknownRequest, -1, "", 201},
-    {"requestOfData", kAmple, PeerFailure::UnknownRequest, -1, "", 300},
-    {"leaves", kAmple, PeerFailure::Died, 5, ""},
-    {"bequeaths", kAmple, PeerFailure::Died, 5, ""},
-};
-
-TEST_F(PeerStarting, ABadPeerIsEndedReapedAndExplained) {
-    for (const BadPeer& bad : kBadPeers) {
-        SCOPED_TRACE(bad.behaviour);
-        const CaptureStderr ours;
-        ipc::PeerOptions options = optionsFor(program(bad.behaviour));
-        options.limit = bad.limit;
-        const ipc::PeerStart start = ipc::startPeer(options);
-        EXPECT_EQ(start.failure, bad.failure) << describe(start.failure);
-        EXPECT_FALSE(start.peer.socket.valid());
-        EXPECT_FALSE(support::hasChildren());
-        EXPECT_EQ(drain(start.peer.stderrPipe).find(bad.said), 0U);
-        if (bad.exitStatus >= 0) {
-            ASSERT_TRUE(start.waitStatus.has_value());
-            EXPECT_EQ(WEXITSTATUS(*start.waitStatus), bad.exitStatus);
-        }
-        if (bad.failure == PeerFailure::UnknownRequest) {
-            EXPECT_EQ(start.code, bad.code);
-        }
-        EXPECT_EQ(ours.text(), "") << "the inner starter is silent";
-    }
-}
-
 /// What comes of starting each of these peers, one letter each: a failure's first, or "." for none.
 std::string outcomesOf(const std::vector<ipc::PeerOptions>& starts) {
     std::string outcomes;

@@ -9,8 +9,11 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <string>
 #include <string_view>
 #include <sys/socket.h>
@@ -208,6 +211,11 @@ void answerErrorAtStart() {
     waitForEver();
 }
 
+void answerOtherAtStart() {
+    sendStatus(ipc::kInitDataReady + 10);
+    waitForEver();
+}
+
 void dieLate() {
     remark("changed my mind");
     _exit(4);
@@ -233,6 +241,20 @@ void readFile() {
 
 void exitNow() {
     remark("out of ideas");
+    _exit(9);
+}
+
+/// Ends, while a process of its own keeps the connection.
+void leaveAnHeir() {
+    if (fork() == 0) {
+        awaitEnd();
+        _exit(0);
+    }
+    _exit(9);
+}
+
+void sendHalfAndDie() {
+    (void)!write(socketFd, "\0\0\0\6\0\x66", 6);
     _exit(9);
 }
 
@@ -276,6 +298,40 @@ void claimStrings() {
     send();
 }
 
+/// A reply of one string, whose bytes are these.
+void answerText(std::string_view bytes) {
+    begin(ipc::kClassStatus, code() + ipc::kReplyOffset);
+    addString(bytes);
+    answer.numof_chars = static_cast<int>(bytes.size());
+    send();
+}
+
+void answerNegatives() {
+    begin(ipc::kClassStatus, code() + ipc::kReplyOffset);
+    answer.numof_longs = code() == ipc::kQueryFormatCount ? 1 : 2;
+    std::fill_n(answer.longdata, 2, -1);
+    send();
+}
+
+/// Both answers leave as one piece, so that the second one is there with the first.
+void answerTwice() {
+    const auto cork = [](int on) { setsockopt(socketFd, IPPROTO_TCP, TCP_CORK, &on, sizeof on); };
+    cork(1);
+    answerWell();
+    answerWell();
+    cork(0);
+}
+
+/// Answers with what it should have answered to the request before; a disconnect fails.
+void answerOneBehind() {
+    static int held = ipc::kStatusOk;
+    if (isPut(code())) {
+        sendEmpty(ipc::kClassEvent, ipc::kEventBlockTaken);
+    }
+    sendStatus(held);
+    held = code() == ipc::kActionDisconnectFromFile ? ipc::kStatusError : ipc::kStatusOk;
+}
+
 void sendHugeCount() {
     sendOnly("\x7f\xff\xff\xff");
 }
@@ -290,8 +346,15 @@ void flood() {
     answerWell();
 }
 
-/// Puts answered without the notice.
-void forgetNotice() {
+/// Puts are answered after this many notices; a negative number is a death in place of the answer.
+template <int notices>
+void announce() {
+    for (int i = 0; isPut(code()) && i < std::abs(notices); ++i) {
+        sendEmpty(ipc::kClassEvent, ipc::kEventBlockTaken);
+    }
+    if (isPut(code()) && notices < 0) {
+        _exit(9);
+    }
     sendStatus(ipc::kStatusOk);
 }
 
@@ -320,6 +383,7 @@ constexpr Behaviour kBehaviours[] = {
     {"greeted", Stage::InsteadOfOk, [] {}}, // it just stays
     {"silent", Stage::InsteadOfOk, waitForEver},
     {"errorAtStart", Stage::InsteadOfOk, answerErrorAtStart},
+    {"otherAtStart", Stage::InsteadOfOk, answerOtherAtStart},
     {"diesLate", Stage::InsteadOfOk, dieLate},
     {"echo", Stage::AtRequest, answerWell},
     {"stubborn", Stage::AtRequest, answerWell, true},
@@ -338,7 +402,16 @@ constexpr Behaviour kBehaviours[] = {
     {"negativeCount", Stage::AtRequest, sendNegativeCount},
     {"babbles", Stage::AtRequest, babble},
     {"floods", Stage::AtRequest, flood},
-    {"noNotice", Stage::AtRequest, forgetNotice},
+    {"noNotice", Stage::AtRequest, announce<0>},
+    {"twoNotices", Stage::AtRequest, announce<2>},
+    {"diesAfterNotice", Stage::AtRequest, announce<-1>},
+    {"leavesAnHeir", Stage::AtRequest, leaveAnHeir},
+    {"halfThenDies", Stage::AtRequest, sendHalfAndDie},
+    {"unterminated", Stage::AtRequest, [] { answerText("abc"); }},
+    {"surplusText", Stage::AtRequest, [] { answerText(std::string_view("abc\0def\0", 8)); }},
+    {"negatives", Stage::AtRequest, answerNegatives},
+    {"twice", Stage::AtRequest, answerTwice},
+    {"oneBehind", Stage::AtRequest, answerOneBehind},
 };
 
 /// Introduces itself; whether the answer is what a started driver gets.

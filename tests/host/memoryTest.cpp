@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: MIT
+// Memory that runs out at every place of every call: the call answers a failure, and what answers
+// well is true.
+#include "hostTesting.h"
+#include "support/failingMemory.h"
+#include "support/pictureFiles.h"
+#include "tdr/picture.h"
+
+#include <optional>
+
+namespace {
+
+using tdr::Driver;
+using tdr::FailureKind;
+using tdr::Picture;
+using tdr::Result;
+using tdr::Status;
+
+class MemoryTest : public testing_host::NothingLeft {
+  protected:
+    /// Notes what a call has answered.
+    template <typename Answer>
+    bool note(const Answer& answer) {
+        if (!answer) {
+            outOfMemory_ = outOfMemory_ || answer.failure().kind == FailureKind::NoMemory;
+            others_ = others_ || (answer.failure().kind != FailureKind::NoMemory &&
+                                  answer.failure().kind != FailureKind::Died);
+        }
+        return answer.ok();
+    }
+
+    bool outOfMemory_ = false;
+    bool others_ = false; ///< failures that neither are lack of memory nor follow from it
+};
+
+TEST_F(MemoryTest, everyCallAnswersItsFailure) {
+    const std::filesystem::path program = real("softimageFilter");
+    const std::string path = folder() / "a.pic";
+    const std::string cut = folder().write("cut.pic", support::rawPic(30, 20, 0xE0, "abc"));
+    const std::string foreign = folder().write("foreign.pic", "text");
+    Picture picture{2, 3, {}};
+    for (std::uint8_t i = 0; i < 24; ++i) {
+        picture.pixels.push_back(i);
+    }
+    std::optional<Result<Picture>> read;
+    bool asked = false;
+    bool damageTold = false;
+    bool retried = true;
+    const auto session = [&] {
+        asked = damageTold = false;
+        auto driver = Driver::start(program);
+        if (!note(driver)) {
+            return;
+        }
+        asked = note(driver->vendorName()) && note(driver->fileNaming()) &&
+                note(driver->format(0)) && note(driver->queryLongs(1028));
+        if (!note(tdr::writePicture(*driver, path, picture)) && driver->alive()) {
+            retried = tdr::writePicture(*driver, path, picture).ok();
+        }
+        read.emplace(tdr::readPicture(*driver, path));
+        note(*read);
+        const auto damaged = tdr::readPicture(*driver, cut);
+        damageTold = !note(damaged) || !driver->damage().empty();
+        const auto refused = tdr::readPicture(*driver, foreign);
+        if (refused || refused.failure().kind != FailureKind::NotMyFormat) {
+            note(refused);
+        }
+        note(driver->end());
+    };
+    support::withEachAllocationFailing(session, [&](bool failed) {
+        EXPECT_EQ(outOfMemory_, failed)
+            << "memory that cannot be had is a failure, and nothing else";
+        EXPECT_FALSE(others_);
+        EXPECT_TRUE(failed || (asked && read && *read));
+        EXPECT_TRUE(!asked || damageTold || failed);
+        EXPECT_TRUE(!read || !*read || (*read)->pixels == picture.pixels);
+        EXPECT_TRUE(retried) << "the next job after a failed one";
+        EXPECT_FALSE(support::hasChildren());
+        EXPECT_EQ(support::segmentsOf().size(), 0U);
+        read.reset();
+        outOfMemory_ = others_ = false;
+    });
+}
+
+} // namespace

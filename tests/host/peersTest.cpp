@@ -1,0 +1,282 @@
+// SPDX-License-Identifier: MIT
+// Peers that do not behave, each with the failure that the other end reports: drivers towards this
+// library, hosts towards a real driver. Nothing is left behind by any of them.
+#include "hostTesting.h"
+#include "ipc_peer.h"
+#include "ipc_wire.h"
+#include "support/captureStderr.h"
+#include "support/denyCall.h"
+#include "support/pictureFiles.h"
+#include "tdr/picture.h"
+#include "tdr/sharedBlock.h"
+
+#include <array>
+#include <cerrno>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+using tdr::Driver;
+using tdr::FailureKind;
+using tdr::Status;
+using testing_host::isRunning;
+using testing_host::NothingLeft;
+using namespace std::chrono_literals;
+
+class PeersTest : public NothingLeft {};
+
+struct BadStart {
+    const char* behaviour;
+    const char* says;
+    std::chrono::milliseconds limit = 20s;
+};
+constexpr BadStart kBadStarts[] = {
+    {"dies", "before it was ready (exit status 7): no licence found"},
+    {"leaves", "before it was ready (exit status 5)"},
+    {"bequeaths", "before it was ready (exit status 5)"},
+    {"diesLate", "the driver died (exit status 4): changed my mind"},
+    {"mute", "did not get ready in time", 300ms},
+    {"unheard", "did not get ready in time", 300ms},
+    {"halfInit", "did not get ready in time", 300ms},
+    {"silent", "no answer within 1 s", 1s},
+    {"garbage", "sent something that is no packet"},
+    {"kill", "the program refused"},
+    {"unknown", "first packet was no init request"},
+    {"killOfData", "first packet was no init request"},
+    {"requestOfData", "first packet was no init request"},
+    {"errorAtStart", "answered with an error: this machine is too old"},
+    {"otherAtStart", "answered with neither OK nor an error"},
+};
+
+TEST_F(PeersTest, aStartThatFailsSaysWhy) {
+    const support::CaptureStderr ours;
+    for (const BadStart& bad : kBadStarts) {
+        SCOPED_TRACE(bad.behaviour);
+        tdr::StartOptions options;
+        options.limits.start = bad.limit;
+        const auto driver = start(bad.behaviour, options);
+        ASSERT_FALSE(driver);
+        EXPECT_EQ(driver.failure().kind, FailureKind::CouldNotStart);
+        EXPECT_NE(driver.failure().text().find(bad.says), std::string::npos)
+            << driver.failure().text();
+        EXPECT_FALSE(support::hasChildren());
+    }
+    EXPECT_EQ(ours.text(), "") << "nothing but the failure tells of it";
+}
+
+template <typename T>
+Status statusOf(const tdr::Result<T>& result) {
+    return result ? Status() : Status(result.failure());
+}
+
+Status askVendor(Driver& driver) {
+    return statusOf(driver.vendorName());
+}
+Status askTwice(Driver& driver) {
+    EXPECT_TRUE(driver.vendorName()) << "the first answer is right";
+    return askVendor(driver);
+}
+Status askCount(Driver& driver) {
+    return statusOf(driver.formatCount());
+}
+Status askFormat(Driver& driver) {
+    return statusOf(driver.format(0));
+}
+Status put(Driver& driver) {
+    auto block = tdr::SharedBlock::create(16);
+    EXPECT_TRUE(driver.getLine(*block, 0)) << "gets are not announced";
+    return driver.putLine(*block, 0);
+}
+Status writePicture(Driver& driver) {
+    return tdr::writePicture(driver, "a.pic", {1, 1, {1, 2, 3, 4}});
+}
+
+struct BadAnswer {
+    const char* behaviour;
+    FailureKind kind;
+    const char* says;
+    Status (*request)(Driver&) = askVendor;
+};
+constexpr const char* kBroken = "breaks the protocol";
+constexpr BadAnswer kBadAnswers[] = {
+    {"exits", FailureKind::Died, "exits: vendor name: the driver died (exit status 9): out of"},
+    {"killsItself", FailureKind::Died, "died (signal 9 (Killed)): about to die"},
+    {"hangsUp", FailureKind::Died, "hung up"},
+    {"leavesAnHeir", FailureKind::Died, "died (exit status 9)"},
+    {"halfThenDies", FailureKind::Died, "died (exit status 9)"},
+    {"diesAfterNotice", FailureKind::Died, "put line: the driver died (exit status 9)", put},
+    {"freezes", FailureKind::TimedOut, "freezes: vendor name: no answer within 2 s"},
+    {"wrongCode", FailureKind::ProtocolBroken, kBroken},
+    {"tooMany", FailureKind::ProtocolBroken, kBroken},
+    {"claimsStrings", FailureKind::ProtocolBroken, kBroken},
+    {"unterminated", FailureKind::ProtocolBroken, kBroken},
+    {"surplusText", FailureKind::ProtocolBroken, kBroken},
+    {"half", FailureKind::ProtocolBroken, kBroken},
+    {"hugeCount", FailureKind::ProtocolBroken, kBroken},
+    {"negativeCount", FailureKind::ProtocolBroken, kBroken},
+    {"babbles", FailureKind::ProtocolBroken, kBroken},
+    {"negatives", FailureKind::ProtocolBroken, kBroken, askCount},
+    {"negatives", FailureKind::ProtocolBroken, kBroken, askFormat},
+    {"noNotice", FailureKind::ProtocolBroken, kBroken, put},
+    {"twoNotices", FailureKind::ProtocolBroken, kBroken, put},
+    {"twice", FailureKind::ProtocolBroken, "answered before it was asked", askTwice},
+    {"twice", FailureKind::ProtocolBroken, "answered before it was asked", writePicture},
+};
+
+TEST_F(PeersTest, aDriverThatFailsInARequestEndsTheSession) {
+    for (const BadAnswer& bad : kBadAnswers) {
+        SCOPED_TRACE(bad.behaviour);
+        tdr::StartOptions options;
+        options.limits.request = 2s; // only the late ones get that far
+        auto driver = start(bad.behaviour, options);
+        ASSERT_TRUE(driver) << driver.failure().text();
+        const pid_t pid = driver->pid();
+        const Status done = bad.request(*driver);
+        ASSERT_FALSE(done);
+        EXPECT_EQ(done.failure().kind, bad.kind) << done.failure().text();
+        EXPECT_NE(done.failure().text().find(bad.says), std::string::npos) << done.failure().text();
+        EXPECT_FALSE(driver->alive());
+        EXPECT_FALSE(isRunning(pid));
+        EXPECT_FALSE(support::hasChildren()) << "waited for before the failure is told";
+        const auto again = driver->setCurrentCell(1);
+        ASSERT_FALSE(again);
+        EXPECT_EQ(again.failure().kind, FailureKind::Died);
+    }
+}
+
+TEST_F(PeersTest, aSystemWithoutDescriptorsOfProcessesSeesDeathsToo) {
+    const auto good = scripted("echo");
+    const auto bad = scripted("leavesAnHeir");
+    const pid_t host = fork();
+    if (host == 0) {
+        bool held = support::denyCall(SYS_pidfd_open, ENOSYS);
+        {
+            auto driver = Driver::start(good);
+            held = held && driver && driver->vendorName() && driver->end();
+        }
+        {
+            auto driver = Driver::start(bad);
+            const Status asked = driver ? askVendor(*driver) : Status(driver.failure());
+            held = held && !asked && asked.failure().kind == FailureKind::Died &&
+                   asked.failure().end && asked.failure().end->exitStatus == 9;
+        }
+        _exit(held && !support::hasChildren() ? 0 : 1);
+    }
+    int status = -1;
+    EXPECT_EQ(waitpid(host, &status, 0), host);
+    EXPECT_EQ(status, 0);
+}
+
+/// Every answer of this driver comes one request late, which only the last one could tell.
+TEST_F(PeersTest, anErrorThatComesARequestLateIsNotMissed) {
+    auto driver = start("oneBehind");
+    ASSERT_TRUE(driver);
+    EXPECT_FALSE(writePicture(*driver)) << "its disconnect failed";
+}
+
+// --- Hosts ---------------------------------------------------------------------------------------
+
+std::string be32(int value) {
+    return support::be16(value >> 16) + support::be16(value);
+}
+
+/// The wire form of a packet from 7, 8 to these ids, without payload but for `longs` and `text`,
+/// which is sent as it is.
+std::string packet(int id, int subId, int messageClass, int code,
+                   const std::vector<int>& longs = {}, const std::string& text = {}) {
+    std::string bytes = be32(6);
+    for (const int word : {7, 8, id, subId, messageClass, code}) {
+        bytes += support::be16(word);
+    }
+    bytes += be32(text.empty() ? 0 : 1) + be32(static_cast<int>(text.size())) + text;
+    bytes += be32(static_cast<int>(longs.size()));
+    for (const int value : longs) {
+        bytes += be32(value);
+    }
+    return bytes + be32(0);
+}
+
+std::string request(int messageClass, int code, const std::vector<int>& longs = {},
+                    const std::string& text = {}) {
+    return packet(102, 39, messageClass, code, longs, text);
+}
+
+std::string refusal(const char* count) {
+    return "readsockdata: Refusing a packet with numof_cmds " + std::string(count) +
+           " (at most 256) - closing connection.\n"
+           "Softimage Filter: Error reading socket data (-1)\n";
+}
+
+/// All that comes until the other end closes.
+std::string readAll(int fd) {
+    std::string all;
+    std::array<char, 4096> part{};
+    for (ssize_t got = 0; (got = read(fd, part.data(), part.size())) > 0;) {
+        all.append(part.data(), static_cast<std::size_t>(got));
+    }
+    return all;
+}
+
+/// What a real driver does and says when its host, after the start, sends these bytes and goes.
+struct Reaction {
+    std::size_t answers = 0; ///< bytes
+    std::string says;
+    int waitStatus = -1;
+};
+
+Reaction reactionTo(const std::filesystem::path& driver, const std::string& bytes) {
+    ipc::PeerOptions options;
+    options.path = driver;
+    options.limit = 20s;
+    options.captureStderr = true;
+    ipc::PeerStart started = ipc::startPeer(options);
+    EXPECT_EQ(started.failure, ipc::PeerFailure::None);
+    IPC_DataPacket ok;
+    EXPECT_EQ(ipc::receivePacket(started.peer.socket.get(), ok).end, ipc::ReadEnd::Complete);
+    (void)!send(started.peer.socket.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    shutdown(started.peer.socket.get(), SHUT_WR);
+    Reaction reaction;
+    reaction.answers = readAll(started.peer.socket.get()).size();
+    reaction.says = readAll(started.peer.stderrPipe.get());
+    waitpid(started.peer.process.pid(), &reaction.waitStatus, 0);
+    return reaction;
+}
+
+TEST_F(PeersTest, aDriverSaysWhatItsHostDoesWrong) {
+    const std::string victim = folder().write("victim.pic", "old");
+    const std::string bounds = request(4, 1425, {0, 0, 1, 1});
+    const std::string overwrite = request(4, 1439, {1, 0}, victim + std::string(1, '\0'));
+    struct Case {
+        const char* host;
+        std::string sends;
+        int answers = 0; ///< packets without payload
+        std::string says = {};
+    };
+    const Case cases[] = {
+        {"goes", ""},
+        {"goes within a packet", request(4, 1425, {0, 0, 1, 1}).substr(0, 10)},
+        {"sends a count above its capacity", "\x7f\xff\xff\xff", 0, refusal("2147483647")},
+        {"sends a negative count", "\xff\xff\xff\xff", 0, refusal("-1")},
+        {"sends garbage and orders behind it", "GET / HTTP/1.1\r\n\r\n" + bounds + overwrite, 0,
+         refusal("1195725856")},
+        {"means somebody else", packet(103, 39, 4, 1425, {0, 0, 1, 1})},
+        {"asks for what is not there", request(4, 1999) + request(0, 1040), 2},
+        {"asks without waiting", bounds + bounds + bounds, 3},
+        {"sends too few longs", request(4, 1425, {0, 0, 1}), 1},
+        {"sends a text without its zero", request(4, 1439, {0, 0}, victim), 1},
+        {"names a block that is not there", bounds + request(4, 1430, {4, -5, -5, 0, 0}), 2},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.host);
+        const Reaction reaction = reactionTo(real("softimageFilter"), c.sends);
+        EXPECT_EQ(reaction.answers, static_cast<std::size_t>(c.answers) * 32);
+        EXPECT_EQ(reaction.says, c.says);
+        EXPECT_EQ(reaction.waitStatus, 0);
+        EXPECT_EQ(std::filesystem::file_size(victim), 3U);
+    }
+}
+
+} // namespace
