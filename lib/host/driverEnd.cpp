@@ -81,7 +81,7 @@ Failure DriverProcess::linesLost() {
 }
 
 Failure DriverProcess::died() {
-    const bool byItself = awaitExit(kLastBreath);
+    const bool byItself = awaitExit(kLastBreath, interruptFd());
     const DriverEnd ended = kill();
     if (interrupted()) { // a Ctrl-C reaches the driver too
         return interruption();
@@ -111,8 +111,11 @@ Result<DriverEnd> DriverProcess::end() {
     if (!sent) {
         return sent.failure();
     }
-    const bool went = awaitExit(options_.limits.end);
+    const bool went = awaitExit(options_.limits.end, interruptFd());
     const DriverEnd ended = kill();
+    if (!went && interrupted()) {
+        return interruption();
+    }
     if (!went) {
         return Failure{FailureKind::TimedOut,
                        requestText() + ": still there after " + seconds(options_.limits.end),
@@ -136,17 +139,17 @@ bool DriverProcess::reap() noexcept {
     return true;
 }
 
-bool DriverProcess::awaitExit(std::chrono::milliseconds limit) noexcept {
+bool DriverProcess::awaitExit(std::chrono::milliseconds limit, int cancelFd) noexcept {
     const auto until = Clock::now() + limit;
     while (!ended_) {
-        std::array<pollfd, 2> watched = {
-            {{peer_.process.fd(), POLLIN, 0}, {lines_.fd(), POLLIN, 0}}};
+        std::array<pollfd, 3> watched = {
+            {{peer_.process.fd(), POLLIN, 0}, {lines_.fd(), POLLIN, 0}, {cancelFd, POLLIN, 0}}};
         ::poll(watched.data(), watched.size(), peer_.process.pollTimeout(until));
         if (watched[1].revents != 0) {
             lines_.drain();
         }
         ended_ = peer_.process.hasEnded() && reap();
-        if (!ended_ && Clock::now() >= until) {
+        if (!ended_ && (watched[2].revents != 0 || Clock::now() >= until)) {
             return false;
         }
     }

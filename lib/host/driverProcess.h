@@ -112,8 +112,9 @@ class DriverProcess {
     Status awaitLastBytes();
     Status awaitStartUpOk();
     bool reap() noexcept;
-    /// Waits until the process has ended or `limit` has passed; true when it has ended.
-    bool awaitExit(std::chrono::milliseconds limit) noexcept;
+    /// Waits until the process has ended, `limit` has passed, or `cancelFd` is readable; true when
+    /// it has ended.
+    bool awaitExit(std::chrono::milliseconds limit, int cancelFd = -1) noexcept;
     /// Makes sure that the process is gone, waits for it and lets go of the link.
     DriverEnd kill() noexcept;
     Failure died();

@@ -210,7 +210,20 @@ struct HostProcess {
     pid_t driver = -1;
 };
 
-HostProcess forkHost(const std::filesystem::path& program, bool guarded) {
+using Request = FailureKind (*)(Driver&);
+
+FailureKind askForALine(Driver& driver) {
+    auto block = tdr::SharedBlock::create(4096);
+    const auto got = driver.getLine(*block, 0);
+    return got ? FailureKind::Refused : got.failure().kind;
+}
+FailureKind endIt(Driver& driver) {
+    const auto ended = driver.end();
+    return ended ? FailureKind::Refused : ended.failure().kind;
+}
+
+HostProcess forkHost(const std::filesystem::path& program, bool guarded,
+                     Request request = askForALine) {
     std::array<int, 2> ends{};
     if (pipe(ends.data()) != 0) {
         return {};
@@ -226,11 +239,9 @@ HostProcess forkHost(const std::filesystem::path& program, bool guarded) {
         bool interrupted = false;
         {
             auto driver = Driver::start(program);
-            auto block = tdr::SharedBlock::create(4096);
             const pid_t pid = driver->pid();
             (void)!write(ends[1], &pid, sizeof pid);
-            const auto got = driver->getLine(*block, 0);
-            interrupted = !got && got.failure().kind == FailureKind::Interrupted;
+            interrupted = request(*driver) == FailureKind::Interrupted;
         }
         if (interrupted) {
             tdr::InterruptGuard::endBySignal(tdr::InterruptGuard::signal());
@@ -252,8 +263,16 @@ int waitStatusOf(pid_t pid) {
 }
 
 TEST_F(SessionTest, aSignalUnwindsAGuardedHost) {
-    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-        const HostProcess host = forkHost(scripted("freezes"), true);
+    struct Case {
+        int signal;
+        const char* driver;
+        Request request;
+    };
+    for (const auto& [signal, driver, request] :
+         {Case{SIGINT, "freezes", askForALine}, Case{SIGTERM, "freezes", askForALine},
+          Case{SIGHUP, "freezes", askForALine}, Case{SIGINT, "stubborn", endIt}}) {
+        SCOPED_TRACE(driver);
+        const HostProcess host = forkHost(scripted(driver), true, request);
         ASSERT_GT(host.driver, 0);
         kill(host.pid, signal);
         const int status = waitStatusOf(host.pid);

@@ -156,7 +156,8 @@ struct Picture {
 inline constexpr std::size_t kDefaultPictureLimit = std::size_t{1} << 30;
 
 /// Reads all of `path` through `driver`; `NoMemory` when its pixels need more than `maxBytes`. In
-/// the end, also after a failure, no file is open in the driver.
+/// the end, also after a failure, no file is open in the driver. A damaged file is read as far as
+/// it goes, which `Driver::damage` tells.
 Result<Picture> readPicture(Driver& driver, std::string_view path,
                             std::size_t maxBytes = kDefaultPictureLimit);
 
