@@ -21,15 +21,6 @@ using UniqueReader = std::unique_ptr<PictureReader, PictureReaderDisposer>;
 using UniqueWriter = std::unique_ptr<PictureWriter, PictureWriterDisposer>;
 using Chain = std::unique_ptr<ChannelPacket, ChannelPacketDisposer>;
 
-/// All channels that the chain names.
-std::uint8_t channelsOf(const ChannelPacket* chain) {
-    unsigned mask = 0;
-    for (; chain != nullptr; chain = chain->next) {
-        mask |= chain->channels;
-    }
-    return static_cast<std::uint8_t>(mask);
-}
-
 void linesFromPlanes(Picture* record) {
     std::copy(std::begin(record->planes), std::end(record->planes), record->linePointers);
 }
@@ -111,8 +102,7 @@ Picture* pictureReadFile(const char* name) {
     ChannelPacket* packets = nullptr;
     const base::UniqueFile stream(pictureReadFileHeader(name, record.get(), &packets));
     const Chain chain(packets);
-    if (stream == nullptr ||
-        !takePlanes(name, record.get(), PacketChannels(channelsOf(chain.get())))) {
+    if (stream == nullptr || !takePlanes(name, record.get(), chainChannels(chain.get()))) {
         return nullptr;
     }
     const UniqueReader reader(pictureReaderAllocate(stream.get()));
@@ -120,6 +110,10 @@ Picture* pictureReadFile(const char* name) {
         return nullptr;
     }
     if (!readPlanes(reader.get(), record.get(), chain.get())) {
+        if (const int error = pictureReaderError(reader.get()); error != 0) {
+            optionPrint("tinyPicture: '%s' could not be read: %s.\n", name, std::strerror(error));
+            return nullptr;
+        }
         optionPrint("tinyPicture: '%s' is cut short or damaged: what is missing is zero.\n", name);
     }
     return record.release();

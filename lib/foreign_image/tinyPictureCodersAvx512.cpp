@@ -34,21 +34,26 @@ constexpr Places<C> kPlaces;
 /// A packet and the one behind it, of at most 16 pixels each and not both literals, and their
 /// channels, 32 bytes for each: where each byte comes from. A byte behind the two packets' pixels
 /// may come from anywhere.
+///
+/// One row of numbers, since an index that is put together by shifts must not leave its array: of
+/// 128 places each, first for the kinds (1: the first packet repeats, 2: the second one), then for
+/// the first one's pixels.
 template <int C>
 struct PairPlaces {
-    alignas(64) Byte spread[kShort][2][2][128]; ///< [first one's pixels - 1][second, first repeats]
+    static constexpr Size kPlaces = 128;
+    alignas(64) Byte spread[kShort * 4 * kPlaces];
 
     constexpr PairPlaces() : spread() {
+        Byte* places = spread;
         for (int pixels = 1; pixels <= 16; ++pixels) {
-            for (int kinds = 0; kinds < 4; ++kinds) {
+            for (int kinds = 0; kinds < 4; ++kinds, places += kPlaces) {
                 const bool repeats[2] = {kinds % 2 == 1, kinds / 2 == 1};
                 for (int i = 0; i < 32; ++i) {
                     const bool second = i >= pixels;
                     const int begin = !second ? 0 : (repeats[0] ? 1 : pixels) * C + 1;
                     const int pixel = repeats[second ? 1 : 0] ? 0 : second ? i - pixels : i;
                     for (int c = 0; c < C; ++c) {
-                        spread[pixels - 1][kinds / 2][kinds % 2][c * 32 + i] =
-                            static_cast<Byte>(begin + pixel * C + c);
+                        places[c * 32 + i] = static_cast<Byte>(begin + pixel * C + c);
                     }
                 }
             }
@@ -104,9 +109,9 @@ struct Avx512Ops : X86Ops<Avx512Ops> {
         if constexpr (C == 4) { // two packets are more than a vector
             X86Ops<Avx512Ops>::spreadPair<C>(pixels, first, second, lines, x);
         } else {
-            // The array's strides by hand: each bit is only shifted to where it is needed.
-            const Byte* const places = kPairPlaces<C>.spread[0][0][0] + (first & 15) * 512 +
-                                       (second & 128) * 2 + (first & 128);
+            // Each bit is only shifted to where it is needed.
+            const Byte* const places =
+                kPairPlaces<C>.spread + ((first & 15) * 512 + (second & 128) * 2 + (first & 128));
             const Wide packets = _mm512_loadu_si512(pixels);
             const Wide front = _mm512_permutexvar_epi8(_mm512_load_si512(places), packets);
             storeHalf(lines[0] + x, _mm512_castsi512_si256(front));

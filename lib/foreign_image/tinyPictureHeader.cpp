@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <string_view>
 
@@ -33,6 +34,10 @@ bool sizeIsGood(const char* name, const Picture& record) {
     return false;
 }
 
+void sayUnreadable(const char* name, int error) {
+    optionPrint("tinyPicture: '%s' could not be read: %s.\n", name, std::strerror(error));
+}
+
 /// The chain of a picture that names none: red, green and blue, then alpha if there is any.
 ChannelPacket* defaultChain(const Picture& record) {
     constexpr std::uint8_t kMasks[] = {kMaskRgb, kMaskAlpha};
@@ -55,10 +60,23 @@ void writePacket(std::FILE* stream, const ChannelPacket& packet) {
     std::fwrite(bytes, 1, sizeof bytes, stream);
 }
 
+/// Reads exactly `size` bytes of the part of a file that `where` names, or says why not.
+bool readBytes(std::FILE* stream, const char* name, const char* where, std::uint8_t* bytes,
+               std::size_t size) {
+    if (std::fread(bytes, 1, size, stream) == size) {
+        return true;
+    }
+    if (std::ferror(stream) != 0) {
+        sayUnreadable(name, errno);
+    } else {
+        optionPrint("tinyPicture: '%s' ends inside its %s.\n", name, where);
+    }
+    return false;
+}
+
 bool readPictureHeader(std::FILE* stream, const char* name, Picture* record) {
     std::uint8_t bytes[kPictureHeaderSize];
-    if (std::fread(bytes, 1, sizeof bytes, stream) != sizeof bytes) {
-        optionPrint("tinyPicture: '%s' ends inside its header.\n", name);
+    if (!readBytes(stream, name, "header", bytes, sizeof bytes)) {
         return false;
     }
     record->width = base::loadBeS16(bytes);
@@ -68,30 +86,27 @@ bool readPictureHeader(std::FILE* stream, const char* name, Picture* record) {
     return sizeIsGood(name, *record);
 }
 
-/// Reads the chain. Each channel belongs to one packet at most, so that there are no more packets
-/// than channels and no line is stored twice.
+/// Reads the chain: no more packets than there are channels, so that it ends.
 Chain readChain(std::FILE* stream, const char* name) {
     Chain chain;
     ChannelPacket* last = nullptr;
     std::uint8_t bytes[kPacketSize] = {1};
-    unsigned seen = 0;
     for (int count = 0; bytes[0] != 0; ++count) {
         if (count == kPictureChannels) {
             optionPrint("tinyPicture: '%s' has more channel packets than channels.\n", name);
             return nullptr;
         }
-        if (std::fread(bytes, 1, sizeof bytes, stream) != sizeof bytes) {
-            optionPrint("tinyPicture: '%s' ends inside its channel packets.\n", name);
+        if (!readBytes(stream, name, "channel packets", bytes, sizeof bytes)) {
             return nullptr;
         }
-        if ((seen & bytes[3]) != 0) {
-            optionPrint("tinyPicture: '%s' stores a channel twice.\n", name);
+        if (bytes[1] != kBitsPerChannel) {
+            optionPrint("tinyPicture: '%s' stores %d bits per channel: must be 8.\n", name,
+                        bytes[1]);
             return nullptr;
         }
-        seen |= bytes[3];
         ChannelPacket* packet = channelPacketAllocate();
         if (packet == nullptr) {
-            optionPrint("tinyPicture: '%s' could not be read: out of memory.\n", name);
+            sayUnreadable(name, ENOMEM);
             return nullptr;
         }
         packet->size = bytes[1];
@@ -161,10 +176,18 @@ std::FILE* pictureWriteFileHeader(const char* name, const Picture* record, Chann
 std::FILE* pictureReadFileHeader(const char* name, Picture* record, ChannelPacket** chain) {
     *chain = nullptr;
     base::UniqueFile stream = fileOpen(name, kEnding, 'r');
-    if (stream == nullptr || headerReadBinary(stream.get(), nullptr, nullptr) != kTypePicture ||
-        !readPictureHeader(stream.get(), name, record)) {
+    if (stream == nullptr) {
         return nullptr;
     }
-    *chain = readChain(stream.get(), name).release();
-    return *chain != nullptr ? stream.release() : nullptr;
+    const std::uint32_t type = headerReadBinary(stream.get(), nullptr, nullptr);
+    if (type == kTypePicture && readPictureHeader(stream.get(), name, record)) {
+        *chain = readChain(stream.get(), name).release();
+    } else if (type == 0 && std::ferror(stream.get()) != 0) {
+        sayUnreadable(name, errno);
+    }
+    if (*chain == nullptr) {
+        stream.reset();
+        errno = 0;
+    }
+    return stream.release();
 }

@@ -24,8 +24,19 @@ struct PacketChannels {
     return packet->type & 0x0F;
 }
 
-/// Moves the line pointers of a packet's channels on to the next line.
-inline void advanceLines(Picture* record, const PacketChannels& channels) {
+/// The channels that any packet of a chain names.
+[[nodiscard]] inline PacketChannels chainChannels(const ChannelPacket* chain) {
+    unsigned mask = 0;
+    for (; chain != nullptr; chain = chain->next) {
+        mask |= chain->channels;
+    }
+    return PacketChannels(static_cast<std::uint8_t>(mask));
+}
+
+/// Moves the line pointers of a chain's channels on to the next line: by one line also where
+/// several packets name a channel, each of which is about the same line.
+inline void advanceLines(Picture* record, const ChannelPacket* chain) {
+    const PacketChannels channels = chainChannels(chain);
     for (int i = 0; i < channels.count; ++i) {
         std::uint8_t*& line = record->linePointers[channels.channel[i]];
         line = line != nullptr ? line + record->width : nullptr;

@@ -4,6 +4,7 @@
 #include "tinyPictureLine.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <iterator>
 #include <memory>
@@ -30,7 +31,9 @@ StreamWindow windowOver(std::FILE* stream, std::uint8_t* bytes, std::size_t capa
             .end = bytes,
             .endPosition = 0,
             .exact = false,
-            .ended = false};
+            .ended = false,
+            .misplaced = false,
+            .error = 0};
 }
 
 using Line = std::unique_ptr<std::uint8_t[]>;
@@ -74,7 +77,9 @@ void fetchNextLines(const Picture* record) {
     }
 }
 
-/// Decodes one scanline. Returns false when something of it was missing or damaged.
+/// Decodes one scanline. Returns false when something of it was missing, damaged or could not be
+/// read: then the window's `error` says why. A channel that two packets name is as the later one
+/// has it.
 bool readScanline(StreamWindow* window, Line* discarded, Picture* record,
                   const ChannelPacket* chain) {
     const CoderTable* coders = codersInUse();
@@ -88,11 +93,15 @@ bool readScanline(StreamWindow* window, Line* discarded, Picture* record,
         // next packet is taken to begin at the same place.
         if (channels.count > 0 && encoding < kEncodings) {
             std::uint8_t* lines[kPictureChannels] = {};
-            whole = linesOf(record, channels, discarded, lines) &&
-                    coders->read[encoding][channels.count - 1](window, width, lines) && whole;
+            if (!linesOf(record, channels, discarded, lines)) {
+                window->error = ENOMEM;
+                whole = false;
+                break;
+            }
+            whole = coders->read[encoding][channels.count - 1](window, width, lines) && whole;
         }
-        advanceLines(record, channels);
     }
+    advanceLines(record, chain);
     return whole;
 }
 
@@ -138,9 +147,14 @@ int pictureReaderScanline(PictureReader* reader, Picture* record, const ChannelP
     if (line != nullptr && line == reader->expected) {
         fetchNextLines(record);
     }
+    windowResume(&reader->window);
     const bool whole = readScanline(&reader->window, &reader->discarded, record, chain);
     reader->expected = firstLine(record);
     return whole ? 1 : 0;
+}
+
+int pictureReaderError(const PictureReader* reader) {
+    return reader->window.error;
 }
 
 std::int64_t pictureReaderPosition(const PictureReader* reader) {

@@ -2,6 +2,7 @@
 #include "tinyPictureWindow.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 
 namespace {
@@ -21,10 +22,26 @@ std::size_t wholeBlocks(std::size_t room) {
 /// Reads on behind `end`, up to `count` bytes.
 void readMore(StreamWindow* window, std::size_t count) {
     std::uint8_t* to = window->bytes + (window->end - window->bytes);
+    errno = 0;
     const std::size_t got = fread_unlocked(to, 1, count, window->stream);
     window->end = to + got;
     window->endPosition += static_cast<std::int64_t>(got);
     window->ended = got < count;
+    window->error = 0;
+    if (window->ended && ferror_unlocked(window->stream) != 0) {
+        window->error = errno != 0 ? errno : EIO;
+        if (!window->exact) {
+            clearerr_unlocked(window->stream); // it is told here, and the next read may succeed
+        }
+    }
+}
+
+/// Places the stream, which ends the window when it fails.
+bool place(StreamWindow* window, std::int64_t position) {
+    window->misplaced = fseeko(window->stream, position, SEEK_SET) != 0;
+    window->error = window->misplaced ? errno : 0;
+    window->ended = window->misplaced;
+    return !window->misplaced;
 }
 
 } // namespace
@@ -59,8 +76,7 @@ bool windowSeek(StreamWindow* window, std::int64_t position) {
     const bool goesBack = position >= 0 && position < begin && position + capacity > begin;
     const std::int64_t lead = goesBack ? std::min(position, capacity - capacity / 4) : 0;
     empty(window, position - lead);
-    window->ended = fseeko(window->stream, position - lead, SEEK_SET) != 0;
-    if (window->ended) {
+    if (!place(window, position - lead)) {
         empty(window, position);
         return false;
     }
@@ -72,8 +88,18 @@ bool windowSeek(StreamWindow* window, std::int64_t position) {
     return true;
 }
 
+void windowResume(StreamWindow* window) {
+    if (window->misplaced) {
+        place(window, window->endPosition);
+    } else if (window->error != 0) {
+        window->error = 0;
+        window->ended = false;
+    }
+}
+
 void windowSeekToEnd(StreamWindow* window) {
     const bool placed = fseeko(window->stream, 0, SEEK_END) == 0;
     empty(window, placed ? ftello(window->stream) : window->endPosition);
     window->ended = true;
+    window->error = 0;
 }

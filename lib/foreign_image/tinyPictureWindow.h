@@ -20,6 +20,8 @@ struct StreamWindow {
     std::int64_t endPosition; ///< file position of `end`
     bool exact;               ///< read from the stream no more than was asked for
     bool ended;               ///< the stream has nothing more
+    bool misplaced;           ///< ended by a seek that failed: the stream is not at `endPosition`
+    int error;                ///< errno of the read or seek that ended it, 0 at the end of the file
 };
 
 inline constexpr std::size_t kWindowSlack = 128;
@@ -35,6 +37,9 @@ std::size_t windowFill(StreamWindow* window, std::size_t need);
 /// Moves to a file position, inside the window if it can. When the stream cannot be placed there
 /// the window is ended, and the result is false.
 bool windowSeek(StreamWindow* window, std::int64_t position);
+
+/// Goes on where a read or seek failed. Nothing happens when none did.
+void windowResume(StreamWindow* window);
 
 /// Moves to the end of the file.
 void windowSeekToEnd(StreamWindow* window);

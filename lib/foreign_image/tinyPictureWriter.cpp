@@ -68,9 +68,9 @@ std::uint8_t* encodeScanline(PictureWriter* writer, Picture* record, const Chann
     const int width = std::max<int>(record->width, 0);
     std::uint8_t* to = reserve(writer, width, chain) ? writer->bytes.get() : nullptr;
     const CoderTable* coders = codersInUse();
-    for (; chain != nullptr; chain = chain->next) {
-        const PacketChannels channels(chain->channels);
-        const int encoding = packetEncoding(chain);
+    for (const ChannelPacket* packet = chain; packet != nullptr; packet = packet->next) {
+        const PacketChannels channels(packet->channels);
+        const int encoding = packetEncoding(packet);
         const std::uint8_t* lines[kPictureChannels] = {};
         if (to != nullptr && channels.count > 0 && encoding < kEncodings) {
             to = linesOf(writer, record, channels, lines)
@@ -78,8 +78,8 @@ std::uint8_t* encodeScanline(PictureWriter* writer, Picture* record, const Chann
                                                                    writer->pairs.get())
                      : nullptr;
         }
-        advanceLines(record, channels);
     }
+    advanceLines(record, chain);
     return to;
 }
 

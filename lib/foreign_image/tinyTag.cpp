@@ -6,6 +6,7 @@
 
 #include "base/limits.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
@@ -36,7 +37,8 @@ Entry* takeTable(int entries) {
     return static_cast<Entry*>(std::calloc(static_cast<std::size_t>(entries), sizeof(Entry)));
 }
 
-/// Reads one channel's row. A row that the file holds nothing of is not taken.
+/// Reads one channel's row. A row that the file holds nothing of is not taken. False without memory
+/// or on a read error; errno says which.
 bool readRow(std::FILE* stream, Tag* record, int channel, int row) {
     std::uint8_t* bits = record->channels[channel][row];
     if (bits != nullptr) {
@@ -44,13 +46,11 @@ bool readRow(std::FILE* stream, Tag* record, int channel, int row) {
     }
     unsigned word = 0;
     if (!tagReadWord(stream, &word)) {
-        return true;
+        return ferror_unlocked(stream) == 0;
     }
     bits = tagTakeRow(record, channel, row);
-    if (bits != nullptr) {
-        tagDecodeRow(stream, word, bits, record->width);
-    }
-    return bits != nullptr;
+    return bits != nullptr &&
+           (tagDecodeRow(stream, word, bits, record->width) || ferror_unlocked(stream) == 0);
 }
 
 } // namespace
@@ -133,14 +133,18 @@ int tagWriteScanline(std::FILE* stream, const Tag* record, int row) {
 }
 
 int tagReadScanline(std::FILE* stream, Tag* record, int row) {
+    errno = 0;
     if (!inRange(record, 0, row) || tagAllocateChannels(record) == 0) {
         return 0;
     }
     flockfile(stream);
-    bool taken = true;
-    for (int c = 0; c < record->channelCount && taken; ++c) {
-        taken = readRow(stream, record, c, row);
+    if (ferror_unlocked(stream) != 0) {
+        clearerr_unlocked(stream); // of an earlier scanline
+    }
+    bool read = true;
+    for (int c = 0; c < record->channelCount && read; ++c) {
+        read = readRow(stream, record, c, row);
     }
     funlockfile(stream);
-    return taken ? record->channelCount : 0;
+    return read ? record->channelCount : 0;
 }

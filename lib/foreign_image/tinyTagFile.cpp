@@ -37,22 +37,37 @@ bool sizesAreGood(const char* name, const Tag& record) {
     return true;
 }
 
-/// Takes every row, so that each can be read. False when they are too many or memory ran out.
-bool takeRows(const char* name, Tag* record) {
-    const auto total =
-        base::checkedProduct(tagRowSize(record), record->height, record->channelCount);
-    if (!total || *total > kMaxWholeTagBytes) {
-        optionPrint("tinyTag: '%s' is too large to be read as a whole.\n", name);
+void sayUnreadable(const char* name, int error) {
+    optionPrint("tinyTag: '%s' could not be read: %s.\n", name, std::strerror(error));
+}
+
+/// Reads what follows the type word.
+bool readTagHeader(std::FILE* stream, const char* name, Tag* record) {
+    std::uint8_t bytes[kTagHeaderSize];
+    if (std::fread(bytes, 1, sizeof bytes, stream) != sizeof bytes) {
+        if (std::ferror(stream) != 0) {
+            sayUnreadable(name, errno);
+        } else {
+            optionPrint("tinyTag: '%s' ends inside its header.\n", name);
+        }
         return false;
     }
-    for (int c = 0; c < record->channelCount; ++c) {
-        for (int r = 0; r < record->height; ++r) {
-            if (tagTakeRow(record, c, r) == nullptr) {
-                return false;
-            }
-        }
+    record->width = base::loadBeS16(bytes);
+    record->height = base::loadBeS16(bytes + 2);
+    record->ratio = base::loadBeFloat(bytes + 4);
+    record->fields = base::loadBeS16(bytes + 8);
+    record->channelCount = base::loadBeS16(bytes + 10);
+    return sizesAreGood(name, *record);
+}
+
+bool mayBeReadWhole(const char* name, const Tag* record) {
+    const auto total =
+        base::checkedProduct(tagRowSize(record), record->height, record->channelCount);
+    const bool fits = total && *total <= kMaxWholeTagBytes;
+    if (!fits) {
+        optionPrint("tinyTag: '%s' is too large to be read as a whole.\n", name);
     }
-    return true;
+    return fits;
 }
 
 } // namespace
@@ -80,20 +95,19 @@ std::FILE* tagWriteFileHeader(const char* name, const Tag* record) {
 
 std::FILE* tagReadFileHeader(const char* name, Tag* record) {
     base::UniqueFile stream = fileOpen(name, kEnding, 'r');
-    if (stream == nullptr || headerReadBinary(stream.get(), nullptr, nullptr) != kTypeTag) {
+    if (stream == nullptr) {
         return nullptr;
     }
-    std::uint8_t bytes[kTagHeaderSize];
-    if (std::fread(bytes, 1, sizeof bytes, stream.get()) != sizeof bytes) {
-        optionPrint("tinyTag: '%s' ends inside its header.\n", name);
-        return nullptr;
+    const std::uint32_t type = headerReadBinary(stream.get(), nullptr, nullptr);
+    if (type == kTypeTag && readTagHeader(stream.get(), name, record)) {
+        return stream.release();
     }
-    record->width = base::loadBeS16(bytes);
-    record->height = base::loadBeS16(bytes + 2);
-    record->ratio = base::loadBeFloat(bytes + 4);
-    record->fields = base::loadBeS16(bytes + 8);
-    record->channelCount = base::loadBeS16(bytes + 10);
-    return sizesAreGood(name, *record) ? stream.release() : nullptr;
+    if (type == 0 && std::ferror(stream.get()) != 0) {
+        sayUnreadable(name, errno);
+    }
+    stream.reset();
+    errno = 0;
+    return nullptr;
 }
 
 int tagWriteFile(const char* name, const Tag* record) {
@@ -119,14 +133,17 @@ Tag* tagReadFile(const char* name) {
         return nullptr;
     }
     const base::UniqueFile stream(tagReadFileHeader(name, record.get()));
-    if (stream == nullptr || !takeRows(name, record.get())) {
+    if (stream == nullptr || !mayBeReadWhole(name, record.get())) {
         return nullptr;
     }
     for (int row = 0; row < record->height && std::feof(stream.get()) == 0; ++row) {
-        tagReadScanline(stream.get(), record.get(), row);
+        if (tagReadScanline(stream.get(), record.get(), row) == 0) {
+            sayUnreadable(name, errno);
+            return nullptr;
+        }
     }
     if (std::feof(stream.get()) != 0) {
-        optionPrint("tinyTag: '%s' is cut short: what is missing is zero.\n", name);
+        optionPrint("tinyTag: '%s' is cut short or damaged: what is missing is zero.\n", name);
     }
     return record.release();
 }

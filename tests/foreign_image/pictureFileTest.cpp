@@ -2,6 +2,7 @@
 // PIC files: header and packets byte by byte, what is refused, whole pictures, damage, full disks.
 #include "pictureTesting.h"
 #include "support/captureStderr.h"
+#include "support/descriptors.h"
 #include "support/leakCounters.h"
 
 #include <algorithm>
@@ -76,6 +77,10 @@ TEST_F(PictureHeader, NamesGetTheEndingTheyLack) {
 
 TEST_F(PictureHeader, WhatIsReadAndWhatIsRefused) {
     const std::string tag = "\x00\x08\x02\x10"s;
+    std::string endless;
+    while (endless.size() < 4000) {
+        endless += "\x01\x08\x02\x00"s;
+    }
     const struct {
         const char* name;
         std::string file;
@@ -101,15 +106,19 @@ TEST_F(PictureHeader, WhatIsReadAndWhatIsRefused) {
               "\x01\x08\x02\x80\x01\x08\x02\x40\x01\x08\x02\x20\x01\x08\x02\x10"s +
                   "\x00\x08\x02\x00"s),
          false, "more channel packets than channels"},
-        {"an endless chain of empty packets", head(2, 3, std::string(4000, '\1')), false, "twice"},
-        {"a channel twice", head(2, 3, "\x01\x08\x02\xE0\x00\x08\x02\x30"s), false, "twice"},
+        {"an endless chain", head(2, 3, endless), false, "more channel packets than channels"},
+        {"a channel twice", head(2, 3, "\x01\x08\x02\xE0\x00\x08\x02\x30"s), true, ""},
+        {"channels of 16 bits", head(2, 3, "\x01\x08\x02\xE0\x00\x10\x02\x10"s), false,
+         "stores 16 bits per channel"},
         {"chained to nothing", head(2, 3, "\x01\x08\x02\xE0"s), false, "ends inside"},
         {"no packet", head(2, 3, ""), false, "ends inside its channel packets"},
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.name);
         const support::CaptureStderr captured;
+        errno = EPERM;
         const Opened opened = open(row.file);
+        EXPECT_EQ(errno, row.read ? EPERM : 0) << "errno is for files that cannot be opened";
         EXPECT_EQ(opened.stream != nullptr, row.read);
         EXPECT_EQ(opened.chain != nullptr, row.read);
         const std::string said = captured.text();
@@ -120,7 +129,7 @@ TEST_F(PictureHeader, WhatIsReadAndWhatIsRefused) {
 }
 
 TEST_F(PictureHeader, FieldsAreReadBack) {
-    std::string file = head(258, 3, "\x01\x07\x02\xE0\x00\x08\x01\x10"s);
+    std::string file = head(258, 3, "\x01\x08\x02\xE0\x00\x08\x01\x10"s);
     file.replace(96, 4, "\x40\x00\x00\x00"s);
     file.replace(100, 4, "\x00\x02\xFF\xFF"s); // padding is ignored
     const Opened opened = open(file + "x");
@@ -133,7 +142,7 @@ TEST_F(PictureHeader, FieldsAreReadBack) {
     ASSERT_NE(alpha, nullptr);
     EXPECT_EQ((std::array{opened.chain->size, opened.chain->type, opened.chain->channels,
                           alpha->size, alpha->type, alpha->channels}),
-              (std::array<std::uint8_t, 6>{7, 2, 0xE0, 8, 1, 0x10}));
+              (std::array<std::uint8_t, 6>{8, 2, 0xE0, 8, 1, 0x10}));
     EXPECT_EQ(alpha->next, nullptr);
     EXPECT_EQ(std::ftell(opened.stream.get()), 112);
 }
@@ -236,6 +245,18 @@ TEST_F(PictureWhole, EveryTruncationReadsAsZeroFromThereOn) {
         }
         EXPECT_NE(captured.text().find("cut short or damaged"), std::string::npos);
     });
+}
+
+TEST_F(PictureWhole, AReadErrorIsNotACutFile) {
+    const std::string whole = write(picture(9, 5, 0xF0));
+    for (const std::size_t given : {0UL, 50UL, 100UL, 110UL, 112UL, whole.size() - 1}) {
+        const std::string failing = dir / (std::to_string(given) + ".pic");
+        const support::FailingPipe pipe(failing, whole.substr(0, given));
+        const support::CaptureStderr captured;
+        EXPECT_EQ(UniquePicture(pictureReadFile(failing.c_str())), nullptr) << given;
+        EXPECT_EQ(captured.text(), "tinyPicture: '" + failing +
+                                       "' could not be read: Resource temporarily unavailable.\n");
+    }
 }
 
 TEST_F(PictureWhole, NoFlippedBitDoesHarm) {

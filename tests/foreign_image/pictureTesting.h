@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <gtest/gtest.h>
+#include <vector>
 
 namespace picturetesting {
 
@@ -43,7 +44,7 @@ inline UniquePicture picture(int width, int height, std::uint8_t mask) {
     return record;
 }
 
-inline Chain chainOf(std::initializer_list<std::pair<int, int>> typesAndMasks) {
+inline Chain chainOf(const std::vector<std::pair<int, int>>& typesAndMasks) {
     ChannelPacket* first = nullptr;
     ChannelPacket** link = &first;
     for (const auto& [type, mask] : typesAndMasks) {

@@ -3,6 +3,7 @@
 #include "tinyTag.h"
 
 #include "support/captureStderr.h"
+#include "support/descriptors.h"
 #include "support/leakCounters.h"
 #include "support/memoryFile.h"
 #include "testBytes.h"
@@ -331,7 +332,33 @@ TEST(TagFile, EveryTruncationAndEveryFlippedBitIsRead) {
     optionReset();
 }
 
+TEST(TagFile, AReadErrorIsNotACutFile) {
+    const support::TempDir dir;
+    const std::string whole = head(40, 2, 1) + "\xC0\x28\xC0\x05\x40\x23\xFF\xFF\xFF\xFF"s;
+    for (const std::size_t given : {0UL, 50UL, 100UL, 104UL, 106UL, 107UL, 108UL, 112UL}) {
+        const std::string failing = dir / (std::to_string(given) + ".tag");
+        const support::FailingPipe pipe(failing, whole.substr(0, given));
+        const support::CaptureStderr captured;
+        EXPECT_EQ(UniqueTag(tagReadFile(failing.c_str())), nullptr) << given;
+        EXPECT_EQ(captured.text(), "tinyTag: '" + failing +
+                                       "' could not be read: Resource temporarily unavailable.\n");
+    }
+}
+
 TEST(TagFile, ClaimsCostNothing) {
+    {
+        const support::TempDir dir;
+        const std::string path = dir.write("a.tag", head(4000, 32767, 4) + "\xFF\xFF"s);
+        rusage before{};
+        getrusage(RUSAGE_SELF, &before);
+        const UniqueTag claimed(tagReadFile(path.c_str()));
+        ASSERT_NE(claimed, nullptr);
+        EXPECT_EQ(rowOf(claimed.get(), 0, 0), ones(4000));
+        EXPECT_EQ(claimed->channels[3][32766], nullptr);
+        rusage after{};
+        getrusage(RUSAGE_SELF, &after);
+        EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 4 * 1024) << "KiB for a file of 106 bytes";
+    }
     const support::TempDir dir;
     const support::CaptureStderr captured;
     const std::string path = dir.write("a.tag", head(32767, 32767, 253) + "\xFF\xFF"s);

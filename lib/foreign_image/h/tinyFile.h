@@ -39,8 +39,8 @@ int headerWriteBinary(std::FILE* stream, const char* comment);
 /// bytes, which need not hold a zero. A version newer than `RELEASE_NUMBER` prints a warning and is
 /// otherwise accepted.
 /// Returns the type word (see `typeWord`), or 0 when the magic does not match (88 bytes have then
-/// been read) or the file ends before the type word does. `version` and `comment` are zero when the
-/// magic does not match.
+/// been read), or the file ends or cannot be read (`ferror`) before the type word. `version` and
+/// `comment` are zero when the magic does not match.
 [[nodiscard]] std::uint32_t headerReadBinary(std::FILE* stream, float* version, char* comment);
 
 /// Writes the ASCII header line of a file of the kind `typeName`, and an empty line after it.

@@ -91,11 +91,13 @@ struct ChannelPacketDisposer {
 /// Opens the file `name` (".pic" is appended unless it ends so), fills width, height, ratio and
 /// fields of the record and stores its packets in `*chain`, which must be null before and which the
 /// caller then owns. Masks and encodings are handed on as they stand: whether they can be served is
-/// for the caller to say.
+/// for the caller to say. Several packets may name the same channel, which is then as the last one
+/// has it.
 /// Returns the stream, which the caller closes, positioned at the first scanline; or null, with
-/// `*chain` null, when the file cannot be opened or is no PIC picture (no message), or when its
-/// size is outside 1 to 32767, when it ends inside header or chain, when the chain has more than
-/// four packets or names a channel twice (each with a message).
+/// `*chain` null. errno then says why the file could not be opened. It is 0 when the file was
+/// opened, but is no PIC picture (no message), cannot be read, ends inside header or chain, has a
+/// size outside 1 to 32767, more than four packets or a packet of other than 8 bits (each with a
+/// message).
 [[nodiscard]] std::FILE* pictureReadFileHeader(const char* name, Picture* record,
                                                ChannelPacket** chain);
 
@@ -105,7 +107,7 @@ int pictureWriteScanline(std::FILE* stream, Picture* record, const ChannelPacket
 
 /// Decodes one scanline to the record's line pointers and advances them. Leaves the stream exactly
 /// after the scanline without ever seeking back. What a cut or damaged scanline lacks is zero to
-/// the end of the line. Always 1.
+/// the end of the line; a read error shows in `ferror(stream)`. Always 1.
 int pictureReadScanline(std::FILE* stream, Picture* record, const ChannelPacket* chain);
 
 /// Largest sum of the planes of a picture that `pictureReadFile` reads: 512 MiB.
@@ -114,8 +116,9 @@ inline constexpr std::size_t kMaxWholePictureBytes = std::size_t{512} << 20;
 /// Reads a whole picture and closes the file. Planes exist for the channels that the file names;
 /// their memory is only reserved, and costs something only as far as the file fills it. Line
 /// pointers are null in the result. Returns a record that the caller disposes of, or null when the
-/// header is refused, the planes would exceed kMaxWholePictureBytes (with a message) or memory ran
-/// out. What a cut or damaged file lacks reads as zero, and a message says so.
+/// header is refused, the planes would exceed kMaxWholePictureBytes, the file cannot be read (each
+/// with a message) or memory ran out. What a cut or damaged file lacks reads as zero, and a message
+/// says so.
 [[nodiscard]] Picture* pictureReadFile(const char* name);
 
 /// Writes a whole picture from its planes, with the given chain or, when it is null, the default
@@ -141,15 +144,19 @@ struct PictureReaderDisposer {
     void operator()(PictureReader* reader) const noexcept { pictureReaderDispose(&reader); }
 };
 
-/// As `pictureReadScanline`. Returns 1, or 0 when the scanline was cut or damaged; it is zero then
-/// from there to its end.
+/// As `pictureReadScanline`. Returns 1, or 0 when the scanline was cut or damaged or could not be
+/// read; it is zero then from there to its end. One that could not be read may be tried again after
+/// `pictureReaderSeek` to where it begins.
 int pictureReaderScanline(PictureReader* reader, Picture* record, const ChannelPacket* chain);
+
+/// errno of the read, seek or allocation that failed the scanline; 0 when that was cut or damaged.
+[[nodiscard]] int pictureReaderError(const PictureReader* reader);
 
 /// The file position of the next scanline.
 [[nodiscard]] std::int64_t pictureReaderPosition(const PictureReader* reader);
 
 /// Goes to a file position, which costs nothing inside the window. Returns 1, or 0 when the stream
-/// cannot be placed there; it then reads as a file that has ended.
+/// cannot be placed there; `pictureReaderError` then says why, and the next scanline tries again.
 int pictureReaderSeek(PictureReader* reader, std::int64_t position);
 
 /// Places the stream itself where the reader stands, for somebody who takes the stream over.

@@ -58,9 +58,10 @@ void tagDropRow(Tag* record, int row);
 
 /// Opens the file `name` (".tag" is appended unless it ends so) and fills sizes, ratio and fields
 /// of the record. Channels are not allocated. Returns the stream, which the caller closes,
-/// positioned at the first scanline; or null when the file cannot be opened or is no TAG (no
-/// message), when it ends inside the header, or when width or height is outside 1 to 32767 or the
-/// channel count outside 1 to 253 (each with a message).
+/// positioned at the first scanline; or null. errno then says why the file could not be opened. It
+/// is 0 when the file was opened, but is no TAG (no message), cannot be read, ends inside the
+/// header, has a width or height outside 1 to 32767 or a channel count outside 1 to 253 (each with
+/// a message).
 [[nodiscard]] std::FILE* tagReadFileHeader(const char* name, Tag* record);
 
 /// Appends row `row` of every channel as one scanline. Returns the channel count, or 0 when `row`
@@ -70,8 +71,8 @@ int tagWriteScanline(std::FILE* stream, const Tag* record, int row);
 /// Reads one scanline into row `row` of every channel, allocating tables and rows that do not exist
 /// yet. What a cut scanline lacks is zero; the end-of-file indicator of the stream is set exactly
 /// when something was missing. A row of which the file holds nothing is not taken. The stream is
-/// left exactly after the scanline. Returns the channel count, or 0 when `row` is out of range or
-/// memory ran out.
+/// left exactly after the scanline. Returns the channel count, or 0 when `row` is out of range, the
+/// stream cannot be read (`ferror` is set) or memory ran out; errno says which of the latter.
 int tagReadScanline(std::FILE* stream, Tag* record, int row);
 
 /// Writes a whole matte and closes the file. Returns 1, or 0 when the file could not be opened. A
@@ -81,8 +82,8 @@ int tagWriteFile(const char* name, const Tag* record);
 /// Largest sum of the rows of a matte that `tagReadFile` reads: 512 MiB.
 inline constexpr std::size_t kMaxWholeTagBytes = std::size_t{512} << 20;
 
-/// Reads a whole matte and closes the file; every row of the result exists. Returns a record that
-/// the caller disposes of, or null when the header is refused, the rows would exceed
-/// kMaxWholeTagBytes (with a message) or memory ran out. What a cut file lacks reads as zero, and a
-/// message says so.
+/// Reads a whole matte and closes the file. Returns a record that the caller disposes of, or null
+/// when the header is refused, all rows would exceed kMaxWholeTagBytes or the file cannot be read
+/// (each with a message). What a cut file lacks reads as zero, and a message says so; rows of which
+/// it holds nothing are null, so that a claim costs nothing.
 [[nodiscard]] Tag* tagReadFile(const char* name);
