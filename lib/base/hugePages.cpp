@@ -2,6 +2,7 @@
 #include "hugePages.h"
 
 #include <cstdint>
+#include <cstring>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -10,6 +11,9 @@ namespace base {
 namespace {
 
 constexpr std::size_t kHugePage = std::size_t{2} << 20;
+
+/// What is populated at once: a fraction of a millisecond's work.
+constexpr std::size_t kPiece = 4 * kHugePage;
 
 // Of the system call; older headers have no names for them.
 constexpr int kPopulateRead = 22; // since Linux 5.14
@@ -62,6 +66,30 @@ void useHugePages(void* memory, std::size_t bytes) {
 /// beforehand costs more.
 void populate(void* memory, std::size_t bytes) {
     static_cast<void>(::madvise(memory, bytes, kPopulateRead));
+}
+
+void PopulateBackwards::reach(char* at) {
+    if (at >= done_) {
+        return;
+    }
+    // In whole huge pages of the memory: the system wants pages, and addresses are theirs.
+    const auto offset = static_cast<std::size_t>(at - begin_) / kPiece * kPiece;
+    populate(begin_ + offset, static_cast<std::size_t>(done_ - begin_) - offset);
+    done_ = begin_ + offset;
+}
+
+void clear(void* memory, std::size_t bytes) {
+    const auto page = static_cast<std::size_t>(::getpagesize());
+    const std::size_t head = roundUp(reinterpret_cast<std::uintptr_t>(memory), page) -
+                             reinterpret_cast<std::uintptr_t>(memory);
+    char* const at = static_cast<char*>(memory);
+    if (bytes < kHugePage || ::madvise(at + head, (bytes - head) / page * page, MADV_REMOVE) != 0) {
+        std::memset(at, 0, bytes);
+        return;
+    }
+    const std::size_t tail = (bytes - head) % page;
+    std::memset(at, 0, head);
+    std::memset(at + bytes - tail, 0, tail);
 }
 
 } // namespace base

@@ -32,4 +32,22 @@ void useHugePages(void* memory, std::size_t bytes);
 /// every page, which takes half as long again.
 void populate(void* memory, std::size_t bytes);
 
+/// The same piece by piece, from the end of the memory to its beginning, each just before it is
+/// used: for whoever may find that there is nothing to be put there.
+class PopulateBackwards {
+  public:
+    PopulateBackwards(char* memory, std::size_t bytes) : begin_(memory), done_(memory + bytes) {}
+
+    /// Everything from `at` on, which lies in the memory, is going to be used.
+    void reach(char* at);
+
+  private:
+    char* begin_;
+    char* done_; ///< populated from here on
+};
+
+/// Zeroes memory. Large shared memory gives back its pages, so that it costs nothing until somebody
+/// looks.
+void clear(void* memory, std::size_t bytes);
+
 } // namespace base

@@ -3,6 +3,7 @@
 
 #include "base/uniqueFd.h"
 
+#include <cerrno>
 #include <fcntl.h>
 
 namespace base {
@@ -16,6 +17,17 @@ UniqueFile openFile(const char* path, char mode) {
         (void)fd.release();
     }
     return file;
+}
+
+int closeWritten(UniqueFile file) {
+    errno = 0;
+    const bool failedBefore = std::ferror(file.get()) != 0;
+    const bool flushed = std::fflush(file.get()) == 0;
+    int reason = flushed ? 0 : errno;
+    if (std::fclose(file.release()) != 0 && reason == 0) {
+        reason = errno;
+    }
+    return failedBefore && reason == 0 ? EIO : reason;
 }
 
 } // namespace base

@@ -17,14 +17,3 @@ base::UniqueFile fileOpen(const char* name, std::string_view ending, char mode) 
         return nullptr;
     }
 }
-
-int fileCloseWritten(std::FILE* stream) {
-    errno = 0;
-    const bool failedBefore = std::ferror(stream) != 0;
-    const bool flushed = std::fflush(stream) == 0;
-    int reason = flushed ? 0 : errno;
-    if (std::fclose(stream) != 0 && reason == 0) {
-        reason = errno;
-    }
-    return failedBefore && reason == 0 ? EIO : reason;
-}

@@ -15,7 +15,3 @@
 /// Opens the completed name for reading ('r') or writing ('w'), see base::openFile.
 /// Null, with errno ENOMEM, also when there is no memory for the name.
 [[nodiscard]] base::UniqueFile fileOpen(const char* name, std::string_view ending, char mode);
-
-/// Closes a stream that was written to. Returns 0, or the errno of a write that failed, now or
-/// earlier (EIO when an earlier one left no reason).
-[[nodiscard]] int fileCloseWritten(std::FILE* stream);

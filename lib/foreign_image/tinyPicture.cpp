@@ -129,7 +129,7 @@ int pictureWriteFile(const char* name, Picture* record, const ChannelPacket* cha
         return 1;
     }
     const int lineError = writePlanes(stream, record, packets);
-    const int closeError = fileCloseWritten(stream);
+    const int closeError = base::closeWritten(base::UniqueFile(stream));
     if (const int error = lineError != 0 ? lineError : closeError; error != 0) {
         optionPrint("tinyPicture: '%s' could not be written: %s.\n", name, std::strerror(error));
     }

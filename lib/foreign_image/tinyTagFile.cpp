@@ -120,7 +120,7 @@ int tagWriteFile(const char* name, const Tag* record) {
         tagWriteScanline(stream, record, row);
     }
     const int rowError = std::ferror(stream) != 0 ? errno : 0;
-    const int closeError = fileCloseWritten(stream);
+    const int closeError = base::closeWritten(base::UniqueFile(stream));
     if (const int error = rowError != 0 ? rowError : closeError; error != 0) {
         optionPrint("tinyTag: '%s' could not be written: %s.\n", name, std::strerror(error));
     }

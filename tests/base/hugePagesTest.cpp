@@ -5,7 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <sys/mman.h>
+#include <vector>
 
 namespace {
 
@@ -54,6 +56,24 @@ TEST(HugePagesTest, aBlockHoldsWhatItHeldForEveryProcess) {
         EXPECT_EQ(block.bytes()[size / 2 - 1], 0) << "both still see the same memory";
         EXPECT_EQ(block.bytes()[size - 1], byteAt(size - 1));
         shmdt(again);
+    }
+}
+
+TEST(HugePagesTest, clearedMemoryIsZeroAndTakesNoPages) {
+    constexpr std::size_t kSize = 7 * kMiB;
+    for (const std::size_t bytes : {std::size_t{100}, kMiB, 5 * kMiB + 77}) {
+        SCOPED_TRACE(bytes);
+        const support::SharedBlock block(kSize);
+        std::uint8_t* const at = block.bytes() + 4000;
+        std::memset(block.bytes(), 0xA7, kSize);
+        base::clear(at, bytes);
+        EXPECT_TRUE(at[-1] == 0xA7 && at[bytes] == 0xA7);
+        std::vector<unsigned char> pages(kSize / 4096);
+        mincore(block.bytes(), kSize, pages.data());
+        const auto resident =
+            std::count_if(pages.begin(), pages.end(), [](auto page) { return (page & 1) != 0; });
+        EXPECT_EQ(resident<600, bytes> 2 * kMiB) << resident;
+        EXPECT_EQ(std::count(at, at + bytes, 0), static_cast<std::ptrdiff_t>(bytes));
     }
 }
 

@@ -54,14 +54,14 @@ class FileDriver : public Driver {
     int get(std::string& block, long y) {
         return with(block.size(), [&] { return this->getLine(block.data(), 0, 0, y); });
     }
-    int put(std::string block, long y) {
-        return with(block.size(), [&] { return this->putLine(block.data(), 0, 0, y); });
+    int put(const std::string& block, long y) {
+        return with(block.size(), [&] { return this->putLine(writable(block), 0, 0, y); });
     }
     int getAll(std::string& block) {
         return with(block.size(), [&] { return this->getCache(block.data(), 0, 0); });
     }
-    int putAll(std::string block) {
-        return with(block.size(), [&] { return this->putCache(block.data(), 0, 0); });
+    int putAll(const std::string& block) {
+        return with(block.size(), [&] { return this->putCache(writable(block), 0, 0); });
     }
 
     /// Bytes of a line as the driver gives it.
@@ -82,6 +82,9 @@ class FileDriver : public Driver {
     }
 
   private:
+    /// A put request does not change the block.
+    static char* writable(const std::string& block) { return const_cast<char*>(block.data()); }
+
     template <typename Operation>
     int with(std::size_t bytes, Operation operation) {
         this->blockBytes = bytes;

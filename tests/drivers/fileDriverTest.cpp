@@ -3,6 +3,8 @@
 // driverUnderTest.h says what differs.
 #include "driverUnderTest.h"
 
+#include "support/descriptors.h"
+#include "support/failingMemory.h"
 #include "support/memoryFile.h"
 
 #include <algorithm>
@@ -56,6 +58,7 @@ TEST_F(FileDriverTest, IdentityIsWhatHostsLookFor) {
     EXPECT_EQ(driver.formatCount, 1);
     EXPECT_EQ(driver.currentFormat, kFirstFormat);
     EXPECT_EQ(driver.format(0), (std::vector{4, 8, 8, 0x40, 0x20, 0x10, 0x08}));
+    EXPECT_EQ(driver.devicePredicate(), kSaysThatItWorks ? 1 : 0);
 }
 
 // --- Connecting ----------------------------------------------------------------------------------
@@ -64,6 +67,7 @@ TEST_F(FileDriverTest, RefusalsLeaveNothingOpen) {
     constexpr const char* kSize = "outside 1 to 32767";
     const std::string created = in("x");
     std::vector<Refusal> cases = refusals(folder);
+    std::filesystem::create_symlink("/proc/self/mem", in("mem"));
     const Refusal ofAll[] = {
         {"missing file", in("missing"), 0, "No such file"},
         {"missing folder", in("gone/a"), 1, "No such file"},
@@ -71,6 +75,7 @@ TEST_F(FileDriverTest, RefusalsLeaveNothingOpen) {
          nullptr},
         {"empty", folder.write("empty" + std::string(kEnding), ""), 0, nullptr},
         {"FIFO without a writer", folder.fifo("in" + std::string(kEnding)), 0, nullptr},
+        {"a file that cannot be read", in("mem"), 0, "Input/output error"},
         {"width 0", created, 1, kSize, 0, 1},
         {"width 32768", created, 1, kSize, 32768, 1},
         {"width 65537", created, 1, kSize, 65537, 1},
@@ -281,11 +286,27 @@ TEST_F(FileDriverTest, WhereverADiskEndsOnlyOksMeanAWholeFile) {
     }
 }
 
+TEST_F(FileDriverTest, AHeaderThatWasNotWrittenIsALoss) {
+    ASSERT_NO_FATAL_FAILURE(writeLines(in("whole"), {5, 4, 3, 2, 1, 0}));
+    const support::CaptureStderr said;
+    const int connected = [&] {
+        const FileSizeLimit full(100); // enough for a line on stderr, for no header of a PIC
+        return driver.write(in("a"), kWidth, kHeight);
+    }();
+    for (int y = kHeight; connected == 0 && y-- > 0;) {
+        EXPECT_EQ(driver.put(hostLine(kWidth, y), y), 0);
+    }
+    const bool ok = driver.disconnectFromFile() == 1;
+    EXPECT_EQ(ok, connected == 0);
+    EXPECT_EQ(ok, support::contentOf(in("a")) == support::contentOf(in("whole")));
+    EXPECT_EQ(said.lines(), ok ? 0 : 1);
+}
+
 TEST_F(FileDriverTest, ConnectingAgainTellsOfALossAndRunsNoCommand) {
-    std::filesystem::create_symlink("/dev/full", in("full"));
     for (int connection = 0; connection < 2; ++connection) {
         const support::CaptureStderr said;
         ASSERT_EQ(driver.write(in("full"), 4, 1), 0);
+        ASSERT_EQ(support::replaceDescriptors(in("full"), "/dev/full"), 1);
         ASSERT_EQ(driver.put(hostLine(4, 1), 0), 0) << "still in the buffer";
         EXPECT_EQ(driver.connect(in("b"), 1), -1);
         EXPECT_EQ(driver.postWrites, connection);
@@ -295,6 +316,40 @@ TEST_F(FileDriverTest, ConnectingAgainTellsOfALossAndRunsNoCommand) {
         EXPECT_EQ(driver.postWrites, connection + 1) << "for a file that was whole";
         driver.disconnectFromFile();
     }
+}
+
+TEST_F(FileDriverTest, WithoutMemoryARequestIsAnsweredWithAnError) {
+    const std::string path = in("a");
+    std::string lines[kHeight];
+    for (int y = 0; y < kHeight; ++y) {
+        lines[y] = hostLine(kWidth, y);
+    }
+    ASSERT_NO_FATAL_FAILURE(writeLines(path, {5, 4, 3, 2, 1, 0}));
+    const std::string whole = support::contentOf(path);
+    const support::CaptureStderr said;
+    bool ok = false;
+    std::string block(lines[0].size(), 'x');
+    support::withEachAllocationFailing(
+        [&] {
+            ok = driver.read(path) == 0;
+            for (const int y : {5, 4, 0, 2, 1}) { // kept lines, too
+                const bool got = ok && driver.get(block, y) == 0;
+                EXPECT_TRUE(!got || block == lines[y]);
+                ok = got;
+            }
+            driver.disconnectFromFile();
+        },
+        [&](bool failed) { EXPECT_TRUE(ok || failed); });
+    support::withEachAllocationFailing(
+        [&] {
+            ok = driver.write(path, kWidth, kHeight) == 0;
+            for (const int y : {5, 4, 1, 2, 3, 0}) {
+                ok = ok && driver.put(lines[y], y) == 0;
+            }
+            ok = driver.disconnectFromFile() == 1 && ok;
+        },
+        [&](bool failed) { EXPECT_TRUE(ok ? support::contentOf(path) == whole : failed); });
+    EXPECT_EQ(said.text().find("damaged"), std::string::npos) << said.text();
 }
 
 // --- Damage --------------------------------------------------------------------------------------
@@ -356,11 +411,19 @@ TEST_F(FileDriverTest, EveryTruncationServesWhatIsThereAndZeros) {
                 last = whole;
                 EXPECT_LE(said.lines(), 1) << said.text();
                 ASSERT_EQ(driver.read(path), 0);
+                std::string all(lines.size() * driver.lineBytes(), sample.before);
+                ASSERT_EQ(driver.getAll(all), 0);
+                for (std::size_t y = 1; y < lines.size();
+                     ++y) { // the bottom row may be the top one
+                    EXPECT_EQ(all.substr(y * driver.lineBytes(), driver.lineBytes()), lines[y])
+                        << y;
+                }
+                ASSERT_EQ(driver.read(path), 0);
                 for (std::size_t y = 0; y < lines.size(); ++y) {
                     EXPECT_EQ(driver.line(static_cast<long>(y), sample.before), lines[y]) << y;
                 }
             }
-            EXPECT_LE(said.lines(), 2) << said.text();
+            EXPECT_LE(said.lines(), 3) << said.text();
         }
         EXPECT_GE(last, sample.lines.size() - 1) << sample.name;
         file.set(sample.bytes);
@@ -368,6 +431,35 @@ TEST_F(FileDriverTest, EveryTruncationServesWhatIsThereAndZeros) {
         ASSERT_EQ(driver.read(path), 0);
         EXPECT_EQ(linesFromTheTop(sample), sample.lines) << sample.name;
         EXPECT_EQ(said.text(), "");
+    }
+}
+
+TEST_F(FileDriverTest, AReadErrorIsAnErrorAndNotDamage) {
+    constexpr int kWide = 6000;
+    constexpr int kHigh = 40; // more than any reader reads ahead
+    for (const std::string& path : {in("a"), folder / ("b" + std::string(kSecondEnding))}) {
+        ASSERT_EQ(startWriting(driver, path, kWide, kHigh), 0);
+        for (int y = kHigh; y-- > 0;) {
+            ASSERT_EQ(driver.put(noise(kWide, y), y), 0);
+        }
+        ASSERT_EQ(driver.disconnectFromFile(), 1);
+        for (const bool atOnce : {false, true}) {
+            SCOPED_TRACE(path + (atOnce ? ", at once" : ", line by line"));
+            ASSERT_EQ(driver.read(path), 0);
+            std::string block(driver.lineBytes() * (atOnce ? kHigh : 1), '\0');
+            const support::CaptureStderr said;
+            ASSERT_EQ(support::replaceDescriptors(path, "/"), 1);
+            int oks = 0;
+            while (oks < kHigh &&
+                   (atOnce ? driver.getAll(block) : driver.get(block, kHigh - 1 - oks)) == 0) {
+                ++oks;
+            }
+            EXPECT_LT(oks, kHigh);
+            EXPECT_EQ(driver.get(block, 0), -1);
+            EXPECT_EQ(said.text(),
+                      kMe + (": Unable to read file '" + path) + "' - Is a directory.\n");
+            driver.disconnectFromFile();
+        }
     }
 }
 

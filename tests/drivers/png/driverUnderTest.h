@@ -21,6 +21,7 @@ inline constexpr const char* kVendor = "Tarvo Works";
 inline constexpr const char* kFormatName = "PNG";
 inline constexpr const char* kEnding = ".png";
 inline constexpr const char* kSecondEnding = "without"; // the name is used as it stands
+inline constexpr bool kSaysThatItWorks = true;
 inline constexpr int kFirstFormat = 0;
 inline constexpr int kClosedAfterReading = 0;
 inline constexpr bool kRefusedBoundsMoveTheOrigin = false;
@@ -67,5 +68,6 @@ inline std::vector<Claim> claims() {
     const std::string interlaced = makePng({8, 8, PNG_COLOR_TYPE_RGB_ALPHA, 8, true});
     return {{"a.png", withSize(makePng({8, 8}), 32767, 32767)},
             {"b.png", withSize(interlaced, 11000, 11000)},
-            {"c.png", withSize(interlaced, 32767, 32767), false}};
+            {"c.png", withSize(interlaced, 32767, 32767), false},
+            {"chunk.png", makePng({1, 1}).substr(0, 33) + "\x7F\xFF\xFF\xFFtEXtmore", false}};
 }

@@ -65,6 +65,7 @@ inline constexpr const char* kVendor = "SOFTIMAGE Inc.";
 inline constexpr const char* kFormatName = "SOFTIMAGE";
 inline constexpr const char* kEnding = ".pic";
 inline constexpr const char* kSecondEnding = ".tag";
+inline constexpr bool kSaysThatItWorks = false;
 inline constexpr int kFirstFormat = -1;
 inline constexpr int kClosedAfterReading = 1;
 inline constexpr bool kRefusedBoundsMoveTheOrigin = true;
@@ -90,6 +91,7 @@ inline std::vector<Refusal> refusals(const support::TempDir& folder) {
         {"PIC of height -1", pic("h.pic", 1, 65535, kRgbaRaw), 0, "32767"},
         {"TAG of 0 channels", tag("0.tag", 0), 0, "253"},
         {"TAG of 254 channels", tag("254.tag", 254), 0, "253"},
+        {"channels of 16 bits", pic("16.pic", 1, 1, "001000F0"), 0, "stores 16 bits per channel"},
         {"five packets", pic("5.pic", 1, 1, "01080080 01080040 01080020 01080010 00080010"), 0, ""},
         {"endless packets", pic("endless.pic", 1, 1, "010800E0"), 0, ""},
     };

@@ -47,24 +47,6 @@ TEST_F(SoftimageTest, MatteBitsArePackedFromBitZeroUpwards) {
     }
 }
 
-TEST_F(SoftimageTest, ALineThatNoMemoryWasLeftForCanBeReadAgain) {
-    const std::string path = folder.write("m.tag", matte(20, 2, 1, {kOnes | 20, kOnes | 20}));
-    ASSERT_EQ(filter.read(path), 0);
-    std::string block(6, '\0');
-    for (const long y : {1L, 0L}) {
-        const support::CaptureStderr said;
-        filter.tag->width = 0; // as without memory: the toolkit has no row to read to
-        EXPECT_EQ(filter.get(block, y), -1);
-        EXPECT_EQ(filter.getAll(block), -1);
-        filter.tag->width = 20;
-        const std::string reason =
-            "Softimage Filter: Unable to read file '" + path + "' - Cannot allocate memory.\n";
-        EXPECT_EQ(said.text(), reason + reason);
-    }
-    EXPECT_EQ(filter.line(1), bytes("FFFF0F"));
-    EXPECT_EQ(filter.line(0), bytes("FFFF0F"));
-}
-
 TEST_F(SoftimageTest, AWrittenMatteHoldsMirroredRowsInItsLowerHalf) {
     ASSERT_EQ(filter.write(folder / "m.tag", 20, 4, 1), 0);
     const bool sent[] = {true, false, true, true}; // from the top

@@ -6,6 +6,8 @@
 #include "pngPicture.h"
 #include "pngWriter.h"
 
+#include <cstdio>
+#include <cstring>
 #include <new>
 
 using namespace png_filter;
@@ -65,7 +67,7 @@ int TDR_PngFilter::connectToFile(char* name, int mode) {
     if (!open) {
         return -1;
     }
-    openName_ = name;
+    std::snprintf(openName_, sizeof openName_, "%s", name);
     damageSaid_ = false;
     failureSaid_ = false;
     return 0;
@@ -84,11 +86,11 @@ void TDR_PngFilter::refuse(const char* name, const char* reason) const {
 }
 
 bool TDR_PngFilter::openForReading(const char* name) {
-    std::string reason;
-    reading_ = PngPicture::open(name, reason);
+    PngReport report;
+    reading_ = PngPicture::open(name, report);
     if (!reading_) {
-        if (!reason.empty()) {
-            refuse(name, reason.c_str());
+        if (*report.reason() != '\0') {
+            refuse(name, report.reason());
         }
         return false;
     }
@@ -103,10 +105,10 @@ bool TDR_PngFilter::createFile(const char* name) {
                   bounds[2], bounds[3], base::kMaxPictureSide);
         return false;
     }
-    std::string reason;
-    writing_ = PngWriter::create(name, bounds[2], bounds[3], reason);
+    PngReport report;
+    writing_ = PngWriter::create(name, bounds[2], bounds[3], report);
     if (!writing_) {
-        refuse(name, reason.c_str());
+        refuse(name, report.reason());
     }
     return writing_ != nullptr;
 }
@@ -123,10 +125,25 @@ int TDR_PngFilter::disconnectFromFile() {
 }
 
 void TDR_PngFilter::noteWriteFailure() {
-    if (!writing_->error().empty() && !failureSaid_) {
-        base::say("%s: Unable to write file '%s' - %s.\n", me, openName_.c_str(),
-                  writing_->error().c_str());
+    if (*writing_->error() != '\0' && !failureSaid_) {
+        base::say("%s: Unable to write file '%s' - %s.\n", me, openName_, writing_->error());
         failureSaid_ = true;
+    }
+}
+
+void TDR_PngFilter::noteReadFailure() {
+    if (!failureSaid_) {
+        base::say("%s: Unable to read file '%s' - %s.\n", me, openName_,
+                  std::strerror(reading_->systemError()));
+        failureSaid_ = true;
+    }
+}
+
+void TDR_PngFilter::noteDamage() {
+    if (*reading_->damage() != '\0' && !damageSaid_) {
+        base::say("%s: File '%s' is cut short or damaged (%s) - What is missing reads as zero.\n",
+                  me, openName_, reading_->damage());
+        damageSaid_ = true;
     }
 }
 
@@ -143,11 +160,9 @@ bool TDR_PngFilter::mayTransfer(const void* file, std::size_t bytes) const {
 bool TDR_PngFilter::getRow(long y, char* line) {
     const bool got = reading_->readRow(static_cast<int>(bounds[3] - 1 - y),
                                        reinterpret_cast<std::uint8_t*>(line));
-    if (!reading_->damage().empty() && !damageSaid_) {
-        base::say("%s: File '%s' is cut short or damaged (%s) - What is missing reads as "
-                  "zero.\n",
-                  me, openName_.c_str(), reading_->damage().c_str());
-        damageSaid_ = true;
+    noteDamage();
+    if (!got) {
+        noteReadFailure();
     }
     return got;
 }
@@ -169,14 +184,22 @@ int TDR_PngFilter::putLine(char* block, int, long, long y) {
 
 int TDR_PngFilter::getCache(char* block, int, long) {
     const std::size_t bytes = lineBytes() * static_cast<std::size_t>(bounds[3]);
-    bool whole = mayTransfer(reading_.get(), bytes);
-    if (whole) {
-        base::populate(block, bytes);
+    if (!mayTransfer(reading_.get(), bytes)) {
+        return -1;
     }
-    for (long y = bounds[3] - 1; whole && y >= 0; --y) {
-        whole = getRow(y, block + static_cast<std::size_t>(y) * lineBytes());
+    base::PopulateBackwards pages(block, bytes);
+    for (long y = bounds[3] - 1; y >= 0; --y) {
+        if (bounds[3] - 1 - y >= reading_->wholeRows()) { // nothing but zeros down to the bottom
+            base::clear(block, static_cast<std::size_t>(y + 1) * lineBytes());
+            return 0;
+        }
+        char* const line = block + static_cast<std::size_t>(y) * lineBytes();
+        pages.reach(line);
+        if (!getRow(y, line)) {
+            return -1;
+        }
     }
-    return whole ? 0 : -1;
+    return 0;
 }
 
 int TDR_PngFilter::putCache(char* block, int, long) {

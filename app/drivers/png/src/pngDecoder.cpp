@@ -4,6 +4,8 @@
 #include "base/byteOrder.h"
 #include "base/limits.h"
 
+#include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <new>
 
@@ -17,24 +19,8 @@ constexpr std::size_t kWidthOffset = 16;
 constexpr std::size_t kHeightOffset = 20;
 constexpr std::size_t kHeadSize = 24;
 
-/// Looks at the head of a file, which libpng's words would not tell apart: false when it is no PNG,
-/// with `reason` when it is one of a size that is not served.
-bool checkHead(std::FILE* stream, std::string& reason) {
-    std::uint8_t head[kHeadSize];
-    const std::size_t got = std::fread(head, 1, sizeof head, stream);
-    std::rewind(stream);
-    if (got < kSignatureSize || png_sig_cmp(head, 0, kSignatureSize) != 0) {
-        return false;
-    }
-    const std::uint32_t width = base::loadBe32(head + kWidthOffset);
-    const std::uint32_t height = base::loadBe32(head + kHeightOffset);
-    if (got == kHeadSize && (!base::isPictureSide(width) || !base::isPictureSide(height))) {
-        reason = "Size " + std::to_string(width) + " x " + std::to_string(height) +
-                 " is outside 1 to " + std::to_string(base::kMaxPictureSide);
-        return false;
-    }
-    return true;
-}
+/// Most memory for a single chunk: the palette and its transparency are less than 1 KiB.
+constexpr std::size_t kMostChunkBytes = std::size_t{64} << 10;
 
 /// Asks libpng for host pixels, whatever the file holds.
 void requestHostPixels(png_structp png) {
@@ -49,18 +35,62 @@ void requestHostPixels(png_structp png) {
 
 } // namespace
 
-std::unique_ptr<PngDecoder> PngDecoder::open(const char* path, std::string& reason) {
-    reason.clear();
+std::unique_ptr<PngDecoder> PngDecoder::open(const char* path, PngReport& report) {
+    report = {};
     base::UniqueFile stream = base::openFile(path, 'r');
-    if (!stream || !checkHead(stream.get(), reason)) {
+    if (!stream) {
+        report.systemError = errno == ENOENT ? 0 : errno;
         return nullptr;
     }
     std::unique_ptr<PngDecoder> decoder(new (std::nothrow) PngDecoder(std::move(stream)));
-    if (!decoder || !decoder->start()) {
-        reason = decoder && decoder->error()[0] != '\0' ? decoder->error() : kNoMemory;
-        return nullptr;
+    if (!decoder) {
+        report.systemError = ENOMEM;
+    } else if (!decoder->checkHead() || !decoder->toBegin() || !decoder->start()) {
+        report = decoder->report_;
+        decoder.reset();
     }
     return decoder;
+}
+
+/// Looks at the head of a file, which libpng's words would not tell apart: false when it is not a
+/// PNG, with a report when it cannot be read or is a PNG of a size that is not served.
+bool PngDecoder::checkHead() {
+    std::uint8_t head[kHeadSize];
+    const std::size_t got = std::fread(head, 1, sizeof head, stream_.get());
+    if (std::ferror(stream_.get()) != 0) {
+        report_.systemError = errno == EISDIR ? 0 : errno; // a folder is not a PNG
+        return false;
+    }
+    if (got < kSignatureSize || png_sig_cmp(head, 0, kSignatureSize) != 0) {
+        return false;
+    }
+    const std::uint32_t width = base::loadBe32(head + kWidthOffset);
+    const std::uint32_t height = base::loadBe32(head + kHeightOffset);
+    if (got == kHeadSize && (!base::isPictureSide(width) || !base::isPictureSide(height))) {
+        std::snprintf(report_.text, sizeof report_.text, "Size %u x %u is outside 1 to %d", width,
+                      height, base::kMaxPictureSide);
+        return false;
+    }
+    return true;
+}
+
+bool PngDecoder::toBegin() {
+    if (::fseeko(stream_.get(), 0, SEEK_SET) != 0) {
+        report_.systemError = errno;
+        return false;
+    }
+    return true;
+}
+
+void PngDecoder::readBytes(png_structp png, png_bytep bytes, png_size_t count) {
+    auto* decoder = static_cast<PngDecoder*>(png_get_io_ptr(png));
+    errno = 0;
+    if (std::fread(bytes, 1, count, decoder->stream_.get()) != count) {
+        if (std::ferror(decoder->stream_.get()) != 0) {
+            decoder->report_.systemError = errno != 0 ? errno : EIO;
+        }
+        png_error(png, "it ends too early");
+    }
 }
 
 PngDecoder::~PngDecoder() {
@@ -72,14 +102,20 @@ void PngDecoder::stop() {
 }
 
 bool PngDecoder::start() {
-    png_ = png_create_read_struct(PNG_LIBPNG_VER_STRING, &report_, reportError, ignoreWarning);
+    png_ = createReader(&report_);
     info_ = png_ != nullptr ? png_create_info_struct(png_) : nullptr;
     if (info_ == nullptr) {
+        report_.systemError = ENOMEM;
         return false;
     }
     return guarded(png_, [this] {
-        png_init_io(png_, stream_.get());
+        png_set_read_fn(png_, this, readBytes);
         png_set_user_limits(png_, base::kMaxPictureSide, base::kMaxPictureSide);
+        // Palette and transparency only: any other ancillary chunk may claim two gigabytes, which
+        // libpng would take and clear, or hold text that takes seconds to expand.
+        png_set_keep_unknown_chunks(png_, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
+        png_set_chunk_malloc_max(png_, kMostChunkBytes);
+        png_set_chunk_cache_max(png_, 1);
         png_read_info(png_, info_);
         requestHostPixels(png_);
         passes_ = png_set_interlace_handling(png_);
@@ -97,8 +133,7 @@ bool PngDecoder::restart() {
     const int height = height_;
     stop();
     nextRow_ = 0;
-    std::rewind(stream_.get());
-    const bool same = start() && width_ == width && height_ == height && !interlaced();
+    const bool same = toBegin() && start() && width_ == width && height_ == height && !interlaced();
     width_ = width;
     height_ = height;
     lost_ = !same;

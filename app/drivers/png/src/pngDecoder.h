@@ -8,7 +8,7 @@
 
 #include <cstdint>
 #include <memory>
-#include <string>
+#include <utility>
 
 namespace png_filter {
 
@@ -21,8 +21,8 @@ inline constexpr int kBytesPerPixel = 4;
 class PngDecoder {
   public:
     /// Opens `path` and reads everything before the first row. Null when that cannot be had: then
-    /// `reason` says why, or is empty when the file is no PNG at all (or cannot be opened).
-    [[nodiscard]] static std::unique_ptr<PngDecoder> open(const char* path, std::string& reason);
+    /// `report` says why, or nothing when there is no such file or it is not a PNG.
+    [[nodiscard]] static std::unique_ptr<PngDecoder> open(const char* path, PngReport& report);
 
     PngDecoder(const PngDecoder&) = delete;
     PngDecoder& operator=(const PngDecoder&) = delete;
@@ -36,24 +36,27 @@ class PngDecoder {
     [[nodiscard]] int nextRow() const { return nextRow_; }
 
     /// Decodes the next row of a picture that is not interlaced into `row` (width × 4 bytes).
-    /// False when the file is damaged here: the row is then cleared if it could not be had, and all
-    /// that follow are.
+    /// False when the file is damaged here or cannot be read: the row is then cleared if it could
+    /// not be had, and all that follow are.
     bool readRow(std::uint8_t* row);
 
     /// Decodes an interlaced picture into `rows` (height × width × 4 bytes, cleared by the
-    /// caller). False when the file is damaged: what could be had is there.
+    /// caller). False when the file is damaged or cannot be read: what could be had is there.
     bool readInterlaced(std::uint8_t* rows);
 
-    /// Goes back to row 0. False when the file is not any more what it was.
+    /// Goes back to row 0. False when the file is not any more what it was or cannot be read.
     [[nodiscard]] bool restart();
 
-    /// What is wrong with the file, in libpng's words; empty while nothing is.
-    [[nodiscard]] const char* error() const { return report_.text; }
+    /// What went wrong; nothing while all is well.
+    [[nodiscard]] const PngReport& report() const { return report_; }
 
   private:
     explicit PngDecoder(base::UniqueFile stream) : stream_(std::move(stream)) {}
+    [[nodiscard]] bool checkHead();
+    [[nodiscard]] bool toBegin();
     [[nodiscard]] bool start();
     void stop();
+    static void readBytes(png_structp png, png_bytep bytes, png_size_t count);
 
     base::UniqueFile stream_;
     png_structp png_ = nullptr;

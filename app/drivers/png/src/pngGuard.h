@@ -5,23 +5,28 @@
 #pragma once
 
 #include <csetjmp>
+#include <cstring>
 #include <png.h>
 #include <type_traits>
 
 namespace png_filter {
 
-/// The first error that libpng reported on one file; empty when there was none. libpng's own
-/// warnings (about colour profiles, text and the like) do not concern pixels and are dropped.
+/// What went wrong first with one file: the system's doing, or the file's. libpng's own warnings do
+/// not concern pixels and are dropped.
 struct PngReport {
-    char text[128] = "";
+    int systemError = 0; ///< errno of the read, write or allocation that failed, 0 when none did
+    char text[128] = ""; ///< what is wrong with the file; empty when nothing is
+
+    /// Why a file cannot be served; empty when it can.
+    [[nodiscard]] const char* reason() const {
+        return systemError != 0 ? std::strerror(systemError) : text;
+    }
 };
 
-/// What is said where the system has no memory left.
-inline constexpr const char* kNoMemory = "not enough memory";
-
-/// libpng's error and warning callbacks, whose error pointer is a `PngReport`.
-[[noreturn]] void reportError(png_structp png, png_const_charp message);
-void ignoreWarning(png_structp png, png_const_charp message);
+/// libpng's objects, whose errors, and whose memory that cannot be had, go to the report. Null
+/// without memory.
+[[nodiscard]] png_structp createReader(PngReport* report);
+[[nodiscard]] png_structp createWriter(PngReport* report);
 
 /// Runs `call`, which may call libpng on `png`; false when libpng reported an error. Nothing
 /// inside `call` may need a destructor, because a jump leaves it.

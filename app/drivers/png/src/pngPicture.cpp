@@ -2,26 +2,27 @@
 #include "pngPicture.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <new>
 #include <utility>
 
 namespace png_filter {
 
-std::unique_ptr<PngPicture> PngPicture::open(const char* path, std::string& reason,
+std::unique_ptr<PngPicture> PngPicture::open(const char* path, PngReport& report,
                                              std::size_t limit) {
-    auto decoder = PngDecoder::open(path, reason);
+    auto decoder = PngDecoder::open(path, report);
     if (!decoder) {
         return nullptr;
     }
     std::unique_ptr<PngPicture> picture(new (std::nothrow) PngPicture(std::move(decoder), limit));
     if (!picture) {
-        reason = kNoMemory;
-        return nullptr;
-    }
-    if (picture->decoder_->interlaced() && picture->capacity_ < picture->height()) {
-        reason = "too large for an interlaced picture, which must be kept whole";
-        return nullptr;
+        report.systemError = ENOMEM;
+    } else if (picture->decoder_->interlaced() && picture->capacity_ < picture->height()) {
+        std::snprintf(report.text, sizeof report.text,
+                      "too large for an interlaced picture, which must be kept whole");
+        picture.reset();
     }
     return picture;
 }
@@ -38,9 +39,14 @@ std::uint8_t* PngPicture::slot(int index) const {
 }
 
 void PngPicture::lose(int from) {
+    const PngReport& report = decoder_->report();
+    systemError_ = report.systemError;
+    if (systemError_ != 0) {
+        return;
+    }
     wholeRows_ = std::min(wholeRows_, from);
-    if (damage_.empty()) {
-        damage_ = decoder_->error()[0] != '\0' ? decoder_->error() : "the file has changed";
+    if (*damage_ == '\0') {
+        damage_ = report.text[0] != '\0' ? report.text : "the file has changed";
     }
 }
 
@@ -62,6 +68,7 @@ bool PngPicture::startKeeping() {
     rows_.reset(
         static_cast<std::uint8_t*>(std::calloc(static_cast<std::size_t>(capacity_), rowSize_)));
     if (!rows_) {
+        systemError_ = ENOMEM;
         return false;
     }
     if (decoder_->interlaced()) {
@@ -75,9 +82,13 @@ bool PngPicture::startKeeping() {
 }
 
 bool PngPicture::readRow(int index, std::uint8_t* row) {
+    systemError_ = decoder_->report().systemError;
+    if (systemError_ != 0) {
+        return false;
+    }
     if (!rows_ && !decoder_->interlaced() && index == decoder_->nextRow()) {
         decodeTo(row);
-        return true;
+        return systemError_ == 0;
     }
     if (!rows_ && !startKeeping()) {
         return false;
@@ -85,8 +96,11 @@ bool PngPicture::readRow(int index, std::uint8_t* row) {
     if (index < decoder_->nextRow() - capacity_) {
         restart();
     }
-    while (decoder_->nextRow() <= index && index < wholeRows_) {
+    while (systemError_ == 0 && decoder_->nextRow() <= index && index < wholeRows_) {
         decodeTo(slot(decoder_->nextRow()));
+    }
+    if (systemError_ != 0) {
+        return false;
     }
     if (index < wholeRows_) {
         std::memcpy(row, slot(index), rowSize_);

@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <memory>
-#include <string>
 
 namespace png_filter {
 
@@ -25,19 +24,25 @@ inline constexpr std::size_t kKeptRowsLimit = std::size_t{512} << 20;
 /// is decoded whole at once.
 class PngPicture {
   public:
-    /// Opens `path`; null with `reason` as PngDecoder::open. `limit` is for tests.
-    [[nodiscard]] static std::unique_ptr<PngPicture> open(const char* path, std::string& reason,
+    /// Opens `path`; null with `report` as PngDecoder::open. `limit` is for tests.
+    [[nodiscard]] static std::unique_ptr<PngPicture> open(const char* path, PngReport& report,
                                                           std::size_t limit = kKeptRowsLimit);
 
     [[nodiscard]] int width() const { return decoder_->width(); }
     [[nodiscard]] int height() const { return decoder_->height(); }
 
     /// Puts row `index` (0, the top, to height - 1) into `row` (width × 4 bytes). What a damaged
-    /// file lacks is cleared. False when there is no memory to keep rows.
+    /// file lacks is cleared. False when the system fails to read it or to give memory.
     [[nodiscard]] bool readRow(int index, std::uint8_t* row);
 
     /// What was wrong with the file when rows were lost; empty while none was.
-    [[nodiscard]] const std::string& damage() const { return damage_; }
+    [[nodiscard]] const char* damage() const { return damage_; }
+
+    /// Rows from here on are lost to damage; the height while none is known to be.
+    [[nodiscard]] int wholeRows() const { return wholeRows_; }
+
+    /// errno of the last row that could not be read; 0 while none was.
+    [[nodiscard]] int systemError() const { return systemError_; }
 
   private:
     PngPicture(std::unique_ptr<PngDecoder> decoder, std::size_t limit);
@@ -56,7 +61,8 @@ class PngPicture {
     int capacity_;                               ///< rows that may be kept
     int wholeRows_;                              ///< rows behind it are lost to damage
     std::unique_ptr<std::uint8_t[], Free> rows_; ///< ring of `capacity_` rows, null: none kept
-    std::string damage_;
+    const char* damage_ = "";                    ///< a constant, or in the decoder's report
+    int systemError_ = 0;
 };
 
 } // namespace png_filter

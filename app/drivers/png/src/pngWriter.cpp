@@ -4,7 +4,6 @@
 #include "pngDecoder.h"
 
 #include <cerrno>
-#include <cstring>
 #include <new>
 #include <utility>
 
@@ -25,17 +24,19 @@ constexpr std::size_t kChunkSize = std::size_t{64} << 10;
 } // namespace
 
 std::unique_ptr<PngWriter> PngWriter::create(const char* path, int width, int height,
-                                             std::string& reason) {
+                                             PngReport& report) {
     base::UniqueFile stream = base::openFile(path, 'w');
     if (!stream) {
-        reason = std::strerror(errno);
+        report.systemError = errno;
         return nullptr;
     }
     std::unique_ptr<PngWriter> writer(new (std::nothrow)
                                           PngWriter(std::move(stream), width, height));
-    if (!writer || !writer->start()) {
-        reason = writer ? writer->error() : kNoMemory;
-        return nullptr;
+    if (!writer) {
+        report.systemError = ENOMEM;
+    } else if (!writer->start()) {
+        report = writer->report_;
+        writer.reset();
     }
     return writer;
 }
@@ -48,30 +49,30 @@ PngWriter::~PngWriter() {
     png_destroy_write_struct(&png_, &info_);
 }
 
-bool PngWriter::fail() {
-    if (error_.empty()) {
-        error_ = systemError_ != 0         ? std::strerror(systemError_)
-                 : report_.text[0] != '\0' ? report_.text
-                                           : kNoMemory;
+/// Notes the first failure; always false.
+bool PngWriter::fail(int systemError) {
+    if (!isBroken()) {
+        report_.systemError = systemError;
     }
     return false;
 }
 
 void PngWriter::writeBytes(png_structp png, png_bytep bytes, png_size_t count) {
     auto* writer = static_cast<PngWriter*>(png_get_io_ptr(png));
+    errno = 0;
     if (std::fwrite(bytes, 1, count, writer->stream_.get()) != count) {
-        writer->systemError_ = errno;
+        writer->fail(errno != 0 ? errno : EIO);
         png_error(png, "write failed");
     }
 }
 
 bool PngWriter::start() {
-    png_ = png_create_write_struct(PNG_LIBPNG_VER_STRING, &report_, reportError, ignoreWarning);
+    png_ = createWriter(&report_);
     info_ = png_ != nullptr ? png_create_info_struct(png_) : nullptr;
     if (info_ == nullptr || !kept_) {
-        return fail();
+        return fail(ENOMEM);
     }
-    const bool written = guarded(png_, [this] {
+    return guarded(png_, [this] {
         png_set_write_fn(png_, this, writeBytes, nullptr);
         png_set_compression_buffer_size(png_, kChunkSize);
         png_set_compression_level(png_, kCompressionLevel);
@@ -83,12 +84,11 @@ bool PngWriter::start() {
         png_set_bgr(png_);
         png_set_swap_alpha(png_);
     });
-    return written || fail();
 }
 
 bool PngWriter::encode(const std::uint8_t* row) {
     ++nextRow_;
-    return guarded(png_, [this, row] { png_write_row(png_, row); }) || fail();
+    return guarded(png_, [this, row] { png_write_row(png_, row); });
 }
 
 bool PngWriter::encodeKept() {
@@ -105,7 +105,7 @@ bool PngWriter::encodeRest() {
     const Row blank(new (std::nothrow)
                         std::uint8_t[static_cast<std::size_t>(width_) * kBytesPerPixel]{});
     if (!blank) {
-        return fail();
+        return fail(ENOMEM);
     }
     bool fine = true;
     while (fine && nextRow_ < height_) {
@@ -123,28 +123,24 @@ bool PngWriter::keep(int index, const std::uint8_t* row) {
     if (place) {
         std::memcpy(place.get(), row, size);
     }
-    return place != nullptr || fail();
+    return place != nullptr || fail(ENOMEM);
 }
 
 bool PngWriter::writeRow(int index, const std::uint8_t* row) {
-    if (!error_.empty() || index < nextRow_) {
+    if (isBroken() || index < nextRow_) {
         return false;
     }
     return index == nextRow_ ? encode(row) && encodeKept() : keep(index, row);
 }
 
 bool PngWriter::finish() {
-    if (error_.empty() && nextRow_ < height_) {
-        static_cast<void>(encodeRest());
+    if (!isBroken() && (nextRow_ == height_ || encodeRest())) {
+        static_cast<void>(guarded(png_, [this] { png_write_end(png_, nullptr); }));
     }
-    if (error_.empty() && !guarded(png_, [this] { png_write_end(png_, nullptr); })) {
-        fail();
+    if (const int error = base::closeWritten(std::move(stream_)); error != 0) {
+        fail(error);
     }
-    if (std::fclose(stream_.release()) != 0 && error_.empty()) {
-        systemError_ = errno;
-        fail();
-    }
-    return error_.empty();
+    return !isBroken();
 }
 
 } // namespace png_filter

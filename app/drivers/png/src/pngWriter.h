@@ -8,7 +8,7 @@
 
 #include <cstdint>
 #include <memory>
-#include <string>
+#include <utility>
 
 namespace png_filter {
 
@@ -18,9 +18,9 @@ namespace png_filter {
 class PngWriter {
   public:
     /// Creates `path` and writes its header. Width and height are 1 to base::kMaxPictureSide.
-    /// Null on failure, with `reason` saying why.
+    /// Null on failure, with `report` saying why.
     [[nodiscard]] static std::unique_ptr<PngWriter> create(const char* path, int width, int height,
-                                                           std::string& reason);
+                                                           PngReport& report);
 
     PngWriter(const PngWriter&) = delete;
     PngWriter& operator=(const PngWriter&) = delete;
@@ -39,7 +39,7 @@ class PngWriter {
     [[nodiscard]] bool finish();
 
     /// Why the file is broken; empty while it is not.
-    [[nodiscard]] const std::string& error() const { return error_; }
+    [[nodiscard]] const char* error() const { return report_.reason(); }
 
   private:
     PngWriter(base::UniqueFile stream, int width, int height);
@@ -48,7 +48,8 @@ class PngWriter {
     [[nodiscard]] bool encodeKept();
     [[nodiscard]] bool encodeRest();
     [[nodiscard]] bool keep(int index, const std::uint8_t* row);
-    bool fail();
+    [[nodiscard]] bool isBroken() const { return *error() != '\0'; }
+    bool fail(int systemError);
     static void writeBytes(png_structp png, png_bytep bytes, png_size_t count);
 
     using Row = std::unique_ptr<std::uint8_t[]>;
@@ -57,12 +58,10 @@ class PngWriter {
     png_structp png_ = nullptr;
     png_infop info_ = nullptr;
     PngReport report_;
-    int systemError_ = 0; ///< errno of the write that failed
     int width_;
     int height_;
     int nextRow_ = 0;
     std::unique_ptr<Row[]> kept_; ///< by row, null where none is kept
-    std::string error_;
 };
 
 } // namespace png_filter

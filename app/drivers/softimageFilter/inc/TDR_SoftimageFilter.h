@@ -12,7 +12,8 @@
 //
 // Ours beyond the protocol: a line outside the picture, a block that is too small for what is
 // asked, a get request on a file that is being written and a put request on one that is being read
-// are answered with an error.
+// are answered with an error. So is a line that the system could not read or write, with one line
+// on stderr that says why; a file that has ended or is damaged is served with zeros instead.
 #pragma once
 
 #include "TDR_Driver.h"
@@ -72,9 +73,9 @@ class TDR_SoftimageFilter : public TDR_Driver {
     /// they stand. False when this or an earlier write to the file failed.
     bool writeLine(long k, unsigned char* hostLine);
     /// Reads line `k`; a null host line only finds out where the next one begins. What the file
-    /// lacks of it is zero. False when memory ran out: the line can be asked for again.
+    /// lacks of it is zero. False when it could not be read: the line can be asked for again.
     bool readLine(long k, unsigned char* hostLine);
-    /// Finds out where every line begins. False when memory ran out.
+    /// Finds out where every line begins. False when a line could not be read.
     bool fill_offset_table();
 
     static constexpr std::size_t kStreamBuffer = std::size_t{64} << 10;
@@ -98,6 +99,8 @@ class TDR_SoftimageFilter : public TDR_Driver {
 
   private:
     bool closePreviousFile();
+    bool startWriting();
+    bool startReading();
     bool checkBounds(const char* name);
     int createPicture(char* name);
     int createTag(char* name);
@@ -117,15 +120,19 @@ class TDR_SoftimageFilter : public TDR_Driver {
     bool flushKeptLines();
     bool closeFile();
 
+    /// Where the file stands. While it is written never 0, which would mean "not known".
     [[nodiscard]] std::uint64_t position() const;
-    void seekTo(std::uint64_t offset);
+    [[nodiscard]] bool seekTo(std::uint64_t offset);
     void pointAtChannels(bool attach);
-    void readPictureScanline();
+    bool readPictureScanline();
     bool readTagScanline(long k);
+    /// Whether nothing is left in the file for the rows of a block from 1 to `row`.
+    [[nodiscard]] bool nothingFollows(long row) const;
     void writeTagLine(long k, const unsigned char* hostLine);
     bool fillTagRow(int k);
     void packTagRow(long k, unsigned char* hostLine);
     void noteDamage();
+    bool noteReadFailure(int systemError);
     void noteWriteFailure(int systemError);
 
     std::unique_ptr<PictureReader, PictureReaderDisposer> reader; ///< of a PIC being read
@@ -133,5 +140,9 @@ class TDR_SoftimageFilter : public TDR_Driver {
     char openName[base::kPathCapacity] = ""; ///< path of the open file, for messages
     bool writing = false;                    ///< the open file is being written
     bool damageReported = false; ///< the file being read lacks something, and that was said
-    bool broken = false;         ///< a write to the open file failed, and that was said
+    int readError = 0;           ///< errno of the last read that failed, which was said
+    /// Where the last scanline was looked for and nothing was found, so that the channels' lines
+    /// hold zeros; 0 when something was.
+    std::uint64_t emptyFrom = 0;
+    bool broken = false; ///< a write to the open file failed, and that was said
 };

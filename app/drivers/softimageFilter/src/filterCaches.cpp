@@ -3,6 +3,8 @@
 #include "TDR_SoftimageFilter.h"
 #include "base/hugePages.h"
 
+#include <algorithm>
+
 namespace {
 
 /// Fetches memory that is used soon, for reading (0) or for writing (1): a processor foresees the
@@ -22,7 +24,7 @@ int TDR_SoftimageFilter::getCache(char* block, int, long) {
     if (!mayTransfer(false, lineBytes * static_cast<std::size_t>(height()))) {
         return -1;
     }
-    base::populate(block, lineBytes * static_cast<std::size_t>(height()));
+    base::PopulateBackwards pages(block, lineBytes * static_cast<std::size_t>(height()));
     // Kept: A whole picture is read by its rows, not by file order.
     // A reader would expect row 0, the bottom line, to get the last scanline. The row's number goes
     // where the scanline's belongs: the last call, for row 0, finds the position of the first
@@ -30,6 +32,14 @@ int TDR_SoftimageFilter::getCache(char* block, int, long) {
     // later line requests show. Hosts rely on mending row 0 through a second connection.
     for (long row = height() - 1; row >= 0; --row) {
         char* line = block + static_cast<std::size_t>(row) * lineBytes;
+        if (nothingFollows(row)) { // what the header claims beyond the file costs nothing
+            base::clear(block + lineBytes, static_cast<std::size_t>(row) * lineBytes);
+            std::fill_n(lineOffsets.get() + 1, row, emptyFrom);
+            return readLine(0, reinterpret_cast<unsigned char*>(block)) ? 0 : -1;
+        }
+        if (picture) {
+            pages.reach(line);
+        }
         if (row > 0) {
             fetch<1>(line - lineBytes, lineBytes);
         }

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <new>
+#include <utility>
 
 int TDR_SoftimageFilter::connectToFile(char* name, int mode) {
     // Kept: The permission check sees the bare name, the file may have another.
@@ -48,30 +49,43 @@ int TDR_SoftimageFilter::startTransfer(const char* name, int mode) {
     if (tag && writing) {
         matteRows.reset(new (std::nothrow) bool[lines]{});
     }
-    if (picture && writing) {
-        // Large pieces instead of the system's 4 KiB. The GNU library lets a stream that is in use
-        // have another buffer.
-        if (!streamBuffer) {
-            streamBuffer.reset(new (std::nothrow) char[kStreamBuffer]);
-        }
-        if (streamBuffer) {
-            std::setvbuf(file.get(), streamBuffer.get(), _IOFBF, kStreamBuffer);
-        }
-        writer.reset(pictureWriterAllocate(file.get()));
-    } else if (picture) {
-        reader.reset(pictureReaderAllocate(file.get()));
-    }
-    if (!lineOffsets || !lineCache || (picture && !writer && !reader) ||
-        (tag && writing && !matteRows)) {
-        return refuse(writing ? "create" : "open", name, ENOMEM);
+    errno = ENOMEM;
+    const bool ready = lineOffsets && lineCache && (!tag || !writing || matteRows);
+    if (!ready || !(writing ? startWriting() : startReading())) {
+        return refuse(writing ? "create" : "open", name, errno);
     }
     lineOffsets[0] = position();
-    if (lineOffsets[0] == 0 && !writing) {
-        base::say("%s: Unable to open file '%s' - A pipe cannot give a line again.\n", me, name);
-        cleanup();
-        return -1;
-    }
     return 0;
+}
+
+/// Sends the header on its way, so that a full disk shows now, and has the lines follow in larger
+/// pieces than the system's 4 KiB. (The GNU library lets a stream that is in use have another
+/// buffer, but says nothing of what it fails to write when it takes the old one away.)
+bool TDR_SoftimageFilter::startWriting() {
+    if (std::fflush(file.get()) != 0) {
+        return false;
+    }
+    if (!picture) {
+        return true;
+    }
+    if (!streamBuffer) {
+        streamBuffer.reset(new (std::nothrow) char[kStreamBuffer]);
+    }
+    if (streamBuffer) {
+        static_cast<void>(std::setvbuf(file.get(), streamBuffer.get(), _IOFBF, kStreamBuffer));
+    }
+    writer.reset(pictureWriterAllocate(file.get()));
+    return writer != nullptr;
+}
+
+bool TDR_SoftimageFilter::startReading() {
+    if (::ftello(file.get()) < 0) {
+        return false;
+    }
+    if (picture) {
+        reader.reset(pictureReaderAllocate(file.get()));
+    }
+    return !picture || reader;
 }
 
 int TDR_SoftimageFilter::disconnectFromFile() {
@@ -119,8 +133,9 @@ bool TDR_SoftimageFilter::flushKeptLines() {
 bool TDR_SoftimageFilter::closeFile() {
     reader.reset();
     writer.reset();
-    if (std::fclose(file.release()) != 0 && writing) {
-        noteWriteFailure(errno);
+    const int error = base::closeWritten(std::move(file));
+    if (error != 0 && writing) {
+        noteWriteFailure(error);
     }
     return !broken;
 }
@@ -149,5 +164,7 @@ void TDR_SoftimageFilter::cleanup() {
     openName[0] = '\0';
     writing = false;
     damageReported = false;
+    readError = 0;
+    emptyFrom = 0;
     broken = false;
 }

@@ -35,10 +35,17 @@ std::span<const std::uint8_t> masksOf(int format) {
     return {};
 }
 
+/// Whether a header's reader found no file of the name, or one that it has spoken about (0).
+bool isAbsent(int error) {
+    return error == 0 || error == ENOENT || error == ENOTDIR || error == ENAMETOOLONG;
+}
+
 } // namespace
 
 int TDR_SoftimageFilter::refuse(const char* action, const char* name, int systemError) {
-    base::say("%s: Unable to %s file '%s' - %s.\n", me, action, name, std::strerror(systemError));
+    base::say("%s: Unable to %s file '%s' - %s.\n", me, action, name,
+              systemError == ESPIPE ? "A pipe cannot give a line again"
+                                    : std::strerror(systemError));
     cleanup();
     return -1;
 }
@@ -124,12 +131,16 @@ int TDR_SoftimageFilter::connectToFileHeader(char* name) {
     if (readPictureHeader(name)) {
         return takeChannelsOfPackets(name);
     }
+    const int pictureError = errno;
     tag.reset(tagAllocate());
     if (!tag) {
         return refuse("open", name, ENOMEM);
     }
     if (!readTagHeader(name)) {
-        return -1;
+        // A file that is not of these formats is refused without a word; one that could not even be
+        // opened, for other reasons than that there is none, may well be.
+        const int error = isAbsent(errno) ? pictureError : errno;
+        return isAbsent(error) ? -1 : refuse("open", name, error);
     }
     bounds[2] = tag->width;
     bounds[3] = tag->height;
@@ -143,17 +154,21 @@ bool TDR_SoftimageFilter::readPictureHeader(char* name) {
     ChannelPacket* chain = nullptr;
     file.reset(pictureReadFileHeader(name, picture.get(), &chain));
     packets.reset(chain);
+    const int error = errno;
     if (!file) {
         picture.reset();
     }
+    errno = error;
     return file != nullptr;
 }
 
 bool TDR_SoftimageFilter::readTagHeader(char* name) {
     file.reset(tagReadFileHeader(name, tag.get()));
+    const int error = errno;
     if (!file) {
         tag.reset();
     }
+    errno = error;
     return file != nullptr;
 }
 

@@ -6,6 +6,7 @@
 #include "matteBits.h"
 #include "pixelOrder.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -176,15 +177,19 @@ std::uint64_t TDR_SoftimageFilter::position() const {
     const std::int64_t at = reader   ? pictureReaderPosition(reader.get())
                             : writer ? pictureWriterPosition(writer.get())
                                      : ::ftello(file.get());
-    return at < 0 ? 0 : static_cast<std::uint64_t>(at);
+    return static_cast<std::uint64_t>(std::max<std::int64_t>(at, writing ? 1 : 0));
 }
 
-void TDR_SoftimageFilter::seekTo(std::uint64_t offset) {
+bool TDR_SoftimageFilter::seekTo(std::uint64_t offset) {
     if (reader) {
-        pictureReaderSeek(reader.get(), static_cast<std::int64_t>(offset));
-    } else if (position() != offset) { // seeking throws away what the stream has read ahead
-        static_cast<void>(::fseeko(file.get(), static_cast<off_t>(offset), SEEK_SET));
+        const auto at = static_cast<std::int64_t>(offset);
+        return pictureReaderSeek(reader.get(), at) != 0 ||
+               noteReadFailure(pictureReaderError(reader.get()));
     }
+    // Seeking throws away what the stream has read ahead.
+    return position() == offset ||
+           ::fseeko(file.get(), static_cast<off_t>(offset), SEEK_SET) == 0 ||
+           noteReadFailure(errno);
 }
 
 bool TDR_SoftimageFilter::readLine(long k, unsigned char* hostLine) {
@@ -193,12 +198,10 @@ bool TDR_SoftimageFilter::readLine(long k, unsigned char* hostLine) {
     }
     if (lineOffsets[indexOf(k)] == 0) {
         lineOffsets[indexOf(k)] = position();
-    } else {
-        seekTo(lineOffsets[indexOf(k)]);
+    } else if (!seekTo(lineOffsets[indexOf(k)])) {
+        return false;
     }
-    if (picture) {
-        readPictureScanline();
-    } else if (!readTagScanline(k)) {
+    if (!(picture ? readPictureScanline() : readTagScanline(k))) {
         return false;
     }
     if (k < height() - 1) {
@@ -213,19 +216,39 @@ bool TDR_SoftimageFilter::readLine(long k, unsigned char* hostLine) {
     return true;
 }
 
-void TDR_SoftimageFilter::readPictureScanline() {
-    pointAtChannels(true);
-    if (pictureReaderScanline(reader.get(), picture.get(), packets.get()) == 0) {
-        noteDamage();
+bool TDR_SoftimageFilter::readPictureScanline() {
+    const std::uint64_t begin = position();
+    if (begin == emptyFrom) {
+        return true; // as the line before: nothing, and the channels' lines are zero
     }
+    pointAtChannels(true);
+    const bool whole = pictureReaderScanline(reader.get(), picture.get(), packets.get()) != 0;
     pointAtChannels(false);
+    emptyFrom = 0;
+    if (!whole) {
+        if (const int error = pictureReaderError(reader.get()); error != 0) {
+            return noteReadFailure(error);
+        }
+        noteDamage();
+        emptyFrom = position() == begin ? begin : 0;
+    }
+    return true;
+}
+
+bool TDR_SoftimageFilter::nothingFollows(long row) const {
+    const bool all = std::none_of(channelBuffers.begin(), channelBuffers.end(),
+                                  [](const auto& buffer) { return buffer == nullptr; });
+    const std::uint64_t* const offsets = lineOffsets.get();
+    return picture && all && row > 0 && emptyFrom != 0 && position() == emptyFrom &&
+           std::all_of(offsets + 1, offsets + row + 1,
+                       [this](std::uint64_t offset) { return offset == 0 || offset == emptyFrom; });
 }
 
 bool TDR_SoftimageFilter::readTagScanline(long k) {
     if (tagReadScanline(file.get(), tag.get(), static_cast<int>(k)) == 0) {
-        base::say("%s: Unable to read file '%s' - %s.\n", me, openName, std::strerror(ENOMEM));
+        const int error = errno;
         tagDropRow(tag.get(), static_cast<int>(k));
-        return false;
+        return noteReadFailure(error);
     }
     if (std::feof(file.get()) != 0) {
         noteDamage();
@@ -268,6 +291,15 @@ bool TDR_SoftimageFilter::fill_offset_table() {
         }
     }
     return true;
+}
+
+/// Says why the file cannot be read, once for each reason; always false.
+bool TDR_SoftimageFilter::noteReadFailure(int systemError) {
+    if (readError != systemError) {
+        base::say("%s: Unable to read file '%s' - %s.\n", me, openName, std::strerror(systemError));
+    }
+    readError = systemError;
+    return false;
 }
 
 void TDR_SoftimageFilter::noteDamage() {
