@@ -128,9 +128,12 @@ TEST_F(PictureTest, aFailedJobLeavesTheDriverAsItsStartDid) {
         return tdr::writePicture(*driver, path, picture).ok();
     };
     std::filesystem::create_symlink("/dev/full", folder() / "full.pic");
+    std::filesystem::create_symlink("/proc/self/mem", folder() / "unreadable.pic");
     const std::pair<const char*, std::function<bool()>> jobs[] = {
         {"a foreign file", [&] { return read("text.pic", "text"); }},
         {"no file", [&] { return tdr::readPicture(*driver, folder() / "missing.pic").ok(); }},
+        {"a read error",
+         [&] { return tdr::readPicture(*driver, folder() / "unreadable.pic").ok(); }},
         {"a size that is none", [&] { return read("0.pic", support::rawPic(0, 1, 0xE0, "")); }},
         {"unknown channels", [&] { return read("x.pic", support::rawPic(1, 1, 0x80, "abc")); }},
         {"too large", [&] { return tdr::readPicture(*driver, good, 47).ok(); }},
