@@ -107,6 +107,7 @@ constexpr BadAnswer kBadAnswers[] = {
     {"hangsUp", FailureKind::Died, "hung up"},
     {"leavesAnHeir", FailureKind::Died, "died (exit status 9)"},
     {"halfThenDies", FailureKind::Died, "died (exit status 9)"},
+    {"diesIdle", FailureKind::Died, "died (exit status 9)", askTwice},
     {"diesAfterNotice", FailureKind::Died, "put line: the driver died (exit status 9)", put},
     {"freezes", FailureKind::TimedOut, "freezes: vendor name: no answer within 2 s"},
     {"wrongCode", FailureKind::ProtocolBroken, kBroken},

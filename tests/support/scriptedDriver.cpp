@@ -405,6 +405,11 @@ constexpr Behaviour kBehaviours[] = {
     {"noNotice", Stage::AtRequest, announce<0>},
     {"twoNotices", Stage::AtRequest, announce<2>},
     {"diesAfterNotice", Stage::AtRequest, announce<-1>},
+    {"diesIdle", Stage::AtRequest,
+     [] {
+         answerWell();
+         _exit(9);
+     }},
     {"leavesAnHeir", Stage::AtRequest, leaveAnHeir},
     {"halfThenDies", Stage::AtRequest, sendHalfAndDie},
     {"unterminated", Stage::AtRequest, [] { answerText("abc"); }},
