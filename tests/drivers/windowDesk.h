@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 // As the window system has them; its own header would bring names like None to every test.
@@ -71,6 +72,10 @@ class Desk {
     /// Ends the server at once, as a crash does.
     void killServer();
 
+    /// Starts a program on a screen that goes away when it has sent so many messages, the first of
+    /// which opens the connection.
+    std::unique_ptr<Program> startCut(std::vector<std::string> command, int messages);
+
     [[nodiscard]] _XDisplay* display() const { return display_.get(); }
 
   private:
@@ -88,4 +93,5 @@ class Desk {
     std::unique_ptr<_XDisplay, Closer> display_;
     std::unique_ptr<Program> manager_;
     bool managed_ = false;
+    std::jthread cut_;
 };

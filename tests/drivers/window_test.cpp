@@ -181,6 +181,18 @@ TEST(Window, EndsWhateverBefallsIt) {
     }
 }
 
+// Exit status 3 would tell of a connection that was left open.
+TEST(Window, AServerThatGoesWhileItIsOpenedLeavesNothing) {
+    Desk desk;
+    for (int messages = 1; messages <= 5; ++messages) {
+        SCOPED_TRACE(messages);
+        const auto program = desk.startCut({kShow, "try", "10", "10", "t"}, messages);
+        EXPECT_EQ(program->exitStatus(), 0);
+        EXPECT_EQ(program->out(), "failed\ndone\n");
+        EXPECT_TRUE(isOneLine(program->err())) << program->err();
+    }
+}
+
 // The picture takes a server long enough to be struck in the middle of the drawing.
 TEST(Window, MayBeDestroyedWhileItIsDrawn) {
     Desk desk("3100x2600x24");

@@ -20,6 +20,7 @@
 #include <X11/keysym.h>
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <csetjmp>
 #include <cstring>
 #include <mutex>
@@ -82,6 +83,7 @@ std::mutex gHandlers; // held while Xlib's handlers are ours
 XErrorHandler gErrorBefore = nullptr;
 XIOErrorHandler gLossBefore = nullptr;
 thread_local std::jmp_buf* tWayOut = nullptr; // set while this thread runs below the shield
+thread_local Display* tLost = nullptr;        // the connection over which it has jumped there
 thread_local bool tRequestFailed = false;
 
 int onRequestError(Display* display, XErrorEvent* error) {
@@ -96,6 +98,7 @@ int onConnectionLost(Display* display) {
     if (tWayOut == nullptr) {
         return gLossBefore(display);
     }
+    tLost = display;
     std::longjmp(*tWayOut, 1);
 }
 
@@ -113,8 +116,17 @@ bool runToTheEnd(void (*work)(Data&), Data& data) {
     return true;
 }
 
+// What Xlib keeps for a lost connection (about 80 KiB) cannot be freed. The latest are remembered,
+// so that leak checkers do not take them for forgotten.
+void remember(const void* lost) {
+    static std::array<const void*, 128> all;
+    static std::atomic<std::size_t> count = 0;
+    all[count++ % all.size()] = lost;
+}
+
 // Runs `work`, which may call Xlib and must keep nothing on its stack that has a destructor. False
-// when the connection was lost meanwhile: nothing may be done with it any more.
+// when a connection was lost meanwhile, also one that Xlib was still opening: its descriptor is
+// closed then, and nothing may be done with it any more.
 template <typename Data>
 bool shielded(void (*work)(Data&), Data& data) {
     static_assert(std::is_trivially_destructible_v<Data>);
@@ -125,6 +137,10 @@ bool shielded(void (*work)(Data&), Data& data) {
     const bool connected = runToTheEnd(work, data);
     XSetErrorHandler(gErrorBefore);
     XSetIOErrorHandler(gLossBefore);
+    if (!connected) {
+        remember(tLost);
+        ::close(ConnectionNumber(tLost));
+    }
     return connected;
 }
 
@@ -358,20 +374,6 @@ void closeShielded(State& state) {
     XCloseDisplay(state.display);
 }
 
-// What Xlib keeps for a lost connection (about 80 KiB) cannot be freed, only its descriptor. The
-// latest are remembered, so that leak checkers do not take them for forgotten.
-void abandon(const State& state) {
-    struct Lost {
-        Display* display = nullptr;
-        GC gc = nullptr;
-    };
-    static std::array<Lost, 64> all;
-    static std::size_t count = 0;
-    const std::lock_guard<std::mutex> lock(gHandlers);
-    all[count++ % all.size()] = {state.display, state.gc};
-    ::close(state.fd);
-}
-
 bool refused(long width, long height, const std::uint32_t* pixels) {
     if (width < 0 || height < 0 || width > kMaxSide || height > kMaxSide) {
         base::say("BufferWindow: %ld x %ld is no size of a window (0 to %ld).\n", width, height,
@@ -457,7 +459,7 @@ void BufferWindow::letGo(bool connected) {
         XDestroyImage(state_->strip);
     }
     if (state_->display != nullptr && (!connected || !shielded(closeShielded, *state_))) {
-        abandon(*state_);
+        remember(state_->gc);
     }
     state_.reset();
 }
