@@ -6,6 +6,7 @@
 #include "base/uniqueFd.h"
 
 #include <array>
+#include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <initializer_list>
@@ -53,6 +54,12 @@ inline std::string takeAll(int fd, int flags = MSG_DONTWAIT) {
 inline bool atEnd(int fd) {
     char byte = 0;
     return recv(fd, &byte, 1, MSG_DONTWAIT) == 0;
+}
+
+/// The same, or the other end has dropped what it had not read.
+inline bool hasGone(int fd) {
+    char byte = 0;
+    return recv(fd, &byte, 1, MSG_DONTWAIT) == 0 || errno == ECONNRESET;
 }
 
 /// True when TCP does not delay small packets on this socket.

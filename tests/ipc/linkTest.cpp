@@ -330,13 +330,40 @@ TEST_F(SocketLink, AnEventOfTheWindowSystemIsNoPacket) {
     EXPECT_TRUE(same(packet, packetOf({}, 4, 1424)));
 }
 
-TEST_F(SocketLink, GarbageIsAnErrorAndThenTheEnd) {
-    Connected c;
-    const CaptureStderr said;
-    put(c.far.get(), "\x7f\xff\xff\xff more");
-    IPC_DataPacket packet{};
-    EXPECT_EQ(c.poll(&packet), -1);
-    EXPECT_TRUE(atEnd(c.far.get()));
+TEST_F(SocketLink, WhatIsOutOfStepClosesTheLinkThatItCameOver) {
+    for (const bool shared : {false, true}) {
+        for (const bool garbage : {true, false}) {
+            SCOPED_TRACE(testing::Message() << shared << garbage);
+            Connected babbling;
+            Connected quiet;
+            Connected& reading = shared ? quiet : babbling;
+            reading.link.shareSocketSet = shared ? 1 : 0;
+            babbling.link.setKillOnDestroy(1);
+            const CaptureStderr said;
+            IPC_DataPacket packet = packetOf({}, 4, 1424);
+            if (garbage) {
+                put(babbling.far.get(), "\x7f\xff\xff\xff");
+                ASSERT_EQ(sendsockdata(babbling.far.get(), &packet), 0);
+            } else {
+                put(babbling.far.get(), {"\0\0\0\6\0\1", 6}); // and then a reset
+                IPC_DataPacket unread = packet;
+                ASSERT_EQ(babbling.link.transmit(&unread, 0), 0);
+                babbling.far.reset();
+            }
+            EXPECT_EQ(reading.poll(&packet), -1);
+            EXPECT_TRUE(same(packet, IPC_DataPacket{}));
+            EXPECT_EQ(said.lines(), garbage ? 1 : 2) << said.text();
+            EXPECT_EQ(babbling.link.sockfd, -1);
+            EXPECT_EQ(babbling.poll(&packet), -2);
+            EXPECT_NE(takeAll(babbling.far.get()).size(), 32U) << "told to end as if in step";
+            EXPECT_TRUE(!garbage || hasGone(babbling.far.get()));
+
+            ASSERT_EQ(sendsockdata(quiet.far.get(), &packet), 0);
+            EXPECT_EQ(quiet.poll(&packet), 1);
+            quiet.link.close();
+            EXPECT_EQ(quiet.poll(&packet), -2) << "waits although there is nothing to wait for";
+        }
+    }
 }
 
 TEST_F(SocketLink, LinksThatShareTheSetHearEachOther) {

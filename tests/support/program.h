@@ -92,6 +92,8 @@ class Program {
     void write(const std::string& text) const {
         EXPECT_EQ(::write(ours_[0].get(), text.data(), text.size()), std::ssize(text));
     }
+    /// From now on nobody reads what it says to stderr.
+    void dropErr() { ours_[2].reset(); }
     void kill(int signal) const { ::kill(pid_, signal); }
 
     /// What has been printed until now.

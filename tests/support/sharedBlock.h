@@ -28,7 +28,7 @@ class SharedBlock {
         size_ = size;
     }
     ~SharedBlock() {
-        shmdt(address_);
+        abandon();
         shmctl(id_, IPC_RMID, nullptr);
     }
     SharedBlock(const SharedBlock&) = delete;
@@ -38,6 +38,14 @@ class SharedBlock {
     [[nodiscard]] int id() const { return id_; }
     [[nodiscard]] std::size_t size() const { return size_; }
     [[nodiscard]] std::uint8_t* bytes() const { return static_cast<std::uint8_t*>(address_); }
+
+    /// Detaches the block and leaves it, as the death of its host does.
+    void abandon() {
+        if (address_ != nullptr) {
+            shmdt(address_);
+            address_ = nullptr;
+        }
+    }
 
     /// How many processes and places have the block attached, this one included.
     [[nodiscard]] std::size_t attachments() const {

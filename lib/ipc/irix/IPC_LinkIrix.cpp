@@ -5,6 +5,7 @@
 #include "ipc_inner.h"
 #include "ipc_socket.h"
 
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -12,6 +13,7 @@
 #include <poll.h>
 #include <string>
 #include <unistd.h>
+#include <utility>
 
 fd_set IPC_LinkIrix::scset;
 std::int32_t IPC_LinkIrix::initializedF = 0;
@@ -43,6 +45,9 @@ int waitBeyondSets(int fd, std::optional<std::chrono::milliseconds> limit) {
     } while (ready < 0 && errno == EINTR);
     return ready > 0 ? fd : (ready == 0 ? -2 : -1);
 }
+
+/// The links by their sockets, as far as these are in the shared set.
+std::array<IPC_LinkIrix*, ipc::kSetDescriptors> gLinks{};
 
 /// Linkstatus and line for each result of `startsomeprocess` that is no socket.
 struct StartOutcome {
@@ -88,7 +93,9 @@ IPC_LinkIrix::IPC_LinkIrix(short localIdGiven, short localSubIdGiven, const IPC_
     peerId = peer.peerId;
     peerSubId = peer.peerSubId;
     linkStatus = sockfd < 0 ? -1 : 0;
-    ipc::addToSet(sockfd, &scset);
+    if (ipc::addToSet(sockfd, &scset)) {
+        enlist();
+    }
 }
 
 IPC_LinkIrix::~IPC_LinkIrix() {
@@ -137,6 +144,7 @@ void IPC_LinkIrix::connect(const char* path, IPC_EXEC_MODE mode) {
     childPid = pid;
     if (result > 0) {
         sockfd = result;
+        enlist();
         return;
     }
     for (const StartOutcome& outcome : kStartOutcomes) {
@@ -160,6 +168,7 @@ void IPC_LinkIrix::connect(int port) {
         linkStatus = 1;
         return;
     }
+    enlist();
     if (sendinitrequest(localId, localSubId, sockfd, &packet) < 0) {
         base::say("IPC_LinkIrix: Error while sending init data.\n");
         linkStatus = 1;
@@ -192,13 +201,10 @@ int IPC_LinkIrix::transmit(IPC_DataPacket* p, int stampSender) {
         return -1;
     }
     base::say("IPC_LinkIrix: Broken pipe detected - closing link.\n");
-    const std::int32_t kill = killOnDestroy;
-    killOnDestroy = 0;
-    close();
-    killOnDestroy = kill;
+    hangUp();
     // Kept: A broken pipe gives the value of killOnDestroy as the result.
     // One would expect a negative result; callers tell a broken pipe by the link being closed.
-    return kill;
+    return killOnDestroy;
 }
 
 int IPC_LinkIrix::waitForPacket(IPC_QUEUE_MODE queueMode, IPC_BLOCKING_MODE blockingMode,
@@ -219,7 +225,7 @@ int IPC_LinkIrix::waitForPacket(IPC_QUEUE_MODE queueMode, IPC_BLOCKING_MODE bloc
 
 int IPC_LinkIrix::receive(IPC_QUEUE_MODE queueMode, IPC_BLOCKING_MODE blockingMode, long seconds,
                           long microseconds, IPC_DataPacket* p) {
-    if (shareSocketSet == 0 && sockfd < 0) {
+    if (sockfd < 0 && (shareSocketSet == 0 || isAlone(queueMode))) {
         return -2;
     }
     const int fd = waitForPacket(queueMode, blockingMode, seconds, microseconds);
@@ -230,7 +236,11 @@ int IPC_LinkIrix::receive(IPC_QUEUE_MODE queueMode, IPC_BLOCKING_MODE blockingMo
         base::say("IPC_LinkIrix: Error getting ready descriptor.\n");
         return -1;
     }
-    if (readsockdata(fd, p) < 0) {
+    const ipc::PacketRead read = ipc::receiveReporting(fd, *p);
+    if (read.outOfStep) {
+        hangUpOn(fd);
+    }
+    if (read.end != ipc::ReadEnd::Complete && read.end != ipc::ReadEnd::Closed) {
         return -1;
     }
     emptyReads = p->numof_cmds == 0 ? emptyReads + 1 : 0;
@@ -256,6 +266,38 @@ int IPC_LinkIrix::get_next_socket(IPC_QUEUE_MODE queueMode, IPC_BLOCKING_MODE bl
     return getsockfd(&scset, queueMode, blockingMode, seconds, microseconds);
 }
 
+/// Notes that this link's socket is in the shared set.
+void IPC_LinkIrix::enlist() {
+    gLinks[static_cast<std::size_t>(sockfd)] = this;
+}
+
+/// Closes the link without a word to a peer that would not understand it or is not there.
+void IPC_LinkIrix::hangUp() {
+    const std::int32_t kill = std::exchange(killOnDestroy, 0);
+    close();
+    killOnDestroy = kill;
+}
+
+/// Hangs up the link whose socket this is. A socket of the shared set that belongs to no link is
+/// taken out of it and left to its owner.
+void IPC_LinkIrix::hangUpOn(int fd) {
+    if (fd == sockfd) {
+        hangUp();
+    } else if (IPC_LinkIrix* const other = gLinks[static_cast<std::size_t>(fd)]) {
+        other->hangUp();
+    } else {
+        ipc::removeFromSet(fd, &scset);
+    }
+}
+
+/// True when no link of the process is connected and no window system has events either, so that a
+/// wait would never end.
+bool IPC_LinkIrix::isAlone(IPC_QUEUE_MODE queueMode) {
+    fd_set none;
+    FD_ZERO(&none);
+    return std::memcmp(&none, &scset, sizeof none) == 0 && !ipc::watchesEventQueue(queueMode);
+}
+
 void IPC_LinkIrix::close() {
     if (sockfd == -1) {
         return;
@@ -269,6 +311,7 @@ void IPC_LinkIrix::close() {
         }
     }
     if (sockfd < ipc::kSetDescriptors) {
+        gLinks[static_cast<std::size_t>(sockfd)] = nullptr;
         closesock(&sockfd, &scset);
     } else {
         ::close(sockfd);

@@ -5,6 +5,7 @@
 #include "IPC_Link.h"
 #include "base/uniqueFd.h"
 #include "ipc_peer.h"
+#include "ipc_wire.h"
 
 namespace ipc {
 
@@ -23,6 +24,12 @@ namespace ipc {
 /// init request (`None`), which is still to be sent.
 [[nodiscard]] PeerFailure judgeInitRequest(const IPC_DataPacket& first, Ends& ends,
                                            IPC_DataPacket& reply);
+
+/// `receivePacket` with the lines of `readsockdata`.
+PacketRead receiveReporting(int fd, IPC_DataPacket& packet);
+
+/// True when a wait in this mode ends on events of the window system, too.
+[[nodiscard]] bool watchesEventQueue(IPC_QUEUE_MODE queueMode);
 
 /// `read`, repeated while a signal interrupts it.
 [[nodiscard]] long readRetrying(int fd, void* buf, std::size_t n);

@@ -57,6 +57,10 @@ void removeFromSet(int fd, fd_set* set) {
     }
 }
 
+bool watchesEventQueue(IPC_QUEUE_MODE queueMode) {
+    return queueMode != IPC_QUEUE_SOCKETS && gEventQueueFd >= 0;
+}
+
 } // namespace ipc
 
 void setEventQueueFd(int fd) {
@@ -65,7 +69,7 @@ void setEventQueueFd(int fd) {
 
 int getsockfd(fd_set* set, IPC_QUEUE_MODE queueMode, IPC_BLOCKING_MODE blockingMode, long seconds,
               long microseconds) {
-    const int queue = queueMode == IPC_QUEUE_SOCKETS ? -1 : gEventQueueFd;
+    const int queue = ipc::watchesEventQueue(queueMode) ? gEventQueueFd : -1;
     if (queue >= ipc::kWaitWidth) {
         base::sayError("getsockfd:  qgetfd failed", EBADF);
         return -1;

@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
+#include <fcntl.h>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -265,6 +266,19 @@ ipc::SendEnd sendEndOf(ipc::ReadEnd wait) {
     }
 }
 
+/// Ends a connection that is out of step for good. Shutting it down would leave what has arrived to
+/// be read; instead the descriptor, whoever holds it, is made that of a connection whose other end
+/// has gone.
+void cutOff(int fd) {
+    shutdown(fd, SHUT_RDWR);
+    int ends[2] = {-1, -1};
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) == 0) {
+        close(ends[1]);
+        dup3(ends[0], fd, O_CLOEXEC);
+        close(ends[0]);
+    }
+}
+
 void reportFailedRead(const ipc::PacketRead& read) {
     const WireField& field = kFields[read.field];
     if (read.end == ipc::ReadEnd::BadCount) {
@@ -307,13 +321,25 @@ PacketRead receivePacket(int fd, IPC_DataPacket& packet, Deadline deadline, int 
         if (!isPlausible(field, packet)) {
             result.end = ReadEnd::BadCount;
             result.count = loadCount(packet, field.at);
-            packet = {};
-            shutdown(fd, SHUT_RDWR);
         }
         offset = end;
     }
     result.bytes = inflow.size();
+    result.outOfStep =
+        result.end == ReadEnd::BadCount || (result.end == ReadEnd::Failed && result.bytes > 0);
+    if (result.outOfStep) {
+        packet = {};
+        cutOff(fd);
+    }
     return result;
+}
+
+PacketRead receiveReporting(int fd, IPC_DataPacket& packet) {
+    const PacketRead read = receivePacket(fd, packet);
+    if (read.end != ReadEnd::Complete && read.end != ReadEnd::Closed) {
+        reportFailedRead(read);
+    }
+    return read;
 }
 
 SendEnd sendPacket(int fd, IPC_DataPacket& packet, Deadline deadline, int cancelFd,
@@ -361,12 +387,8 @@ int sendsockdata(int fd, IPC_DataPacket* p) {
 }
 
 int readsockdata(int fd, IPC_DataPacket* p) {
-    const ipc::PacketRead read = ipc::receivePacket(fd, *p);
-    if (read.end == ipc::ReadEnd::Complete || read.end == ipc::ReadEnd::Closed) {
-        return 0;
-    }
-    reportFailedRead(read);
-    return -1;
+    const ipc::ReadEnd end = ipc::receiveReporting(fd, *p).end;
+    return end == ipc::ReadEnd::Complete || end == ipc::ReadEnd::Closed ? 0 : -1;
 }
 
 int readbuf(int fd, void* buf, int n) {

@@ -6,7 +6,10 @@
 #include "support/tempDir.h"
 
 #include <algorithm>
+#include <cstring>
 #include <filesystem>
+#include <memory>
+#include <optional>
 
 using support::action;
 
@@ -98,31 +101,79 @@ TEST(Entry, ClosedStandardDescriptorsAreNotReused) {
     EXPECT_EQ(program.exitStatus(), 0);
 }
 
-TEST(Entry, AFileThatIsOpenAtTheEndIsClosedAndItsCommandRun) {
-    const std::pair<const char*, const char*> cases[] = {{TDR_BIN_DIR "/softimageFilter", "a.pic"},
-                                                         {TDR_BIN_DIR "/pngFilter", "a.png"}};
-    for (const auto& [driver, name] : cases) {
-        SCOPED_TRACE(name);
-        const support::TempDir folder;
-        const std::string path = folder / name;
-        const std::string copy = folder / "copy";
-        support::FakeHost host;
+/// What the tests of a file that is open at the end share, for each driver of files.
+class OpenFile : public ::testing::TestWithParam<std::pair<const char*, const char*>> {
+  protected:
+    void SetUp() override {
+        path = folder / GetParam().second;
+        copy = folder / "copy";
         host.connectDriver();
-        Driver program(host, driver);
+        program = std::make_unique<Driver>(host, GetParam().first);
         host.awaitDriver();
         EXPECT_EQ(host.receive().datacmd[5], 101);
         for (const support::Message& request :
-             {action(1424, {0}), action(1425, {0, 0, 1, 1}),
+             {action(1424, {0}), action(1425, {0, 0, 1, 2}),
               action(1442, {}, {"cp '" + path + "' '" + copy + "' #"}),
               action(1439, {1, 0}, {path})}) {
             host.send(request);
             EXPECT_EQ(host.receive().datacmd[5], 101) << request.code;
         }
-        host.send(action(200));
-        EXPECT_EQ(program.exitStatus(), 0);
-        EXPECT_NE(support::contentOf(copy), "") << program.err();
+    }
+    void putLine(int y) { host.send(action(1434, {4, block->key(), block->id(), y, 0})); }
+    void expectAWholeFile() {
+        EXPECT_EQ(program->exitStatus(), 0);
+        EXPECT_NE(support::contentOf(copy), "");
         EXPECT_EQ(support::contentOf(copy), support::contentOf(path)) << "copied too early";
     }
+
+    support::TempDir folder;
+    std::string path;
+    std::string copy;
+    support::FakeHost host;
+    std::unique_ptr<Driver> program;
+    std::optional<support::SharedBlock> block{4};
+};
+
+INSTANTIATE_TEST_SUITE_P(Entry, OpenFile,
+                         ::testing::Values(std::pair{TDR_BIN_DIR "/softimageFilter", "a.pic"},
+                                           std::pair{TDR_BIN_DIR "/pngFilter", "a.png"}));
+
+TEST_P(OpenFile, IsClosedAndItsCommandRunAtTheEnd) {
+    host.send(action(200));
+    expectAWholeFile();
+}
+
+TEST_P(OpenFile, SurvivesTheHostAndAllThatItWouldHaveRead) {
+    std::memcpy(block->bytes(), "abcd", 4);
+    putLine(0); // held back until the top line is there
+    EXPECT_EQ(host.receive().datacmd[5], 1225);
+    EXPECT_EQ(host.receive().datacmd[5], 101);
+    program->kill(SIGSTOP); // it finds all that has happened when it goes on
+    putLine(1);
+    const int id = block->id();
+    host.hangUp();
+    program->dropErr();
+    block->abandon();
+    program->kill(SIGCONT);
+    expectAWholeFile();
+    shmid_ds state{};
+    EXPECT_EQ(shmctl(id, IPC_STAT, &state), -1) << "the block that nobody uses any more stays";
+
+    support::FakeHost next;
+    next.connectDriver();
+    Driver reader(next, GetParam().first);
+    next.awaitDriver();
+    next.receive();
+    support::SharedBlock line(4);
+    for (const support::Message& request :
+         {action(1439, {0, 0}, {path}), action(1430, {4, line.key(), line.id(), 0, 0})}) {
+        next.send(request);
+        EXPECT_EQ(next.receive().datacmd[5], 101) << request.code;
+    }
+    EXPECT_EQ(std::string(reinterpret_cast<char*>(line.bytes()), 4), "abcd")
+        << "the line that was held back is lost";
+    next.send(action(200));
+    EXPECT_EQ(reader.exitStatus(), 0);
 }
 
 // --- The null driver over the whole way ----------------------------------------------------------

@@ -83,16 +83,22 @@ TEST_F(Loop, EndCodesEndWithoutReplyAndOtherEventsAreErrors) {
     EXPECT_EQ(gExitFlag, 0);
 }
 
-TEST_F(Loop, FailedReceiveIsReportedAndTheLoopGoesOn) {
+TEST_F(Loop, AStreamThatIsOutOfStepEndsTheLoopUnread) {
     // A count that no packet can hold, as raw bytes: the writer refuses to send it.
     const unsigned char wire[] = {0x7F, 0xFF, 0xFF, 0xFF};
     ASSERT_EQ(send(host.fd(), wire, sizeof wire, 0), 4);
+    for (const Message& message : {action(1439, {1, 0}, {"/victim"}), query(1024)}) {
+        host.send(message);
+    }
     testing::internal::CaptureStderr();
     driver->handleEvent();
-    EXPECT_NE(testing::internal::GetCapturedStderr().find(
-                  "IPC Driver (Base Class): Error reading socket data (-1)\n"),
-              std::string::npos);
     EXPECT_EQ(gExitFlag, 0);
+    driver->handleEvent();
+    EXPECT_EQ(gExitFlag, 1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "readsockdata: Refusing a packet with numof_cmds 2147483647 (at most 256) - closing "
+              "connection.\nIPC Driver (Base Class): Error reading socket data (-1)\n");
+    EXPECT_EQ(driver->calls, "");
 }
 
 TEST_F(Loop, VanishedHostEndsTheLoop) {

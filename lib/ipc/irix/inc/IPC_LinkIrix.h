@@ -52,7 +52,9 @@ class IPC_LinkIrix : public IPC_Link {
     /// the window system is pending; -1 on an error, with a line on stderr; -2 when the link is not
     /// connected. From the fortieth empty packet in a row on, when the process that is named as the
     /// parent is not the parent, `p` says that it has died (class 2, code 202); when it is, each
-    /// empty packet takes a tenth of a second.
+    /// empty packet takes a tenth of a second. A packet that is none (a bad count, a read that
+    /// fails inside it) gives -1 and closes the link that it came over, here and on the wire:
+    /// nothing behind it is looked at, and `p` is empty.
     int receive(IPC_QUEUE_MODE queueMode, IPC_BLOCKING_MODE blockingMode, long seconds,
                 long microseconds, IPC_DataPacket* p) override;
 
@@ -84,6 +86,10 @@ class IPC_LinkIrix : public IPC_Link {
     void initialize_socket_set();
     void cleanup();
     void prepare();
+    void enlist();
+    void hangUp();
+    void hangUpOn(int fd);
+    static bool isAlone(IPC_QUEUE_MODE queueMode);
     int waitForPacket(IPC_QUEUE_MODE queueMode, IPC_BLOCKING_MODE blockingMode, long seconds,
                       long microseconds);
     void lookForParent(IPC_DataPacket* p);

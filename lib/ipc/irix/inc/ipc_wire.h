@@ -19,7 +19,7 @@ enum class ReadEnd {
     Failed,    ///< a read failed; `error` says why
     TimedOut,  ///< the deadline passed
     Cancelled, ///< the descriptor for that became readable
-    BadCount,  ///< a count is negative or above its capacity; the socket has been shut down
+    BadCount,  ///< a count is negative or above its capacity
 };
 
 /// The outcome of `receivePacket`.
@@ -29,6 +29,9 @@ struct PacketRead {
     std::size_t field = 0;  ///< number (from 0) of the wire field at which it ended, when it failed
     int error = 0;          ///< errno, for `Failed`
     std::int32_t count = 0; ///< the offending count, for `BadCount`
+    /// A count was bad, or a read failed inside the packet: nothing that follows can be a packet.
+    /// `packet` is empty then, and `fd` has become the descriptor of a connection that has ended.
+    bool outOfStep = false;
 };
 
 /// Clears `packet` and reads one packet from `fd` into it. Never takes a byte of the packet that
