@@ -13,8 +13,8 @@ namespace ipc {
 /// outcomes where sockets are results, and a child replaces its stderr. None on failure (errno).
 [[nodiscard]] base::UniqueFd aboveStandard(base::UniqueFd fd);
 
-/// Opens a socket that listens on a free port with a backlog of 1.
-[[nodiscard]] PeerFailure openListener(bool allInterfaces, base::UniqueFd& listener,
+/// Opens a socket that listens on a free port with a backlog of 1; `flags` may be SOCK_NONBLOCK.
+[[nodiscard]] PeerFailure openListener(bool allInterfaces, int flags, base::UniqueFd& listener,
                                        unsigned short& port);
 
 /// Takes a connection that waits on `listener`; none on failure (errno).

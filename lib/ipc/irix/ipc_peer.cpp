@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "ipc_peer.h"
 
+#include "ipc_caller.h"
 #include "ipc_inner.h"
 #include "ipc_socket.h"
 #include "ipc_wire.h"
@@ -12,6 +13,7 @@
 #include <cstring>
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <new>
 #include <poll.h>
 #include <string>
 #include <sys/socket.h>
@@ -114,11 +116,14 @@ void dropCatchers() {
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
-    if (plan.stderrFd >= 0) {
-        dup2(plan.stderrFd, STDERR_FILENO);
+    while (plan.stderrFd >= 0 && dup2(plan.stderrFd, STDERR_FILENO) < 0) {
+        if (errno != EINTR && errno != EBUSY) {
+            _exit(kExecFailedStatus); // what it would say of damage must not go elsewhere
+        }
     }
     execvp(plan.arguments[0], plan.arguments.data());
     const char* const reason = strerrordesc_np(errno);
+    std::signal(SIGPIPE, SIG_IGN); // the exit status tells more
     const std::array<const char*, 3> texts = {
         "doexec: exec failed: ", reason != nullptr ? reason : "?", "\n"};
     for (const char* text : texts) {
@@ -169,8 +174,8 @@ bool worthAnotherTry(int error) {
     return error == EAGAIN || error == EWOULDBLOCK || error == EINTR || error == ECONNABORTED;
 }
 
-/// Waits until the peer connects, ends, or is late. What it did last before its end, it did before
-/// the end was seen: so its connection is looked for once more after that.
+/// Waits until the peer itself connects, ends, or is late. What it did last before its end, it did
+/// before the end was seen: so its connection is looked for once more after that.
 PeerFailure awaitConnection(const PeerOptions& options, int listener, Deadline deadline,
                             Peer& peer) {
     bool ended = peer.process.hasEnded();
@@ -179,12 +184,15 @@ PeerFailure awaitConnection(const PeerOptions& options, int listener, Deadline d
             {listener, POLLIN, 0}, {peer.process.fd(), POLLIN, 0}, {options.cancelFd, POLLIN, 0}};
         const bool late = pollTimeout(deadline) == 0;
         (void)poll(watched, std::size(watched), ended ? 0 : peer.process.pollTimeout(deadline));
-        peer.socket = acceptConnection(listener);
-        if (peer.socket.valid()) {
-            return PeerFailure::None;
-        }
-        if (!worthAnotherTry(errno)) {
+        base::UniqueFd caller = acceptConnection(listener);
+        if (!caller.valid() && !worthAnotherTry(errno)) {
             return PeerFailure::Accept;
+        }
+        // Anybody can call. Who is not the peer is hung up on, and the wait goes on.
+        if (caller.valid() && isLocalCall(caller.get()) &&
+            isCallOf(peer.process.pid(), caller.get()) && !peer.process.hasEnded()) {
+            peer.socket = std::move(caller);
+            return PeerFailure::None;
         }
         if (ended) {
             errno = ESRCH;
@@ -231,11 +239,11 @@ PeerFailure launch(const PeerOptions& options, Deadline deadline, Peer& peer) {
     }
     base::UniqueFd listener;
     unsigned short port = 0;
-    PeerFailure failure = openListener(options.listenOnAllInterfaces, listener, port);
+    PeerFailure failure =
+        openListener(options.listenOnAllInterfaces, SOCK_NONBLOCK, listener, port);
     if (failure != PeerFailure::None) {
         return failure;
     }
-    fcntl(listener.get(), F_SETFL, O_NONBLOCK);
     base::UniqueFd stderrWriteEnd;
     if (options.captureStderr && !openPipe(peer.stderrPipe, stderrWriteEnd)) {
         return PeerFailure::Pipe;
@@ -293,6 +301,21 @@ PeerStart finish(PeerStart start, PeerFailure failure, bool waitForIt) {
     return start;
 }
 
+PeerStart start(const PeerOptions& options, bool greeting) {
+    const Deadline deadline = deadlineAfter(options.limit);
+    PeerStart start;
+    PeerFailure failure = PeerFailure::Fork;
+    try {
+        failure = launch(options, deadline, start.peer);
+    } catch (const std::bad_alloc&) { // before there was a process
+        errno = ENOMEM;
+    }
+    if (failure == PeerFailure::None && greeting) {
+        failure = greet(options, deadline, start);
+    }
+    return finish(std::move(start), failure, !options.ignoreChildSignal);
+}
+
 } // namespace
 
 const char* describe(PeerFailure failure) {
@@ -300,8 +323,10 @@ const char* describe(PeerFailure failure) {
     return kDescriptions[static_cast<std::size_t>(failure)];
 }
 
-PeerFailure openListener(bool allInterfaces, base::UniqueFd& listener, unsigned short& port) {
-    listener = aboveStandard(base::UniqueFd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)));
+PeerFailure openListener(bool allInterfaces, int flags, base::UniqueFd& listener,
+                         unsigned short& port) {
+    listener =
+        aboveStandard(base::UniqueFd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | flags, 0)));
     if (!listener.valid()) {
         return PeerFailure::Socket;
     }
@@ -349,20 +374,12 @@ PeerFailure judgeInitRequest(const IPC_DataPacket& first, Ends& ends, IPC_DataPa
     return PeerFailure::None;
 }
 
-PeerStart launchPeer(const PeerOptions& options) {
-    PeerStart start;
-    const PeerFailure failure = launch(options, deadlineAfter(options.limit), start.peer);
-    return finish(std::move(start), failure, !options.ignoreChildSignal);
+PeerStart launchPeer(const PeerOptions& options) noexcept {
+    return start(options, false);
 }
 
-PeerStart startPeer(const PeerOptions& options) {
-    const Deadline deadline = deadlineAfter(options.limit);
-    PeerStart start;
-    PeerFailure failure = launch(options, deadline, start.peer);
-    if (failure == PeerFailure::None) {
-        failure = greet(options, deadline, start);
-    }
-    return finish(std::move(start), failure, !options.ignoreChildSignal);
+PeerStart startPeer(const PeerOptions& options) noexcept {
+    return start(options, true);
 }
 
 } // namespace ipc

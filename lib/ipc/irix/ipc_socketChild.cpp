@@ -2,6 +2,7 @@
 // The child's half of the handshake, and the connections that both halves open.
 #include "base/byteOrder.h"
 #include "base/diagnostics.h"
+#include "ipc_caller.h"
 #include "ipc_inner.h"
 #include "ipc_socket.h"
 
@@ -35,11 +36,15 @@ bool connectRetrying(int fd, const sockaddr_in& address) {
         return false;
     }
     pollfd watched{fd, POLLOUT, 0};
-    while (poll(&watched, 1, -1) < 0 && errno == EINTR) {
-    }
+    int ready = -1;
+    do {
+        ready = poll(&watched, 1, -1);
+    } while (ready < 0 && errno == EINTR);
     int error = 0;
     socklen_t size = sizeof error;
-    getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &size);
+    if (ready < 0 || getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &size) != 0) {
+        return false;
+    }
     errno = error;
     return error == 0;
 }
@@ -103,6 +108,10 @@ int getservsock(int port) {
     no_tcp_delay(fd.get());
     if (!connectRetrying(fd.get(), addressOf(INADDR_ANY, static_cast<unsigned short>(port)))) {
         base::sayError("getservsock: connecting socket", errno);
+        return -1;
+    }
+    if (const auto stranger = ipc::strangerBehind(fd.get())) {
+        base::say("getservsock: Refusing port %d, which belongs to user %u.\n", port, *stranger);
         return -1;
     }
     std::signal(SIGCHLD, SIG_IGN);

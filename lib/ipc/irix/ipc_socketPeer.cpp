@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: MIT
 // Starting and reaching peers with a word on stderr: the faces of the inner starter.
 #include "base/diagnostics.h"
+#include "ipc_caller.h"
 #include "ipc_inner.h"
 #include "ipc_peer.h"
 #include "ipc_socket.h"
 
 #include <cerrno>
+#include <iterator>
+#include <new>
+#include <poll.h>
 #include <unistd.h>
 
 namespace {
@@ -49,9 +53,30 @@ void report(PeerFailure failure, int error, const char* path) {
     }
 }
 
-/// Waits for the first packet of a freshly started peer and answers it. `fd` is in `set`.
-int greetStarted(const char* path, short localId, short localSubId, int fd, short* peerId,
+/// Waits until a freshly started peer has sent something; false when it ended before, though a
+/// process of its own may keep the connection.
+bool awaitFirstByte(const ipc::Peer& peer) {
+    for (bool ended = false;; ended = peer.process.hasEnded()) {
+        pollfd watched[] = {{peer.socket.get(), POLLIN, 0}, {peer.process.fd(), POLLIN, 0}};
+        const int timeout = ended ? 0 : peer.process.pollTimeout({});
+        if (poll(watched, std::size(watched), timeout) > 0 && watched[0].revents != 0) {
+            return true;
+        }
+        if (ended) {
+            return false;
+        }
+    }
+}
+
+/// Waits for the first packet of a freshly started peer, whose socket is in a set, and answers it.
+int greetStarted(const char* path, ipc::Ends ends, const ipc::Peer& peer, short* peerId,
                  short* peerSubId) {
+    const int fd = peer.socket.get();
+    if (!awaitFirstByte(peer)) {
+        base::say("startsomeprocess: The program ended and left its connection behind.\n");
+        base::say("startsomeprocess: Error waiting for \"%s\".\n", path);
+        return -1;
+    }
     fd_set own;
     FD_ZERO(&own);
     ipc::addToSet(fd, &own);
@@ -64,7 +89,6 @@ int greetStarted(const char* path, short localId, short localSubId, int fd, shor
     if (from == 0) {
         base::say("startsomeprocess: Got 0 from waitforprocessresponse()\n");
     }
-    ipc::Ends ends{localId, localSubId};
     IPC_DataPacket reply;
     const PeerFailure outcome = ipc::judgeInitRequest(first, ends, reply);
     if (outcome == PeerFailure::Refused) {
@@ -104,7 +128,7 @@ base::UniqueFd invite(ipc::Ends ends, int serverFd) {
     base::UniqueFd fd;
     do {
         fd = ipc::acceptConnection(listener.get());
-    } while (!fd.valid() && errno == EINTR);
+    } while (fd.valid() ? !ipc::isLocalCall(fd.get()) : errno == EINTR);
     if (!fd.valid()) {
         base::say("connecttoprocess: Failed to open gizmo.\n");
     }
@@ -165,7 +189,7 @@ int settle(int outcome, base::UniqueFd fd, fd_set* set) {
 
 int createsocket(unsigned short* port) {
     base::UniqueFd listener;
-    const PeerFailure failure = ipc::openListener(true, listener, *port);
+    const PeerFailure failure = ipc::openListener(true, 0, listener, *port);
     if (failure == PeerFailure::None) {
         return listener.release();
     }
@@ -177,7 +201,10 @@ int createsocket(unsigned short* port) {
     return -1;
 }
 
-int doexec(const char* path, IPC_EXEC_MODE mode, int* pid) {
+namespace {
+
+/// The inner `doexec`; the process is the caller's to watch.
+int launch(const char* path, IPC_EXEC_MODE mode, ipc::Peer& peer) try {
     ipc::PeerOptions options;
     options.path = path;
     options.onlyIfNotRunning = mode == IPC_EXEC_IF_NOT_RUNNING;
@@ -191,27 +218,43 @@ int doexec(const char* path, IPC_EXEC_MODE mode, int* pid) {
         report(start.failure, start.error, path);
         return -1;
     }
-    *pid = start.peer.process.pid();
-    return start.peer.socket.release();
+    peer = std::move(start.peer);
+    return peer.socket.get();
+} catch (const std::bad_alloc&) {
+    report(PeerFailure::Fork, ENOMEM, path);
+    return -1;
+}
+
+} // namespace
+
+int doexec(const char* path, IPC_EXEC_MODE mode, int* pid) {
+    ipc::Peer peer;
+    const int result = launch(path, mode, peer);
+    if (result > 0) {
+        *pid = peer.process.pid();
+        (void)peer.socket.release();
+    }
+    return result;
 }
 
 int startsomeprocess(const char* path, IPC_EXEC_MODE mode, short localId, short localSubId,
                      fd_set* set, int* pid, short* peerId, short* peerSubId) {
-    base::UniqueFd fd(doexec(path, mode, pid));
-    if (!fd.valid()) {
+    ipc::Peer peer;
+    const int fd = launch(path, mode, peer);
+    if (fd < 0) {
         base::say("startsomeprocess: Error initializing socket to \"%s\".\n", path);
         return -1;
     }
-    if (fd.get() == 0) {
-        (void)fd.release();
+    if (fd == 0) {
         base::say("startsomeprocess:  \"%s\" is already executing.\n", path);
         return -2;
     }
-    if (!enlist("startsomeprocess", fd.get(), set)) {
+    *pid = peer.process.pid();
+    if (!enlist("startsomeprocess", fd, set)) {
         return -1;
     }
-    const int outcome = greetStarted(path, localId, localSubId, fd.get(), peerId, peerSubId);
-    return settle(outcome, std::move(fd), set);
+    const int outcome = greetStarted(path, {localId, localSubId}, peer, peerId, peerSubId);
+    return settle(outcome, std::move(peer.socket), set);
 }
 
 int connecttoprocess(short localId, short localSubId, short peerId, short peerSubId, int serverFd,

@@ -13,7 +13,6 @@
 #include <cstddef>
 #include <cstring>
 #include <fcntl.h>
-#include <netdb.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -409,11 +408,9 @@ int readbuf(int fd, void* buf, int n) {
 }
 
 int no_tcp_delay(int fd) {
-    // Looked up once: the system goes through its name services and files for it.
-    static const int protocol = [] {
-        const protoent* const tcp = getprotobyname("tcp");
-        return tcp != nullptr ? tcp->p_proto : IPPROTO_TCP;
-    }();
+    // The number of the protocol "tcp" everywhere. Looking the name up would go through the
+    // system's name services, which do not survive without memory.
+    constexpr int kProtocol = IPPROTO_TCP;
     const int on = 1;
-    return setsockopt(fd, protocol, TCP_NODELAY, &on, sizeof on);
+    return setsockopt(fd, kProtocol, TCP_NODELAY, &on, sizeof on);
 }

@@ -93,10 +93,12 @@ struct PeerStart {
     Peer peer;
 };
 
-/// Starts a peer and waits until it has connected; the handshake is still to come.
-[[nodiscard]] PeerStart launchPeer(const PeerOptions& options);
+/// Starts a peer and waits until it has connected; the handshake is still to come. A connection
+/// that is known to come from another machine or from a process other than the peer and its
+/// descendants is closed, and the wait goes on.
+[[nodiscard]] PeerStart launchPeer(const PeerOptions& options) noexcept;
 
-/// Starts a peer, waits until it has connected and answers its init request.
-[[nodiscard]] PeerStart startPeer(const PeerOptions& options);
+/// The same, and answers its init request.
+[[nodiscard]] PeerStart startPeer(const PeerOptions& options) noexcept;
 
 } // namespace ipc

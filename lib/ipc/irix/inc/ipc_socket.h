@@ -56,8 +56,9 @@ int no_tcp_delay(int fd);
 // --- The child's half of the handshake -----------------------------------------------------------
 
 /// Connects to the parent that listens on `port` of this machine. Returns the socket, which the
-/// caller closes, or -1 with a line on stderr (also for a port outside 1 ... 65535). On success
-/// SIGCHLD is ignored from then on.
+/// caller closes, or -1 with a line on stderr (also for a port outside 1 ... 65535, and for one
+/// that is known to belong to neither this process's user nor root). On success SIGCHLD is ignored
+/// from then on.
 int getservsock(int port);
 
 /// Sends the init request (class 3, code 300) from the two ids, built in `*p`, whose payload areas
@@ -89,8 +90,9 @@ int waitforprocessresponse(IPC_DataPacket* p, fd_set* set, IPC_QUEUE_MODE queueM
 
 // --- The parent's side ---------------------------------------------------------------------------
 
-/// Opens a socket that listens on a free port, which is stored in `*port`. Returns it, or -1 with a
-/// line on stderr. The caller closes it.
+/// Opens a socket that listens on a free port of every address, which is stored in `*port`. Returns
+/// it, or -1 with a line on stderr. The caller closes it, and looks at who calls: `doexec` and
+/// `connecttoprocess` take calls from this machine only, `doexec` from the program alone.
 int createsocket(unsigned short* port);
 
 /// Starts the program `path` with the arguments "-ipc_link_port" and a port, and waits until it

@@ -1,0 +1,265 @@
+// SPDX-License-Identifier: MIT
+#include "ipc_caller.h"
+
+#include "base/uniqueFd.h"
+#include "base/uniqueFile.h"
+
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <dirent.h>
+#include <linux/inet_diag.h>
+#include <linux/netlink.h>
+#include <linux/sock_diag.h>
+#include <memory>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace ipc {
+namespace {
+
+// --- The far socket ------------------------------------------------------------------------------
+
+/// What the system tells of a socket. One that has gone is nobody's: inode 0, user 0. So is one
+/// that waits to be accepted.
+struct SocketInfo {
+    unsigned state = TCP_CLOSE;
+    uid_t owner = 0;
+    std::uint32_t inode = 0;
+};
+
+/// A connection as its far end sees it. A `near` of zeros stands for a socket that listens.
+struct Ends {
+    sockaddr_in far{};
+    sockaddr_in near{};
+};
+
+std::optional<Ends> endsOf(int fd) {
+    Ends ends;
+    socklen_t farSize = sizeof ends.far;
+    socklen_t nearSize = sizeof ends.near;
+    const bool known = getpeername(fd, reinterpret_cast<sockaddr*>(&ends.far), &farSize) == 0 &&
+                       getsockname(fd, reinterpret_cast<sockaddr*>(&ends.near), &nearSize) == 0 &&
+                       ends.far.sin_family == AF_INET;
+    return known ? std::optional(ends) : std::nullopt;
+}
+
+/// Asks the kernel for the one socket; nothing when there is none, or the kernel does not answer
+/// such questions, for which it has the same error.
+std::optional<SocketInfo> askKernel(const Ends& ends) {
+    const base::UniqueFd kernel(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_SOCK_DIAG));
+    struct {
+        nlmsghdr head{};
+        inet_diag_req_v2 request{};
+    } question;
+    question.head.nlmsg_len = sizeof question;
+    question.head.nlmsg_type = SOCK_DIAG_BY_FAMILY;
+    question.head.nlmsg_flags = NLM_F_REQUEST;
+    question.request.sdiag_family = AF_INET;
+    question.request.sdiag_protocol = IPPROTO_TCP;
+    question.request.idiag_states = ~0U;
+    inet_diag_sockid& id = question.request.id;
+    id.idiag_src[0] = ends.far.sin_addr.s_addr;
+    id.idiag_sport = ends.far.sin_port;
+    id.idiag_dst[0] = ends.near.sin_addr.s_addr;
+    id.idiag_dport = ends.near.sin_port;
+    id.idiag_cookie[0] = id.idiag_cookie[1] = INET_DIAG_NOCOOKIE;
+    if (send(kernel.get(), &question, sizeof question, 0) < 0) {
+        return std::nullopt;
+    }
+    alignas(nlmsghdr) std::array<char, 4096> answer{}; // is there once the question is sent
+    const ssize_t got = recv(kernel.get(), answer.data(), answer.size(), MSG_DONTWAIT);
+    nlmsghdr head{};
+    inet_diag_msg found{};
+    if (got < static_cast<ssize_t>(NLMSG_HDRLEN + sizeof found)) {
+        return std::nullopt;
+    }
+    std::memcpy(&head, answer.data(), sizeof head);
+    std::memcpy(&found, answer.data() + NLMSG_HDRLEN, sizeof found);
+    if (head.nlmsg_type != SOCK_DIAG_BY_FAMILY) {
+        return std::nullopt;
+    }
+    return SocketInfo{found.idiag_state, found.idiag_uid, found.idiag_inode};
+}
+
+/// Looks the socket up in the system's table of connections; nothing when that cannot be read or
+/// does not even know the near end.
+std::optional<SocketInfo> askTable(const Ends& ends) {
+    const base::UniqueFile table = base::openFile("/proc/net/tcp", 'r');
+    const bool listening = ends.near.sin_port == 0;
+    bool meaningful = listening;
+    SocketInfo found;
+    char line[256];
+    while (table != nullptr && std::fgets(line, sizeof line, table.get()) != nullptr) {
+        unsigned from = 0;
+        unsigned fromPort = 0;
+        unsigned to = 0;
+        unsigned toPort = 0;
+        SocketInfo info;
+        // NOLINTNEXTLINE(cert-err34-c): the system's own numbers
+        if (std::sscanf(line, "%*d: %X:%X %X:%X %X %*X:%*X %*X:%*X %*X %u %*d %u", &from, &fromPort,
+                        &to, &toPort, &info.state, &info.owner, &info.inode) != 7) {
+            continue;
+        }
+        const auto is = [](const sockaddr_in& end, unsigned address, unsigned port) {
+            return end.sin_addr.s_addr == address && ntohs(end.sin_port) == port;
+        };
+        const bool connected = is(ends.far, from, fromPort) && is(ends.near, to, toPort);
+        const bool listens = info.state == TCP_LISTEN && ntohs(ends.far.sin_port) == fromPort &&
+                             (from == INADDR_ANY || from == ends.far.sin_addr.s_addr);
+        meaningful = meaningful || (is(ends.near, from, fromPort) && is(ends.far, to, toPort));
+        if (listening ? listens : connected) {
+            found = info;
+        }
+    }
+    return table != nullptr && meaningful ? std::optional(found) : std::nullopt;
+}
+
+std::optional<SocketInfo> lookUp(const Ends& ends) {
+    const std::optional<SocketInfo> told = askKernel(ends);
+    return told ? told : askTable(ends);
+}
+
+// --- Who holds it --------------------------------------------------------------------------------
+
+enum class Holds { No, Yes, Unknown };
+
+struct DirCloser {
+    void operator()(DIR* directory) const { closedir(directory); }
+};
+using Directory = std::unique_ptr<DIR, DirCloser>;
+
+/// A chain of wrappers is not longer than that.
+constexpr int kDeepest = 16;
+
+using ProcPath = std::array<char, 64>;
+
+template <class... Arguments>
+ProcPath procPath(const char* format, Arguments... arguments) {
+    ProcPath path{};
+    std::snprintf(path.data(), path.size(), format, arguments...); // NOLINT: formats are given here
+    return path;
+}
+
+/// Calls `each` with every number that names an entry of `path`, until it gives something else than
+/// `No`. Unknown when the folder cannot be read.
+template <class Each>
+Holds anyEntry(const ProcPath& path, Each each) {
+    const Directory directory(opendir(path.data()));
+    if (directory == nullptr) {
+        return Holds::Unknown;
+    }
+    for (;;) {
+        errno = 0;
+        const dirent* const entry = readdir(directory.get());
+        if (entry == nullptr) {
+            return errno == 0 ? Holds::No : Holds::Unknown;
+        }
+        const char* const name = static_cast<const char*>(entry->d_name);
+        int number = 0;
+        const auto [end, error] = std::from_chars(name, name + std::strlen(name), number);
+        if (error != std::errc() || *end != '\0') {
+            continue;
+        }
+        if (const Holds result = each(number); result != Holds::No) {
+            return result;
+        }
+    }
+}
+
+/// Whether a descriptor of this very process is the socket.
+Holds holdsItself(pid_t pid, std::uint32_t inode) {
+    std::array<char, 64> wanted{};
+    const int length = std::snprintf(wanted.data(), wanted.size(), "socket:[%u]", inode);
+    return anyEntry(procPath("/proc/%d/fd", pid), [&](int fd) {
+        std::array<char, 64> target{};
+        const ssize_t got =
+            readlink(procPath("/proc/%d/fd/%d", pid, fd).data(), target.data(), target.size());
+        if (got < 0 && errno != ENOENT) {
+            return Holds::Unknown;
+        }
+        return got == length && std::memcmp(target.data(), wanted.data(), wanted.size()) == 0
+                   ? Holds::Yes
+                   : Holds::No;
+    });
+}
+
+Holds holdsBelow(pid_t pid, std::uint32_t inode, int depth);
+
+Holds childrenHold(pid_t pid, int thread, std::uint32_t inode, int depth) {
+    const base::UniqueFile children =
+        base::openFile(procPath("/proc/%d/task/%d/children", pid, thread).data(), 'r');
+    Holds result = children == nullptr ? Holds::Unknown : Holds::No;
+    int child = 0;
+    // NOLINTNEXTLINE(cert-err34-c): the system's own numbers
+    while (result != Holds::Yes && children && std::fscanf(children.get(), "%d", &child) == 1) {
+        const Holds below = holdsBelow(child, inode, depth + 1);
+        result = below == Holds::No ? result : below;
+    }
+    return result == Holds::No && std::ferror(children.get()) != 0 ? Holds::Unknown : result;
+}
+
+/// Whether this process or a descendant holds it.
+Holds holdsBelow(pid_t pid, std::uint32_t inode, int depth = 0) {
+    if (depth > kDeepest) {
+        return Holds::Unknown;
+    }
+    const Holds itself = holdsItself(pid, inode);
+    if (itself == Holds::Yes) {
+        return itself;
+    }
+    const Holds below = anyEntry(procPath("/proc/%d/task", pid), [&](int thread) {
+        return childrenHold(pid, thread, inode, depth);
+    });
+    return below == Holds::No ? itself : below;
+}
+
+/// True when /proc shows the processes as this one numbers them.
+bool isProcOurs() {
+    std::array<char, 16> self{};
+    return readlink("/proc/self", self.data(), self.size() - 1) > 0 &&
+           std::atoi(self.data()) == getpid(); // NOLINT(cert-err34-c): the system's own number
+}
+
+} // namespace
+
+bool isLocalCall(int fd) {
+    const std::optional<Ends> ends = endsOf(fd);
+    constexpr unsigned kFirstByte = 24;
+    return ends && ntohl(ends->far.sin_addr.s_addr) >> kFirstByte == IN_LOOPBACKNET;
+}
+
+bool isCallOf(pid_t child, int fd) {
+    const std::optional<Ends> ends = endsOf(fd);
+    if (!ends) {
+        return false; // it has gone already
+    }
+    const std::optional<SocketInfo> caller = lookUp(*ends);
+    if (!caller) {
+        return true;
+    }
+    if (caller->state != TCP_ESTABLISHED || caller->inode == 0) {
+        return false;
+    }
+    const Holds found = isProcOurs() ? holdsBelow(child, caller->inode) : Holds::Unknown;
+    return found == Holds::Yes || (found == Holds::Unknown && caller->owner == geteuid());
+}
+
+std::optional<uid_t> strangerBehind(int fd) {
+    const std::optional<Ends> ends = endsOf(fd);
+    std::optional<SocketInfo> host = ends ? lookUp(*ends) : std::nullopt;
+    if (host && host->inode == 0) {
+        host = lookUp({ends->far, {}}); // it still waits to be accepted by whoever listens
+    }
+    const bool ours = !host || host->inode == 0 || host->owner == 0 || host->owner == geteuid() ||
+                      host->owner == getuid();
+    return ours ? std::nullopt : std::optional(host->owner);
+}
+
+} // namespace ipc

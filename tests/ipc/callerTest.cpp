@@ -1,0 +1,231 @@
+// SPDX-License-Identifier: MIT
+// Who calls: strangers that connect first, wrappers that fork, hosts that are somebody else's.
+#include "base/uniqueFd.h"
+#include "ipcTesting.h"
+#include "ipc_caller.h"
+#include "ipc_inner.h"
+#include "ipc_peer.h"
+#include "ipc_socket.h"
+#include "support/captureStderr.h"
+#include "support/denyCall.h"
+#include "support/program.h"
+#include "support/tempDir.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <thread>
+
+using namespace testing_ipc;
+using namespace std::chrono_literals;
+using support::CaptureStderr;
+
+namespace {
+
+constexpr uid_t kNobody = 65534;
+
+base::UniqueFd connectTo(int port, in_addr_t from = INADDR_LOOPBACK) {
+    base::UniqueFd fd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(from);
+    const auto* const generic = reinterpret_cast<const sockaddr*>(&address);
+    EXPECT_EQ(bind(fd.get(), generic, sizeof address), 0);
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    address.sin_port = htons(static_cast<std::uint16_t>(port));
+    EXPECT_EQ(connect(fd.get(), generic, sizeof address), 0);
+    return fd;
+}
+
+/// Connects to the port that this process's child has been given, with an init request of its own,
+/// before `gate` is opened for the child. True when it was hung up on.
+bool intrude(const std::filesystem::path& gate) {
+    std::string words; // of the child's command line
+    support::eventually("a child with a port", [&] {
+        std::ifstream children("/proc/self/task/" + std::to_string(getpid()) + "/children");
+        std::string pid;
+        children >> pid;
+        std::ifstream commandLine("/proc/" + pid + "/cmdline");
+        words.assign(std::istreambuf_iterator<char>(commandLine), {});
+        return words.find("-ipc_link_port") != std::string::npos;
+    });
+    const std::string option("-ipc_link_port\0", 15);
+    const base::UniqueFd fd = connectTo(std::stoi(words.substr(words.find(option) + 15)));
+    IPC_DataPacket request = packetOf({66, 67}, 3, 300);
+    sendsockdata(fd.get(), &request);
+    std::ofstream(gate) << "open";
+    pollfd watched{fd.get(), POLLIN, 0};
+    poll(&watched, 1, 20000);
+    return hasGone(fd.get());
+}
+
+class Callers : public testing::Test {
+  protected:
+    void TearDown() override { std::signal(SIGCHLD, SIG_DFL); }
+    const KeepAction pipe_{SIGPIPE};
+    support::TempDir dir_;
+};
+
+TEST_F(Callers, OnlyTheStartedProgramAndItsDescendantsAreTaken) {
+    std::filesystem::create_symlink(TDR_SCRIPTED_DRIVER, dir_ / "greeted");
+    const std::string gate = dir_ / "gate";
+    const std::string wait = "#!/bin/sh\nwhile [ ! -e '" + gate + "' ]; do sleep 0.01; done\n";
+    const std::string driver = "'" + (dir_ / "greeted") + "' \"$@\"\n";
+    const std::pair<const char*, std::string> wrappers[] = {
+        {"replaced", wait + "exec " + driver},
+        {"forked", wait + driver + "exit $?\n"},
+        {"behind two", wait + "sh -c '\"$0\" \"$@\"; exit $?' " + driver + "exit $?\n"},
+    };
+    for (const auto& [name, script] : wrappers) {
+        for (const bool inner : {true, false}) {
+            SCOPED_TRACE(testing::Message() << name << (inner ? ", inner" : ", given face"));
+            std::filesystem::remove(gate);
+            const std::string path = dir_.write(name, script, 0755);
+            bool hungUpOn = false;
+            std::thread stranger([&] { hungUpOn = intrude(gate); });
+            if (inner) {
+                ipc::PeerOptions options;
+                options.path = path;
+                options.limit = 30s;
+                ipc::PeerStart start = ipc::startPeer(options);
+                EXPECT_EQ(start.failure, ipc::PeerFailure::None) << describe(start.failure);
+                EXPECT_EQ(start.peer.peerId, 102);
+                start.peer.socket.reset();
+                EXPECT_TRUE(start.peer.process.awaitEnd(ipc::deadlineAfter(30s)));
+            } else {
+                fd_set set;
+                FD_ZERO(&set);
+                int pid = -1;
+                short id = 0;
+                short subId = 0;
+                int fd =
+                    startsomeprocess(path.c_str(), IPC_EXEC_ALWAYS, 7, 8, &set, &pid, &id, &subId);
+                EXPECT_GT(fd, 0);
+                EXPECT_EQ(id, 102);
+                closesock(&fd, &set);
+            }
+            stranger.join();
+            EXPECT_TRUE(hungUpOn);
+            while (waitpid(-1, nullptr, 0) > 0) {
+            }
+        }
+    }
+}
+
+/// A process of another user that connects to `port` and waits for the end of the connection.
+pid_t otherUserCalls(int port, uid_t user) {
+    const pid_t pid = fork();
+    if (pid == 0) {
+        if (setresuid(user, user, user) != 0) {
+            _exit(1);
+        }
+        const base::UniqueFd fd = connectTo(port);
+        char byte = 0;
+        _exit(recv(fd.get(), &byte, 1, 0) == 0 ? 0 : 2);
+    }
+    return pid;
+}
+
+TEST_F(Callers, AreJudgedByTheirDescriptorsThenByTheirUser) {
+    const bool isRoot = geteuid() == 0;
+    struct Case {
+        const char* name;
+        uid_t user;
+        bool byOther; ///< another process is asked for than the one that calls
+        long denied;  ///< system call that fails in the judge; -1: none
+        bool taken;
+    };
+    const Case cases[] = {
+        {"the child", geteuid(), false, -1, true},
+        {"another process", geteuid(), true, -1, false},
+        {"the child, without the kernel's answers", geteuid(), false, SYS_sendto, true},
+        {"another process, without them", geteuid(), true, SYS_sendto, false},
+        {"of our user, who knows", geteuid(), true, SYS_getdents64, true},
+        {"of another user, who knows", kNobody, true, SYS_getdents64, false},
+        {"nothing can be read", kNobody, true, SYS_socket, true},
+    };
+    for (const Case& c : cases) {
+        if (c.user != geteuid() && !isRoot) {
+            continue;
+        }
+        SCOPED_TRACE(c.name);
+        unsigned short port = 0;
+        const base::UniqueFd listener(createsocket(&port));
+        const pid_t caller = otherUserCalls(port, c.user);
+        const base::UniqueFd fd = ipc::acceptConnection(listener.get());
+        const pid_t judge = fork();
+        if (judge == 0) {
+            bool denied = c.denied < 0 || support::denyCall(c.denied, EACCES);
+            if (c.denied == SYS_socket) {
+                denied = denied && support::denyCall(SYS_openat, EACCES);
+            }
+            const pid_t asked = c.byOther ? getpid() : caller;
+            _exit(denied ? static_cast<int>(ipc::isCallOf(asked, fd.get())) : 9);
+        }
+        int status = 0;
+        EXPECT_EQ(waitpid(judge, &status, 0), judge);
+        EXPECT_EQ(WEXITSTATUS(status), c.taken ? 1 : 0);
+        shutdown(fd.get(), SHUT_RDWR);
+        EXPECT_EQ(waitpid(caller, &status, 0), caller);
+        EXPECT_EQ(status, 0);
+        EXPECT_FALSE(ipc::isCallOf(caller, fd.get())) << "it has gone, and shows user 0";
+    }
+}
+
+TEST_F(Callers, OfOtherMachinesAreNotTaken) {
+    unsigned short port = 0;
+    const base::UniqueFd listener(createsocket(&port));
+    for (const in_addr_t from : {INADDR_LOOPBACK, INADDR_LOOPBACK + 77}) {
+        const base::UniqueFd caller = connectTo(port, from);
+        EXPECT_TRUE(ipc::isLocalCall(ipc::acceptConnection(listener.get()).get()));
+    }
+    const SocketPair notEvenTcp;
+    EXPECT_FALSE(ipc::isLocalCall(notEvenTcp.near.get()));
+}
+
+TEST_F(Callers, ADriverRefusesAStrangersPort) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "takes two users";
+    }
+    for (const bool accepted : {false, true}) {
+        for (const uid_t driver : {uid_t{0}, kNobody, uid_t{1}}) {
+            for (const uid_t host : {uid_t{0}, kNobody}) {
+                SCOPED_TRACE(testing::Message() << accepted << driver << " calls " << host);
+                std::array<int, 2> ports{};
+                ASSERT_EQ(pipe(ports.data()), 0);
+                const pid_t listens = fork();
+                if (listens == 0) {
+                    unsigned short port = 0;
+                    _exit(setresuid(host, host, host) != 0 || createsocket(&port) < 0 ||
+                          write(ports[1], &port, sizeof port) != sizeof port || pause());
+                }
+                unsigned short port = 0;
+                ASSERT_EQ(read(ports[0], &port, sizeof port), ssize_t{sizeof port});
+                const CaptureStderr said;
+                const pid_t calls = fork();
+                if (calls == 0) {
+                    _exit(setresuid(driver, driver, driver) != 0 ? 9 : getservsock(port) < 0);
+                }
+                int status = 0;
+                waitpid(calls, &status, 0);
+                const bool refused = host != 0 && host != driver;
+                EXPECT_EQ(WEXITSTATUS(status), refused ? 1 : 0);
+                EXPECT_EQ(said.text(), refused
+                                           ? "getservsock: Refusing port " + std::to_string(port) +
+                                                 ", which belongs to user 65534.\n"
+                                           : "");
+                kill(listens, SIGKILL);
+                waitpid(listens, nullptr, 0);
+                close(ports[0]);
+                close(ports[1]);
+            }
+        }
+    }
+}
+
+} // namespace
