@@ -3,12 +3,14 @@
 #include "TDR_Driver.h"
 
 #include "IPC_LinkIrix.h"
+#include "attempt.h"
 #include "base/diagnostics.h"
 
 #include <array>
 #include <cstdio>
 #include <cstring>
 #include <limits>
+#include <new>
 
 int gExitFlag = 0;
 char gInvocationName[256] = "";
@@ -27,8 +29,8 @@ TDR_Driver::TDR_Driver(int port) {
     if (port == 0) {
         return;
     }
-    link = std::make_unique<IPC_LinkIrix>(ipc::kDriverId, ipc::kDriverSubId, port);
-    if (link->linkStatus != 0) {
+    link.reset(new (std::nothrow) IPC_LinkIrix(ipc::kDriverId, ipc::kDriverSubId, port));
+    if (!link || link->linkStatus != 0) {
         base::say("%s: Problem connecting to parent on port %d\n", me, port);
         link.reset();
         status = 1;
@@ -73,7 +75,7 @@ void TDR_Driver::cleanup() {
     link.reset();
     // A driver with files calls this from its own destructor: by ours there is nothing left open.
     // NOLINTBEGIN(clang-analyzer-optin.cplusplus.VirtualCall)
-    if (disconnectFromFile() == 1) {
+    if (attempt(me, [this] { return disconnectFromFile(); }) == 1) {
         executePostWriteCommand();
     }
     // NOLINTEND(clang-analyzer-optin.cplusplus.VirtualCall)

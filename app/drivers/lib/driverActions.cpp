@@ -4,6 +4,7 @@
 
 #include "IPC_LinkIrix.h"
 #include "IPC_SharedMem.h"
+#include "attempt.h"
 #include "base/diagnostics.h"
 
 #include <algorithm>
@@ -61,6 +62,12 @@ class TDR_Driver::AttachedBlock {
 
 // --- The table -----------------------------------------------------------------------------------
 
+/// Carries an operation out and replies by its result.
+template <class... Parameters, class... Arguments>
+int TDR_Driver::answer(int (TDR_Driver::*operation)(Parameters...), Arguments... arguments) {
+    return reply(attempt(me, [&] { return (this->*operation)(arguments...); }));
+}
+
 struct TDR_Driver::Actions {
     /// What the host gets for a request with wrong counts.
     enum class BadCount : std::uint8_t {
@@ -105,31 +112,31 @@ struct TDR_Driver::Actions {
     // Settings -----------------------------------------------------------------------------------
 
     static int setPixelFormat(TDR_Driver& d, const Request& r) {
-        return d.reply(d.setPixelFormat(r.longs[0]));
+        return d.answer(&TDR_Driver::setPixelFormat, r.longs[0]);
     }
     static int setBounds(TDR_Driver& d, const Request& r) {
-        return d.reply(d.setBounds(r.longs[0], r.longs[1], r.longs[2], r.longs[3]));
+        return d.answer(&TDR_Driver::setBounds, r.longs[0], r.longs[1], r.longs[2], r.longs[3]);
     }
     static int setTiling(TDR_Driver& d, const Request& r) {
-        return d.reply(d.setTiling(r.longs[0], r.longs[1]));
+        return d.answer(&TDR_Driver::setTiling, r.longs[0], r.longs[1]);
     }
     static int setStampBounds(TDR_Driver& d, const Request& r) {
-        return d.reply(d.setStampBounds(r.longs[0], r.longs[1]));
+        return d.answer(&TDR_Driver::setStampBounds, r.longs[0], r.longs[1]);
     }
     static int setCurrentCell(TDR_Driver& d, const Request& r) {
-        return d.reply(d.setCurrentCell(r.longs[0]));
+        return d.answer(&TDR_Driver::setCurrentCell, r.longs[0]);
     }
     static int setStartCell(TDR_Driver& d, const Request& r) {
-        return d.reply(d.setStartCell(r.longs[0]));
+        return d.answer(&TDR_Driver::setStartCell, r.longs[0]);
     }
     static int setEndCell(TDR_Driver& d, const Request& r) {
-        return d.reply(d.setEndCell(r.longs[0]));
+        return d.answer(&TDR_Driver::setEndCell, r.longs[0]);
     }
     static int setPreReadCommand(TDR_Driver& d, const Request& r) {
-        return d.reply(d.setPreReadCommand(r.text));
+        return d.answer(&TDR_Driver::setPreReadCommand, r.text);
     }
     static int setPostWriteCommand(TDR_Driver& d, const Request& r) {
-        return d.reply(d.setPostWriteCommand(r.text));
+        return d.answer(&TDR_Driver::setPostWriteCommand, r.text);
     }
 
     // Transfers ----------------------------------------------------------------------------------
@@ -140,7 +147,7 @@ struct TDR_Driver::Actions {
             return d.sendError();
         }
         d.enterCell(r.cell());
-        return d.reply(d.getCache(block.bytes(), r.size(), d.currentCell));
+        return d.answer(&TDR_Driver::getCache, block.bytes(), r.size(), d.currentCell);
     }
     static int getLine(TDR_Driver& d, const Request& r) {
         const AttachedBlock block(d, r);
@@ -148,7 +155,7 @@ struct TDR_Driver::Actions {
             return d.sendError();
         }
         d.enterCell(r.cellAfterLine());
-        return d.reply(d.getLine(block.bytes(), r.size(), r.cellAfterLine(), r.line()));
+        return d.answer(&TDR_Driver::getLine, block.bytes(), r.size(), r.cellAfterLine(), r.line());
     }
     static int getStamp(TDR_Driver& d, const Request& r) {
         const AttachedBlock block(d, r);
@@ -156,7 +163,7 @@ struct TDR_Driver::Actions {
             return d.sendError();
         }
         d.enterCell(r.cell());
-        return d.reply(d.getStamp(block.bytes(), r.size(), r.cell()));
+        return d.answer(&TDR_Driver::getStamp, block.bytes(), r.size(), r.cell());
     }
 
     /// Tells the host that its block is attached and its contents are about to be stored.
@@ -180,7 +187,7 @@ struct TDR_Driver::Actions {
             }
             sendBlockTaken(d);
             d.currentCell = r.cell();
-            result = d.reply(d.putCache(block.bytes(), r.size(), r.cell()));
+            result = d.answer(&TDR_Driver::putCache, block.bytes(), r.size(), r.cell());
         }
         if (commandsAroundTransfers(d)) {
             d.executePostWriteCommand();
@@ -196,7 +203,8 @@ struct TDR_Driver::Actions {
             }
             sendBlockTaken(d);
             d.currentCell = r.cellAfterLine();
-            result = d.reply(d.putLine(block.bytes(), r.size(), r.cellAfterLine(), r.line()));
+            result = d.answer(&TDR_Driver::putLine, block.bytes(), r.size(), r.cellAfterLine(),
+                              r.line());
         }
         const bool lastLine = std::int64_t{r.line()} + 1 == d.bounds[3];
         if (lastLine && commandsAroundTransfers(d)) {
@@ -210,11 +218,11 @@ struct TDR_Driver::Actions {
             return d.sendError();
         }
         sendBlockTaken(d);
-        return d.reply(d.putStamp(block.bytes(), r.size(), r.cell()));
+        return d.answer(&TDR_Driver::putStamp, block.bytes(), r.size(), r.cell());
     }
 
-    static int getTile(TDR_Driver& d, const Request&) { return d.reply(d.getTile()); }
-    static int putTile(TDR_Driver& d, const Request&) { return d.reply(d.putTile()); }
+    static int getTile(TDR_Driver& d, const Request&) { return d.answer(&TDR_Driver::getTile); }
+    static int putTile(TDR_Driver& d, const Request&) { return d.answer(&TDR_Driver::putTile); }
 
     // Files --------------------------------------------------------------------------------------
 
@@ -229,10 +237,10 @@ struct TDR_Driver::Actions {
         if (mode == ipc::kConnectForReading) {
             d.executePreReadCommand();
         }
-        return d.reply(d.connectToFile(d.fileName, mode));
+        return d.answer(&TDR_Driver::connectToFile, d.fileName, mode);
     }
     static int disconnectFromFile(TDR_Driver& d, const Request&) {
-        const int result = d.disconnectFromFile();
+        const int result = attempt(d.me, [&] { return d.disconnectFromFile(); });
         if (result == 1) {
             d.executePostWriteCommand();
         }
@@ -291,7 +299,7 @@ int TDR_Driver::doActionMessage() {
     const auto* row =
         std::ranges::find(Actions::kRows, data.datacmd[ipc::kWordCode], &Actions::Row::code);
     if (row == std::end(Actions::kRows)) {
-        return reply(otherClass4Response());
+        return answer(&TDR_Driver::otherClass4Response);
     }
     const Request request(data);
     if (row->badCount != BadCount::Unchecked && !Actions::countsFit(*row, data)) {
@@ -365,13 +373,11 @@ int TDR_Driver::setEndCell(long cell) {
 }
 
 int TDR_Driver::setPreReadCommand(const char* command) {
-    set_pre_read_cmd(command);
-    return 0;
+    return set_pre_read_cmd(command);
 }
 
 int TDR_Driver::setPostWriteCommand(const char* command) {
-    set_post_write_cmd(command);
-    return 0;
+    return set_post_write_cmd(command);
 }
 
 int TDR_Driver::getCache(char*, int, long) {

@@ -11,6 +11,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <string_view>
 #include <unistd.h>
 
@@ -120,7 +121,12 @@ int runCommand(const char* me, const char* command, const CommandArguments& argu
         return -1;
     }
     const DefaultChildSignal defaultChildSignal;
-    return std::system(line.data()) < 0 ? -1 : 0; // NOLINT(cert-env33-c): the shell is the service
+    if (std::system(line.data()) < 0) { // NOLINT(cert-env33-c): the shell is the service
+        base::say("%s: Outside command for '%s' could not be run: %s\n", me, arguments.fileName,
+                  std::strerror(errno));
+        return -1;
+    }
+    return 0;
 }
 
 } // namespace
@@ -135,28 +141,33 @@ int TDR_Driver::executePostWriteCommand() {
 
 namespace {
 
-/// A copy of `text`, or none for an empty one.
-std::unique_ptr<char[]> commandCopy(const char* text) {
+/// Puts a copy of `text` into `member`, or none for an empty one; -1 when there is no memory.
+int setText(const char* me, std::unique_ptr<char[]>& member, const char* text) {
+    member.reset();
     if (text == nullptr || *text == '\0') {
-        return nullptr;
+        return 0;
     }
     const std::size_t size = std::strlen(text) + 1;
-    auto copy = std::make_unique<char[]>(size);
-    std::copy_n(text, size, copy.get());
-    return copy;
+    member.reset(new (std::nothrow) char[size]);
+    if (!member) {
+        base::say("%s: Out of memory.\n", me);
+        return -1;
+    }
+    std::copy_n(text, size, member.get());
+    return 0;
 }
 
 } // namespace
 
-void TDR_Driver::set_pre_read_cmd(const char* text) {
-    preReadCommand = commandCopy(text);
+int TDR_Driver::set_pre_read_cmd(const char* text) {
+    return setText(me, preReadCommand, text);
 }
-void TDR_Driver::set_post_write_cmd(const char* text) {
-    postWriteCommand = commandCopy(text);
+int TDR_Driver::set_post_write_cmd(const char* text) {
+    return setText(me, postWriteCommand, text);
 }
-void TDR_Driver::set_default_pre_read_cmd(const char* text) {
-    defaultPreReadCommand = commandCopy(text);
+int TDR_Driver::set_default_pre_read_cmd(const char* text) {
+    return setText(me, defaultPreReadCommand, text);
 }
-void TDR_Driver::set_default_post_write_cmd(const char* text) {
-    defaultPostWriteCommand = commandCopy(text);
+int TDR_Driver::set_default_post_write_cmd(const char* text) {
+    return setText(me, defaultPostWriteCommand, text);
 }

@@ -2,6 +2,7 @@
 // The entry of every driver process: arguments, the one driver object, the loop.
 #include "TDR_Driver.h"
 
+#include "attempt.h"
 #include "base/diagnostics.h"
 
 #include <algorithm>
@@ -12,10 +13,6 @@
 #include <memory>
 #include <string_view>
 #include <unistd.h>
-
-#ifdef __GLIBC__
-#include <nss.h>
-#endif
 
 namespace {
 
@@ -64,23 +61,12 @@ void makeFileSizeLimitAnError() {
 }
 
 /// Gives the standard descriptors that the host had closed to nothing: a picture file that got the
-/// number of stderr would be given the messages.
-void fillStandardDescriptors() {
-    int fd = -1;
-    do {
-        fd = open("/dev/null", O_RDWR);
-    } while (fd >= 0 && fd <= STDERR_FILENO);
-    if (fd >= 0) {
-        close(fd);
-    }
-}
-
-/// Has the link look up the protocol "tcp" in the system's file of protocols alone: searching for
-/// other name services takes longer than all the rest of the way to the host.
-void useFileOfProtocols() {
-#ifdef __GLIBC__
-    __nss_configure_lookup("protocols", "files");
-#endif
+/// number of stderr would be given the messages. False when one stays closed.
+bool fillStandardDescriptors() {
+    const auto isOpen = [](int fd) {
+        return fcntl(fd, F_GETFD) >= 0 || open("/dev/null", O_RDWR) == fd;
+    };
+    return isOpen(STDIN_FILENO) && isOpen(STDOUT_FILENO) && isOpen(STDERR_FILENO);
 }
 
 /// Tells the host and the caller whether the driver can work on this machine.
@@ -95,15 +81,17 @@ int answerPredicate(TDR_Driver& driver, bool hasHost) {
 } // namespace
 
 int main(int argc, char** argv) {
-    fillStandardDescriptors();
+    if (!fillStandardDescriptors()) {
+        return kNoDriver;
+    }
     keepInvocationName(argc > 0 ? argv[0] : "");
     Arguments arguments;
     if (!readArguments(argc, argv, arguments)) {
         return usage();
     }
     makeFileSizeLimitAnError();
-    useFileOfProtocols();
-    std::unique_ptr<TDR_Driver> driver(createDriver(arguments.port));
+    std::unique_ptr<TDR_Driver> driver;
+    attempt(gInvocationName, [&] { return driver.reset(createDriver(arguments.port)), 0; });
     if (driver == nullptr || driver->status != 0) {
         std::_Exit(kNoDriver); // a driver that never worked has nothing to shut down
     }
@@ -111,9 +99,11 @@ int main(int argc, char** argv) {
         return answerPredicate(*driver, arguments.port != 0);
     }
     driver->sendOK();
+    bool whole = true; // after an event that ended half way nothing is certain but the shut-down
+    const auto handleEvent = [&] { return driver->handleEvent(), 0; };
     do {
-        driver->handleEvent();
-    } while (gExitFlag == 0);
+        whole = attempt(gInvocationName, handleEvent) == 0;
+    } while (whole && gExitFlag == 0);
     driver.reset();
     return 0;
 }

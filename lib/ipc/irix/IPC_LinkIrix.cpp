@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <new>
 #include <optional>
 #include <poll.h>
 #include <string>
@@ -70,12 +71,19 @@ IPC_LinkIrix::IPC_LinkIrix(short localIdGiven, short localSubIdGiven, IPC_EXEC_M
     if (name == nullptr) {
         name = "";
     }
-    std::string path = name;
-    if (dir != nullptr && *dir != '\0') {
-        path = std::string(dir) + "/" + name;
-        clientDir = copyOf(dir);
+    std::string path;
+    try {
+        path = name;
+        if (dir != nullptr && *dir != '\0') {
+            path = std::string(dir) + "/" + name;
+            clientDir = copyOf(dir);
+        }
+        clientName = copyOf(name);
+    } catch (const std::bad_alloc&) {
+        base::say("IPC_LinkIrix: Out of memory.\n");
+        linkStatus = -1;
+        return;
     }
-    clientName = copyOf(name);
     connect(path.c_str(), execMode);
 }
 

@@ -5,7 +5,21 @@
 #include "support/captureStderr.h"
 #include "support/sharedBlock.h"
 
+#include <new>
+#include <stdexcept>
+
 using support::action;
+
+namespace {
+
+bool gNoMemory = false;
+
+} // namespace
+
+/// Memory that whoever asks for it without an exception does not get while `gNoMemory`.
+void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
+    return gNoMemory ? nullptr : ::operator new[](size);
+}
 
 namespace {
 
@@ -22,6 +36,42 @@ class Actions : public ConnectedDriver<> {
     /// Calls noted since the last time.
     std::string calls() { return std::exchange(driver->calls, ""); }
 };
+
+/// A driver whose operations throw `failure`.
+struct ThrowingDriver : RecordingDriver {
+    using RecordingDriver::RecordingDriver;
+    int setTiling(long, long) override { throw std::bad_alloc(); }
+    int connectToFile(char*, int) override { throw std::runtime_error("no such colour"); }
+    int disconnectFromFile() override { throw 7; }
+};
+
+class Throwing : public ConnectedDriver<ThrowingDriver> {};
+
+TEST_F(Throwing, AnOperationThatThrowsHasFailed) {
+    const support::CaptureStderr said;
+    EXPECT_EQ(handle(action(1426, {1, 1})), "1/102");
+    EXPECT_EQ(handle(action(1439, {0, 0}, {"file"})), "1/102");
+    EXPECT_EQ(handle(action(1440)), "1/102");
+    EXPECT_EQ(handle(action(1424, {0})), "1/101");
+    driver.reset(); // closes its file once more
+    EXPECT_EQ(said.text(), "IPC Driver (Base Class): Out of memory.\n"
+                           "IPC Driver (Base Class): no such colour.\n"
+                           "IPC Driver (Base Class): An operation failed without a reason.\n");
+}
+
+TEST_F(Actions, ACommandThatFindsNoMemoryIsNotSet) {
+    for (const int code : {1441, 1442}) {
+        ASSERT_EQ(handle(action(code, {}, {"true"})), "1/101");
+        const support::CaptureStderr said;
+        gNoMemory = true;
+        host.send(action(code, {}, {"false"}));
+        driver->handleEvent();
+        gNoMemory = false;
+        EXPECT_EQ(host.replies(), "1/102");
+        EXPECT_EQ(said.text(), "IPC Driver (Base Class): Out of memory.\n");
+        EXPECT_EQ(code == 1441 ? driver->preReadCommand : driver->postWriteCommand, nullptr);
+    }
+}
 
 TEST_F(Actions, BadCountsAreAnsweredAsEachRequestHasIt) {
     const struct {

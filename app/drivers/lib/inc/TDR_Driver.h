@@ -16,7 +16,9 @@
 // you are going to touch with `blockBytes`, the real size of the block, before you touch it.
 //
 // Every operation returns -1 for failure (the host gets the error reply) and anything else for
-// success. Diagnostics go to the standard error stream; the host never sees them.
+// success. One that throws has failed, too, and its reason becomes a line. Diagnostics go to the
+// standard error stream, best through base::say: the host may have died, and its end of that stream
+// with it, which must not keep the driver from closing its file.
 #pragma once
 
 #include "IPC_Link.h"
@@ -159,11 +161,12 @@ class TDR_Driver {
     bool mayOpen(const char* path, int forWriting);
 
     /// Replace a command by a copy of `text`; an empty text removes it. The default commands are
-    /// only reported to the host.
-    void set_pre_read_cmd(const char* text);
-    void set_post_write_cmd(const char* text);
-    void set_default_pre_read_cmd(const char* text);
-    void set_default_post_write_cmd(const char* text);
+    /// only reported to the host. 0, or -1 with a line on stderr when there is no memory for the
+    /// copy: there is no such command then.
+    int set_pre_read_cmd(const char* text);
+    int set_post_write_cmd(const char* text);
+    int set_default_pre_read_cmd(const char* text);
+    int set_default_post_write_cmd(const char* text);
 
     /// Starts a reply of class 1 in `data`, and sends `data`: for drivers that build a reply of
     /// their own. `sendReply` returns what the link's transmit returned, -1 without a link.
@@ -211,6 +214,8 @@ class TDR_Driver {
     class AttachedBlock;
 
     int reply(int result);
+    template <class... Parameters, class... Arguments>
+    int answer(int (TDR_Driver::*operation)(Parameters...), Arguments... arguments);
     int sendLong(short code, std::int32_t value);
     int sendLongs(short code, const std::int32_t* values, int count);
     int sendText(short code, const char* text);
