@@ -60,24 +60,30 @@ void writeJson(JsonWriter& json, const std::string& file, const FileKind& kind,
 }
 
 /// One file at a time is held, and what is known of it is written before the next one is read.
+ExitCode showOne(const std::string& file, const DriverOptions& driverOptions, JsonWriter* json,
+                 Output& output) {
+    DriverSet drivers(driverOptions);
+    const auto readable = checkReadable(file);
+    const FileKind& kind = kindOf(file);
+    const auto info = readable ? kind.describe(file, drivers) : readable.problem();
+    if (json != nullptr) {
+        writeJson(*json, file, kind, info);
+    } else if (info) {
+        output.write(textOf(file, kind, *info));
+    }
+    return info ? ExitCode::Done : complain(info.problem());
+}
+
 ExitCode showInfo(const DriverOptions& driverOptions, const InfoOptions& options) {
     ExitCode exit = ExitCode::Done;
     Output output;
     JsonWriter json([&](std::string_view bytes) { output.write(bytes); });
     json.beginArray();
     for (const std::string& file : options.files) {
-        DriverSet drivers(driverOptions);
-        const auto readable = checkReadable(file);
-        const FileKind& kind = kindOf(file);
-        const auto info = readable ? kind.describe(file, drivers) : readable.problem();
-        if (!info) {
-            exit = worse(exit, complain(info.problem()));
-        }
-        if (options.json) {
-            writeJson(json, file, kind, info);
-        } else if (info) {
-            output.write(textOf(file, kind, *info));
-        }
+        exit =
+            worse(exit, withinMemory(file, [&] {
+                      return showOne(file, driverOptions, options.json ? &json : nullptr, output);
+                  }));
     }
     json.end();
     if (options.json) {

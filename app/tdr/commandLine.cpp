@@ -7,6 +7,7 @@
 #include <CLI/CLI.hpp>
 #include <cerrno>
 #include <exception>
+#include <new>
 #include <unistd.h>
 
 namespace {
@@ -82,7 +83,9 @@ int runCommand(int argc, char** argv, std::span<const AddSubcommand> subcommands
         const tdr::InterruptGuard guard;
         try {
             exit = run(argc, argv, subcommands, command);
-        } catch (const std::exception& error) { // no memory, for example
+        } catch (const std::bad_alloc&) {
+            complain("out of memory");
+        } catch (const std::exception& error) {
             complain(error.what());
         }
     }

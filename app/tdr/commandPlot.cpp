@@ -108,7 +108,15 @@ ExitCode plot(PlotOptions& options) {
         complain(options.file + ": " + drawn->leftOut);
     }
     const auto saved = save(options.output, drawn->svg);
-    return saved ? ExitCode::Done : complain(saved.problem());
+    if (!saved) {
+        return complain(saved.problem());
+    }
+    if (!document->report.whole()) {
+        return complain(Problem{ExitCode::Failed, options.file + ": drawn, but not all was read: " +
+                                                      document->report.losses() +
+                                                      " (tdr scene check tells where)"});
+    }
+    return ExitCode::Done;
 }
 
 } // namespace
@@ -133,5 +141,7 @@ void addPlot(CLI::App& app, Command& command) {
                     "What to draw: curves (default for scenes), splines or trees")
         ->type_name("KIND")
         ->check(CLI::IsMember({"curves", "splines", "trees"}));
-    sub->callback([&command, options] { command.exit = plot(*options); });
+    sub->callback([&command, options] {
+        command.exit = withinMemory(options->file, [&] { return plot(*options); });
+    });
 }

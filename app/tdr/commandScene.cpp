@@ -49,7 +49,7 @@ ExitCode checkOne(const std::string& file) {
 ExitCode check(const SceneOptions& options) {
     ExitCode exit = ExitCode::Done;
     for (const std::string& file : options.files) {
-        exit = worse(exit, checkOne(file));
+        exit = worse(exit, withinMemory(file, [&] { return checkOne(file); }));
     }
     return exit;
 }
@@ -197,6 +197,9 @@ void addScene(CLI::App& app, Command& command) {
                 ->required(action.outputRequired)
                 ->type_name("OUT");
         }
-        sub->callback([&command, &action, options] { command.exit = action.run(*options); });
+        sub->callback([&command, &action, options] {
+            command.exit =
+                withinMemory(options->files.front(), [&] { return action.run(*options); });
+        });
     }
 }

@@ -4,6 +4,7 @@
 
 #include "outcome.h"
 
+#include <new>
 #include <string>
 #include <string_view>
 
@@ -16,6 +17,16 @@ void complain(std::string_view text);
 
 /// Complains and hands back the problem's exit status.
 [[nodiscard]] ExitCode complain(const Problem& problem);
+
+/// What `work` gives; when it runs out of memory, that is reported as what became of `file`.
+template <typename Work>
+[[nodiscard]] ExitCode withinMemory(const std::string& file, Work work) {
+    try {
+        return work();
+    } catch (const std::bad_alloc&) {
+        return complain(Problem{ExitCode::Failed, file + ": out of memory"});
+    }
+}
 
 /// Writes a driver's own line to stderr.
 void passOn(std::string_view driverLine);

@@ -209,9 +209,13 @@ Outcome<SceneDocument> read(const fs::path& file) {
         document.flavour = SceneFlavour::Binary;
     }
     bool read = false;
+    errno = 0;
     {
         const SceneListener listener(document.report);
         read = document.format->read(document, baseOf(file.string(), *document.format));
+    }
+    if (!read && errno == ENOMEM) {
+        return problemOf(file, "out of memory");
     }
     if (!read) {
         return problemOf(file, whyNotRead(*beginning, *document.format, document.report));

@@ -29,6 +29,7 @@ namespace fs = std::filesystem;
 struct Around {
     int stdoutFd = -1;                      ///< in place of capturing stdout
     std::optional<rlim_t> largestFile = {}; ///< RLIMIT_FSIZE
+    std::optional<rlim_t> memory = {};      ///< RLIMIT_AS
     bool ignoreSizeSignal = false;          ///< SIGXFSZ ignored, so that writes fail with EFBIG
     bool otherUser = false;                 ///< as nobody; only possible for root
 };
@@ -100,6 +101,10 @@ class Running : public support::Program {
         if (around.largestFile) {
             const rlimit limit{*around.largestFile, *around.largestFile};
             setrlimit(RLIMIT_FSIZE, &limit);
+        }
+        if (around.memory) {
+            const rlimit limit{*around.memory, *around.memory};
+            setrlimit(RLIMIT_AS, &limit);
         }
         if (around.ignoreSizeSignal) {
             std::signal(SIGXFSZ, SIG_IGN);

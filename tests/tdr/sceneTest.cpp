@@ -103,6 +103,38 @@ TEST_F(SceneTest, jsonIsValidWhateverTheFileSays) {
     EXPECT_LT(run({"info", in("deep.scn")}).out.size(), 100000U) << "rows are bounded";
 }
 
+#if !defined(__SANITIZE_ADDRESS__)
+TEST_F(SceneTest, aBigFileTakesLittleMemoryAndTooLittleIsSaid) {
+    std::string tree = "HRCH: x v2.60\n\n\nmodel\n{\n";
+    std::string scene = kScene + "HIERARCHY \n   MODEL 'n' '' \n";
+    for (int i = 0; i < 80000; ++i) {
+        tree += "model {\n}\n";
+        scene += "   MODEL 'a node with a name' 'n' \n      SCALING 1 1 1 \n      ROTATION 0 12.5 "
+                 "0 \n      TRANSLATION STATIC \n         0.4 15.1 0 \n      WIRE_COLOUR 12 \n";
+    }
+    const std::string nodes = files().write("nodes.hrc", tree + "}\n");
+    const std::string big = files().write("big.scn", scene);
+    const auto with = [](const std::string& file) {
+        const std::string out = file + ".out";
+        return std::vector<std::vector<std::string>>{{"info", file, "--json"},
+                                                     {"scene", "check", file},
+                                                     {"scene", "format", file, "-o", out}};
+    };
+    const rlim_t enough = 3 * scene.size() + (rlim_t{40} << 20);
+    for (const auto& line : with(big)) {
+        EXPECT_EQ(run(line, {.memory = enough}).exit, 0) << testing::PrintToString(line);
+    }
+    for (const auto& line : with(nodes)) {
+        EXPECT_EQ(run(line, {.memory = enough}).exit, 0) << testing::PrintToString(line);
+        fs::remove(nodes + ".out");
+        const Ended little = run(line, {.memory = rlim_t{22} << 20});
+        EXPECT_EQ(little.exit, 1) << testing::PrintToString(line);
+        EXPECT_EQ(little.err, "tdr: " + nodes + ": out of memory\n");
+    }
+    EXPECT_EQ(namesIn(files().path()), (Names{"big.scn", "big.scn.out", "nodes.hrc"}));
+}
+#endif
+
 // ------------------------------------------------------------------------------------------- check
 
 TEST_F(SceneTest, checkTellsEachLossOnceWithItsLine) {
