@@ -89,7 +89,7 @@ void letGo(Driver& driver) {
 /// Disconnects at the end of a job and asks something: a query's reply has a code of its own, so it
 /// proves that the answers before it were those to their requests.
 Status disconnect(Driver& driver) {
-    const Status done = driver.disconnectFromFile();
+    Status done = driver.disconnectFromFile();
     if (!done) {
         return done;
     }

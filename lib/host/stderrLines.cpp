@@ -16,7 +16,7 @@ namespace {
 constexpr std::size_t kLongestLine = 4096;
 
 /// What a pipe holds at most, unless root enlarges it.
-constexpr std::size_t kLargestPipe = 1024 * 1024;
+constexpr std::size_t kLargestPipe = std::size_t{1} << 20;
 
 /// What a driver says when it goes on with what it could read of a file.
 constexpr std::string_view kDamaged = "cut short or damaged";

@@ -215,7 +215,7 @@ Status PictureWriter::writeLines(const SharedBlock& block) {
 }
 
 Status writePicture(Driver& driver, std::string_view path, const Picture& picture) {
-    const Status written = withoutThrowing([&]() -> Status {
+    Status written = withoutThrowing([&]() -> Status {
         const auto all = base::checkedProduct(picture.width, picture.height, kPixelBytes);
         if (!all || *all == 0 || picture.pixels.size() != *all) {
             return badArgument("write picture: size and pixels differ");

@@ -65,7 +65,8 @@ TEST_F(PictureTest, linesAndWholePicturesAreReadInAnyOrder) {
             auto reader = PictureReader::open(*driver, folder() / file);
             ASSERT_TRUE(reader);
             for (const char step : order) {
-                const auto first = step == 'a' ? 0 : (step - '0') * lineSize;
+                const auto first =
+                    step == 'a' ? 0 : static_cast<std::size_t>(step - '0') * lineSize;
                 const auto size = step == 'a' ? picture.pixels.size() : lineSize;
                 auto block = SharedBlock::create(size);
                 ASSERT_TRUE(step == 'a' ? reader->readAll(*block)

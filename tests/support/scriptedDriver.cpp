@@ -364,8 +364,9 @@ struct Behaviour {
     const char* name;
     Stage stage; ///< up to there it is a good driver
     void (*run)();
-    bool stubborn = false; ///< does not end when told to
 };
+
+constexpr const char* kStubborn = "stubborn"; // does not end when told to
 
 constexpr Behaviour kBehaviours[] = {
     {"inherited", Stage::BeforeConnecting, introduceHeritage},
@@ -386,7 +387,7 @@ constexpr Behaviour kBehaviours[] = {
     {"otherAtStart", Stage::InsteadOfOk, answerOtherAtStart},
     {"diesLate", Stage::InsteadOfOk, dieLate},
     {"echo", Stage::AtRequest, answerWell},
-    {"stubborn", Stage::AtRequest, answerWell, true},
+    {kStubborn, Stage::AtRequest, answerWell},
     {"refuses", Stage::AtRequest, refuse},
     {"reader", Stage::AtRequest, readFile},
     {"exits", Stage::AtRequest, exitNow},
@@ -434,7 +435,7 @@ void serve(const Behaviour& behaviour) {
         const bool end =
             asked.numof_cmds == 0 ||
             (asked.datacmd[ipc::kWordClass] == ipc::kClassAction && code() == ipc::kActionKill);
-        if (end && !behaviour.stubborn) {
+        if (end && behaviour.name != kStubborn) {
             return;
         }
         if (end) {
