@@ -13,6 +13,7 @@ DEADLINE = 40  # seconds until a run counts as hanging
 ANSWER = 2     # seconds that a driver gets for an answer, which some faults swallow
 PATIENCE = 60  # the same in runs without a fault
 SETTLE = 5     # seconds that orphans get to end by themselves
+WORKERS = 4 * os.cpu_count()  # runs wait more than they compute
 OLD = b"what the target held before\n"
 WHOLE_BLOCK = 9 * 7 * 4  # bytes of the picture's block; without it a conversion goes line by line
 
@@ -154,7 +155,7 @@ class Bench:
         environment = dict(os.environ, TMPDIR=str(folder / "tmp"), LC_ALL="C.UTF-8",
                            LD_PRELOAD=str(self.tools / "libfailAllocation.so"),
                            **case.scenario.environment)
-        limit = ANSWER if case.number else PATIENCE
+        limit = ANSWER if case.number and not case.death else PATIENCE
         command = [str(self.bin / "tdr"), "--timeout", str(limit), "--driver-dir",
                    str(folder / "drivers"), *case.scenario.command.split()]
         trace = [str(self.tools / "faultCall"), str(folder / "log"), case.kind, str(case.number),
@@ -292,7 +293,7 @@ def harden(options, samples):
     cases += deaths(options.short, options.seed, seconds)
     cases = [case for case in cases if set(options.only) <= set(lineOf(case).split())]
     tried, held = collections.Counter(), collections.Counter()
-    with multiprocessing.Pool(2, startWorker, (options, samples, first.references)) as pool:
+    with multiprocessing.Pool(WORKERS, startWorker, (options, samples, first.references)) as pool:
         for case, wrong, protocol in pool.imap_unordered(runOne, cases, 4):
             rows = (case.kind, "deaths" if case.death else "calls failed")
             tried.update(rows)
