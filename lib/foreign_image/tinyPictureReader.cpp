@@ -131,8 +131,7 @@ PictureReader* pictureReaderAllocate(std::FILE* stream) {
         return nullptr;
     }
     reader->window = windowOver(stream, reader->bytes.get(), kWindowSize);
-    reader->window.endPosition = std::max<std::int64_t>(ftello(stream), 0);
-    return reader.release();
+    return streamPosition(stream, &reader->window.endPosition) ? reader.release() : nullptr;
 }
 
 void pictureReaderDispose(PictureReader** reader) {

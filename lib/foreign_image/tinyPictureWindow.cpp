@@ -60,6 +60,13 @@ std::size_t windowFill(StreamWindow* window, std::size_t need) {
     return static_cast<std::size_t>(window->end - window->at);
 }
 
+bool streamPosition(std::FILE* stream, std::int64_t* position) {
+    *position = ftello(stream);
+    const bool known = *position >= 0 || errno == ESPIPE;
+    *position = std::max<std::int64_t>(*position, 0);
+    return known;
+}
+
 std::int64_t windowPosition(const StreamWindow* window) {
     return window->endPosition - (window->end - window->at);
 }

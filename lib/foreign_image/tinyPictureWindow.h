@@ -31,6 +31,9 @@ inline constexpr std::size_t kMinWindow = 1024;
 /// only when the stream has ended.
 std::size_t windowFill(StreamWindow* window, std::size_t need);
 
+/// Where `stream` stands, 0 when it cannot seek; false when the system does not say (errno).
+[[nodiscard]] bool streamPosition(std::FILE* stream, std::int64_t* position);
+
 /// File position of `at`.
 [[nodiscard]] std::int64_t windowPosition(const StreamWindow* window);
 

@@ -86,12 +86,12 @@ std::uint8_t* encodeScanline(PictureWriter* writer, Picture* record, const Chann
 } // namespace
 
 PictureWriter* pictureWriterAllocate(std::FILE* stream) {
-    auto* writer = new (std::nothrow) PictureWriter{};
-    if (writer != nullptr) {
-        writer->stream = stream;
-        writer->position = std::max<std::int64_t>(ftello(stream), 0);
+    std::unique_ptr<PictureWriter> writer(new (std::nothrow) PictureWriter{});
+    if (writer == nullptr || !streamPosition(stream, &writer->position)) {
+        return nullptr;
     }
-    return writer;
+    writer->stream = stream;
+    return writer.release();
 }
 
 void pictureWriterDispose(PictureWriter** writer) {

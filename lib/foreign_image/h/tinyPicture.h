@@ -133,8 +133,9 @@ int pictureWriteFile(const char* name, Picture* record, const ChannelPacket* cha
 /// is the exact one, between scanlines. Reads what `pictureReadScanline` reads.
 struct PictureReader;
 
-/// A reader that goes on where `stream` stands, or null when memory ran out. The stream stays the
-/// caller's and must outlive the reader.
+/// A reader that goes on where `stream` stands, or null when memory ran out or the system does not
+/// say where that is (errno); a stream that cannot seek starts at 0. The stream stays the caller's
+/// and must outlive the reader.
 [[nodiscard]] PictureReader* pictureReaderAllocate(std::FILE* stream);
 
 /// Releases the reader, not its stream, and sets the pointer to null. Accepts null.
@@ -166,7 +167,7 @@ int pictureReaderSync(PictureReader* reader);
 /// Writes the scanlines of one open picture, with one write to the stream per scanline.
 struct PictureWriter;
 
-/// A writer that appends where `stream` stands, or null when memory ran out. The stream stays the
+/// A writer that appends where `stream` stands, or null as for a reader. The stream stays the
 /// caller's and must outlive the writer.
 [[nodiscard]] PictureWriter* pictureWriterAllocate(std::FILE* stream);
 
