@@ -26,6 +26,9 @@ constexpr std::int32_t kWriteDirection = 8;
 
 } // namespace
 
+// Kept: The driver answers that it cannot work.
+// A reader would expect devicePredicate to say yes here, since nothing that the driver needs may be
+// missing. The answer of the base class stands; hosts start it without asking.
 TDR_Driver* createDriver(int port) {
     return new (std::nothrow) TDR_SoftimageFilter(port);
 }
