@@ -74,7 +74,7 @@ Outcome<Differences> compareLines(Side& a, Side& b) {
     for (std::int32_t line = a.shape().height; line-- > 0;) {
         for (Side* side : {&a, &b}) {
             if (const auto read = side->readLine(line); !read) {
-                return problemWith(side->path, read.failure());
+                return side->picture.session->problem(side->path, read.failure());
             }
         }
         compareLine(a, b, line, found);

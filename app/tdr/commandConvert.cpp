@@ -35,9 +35,9 @@ class Conversion {
   private:
     Outcome<bool> read(PictureFile& picture);
     Outcome<bool> write(PictureFile& picture, Session& session, const ReplacedFile& file);
-    Outcome<bool> copyLines(PictureFile& picture, tdr::PictureWriter& writer);
+    Outcome<bool> copyLines(PictureFile& picture, Session& session, tdr::PictureWriter& writer);
     [[nodiscard]] Problem inputProblem(PictureFile& picture, const tdr::Failure& failure) const;
-    [[nodiscard]] Problem outputProblem(const tdr::Failure& failure) const;
+    [[nodiscard]] Problem outputProblem(const Session& session, const tdr::Failure& failure) const;
 
     DriverSet drivers_;
     const ConvertOptions& options_;
@@ -82,11 +82,11 @@ Outcome<bool> Conversion::run() {
     if (!pixels_ || picture->driverName != drivers_.name(*writerDriver)) {
         auto session = drivers_.take(*writerDriver);
         if (!session) {
-            return outputProblem(session.failure());
+            return problemWith(options_.output, session.failure());
         }
         other.emplace(std::move(*session));
         if (const auto asked = other->driver.transfersCaches(); !asked) {
-            return outputProblem(asked.failure());
+            return outputProblem(*other, asked.failure());
         }
     }
     drivers_.dismissOthers();
@@ -120,25 +120,27 @@ Outcome<bool> Conversion::read(PictureFile& picture) {
 
 /// Writes the picture that was read, or reads and writes it line by line.
 Outcome<bool> Conversion::write(PictureFile& picture, Session& session, const ReplacedFile& file) {
-    auto writer = tdr::PictureWriter::open(session.driver, pathForDriver(file.path()),
+    session.names.add(file.names());
+    auto writer = tdr::PictureWriter::open(session.driver, file.path().native(),
                                            picture.reader.width(), picture.reader.height());
     if (!writer) {
-        return outputProblem(writer.failure());
+        return outputProblem(session, writer.failure());
     }
     if (pixels_) {
         if (const auto done = writer->writeAll(*pixels_); !done) {
-            return outputProblem(done.failure());
+            return outputProblem(session, done.failure());
         }
-    } else if (auto copied = copyLines(picture, *writer); !copied) {
+    } else if (auto copied = copyLines(picture, session, *writer); !copied) {
         return copied;
     }
     if (const auto closed = writer->close(); !closed) {
-        return outputProblem(closed.failure());
+        return outputProblem(session, closed.failure());
     }
     return true;
 }
 
-Outcome<bool> Conversion::copyLines(PictureFile& picture, tdr::PictureWriter& writer) {
+Outcome<bool> Conversion::copyLines(PictureFile& picture, Session& session,
+                                    tdr::PictureWriter& writer) {
     auto block = tdr::SharedBlock::create(tdr::lineBytes(picture.reader.width()));
     if (!block) {
         return inputProblem(picture, block.failure());
@@ -148,7 +150,7 @@ Outcome<bool> Conversion::copyLines(PictureFile& picture, tdr::PictureWriter& wr
             return inputProblem(picture, read.failure());
         }
         if (const auto written = writer.writeLine(*block, line); !written) {
-            return outputProblem(written.failure());
+            return outputProblem(session, written.failure());
         }
     }
     if (const auto closed = picture.reader.close(); !closed) {
@@ -159,11 +161,11 @@ Outcome<bool> Conversion::copyLines(PictureFile& picture, tdr::PictureWriter& wr
 
 Problem Conversion::inputProblem(PictureFile& picture, const tdr::Failure& failure) const {
     picture.session->passOnLines(failure.lastLine);
-    return problemWith(options_.input, failure);
+    return picture.session->problem(options_.input, failure);
 }
 
-Problem Conversion::outputProblem(const tdr::Failure& failure) const {
-    return problemWith(options_.output, failure);
+Problem Conversion::outputProblem(const Session& session, const tdr::Failure& failure) const {
+    return session.problem(options_.output, failure);
 }
 
 ExitCode convert(const DriverOptions& drivers, const ConvertOptions& options) {

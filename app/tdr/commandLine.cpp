@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: MIT
 // From the arguments to the exit status, for tdr and for the program that it hands over to.
 #include "console.h"
+#include "replacedFile.h"
 #include "subcommands.h"
 #include "tdr/interruptGuard.h"
+#include "wholeWrite.h"
 
 #include <CLI/CLI.hpp>
 #include <cerrno>
+#include <cstdlib>
 #include <exception>
+#include <fcntl.h>
 #include <new>
 #include <unistd.h>
 
@@ -23,6 +27,8 @@ void addSharedOptions(CLI::App& app, DriverOptions& drivers) {
                    "a request)")
         ->type_name("SECONDS")
         ->check(CLI::Range(0.001, 1e6));
+    app.add_flag_callback("--sync", ReplacedFile::syncToDisk,
+                          "End only when the files written are on the disk");
 }
 
 std::string checkNotEmpty(const std::string& value) {
@@ -74,26 +80,56 @@ ExitCode handOver(const std::string& program, char** argv) {
     return complain(problemWith(path, errno));
 }
 
+/// A file of ours must not get the number of a stream that was closed. What is opened instead fails
+/// to be written or read, as a closed stream does.
+void openStandardStreams() {
+    constexpr int kModes[] = {O_WRONLY, O_RDONLY, O_RDONLY};
+    for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
+        if (::fcntl(fd, F_GETFD) < 0) {
+            [[maybe_unused]] const int lowestFree = ::open("/dev/null", kModes[fd]);
+        }
+    }
+}
+
+/// Some of the library's calls end the process when they get no memory. What stays then, the next
+/// run removes.
+[[noreturn]] void endForWantOfMemory() {
+    (void)writeWhole(STDERR_FILENO, "tdr: out of memory\n");
+    std::_Exit(static_cast<int>(ExitCode::Failed));
+}
+
+/// What a run throws, it throws for want of memory, most likely; the objects that it had have
+/// removed by now what is not to stay.
+template <typename Run>
+ExitCode withoutThrowing(Run run) {
+    try {
+        return run();
+    } catch (const std::bad_alloc&) {
+        (void)writeWhole(STDERR_FILENO, "tdr: out of memory\n");
+    } catch (const std::exception& error) {
+        (void)writeWhole(STDERR_FILENO, "tdr: ");
+        (void)writeWhole(STDERR_FILENO, error.what());
+        (void)writeWhole(STDERR_FILENO, "\n");
+    }
+    return ExitCode::Failed;
+}
+
 } // namespace
 
 int runCommand(int argc, char** argv, std::span<const AddSubcommand> subcommands) {
+    openStandardStreams();
+    std::set_terminate(endForWantOfMemory);
     Command command;
     ExitCode exit = ExitCode::Failed;
     {
         const tdr::InterruptGuard guard;
-        try {
-            exit = run(argc, argv, subcommands, command);
-        } catch (const std::bad_alloc&) {
-            complain("out of memory");
-        } catch (const std::exception& error) {
-            complain(error.what());
-        }
+        exit = withoutThrowing([&] { return run(argc, argv, subcommands, command); });
     }
     if (const int signal = tdr::InterruptGuard::signal(); signal != 0) {
         tdr::InterruptGuard::endBySignal(signal);
     }
     if (!command.successor.empty()) { // only now, with the signals' own actions in force again
-        exit = handOver(command.successor, argv);
+        exit = withoutThrowing([&] { return handOver(command.successor, argv); });
     }
     return static_cast<int>(exit);
 }

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 // tdr plot FILE -o OUT.svg: a picture of what a scene file holds.
-#include "base/uniqueFd.h"
 #include "console.h"
 #include "plot.h"
 #include "replacedFile.h"
@@ -11,11 +10,8 @@
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
 #include <CLI/Validators.hpp>
-#include <cerrno>
 #include <charconv>
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <unistd.h>
 
 namespace {
 
@@ -48,33 +44,13 @@ std::string checkFrames(const std::string& text) {
     return framesIn(text) ? "" : "frames are A-B with whole numbers, A below B: " + text;
 }
 
-/// Writes the text to the path, all of it, and says why not.
-Outcome<bool> writeText(const std::filesystem::path& path, std::string_view text) {
-    const base::UniqueFd fd(::open(path.c_str(), O_WRONLY | O_TRUNC | O_CLOEXEC));
-    if (!fd.valid()) {
-        return problemWith(path.string(), errno);
-    }
-    while (!text.empty()) {
-        const ssize_t wrote = ::write(fd.get(), text.data(), text.size());
-        if (wrote >= 0) {
-            text.remove_prefix(static_cast<std::size_t>(wrote));
-        } else if (errno != EINTR) {
-            return problemWith(path.string(), errno);
-        }
-    }
-    return true;
-}
-
 Outcome<bool> save(const std::string& target, const std::string& text) {
     auto file = ReplacedFile::begin(target, ".svg");
     if (!file) {
         return file.problem();
     }
-    if (const auto written = writeText(file->path(), text); !written) {
-        const std::string& reason = written.problem().text;
-        return Problem{ExitCode::Failed, target + reason.substr(file->path().string().size())};
-    }
-    return file->commit();
+    const auto written = file->write(text);
+    return written ? file->commit() : written;
 }
 
 /// What is drawn of each kind of file without --show.

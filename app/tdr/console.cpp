@@ -1,57 +1,47 @@
 // SPDX-License-Identifier: MIT
 #include "console.h"
 
+#include "utf8Text.h"
+#include "wholeWrite.h"
+
 #include <cerrno>
-#include <csignal>
 #include <cstring>
 #include <fmt/format.h>
 #include <unistd.h>
 
 namespace {
 
-/// Packet writing puts SIGPIPE back to its default action, so that it is held just around output.
-class SigpipeIgnored {
-  public:
-    SigpipeIgnored() {
-        struct sigaction ignore {};
-        ignore.sa_handler = SIG_IGN;
-        ::sigaction(SIGPIPE, &ignore, &before_);
-    }
-    ~SigpipeIgnored() { ::sigaction(SIGPIPE, &before_, nullptr); }
-    SigpipeIgnored(const SigpipeIgnored&) = delete;
-    SigpipeIgnored& operator=(const SigpipeIgnored&) = delete;
-
-  private:
-    struct sigaction before_ {};
-};
-
-/// Writes everything; 0 or the errno of the write that failed.
-int writeAll(int fd, std::string_view text) {
-    const SigpipeIgnored ignored;
-    while (!text.empty()) {
-        const ssize_t wrote = ::write(fd, text.data(), text.size());
-        if (wrote >= 0) {
-            text.remove_prefix(static_cast<std::size_t>(wrote));
-        } else if (errno != EINTR) {
-            return errno;
+/// The control characters of the second set, which terminals obey, too, as JSON writes them. The
+/// others can be nowhere but where the command itself has put them.
+std::string forTerminal(std::string text) {
+    constexpr std::string_view kFirstByte = "\xc2";
+    for (std::size_t at = text.find(kFirstByte); at != std::string::npos;
+         at = text.find(kFirstByte, at + 1)) {
+        const auto code = static_cast<unsigned char>(text.substr(at + 1, 1)[0]);
+        if (code >= 0x80 && code < 0xA0) {
+            text.replace(at, 2, fmt::format("\\u00{:02x}", code));
         }
     }
-    return 0;
+    return text;
 }
 
 } // namespace
 
 ExitCode say(std::string_view text) {
-    const int error = writeAll(STDOUT_FILENO, text);
+    const int error = ::isatty(STDOUT_FILENO) == 1
+                          ? writeWhole(STDOUT_FILENO, forTerminal(std::string(text)))
+                          : writeWhole(STDOUT_FILENO, text);
     if (error == 0 || error == EPIPE) {
         return ExitCode::Done;
     }
-    complain(std::string("standard output: ") + std::strerror(error));
+    if (error != EINTR) { // a signal says enough
+        complain(std::string("standard output: ") + std::strerror(error));
+    }
     return ExitCode::Failed;
 }
 
 void complain(std::string_view text) {
-    writeAll(STDERR_FILENO, "tdr: " + printable(text) + "\n");
+    (void)writeWhole(STDERR_FILENO, "tdr: " + printable(text) + "\n");
 }
 
 ExitCode complain(const Problem& problem) {
@@ -60,18 +50,9 @@ ExitCode complain(const Problem& problem) {
 }
 
 void passOn(std::string_view driverLine) {
-    writeAll(STDERR_FILENO, printable(driverLine) + "\n");
+    (void)writeWhole(STDERR_FILENO, printable(driverLine) + "\n");
 }
 
 std::string printable(std::string_view text) {
-    std::string shown;
-    for (const char byte : text) {
-        const auto value = static_cast<unsigned char>(byte);
-        if (value < 0x20 || value == 0x7f) {
-            shown += fmt::format("\\x{:02x}", value);
-        } else {
-            shown += byte;
-        }
-    }
-    return shown;
+    return utf8Text(text);
 }

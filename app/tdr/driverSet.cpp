@@ -102,6 +102,8 @@ Outcome<fs::path> findDriver(const DriverOptions& options, const std::string& dr
 }
 
 tdr::Result<Session> startSession(const fs::path& program, const DriverOptions& options) {
+    static const int removed = tdr::SharedBlock::removeLeftOvers();
+    static_cast<void>(removed); // once a run is enough
     auto lines = std::make_shared<std::vector<std::string>>();
     tdr::StartOptions startOptions;
     if (options.timeout > 0) {
@@ -119,21 +121,28 @@ tdr::Result<Session> startSession(const fs::path& program, const DriverOptions& 
     if (!driver) {
         return driver.failure();
     }
-    return Session{std::move(*driver), std::move(lines)};
+    return Session{std::move(*driver), std::move(lines), {}};
 }
 
 void Session::passOnLines(std::string_view shown) {
     for (const std::string& line : *lines) {
         if (line != shown) {
-            passOn(line);
+            passOn(names.in(line));
         }
     }
     lines->clear();
 }
 
+Problem Session::problem(std::string_view file, const tdr::Failure& failure) const {
+    tdr::Failure named = failure;
+    named.what = names.in(failure.what);
+    named.lastLine = names.in(failure.lastLine);
+    return problemWith(file, named);
+}
+
 bool hasExtension(const fs::path& path, std::string_view extension) {
     const std::string name = path.filename().string();
-    return !extension.empty() && name.size() > extension.size() &&
+    return !extension.empty() && name.size() >= extension.size() &&
            std::equal(extension.rbegin(), extension.rend(), name.rbegin(), sameLetter);
 }
 
@@ -215,6 +224,7 @@ std::string DriverSet::knownEndings() {
 
 tdr::Result<Session> DriverSet::take(std::size_t driver) {
     Entry& entry = entries_[driver];
+    ask(entry); // everybody who takes one wants to know its ending
     if (entry.session) {
         Session session = std::move(*entry.session);
         entry.session.reset();

@@ -2,6 +2,7 @@
 // The drivers that this machine offers, started when somebody needs to know them.
 #pragma once
 
+#include "driverLink.h"
 #include "outcome.h"
 #include "tdr/driver.h"
 
@@ -24,9 +25,13 @@ struct DriverOptions {
 struct Session {
     tdr::Driver driver;
     std::shared_ptr<std::vector<std::string>> lines;
+    FileNames names; ///< of the files that it was given
 
     /// Writes the lines kept so far to stderr, but not `shown`, which the caller shows himself.
     void passOnLines(std::string_view shown = {});
+
+    /// What the user is told of a failure: it speaks of `file`.
+    [[nodiscard]] Problem problem(std::string_view file, const tdr::Failure& failure) const;
 };
 
 /// The directory of this program.
@@ -84,5 +89,5 @@ class DriverSet {
     std::vector<Entry> entries_;
 };
 
-/// True when the name of `path` ends in `extension`, upper or lower case, and has more to it.
+/// True when the name of `path` ends in `extension`, upper or lower case.
 [[nodiscard]] bool hasExtension(const std::filesystem::path& path, std::string_view extension);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "outcome.h"
 
+#include "tdr/interruptGuard.h"
+
 #include <cstring>
 
 ExitCode exitCodeOf(tdr::FailureKind kind) {
@@ -20,12 +22,23 @@ ExitCode exitCodeOf(tdr::FailureKind kind) {
     return ExitCode::Failed;
 }
 
+/// A signal from a terminal goes to the drivers, too, and their death is no news then.
+static bool isInterruption(const tdr::Failure& failure) {
+    return tdr::InterruptGuard::signal() != 0 && exitCodeOf(failure.kind) == ExitCode::DriverFailed;
+}
+
 Problem problemWith(const tdr::Failure& failure) {
-    return {exitCodeOf(failure.kind), failure.text()};
+    return isInterruption(failure) ? Problem{ExitCode::Failed, "interrupted"}
+                                   : Problem{exitCodeOf(failure.kind), failure.text()};
 }
 
 Problem problemWith(std::string_view file, const tdr::Failure& failure) {
-    return {exitCodeOf(failure.kind), std::string(file) + ": " + failure.text()};
+    if (isInterruption(failure)) {
+        return {ExitCode::Failed, std::string(file) + ": interrupted"};
+    }
+    const bool named = failure.kind == tdr::FailureKind::Refused &&
+                       failure.lastLine.find(file) != std::string::npos;
+    return {exitCodeOf(failure.kind), (named ? "" : std::string(file) + ": ") + failure.text()};
 }
 
 Problem problemWith(std::string_view file, int error) {

@@ -55,7 +55,8 @@ class [[nodiscard]] Outcome {
 /// "softimageFilter: get vendor name: refused: ...": the driver is the subject itself.
 [[nodiscard]] Problem problemWith(const tdr::Failure& failure);
 
-/// "a.pic: softimageFilter: get line: refused: ...".
+/// "a.pic: softimageFilter: get line: refused: ..."; without the first name where the driver's own
+/// reason has it.
 [[nodiscard]] Problem problemWith(std::string_view file, const tdr::Failure& failure);
 
 /// "a.pic: No such file or directory" from an errno value.

@@ -1,27 +1,21 @@
 // SPDX-License-Identifier: MIT
 #include "pictureFile.h"
 
-#include "base/uniqueFd.h"
+#include "tdr/interruptGuard.h"
 
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <system_error>
 #include <utility>
 
 namespace fs = std::filesystem;
 
-std::string pathForDriver(const fs::path& path) {
-    std::error_code error;
-    const fs::path absolute = fs::absolute(path, error);
-    const fs::path& whole = error ? path : absolute;
-    return whole.parent_path() == "/" ? "/./" + whole.filename().string() : whole.string();
-}
+namespace {
 
-Outcome<bool> checkReadable(const fs::path& path) {
+Outcome<base::UniqueFd> openReadable(const fs::path& path) {
     struct stat status {};
     // Opening a pipe would wait for its writer.
-    const base::UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    base::UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!fd.valid() || ::fstat(fd.get(), &status) != 0) {
         return problemWith(path.string(), errno);
     }
@@ -34,10 +28,8 @@ Outcome<bool> checkReadable(const fs::path& path) {
     if (status.st_size == 0) {
         return Problem{ExitCode::Failed, path.string() + ": the file is empty"};
     }
-    return true;
+    return fd;
 }
-
-namespace {
 
 /// What is told when nobody reads a file. Of drivers for other endings only the name: that they do
 /// not know the file is no news. A driver that failed itself is always told.
@@ -45,13 +37,14 @@ class Refusals {
   public:
     explicit Refusals(const fs::path& file) : file_(file) {}
 
-    void add(const DriverSet& drivers, std::size_t driver, const tdr::Failure& failure) {
+    void add(const DriverSet& drivers, std::size_t driver, const tdr::Failure& failure,
+             const FileNames& names) {
         code_ = worse(code_, exitCodeOf(failure.kind));
         asked_ += (asked_.empty() ? "" : ", ") + drivers.name(driver);
         const bool refused = failure.kind == tdr::FailureKind::Refused ||
                              failure.kind == tdr::FailureKind::NotMyFormat;
         if (!refused || hasExtension(file_, drivers.extension(driver))) {
-            reasons_ += "; " + failure.text();
+            reasons_ += "; " + names.in(failure.text());
         }
     }
 
@@ -69,28 +62,47 @@ class Refusals {
 
 } // namespace
 
+Outcome<bool> checkReadable(const fs::path& path) {
+    const auto file = openReadable(path);
+    return file ? Outcome<bool>(true) : file.problem();
+}
+
 Outcome<PictureFile> openPicture(DriverSet& drivers, const fs::path& path) {
-    if (auto readable = checkReadable(path); !readable) {
-        return readable.problem();
+    auto file = openReadable(path);
+    if (!file) {
+        return file.problem();
+    }
+    auto link = DriverLink::make(file->get(), path.string());
+    if (!link) {
+        return link.problem();
     }
     Refusals refusals(path);
     for (const std::size_t driver : drivers.readersFor(path)) {
         auto started = drivers.take(driver);
         if (!started) {
-            refusals.add(drivers, driver, started.failure());
+            if (tdr::InterruptGuard::signal() != 0) {
+                return problemWith(path.string(), started.failure());
+            }
+            refusals.add(drivers, driver, started.failure(), link->names());
             continue;
         }
+        const auto linked = link->path(drivers.extension(driver));
+        if (!linked) {
+            return linked.problem();
+        }
         auto session = std::make_unique<Session>(std::move(*started));
+        session->names.add(link->names());
         const auto asked = session->driver.transfersCaches();
-        auto reader = asked ? tdr::PictureReader::open(session->driver, pathForDriver(path))
+        auto reader = asked ? tdr::PictureReader::open(session->driver, *linked)
                             : tdr::Result<tdr::PictureReader>(asked.failure());
         if (reader) {
-            return PictureFile{drivers.name(driver), std::move(session), std::move(*reader)};
+            return PictureFile{drivers.name(driver), std::move(*link), std::move(*file),
+                               std::move(session), std::move(*reader)};
         }
-        refusals.add(drivers, driver, reader.failure());
-        if (reader.failure().kind == tdr::FailureKind::Interrupted) {
-            break;
+        if (tdr::InterruptGuard::signal() != 0) {
+            return problemWith(path.string(), reader.failure());
         }
+        refusals.add(drivers, driver, reader.failure(), link->names());
     }
     return refusals.problem();
 }

@@ -13,6 +13,8 @@
 /// A file that is connected for reading, with the session that does it.
 struct PictureFile {
     std::string driverName;
+    DriverLink link;                  ///< by which the session reaches the file
+    base::UniqueFd file;              ///< what the link leads to
     std::unique_ptr<Session> session; ///< at a fixed place: the reader borrows it
     tdr::PictureReader reader;
 };
@@ -21,10 +23,6 @@ struct PictureFile {
 /// empty, not permitted. Drivers only say that they do not know a file.
 [[nodiscard]] Outcome<bool> checkReadable(const std::filesystem::path& path);
 
-/// Opens `path` with the first of `drivers` that accepts it.
+/// Opens `path` with the first of `drivers` that accepts it: exactly this file, whatever its name.
 [[nodiscard]] Outcome<PictureFile> openPicture(DriverSet& drivers,
                                                const std::filesystem::path& path);
-
-/// `path` as drivers can work with it: absolute, and with a directory part that is not empty, which
-/// "/a.pic" would have.
-[[nodiscard]] std::string pathForDriver(const std::filesystem::path& path);

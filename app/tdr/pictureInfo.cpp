@@ -48,10 +48,10 @@ Outcome<FileInfo> describePicture(const std::filesystem::path& file, DriverSet& 
     }
     const auto answers = ask(picture->session->driver);
     if (!answers) {
-        return problemWith(file.string(), answers.failure());
+        return picture->session->problem(file.string(), answers.failure());
     }
     if (const auto closed = picture->reader.close(); !closed) {
-        return problemWith(file.string(), closed.failure());
+        return picture->session->problem(file.string(), closed.failure());
     }
     picture->session->passOnLines();
     const tdr::PictureShape& shape = picture->reader.shape();

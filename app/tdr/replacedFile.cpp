@@ -1,15 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "replacedFile.h"
 
-#include "base/uniqueFd.h"
+#include "fileAttributes.h"
+#include "wholeWrite.h"
 
+#include <array>
 #include <cerrno>
-#include <cstdint>
-#include <cstdio>
+#include <climits>
+#include <cstdlib>
 #include <fcntl.h>
-#include <fmt/format.h>
-#include <optional>
-#include <sys/random.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <unistd.h>
@@ -19,56 +18,19 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr int kNameTries = 20;
+constexpr int kMostLinks = 40;     // as many as the system follows
+constexpr mode_t kNewFile = 0666;  // less the umask
+constexpr mode_t kOursOnly = 0600; // until it gets what the old one had
 
-/// Part of the target's name that the temporary one shows, so that a name as long as the file
-/// system allows still leaves room for the rest.
-constexpr std::size_t kShownName = 64;
-
-constexpr mode_t kNewFile = 0666; // less the umask
-constexpr mode_t kPermissions = 0777;
-
-/// Where a rename has to put the file: behind all symbolic links, where there are any.
-fs::path behindLinks(const fs::path& target) {
-    std::error_code error;
-    const fs::path real = fs::canonical(target, error);
-    return error ? target : real;
+base::UniqueFd openFolderOf(int from, const fs::path& path) {
+    const fs::path folder = path.has_parent_path() ? path.parent_path() : fs::path(".");
+    return base::UniqueFd(::openat(from, folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
 }
 
-/// Gives the new file what the old one had. An owner that cannot be set is no failure: then it is
-/// the user's own file now, as after copying.
-int takeOver(int fd, const struct stat& old) {
-    if (old.st_uid != ::geteuid() || old.st_gid != ::getegid()) {
-        [[maybe_unused]] const int ignored = ::fchown(fd, old.st_uid, old.st_gid);
-    }
-    return ::fchmod(fd, old.st_mode & kPermissions);
-}
-
-/// Makes a new empty file beside `target` and gives its path, or errno.
-std::optional<fs::path> makeBeside(const fs::path& target, std::string_view ending,
-                                   const struct stat* old) {
-    for (int tries = 0; tries < kNameTries; ++tries) {
-        std::uint32_t random = 0;
-        if (::getrandom(&random, sizeof random, 0) != sizeof random) {
-            return {};
-        }
-        const std::string name = fmt::format(
-            ".{}.{:08x}{}", target.stem().string().substr(0, kShownName), random, ending);
-        const fs::path path = target.parent_path() / name;
-        const base::UniqueFd fd(
-            ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kNewFile));
-        if (fd.valid()) {
-            if (old == nullptr || takeOver(fd.get(), *old) == 0) {
-                return path;
-            }
-            ::unlink(path.c_str());
-            return {};
-        }
-        if (errno != EEXIST) {
-            return {};
-        }
-    }
-    return {};
+std::string textOfLink(int link) {
+    std::array<char, PATH_MAX> text{};
+    const ssize_t size = ::readlinkat(link, "", text.data(), text.size());
+    return {text.data(), size > 0 ? static_cast<std::size_t>(size) : 0};
 }
 
 } // namespace
@@ -82,54 +44,124 @@ Outcome<bool> checkTarget(const fs::path& target) {
     return true;
 }
 
+// --- Where it belongs ----------------------------------------------------------------------------
+
+/// Follows symbolic links by descriptors to where a rename has to put the file.
+Outcome<ReplacedFile::Place> ReplacedFile::findBehindLinks(const fs::path& target) {
+    Place place;
+    fs::path path = target;
+    for (int links = 0; links <= kMostLinks; ++links) {
+        place.folder = openFolderOf(place.folder.valid() ? place.folder.get() : AT_FDCWD, path);
+        if (!place.folder.valid()) {
+            const fs::path folder = path.has_parent_path() ? path.parent_path() : fs::path(".");
+            return problemWith(target.string() + ": in folder " + folder.string(), errno);
+        }
+        place.name = path.filename().string();
+        place.old.reset(
+            ::openat(place.folder.get(), place.name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+        struct stat found {};
+        if (!place.old.valid() && errno != ENOENT) {
+            return problemWith(target.string(), errno);
+        }
+        if (!place.old.valid() || ::fstat(place.old.get(), &found) != 0 || S_ISREG(found.st_mode)) {
+            return place;
+        }
+        path = textOfLink(place.old.get());
+        if (!S_ISLNK(found.st_mode) || !path.has_filename()) {
+            return problemWith(target.string(), S_ISLNK(found.st_mode) ? ENOENT : EEXIST);
+        }
+    }
+    return problemWith(target.string(), ELOOP);
+}
+
+Outcome<ReplacedFile::Place> ReplacedFile::find(const fs::path& target) {
+    struct stat old {};
+    const bool exists = ::stat(target.c_str(), &old) == 0;
+    if ((!exists && errno != ENOENT) || (exists && ::access(target.c_str(), W_OK) != 0)) {
+        return problemWith(target.string(), errno);
+    }
+    if (!exists || S_ISREG(old.st_mode)) {
+        return findBehindLinks(target);
+    }
+    Place place;
+    place.stream.reset(::open(target.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (!place.stream.valid()) {
+        return errno == ENXIO && S_ISFIFO(old.st_mode)
+                   ? Problem{ExitCode::Failed, target.string() + ": nobody reads this named pipe"}
+                   : problemWith(target.string(), errno);
+    }
+    return place;
+}
+
 Outcome<ReplacedFile> ReplacedFile::begin(const fs::path& target, std::string_view ending) {
     if (const auto isFile = checkTarget(target); !isFile) {
         return isFile.problem();
     }
-    struct stat old {};
-    const bool exists = ::stat(target.c_str(), &old) == 0;
-    if (!exists && errno != ENOENT) {
-        return problemWith(target.string(), errno);
+    auto place = find(target);
+    if (!place) {
+        return place.problem();
     }
-    if (exists && ::access(target.c_str(), W_OK) != 0) {
-        return problemWith(target.string(), errno);
+    auto file = place->stream.valid()
+                    ? TemporaryFile::unnamed()
+                    : TemporaryFile::in(std::move(place->folder),
+                                        place->old.valid() ? kOursOnly : kNewFile);
+    if (!file) {
+        return Problem{file.problem().code, target.string() + ": " + file.problem().text};
     }
-    if (exists && !S_ISREG(old.st_mode)) {
-        return ReplacedFile(target, target, {});
+    auto link = DriverLink::make(file->fd(), target.string());
+    if (!link) {
+        return link.problem();
     }
-    const fs::path real = behindLinks(target);
-    const auto temporary = makeBeside(real, ending, exists ? &old : nullptr);
-    if (!temporary) {
-        const fs::path folder = real.has_parent_path() ? real.parent_path() : fs::path(".");
-        return problemWith(target.string() + ": in folder " + folder.string(), errno);
+    auto path = link->path(ending);
+    if (!path) {
+        return path.problem();
     }
-    return ReplacedFile(target, *temporary, real);
+    return ReplacedFile(target.string(), std::move(*place), std::move(*file), std::move(*link),
+                        std::move(*path));
 }
 
-ReplacedFile::ReplacedFile(ReplacedFile&& other) noexcept
-    : named_(std::move(other.named_)), temporary_(std::exchange(other.temporary_, {})),
-      target_(std::exchange(other.target_, {})) {}
+// --- What goes into it ---------------------------------------------------------------------------
 
-ReplacedFile::~ReplacedFile() {
-    if (!temporary_.empty() && !target_.empty()) {
-        ::unlink(temporary_.c_str());
-    }
+Outcome<bool> ReplacedFile::write(std::string_view text) {
+    const int error = ::ftruncate(file_.fd(), 0) == 0 && ::lseek(file_.fd(), 0, SEEK_SET) == 0
+                          ? writeWhole(file_.fd(), text)
+                          : errno;
+    return error == 0 ? Outcome<bool>(true) : problemWith(named_, error);
 }
 
 Outcome<bool> ReplacedFile::commit() {
-    if (target_.empty()) {
-        return true;
-    }
     struct stat written {};
-    if (::stat(temporary_.c_str(), &written) != 0) {
-        return problemWith(named_.string(), errno);
+    if (::fstat(file_.fd(), &written) != 0) {
+        return problemWith(named_, errno);
     }
     if (written.st_size == 0) {
-        return Problem{ExitCode::Failed, named_.string() + ": the driver wrote nothing"};
+        return Problem{ExitCode::Failed, named_ + ": the driver wrote nothing"};
     }
-    if (::rename(temporary_.c_str(), target_.c_str()) != 0) {
-        return problemWith(named_.string(), errno);
+    if (!place_.stream.valid()) {
+        return takePlace();
     }
-    temporary_.clear();
+    const int error = copyWhole(file_.fd(), place_.stream.get());
+    return error == 0 ? Outcome<bool>(true) : problemWith(named_, error);
+}
+
+Outcome<bool> ReplacedFile::takePlace() {
+    if (place_.old.valid()) {
+        if (const auto kept = takeOverAttributes(place_.old.get(), file_.fd()); !kept.empty()) {
+            return Problem{ExitCode::Failed, named_ + ": " + kept};
+        }
+    }
+    if (sync_ && ::fsync(file_.fd()) != 0) {
+        return problemWith(named_ + ": not on the disk", errno);
+    }
+    if (const int error = file_.rename(place_.name); error != 0) {
+        return problemWith(named_, error);
+    }
+    if (sync_) {
+        const base::UniqueFd folder(
+            ::openat(file_.folder(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        if (!folder.valid() || ::fsync(folder.get()) != 0) {
+            return problemWith(named_ + ": written, but its name is not on the disk", errno);
+        }
+    }
     return true;
 }

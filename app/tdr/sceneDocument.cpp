@@ -234,10 +234,6 @@ Outcome<bool> write(const SceneDocument& document, const fs::path& target, Scene
     if (!file) {
         return file.problem();
     }
-    if (!file->path().native().ends_with(format.ending)) { // a device is written to directly
-        return problemOf(target, fmt::format("not a regular file, and its name does not end in {}",
-                                             format.ending));
-    }
     SceneReport report;
     if (const auto failed = writeTo(document, file->path().string(), flavour, report);
         !failed.empty()) {

@@ -101,7 +101,7 @@ Outcome<View> readView(DriverSet& drivers, const std::string& file) {
     ViewCanvas canvas(size, shown);
     if (const auto added = addLines(*picture, canvas); !added) {
         picture->session->passOnLines(added.failure().lastLine);
-        return problemWith(file, added.failure());
+        return picture->session->problem(file, added.failure());
     }
     picture->session->passOnLines();
     const std::string name = std::filesystem::path(file).filename().string();
@@ -109,36 +109,6 @@ Outcome<View> readView(DriverSet& drivers, const std::string& file) {
                             printable(*format)),
                 shown, canvas.pixels()};
 }
-
-/// While a window stands there is nothing to clean up: the signals that the command otherwise
-/// unwinds after may end it at once, and a reader of its output that has gone may not.
-class WindowSignals {
-  public:
-    WindowSignals() {
-        for (std::size_t i = 0; i < kActions.size(); ++i) {
-            struct sigaction action {};
-            action.sa_handler = kActions[i].second;
-            ::sigaction(kActions[i].first, nullptr, &before_[i]);
-            if (before_[i].sa_handler != SIG_IGN) { // as under nohup
-                ::sigaction(kActions[i].first, &action, nullptr);
-            }
-        }
-    }
-    ~WindowSignals() {
-        for (std::size_t i = 0; i < kActions.size(); ++i) {
-            ::sigaction(kActions[i].first, &before_[i], nullptr);
-        }
-    }
-    WindowSignals(const WindowSignals&) = delete;
-    WindowSignals& operator=(const WindowSignals&) = delete;
-
-  private:
-    using Action = std::pair<int, void (*)(int)>;
-    static constexpr int kCount = 4;
-    static inline const std::array<Action, kCount> kActions{
-        {{SIGINT, SIG_DFL}, {SIGTERM, SIG_DFL}, {SIGHUP, SIG_DFL}, {SIGPIPE, SIG_IGN}}};
-    std::array<struct sigaction, kCount> before_{};
-};
 
 ExitCode view(const DriverOptions& options, const std::string& file) {
     auto picture = [&] {
@@ -148,8 +118,8 @@ ExitCode view(const DriverOptions& options, const std::string& file) {
     if (!picture) {
         return complain(picture.problem());
     }
-    const WindowSignals signals;
-    if (tdr::InterruptGuard::signal() != 0) { // came before the line above
+    const tdr::InterruptGuard::Pause nothingToCleanUp; // while the window stands
+    if (tdr::InterruptGuard::signal() != 0) {          // came before the line above
         return ExitCode::Failed;
     }
     const bool shown = tryPasteBuffer(picture->size.width, picture->size.height,

@@ -12,6 +12,10 @@ UniqueFile openFile(const char* path, char mode) {
     const bool writing = mode == 'w';
     const int purpose = writing ? O_WRONLY | O_CREAT | O_TRUNC : O_RDONLY;
     UniqueFd fd(::open(path, purpose | O_NONBLOCK | O_CLOEXEC, 0666));
+    // Who waited for nobody when opening, waits for a slow reader when writing.
+    if (fd.valid() && writing && fcntl(fd.get(), F_SETFL, 0) != 0) {
+        fd.reset();
+    }
     UniqueFile file(fd.valid() ? fdopen(fd.get(), writing ? "w" : "r") : nullptr);
     if (file != nullptr) {
         (void)fd.release();

@@ -16,11 +16,31 @@ namespace tdr {
 
 namespace {
 
-constexpr std::array kSignals = {SIGINT, SIGTERM, SIGHUP};
+enum class Held : std::uint8_t {
+    No,        ///< does not end a process, cannot be caught, or tells of a fault in the program
+    Interrupt, ///< somebody wants the process to end
+    Notice,    ///< the call that raised it fails, too, and says more
+};
+
+/// What becomes of each signal that the system has: these, and to interrupt for all the others,
+/// the real-time ones among them.
+Held heldAs(int signal) {
+    constexpr std::array kLeftAlone = {SIGKILL, SIGSTOP, SIGTSTP,  SIGTTIN, SIGTTOU, SIGCONT,
+                                       SIGCHLD, SIGURG,  SIGWINCH, SIGSEGV, SIGBUS,  SIGILL,
+                                       SIGFPE,  SIGTRAP, SIGABRT,  SIGSYS};
+    for (const int other : kLeftAlone) {
+        if (signal == other) {
+            return Held::No;
+        }
+    }
+    return signal == SIGPIPE || signal == SIGXFSZ ? Held::Notice : Held::Interrupt;
+}
+
+constexpr int kMostSignals = 65; // numbers from 1
 
 std::atomic<int> caught = 0;
 std::atomic<int> wakeFd = -1;
-std::array<struct sigaction, kSignals.size()> before;
+std::array<struct sigaction, kMostSignals> before;
 
 static_assert(std::atomic<int>::is_always_lock_free, "used in a signal handler");
 
@@ -32,6 +52,31 @@ void noteSignal(int signal) {
     const std::uint64_t one = 1;
     [[maybe_unused]] const auto written = ::write(wakeFd, &one, sizeof one);
     errno = kept;
+}
+
+/// A handler, and not "ignore": that one would pass on to the programs that we start.
+void doNothing(int) {}
+
+void hold(Held which, void (*handler)(int)) {
+    struct sigaction action {};
+    action.sa_handler = handler;
+    action.sa_flags = SA_RESTART;
+    sigfillset(&action.sa_mask);
+    for (int signal = 1; signal < kMostSignals; ++signal) {
+        struct sigaction& old = before[static_cast<std::size_t>(signal)];
+        if (heldAs(signal) == which && ::sigaction(signal, nullptr, &old) == 0 &&
+            old.sa_handler != SIG_IGN) {
+            ::sigaction(signal, &action, nullptr);
+        }
+    }
+}
+
+void letGo(Held which) {
+    for (int signal = 1; signal < kMostSignals; ++signal) {
+        if (heldAs(signal) == which) {
+            ::sigaction(signal, &before[static_cast<std::size_t>(signal)], nullptr);
+        }
+    }
 }
 
 } // namespace
@@ -47,33 +92,44 @@ bool interrupted() {
 InterruptGuard::InterruptGuard() {
     caught = 0;
     wakeFd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-    struct sigaction action {};
-    action.sa_handler = noteSignal;
-    action.sa_flags = SA_RESTART;
-    sigfillset(&action.sa_mask);
-    for (std::size_t i = 0; i < kSignals.size(); ++i) {
-        ::sigaction(kSignals[i], nullptr, &before[i]);
-        if (before[i].sa_handler != SIG_IGN) {
-            ::sigaction(kSignals[i], &action, nullptr);
-        }
+    hold(Held::Notice, doNothing);
+    if (wakeFd >= 0) { // else a signal ends us, as before
+        hold(Held::Interrupt, noteSignal);
     }
 }
 
 InterruptGuard::~InterruptGuard() {
-    for (std::size_t i = 0; i < kSignals.size(); ++i) {
-        ::sigaction(kSignals[i], &before[i], nullptr);
+    letGo(Held::Interrupt);
+    letGo(Held::Notice);
+    if (const int fd = wakeFd.exchange(-1); fd >= 0) {
+        ::close(fd);
     }
-    ::close(wakeFd.exchange(-1));
+}
+
+InterruptGuard::Pause::Pause() {
+    letGo(Held::Interrupt);
+}
+
+InterruptGuard::Pause::~Pause() {
+    hold(Held::Interrupt, noteSignal);
 }
 
 int InterruptGuard::signal() {
     return caught;
 }
 
+int InterruptGuard::wakeDescriptor() {
+    return wakeFd;
+}
+
 void InterruptGuard::endBySignal(int signal) {
+    sigset_t only;
+    sigemptyset(&only);
+    sigaddset(&only, signal);
     ::signal(signal, SIG_DFL);
+    ::pthread_sigmask(SIG_UNBLOCK, &only, nullptr);
     ::raise(signal);
-    std::_Exit(128 + signal); // only when the signal is blocked
+    std::_Exit(128 + signal);
 }
 
 } // namespace tdr

@@ -5,52 +5,76 @@
 #include "noThrow.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <limits>
+#include <string_view>
 #include <sys/ipc.h>
 #include <sys/random.h>
 #include <sys/shm.h>
+#include <unistd.h>
 #include <utility>
 
 namespace tdr {
 
 namespace {
 
-/// Keys up to here belong to blocks made by the link's own fresh-key rule (42 ... 10041), where
-/// two processes may meet in one segment.
-constexpr std::int32_t kLastSharedKey = 10041;
+/// Our keys are 0x7d500000 and 20 random bits: so a later run knows its own user's left-over blocks
+/// from other programs', and they lie far above the keys of the link's own fresh-key rule (42 ...
+/// 10041), where two processes may meet in one segment.
+constexpr std::int32_t kMark = 0x7d500000;
+constexpr std::uint32_t kRandomBits = 0x000fffff;
 
-/// Tries for a free key; among two thousand million keys one miss is already unlikely.
+/// Tries for a free key; a system has a few thousand segments at most, for a million keys.
 constexpr int kKeyTries = 100;
 
 /// The driver asks for the segment with mode 0777; the kernel grants that to its owner only with
 /// all three of the owner's bits.
 constexpr int kOwnerOnly = 0700;
 
-Failure noBlock(std::size_t bytes, const char* step) {
-    return {FailureKind::NoMemory,
-            "no shared memory block of " + std::to_string(bytes) + " bytes: " + step + ": " +
-                std::strerror(errno),
-            {},
-            {}};
+/// What to do about it, where the system's own words do not say enough.
+struct Advice {
+    std::string_view step;
+    int error;
+    const char* text;
+};
+
+constexpr Advice kAdvice[] = {
+    {"shmget", EINVAL, "a block may be as large as kernel.shmmax says"},
+    {"shmget", ENOSPC,
+     "shared memory is used up: see 'ipcs -m', remove with 'ipcrm -m' what nobody needs, or raise "
+     "kernel.shmmni and kernel.shmall"},
+    {"shmget", EEXIST, "no key was free: see 'ipcs -m'"},
+    {"shmat", ENOMEM, "the process may have no more memory: see 'ulimit -v'"},
+};
+
+Failure noBlock(std::size_t bytes, std::string_view step, int error) {
+    std::string what = "no shared memory block of " + std::to_string(bytes) +
+                       " bytes: " + std::string(step) + ": " + std::strerror(error);
+    for (const Advice& advice : kAdvice) {
+        if (advice.step == step && advice.error == error) {
+            what += std::string(" (") + advice.text + ")";
+        }
+    }
+    return {FailureKind::NoMemory, std::move(what), {}, {}};
 }
 
-/// A random positive key above the shared ones, or -1 when the system gives no random bytes.
-std::int32_t randomKey() {
-    std::uint32_t bits = 0;
-    std::int32_t key = -1;
-    do {
-        if (::getrandom(&bits, sizeof bits, 0) != sizeof bits) {
-            return -1;
-        }
-        key = static_cast<std::int32_t>(bits & std::numeric_limits<std::int32_t>::max());
-    } while (key <= kLastSharedKey);
-    return key;
+bool isGone(pid_t pid) {
+    return ::kill(pid, 0) != 0 && errno == ESRCH;
+}
+
+/// True for a block that nobody can have any use for. A creator from another namespace of processes
+/// has the number 0; whether it lives cannot be known.
+bool isLeftOver(const struct shmid_ds& segment) {
+    const auto key = static_cast<std::uint32_t>(segment.shm_perm.__key);
+    return (key & ~kRandomBits) == kMark && segment.shm_perm.uid == ::geteuid() &&
+           segment.shm_perm.cuid == ::geteuid() && segment.shm_nattch == 0 &&
+           segment.shm_cpid > 0 && isGone(segment.shm_cpid);
 }
 
 } // namespace
 
-Result<SharedBlock> SharedBlock::create(std::size_t bytes) {
+Result<SharedBlock> SharedBlock::create(std::size_t bytes) noexcept {
     return withoutThrowing([&]() -> Result<SharedBlock> {
         if (bytes < 1 || bytes > std::numeric_limits<std::int32_t>::max()) {
             return Failure{FailureKind::BadArgument,
@@ -59,29 +83,53 @@ Result<SharedBlock> SharedBlock::create(std::size_t bytes) {
                            {}};
         }
         SharedBlock block;
-        for (int tries = 0; block.id_ < 0 && tries < kKeyTries; ++tries) {
-            block.key_ = randomKey();
-            if (block.key_ < 0) {
-                return noBlock(bytes, "getrandom");
-            }
-            block.id_ = ::shmget(block.key_, bytes, IPC_CREAT | IPC_EXCL | kOwnerOnly);
-            if (block.id_ < 0 && errno != EEXIST) {
-                break;
-            }
+        int error = block.makeSegment(bytes);
+        if (error == ENOSPC && removeLeftOvers() > 0) {
+            error = block.makeSegment(bytes);
         }
-        if (block.id_ < 0) {
-            return noBlock(bytes, "shmget");
+        if (error != 0) {
+            return noBlock(bytes, "shmget", error);
         }
         const base::HugePageGap gap(bytes);
         void* address = ::shmat(block.id_, nullptr, 0);
         if (address == reinterpret_cast<void*>(-1)) { // NOLINT(performance-no-int-to-ptr)
-            return noBlock(bytes, "shmat");
+            return noBlock(bytes, "shmat", errno);
         }
         block.address_ = static_cast<std::uint8_t*>(address);
         block.size_ = bytes;
         base::useHugePages(address, bytes);
         return block;
     });
+}
+
+/// Makes a segment under a new key: 0, or errno.
+int SharedBlock::makeSegment(std::size_t bytes) {
+    for (int tries = 0; tries < kKeyTries; ++tries) {
+        std::uint32_t random = 0;
+        if (::getrandom(&random, sizeof random, 0) != sizeof random) {
+            return errno;
+        }
+        key_ = kMark | static_cast<std::int32_t>(random & kRandomBits);
+        id_ = ::shmget(key_, bytes, IPC_CREAT | IPC_EXCL | kOwnerOnly);
+        if (id_ >= 0 || errno != EEXIST) {
+            return id_ >= 0 ? 0 : errno;
+        }
+    }
+    return EEXIST;
+}
+
+int SharedBlock::removeLeftOvers() noexcept {
+    struct shm_info info {};
+    int removed = 0;
+    const int last = ::shmctl(0, SHM_INFO, reinterpret_cast<struct shmid_ds*>(&info));
+    for (int index = 0; index <= last; ++index) {
+        struct shmid_ds segment {};
+        const int id = ::shmctl(index, SHM_STAT, &segment);
+        if (id >= 0 && isLeftOver(segment) && ::shmctl(id, IPC_RMID, nullptr) == 0) {
+            ++removed;
+        }
+    }
+    return removed;
 }
 
 SharedBlock::SharedBlock(SharedBlock&& other) noexcept

@@ -32,6 +32,7 @@ struct Around {
     std::optional<rlim_t> memory = {};      ///< RLIMIT_AS
     bool ignoreSizeSignal = false;          ///< SIGXFSZ ignored, so that writes fail with EFBIG
     bool otherUser = false;                 ///< as nobody; only possible for root
+    void (*prepare)() = nullptr;            ///< what else is done in the child before the program
 };
 
 struct Ended {
@@ -108,6 +109,9 @@ class Running : public support::Program {
         }
         if (around.ignoreSizeSignal) {
             std::signal(SIGXFSZ, SIG_IGN);
+        }
+        if (around.prepare != nullptr) {
+            around.prepare();
         }
         if (around.otherUser &&
             (setgroups(0, nullptr) != 0 || setgid(65534) != 0 || setuid(65534) != 0)) {

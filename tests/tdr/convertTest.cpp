@@ -82,7 +82,7 @@ TEST_F(ConvertTest, whatCannotBeReadOrWrittenIsNamedWithItsReason) {
         {"small.pic", "o.tag", "o.tag: mattes (.tag) can be read, but not be written yet"},
         {"small.pic", "o.TAG", "o.TAG: mattes"},
         {"small.pic", "o.xyz", "o.xyz: no driver writes files with this ending (known: .null, "},
-        {"small.pic", "pic", "pic: no driver writes files with this ending"},
+        {"small.pic", "png", "png: no driver writes files with this ending"},
         {"small.pic", "folder.pic", "folder.pic: names a folder; name the file to write in it"},
         {"small.pic", "", "names a folder; name the file to write in it"}, // the test's own folder
         {"small.pic", "none/", "none/: names a folder; name the file to write in it"},
@@ -122,8 +122,8 @@ TEST_F(ConvertTest, aFailedWriteLeavesTheOldFileAndNoOther) {
         SCOPED_TRACE(c.name);
         const Ended ended = run({"convert", sample("photograph.png"), old}, c.around);
         EXPECT_EQ(ended.exit, 1);
-        EXPECT_TRUE(contains(ended.err, "tdr: " + old + ": softimageFilter: "));
-        EXPECT_TRUE(contains(ended.err, c.says));
+        EXPECT_TRUE(contains(ended.err, "Unable to write file '" + old + "' - " + c.says));
+        EXPECT_EQ(ended.err.find(old), ended.err.rfind(old)) << "the name once: " << ended.err;
         EXPECT_EQ(contentOf(old), oldContent);
         EXPECT_EQ(namesIn(files().path()), Names{"old.pic"});
     }
@@ -155,16 +155,51 @@ TEST_F(ConvertTest, theTargetKeepsItsModeAndItsLink) {
     EXPECT_EQ(fs::status(in("new.png")).permissions(), fs::perms(0640));
 }
 
-TEST_F(ConvertTest, namesThatDriversWouldChangeAreKept) {
-    const auto pic = smallPic();
-    EXPECT_EQ(run({"convert", pic, in("UPPER.PIC")}).exit, 0);
-    EXPECT_EQ(run({"convert", pic, in(std::string(200, 'n') + ".pic")}).exit, 0);
-    EXPECT_EQ(run({"convert", pic, pic}).exit, 0) << "onto itself";
-    EXPECT_EQ(namesIn(files().path()),
-              (Names{"UPPER.PIC", std::string(200, 'n') + ".pic", "small.pic"}));
-    EXPECT_EQ(pixelsOf("softimageFilter", pic), (Pixels{255, 3, 2, 1, 255, 6, 5, 4}));
-    fs::rename(in("UPPER.PIC"), in("lower.pic"));
-    EXPECT_EQ(pixelsOf("softimageFilter", in("lower.pic")), pixelsOf("softimageFilter", pic));
+TEST_F(ConvertTest, exactlyTheNamedFileIsReadAndWritten) {
+    const std::string pic = contentOf(smallPic());
+    const std::string other = support::rawPic(2, 1, 0xE0, support::bytes({9, 9, 9, 9, 9, 9}));
+    const std::string tag = support::tag(3, 1, 1, {0b00'101'00000000000});
+    const Pixels colours = {255, 3, 2, 1, 255, 6, 5, 4};
+    const Pixels matte = {255, 255, 255, 255, 255, 0, 0, 0, 255, 255, 255, 255};
+    const std::string deep = std::string(200, 'd') + "/";
+    fs::create_directories(in(deep + deep + deep + deep + deep + deep));
+    struct Case {
+        std::string name;   ///< what is read, and replaced when a driver writes such files
+        std::string beside; ///< what a driver would make of that name, or empty
+        bool written = true;
+        const std::string* content = nullptr;
+        const Pixels* pixels = nullptr;
+    };
+    const Case cases[] = {
+        {"holiday.jpg", "holiday.jpg.pic", false, &pic, &colours},
+        {"UPPER.PIC", "UPPER.PIC.pic", true, &pic, &colours},
+        {".PIC", ".PIC.pic", true, &pic, &colours},
+        {"matte.TAG", "matte.TAG.tag", false, &tag, &matte},
+        {"matte.pic", "matte.pic.tag", true, &tag, &matte},
+        {"matte.tag", "matte.tag.pic", false, &tag, &matte},
+        {"shot.0001", "shot.0001.pic", false, &pic, &colours},
+        {"bare", "bare.pic", false, &pic, &colours},
+        {std::string(251, 'n') + ".pic", "", true, &pic, &colours},
+        {std::string(255, 'n'), "", false, &pic, &colours},
+        {"two\nlines '; \xff.pic", "", true, &pic, &colours},
+        {deep + deep + deep + deep + deep + deep + "far.pic", "", true, &pic, &colours},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        files().write(c.name, *c.content);
+        if (!c.beside.empty()) {
+            files().write(c.beside, other);
+        }
+        const Ended ended = run({"convert", in(c.name), in("o.png")});
+        EXPECT_EQ(ended.exit, 0) << ended.err;
+        EXPECT_EQ(pixelsOf("pngFilter", in("o.png")), *c.pixels);
+        if (c.written) {
+            EXPECT_EQ(run({"convert", in("o.png"), in(c.name)}).exit, 0);
+            EXPECT_EQ(run({"convert", in(c.name), in(c.name)}).exit, 0) << "onto itself";
+            EXPECT_EQ(run({"compare", in(c.name), in("o.png")}).exit, 0);
+        }
+        EXPECT_TRUE(c.beside.empty() || contentOf(in(c.beside)) == other);
+    }
 }
 
 TEST_F(ConvertTest, aDamagedPictureIsReadWithAWarning) {

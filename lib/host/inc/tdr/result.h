@@ -21,7 +21,7 @@ enum class FailureKind {
     Died,          ///< the driver ended, or hung up, before it answered
     TimedOut,      ///< no answer within the limit; the driver has been killed
     ProtocolBroken, ///< an answer that does not fit the request; the driver has been killed
-    Interrupted,    ///< an InterruptGuard saw SIGINT or SIGTERM; the driver has been killed
+    Interrupted,    ///< an InterruptGuard saw a signal; the driver has been killed
     BadArgument, ///< the caller's fault: nothing was sent, or a file was closed before it was whole
     NoMemory,    ///< the system gave no memory, no shared block, or not what a driver wrote
 };

@@ -19,11 +19,17 @@ namespace tdr {
 class SharedBlock {
   public:
     /// Makes a zero-filled block of `bytes` bytes (1 ... 2147483647, the protocol's sizes are
-    /// 32-bit). The key is random and new: a segment of somebody else is never joined. Mode 0700,
-    /// so drivers must run as the host's user. Fails with `BadArgument` or `NoMemory`. Where
-    /// the system has huge pages, blocks of 2 MiB and more take their memory at once; elsewhere, as
+    /// 32-bit). The key is new, 0x7d500000 and 20 random bits: a segment of somebody else is never
+    /// joined. Mode 0700, so drivers must run as the host's user. Fails with `BadArgument` or with
+    /// `NoMemory`, which says what to do where the system's settings are the reason. Where the
+    /// system has huge pages, blocks of 2 MiB and more take their memory at once; elsewhere, as
     /// smaller ones, when it is used.
-    static Result<SharedBlock> create(std::size_t bytes);
+    static Result<SharedBlock> create(std::size_t bytes) noexcept;
+
+    /// Removes the blocks that processes of this user have left, having been killed: those with a
+    /// key of this library's to which nobody is attached and whose maker is gone. Gives their
+    /// number. For the start of a program; `create` does it when the system has no more segments.
+    static int removeLeftOvers() noexcept;
 
     SharedBlock(SharedBlock&& other) noexcept;
     SharedBlock& operator=(SharedBlock&& other) noexcept;
@@ -40,6 +46,7 @@ class SharedBlock {
 
   private:
     SharedBlock() = default;
+    [[nodiscard]] int makeSegment(std::size_t bytes);
     void remove() noexcept;
 
     std::uint8_t* address_ = nullptr;

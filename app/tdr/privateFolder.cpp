@@ -1,0 +1,135 @@
+// SPDX-License-Identifier: MIT
+#include "privateFolder.h"
+
+#include "processMark.h"
+
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <dirent.h>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <memory>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr mode_t kOursOnly = 0700;
+constexpr mode_t kOthers = 0077;
+constexpr std::string_view kNoteEnding = ".at";
+
+/// Another process may remove the folder, empty as it still is, between our making and our using
+/// it.
+constexpr int kTries = 20;
+
+struct FolderCloser {
+    void operator()(DIR* folder) const { ::closedir(folder); }
+};
+
+/// Removes the temporary file that the dead process of `mark` noted, whether it is still there or
+/// not. The name is its own and can be nobody else's, whatever the folder has become since.
+void removeNoted(int folder, const std::string& note) {
+    std::array<char, PATH_MAX> path{};
+    const ssize_t size = ::readlinkat(folder, note.c_str(), path.data(), path.size() - 1);
+    const std::string_view noted(path.data(), size > 0 ? static_cast<std::size_t>(size) : 0);
+    const std::string_view mark(note.data(), note.size() - kNoteEnding.size());
+    // The note goes first: a disk that no longer answers stops one run and not each one.
+    if (::unlinkat(folder, note.c_str(), 0) == 0 && noted.ends_with(fmt::format("/.{}", mark))) {
+        ::unlink(path.data());
+    }
+}
+
+void removeLeftOvers(int folder) {
+    base::UniqueFd fd(::openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const std::unique_ptr<DIR, FolderCloser> list(fd.valid() ? ::fdopendir(fd.get()) : nullptr);
+    if (list) {
+        (void)fd.release();
+    }
+    while (const dirent* entry = list ? ::readdir(list.get()) : nullptr) {
+        const std::string name = entry->d_name;
+        if (!isOfDeadProcess(name)) {
+            continue;
+        }
+        if (name.ends_with(kNoteEnding)) {
+            removeNoted(folder, name);
+        } else {
+            ::unlinkat(folder, name.c_str(), 0);
+        }
+    }
+}
+
+/// One that another user has put there under our name is not ours.
+bool isOurs(int fd) {
+    struct stat status {};
+    return ::fstat(fd, &status) == 0 && status.st_uid == ::geteuid() &&
+           (status.st_mode & kOthers) == 0;
+}
+
+} // namespace
+
+bool PrivateFolder::enter() {
+    for (int tries = 0; tries < kTries; ++tries) {
+        if (::mkdir(path_.c_str(), kOursOnly) != 0 && errno != EEXIST) {
+            return false;
+        }
+        fd_.reset(::open(path_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+        if (fd_.valid() && !isOurs(fd_.get())) {
+            errno = EPERM;
+            return false;
+        }
+        // An entry keeps others from removing the folder.
+        if (fd_.valid() && ::symlinkat("held", fd_.get(), mark_.c_str()) == 0) {
+            return true;
+        }
+        if (errno != ENOENT) {
+            return false;
+        }
+    }
+    return false;
+}
+
+Outcome<PrivateFolder> PrivateFolder::open() {
+    const char* named = std::getenv("TMPDIR"); // NOLINT(concurrency-mt-unsafe): one thread
+    const char* const places[] = {named != nullptr ? named : "", "/tmp", "/var/tmp", "/dev/shm"};
+    int error = ENOENT;
+    for (const char* place : places) {
+        if (*place != '/') {
+            continue;
+        }
+        const std::string mark = ownMark();
+        for (const std::string& name : {fmt::format("tdr-{}", ::geteuid()), mark + ".d"}) {
+            PrivateFolder folder(fmt::format("{}/{}", place, name), mark);
+            if (folder.enter()) {
+                static bool cleared = false;
+                if (!std::exchange(cleared, true)) {
+                    removeLeftOvers(folder.fd());
+                }
+                return folder;
+            }
+            error = errno;
+        }
+    }
+    return problemWith("no folder of our own in TMPDIR or /tmp", error);
+}
+
+PrivateFolder::~PrivateFolder() {
+    if (path_.empty()) {
+        return;
+    }
+    if (fd_.valid()) {
+        ::unlinkat(fd_.get(), mark_.c_str(), 0);
+    }
+    ::rmdir(path_.c_str()); // only when nothing is left in it
+}
+
+std::string PrivateFolder::pathOf(std::string_view name) const {
+    return fmt::format("{}/{}", pathOfDescriptor(fd_.get()), name);
+}
+
+std::string pathOfDescriptor(int fd) {
+    char self[32] = {}; // as /proc counts, which may be that of another namespace
+    const ssize_t size = ::readlink("/proc/self", self, sizeof self - 1);
+    return fmt::format("/proc/{}/fd/{}", size > 0 ? self : "self", fd);
+}

@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: MIT
+#include "temporaryFile.h"
+
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <string_view>
+#include <sys/stat.h>
+#include <unistd.h>
+
+/// A folder whose path is too long for a note is left without one; so it is only after a kill that
+/// the file stays there.
+void TemporaryFile::noteWhere() const {
+    std::array<char, PATH_MAX> path{};
+    const std::string link = fmt::format("/proc/self/fd/{}", folder_.get());
+    const ssize_t size = ::readlink(link.c_str(), path.data(), path.size());
+    if (size > 0) {
+        const std::string_view where(path.data(), static_cast<std::size_t>(size));
+        const std::string target = fmt::format("{}/{}", where, name_);
+        [[maybe_unused]] const int noted = ::symlinkat(target.c_str(), notes_.fd(), note_.c_str());
+    }
+}
+
+bool TemporaryFile::create(int folder, mode_t mode) {
+    file_.reset(
+        ::openat(folder, name_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
+    return file_.valid();
+}
+
+Outcome<TemporaryFile> TemporaryFile::in(base::UniqueFd folder, mode_t mode) {
+    auto notes = PrivateFolder::open();
+    if (!notes) {
+        return notes.problem();
+    }
+    TemporaryFile file(std::move(*notes));
+    file.folder_ = std::move(folder);
+    file.noteWhere();
+    if (!file.create(file.folder(), mode)) {
+        return problemWith("no new file in its folder", errno);
+    }
+    return file;
+}
+
+Outcome<TemporaryFile> TemporaryFile::unnamed() {
+    auto notes = PrivateFolder::open();
+    if (!notes) {
+        return notes.problem();
+    }
+    TemporaryFile file(std::move(*notes));
+    if (!file.create(file.notes_.fd(), S_IRUSR | S_IWUSR)) {
+        return problemWith("no new file in our folder", errno);
+    }
+    ::unlinkat(file.notes_.fd(), file.name_.c_str(), 0);
+    return file;
+}
+
+TemporaryFile::~TemporaryFile() {
+    if (file_.valid() && folder_.valid() && !renamed_) {
+        ::unlinkat(folder_.get(), name_.c_str(), 0);
+    }
+    if (notes_.fd() >= 0) {
+        ::unlinkat(notes_.fd(), note_.c_str(), 0);
+    }
+}
+
+bool TemporaryFile::isCalled(const std::string& name) const {
+    struct stat ours {};
+    struct stat named {};
+    return ::fstat(file_.get(), &ours) == 0 &&
+           ::fstatat(folder_.get(), name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
+           ours.st_dev == named.st_dev && ours.st_ino == named.st_ino;
+}
+
+int TemporaryFile::rename(const std::string& name) {
+    if (!isCalled(name_)) {
+        return ESTALE;
+    }
+    if (::renameat(folder_.get(), name_.c_str(), folder_.get(), name.c_str()) != 0) {
+        return errno;
+    }
+    renamed_ = true;
+    return isCalled(name) ? 0 : ESTALE; // it may have been exchanged just before
+}
