@@ -2,6 +2,7 @@
 // tdr compare A B: are two pictures the same, pixel by pixel? Each is read through the driver that
 // knows it, line by line, so that a picture and what a driver made of it can be held side by side.
 #include "console.h"
+#include "metadata.h"
 #include "pictureFile.h"
 #include "subcommands.h"
 
@@ -37,7 +38,18 @@ struct Side {
 
     [[nodiscard]] const tdr::PictureShape& shape() const { return picture.reader.shape(); }
 
-    tdr::Status readLine(std::int32_t line) { return picture.reader.readLine(block, line); }
+    /// A damaged line is none: what is missing in it reads as zero and would compare.
+    Outcome<bool> readLine(std::int32_t line) {
+        const auto read = picture.reader.readLine(block, line);
+        if (!read) {
+            picture.session->passOnLines(read.failure().lastLine);
+            return picture.session->problem(path, read.failure());
+        }
+        if (!picture.session->driver.damage().empty()) {
+            return Problem{ExitCode::Failed, path + ": damaged, and so cannot be compared"};
+        }
+        return true;
+    }
 
     [[nodiscard]] Pixel pixel(std::int32_t x) const {
         Pixel pixel{};
@@ -45,6 +57,9 @@ struct Side {
         std::ranges::copy(block.bytes().subspan(at, tdr::kPixelBytes), pixel.begin());
         return pixel;
     }
+
+    /// How many pictures the file holds: the mattes of one that has several, else 1.
+    [[nodiscard]] std::int32_t mattes() const { return shape().matte ? shape().channels : 1; }
 };
 
 struct Differences {
@@ -71,19 +86,45 @@ void compareLine(const Side& a, const Side& b, std::int32_t line, Differences& f
 
 Outcome<Differences> compareLines(Side& a, Side& b) {
     Differences found;
-    for (std::int32_t line = a.shape().height; line-- > 0;) {
-        for (Side* side : {&a, &b}) {
-            if (const auto read = side->readLine(line); !read) {
-                return side->picture.session->problem(side->path, read.failure());
+    const std::int32_t mattes = a.mattes();
+    for (std::int32_t matte = 0; matte < mattes && found.count == 0; ++matte) {
+        for (std::int32_t line = a.shape().height; line-- > 0;) {
+            for (Side* side : {&a, &b}) {
+                side->picture.reader.selectMatte(matte);
+                if (const auto read = side->readLine(line); !read) {
+                    return read.problem();
+                }
             }
+            compareLine(a, b, line, found);
         }
-        compareLine(a, b, line, found);
+        if (found.count > 0 && mattes > 1) {
+            found.first = fmt::format("matte {}, {}", matte + 1, found.first);
+        }
     }
     return found;
 }
 
-/// True when they are equal; says so, or what differs, in one line.
-Outcome<bool> compare(DriverSet& drivers, const std::string& pathA, const std::string& pathB) {
+/// What both have to be alike in before their pixels can be, as text.
+std::string shapeText(const Side& side) {
+    const tdr::PictureShape& shape = side.shape();
+    return fmt::format("{} x {}", shape.width, shape.height) +
+           (side.mattes() > 1 ? fmt::format(" with {} mattes", side.mattes()) : "");
+}
+
+/// Drivers hand over 8 bits of a sample: that the others are equal has not been looked at.
+std::string depthText(const Side& a, const Side& b) {
+    for (const Side* side : {&a, &b}) {
+        const auto png = readMetadata(pathOfDescriptor(side->picture.file.get())).png;
+        if (png && png->sampleBits > 8) {
+            return fmt::format(" in the upper 8 of the {} bits of {}", png->sampleBits,
+                               printable(side->path));
+        }
+    }
+    return {};
+}
+
+/// Says whether they are equal, or what differs, in one line.
+Outcome<ExitCode> compare(DriverSet& drivers, const std::string& pathA, const std::string& pathB) {
     auto a = Side::open(drivers, pathA);
     if (!a) {
         return a.problem();
@@ -92,39 +133,50 @@ Outcome<bool> compare(DriverSet& drivers, const std::string& pathA, const std::s
     if (!b) {
         return b.problem();
     }
-    const auto [width, height] = std::pair(a->shape().width, a->shape().height);
     const std::string names = printable(pathA) + " and " + printable(pathB);
-    if (width != b->shape().width || height != b->shape().height) {
-        return Problem{ExitCode::Failed, fmt::format("{} differ: {} x {} and {} x {}", names, width,
-                                                     height, b->shape().width, b->shape().height)};
+    if (shapeText(*a) != shapeText(*b)) {
+        complain(fmt::format("{} differ: {} and {}", names, shapeText(*a), shapeText(*b)));
+        return ExitCode::Failed;
     }
     const auto found = compareLines(*a, *b);
+    a->picture.session->passOnLines();
+    b->picture.session->passOnLines();
     if (!found) {
         return found.problem();
     }
-    const std::int64_t pixels = std::int64_t{width} * height;
+    const std::int64_t pixels = std::int64_t{a->shape().width} * a->shape().height;
     if ((*found).count > 0) {
-        return Problem{ExitCode::Failed, fmt::format("{} differ: {} of {} pixels, {}", names,
-                                                     (*found).count, pixels, (*found).first)};
+        complain(fmt::format("{} differ: {} of {} pixels, {}", names, (*found).count, pixels,
+                             (*found).first));
+        return ExitCode::Failed;
     }
-    return say(fmt::format("{}: {} x {}, all {} pixels are equal\n", names, width, height,
-                           pixels)) == ExitCode::Done;
+    const ExitCode said = say(fmt::format("{}: {}, all {} pixels are equal{}\n", names,
+                                          shapeText(*a), pixels, depthText(*a, *b)));
+    return said == ExitCode::Done ? said : ExitCode::NotCompared;
+}
+
+/// A failure is not a difference: it has an exit status of its own.
+ExitCode run(const DriverOptions& options, const std::string& pathA, const std::string& pathB) {
+    DriverSet drivers(options);
+    const auto compared = compare(drivers, pathA, pathB);
+    if (compared) {
+        return *compared;
+    }
+    const ExitCode code = complain(compared.problem());
+    return code == ExitCode::Failed ? ExitCode::NotCompared : code;
 }
 
 } // namespace
 
 void addCompare(CLI::App& app, Command& command) {
     auto* sub = app.add_subcommand("compare", "Tell whether two pictures have the same pixels");
+    sub->footer("Exit status: 0 equal, 1 different, 2 usage, 3 a driver could not be started or "
+                "died, 4 could not be compared (damaged or unreadable).");
     auto files = std::make_shared<std::pair<std::string, std::string>>();
     sub->add_option("a", files->first, "One picture")->required()->type_name("A");
     sub->add_option("b", files->second, "The other picture")->required()->type_name("B");
     sub->callback([&command, files] {
-        DriverSet drivers(command.drivers);
-        const auto equal = compare(drivers, files->first, files->second);
-        if (!equal) {
-            command.exit = complain(equal.problem());
-        } else {
-            command.exit = *equal ? ExitCode::Done : ExitCode::Failed;
-        }
+        command.failed = ExitCode::NotCompared;
+        command.exit = run(command.drivers, files->first, files->second);
     });
 }

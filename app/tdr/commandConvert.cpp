@@ -2,7 +2,10 @@
 // tdr convert IN OUT: read through one driver, write through another, or through the same one when
 // it knows both formats. They work on one shared block, so that nothing is copied: the whole
 // picture or, when it is a large one, line by line.
+#include "alpha.h"
+#include "base/limits.h"
 #include "console.h"
+#include "metadata.h"
 #include "pictureFile.h"
 #include "replacedFile.h"
 #include "subcommands.h"
@@ -10,6 +13,8 @@
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
+#include <fmt/format.h>
+#include <fmt/ranges.h>
 #include <optional>
 #include <utility>
 
@@ -18,13 +23,17 @@ namespace {
 struct ConvertOptions {
     std::string input;
     std::string output;
+    std::int32_t channel = 0; ///< of a matte, counted from 1; 0: the first, and say so
+    AlphaChange alpha = AlphaChange::None;
+    bool keepDamaged = false;
 };
 
 /// Bytes of pixels above which a picture goes line by line: room for a film frame of 4096 x 3112,
 /// little enough that a small file with a large claim does no harm.
 constexpr std::size_t kLarge = std::size_t{64} << 20;
 
-/// A conversion from its options to its end; any step's problem is the result of the whole.
+/// A conversion from its options to its end; any step's problem is the result of the whole, and a
+/// file that was written from damaged input is a problem too.
 class Conversion {
   public:
     Conversion(const DriverOptions& drivers, const ConvertOptions& options)
@@ -33,7 +42,11 @@ class Conversion {
     Outcome<bool> run();
 
   private:
+    [[nodiscard]] Outcome<bool> checkNames() const;
+    Outcome<bool> chooseMatte(PictureFile& picture);
+    Outcome<bool> convert(PictureFile& picture, Session& writer, ReplacedFile& file);
     Outcome<bool> read(PictureFile& picture);
+    Outcome<bool> checkDamage(PictureFile& picture);
     Outcome<bool> write(PictureFile& picture, Session& session, const ReplacedFile& file);
     Outcome<bool> copyLines(PictureFile& picture, Session& session, tdr::PictureWriter& writer);
     [[nodiscard]] Problem inputProblem(PictureFile& picture, const tdr::Failure& failure) const;
@@ -42,6 +55,8 @@ class Conversion {
     DriverSet drivers_;
     const ConvertOptions& options_;
     std::optional<tdr::SharedBlock> pixels_; ///< the whole picture, unless it is a large one
+    std::vector<std::string> losses_;        ///< what the new file has no place for
+    bool damaged_ = false;                   ///< what was read is not all of it
 };
 
 /// A block for the whole picture; none for a large one, or when there is no memory for it.
@@ -54,7 +69,7 @@ std::optional<tdr::SharedBlock> blockFor(const tdr::PictureReader& reader) {
     return block ? std::optional(std::move(*block)) : std::nullopt;
 }
 
-Outcome<bool> Conversion::run() {
+Outcome<bool> Conversion::checkNames() const {
     if (auto isFile = checkTarget(options_.output); !isFile) {
         return isFile;
     }
@@ -62,8 +77,12 @@ Outcome<bool> Conversion::run() {
         return Problem{ExitCode::Failed,
                        options_.output + ": mattes (.tag) can be read, but not be written yet"};
     }
-    if (auto readable = checkReadable(options_.input); !readable) {
-        return readable.problem();
+    return checkReadable(options_.input);
+}
+
+Outcome<bool> Conversion::run() {
+    if (auto good = checkNames(); !good) {
+        return good;
     }
     const auto writerDriver = drivers_.writerFor(options_.output);
     if (!writerDriver) {
@@ -72,6 +91,9 @@ Outcome<bool> Conversion::run() {
     auto picture = openPicture(drivers_, options_.input);
     if (!picture) {
         return picture.problem();
+    }
+    if (auto chosen = chooseMatte(*picture); !chosen) {
+        return chosen;
     }
     auto file = ReplacedFile::begin(options_.output, drivers_.extension(*writerDriver));
     if (!file) {
@@ -90,20 +112,57 @@ Outcome<bool> Conversion::run() {
         }
     }
     drivers_.dismissOthers();
-    if (auto read = this->read(*picture); !read) {
+    return convert(*picture, other ? *other : *picture->session, *file);
+}
+
+/// Selects the matte that is wanted, and notes the others as left out.
+Outcome<bool> Conversion::chooseMatte(PictureFile& picture) {
+    const tdr::PictureShape& shape = picture.reader.shape();
+    const std::int32_t mattes = shape.matte ? shape.channels : 0;
+    if (options_.channel > mattes) {
+        return Problem{ExitCode::Failed,
+                       mattes == 0 ? options_.input + ": not a matte; it has no --channel to choose"
+                                   : fmt::format("{}: has no --channel {}, the last one is {}",
+                                                 options_.input, options_.channel, mattes)};
+    }
+    if (options_.channel > 0) {
+        picture.reader.selectMatte(options_.channel - 1);
+    } else if (mattes > 1) {
+        losses_.push_back(fmt::format("mattes 2 to {} (see --channel)", mattes));
+    }
+    return true;
+}
+
+Outcome<bool> Conversion::convert(PictureFile& picture, Session& writer, ReplacedFile& file) {
+    const Metadata metadata = readMetadata(pathOfDescriptor(picture.file.get()));
+    if (auto read = this->read(picture); !read) {
         return read;
     }
-    Session& session = other ? *other : *picture->session;
-    auto written = write(*picture, session, *file);
-    if (!written) {
-        session.passOnLines(session.driver.lastLine()); // that one is in the problem's text
+    if (auto written = write(picture, writer, file); !written) {
+        picture.session->passOnLines(writer.driver.lastLine());
+        writer.passOnLines(writer.driver.lastLine()); // that one is in the problem's text
+        writer.driver.kill();                         // it would complete a file that is dropped
         return written;
     }
-    for (Session* done : {picture->session.get(), &session}) {
+    for (Session* done : {picture.session.get(), &writer}) {
         done->passOnLines();
         done->driver.dismiss();
     }
-    return file->commit();
+    const auto left = carryMetadata(metadata, file.path());
+    if (!left) {
+        return Problem{left.problem().code, options_.output + ": " + left.problem().text};
+    }
+    if (auto replaced = file.commit(); !replaced) {
+        return replaced;
+    }
+    losses_.insert(losses_.end(), left->begin(), left->end());
+    if (!losses_.empty()) {
+        complain(fmt::format("{}: not carried from {}: {}", options_.output, options_.input,
+                             fmt::join(losses_, ", ")));
+    }
+    return damaged_ ? Problem{ExitCode::Failed,
+                              options_.output + ": written, but " + options_.input + " is damaged"}
+                    : Outcome<bool>(true);
 }
 
 /// Reads the whole picture and lets go of its file, unless it goes line by line.
@@ -115,7 +174,22 @@ Outcome<bool> Conversion::read(PictureFile& picture) {
     if (done) {
         done = picture.reader.close();
     }
-    return done ? Outcome<bool>(true) : inputProblem(picture, done.failure());
+    if (!done) {
+        return inputProblem(picture, done.failure());
+    }
+    changeAlpha(options_.alpha, pixels_->bytes());
+    return checkDamage(picture);
+}
+
+/// Fails when the driver has found the file damaged and that is not wanted.
+Outcome<bool> Conversion::checkDamage(PictureFile& picture) {
+    damaged_ = !picture.session->driver.damage().empty();
+    if (options_.keepDamaged || !damaged_) {
+        return true;
+    }
+    picture.session->passOnLines();
+    return Problem{ExitCode::Failed, options_.output + ": not written, because " + options_.input +
+                                         " is damaged (see --keep-damaged)"};
 }
 
 /// Writes the picture that was read, or reads and writes it line by line.
@@ -149,6 +223,10 @@ Outcome<bool> Conversion::copyLines(PictureFile& picture, Session& session,
         if (const auto read = picture.reader.readLine(*block, line); !read) {
             return inputProblem(picture, read.failure());
         }
+        if (auto whole = checkDamage(picture); !whole) {
+            return whole;
+        }
+        changeAlpha(options_.alpha, block->bytes());
         if (const auto written = writer.writeLine(*block, line); !written) {
             return outputProblem(session, written.failure());
         }
@@ -183,5 +261,11 @@ void addConvert(CLI::App& app, Command& command) {
     sub->add_option("out", options->output, "Picture to write; its ending chooses the format")
         ->required()
         ->type_name("OUT");
+    sub->add_option("--channel", options->channel, "Which of several mattes, counted from 1")
+        ->type_name("N")
+        ->check(CLI::Range(1, base::kMaxTagChannels));
+    addAlphaOptions(*sub, options->alpha);
+    sub->add_flag("--keep-damaged", options->keepDamaged,
+                  "Write what can be read of a damaged picture; the exit status is still 1");
     sub->callback([&command, options] { command.exit = convert(command.drivers, *options); });
 }

@@ -53,6 +53,9 @@ void writeJson(JsonWriter& json, const std::string& file, const FileKind& kind,
     if (info) {
         json.member("kind", kind.name);
         info->json(json);
+        if (!info->damage.empty()) {
+            json.member("error", info->damage);
+        }
     } else {
         json.member("error", info.problem().text);
     }
@@ -71,7 +74,10 @@ ExitCode showOne(const std::string& file, const DriverOptions& driverOptions, Js
     } else if (info) {
         output.write(textOf(file, kind, *info));
     }
-    return info ? ExitCode::Done : complain(info.problem());
+    if (!info) {
+        return complain(info.problem());
+    }
+    return info->damage.empty() ? ExitCode::Done : ExitCode::Failed; // its driver has said why
 }
 
 ExitCode showInfo(const DriverOptions& driverOptions, const InfoOptions& options) {

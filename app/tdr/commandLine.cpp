@@ -99,9 +99,9 @@ void openStandardStreams() {
 }
 
 /// What a run throws, it throws for want of memory, most likely; the objects that it had have
-/// removed by now what is not to stay.
+/// removed by now what is not to stay. `failed` is looked at afterwards.
 template <typename Run>
-ExitCode withoutThrowing(Run run) {
+ExitCode withoutThrowing(Run run, const ExitCode& failed) {
     try {
         return run();
     } catch (const std::bad_alloc&) {
@@ -111,7 +111,7 @@ ExitCode withoutThrowing(Run run) {
         (void)writeWhole(STDERR_FILENO, error.what());
         (void)writeWhole(STDERR_FILENO, "\n");
     }
-    return ExitCode::Failed;
+    return failed;
 }
 
 } // namespace
@@ -123,13 +123,14 @@ int runCommand(int argc, char** argv, std::span<const AddSubcommand> subcommands
     ExitCode exit = ExitCode::Failed;
     {
         const tdr::InterruptGuard guard;
-        exit = withoutThrowing([&] { return run(argc, argv, subcommands, command); });
+        exit =
+            withoutThrowing([&] { return run(argc, argv, subcommands, command); }, command.failed);
     }
     if (const int signal = tdr::InterruptGuard::signal(); signal != 0) {
         tdr::InterruptGuard::endBySignal(signal);
     }
     if (!command.successor.empty()) { // only now, with the signals' own actions in force again
-        exit = withoutThrowing([&] { return handOver(command.successor, argv); });
+        exit = withoutThrowing([&] { return handOver(command.successor, argv); }, command.failed);
     }
     return static_cast<int>(exit);
 }

@@ -9,13 +9,14 @@
 #include <memory>
 #include <utility>
 
-void addViewWith(CLI::App& app, std::function<void(const std::string& file)> view) {
+void addViewWith(CLI::App& app, std::function<void(const ViewOptions& options)> view) {
     auto* sub = app.add_subcommand("view", "Show a picture in a window; Escape closes it");
-    auto file = std::make_shared<std::string>();
-    sub->add_option("file", *file, "Picture to show")->required()->type_name("FILE");
-    sub->callback([file, view = std::move(view)] { view(*file); });
+    auto options = std::make_shared<ViewOptions>();
+    sub->add_option("file", options->file, "Picture to show")->required()->type_name("FILE");
+    addAlphaOptions(*sub, options->alpha);
+    sub->callback([options, view = std::move(view)] { view(*options); });
 }
 
 void addView(CLI::App& app, Command& command) {
-    addViewWith(app, [&command](const std::string&) { command.successor = "tdr-view"; });
+    addViewWith(app, [&command](const ViewOptions&) { command.successor = "tdr-view"; });
 }

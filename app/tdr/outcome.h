@@ -15,6 +15,7 @@ enum class ExitCode : int {
     Failed = 1,       ///< a file or an option's value is the reason
     Usage = 2,        ///< the command line is
     DriverFailed = 3, ///< a driver could not be started, died or did not answer
+    NotCompared = 4,  ///< of a comparison, where 1 says that there is a difference
 };
 
 /// The worse one of two: a dead driver outweighs a file that failed.

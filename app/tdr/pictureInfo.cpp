@@ -70,5 +70,6 @@ Outcome<FileInfo> describePicture(const std::filesystem::path& file, DriverSet& 
                                          {"formatName", answers->formatName},
                                          {"format", formatJson(answers->current, answers->format)}};
     info.json = [json](JsonWriter& out) { out.members(json); };
+    info.damage = picture->session->driver.damage();
     return info;
 }

@@ -2,6 +2,7 @@
 // The subcommands: one file each, which registers itself and its options with the command line.
 #pragma once
 
+#include "alpha.h"
 #include "driverSet.h"
 #include "outcome.h"
 
@@ -18,6 +19,7 @@ class App;
 struct Command {
     DriverOptions drivers;
     ExitCode exit = ExitCode::Done;
+    ExitCode failed = ExitCode::Failed; ///< when it ends by an exception, for want of memory
     std::string successor;
 };
 
@@ -36,4 +38,8 @@ void addScene(CLI::App& app, Command& command);
 void addPlot(CLI::App& app, Command& command);
 
 /// `tdr view` with what it does: tdr hands over to tdr-view, and that one calls `view`.
-void addViewWith(CLI::App& app, std::function<void(const std::string& file)> view);
+struct ViewOptions {
+    std::string file;
+    AlphaChange alpha = AlphaChange::None;
+};
+void addViewWith(CLI::App& app, std::function<void(const ViewOptions& options)> view);

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "viewCanvas.h"
 
+#include "pixelRatio.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -35,7 +37,7 @@ void distribute(std::uint64_t& position, std::uint64_t from, std::uint64_t to, A
 } // namespace
 
 ViewSize viewSize(ViewSize picture, double ratio, ViewSize room) {
-    const double stretch = ratio >= 0.125 && ratio <= 8 ? ratio : 1; // false for not a number
+    const double stretch = meantRatio(ratio);
     const double width = picture.width * std::max(stretch, 1.0);
     const double height = picture.height / std::min(stretch, 1.0);
     const double scale = std::min({1.0, room.width / width, room.height / height});

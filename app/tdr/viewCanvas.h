@@ -14,9 +14,8 @@ struct ViewSize {
     bool operator==(const ViewSize&) const = default;
 };
 
-/// The size at which a picture is shown: stretched by the width to height ratio of its pixels, then
-/// reduced, if need be, to fit into `room`; at least 1 x 1. A ratio that no picture has (not a
-/// number, or outside 1/8 ... 8) counts as 1: such headers have never been filled in.
+/// The size at which a picture is shown: stretched by the width to height ratio of its pixels, as
+/// `meantRatio` takes it, then reduced, if need be, to fit into `room`; at least 1 x 1.
 [[nodiscard]] ViewSize viewSize(ViewSize picture, double ratio, ViewSize room);
 
 /// Grey of the checkerboard at a pixel of the window, counted from its upper left corner.

@@ -2,13 +2,12 @@
 // tdr-view: what `tdr view FILE` does. Shows a picture in a window until Escape or the window
 // manager closes it. The driver has ended by the time the window opens.
 #include "TDR_BufferWindow.h"
-#include "base/uniqueFile.h"
+#include "alpha.h"
 #include "console.h"
+#include "metadata.h"
 #include "pictureFile.h"
 #include "subcommands.h"
 #include "tdr/interruptGuard.h"
-#include "tinyPicture.h"
-#include "tinyTag.h"
 #include "viewCanvas.h"
 
 #include <algorithm>
@@ -27,38 +26,8 @@ struct View {
     std::string title;
     ViewSize size;
     std::vector<std::uint32_t> pixels;
+    bool damaged = false; ///< shown as far as it could be read
 };
-
-double pictureRatio(const char* name) {
-    Picture header{};
-    ChannelPacket* chain = nullptr;
-    const base::UniqueFile stream(pictureReadFileHeader(name, &header, &chain));
-    const std::unique_ptr<ChannelPacket, ChannelPacketDisposer> owner(chain);
-    return stream ? static_cast<double>(header.ratio) : 1;
-}
-
-double matteRatio(const char* name) {
-    Tag header{};
-    const base::UniqueFile stream(tagReadFileHeader(name, &header));
-    return stream ? static_cast<double>(header.ratio) : 1;
-}
-
-struct RatioReader {
-    const char* ending; ///< exactly this; for other names the toolkit opens another file
-    double (*read)(const char* name);
-};
-
-constexpr RatioReader kRatioReaders[] = {{".pic", pictureRatio}, {".tag", matteRatio}};
-
-/// Width of a pixel to its height, from the file's header; 1 where the format has no such number.
-double pixelRatio(const std::string& file) {
-    for (const RatioReader& reader : kRatioReaders) {
-        if (file.ends_with(reader.ending)) {
-            return reader.read(file.c_str());
-        }
-    }
-    return 1;
-}
 
 Outcome<ViewSize> roomOnScreen(const std::string& file) {
     const auto screen = BufferWindow::screenSize();
@@ -69,7 +38,7 @@ Outcome<ViewSize> roomOnScreen(const std::string& file) {
                     std::max(screen->height - kKeptFree.height, 1)};
 }
 
-tdr::Status addLines(PictureFile& picture, ViewCanvas& canvas) {
+tdr::Status addLines(PictureFile& picture, AlphaChange alpha, ViewCanvas& canvas) {
     auto block = tdr::SharedBlock::create(tdr::lineBytes(picture.reader.width()));
     if (!block) {
         return block.failure();
@@ -78,12 +47,14 @@ tdr::Status addLines(PictureFile& picture, ViewCanvas& canvas) {
         if (auto read = picture.reader.readLine(*block, line); !read) {
             return read;
         }
+        changeAlpha(alpha, block->bytes());
         canvas.addLine(block->bytes());
     }
     return picture.reader.close();
 }
 
-Outcome<View> readView(DriverSet& drivers, const std::string& file) {
+Outcome<View> readView(DriverSet& drivers, const ViewOptions& options) {
+    const std::string& file = options.file;
     auto picture = openPicture(drivers, file);
     if (!picture) {
         return picture.problem();
@@ -96,10 +67,11 @@ Outcome<View> readView(DriverSet& drivers, const std::string& file) {
     if (!format) {
         return problemWith(file, format.failure());
     }
+    const double ratio = readMetadata(pathOfDescriptor(picture->file.get())).ratio;
     const ViewSize size{picture->reader.width(), picture->reader.height()};
-    const ViewSize shown = viewSize(size, pixelRatio(file), *room);
+    const ViewSize shown = viewSize(size, ratio, *room);
     ViewCanvas canvas(size, shown);
-    if (const auto added = addLines(*picture, canvas); !added) {
+    if (const auto added = addLines(*picture, options.alpha, canvas); !added) {
         picture->session->passOnLines(added.failure().lastLine);
         return picture->session->problem(file, added.failure());
     }
@@ -107,13 +79,13 @@ Outcome<View> readView(DriverSet& drivers, const std::string& file) {
     const std::string name = std::filesystem::path(file).filename().string();
     return View{fmt::format("{} - {} x {} - {}", printable(name), size.width, size.height,
                             printable(*format)),
-                shown, canvas.pixels()};
+                shown, canvas.pixels(), !picture->session->driver.damage().empty()};
 }
 
-ExitCode view(const DriverOptions& options, const std::string& file) {
+ExitCode view(const DriverOptions& driverOptions, const ViewOptions& options) {
     auto picture = [&] {
-        DriverSet drivers(options);
-        return readView(drivers, file);
+        DriverSet drivers(driverOptions);
+        return readView(drivers, options);
     }();
     if (!picture) {
         return complain(picture.problem());
@@ -124,13 +96,16 @@ ExitCode view(const DriverOptions& options, const std::string& file) {
     }
     const bool shown = tryPasteBuffer(picture->size.width, picture->size.height,
                                       picture->pixels.data(), picture->title.c_str());
-    return shown ? ExitCode::Done
-                 : complain(Problem{ExitCode::Failed, file + ": its window failed, see above"});
+    if (!shown) {
+        return complain(Problem{ExitCode::Failed, options.file + ": its window failed, see above"});
+    }
+    return picture->damaged ? ExitCode::Failed : ExitCode::Done; // its driver has said why
 }
 
 void addViewHere(CLI::App& app, Command& command) {
-    addViewWith(
-        app, [&command](const std::string& file) { command.exit = view(command.drivers, file); });
+    addViewWith(app, [&command](const ViewOptions& options) {
+        command.exit = view(command.drivers, options);
+    });
 }
 
 } // namespace

@@ -42,6 +42,10 @@ const std::string& Driver::damage() const {
     return process_->damage();
 }
 
+void Driver::kill() {
+    process_->kill();
+}
+
 void Driver::dismiss() {
     // end() finds out whether it was sent
     [[maybe_unused]] const Status sent = process_->attempt([this] { return process_->dismiss(); });

@@ -101,6 +101,8 @@ class DriverProcess {
     /// Orders the driver to end, if that was not done yet, and waits for it; kills it when it does
     /// not go in time.
     Result<DriverEnd> end();
+    /// Makes sure that the process is gone, waits for it and lets go of the link.
+    DriverEnd kill() noexcept;
 
   private:
     DriverProcess(std::filesystem::path program, StartOptions options);
@@ -115,8 +117,6 @@ class DriverProcess {
     /// Waits until the process has ended, `limit` has passed, or `cancelFd` is readable; true when
     /// it has ended.
     bool awaitExit(std::chrono::milliseconds limit, int cancelFd = -1) noexcept;
-    /// Makes sure that the process is gone, waits for it and lets go of the link.
-    DriverEnd kill() noexcept;
     Failure died();
     Failure late();
     Failure linesLost();

@@ -69,11 +69,11 @@ void fillOpaqueBlack(std::span<std::uint8_t> line) {
 }
 
 void expandMatte(std::span<const std::uint8_t> bits, std::int32_t channels,
-                 std::span<std::uint8_t> line) {
+                 std::span<std::uint8_t> line, std::int32_t channel) {
     const auto step = static_cast<std::size_t>(channels);
     const std::size_t pixels = std::min(line.size() / kPixelBytes, bits.size() * 8 / step);
     for (std::size_t x = 0; x < pixels; ++x) {
-        const std::size_t bit = x * step;
+        const std::size_t bit = x * step + static_cast<std::size_t>(channel);
         const bool set = ((bits[bit / 8] >> (bit % 8)) & 1) != 0;
         std::memcpy(&line[x * kPixelBytes], (set ? kOpaqueWhite : kOpaqueBlack).data(),
                     kPixelBytes);
@@ -177,9 +177,14 @@ Status PictureReader::readMatteLine(SharedBlock& block, std::int32_t line) {
     std::ranges::fill(bits_->bytes(), std::uint8_t{0}); // drivers OR the bits in
     Status got = driver_->getLine(*bits_, line, cell_);
     if (got) {
-        expandMatte(bits_->bytes(), shape_.channels, block.bytes().first(lineBytes(shape_.width)));
+        expandMatte(bits_->bytes(), shape_.channels, block.bytes().first(lineBytes(shape_.width)),
+                    matte_);
     }
     return got;
+}
+
+void PictureReader::selectMatte(std::int32_t channel) {
+    matte_ = std::clamp(channel, 0, shape_.channels - 1);
 }
 
 Status PictureReader::close() {

@@ -4,6 +4,7 @@
 #include "support/captureStderr.h"
 #include "support/descriptors.h"
 #include "support/leakCounters.h"
+#include "tinyPictureNotes.h"
 
 #include <algorithm>
 #include <array>
@@ -296,6 +297,38 @@ TEST_F(PictureWhole, AFullDiskIsTold) {
     const std::string said = captured.text();
     EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 2);
     EXPECT_EQ(pictureWriteFile((dir / "no/such/folder").c_str(), small.get(), nullptr), 1);
+}
+
+// A comment that fills its field has no zero behind it in the file.
+TEST(PictureNotes, AreReadAndChangedInTheHeadsOfPicturesAndMattesOnly) {
+    const std::string notes =
+        std::string(80, 'c') + "PICT" + be16(2) + be16(1) + "\x3f\x99\x99\x9a"s + be16(2);
+    const auto typed = [&](const char* type) { return std::string(notes).replace(80, 4, type); };
+    const struct {
+        const char* name;
+        std::string file;
+        std::string changed; ///< empty: refused
+    } cases[] = {
+        {"picture", kBinaryHeader + "PICT\0\2\0\1\0\0\0\0\0\3pixels"s, typed("PICT") + "pixels"},
+        {"matte", kBinaryHeader + "STAG\0\2\0\1\x3f\x80\0\0\0\3\0\1"s, typed("STAG") + "\0\1"s},
+        {"another kind", kBinaryHeader + "SCEN" + std::string(20, 'x'), ""},
+        {"another magic", std::string(88, 'x') + "PICT" + std::string(20, 'x'), ""},
+        {"cut", kBinaryHeader + "PICT" + std::string(9, 'x'), ""},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.name);
+        const base::UniqueFile stream = streamOf(row.file);
+        PictureNotes change{1.2F, 2, {}};
+        std::memset(change.comment, 'c', kFileCommentSize);
+        EXPECT_EQ(pictureNotesWrite(stream.get(), &change), row.changed.empty() ? 0 : 1);
+        PictureNotes read{1, 1, "x"};
+        EXPECT_EQ(pictureNotesRead(stream.get(), &read), row.changed.empty() ? 0 : 1);
+        EXPECT_EQ(read.ratio, row.changed.empty() ? 0.0F : 1.2F);
+        EXPECT_EQ(std::string(read.comment), row.changed.empty() ? "" : change.comment);
+        std::rewind(stream.get());
+        const std::string now = restOf(stream.get());
+        EXPECT_EQ(now, row.changed.empty() ? row.file : row.file.substr(0, 8) + row.changed);
+    }
 }
 
 } // namespace

@@ -168,6 +168,49 @@ TEST_F(CommandTest, infoTellsWhoReadsAFileAndItsSize) {
     EXPECT_EQ(all[2]["format"]["depths"], (std::vector{1, 1}));
 }
 
+TEST_F(CommandTest, compareTellsEqualFromDifferentFromNotComparable) {
+    const auto a = files().write("a.pic", support::rawPic(2, 1, 0xE0, "abcdef"));
+    const auto same = files().write("same.pic", support::rawPic(2, 1, 0xF0,
+                                                                "abc\xff"
+                                                                "def\xff"));
+    const auto other = files().write("other.pic", support::rawPic(2, 1, 0xE0, "abcdeF"));
+    const auto higher = files().write("higher.pic", support::rawPic(2, 2, 0xE0, "abcdefabcdef"));
+    const auto text = files().write("text.pic", "abcdef");
+    const auto tag = files().write("a.tag", support::tag(2, 1, 2, {0x2000, 0x1000}));
+    const auto last = files().write("b.tag", support::tag(2, 1, 2, {0x2000, 0x3000}));
+    const auto one = files().write("c.tag", support::tag(2, 1, 1, {0x2000}));
+    const std::string folder = driverFolder({"dies"});
+    struct Case {
+        std::vector<std::string> line;
+        int exit;
+        std::string says;
+    };
+    const Case cases[] = {
+        {{a, same}, 0, a + " and " + same + ": 2 x 1, all 2 pixels are equal\n"},
+        {{tag, tag}, 0, "2 x 1 with 2 mattes, all 2 pixels are equal\n"},
+        {{a, other}, 1, "differ: 1 of 2 pixels, first at column 1 of line 0 from the top"},
+        {{a, higher}, 1, "differ: 2 x 1 and 2 x 2\n"},
+        {{tag, last}, 1, "differ: 1 of 2 pixels, matte 2, first at column 0"},
+        {{tag, one}, 1, "differ: 2 x 1 with 2 mattes and 2 x 1\n"},
+        {{a}, 2, "required"},
+        {{a, in("none.pic")}, 4, "none.pic: No such file or directory\n"},
+        {{text, a}, 4, "text.pic: no driver reads it"},
+        {{"--driver-dir", folder, text, a}, 3, "no licence found"},
+    };
+    for (const Case& c : cases) {
+        std::vector<std::string> line = c.line;
+        line.insert(line.begin(), "compare");
+        const Ended ended = run(line);
+        SCOPED_TRACE(testing::PrintToString(line));
+        EXPECT_EQ(ended.exit, c.exit);
+        EXPECT_TRUE(contains(c.exit == 0 ? ended.out : ended.err, c.says));
+        EXPECT_EQ(c.exit == 0 ? ended.err : ended.out, "");
+    }
+    const base::UniqueFd device(open("/dev/full", O_WRONLY | O_CLOEXEC));
+    EXPECT_EQ(run({"compare", a, same}, {.stdoutFd = device.get()}).exit, 4) << "nobody was told";
+    EXPECT_TRUE(contains(run({"compare", "--help"}).out, "4 could not be compared"));
+}
+
 TEST_F(CommandTest, stdoutThatTakesNothingIsReported) {
     const base::UniqueFd device(open("/dev/full", O_WRONLY | O_CLOEXEC));
     const Ended full = run({"drivers"}, {.stdoutFd = device.get()});

@@ -5,6 +5,7 @@
 #include "tdr/picture.h"
 
 #include <algorithm>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
 namespace {
@@ -202,21 +203,79 @@ TEST_F(ConvertTest, exactlyTheNamedFileIsReadAndWritten) {
     }
 }
 
-TEST_F(ConvertTest, aDamagedPictureIsReadWithAWarning) {
-    EXPECT_EQ(run({"convert", sample("cutout.png"), in("whole.pic")}).exit, 0);
-    const std::string whole = contentOf(in("whole.pic"));
-    files().write("half.pic", whole.substr(0, whole.size() / 2));
-    const Ended ended = run({"convert", in("half.pic"), in("half.png")});
-    EXPECT_EQ(ended.exit, 0);
-    EXPECT_TRUE(contains(ended.err, "half.pic"));
-    EXPECT_EQ(std::count(ended.err.begin(), ended.err.end(), '\n'), 1) << ended.err;
+/// Files whose heads are right, and whose pixels are not all there.
+class DamagedTest : public ConvertTest {
+  protected:
+    struct Damaged {
+        std::string name;
+        std::string content;
+    };
+    std::vector<Damaged> damaged() {
+        EXPECT_EQ(run({"convert", sample("cutout.png"), in("whole.pic")}).exit, 0);
+        const std::string pic = contentOf(in("whole.pic"));
+        const std::string png = contentOf(sample("cutout.png"));
+        fs::remove(in("whole.pic"));
+        return {{"half.pic", pic.substr(0, pic.size() / 2)},
+                {"half.png", png.substr(0, png.size() / 2)},
+                {"cut.tag", support::tag(40, 30, 1, {0})},
+                // So large that it goes by lines.
+                {"claim.pic", support::rawPic(32767, 32767, 0xE0, "")}};
+    }
+};
+
+/// Of the processor, for the command and its drivers so far.
+double secondsOfChildren() {
+    rusage usage{};
+    getrusage(RUSAGE_CHILDREN, &usage);
+    return static_cast<double>(usage.ru_utime.tv_sec) +
+           static_cast<double>(usage.ru_utime.tv_usec) / 1e6;
+}
+
+TEST_F(DamagedTest, endsWith1AndTheOldFileUnlessItIsToBeKept) {
+    for (const Damaged& c : damaged()) {
+        SCOPED_TRACE(c.name);
+        const auto from = files().write(c.name, c.content);
+        const auto to = files().write("old.png", "old");
+        const double before = secondsOfChildren();
+        const Ended ended = run({"convert", from, to});
+        EXPECT_EQ(ended.exit, 1);
+        EXPECT_TRUE(contains(ended.err, from + "' is cut short or damaged"));
+        EXPECT_TRUE(contains(ended.err, "tdr: " + to + ": not written, because " + from +
+                                            " is damaged (see --keep-damaged)\n"));
+        EXPECT_EQ(std::count(ended.err.begin(), ended.err.end(), '\n'), 2) << ended.err;
+        EXPECT_EQ(contentOf(to), "old");
+        EXPECT_EQ(namesIn(files().path()), (Names{c.name, "old.png"}));
+        EXPECT_LT(secondsOfChildren() - before, 2) << "it stops where nothing follows";
+        if (c.name != "claim.pic") {
+            const Ended kept = run({"convert", "--keep-damaged", from, to});
+            EXPECT_EQ(kept.exit, 1);
+            EXPECT_TRUE(contains(kept.err, from + "' is cut short or damaged"));
+            EXPECT_TRUE(contains(kept.err, to + ": written, but " + from + " is damaged\n"));
+            const std::string reader = c.name == "half.png" ? "pngFilter" : "softimageFilter";
+            EXPECT_EQ(pixelsOf("pngFilter", to), pixelsOf(reader, from));
+        }
+        fs::remove(from);
+    }
+}
+
+TEST_F(DamagedTest, cannotBeCompared) {
+    const auto cases = damaged();
+    for (const Damaged& c : cases) {
+        SCOPED_TRACE(c.name);
+        const auto file = files().write(c.name, c.content);
+        const Ended ended = run({"compare", file, file});
+        EXPECT_EQ(ended.exit, 4);
+        EXPECT_EQ(ended.out, "");
+        EXPECT_TRUE(contains(ended.err, file + "' is cut short or damaged"));
+        EXPECT_TRUE(contains(ended.err, "tdr: " + file + ": damaged, and so cannot be compared\n"));
+    }
 }
 
 TEST_F(ConvertTest, aLargePictureGoesLineByLine) {
     // All but its first pixels are missing, and so are black or transparent.
     const auto huge = files().write("huge.pic", support::rawPic(32767, 520, 0x10, "abc"));
-    const Ended ended = run({"convert", huge, in("huge2.pic")});
-    EXPECT_EQ(ended.exit, 0) << ended.err;
+    const Ended ended = run({"convert", "--keep-damaged", huge, in("huge2.pic")});
+    EXPECT_EQ(ended.exit, 1) << ended.err;
     EXPECT_TRUE(contains(run({"info", in("huge2.pic")}).out, "32767 x 520"));
     auto driver = tdr::Driver::start(fs::path(TDR_BIN_DIR) / "softimageFilter");
     auto reader = tdr::PictureReader::open(*driver, in("huge2.pic"));

@@ -36,8 +36,9 @@ std::string samples(int width, int height) {
 
 class View : public ::testing::Test {
   protected:
-    std::unique_ptr<Program> view(const std::string& file) const {
-        return desk_.start({TDR_COMMAND, "view", file});
+    std::unique_ptr<Program> view(const std::string& file,
+                                  const std::string& option = "--timeout=100") const {
+        return desk_.start({TDR_COMMAND, "view", option, file});
     }
     void expectClosing(Program& program, WindowId window) {
         desk_.awaitFocus(window);
@@ -100,6 +101,30 @@ TEST_F(View, ReducesWhatDoesNotFitTheScreen) {
         return !seen.empty() && std::ranges::count(seen, 0xc86432U) == std::ssize(seen);
     });
     expectClosing(*program, window);
+}
+
+// Red of 100 and alpha of 200: 100 as it stands, 127.5 when it was multiplied by alpha.
+TEST_F(View, DividesColoursByTheirAlphaWhenAsked) {
+    const std::string pixel = support::bytes({100, 0, 0, 200});
+    const auto program =
+        view(folder_.write("a.pic", support::rawPic(1, 1, 0xF0, pixel)), "--unpremultiply");
+    const WindowId window = desk_.window("a.pic - 1 x 1 - SOFTIMAGE");
+    const std::uint32_t background = (checkerboard(0, 0) * 55 + 127) / 255;
+    const std::uint32_t red = (128 * 200 + checkerboard(0, 0) * 55 + 127) / 255;
+    eventually("the pixel", [&] {
+        const auto seen = desk_.screenshot(window).pixels;
+        return !seen.empty() && seen[0] == (red << 16 | background << 8 | background);
+    });
+    expectClosing(*program, window);
+}
+
+TEST_F(View, ShowsADamagedPictureAndSaysSo) {
+    const auto program = view(folder_.write("cut.pic", support::rawPic(9, 7, 0xF0, "abcd")));
+    const WindowId window = desk_.window("cut.pic - 9 x 7 - SOFTIMAGE");
+    desk_.awaitFocus(window);
+    desk_.xdotool({"key", "Escape"});
+    EXPECT_EQ(program->exitStatus(), 1);
+    EXPECT_NE(program->err().find("cut.pic' is cut short or damaged"), std::string::npos);
 }
 
 TEST_F(View, EndsBySignalWhileTheWindowStands) {

@@ -188,6 +188,10 @@ class Driver {
     /// request may follow; `end` or the destructor still waits.
     void dismiss();
 
+    /// Ends the driver at once, by SIGKILL, when nobody wants any more what it is writing: the
+    /// order to end would have it complete its file.
+    void kill();
+
     /// Orders the driver to end and waits for it, as the destructor does, and tells how it ended. A
     /// driver that had to be killed gives `TimedOut`.
     Result<DriverEnd> end();

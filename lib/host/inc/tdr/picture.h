@@ -44,11 +44,11 @@ struct PictureShape {
 /// driver leaves the bytes of a missing channel as they were.
 void fillOpaqueBlack(std::span<std::uint8_t> line);
 
-/// Makes pixels of packed matte bits: white where the first of `channels` mattes is set, black
-/// elsewhere, opaque everywhere. `bits` holds `channels` bits a pixel, filled from each byte's
-/// lowest bit upwards; `line` takes as many pixels as fit, and as many as `bits` has.
+/// Makes pixels of packed matte bits: white where the matte `channel` (0: the first) of `channels`
+/// is set, black elsewhere, opaque everywhere. `bits` holds `channels` bits a pixel, filled from
+/// each byte's lowest bit upwards; `line` takes as many pixels as fit, and as many as `bits` has.
 void expandMatte(std::span<const std::uint8_t> bits, std::int32_t channels,
-                 std::span<std::uint8_t> line);
+                 std::span<std::uint8_t> line, std::int32_t channel = 0);
 
 /// What a block holds before a picture is read into it.
 enum class BlockState {
@@ -69,6 +69,10 @@ class PictureReader {
     [[nodiscard]] const PictureShape& shape() const { return shape_; }
     [[nodiscard]] std::int32_t width() const { return shape_.width; }
     [[nodiscard]] std::int32_t height() const { return shape_.height; }
+
+    /// Of a file with several mattes, the one that is read from now on: 0, the first, to
+    /// `shape().channels` - 1. No effect on pictures.
+    void selectMatte(std::int32_t channel);
 
     /// Reads line `line` into the first `lineBytes(width())` bytes of `block`. Channels that the
     /// file lacks are opaque black; a matte is white on black.
@@ -105,6 +109,7 @@ class PictureReader {
     std::int32_t cell_;
     PictureShape shape_;
     State state_ = State::Fresh;
+    std::int32_t matte_ = 0;
     std::optional<SharedBlock> bits_; ///< a matte's packed bits, before they become pixels
 };
 

@@ -1,0 +1,54 @@
+// SPDX-License-Identifier: MIT
+#include "alpha.h"
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <algorithm>
+#include <cstddef>
+
+namespace {
+
+constexpr unsigned kOpaque = 255;
+constexpr std::size_t kPixelBytes = 4;
+
+std::uint8_t multiplied(unsigned colour, unsigned alpha) {
+    return static_cast<std::uint8_t>((colour * alpha + kOpaque / 2) / kOpaque);
+}
+
+std::uint8_t divided(unsigned colour, unsigned alpha) {
+    return alpha == 0 ? static_cast<std::uint8_t>(colour)
+                      : static_cast<std::uint8_t>(
+                            std::min((colour * kOpaque + alpha / 2) / alpha, kOpaque));
+}
+
+template <std::uint8_t (&Change)(unsigned colour, unsigned alpha)>
+void changeAll(std::span<std::uint8_t> pixels) {
+    for (std::size_t i = 0; i + kPixelBytes <= pixels.size(); i += kPixelBytes) {
+        std::uint8_t* pixel = &pixels[i];
+        const std::uint8_t alpha = pixel[0];
+        for (std::size_t channel = 1; alpha != kOpaque && channel < kPixelBytes; ++channel) {
+            pixel[channel] = Change(pixel[channel], alpha);
+        }
+    }
+}
+
+} // namespace
+
+void changeAlpha(AlphaChange change, std::span<std::uint8_t> pixels) {
+    if (change == AlphaChange::Premultiply) {
+        changeAll<multiplied>(pixels);
+    } else if (change == AlphaChange::Unpremultiply) {
+        changeAll<divided>(pixels);
+    }
+}
+
+void addAlphaOptions(CLI::App& sub, AlphaChange& change) {
+    auto* multiply = sub.add_flag_callback(
+        "--premultiply", [&change] { change = AlphaChange::Premultiply; },
+        "Multiply the colours by their alpha");
+    auto* divide = sub.add_flag_callback(
+        "--unpremultiply", [&change] { change = AlphaChange::Unpremultiply; },
+        "Divide the colours by their alpha");
+    multiply->excludes(divide);
+}

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+// Whether colours are multiplied by their alpha. Files do not say which of the two they hold; a
+// user who knows it can have the one made into the other.
+#pragma once
+
+#include <cstdint>
+#include <span>
+
+namespace CLI {
+class App;
+}
+
+enum class AlphaChange {
+    None,
+    Premultiply,   ///< colour x alpha / 255, rounded to the nearest
+    Unpremultiply, ///< colour x 255 / alpha, rounded to the nearest and at most 255; where alpha is
+                   ///< 0 the colour stays as it is
+};
+
+/// Changes pixels of four bytes, in the order alpha, blue, green, red.
+void changeAlpha(AlphaChange change, std::span<std::uint8_t> pixels);
+
+/// Adds --premultiply and --unpremultiply, which exclude each other, to a subcommand.
+void addAlphaOptions(CLI::App& sub, AlphaChange& change);

@@ -1,0 +1,204 @@
+// SPDX-License-Identifier: MIT
+#include "pngChunks.h"
+
+#include "base/byteOrder.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdint>
+#include <string_view>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+
+namespace {
+
+constexpr std::string_view kSignature("\x89PNG\r\n\x1a\n", 8);
+constexpr std::int64_t kHeaderEnd = 33; ///< signature and the chunk IHDR
+constexpr std::int64_t kFrame = 12;     ///< length, name and checksum of a chunk
+
+/// A file of nothing but empty chunks is not walked for ever, and not every name is worth a word.
+constexpr int kMostChunks = 1 << 20;
+constexpr std::size_t kMostLeft = 32;
+
+/// Colour chunks hold for other pixels only if their meaning does: it does here, since samples are
+/// moved as they stand. The others with a capital last letter are bound to how a file stores them.
+constexpr std::string_view kColourChunks[] = {"cHRM", "cICP", "cLLI", "gAMA",
+                                              "iCCP", "mDCV", "sRGB", "tIME"};
+
+constexpr std::array<std::uint32_t, 256> kCrcTable = [] {
+    std::array<std::uint32_t, 256> table{};
+    for (std::uint32_t i = 0; i < table.size(); ++i) {
+        table[i] = i;
+        for (int bit = 0; bit < 8; ++bit) {
+            table[i] = (table[i] & 1) != 0 ? 0xEDB88320U ^ (table[i] >> 1) : table[i] >> 1;
+        }
+    }
+    return table;
+}();
+
+/// The checksum of a chunk: over its name and its data.
+std::uint32_t crcOf(std::string_view nameAndData) {
+    std::uint32_t crc = 0xFFFFFFFFU;
+    for (const char byte : nameAndData) {
+        crc = kCrcTable[(crc ^ static_cast<std::uint8_t>(byte)) & 0xFF] ^ (crc >> 8);
+    }
+    return ~crc;
+}
+
+std::uint32_t be32(const char* bytes) {
+    return base::loadBe32(reinterpret_cast<const std::uint8_t*>(bytes));
+}
+
+void appendBe32(std::string& to, std::uint32_t value) {
+    std::uint8_t bytes[4];
+    base::storeBe32(bytes, value);
+    to.append(reinterpret_cast<const char*>(bytes), sizeof bytes);
+}
+
+/// Exactly these bytes of the file, or false.
+bool readAt(int fd, char* bytes, std::size_t count, std::int64_t at) {
+    while (count > 0) {
+        const ssize_t got = ::pread(fd, bytes, count, at);
+        if (got == 0 || (got < 0 && errno != EINTR)) {
+            errno = got == 0 ? EIO : errno;
+            return false;
+        }
+        const ssize_t step = std::max<ssize_t>(got, 0);
+        bytes += step;
+        count -= static_cast<std::size_t>(step);
+        at += step;
+    }
+    return true;
+}
+
+bool writeAt(int fd, const char* bytes, std::size_t count, std::int64_t at) {
+    while (count > 0) {
+        const ssize_t put = ::pwrite(fd, bytes, count, at);
+        if (put < 0 && errno != EINTR) {
+            return false;
+        }
+        const ssize_t step = std::max<ssize_t>(put, 0);
+        bytes += step;
+        count -= static_cast<std::size_t>(step);
+        at += step;
+    }
+    return true;
+}
+
+bool isAncillary(std::string_view name) {
+    return (name[0] & 0x20) != 0;
+}
+
+/// A grey picture's profile does not fit the colours that it is given.
+bool maybeKept(std::string_view name, bool grey) {
+    const bool safeToCopy = (name[3] & 0x20) != 0;
+    return safeToCopy || (std::ranges::find(kColourChunks, name) != std::end(kColourChunks) &&
+                          !(grey && name == "iCCP"));
+}
+
+/// Goes through the chunks of one file.
+class ChunkWalk {
+  public:
+    ChunkWalk(int fd, std::int64_t size) : fd_(fd), size_(size) {}
+
+    PngChunks run() {
+        std::int64_t at = static_cast<std::int64_t>(kSignature.size());
+        char head[8];
+        for (int i = 0; i < kMostChunks && readAt(fd_, head, sizeof head, at); ++i) {
+            const std::uint32_t length = be32(head);
+            const std::string name(head + 4, 4);
+            if (size_ - at < kFrame + std::int64_t{length} || name == "IEND") {
+                break;
+            }
+            take(name, length, at + 8);
+            at += kFrame + std::int64_t{length};
+        }
+        return std::move(found_);
+    }
+
+  private:
+    void take(const std::string& name, std::uint32_t length, std::int64_t at) {
+        char shape[10]; // width, height, bits, colour type
+        if (name == "IHDR" && length >= sizeof shape && readAt(fd_, shape, sizeof shape, at)) {
+            found_.sampleBits = shape[8];
+            grey_ = (shape[9] & 2) == 0;
+        }
+        if (!isAncillary(name) || name == "tRNS") { // the pixels, which drivers read
+            return;
+        }
+        PngChunk chunk{name, {}};
+        if (maybeKept(name, grey_) && length <= kKeptChunkBytes - kept_ &&
+            readData(chunk, length, at)) {
+            kept_ += length + kFrame;
+            kept_ = std::min(kept_, kKeptChunkBytes);
+            found_.kept.push_back(std::move(chunk));
+        } else if (found_.left.size() < kMostLeft &&
+                   std::ranges::find(found_.left, name) == found_.left.end()) {
+            found_.left.push_back(name);
+        }
+    }
+
+    /// Reads the data of a chunk. False when its checksum is not right.
+    bool readData(PngChunk& chunk, std::uint32_t length, std::int64_t at) const {
+        std::string whole = chunk.name;
+        whole.resize(whole.size() + length + 4);
+        if (!readAt(fd_, whole.data() + 4, length + 4, at)) {
+            return false;
+        }
+        const std::uint32_t crc = be32(whole.data() + 4 + length);
+        whole.resize(4 + length);
+        chunk.data = whole.substr(4);
+        return crcOf(whole) == crc;
+    }
+
+    int fd_;
+    std::int64_t size_;
+    bool grey_ = false;
+    std::size_t kept_ = 0; ///< bytes of memory that the kept ones take, at most the limit
+    PngChunks found_;
+};
+
+std::int64_t sizeOf(int fd) {
+    struct stat status {};
+    return ::fstat(fd, &status) == 0 ? status.st_size : -1;
+}
+
+/// Moves everything from kHeaderEnd to the end by `distance` bytes, the last piece first.
+bool makeRoom(int fd, std::int64_t size, std::int64_t distance) {
+    std::vector<char> piece(std::size_t{256} << 10);
+    std::int64_t end = size;
+    while (end > kHeaderEnd) {
+        const auto count = std::min<std::int64_t>(end - kHeaderEnd, std::ssize(piece));
+        end -= count;
+        if (!readAt(fd, piece.data(), static_cast<std::size_t>(count), end) ||
+            !writeAt(fd, piece.data(), static_cast<std::size_t>(count), end + distance)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+std::optional<PngChunks> readPngChunks(int fd) {
+    char head[kSignature.size()];
+    if (!readAt(fd, head, sizeof head, 0) || std::string_view(head, sizeof head) != kSignature) {
+        return std::nullopt;
+    }
+    return ChunkWalk(fd, sizeOf(fd)).run();
+}
+
+int insertPngChunks(int fd, std::span<const PngChunk> chunks) {
+    std::string bytes;
+    for (const PngChunk& chunk : chunks) {
+        const std::string nameAndData = chunk.name + chunk.data;
+        appendBe32(bytes, static_cast<std::uint32_t>(chunk.data.size()));
+        bytes += nameAndData;
+        appendBe32(bytes, crcOf(nameAndData));
+    }
+    const bool done = makeRoom(fd, sizeOf(fd), std::ssize(bytes)) &&
+                      writeAt(fd, bytes.data(), bytes.size(), kHeaderEnd);
+    return done ? 0 : errno;
+}
