@@ -123,7 +123,8 @@ std::string depthText(const Side& a, const Side& b) {
     return {};
 }
 
-/// Says whether they are equal, or what differs, in one line.
+/// Says whether they are equal, or what differs, in one line. Only a close that succeeds proves
+/// that the lines were the answers to their requests.
 Outcome<ExitCode> compare(DriverSet& drivers, const std::string& pathA, const std::string& pathB) {
     auto a = Side::open(drivers, pathA);
     if (!a) {
@@ -138,9 +139,13 @@ Outcome<ExitCode> compare(DriverSet& drivers, const std::string& pathA, const st
         complain(fmt::format("{} differ: {} and {}", names, shapeText(*a), shapeText(*b)));
         return ExitCode::Failed;
     }
-    const auto found = compareLines(*a, *b);
-    a->picture.session->passOnLines();
-    b->picture.session->passOnLines();
+    auto found = compareLines(*a, *b);
+    for (Side* side : {&*a, &*b}) {
+        if (const auto closed = side->picture.reader.close(); found && !closed) {
+            found = side->picture.session->problem(side->path, closed.failure());
+        }
+        side->picture.session->passOnLines();
+    }
     if (!found) {
         return found.problem();
     }
