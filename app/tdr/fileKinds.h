@@ -19,7 +19,7 @@ struct FileInfo {
     std::vector<std::pair<std::string, std::string>> rows; ///< label and value
     /// Writes the members of the object; called only when somebody asked for JSON.
     std::function<void(JsonWriter& out)> json;
-    std::string damage; ///< why this is not all of the file, or empty
+    std::string damage = {}; ///< why this is not all of the file, or empty
 };
 
 struct FileKind {
