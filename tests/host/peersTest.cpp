@@ -39,6 +39,7 @@ constexpr BadStart kBadStarts[] = {
     {"bequeaths", "before it was ready (exit status 5)"},
     {"diesLate", "the driver died (exit status 4): changed my mind"},
     {"mute", "did not get ready in time", 300ms},
+    {"sendsAnOrphan", "did not get ready in time", 1s},
     {"unheard", "did not get ready in time", 300ms},
     {"halfInit", "did not get ready in time", 300ms},
     {"silent", "no answer within 1 s", 1s},

@@ -171,6 +171,20 @@ void introduceHeritage() {
     }
 }
 
+/// Waits for ever, while an orphan, which is nobody's driver, goes on in its place.
+void sendAnOrphan() {
+    if (fork() != 0) {
+        waitForEver();
+    }
+    const pid_t between = getpid();
+    if (fork() != 0) {
+        _exit(0);
+    }
+    while (getppid() == between) {
+        usleep(1000);
+    }
+}
+
 void dieEarly() {
     remark("first line");
     remark("no licence found");
@@ -371,6 +385,7 @@ constexpr const char* kStubborn = "stubborn"; // does not end when told to
 constexpr Behaviour kBehaviours[] = {
     {"inherited", Stage::BeforeConnecting, introduceHeritage},
     {"dies", Stage::BeforeConnecting, dieEarly},
+    {"sendsAnOrphan", Stage::BeforeConnecting, sendAnOrphan},
     {"mute", Stage::BeforeConnecting, waitForEver},
     {"unheard", Stage::InsteadOfInit, waitForEver},
     {"garbage", Stage::InsteadOfInit, babble},

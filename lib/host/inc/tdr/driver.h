@@ -91,7 +91,8 @@ class DriverProcess;
 class Driver {
   public:
     /// Starts `program` (a path; not searched along PATH) and waits for its start-up OK. Fails with
-    /// `CouldNotStart` for every reason, or `Interrupted`; nothing is left behind then.
+    /// `CouldNotStart` for every reason but `Interrupted` and `NoMemory`; nothing is left behind
+    /// then.
     static Result<Driver> start(const std::filesystem::path& program, StartOptions options = {});
 
     Driver(Driver&&) noexcept;
