@@ -363,7 +363,7 @@ TEST_F(FilesTest, aLimitOfFileSizeIsAReasonAndLeavesNothing) {
     const Ended plot = run({"plot", scene, "-o", in("a.svg")}, {.largestFile = 1000});
     EXPECT_EQ(plot.exit, 1) << "signal " << plot.signal;
     EXPECT_TRUE(contains(plot.err, "a.svg: File too large"));
-    const Ended format = run({"scene", "format", scene}, {.largestFile = 100});
+    const Ended format = run({"scene", "format", scene, "-o", scene}, {.largestFile = 100});
     EXPECT_EQ(format.exit, 1) << "signal " << format.signal;
     EXPECT_EQ(contentOf(scene), before);
     EXPECT_EQ(namesIn(files().path()), Names{"a.scn"});
