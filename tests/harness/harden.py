@@ -13,7 +13,7 @@ DEADLINE = 40  # seconds until a run counts as hanging
 ANSWER = 2     # seconds that a driver gets for an answer, which some faults swallow
 PATIENCE = 60  # the same in runs without a fault
 SETTLE = 5     # seconds that orphans get to end by themselves
-WORKERS = 4 * os.cpu_count()  # runs wait more than they compute
+WORKERS = 6 * os.cpu_count()  # runs wait more than they compute
 OLD = b"what the target held before\n"
 WHOLE_BLOCK = 9 * 7 * 4  # bytes of the picture's block; without it a conversion goes line by line
 
