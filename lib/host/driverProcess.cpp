@@ -87,6 +87,7 @@ Failure DriverProcess::startFailure(const ipc::PeerStart& start) {
                     lines_.last()};
     if (start.error != 0 && tellsErrno(start.failure)) {
         failure.what += std::string(": ") + std::strerror(start.error);
+        failure.kind = start.error == ENOMEM ? FailureKind::NoMemory : failure.kind;
     }
     // A driver that was killed for being late tells nothing by that.
     if (start.waitStatus && start.failure == ipc::PeerFailure::Died) {
