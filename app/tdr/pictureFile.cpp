@@ -99,7 +99,8 @@ Outcome<PictureFile> openPicture(DriverSet& drivers, const fs::path& path) {
             return PictureFile{drivers.name(driver), std::move(*link), std::move(*file),
                                std::move(session), std::move(*reader)};
         }
-        if (tdr::InterruptGuard::signal() != 0) {
+        const bool noMemory = reader.failure().kind == tdr::FailureKind::NoMemory;
+        if (noMemory || tdr::InterruptGuard::signal() != 0) { // no reason to ask another driver
             return problemWith(path.string(), reader.failure());
         }
         refusals.add(drivers, driver, reader.failure(), link->names());
