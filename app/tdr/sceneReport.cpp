@@ -33,6 +33,7 @@ constexpr Phrase kPhrases[] = {
     {"behind the end", "behind the end", "surplus", ": ", ""},
     {"line ends of another system", "line ends of another system", "lineEnds", " (", ")"},
     {"failed", "failed", "failed", ": ", ""},
+    {"unknown word kept", "unknown words kept", "kept", " (", ")"},
     {"version", "versions", "version", ": ", ""},
     {"dropped by the format", "dropped by the format", "byFormat", " ", ""},
     {"rounded number", "rounded numbers", "rounded", " (", ")"},

@@ -39,9 +39,11 @@ constexpr Row position(std::string_view word) {
 }
 
 Outcome readAngles(std::FILE* stream, CameraBlock& b) {
+    const block::DroppedCurves<3> dropped;
     float* angles = b.record->yawPitchRoll;
-    return Rows::again(value3ReadAsciiAnimation(stream, &angles[0], &angles[1], &angles[2], nullptr,
-                                                nullptr, nullptr));
+    return Rows::again(value3ReadAsciiAnimation(stream, &angles[0], &angles[1], &angles[2],
+                                                dropped.place(0), dropped.place(1),
+                                                dropped.place(2)));
 }
 
 void writeAngles(std::FILE* stream, const Camera& camera) {
@@ -50,7 +52,8 @@ void writeAngles(std::FILE* stream, const Camera& camera) {
 }
 
 Outcome dropNumber(std::FILE* stream, CameraBlock&) {
-    return in_animSValue_na(stream) != 0 ? Outcome::Next : Outcome::EndOfFile;
+    animNotify(AnimNoticeKind::ByFormat, animToken);
+    return in_animToken(stream) != 0 ? Outcome::Next : Outcome::EndOfFile;
 }
 
 constexpr Row kRows[] = {
@@ -108,7 +111,8 @@ int cameraWriteAsciiAnimation(std::FILE* stream, const Camera* camera) {
 int cameraReadAsciiAnimation(std::FILE* stream, Camera* camera) {
     Camera dropped = {};
     CameraBlock b = {camera != nullptr ? camera : &dropped};
+    const notice::Call call;
     const int result = block::read(stream, kRows, b);
     cameraDisposeParts(&dropped);
-    return result;
+    return notice::Call::good(stream) ? result : 0;
 }

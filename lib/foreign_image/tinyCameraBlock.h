@@ -6,6 +6,8 @@
 // else the readers need while they read. Writers see the record only.
 #pragma once
 
+#include "tinyFcurve.h"
+#include "tinyNotice.h"
 #include "tinySoftType.h"
 #include "tinyUtils.h"
 #include "tinyUtilsTable.h"
@@ -65,12 +67,25 @@ void write(std::FILE* stream, const Rows& rows, const Record& record) {
     }
 }
 
+/// Reports a word that the block has had before: the record keeps the later value. `seen` has a bit
+/// for each row, by its index.
+template <typename Rows, typename Row>
+void noteRepeated(const Rows& rows, const Row* row, std::uint64_t& seen) {
+    const std::uint64_t bit = std::uint64_t{1} << (row - std::data(rows));
+    if ((seen & bit) != 0) {
+        animNotify(AnimNoticeKind::Dropped, animToken, "given before; the later value counts");
+    }
+    seen |= bit;
+}
+
 /// Reads rows for as long as the current token is one of the table's words. True when it stopped at
 /// another token, false at end of file.
 template <typename Rows, typename Block>
 bool readRows(std::FILE* stream, const Rows& rows, Block& block) {
+    std::uint64_t seen = 0;
     for (const auto* row = table::find(rows, animToken); row != nullptr;
          row = table::find(rows, animToken)) {
+        noteRepeated(rows, row, seen);
         const Outcome outcome = row->read(stream, block);
         if (outcome == Outcome::EndOfFile || (outcome == Outcome::Next && !in_animToken(stream))) {
             return false;
@@ -114,12 +129,45 @@ bool readChoice(std::FILE* stream, const Choice& choice, Code& code) {
     return true;
 }
 
+/// Reads a number into a 16-bit member, or a curve. Fractions are dropped.
+inline Outcome readWholeOrCurve(std::FILE* stream, std::int16_t& number, Fcurve*& curve) {
+    if (in_animToken(stream) == 0) {
+        return Outcome::EndOfFile;
+    }
+    if (std::string_view(animToken) == "CURVE_TYPE") {
+        return fcurveReadAsciiAnimation(stream, &curve) != 0 ? Outcome::Again : Outcome::EndOfFile;
+    }
+    number = text::toShort(text::toFloat(animToken), animToken);
+    return Outcome::Next;
+}
+
 /// Replaces an owned string by the quoted one that follows.
 inline Outcome readQuoted(std::FILE* stream, char*& string) {
     std::free(string);
     string = stringReadAsciiAnimation(stream);
     return animToken[0] == '\0' ? Outcome::EndOfFile : Outcome::Next;
 }
+
+/// Places for curves where a form has only numbers: they are read, reported and dropped.
+template <int Count>
+class DroppedCurves {
+  public:
+    DroppedCurves() = default;
+    ~DroppedCurves() {
+        for (Fcurve*& curve : curves_) {
+            if (curve != nullptr) {
+                animNotify(AnimNoticeKind::ByFormat, "CURVE_TYPE", "where only a number is kept");
+            }
+            fcurveDispose(&curve);
+        }
+    }
+    DroppedCurves(const DroppedCurves&) = delete;
+    DroppedCurves& operator=(const DroppedCurves&) = delete;
+    [[nodiscard]] Fcurve** place(int index) const { return &curves_[index]; }
+
+  private:
+    mutable Fcurve* curves_[Count] = {};
+};
 
 /// Makes rows of the usual value forms for one kind of block.
 template <typename Block>
@@ -146,7 +194,9 @@ struct Rows {
     static constexpr Row<Block> plain(std::string_view word) {
         return {word,
                 [](std::FILE* stream, Block& b) {
-                    return again(valueReadAsciiAnimation(stream, &(b.record->*Member), nullptr, 1));
+                    const DroppedCurves<1> dropped;
+                    return again(
+                        valueReadAsciiAnimation(stream, &(b.record->*Member), dropped.place(0), 1));
                 },
                 [](std::FILE* stream, const Record& r) {
                     valueWriteAsciiAnimation(stream, r.*Member, nullptr);
@@ -158,8 +208,13 @@ struct Rows {
     static constexpr Row<Block> curveOnly(std::string_view word) {
         return {word,
                 [](std::FILE* stream, Block& b) {
-                    return again(
-                        valueReadAsciiAnimation(stream, nullptr, &b.record->curves[Curve], 1));
+                    float dropped = 0.0F;
+                    const int result =
+                        valueReadAsciiAnimation(stream, &dropped, &b.record->curves[Curve], 1);
+                    if (dropped != 0.0F) {
+                        animNotify(AnimNoticeKind::ByFormat, "HIDDEN", "a number without a curve");
+                    }
+                    return again(result);
                 },
                 [](std::FILE* stream, const Record& r) {
                     valueWriteAsciiAnimation(stream, 0.0F, r.curves[Curve]);

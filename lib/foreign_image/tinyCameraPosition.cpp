@@ -2,6 +2,10 @@
 #include "tinyCameraPosition.h"
 
 #include "tinyFcurve.h"
+#include "tinyNotice.h"
+
+#include <algorithm>
+#include <iterator>
 
 namespace {
 
@@ -27,7 +31,7 @@ void completeCurves(Fcurve** curves, const float* values) {
         if (curves[i] == nullptr) {
             const float time = first->keyCount > 0 ? first->keys[0].time : 1.0F;
             curves[i] = constantCurve(first->type == 0 ? 0 : first->type + i, time, values[i]);
-            animNotify(AnimNoticeKind::Missing, "CURVE_TYPE");
+            animNotify(AnimNoticeKind::Missing, "CURVE_TYPE", "three curves expected");
         }
     }
 }
@@ -41,7 +45,14 @@ int tripleRead(std::FILE* stream, float* values, Fcurve** curves) {
     return result;
 }
 
+void reportHiddenCurves(const Fcurve* const* curves) {
+    if (curves[0] == nullptr && (curves[1] != nullptr || curves[2] != nullptr)) {
+        notice::written(AnimNoticeKind::ByFormat, "CURVE_TYPE", "the first of three is missing");
+    }
+}
+
 void tripleWrite(std::FILE* stream, const float* values, const Fcurve* const* curves) {
+    reportHiddenCurves(curves);
     value3WriteAsciiAnimation(stream, values[0], values[1], values[2], curves[0], curves[1],
                               curves[2]);
 }
@@ -58,6 +69,17 @@ int positionRead(std::FILE* stream, AnimatedPosition& position, Fcurve** curves,
 
 void positionWrite(std::FILE* stream, const AnimatedPosition& position, const Fcurve* const* curves,
                    int path, int x) {
+    const bool hidden[] = {position.constraintName != nullptr, position.pathModelName != nullptr,
+                           position.path != nullptr, curves[x] != nullptr};
+    constexpr const char* kForms[] = {"CONSTRAINT", "PATH_MODEL", "PATH", "EXPLICIT"};
+    const auto* first = std::find(std::begin(hidden), std::end(hidden), true);
+    for (const bool* form = first; form != std::end(hidden); ++form) {
+        if (form != first && *form) {
+            notice::written(AnimNoticeKind::ByFormat, kForms[form - std::begin(hidden)],
+                            "of a position that has another form");
+        }
+    }
+    reportHiddenCurves(&curves[x]);
     positionWriteAsciiAnimation(stream, &position.fixed, curves[path], position.path,
                                 position.constraintName, position.constraintType, curves[x],
                                 curves[x + 1], curves[x + 2], position.pathModelName);

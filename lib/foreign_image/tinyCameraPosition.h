@@ -16,6 +16,9 @@ int tripleRead(std::FILE* stream, float* values, Fcurve** curves);
 /// Writes three numbers or three curves; the first curve decides.
 void tripleWrite(std::FILE* stream, const float* values, const Fcurve* const* curves);
 
+/// Reports curves that are not written because the first of the three is missing.
+void reportHiddenCurves(const Fcurve* const* curves);
+
 /// Reads a position into `position` and `curves`, where `path` is the index of the timing curve and
 /// `x` that of the x curve, behind which y and z stand, and completes x, y and z as above. Results
 /// and look-ahead are those of `positionReadAsciiAnimation`.

@@ -2,6 +2,8 @@
 // The records of curves and keys.
 #include "tinyFcurve.h"
 
+#include "tinyUtilsGrow.h"
+
 #include <cstddef>
 #include <cstdlib>
 #include <utility>
@@ -13,7 +15,7 @@ constexpr std::size_t kKeyStep = 8; // room for keys is taken in multiples of th
 } // namespace
 
 Fcurve* fcurveAllocate() {
-    return static_cast<Fcurve*>(std::calloc(1, sizeof(Fcurve)));
+    return newRecords<Fcurve>(1);
 }
 
 FcvKey* fcvkeyAllocate(std::int16_t count) {
@@ -21,7 +23,7 @@ FcvKey* fcvkeyAllocate(std::int16_t count) {
         return nullptr;
     }
     const std::size_t room = (static_cast<std::size_t>(count) + kKeyStep - 1) / kKeyStep * kKeyStep;
-    auto* keys = static_cast<FcvKey*>(std::calloc(room, sizeof(FcvKey)));
+    auto* keys = newRecords<FcvKey>(room);
     if (keys != nullptr) {
         keys[0].splineIndex = -1;
     }

@@ -17,9 +17,6 @@ namespace {
 using table::Outcome;
 using CurvePointer = std::unique_ptr<Fcurve, FcurveDisposer>;
 
-/// The newest version whose keys have no type.
-constexpr double kLastVersionWithoutKeyType = 2.02;
-
 constexpr const char* kInterpolations[] = {"CONSTANT", "LINEAR", "SPLINE"};
 constexpr const char* kKeyTypes[] = {"FREEFORM", "KEYFRAME", "KEYPATH", "RAWDATA"};
 
@@ -71,7 +68,7 @@ Outcome readFlag(std::FILE* stream, FcvKey& key) {
     if (in_animSValue(stream, &key.flag) == 0) {
         return Outcome::EndOfFile;
     }
-    if (double{animFileVersion} > kLastVersionWithoutKeyType) {
+    if (!fcurveKeysHaveNoType(animFileVersion)) {
         return Outcome::Next;
     }
     in_animToken(stream);
@@ -167,12 +164,8 @@ Outcome fcvkeyReadAsciiAnimation(std::FILE* stream, FcvKey& key) {
 Outcome readChannel(std::FILE* stream, Fcurve& curve);
 
 Outcome readKeys(std::FILE* stream, Fcurve& curve) {
-    std::int16_t count = 0;
-    if (in_animSValue(stream, &count) == 0 || in_animToken(stream) == 0) {
-        return Outcome::EndOfFile;
-    }
     GrowingArray<FcvKey> keys;
-    const Outcome outcome = table::readCounted(stream, count, fcvkeyReadAsciiAnimation, keys);
+    const Outcome outcome = table::readCounted(stream, "keys", fcvkeyReadAsciiAnimation, keys);
     fcvkeyDispose(&curve.keys);
     curve.keyCount = static_cast<std::int16_t>(keys.size());
     curve.keys = keys.release();
@@ -196,7 +189,9 @@ constexpr table::Row<Fcurve> kCurveRows[] = {
     {"INTERPOLATION", readName<&Fcurve::interpolation, kInterpolations, kUnknownCurveInterpolation>,
      [](std::FILE* stream, const Fcurve& c) { putName(stream, kInterpolations, c.interpolation); }},
     {"KEYS", readKeys,
-     [](std::FILE* stream, const Fcurve& c) { text::putInt(stream, c.keyCount); }},
+     [](std::FILE* stream, const Fcurve& c) {
+         text::putInt(stream, c.keys != nullptr ? c.keyCount : 0);
+     }},
 };
 
 /// Reads a channel name. A curve of no channel is written without one: the word after CURVE_TYPE is
@@ -214,8 +209,11 @@ Outcome readChannel(std::FILE* stream, Fcurve& curve) {
     if (table::find(kCurveRows, animToken) != nullptr) {
         return Outcome::Again;
     }
-    animNotify(AnimNoticeKind::UnknownWord, animToken);
+    animNotify(AnimNoticeKind::Kept, animToken);
     curve.unknownChannel = strdup(animToken);
+    if (curve.unknownChannel == nullptr) {
+        notice::Call::failForMemory();
+    }
     return Outcome::Next;
 }
 
@@ -249,6 +247,11 @@ int readCurve(std::FILE* stream, CurvePointer& curve) {
 
 } // namespace
 
+bool fcurveKeysHaveNoType(float version) {
+    constexpr double kLastVersionWithoutKeyType = 2.02;
+    return double{version} <= kLastVersionWithoutKeyType;
+}
+
 int fcurveWriteAsciiAnimation(std::FILE* stream, const Fcurve* curve) {
     if (curve == nullptr) {
         return 0;
@@ -266,6 +269,7 @@ int fcurveWriteAsciiAnimation(std::FILE* stream, const Fcurve* curve) {
 }
 
 int fcurveReadAsciiAnimation(std::FILE* stream, Fcurve** curve) {
+    const notice::Call call;
     if (curve != nullptr) {
         fcurveDispose(curve);
     }
@@ -277,5 +281,5 @@ int fcurveReadAsciiAnimation(std::FILE* stream, Fcurve** curve) {
     if (curve != nullptr) {
         *curve = read.release();
     }
-    return result;
+    return notice::Call::good(stream) ? result : 0;
 }

@@ -40,7 +40,7 @@ char* readStringUntil(std::FILE* stream, char last) {
         }
     }
     text[length] = '\0';
-    return strdup(text);
+    return std::ferror(stream) == 0 ? strdup(text) : nullptr;
 }
 
 } // namespace

@@ -3,11 +3,13 @@
 #pragma once
 
 #include "base/byteOrder.h"
-#include "tinyUtils.h"
+#include "tinyFile.h"
+#include "tinyNotice.h"
 
 #include <bit>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 
 namespace binary {
 
@@ -63,6 +65,21 @@ inline void write(std::FILE* stream, const Vector& value) {
     write(stream, value.x);
     write(stream, value.y);
     write(stream, value.z);
+}
+
+/// Reports a token of which nothing is known, where a list of them is used.
+inline void reportToken(std::FILE* stream, std::int16_t token) {
+    char word[8];
+    std::snprintf(word, sizeof word, "%d", token);
+    notice::atByte(AnimNoticeKind::UnknownWord, word, std::ftell(stream), "token of a field");
+}
+
+/// Reports a name of which a reader keeps only the beginning.
+inline void reportLongName(const char* name) {
+    if (name != nullptr && std::strlen(name) >= kFileStringSize) {
+        notice::written(AnimNoticeKind::Cut, name, "at most %zu characters are read back",
+                        kFileStringSize - 1);
+    }
 }
 
 } // namespace binary

@@ -57,8 +57,7 @@ bool fill(Prototype& prototype, int slot) {
     const std::int16_t length = kLists[slot].length;
     std::free(std::exchange(prototype.lists[slot], nullptr));
     prototype.lengths[slot] = 0;
-    auto* tokens = static_cast<std::int16_t*>(
-        std::calloc(static_cast<std::size_t>(length), sizeof(std::int16_t)));
+    auto* tokens = newRecords<std::int16_t>(static_cast<std::size_t>(length));
     if (tokens == nullptr) {
         return false;
     }
@@ -106,6 +105,7 @@ bool readList(std::FILE* stream, Prototype& prototype, std::int16_t tag) {
         // A reader would expect "(line 917)" or the like. The text is common to all binary readers
         // of the toolkit, and logs are searched for it.
         optionPrint("Error: %s %d): illegal token: %hd\n", "tinyFile", kReaderLine, tag);
+        binary::reportToken(stream, tag);
         return whole && readTokens(stream, length, nullptr);
     }
     const auto slot = row - std::begin(kLists);
@@ -120,7 +120,7 @@ bool readList(std::FILE* stream, Prototype& prototype, std::int16_t tag) {
 } // namespace
 
 Prototype* prototypeAllocate() {
-    return static_cast<Prototype*>(std::calloc(1, sizeof(Prototype)));
+    return newRecords<Prototype>(1);
 }
 
 void prototypeDispose(Prototype** prototype) {
@@ -202,10 +202,14 @@ int prototypeWrite(std::FILE* stream, const Prototype* prototype) {
 }
 
 Prototype* prototypeRead(std::FILE* stream) {
+    const notice::Call call;
     Prototype* prototype = prototypeAllocate();
     std::int16_t tag = 0;
     while (prototype != nullptr && binary::read(stream, tag) && tag != 0 &&
            readList(stream, *prototype, tag)) {
+    }
+    if (!notice::Call::good(stream)) {
+        prototypeDispose(&prototype);
     }
     return prototype;
 }

@@ -1,90 +1,81 @@
 // SPDX-License-Identifier: MIT
 // User-data blocks: a quoted tag, a size, and the bytes as hexadecimal numbers in braces.
 #include "tinyFile.h"
+#include "tinyNotice.h"
+#include "tinyUtilsGrow.h"
+#include "tinyUtilsText.h"
 
 #include <algorithm>
 #include <cctype>
-#include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <limits>
-#include <string_view>
+#include <utility>
 
 namespace {
 
 constexpr std::int32_t kBytesPerRow = 24;
 
-/// One word between blanks; what does not fit is consumed and dropped. Empty at end of file.
-class Word {
-  public:
-    explicit Word(std::FILE* stream) {
-        int c = std::getc(stream);
-        while (std::isspace(c) != 0) {
-            c = std::getc(stream);
-        }
-        for (; c != EOF && std::isspace(c) == 0; c = std::getc(stream)) {
-            if (length_ < sizeof text_ - 1) {
-                text_[length_++] = static_cast<char>(c);
-            }
-        }
-    }
-
-    [[nodiscard]] std::string_view text() const { return {text_, length_}; }
-
-    /// The decimal number that the word begins with, cut to 32 bits; 0 for any other word.
-    [[nodiscard]] std::int32_t number() const {
-        using Limits = std::numeric_limits<std::int32_t>;
-        const long value = std::strtol(text_, nullptr, 10);
-        return static_cast<std::int32_t>(std::clamp<long>(value, Limits::min(), Limits::max()));
-    }
-
-  private:
-    char text_[kFileStringSize] = {};
-    std::size_t length_ = 0;
+/// The bytes that a text holds, against the number that it states.
+struct Draft {
+    text::WordReader words;
+    GrowingArray<std::uint8_t> bytes = {};
+    notice::UnknownRun unknown = {};
+    std::int32_t size = 0;
 };
 
-/// Bytes that grow only as the file yields them, whatever count it claims.
-class GrowingBytes {
-  public:
-    [[nodiscard]] bool append(std::uint8_t byte) {
-        if (size_ == capacity_ && !grow()) {
-            return false;
-        }
-        bytes_.get()[size_++] = byte;
-        return true;
+/// The number that the next word is, in that base; another word is reported, and its beginning
+/// counts.
+std::int64_t readNumber(Draft& draft, int base, std::int64_t most) {
+    const bool more = draft.words.next();
+    char* end = nullptr;
+    const char* word = draft.words.c_str();
+    const long long value = std::strtoll(word, &end, base);
+    if (!more || *end != '\0' || value < 0 || value > most) {
+        animNotify(AnimNoticeKind::BadNumber, word,
+                   base == 16 ? "hexadecimal number from 0 to ff"
+                              : "whole number from 0 to 2147483647");
     }
-    void clear() { size_ = 0; }
+    return value;
+}
 
-    void giveTo(UserData* record) {
-        record->size = static_cast<std::int32_t>(size_);
-        record->data = size_ > 0 ? bytes_.release() : nullptr;
-    }
+void readSize(Draft& draft) {
+    using Limits = std::numeric_limits<std::int32_t>;
+    draft.size = static_cast<std::int32_t>(std::clamp<std::int64_t>(
+        readNumber(draft, 10, Limits::max()), Limits::min(), Limits::max()));
+}
 
-  private:
-    bool grow() {
-        const std::size_t capacity = capacity_ == 0 ? 64 : capacity_ * 2;
-        void* larger = std::realloc(bytes_.get(), capacity);
-        if (larger == nullptr) {
-            return false;
-        }
-        static_cast<void>(bytes_.release());
-        bytes_.reset(static_cast<std::uint8_t*>(larger));
-        capacity_ = capacity;
-        return true;
-    }
-
-    std::unique_ptr<std::uint8_t, MallocDisposer> bytes_;
-    std::size_t size_ = 0;
-    std::size_t capacity_ = 0;
-};
-
-void readHexBytes(std::FILE* stream, std::int32_t count, GrowingBytes* bytes) {
-    bytes->clear();
-    unsigned value = 0;
-    for (std::int32_t i = 0; i < count; ++i) {
-        if (std::fscanf(stream, "%x", &value) != 1 ||
-            !bytes->append(static_cast<std::uint8_t>(value))) {
+/// Reads as many bytes as are stated, or up to the closing brace.
+void readBytes(Draft& draft) {
+    constexpr std::int64_t kMost = std::numeric_limits<std::uint8_t>::max();
+    draft.bytes.clear();
+    for (std::int32_t i = 0; i < draft.size; ++i) {
+        const int next = draft.words.peek();
+        if (std::isxdigit(next) == 0 && next != '-') {
             return;
         }
+        if (!draft.bytes.push(static_cast<std::uint8_t>(readNumber(draft, 16, kMost)))) {
+            return;
+        }
+    }
+}
+
+/// Reads the block's lines up to its closing brace.
+void readLines(Draft& draft) {
+    bool more = draft.words.next();
+    for (; more && draft.words.word() != "}"; more = draft.words.next()) {
+        if (draft.words.word() == "size") {
+            readSize(draft);
+        } else if (draft.words.word() == "{") {
+            readBytes(draft);
+        } else {
+            draft.unknown.add(draft.words.c_str());
+        }
+    }
+    draft.unknown.end();
+    if (!more || std::cmp_less(draft.bytes.size(), draft.size)) {
+        notice::atLine(AnimNoticeKind::Missing, "userData", text::lines.token,
+                       "%d bytes announced, %zu found", draft.size, draft.bytes.size());
     }
 }
 
@@ -117,22 +108,19 @@ int userDataWriteAscii(std::FILE* stream, const UserData* record, const char* in
 }
 
 UserData* userDataReadAscii(std::FILE* stream) {
-    const MallocString tag(stringReadAscii(stream));
-    std::unique_ptr<UserData, UserDataDisposer> record(
-        static_cast<UserData*>(std::calloc(1, sizeof(UserData))));
+    const notice::Call call;
+    Draft draft = {text::WordReader(stream)};
+    const MallocString tag(draft.words.quoted());
+    std::unique_ptr<UserData, UserDataDisposer> record(newRecords<UserData>(1));
     if (tag == nullptr || record == nullptr) {
         return nullptr;
     }
-    std::memcpy(record->tag, tag.get(), strnlen(tag.get(), sizeof record->tag));
-    GrowingBytes bytes;
-    std::int32_t count = 0;
-    for (Word word(stream); !word.text().empty() && word.text() != "}"; word = Word(stream)) {
-        if (word.text() == "size") {
-            count = Word(stream).number();
-        } else if (word.text() == "{") {
-            readHexBytes(stream, count, &bytes);
-        }
+    if (std::strlen(tag.get()) > sizeof record->tag) {
+        animNotify(AnimNoticeKind::Cut, tag.get(), "a tag has 4 characters");
     }
-    bytes.giveTo(record.get());
-    return record.release();
+    std::memcpy(record->tag, tag.get(), strnlen(tag.get(), sizeof record->tag));
+    readLines(draft);
+    record->size = static_cast<std::int32_t>(draft.bytes.size());
+    record->data = draft.bytes.release();
+    return notice::Call::good(stream) ? record.release() : nullptr;
 }

@@ -4,6 +4,7 @@
 #include "tinyCameraBlock.h"
 #include "tinyCameraPosition.h"
 #include "tinyFcurve.h"
+#include "tinyUtilsGrow.h"
 
 #include <cstdlib>
 
@@ -75,13 +76,15 @@ void writeColour(std::FILE* stream, const Light& light) {
 }
 
 Outcome dropScalar(std::FILE* stream, LightBlock&) {
+    animNotify(AnimNoticeKind::ByFormat, animToken);
     return Rows::again(valueReadAsciiAnimation(stream, nullptr, nullptr, 1));
 }
 
 Outcome readColourIndex(std::FILE* stream, LightBlock& b) {
+    animNotify(AnimNoticeKind::ByFormat, animToken);
     b.record->wireColour = kLightIndexedWireColour;
     for (int i = 0; i < 2; ++i) {
-        if (in_animSValue_na(stream) == 0) {
+        if (in_animToken(stream) == 0) {
             return Outcome::EndOfFile;
         }
     }
@@ -113,6 +116,30 @@ constexpr Row kRows[] = {
     {"WIRE_COLOUR_INDEX", readColourIndex},
 };
 
+/// Reports what is written of spot lights only.
+void reportSpotMembers(const Light& light) {
+    const AnimatedPosition& interest = light.interest;
+    const Vector& fixed = interest.fixed;
+    const struct {
+        const char* word;
+        bool set;
+    } members[] = {
+        {"INTEREST", fixed.x != 0.0F || fixed.y != 0.0F || fixed.z != 0.0F ||
+                         interest.path != nullptr || interest.constraintName != nullptr ||
+                         interest.pathModelName != nullptr ||
+                         light.curves[kLightInterestX] != nullptr},
+        {"CONE_ANGLE", light.coneAngle != 0.0F || light.curves[kLightCone] != nullptr},
+        {"SPREAD_ANGLE", light.spreadAngle != 0.0F || light.curves[kLightSpread] != nullptr},
+    };
+    for (const auto& member : members) {
+        if (member.set) {
+            notice::written(AnimNoticeKind::ByFormat, member.word,
+                            "of light \"%.60s\", which is not a spot light",
+                            light.name != nullptr ? light.name : "");
+        }
+    }
+}
+
 /// Frees what the light owns except its name.
 void disposeParts(Light* light) {
     positionClear(&light->position);
@@ -123,7 +150,7 @@ void disposeParts(Light* light) {
 } // namespace
 
 Light* lightAllocate() {
-    return static_cast<Light*>(std::calloc(1, sizeof(Light)));
+    return newRecords<Light>(1);
 }
 
 void lightDispose(Light** light) {
@@ -139,6 +166,9 @@ int lightWriteAsciiAnimation(std::FILE* stream, const Light* light) {
     if (light == nullptr) {
         return 0;
     }
+    if (!isSpot(*light)) {
+        reportSpotMembers(*light);
+    }
     incIndent(1);
     block::write(stream, kRows, *light);
     incIndent(-1);
@@ -149,6 +179,7 @@ int lightWriteAsciiAnimation(std::FILE* stream, const Light* light) {
 // A reader would expect both to begin alike. Scene readers, also those of other programs, call the
 // one with its keyword still current and the other with the token after it.
 int lightReadAsciiAnimation(std::FILE* stream, Light* light) {
+    const notice::Call call;
     if (!in_animToken(stream)) {
         return 0;
     }
@@ -158,5 +189,5 @@ int lightReadAsciiAnimation(std::FILE* stream, Light* light) {
     const int result = block::read(stream, kRows, b);
     disposeParts(&dropped);
     std::free(dropped.name);
-    return result;
+    return notice::Call::good(stream) ? result : 0;
 }

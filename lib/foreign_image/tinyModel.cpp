@@ -3,13 +3,13 @@
 #include "tinyModel.h"
 
 #include "base/byteOrder.h"
-#include "base/uniqueFile.h"
 #include "tinyFile.h"
 #include "tinyModelInner.h"
+#include "tinyNotice.h"
+#include "tinyTextFile.h"
 
 #include <iterator>
 #include <memory>
-#include <string>
 
 namespace {
 
@@ -18,10 +18,6 @@ constexpr std::uint32_t kPrototypeType = typeWord("PROT");
 constexpr std::size_t kTypeSize = 4;
 
 using PrototypeOwner = std::unique_ptr<Prototype, PrototypeDisposer>;
-
-base::UniqueFile openModel(const char* baseName, char mode) {
-    return base::openFile((std::string(baseName) + ".hrc").c_str(), mode);
-}
 
 std::uint32_t readTypeWord(std::FILE* stream) {
     std::uint8_t bytes[kTypeSize] = {};
@@ -63,15 +59,19 @@ int writeBinaryFile(std::FILE* stream, const Model* root) {
 }
 
 Model* readTextFile(std::FILE* stream) {
-    float version = 0.0F;
-    if (headerReadAscii(stream, &version) != kHierarchyType) {
+    text::WordReader words(stream);
+    if (!text::readHeader(stream, kHierarchyType) || !words.next() || words.word() != "model") {
         return nullptr;
     }
-    return modelReadTextBody(stream);
+    ModelOwner root(modelReadAscii(stream));
+    if (root != nullptr) {
+        text::reportSurplus(words);
+    }
+    return root.release();
 }
 
 Model* readBinaryFile(std::FILE* stream) {
-    std::uint32_t type = headerReadBinary(stream, nullptr, nullptr);
+    std::uint32_t type = binary::readHeader(stream);
     PrototypeOwner prototype;
     if (type == kPrototypeType) {
         prototype.reset(prototypeRead(stream));
@@ -81,48 +81,55 @@ Model* readBinaryFile(std::FILE* stream) {
         prototypeInitModel(&ours, 1);
         prototype.reset(ours);
     }
-    return type == kHierarchyType && prototype != nullptr ? modelReadBinary(stream, prototype.get())
-                                                          : nullptr;
+    ModelOwner root(type == kHierarchyType && prototype != nullptr
+                        ? modelReadBinary(stream, prototype.get())
+                        : nullptr);
+    if (root != nullptr) {
+        binary::reportSurplus(stream);
+    }
+    return root.release();
 }
 
 /// One row a flavour, in the order of the flavour numbers: how its files begin, and what reads and
 /// writes them.
 struct Flavour {
     std::uint32_t firstWord;
+    bool (*fits)(const Model*);
     int (*write)(std::FILE*, const Model*);
     Model* (*read)(std::FILE*);
 };
 
-constexpr Flavour kFlavours[] = {{kHierarchyType, writeTextFile, readTextFile},
-                                 {kFileMagic, writeBinaryFile, readBinaryFile}};
+constexpr Flavour kFlavours[] = {{kHierarchyType, modelFitsText, writeTextFile, readTextFile},
+                                 {kFileMagic, modelFitsBinary, writeBinaryFile, readBinaryFile}};
 
 } // namespace
 
 int modelWriteFile(const char* baseName, const Model* root, int flavour) {
     if (baseName == nullptr || root == nullptr || flavour < 0 ||
-        flavour >= static_cast<int>(std::size(kFlavours)) || modelDepth(root) > kModelMaxDepth) {
+        flavour >= static_cast<int>(std::size(kFlavours))) {
         return 0;
     }
-    base::UniqueFile file = openModel(baseName, 'w');
-    if (file == nullptr) {
-        return 0;
-    }
-    const int written = kFlavours[flavour].write(file.get(), root);
-    const bool clean = std::ferror(file.get()) == 0;
-    return std::fclose(file.release()) == 0 && clean ? written : 0;
+    const MallocString fileName = fileNameOf(baseName, ".hrc");
+    const notice::Call call("write", fileName.get());
+    const Flavour& form = kFlavours[flavour];
+    return form.fits(root) ? fileWrite(baseName, ".hrc",
+                                       [&](std::FILE* stream) { return form.write(stream, root); })
+                           : 0;
 }
 
 Model* modelReadFile(const char* baseName) {
-    const base::UniqueFile file = baseName != nullptr ? openModel(baseName, 'r') : nullptr;
-    if (file == nullptr) {
-        return nullptr;
-    }
-    const std::uint32_t firstWord = readTypeWord(file.get());
-    std::rewind(file.get());
-    for (const Flavour& flavour : kFlavours) {
-        if (flavour.firstWord == firstWord) {
-            return flavour.read(file.get());
+    ModelOwner root;
+    fileRead(baseName, ".hrc", [&](std::FILE* stream) {
+        const std::uint32_t firstWord = readTypeWord(stream);
+        if (!notice::Call::good(stream)) {
+            return;
         }
-    }
-    return nullptr;
+        std::rewind(stream);
+        for (const Flavour& flavour : kFlavours) {
+            if (flavour.firstWord == firstWord && firstWord != 0) {
+                root.reset(flavour.read(stream));
+            }
+        }
+    });
+    return root.release();
 }

@@ -9,6 +9,7 @@
 #include "tinyFile.h"
 #include "tinyModel.h"
 #include "tinyModelInner.h"
+#include "tinyNotice.h"
 #include "tinyOpaqueRead.h"
 #include "tinySceneInner.h"
 
@@ -28,6 +29,7 @@ using block::Outcome;
 /// A node that has been read, with the end of its list of children.
 struct Entry {
     Model* node;
+    int level = 1;
     Model* lastChild = nullptr;
 };
 
@@ -61,27 +63,31 @@ void writeScaling(std::FILE* stream, const Model& node) {
     tripleWrite(stream, node.scaling, &node.curves[kModelScalingX]);
 }
 
-float scaled(float value, double factor) {
-    return static_cast<float>(modelClampNumber(static_cast<double>(value) * factor));
-}
-
 /// The file has degrees, the record radians; curves are left in degrees.
 Outcome readRotation(std::FILE* stream, ModelBlock& b) {
     float* rotation = b.record->rotation;
-    float degrees[3];
-    std::transform(rotation, rotation + 3, degrees,
-                   [](float angle) { return scaled(angle, kModelDegrees); });
+    float before[3];
+    std::transform(rotation, rotation + 3, before,
+                   [](float angle) { return text::fromUnit(angle, 1.0 / kModelDegrees); });
+    float degrees[3] = {before[0], before[1], before[2]};
     const int result = tripleRead(stream, degrees, &b.record->curves[kModelRotationX]);
-    std::transform(degrees, degrees + 3, rotation,
-                   [](float angle) { return scaled(angle, 1.0 / kModelDegrees); });
+    for (int i = 0; i < 3; ++i) {
+        if (degrees[i] != before[i]) {
+            rotation[i] = text::fromUnit(degrees[i], kModelDegrees);
+        }
+    }
     return Rows::again(result);
 }
 
 void writeRotation(std::FILE* stream, const Model& node) {
-    float degrees[3];
-    std::transform(node.rotation, node.rotation + 3, degrees,
-                   [](float angle) { return scaled(angle, kModelDegrees); });
-    tripleWrite(stream, degrees, &node.curves[kModelRotationX]);
+    if (node.curves[kModelRotationX] != nullptr) {
+        tripleWrite(stream, node.rotation, &node.curves[kModelRotationX]);
+        return;
+    }
+    for (const float angle : node.rotation) {
+        text::putFloat(stream, angle, kModelDegrees);
+    }
+    reportHiddenCurves(&node.curves[kModelRotationX]);
 }
 
 Outcome readTranslation(std::FILE* stream, ModelBlock& b) {
@@ -96,20 +102,15 @@ void writeTranslation(std::FILE* stream, const Model& node) {
 /// A whole number that can be animated; written where it is set.
 template <auto Member, int Curve>
 constexpr Row animatedNumber(std::string_view word) {
-    return {
-        word,
-        [](std::FILE* stream, ModelBlock& b) {
-            using Limits = std::numeric_limits<std::int16_t>;
-            auto value = static_cast<float>(b.record->*Member);
-            const int result = valueReadAsciiAnimation(stream, &value, &b.record->curves[Curve], 1);
-            b.record->*Member = static_cast<std::int16_t>(
-                std::clamp(value, float{Limits::min()}, float{Limits::max()}));
-            return Rows::again(result);
-        },
-        [](std::FILE* stream, const Model& node) {
-            valueWriteAsciiAnimation(stream, static_cast<float>(node.*Member), node.curves[Curve]);
-        },
-        [](const Model& node) { return node.*Member != 0 || node.curves[Curve] != nullptr; }};
+    return {word,
+            [](std::FILE* stream, ModelBlock& b) {
+                return block::readWholeOrCurve(stream, b.record->*Member, b.record->curves[Curve]);
+            },
+            [](std::FILE* stream, const Model& node) {
+                valueWriteAsciiAnimation(stream, static_cast<float>(node.*Member),
+                                         node.curves[Curve]);
+            },
+            [](const Model& node) { return node.*Member != 0 || node.curves[Curve] != nullptr; }};
 }
 
 /// A row that is written only where the member is set.
@@ -223,13 +224,14 @@ Outcome readShapes(std::FILE* stream, ModelBlock& b) {
 constexpr Row kRows[] = {
     {"SCALING", readScaling, writeScaling},
     {"ROTATION", readRotation, writeRotation},
+    // In front of the translation: they are words of the spline of a path too.
+    whereSet<&Model::wireColour>(Rows::integer<&Model::wireColour>("WIRE_COLOUR")),
+    whereSet<&Model::lineType>(Rows::integer<&Model::lineType>("LINE_TYPE")),
+    whereSet<&Model::selection>(Rows::choice<&Model::selection, kSelectWords>("SELECTED")),
     {"TRANSLATION", readTranslation, writeTranslation},
     animatedNumber<&Model::hidden, kModelHidden>("HIDDEN"),
     animatedNumber<&Model::algorithm, kModelAlgorithm>("ALGORITHM_TYPE"),
     whereSet<&Model::boundingBox>(Rows::flag<&Model::boundingBox, kBoxWords>("BOUNDING_BOX")),
-    whereSet<&Model::wireColour>(Rows::integer<&Model::wireColour>("WIRE_COLOUR")),
-    whereSet<&Model::lineType>(Rows::integer<&Model::lineType>("LINE_TYPE")),
-    whereSet<&Model::selection>(Rows::choice<&Model::selection, kSelectWords>("SELECTED")),
     whereSet<&Model::shapeInterpolation>(
         Rows::choice<&Model::shapeInterpolation, kShapeWords>("SHAPE_INTERP_TYPE")),
     {"SHAPE", readShapes, writeShapes, [](const Model& node) { return node.shapes != nullptr; }},
@@ -258,15 +260,22 @@ constexpr Row kRows[] = {
     {"DYNA_CONST", readContents},
 };
 
+/// A block kept as text may hold words of the rendering settings, PICTURE for example: of the
+/// scene's words only those that open an element end it.
 bool endsContents(std::string_view word) {
-    return word == "MODEL" || table::find(kRows, word) != nullptr || sceneIsWord(word);
+    return word == "MODEL" || table::find(kRows, word) != nullptr || sceneOpensElement(word);
 }
 
 // ---------------------------------------------------------------------------------------- entries
 
 /// Makes a node the current one and hangs it under the entry `parent`; the first is the root.
 bool addNode(ModelBlock& b, std::size_t parent, char* name) {
-    Model* node = modelAllocate();
+    if (b.entries.size() == kModelMaxNodes) {
+        modelRefuseCount();
+    } else if (!b.entries.empty() && b.entries[parent].level == kModelMaxDepth) {
+        modelRefuseDepth();
+    }
+    Model* node = notice::Call::failed() ? nullptr : modelAllocate();
     if (node == nullptr) {
         std::free(name);
         b.failed = true;
@@ -274,14 +283,16 @@ bool addNode(ModelBlock& b, std::size_t parent, char* name) {
     }
     node->name = name;
     std::fill(std::begin(node->scaling), std::end(node->scaling), 1.0F);
+    int level = 1;
     if (!b.entries.empty()) {
         Entry& above = b.entries[parent];
         modelLinkChild(above.node, above.lastChild, node);
         above.lastChild = node;
+        level = above.level + 1;
     } else {
         b.root.reset(node);
     }
-    b.entries.push_back({node});
+    b.entries.push_back({node, level});
     if (name != nullptr) {
         b.latest[name] = b.entries.size() - 1;
     }
@@ -309,7 +320,7 @@ std::size_t findParent(const ModelBlock& b, const char* name, const char* number
     if (name != nullptr || !b.entries.empty()) {
         const char* shown = name != nullptr ? name : "";
         optionPrint("ModelReadAsciiAnimation: error, cannot find model '%s'.\n", shown);
-        animNotify(AnimNoticeKind::UnknownWord, shown);
+        animNotify(AnimNoticeKind::UnknownWord, shown, "a model of that name");
     }
     return 0;
 }
@@ -344,7 +355,7 @@ std::optional<Outcome> readItem(std::FILE* stream, ModelBlock& b) {
         return Outcome::EndOfFile;
     }
     if (row == nullptr) {
-        animNotify(AnimNoticeKind::UnknownWord, animToken);
+        animNotify(AnimNoticeKind::Kept, animToken);
         return readContents(stream, b);
     }
     return row->read(stream, b);
@@ -373,17 +384,35 @@ class TreeWriter {
             block::putKeyword(stream_, "MODEL");
             text::putQuoted(stream_, node->name);
             writeParent(node == root ? nullptr : node->parent);
+            if (notice::wanted()) {
+                reportFileMembers(*node);
+            }
+            remember(node); // first: what throws leaves the indentation alone
             incIndent(1);
             block::write(stream_, kRows, *node);
             for (const Opaque* kept = node->animationContents; kept != nullptr; kept = kept->next) {
                 block::putKeyword(stream_, kept->text);
             }
             incIndent(-1);
-            remember(node);
         }
     }
 
   private:
+    /// Reports what only hierarchy files hold of a node.
+    static void reportFileMembers(const Model& node) {
+        const char* name = node.name != nullptr ? node.name : "";
+        for (const Opaque* block = node.contents; block != nullptr; block = block->next) {
+            const std::string word(block->text, opaqueWordLength(block));
+            notice::written(AnimNoticeKind::ByFormat, word.c_str(), "of node \"%.60s\"", name);
+        }
+        if (node.splineCount > 0) {
+            notice::written(AnimNoticeKind::ByFormat, "spline", "of node \"%.60s\"", name);
+        }
+        if (node.userData != nullptr) {
+            notice::written(AnimNoticeKind::ByFormat, "userData", "of node \"%.60s\"", name);
+        }
+    }
+
     /// A name as the reader will see it: cut to what it keeps, without single quotes.
     static std::string readBack(const char* name) {
         const std::string_view whole = name != nullptr ? name : "";
@@ -421,25 +450,35 @@ int objectWriteAsciiAnimation(std::FILE* stream, const Model* root) {
     if (root == nullptr) {
         return 0;
     }
+    const notice::Call call("write");
+    if (!modelFitsText(root)) {
+        return 0;
+    }
     incIndent(1);
-    TreeWriter(stream).write(root);
+    try {
+        TreeWriter(stream).write(root);
+    } catch (const std::bad_alloc&) {
+        notice::Call::failForMemory();
+    }
     incIndent(-1);
-    return 1;
+    return notice::Call::failed() ? 0 : 1;
 }
 
 int objectReadAsciiAnimation(std::FILE* stream, Model** root) {
+    const notice::Call call;
     ModelBlock b;
     int result = 0;
     try {
         result = readTree(stream, b);
     } catch (const std::bad_alloc&) {
-        b.failed = true;
+        notice::Call::failForMemory();
     }
-    if (b.failed) {
+    const bool good = notice::Call::good(stream) && !b.failed;
+    if (!good) {
         b.root.reset();
     }
     if (root != nullptr) {
         *root = b.root.release();
     }
-    return b.failed ? 0 : result;
+    return good ? result : 0;
 }

@@ -2,9 +2,11 @@
 // The binary flavour of the hierarchy file: for each node the fields that the prototype's model
 // list names, in its order; a node's children follow behind all of its fields.
 #include "tinyFile.h"
+#include "tinyFileBinary.h"
 #include "tinyModel.h"
 #include "tinyModelFields.h"
 #include "tinyModelInner.h"
+#include "tinyNotice.h"
 
 #include <algorithm>
 #include <new>
@@ -69,8 +71,32 @@ ModelOwner readNode(Reader& in, std::span<const std::int16_t> tokens) {
     return node;
 }
 
+bool withinLimits(std::size_t levels, std::size_t nodes) {
+    if (levels >= kModelMaxDepth) {
+        modelRefuseDepth();
+    } else if (nodes > kModelMaxNodes) {
+        modelRefuseCount();
+    }
+    return levels < kModelMaxDepth && nodes <= kModelMaxNodes;
+}
+
+/// Nodes of a few bytes each would fill memory from a small file: those of any real list of fields
+/// have more.
+bool isHostile(std::span<const std::int16_t> tokens) {
+    constexpr std::size_t kFewestBytes = 8;
+    std::size_t bytes = 0;
+    bool hasChildren = false;
+    for (const std::int16_t token : tokens) {
+        const Field* field = findField(token);
+        bytes += field != nullptr ? field->fewestBytes : 0;
+        hasChildren = hasChildren || (field != nullptr && field->countsChildren);
+    }
+    return hasChildren && bytes < kFewestBytes;
+}
+
 ModelOwner readTree(Reader& in, std::span<const std::int16_t> tokens) {
     ModelOwner root = readNode(in, tokens);
+    std::size_t nodes = 1;
     std::vector<Pending> open = {{root.get(), in.children}};
     while (in.good() && !open.empty()) {
         Pending& parent = open.back();
@@ -79,10 +105,12 @@ ModelOwner readTree(Reader& in, std::span<const std::int16_t> tokens) {
             continue;
         }
         --parent.children;
-        Model* child = readNode(in, tokens).release();
-        if (child == nullptr || open.size() >= kModelMaxDepth) {
-            modelDispose(&child);
+        if (!withinLimits(open.size(), ++nodes)) {
             in.fail();
+            break;
+        }
+        Model* child = readNode(in, tokens).release();
+        if (child == nullptr) {
             break;
         }
         modelLinkChild(parent.node, parent.lastChild, child);
@@ -95,10 +123,10 @@ ModelOwner readTree(Reader& in, std::span<const std::int16_t> tokens) {
 } // namespace
 
 int modelWriteBinary(std::FILE* stream, const Model* root, const Prototype* prototype) {
-    if (stream == nullptr || root == nullptr || prototype == nullptr ||
-        modelDepth(root) > kModelMaxDepth) {
+    if (stream == nullptr || root == nullptr || prototype == nullptr) {
         return 0;
     }
+    const notice::Call call("write");
     const std::span<const std::int16_t> tokens = fieldTokens(prototype);
     for (const std::int16_t token : tokens) {
         if (findField(token) == nullptr) {
@@ -107,28 +135,43 @@ int modelWriteBinary(std::FILE* stream, const Model* root, const Prototype* prot
         }
     }
     Writer out(stream, prototype);
+    if (!modelFitsBinary(root)) {
+        return 0;
+    }
     for (const Model* node = root; node != nullptr; node = modelNextBelow(node, root)) {
+        if (notice::wanted()) {
+            binary::reportLongName(node->name);
+            modelReportSceneMembers(*node, false);
+        }
         writeNode(out, *node, tokens);
     }
-    return out.good() ? 1 : 0;
+    return out.good() && notice::Call::good(stream) ? 1 : 0;
 }
 
 Model* modelReadBinary(std::FILE* stream, const Prototype* prototype) {
     if (stream == nullptr || prototype == nullptr) {
         return nullptr;
     }
+    const notice::Call call;
     const std::span<const std::int16_t> tokens = fieldTokens(prototype);
     // A token of which nothing is known stands for a field of unknown size: it can be reported,
     // once for the file, and is taken as a field without bytes.
     for (const std::int16_t token : tokens) {
         if (findField(token) == nullptr) {
             optionPrint("Error: %s %d): illegal token: %hd\n", "tinyModel", __LINE__, token);
+            binary::reportToken(stream, token);
         }
     }
-    try {
-        Reader in(stream, prototype);
-        return readTree(in, tokens).release();
-    } catch (const std::bad_alloc&) {
+    if (isHostile(tokens)) {
+        notice::Call::fail("a tree whose nodes have fewer than 8 bytes each");
         return nullptr;
     }
+    ModelOwner root;
+    try {
+        Reader in(stream, prototype);
+        root = readTree(in, tokens);
+    } catch (const std::bad_alloc&) {
+        notice::Call::failForMemory();
+    }
+    return notice::Call::good(stream) ? root.release() : nullptr;
 }

@@ -2,6 +2,7 @@
 #include "tinyModelFields.h"
 
 #include "tinyModelInner.h"
+#include "tinyUtilsGrow.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -11,8 +12,7 @@
 
 /// Grows only as the file yields bytes, whatever size it claims.
 UserData* modelbinary::Reader::userData() {
-    std::unique_ptr<UserData, UserDataDisposer> block(
-        static_cast<UserData*>(std::calloc(1, sizeof(UserData))));
+    std::unique_ptr<UserData, UserDataDisposer> block(newRecords<UserData>(1));
     std::uint8_t head[8] = {};
     take(head);
     const std::int32_t size = base::loadBeS32(head + 4);
@@ -29,7 +29,7 @@ UserData* modelbinary::Reader::userData() {
         bytes.insert(bytes.end(), part.begin(), part.end());
         left -= part.size();
     }
-    block->data = size > 0 ? static_cast<std::uint8_t*>(std::malloc(bytes.size())) : nullptr;
+    block->data = size > 0 ? newRecords<std::uint8_t>(bytes.size()) : nullptr;
     if (failed_ || (block->data == nullptr && size > 0)) {
         fail();
         return nullptr;
@@ -50,8 +50,15 @@ void writeName(Writer& out, const Model& node, const Field&) {
 }
 void readName(Reader& in, Model& node) {
     const std::string name = in.string();
+    const std::string_view kept = std::string_view(name).substr(0, kFileStringSize - 1);
+    if (kept.size() < name.size()) {
+        in.report(AnimNoticeKind::Cut, "at most 255 characters are kept");
+    }
     std::free(node.name);
-    node.name = name.empty() ? nullptr : strndup(name.data(), kFileStringSize - 1);
+    node.name = name.empty() ? nullptr : newRecords<char>(kept.size() + 1);
+    if (node.name != nullptr) {
+        kept.copy(node.name, kept.size());
+    }
 }
 
 template <auto Member>
@@ -165,26 +172,26 @@ void readChildren(Reader& in, Model&) {
 }
 
 constexpr Field kFields[] = {
-    {"", writeName, readName},
-    {"", writeTriple<&Model::scaling>, readTriple<&Model::scaling>},
-    {"", writeTriple<&Model::rotation>, readTriple<&Model::rotation>},
-    {"", writeTranslation, readTranslation},
-    {"mesh", writeBlocks, readBlocks},
-    {"patch", writeBlocks, readBlocks},
-    {"face", writeBlocks, readBlocks},
-    {"", writeSplines, readSplines},
-    {"clusters", writeBlocks, readBlocks},
-    {"material", writeBlocks, readBlocks},
-    {"texture", writeBlocks, readBlocks},
-    {"texture3D", writeBlocks, readBlocks},
-    {"actor_data", writeBlocks, readBlocks},
-    {"", writeUserData, readUserData},
-    {"*", writeBlocks, readBlocks}, // blocks of every other word
-    {"", writeChildren, readChildren},
-    {"", writeNumber<&Model::hidden>, readNumber<&Model::hidden>},
-    {"", writeNumber<&Model::wireColour>, readNumber<&Model::wireColour>},
-    {"", writeNumber<&Model::lineType>, readNumber<&Model::lineType>},
-    {"", writeNumber<&Model::selection>, readNumber<&Model::selection>},
+    {"", 1, writeName, readName},
+    {"", 12, writeTriple<&Model::scaling>, readTriple<&Model::scaling>},
+    {"", 12, writeTriple<&Model::rotation>, readTriple<&Model::rotation>},
+    {"", 12, writeTranslation, readTranslation},
+    {"mesh", 2, writeBlocks, readBlocks},
+    {"patch", 2, writeBlocks, readBlocks},
+    {"face", 2, writeBlocks, readBlocks},
+    {"", 2, writeSplines, readSplines},
+    {"clusters", 2, writeBlocks, readBlocks},
+    {"material", 2, writeBlocks, readBlocks},
+    {"texture", 2, writeBlocks, readBlocks},
+    {"texture3D", 2, writeBlocks, readBlocks},
+    {"actor_data", 2, writeBlocks, readBlocks},
+    {"", 2, writeUserData, readUserData},
+    {"*", 2, writeBlocks, readBlocks}, // blocks of every other word
+    {"", 2, writeChildren, readChildren, true},
+    {"", 2, writeNumber<&Model::hidden>, readNumber<&Model::hidden>},
+    {"", 2, writeNumber<&Model::wireColour>, readNumber<&Model::wireColour>},
+    {"", 2, writeNumber<&Model::lineType>, readNumber<&Model::lineType>},
+    {"", 2, writeNumber<&Model::selection>, readNumber<&Model::selection>},
 };
 
 std::string_view fieldWord(const Opaque& block) {

@@ -6,6 +6,7 @@
 #include "base/byteOrder.h"
 #include "tinyFile.h"
 #include "tinyModel.h"
+#include "tinyNotice.h"
 #include "tinyOpaqueRead.h"
 #include "tinySpline.h"
 
@@ -60,11 +61,8 @@ class Writer {
     }
     void spline(const Spline* spline) { splineWriteBinary(stream_, spline, prototype_); }
 
-    /// Writes a count; one that the form cannot hold makes the whole tree fail.
-    void count(std::size_t value) {
-        failed_ = failed_ || value > kMaxCount;
-        number(static_cast<std::uint16_t>(value));
-    }
+    /// Writes a count, which is known to fit the form.
+    void count(std::size_t value) { number(static_cast<std::uint16_t>(value)); }
     void fail() { failed_ = true; }
     [[nodiscard]] bool good() const { return !failed_ && std::ferror(stream_) == 0; }
     [[nodiscard]] bool hasSplineLists() const { return prototype_->lists[kSplineList] != nullptr; }
@@ -116,6 +114,9 @@ class Reader {
         failed_ = failed_ || std::fread(bytes.data(), 1, bytes.size(), stream_) != bytes.size();
     }
     void fail() { failed_ = true; }
+    void report(AnimNoticeKind kind, const char* detail) {
+        notice::atByte(kind, "", std::ftell(stream_), "%s", detail);
+    }
     [[nodiscard]] bool good() const { return !failed_; }
 
     /// Blocks of the node being read, each with its place among them.
@@ -132,8 +133,10 @@ class Reader {
 /// for fields that hold blocks kept as text.
 struct Field {
     std::string_view word;
+    std::uint8_t fewestBytes; ///< that a node has of this field
     void (*write)(Writer&, const Model&, const Field&);
     void (*read)(Reader&, Model&);
+    bool countsChildren = false;
 };
 
 /// The field of a token, or null.

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "tinyModel.h"
+#include "tinyNotice.h"
 
 #include <algorithm>
 #include <bit>
@@ -46,6 +47,7 @@ template <typename Element>
         const std::size_t room = std::max<std::size_t>(1, used * 2);
         void* larger = std::realloc(static_cast<void*>(array), room * sizeof(Element*));
         if (larger == nullptr) {
+            notice::Call::failForMemory();
             return false;
         }
         array = static_cast<Element**>(larger);
@@ -54,13 +56,18 @@ template <typename Element>
     return true;
 }
 
-/// Brings a number into what a float holds and a text can say: an infinity becomes the largest
-/// float, what is no number 0.
-[[nodiscard]] double modelClampNumber(double value);
+/// True when the tree can be written as text, or as a binary file, so that it reads back. When it
+/// cannot, the reason is why the call under way fails.
+[[nodiscard]] bool modelFitsText(const Model* root);
+[[nodiscard]] bool modelFitsBinary(const Model* root);
 
-/// Reads the word and the tree behind the header line of a text file; null when the word is not
-/// "model", or as `modelReadAscii`.
-[[nodiscard]] Model* modelReadTextBody(std::FILE* stream);
+/// Sets the reason why a tree that is deeper or has more nodes than the limits is refused.
+void modelRefuseDepth();
+void modelRefuseCount();
+
+/// Reports to a writer of hierarchy files what only scenes hold of a node; of the four numbers that
+/// binary files hold too, where `text` is true.
+void modelReportSceneMembers(const Model& node, bool text);
 
 /// True for a word that stands for something inside a node of the hierarchy file's text.
 [[nodiscard]] bool modelIsTextWord(std::string_view word);

@@ -4,16 +4,14 @@
 #include "tinyFile.h"
 #include "tinyModel.h"
 #include "tinyModelInner.h"
+#include "tinyNotice.h"
 #include "tinyOpaqueRead.h"
 #include "tinySpline.h"
 #include "tinyUtilsText.h"
 
-#include <cctype>
-#include <charconv>
 #include <cstdlib>
 #include <new>
-#include <optional>
-#include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -37,10 +35,7 @@ struct NodeWord {
 
 class TextReader {
   public:
-    explicit TextReader(std::FILE* stream) : stream_(stream) {}
-
-    /// Reads the word in front of the root.
-    ModelOwner readBody() { return next() && word_ == "model" ? read() : nullptr; }
+    explicit TextReader(std::FILE* stream) : words_(stream) {}
 
     ModelOwner read() {
         bool more = enterNode();
@@ -48,7 +43,7 @@ class TextReader {
             more = readItem();
         }
         if (!open_.empty() && !failed_) {
-            animNotify(AnimNoticeKind::Missing, "}");
+            animNotify(AnimNoticeKind::Missing, "}", "the file ends inside a node");
         }
         return failed_ ? nullptr : std::move(root_);
     }
@@ -63,16 +58,15 @@ class TextReader {
     bool enterNode();
 
   private:
-    bool next();
+    bool next() { return words_.next(); }
     bool readItem();
     bool leaveNode();
     bool fail();
-    bool readTriple(float (&values)[3], double unit);
-    void countLinesSince(long position);
+    bool readTriple(float (&values)[3], double unit, const char* word);
     [[nodiscard]] Model& node() { return *open_.back().node; }
 
-    std::FILE* stream_;
-    std::string word_;
+    text::WordReader words_;
+    std::size_t nodes_ = 0;
     std::vector<OpenNode> open_; ///< from the root to the node being read
     ModelOwner root_;
     bool failed_ = false;
@@ -98,72 +92,34 @@ const NodeWord* findWord(std::string_view word) {
     return nullptr;
 }
 
-/// The number that the whole of `word` is, or nothing; infinities and their like are none.
-std::optional<double> wholeNumber(std::string_view word) {
-    word.remove_prefix(word.starts_with('+') ? 1 : 0);
-    const bool digits = word.find_first_not_of("+-.0123456789eE") == std::string_view::npos;
-    const char* end = word.data() + word.size();
-    double value = 0;
-    const auto [rest, error] = std::from_chars(word.data(), end, value);
-    if (!digits || error == std::errc::invalid_argument || rest != end) {
-        return std::nullopt;
-    }
-    return value; // one out of range is 0
-}
-
 bool TextReader::fail() {
     failed_ = true;
     return false;
 }
 
-/// Reads a word as `isspace` separates them; a brace or a double quote is one of its own. What ends
-/// a word stays in the stream.
-bool TextReader::next() {
-    word_.clear();
-    int c = getc_unlocked(stream_);
-    while (std::isspace(c) != 0) {
-        text::lines.next += c == '\n' ? 1 : 0;
-        c = getc_unlocked(stream_);
-    }
-    text::lines.token = text::lines.next;
-    const auto stands = [](int x) { return x == '{' || x == '}' || x == '"'; };
-    bool cut = false;
-    for (; c != EOF && std::isspace(c) == 0; c = getc_unlocked(stream_)) {
-        if (stands(c) && !word_.empty()) {
-            break;
-        }
-        if (word_.size() < kFileStringSize) {
-            word_.push_back(static_cast<char>(c));
-        } else {
-            cut = true;
-        }
-        if (stands(c)) {
-            return true;
-        }
-    }
-    std::ungetc(c, stream_);
-    if (cut) {
-        animNotify(AnimNoticeKind::Cut, word_.c_str());
-    }
-    return !word_.empty();
-}
-
 bool TextReader::readItem() {
-    if (word_ == "}") {
+    if (words_.word() == "}") {
         return leaveNode();
     }
-    const NodeWord* row = findWord(word_);
+    const NodeWord* row = findWord(words_.word());
     if (row == nullptr) {
-        animNotify(AnimNoticeKind::UnknownWord, word_.c_str());
+        animNotify(AnimNoticeKind::Kept, words_.c_str());
         return readOpaque();
     }
     return (this->*row->read)();
 }
 
 bool TextReader::enterNode() {
+    if (open_.size() >= kModelMaxDepth) {
+        modelRefuseDepth();
+        return fail();
+    }
+    if (++nodes_ > kModelMaxNodes) {
+        modelRefuseCount();
+        return fail();
+    }
     Model* fresh = modelAllocate();
-    if (fresh == nullptr || open_.size() >= kModelMaxDepth) {
-        modelDispose(&fresh);
+    if (fresh == nullptr) {
         return fail();
     }
     if (open_.empty()) {
@@ -176,7 +132,7 @@ bool TextReader::enterNode() {
         factor = 1.0F;
     }
     open_.push_back({fresh});
-    return next() && (word_ != "{" || next());
+    return next() && (words_.word() != "{" || next());
 }
 
 bool TextReader::leaveNode() {
@@ -185,55 +141,45 @@ bool TextReader::leaveNode() {
 }
 
 bool TextReader::readName() {
-    if (!next()) {
-        return false;
+    if (words_.peek() != '"') {
+        animNotify(AnimNoticeKind::Missing, "name", "a name in quotes expected");
+        return next();
     }
-    if (word_ != "\"") {
-        animNotify(AnimNoticeKind::Missing, "name");
-        return true;
-    }
-    std::ungetc('"', stream_);
-    const long before = std::ftell(stream_);
-    MallocString name(stringReadAscii(stream_));
-    countLinesSince(before);
+    MallocString name(words_.quoted());
     std::free(node().name);
     node().name = name != nullptr && name.get()[0] != '\0' ? name.release() : nullptr;
     return next();
 }
 
-bool TextReader::readTriple(float (&values)[3], double unit) {
-    for (float& value : values) {
-        if (!next()) {
-            return false;
-        }
-        const std::optional<double> number = wholeNumber(word_);
-        if (!number) {
-            animNotify(AnimNoticeKind::Missing, word_.c_str());
-            return true;
-        }
-        value = static_cast<float>(modelClampNumber(*number / unit));
+bool TextReader::readTriple(float (&values)[3], double unit, const char* word) {
+    Vector read = {};
+    const bool whole = words_.numbers(read, word);
+    if (whole) {
+        values[0] = text::fromUnit(read.x, unit);
+        values[1] = text::fromUnit(read.y, unit);
+        values[2] = text::fromUnit(read.z, unit);
     }
     return next();
 }
 
 bool TextReader::readScaling() {
-    return readTriple(node().scaling, 1.0);
+    return readTriple(node().scaling, 1.0, "scaling");
 }
 
 bool TextReader::readRotation() {
-    return readTriple(node().rotation, kModelDegrees);
+    return readTriple(node().rotation, kModelDegrees, "rotation");
 }
 
 bool TextReader::readTranslation() {
     Vector& fixed = node().translation.fixed;
     float values[3] = {fixed.x, fixed.y, fixed.z};
-    const bool more = readTriple(values, 1.0);
+    const bool more = readTriple(values, 1.0, "translation");
     fixed = {values[0], values[1], values[2]};
     return more;
 }
 
 bool TextReader::readSpline() {
-    Spline* spline = splineReadAscii(stream_, nullptr, nullptr);
+    Spline* spline = splineReadAscii(words_.stream(), nullptr, nullptr);
     if (spline == nullptr) {
         return false;
     }
@@ -245,9 +191,7 @@ bool TextReader::readSpline() {
 }
 
 bool TextReader::readUserData() {
-    const long before = std::ftell(stream_);
-    UserData* data = userDataReadAscii(stream_);
-    countLinesSince(before);
+    UserData* data = userDataReadAscii(words_.stream());
     if (data == nullptr) {
         return false;
     }
@@ -257,25 +201,14 @@ bool TextReader::readUserData() {
 }
 
 bool TextReader::readOpaque() {
-    OpaqueResult result = opaqueRead(stream_, word_, kHierarchyStyle,
+    OpaqueResult result = opaqueRead(words_.stream(), words_.word(), kHierarchyStyle,
                                      [](std::string_view word) { return modelIsTextWord(word); });
     if (result.cut) {
-        animNotify(AnimNoticeKind::Cut, word_.c_str());
+        animNotify(AnimNoticeKind::Cut, words_.c_str(), kOpaqueCut);
     }
     opaqueAppend(open_.back().contentsEnd, std::move(result.block));
-    word_ = std::move(result.lookAhead);
-    return !word_.empty();
-}
-
-/// Counts the line ends that a reader of another module has consumed.
-void TextReader::countLinesSince(long position) {
-    const long here = std::ftell(stream_);
-    if (position < 0 || here <= position || std::fseek(stream_, position, SEEK_SET) != 0) {
-        return;
-    }
-    for (long at = position; at < here; ++at) {
-        text::lines.next += getc_unlocked(stream_) == '\n' ? 1 : 0;
-    }
+    words_.set(result.lookAhead);
+    return !result.lookAhead.empty();
 }
 
 } // namespace
@@ -288,19 +221,12 @@ Model* modelReadAscii(std::FILE* stream) {
     if (stream == nullptr) {
         return nullptr;
     }
+    const notice::Call call;
+    ModelOwner root;
     try {
-        return TextReader(stream).read().release();
+        root = TextReader(stream).read();
     } catch (const std::bad_alloc&) {
-        return nullptr;
+        notice::Call::failForMemory();
     }
-}
-
-Model* modelReadTextBody(std::FILE* stream) {
-    constexpr std::int64_t kLineAfterHeader = 2;
-    animSetLineNumber(kLineAfterHeader);
-    try {
-        return TextReader(stream).readBody().release();
-    } catch (const std::bad_alloc&) {
-        return nullptr;
-    }
+    return notice::Call::good(stream) ? root.release() : nullptr;
 }

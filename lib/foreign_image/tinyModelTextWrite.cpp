@@ -4,43 +4,21 @@
 #include "tinyFile.h"
 #include "tinyModel.h"
 #include "tinyModelInner.h"
+#include "tinyNotice.h"
 #include "tinySpline.h"
+#include "tinyUtilsText.h"
 
-#include <algorithm>
-#include <charconv>
-#include <limits>
 #include <new>
 #include <string>
 
 namespace {
 
-/// Most digits after the point and widest field that anybody can ask for.
-constexpr int kMaxPrecision = 20;
-
-void writeQuotedName(std::FILE* stream, const char* name) {
-    // The form has no escape: a double quote inside a name would end it.
-    for (const char* c = name != nullptr ? name : ""; *c != '\0'; ++c) {
-        std::fputc(*c == '"' ? '\'' : *c, stream);
-    }
-}
-
-/// A number in the width and precision of the text files, whatever the locale. Formatted from the
-/// double, so that degrees read, held as radians and written again come out as they were.
-std::string fixedNumber(double value) {
-    char digits[64 + std::numeric_limits<float>::max_exponent10];
-    const auto result = std::to_chars(digits, digits + sizeof digits, modelClampNumber(value),
-                                      std::chars_format::fixed, std::clamp(FD, 0, kMaxPrecision));
-    std::string number(digits, result.ptr);
-    const auto width = static_cast<std::size_t>(std::clamp(FM, 0, kMaxPrecision));
-    return number.size() < width ? number.insert(0, width - number.size(), ' ') : number;
-}
-
 void writeTriple(std::FILE* stream, const std::string& prefix, const char* word,
                  const float (&values)[3], double unit) {
     std::fprintf(stream, "%s%-13s", prefix.c_str(), word);
     for (int i = 0; i < 3; ++i) {
-        const std::string number = fixedNumber(static_cast<double>(values[i]) * unit);
-        std::fprintf(stream, "%s%s", number.c_str(), i < 2 ? " " : "\n");
+        text::putFixed(stream, values[i], unit);
+        text::put(stream, i < 2 ? " " : "\n");
     }
 }
 
@@ -58,10 +36,13 @@ void writeContents(std::FILE* stream, const Model& node, const std::string& pref
 
 void openNode(std::FILE* stream, const Model& node, const std::string& prefix) {
     const Vector& move = node.translation.fixed;
-    std::fprintf(stream, "\n%smodel\n%s{\n%sname         \"", prefix.c_str(), prefix.c_str(),
+    if (notice::wanted()) {
+        modelReportSceneMembers(node, true);
+    }
+    std::fprintf(stream, "\n%smodel\n%s{\n%sname         ", prefix.c_str(), prefix.c_str(),
                  prefix.c_str());
-    writeQuotedName(stream, node.name);
-    std::fputs("\"\n", stream);
+    text::putDoubleQuoted(stream, node.name);
+    text::put(stream, "\n");
     writeTriple(stream, prefix, "scaling", node.scaling, 1.0);
     writeTriple(stream, prefix, "rotation", node.rotation, kModelDegrees);
     writeTriple(stream, prefix, "translation", {move.x, move.y, move.z}, 1.0);
@@ -94,14 +75,17 @@ void writeTree(std::FILE* stream, const Model* root, std::string prefix) {
 } // namespace
 
 int modelWriteAscii(std::FILE* stream, const Model* root, const char* prefix) {
-    if (stream == nullptr || root == nullptr || prefix == nullptr ||
-        modelDepth(root) > kModelMaxDepth) {
+    if (stream == nullptr || root == nullptr || prefix == nullptr) {
+        return 0;
+    }
+    const notice::Call call("write");
+    if (!modelFitsText(root)) {
         return 0;
     }
     try {
         writeTree(stream, root, prefix);
-        return std::ferror(stream) == 0 ? 1 : 0;
     } catch (const std::bad_alloc&) {
-        return 0;
+        notice::Call::failForMemory();
     }
+    return notice::Call::good(stream) ? 1 : 0;
 }

@@ -5,16 +5,15 @@
 #include "tinyModel.h"
 #include "tinyModelInner.h"
 #include "tinySpline.h"
+#include "tinyUtilsGrow.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <limits>
 #include <string_view>
 
 Model* modelAllocate() {
-    return static_cast<Model*>(std::calloc(1, sizeof(Model)));
+    return newRecords<Model>(1);
 }
 
 namespace {
@@ -72,7 +71,7 @@ bool isNodeOrAncestor(const Model* candidate, const Model* node) {
 } // namespace
 
 ModelShape* modelShapeAllocate() {
-    return static_cast<ModelShape*>(std::calloc(1, sizeof(ModelShape)));
+    return newRecords<ModelShape>(1);
 }
 
 void modelShapeDispose(ModelShape** shape) {
@@ -113,11 +112,6 @@ void modelDispose(Model** model) {
 void modelLinkChild(Model* parent, Model* lastChild, Model* child) {
     (lastChild != nullptr ? lastChild->next : parent->child) = child;
     child->parent = parent;
-}
-
-double modelClampNumber(double value) {
-    constexpr double kLargest = std::numeric_limits<float>::max();
-    return std::isnan(value) ? 0.0 : std::clamp(value, -kLargest, kLargest);
 }
 
 int modelCreateParentship(Model* parent, Model* child) {
@@ -167,26 +161,6 @@ const Model* modelNextBelow(const Model* node, const Model* root) {
         node = node->parent;
     }
     return node == nullptr || node == root ? nullptr : node->next;
-}
-
-int modelDepth(const Model* root) {
-    int deepest = 1;
-    int depth = 1;
-    const Model* node = root;
-    while (node != nullptr) {
-        deepest = std::max(deepest, depth);
-        if (node->child != nullptr) {
-            node = node->child;
-            ++depth;
-            continue;
-        }
-        while (node != nullptr && node != root && node->next == nullptr) {
-            node = node->parent;
-            --depth;
-        }
-        node = node == nullptr || node == root ? nullptr : node->next;
-    }
-    return deepest;
 }
 
 // Kept: The search runs on past the start node's subtree.

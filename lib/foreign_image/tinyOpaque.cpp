@@ -2,6 +2,7 @@
 #include "tinyOpaque.h"
 
 #include "tinyOpaqueRead.h"
+#include "tinyUtilsGrow.h"
 #include "tinyUtilsText.h"
 
 #include <cstdlib>
@@ -191,11 +192,12 @@ OpaqueResult opaqueRead(std::FILE* stream, std::string_view firstWord, const Opa
 }
 
 OpaqueOwner opaqueAllocate(std::string_view text) {
-    OpaqueOwner block(static_cast<Opaque*>(std::calloc(1, sizeof(Opaque))));
-    if (block != nullptr) {
-        block->text = strndup(text.data(), text.size());
+    OpaqueOwner block(newRecords<Opaque>(1));
+    if (block != nullptr && (block->text = newRecords<char>(text.size() + 1)) != nullptr) {
+        text.copy(block->text, text.size());
+        return block;
     }
-    return block != nullptr && block->text != nullptr ? std::move(block) : nullptr;
+    return nullptr;
 }
 
 void opaqueAppend(Opaque**& end, OpaqueOwner block) {
@@ -209,7 +211,7 @@ void opaqueReadTokens(std::FILE* stream, std::string_view first, bool (*ends)(st
                       Opaque**& end) {
     OpaqueResult result = opaqueRead(stream, first, kSceneStyle, ends);
     if (result.cut) {
-        animNotify(AnimNoticeKind::Cut, animToken);
+        animNotify(AnimNoticeKind::Cut, animToken, kOpaqueCut);
     }
     opaqueAppend(end, std::move(result.block));
     std::memcpy(animTokenLine, result.lookAhead.c_str(), result.lookAhead.size() + 1);

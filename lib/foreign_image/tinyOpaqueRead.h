@@ -36,6 +36,10 @@ struct OpaqueResult {
                            ///< the text kept), or a zero byte or the whole block was dropped
 };
 
+/// The detail of a notice about a block that was cut.
+inline constexpr char kOpaqueCut[] =
+    "a block of more than 64 MB or 256 levels of braces, with a zero byte, or without its end";
+
 /// Reads the block that begins with `firstWord`, which has been read, up to the next word outside
 /// braces and quotes for which `ends` is true, and consumes that word, which then counts as
 /// the last token of the line count. Uses no stack and keeps no more than `kOpaqueMaxBytes`.

@@ -5,6 +5,7 @@
 #include "tinyFcurve.h"
 #include "tinySceneInner.h"
 #include "tinySpline.h"
+#include "tinyUtilsGrow.h"
 
 #include <cstdlib>
 
@@ -24,7 +25,7 @@ Element** listEnd(Element** link) {
 /// Appends a new list element that holds `owned`.
 template <auto Member, typename Element, typename Owned>
 int append(Element** list, Owned* owned) {
-    auto* element = static_cast<Element*>(std::calloc(1, sizeof(Element)));
+    auto* element = newRecords<Element>(1);
     if (element == nullptr) {
         return 0;
     }
@@ -59,7 +60,7 @@ void disposeLists(Scene* scene) {
 } // namespace
 
 Scene* sceneAllocate() {
-    auto* scene = static_cast<Scene*>(std::calloc(1, sizeof(Scene)));
+    auto* scene = newRecords<Scene>(1);
     if (scene != nullptr) {
         scene->frameStart = 1;
         scene->frameEnd = kDefaultFrameEnd;

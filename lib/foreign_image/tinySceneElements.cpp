@@ -5,11 +5,10 @@
 #include "tinyOpaqueRead.h"
 #include "tinySceneInner.h"
 #include "tinySpline.h"
+#include "tinyUtilsGrow.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdlib>
-#include <limits>
 
 namespace {
 
@@ -77,13 +76,11 @@ template <auto Member>
 constexpr SceneRow wholePart(std::string_view word) {
     return {word,
             [](std::FILE* stream, SceneBlock& b) {
-                using Limits = std::numeric_limits<std::int16_t>;
                 float value = 0.0F;
                 if (!in_animFValue(stream, &value)) {
                     return Outcome::EndOfFile;
                 }
-                b.record->*Member = static_cast<std::int16_t>(
-                    std::clamp(value, float{Limits::min()}, float{Limits::max()}));
+                b.record->*Member = text::toShort(value, animToken);
                 return Outcome::Next;
             },
             [](std::FILE* stream, const Scene& scene) {
@@ -118,7 +115,7 @@ Outcome readLight(std::FILE* stream, SceneBlock& b) {
 }
 
 Outcome readHierarchy(std::FILE* stream, SceneBlock& b) {
-    auto* element = static_cast<SceneHierarchy*>(std::calloc(1, sizeof(SceneHierarchy)));
+    auto* element = newRecords<SceneHierarchy>(1);
     const int result =
         objectReadAsciiAnimation(stream, element != nullptr ? &element->root : nullptr);
     if (element != nullptr && element->root != nullptr) {
@@ -130,7 +127,7 @@ Outcome readHierarchy(std::FILE* stream, SceneBlock& b) {
 }
 
 Outcome readSpline(std::FILE* stream, SceneBlock& b) {
-    auto* element = static_cast<SceneSpline*>(std::calloc(1, sizeof(SceneSpline)));
+    auto* element = newRecords<SceneSpline>(1);
     Spline* spline = element != nullptr ? splineAllocate() : nullptr;
     const int result = splineReadAsciiAnimation(stream, spline);
     if (spline != nullptr) {
@@ -148,6 +145,14 @@ Outcome readWave(std::FILE* stream, SceneBlock& b) {
 }
 
 // -------------------------------------------------------------------------------- read and dropped
+
+/// Reports the current token as a word that the record has no place for, before `Read` passes over
+/// its value.
+template <auto Read>
+Outcome dropped(std::FILE* stream, SceneBlock& b) {
+    animNotify(AnimNoticeKind::ByFormat, animToken);
+    return Read(stream, b);
+}
 
 template <int Count>
 Outcome dropTokens(std::FILE* stream, SceneBlock&) {
@@ -211,9 +216,9 @@ constexpr SceneRow kElementRows[] = {
     {"HIERARCHY", readHierarchy},
     {"SPLINE", readSpline},
     {"WAVE", readWave},
-    {"CAMERA_VISIBLE", dropTokens<1>},
-    {"WINDOW_LAYOUT", dropLayout},
-    {"MULTI_SELECT", dropTokens<1>},
+    {"CAMERA_VISIBLE", dropped<dropTokens<1>>},
+    {"WINDOW_LAYOUT", dropped<dropLayout>},
+    {"MULTI_SELECT", dropped<dropTokens<1>>},
 };
 
 } // namespace
@@ -224,6 +229,12 @@ std::span<const SceneRow> sceneFrontRows() {
 
 std::span<const SceneRow> sceneElementRows() {
     return kElementRows;
+}
+
+bool sceneOpensElement(std::string_view word) {
+    constexpr std::string_view kWords[] = {"CAMERA", "LIGHT",     "HIERARCHY", "SPLINE",
+                                           "WAVE",   "FILE_PATH", "FRAME",     "WINDOW_LAYOUT"};
+    return std::ranges::find(kWords, word) != std::end(kWords);
 }
 
 bool sceneIsWord(std::string_view word) {

@@ -1,25 +1,31 @@
 // SPDX-License-Identifier: MIT
 // The scene file: header, loop over its keywords, and the order in which they are written.
-#include "base/uniqueFile.h"
+#include "tinyFcurve.h"
+#include "tinyModelInner.h"
+#include "tinyNotice.h"
 #include "tinySceneInner.h"
+#include "tinyTextFile.h"
 
+#include <algorithm>
 #include <charconv>
 #include <cstring>
 #include <new>
-#include <string>
 
 namespace {
 
 /// A number as "%g" (no fixed digits) or with that many digits, the same in every locale.
-std::string numberText(float value, int fixedDigits = -1) {
-    char digits[64];
-    const auto result =
-        fixedDigits >= 0 ? std::to_chars(digits, digits + sizeof digits, static_cast<double>(value),
-                                         std::chars_format::fixed, fixedDigits)
-                         : std::to_chars(digits, digits + sizeof digits, static_cast<double>(value),
-                                         std::chars_format::general, 6);
-    return {digits, result.ptr};
-}
+struct NumberText {
+    char digits[64] = {};
+
+    explicit NumberText(float value, int fixedDigits = -1) {
+        char* end = digits + sizeof digits - 1;
+        if (fixedDigits >= 0) {
+            std::to_chars(digits, end, double{value}, std::chars_format::fixed, fixedDigits);
+        } else {
+            std::to_chars(digits, end, double{value}, std::chars_format::general, 6);
+        }
+    }
+};
 
 /// True when the scene can be read or written at all; says why not.
 bool hasName(const Scene* scene) {
@@ -54,32 +60,74 @@ bool readHeaderLine(std::FILE* stream) {
     return found;
 }
 
-/// Takes the version from behind the last letter v of the header line, and warns of a newer one.
+/// Takes the version from behind the last letter v of the header line, and reports one that decides
+/// how the file is read.
 void takeVersion() {
     if (const char* letter = std::strrchr(animTokenLine, 'v')) {
         animFileVersion = text::parseFloat(letter + 1).value;
     }
+    const NumberText version(animFileVersion);
+    if (fcurveKeysHaveNoType(animFileVersion)) {
+        notice::atLine(AnimNoticeKind::Version, version.digits, text::lines.token,
+                       "keys end at their FLAG; the header says \"%s\"", animTokenLine);
+    }
     if (animFileVersion > RELEASE_NUMBER) {
+        const NumberText release(RELEASE_NUMBER);
+        notice::atLine(AnimNoticeKind::Version, version.digits, text::lines.token,
+                       "later than %s; the header says \"%s\"", release.digits, animTokenLine);
         optionPrint("Warning: scene file version %s is later than the dkit release version %s\n",
-                    numberText(animFileVersion).c_str(), numberText(RELEASE_NUMBER).c_str());
+                    version.digits, release.digits);
         optionPrint("Attempt to read: An error may occur...\n");
     }
 }
 
+/// The line ends of another system that the current token shows, or null. What ended a token of DOS
+/// was a newline.
+const char* foreignLineEnds() {
+    const char* at = std::strchr(animToken, '\r');
+    if (at == nullptr) {
+        return nullptr;
+    }
+    return at[1] == '\0' ? "DOS line ends" : "old Mac line ends";
+}
+
+/// Reports the line ends of another system. DOS ones are read as far as they can be, each carriage
+/// return as part of its word; a file of an old Mac has one line only and is refused.
+bool lineEndsServe() {
+    const char* foreign = foreignLineEnds();
+    if (foreign == nullptr) {
+        return true;
+    }
+    notice::lineEnds(foreign);
+    if (std::strcmp(foreign, "DOS line ends") == 0) {
+        return true;
+    }
+    notice::Call::fail("it has old Mac line ends");
+    return false;
+}
+
 bool readHeader(std::FILE* stream, const char* fileName) {
-    animSetLineNumber(1);
     static_cast<void>(in_animToken(stream));
     if (std::strcmp(animToken, "SSCN") != 0) {
-        optionPrint("Not a scene file\n");
+        if (std::strncmp(animToken, "SSCN\r", 5) == 0) {
+            static_cast<void>(lineEndsServe());
+        }
+        if (notice::Call::good(stream)) { // else the reason is another one
+            notice::Call::failAsSaid("not a scene file");
+            optionPrint("Not a scene file\n");
+        }
         return false;
     }
     optionPrint("Reading scene file '%s'.\n", fileName);
     if (!readHeaderLine(stream)) {
-        optionPrint("Bad header.\n");
+        if (notice::Call::good(stream)) {
+            notice::Call::failAsSaid("bad header");
+            optionPrint("Bad header.\n");
+        }
         return false;
     }
     takeVersion();
-    return true;
+    return lineEndsServe();
 }
 
 /// Reads the keywords of a scene up to the end of the file.
@@ -89,7 +137,7 @@ class BodyReader {
 
     void read() {
         bool more = in_animToken(stream_) != 0;
-        while (more && animToken[0] != '\0') {
+        while (more && animToken[0] != '\0' && !notice::Call::failed()) {
             const table::Outcome outcome = readKeyword();
             more = outcome == table::Outcome::Again ||
                    (outcome == table::Outcome::Next && in_animToken(stream_));
@@ -98,20 +146,28 @@ class BodyReader {
 
   private:
     table::Outcome readKeyword() {
-        for (const auto& rows : {sceneFrontRows(), sceneElementRows()}) {
-            if (const SceneRow* row = table::find(rows, animToken)) {
-                return row->read(stream_, block_);
-            }
+        if (!sceneIsWord(animToken)) {
+            return skipUnknown();
         }
-        const auto outcome = renderReadKeyword(stream_, &block_.record->rendering);
-        return outcome ? *outcome : skipUnknown();
+        unknown_.end();
+        if (const SceneRow* row = table::find(sceneFrontRows(), animToken)) {
+            block::noteRepeated(sceneFrontRows(), row, seenFront_);
+            return row->read(stream_, block_);
+        }
+        if (const SceneRow* row = table::find(sceneElementRows(), animToken)) {
+            if (row->write != nullptr) { // the others come in lists
+                block::noteRepeated(sceneElementRows(), row, seenElements_);
+            }
+            return row->read(stream_, block_);
+        }
+        return *renderReadKeyword(stream_, &block_.record->rendering, seenRendering_);
     }
 
     // Kept: Only the first unknown word of a scene file is reported.
     // A reader would expect each to be; one foreign block would flood the user with messages, so
     // the rest, and words at the very end of the file, are passed over. An observer hears of all.
     table::Outcome skipUnknown() {
-        animNotify(AnimNoticeKind::UnknownWord, animToken);
+        unknown_.add(animToken);
         const int following = getc_unlocked(stream_);
         if (following == EOF) {
             return table::Outcome::EndOfFile;
@@ -126,6 +182,10 @@ class BodyReader {
 
     std::FILE* stream_;
     SceneBlock block_;
+    notice::UnknownRun unknown_;
+    std::uint64_t seenFront_ = 0;
+    std::uint64_t seenElements_ = 0;
+    std::uint64_t seenRendering_ = 0;
     bool reported_ = false;
 };
 
@@ -134,7 +194,7 @@ void writeScene(std::FILE* stream, const char* headerText, float version, const 
     animWriteNewLine(stream);
     text::put(stream, headerText != nullptr ? headerText : "");
     text::put(stream, " v");
-    text::putWord(stream, numberText(version, 2));
+    text::putWord(stream, NumberText(version, 2).digits);
     animWriteNewLine(stream);
     animWriteNewLine(stream);
     block::write(stream, sceneFrontRows(), scene);
@@ -144,19 +204,73 @@ void writeScene(std::FILE* stream, const char* headerText, float version, const 
     animWriteNewLine(stream);
 }
 
+bool hasKeys(const Fcurve* const* curves, int count) {
+    return std::any_of(curves, curves + count, [](const Fcurve* curve) {
+        return curve != nullptr && curve->keys != nullptr && curve->keyCount > 0;
+    });
+}
+
+bool hasKeys(const Model& node) {
+    for (const ModelShape* shape = node.shapes; shape != nullptr; shape = shape->next) {
+        if (hasKeys(&shape->interpolation, 1) || hasKeys(shape->weights, shape->weightCount)) {
+            return true;
+        }
+    }
+    return hasKeys(node.curves, kModelCurveCount);
+}
+
+bool hasKeys(const Scene& scene) {
+    for (const Light* light = scene.lights; light != nullptr; light = light->next) {
+        if (hasKeys(light->curves, kLightCurveCount)) {
+            return true;
+        }
+    }
+    for (const SceneHierarchy* tree = scene.hierarchies; tree != nullptr; tree = tree->next) {
+        for (const Model* node = tree->root; node != nullptr; node = modelNextNode(node)) {
+            if (hasKeys(*node)) {
+                return true;
+            }
+        }
+    }
+    return hasKeys(scene.camera.curves, kCameraCurveCount) ||
+           hasKeys(scene.rendering.fadeCurves, kFadeCount);
+}
+
+/// True when the text will read back; what cannot is the reason why the call fails.
+bool fits(const char* headerText, float version, const Scene& scene) {
+    const float readBack = text::parseFloat(NumberText(version, 2).digits).value;
+    if (fcurveKeysHaveNoType(readBack) && hasKeys(scene)) {
+        notice::Call::fail("files of version %s have no place for the type of a key",
+                           NumberText(version, 2).digits);
+    }
+    if (headerText != nullptr && std::strpbrk(headerText, "\n\r") != nullptr) {
+        notice::Call::fail("the text of the header has more than one line");
+    }
+    for (const SceneHierarchy* tree = scene.hierarchies; tree != nullptr; tree = tree->next) {
+        if (tree->root != nullptr && !modelFitsText(tree->root)) {
+            return false;
+        }
+    }
+    return !notice::Call::failed();
+}
+
 } // namespace
 
 int sceneWriteAsciiAnimation(const char* headerText, float version, const Scene* scene) {
     if (!hasName(scene)) {
         return 0;
     }
-    const std::string fileName = std::string(scene->name) + ".scn";
-    base::UniqueFile file = base::openFile(fileName.c_str(), 'w');
+    const MallocString fileName = fileNameOf(scene->name, ".scn");
+    const notice::Call call("write", fileName.get());
+    if (!fits(headerText, version, *scene)) {
+        return 0;
+    }
+    base::UniqueFile file = textfile::open(fileName.get(), 'w');
     if (file == nullptr) {
         // Kept: The writer's complaint about a file that it cannot open has no line end.
         // A reader would expect it to look like the reader's, with quotes, full stop and newline.
         // Programs that scan the toolkit's messages tell the two apart by it.
-        optionPrint("Unable to open file %s", fileName.c_str());
+        optionPrint("Unable to open file %s", fileName != nullptr ? fileName.get() : "");
         return 0;
     }
     // Kept: The message about saving names the scene without its extension.
@@ -165,34 +279,31 @@ int sceneWriteAsciiAnimation(const char* headerText, float version, const Scene*
     optionPrint("Saving scene file '%s'.\n", scene->name);
     incIndent(0);
     writeScene(file.get(), headerText, version, *scene);
-    const bool clean = std::fflush(file.get()) == 0 && std::ferror(file.get()) == 0;
-    const bool closed = std::fclose(file.release()) == 0;
+    const bool closed = textfile::closeWritten(file.release());
     setIndentLength(0);
     incIndent(0);
-    if (!clean || !closed) {
-        optionPrint("Unable to write file '%s'.\n", fileName.c_str());
-    }
-    return clean && closed ? 1 : 0;
+    return closed && !notice::Call::failed() ? 1 : 0;
 }
 
 int sceneReadAsciiAnimation(Scene* scene) {
     if (!hasName(scene)) {
         return 0;
     }
-    const std::string fileName = std::string(scene->name) + ".scn";
-    const base::UniqueFile file = base::openFile(fileName.c_str(), 'r');
+    const MallocString fileName = fileNameOf(scene->name, ".scn");
+    const notice::Call call("read", fileName.get());
+    const base::UniqueFile file = textfile::open(fileName.get(), 'r');
     if (file == nullptr) {
-        optionPrint("Unable to open file '%s'.\n", fileName.c_str());
+        optionPrint("Unable to open file '%s'.\n", fileName != nullptr ? fileName.get() : "");
         return 0;
     }
-    if (!readHeader(file.get(), fileName.c_str())) {
+    animSetLineNumber(1);
+    if (!readHeader(file.get(), fileName.get())) {
         return 0;
     }
     try {
         BodyReader(file.get(), scene).read();
-        return 1;
     } catch (const std::bad_alloc&) {
-        optionPrint("Out of memory while reading file '%s'.\n", fileName.c_str());
-        return 0;
+        notice::Call::failForMemory();
     }
+    return notice::Call::good(file.get()) ? 1 : 0;
 }

@@ -5,6 +5,7 @@
 #include "tinyCameraBlock.h"
 #include "tinyScene.h"
 
+#include <cstdint>
 #include <cstdio>
 #include <optional>
 #include <span>
@@ -26,13 +27,16 @@ using SceneRow = block::Row<SceneBlock>;
 [[nodiscard]] std::span<const SceneRow> sceneFrontRows();
 [[nodiscard]] std::span<const SceneRow> sceneElementRows();
 
+/// True for the words that open an element of the scene, which end a block kept as text in a tree.
+[[nodiscard]] bool sceneOpensElement(std::string_view word);
+
 /// True for every word that stands for something at the scene's level.
 [[nodiscard]] bool sceneIsWord(std::string_view word);
 
 /// Reads the value of the current token into the settings, or gives nothing when it is none of the
-/// rendering keywords.
-[[nodiscard]] std::optional<table::Outcome> renderReadKeyword(std::FILE* stream,
-                                                              SceneRendering* rendering);
+/// rendering keywords. `seen` has a bit for each keyword that the file has had before.
+[[nodiscard]] std::optional<table::Outcome>
+renderReadKeyword(std::FILE* stream, SceneRendering* rendering, std::uint64_t& seen);
 
 /// True for a rendering keyword.
 [[nodiscard]] bool renderIsWord(std::string_view word);

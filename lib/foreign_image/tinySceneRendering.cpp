@@ -70,6 +70,22 @@ bool hasSize(const ScenePicture& picture) {
     return picture.format == kPictureCustomSize;
 }
 
+/// Reports the sizes that the format does not have.
+void reportSizes(const ScenePicture& picture) {
+    const struct {
+        const char* word;
+        bool set;
+    } sizes[] = {{"ASPECT", picture.aspect != 0.0F && !hasAspect(picture)},
+                 {"WIDTH", picture.width != 0.0F && !hasSize(picture)},
+                 {"HEIGHT", picture.height != 0.0F && !hasSize(picture)}};
+    for (const auto& size : sizes) {
+        if (picture.set != 0 && size.set) {
+            notice::written(AnimNoticeKind::ByFormat, size.word,
+                            "of a picture whose format does not have it");
+        }
+    }
+}
+
 constexpr PictureRow kPictureRows[] = {
     {"FORMAT_TYPE", readFormat, writeFormat, hasFormat},
     {"ASPECT", readSize<&ScenePicture::aspect>, writeSize<&ScenePicture::aspect>, hasAspect},
@@ -157,10 +173,14 @@ Outcome readAntialias(std::FILE* stream, RenderBlock& b) {
     // Kept: The first integer of "ANTIALIAS" is the value of "FILTER".
     // A reader would expect two settings; both words address one field, so that whichever comes
     // last in the file counts, and files are written with one number in both places.
+    const std::int16_t before = settings.filter;
     const bool whole = block::readChoice(stream, kAntialiasWords, settings.antialias) &&
                        in_animSValue(stream, &settings.filter) != 0 &&
                        in_animLValue(stream, &settings.antialiasLevel) != 0 &&
                        in_animFValue(stream, &settings.antialiasThreshold) != 0;
+    if (before != 0 && before != settings.filter) {
+        animNotify(AnimNoticeKind::ByFormat, "FILTER", "the number of ANTIALIAS takes its place");
+    }
     return whole ? Outcome::Next : Outcome::EndOfFile;
 }
 
@@ -200,9 +220,11 @@ void writeFadeColour(std::FILE* stream, const Settings& settings) {
 // A reader would expect curves to be held like those of the fade colour; they are read and dropped,
 // and the writer gives three plain numbers. Renderers rely on finding numbers there.
 Outcome readAmbience(std::FILE* stream, RenderBlock& b) {
+    const block::DroppedCurves<3> dropped;
     float* light = b.record->ambience;
-    return Rows::again(value3ReadAsciiAnimation(stream, &light[0], &light[1], &light[2], nullptr,
-                                                nullptr, nullptr));
+    return Rows::again(value3ReadAsciiAnimation(stream, &light[0], &light[1], &light[2],
+                                                dropped.place(0), dropped.place(1),
+                                                dropped.place(2)));
 }
 
 void writeAmbience(std::FILE* stream, const Settings& settings) {
@@ -262,14 +284,20 @@ void renderDisposeParts(SceneRendering* rendering) {
 }
 
 int renderWriteAsciiAnimation(std::FILE* stream, const SceneRendering& rendering) {
+    reportSizes(rendering.picture);
     block::write(stream, kRows, rendering);
     return 1;
 }
 
-std::optional<table::Outcome> renderReadKeyword(std::FILE* stream, SceneRendering* rendering) {
+std::optional<table::Outcome> renderReadKeyword(std::FILE* stream, SceneRendering* rendering,
+                                                std::uint64_t& seen) {
     const Row* row = table::find(kRows, animToken);
+    if (row == nullptr) {
+        return std::nullopt;
+    }
     RenderBlock b = {rendering};
-    return row != nullptr ? std::optional(row->read(stream, b)) : std::nullopt;
+    block::noteRepeated(kRows, row, seen);
+    return row->read(stream, b);
 }
 
 bool renderIsWord(std::string_view word) {

@@ -2,7 +2,8 @@
 // The records of splines and their points.
 #include "tinySpline.h"
 
-#include "tinyUtilsTable.h"
+#include "tinyNotice.h"
+#include "tinySplineInner.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -29,7 +30,7 @@ bool samePlace(const SplineKey& a, const SplineKey& b) {
 } // namespace
 
 Spline* splineAllocate() {
-    return static_cast<Spline*>(std::calloc(1, sizeof(Spline)));
+    return newRecords<Spline>(1);
 }
 
 void splineDispose(Spline** spline) {
@@ -44,13 +45,28 @@ void splineDispose(Spline** spline) {
 }
 
 SplineKey* splineKeyAllocate(std::int16_t count) {
-    return count < 1 ? nullptr
-                     : static_cast<SplineKey*>(
-                           std::calloc(static_cast<std::size_t>(count), sizeof(SplineKey)));
+    return count < 1 ? nullptr : newRecords<SplineKey>(static_cast<std::size_t>(count));
 }
 
 std::int32_t splineGetTypeByName(const char* name) {
     return name == nullptr ? 0 : std::max(0, table::indexOf(SplineTypeName, name));
+}
+
+void splineReportSceneMembers(const Spline& spline) {
+    const struct {
+        const char* word;
+        bool set;
+    } members[] = {{"KEYFRAME", spline.keyframe != nullptr},
+                   {"KEYLIST", spline.keyList != nullptr},
+                   {"WIRE_COLOUR", (spline.display & kSplineHasWireColour) != 0},
+                   {"LINE_TYPE", (spline.display & kSplineHasLineType) != 0},
+                   {"SELECTED", (spline.display & kSplineHasSelection) != 0}};
+    for (const auto& member : members) {
+        if (member.set) {
+            notice::written(AnimNoticeKind::ByFormat, member.word, "of spline \"%.60s\"",
+                            spline.name != nullptr ? spline.name : "");
+        }
+    }
 }
 
 int splineShrinkBezier(Spline* spline) {

@@ -1,11 +1,14 @@
 // SPDX-License-Identifier: MIT
 // The form that a spline has inside scene files: docs/toolkit-formats.md.
+#include "tinyNotice.h"
 #include "tinySoftType.h"
 #include "tinySplineInner.h"
 #include "tinyUtilsText.h"
 
 #include <algorithm>
 #include <cstring>
+#include <limits>
+#include <type_traits>
 
 namespace {
 
@@ -68,33 +71,52 @@ void writeVector(std::FILE* stream, const SplineKey& key) {
 }
 
 Outcome readFlag(std::FILE* stream, SplineKey& key) {
-    std::int32_t flags = 0;
-    const int found = in_animLValue(stream, &flags);
-    key.flags = static_cast<std::uint32_t>(flags);
-    return found != 0 ? Outcome::Next : Outcome::EndOfFile;
+    if (in_animToken(stream) == 0) {
+        return Outcome::EndOfFile;
+    }
+    constexpr std::int64_t kLeast = std::numeric_limits<std::int32_t>::min();
+    constexpr std::int64_t kMost = std::numeric_limits<std::uint32_t>::max();
+    key.flags = static_cast<std::uint32_t>(text::toInt(animToken, kLeast, kMost));
+    return Outcome::Next;
 }
 
 void writeFlag(std::FILE* stream, const SplineKey& key) {
     text::putInt(stream, static_cast<std::int32_t>(key.flags));
 }
 
+bool always(const SplineKey& /*key*/) {
+    return true;
+}
+
+template <auto Member>
+bool isSet(const SplineKey& key) {
+    if constexpr (std::is_same_v<decltype(Member), Vector SplineKey::*>) {
+        const Vector& vector = key.*Member;
+        return vector.x != 0.0F || vector.y != 0.0F || vector.z != 0.0F;
+    } else {
+        return key.*Member != 0;
+    }
+}
+
 struct PointRow {
     std::string_view word;
-    bool bezierOnly; ///< written only for Bezier splines
+    bool (*present)(const SplineKey&); ///< Bezier splines write every row
     Outcome (*read)(std::FILE*, SplineKey&);
     void (*write)(std::FILE*, const SplineKey&);
 };
 
 /// In the order in which a point is written; the first word begins a point.
 constexpr PointRow kPointRows[] = {
-    {"POSITION", false, readVector<&SplineKey::position>, writeVector<&SplineKey::position>},
-    {"PREVIOUS", true, readVector<&SplineKey::previous>, writeVector<&SplineKey::previous>},
-    {"NEXT", true, readVector<&SplineKey::next>, writeVector<&SplineKey::next>},
-    {"CONSTRAINT", true, readName<&SplineKey::constraint, BezConstraintName>,
+    {"POSITION", always, readVector<&SplineKey::position>, writeVector<&SplineKey::position>},
+    {"PREVIOUS", isSet<&SplineKey::previous>, readVector<&SplineKey::previous>,
+     writeVector<&SplineKey::previous>},
+    {"NEXT", isSet<&SplineKey::next>, readVector<&SplineKey::next>, writeVector<&SplineKey::next>},
+    {"CONSTRAINT", isSet<&SplineKey::constraint>,
+     readName<&SplineKey::constraint, BezConstraintName>,
      writeName<&SplineKey::constraint, BezConstraintName>},
-    {"SEGMENT", true, readName<&SplineKey::segment, BezSegmentName>,
+    {"SEGMENT", isSet<&SplineKey::segment>, readName<&SplineKey::segment, BezSegmentName>,
      writeName<&SplineKey::segment, BezSegmentName>},
-    {"FLAG", false, readFlag, writeFlag},
+    {"FLAG", always, readFlag, writeFlag},
 };
 
 /// Reads the point that begins with the current token. Again: the token begins none.
@@ -118,7 +140,7 @@ void writePoints(std::FILE* stream, const Spline& spline) {
     incIndent(1);
     for (const SplineKey& key : splineKeys(spline)) {
         for (const PointRow& row : kPointRows) {
-            if (!row.bezierOnly || spline.type == kSplineBezier) {
+            if (spline.type == kSplineBezier || row.present(key)) {
                 putLine(stream, row.word);
                 row.write(stream, key);
             }
@@ -130,12 +152,8 @@ void writePoints(std::FILE* stream, const Spline& spline) {
 /// Reads as many points as are announced and there: by count, since cameras and lights, which may
 /// follow, have positions of their own.
 Outcome readPoints(std::FILE* stream, Spline& spline) {
-    std::int16_t count = 0;
-    if (in_animSValue(stream, &count) == 0 || in_animToken(stream) == 0) {
-        return Outcome::EndOfFile;
-    }
     GrowingArray<SplineKey> keys;
-    const Outcome outcome = table::readCounted(stream, count, readPoint, keys);
+    const Outcome outcome = table::readCounted(stream, "points", readPoint, keys);
     splineTakeKeys(spline, keys);
     return outcome == Outcome::EndOfFile ? Outcome::EndOfFile : Outcome::Again;
 }
@@ -218,7 +236,7 @@ Outcome readNumbers(std::FILE* stream, Spline& spline) {
         }
     }
     if (!whole || !kept.push('\0')) {
-        animNotify(AnimNoticeKind::Cut, animToken);
+        animNotify(AnimNoticeKind::Cut, animToken, "at most 1 MB of numbers is kept");
     }
     std::free(std::exchange(spline.*Member, kept.release()));
     return more != 0 ? Outcome::Again : Outcome::EndOfFile;
@@ -232,7 +250,7 @@ void writeText(std::FILE* stream, const Spline& spline) {
 }
 
 template <auto Member>
-bool isSet(const Spline& spline) {
+bool isGiven(const Spline& spline) {
     return static_cast<bool>(spline.*Member);
 }
 
@@ -241,7 +259,7 @@ bool has(const Spline& spline) {
     return (spline.display & Bit) != 0;
 }
 
-bool always(const Spline& /*spline*/) {
+bool alwaysWritten(const Spline& /*spline*/) {
     return true;
 }
 
@@ -260,23 +278,22 @@ struct SplineRow {
 
 /// In the order in which a spline is written; the first word begins the form.
 constexpr SplineRow kSplineRows[] = {
-    {"SPLINE", always, readSpline, writeName<&Spline::type, SplineTypeName>},
-    {"NAME", always, readQuotedName,
+    {"SPLINE", alwaysWritten, readSpline, writeName<&Spline::type, SplineTypeName>},
+    {"NAME", alwaysWritten, readQuotedName,
      [](std::FILE* stream, const Spline& s) { text::putQuoted(stream, s.name); }},
-    {"CLOSE", isSet<&Spline::close>, setFlag<&Spline::close>, writeNothing},
-    {"PHANTOM", isSet<&Spline::phantom>, setFlag<&Spline::phantom>, writeNothing},
-    {"TENSION", always, table::readFloat<&Spline::tension>,
+    {"CLOSE", isGiven<&Spline::close>, setFlag<&Spline::close>, writeNothing},
+    {"PHANTOM", isGiven<&Spline::phantom>, setFlag<&Spline::phantom>, writeNothing},
+    {"TENSION", alwaysWritten, table::readFloat<&Spline::tension>,
      [](std::FILE* stream, const Spline& s) { text::putFloat(stream, s.tension); }},
-    {"STEP", always, table::readShort<&Spline::step>, writeInt<&Spline::step>},
-    {"CONSTRAINT", always, readName<&Spline::constraint, BezConstraintName>,
+    {"STEP", alwaysWritten, table::readShort<&Spline::step>, writeInt<&Spline::step>},
+    {"CONSTRAINT", alwaysWritten, readName<&Spline::constraint, BezConstraintName>,
      writeName<&Spline::constraint, BezConstraintName>},
-    {"SEGMENT", always, readName<&Spline::segment, BezSegmentName>,
+    {"SEGMENT", alwaysWritten, readName<&Spline::segment, BezSegmentName>,
      writeName<&Spline::segment, BezSegmentName>},
-    {"KEYFRAME", isSet<&Spline::keyframe>, readNumbers<&Spline::keyframe>,
+    {"KEYFRAME", isGiven<&Spline::keyframe>, readNumbers<&Spline::keyframe>,
      writeText<&Spline::keyframe>},
-    {"KEYLIST", isSet<&Spline::keyList>, readNumbers<&Spline::keyList>,
+    {"KEYLIST", isGiven<&Spline::keyList>, readNumbers<&Spline::keyList>,
      writeText<&Spline::keyList>},
-    {"POINTS", always, readPoints, writePoints},
     {"WIRE_COLOUR", has<kSplineHasWireColour>,
      readDisplay<&Spline::wireColour, kSplineHasWireColour>, writeInt<&Spline::wireColour>},
     {"WIRE_COLOUR_INDEX", never, readWireColourIndex, writeNothing},
@@ -284,17 +301,21 @@ constexpr SplineRow kSplineRows[] = {
      writeInt<&Spline::lineType>},
     {"SELECTED", has<kSplineHasSelection>, readSelection,
      writeName<&Spline::selection, kSelections>},
+    {"POINTS", alwaysWritten, readPoints, writePoints}, // ends the form behind "PATH"
 };
 
 bool tokenIsKeyword() {
     return table::find(kSplineRows, animToken) != nullptr;
 }
 
+/// What ends the form besides a word that is none of its own.
+enum class Ends : std::uint8_t { Never, AfterPoints };
+
 /// Reads the form into `spline`, from its first word or, where that is gone, from its type.
-int readForm(std::FILE* stream, Spline& spline) {
+int readForm(std::FILE* stream, Spline& spline, Ends ends) {
     const SplineRow* row = table::find(std::span(kSplineRows).first(1), animToken);
     if (row == nullptr && table::indexOf(SplineTypeName, animToken) < 0) {
-        animNotify(AnimNoticeKind::Missing, animToken);
+        animNotify(AnimNoticeKind::Missing, animToken, "a spline expected");
         return 1;
     }
     Outcome outcome = row != nullptr ? row->read(stream, spline) : readType(stream, spline);
@@ -302,13 +323,23 @@ int readForm(std::FILE* stream, Spline& spline) {
         if (outcome == Outcome::Next && in_animToken(stream) == 0) {
             return 0;
         }
-        row = table::find(std::span(kSplineRows).subspan(1), animToken);
+        const bool complete =
+            ends == Ends::AfterPoints && row != nullptr && row->read == readPoints;
+        row = complete ? nullptr : table::find(std::span(kSplineRows).subspan(1), animToken);
         if (row == nullptr) {
             return animToken[0] != '\0' ? 1 : 0;
         }
         outcome = row->read(stream, spline);
     }
     return 0;
+}
+
+int readInto(std::FILE* stream, Spline* spline, Ends ends) {
+    const notice::Call call;
+    const SplinePointer dropped(spline == nullptr ? splineAllocate() : nullptr);
+    Spline* record = spline != nullptr ? spline : dropped.get();
+    const int more = record != nullptr ? readForm(stream, *record, ends) : 0;
+    return notice::Call::good(stream) ? more : 0;
 }
 
 } // namespace
@@ -331,9 +362,9 @@ int splineWriteAsciiAnimation(std::FILE* stream, const Spline* spline) {
 }
 
 int splineReadAsciiAnimation(std::FILE* stream, Spline* spline) {
-    if (spline != nullptr) {
-        return readForm(stream, *spline);
-    }
-    const SplinePointer dropped(splineAllocate());
-    return dropped != nullptr ? readForm(stream, *dropped) : 0;
+    return readInto(stream, spline, Ends::Never);
+}
+
+int splineReadPath(std::FILE* stream, Spline* spline) {
+    return readInto(stream, spline, Ends::AfterPoints);
 }

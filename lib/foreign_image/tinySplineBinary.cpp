@@ -71,13 +71,15 @@ void writeFields(std::FILE* stream, const Record& record, std::span<const Field<
 template <typename Record>
 class FieldList {
   public:
-    FieldList(std::span<const Field<Record>> fields, const Prototype& prototype, int slot)
+    FieldList(std::FILE* stream, std::span<const Field<Record>> fields, const Prototype& prototype,
+              int slot)
         : prototype_(prototype) {
         for (const std::int16_t token : tokensOf(prototype, slot)) {
             const auto* field = fieldOf(fields, token);
             if (field == nullptr) {
                 optionPrint("Error: %s %d): illegal token: %hd\n", "tinySpline", kReaderLine,
                             token);
+                binary::reportToken(stream, token);
             } else {
                 complete_ = complete_ && fields_.push(field);
             }
@@ -110,17 +112,27 @@ constexpr Field<SplineKey> kPointFields[] = {
     plainField<SplineKey, &SplineKey::flags>(6),
 };
 
+/// Reads the points, of which the record keeps as many as it can count; the others are passed over.
 bool readPoints(std::FILE* stream, Spline& spline, const Prototype& prototype) {
-    std::int16_t count = 0;
-    if (!binary::read(stream, count)) {
+    const std::int64_t place = std::ftell(stream);
+    std::int16_t stored = 0;
+    if (!binary::read(stream, stored)) {
         return false;
     }
-    const FieldList<SplineKey> list(kPointFields, prototype, kPointSlot);
+    const std::size_t count = static_cast<std::uint16_t>(stored);
+    const FieldList<SplineKey> list(stream, kPointFields, prototype, kPointSlot);
     GrowingArray<SplineKey> keys;
     bool whole = true;
-    for (int i = 0; i < count && whole && !list.empty(); ++i) {
+    for (std::size_t i = 0; i < count && whole && !list.empty(); ++i) {
         SplineKey key = {};
-        whole = list.read(stream, key) && keys.push(key);
+        whole = list.read(stream, key) && (i >= kMostSplineKeys || keys.push(key));
+    }
+    if (count > kMostSplineKeys) {
+        notice::atByte(AnimNoticeKind::Cut, "", place, "%zu points, at most %zu are kept", count,
+                       kMostSplineKeys);
+    } else if (count != 0 && list.empty()) {
+        notice::atByte(AnimNoticeKind::Missing, "", place, "%zu points announced, without a field",
+                       count);
     }
     splineTakeKeys(spline, keys);
     return whole;
@@ -138,11 +150,12 @@ void writePoints(std::FILE* stream, const Spline& spline, const Prototype& proto
 
 bool readName(std::FILE* stream, Spline& spline, const Prototype& /*prototype*/) {
     splineTakeName(spline, stringReadBinary(stream));
-    return std::feof(stream) == 0;
+    return std::feof(stream) == 0 && std::ferror(stream) == 0;
 }
 
 void writeName(std::FILE* stream, const Spline& spline, const Prototype& /*prototype*/) {
     stringWriteBinary(stream, spline.name);
+    binary::reportLongName(spline.name);
 }
 
 bool readType(std::FILE* stream, Spline& spline, const Prototype& /*prototype*/) {
@@ -179,22 +192,28 @@ const Prototype* prototypeOr(const Prototype* given, PrototypePointer& owned) {
 } // namespace
 
 int splineWriteBinary(std::FILE* stream, const Spline* spline, const Prototype* prototype) {
+    const notice::Call call("write");
     PrototypePointer owned;
     const Prototype* used = prototypeOr(prototype, owned);
     if (spline == nullptr || used == nullptr) {
         return 0;
+    }
+    if (notice::wanted()) {
+        splineReportSceneMembers(*spline);
     }
     writeFields<Spline>(stream, *spline, kSplineFields, *used, kSplineSlot);
     return 1;
 }
 
 Spline* splineReadBinary(std::FILE* stream, const Prototype* prototype) {
+    const notice::Call call;
     PrototypePointer owned;
     const Prototype* used = prototypeOr(prototype, owned);
     SplinePointer spline(splineAllocate());
     if (used == nullptr || spline == nullptr) {
         return nullptr;
     }
-    const FieldList<Spline> list(kSplineFields, *used, kSplineSlot);
-    return list.read(stream, *spline) ? spline.release() : nullptr;
+    const FieldList<Spline> list(stream, kSplineFields, *used, kSplineSlot);
+    const bool whole = !list.empty() && list.read(stream, *spline);
+    return notice::Call::good(stream) && whole ? spline.release() : nullptr;
 }

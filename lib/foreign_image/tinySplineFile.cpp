@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Spline files: which flavour a file is, and the headers before the body.
-#include "base/uniqueFile.h"
 #include "tinyFile.h"
 #include "tinyFileBinary.h"
+#include "tinyNotice.h"
 #include "tinySoftType.h"
 #include "tinySplineInner.h"
+#include "tinyTextFile.h"
 #include "tinyUtilsText.h"
 
 namespace {
@@ -13,16 +14,6 @@ using PrototypePointer = std::unique_ptr<Prototype, PrototypeDisposer>;
 
 constexpr std::uint32_t kSplineWord = typeWord("SPLN");
 constexpr std::uint32_t kPrototypeWord = typeWord("PROT");
-
-/// Opens `baseName` + ".spl"; null when that fails.
-base::UniqueFile openSpline(const char* baseName, char mode) {
-    char* name = nullptr;
-    if (baseName == nullptr || asprintf(&name, "%s.spl", baseName) < 0) {
-        return nullptr;
-    }
-    const MallocString owned(name);
-    return base::openFile(name, mode);
-}
 
 int writeText(std::FILE* stream, const Spline& spline) {
     headerWriteAscii(stream, "SPLN");
@@ -45,19 +36,19 @@ int writeBinary(std::FILE* stream, const Spline& spline) {
 constexpr int (*kWriters[])(std::FILE*, const Spline&) = {writeText, writeBinary};
 
 Spline* readText(std::FILE* stream) {
-    constexpr std::int64_t kLineAfterHeader = 2;
-    float version = 0.0F;
-    if (headerReadAscii(stream, &version) != kSplineWord) {
+    text::WordReader words(stream);
+    if (!text::readHeader(stream, kSplineWord) || !words.next() || words.word() != "spline") {
         return nullptr;
     }
-    animSetLineNumber(kLineAfterHeader);
-    text::WordReader words(stream);
-    return words.next() && words.word() == "spline" ? splineReadAscii(stream, nullptr, nullptr)
-                                                    : nullptr;
+    SplinePointer spline(splineReadAscii(stream, nullptr, nullptr));
+    if (spline != nullptr) {
+        text::reportSurplus(words);
+    }
+    return spline.release();
 }
 
 Spline* readBinary(std::FILE* stream) {
-    std::uint32_t word = headerReadBinary(stream, nullptr, nullptr);
+    std::uint32_t word = binary::readHeader(stream);
     PrototypePointer prototype;
     if (word == kPrototypeWord) {
         prototype.reset(prototypeRead(stream));
@@ -65,7 +56,13 @@ Spline* readBinary(std::FILE* stream) {
         binary::read(stream, word);
     }
     // "BEZR", an older layout, is not read.
-    return word == kSplineWord ? splineReadBinary(stream, prototype.get()) : nullptr;
+    SplinePointer spline(word == kSplineWord && !notice::Call::failed()
+                             ? splineReadBinary(stream, prototype.get())
+                             : nullptr);
+    if (spline != nullptr) {
+        binary::reportSurplus(stream);
+    }
+    return spline.release();
 }
 
 /// By the first four bytes.
@@ -77,30 +74,27 @@ constexpr struct {
 } // namespace
 
 int splineWriteFile(const char* baseName, const Spline* spline, int flavour) {
-    if (spline == nullptr || flavour < 0 ||
+    if (baseName == nullptr || spline == nullptr || flavour < 0 ||
         static_cast<std::size_t>(flavour) >= std::size(kWriters)) {
         return 0;
     }
-    base::UniqueFile file = openSpline(baseName, 'w');
-    if (file == nullptr) {
-        return 0;
-    }
-    const bool written = kWriters[flavour](file.get(), *spline) != 0 &&
-                         std::fflush(file.get()) == 0 && std::ferror(file.get()) == 0;
-    return std::fclose(file.release()) == 0 && written ? 1 : 0;
+    return fileWrite(baseName, ".spl",
+                     [&](std::FILE* stream) { return kWriters[flavour](stream, *spline); });
 }
 
 Spline* splineReadFile(const char* baseName) {
-    const base::UniqueFile file = openSpline(baseName, 'r');
-    std::uint32_t word = 0;
-    if (file == nullptr || !binary::read(file.get(), word)) {
-        return nullptr;
-    }
-    std::rewind(file.get());
-    for (const auto& reader : kReaders) {
-        if (reader.word == word) {
-            return reader.read(file.get());
+    SplinePointer spline;
+    fileRead(baseName, ".spl", [&](std::FILE* stream) {
+        std::uint32_t word = 0;
+        if (!binary::read(stream, word)) {
+            return;
         }
-    }
-    return nullptr;
+        std::rewind(stream);
+        for (const auto& reader : kReaders) {
+            if (reader.word == word) {
+                spline.reset(reader.read(stream));
+            }
+        }
+    });
+    return spline.release();
 }

@@ -47,6 +47,13 @@ inline void splineTakeKeys(Spline& spline, GrowingArray<SplineKey>& keys) {
     return static_cast<std::int16_t>(code < 0 ? 0 : code);
 }
 
+/// Reports what only scene files say about a spline, to a writer of spline and hierarchy files.
+void splineReportSceneMembers(const Spline& spline);
+
+/// Reads the animation form behind "PATH": it ends after its points, since what follows,
+/// WIRE_COLOUR for example, belongs to the node or light that has the path.
+int splineReadPath(std::FILE* stream, Spline* spline);
+
 /// Gives the spline a malloc'ed name; an empty one stands for none.
 inline void splineTakeName(Spline& spline, char* name) {
     if (name != nullptr && name[0] == '\0') {

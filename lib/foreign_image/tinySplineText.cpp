@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: MIT
 // The body of the text flavour: docs/toolkit-formats.md.
 #include "tinyFile.h"
+#include "tinyNotice.h"
 #include "tinySplineInner.h"
 #include "tinyUtilsText.h"
+
+#include <algorithm>
+#include <charconv>
 
 namespace {
 
@@ -24,18 +28,25 @@ class LineWriter {
 
     void name(std::string_view head, const char* name) {
         begin(head);
-        text::put(stream_, "\"");
-        // The form has no escape: a double quote inside a name would end it.
-        for (const char* c = name != nullptr ? name : ""; *c != '\0'; ++c) {
-            putc_unlocked(*c == '"' ? '\'' : *c, stream_);
-        }
-        text::put(stream_, "\"\n");
+        text::putDoubleQuoted(stream_, name);
+        text::put(stream_, "\n");
     }
 
     void number(std::string_view head, float value) {
         begin(head);
         text::putFixed(stream_, value);
         text::put(stream_, "\n");
+    }
+
+    void number(std::string_view head, std::size_t value) {
+        char digits[24];
+        const auto end = std::to_chars(digits, digits + sizeof digits, value);
+        line(head, {digits, end.ptr});
+    }
+
+    /// A code by its name; one without a name is written as the first.
+    void code(std::string_view head, std::span<const char* const> names, int value) {
+        line(head, splineNameOf(names, value));
     }
 
     void vector(std::string_view head, const Vector& value) {
@@ -67,11 +78,52 @@ void writeKey(LineWriter& out, std::size_t index, const SplineKey& key, bool bez
     if (bezier) {
         out.vector("         previous   ", key.previous);
         out.vector("         next       ", key.next);
-        out.line("         constraint ", splineNameOf(BezConstraintName, key.constraint));
-        out.line("         segment    ", splineNameOf(BezSegmentName, key.segment));
+        out.code("         constraint ", BezConstraintName, key.constraint);
+        out.code("         segment    ", BezSegmentName, key.segment);
     }
     if ((key.flags & kSplineKeySelected) != 0) {
         out.line("         flag    ( SELECTED )");
+    }
+}
+
+/// What the text of a spline has no room for, in its points: only Bezier splines have handles,
+/// constraints and kinds of segments there, and of the flags only the selection is written.
+struct PointMember {
+    const char* word;
+    bool bezierHasIt;
+    bool (*set)(const SplineKey&);
+};
+
+bool isSet(const Vector& vector) {
+    return vector.x != 0.0F || vector.y != 0.0F || vector.z != 0.0F;
+}
+
+constexpr PointMember kPointMembers[] = {
+    {"previous", true, [](const SplineKey& key) { return isSet(key.previous); }},
+    {"next", true, [](const SplineKey& key) { return isSet(key.next); }},
+    {"constraint", true, [](const SplineKey& key) { return key.constraint != 0; }},
+    {"segment", true, [](const SplineKey& key) { return key.segment != 0; }},
+    {"flag", false, [](const SplineKey& key) { return (key.flags & ~kSplineKeySelected) != 0; }},
+};
+
+/// Reports each member once for all the points that have it.
+void reportDropped(const Spline& spline) {
+    const auto keys = splineKeys(spline);
+    const bool bezier = spline.type == kSplineBezier;
+    const char* name = spline.name != nullptr ? spline.name : "";
+    for (const PointMember& member : kPointMembers) {
+        const auto first = std::ranges::find_if(keys, member.set);
+        if (first != keys.end() && !(bezier && member.bezierHasIt)) {
+            notice::written(AnimNoticeKind::Dropped, member.word,
+                            "of %td points of spline \"%.60s\", the first is point %td; a %s "
+                            "spline has no room for it in a text file",
+                            std::ranges::count_if(keys, member.set), name, first - keys.begin(),
+                            splineNameOf(SplineTypeName, spline.type).data());
+        }
+    }
+    if (!bezier && (spline.constraint != 0 || spline.segment != 0)) {
+        notice::written(AnimNoticeKind::Dropped, spline.constraint != 0 ? "constraint" : "segment",
+                        "of spline \"%.60s\", which is not a Bezier spline", name);
     }
 }
 
@@ -79,13 +131,16 @@ void writeKey(LineWriter& out, std::size_t index, const SplineKey& key, bool bez
 
 /// A spline while it is read: its points are collected as they come.
 struct Draft {
-    std::FILE* stream;
     WordReader words;
     SplinePointer spline;
     GrowingArray<SplineKey> keys;
+    notice::UnknownRun unknown = {};
     bool begun = false; ///< the last point has its index, but no position yet
+    bool full = false;  ///< the text has more points than the record can count
+    std::int32_t found = 0;
     std::int16_t announced = -1;
-    SplineKey surplus = {}; ///< takes what belongs to points that the record cannot count
+    std::int64_t announcedOn = 0; ///< line
+    SplineKey surplus = {};       ///< takes what belongs to points that the record cannot count
 };
 
 /// How a word was taken: whether to go on, or the file ended inside.
@@ -96,17 +151,26 @@ Taken took(bool whole) {
 }
 
 void beginKey(Draft& draft) {
-    if (draft.keys.size() == kMostSplineKeys || !draft.keys.push({})) {
-        animNotify(AnimNoticeKind::Cut, draft.words.c_str());
+    const bool wasFull = std::exchange(draft.full, draft.keys.size() == kMostSplineKeys);
+    if (draft.full && !wasFull) {
+        animNotify(AnimNoticeKind::Cut, draft.words.c_str(), "at most 32767 points are kept");
     }
+    draft.full = draft.full || !draft.keys.push({});
     draft.begun = true;
+    ++draft.found;
 }
 
 SplineKey& lastKey(Draft& draft) {
     if (draft.keys.empty()) {
         beginKey(draft);
     }
-    return draft.keys.empty() ? draft.surplus : draft.keys.back();
+    return draft.full ? draft.surplus : draft.keys.back();
+}
+
+void readVector(Draft& draft, Vector& vector, const char* what) {
+    if (!draft.words.numbers(vector, what)) {
+        draft.unknown.reported();
+    }
 }
 
 Taken readKeyPosition(Draft& draft) {
@@ -114,13 +178,13 @@ Taken readKeyPosition(Draft& draft) {
         beginKey(draft);
     }
     draft.begun = false;
-    draft.words.numbers(lastKey(draft).position);
+    readVector(draft, lastKey(draft).position, "position");
     return Taken::Yes;
 }
 
 template <auto Member>
 Taken readKeyVector(Draft& draft) {
-    draft.words.numbers(lastKey(draft).*Member);
+    readVector(draft, lastKey(draft).*Member, Member == &SplineKey::next ? "next" : "previous");
     return Taken::Yes;
 }
 
@@ -173,28 +237,35 @@ Taken readBlock(Draft& draft, std::span<const Row> rows) {
     WordReader& words = draft.words;
     std::size_t depth = 0;
     while (words.next()) {
+        const Row* row = depth <= 1 ? table::find(rows, words.word()) : nullptr;
+        if (row == nullptr && words.word() != "{" && words.word() != "}" &&
+            !words.word().starts_with('[')) {
+            draft.unknown.add(words.c_str());
+            continue;
+        }
         if (words.word() == "{") {
             ++depth;
-        } else if (words.word() == "}") {
+            continue;
+        }
+        if (words.word() == "}") {
             if (depth <= 1) {
                 return Taken::Yes;
             }
             --depth;
-        } else if (const Row* row = table::find(rows, words.word()); row != nullptr && depth <= 1) {
-            if (row->read(draft) == Taken::EndOfFile) {
-                return Taken::EndOfFile;
-            }
-        } else if (words.word().starts_with('[')) {
+            continue;
+        }
+        draft.unknown.end();
+        if (row == nullptr) {
             beginKey(draft);
-        } else {
-            animNotify(AnimNoticeKind::UnknownWord, words.c_str());
+        } else if (row->read(draft) == Taken::EndOfFile) {
+            return Taken::EndOfFile;
         }
     }
     return Taken::EndOfFile;
 }
 
 Taken readName(Draft& draft) {
-    splineTakeName(*draft.spline, stringReadAscii(draft.stream));
+    splineTakeName(*draft.spline, draft.words.quoted());
     return Taken::Yes;
 }
 
@@ -204,9 +275,24 @@ Taken readType(Draft& draft) {
     return took(whole);
 }
 
+/// A number; where there is none, the word that stands there is reported and dropped.
+template <typename Number>
+void takeNumber(Draft& draft, Number& number) {
+    if (!draft.words.number(number)) {
+        animNotify(AnimNoticeKind::BadNumber, draft.words.next() ? draft.words.c_str() : "",
+                   "number");
+    }
+}
+
 template <auto Member>
 Taken readNumber(Draft& draft) {
-    draft.words.number((*draft.spline).*Member);
+    takeNumber(draft, (*draft.spline).*Member);
+    return Taken::Yes;
+}
+
+Taken readCount(Draft& draft) {
+    takeNumber(draft, draft.announced);
+    draft.announcedOn = text::lines.token;
     return Taken::Yes;
 }
 
@@ -230,11 +316,7 @@ Taken readPoints(Draft& draft) {
 constexpr Row kSplineRows[] = {
     {"name", readName},
     {"type", readType},
-    {"nbKeys",
-     [](Draft& draft) {
-         draft.words.number(draft.announced);
-         return Taken::Yes;
-     }},
+    {"nbKeys", readCount},
     {"tension", readNumber<&Spline::tension>},
     {"step", readNumber<&Spline::step>},
     {"close", setFlag<&Spline::close>},
@@ -253,15 +335,20 @@ int splineWriteAscii(std::FILE* stream, const Spline* spline, const char* prefix
     }
     const auto keys = splineKeys(*spline);
     const bool bezier = spline->type == kSplineBezier;
+    if (notice::wanted()) {
+        reportDropped(*spline);
+        splineReportSceneMembers(*spline);
+    }
     LineWriter out(stream, prefix);
     out.emptyLine();
     out.line("spline");
     out.line("{");
     out.name("  name       ", spline->name);
-    out.line("  type       ", splineNameOf(SplineTypeName, spline->type));
-    out.line("  nbKeys     ", std::to_string(keys.size()));
+    out.code("  type       ", SplineTypeName, spline->type);
+    out.number("  nbKeys     ", keys.size());
     out.number("  tension    ", spline->tension);
-    out.line("  step       ", std::to_string(spline->step));
+    char step[8];
+    out.line("  step       ", {step, std::to_chars(step, step + sizeof step, spline->step).ptr});
     if (spline->close != 0) {
         out.line("  close");
     }
@@ -269,8 +356,8 @@ int splineWriteAscii(std::FILE* stream, const Spline* spline, const char* prefix
         out.line("  phantom");
     }
     if (bezier) {
-        out.line("  constraint ", splineNameOf(BezConstraintName, spline->constraint));
-        out.line("  segment    ", splineNameOf(BezSegmentName, spline->segment));
+        out.code("  constraint ", BezConstraintName, spline->constraint);
+        out.code("  segment    ", BezSegmentName, spline->segment);
     }
     out.emptyLine();
     out.line("  controlPoints");
@@ -284,19 +371,20 @@ int splineWriteAscii(std::FILE* stream, const Spline* spline, const char* prefix
 }
 
 Spline* splineReadAscii(std::FILE* stream, const void* /*unused*/, const void* /*unusedToo*/) {
-    Draft draft = {.stream = stream,
-                   .words = WordReader(stream),
-                   .spline = SplinePointer(splineAllocate()),
-                   .keys = {}};
+    const notice::Call call;
+    Draft draft = {
+        .words = WordReader(stream), .spline = SplinePointer(splineAllocate()), .keys = {}};
     if (draft.spline == nullptr) {
         return nullptr;
     }
     const bool whole = readBlock(draft, kSplineRows) == Taken::Yes;
-    const bool asAnnounced =
-        draft.announced < 0 || draft.keys.size() == static_cast<std::size_t>(draft.announced);
-    if (!whole || !asAnnounced) {
-        animNotify(AnimNoticeKind::Missing, whole ? "nbKeys" : draft.words.c_str());
+    draft.unknown.end();
+    if (!whole) {
+        animNotify(AnimNoticeKind::Missing, "}", "the file ends inside the spline");
+    } else if (draft.announced >= 0 && draft.found != draft.announced) {
+        notice::atLine(AnimNoticeKind::Missing, "nbKeys", draft.announcedOn,
+                       "%d points announced, %d found", draft.announced, draft.found);
     }
     splineTakeKeys(*draft.spline, draft.keys);
-    return whole ? draft.spline.release() : nullptr;
+    return notice::Call::good(stream) && whole ? draft.spline.release() : nullptr;
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tinyUtils.h"
 
+#include "tinyNotice.h"
 #include "tinySoftType.h"
 #include "tinyUtilsText.h"
 
@@ -8,7 +9,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
-#include <utility>
 
 char animTokenLine[kAnimTokenSize];
 char* const animToken = animTokenLine;
@@ -23,9 +23,6 @@ namespace {
 /// Deepest indentation: what a writer can nest is far less, and the string stays small.
 constexpr std::int32_t kMostLevels = 1000;
 constexpr std::size_t kBlanksPerLevel = 3;
-
-AnimObserver theObserver = nullptr;
-void* theObserverContext = nullptr;
 
 // Kept: A carriage return is part of a token.
 // A reader of text files would take it as white space, above all at the end of a line. Only blank,
@@ -55,12 +52,6 @@ int skipSeparators(std::FILE* stream) {
     return c;
 }
 
-/// Takes note of an unknown word; true when it stands directly behind another one.
-bool followsUnknown() {
-    const std::int64_t before = std::exchange(text::lines.unknown, text::lines.tokens);
-    return before >= 0 && text::lines.tokens - before <= 1;
-}
-
 } // namespace
 
 int in_animToken(std::FILE* stream) {
@@ -78,7 +69,7 @@ int in_animToken(std::FILE* stream) {
     text::lines.next += c == '\n' ? 1 : 0;
     animTokenLine[length] = '\0';
     if (cut) {
-        animNotify(AnimNoticeKind::Cut, animTokenLine);
+        animNotify(AnimNoticeKind::Cut, animTokenLine, "at most 239 characters are kept");
     }
     return 1;
 }
@@ -136,7 +127,7 @@ char* stringReadAsciiAnimation(std::FILE* stream) {
     animTokenLine[length] = '\'';
     animTokenLine[length + 1] = '\0';
     if (cut) {
-        animNotify(AnimNoticeKind::Cut, animTokenLine);
+        animNotify(AnimNoticeKind::Cut, animTokenLine, "at most 237 characters are kept");
     }
     // Kept: An empty quoted string reads as no string.
     // A reader would expect "" for ''. Writers put '' where a name is absent, so that the two are
@@ -144,7 +135,11 @@ char* stringReadAsciiAnimation(std::FILE* stream) {
     if (std::strcmp(animTokenLine, "''") == 0) {
         return nullptr;
     }
-    return strndup(animTokenLine + 1, length - 1);
+    char* content = strndup(animTokenLine + 1, length - 1);
+    if (content == nullptr) {
+        notice::Call::failForMemory();
+    }
+    return content;
 }
 
 // Kept: Setting the depth of indentation does not rebuild the text of a new line.
@@ -155,37 +150,19 @@ void setIndentLength(std::int32_t depth) {
 }
 
 void incIndent(std::int32_t delta) {
-    std::free(std::exchange(animIndentString, nullptr));
+    static char room[kMostLevels * kBlanksPerLevel + 2]; // so that it cannot fail
     const std::int64_t depth = std::int64_t{animIndentLength} + delta;
     animIndentLength =
         static_cast<std::int32_t>(std::clamp(depth, std::int64_t{0}, std::int64_t{kMostLevels}));
     const std::size_t blanks = static_cast<std::size_t>(animIndentLength) * kBlanksPerLevel;
-    animIndentString = static_cast<char*>(std::calloc(blanks + 2, 1));
-    if (animIndentString != nullptr) {
-        animIndentString[0] = '\n';
-        std::memset(animIndentString + 1, ' ', blanks);
-    }
+    room[0] = '\n';
+    std::memset(room + 1, ' ', blanks);
+    room[blanks + 1] = '\0';
+    animIndentString = room;
 }
 
 void animWriteNewLine(std::FILE* stream) {
     text::put(stream, animIndentString != nullptr ? animIndentString : "\n");
-}
-
-void animSetObserver(AnimObserver observer, void* context) {
-    theObserver = observer;
-    theObserverContext = context;
-}
-
-void animNotify(AnimNoticeKind kind, const char* word, const char* detail) {
-    if (theObserver != nullptr) {
-        const bool unknown = kind == AnimNoticeKind::UnknownWord;
-        const bool ended = unknown && word[0] == '\0';
-        theObserver(theObserverContext, {.kind = ended ? AnimNoticeKind::Missing : kind,
-                                         .word = word,
-                                         .line = text::lines.token,
-                                         .detail = detail,
-                                         .follows = unknown && !ended && followsUnknown()});
-    }
 }
 
 std::int64_t animTokenLineNumber() {
@@ -194,6 +171,7 @@ std::int64_t animTokenLineNumber() {
 
 void animSetLineNumber(std::int64_t line) {
     text::lines = {.next = line, .token = line};
+    notice::newFile();
 }
 
 void animReset() {
@@ -202,7 +180,7 @@ void animReset() {
     animFValue = 0.0F;
     animFileVersion = RELEASE_NUMBER;
     animIndentLength = 0;
-    std::free(std::exchange(animIndentString, nullptr));
+    animIndentString = nullptr;
     animSetObserver(nullptr, nullptr);
     animSetLineNumber(1);
 }

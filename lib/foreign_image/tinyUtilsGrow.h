@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
-// An array that grows with what a file really holds, for counts that a file only states.
+// Memory of records: one by one, and arrays that grow with what a file really holds, for counts
+// that a file only states.
 #pragma once
+
+#include "tinyNotice.h"
 
 #include <cstddef>
 #include <cstdlib>
@@ -8,6 +11,17 @@
 #include <memory>
 #include <span>
 #include <type_traits>
+
+/// Zero-filled memory for `count` records, to be freed with `free`. Null when memory ran out, which
+/// is then the reason why the call under way fails.
+template <typename T>
+[[nodiscard]] T* newRecords(std::size_t count) {
+    auto* records = static_cast<T*>(std::calloc(count, sizeof(T)));
+    if (records == nullptr) {
+        notice::Call::failForMemory();
+    }
+    return records;
+}
 
 /// Collects elements and gives them away as one malloc'ed array. Memory that runs out is told by
 /// results, never by an exception.
@@ -32,11 +46,16 @@ class GrowingArray {
         return true;
     }
 
+    void clear() { size_ = 0; }
+
     /// Gives the array to the caller, who frees it; room beyond the elements (up to a multiple of
     /// kStep) is zero. Null when there is no element.
     [[nodiscard]] T* release() {
         if (size_ != 0 && resize((size_ + kStep - 1) / kStep * kStep)) {
             std::memset(static_cast<void*>(memory_.get() + size_), 0, (room_ - size_) * sizeof(T));
+        }
+        if (size_ == 0) {
+            memory_.reset();
         }
         size_ = 0;
         room_ = 0;
@@ -52,6 +71,7 @@ class GrowingArray {
         // NOLINTNEXTLINE(bugprone-sizeof-expression): T may be a pointer
         void* moved = std::realloc(static_cast<void*>(memory_.get()), room * sizeof(T));
         if (moved == nullptr) {
+            notice::Call::failForMemory();
             return false;
         }
         static_cast<void>(memory_.release()); // realloc has freed it or given it back

@@ -2,7 +2,7 @@
 // Animated positions: a table of the five forms.
 #include "tinyFcurve.h"
 #include "tinySoftType.h"
-#include "tinySpline.h"
+#include "tinySplineInner.h"
 #include "tinyUtils.h"
 #include "tinyUtilsTable.h"
 #include "tinyUtilsText.h"
@@ -86,12 +86,12 @@ void writePath(std::FILE* stream, const Source& source) {
 void readPath(std::FILE* stream, const Target& target) {
     readTiming(stream, target, "SPLINE");
     if (target.path == nullptr) {
-        splineReadAsciiAnimation(stream, nullptr);
+        splineReadPath(stream, nullptr);
         return;
     }
     splineDispose(target.path);
     *target.path = splineAllocate();
-    splineReadAsciiAnimation(stream, *target.path);
+    splineReadPath(stream, *target.path);
 }
 
 void writeExplicit(std::FILE* stream, const Source& source) {

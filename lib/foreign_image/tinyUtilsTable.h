@@ -9,7 +9,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <span>
+#include <string>
 #include <string_view>
+#include <utility>
 
 namespace table {
 
@@ -69,13 +71,20 @@ Outcome readFloat(std::FILE* stream, Record& record) {
     return in_animFValue(stream, &(record.*Member)) != 0 ? Outcome::Next : Outcome::EndOfFile;
 }
 
-/// Reads records one after the other, `count` of them or fewer when the text ends or goes on with
-/// something else, which is then noticed. `readOne` finds its record's first word as the current
+/// Reads a number, and as many records one after the other or fewer when the text ends or goes on
+/// with something else, which is then reported. The keyword in front of the number is the current
+/// token, and `what` the records are called. `readOne` finds its record's first word as the current
 /// token and says Again when there is none.
 template <typename Record>
-Outcome readCounted(std::FILE* stream, int count, Outcome (*readOne)(std::FILE*, Record&),
+Outcome readCounted(std::FILE* stream, const char* what, Outcome (*readOne)(std::FILE*, Record&),
                     GrowingArray<Record>& records) {
-    Outcome outcome = count < 1 || animToken[0] != '\0' ? Outcome::Done : Outcome::EndOfFile;
+    const std::string keyword = animToken;
+    std::int16_t count = 0;
+    if (in_animSValue(stream, &count) == 0) {
+        return Outcome::EndOfFile;
+    }
+    const std::int64_t line = animTokenLineNumber();
+    Outcome outcome = in_animToken(stream) != 0 ? Outcome::Done : Outcome::EndOfFile;
     for (int i = 0; i < count && outcome == Outcome::Done; ++i) {
         Record record{};
         outcome = readOne(stream, record);
@@ -86,8 +95,9 @@ Outcome readCounted(std::FILE* stream, int count, Outcome (*readOne)(std::FILE*,
             outcome = Outcome::EndOfFile; // the record is whole, the list is not
         }
     }
-    if (outcome != Outcome::Done) {
-        animNotify(AnimNoticeKind::Missing, animToken);
+    if (std::cmp_less(records.size(), count)) {
+        notice::atLine(AnimNoticeKind::Missing, keyword.c_str(), line, "%d %s announced, %zu found",
+                       count, what, records.size());
     }
     return outcome == Outcome::EndOfFile ? Outcome::EndOfFile : Outcome::Done;
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "tinyUtilsText.h"
 
+#include "tinyNotice.h"
 #include "tinySpline.h"
 #include "tinyUtils.h"
 
@@ -88,11 +89,42 @@ void reportRange(const char* word, std::int64_t least, std::int64_t most) {
     animNotify(AnimNoticeKind::BadNumber, word, expected);
 }
 
+constexpr double kLargestFloat = std::numeric_limits<float>::max();
+
 /// A number that reads back: see the head of tinyUtilsText.h.
-float writable(float value) {
-    constexpr float kLargest = std::numeric_limits<float>::max();
-    return std::isnan(value) ? 0.0F : std::clamp(value, -kLargest, kLargest);
+double writable(double value) {
+    return std::isnan(value) ? 0.0 : std::clamp(value, -kLargestFloat, kLargestFloat);
 }
+
+/// Reports a number that does not read back as it is from `written`, which ends in a zero.
+void reportRounding(const char* written, float value, double unit) {
+    const char* digits = written + std::strspn(written, " ");
+    if (!std::isfinite(value)) {
+        notice::written(AnimNoticeKind::BadNumber, digits, "finite number");
+    } else if (text::fromUnit(text::parseFloat(digits).value, unit) != value) {
+        notice::written(AnimNoticeKind::Rounded, digits, "%.9g", static_cast<double>(value) * unit);
+    }
+}
+
+/// Writes `name` without the characters `quote`, which would end it; `instead` stands in their
+/// place. Reports what does not read back.
+void putInQuotes(std::FILE* stream, const char* name, char quote, char instead, std::size_t most) {
+    const std::string_view whole = name != nullptr ? name : "";
+    putc_unlocked(quote, stream);
+    for (const char c : whole) {
+        putc_unlocked(c == quote ? instead : c, stream);
+    }
+    putc_unlocked(quote, stream);
+    if (whole.find(quote) != whole.npos) {
+        notice::written(AnimNoticeKind::Dropped, name, "a quote inside a name becomes %c", instead);
+    }
+    if (whole.size() > most) {
+        notice::written(AnimNoticeKind::Cut, name, "at most %zu characters are read back", most);
+    }
+}
+
+constexpr std::size_t kMostQuoted = 237;
+constexpr std::size_t kMostDoubleQuoted = 255;
 
 } // namespace
 
@@ -115,12 +147,11 @@ std::int32_t toInt(const char* word, std::int64_t least, std::int64_t most) {
 }
 
 ParsedFloat parseFloat(std::string_view word) {
-    constexpr double kLargest = std::numeric_limits<float>::max();
     const bool minus = takeSign(word);
     const std::optional<double> magnitude = takeMagnitude(word);
-    const auto value = static_cast<float>(std::min(magnitude.value_or(0.0), kLargest));
+    const auto value = static_cast<float>(std::min(magnitude.value_or(0.0), kLargestFloat));
     return {minus && magnitude ? -value : value,
-            magnitude && *magnitude <= kLargest && isEnd(word)};
+            magnitude && *magnitude <= kLargestFloat && isEnd(word)};
 }
 
 float toFloat(const char* word) {
@@ -142,6 +173,9 @@ std::int16_t toShort(float value, const char* word) {
     if (fitting != value) {
         reportRange(word, Limits::min(), Limits::max());
     }
+    if (std::trunc(fitting) != fitting) {
+        animNotify(AnimNoticeKind::ByFormat, word, "only the whole part is kept");
+    }
     return static_cast<std::int16_t>(fitting);
 }
 
@@ -155,22 +189,27 @@ void putWord(std::FILE* stream, std::string_view word) {
 }
 
 void putQuoted(std::FILE* stream, const char* name) {
-    put(stream, "'");
-    std::string_view rest = name != nullptr ? name : "";
-    // The form has no escape: a single quote inside a name would end it.
-    for (std::size_t at = rest.find('\''); at != rest.npos; at = rest.find('\'')) {
-        put(stream, rest.substr(0, at));
-        put(stream, "\"");
-        rest.remove_prefix(at + 1);
-    }
-    put(stream, rest);
-    put(stream, "' ");
+    putInQuotes(stream, name, '\'', '"', kMostQuoted);
+    putc_unlocked(' ', stream);
 }
 
-void putFloat(std::FILE* stream, float value) {
+void putDoubleQuoted(std::FILE* stream, const char* name) {
+    putInQuotes(stream, name, '"', '\'', kMostDoubleQuoted);
+}
+
+float fromUnit(float value, double unit) {
+    return static_cast<float>(writable(static_cast<double>(value) / unit));
+}
+
+void putFloat(std::FILE* stream, float value, double unit) {
     char buffer[32];
-    const auto end = std::to_chars(buffer, buffer + sizeof buffer - 1, double{writable(value)},
-                                   std::chars_format::general, 6);
+    const auto end =
+        std::to_chars(buffer, buffer + sizeof buffer - 1,
+                      writable(static_cast<double>(value) * unit), std::chars_format::general, 6);
+    if (notice::wanted()) {
+        *end.ptr = '\0';
+        reportRounding(buffer, value, unit);
+    }
     *end.ptr = ' ';
     put(stream, {buffer, end.ptr + 1});
 }
@@ -182,29 +221,45 @@ void putInt(std::FILE* stream, std::int64_t value) {
     put(stream, {buffer, end.ptr + 1});
 }
 
-void putFixed(std::FILE* stream, float value) {
+void putFixed(std::FILE* stream, float value, double unit) {
     constexpr int kMostDecimals = 60; // with 39 digits, a sign and a point it still fits
     char buffer[128];
-    const auto end = std::to_chars(buffer, buffer + sizeof buffer, double{writable(value)},
+    const auto end = std::to_chars(buffer, buffer + sizeof buffer - 1,
+                                   writable(static_cast<double>(value) * unit),
                                    std::chars_format::fixed, std::clamp(FD, 0, kMostDecimals));
     const std::ptrdiff_t length = end.ptr - buffer;
+    if (notice::wanted()) {
+        *end.ptr = '\0';
+        reportRounding(buffer, value, unit);
+    }
     for (std::ptrdiff_t i = length; i < std::min(FM, 240); ++i) {
         putc_unlocked(' ', stream);
     }
     put(stream, {buffer, end.ptr});
 }
 
+// ------------------------------------------------------------------------------------------ words
+
+int WordReader::read() {
+    const int c = getc_unlocked(stream_);
+    lines.next += c == '\n' ? 1 : 0;
+    return c;
+}
+
 int WordReader::skipSpace() {
-    int c = getc_unlocked(stream_);
+    int c = read();
     while (c != EOF && std::isspace(c) != 0) {
-        lines.next += c == '\n' ? 1 : 0;
-        c = getc_unlocked(stream_);
+        c = read();
     }
     lines.token = lines.next;
     ++lines.tokens;
-    length_ = 0;
-    word_[0] = '\0';
+    set("");
     return c;
+}
+
+void WordReader::set(std::string_view word) {
+    length_ = word.copy(word_, sizeof word_ - 1);
+    word_[length_] = '\0';
 }
 
 void WordReader::append(int c) {
@@ -219,18 +274,24 @@ void WordReader::append(int c) {
 void WordReader::finish(int following) {
     if (following != EOF) {
         std::ungetc(following, stream_);
+        lines.next -= following == '\n' ? 1 : 0;
     }
     if (cut_) {
-        animNotify(AnimNoticeKind::Cut, word_);
+        animNotify(AnimNoticeKind::Cut, word_, "at most 255 characters are kept");
     }
     cut_ = false;
 }
 
 bool WordReader::next() {
+    const auto stands = [](int c) { return c == '{' || c == '}' || c == '"'; };
     int c = skipSpace();
-    while (c != EOF && std::isspace(c) == 0) {
+    if (stands(c)) {
         append(c);
-        c = getc_unlocked(stream_);
+        return true;
+    }
+    while (c != EOF && std::isspace(c) == 0 && !stands(c)) {
+        append(c);
+        c = read();
     }
     finish(c);
     return length_ != 0;
@@ -240,6 +301,26 @@ int WordReader::peek() {
     const int c = skipSpace();
     finish(c);
     return c;
+}
+
+char* WordReader::quoted() {
+    int c = read();
+    while (c != EOF && c != '"') {
+        c = read();
+    }
+    if (c == EOF) {
+        return nullptr;
+    }
+    set("");
+    for (c = read(); c != EOF && c != '"'; c = read()) {
+        append(c);
+    }
+    finish(EOF);
+    char* content = strndup(word_, length_);
+    if (content == nullptr) {
+        notice::Call::failForMemory();
+    }
+    return content;
 }
 
 bool WordReader::numberText() {
@@ -253,7 +334,7 @@ bool WordReader::numberText() {
     int c = skipSpace();
     while (c != EOF && belongs(c)) {
         append(c);
-        c = getc_unlocked(stream_);
+        c = read();
     }
     finish(c);
     return std::any_of(word_, word_ + length_, isDigit);
@@ -271,8 +352,18 @@ bool WordReader::number(float& value) {
     return found;
 }
 
-bool WordReader::numbers(Vector& vector) {
-    return number(vector.x) && number(vector.y) && number(vector.z);
+bool WordReader::numbers(Vector& vector, const char* what) {
+    const std::int64_t line = lines.token;
+    int found = 0;
+    for (float* value : {&vector.x, &vector.y, &vector.z}) {
+        if (!number(*value)) {
+            notice::atLine(AnimNoticeKind::Missing, what, line, "3 numbers expected, %d found",
+                           found);
+            return false;
+        }
+        ++found;
+    }
+    return true;
 }
 
 } // namespace text

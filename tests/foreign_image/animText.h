@@ -73,9 +73,12 @@ class AnimText : public testing::Test {
         option.stream = messages_.get();
         animSetObserver(
             [](void* context, const AnimNotice& notice) {
-                constexpr const char* kKinds[] = {"unknown ", "cut ",       "missing ",   "number ",
-                                                  "dropped ", "surplus ",   "line ends ", "failed ",
-                                                  "version ", "by format ", "rounded "};
+                if (notice.follows) {
+                    return;
+                }
+                constexpr const char* kKinds[] = {"unknown ", "cut ",     "missing ",   "number ",
+                                                  "dropped ", "surplus ", "line ends ", "failed ",
+                                                  "kept ",    "version ", "by format ", "rounded "};
                 static_cast<AnimText*>(context)->notices_ +=
                     std::string(kKinds[static_cast<int>(notice.kind)]) + notice.word + " " +
                     std::to_string(notice.line) + ";";

@@ -114,7 +114,7 @@ TEST_F(CameraText, ReadsAnyOrderAndDropsOldWords) {
     EXPECT_EQ(camera.depthOfField, 2);
     EXPECT_EQ(camera.yawPitchRoll[2], 3.0F);
     EXPECT_STREQ(camera.position.constraintName, "eye");
-    EXPECT_EQ(notices(), "");
+    EXPECT_EQ(notices(), "by format TYPE 1;by format STEREO 1;");
 }
 
 constexpr BlockCase kCameraCases[] = {
@@ -210,7 +210,7 @@ constexpr BlockCase kLightCases[] = {
     {"nothing", " ", 0, "", "", ""},
     {"end in a name", "LIGHT_NAME", 0, "", "", ""},
     {"end after a name", "LIGHT_NAME 'x'", 0, "", "", ""},
-    {"two names", "LIGHT_NAME 'x' LIGHT_NAME 'y' Z ", 1, "Z", "", ""},
+    {"two names", "LIGHT_NAME 'x' LIGHT_NAME 'y' Z ", 1, "Z", "", "dropped LIGHT_NAME 1;"},
     {"unknown state", "SELECTED HALF Z ", 1, "Z",
      "LightReadAsciiAnimation: error, unknown select animToken 'HALF'.\n", "unknown HALF 1;"},
     {"unknown type", "LIGHT_TYPE\nLASER Z ", 1, "Z",
@@ -218,7 +218,7 @@ constexpr BlockCase kLightCases[] = {
     {"type without a word", "LIGHT_TYPE\nCOLOUR 0.5 1 1 Z ", 1, "0.5",
      "LightReadAsciiAnimation: error, unknown light type animToken 'COLOUR'.\n",
      "unknown COLOUR 2;"},
-    {"end in an old pair", "WIRE_COLOUR_INDEX 3", 0, "", "", ""},
+    {"end in an old pair", "WIRE_COLOUR_INDEX 3", 0, "", "", "by format WIRE_COLOUR_INDEX 1;"},
 };
 
 TEST_F(LightText, EndsOfBlocks) {

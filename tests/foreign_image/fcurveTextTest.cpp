@@ -95,10 +95,10 @@ constexpr RoundTripCase kRoundTrips[] = {
      "FcvkeyReadAsciiAnimation: error, unknown keytype animToken 'NONE'.\n",
      "unknown CUBIC 1;unknown ODD 1;unknown NONE 1;"},
     {"an unknown channel keeps its name", "CURVE_TYPE OF_OURS KEYS 0 X", "CURVE_TYPE OF_OURS$0",
-     "X", "", "unknown OF_OURS 1;"},
+     "X", "", "kept OF_OURS 1;"},
     {"no channel at all", "CURVE_TYPE  PRE_EXTRAPOLATION 0 KEYS 0 X", "CURVE_TYPE$0", "X", "", ""},
     {"fewer keys than announced", "CURVE_TYPE MDL_POS KEYS 32767 TIME 4 KEYTYPE KEYFRAME X",
-     "CURVE_TYPE MDL_POS$1 TIME 4 VALUE 0%KEYFRAME", "X", "", "missing X 1;"},
+     "CURVE_TYPE MDL_POS$1 TIME 4 VALUE 0%KEYFRAME", "X", "", "missing KEYS 1;"},
     {"a word after its keys", "CURVE_TYPE MDL_POS KEYS 1 TIME 4 KEYTYPE KEYFRAME TIME 5",
      "CURVE_TYPE MDL_POS$1 TIME 4 VALUE 0%KEYFRAME", "TIME", "", ""},
 };

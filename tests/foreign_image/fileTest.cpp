@@ -193,7 +193,7 @@ TEST(FileUserData, ReadsWhatWasWritten) {
     EXPECT_EQ(std::string(record->tag, 4), "ABCD");
     ASSERT_EQ(record->size, 300);
     EXPECT_EQ(std::memcmp(record->data, bytes.data(), bytes.size()), 0);
-    EXPECT_EQ(restOf(stream.get()), "next");
+    EXPECT_EQ(restOf(stream.get()), "\nnext");
 }
 
 TEST(FileUserData, DamageIsBoundedByTheFile) {

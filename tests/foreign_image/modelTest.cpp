@@ -208,8 +208,8 @@ constexpr TextCase kTextCases[] = {
     {"table words inside braces and quotes", "{ face { mesh } \"patch\" x }",
      "\n  face { mesh } \"patch\" x\n}\n", ""},
     {"unknown word kept and told", "{\n\nfoo 1 2\nmesh 3 }", "\n  foo 1 2\n\n  mesh 3\n}\n",
-     "unknown foo 3;"},
-    {"too few numbers", "{ scaling 2 mesh }", "\n  mesh\n}\n", "missing mesh 1;"},
+     "kept foo 3;"},
+    {"too few numbers", "{ scaling 2 mesh }", "\n  mesh\n}\n", "missing scaling 1;"},
     {"name without quotes", "{ name\nmesh }", "\n  mesh\n}\n", "missing name 2;"},
     {"end of file in a block", "{ mesh { a \"b", "\n  mesh { a \"b\" }\n}\n",
      "cut mesh 1;missing } 1;"},
@@ -267,7 +267,7 @@ TEST_F(ModelText, DepthIsBounded) {
     ASSERT_NE(root, nullptr);
     EXPECT_EQ(root->contents, nullptr);
     EXPECT_STREQ(root->name, "kept");
-    EXPECT_EQ(notices(), "cut mesh 1;");
+    EXPECT_EQ(notices(), "failed  1;failed  1;cut mesh 1;");
 }
 
 TEST_F(ModelText, NumbersAndNamesThatTextCannotHold) {

@@ -5,7 +5,11 @@
 #include "support/captureStderr.h"
 #include "support/failingMemory.h"
 #include "tinyFile.h"
+#include "tinyScene.h"
+#include "tinySpline.h"
 #include "tinyTag.h"
+
+#include <type_traits>
 
 namespace {
 
@@ -24,6 +28,19 @@ void expectNullWithoutMemory(Read read, IsRight isRight) {
                                   record.reset();
                               });
 }
+
+template <class Record>
+struct DisposerOf {
+    void operator()(Record* record) const {
+        if constexpr (std::is_same_v<Record, Scene>) {
+            sceneDispose(&record);
+        } else if constexpr (std::is_same_v<Record, Model>) {
+            modelDispose(&record);
+        } else {
+            splineDispose(&record);
+        }
+    }
+};
 
 class OutOfMemory : public PictureFiles {
   protected:
@@ -53,6 +70,55 @@ TEST_F(OutOfMemory, ReadersAnswerNull) {
             },
             [](const char&) { return true; });
     }
+}
+
+/// A sample read and written again, each with memory that fails: an answer of success is true.
+template <class Record, class Read, class Write>
+void expectSampleOrFailure(const std::string& sample, Read read, Write write,
+                           const std::string& copy) {
+    SCOPED_TRACE(sample);
+    const auto isWhole = [&](const Record& record) {
+        return write(record) == 1 && contentOf(copy) == contentOf(sample);
+    };
+    expectNullWithoutMemory<std::unique_ptr<Record, DisposerOf<Record>>>(read, isWhole);
+    const std::unique_ptr<Record, DisposerOf<Record>> record(read());
+    int written = 0;
+    withEachAllocationFailing([&] { written = write(*record); },
+                              [&](bool failed) {
+                                  EXPECT_TRUE(written == 1 ? contentOf(copy) == contentOf(sample)
+                                                           : failed);
+                              });
+}
+
+TEST_F(OutOfMemory, ScenesSplinesAndTrees) {
+    const std::string samples = TDR_SOURCE_DIR "/samples/";
+    const std::string vase = samples + "vase";
+    const std::string lamp = samples + "desk_lamp";
+    const std::string lighthouse = samples + "lighthouse";
+    const std::string copy = dir / "copy";
+    expectSampleOrFailure<Spline>(
+        vase + ".spl", [&] { return splineReadFile(vase.c_str()); },
+        [&](const Spline& spline) { return splineWriteFile(copy.c_str(), &spline, 0); },
+        copy + ".spl");
+    expectSampleOrFailure<Model>(
+        lamp + ".hrc", [&] { return modelReadFile(lamp.c_str()); },
+        [&](const Model& root) { return modelWriteFile(copy.c_str(), &root, 0); }, copy + ".hrc");
+    expectSampleOrFailure<Scene>(
+        lighthouse + ".scn",
+        [&]() -> Scene* {
+            std::unique_ptr<Scene, DisposerOf<Scene>> scene(sceneAllocate());
+            if (scene != nullptr) {
+                scene->name = strdup(lighthouse.c_str());
+            }
+            return scene != nullptr && sceneReadAsciiAnimation(scene.get()) == 1 ? scene.release()
+                                                                                 : nullptr;
+        },
+        [&](const Scene& scene) {
+            Scene renamed = scene;
+            renamed.name = const_cast<char*>(copy.c_str());
+            return sceneWriteAsciiAnimation("Niofle scene", 2.6F, &renamed);
+        },
+        copy + ".scn");
 }
 
 } // namespace

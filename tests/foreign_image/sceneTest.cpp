@@ -214,7 +214,7 @@ TEST_F(SceneFile, APictureFormatWithoutAWordIsNotWritten) {
 
 TEST_F(SceneFile, TheObserverHearsOfEveryUnknownWord) {
     read("ONE\nRATE 9\nTWO 2\nLIGHT SPOT\nRATE 3");
-    EXPECT_EQ(notices(), "unknown ONE 3;unknown TWO 5;unknown 2 5;unknown SPOT 6;");
+    EXPECT_EQ(notices(), "unknown ONE 3;unknown TWO 5;unknown SPOT 6;dropped RATE 7;");
 }
 
 struct HeaderCase {
@@ -360,11 +360,12 @@ TEST_F(SceneFile, QuotesInNamesBecomeTheOtherKind) {
 
 TEST_F(SceneFile, LinesOfANode) {
     const std::string text =
-        lines(2, "SCALING 1 2 3|ROTATION 90 0 -45.5|TRANSLATION CONSTRAINT 2 'rail'|HIDDEN 1|"
-                 "ALGORITHM_TYPE 3|BOUNDING_BOX ACTIVE|WIRE_COLOUR 4|LINE_TYPE 5|"
-                 "SELECTED BRANCH_SELECTED|SHAPE_INTERP_TYPE CARDINAL|SHAPE|   SHAPE_NAME 'smile'|"
+        lines(2, "SCALING 1 2 3|ROTATION 90 0 -45.5|WIRE_COLOUR 4|LINE_TYPE 5|"
+                 "SELECTED BRANCH_SELECTED|TRANSLATION CONSTRAINT 2 'rail'|HIDDEN 1|"
+                 "ALGORITHM_TYPE 3|BOUNDING_BOX ACTIVE|SHAPE_INTERP_TYPE CARDINAL|SHAPE|   "
+                 "SHAPE_NAME 'smile'|"
                  "   SHAPE_NAME ''|MATERIAL 3 { CAMERA } 'SCALING'|TEXTURE a");
-    const OwnedScene scene = read("HIERARCHY MODEL 'a' ''" + text + "\nRATE 9");
+    const OwnedScene scene = read("HIERARCHY MODEL 'a' ''" + text + "\nFRAME 9 9 1 1");
     EXPECT_EQ(notices(), "");
     const Model* node = scene->hierarchies->root;
     EXPECT_FLOAT_EQ(node->rotation[0], 1.5707964F) << "radians in memory";
@@ -373,13 +374,16 @@ TEST_F(SceneFile, LinesOfANode) {
 }
 
 TEST_F(SceneFile, UnknownLinesOfANodeAreKeptAndTold) {
-    const OwnedScene scene = read("HIERARCHY MODEL 'a' '' SHAPE SCALING 1 1 1\nfoo\n 1\tb\nRATE 9");
-    EXPECT_EQ(notices(), "unknown foo 4;");
+    const OwnedScene scene = read("HIERARCHY MODEL 'a' '' SHAPE SCALING 1 1 1\nfoo\n 1\tb\n"
+                                  "TEXTURE 'wood' PICTURE 'x' FILTER 2 FRAME 9 9 1 1");
+    EXPECT_EQ(notices(), "kept foo 4;");
     EXPECT_EQ(complaints(), "");
     const Opaque* kept = scene->hierarchies->root->animationContents;
     EXPECT_STREQ(kept->text, "SHAPE");
     EXPECT_STREQ(kept->next->text, "foo\n 1\tb");
-    EXPECT_EQ(scene->rate, 9);
+    EXPECT_STREQ(kept->next->next->text, "TEXTURE 'wood' PICTURE 'x' FILTER 2")
+        << "words of the rendering settings belong to it";
+    EXPECT_EQ(scene->frameStart, 9);
 }
 
 TEST_F(SceneFile, ShapesKeepTheirCurves) {
@@ -497,9 +501,12 @@ TEST_F(SceneFile, LongListsTakeTimeInProportion) {
     const std::string body =
         times(60000, "LIGHT LIGHT_TYPE SPOT HIERARCHY MODEL 'a' '' SPLINE LINEAR WAVE x\n");
     EXPECT_GT(write(read(body).get()).size(), body.size());
-    for (const char* node : {"MODEL 'b' 'a' MATERIAL x MATERIAL y\n", "MODEL 'a' 'a'\n"}) {
-        EXPECT_NE(read("HIERARCHY MODEL 'a' ''\n" + times(100000, node))->hierarchies, nullptr);
-    }
+    const std::string root = "HIERARCHY MODEL 'a' ''\n";
+    const std::string wide = times(100000, "MODEL 'b' 'a' MATERIAL x MATERIAL y\n");
+    EXPECT_NE(read(root + wide)->hierarchies, nullptr);
+    EXPECT_NE(read(root + times(kModelMaxDepth - 1, "MODEL 'a' 'a'\n"))->hierarchies, nullptr);
+    readFile("SSCN\nx v2.60\n" + root + times(kModelMaxDepth, "MODEL 'a' 'a'\n"), 0);
+    EXPECT_NE(messages().find(": a tree of more than 4096 levels.\n"), std::string::npos);
 }
 
 } // namespace

@@ -51,12 +51,12 @@ OwnedSpline bezier() {
 
 const std::string kBezierText =
     lines(0, "SPLINE BEZIER|   NAME 'a path'|   CLOSE|   PHANTOM|   TENSION 0.25|   STEP 12|"
-             "   CONSTRAINT C2|   SEGMENT CURVE|   POINTS 2|"
+             "   CONSTRAINT C2|   SEGMENT CURVE|"
+             "   WIRE_COLOUR 490|   LINE_TYPE 2|   SELECTED INHERIT_SELECTED|   POINTS 2|"
              "      POSITION 0 1.5 0|      PREVIOUS -1 0 0|      NEXT 1 0 0|"
              "      CONSTRAINT G2|      SEGMENT LINEAR|      FLAG 65536|"
              "      POSITION 3 0 -4|      PREVIOUS 2 0 0|      NEXT 4 0 0|"
-             "      CONSTRAINT --------|      SEGMENT --------|      FLAG -268435456|"
-             "   WIRE_COLOUR 490|   LINE_TYPE 2|   SELECTED INHERIT_SELECTED");
+             "      CONSTRAINT --------|      SEGMENT --------|      FLAG -268435456");
 
 TEST_F(SplineAnimationTest, WritesAndReadsItsLines) {
     EXPECT_EQ(textOf(bezier().get()), kBezierText);
@@ -98,14 +98,14 @@ constexpr Case kCases[] = {
      "unknown C9 1;unknown SELECTED 1;"},
     {"older words are kept",
      "SPLINE LINEAR KEYFRAME 1 2 KEYLIST 3 -4.5 +6 .7 WIRE_COLOUR_INDEX 3 7 SELECTED UNSELECTED X",
-     "LINEAR $ KEYFRAME 1 2 KEYLIST 3 -4.5 +6 .7 POINTS 0 WIRE_COLOUR 490 SELECTED UNSELECTED", "X",
+     "LINEAR $ KEYFRAME 1 2 KEYLIST 3 -4.5 +6 .7 WIRE_COLOUR 490 SELECTED UNSELECTED POINTS 0", "X",
      "", ""},
     {"older words without numbers", "SPLINE LINEAR KEYFRAME KEYLIST X",
      "LINEAR $ KEYFRAME KEYLIST POINTS 0", "X", "", ""},
-    {"points: fewer than announced, short ones, handles of no use",
+    {"points: fewer than announced, short ones, a handle without a Bezier spline",
      "SPLINE BSPLINE POINTS 30000 POSITION 1 2 3 POSITION 4 5 6 FLAG 9 NEXT 7 8 9 LIGHT",
-     "BSPLINE $ POINTS 2 POSITION 1 2 3 FLAG 0 POSITION 4 5 6 FLAG 9", "LIGHT", "",
-     "missing LIGHT 1;"},
+     "BSPLINE $ POINTS 2 POSITION 1 2 3 FLAG 0 POSITION 4 5 6 NEXT 7 8 9 FLAG 9", "LIGHT", "",
+     "missing POINTS 1;"},
     {"points: more than announced", "SPLINE LINEAR POINTS 1 POSITION 1 2 3 FLAG 0 POSITION 4 5 6",
      "LINEAR $ POINTS 1 POSITION 1 2 3 FLAG 0", "POSITION", "", ""},
     {"a negative count, then again", "SPLINE LINEAR POINTS -1 POINTS 1 POSITION 1 2 3 X",

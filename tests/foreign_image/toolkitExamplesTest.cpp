@@ -184,7 +184,7 @@ TEST_F(ToolkitExamples, DoWhatTheySay) {
     dir.write("odd.scn", "SSCN\nx v2.60\nRATE 30\nFOO\nRATE 25\n");
     Scene* scene = sceneAllocate();
     scene->name = strdup((dir / "odd").c_str());
-    EXPECT_EQ(countTrouble(scene), 1);
+    EXPECT_EQ(countTrouble(scene), 2) << "FOO, and a second RATE";
     EXPECT_EQ(scene->rate, 25);
     sceneDispose(&scene);
 }

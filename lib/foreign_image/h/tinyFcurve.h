@@ -110,6 +110,10 @@ int fcurveCheckOrder(Fcurve* curve);
 /// extrapolation counts as constant. 0 where `fcurveFloatValue` gives 0 for want of a key.
 [[nodiscard]] std::int32_t fcurveIntegerValue(const Fcurve* curve, float time, std::int32_t mode);
 
+/// True for the versions of files, 2.02 and older, whose keys have no type: they are read as ending
+/// at their "FLAG".
+[[nodiscard]] bool fcurveKeysHaveNoType(float version);
+
 /// Writes the curve in its text form, one level deeper than now. 0 when it is null, else 1.
 int fcurveWriteAsciiAnimation(std::FILE* stream, const Fcurve* curve);
 

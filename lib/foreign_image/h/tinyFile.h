@@ -62,12 +62,12 @@ inline constexpr std::size_t kFileStringSize = 256;
 int stringWriteBinary(std::FILE* stream, const char* string);
 
 /// Reads characters up to a zero byte or end of file. Returns a string that the caller frees with
-/// `free`, or null when memory ran out.
+/// `free`, or null when memory ran out or reading failed.
 [[nodiscard]] char* stringReadBinary(std::FILE* stream);
 
 /// Skips to the next double quote and reads the characters up to the one after it (or end of file);
 /// the closing quote is consumed. Returns a string that the caller frees with `free`, or null when
-/// the file has no quote left or memory ran out.
+/// the file has no quote left, memory ran out or reading failed.
 [[nodiscard]] char* stringReadAscii(std::FILE* stream);
 
 // ------------------------------------------------------------------------------------ user data
@@ -93,7 +93,7 @@ int userDataWriteAscii(std::FILE* stream, const UserData* record, const char* in
 
 /// Reads a record from its quoted tag to its closing brace. `size` of the result is the number of
 /// bytes really read, never more than the file said and held. Returns a record that the caller
-/// disposes of, or null when there is no tag or memory ran out.
+/// disposes of, or null when there is no tag, memory ran out or reading failed.
 [[nodiscard]] UserData* userDataReadAscii(std::FILE* stream);
 
 // ----------------------------------------------------------------------------------- prototypes
@@ -141,5 +141,6 @@ int prototypeInitCluster(Prototype** prototype, int allocateFirst);
 int prototypeWrite(std::FILE* stream, const Prototype* prototype);
 
 /// Reads the section after its four letters. Returns a prototype that the caller disposes of, or
-/// null when memory ran out. A section that is cut short yields the lists read so far.
+/// null when memory ran out or reading failed. A section that is cut short yields the lists read so
+/// far.
 [[nodiscard]] Prototype* prototypeRead(std::FILE* stream);

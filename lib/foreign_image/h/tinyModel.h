@@ -7,6 +7,7 @@
 #include "tinyOpaque.h"
 #include "tinyUtils.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <cstdio>
 
@@ -78,9 +79,12 @@ struct Model {
     Fcurve* curves[kModelCurveCount]; ///< owned; null where the parameter is not animated
 };
 
-/// Deepest tree that is read from or written to a file: the text flavour indents every level by
-/// two blanks, so that the size of a deeper one would grow with the square of its depth.
-inline constexpr int kModelMaxDepth = 512;
+/// Deepest tree that is read from or written to a file, of a scene too: the text flavour indents
+/// every level by two blanks, so that its size grows with the square of the depth.
+inline constexpr int kModelMaxDepth = 4096;
+
+/// Most nodes of one tree that is read or written: 300 MB of memory.
+inline constexpr std::size_t kModelMaxNodes = std::size_t{1} << 20;
 
 /// A new zero-filled node (its scaling too: set it), or null when memory is exhausted.
 [[nodiscard]] Model* modelAllocate();
@@ -107,13 +111,14 @@ int ModelCut(Model* model);
 
 /// Writes the tree to the file "`baseName`.hrc", as text (`flavour` 0) or binary (1). Returns 1,
 /// or 0 when an argument is null, for another flavour (no file is touched), when the file cannot
-/// be opened or written, or when the tree does not fit the form (deeper than `kModelMaxDepth`, or
-/// in the binary form more than 65,535 of anything in one node).
+/// be opened or written, or, with no file touched, when the tree does not fit the form (deeper than
+/// `kModelMaxDepth`, more nodes than `kModelMaxNodes`, a null spline, or in the binary form more
+/// than 65,535 of anything in one node).
 [[nodiscard]] int modelWriteFile(const char* baseName, const Model* root, int flavour);
 
 /// Reads the file "`baseName`.hrc" of either flavour. Returns the root, which the caller owns, or
-/// null when the file cannot be opened, is of another kind, holds no node, is deeper than
-/// `kModelMaxDepth`, or (binary only) ends too early.
+/// null when the file cannot be opened or read, is of another kind, holds no node, is deeper or
+/// larger than the limits, or (binary only) ends too early.
 [[nodiscard]] Model* modelReadFile(const char* baseName);
 
 /// Writes the node and its subtree as the text flavour's body, every line behind `prefix`.
@@ -121,8 +126,8 @@ int ModelCut(Model* model);
 int modelWriteAscii(std::FILE* stream, const Model* root, const char* prefix);
 
 /// Reads a node and its subtree of the text flavour; the word "model" has been read. Returns the
-/// node, which the caller owns, or null when the tree is too deep or memory is exhausted. A file
-/// that ends too early gives the nodes read so far.
+/// node, which the caller owns, or null when the tree is too deep or large, memory is exhausted or
+/// reading failed. A file that ends too early gives the nodes read so far.
 [[nodiscard]] Model* modelReadAscii(std::FILE* stream);
 
 /// Writes the node and its subtree as the binary flavour's body, with the fields of the model list

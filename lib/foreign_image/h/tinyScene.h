@@ -140,11 +140,16 @@ int sceneAppendHierarchy(Scene* scene, Model* root);
 int sceneAppendSpline(Scene* scene, Spline* spline);
 
 /// Writes the scene to the file of its name plus ".scn"; `headerText` (null counts as empty) and
-/// `version` make the header line. Says so on the message stream. Returns 1, or 0 when the scene
-/// or its name is missing, or when the file cannot be opened or written.
+/// `version` make the header line. The form is that of the newest version whatever `version` says:
+/// readers end the keys of version 2.02 and older at their "FLAG", so that a scene with keys cannot
+/// be written under such a version. Says so on the message stream. Returns 1, or 0 when the file
+/// cannot be opened or written, or, with no file touched, when the scene or its name is missing or
+/// the text would not read back: keys under an old version, a header text of several lines, a tree
+/// beyond the limits of tinyModel.h.
 int sceneWriteAsciiAnimation(const char* headerText, float version, const Scene* scene);
 
 /// Reads the file of the scene's name plus ".scn" into the scene: values read replace those held,
 /// lights, trees and splines join the lists. Says so on the message stream. Returns 1, or 0 when
-/// the scene or its name is missing, the file cannot be opened, or it is no scene file.
+/// the scene or its name is missing, the file cannot be opened or read, it is not a scene file, it
+/// has the line ends of an old Mac, or memory is exhausted.
 int sceneReadAsciiAnimation(Scene* scene);

@@ -171,6 +171,7 @@ enum class AnimNoticeKind : std::uint8_t {
     // The call answers its failure (0 or null).
     Failed, ///< `detail`: why ("Input/output error"); the message stream says it too
     // Notes: the form is like that, nothing has gone wrong.
+    Kept,     ///< a word that nobody knows, kept as it stands and written back
     Version,  ///< the version that the header gave, where it decides how keys are read; `word`: the
               ///< version, `detail`: the text that it stood in and what follows from it
     ByFormat, ///< dropped by the format as docs/toolkit.md lists; `word`: what
@@ -197,7 +198,7 @@ struct AnimNotice {
     std::int64_t line = 0;   ///< text that is read: line on which the word begins, from 1; else 0
     std::int64_t byte = -1;  ///< binary file that is read: offset, from 0; else -1
     const char* detail = ""; ///< by kind, see there; a phrase without capital and full stop
-    bool follows = false;    ///< an unknown word directly behind another one: the same cause
+    bool follows = false; ///< an unknown word behind another, no known one between: the same cause
 };
 
 /// Called for each notice with the pointer given at `animSetObserver`. Must not read or write
