@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "tinyTextFile.h"
 
-#include "tinyFileName.h"
 #include "tinyNotice.h"
 
 #include <cerrno>
@@ -46,7 +45,13 @@ base::UniqueFile textfile::open(const char* fileName, char mode) {
 }
 
 bool textfile::closeWritten(std::FILE* stream) {
-    const int error = fileCloseWritten(stream);
+    errno = 0;
+    const bool failedBefore = std::ferror(stream) != 0;
+    int error = std::fflush(stream) == 0 ? 0 : errno;
+    if (std::fclose(stream) != 0 && error == 0) {
+        error = errno;
+    }
+    error = failedBefore && error == 0 ? EIO : error;
     if (error != 0) {
         notice::Call::failForSystem(error);
         errno = error;
