@@ -73,8 +73,6 @@ void takeVersion() {
     }
     if (animFileVersion > RELEASE_NUMBER) {
         const NumberText release(RELEASE_NUMBER);
-        notice::atLine(AnimNoticeKind::Version, version.digits, text::lines.token,
-                       "later than %s; the header says \"%s\"", release.digits, animTokenLine);
         optionPrint("Warning: scene file version %s is later than the dkit release version %s\n",
                     version.digits, release.digits);
         optionPrint("Attempt to read: An error may occur...\n");
