@@ -112,15 +112,18 @@ std::string shapeText(const Side& side) {
 }
 
 /// Drivers hand over 8 bits of a sample: that the others are equal has not been looked at.
-std::string depthText(const Side& a, const Side& b) {
+Outcome<std::string> depthText(const Side& a, const Side& b) {
     for (const Side* side : {&a, &b}) {
-        const auto png = readMetadata(pathOfDescriptor(side->picture.file.get())).png;
-        if (png && png->sampleBits > 8) {
-            return fmt::format(" in the upper 8 of the {} bits of {}", png->sampleBits,
+        const auto metadata = readMetadata(pathOfDescriptor(side->picture.file.get()));
+        if (!metadata) {
+            return Problem{metadata.problem().code, side->path + ": " + metadata.problem().text};
+        }
+        if (metadata->png && metadata->png->sampleBits > 8) {
+            return fmt::format(" in the upper 8 of the {} bits of {}", metadata->png->sampleBits,
                                printable(side->path));
         }
     }
-    return {};
+    return std::string();
 }
 
 /// Says whether they are equal, or what differs, in one line. Only a close that succeeds proves
@@ -155,8 +158,12 @@ Outcome<ExitCode> compare(DriverSet& drivers, const std::string& pathA, const st
                              (*found).first));
         return ExitCode::Failed;
     }
-    const ExitCode said = say(fmt::format("{}: {}, all {} pixels are equal{}\n", names,
-                                          shapeText(*a), pixels, depthText(*a, *b)));
+    const auto depth = depthText(*a, *b);
+    if (!depth) {
+        return depth.problem();
+    }
+    const ExitCode said = say(
+        fmt::format("{}: {}, all {} pixels are equal{}\n", names, shapeText(*a), pixels, *depth));
     return said == ExitCode::Done ? said : ExitCode::NotCompared;
 }
 

@@ -134,7 +134,10 @@ Outcome<bool> Conversion::chooseMatte(PictureFile& picture) {
 }
 
 Outcome<bool> Conversion::convert(PictureFile& picture, Session& writer, ReplacedFile& file) {
-    const Metadata metadata = readMetadata(pathOfDescriptor(picture.file.get()));
+    const auto metadata = readMetadata(pathOfDescriptor(picture.file.get()));
+    if (!metadata) {
+        return Problem{metadata.problem().code, options_.input + ": " + metadata.problem().text};
+    }
     if (auto read = this->read(picture); !read) {
         return read;
     }
@@ -148,7 +151,7 @@ Outcome<bool> Conversion::convert(PictureFile& picture, Session& writer, Replace
         done->passOnLines();
         done->driver.dismiss();
     }
-    const auto left = carryMetadata(metadata, file.path());
+    const auto left = carryMetadata(*metadata, file.path());
     if (!left) {
         return Problem{left.problem().code, options_.output + ": " + left.problem().text};
     }

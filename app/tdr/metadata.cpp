@@ -180,7 +180,11 @@ int carryInto(const Metadata& from, std::FILE* stream, Losses& losses) {
     if (pictureNotesRead(stream, &notes) == 1) {
         return carryToHeader(from, stream, losses);
     }
-    if (readPngChunks(::fileno(stream))) {
+    const auto png = std::ferror(stream) != 0 ? std::nullopt : readPngChunks(::fileno(stream));
+    if (std::ferror(stream) != 0 || (png && png->error != 0)) {
+        return png ? png->error : EIO;
+    }
+    if (png) {
         return carryToChunks(from, ::fileno(stream), losses);
     }
     loseAll(from, losses);
@@ -198,11 +202,11 @@ base::UniqueFile openAs(const std::filesystem::path& path, int flags, const char
 
 } // namespace
 
-Metadata readMetadata(const std::filesystem::path& path) {
+Outcome<Metadata> readMetadata(const std::filesystem::path& path) {
     Metadata found;
     const base::UniqueFile stream = openAs(path, O_RDONLY, "r");
     if (!stream) {
-        return found;
+        return Problem{ExitCode::Failed, std::strerror(errno)};
     }
     PictureNotes notes{};
     if (pictureNotesRead(stream.get(), &notes) == 1) {
@@ -211,7 +215,13 @@ Metadata readMetadata(const std::filesystem::path& path) {
         found.comment = notes.comment;
         return found;
     }
+    if (std::ferror(stream.get()) != 0) {
+        return Problem{ExitCode::Failed, std::strerror(EIO)};
+    }
     found.png = readPngChunks(::fileno(stream.get()));
+    if (found.png && found.png->error != 0) {
+        return Problem{ExitCode::Failed, std::strerror(found.png->error)};
+    }
     if (found.png) {
         const std::vector<PngChunk>& chunks = found.png->kept;
         const auto ratio = std::ranges::find_if(chunks, isRatio);

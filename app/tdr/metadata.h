@@ -20,8 +20,9 @@ struct Metadata {
     std::optional<PngChunks> png; ///< of a PNG: with all that it has
 };
 
-/// Reads it from `path`, by the file's first bytes, whatever its name.
-[[nodiscard]] Metadata readMetadata(const std::filesystem::path& path);
+/// Reads it from `path`, by the file's first bytes, whatever its name. Fails, with the system's
+/// reason alone, when the file cannot be read: then nobody knows what is lost.
+[[nodiscard]] Outcome<Metadata> readMetadata(const std::filesystem::path& path);
 
 /// Puts `from` into the picture file at `to`, which a driver has just written. What is left out for
 /// want of a place, in words; or the errno of what failed: then the file is useless.

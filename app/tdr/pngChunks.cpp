@@ -57,12 +57,12 @@ void appendBe32(std::string& to, std::uint32_t value) {
     to.append(reinterpret_cast<const char*>(bytes), sizeof bytes);
 }
 
-/// Exactly these bytes of the file, or false.
+/// Exactly these bytes of the file; or false, with errno 0 at the end of the file.
 bool readAt(int fd, char* bytes, std::size_t count, std::int64_t at) {
     while (count > 0) {
         const ssize_t got = ::pread(fd, bytes, count, at);
         if (got == 0 || (got < 0 && errno != EINTR)) {
-            errno = got == 0 ? EIO : errno;
+            errno = got == 0 ? 0 : errno;
             return false;
         }
         const ssize_t step = std::max<ssize_t>(got, 0);
@@ -106,7 +106,7 @@ class ChunkWalk {
     PngChunks run() {
         std::int64_t at = static_cast<std::int64_t>(kSignature.size());
         char head[8];
-        for (int i = 0; i < kMostChunks && readAt(fd_, head, sizeof head, at); ++i) {
+        for (int i = 0; i < kMostChunks && read(head, sizeof head, at); ++i) {
             const std::uint32_t length = be32(head);
             const std::string name(head + 4, 4);
             if (size_ - at < kFrame + std::int64_t{length} || name == "IEND") {
@@ -119,9 +119,15 @@ class ChunkWalk {
     }
 
   private:
+    bool read(char* bytes, std::size_t count, std::int64_t at) {
+        const bool whole = readAt(fd_, bytes, count, at);
+        found_.error = whole || found_.error != 0 ? found_.error : errno;
+        return whole;
+    }
+
     void take(const std::string& name, std::uint32_t length, std::int64_t at) {
         char shape[10]; // width, height, bits, colour type
-        if (name == "IHDR" && length >= sizeof shape && readAt(fd_, shape, sizeof shape, at)) {
+        if (name == "IHDR" && length >= sizeof shape && read(shape, sizeof shape, at)) {
             found_.sampleBits = shape[8];
             grey_ = (shape[9] & 2) == 0;
         }
@@ -141,10 +147,10 @@ class ChunkWalk {
     }
 
     /// Reads the data of a chunk. False when its checksum is not right.
-    bool readData(PngChunk& chunk, std::uint32_t length, std::int64_t at) const {
+    bool readData(PngChunk& chunk, std::uint32_t length, std::int64_t at) {
         std::string whole = chunk.name;
         whole.resize(whole.size() + length + 4);
-        if (!readAt(fd_, whole.data() + 4, length + 4, at)) {
+        if (!read(whole.data() + 4, length + 4, at)) {
             return false;
         }
         const std::uint32_t crc = be32(whole.data() + 4 + length);
@@ -184,10 +190,17 @@ bool makeRoom(int fd, std::int64_t size, std::int64_t distance) {
 
 std::optional<PngChunks> readPngChunks(int fd) {
     char head[kSignature.size()];
-    if (!readAt(fd, head, sizeof head, 0) || std::string_view(head, sizeof head) != kSignature) {
+    const bool whole = readAt(fd, head, sizeof head, 0);
+    const std::int64_t size = whole ? sizeOf(fd) : -1;
+    if (size < 0 && errno != 0) {
+        PngChunks unknown;
+        unknown.error = errno;
+        return unknown;
+    }
+    if (!whole || std::string_view(head, sizeof head) != kSignature) {
         return std::nullopt;
     }
-    return ChunkWalk(fd, sizeOf(fd)).run();
+    return ChunkWalk(fd, size).run();
 }
 
 int insertPngChunks(int fd, std::span<const PngChunk> chunks) {
@@ -198,7 +211,8 @@ int insertPngChunks(int fd, std::span<const PngChunk> chunks) {
         bytes += nameAndData;
         appendBe32(bytes, crcOf(nameAndData));
     }
-    const bool done = makeRoom(fd, sizeOf(fd), std::ssize(bytes)) &&
+    const std::int64_t size = sizeOf(fd);
+    const bool done = size >= 0 && makeRoom(fd, size, std::ssize(bytes)) &&
                       writeAt(fd, bytes.data(), bytes.size(), kHeaderEnd);
-    return done ? 0 : errno;
+    return done ? 0 : errno != 0 ? errno : EIO;
 }

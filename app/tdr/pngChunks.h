@@ -25,10 +25,11 @@ struct PngChunks {
     /// Names of the others: bound to the way in which this file stores its pixels, damaged, or too
     /// large.
     std::vector<std::string> left;
+    int error = 0; ///< errno when the file could not be read, and so may hold more
 };
 
 /// The chunks of the PNG that `fd` is open on; none when it is not a PNG. A file that is cut has
-/// those that it has.
+/// those that it has. What cannot be read could be a PNG.
 [[nodiscard]] std::optional<PngChunks> readPngChunks(int fd);
 
 /// Puts `chunks` behind the header of the PNG that `fd` is open on for reading and writing. The

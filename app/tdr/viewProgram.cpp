@@ -67,9 +67,12 @@ Outcome<View> readView(DriverSet& drivers, const ViewOptions& options) {
     if (!format) {
         return problemWith(file, format.failure());
     }
-    const double ratio = readMetadata(pathOfDescriptor(picture->file.get())).ratio;
+    const auto metadata = readMetadata(pathOfDescriptor(picture->file.get()));
+    if (!metadata) {
+        return Problem{metadata.problem().code, file + ": " + metadata.problem().text};
+    }
     const ViewSize size{picture->reader.width(), picture->reader.height()};
-    const ViewSize shown = viewSize(size, ratio, *room);
+    const ViewSize shown = viewSize(size, metadata->ratio, *room);
     ViewCanvas canvas(size, shown);
     if (const auto added = addLines(*picture, options.alpha, canvas); !added) {
         picture->session->passOnLines(added.failure().lastLine);
