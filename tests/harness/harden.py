@@ -74,10 +74,15 @@ def childrenOf(pid):
     return []
 
 
-def takeSegmentsOf(pid):
-    """Removes the shared memory segments that a process made; gives their ids."""
+def segments():
+    """The shared memory segments there are: id and the process that made it."""
     with open("/proc/sysvipc/shm", encoding="ascii") as table:
-        ids = [row[1] for row in map(str.split, table) if row[4] == str(pid)]
+        return {(row[1], row[4]) for row in map(str.split, table)}
+
+
+def takeSegmentsOf(pid, known):
+    """Removes the segments that a process made; gives their ids. A number may have been another's."""
+    ids = [number for number, maker in segments() - known if maker == str(pid)]
     for number in ids:
         subprocess.run(["ipcrm", "-m", number], check=False)
     return ids
@@ -122,13 +127,14 @@ class Bench:
     def __init__(self, options, samples, references=None):
         self.bin, self.tools = pathlib.Path(options.bin), pathlib.Path(options.tools)
         self.samples, self.references = samples, references or {}
+        self.known = set()  # segments from before the run
         ctypes.CDLL(None).prctl(36, 1, 0, 0, 0)  # PR_SET_CHILD_SUBREAPER: orphans become ours
 
     def run(self, case):
         """What is wrong with the end of a case (nothing: it held), and its protocol."""
         with tempfile.TemporaryDirectory(prefix="tdr-harness-") as name:
             folder = pathlib.Path(name)
-            before = self.lay(case.scenario, folder)
+            before, self.known = self.lay(case.scenario, folder), segments()
             command, environment = self.plan(case, folder)
             child, wrong = self.start(folder, command, environment, case.death)
             wrong += self.judge(case, child, folder, before)
@@ -136,7 +142,8 @@ class Bench:
                 gone, case = child.pid, case._replace(death=None)
                 child, more = self.start(folder, command, environment)
                 wrong += more + self.judge(case, child, folder, before)
-                wrong += [f"the next run left segment {number}" for number in takeSegmentsOf(gone)]
+                wrong += [f"the next run left segment {number}"
+                          for number in takeSegmentsOf(gone, self.known)]
             protocol = f"exit {child.returncode}\n" + textOf(folder / "log") + textOf(folder / "err")
             return wrong, protocol
 
@@ -221,7 +228,7 @@ class Bench:
             wrong.append("an input changed")
         if not (case.death and case.death.leaves):
             wrong += [f"left {path.name}" for path in files if path.name not in before]
-            wrong += [f"left segment {number}" for number in takeSegmentsOf(child.pid)]
+            wrong += [f"left segment {number}" for number in takeSegmentsOf(child.pid, self.known)]
         return wrong
 
 
