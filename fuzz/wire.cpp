@@ -42,12 +42,12 @@ void expectEcho(IPC_DataPacket& packet) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    // Of memory: it takes any size, and ends where the input does.
-    static const base::UniqueFd input(memfd_create("input", MFD_CLOEXEC));
+    // Of memory: it takes any size, and ends where the input does. A new one each time, since a
+    // stream out of step is taken away from its descriptor.
+    const base::UniqueFd input(memfd_create("input", MFD_CLOEXEC));
     static IPC_DataPacket packet;
     const int fd = input.get();
-    if (ftruncate(fd, 0) != 0 || pwrite(fd, data, size, 0) != static_cast<ssize_t>(size) ||
-        lseek(fd, 0, SEEK_SET) != 0) {
+    if (pwrite(fd, data, size, 0) != static_cast<ssize_t>(size) || lseek(fd, 0, SEEK_SET) != 0) {
         std::abort();
     }
     while (readsockdata(fd, &packet) == 0 && packet.numof_cmds > 0) {

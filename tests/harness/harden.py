@@ -30,7 +30,7 @@ SCENARIOS = [
     Scenario("scene", "scene format in.scn -o in.scn", "in.scn", ("tdr",)),
     Scenario("plot", "plot in.spl -o out.svg", "out.svg", ("tdr",)),
 ]
-SAMPLES = {"in.tag": "fuzz/corpus/matte/literal", "in.scn": "fuzz/corpus/scene/small",
+SAMPLES = {"in.tag": "fuzz/corpus/matte/literal", "in.scn": "samples/lighthouse.scn",
            "in.spl": "samples/vase.spl"}
 
 # How each kind of call fails. "short": a transfer of one byte.

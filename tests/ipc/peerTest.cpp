@@ -305,7 +305,7 @@ TEST_F(PeerStarting, TheGivenFaceTellsWhatWentWrong) {
           "startsomeprocess: Error initializing socket to \"%s\".\n"}},
         {"kill", 0, -5, {"startsomeprocess: Got kill.\n"}},
         {"unknown", -1, 102, {"startsomeprocess: Unknown init response (77) from '%s'.\n"}},
-        {"leaves", -1, 0, {"startsomeprocess: Unknown init response (0) from '%s'.\n"}},
+        {"closesOneSide", -1, 0, {"startsomeprocess: Unknown init response (0) from '%s'.\n"}},
         {"garbage",
          -1,
          -5,

@@ -208,6 +208,12 @@ void sendHalf() {
     sendOnly({"\0\0\0\6\0\x66\0\x27\0\1", 10});
 }
 
+/// Closes its side of the connection and lives on, until the host has closed the other.
+void closeOneSide() {
+    shutdown(socketFd, SHUT_WR);
+    awaitEnd();
+}
+
 /// Ends, while a process of its own keeps the connection.
 void bequeath() {
     if (fork() == 0) {
@@ -395,6 +401,7 @@ constexpr Behaviour kBehaviours[] = {
     {"killOfData", Stage::InsteadOfInit, introduceAs<ipc::kClassData, ipc::kEventKill>},
     {"requestOfData", Stage::InsteadOfInit, introduceAs<ipc::kClassData, ipc::kInitRequest>},
     {"leaves", Stage::InsteadOfInit, [] { _exit(5); }},
+    {"closesOneSide", Stage::InsteadOfInit, closeOneSide},
     {"bequeaths", Stage::InsteadOfInit, bequeath},
     {"greeted", Stage::InsteadOfOk, [] {}}, // it just stays
     {"silent", Stage::InsteadOfOk, waitForEver},
