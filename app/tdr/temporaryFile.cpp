@@ -65,21 +65,25 @@ TemporaryFile::~TemporaryFile() {
     }
 }
 
-bool TemporaryFile::isCalled(const std::string& name) const {
+/// 0 when this file is called `name`, ESTALE when another one is, otherwise why nobody can say.
+int TemporaryFile::lookUp(const std::string& name) const {
     struct stat ours {};
     struct stat named {};
-    return ::fstat(file_.get(), &ours) == 0 &&
-           ::fstatat(folder_.get(), name.c_str(), &named, AT_SYMLINK_NOFOLLOW) == 0 &&
-           ours.st_dev == named.st_dev && ours.st_ino == named.st_ino;
+    if (::fstat(file_.get(), &ours) != 0 ||
+        ::fstatat(folder_.get(), name.c_str(), &named, AT_SYMLINK_NOFOLLOW) != 0) {
+        return errno;
+    }
+    return ours.st_dev == named.st_dev && ours.st_ino == named.st_ino ? 0 : ESTALE;
 }
 
 int TemporaryFile::rename(const std::string& name) {
-    if (!isCalled(name_)) {
-        return ESTALE;
+    if (const int error = lookUp(name_); error != 0) {
+        return error;
     }
     if (::renameat(folder_.get(), name_.c_str(), folder_.get(), name.c_str()) != 0) {
         return errno;
     }
     renamed_ = true;
-    return isCalled(name) ? 0 : ESTALE; // it may have been exchanged just before
+    // It may have been exchanged just before. A look that fails proves nothing of the kind.
+    return lookUp(name) == ESTALE ? ESTALE : 0;
 }

@@ -36,7 +36,7 @@ class TemporaryFile {
         : notes_(std::move(notes)), name_("." + notes_.mark()), note_(notes_.noteName()) {}
     [[nodiscard]] bool create(int folder, mode_t mode);
     void noteWhere() const;
-    [[nodiscard]] bool isCalled(const std::string& name) const;
+    [[nodiscard]] int lookUp(const std::string& name) const;
 
     PrivateFolder notes_;
     std::string name_;
