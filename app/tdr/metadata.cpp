@@ -177,15 +177,11 @@ void loseAll(const Metadata& from, Losses& losses) {
 /// To whatever kind of file `stream` is open on. 0 or errno.
 int carryInto(const Metadata& from, std::FILE* stream, Losses& losses) {
     PictureNotes notes{};
-    if (pictureNotesRead(stream, &notes) == 1) {
-        return carryToHeader(from, stream, losses);
+    if (const int read = pictureNotesRead(stream, &notes); read != 0) {
+        return read == 1 ? carryToHeader(from, stream, losses) : errno;
     }
-    const auto png = std::ferror(stream) != 0 ? std::nullopt : readPngChunks(::fileno(stream));
-    if (std::ferror(stream) != 0 || (png && png->error != 0)) {
-        return png ? png->error : EIO;
-    }
-    if (png) {
-        return carryToChunks(from, ::fileno(stream), losses);
+    if (const auto png = readPngChunks(::fileno(stream)); png) {
+        return png->error != 0 ? png->error : carryToChunks(from, ::fileno(stream), losses);
     }
     loseAll(from, losses);
     return 0;
@@ -209,14 +205,15 @@ Outcome<Metadata> readMetadata(const std::filesystem::path& path) {
         return Problem{ExitCode::Failed, std::strerror(errno)};
     }
     PictureNotes notes{};
-    if (pictureNotesRead(stream.get(), &notes) == 1) {
+    const int read = pictureNotesRead(stream.get(), &notes);
+    if (read < 0) {
+        return Problem{ExitCode::Failed, std::strerror(errno)};
+    }
+    if (read == 1) {
         found.ratio = notes.ratio;
         found.fields = notes.fields;
         found.comment = notes.comment;
         return found;
-    }
-    if (std::ferror(stream.get()) != 0) {
-        return Problem{ExitCode::Failed, std::strerror(EIO)};
     }
     found.png = readPngChunks(::fileno(stream.get()));
     if (found.png && found.png->error != 0) {

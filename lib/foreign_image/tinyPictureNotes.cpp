@@ -3,7 +3,6 @@
 
 #include "base/byteOrder.h"
 
-#include <cerrno>
 #include <cstring>
 
 namespace {
@@ -17,15 +16,18 @@ constexpr std::size_t kHeadSize = 102;
 
 constexpr char kNoComment[] = "No comment...";
 
-/// Reads the head of the file. False when it is none of a picture or matte.
-bool readHead(std::FILE* stream, std::uint8_t (&head)[kHeadSize]) {
-    if (std::fseek(stream, 0, SEEK_SET) != 0 ||
-        std::fread(head, 1, sizeof head, stream) != sizeof head) {
-        return false;
+/// Reads the head of the file: 1, 0 when it is not that of a picture or matte, -1 when it cannot be
+/// read.
+int readHead(std::FILE* stream, std::uint8_t (&head)[kHeadSize]) {
+    if (std::fseek(stream, 0, SEEK_SET) != 0) {
+        return -1;
+    }
+    if (std::fread(head, 1, sizeof head, stream) != sizeof head) {
+        return std::ferror(stream) != 0 ? -1 : 0;
     }
     const std::uint32_t type = base::loadBe32(head + kTypeOffset);
-    return base::loadBe32(head) == kFileMagic &&
-           (type == typeWord("PICT") || type == typeWord("STAG"));
+    const bool picture = type == typeWord("PICT") || type == typeWord("STAG");
+    return base::loadBe32(head) == kFileMagic && picture ? 1 : 0;
 }
 
 bool writeAt(std::FILE* stream, long offset, const std::uint8_t* bytes, std::size_t count) {
@@ -38,8 +40,8 @@ bool writeAt(std::FILE* stream, long offset, const std::uint8_t* bytes, std::siz
 int pictureNotesRead(std::FILE* stream, PictureNotes* notes) {
     *notes = {};
     std::uint8_t head[kHeadSize];
-    if (!readHead(stream, head)) {
-        return 0;
+    if (const int read = readHead(stream, head); read != 1) {
+        return read;
     }
     notes->ratio = base::loadBeFloat(head + kRatioOffset);
     notes->fields = base::loadBeS16(head + kFieldsOffset);
@@ -52,9 +54,8 @@ int pictureNotesRead(std::FILE* stream, PictureNotes* notes) {
 
 int pictureNotesWrite(std::FILE* stream, const PictureNotes* notes) {
     std::uint8_t head[kHeadSize];
-    errno = 0;
-    if (!readHead(stream, head)) {
-        return 0;
+    if (const int read = readHead(stream, head); read != 1) {
+        return read;
     }
     std::uint8_t shape[kHeadSize - kRatioOffset];
     base::storeBeFloat(shape, notes->ratio);
@@ -65,5 +66,5 @@ int pictureNotesWrite(std::FILE* stream, const PictureNotes* notes) {
         std::memcpy(comment, notes->comment, strnlen(notes->comment, sizeof comment));
         written = written && writeAt(stream, kCommentOffset, comment, sizeof comment);
     }
-    return written && std::fflush(stream) == 0 ? 1 : 0;
+    return written && std::fflush(stream) == 0 ? 1 : -1;
 }

@@ -330,6 +330,13 @@ TEST(PictureNotes, AreReadAndChangedInTheHeadsOfPicturesAndMattesOnly) {
         const std::string now = restOf(stream.get());
         EXPECT_EQ(now, row.changed.empty() ? row.file : row.file.substr(0, 8) + row.changed);
     }
+    std::array<int, 2> ends{};
+    ASSERT_EQ(pipe(ends.data()), 0);
+    const base::UniqueFile writing(fdopen(ends[1], "w"));
+    const base::UniqueFile pipe(fdopen(ends[0], "r")); // has no place to go back to
+    PictureNotes none{};
+    EXPECT_EQ(pictureNotesRead(pipe.get(), &none), -1);
+    EXPECT_EQ(errno, ESPIPE);
 }
 
 } // namespace

@@ -16,12 +16,13 @@ struct PictureNotes {
     char comment[kFileCommentSize + 1]; ///< bytes of no particular encoding
 };
 
-/// Reads the notes of the PIC or TAG file that `stream` is open on, wherever it stands. Returns 1,
-/// or 0, with `notes` cleared, when it is on a file of another kind or one that ends before.
+/// Reads the notes of the PIC or TAG file that `stream` is open on, wherever it stands. Returns 1;
+/// or, with `notes` cleared, 0 when it is on a file of another kind or one that ends before, and -1
+/// when the file cannot be read (errno says why).
 int pictureNotesRead(std::FILE* stream, PictureNotes* notes);
 
 /// Puts `notes` into the PIC or TAG file that `stream` is open on for reading and writing ("r+").
 /// An empty comment leaves the file's own. Nothing else in the file changes. Returns 1, or 0 when
-/// it is a file of another kind (nothing is written) or a write failed (errno says why); a failed
-/// write can also show when the stream is closed.
+/// it is a file of another kind (nothing is written), or -1 when it cannot be read or written
+/// (errno says why); a failed write can also show when the stream is closed.
 int pictureNotesWrite(std::FILE* stream, const PictureNotes* notes);
