@@ -128,7 +128,7 @@ class ChunkWalk {
     void take(const std::string& name, std::uint32_t length, std::int64_t at) {
         char shape[10]; // width, height, bits, colour type
         if (name == "IHDR" && length >= sizeof shape && read(shape, sizeof shape, at)) {
-            found_.sampleBits = shape[8];
+            found_.sampleBits = static_cast<unsigned char>(shape[8]);
             grey_ = (shape[9] & 2) == 0;
         }
         if (!isAncillary(name) || name == "tRNS") { // the pixels, which drivers read
