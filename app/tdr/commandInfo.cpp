@@ -32,7 +32,7 @@ std::string textOf(const std::string& file, const FileKind& kind, const FileInfo
     return text;
 }
 
-/// Writes to standard output until that fails, which is told once.
+/// Writes to standard output until that fails, which is reported once.
 class Output {
   public:
     void write(std::string_view text) {
