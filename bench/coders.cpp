@@ -4,10 +4,10 @@
 //
 // Files lie in the page cache, where a user's files are that were looked at before. A picture and
 // its upside-down twin are taken in turn, so that nobody learns one picture by heart.
+#include "picture/coders/tinyPictureCoders.h"
 #include "pictures.h"
 #include "pixelOrder.h"
 #include "tinyPicture.h"
-#include "tinyPictureCoders.h"
 
 #include <benchmark/benchmark.h>
 #include <tiffio.h>

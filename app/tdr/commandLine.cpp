@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 // From the arguments to the exit status, for tdr and for the program that it hands over to.
-#include "console.h"
-#include "replacedFile.h"
-#include "subcommands.h"
+#include "commands/subcommands.h"
+#include "files/replacedFile.h"
+#include "output/console.h"
+#include "output/wholeWrite.h"
 #include "tdr/interruptGuard.h"
-#include "wholeWrite.h"
 
 #include <CLI/CLI.hpp>
 #include <cerrno>

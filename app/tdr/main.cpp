@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // tdr: pictures through drivers, from the command line.
-#include "subcommands.h"
+#include "commands/subcommands.h"
 
 int main(int argc, char** argv) {
     // In the order of the help.

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Memory that runs out at every place of every call on a whole file: the call answers its failure,
 // nothing is left behind.
-#include "pictureTesting.h"
+#include "foreign_image/picture/pictureTesting.h"
 #include "support/captureStderr.h"
 #include "support/failingMemory.h"
 #include "tinyFile.h"

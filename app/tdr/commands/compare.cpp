@@ -1,0 +1,194 @@
+// SPDX-License-Identifier: MIT
+// tdr compare A B: are two pictures the same, pixel by pixel? Each is read through the driver that
+// knows it, line by line, so that a picture and what a driver made of it can be held side by side.
+#include "output/console.h"
+#include "pictures/metadata.h"
+#include "pictures/pictureFile.h"
+#include "subcommands.h"
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <algorithm>
+#include <array>
+#include <fmt/format.h>
+#include <span>
+
+namespace {
+
+using Pixel = std::array<std::uint8_t, tdr::kPixelBytes>;
+
+/// One side of the comparison: an open picture and the block its lines come in.
+struct Side {
+    std::string path;
+    PictureFile picture;
+    tdr::SharedBlock block;
+
+    static Outcome<Side> open(DriverSet& drivers, const std::string& path) {
+        auto picture = openPicture(drivers, path);
+        if (!picture) {
+            return picture.problem();
+        }
+        auto block = tdr::SharedBlock::create(tdr::lineBytes(picture->reader.width()));
+        if (!block) {
+            return problemWith(path, block.failure());
+        }
+        return Side{path, std::move(*picture), std::move(*block)};
+    }
+
+    [[nodiscard]] const tdr::PictureShape& shape() const { return picture.reader.shape(); }
+
+    /// A damaged line is none: what is missing in it reads as zero and would compare.
+    Outcome<bool> readLine(std::int32_t line) {
+        const auto read = picture.reader.readLine(block, line);
+        if (!read) {
+            picture.session->passOnLines(read.failure().lastLine);
+            return picture.session->problem(path, read.failure());
+        }
+        if (!picture.session->driver.damage().empty()) {
+            return Problem{ExitCode::Failed, path + ": damaged, and so cannot be compared"};
+        }
+        return true;
+    }
+
+    [[nodiscard]] Pixel pixel(std::int32_t x) const {
+        Pixel pixel{};
+        const std::size_t at = static_cast<std::size_t>(x) * tdr::kPixelBytes;
+        std::ranges::copy(block.bytes().subspan(at, tdr::kPixelBytes), pixel.begin());
+        return pixel;
+    }
+
+    /// How many pictures the file holds: the mattes of one that has several, else 1.
+    [[nodiscard]] std::int32_t mattes() const { return shape().matte ? shape().channels : 1; }
+};
+
+struct Differences {
+    std::int64_t count = 0;
+    std::string first; ///< where, and what the two pixels are
+};
+
+/// "#rrggbbaa" from the order in which drivers hand pixels over: alpha, blue, green, red.
+std::string colourText(const Pixel& pixel) {
+    return fmt::format("#{:02x}{:02x}{:02x}{:02x}", pixel[3], pixel[2], pixel[1], pixel[0]);
+}
+
+void compareLine(const Side& a, const Side& b, std::int32_t line, Differences& found) {
+    for (std::int32_t x = 0; x < a.shape().width; ++x) {
+        const Pixel one = a.pixel(x);
+        const Pixel other = b.pixel(x);
+        if (one != other && found.count++ == 0) {
+            found.first =
+                fmt::format("first at column {} of line {} from the top: {} and {}", x,
+                            a.shape().height - 1 - line, colourText(one), colourText(other));
+        }
+    }
+}
+
+Outcome<Differences> compareLines(Side& a, Side& b) {
+    Differences found;
+    const std::int32_t mattes = a.mattes();
+    for (std::int32_t matte = 0; matte < mattes && found.count == 0; ++matte) {
+        for (std::int32_t line = a.shape().height; line-- > 0;) {
+            for (Side* side : {&a, &b}) {
+                side->picture.reader.selectMatte(matte);
+                if (const auto read = side->readLine(line); !read) {
+                    return read.problem();
+                }
+            }
+            compareLine(a, b, line, found);
+        }
+        if (found.count > 0 && mattes > 1) {
+            found.first = fmt::format("matte {}, {}", matte + 1, found.first);
+        }
+    }
+    return found;
+}
+
+/// What both have to be alike in before their pixels can be, as text.
+std::string shapeText(const Side& side) {
+    const tdr::PictureShape& shape = side.shape();
+    return fmt::format("{} x {}", shape.width, shape.height) +
+           (side.mattes() > 1 ? fmt::format(" with {} mattes", side.mattes()) : "");
+}
+
+/// Drivers hand over 8 bits of a sample: that the others are equal has not been looked at.
+Outcome<std::string> depthText(const Side& a, const Side& b) {
+    for (const Side* side : {&a, &b}) {
+        const auto metadata = readMetadata(pathOfDescriptor(side->picture.file.get()));
+        if (!metadata) {
+            return Problem{metadata.problem().code, side->path + ": " + metadata.problem().text};
+        }
+        if (metadata->png && metadata->png->sampleBits > 8) {
+            return fmt::format(" in the upper 8 of the {} bits of {}", metadata->png->sampleBits,
+                               printable(side->path));
+        }
+    }
+    return std::string();
+}
+
+/// Says whether they are equal, or what differs, in one line. Only a close that succeeds proves
+/// that the lines were the answers to their requests.
+Outcome<ExitCode> compare(DriverSet& drivers, const std::string& pathA, const std::string& pathB) {
+    auto a = Side::open(drivers, pathA);
+    if (!a) {
+        return a.problem();
+    }
+    auto b = Side::open(drivers, pathB);
+    if (!b) {
+        return b.problem();
+    }
+    const std::string names = printable(pathA) + " and " + printable(pathB);
+    if (shapeText(*a) != shapeText(*b)) {
+        complain(fmt::format("{} differ: {} and {}", names, shapeText(*a), shapeText(*b)));
+        return ExitCode::Failed;
+    }
+    auto found = compareLines(*a, *b);
+    for (Side* side : {&*a, &*b}) {
+        if (const auto closed = side->picture.reader.close(); found && !closed) {
+            found = side->picture.session->problem(side->path, closed.failure());
+        }
+        side->picture.session->passOnLines();
+    }
+    if (!found) {
+        return found.problem();
+    }
+    const std::int64_t pixels = std::int64_t{a->shape().width} * a->shape().height;
+    if ((*found).count > 0) {
+        complain(fmt::format("{} differ: {} of {} pixels, {}", names, (*found).count, pixels,
+                             (*found).first));
+        return ExitCode::Failed;
+    }
+    const auto depth = depthText(*a, *b);
+    if (!depth) {
+        return depth.problem();
+    }
+    const ExitCode said = say(
+        fmt::format("{}: {}, all {} pixels are equal{}\n", names, shapeText(*a), pixels, *depth));
+    return said == ExitCode::Done ? said : ExitCode::NotCompared;
+}
+
+/// A failure is not a difference: it has an exit status of its own.
+ExitCode run(const DriverOptions& options, const std::string& pathA, const std::string& pathB) {
+    DriverSet drivers(options);
+    const auto compared = compare(drivers, pathA, pathB);
+    if (compared) {
+        return *compared;
+    }
+    const ExitCode code = complain(compared.problem());
+    return code == ExitCode::Failed ? ExitCode::NotCompared : code;
+}
+
+} // namespace
+
+void addCompare(CLI::App& app, Command& command) {
+    auto* sub = app.add_subcommand("compare", "Tell whether two pictures have the same pixels");
+    sub->footer("Exit status: 0 equal, 1 different, 2 usage, 3 a driver could not be started or "
+                "died, 4 could not be compared (damaged or unreadable).");
+    auto files = std::make_shared<std::pair<std::string, std::string>>();
+    sub->add_option("a", files->first, "One picture")->required()->type_name("A");
+    sub->add_option("b", files->second, "The other picture")->required()->type_name("B");
+    sub->callback([&command, files] {
+        command.failed = ExitCode::NotCompared;
+        command.exit = run(command.drivers, files->first, files->second);
+    });
+}

@@ -1,0 +1,61 @@
+// SPDX-License-Identifier: MIT
+// tdr drivers: which drivers there are, and what each says of itself.
+#include "output/console.h"
+#include "output/table.h"
+#include "pictures/driverSet.h"
+#include "subcommands.h"
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+
+namespace {
+
+/// The row of one driver, or why there is none.
+tdr::Result<std::vector<std::string>> describe(const std::filesystem::path& program,
+                                               const DriverOptions& options) {
+    auto session = startSession(program, options);
+    if (!session) {
+        return session.failure();
+    }
+    tdr::Driver& driver = session->driver;
+    const auto vendor = driver.vendorName();
+    const auto format = vendor ? driver.formatName() : vendor;
+    if (!format) {
+        return format.failure();
+    }
+    const auto naming = driver.fileNaming();
+    if (!naming) {
+        return naming.failure();
+    }
+    return std::vector{program.filename().string(),  printable(*vendor),         printable(*format),
+                       printable(naming->extension), printable(naming->pattern), program.string()};
+}
+
+ExitCode listDrivers(const DriverOptions& options) {
+    ExitCode exit = ExitCode::Done;
+    for (const Problem& problem : driverlessDirectories(options)) {
+        exit = worse(exit, complain(problem));
+    }
+    const auto programs = findDrivers(options);
+    if (programs.empty()) {
+        return complain(Problem{ExitCode::Failed, "no drivers found"});
+    }
+    Table table({"DRIVER", "VENDOR", "FORMAT", "ENDING", "SEQUENCE", "PROGRAM"});
+    for (const auto& program : programs) {
+        auto row = describe(program, options);
+        if (row) {
+            table.add(std::move(*row));
+        } else {
+            exit = worse(exit, complain(problemWith(row.failure())));
+        }
+    }
+    return worse(exit, say(table.text()));
+}
+
+} // namespace
+
+void addDrivers(CLI::App& app, Command& command) {
+    auto* sub = app.add_subcommand("drivers", "List the drivers and what they say of themselves");
+    sub->callback([&command] { command.exit = listDrivers(command.drivers); });
+}

@@ -1,0 +1,109 @@
+// SPDX-License-Identifier: MIT
+// tdr info FILE...: what a file is.
+#include "info/fileKinds.h"
+#include "output/console.h"
+#include "pictures/pictureFile.h"
+#include "subcommands.h"
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <algorithm>
+#include <fmt/format.h>
+
+namespace {
+
+struct InfoOptions {
+    std::vector<std::string> files;
+    bool json = false;
+};
+
+const FileKind& kindOf(const std::filesystem::path& file) {
+    const auto kinds = fileKinds();
+    return *std::ranges::find_if(kinds,
+                                 [&](const FileKind& kind) { return kind.recognises(file); });
+}
+
+std::string textOf(const std::string& file, const FileKind& kind, const FileInfo& info) {
+    std::string text = fmt::format("{}: {}\n", printable(file), kind.name);
+    for (const auto& [label, value] : info.rows) {
+        text += fmt::format("  {:<8}  {}\n", label, value);
+    }
+    return text;
+}
+
+/// Writes to standard output until that fails, which is reported once.
+class Output {
+  public:
+    void write(std::string_view text) {
+        if (exit_ == ExitCode::Done) {
+            exit_ = say(text);
+        }
+    }
+    [[nodiscard]] ExitCode exit() const { return exit_; }
+
+  private:
+    ExitCode exit_ = ExitCode::Done;
+};
+
+void writeJson(JsonWriter& json, const std::string& file, const FileKind& kind,
+               const Outcome<FileInfo>& info) {
+    json.beginObject();
+    json.member("file", file);
+    if (info) {
+        json.member("kind", kind.name);
+        info->json(json);
+        if (!info->damage.empty()) {
+            json.member("error", info->damage);
+        }
+    } else {
+        json.member("error", info.problem().text);
+    }
+    json.end();
+}
+
+/// One file at a time is held, and what is known of it is written before the next one is read.
+ExitCode showOne(const std::string& file, const DriverOptions& driverOptions, JsonWriter* json,
+                 Output& output) {
+    DriverSet drivers(driverOptions);
+    const auto readable = checkReadable(file);
+    const FileKind& kind = kindOf(file);
+    const auto info = readable ? kind.describe(file, drivers) : readable.problem();
+    if (json != nullptr) {
+        writeJson(*json, file, kind, info);
+    } else if (info) {
+        output.write(textOf(file, kind, *info));
+    }
+    if (!info) {
+        return complain(info.problem());
+    }
+    return info->damage.empty() ? ExitCode::Done : ExitCode::Failed; // its driver has said why
+}
+
+ExitCode showInfo(const DriverOptions& driverOptions, const InfoOptions& options) {
+    ExitCode exit = ExitCode::Done;
+    Output output;
+    JsonWriter json([&](std::string_view bytes) { output.write(bytes); });
+    json.beginArray();
+    for (const std::string& file : options.files) {
+        exit =
+            worse(exit, withinMemory(file, [&] {
+                      return showOne(file, driverOptions, options.json ? &json : nullptr, output);
+                  }));
+    }
+    json.end();
+    if (options.json) {
+        json.finish();
+    }
+    return worse(exit, output.exit());
+}
+
+} // namespace
+
+void addInfo(CLI::App& app, Command& command) {
+    auto* sub = app.add_subcommand("info", "Tell what files are: who reads them, size, format");
+    auto options = std::make_shared<InfoOptions>();
+    sub->add_option("files", options->files, "Files to describe")->required()->type_name("FILE");
+    sub->add_flag("--json", options->json, "Print a JSON array with one object a file");
+    sub->callback([&command, options] { command.exit = showInfo(command.drivers, *options); });
+}

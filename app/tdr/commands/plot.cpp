@@ -1,0 +1,123 @@
+// SPDX-License-Identifier: MIT
+// tdr plot FILE -o OUT.svg: a picture of what a scene file holds.
+#include "plot/plot.h"
+#include "files/replacedFile.h"
+#include "output/console.h"
+#include "output/utf8Text.h"
+#include "subcommands.h"
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <CLI/Validators.hpp>
+#include <charconv>
+#include <fmt/format.h>
+
+namespace {
+
+struct PlotOptions {
+    std::string file;
+    std::string output;
+    std::string show;
+    std::string frames;
+    CurveChoice choice;
+};
+
+/// "A-B" with whole numbers, A below B; each may be negative.
+std::optional<PlotRange> framesIn(std::string_view text) {
+    constexpr std::int32_t kMost = 10'000'000;
+    std::int32_t first = 0;
+    std::int32_t last = 0;
+    const char* end = text.data() + text.size();
+    const auto a = std::from_chars(text.data(), end, first);
+    if (a.ec != std::errc() || a.ptr == end || *a.ptr != '-') {
+        return {};
+    }
+    const auto b = std::from_chars(a.ptr + 1, end, last);
+    if (b.ec != std::errc() || b.ptr != end || first >= last || first < -kMost || last > kMost) {
+        return {};
+    }
+    return PlotRange{static_cast<double>(first), static_cast<double>(last), false};
+}
+
+std::string checkFrames(const std::string& text) {
+    return framesIn(text) ? "" : "frames are A-B with whole numbers, A below B: " + text;
+}
+
+Outcome<bool> save(const std::string& target, const std::string& text) {
+    auto file = ReplacedFile::begin(target, ".svg");
+    if (!file) {
+        return file.problem();
+    }
+    const auto written = file->write(text);
+    return written ? file->commit() : written;
+}
+
+/// What is drawn of each kind of file without --show.
+Outcome<Plot> draw(const SceneDocument& document, const PlotOptions& options) {
+    const std::string title = utf8Text(std::filesystem::path(options.file).filename().string());
+    const std::string usual = document.scene != nullptr    ? "curves"
+                              : document.spline != nullptr ? "splines"
+                                                           : "trees";
+    const std::string& show = options.show.empty() ? usual : options.show;
+    SceneReport complaints; // of evaluating curves; the check tells them
+    const SceneListener listener(complaints);
+    if (show == "curves") {
+        return plotCurves(document, title, options.choice);
+    }
+    return show == "splines" ? plotSplines(document, title) : plotTrees(document, title);
+}
+
+ExitCode plot(PlotOptions& options) {
+    if (!options.frames.empty()) {
+        options.choice.frames = framesIn(options.frames);
+    }
+    const auto document = readSceneDocument(options.file);
+    if (!document) {
+        return complain(document.problem());
+    }
+    const auto drawn = draw(*document, options);
+    if (!drawn) {
+        return complain(Problem{drawn.problem().code, options.file + ": " + drawn.problem().text});
+    }
+    if (!drawn->leftOut.empty()) {
+        complain(options.file + ": " + drawn->leftOut);
+    }
+    const auto saved = save(options.output, drawn->svg);
+    if (!saved) {
+        return complain(saved.problem());
+    }
+    if (!document->report.whole()) {
+        return complain(Problem{ExitCode::Failed, options.file + ": drawn, but not all was read: " +
+                                                      document->report.losses() +
+                                                      " (tdr scene check tells where)"});
+    }
+    return ExitCode::Done;
+}
+
+} // namespace
+
+void addPlot(CLI::App& app, Command& command) {
+    auto* sub = app.add_subcommand("plot", "Draw curves, splines or trees of a file as SVG");
+    auto options = std::make_shared<PlotOptions>();
+    sub->add_option("file", options->file, "A .scn, .spl or .hrc file")
+        ->required()
+        ->type_name("FILE");
+    sub->add_option("-o,--output", options->output, "SVG file to write")
+        ->required()
+        ->type_name("OUT");
+    sub->add_option("--curve", options->choice.channels,
+                    "Only curves of this channel, CAM_FOV for example (may be repeated)")
+        ->type_name("CHANNEL")
+        ->allow_extra_args(false);
+    sub->add_option("--frames", options->frames, "Only these frames (default: all, and some room)")
+        ->type_name("A-B")
+        ->check(checkFrames);
+    sub->add_option("--show", options->show,
+                    "What to draw: curves (default for scenes), splines or trees")
+        ->type_name("KIND")
+        ->check(CLI::IsMember({"curves", "splines", "trees"}));
+    sub->callback([&command, options] {
+        command.exit = withinMemory(options->file, [&] { return plot(*options); });
+    });
+}

@@ -1,0 +1,205 @@
+// SPDX-License-Identifier: MIT
+// tdr scene check|format|binary|text: what the toolkit makes of scene files.
+#include "output/console.h"
+#include "output/utf8Text.h"
+#include "scene/sceneDocument.h"
+#include "subcommands.h"
+
+#include <CLI/App.hpp>
+#include <CLI/Config.hpp>
+#include <CLI/Formatter.hpp>
+#include <fmt/format.h>
+#include <vector>
+
+namespace {
+
+struct SceneOptions {
+    std::vector<std::string> files;
+    std::string output;
+};
+
+// ------------------------------------------------------------------------------------------- check
+
+std::string verdictOn(const SceneReport& report) {
+    const std::string losses = report.losses();
+    const std::string changes = report.changes();
+    return !losses.empty()    ? losses
+           : !changes.empty() ? "everything was read that the format keeps: " + changes
+                              : "everything was read";
+}
+
+ExitCode checkOne(const std::string& file) {
+    const auto document = readSceneDocument(file);
+    if (!document) {
+        return complain(document.problem());
+    }
+    const SceneReport& report = document->report;
+    const std::string name = utf8Text(std::string_view(file));
+    std::string text;
+    for (const SceneRemark& remark : report.remarks) {
+        text += lineOf(file, remark) + '\n';
+    }
+    if (report.dropped != 0) {
+        text += fmt::format("{}: {} further remarks\n", name, report.dropped);
+    }
+    text += fmt::format("{}: {}\n", name, verdictOn(report));
+    return worse(report.whole() ? ExitCode::Done : ExitCode::Failed, say(text));
+}
+
+ExitCode check(const SceneOptions& options) {
+    ExitCode exit = ExitCode::Done;
+    for (const std::string& file : options.files) {
+        exit = worse(exit, withinMemory(file, [&] { return checkOne(file); }));
+    }
+    return exit;
+}
+
+// ---------------------------------------------------------------------------------- writing again
+
+/// Losses that are told one by one; the check tells all of them.
+constexpr std::size_t kMostTold = 10;
+
+/// A document on its way into another file, or into the place of its own.
+class Rewriting {
+  public:
+    Rewriting(const SceneDocument& document, const SceneOptions& options)
+        : document_(document), file_(options.files.front()),
+          target_(options.output.empty() ? file_ : options.output),
+          inPlace_(isSameFile(file_, target_)) {}
+
+    ExitCode into(SceneFlavour flavour) {
+        const auto written =
+            writeSceneDocument(document_, target_, flavour, [&](const SceneReport& ofWriting) {
+                writing_ = ofWriting;
+                return inPlace_ ? approve() : Outcome<bool>(true);
+            });
+        return written ? tell() : complain(written.problem());
+    }
+
+  private:
+    [[nodiscard]] bool whole() const { return document_.report.whole() && writing_.whole(); }
+
+    [[nodiscard]] std::string changes() const {
+        const std::string reading = document_.report.changes();
+        const std::string writing = writing_.changes();
+        return reading + (reading.empty() || writing.empty() ? "" : ", ") + writing;
+    }
+
+    /// The file itself is replaced only by one that holds as much.
+    [[nodiscard]] Outcome<bool> approve() const {
+        const auto refusal = [&](const std::string& reason) {
+            return Problem{ExitCode::Failed, file_ + ": not replaced, " + reason};
+        };
+        const auto now = stampOf(file_);
+        if (!now || *now != document_.stamp) {
+            return refusal("it was changed since it was read");
+        }
+        const std::string lost = whole() ? changes() : lossesOf(document_.report, writing_);
+        return lost.empty() ? Outcome<bool>(true) : refusal("name another file with -o: " + lost);
+    }
+
+    /// "2 unknown words when it was read (tdr scene check lists them), 3 dropped".
+    static std::string lossesOf(const SceneReport& reading, const SceneReport& writing) {
+        const std::string read =
+            reading.whole() ? ""
+                            : reading.losses() + " when it was read (tdr scene check tells where)";
+        return read + (reading.whole() || writing.whole() ? "" : "; ") + writing.losses();
+    }
+
+    /// What the file now written lacks.
+    [[nodiscard]] ExitCode tell() const {
+        if (const std::string changed = changes(); !changed.empty()) {
+            complain(target_ + ": " + changed);
+        }
+        if (whole()) {
+            return ExitCode::Done;
+        }
+        tellEach(file_, document_.report);
+        tellEach(target_, writing_);
+        complain(target_ +
+                 ": written, but not everything is in it: " + lossesOf(document_.report, writing_));
+        return ExitCode::Failed;
+    }
+
+    static void tellEach(const std::string& file, const SceneReport& report) {
+        std::size_t told = 0;
+        for (const SceneRemark& remark : report.remarks) {
+            if (remark.severity == AnimSeverity::Loss && ++told <= kMostTold) {
+                complain(lineOf(file, remark));
+            }
+        }
+        if (told > kMostTold) {
+            complain(fmt::format("{}: {} further remarks", file, told - kMostTold));
+        }
+    }
+
+    const SceneDocument& document_;
+    const std::string& file_;
+    const std::string& target_;
+    bool inPlace_;
+    SceneReport writing_;
+};
+
+ExitCode format(const SceneOptions& options) {
+    const auto document = readSceneDocument(options.files.front());
+    return document ? Rewriting(*document, options).into(document->flavour)
+                    : complain(document.problem());
+}
+
+template <SceneFlavour Flavour>
+ExitCode turnInto(const SceneOptions& options) {
+    const auto document = readSceneDocument(options.files.front());
+    if (!document) {
+        return complain(document.problem());
+    }
+    if (!document->format->hasBinary) {
+        return complain(
+            Problem{ExitCode::Failed, options.files.front() + ": scenes have no binary flavour"});
+    }
+    return Rewriting(*document, options).into(Flavour);
+}
+
+struct Action {
+    const char* name;
+    const char* help;
+    ExitCode (*run)(const SceneOptions&);
+    bool writes;         ///< takes one file and --output; otherwise many files
+    bool outputRequired; ///< otherwise the file itself is replaced
+};
+
+constexpr Action kActions[] = {
+    {"check", "Tell whether everything in files was understood, and each place where not", check,
+     false, false},
+    {"format", "Read a file and write it again in the same flavour", format, true, true},
+    {"binary", "Write a spline or hierarchy in the binary flavour", turnInto<SceneFlavour::Binary>,
+     true, false},
+    {"text", "Write a spline or hierarchy in the text flavour", turnInto<SceneFlavour::Text>, true,
+     false},
+};
+
+} // namespace
+
+void addScene(CLI::App& app, Command& command) {
+    auto* group = app.add_subcommand("scene", "Check, reformat and convert .scn, .spl, .hrc files");
+    group->require_subcommand(1);
+    for (const Action& action : kActions) {
+        auto* sub = group->add_subcommand(action.name, action.help);
+        auto options = std::make_shared<SceneOptions>();
+        sub->add_option("file", options->files,
+                        action.writes ? "A .scn, .spl or .hrc file" : ".scn, .spl or .hrc files")
+            ->required()
+            ->expected(1, action.writes ? 1 : CLI::detail::expected_max_vector_size)
+            ->type_name("FILE");
+        if (action.writes) {
+            sub->add_option("-o,--output", options->output,
+                            action.outputRequired ? "File to write"
+                                                  : "File to write (default: FILE itself)")
+                ->required(action.outputRequired)
+                ->type_name("OUT");
+        }
+        sub->callback([&command, &action, options] {
+            command.exit =
+                withinMemory(options->files.front(), [&] { return action.run(*options); });
+        });
+    }
+}

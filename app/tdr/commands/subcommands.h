@@ -1,0 +1,45 @@
+// SPDX-License-Identifier: MIT
+// The subcommands: one file each, which registers itself and its options with the command line.
+#pragma once
+
+#include "output/outcome.h"
+#include "pictures/alpha.h"
+#include "pictures/driverSet.h"
+
+#include <functional>
+#include <span>
+#include <string>
+
+namespace CLI {
+class App;
+}
+
+/// What all subcommands share. A subcommand that was chosen leaves its exit status in `exit`, or in
+/// `successor` the name of the program beside this one that goes on with the same arguments.
+struct Command {
+    DriverOptions drivers;
+    ExitCode exit = ExitCode::Done;
+    ExitCode failed = ExitCode::Failed; ///< when it ends by an exception, for want of memory
+    std::string successor;
+};
+
+using AddSubcommand = void (*)(CLI::App& app, Command& command);
+
+/// The whole run of a program that knows these subcommands: its exit status.
+[[nodiscard]] int runCommand(int argc, char** argv, std::span<const AddSubcommand> subcommands);
+
+void addDrivers(CLI::App& app, Command& command);
+void addQuery(CLI::App& app, Command& command);
+void addInfo(CLI::App& app, Command& command);
+void addConvert(CLI::App& app, Command& command);
+void addCompare(CLI::App& app, Command& command);
+void addView(CLI::App& app, Command& command);
+void addScene(CLI::App& app, Command& command);
+void addPlot(CLI::App& app, Command& command);
+
+/// `tdr view` with what it does: tdr hands over to tdr-view, and that one calls `view`.
+struct ViewOptions {
+    std::string file;
+    AlphaChange alpha = AlphaChange::None;
+};
+void addViewWith(CLI::App& app, std::function<void(const ViewOptions& options)> view);

@@ -1,0 +1,167 @@
+// SPDX-License-Identifier: MIT
+#include "replacedFile.h"
+
+#include "fileAttributes.h"
+#include "output/wholeWrite.h"
+
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr int kMostLinks = 40;     // as many as the system follows
+constexpr mode_t kNewFile = 0666;  // less the umask
+constexpr mode_t kOursOnly = 0600; // until it gets what the old one had
+
+base::UniqueFd openFolderOf(int from, const fs::path& path) {
+    const fs::path folder = path.has_parent_path() ? path.parent_path() : fs::path(".");
+    return base::UniqueFd(::openat(from, folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+}
+
+std::string textOfLink(int link) {
+    std::array<char, PATH_MAX> text{};
+    const ssize_t size = ::readlinkat(link, "", text.data(), text.size());
+    return {text.data(), size > 0 ? static_cast<std::size_t>(size) : 0};
+}
+
+} // namespace
+
+Outcome<bool> checkTarget(const fs::path& target) {
+    std::error_code error;
+    if (fs::is_directory(target, error) || !target.has_filename()) {
+        return Problem{ExitCode::Failed,
+                       target.string() + ": names a folder; name the file to write in it"};
+    }
+    return true;
+}
+
+// --- Where it belongs ----------------------------------------------------------------------------
+
+/// Follows symbolic links by descriptors to where a rename has to put the file.
+Outcome<ReplacedFile::Place> ReplacedFile::findBehindLinks(const fs::path& target) {
+    Place place;
+    fs::path path = target;
+    for (int links = 0; links <= kMostLinks; ++links) {
+        place.folder = openFolderOf(place.folder.valid() ? place.folder.get() : AT_FDCWD, path);
+        if (!place.folder.valid()) {
+            const fs::path folder = path.has_parent_path() ? path.parent_path() : fs::path(".");
+            return problemWith(target.string() + ": in folder " + folder.string(), errno);
+        }
+        place.name = path.filename().string();
+        place.old.reset(
+            ::openat(place.folder.get(), place.name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+        struct stat found {};
+        if (!place.old.valid() && errno != ENOENT) {
+            return problemWith(target.string(), errno);
+        }
+        if (!place.old.valid() || ::fstat(place.old.get(), &found) != 0 || S_ISREG(found.st_mode)) {
+            return place;
+        }
+        path = textOfLink(place.old.get());
+        if (!S_ISLNK(found.st_mode) || !path.has_filename()) {
+            return problemWith(target.string(), S_ISLNK(found.st_mode) ? ENOENT : EEXIST);
+        }
+    }
+    return problemWith(target.string(), ELOOP);
+}
+
+Outcome<ReplacedFile::Place> ReplacedFile::find(const fs::path& target) {
+    struct stat old {};
+    const bool exists = ::stat(target.c_str(), &old) == 0;
+    if ((!exists && errno != ENOENT) || (exists && ::access(target.c_str(), W_OK) != 0)) {
+        return problemWith(target.string(), errno);
+    }
+    if (!exists || S_ISREG(old.st_mode)) {
+        return findBehindLinks(target);
+    }
+    Place place;
+    place.stream.reset(::open(target.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (!place.stream.valid()) {
+        return errno == ENXIO && S_ISFIFO(old.st_mode)
+                   ? Problem{ExitCode::Failed, target.string() + ": nobody reads this named pipe"}
+                   : problemWith(target.string(), errno);
+    }
+    return place;
+}
+
+Outcome<ReplacedFile> ReplacedFile::begin(const fs::path& target, std::string_view ending) {
+    if (const auto isFile = checkTarget(target); !isFile) {
+        return isFile.problem();
+    }
+    auto place = find(target);
+    if (!place) {
+        return place.problem();
+    }
+    auto file = place->stream.valid()
+                    ? TemporaryFile::unnamed()
+                    : TemporaryFile::in(std::move(place->folder),
+                                        place->old.valid() ? kOursOnly : kNewFile);
+    if (!file) {
+        return Problem{file.problem().code, target.string() + ": " + file.problem().text};
+    }
+    auto link = DriverLink::make(file->fd(), target.string());
+    if (!link) {
+        return link.problem();
+    }
+    auto path = link->path(ending);
+    if (!path) {
+        return path.problem();
+    }
+    return ReplacedFile(target.string(), std::move(*place), std::move(*file), std::move(*link),
+                        std::move(*path));
+}
+
+// --- What goes into it ---------------------------------------------------------------------------
+
+Outcome<bool> ReplacedFile::write(std::string_view text) {
+    const int error = ::ftruncate(file_.fd(), 0) == 0 && ::lseek(file_.fd(), 0, SEEK_SET) == 0
+                          ? writeWhole(file_.fd(), text)
+                          : errno;
+    return error == 0 ? Outcome<bool>(true) : problemWith(named_, error);
+}
+
+Outcome<bool> ReplacedFile::commit() {
+    struct stat written {};
+    if (::fstat(file_.fd(), &written) != 0) {
+        return problemWith(named_, errno);
+    }
+    if (written.st_size == 0) {
+        return Problem{ExitCode::Failed, named_ + ": the driver wrote nothing"};
+    }
+    if (!place_.stream.valid()) {
+        return takePlace();
+    }
+    const int error = copyWhole(file_.fd(), place_.stream.get());
+    return error == 0 ? Outcome<bool>(true) : problemWith(named_, error);
+}
+
+Outcome<bool> ReplacedFile::takePlace() {
+    if (place_.old.valid()) {
+        if (const auto kept = takeOverAttributes(place_.old.get(), file_.fd()); !kept.empty()) {
+            return Problem{ExitCode::Failed, named_ + ": " + kept};
+        }
+    }
+    if (sync_ && ::fsync(file_.fd()) != 0) {
+        return problemWith(named_ + ": not on the disk", errno);
+    }
+    if (const int error = file_.rename(place_.name); error != 0) {
+        return problemWith(named_, error);
+    }
+    if (sync_) {
+        const base::UniqueFd folder(
+            ::openat(file_.folder(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+        if (!folder.valid() || ::fsync(folder.get()) != 0) {
+            return problemWith(named_ + ": written, but its name is not on the disk", errno);
+        }
+    }
+    return true;
+}

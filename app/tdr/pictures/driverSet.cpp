@@ -1,0 +1,245 @@
+// SPDX-License-Identifier: MIT
+#include "driverSet.h"
+
+#include "output/console.h"
+
+#include <algorithm>
+#include <cctype>
+#include <chrono>
+#include <map>
+#include <numeric>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::string_view kDriverSuffix = "Filter";
+
+/// A driver that complains about every line of a picture is heard, but not for ever.
+constexpr std::size_t kMostLines = 100;
+
+std::vector<fs::path> directoriesOf(const DriverOptions& options) {
+    std::vector<fs::path> all = options.directories;
+    all.push_back(ownDirectory());
+    return all;
+}
+
+bool isDriver(const fs::path& path) {
+    std::error_code error;
+    return path.filename().string().ends_with(kDriverSuffix) && fs::is_regular_file(path, error) &&
+           ::access(path.c_str(), X_OK) == 0;
+}
+
+/// The drivers in one directory, in no order. A directory that cannot be read has none.
+std::vector<fs::path> driversIn(const fs::path& directory, std::error_code& error) {
+    std::vector<fs::path> programs;
+    for (const auto& entry : fs::directory_iterator(directory, error)) {
+        if (isDriver(entry.path())) {
+            programs.push_back(entry.path());
+        }
+    }
+    return programs;
+}
+
+bool sameLetter(char a, char b) {
+    return std::tolower(static_cast<unsigned char>(a)) ==
+           std::tolower(static_cast<unsigned char>(b));
+}
+
+} // namespace
+
+// --- Looking for drivers -------------------------------------------------------------------------
+
+fs::path ownDirectory() {
+    std::error_code error;
+    return fs::read_symlink("/proc/self/exe", error).parent_path();
+}
+
+std::vector<fs::path> findDrivers(const DriverOptions& options) {
+    std::map<std::string, fs::path> byName;
+    for (const fs::path& directory : directoriesOf(options)) {
+        std::error_code error;
+        for (const fs::path& program : driversIn(directory, error)) {
+            byName.emplace(program.filename().string(), program);
+        }
+    }
+    std::vector<fs::path> programs;
+    programs.reserve(byName.size());
+    for (auto& [name, path] : byName) {
+        programs.push_back(std::move(path));
+    }
+    return programs;
+}
+
+std::vector<Problem> driverlessDirectories(const DriverOptions& options) {
+    std::vector<Problem> problems;
+    for (const fs::path& directory : options.directories) {
+        std::error_code error;
+        if (!driversIn(directory, error).empty()) {
+            continue;
+        }
+        problems.push_back(error ? problemWith(directory.string(), error.value())
+                                 : Problem{ExitCode::Failed, directory.string() +
+                                                                 ": no drivers in this folder "
+                                                                 "(executables named *Filter)"});
+    }
+    return problems;
+}
+
+Outcome<fs::path> findDriver(const DriverOptions& options, const std::string& driver) {
+    if (driver.find('/') != std::string::npos) {
+        return fs::path(driver);
+    }
+    for (const fs::path& program : findDrivers(options)) {
+        if (program.filename() == driver) {
+            return program;
+        }
+    }
+    return Problem{ExitCode::DriverFailed, driver + ": no such driver; 'tdr drivers' lists them"};
+}
+
+tdr::Result<Session> startSession(const fs::path& program, const DriverOptions& options) {
+    static const int removed = tdr::SharedBlock::removeLeftOvers();
+    static_cast<void>(removed); // once a run is enough
+    auto lines = std::make_shared<std::vector<std::string>>();
+    tdr::StartOptions startOptions;
+    if (options.timeout > 0) {
+        const std::chrono::duration<double> timeout(options.timeout);
+        const auto limit = std::chrono::ceil<std::chrono::milliseconds>(timeout);
+        startOptions.limits = {limit, limit, limit};
+    }
+    startOptions.onDriverLine = [lines](std::string_view line) {
+        const bool isNew = std::find(lines->begin(), lines->end(), line) == lines->end();
+        if (isNew && lines->size() < kMostLines) { // two connections to a file may say it twice
+            lines->emplace_back(line);
+        }
+    };
+    auto driver = tdr::Driver::start(program, std::move(startOptions));
+    if (!driver) {
+        return driver.failure();
+    }
+    return Session{std::move(*driver), std::move(lines), {}};
+}
+
+void Session::passOnLines(std::string_view shown) {
+    for (const std::string& line : *lines) {
+        if (line != shown) {
+            passOn(names.in(line));
+        }
+    }
+    lines->clear();
+}
+
+Problem Session::problem(std::string_view file, const tdr::Failure& failure) const {
+    tdr::Failure named = failure;
+    named.what = names.in(failure.what);
+    named.lastLine = names.in(failure.lastLine);
+    return problemWith(file, named);
+}
+
+bool hasExtension(const fs::path& path, std::string_view extension) {
+    const std::string name = path.filename().string();
+    return !extension.empty() && name.size() >= extension.size() &&
+           std::equal(extension.rbegin(), extension.rend(), name.rbegin(), sameLetter);
+}
+
+// --- Choosing one --------------------------------------------------------------------------------
+
+DriverSet::DriverSet(DriverOptions options) : options_(std::move(options)) {
+    for (fs::path& program : findDrivers(options_)) {
+        entries_.push_back({std::move(program), false, {}, {}, {}});
+    }
+}
+
+std::string DriverSet::name(std::size_t driver) const {
+    return entries_[driver].program.filename().string();
+}
+
+const std::string& DriverSet::extension(std::size_t driver) const {
+    return entries_[driver].extension;
+}
+
+void DriverSet::ask(Entry& entry) {
+    if (std::exchange(entry.asked, true)) {
+        return;
+    }
+    auto session = startSession(entry.program, options_);
+    if (!session) {
+        entry.failure = session.failure();
+        return;
+    }
+    const auto naming = session->driver.fileNaming();
+    if (naming) {
+        entry.extension = naming->extension;
+        entry.session.emplace(std::move(*session));
+    } else {
+        entry.failure = naming.failure();
+    }
+}
+
+std::vector<std::size_t> DriverSet::readersFor(const fs::path& path) {
+    std::vector<std::size_t> order(entries_.size());
+    std::iota(order.begin(), order.end(), 0);
+    const auto isMatch = [&](std::size_t i) {
+        ask(entries_[i]);
+        return hasExtension(path, entries_[i].extension);
+    };
+    const auto match = std::find_if(order.begin(), order.end(), isMatch);
+    if (match != order.end()) {
+        std::rotate(order.begin(), match, match + 1); // the others are not even started for now
+    }
+    std::stable_partition(order.begin(), order.end(),
+                          [&](std::size_t i) { return !entries_[i].failure; });
+    return order;
+}
+
+Outcome<std::size_t> DriverSet::writerFor(const fs::path& path) {
+    for (std::size_t i = 0; i < entries_.size(); ++i) {
+        ask(entries_[i]);
+        if (hasExtension(path, entries_[i].extension)) {
+            return i;
+        }
+    }
+    for (const Entry& entry : entries_) {
+        if (entry.failure) { // it might have been the one
+            return problemWith(path.string(), *entry.failure);
+        }
+    }
+    return Problem{ExitCode::Failed,
+                   path.string() + ": no driver writes files with this ending" + knownEndings()};
+}
+
+std::string DriverSet::knownEndings() {
+    std::string known;
+    for (const Entry& entry : entries_) {
+        if (!entry.extension.empty()) {
+            known += (known.empty() ? " (known: " : ", ") + entry.extension;
+        }
+    }
+    return known.empty() ? known : known + ")";
+}
+
+tdr::Result<Session> DriverSet::take(std::size_t driver) {
+    Entry& entry = entries_[driver];
+    ask(entry); // everybody who takes one wants to know its ending
+    if (entry.session) {
+        Session session = std::move(*entry.session);
+        entry.session.reset();
+        return session;
+    }
+    if (entry.failure) {
+        return *entry.failure;
+    }
+    return startSession(entry.program, options_);
+}
+
+void DriverSet::dismissOthers() {
+    for (Entry& entry : entries_) {
+        if (entry.session) {
+            entry.session->driver.dismiss();
+        }
+    }
+}

@@ -1,0 +1,265 @@
+// SPDX-License-Identifier: MIT
+#include "sceneDocument.h"
+
+#include "base/byteOrder.h"
+#include "base/uniqueFd.h"
+#include "files/readableFile.h"
+#include "files/replacedFile.h"
+#include "output/utf8Text.h"
+#include "tinyFile.h"
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <new>
+#include <string_view>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr const char* kSceneHeader = "Niofle scene";
+constexpr std::size_t kTypeSize = 4;
+
+bool readScene(SceneDocument& document, const std::string& base) {
+    document.scene.reset(sceneAllocate());
+    if (document.scene == nullptr) {
+        return false;
+    }
+    document.scene->name = ::strdup(base.c_str());
+    animFileVersion = RELEASE_NUMBER;
+    return sceneReadAsciiAnimation(document.scene.get()) != 0;
+}
+
+bool writeScene(const SceneDocument& document, const std::string& base, SceneFlavour /*text*/) {
+    Scene* scene = document.scene.get();
+    const MallocString name(::strdup(base.c_str()));
+    char* const before = std::exchange(scene->name, name.get());
+    const int written = sceneWriteAsciiAnimation(kSceneHeader, kVersionTable[VERSION], scene);
+    scene->name = before;
+    return written != 0;
+}
+
+bool readSpline(SceneDocument& document, const std::string& base) {
+    document.spline.reset(splineReadFile(base.c_str()));
+    return document.spline != nullptr;
+}
+
+bool writeSpline(const SceneDocument& document, const std::string& base, SceneFlavour flavour) {
+    return splineWriteFile(base.c_str(), document.spline.get(), static_cast<int>(flavour)) != 0;
+}
+
+bool readTree(SceneDocument& document, const std::string& base) {
+    document.tree.reset(modelReadFile(base.c_str()));
+    return document.tree != nullptr;
+}
+
+bool writeTree(const SceneDocument& document, const std::string& base, SceneFlavour flavour) {
+    return modelWriteFile(base.c_str(), document.tree.get(), static_cast<int>(flavour)) != 0;
+}
+
+constexpr SceneFormat kFormats[] = {
+    {"scene", ".scn", "SSCN", false, nullptr, readScene, writeScene},
+    {"spline", ".spl", "SPLN", true, "BEZR", readSpline, writeSpline},
+    {"hierarchy", ".hrc", "HRCH", true, nullptr, readTree, writeTree},
+};
+
+/// The name without its ending, as the toolkit wants it. It takes no empty one.
+std::string baseOf(const std::string& file, const SceneFormat& format) {
+    const std::string base = file.substr(0, file.size() - std::strlen(format.ending));
+    return base.empty() ? "./" : base;
+}
+
+// -------------------------------------------------------------------------- why a file is not read
+
+/// The beginning of a file: as much of its header as it has.
+struct Beginning {
+    std::array<char, kFileHeaderSize + kTypeSize> bytes = {};
+    std::size_t size = 0;
+
+    /// False, with errno set, when it cannot be read.
+    bool read(int fd) {
+        while (size < bytes.size()) {
+            const ssize_t got = ::read(fd, bytes.data() + size, bytes.size() - size);
+            if (got == 0 || (got < 0 && errno != EINTR)) {
+                return got == 0;
+            }
+            size += got > 0 ? static_cast<std::size_t>(got) : 0;
+        }
+        return true;
+    }
+
+    [[nodiscard]] std::string_view first() const { return {bytes.data(), kTypeSize}; }
+    [[nodiscard]] std::string_view type() const {
+        return {bytes.data() + kFileHeaderSize, kTypeSize};
+    }
+    [[nodiscard]] bool isBinary() const {
+        std::uint8_t word[kTypeSize];
+        std::memcpy(word, bytes.data(), sizeof word);
+        return base::loadBe32(word) == kFileMagic;
+    }
+};
+
+std::string whyNotRead(const Beginning& beginning, const SceneFormat& format,
+                       const SceneReport& report) {
+    const bool binary = format.hasBinary && beginning.isBinary();
+    if (!binary && beginning.first() != format.magic) {
+        return fmt::format("not a {} file: it does not begin with {}{}", format.name, format.magic,
+                           format.hasBinary ? " or as a binary file" : "");
+    }
+    if (binary && beginning.size < beginning.bytes.size()) {
+        return "ends inside its header";
+    }
+    if (binary && format.olderLayout != nullptr && beginning.type() == format.olderLayout) {
+        return fmt::format("is of the older layout {}, which is not read", format.olderLayout);
+    }
+    if (binary && beginning.type() != "PROT" && beginning.type() != format.magic) {
+        return fmt::format("holds \"{}\" and no {}", utf8Text(beginning.type()), format.name);
+    }
+    if (!report.failure.empty()) {
+        return report.failure;
+    }
+    const std::string place = report.remarks.empty() ? "" : report.remarks.back().place;
+    return place.empty() ? fmt::format("cut short or damaged, or without a {}", format.name)
+                         : fmt::format("cut short or damaged ({}{})",
+                                       place.starts_with('b') ? "" : "line ", place);
+}
+
+FileStamp stampFrom(const struct stat& status) {
+    return {status.st_dev, status.st_ino, status.st_size,
+            status.st_mtim.tv_sec * std::int64_t{1'000'000'000} + status.st_mtim.tv_nsec};
+}
+
+/// What can be known of the file before the toolkit reads it.
+Outcome<Beginning> examine(const fs::path& file, FileStamp& stamp) {
+    if (const auto readable = checkReadable(file); !readable) {
+        return readable.problem();
+    }
+    Beginning beginning;
+    struct stat status {};
+    const base::UniqueFd fd(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (!fd.valid() || ::fstat(fd.get(), &status) != 0 || !beginning.read(fd.get())) {
+        return problemWith(file.string(), errno);
+    }
+    stamp = stampFrom(status);
+    return beginning;
+}
+
+Problem problemOf(const fs::path& file, std::string_view reason) {
+    return {ExitCode::Failed, fmt::format("{}: {}", file.string(), reason)};
+}
+
+/// Writes the file: an empty text, or why it failed.
+std::string writeTo(const SceneDocument& document, const std::string& file, SceneFlavour flavour,
+                    SceneReport& report) {
+    const SceneListener listener(report);
+    errno = 0;
+    if (document.format->write(document, baseOf(file, *document.format), flavour)) {
+        return "";
+    }
+    const int error = errno;
+    return !report.failure.empty() ? report.failure
+           : error != 0            ? std::strerror(error)
+                        : fmt::format("the {} does not fit the form", document.format->name);
+}
+
+} // namespace
+
+const SceneFormat* sceneFormatOf(const fs::path& file) {
+    for (const SceneFormat& format : kFormats) {
+        if (file.native().ends_with(format.ending)) {
+            return &format;
+        }
+    }
+    return nullptr;
+}
+
+Outcome<FileStamp> stampOf(const fs::path& file) {
+    struct stat status {};
+    if (::stat(file.c_str(), &status) != 0) {
+        return problemWith(file.string(), errno);
+    }
+    return stampFrom(status);
+}
+
+bool isSameFile(const fs::path& a, const fs::path& b) {
+    std::error_code error;
+    return fs::equivalent(a, b, error);
+}
+
+namespace {
+
+Outcome<SceneDocument> read(const fs::path& file) {
+    SceneDocument document;
+    document.format = sceneFormatOf(file);
+    if (document.format == nullptr) {
+        return problemOf(file, "the name does not end in .scn, .spl or .hrc");
+    }
+    const auto beginning = examine(file, document.stamp);
+    if (!beginning) {
+        return beginning.problem();
+    }
+    if (document.format->hasBinary && beginning->isBinary()) {
+        document.flavour = SceneFlavour::Binary;
+    }
+    bool read = false;
+    errno = 0;
+    {
+        const SceneListener listener(document.report);
+        read = document.format->read(document, baseOf(file.string(), *document.format));
+    }
+    if (!read && errno == ENOMEM) {
+        return problemOf(file, "out of memory");
+    }
+    if (!read) {
+        return problemOf(file, whyNotRead(*beginning, *document.format, document.report));
+    }
+    const auto now = stampOf(file);
+    if (!now || *now != document.stamp) {
+        return problemOf(file, "was changed while it was read");
+    }
+    return document;
+}
+
+Outcome<bool> write(const SceneDocument& document, const fs::path& target, SceneFlavour flavour,
+                    const SceneApproval& approve) {
+    const SceneFormat& format = *document.format;
+    auto file = ReplacedFile::begin(target, format.ending);
+    if (!file) {
+        return file.problem();
+    }
+    SceneReport report;
+    if (const auto failed = writeTo(document, file->path().string(), flavour, report);
+        !failed.empty()) {
+        return problemOf(target, failed);
+    }
+    if (auto approved = approve(report); !approved) {
+        return approved.problem();
+    }
+    return file->commit();
+}
+
+} // namespace
+
+Outcome<SceneDocument> readSceneDocument(const fs::path& file) {
+    try {
+        return read(file);
+    } catch (const std::bad_alloc&) {
+        return problemOf(file, "out of memory");
+    }
+}
+
+Outcome<bool> writeSceneDocument(const SceneDocument& document, const fs::path& target,
+                                 SceneFlavour flavour, const SceneApproval& approve) {
+    try {
+        return write(document, target, flavour, approve);
+    } catch (const std::bad_alloc&) {
+        return problemOf(target, "out of memory");
+    }
+}

@@ -1,0 +1,84 @@
+// SPDX-License-Identifier: MIT
+// The three kinds of scene files, read into the toolkit's records and written from them.
+#pragma once
+
+#include "output/outcome.h"
+#include "sceneReport.h"
+#include "tinyFcurve.h"
+#include "tinyModel.h"
+#include "tinyScene.h"
+#include "tinySpline.h"
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+#include <sys/types.h>
+
+/// Disposes of a toolkit record by the toolkit's own function.
+template <auto Dispose>
+struct DisposedBy {
+    template <typename Record>
+    void operator()(Record* record) const {
+        Dispose(&record);
+    }
+};
+
+enum class SceneFlavour : int { Text = 0, Binary = 1 };
+
+struct SceneFormat;
+
+/// What a file was when it was read; another program may write to it meanwhile.
+struct FileStamp {
+    dev_t device = 0;
+    ino_t inode = 0;
+    off_t size = -1;
+    std::int64_t changed = 0; ///< nanoseconds
+
+    bool operator==(const FileStamp&) const = default;
+};
+
+/// What one file holds: exactly one of the three records.
+struct SceneDocument {
+    const SceneFormat* format = nullptr;
+    SceneFlavour flavour = SceneFlavour::Text;
+    std::unique_ptr<Scene, DisposedBy<sceneDispose>> scene;
+    std::unique_ptr<Spline, DisposedBy<splineDispose>> spline;
+    std::unique_ptr<Model, DisposedBy<modelDispose>> tree;
+    SceneReport report; ///< of its reading
+    FileStamp stamp;    ///< of the file
+};
+
+/// One kind of file.
+struct SceneFormat {
+    const char* name;        ///< "scene"
+    const char* ending;      ///< ".scn"
+    const char* magic;       ///< four letters with which the text flavour begins
+    bool hasBinary;          ///< a binary flavour exists
+    const char* olderLayout; ///< type word of a binary layout that is not read; may be null
+    /// Reads or writes the file `base` + `ending`; false when it fails.
+    bool (*read)(SceneDocument& document, const std::string& base);
+    bool (*write)(const SceneDocument& document, const std::string& base, SceneFlavour flavour);
+};
+
+/// The kind by the ending of the file's name (which is also the only ending that the toolkit
+/// opens), or null.
+[[nodiscard]] const SceneFormat* sceneFormatOf(const std::filesystem::path& file);
+
+/// Reads a file whose name has one of the endings. A reason for each way to fail: not readable,
+/// empty, of another kind, an unread layout, cut short, changed meanwhile, out of memory.
+Outcome<SceneDocument> readSceneDocument(const std::filesystem::path& file);
+
+/// Asked about the new file before it takes its place, with the report of its writing: true, or why
+/// it shall not.
+using SceneApproval = std::function<Outcome<bool>(const SceneReport& ofWriting)>;
+
+/// Writes the document beside `target` and, with the approval, puts it in its place.
+Outcome<bool> writeSceneDocument(const SceneDocument& document, const std::filesystem::path& target,
+                                 SceneFlavour flavour, const SceneApproval& approve);
+
+/// True when both names lead to one file.
+[[nodiscard]] bool isSameFile(const std::filesystem::path& a, const std::filesystem::path& b);
+
+/// The file as it is now; fails when the system does not tell.
+Outcome<FileStamp> stampOf(const std::filesystem::path& file);

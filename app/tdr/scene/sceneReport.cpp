@@ -1,0 +1,185 @@
+// SPDX-License-Identifier: MIT
+#include "sceneReport.h"
+
+#include "output/utf8Text.h"
+#include "tinySoftType.h"
+
+#include <algorithm>
+#include <fmt/format.h>
+#include <iterator>
+#include <new>
+#include <span>
+#include <utility>
+
+namespace {
+
+/// How notices of one kind are put into words: what it is, the word in quotes, the detail between
+/// two texts.
+struct Phrase {
+    const char* one;     ///< also begins the phrase
+    const char* several; ///< for numbers of them
+    const char* member;  ///< in JSON
+    const char* before;  ///< of the detail
+    const char* after;
+};
+
+/// In the order of AnimNoticeKind.
+constexpr Phrase kPhrases[] = {
+    {"unknown word", "unknown words", "unknownWords", " (", ")"},
+    {"cut", "cut", "cut", " (", ")"},
+    {"missing", "missing", "missing", ": ", ""},
+    {"bad number", "bad numbers", "badNumbers", " (expected: ", ")"},
+    {"dropped", "dropped", "dropped", " ", ""},
+    {"behind the end", "behind the end", "surplus", ": ", ""},
+    {"line ends of another system", "line ends of another system", "lineEnds", " (", ")"},
+    {"failed", "failed", "failed", ": ", ""},
+    {"unknown word kept", "unknown words kept", "kept", " (", ")"},
+    {"version", "versions", "version", ": ", ""},
+    {"dropped by the format", "dropped by the format", "byFormat", " ", ""},
+    {"rounded number", "rounded numbers", "rounded", " (", ")"},
+};
+static_assert(std::size(kPhrases) == kAnimNoticeKinds);
+
+std::string phraseOf(const AnimNotice& notice) {
+    const Phrase& phrase = kPhrases[static_cast<std::size_t>(notice.kind)];
+    const std::string word = utf8Text(notice.word);
+    const std::string detail = utf8Text(notice.detail);
+    switch (notice.kind) {
+    case AnimNoticeKind::LineEnds:
+        return word;
+    case AnimNoticeKind::Failed:
+        return detail;
+    default:
+        return fmt::format("{}{}{}", phrase.one, word.empty() ? "" : " \"" + word + '"',
+                           detail.empty() ? "" : phrase.before + detail + phrase.after);
+    }
+}
+
+std::string placeOf(const AnimNotice& notice) {
+    return notice.line > 0    ? fmt::format("{}", notice.line)
+           : notice.byte >= 0 ? fmt::format("byte {}", notice.byte)
+                              : "";
+}
+
+bool isLoss(AnimNoticeKind kind) {
+    return animSeverity(kind) == AnimSeverity::Loss;
+}
+
+/// "2 unknown words, 1 cut" of the kinds that `counts`.
+std::string inNumbers(std::span<const std::size_t> notices, bool (*counts)(AnimNoticeKind)) {
+    std::string text;
+    for (std::size_t i = 0; i < notices.size(); ++i) {
+        if (notices[i] != 0 && counts(static_cast<AnimNoticeKind>(i))) {
+            text += fmt::format("{}{} {}", text.empty() ? "" : ", ", notices[i],
+                                notices[i] == 1 ? kPhrases[i].one : kPhrases[i].several);
+        }
+    }
+    return text;
+}
+
+/// Adds to the report; nothing may be thrown through the toolkit.
+template <typename Add>
+void addSafely(void* context, Add add) {
+    auto* report = static_cast<SceneReport*>(context);
+    try {
+        add(*report);
+    } catch (const std::bad_alloc&) {
+        ++report->dropped;
+    }
+}
+
+/// The toolkit prints each message in one write to a stream without a buffer.
+ssize_t takeMessage(void* report, const char* bytes, std::size_t size) {
+    addSafely(report, [&](SceneReport& r) { r.addMessage({bytes, size}); });
+    return static_cast<ssize_t>(size);
+}
+
+void takeNotice(void* report, const AnimNotice& notice) {
+    addSafely(report, [&](SceneReport& r) { r.add(notice); });
+}
+
+} // namespace
+
+std::string lineOf(std::string_view file, const SceneRemark& remark) {
+    const bool isByte = remark.place.starts_with('b');
+    return fmt::format("{}:{}{}{} {}", utf8Text(file), isByte ? " " : "", remark.place,
+                       remark.place.empty() ? "" : ":", remark.text);
+}
+
+void SceneReport::add(const AnimNotice& notice) {
+    ++notices[static_cast<std::size_t>(notice.kind)];
+    if (notice.kind == AnimNoticeKind::Failed) {
+        failure = phraseOf(notice) + (notice.line > 0    ? fmt::format(" (line {})", notice.line)
+                                      : notice.byte >= 0 ? fmt::format(" (byte {})", notice.byte)
+                                                         : "");
+        return;
+    }
+    if (notice.kind == AnimNoticeKind::UnknownWord && notice.follows && !remarks.empty()) {
+        extendRun(notice.line);
+        return;
+    }
+    append(animSeverity(notice.kind), placeOf(notice), phraseOf(notice));
+    run_ = 0;
+}
+
+void SceneReport::addMessage(std::string_view message) {
+    if (message.starts_with("Warning")) {
+        append(AnimSeverity::Note, "", utf8Text(message.substr(0, message.find('\n'))));
+    }
+}
+
+/// What a reader passes over behind a word that it does not know has the same cause.
+void SceneReport::extendRun(std::int64_t line) {
+    SceneRemark& last = remarks.back();
+    if (run_++ == 0) {
+        beforeRun_ = last.text;
+    }
+    const std::string end = fmt::format("{}", line);
+    last.text = fmt::format("{} and {} word{} behind it{}", beforeRun_, run_, run_ == 1 ? "" : "s",
+                            last.place == end ? "" : ", up to line " + end);
+}
+
+void SceneReport::append(AnimSeverity severity, std::string place, std::string text) {
+    SceneRemark* last = remarks.empty() ? nullptr : &remarks.back();
+    if (last != nullptr && !place.empty() && last->place == place && last->parts < kMostParts) {
+        ++last->parts;
+        last->severity = std::min(last->severity, severity);
+        last->text += "; " + text;
+    } else if (remarks.size() < kMostRemarks) {
+        remarks.push_back({severity, std::move(place), std::move(text)});
+    } else {
+        ++dropped;
+    }
+}
+
+std::string SceneReport::losses() const {
+    return inNumbers(notices, isLoss);
+}
+
+std::string SceneReport::changes() const {
+    return inNumbers(notices, [](AnimNoticeKind kind) {
+        return kind == AnimNoticeKind::ByFormat || kind == AnimNoticeKind::Rounded;
+    });
+}
+
+void writeJson(JsonWriter& out, const SceneReport& report) {
+    for (std::size_t i = 0; i < report.notices.size(); ++i) {
+        if (isLoss(static_cast<AnimNoticeKind>(i))) {
+            out.member(kPhrases[i].member, report.notices[i]);
+        }
+    }
+}
+
+SceneListener::SceneListener(SceneReport& report)
+    : stream_(fopencookie(&report, "w", {nullptr, takeMessage, nullptr, nullptr})) {
+    if (stream_ != nullptr) {
+        std::setvbuf(stream_.get(), nullptr, _IONBF, 0);
+    }
+    option.stream = stream_.get(); // null: no messages
+    animSetObserver(takeNotice, &report);
+}
+
+SceneListener::~SceneListener() {
+    animSetObserver(nullptr, nullptr);
+    optionReset();
+}

@@ -1,0 +1,100 @@
+// SPDX-License-Identifier: MIT
+// Spline files: which flavour a file is, and the headers before the body.
+#include "file/tinyFileBinary.h"
+#include "file/tinyNotice.h"
+#include "text/tinyTextFile.h"
+#include "text/tinyUtilsText.h"
+#include "tinyFile.h"
+#include "tinySoftType.h"
+#include "tinySplineInner.h"
+
+namespace {
+
+using PrototypePointer = std::unique_ptr<Prototype, PrototypeDisposer>;
+
+constexpr std::uint32_t kSplineWord = typeWord("SPLN");
+constexpr std::uint32_t kPrototypeWord = typeWord("PROT");
+
+int writeText(std::FILE* stream, const Spline& spline) {
+    headerWriteAscii(stream, "SPLN");
+    return splineWriteAscii(stream, &spline, "");
+}
+
+int writeBinary(std::FILE* stream, const Spline& spline) {
+    Prototype* made = nullptr;
+    if (prototypeInitSpline(&made, 1) == 0) {
+        return 0;
+    }
+    const PrototypePointer prototype(made);
+    headerWriteBinary(stream, nullptr);
+    prototypeWrite(stream, prototype.get());
+    text::put(stream, "SPLN");
+    return splineWriteBinary(stream, &spline, prototype.get());
+}
+
+/// By flavour.
+constexpr int (*kWriters[])(std::FILE*, const Spline&) = {writeText, writeBinary};
+
+Spline* readText(std::FILE* stream) {
+    text::WordReader words(stream);
+    if (!text::readHeader(stream, kSplineWord) || !words.next() || words.word() != "spline") {
+        return nullptr;
+    }
+    SplinePointer spline(splineReadAscii(stream, nullptr, nullptr));
+    if (spline != nullptr) {
+        text::reportSurplus(words);
+    }
+    return spline.release();
+}
+
+Spline* readBinary(std::FILE* stream) {
+    std::uint32_t word = binary::readHeader(stream);
+    PrototypePointer prototype;
+    if (word == kPrototypeWord) {
+        prototype.reset(prototypeRead(stream));
+        word = 0;
+        binary::read(stream, word);
+    }
+    // "BEZR", an older layout, is not read.
+    SplinePointer spline(word == kSplineWord && !notice::Call::failed()
+                             ? splineReadBinary(stream, prototype.get())
+                             : nullptr);
+    if (spline != nullptr) {
+        binary::reportSurplus(stream);
+    }
+    return spline.release();
+}
+
+/// By the first four bytes.
+constexpr struct {
+    std::uint32_t word;
+    Spline* (*read)(std::FILE*);
+} kReaders[] = {{kSplineWord, readText}, {kFileMagic, readBinary}};
+
+} // namespace
+
+int splineWriteFile(const char* baseName, const Spline* spline, int flavour) {
+    if (baseName == nullptr || spline == nullptr || flavour < 0 ||
+        static_cast<std::size_t>(flavour) >= std::size(kWriters)) {
+        return 0;
+    }
+    return fileWrite(baseName, ".spl",
+                     [&](std::FILE* stream) { return kWriters[flavour](stream, *spline); });
+}
+
+Spline* splineReadFile(const char* baseName) {
+    SplinePointer spline;
+    fileRead(baseName, ".spl", [&](std::FILE* stream) {
+        std::uint32_t word = 0;
+        if (!binary::read(stream, word)) {
+            return;
+        }
+        std::rewind(stream);
+        for (const auto& reader : kReaders) {
+            if (reader.word == word) {
+                spline.reset(reader.read(stream));
+            }
+        }
+    });
+    return spline.release();
+}

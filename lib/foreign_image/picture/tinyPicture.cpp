@@ -1,0 +1,137 @@
+// SPDX-License-Identifier: MIT
+// Picture records and whole picture files.
+#include "tinyPicture.h"
+
+#include "base/checkedMath.h"
+#include "base/uniqueFile.h"
+#include "file/tinyFileName.h"
+#include "tinyFile.h"
+#include "tinyPictureLine.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+namespace {
+
+using UniquePicture = std::unique_ptr<Picture, PictureDisposer>;
+using UniqueReader = std::unique_ptr<PictureReader, PictureReaderDisposer>;
+using UniqueWriter = std::unique_ptr<PictureWriter, PictureWriterDisposer>;
+using Chain = std::unique_ptr<ChannelPacket, ChannelPacketDisposer>;
+
+void linesFromPlanes(Picture* record) {
+    std::copy(std::begin(record->planes), std::end(record->planes), record->linePointers);
+}
+
+void forgetLines(Picture* record) {
+    std::fill(std::begin(record->linePointers), std::end(record->linePointers), nullptr);
+}
+
+/// Takes the planes, within the limit. They come as untouched zero pages, so that a file that
+/// claims much and holds little costs little.
+bool takePlanes(const char* name, Picture* record, const PacketChannels& channels) {
+    const auto plane = base::checkedProduct(record->width, record->height);
+    const auto total = base::checkedProduct(record->width, record->height, channels.count);
+    if (!plane || !total || *total > kMaxWholePictureBytes) {
+        optionPrint("tinyPicture: '%s' is too large to be read as a whole.\n", name);
+        return false;
+    }
+    for (int i = 0; i < channels.count; ++i) {
+        std::uint8_t*& to = record->planes[channels.channel[i]];
+        to = static_cast<std::uint8_t*>(std::calloc(*plane, 1));
+        if (to == nullptr) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// Reads the scanlines into the planes. A line that is not whole is the last one that holds
+/// anything: the planes are zero from there on as they are.
+bool readPlanes(PictureReader* reader, Picture* record, const ChannelPacket* chain) {
+    linesFromPlanes(record);
+    bool whole = true;
+    for (int row = 0; row < record->height && whole; ++row) {
+        whole = pictureReaderScanline(reader, record, chain) != 0;
+    }
+    forgetLines(record);
+    return whole;
+}
+
+int writePlanes(std::FILE* stream, Picture* record, const ChannelPacket* chain) {
+    const UniqueWriter writer(pictureWriterAllocate(stream));
+    linesFromPlanes(record);
+    bool written = writer != nullptr;
+    for (int row = 0; row < record->height && written; ++row) {
+        written = pictureWriterScanline(writer.get(), record, chain) != 0;
+    }
+    forgetLines(record);
+    return writer != nullptr ? pictureWriterError(writer.get()) : ENOMEM;
+}
+
+} // namespace
+
+Picture* pictureAllocate() {
+    auto* record = static_cast<Picture*>(std::calloc(1, sizeof(Picture)));
+    if (record != nullptr) {
+        record->ratio = 1.0F;
+    }
+    return record;
+}
+
+int pictureDispose(Picture** record) {
+    // Kept: Disposing of a picture leaves the caller's pointer as it is.
+    // A reader would expect null there, as every other dispose of the toolkit stores; whoever
+    // disposes of a picture sets the pointer to null itself.
+    if (record != nullptr && *record != nullptr) {
+        for (std::uint8_t* plane : (*record)->planes) {
+            std::free(plane);
+        }
+        std::free(*record);
+    }
+    return 1;
+}
+
+Picture* pictureReadFile(const char* name) {
+    UniquePicture record(pictureAllocate());
+    if (record == nullptr) {
+        return nullptr;
+    }
+    ChannelPacket* packets = nullptr;
+    const base::UniqueFile stream(pictureReadFileHeader(name, record.get(), &packets));
+    const Chain chain(packets);
+    if (stream == nullptr || !takePlanes(name, record.get(), chainChannels(chain.get()))) {
+        return nullptr;
+    }
+    const UniqueReader reader(pictureReaderAllocate(stream.get()));
+    if (reader == nullptr) {
+        return nullptr;
+    }
+    if (!readPlanes(reader.get(), record.get(), chain.get())) {
+        if (const int error = pictureReaderError(reader.get()); error != 0) {
+            optionPrint("tinyPicture: '%s' could not be read: %s.\n", name, std::strerror(error));
+            return nullptr;
+        }
+        optionPrint("tinyPicture: '%s' is cut short or damaged: what is missing is zero.\n", name);
+    }
+    return record.release();
+}
+
+int pictureWriteFile(const char* name, Picture* record, const ChannelPacket* chain) {
+    ChannelPacket* packets = const_cast<ChannelPacket*>(chain);
+    std::FILE* stream = pictureWriteFileHeader(name, record, &packets);
+    const Chain ownChain(chain == nullptr ? packets : nullptr);
+    // Kept: Writing a whole picture reports success even when the file could not be opened.
+    // A reader would expect 0; callers have always got 1 and look at the file instead.
+    if (stream == nullptr) {
+        return 1;
+    }
+    const int lineError = writePlanes(stream, record, packets);
+    const int closeError = base::closeWritten(base::UniqueFile(stream));
+    if (const int error = lineError != 0 ? lineError : closeError; error != 0) {
+        optionPrint("tinyPicture: '%s' could not be written: %s.\n", name, std::strerror(error));
+    }
+    return 1;
+}

@@ -1,0 +1,170 @@
+// SPDX-License-Identifier: MIT
+// Reading scanlines: packet by packet through a window over the stream.
+#include "picture/coders/tinyPictureCoders.h"
+#include "tinyPictureLine.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <iterator>
+#include <memory>
+#include <new>
+
+struct PictureReader {
+    StreamWindow window;
+    std::unique_ptr<std::uint8_t[]> bytes;
+    std::unique_ptr<std::uint8_t[]> discarded; ///< a line for channels that nobody wants
+    const std::uint8_t* expected;              ///< the next line, if the lines lie in planes
+};
+
+namespace {
+
+/// Large enough that calls of the system do not count, small enough to stay in the
+/// second cache of most processors.
+constexpr std::size_t kWindowSize = std::size_t{256} << 10;
+
+StreamWindow windowOver(std::FILE* stream, std::uint8_t* bytes, std::size_t capacity) {
+    return {.stream = stream,
+            .bytes = bytes,
+            .capacity = capacity,
+            .at = bytes,
+            .end = bytes,
+            .endPosition = 0,
+            .exact = false,
+            .ended = false,
+            .misplaced = false,
+            .error = 0};
+}
+
+using Line = std::unique_ptr<std::uint8_t[]>;
+
+/// The lines to decode to; `discarded` is taken when a channel has none. False without memory.
+bool linesOf(const Picture* record, const PacketChannels& channels, Line* discarded,
+             std::uint8_t** lines) {
+    for (int i = 0; i < channels.count; ++i) {
+        lines[i] = record->linePointers[channels.channel[i]];
+        if (lines[i] == nullptr && *discarded == nullptr) {
+            discarded->reset(new (std::nothrow) std::uint8_t[INT16_MAX]);
+            if (*discarded == nullptr) {
+                return false;
+            }
+        }
+        lines[i] = lines[i] != nullptr ? lines[i] : discarded->get();
+    }
+    return true;
+}
+
+/// The line of the first channel that has one.
+const std::uint8_t* firstLine(const Picture* record) {
+    const auto* const end = std::end(record->linePointers);
+    const auto* const found =
+        std::find_if(std::begin(record->linePointers), end,
+                     [](const std::uint8_t* line) { return line != nullptr; });
+    return found != end ? *found : nullptr;
+}
+
+/// Fetches the lines that follow the present ones in their planes. Four planes at once are more
+/// than a processor foresees by itself: it would wait for every line before it is overwritten.
+void fetchNextLines(const Picture* record) {
+    constexpr int kCacheLine = 64;
+    for (const std::uint8_t* line : record->linePointers) {
+        for (int i = 0; line != nullptr && i < record->width; i += kCacheLine) {
+            const auto address = reinterpret_cast<std::uintptr_t>(line) +
+                                 static_cast<std::uintptr_t>(record->width + i);
+            // NOLINTNEXTLINE(performance-no-int-to-ptr): may lie behind the plane
+            __builtin_prefetch(reinterpret_cast<const void*>(address), 1);
+        }
+    }
+}
+
+/// Decodes one scanline. Returns false when something of it was missing, damaged or could not be
+/// read: then the window's `error` says why. A channel that two packets name is as the later one
+/// has it.
+bool readScanline(StreamWindow* window, Line* discarded, Picture* record,
+                  const ChannelPacket* chain) {
+    const CoderTable* coders = codersInUse();
+    const int width = std::max<int>(record->width, 0);
+    bool whole = true;
+    for (const ChannelPacket* packet = chain; packet != nullptr; packet = packet->next) {
+        const PacketChannels channels(packet->channels);
+        const int encoding = packetEncoding(packet);
+        // Kept: A packet of an unknown encoding moves nothing and leaves the stream alone.
+        // A reader would expect an error; instead its channels keep what their lines held, and the
+        // next packet is taken to begin at the same place.
+        if (channels.count > 0 && encoding < kEncodings) {
+            std::uint8_t* lines[kPictureChannels] = {};
+            if (!linesOf(record, channels, discarded, lines)) {
+                window->error = ENOMEM;
+                whole = false;
+                break;
+            }
+            whole = coders->read[encoding][channels.count - 1](window, width, lines) && whole;
+        }
+    }
+    advanceLines(record, chain);
+    return whole;
+}
+
+} // namespace
+
+int pictureReadScanline(std::FILE* stream, Picture* record, const ChannelPacket* chain) {
+    if (chain == nullptr) {
+        return 1;
+    }
+    std::uint8_t bytes[kMinWindow + kWindowSlack];
+    StreamWindow window = windowOver(stream, bytes, kMinWindow);
+    window.exact = true;
+    Line discarded;
+    flockfile(stream);
+    readScanline(&window, &discarded, record, chain);
+    funlockfile(stream);
+    return 1;
+}
+
+PictureReader* pictureReaderAllocate(std::FILE* stream) {
+    std::unique_ptr<PictureReader> reader(new (std::nothrow) PictureReader{});
+    if (reader == nullptr) {
+        return nullptr;
+    }
+    reader->bytes.reset(new (std::nothrow) std::uint8_t[kWindowSize + kWindowSlack]);
+    if (reader->bytes == nullptr) {
+        return nullptr;
+    }
+    reader->window = windowOver(stream, reader->bytes.get(), kWindowSize);
+    return streamPosition(stream, &reader->window.endPosition) ? reader.release() : nullptr;
+}
+
+void pictureReaderDispose(PictureReader** reader) {
+    if (reader != nullptr) {
+        delete *reader;
+        *reader = nullptr;
+    }
+}
+
+int pictureReaderScanline(PictureReader* reader, Picture* record, const ChannelPacket* chain) {
+    const std::uint8_t* line = firstLine(record);
+    if (line != nullptr && line == reader->expected) {
+        fetchNextLines(record);
+    }
+    windowResume(&reader->window);
+    const bool whole = readScanline(&reader->window, &reader->discarded, record, chain);
+    reader->expected = firstLine(record);
+    return whole ? 1 : 0;
+}
+
+int pictureReaderError(const PictureReader* reader) {
+    return reader->window.error;
+}
+
+std::int64_t pictureReaderPosition(const PictureReader* reader) {
+    return windowPosition(&reader->window);
+}
+
+int pictureReaderSeek(PictureReader* reader, std::int64_t position) {
+    return windowSeek(&reader->window, position) ? 1 : 0;
+}
+
+int pictureReaderSync(PictureReader* reader) {
+    const std::int64_t position = windowPosition(&reader->window);
+    return fseeko(reader->window.stream, position, SEEK_SET) == 0 ? 1 : 0;
+}

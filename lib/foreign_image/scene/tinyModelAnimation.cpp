@@ -1,0 +1,484 @@
+// SPDX-License-Identifier: MIT
+// The animation form of a tree inside a scene file: one entry a node in walk order, each "MODEL",
+// the node's name and its parent's in quotes, then the node's keyword lines. The parent is the last
+// node so named before the entry; where that would be another one, its number among the entries
+// (from 0) follows the name.
+#include "file/tinyNotice.h"
+#include "tinyCameraBlock.h"
+#include "tinyCameraPosition.h"
+#include "tinyFcurve.h"
+#include "tinyFile.h"
+#include "tinyModel.h"
+#include "tinyModelInner.h"
+#include "tinyOpaqueRead.h"
+#include "tinySceneInner.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <limits>
+#include <new>
+#include <optional>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+namespace {
+
+using block::Outcome;
+
+/// A node that has been read, with the end of its list of children.
+struct Entry {
+    Model* node;
+    int level = 1;
+    Model* lastChild = nullptr;
+};
+
+/// A tree while it is read. `record` is the node whose lines are being read.
+struct ModelBlock {
+    Model* record = nullptr;
+    ModelOwner root;
+    Opaque** contentsEnd = nullptr;
+    ModelShape** shapesEnd = nullptr;
+    ModelShape* shape = nullptr; ///< the last shape of the node
+    std::vector<Entry> entries;  ///< nodes in the order of the file; the root first
+    std::unordered_map<std::string, std::size_t> latest; ///< last entry of each name
+    bool failed = false;
+};
+
+using Row = block::Row<ModelBlock>;
+using Rows = block::Rows<ModelBlock>;
+
+// ----------------------------------------------------------------------------------------- values
+
+constexpr const char* kShapeTypes[] = {"", "LINEAR", "CARDINAL"};
+constexpr block::Choice kShapeWords = {kShapeTypes, "", ""};
+constexpr block::Choice kBoxWords = {block::kActive, "", ""};
+constexpr block::Choice kSelectWords = {block::kSelection, "", ""};
+
+Outcome readScaling(std::FILE* stream, ModelBlock& b) {
+    return Rows::again(tripleRead(stream, b.record->scaling, &b.record->curves[kModelScalingX]));
+}
+
+void writeScaling(std::FILE* stream, const Model& node) {
+    tripleWrite(stream, node.scaling, &node.curves[kModelScalingX]);
+}
+
+/// The file has degrees, the record radians; curves are left in degrees.
+Outcome readRotation(std::FILE* stream, ModelBlock& b) {
+    float* rotation = b.record->rotation;
+    float before[3];
+    std::transform(rotation, rotation + 3, before,
+                   [](float angle) { return text::fromUnit(angle, 1.0 / kModelDegrees); });
+    float degrees[3] = {before[0], before[1], before[2]};
+    const int result = tripleRead(stream, degrees, &b.record->curves[kModelRotationX]);
+    for (int i = 0; i < 3; ++i) {
+        if (degrees[i] != before[i]) {
+            rotation[i] = text::fromUnit(degrees[i], kModelDegrees);
+        }
+    }
+    return Rows::again(result);
+}
+
+void writeRotation(std::FILE* stream, const Model& node) {
+    if (node.curves[kModelRotationX] != nullptr) {
+        tripleWrite(stream, node.rotation, &node.curves[kModelRotationX]);
+        return;
+    }
+    for (const float angle : node.rotation) {
+        text::putFloat(stream, angle, kModelDegrees);
+    }
+    reportHiddenCurves(&node.curves[kModelRotationX]);
+}
+
+Outcome readTranslation(std::FILE* stream, ModelBlock& b) {
+    return Rows::again(positionRead(stream, b.record->translation, b.record->curves,
+                                    kModelTranslationPath, kModelTranslationX));
+}
+
+void writeTranslation(std::FILE* stream, const Model& node) {
+    positionWrite(stream, node.translation, node.curves, kModelTranslationPath, kModelTranslationX);
+}
+
+/// A whole number that can be animated; written where it is set.
+template <auto Member, int Curve>
+constexpr Row animatedNumber(std::string_view word) {
+    return {word,
+            [](std::FILE* stream, ModelBlock& b) {
+                return block::readWholeOrCurve(stream, b.record->*Member, b.record->curves[Curve]);
+            },
+            [](std::FILE* stream, const Model& node) {
+                valueWriteAsciiAnimation(stream, static_cast<float>(node.*Member),
+                                         node.curves[Curve]);
+            },
+            [](const Model& node) { return node.*Member != 0 || node.curves[Curve] != nullptr; }};
+}
+
+/// A row that is written only where the member is set.
+template <auto Member>
+constexpr Row whereSet(Row row) {
+    row.present = [](const Model& node) { return node.*Member != 0; };
+    return row;
+}
+
+template <int State>
+constexpr Row selectionState(std::string_view word) {
+    return {word, [](std::FILE*, ModelBlock& b) {
+                b.record->selection = State;
+                return Outcome::Next;
+            }};
+}
+
+// ----------------------------------------------------------------------------------------- shapes
+
+/// Begins a new shape of the node.
+bool addShape(ModelBlock& b) {
+    b.shape = modelShapeAllocate();
+    if (b.shape == nullptr) {
+        b.failed = true;
+        return false;
+    }
+    *b.shapesEnd = b.shape;
+    b.shapesEnd = &b.shape->next;
+    return true;
+}
+
+Outcome readShapeName(std::FILE* stream, ModelBlock& b) {
+    return addShape(b) ? block::readQuoted(stream, b.shape->name) : Outcome::EndOfFile;
+}
+
+Outcome readInterpolation(std::FILE* stream, ModelBlock& b) {
+    if (b.shape == nullptr && !addShape(b)) {
+        return Outcome::EndOfFile;
+    }
+    return Rows::again(valueReadAsciiAnimation(stream, nullptr, &b.shape->interpolation, 1));
+}
+
+/// The count, then as many curves as there are, whatever it says.
+Outcome readWeights(std::FILE* stream, ModelBlock& b) {
+    if ((b.shape == nullptr && !addShape(b)) || !in_animToken(stream) || !in_animToken(stream)) {
+        return Outcome::EndOfFile;
+    }
+    int result = 1;
+    while (result != 0 && std::string_view(animToken) == "CURVE_TYPE") {
+        Fcurve* curve = nullptr;
+        result = fcurveReadAsciiAnimation(stream, &curve);
+        if (curve != nullptr && !modelAppend(b.shape->weights, b.shape->weightCount, curve)) {
+            fcurveDispose(&curve);
+            b.failed = true;
+            return Outcome::EndOfFile;
+        }
+    }
+    return Rows::again(result);
+}
+
+void writeShapes(std::FILE* stream, const Model& node) {
+    incIndent(1);
+    for (const ModelShape* shape = node.shapes; shape != nullptr; shape = shape->next) {
+        block::putKeyword(stream, "SHAPE_NAME");
+        text::putQuoted(stream, shape->name);
+        if (shape->interpolation != nullptr) {
+            block::putKeyword(stream, "INTERP_FCURVE");
+            fcurveWriteAsciiAnimation(stream, shape->interpolation);
+        }
+        if (shape->weightCount > 0) {
+            block::putKeyword(stream, "WEIGHT_FCURVES");
+            text::putInt(stream, shape->weightCount);
+            std::for_each(shape->weights, shape->weights + shape->weightCount,
+                          [&](const Fcurve* c) { fcurveWriteAsciiAnimation(stream, c); });
+        }
+    }
+    incIndent(-1);
+}
+
+// ------------------------------------------------------------------------------------------ words
+
+bool endsContents(std::string_view word);
+
+Outcome readContents(std::FILE* stream, ModelBlock& b) {
+    opaqueReadTokens(stream, animToken, endsContents, b.contentsEnd);
+    return animToken[0] != '\0' ? Outcome::Again : Outcome::EndOfFile;
+}
+
+bool isShapeWord(std::string_view word) {
+    return word == "SHAPE_NAME" || word == "INTERP_FCURVE" || word == "WEIGHT_FCURVES";
+}
+
+/// "SHAPE" stands in front of the shapes; with anything else behind it, it is contents kept as
+/// text.
+Outcome readShapes(std::FILE* stream, ModelBlock& b) {
+    if (!in_animToken(stream)) {
+        opaqueAppend(b.contentsEnd, opaqueAllocate("SHAPE"));
+        return Outcome::EndOfFile;
+    }
+    if (isShapeWord(animToken)) {
+        return Outcome::Again;
+    }
+    if (endsContents(animToken)) {
+        opaqueAppend(b.contentsEnd, opaqueAllocate("SHAPE"));
+        return Outcome::Again;
+    }
+    opaqueReadTokens(stream, std::string("SHAPE ") + animToken, endsContents, b.contentsEnd);
+    return animToken[0] != '\0' ? Outcome::Again : Outcome::EndOfFile;
+}
+
+constexpr Row kRows[] = {
+    {"SCALING", readScaling, writeScaling},
+    {"ROTATION", readRotation, writeRotation},
+    // In front of the translation: they are words of the spline of a path too.
+    whereSet<&Model::wireColour>(Rows::integer<&Model::wireColour>("WIRE_COLOUR")),
+    whereSet<&Model::lineType>(Rows::integer<&Model::lineType>("LINE_TYPE")),
+    whereSet<&Model::selection>(Rows::choice<&Model::selection, kSelectWords>("SELECTED")),
+    {"TRANSLATION", readTranslation, writeTranslation},
+    animatedNumber<&Model::hidden, kModelHidden>("HIDDEN"),
+    animatedNumber<&Model::algorithm, kModelAlgorithm>("ALGORITHM_TYPE"),
+    whereSet<&Model::boundingBox>(Rows::flag<&Model::boundingBox, kBoxWords>("BOUNDING_BOX")),
+    whereSet<&Model::shapeInterpolation>(
+        Rows::choice<&Model::shapeInterpolation, kShapeWords>("SHAPE_INTERP_TYPE")),
+    {"SHAPE", readShapes, writeShapes, [](const Model& node) { return node.shapes != nullptr; }},
+    {"SHAPE_NAME", readShapeName},
+    {"INTERP_FCURVE", readInterpolation},
+    {"WEIGHT_FCURVES", readWeights},
+    selectionState<0>("UNSELECTED"),
+    selectionState<1>("NODE_SELECTED"),
+    selectionState<2>("BRANCH_SELECTED"),
+    selectionState<3>("INHERIT_SELECTED"),
+    {"NODE_LATTICE", readContents},
+    {"TREE_LATTICE", readContents},
+    {"MATERIAL_INDEX", readContents},
+    {"MATERIAL", readContents},
+    {"LTEXTURE", readContents},
+    {"LTEXTURE_3D", readContents},
+    {"TEXTURE", readContents},
+    {"TEXTURE_3D", readContents},
+    {"CLUSTER", readContents},
+    {"SPLINE_NODE", readContents},
+    {"SPLINE_TREE", readContents},
+    {"PATCH_NODE", readContents},
+    {"PATCH_TREE", readContents},
+    {"WEIGHT", readContents},
+    {"DYNA_SETUP", readContents},
+    {"DYNA_CONST", readContents},
+};
+
+/// A block kept as text may hold words of the rendering settings, PICTURE for example: of the
+/// scene's words only those that open an element end it.
+bool endsContents(std::string_view word) {
+    return word == "MODEL" || table::find(kRows, word) != nullptr || sceneOpensElement(word);
+}
+
+// ---------------------------------------------------------------------------------------- entries
+
+/// Makes a node the current one and hangs it under the entry `parent`; the first is the root.
+bool addNode(ModelBlock& b, std::size_t parent, char* name) {
+    if (b.entries.size() == kModelMaxNodes) {
+        modelRefuseCount();
+    } else if (!b.entries.empty() && b.entries[parent].level == kModelMaxDepth) {
+        modelRefuseDepth();
+    }
+    Model* node = notice::Call::failed() ? nullptr : modelAllocate();
+    if (node == nullptr) {
+        std::free(name);
+        b.failed = true;
+        return false;
+    }
+    node->name = name;
+    std::fill(std::begin(node->scaling), std::end(node->scaling), 1.0F);
+    int level = 1;
+    if (!b.entries.empty()) {
+        Entry& above = b.entries[parent];
+        modelLinkChild(above.node, above.lastChild, node);
+        above.lastChild = node;
+        level = above.level + 1;
+    } else {
+        b.root.reset(node);
+    }
+    b.entries.push_back({node, level});
+    if (name != nullptr) {
+        b.latest[name] = b.entries.size() - 1;
+    }
+    b.record = node;
+    b.contentsEnd = &node->animationContents;
+    b.shapesEnd = &node->shapes;
+    b.shape = nullptr;
+    return true;
+}
+
+/// The entry that the parent's name, or the number behind it, stands for; the root, with a message,
+/// when there is none.
+std::size_t findParent(const ModelBlock& b, const char* name, const char* number) {
+    if (*number != '\0') {
+        const auto index = static_cast<std::size_t>(std::strtoul(number, nullptr, 10));
+        if (index < b.entries.size()) {
+            return index;
+        }
+    } else if (name != nullptr) {
+        const auto found = b.latest.find(name);
+        if (found != b.latest.end()) {
+            return found->second;
+        }
+    }
+    if (name != nullptr || !b.entries.empty()) {
+        const char* shown = name != nullptr ? name : "";
+        optionPrint("ModelReadAsciiAnimation: error, cannot find model '%s'.\n", shown);
+        animNotify(AnimNoticeKind::UnknownWord, shown, "a model of that name");
+    }
+    return 0;
+}
+
+bool isWholeNumber(std::string_view word) {
+    return !word.empty() && word.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+Outcome readModel(std::FILE* stream, ModelBlock& b) {
+    MallocString name(stringReadAsciiAnimation(stream));
+    const MallocString parent(stringReadAsciiAnimation(stream));
+    const bool more = in_animToken(stream) != 0;
+    const bool numbered = isWholeNumber(animToken);
+    const std::size_t above = findParent(b, parent.get(), numbered ? animToken : "");
+    if (!addNode(b, above, name.release()) || !more) {
+        return Outcome::EndOfFile;
+    }
+    return numbered ? Outcome::Next : Outcome::Again;
+}
+
+/// Reads the current token with what belongs to it. Nothing when it does not belong to the tree.
+std::optional<Outcome> readItem(std::FILE* stream, ModelBlock& b) {
+    const std::string_view word = animToken;
+    if (word == "MODEL") {
+        return readModel(stream, b);
+    }
+    const Row* row = table::find(kRows, word);
+    if (row == nullptr && sceneIsWord(word)) {
+        return std::nullopt;
+    }
+    if (b.record == nullptr && !addNode(b, 0, nullptr)) { // lines without an entry
+        return Outcome::EndOfFile;
+    }
+    if (row == nullptr) {
+        animNotify(AnimNoticeKind::Kept, animToken);
+        return readContents(stream, b);
+    }
+    return row->read(stream, b);
+}
+
+/// Reads entries up to a word that does not belong to the tree; 0 at end of file.
+int readTree(std::FILE* stream, ModelBlock& b) {
+    bool more = in_animToken(stream) != 0;
+    while (more && animToken[0] != '\0') {
+        const std::optional<Outcome> outcome = readItem(stream, b);
+        if (!outcome) {
+            return 1;
+        }
+        more = outcome == Outcome::Again || (outcome == Outcome::Next && in_animToken(stream));
+    }
+    return 0;
+}
+
+/// Writes the entries, and knows which of them a name stands for when the file is read again.
+class TreeWriter {
+  public:
+    explicit TreeWriter(std::FILE* stream) : stream_(stream) {}
+
+    void write(const Model* root) {
+        for (const Model* node = root; node != nullptr; node = modelNextBelow(node, root)) {
+            block::putKeyword(stream_, "MODEL");
+            text::putQuoted(stream_, node->name);
+            writeParent(node == root ? nullptr : node->parent);
+            if (notice::wanted()) {
+                reportFileMembers(*node);
+            }
+            remember(node); // first: what throws leaves the indentation alone
+            incIndent(1);
+            block::write(stream_, kRows, *node);
+            for (const Opaque* kept = node->animationContents; kept != nullptr; kept = kept->next) {
+                block::putKeyword(stream_, kept->text);
+            }
+            incIndent(-1);
+        }
+    }
+
+  private:
+    /// Reports what only hierarchy files hold of a node.
+    static void reportFileMembers(const Model& node) {
+        const char* name = node.name != nullptr ? node.name : "";
+        for (const Opaque* block = node.contents; block != nullptr; block = block->next) {
+            const std::string word(block->text, opaqueWordLength(block));
+            notice::written(AnimNoticeKind::ByFormat, word.c_str(), "of node \"%.60s\"", name);
+        }
+        if (node.splineCount > 0) {
+            notice::written(AnimNoticeKind::ByFormat, "spline", "of node \"%.60s\"", name);
+        }
+        if (node.userData != nullptr) {
+            notice::written(AnimNoticeKind::ByFormat, "userData", "of node \"%.60s\"", name);
+        }
+    }
+
+    /// A name as the reader will see it: cut to what it keeps, without single quotes.
+    static std::string readBack(const char* name) {
+        const std::string_view whole = name != nullptr ? name : "";
+        std::string kept(whole.substr(0, kAnimTokenSize - 3));
+        std::replace(kept.begin(), kept.end(), '\'', '"');
+        return kept;
+    }
+
+    void writeParent(const Model* parent) {
+        text::putQuoted(stream_, parent != nullptr ? parent->name : nullptr);
+        if (parent == nullptr) {
+            return;
+        }
+        const auto named = latest_.find(readBack(parent->name));
+        if (named == latest_.end() || named->second != parent) {
+            text::putInt(stream_, static_cast<std::int64_t>(entry_.at(parent)));
+        }
+    }
+
+    void remember(const Model* node) {
+        entry_.emplace(node, entry_.size());
+        if (node->name != nullptr && node->name[0] != '\0') {
+            latest_[readBack(node->name)] = node;
+        }
+    }
+
+    std::FILE* stream_;
+    std::unordered_map<const Model*, std::size_t> entry_;
+    std::unordered_map<std::string, const Model*> latest_;
+};
+
+} // namespace
+
+int objectWriteAsciiAnimation(std::FILE* stream, const Model* root) {
+    if (root == nullptr) {
+        return 0;
+    }
+    const notice::Call call("write");
+    if (!modelFitsText(root)) {
+        return 0;
+    }
+    incIndent(1);
+    try {
+        TreeWriter(stream).write(root);
+    } catch (const std::bad_alloc&) {
+        notice::Call::failForMemory();
+    }
+    incIndent(-1);
+    return notice::Call::failed() ? 0 : 1;
+}
+
+int objectReadAsciiAnimation(std::FILE* stream, Model** root) {
+    const notice::Call call;
+    ModelBlock b;
+    int result = 0;
+    try {
+        result = readTree(stream, b);
+    } catch (const std::bad_alloc&) {
+        notice::Call::failForMemory();
+    }
+    const bool good = notice::Call::good(stream) && !b.failed;
+    if (!good) {
+        b.root.reset();
+    }
+    if (root != nullptr) {
+        *root = b.root.release();
+    }
+    return good ? result : 0;
+}

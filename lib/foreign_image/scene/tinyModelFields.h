@@ -1,0 +1,145 @@
+// SPDX-License-Identifier: MIT
+// The fields of a node in the binary flavour of the hierarchy file. Numbers are big-endian, counts
+// unsigned 16-bit, strings end with a zero byte.
+#pragma once
+
+#include "base/byteOrder.h"
+#include "file/tinyNotice.h"
+#include "tinyFile.h"
+#include "tinyModel.h"
+#include "tinyOpaqueRead.h"
+#include "tinySpline.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace modelbinary {
+
+/// Slots of the prototype's lists.
+inline constexpr int kModelList = 0;
+inline constexpr int kSplineList = 8;
+
+/// Most of anything that a count can tell.
+inline constexpr std::size_t kMaxCount = 0xFFFF;
+
+/// Writes values; what does not fit the form, or the stream, shows in `good` at the end.
+class Writer {
+  public:
+    Writer(std::FILE* stream, const Prototype* prototype)
+        : stream_(stream), prototype_(prototype) {}
+
+    void number(std::uint16_t value) {
+        std::uint8_t bytes[2];
+        base::storeBe16(bytes, value);
+        std::fwrite(bytes, 1, sizeof bytes, stream_);
+    }
+    void floats(std::span<const float> values) {
+        for (const float value : values) {
+            std::uint8_t bytes[4];
+            base::storeBeFloat(bytes, value);
+            std::fwrite(bytes, 1, sizeof bytes, stream_);
+        }
+    }
+    void string(const char* value) { stringWriteBinary(stream_, value); }
+
+    void userData(const UserData& block) {
+        const std::int32_t size = block.data != nullptr ? std::max(block.size, 0) : 0;
+        std::uint8_t bytes[4];
+        base::storeBeS32(bytes, size);
+        std::fwrite(block.tag, 1, sizeof block.tag, stream_);
+        std::fwrite(bytes, 1, sizeof bytes, stream_);
+        if (size > 0) {
+            std::fwrite(block.data, 1, static_cast<std::size_t>(size), stream_);
+        }
+    }
+    void spline(const Spline* spline) { splineWriteBinary(stream_, spline, prototype_); }
+
+    /// Writes a count, which is known to fit the form.
+    void count(std::size_t value) { number(static_cast<std::uint16_t>(value)); }
+    void fail() { failed_ = true; }
+    [[nodiscard]] bool good() const { return !failed_ && std::ferror(stream_) == 0; }
+    [[nodiscard]] bool hasSplineLists() const { return prototype_->lists[kSplineList] != nullptr; }
+
+  private:
+    std::FILE* stream_;
+    const Prototype* prototype_;
+    bool failed_ = false;
+};
+
+/// Reads values; after the first that is missing everything is zero and `good` false.
+class Reader {
+  public:
+    Reader(std::FILE* stream, const Prototype* prototype)
+        : stream_(stream), prototype_(prototype) {}
+
+    std::uint16_t number() {
+        std::uint8_t bytes[2] = {};
+        take(bytes);
+        return base::loadBe16(bytes);
+    }
+    void floats(std::span<float> values) {
+        for (float& value : values) {
+            std::uint8_t bytes[4] = {};
+            take(bytes);
+            value = base::loadBeFloat(bytes);
+        }
+    }
+    /// A string of at most `kOpaqueMaxBytes`; a longer one fails.
+    std::string string() {
+        std::string value;
+        for (int c = getc_unlocked(stream_); c != 0; c = getc_unlocked(stream_)) {
+            if (c == EOF || value.size() == kOpaqueMaxBytes) {
+                failed_ = true;
+                break;
+            }
+            value.push_back(static_cast<char>(c));
+        }
+        return value;
+    }
+    UserData* userData();
+    Spline* spline() {
+        Spline* spline = splineReadBinary(stream_, prototype_);
+        failed_ = failed_ || spline == nullptr;
+        return spline;
+    }
+
+    void take(std::span<std::uint8_t> bytes) {
+        failed_ = failed_ || std::fread(bytes.data(), 1, bytes.size(), stream_) != bytes.size();
+    }
+    void fail() { failed_ = true; }
+    void report(AnimNoticeKind kind, const char* detail) {
+        notice::atByte(kind, "", std::ftell(stream_), "%s", detail);
+    }
+    [[nodiscard]] bool good() const { return !failed_; }
+
+    /// Blocks of the node being read, each with its place among them.
+    std::vector<std::pair<std::uint16_t, OpaqueOwner>> blocks;
+    std::size_t children = 0; ///< of the node being read
+
+  private:
+    std::FILE* stream_;
+    const Prototype* prototype_;
+    bool failed_ = false;
+};
+
+/// One row a field token, in ascending order from 1. `word` is what the field's blocks begin with,
+/// for fields that hold blocks kept as text.
+struct Field {
+    std::string_view word;
+    std::uint8_t fewestBytes; ///< that a node has of this field
+    void (*write)(Writer&, const Model&, const Field&);
+    void (*read)(Reader&, Model&);
+    bool countsChildren = false;
+};
+
+/// The field of a token, or null.
+[[nodiscard]] const Field* findField(std::int16_t token);
+
+} // namespace modelbinary

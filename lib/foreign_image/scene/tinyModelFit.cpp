@@ -1,0 +1,138 @@
+// SPDX-License-Identifier: MIT
+// What of a tree can be written: found before a file is touched, and what is left out is reported.
+#include "file/tinyNotice.h"
+#include "tinyFile.h"
+#include "tinyModelFields.h"
+#include "tinyModelInner.h"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace {
+
+struct Size {
+    int depth = 1;
+    std::size_t nodes = 0;
+};
+
+/// Walks the subtree; a node that `fits` refuses ends the walk.
+bool walk(const Model* root, Size& size, bool (*fits)(const Model&)) {
+    int depth = 1;
+    for (const Model* node = root; node != nullptr;) {
+        size.depth = std::max(size.depth, depth);
+        ++size.nodes;
+        if (!fits(*node)) {
+            return false;
+        }
+        if (node->child != nullptr) {
+            node = node->child;
+            ++depth;
+            continue;
+        }
+        while (node != nullptr && node != root && node->next == nullptr) {
+            node = node->parent;
+            --depth;
+        }
+        node = node == nullptr || node == root ? nullptr : node->next;
+    }
+    return true;
+}
+
+template <typename Element>
+std::size_t lengthOf(const Element* list) {
+    std::size_t length = 0;
+    for (; list != nullptr; list = list->next) {
+        ++length;
+    }
+    return length;
+}
+
+bool splinesFit(const Model& node) {
+    const bool whole = node.splineCount < 1 ||
+                       (node.splines != nullptr &&
+                        std::all_of(node.splines, node.splines + node.splineCount,
+                                    [](const Spline* spline) { return spline != nullptr; }));
+    if (!whole) {
+        notice::Call::fail("a node lacks a spline that its count tells of");
+    }
+    return whole;
+}
+
+/// A binary file counts in 16 bits.
+bool countsFit(const Model& node) {
+    const struct {
+        const char* what;
+        std::size_t count;
+    } counts[] = {{"blocks", lengthOf(node.contents)},
+                  {"splines", static_cast<std::size_t>(std::max(node.splineCount, 0))},
+                  {"user-data blocks", lengthOf(node.userData)},
+                  {"children", lengthOf(node.child)}};
+    for (const auto& [what, count] : counts) {
+        if (count > modelbinary::kMaxCount) {
+            notice::Call::fail("%zu %s in one node, a binary file counts up to %zu", count, what,
+                               modelbinary::kMaxCount);
+            return false;
+        }
+    }
+    return splinesFit(node);
+}
+
+bool fits(const Model* root, bool (*nodeFits)(const Model&)) {
+    Size size;
+    if (!walk(root, size, nodeFits)) {
+        return false;
+    }
+    if (size.depth > kModelMaxDepth) {
+        modelRefuseDepth();
+    }
+    if (size.nodes > kModelMaxNodes) {
+        modelRefuseCount();
+    }
+    return size.depth <= kModelMaxDepth && size.nodes <= kModelMaxNodes;
+}
+
+} // namespace
+
+bool modelFitsText(const Model* root) {
+    return fits(root, splinesFit);
+}
+
+bool modelFitsBinary(const Model* root) {
+    return fits(root, countsFit);
+}
+
+void modelRefuseDepth() {
+    notice::Call::fail("a tree of more than %d levels", kModelMaxDepth);
+}
+
+void modelRefuseCount() {
+    notice::Call::fail("a tree of more than %zu nodes", kModelMaxNodes);
+}
+
+void modelReportSceneMembers(const Model& node, bool text) {
+    const AnimatedPosition& move = node.translation;
+    const struct {
+        const char* word;
+        bool set;
+    } members[] = {
+        {"HIDDEN", text && node.hidden != 0},
+        {"WIRE_COLOUR", text && node.wireColour != 0},
+        {"LINE_TYPE", text && node.lineType != 0},
+        {"SELECTED", text && node.selection != 0},
+        {"BOUNDING_BOX", node.boundingBox != 0},
+        {"ALGORITHM_TYPE", node.algorithm != 0},
+        {"SHAPE_INTERP_TYPE", node.shapeInterpolation != 0},
+        {"SHAPE", node.shapes != nullptr},
+        {"TRANSLATION",
+         move.path != nullptr || move.constraintName != nullptr || move.pathModelName != nullptr},
+        {"CURVE_TYPE", std::any_of(std::begin(node.curves), std::end(node.curves),
+                                   [](const Fcurve* curve) { return curve != nullptr; })},
+        {"MATERIAL", node.animationContents != nullptr},
+    };
+    for (const auto& member : members) {
+        if (member.set) {
+            notice::written(AnimNoticeKind::ByFormat, member.word, "of node \"%.60s\"",
+                            node.name != nullptr ? node.name : "");
+        }
+    }
+}

@@ -1,0 +1,73 @@
+// SPDX-License-Identifier: MIT
+// What the files of the model module share and nobody else sees.
+#pragma once
+
+#include "file/tinyNotice.h"
+#include "tinyModel.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <string_view>
+
+/// Degrees in a radian, as the hierarchy file rounds it.
+inline constexpr double kModelDegrees = 57.2957795;
+
+struct ModelDisposer {
+    void operator()(Model* model) const noexcept { modelDispose(&model); }
+};
+using ModelOwner = std::unique_ptr<Model, ModelDisposer>;
+
+/// The node after `node` in the walk through the subtree of `root`, or null at its end.
+[[nodiscard]] const Model* modelNextBelow(const Model* node, const Model* root);
+
+/// Levels of the subtree: 1 for a lone node.
+[[nodiscard]] int modelDepth(const Model* root);
+
+/// Makes `child` the sibling after `lastChild`, or the first child of `parent` when that is null:
+/// what a reader uses, which knows the last child and that `child` is fresh.
+void modelLinkChild(Model* parent, Model* lastChild, Model* child);
+
+/// A new zero-filled shape, or null when memory is exhausted.
+[[nodiscard]] ModelShape* modelShapeAllocate();
+
+/// Frees one shape with what it owns and sets the pointer to null. Accepts null.
+void modelShapeDispose(ModelShape** shape);
+
+/// Appends a pointer to a malloc'ed array with room for 1, 2, 4, 8 ... elements; false when memory
+/// is exhausted.
+template <typename Element>
+[[nodiscard]] bool modelAppend(Element**& array, std::int32_t& count, Element* element) {
+    const auto used = static_cast<std::size_t>(count);
+    if (used == 0 || std::has_single_bit(used)) { // full
+        const std::size_t room = std::max<std::size_t>(1, used * 2);
+        void* larger = std::realloc(static_cast<void*>(array), room * sizeof(Element*));
+        if (larger == nullptr) {
+            notice::Call::failForMemory();
+            return false;
+        }
+        array = static_cast<Element**>(larger);
+    }
+    array[count++] = element;
+    return true;
+}
+
+/// True when the tree can be written as text, or as a binary file, so that it reads back. When it
+/// cannot, the reason is why the call under way fails.
+[[nodiscard]] bool modelFitsText(const Model* root);
+[[nodiscard]] bool modelFitsBinary(const Model* root);
+
+/// Sets the reason why a tree that is deeper or has more nodes than the limits is refused.
+void modelRefuseDepth();
+void modelRefuseCount();
+
+/// Reports to a writer of hierarchy files what only scenes hold of a node; of the four numbers that
+/// binary files hold too, where `text` is true.
+void modelReportSceneMembers(const Model& node, bool text);
+
+/// True for a word that stands for something inside a node of the hierarchy file's text.
+[[nodiscard]] bool modelIsTextWord(std::string_view word);

@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: MIT
+// Writing the text flavour of the hierarchy file, without recursion: the depth of a tree is its
+// maker's to choose.
+#include "file/tinyNotice.h"
+#include "text/tinyUtilsText.h"
+#include "tinyFile.h"
+#include "tinyModel.h"
+#include "tinyModelInner.h"
+#include "tinySpline.h"
+
+#include <new>
+#include <string>
+
+namespace {
+
+void writeTriple(std::FILE* stream, const std::string& prefix, const char* word,
+                 const float (&values)[3], double unit) {
+    std::fprintf(stream, "%s%-13s", prefix.c_str(), word);
+    for (int i = 0; i < 3; ++i) {
+        text::putFixed(stream, values[i], unit);
+        text::put(stream, i < 2 ? " " : "\n");
+    }
+}
+
+void writeContents(std::FILE* stream, const Model& node, const std::string& prefix) {
+    for (std::int32_t i = 0; i < node.splineCount; ++i) {
+        splineWriteAscii(stream, node.splines[i], prefix.c_str());
+    }
+    for (const Opaque* block = node.contents; block != nullptr; block = block->next) {
+        std::fprintf(stream, "\n%s%s\n", prefix.c_str(), block->text);
+    }
+    for (const UserData* data = node.userData; data != nullptr; data = data->next) {
+        userDataWriteAscii(stream, data, prefix.c_str());
+    }
+}
+
+void openNode(std::FILE* stream, const Model& node, const std::string& prefix) {
+    const Vector& move = node.translation.fixed;
+    if (notice::wanted()) {
+        modelReportSceneMembers(node, true);
+    }
+    std::fprintf(stream, "\n%smodel\n%s{\n%sname         ", prefix.c_str(), prefix.c_str(),
+                 prefix.c_str());
+    text::putDoubleQuoted(stream, node.name);
+    text::put(stream, "\n");
+    writeTriple(stream, prefix, "scaling", node.scaling, 1.0);
+    writeTriple(stream, prefix, "rotation", node.rotation, kModelDegrees);
+    writeTriple(stream, prefix, "translation", {move.x, move.y, move.z}, 1.0);
+    writeContents(stream, node, prefix + "  ");
+}
+
+/// Writes the nodes in walk order and closes each behind its children.
+void writeTree(std::FILE* stream, const Model* root, std::string prefix) {
+    const Model* node = root;
+    for (;;) {
+        openNode(stream, *node, prefix);
+        if (node->child != nullptr) {
+            prefix += "  ";
+            node = node->child;
+            continue;
+        }
+        std::fprintf(stream, "%s}\n", prefix.c_str());
+        while (node != root && node->next == nullptr) {
+            node = node->parent;
+            prefix.resize(prefix.size() - 2);
+            std::fprintf(stream, "%s}\n", prefix.c_str());
+        }
+        if (node == root) {
+            return;
+        }
+        node = node->next;
+    }
+}
+
+} // namespace
+
+int modelWriteAscii(std::FILE* stream, const Model* root, const char* prefix) {
+    if (stream == nullptr || root == nullptr || prefix == nullptr) {
+        return 0;
+    }
+    const notice::Call call("write");
+    if (!modelFitsText(root)) {
+        return 0;
+    }
+    try {
+        writeTree(stream, root, prefix);
+    } catch (const std::bad_alloc&) {
+        notice::Call::failForMemory();
+    }
+    return notice::Call::good(stream) ? 1 : 0;
+}

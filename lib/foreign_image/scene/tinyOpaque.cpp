@@ -1,0 +1,218 @@
+// SPDX-License-Identifier: MIT
+#include "tinyOpaque.h"
+
+#include "file/tinyUtilsGrow.h"
+#include "text/tinyUtilsText.h"
+#include "tinyOpaqueRead.h"
+
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+/// Longest word that can matter: none of any table is longer.
+constexpr std::size_t kWordSize = 64;
+
+/// Walks a block's characters, keeps them, and finds where the block ends.
+class Scanner {
+  public:
+    Scanner(std::FILE* stream, const OpaqueStyle& style, bool (*ends)(std::string_view))
+        : stream_(stream), style_(style), ends_(ends) {}
+
+    OpaqueResult read(std::string_view firstWord) {
+        for (const char c : firstWord) {
+            feed(c);
+        }
+        if (!style_.bracesAlone) { // the blank that was consumed with the word
+            feed(notice::lines.next > notice::lines.token ? '\n' : ' ');
+        }
+        while (!ended_) {
+            const int c = getc_unlocked(stream_);
+            if (c == EOF) {
+                break;
+            }
+            feed(static_cast<char>(c));
+            if (ended_ && style_.bracesAlone && lookAhead_ != "}") {
+                std::ungetc(c, stream_); // what ends a word belongs to what follows
+            } else {
+                notice::lines.next += c == '\n' ? 1 : 0;
+            }
+        }
+        if (!ended_ && !quoted_) {
+            endWord();
+        }
+        return finish();
+    }
+
+  private:
+    [[nodiscard]] bool isBlank(char c) const {
+        return style_.blanks.find(c) != std::string_view::npos;
+    }
+
+    void feed(char c) {
+        if (c == '\0') {
+            cut_ = true; // a kept text ends at its first zero byte, so it may not hold one
+        } else if (quoted_) {
+            keep(c);
+            quoted_ = c != style_.quote;
+        } else if (c == style_.quote && (style_.bracesAlone || wordBytes_ == 0)) {
+            openQuote(c);
+        } else if (style_.bracesAlone && (c == '{' || c == '}')) {
+            brace(c);
+        } else if (isBlank(c)) {
+            endWord();
+            if (!ended_) {
+                keep(c);
+            }
+        } else {
+            keep(c);
+            wordLine_ = notice::lines.next;
+            ++wordBytes_;
+            if (word_.size() < kWordSize) {
+                word_.push_back(c);
+            }
+        }
+    }
+
+    void keep(char c) {
+        if (!dropped_) {
+            text_.push_back(c);
+            dropped_ = text_.size() > kOpaqueMaxBytes;
+        }
+        if (dropped_) {
+            text_.clear();
+        }
+    }
+
+    void openQuote(char c) {
+        endWord();
+        if (ended_) {
+            return;
+        }
+        keep(c);
+        quoted_ = true;
+        started_ = true;
+    }
+
+    void brace(char c) {
+        endWord();
+        if (ended_) {
+            return;
+        }
+        if (c == '}' && depth_ == 0) {
+            notice::lines.token = notice::lines.next;
+            end("}");
+        } else {
+            keep(c);
+            nest(c);
+        }
+        started_ = true;
+    }
+
+    void nest(char c) {
+        if (c == '{') {
+            ++depth_;
+            dropped_ = dropped_ || depth_ > kOpaqueMaxNesting;
+        } else if (depth_ > 0) {
+            --depth_;
+        }
+    }
+
+    /// Looks at the word that has just been completed, if there is one.
+    void endWord() {
+        if (wordBytes_ == 0) {
+            return;
+        }
+        if (started_ && depth_ == 0 && ends_(word_)) {
+            text_.resize(dropped_ ? 0 : text_.size() - wordBytes_);
+            notice::lines.token = wordLine_;
+            end(word_);
+        } else if (!style_.bracesAlone && (word_ == "{" || word_ == "}")) {
+            nest(word_[0]);
+        }
+        started_ = true;
+        word_.clear();
+        wordBytes_ = 0;
+    }
+
+    void end(const std::string& lookAhead) {
+        lookAhead_ = lookAhead;
+        ended_ = true;
+    }
+
+    OpaqueResult finish() {
+        cut_ = cut_ || dropped_ || quoted_ || depth_ > 0;
+        if (quoted_) {
+            text_.push_back(style_.quote);
+        }
+        while (!text_.empty() && isBlank(text_.back())) {
+            text_.pop_back();
+        }
+        for (int i = 0; i < depth_ && !dropped_; ++i) {
+            text_.append(" }");
+        }
+        OpaqueOwner block = dropped_ ? nullptr : opaqueAllocate(text_);
+        return {std::move(block), std::move(lookAhead_), cut_};
+    }
+
+    std::FILE* stream_;
+    const OpaqueStyle& style_;
+    bool (*ends_)(std::string_view);
+    std::string text_; ///< what is kept
+    std::string word_; ///< the beginning of the word being read
+    std::string lookAhead_;
+    std::int64_t wordLine_ = 0; ///< line on which that word begins
+    std::size_t wordBytes_ = 0; ///< length of that word
+    int depth_ = 0;             ///< open braces
+    bool started_ = false;      ///< the block's own first word is complete
+    bool quoted_ = false;
+    bool ended_ = false;
+    bool dropped_ = false; ///< too large or too deep: only looked through from here on
+    bool cut_ = false;
+};
+
+} // namespace
+
+std::size_t opaqueWordLength(const Opaque* block) {
+    return block == nullptr ? 0 : std::strcspn(block->text, " \t\n\v\f\r{}\"");
+}
+
+void opaqueDispose(Opaque** list) {
+    while (list != nullptr && *list != nullptr) {
+        Opaque* rest = (*list)->next;
+        std::free((*list)->text);
+        std::free(*list);
+        *list = rest;
+    }
+}
+
+OpaqueResult opaqueRead(std::FILE* stream, std::string_view firstWord, const OpaqueStyle& style,
+                        bool (*ends)(std::string_view)) {
+    return Scanner(stream, style, ends).read(firstWord);
+}
+
+OpaqueOwner opaqueAllocate(std::string_view text) {
+    OpaqueOwner block(newRecords<Opaque>(1));
+    if (block != nullptr && (block->text = newRecords<char>(text.size() + 1)) != nullptr) {
+        text.copy(block->text, text.size());
+        return block;
+    }
+    return nullptr;
+}
+
+void opaqueAppend(Opaque**& end, OpaqueOwner block) {
+    if (block != nullptr) {
+        *end = block.release();
+        end = &(*end)->next;
+    }
+}
+
+void opaqueReadTokens(std::FILE* stream, std::string_view first, bool (*ends)(std::string_view),
+                      Opaque**& end) {
+    OpaqueResult result = opaqueRead(stream, first, kSceneStyle, ends);
+    if (result.cut) {
+        animNotify(AnimNoticeKind::Cut, animToken, kOpaqueCut);
+    }
+    opaqueAppend(end, std::move(result.block));
+    std::memcpy(animTokenLine, result.lookAhead.c_str(), result.lookAhead.size() + 1);
+}

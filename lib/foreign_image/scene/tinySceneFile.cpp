@@ -1,0 +1,307 @@
+// SPDX-License-Identifier: MIT
+// The scene file: header, loop over its keywords, and the order in which they are written.
+#include "file/tinyNotice.h"
+#include "text/tinyTextFile.h"
+#include "tinyFcurve.h"
+#include "tinyModelInner.h"
+#include "tinySceneInner.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstring>
+#include <new>
+
+namespace {
+
+/// A number as "%g" (no fixed digits) or with that many digits, the same in every locale.
+struct NumberText {
+    char digits[64] = {};
+
+    explicit NumberText(float value, int fixedDigits = -1) {
+        char* end = digits + sizeof digits - 1;
+        if (fixedDigits >= 0) {
+            std::to_chars(digits, end, double{value}, std::chars_format::fixed, fixedDigits);
+        } else {
+            std::to_chars(digits, end, double{value}, std::chars_format::general, 6);
+        }
+    }
+};
+
+/// True when the scene can be read or written at all; says why not.
+bool hasName(const Scene* scene) {
+    if (scene == nullptr) {
+        optionPrint("Error, null scene pointer\n");
+        return false;
+    }
+    if (scene->name == nullptr || scene->name[0] == '\0') {
+        optionPrint("Error, no scene filename\n");
+        return false;
+    }
+    return true;
+}
+
+/// Reads the rest of the header's line into the token buffer; false when the file has ended.
+bool readHeaderLine(std::FILE* stream) {
+    std::size_t length = 0;
+    int c = getc_unlocked(stream);
+    while (c == ' ' || c == '\t' || c == '\n') {
+        notice::lines.next += c == '\n' ? 1 : 0;
+        c = getc_unlocked(stream);
+    }
+    notice::lines.token = notice::lines.next;
+    const bool found = c != EOF;
+    for (; c != EOF && c != '\n'; c = getc_unlocked(stream)) {
+        if (length < kAnimTokenSize - 1) {
+            animTokenLine[length++] = static_cast<char>(c);
+        }
+    }
+    notice::lines.next += c == '\n' ? 1 : 0;
+    animTokenLine[length] = '\0';
+    return found;
+}
+
+/// Takes the version from behind the last letter v of the header line, and reports one that decides
+/// how the file is read.
+void takeVersion() {
+    if (const char* letter = std::strrchr(animTokenLine, 'v')) {
+        animFileVersion = text::parseFloat(letter + 1).value;
+    }
+    const NumberText version(animFileVersion);
+    if (fcurveKeysHaveNoType(animFileVersion)) {
+        notice::atLine(AnimNoticeKind::Version, version.digits, notice::lines.token,
+                       "keys end at their FLAG; the header says \"%s\"", animTokenLine);
+    }
+    if (animFileVersion > RELEASE_NUMBER) {
+        const NumberText release(RELEASE_NUMBER);
+        optionPrint("Warning: scene file version %s is later than the dkit release version %s\n",
+                    version.digits, release.digits);
+        optionPrint("Attempt to read: An error may occur...\n");
+    }
+}
+
+/// The line ends of another system that the current token shows, or null. What ended a token of DOS
+/// was a newline.
+const char* foreignLineEnds() {
+    const char* at = std::strchr(animToken, '\r');
+    if (at == nullptr) {
+        return nullptr;
+    }
+    return at[1] == '\0' ? "DOS line ends" : "old Mac line ends";
+}
+
+/// Reports the line ends of another system. DOS ones are read as far as they can be, each carriage
+/// return as part of its word; a file of an old Mac has one line only and is refused.
+bool lineEndsServe() {
+    const char* foreign = foreignLineEnds();
+    if (foreign == nullptr) {
+        return true;
+    }
+    notice::lineEnds(foreign);
+    if (std::strcmp(foreign, "DOS line ends") == 0) {
+        return true;
+    }
+    notice::Call::fail("it has old Mac line ends");
+    return false;
+}
+
+bool readHeader(std::FILE* stream, const char* fileName) {
+    static_cast<void>(in_animToken(stream));
+    if (std::strcmp(animToken, "SSCN") != 0) {
+        if (std::strncmp(animToken, "SSCN\r", 5) == 0) {
+            static_cast<void>(lineEndsServe());
+        }
+        if (notice::Call::good(stream)) { // else the reason is another one
+            notice::Call::failAsSaid("not a scene file");
+            optionPrint("Not a scene file\n");
+        }
+        return false;
+    }
+    optionPrint("Reading scene file '%s'.\n", fileName);
+    if (!readHeaderLine(stream)) {
+        if (notice::Call::good(stream)) {
+            notice::Call::failAsSaid("bad header");
+            optionPrint("Bad header.\n");
+        }
+        return false;
+    }
+    takeVersion();
+    return lineEndsServe();
+}
+
+/// Reads the keywords of a scene up to the end of the file.
+class BodyReader {
+  public:
+    BodyReader(std::FILE* stream, Scene* scene) : stream_(stream), block_(sceneOpen(scene)) {}
+
+    void read() {
+        bool more = in_animToken(stream_) != 0;
+        while (more && animToken[0] != '\0' && !notice::Call::failed()) {
+            const table::Outcome outcome = readKeyword();
+            more = outcome == table::Outcome::Again ||
+                   (outcome == table::Outcome::Next && in_animToken(stream_));
+        }
+    }
+
+  private:
+    table::Outcome readKeyword() {
+        if (!sceneIsWord(animToken)) {
+            return skipUnknown();
+        }
+        unknown_.end();
+        if (const SceneRow* row = table::find(sceneFrontRows(), animToken)) {
+            block::noteRepeated(sceneFrontRows(), row, seenFront_);
+            return row->read(stream_, block_);
+        }
+        if (const SceneRow* row = table::find(sceneElementRows(), animToken)) {
+            if (row->write != nullptr) { // the others come in lists
+                block::noteRepeated(sceneElementRows(), row, seenElements_);
+            }
+            return row->read(stream_, block_);
+        }
+        return *renderReadKeyword(stream_, &block_.record->rendering, seenRendering_);
+    }
+
+    // Kept: Only the first unknown word of a scene file is reported.
+    // A reader would expect each to be; one foreign block would flood the user with messages, so
+    // the rest, and words at the very end of the file, are passed over. An observer hears of all.
+    table::Outcome skipUnknown() {
+        unknown_.add(animToken);
+        const int following = getc_unlocked(stream_);
+        if (following == EOF) {
+            return table::Outcome::EndOfFile;
+        }
+        std::ungetc(following, stream_);
+        if (!reported_) {
+            optionPrint("SceneReadAsciiAnimation: error, unknown animToken '%s'.\n", animToken);
+            reported_ = true;
+        }
+        return table::Outcome::Next;
+    }
+
+    std::FILE* stream_;
+    SceneBlock block_;
+    notice::UnknownRun unknown_;
+    std::uint64_t seenFront_ = 0;
+    std::uint64_t seenElements_ = 0;
+    std::uint64_t seenRendering_ = 0;
+    bool reported_ = false;
+};
+
+void writeScene(std::FILE* stream, const char* headerText, float version, const Scene& scene) {
+    text::putWord(stream, "SSCN");
+    animWriteNewLine(stream);
+    text::put(stream, headerText != nullptr ? headerText : "");
+    text::put(stream, " v");
+    text::putWord(stream, NumberText(version, 2).digits);
+    animWriteNewLine(stream);
+    animWriteNewLine(stream);
+    block::write(stream, sceneFrontRows(), scene);
+    renderWriteAsciiAnimation(stream, scene.rendering);
+    block::write(stream, sceneElementRows(), scene);
+    sceneWriteLists(stream, scene);
+    animWriteNewLine(stream);
+}
+
+bool hasKeys(const Fcurve* const* curves, int count) {
+    return std::any_of(curves, curves + count, [](const Fcurve* curve) {
+        return curve != nullptr && curve->keys != nullptr && curve->keyCount > 0;
+    });
+}
+
+bool hasKeys(const Model& node) {
+    for (const ModelShape* shape = node.shapes; shape != nullptr; shape = shape->next) {
+        if (hasKeys(&shape->interpolation, 1) || hasKeys(shape->weights, shape->weightCount)) {
+            return true;
+        }
+    }
+    return hasKeys(node.curves, kModelCurveCount);
+}
+
+bool hasKeys(const Scene& scene) {
+    for (const Light* light = scene.lights; light != nullptr; light = light->next) {
+        if (hasKeys(light->curves, kLightCurveCount)) {
+            return true;
+        }
+    }
+    for (const SceneHierarchy* tree = scene.hierarchies; tree != nullptr; tree = tree->next) {
+        for (const Model* node = tree->root; node != nullptr; node = modelNextNode(node)) {
+            if (hasKeys(*node)) {
+                return true;
+            }
+        }
+    }
+    return hasKeys(scene.camera.curves, kCameraCurveCount) ||
+           hasKeys(scene.rendering.fadeCurves, kFadeCount);
+}
+
+/// True when the text will read back; what cannot is the reason why the call fails.
+bool fits(const char* headerText, float version, const Scene& scene) {
+    const float readBack = text::parseFloat(NumberText(version, 2).digits).value;
+    if (fcurveKeysHaveNoType(readBack) && hasKeys(scene)) {
+        notice::Call::fail("files of version %s have no place for the type of a key",
+                           NumberText(version, 2).digits);
+    }
+    if (headerText != nullptr && std::strpbrk(headerText, "\n\r") != nullptr) {
+        notice::Call::fail("the text of the header has more than one line");
+    }
+    for (const SceneHierarchy* tree = scene.hierarchies; tree != nullptr; tree = tree->next) {
+        if (tree->root != nullptr && !modelFitsText(tree->root)) {
+            return false;
+        }
+    }
+    return !notice::Call::failed();
+}
+
+} // namespace
+
+int sceneWriteAsciiAnimation(const char* headerText, float version, const Scene* scene) {
+    if (!hasName(scene)) {
+        return 0;
+    }
+    const MallocString fileName = fileNameOf(scene->name, ".scn");
+    const notice::Call call("write", fileName.get());
+    if (!fits(headerText, version, *scene)) {
+        return 0;
+    }
+    base::UniqueFile file = textfile::open(fileName.get(), 'w');
+    if (file == nullptr) {
+        // Kept: The writer's complaint about a file that it cannot open has no line end.
+        // A reader would expect it to look like the reader's, with quotes, full stop and newline.
+        // Programs that scan the toolkit's messages tell the two apart by it.
+        optionPrint("Unable to open file %s", fileName != nullptr ? fileName.get() : "");
+        return 0;
+    }
+    // Kept: The message about saving names the scene without its extension.
+    // A reader would expect the name of the file, as in the message about reading. Logs are
+    // searched for both as they are.
+    optionPrint("Saving scene file '%s'.\n", scene->name);
+    incIndent(0);
+    writeScene(file.get(), headerText, version, *scene);
+    const bool closed = textfile::closeWritten(file.release());
+    setIndentLength(0);
+    incIndent(0);
+    return closed && !notice::Call::failed() ? 1 : 0;
+}
+
+int sceneReadAsciiAnimation(Scene* scene) {
+    if (!hasName(scene)) {
+        return 0;
+    }
+    const MallocString fileName = fileNameOf(scene->name, ".scn");
+    const notice::Call call("read", fileName.get());
+    const base::UniqueFile file = textfile::open(fileName.get(), 'r');
+    if (file == nullptr) {
+        optionPrint("Unable to open file '%s'.\n", fileName != nullptr ? fileName.get() : "");
+        return 0;
+    }
+    animSetLineNumber(1);
+    if (!readHeader(file.get(), fileName.get())) {
+        return 0;
+    }
+    try {
+        BodyReader(file.get(), scene).read();
+    } catch (const std::bad_alloc&) {
+        notice::Call::failForMemory();
+    }
+    return notice::Call::good(file.get()) ? 1 : 0;
+}

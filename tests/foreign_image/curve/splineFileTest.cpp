@@ -1,0 +1,362 @@
+// SPDX-License-Identifier: MIT
+// Spline files, text and binary.
+#include "foreign_image/animText.h"
+#include "support/memoryFile.h"
+#include "tinyFile.h"
+
+#include <vector>
+
+namespace {
+
+using namespace animtext;
+
+class SplineFileTest : public AnimText {
+  protected:
+    /// Writes the spline and gives the bytes of the file.
+    std::string fileOf(const Spline* spline, int flavour) {
+        EXPECT_EQ(splineWriteFile(base_.c_str(), spline, flavour), 1);
+        return file_.get();
+    }
+
+    /// Reads a file of these bytes.
+    OwnedSpline read(std::string_view bytes) {
+        file_.set(bytes);
+        return OwnedSpline(splineReadFile(base_.c_str()));
+    }
+
+    support::TempDir folder_;
+    support::MemoryFile file_{folder_, "s.spl"};
+    const std::string base_ = folder_ / "s";
+};
+
+constexpr const char* kHeader = "SPLN: Niofle v2.60\n\n";
+
+constexpr const char* kBezierBody =
+    "\nspline\n{\n"
+    "  name       \"a \tpath\"\n  type       BEZIER\n  nbKeys     2\n"
+    "  tension    0.500\n  step       -3\n  close\n  phantom\n"
+    "  constraint G1\n  segment    LINEAR\n\n"
+    "  controlPoints\n  {\n"
+    "    [0]  position   1.000  2.500  -3.000\n"
+    "         previous   0.000  0.125  12345.678\n"
+    "         next       9.000  8.000  7.000\n"
+    "         constraint C0\n         segment    CURVE\n         flag    ( SELECTED )\n"
+    "    [1]  position   0.000  0.000  0.000\n"
+    "         previous   0.000  0.000  0.000\n"
+    "         next       0.000  0.000  0.000\n"
+    "         constraint --------\n         segment    --------\n"
+    "  }\n}\n";
+
+OwnedSpline bezier() {
+    OwnedSpline spline(splineAllocate());
+    // Name, phantom, close, type, points, tension, step, constraint, segment; display.
+    *spline = {strdup("a \tpath"),
+               2,
+               1,
+               kSplineBezier,
+               2,
+               splineKeyAllocate(2),
+               0.5F,
+               -3,
+               4,
+               2,
+               0,
+               0,
+               0,
+               0,
+               nullptr,
+               nullptr};
+    spline->keys[0] = {{0, 0.125F, 12345.678F}, {1, 2.5F, -3}, {9, 8, 7}, 1, 1, kSplineKeySelected};
+    return spline;
+}
+
+std::string bodyOf(const OwnedSpline& spline, const char* prefix = "") {
+    return written([&](std::FILE* f) { EXPECT_EQ(splineWriteAscii(f, spline.get(), prefix), 1); });
+}
+
+TEST_F(SplineFileTest, TextFile) {
+    const std::string whole = std::string(kHeader) + kBezierBody;
+    EXPECT_EQ(fileOf(bezier().get(), 0), whole);
+    const OwnedSpline spline = read(whole);
+    ASSERT_NE(spline, nullptr);
+    EXPECT_EQ(spline->constraint, 4);
+    EXPECT_EQ(spline->keys[0].next.z, 7.0F);
+    EXPECT_EQ(spline->keys[1].flags, 0U);
+    EXPECT_EQ(fileOf(spline.get(), 0), whole);
+    EXPECT_EQ(messages() + notices(), "");
+    forEachTruncation(whole.substr(0, whole.size() - 1), 0, [this](const std::string& cut) {
+        EXPECT_EQ(read(cut), nullptr) << "cut at " << cut.size();
+    });
+}
+
+TEST_F(SplineFileTest, OnlyBezierTextHasHandles) {
+    const OwnedSpline spline = bezier();
+    spline->close = 0;
+    spline->phantom = 0;
+    spline->keyCount = 1;
+    std::free(std::exchange(spline->name, nullptr));
+    for (std::int32_t type = 0; type < kSplineTypes; ++type) {
+        if ((spline->type = type) != kSplineBezier) {
+            EXPECT_EQ(bodyOf(spline, "> "), "\n> spline\n> {\n"
+                                            ">   name       \"\"\n>   type       "s +
+                                                SplineTypeName[type] +
+                                                "\n>   nbKeys     1\n>   tension    0.500\n"
+                                                ">   step       -3\n\n"
+                                                ">   controlPoints\n>   {\n"
+                                                ">     [0]  position   1.000  2.500  -3.000\n"
+                                                ">          flag    ( SELECTED )\n"
+                                                ">   }\n> }\n");
+        }
+    }
+    EXPECT_EQ(splineWriteAscii(stdout, nullptr, ""), 0);
+    EXPECT_EQ(read(kHeader + bodyOf(spline))->name, nullptr) << "written as an empty one";
+}
+
+TEST_F(SplineFileTest, AQuoteInsideANameBecomesTheOtherKind) {
+    const OwnedSpline spline = bezier();
+    std::free(std::exchange(spline->name, strdup("a\"} b")));
+    const OwnedSpline again = read(fileOf(spline.get(), 0));
+    ASSERT_NE(again, nullptr);
+    EXPECT_STREQ(again->name, "a'} b");
+    EXPECT_EQ(again->keyCount, 2);
+    EXPECT_EQ(notices(), "dropped a\"} b 0;");
+}
+
+TEST_F(SplineFileTest, NumbersFillFiveColumnsOfThreeDecimals) {
+    FM = 9;
+    FD = 1;
+    const OwnedSpline spline = bezier();
+    const std::string wide = bodyOf(spline);
+    FM = 5;
+    FD = 3;
+    EXPECT_NE(wide.find("position         1.0        2.5       -3.0\n"), std::string::npos) << wide;
+}
+
+struct TextCase {
+    const char* name;
+    const char* body; ///< what stands between the braces of the spline
+    const char* type;
+    const char* x; ///< of the points, each with a blank behind it
+    const char* notices;
+};
+
+TEST_F(SplineFileTest, TextIsReadWordByWord) {
+    const TextCase cases[] = {
+        {"nothing", "", "LINEAR", "", ""},
+        {"no blanks but between words", "type CARDINAL nbKeys 1 controlPoints { position 4 5 6 }",
+         "CARDINAL", "4 ", ""},
+        {"carriage returns", "type BSPLINE\r\nnbKeys 0\r\ncontrolPoints\r\n{\r\n}\r\n", "BSPLINE",
+         "", ""},
+        {"hole is accepted", "hole type BEZIER hole", "BEZIER", "", ""},
+        {"unknown type", "type NURBS", "LINEAR", "", "unknown NURBS 2;"},
+        {"unknown words and blocks", "colour 3 knots { position 1 { x } } type BEZIER", "BEZIER",
+         "", "unknown colour 2;"},
+        {"fewer points than announced", "nbKeys 30000 controlPoints { [0] position 1 2 3 }",
+         "LINEAR", "1 ", "missing nbKeys 2;"},
+        {"more points than announced",
+         "nbKeys 1 controlPoints { position 1 0 0 position 2 0 0 position 3 0 0 }", "LINEAR",
+         "1 2 3 ", "missing nbKeys 2;"},
+        {"an index begins a point",
+         "controlPoints { [0] [1] position 7 0 0 [2] flag ( ODD SELECTED ) }", "LINEAR", "0 7 0 ",
+         "unknown ODD 2;"},
+        {"a point begins with any word", "controlPoints { next 1 2 3 segment ODD constraint C1 }",
+         "LINEAR", "0 ", "unknown ODD 2;"},
+        {"numbers that are none", "controlPoints { position a position 5 b }", "LINEAR", "0 5 ",
+         "missing position 2;missing position 2;"},
+        {"a flag without blanks",
+         "controlPoints { position 1 2 3 flag (ODD SELECTED) } type BEZIER", "BEZIER", "1 ",
+         "unknown (ODD 2;"},
+        {"a flag without brackets", "controlPoints { position 1 2 3 flag SELECTED } type BEZIER",
+         "BEZIER", "1 ", "unknown SELECTED 2;"},
+    };
+    for (const TextCase& c : cases) {
+        SCOPED_TRACE(c.name);
+        const OwnedSpline spline = read("SPLN: header\nspline { "s + c.body + " }\n");
+        ASSERT_NE(spline, nullptr);
+        EXPECT_STREQ(SplineTypeName[spline->type], c.type);
+        std::ostringstream x;
+        std::for_each_n(spline->keys, spline->keyCount,
+                        [&x](const SplineKey& key) { x << key.position.x << ' '; });
+        EXPECT_EQ(x.str(), c.x);
+        EXPECT_EQ(notices(), c.notices);
+        const std::string out = fileOf(spline.get(), 0);
+        EXPECT_EQ(fileOf(read(out).get(), 0), out) << "written again";
+        notices();
+    }
+}
+
+TEST_F(SplineFileTest, MorePointsThanTheRecordCounts) {
+    std::string text = "SPLN: header\nspline { controlPoints {";
+    for (int i = 0; i < 32769; ++i) {
+        text += " position 1 2 3";
+    }
+    const OwnedSpline spline = read(text + " } }");
+    ASSERT_NE(spline, nullptr);
+    EXPECT_EQ(spline->keyCount, 32767);
+    EXPECT_EQ(notices(), "cut position 2;");
+}
+
+// ---------------------------------------------------------------------------------------- binary
+
+std::string prototypeSection(const std::vector<int>& spline, const std::vector<int>& point) {
+    std::string bytes = "PROT";
+    for (const auto& [tag, list] : {std::pair(3, spline), std::pair(18, point)}) {
+        bytes += be16(tag) + be16(static_cast<int>(list.size()));
+        for (const int token : list) {
+            bytes += be16(token);
+        }
+    }
+    return bytes + be16(0);
+}
+
+const std::string kVector012 = be32(0) + be32(0x3F800000) + be32(0x40000000);
+
+/// One point; the name is "s".
+const std::string kBinaryBody =
+    std::string("s\0", 2) + be32(1) + be16(1) + be16(0) + be32(0x3F000000) + be16(8) + be16(4) +
+    be16(2) + be16(1) + kVector012 + kVector012 + kVector012 + be16(5) + be16(1) + be32(0x10000);
+
+const std::string kOurPrototype = prototypeSection({1, 2, 3, 4, 5, 6, 7, 0}, {1, 2, 3, 4, 5, 6, 0});
+
+TEST_F(SplineFileTest, BinaryFile) {
+    const std::string whole = kBinaryHeader + kOurPrototype + "SPLN" + kBinaryBody;
+    const OwnedSpline spline = read(whole);
+    ASSERT_NE(spline, nullptr);
+    EXPECT_EQ(spline->close, 1);
+    EXPECT_EQ(spline->phantom, 0);
+    EXPECT_EQ(spline->step, 8);
+    EXPECT_EQ(spline->constraint, 4);
+    EXPECT_EQ(spline->segment, 2);
+    ASSERT_EQ(spline->keyCount, 1);
+    EXPECT_EQ(spline->keys[0].previous.y, 1.0F);
+    EXPECT_EQ(spline->keys[0].constraint, 5);
+    EXPECT_EQ(spline->keys[0].flags, kSplineKeySelected);
+    EXPECT_EQ(fileOf(spline.get(), 1), whole);
+    EXPECT_EQ(messages(), "");
+    forEachTruncation(whole, 0, [this](const std::string& cut) {
+        EXPECT_EQ(read(cut), nullptr) << "cut at " << cut.size();
+    });
+    forEachBitFlip(whole, kBinaryHeader.size(), [this](const std::string& flipped, auto byte) {
+        if (const OwnedSpline odd = read(flipped); odd != nullptr) {
+            EXPECT_LE(odd->keyCount, 1) << byte;
+            bodyOf(odd);
+        }
+    });
+}
+
+TEST_F(SplineFileTest, ThePrototypeSaysWhichFieldsThereAre) {
+    const std::string text = kBinaryHeader + prototypeSection({7, 9, 1, 0, 2}, {2, -5, 0}) + "SPLN";
+    const OwnedSpline spline = read(text + be16(2) + kVector012 + kVector012 + "ab" + '\0');
+    ASSERT_NE(spline, nullptr);
+    EXPECT_EQ(messages(), "Error: tinySpline 412): illegal token: 9\n"
+                          "Error: tinySpline 412): illegal token: -5\n");
+    EXPECT_STREQ(spline->name, "ab");
+    ASSERT_EQ(spline->keyCount, 2);
+    EXPECT_EQ(spline->keys[1].position.z, 2.0F);
+    EXPECT_EQ(spline->keys[1].next.z, 0.0F);
+    EXPECT_EQ(read(text + be16(2) + kVector012 + kVector012 + "ab"), nullptr) << "a name cut short";
+
+    const OwnedSpline noPoints =
+        read(kBinaryHeader + prototypeSection({7, 0}, {0}) + "SPLN" + be16(32767));
+    ASSERT_NE(noPoints, nullptr);
+    EXPECT_EQ(noPoints->keyCount, 0) << "points without fields take no memory";
+
+    const OwnedSpline withoutSection = read(kBinaryHeader + "SPLN" + kBinaryBody);
+    ASSERT_NE(withoutSection, nullptr) << "our own prototype stands in";
+    EXPECT_EQ(withoutSection->keyCount, 1);
+}
+
+TEST_F(SplineFileTest, TheWriterReportsUnknownTokens) {
+    std::int16_t tokens[] = {5, 77, 0};
+    Prototype prototype{};
+    prototype.lengths[8] = 3;
+    prototype.lists[8] = tokens;
+    const OwnedSpline spline = bezier();
+    EXPECT_EQ(written([&](std::FILE* f) {
+                  EXPECT_EQ(splineWriteBinary(f, spline.get(), &prototype), 1);
+                  EXPECT_EQ(splineWriteBinary(f, nullptr, &prototype), 0);
+              }),
+              be16(-3));
+    EXPECT_EQ(messages(), "Error: tinySpline: 298: illegal token: 77\n");
+}
+
+// ----------------------------------------------------------------------------------------- files
+
+TEST_F(SplineFileTest, WhatIsNoSplineFileGivesNone) {
+    const std::string cases[] = {
+        "",
+        "SPL",
+        "PICT: Niofle v2.60\n\nspline { }",
+        "SPLN: x\n\nmodel { }",
+        "SPLN: x\n",
+        kBinaryHeader + "BEZR" + kBinaryBody,
+        kBinaryHeader + "HRCH" + kBinaryBody,
+        kBinaryHeader + kOurPrototype + "BEZR" + kBinaryBody,
+        kBinaryHeader + kOurPrototype,
+    };
+    for (const std::string& bytes : cases) {
+        EXPECT_EQ(read(bytes), nullptr) << testing::PrintToString(bytes);
+    }
+    EXPECT_EQ(splineReadFile((base_ + "-missing").c_str()), nullptr);
+    EXPECT_EQ(splineReadFile(nullptr), nullptr);
+}
+
+TEST_F(SplineFileTest, WritingFailsCleanly) {
+    const OwnedSpline spline = bezier();
+    file_.set("precious");
+    for (const int flavour : {2, -1}) {
+        EXPECT_EQ(splineWriteFile(base_.c_str(), spline.get(), flavour), 0);
+    }
+    EXPECT_EQ(splineWriteFile(base_.c_str(), nullptr, 0), 0);
+    EXPECT_EQ(file_.get(), "precious") << "no file is touched";
+    EXPECT_EQ(splineWriteFile((base_ + "/none").c_str(), spline.get(), 0), 0);
+    std::filesystem::create_symlink("/dev/full", folder_ / "full.spl");
+    for (const int flavour : {0, 1}) {
+        EXPECT_EQ(splineWriteFile((folder_ / "full").c_str(), spline.get(), flavour), 0);
+    }
+}
+
+TEST_F(SplineFileTest, BothFlavoursHoldTheSame) {
+    const OwnedSpline spline = bezier();
+    const std::string text = fileOf(spline.get(), 0);
+    const std::string binary = fileOf(read(text).get(), 1);
+    EXPECT_EQ(fileOf(read(binary).get(), 0), text);
+    EXPECT_EQ(fileOf(read(binary).get(), 1), binary);
+}
+
+// --------------------------------------------------------------------------------------- records
+
+TEST_F(SplineFileTest, TypesByName) {
+    const std::pair<const char*, int> cases[] = {{"LINEAR", 0},   {"BEZIER", 1}, {"BSPLINE", 2},
+                                                 {"CARDINAL", 3}, {"bezier", 0}, {"", 0},
+                                                 {nullptr, 0}};
+    for (const auto& [name, type] : cases) {
+        EXPECT_EQ(splineGetTypeByName(name), type);
+    }
+}
+
+TEST_F(SplineFileTest, ShrinkingRemovesRepeatedPoints) {
+    const OwnedSpline spline(splineAllocate());
+    spline->type = kSplineBezier;
+    spline->keys = splineKeyAllocate(6);
+    spline->keyCount = 6;
+    spline->keys[2].next.x = 1; // 0 = 1, 2, 3 = 4, 5
+    spline->keys[3].position.y = 1;
+    spline->keys[4] = spline->keys[3];
+    spline->keys[4].constraint = 2; // counts for nothing
+    spline->keys[5].previous.z = 1;
+    EXPECT_EQ(splineShrinkBezier(spline.get()), 2);
+    ASSERT_EQ(spline->keyCount, 4);
+    EXPECT_EQ(spline->keys[1].next.x, 1.0F);
+    EXPECT_EQ(spline->keys[2].position.y, 1.0F);
+    EXPECT_EQ(spline->keys[2].constraint, 0) << "the first of the two stays";
+    EXPECT_EQ(spline->keys[3].previous.z, 1.0F);
+    EXPECT_EQ(splineShrinkBezier(spline.get()), 0);
+    spline->keys[1] = spline->keys[0];
+    spline->type = kSplineCardinal;
+    EXPECT_EQ(splineShrinkBezier(spline.get()), 0);
+    EXPECT_EQ(splineShrinkBezier(nullptr), 0);
+    EXPECT_EQ(splineKeyAllocate(0), nullptr);
+}
+
+} // namespace

@@ -1,0 +1,394 @@
+// SPDX-License-Identifier: MIT
+// TAG mattes: words, rows, headers, whole files, damage, full disks.
+#include "tinyTag.h"
+
+#include "foreign_image/testBytes.h"
+#include "support/captureStderr.h"
+#include "support/descriptors.h"
+#include "support/leakCounters.h"
+#include "support/memoryFile.h"
+#include "tinySoftType.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <gtest/gtest.h>
+#include <random>
+#include <sys/resource.h>
+#include <vector>
+
+namespace {
+
+using namespace testbytes;
+using UniqueTag = std::unique_ptr<Tag, TagDisposer>;
+using Words = std::vector<unsigned>;
+
+std::string head(int width, int height, int channels) {
+    return support::fileHeader("STAG", width, height) + be16(channels);
+}
+
+UniqueTag matte(int width, int height, int channels) {
+    UniqueTag record(tagAllocate());
+    record->width = static_cast<std::int16_t>(width);
+    record->height = static_cast<std::int16_t>(height);
+    record->channelCount = static_cast<std::int16_t>(channels);
+    record->fields = 3;
+    return record;
+}
+
+/// Sets row `row` to pixels written as '0' and '1'.
+void setRow(Tag* record, int channel, int row, const std::string& pixels) {
+    std::uint8_t* bits = tagTakeRow(record, channel, row);
+    for (std::size_t x = 0; x < pixels.size(); ++x) {
+        const auto bit = static_cast<std::uint8_t>(0x80U >> (x % 8));
+        bits[x / 8] =
+            static_cast<std::uint8_t>(pixels[x] == '1' ? bits[x / 8] | bit : bits[x / 8] & ~bit);
+    }
+}
+
+std::string rowOf(const Tag* record, int channel, int row) {
+    const std::uint8_t* bits = tagRow(record, channel, row);
+    std::string pixels;
+    for (int x = 0; x < record->width; ++x) {
+        const bool set = bits != nullptr && (bits[x / 8] >> (7 - x % 8) & 1) != 0;
+        pixels.push_back(set ? '1' : '0');
+    }
+    return pixels;
+}
+
+std::string bytesOf(const Words& words) {
+    std::string bytes;
+    for (const unsigned word : words) {
+        bytes += be16(static_cast<int>(word));
+    }
+    return bytes;
+}
+
+/// Reads a row of these words over a row of ones, and checks what it left of the stream.
+std::string decoded(const Words& words, std::size_t width, long after, bool cut) {
+    const UniqueTag record = matte(static_cast<int>(width), 1, 1);
+    setRow(record.get(), 0, 0, std::string(width, '1'));
+    const base::UniqueFile stream = streamOf(bytesOf(words));
+    EXPECT_EQ(tagReadScanline(stream.get(), record.get(), 0), 1);
+    EXPECT_EQ(std::ftell(stream.get()), after);
+    EXPECT_EQ(std::feof(stream.get()) != 0, cut);
+    const std::uint8_t* row = tagRow(record.get(), 0, 0);
+    EXPECT_EQ(std::count(row + (width + 7) / 8, row + tagRowSize(record.get()), 0),
+              static_cast<long>(tagRowSize(record.get()) - (width + 7) / 8))
+        << "nothing is written behind the pixels";
+    return rowOf(record.get(), 0, 0);
+}
+
+/// The row is written in these words, which give the same pixels back.
+void expectWords(const std::string& pixels, const Words& words) {
+    const UniqueTag record = matte(static_cast<int>(pixels.size()), 1, 1);
+    setRow(record.get(), 0, 0, pixels);
+    EXPECT_EQ(written([&](std::FILE* f) { tagWriteScanline(f, record.get(), 0); }), bytesOf(words));
+    EXPECT_EQ(decoded(words, pixels.size(), 2 * std::ssize(words), false), pixels);
+}
+
+std::string ones(std::size_t count) {
+    return std::string(count, '1');
+}
+std::string zeros(std::size_t count) {
+    return std::string(count, '0');
+}
+
+TEST(TagRows, AreWrittenInTheWordsOfTheFormat) {
+    const struct {
+        const char* name;
+        std::string pixels;
+        Words words;
+    } cases[] = {
+        {"one pixel", "1", {0x2000}},
+        {"ten pixels", "1010000001", {0x2810}},
+        {"14 ones are a literal", ones(14), {0x3FFF}},
+        {"15 ones are a run", ones(15), {0xC00F}},
+        {"20 ones", ones(20), {0xC014}},
+        {"20 zeros", zeros(20), {0x8014}},
+        {"13 ones and others", ones(13) + "01", {0x3FFE, 0x2000}},
+        {"14 ones and another", ones(14) + "0", {0xC00E, 0x0000}},
+        {"a run up to the last pixel", zeros(29) + "1", {0x801D, 0x2000}},
+        {"literal, run, literal", "10" + zeros(12) + ones(30) + "01", {0x2000, 0xC01E, 0x1000}},
+        {"16383 ones", ones(16383), {0xFFFF}},
+        {"16384 ones", ones(16384), {0xFFFF, 0x2000}},
+        {"32767 ones", ones(32767), {0xFFFF, 0xFFFF, 0x2000}},
+        {"32767 zeros", zeros(32767), {0xBFFF, 0xBFFF, 0x0000}},
+        {"a long run and others", ones(16400) + "0", {0xFFFF, 0xC011, 0x0000}},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.name);
+        expectWords(row.pixels, row.words);
+    }
+}
+
+/// The words of a row, pixel by pixel as the format tells them.
+Words oracleWords(const std::string& pixels) {
+    Words words;
+    for (std::size_t x = 0; x < pixels.size();) {
+        const std::size_t remaining = pixels.size() - x;
+        std::size_t run = 1;
+        while (run < remaining && run < 16383 && pixels[x + run] == pixels[x]) {
+            ++run;
+        }
+        if (remaining >= 15 && run >= 14) {
+            words.push_back((pixels[x] == '1' ? 0xC000U : 0x8000U) | static_cast<unsigned>(run));
+            x += run;
+            continue;
+        }
+        unsigned word = 0;
+        for (std::size_t i = 0; i < std::min<std::size_t>(14, remaining); ++i) {
+            word |= (pixels[x + i] == '1' ? 1U : 0U) << (13 - i);
+        }
+        words.push_back(word);
+        x += std::min<std::size_t>(14, remaining);
+    }
+    return words;
+}
+
+TEST(TagRows, OfEveryWidthAreWrittenAsTheOracleWritesAndReadBack) {
+    std::mt19937 random(1);
+    for (std::size_t width = 1; width <= 400; ++width) {
+        SCOPED_TRACE(width);
+        std::string pixels;
+        while (pixels.size() < width) {
+            pixels +=
+                std::string(1 + random() % (width % 3 == 0 ? 60 : 20), random() % 2 ? '1' : '0');
+        }
+        pixels.resize(width);
+        expectWords(pixels, oracleWords(pixels));
+    }
+}
+
+TEST(TagRows, AreReadFromWordsThatTheWriterNeverMakes) {
+    const struct {
+        const char* name;
+        std::size_t width;
+        bool cut;
+        Words words;
+        std::string pixels;
+        long after;
+    } cases[] = {
+        {"a stream of 18", 18, false, {0x4012, 0xF00F, 0x8000, 0x7777}, "111100000000111110", 6},
+        {"a stream inside a row", 20, false, {0x4003, 0xA000, 0xC011}, "101" + ones(17), 6},
+        {"a stream longer than the row", 4, false, {0x4021, 0xA000, 0xFFFF, 0xFFFF, 7}, "1010", 8},
+        {"empty runs", 4, false, {0x8000, 0xC000, 0x4000, 0x3C00}, "1111", 8},
+        {"a run longer than the row", 4, false, {0xC100, 7}, "1111", 2},
+        {"cut", 20, true, {0xC005}, "11111" + zeros(15), 2},
+        {"cut inside a stream", 20, true, {0x4014, 0xFFFF}, ones(16) + zeros(4), 4},
+        {"nothing", 20, true, {}, zeros(20), 0},
+    };
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.name);
+        EXPECT_EQ(decoded(row.words, row.width, row.after, row.cut), row.pixels);
+    }
+}
+
+TEST(TagRecord, TakesTablesAndRowsWhenTheyAreTouched) {
+    EXPECT_EQ(matte(1, 1, 1)->ratio, 1.0F);
+    for (const auto& [width, height, channels] :
+         {std::array{0, 1, 1}, {1, 0, 1}, {1, 1, 0}, {1, 1, -3}}) {
+        EXPECT_EQ(tagAllocateChannels(matte(width, height, channels).get()), 0);
+    }
+    const UniqueTag record = matte(17, 2, 2);
+    EXPECT_EQ(tagRowSize(record.get()), 24U);
+    EXPECT_EQ(tagRow(record.get(), 0, 0), nullptr);
+    EXPECT_EQ(tagAllocateChannels(record.get()), 1);
+    EXPECT_EQ(record->channels[1][1], nullptr);
+    std::uint8_t* row = tagTakeRow(record.get(), 1, 1);
+    ASSERT_NE(row, nullptr);
+    EXPECT_TRUE(std::all_of(row, row + 24, [](std::uint8_t byte) { return byte == 0; }));
+    EXPECT_EQ(tagAllocateChannels(record.get()), 1) << "tables that exist are kept";
+    EXPECT_EQ(record->channels[1][1], row);
+    EXPECT_EQ(tagTakeRow(record.get(), 2, 0), nullptr);
+    EXPECT_EQ(tagTakeRow(record.get(), 0, 2), nullptr);
+    EXPECT_EQ(tagTakeRow(record.get(), 0, -1), nullptr);
+    EXPECT_EQ(tagReadScanline(stdin, record.get(), 2), 0);
+    EXPECT_EQ(tagWriteScanline(stdout, record.get(), -1), 0);
+    Tag* none = nullptr;
+    EXPECT_EQ(tagDispose(&none), 1);
+    Tag* some = tagAllocate();
+    EXPECT_EQ(tagDispose(&some), 1);
+    EXPECT_EQ(some, nullptr);
+}
+
+UniqueTag checkered(int width, int height, int channels) {
+    UniqueTag record = matte(width, height, channels);
+    for (int c = 0; c < channels; ++c) {
+        for (int r = 0; r < height; ++r) {
+            std::string pixels;
+            for (int x = 0; x < width; ++x) {
+                pixels.push_back((x / (1 + 5 * r) + c) % 2 == 0 ? '1' : '0');
+            }
+            setRow(record.get(), c, r, pixels);
+        }
+    }
+    return record;
+}
+
+TEST(TagFile, ASmallMatteToTheByte) {
+    const support::TempDir dir;
+    const UniqueTag record = matte(15, 2, 2);
+    setRow(record.get(), 0, 0, ones(15));
+    setRow(record.get(), 1, 1, zeros(14) + "1"); // every other row was never touched
+    EXPECT_EQ(tagWriteFile((dir / "a").c_str(), record.get()), 1);
+    EXPECT_EQ(contentOf(dir / "a.tag"), head(15, 2, 2) + "\xC0\x0F"
+                                                         "\x80\x0F"
+                                                         "\x80\x0F"
+                                                         "\x80\x0E\x20\x00"s);
+}
+
+TEST(TagFile, SurvivesARoundTripAndClosesItsStreams) {
+    const support::TempDir dir;
+    const auto before = support::openDescriptors();
+    auto captured = std::make_unique<support::CaptureStderr>();
+    const UniqueTag record = checkered(100, 7, 3);
+    const std::string path = dir / "a.tag";
+    EXPECT_EQ(tagWriteFile(path.c_str(), record.get()), 1);
+    const UniqueTag again(tagReadFile(path.c_str()));
+    ASSERT_NE(again, nullptr);
+    EXPECT_EQ(again->ratio, 1.0F);
+    EXPECT_EQ(again->fields, 3);
+    for (int c = 0; c < 3; ++c) {
+        for (int r = 0; r < 7; ++r) {
+            EXPECT_EQ(rowOf(again.get(), c, r), rowOf(record.get(), c, r));
+            EXPECT_NE(again->channels[c][r], nullptr);
+        }
+    }
+    EXPECT_EQ(captured->text(), "");
+    captured.reset();
+    EXPECT_EQ(support::openDescriptors(), before);
+}
+
+TEST(TagFile, WhatIsReadAndWhatIsRefused) {
+    const struct {
+        const char* name;
+        std::string file;
+        bool read;
+        const char* message;
+    } cases[] = {
+        {"a matte", head(2, 3, 1), true, ""},
+        {"largest", head(32767, 32767, 253), true, ""},
+        {"width 0", head(0, 3, 1), false, "is 0 pixels wide"},
+        {"height 40000", head(2, 40000, 1), false, "and 40000 high"},
+        {"no channel", head(2, 3, 0), false, "has 0 channels: must be 1 to 253"},
+        {"254 channels", head(2, 3, 254), false, "has 254 channels"},
+        {"65535 channels", head(2, 3, 65535), false, "has 65535 channels"},
+        {"a picture", head(2, 3, 1).replace(88, 4, "PICT"), false, ""},
+        {"another magic", "T" + head(2, 3, 1).substr(1), false, ""},
+    };
+    const support::TempDir dir;
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.name);
+        const support::CaptureStderr captured;
+        const UniqueTag record(tagAllocate());
+        const base::UniqueFile stream(
+            tagReadFileHeader(dir.write("a.tag", row.file).c_str(), record.get()));
+        EXPECT_EQ(stream != nullptr, row.read);
+        EXPECT_EQ(record->channels, nullptr);
+        const std::string said = captured.text();
+        EXPECT_NE(said.find(row.message), std::string::npos) << said;
+        EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), row.message[0] != '\0' ? 1 : 0);
+    }
+    option.level = 0;
+    forEachTruncation(head(2, 3, 1), 0, [&](const std::string& cut) {
+        const UniqueTag record(tagAllocate());
+        EXPECT_EQ(tagReadFileHeader(dir.write("a.tag", cut).c_str(), record.get()), nullptr);
+    });
+    optionReset();
+}
+
+TEST(TagFile, WhatCannotBeWrittenTouchesNoFile) {
+    const support::TempDir dir;
+    const std::string path = dir.write("a.tag", "precious");
+    const support::CaptureStderr captured;
+    EXPECT_EQ(tagWriteFile(path.c_str(), matte(2, 2, 254).get()), 0);
+    EXPECT_EQ(errno, EINVAL);
+    EXPECT_EQ(tagWriteFile(path.c_str(), matte(2, -1, 1).get()), 0);
+    EXPECT_EQ(contentOf(path), "precious");
+    EXPECT_EQ(tagWriteFile((dir / "no/such").c_str(), matte(2, 2, 1).get()), 0);
+}
+
+TEST(TagFile, EveryTruncationAndEveryFlippedBitIsRead) {
+    const support::TempDir dir;
+    const UniqueTag record = checkered(40, 4, 2);
+    tagWriteFile((dir / "a.tag").c_str(), record.get());
+    const std::string whole = contentOf(dir / "a.tag");
+    support::MemoryFile file(dir, "b.tag");
+    forEachTruncation(whole, 104, [&](const std::string& bytes) {
+        const support::CaptureStderr captured;
+        file.set(bytes);
+        const UniqueTag cut(tagReadFile((dir / "b.tag").c_str()));
+        ASSERT_NE(cut, nullptr) << bytes.size();
+        EXPECT_EQ(rowOf(cut.get(), 1, 3).substr(35), zeros(5)) << bytes.size();
+        EXPECT_NE(captured.text().find("cut short"), std::string::npos) << bytes.size();
+    });
+    option.level = 0;
+    forEachBitFlip(whole, 92, [&](const std::string& flipped, std::size_t byte) {
+        file.set(flipped);
+        const UniqueTag read(tagReadFile((dir / "b.tag").c_str()));
+        EXPECT_TRUE(read != nullptr || byte < 104) << byte;
+    });
+    optionReset();
+}
+
+TEST(TagFile, AReadErrorIsNotACutFile) {
+    const support::TempDir dir;
+    const std::string whole = head(40, 2, 1) + "\xC0\x28\xC0\x05\x40\x23\xFF\xFF\xFF\xFF"s;
+    for (const std::size_t given : {0UL, 50UL, 100UL, 104UL, 106UL, 107UL, 108UL, 112UL}) {
+        const std::string failing = dir / (std::to_string(given) + ".tag");
+        const support::FailingPipe pipe(failing, whole.substr(0, given));
+        const support::CaptureStderr captured;
+        EXPECT_EQ(UniqueTag(tagReadFile(failing.c_str())), nullptr) << given;
+        EXPECT_EQ(captured.text(), "tinyTag: '" + failing +
+                                       "' could not be read: Resource temporarily unavailable.\n");
+    }
+}
+
+TEST(TagFile, ClaimsCostNothing) {
+    {
+        const support::TempDir dir;
+        const std::string path = dir.write("a.tag", head(4000, 32767, 4) + "\xFF\xFF"s);
+        rusage before{};
+        getrusage(RUSAGE_SELF, &before);
+        const UniqueTag claimed(tagReadFile(path.c_str()));
+        ASSERT_NE(claimed, nullptr);
+        EXPECT_EQ(rowOf(claimed.get(), 0, 0), ones(4000));
+        EXPECT_EQ(claimed->channels[3][32766], nullptr);
+        rusage after{};
+        getrusage(RUSAGE_SELF, &after);
+        EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 4 * 1024) << "KiB for a file of 106 bytes";
+    }
+    const support::TempDir dir;
+    const support::CaptureStderr captured;
+    const std::string path = dir.write("a.tag", head(32767, 32767, 253) + "\xFF\xFF"s);
+    EXPECT_EQ(tagReadFile(path.c_str()), nullptr);
+    EXPECT_NE(captured.text().find("too large to be read as a whole"), std::string::npos);
+
+    const UniqueTag record(tagAllocate());
+    const base::UniqueFile stream(tagReadFileHeader(path.c_str(), record.get()));
+    ASSERT_NE(stream, nullptr);
+    rusage before{};
+    getrusage(RUSAGE_SELF, &before);
+    for (int row = 0; row < record->height; ++row) {
+        ASSERT_EQ(tagReadScanline(stream.get(), record.get(), row), 253);
+    }
+    rusage after{};
+    getrusage(RUSAGE_SELF, &after);
+    EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 150 * 1024) << "KiB";
+    EXPECT_NE(tagRow(record.get(), 0, 0), nullptr);
+    EXPECT_EQ(tagRow(record.get(), 1, 0), nullptr) << "the file holds nothing of it";
+}
+
+TEST(TagFile, AFullDiskIsTold) {
+    const support::TempDir dir;
+    const support::CaptureStderr captured;
+    std::filesystem::create_symlink("/dev/full", dir / "a.tag");
+    EXPECT_EQ(tagWriteFile((dir / "a.tag").c_str(), checkered(100, 7, 3).get()), 1);
+    EXPECT_EQ(tagWriteFile((dir / "a.tag").c_str(), checkered(3000, 100, 3).get()), 1);
+    const std::string said = captured.text();
+    EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 2);
+    EXPECT_NE(said.find("No space left on device"), std::string::npos);
+}
+
+} // namespace

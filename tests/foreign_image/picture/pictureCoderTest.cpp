@@ -1,0 +1,427 @@
+// SPDX-License-Identifier: MIT
+// The scanline coders, in every form that this machine can run, against bytes written by hand and
+// against the pixel-by-pixel oracle.
+#include "foreign_image/testBytes.h"
+#include "picture/coders/tinyPictureCoders.h"
+#include "scanlineOracle.h"
+
+#include <algorithm>
+#include <array>
+#include <gtest/gtest.h>
+#include <map>
+#include <random>
+#include <sys/mman.h>
+#include <unistd.h>
+#include <utility>
+
+namespace {
+
+using oracle::Bytes;
+using oracle::Lines;
+
+enum : std::size_t { kRaw, kPure, kMixed };
+
+constexpr std::array kOracleWriters = {oracle::writeRaw, oracle::writePure, oracle::writeMixed};
+constexpr std::array kOracleReaders = {oracle::read<oracle::readRawPixel>,
+                                       oracle::read<oracle::readPureRun>,
+                                       oracle::read<oracle::readMixedPacket>};
+
+constexpr std::uint8_t kGuard = 0xA7;
+constexpr std::size_t kGuardSize = 64;
+
+/// Memory behind which touching a byte ends the program.
+class FencedBytes {
+  public:
+    explicit FencedBytes(std::size_t size) : size_(size) {
+        const auto page = static_cast<std::size_t>(getpagesize());
+        whole_ = (size + page - 1) / page * page + page;
+        if (const auto found = spare().extract(whole_)) {
+            memory_ = found.mapped();
+        } else {
+            memory_ = static_cast<std::uint8_t*>(
+                mmap(nullptr, whole_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+            mprotect(memory_ + whole_ - page, page, PROT_NONE);
+        }
+        begin_ = memory_ + whole_ - page - size;
+        std::fill(begin(), end(), kGuard);
+    }
+    ~FencedBytes() {
+        if (memory_ != nullptr) {
+            spare().emplace(whole_, memory_);
+        }
+    }
+    FencedBytes(FencedBytes&& other) noexcept
+        : memory_(std::exchange(other.memory_, nullptr)), whole_(other.whole_),
+          begin_(other.begin_), size_(other.size_) {}
+    FencedBytes(const FencedBytes&) = delete;
+    FencedBytes& operator=(const FencedBytes&) = delete;
+    FencedBytes& operator=(FencedBytes&&) = delete;
+
+    [[nodiscard]] std::uint8_t* begin() const { return begin_; }
+    [[nodiscard]] std::uint8_t* end() const { return begin_ + size_; }
+
+  private:
+    /// What is not used any more, by size: new memory costs more than a test has time for.
+    static std::multimap<std::size_t, std::uint8_t*>& spare() {
+        static std::multimap<std::size_t, std::uint8_t*> regions;
+        return regions;
+    }
+
+    std::uint8_t* memory_ = nullptr;
+    std::size_t whole_ = 0;
+    std::uint8_t* begin_ = nullptr;
+    std::size_t size_ = 0;
+};
+
+/// Lines in memory of their own: each right in front of a fence or, with an offset, so far behind a
+/// boundary of kGuardSize and with guards on both sides.
+class PlacedLines {
+  public:
+    PlacedLines(std::size_t channels, std::size_t width, std::size_t offset)
+        : width_(width), offset_(kGuardSize + offset) {
+        const std::size_t behind = offset == 0 ? 0 : 2 * kGuardSize - (width + offset) % kGuardSize;
+        for (std::size_t c = 0; c < channels; ++c) {
+            memory_.emplace_back(offset_ + width + behind);
+            pointers_.push_back(memory_[c].begin() + offset_);
+        }
+    }
+    PlacedLines(const Lines& lines, std::size_t offset)
+        : PlacedLines(lines.size(), lines[0].size(), offset) {
+        for (std::size_t c = 0; c < lines.size(); ++c) {
+            std::copy(lines[c].begin(), lines[c].end(), pointers_[c]);
+        }
+    }
+
+    [[nodiscard]] std::uint8_t* const* pointers() const { return pointers_.data(); }
+
+    [[nodiscard]] Lines lines() const {
+        Lines lines;
+        for (const std::uint8_t* line : pointers_) {
+            lines.emplace_back(line, line + width_);
+        }
+        return lines;
+    }
+
+    [[nodiscard]] bool guardsHold() const {
+        return std::all_of(memory_.begin(), memory_.end(), [this](const FencedBytes& bytes) {
+            const auto isGuard = [](std::uint8_t byte) { return byte == kGuard; };
+            const std::uint8_t* line = bytes.begin() + offset_;
+            return std::all_of(bytes.begin(), bytes.begin() + offset_, isGuard) &&
+                   std::all_of(line + width_, static_cast<const std::uint8_t*>(bytes.end()),
+                               isGuard);
+        });
+    }
+
+  private:
+    std::size_t width_;
+    std::size_t offset_;
+    std::vector<FencedBytes> memory_;
+    std::vector<std::uint8_t*> pointers_;
+};
+
+Bytes encode(const CoderTable& table, std::size_t encoding, const Lines& lines,
+             std::size_t offset = 0) {
+    const PlacedLines placed(lines, offset);
+    const std::size_t width = lines[0].size();
+    Bytes out(encodedRoom(width, lines.size()));
+    // Full of ones: the coders have to clear what they rely on.
+    std::vector<std::uint64_t> pairs(pairWords(width), ~std::uint64_t{0});
+    const std::uint8_t* end = table.write[encoding][lines.size() - 1](
+        static_cast<int>(width), placed.pointers(), out.data(), pairs.data());
+    out.resize(static_cast<std::size_t>(end - out.data()));
+    return out;
+}
+
+/// A window over bytes in memory.
+class MemoryWindow {
+  public:
+    MemoryWindow(const Bytes& file, bool exact)
+        : bytes_(kMinWindow + kWindowSlack),
+          stream_(testbytes::streamOf(std::string(file.begin(), file.end()))) {
+        window.stream = stream_.get();
+        window.bytes = bytes_.data();
+        window.capacity = kMinWindow;
+        window.at = window.end = bytes_.data();
+        window.exact = exact;
+    }
+
+    StreamWindow window{};
+
+  private:
+    Bytes bytes_;
+    base::UniqueFile stream_;
+};
+
+/// Calls `check` for every form and number of channels.
+void forEachForm(const std::function<void(const CoderTable&, std::size_t)>& check) {
+    for (const CoderTable* table : coderTables()) {
+        for (std::size_t channels = 1; channels <= 4; ++channels) {
+            SCOPED_TRACE(std::string(table->name) + ", channels " + std::to_string(channels));
+            check(*table, channels);
+            if (::testing::Test::HasFailure()) {
+                return;
+            }
+        }
+    }
+}
+
+/// Pixels of one channel from a picture of letters: 'a' is 10, 'b' is 11 ...; in a further channel
+/// each is 100 more, so that bytes cannot be mistaken for each other.
+Lines lettered(const std::string& letters, std::size_t channels) {
+    Lines lines(channels);
+    for (std::size_t c = 0; c < channels; ++c) {
+        for (const char letter : letters) {
+            lines[c].push_back(
+                static_cast<std::uint8_t>(letter - 'a' + 10 + 100 * static_cast<int>(c)));
+        }
+    }
+    return lines;
+}
+
+std::string times(std::size_t count, char letter) {
+    return std::string(count, letter);
+}
+
+/// `count` letters, each other than its neighbours.
+std::string different(std::size_t count) {
+    std::string letters;
+    for (std::size_t i = 0; i < count; ++i) {
+        letters.push_back("abc"[i % 3]);
+    }
+    return letters;
+}
+
+Bytes join(std::initializer_list<Bytes> parts) {
+    Bytes all;
+    for (const Bytes& part : parts) {
+        oracle::append(&all, part);
+    }
+    return all;
+}
+
+/// Bytes of letters of one channel.
+Bytes bytesOf(const std::string& letters) {
+    return lettered(letters, 1)[0];
+}
+
+struct Golden {
+    const char* name;
+    std::size_t encoding;
+    std::string letters;
+    std::size_t channels;
+    Bytes bytes;
+};
+
+std::vector<Golden> goldenLines() {
+    const std::string all128 = different(128);
+    const std::string all130 = different(130);
+    return {
+        {"raw interleaves", kRaw, "ab", 3, {10, 110, 210, 11, 111, 211}},
+        {"mixed: four equal RGB pixels", kMixed, "aaaa", 3, {0x83, 10, 110, 210}},
+        {"mixed: one pixel", kMixed, "a", 3, {0x00, 10, 110, 210}},
+        {"mixed: A A B", kMixed, "aab", 1, {0x81, 10, 0x00, 11}},
+        {"mixed: A B B", kMixed, "abb", 1, {0x00, 10, 0x81, 11}},
+        {"mixed: A B", kMixed, "ab", 2, {0x01, 10, 110, 11, 111}},
+        {"mixed: run of 127", kMixed, times(127, 'a'), 1, {0xFE, 10}},
+        {"mixed: run of 128", kMixed, times(128, 'a'), 1, {0x80, 0x00, 0x80, 10}},
+        {"mixed: run of 129", kMixed, times(129, 'a'), 1, {0x80, 0x00, 0x81, 10}},
+        {"mixed: run of 200", kMixed, times(200, 'a'), 1, {0x80, 0x00, 0xC8, 10}},
+        {"mixed: run of 256", kMixed, times(256, 'a'), 1, {0x80, 0x01, 0x00, 10}},
+        {"mixed: run of 65535", kMixed, times(65535, 'a'), 1, {0x80, 0xFF, 0xFF, 10}},
+        {"mixed: run of 65536", kMixed, times(65536, 'a'), 1, {0x80, 0xFF, 0xFF, 10, 0x00, 10}},
+        {"mixed: run of 65537", kMixed, times(65537, 'a'), 1, {0x80, 0xFF, 0xFF, 10, 0x81, 10}},
+        {"mixed: 127 different", kMixed, different(127), 1,
+         join({{0x7E}, bytesOf(different(127))})},
+        {"mixed: 128 different", kMixed, all128, 1, join({{0x7F}, bytesOf(all128)})},
+        {"mixed: 130 different", kMixed, all130, 1,
+         join({{0x7F}, bytesOf(all128), {0x01}, bytesOf(all130.substr(128))})},
+        {"mixed: a run that begins with the 127th pixel", kMixed, different(126) + "dd", 1,
+         join({{0x7D}, bytesOf(different(126)), {0x81, 13}})},
+        {"mixed: a run that begins with the 128th pixel", kMixed, different(127) + "ddd", 1,
+         join({{0x7F}, bytesOf(different(127) + "d"), {0x81, 13}})},
+        {"mixed: a run that begins with the 129th pixel", kMixed, all128 + "dd", 1,
+         join({{0x7F}, bytesOf(all128), {0x81, 13}})},
+        {"pure: one pixel", kPure, "a", 1, {1, 10}},
+        {"pure: A A B B loses the first B", kPure, "aabb", 1, {2, 10, 1, 11}},
+        {"pure: A B loses B", kPure, "ab", 2, {1, 10, 110}},
+        {"pure: run of 254", kPure, times(254, 'a'), 1, {254, 10}},
+        {"pure: run of 255", kPure, times(255, 'a'), 1, {255, 10}},
+        {"pure: run of 256", kPure, times(256, 'a'), 1, {255, 10, 1, 10}},
+        {"pure: 255 and another, which is kept", kPure, times(255, 'a') + "b", 1, {255, 10, 1, 11}},
+        {"pure: 254 and another, which is lost", kPure, times(254, 'a') + "b", 1, {254, 10}},
+    };
+}
+
+TEST(PictureCoders, WriteTheBytesOfTheFormat) {
+    for (const Golden& golden : goldenLines()) {
+        SCOPED_TRACE(golden.name);
+        const Lines lines = lettered(golden.letters, golden.channels);
+        EXPECT_EQ(kOracleWriters[golden.encoding](lines), golden.bytes);
+        for (const CoderTable* table : coderTables()) {
+            EXPECT_EQ(encode(*table, golden.encoding, lines), golden.bytes) << table->name;
+        }
+    }
+}
+
+struct GoldenRead {
+    const char* name;
+    std::size_t encoding;
+    bool whole;
+    std::size_t width;
+    Bytes file;
+    Bytes line;
+    std::size_t after; ///< where the reader stands then
+};
+
+const GoldenRead kGoldenReads[] = {
+    {"short repeat of 128", kMixed, true, 128, {255, 9, 77}, Bytes(128, 9), 2},
+    {"long repeat of 3", kMixed, true, 3, {128, 0, 3, 9, 77}, {9, 9, 9}, 4},
+    {"long repeat of 0", kMixed, true, 1, {128, 0, 0, 9, 0, 7, 77}, {7}, 6},
+    {"literal", kMixed, true, 3, {2, 5, 6, 7, 77}, {5, 6, 7}, 4},
+    {"literal one too long", kMixed, false, 3, {0, 4, 2, 5, 6, 7, 77, 78}, {4, 0, 0}, 8},
+    {"repeat one too long", kMixed, false, 3, {0, 4, 130, 5, 77, 78}, {4, 0, 0}, 6},
+    {"long repeat too long", kMixed, false, 3, {128, 0, 4, 5, 77, 78}, {0, 0, 0}, 6},
+    {"literal cut short", kMixed, false, 4, {3, 5, 6}, {5, 6, 0, 0}, 3},
+    {"long count cut short", kMixed, false, 2, {0, 5, 128, 0}, {5, 0}, 4},
+    {"repeat without its pixel", kMixed, false, 2, {129}, {0, 0}, 1},
+    {"nothing at all", kMixed, false, 2, {}, {0, 0}, 0},
+    {"pure run", kPure, true, 3, {2, 5, 1, 6, 77}, {5, 5, 6}, 4},
+    {"pure run of 0", kPure, true, 2, {0, 5, 2, 6, 77}, {6, 6}, 4},
+    {"pure run too long", kPure, true, 3, {2, 5, 200, 6, 77}, {5, 5, 6}, 4},
+    {"pure run without its pixel", kPure, false, 2, {1, 5, 1}, {5, 0}, 3},
+    {"raw", kRaw, true, 2, {5, 6, 77}, {5, 6}, 2},
+    {"raw cut short", kRaw, false, 3, {5, 6}, {5, 6, 0}, 2},
+};
+
+TEST(PictureCoders, ReadTheBytesOfTheFormat) {
+    for (const GoldenRead& golden : kGoldenReads) {
+        for (const CoderTable* table : coderTables()) {
+            for (const bool exact : {true, false}) {
+                SCOPED_TRACE(std::string(golden.name) + ", " + table->name);
+                MemoryWindow memory(golden.file, exact);
+                const PlacedLines placed(1, golden.width, 0);
+                EXPECT_EQ(table->read[golden.encoding][0](
+                              &memory.window, static_cast<int>(golden.width), placed.pointers()),
+                          golden.whole);
+                EXPECT_EQ(placed.lines()[0], golden.line);
+                EXPECT_EQ(windowPosition(&memory.window), static_cast<std::int64_t>(golden.after));
+                EXPECT_TRUE(placed.guardsHold());
+                if (exact && golden.whole) {
+                    EXPECT_EQ(std::ftell(memory.window.stream), static_cast<long>(golden.after));
+                }
+            }
+        }
+    }
+}
+
+/// Lines that look like something: `change` in 256 is how often a pixel differs from the one
+/// before, and only in one channel, so that a comparison that forgets a channel shows.
+Lines structured(std::mt19937* random, std::size_t channels, std::size_t width, unsigned change) {
+    Lines lines(channels, Bytes(width));
+    for (std::size_t x = 0; x < width; ++x) {
+        for (std::size_t c = 0; c < channels; ++c) {
+            lines[c][x] = x > 0 ? lines[c][x - 1] : static_cast<std::uint8_t>((*random)());
+        }
+        if (((*random)() & 255U) < change) {
+            lines[(*random)() % channels][x] = static_cast<std::uint8_t>((*random)());
+        }
+    }
+    return lines;
+}
+
+constexpr unsigned kChanges[] = {0, 3, 60, 200, 256};
+
+TEST(PictureCoders, WriteWhatTheOracleWritesWhereverARunBeginsAndEnds) {
+    forEachForm([](const CoderTable& table, std::size_t channels) {
+        for (std::size_t begin = 0; begin <= 140; ++begin) {
+            for (const std::size_t length : {1U, 2U, 3U, 63U, 64U, 65U, 126U, 127U, 128U, 129U}) {
+                const std::string letters =
+                    different(begin) + times(length, 'e') + different(begin % 7);
+                const Lines lines = lettered(letters, channels);
+                ASSERT_EQ(encode(table, kMixed, lines), oracle::writeMixed(lines))
+                    << "run of " << length << " at " << begin;
+            }
+        }
+    });
+}
+
+/// Decodes line after line of `file`, the last of them behind its end, and compares each with the
+/// oracle's.
+void compareDecoding(const CoderTable& table, std::size_t encoding, std::size_t channels,
+                     std::size_t width, const Bytes& file, bool exact) {
+    MemoryWindow memory(file, exact);
+    std::size_t at = 0;
+    for (int line = 0; line < 5; ++line) {
+        const oracle::Decoded want = kOracleReaders[encoding](file, at, channels, width);
+        const PlacedLines placed(channels, width, (width + static_cast<std::size_t>(line)) % 17);
+        const bool whole = table.read[encoding][channels - 1](
+            &memory.window, static_cast<int>(width), placed.pointers());
+        ASSERT_EQ(whole, want.whole) << "line " << line;
+        ASSERT_EQ(placed.lines(), want.lines) << "line " << line;
+        ASSERT_TRUE(placed.guardsHold()) << "line " << line;
+        at = want.at;
+        ASSERT_EQ(windowPosition(&memory.window), static_cast<std::int64_t>(at)) << "line " << line;
+    }
+}
+
+TEST(PictureCoders, DoWhatTheOracleDoesAtEveryWidthAndAlignment) {
+    forEachForm([](const CoderTable& table, std::size_t channels) {
+        std::mt19937 random(static_cast<unsigned>(channels));
+        for (std::size_t width = 1; width <= 300; ++width) {
+            for (std::size_t encoding = 0; encoding < kEncodings; ++encoding) {
+                SCOPED_TRACE("width " + std::to_string(width) + ", encoding " +
+                             std::to_string(encoding));
+                Bytes file;
+                for (std::size_t line = 0; line < 4; ++line) {
+                    const Lines lines = structured(&random, channels, width, kChanges[width % 5]);
+                    const Bytes bytes = kOracleWriters[encoding](lines);
+                    ASSERT_EQ(encode(table, encoding, lines, (width + line) % 17), bytes);
+                    oracle::append(&file, bytes);
+                }
+                ASSERT_NO_FATAL_FAILURE(
+                    compareDecoding(table, encoding, channels, width, file, width % 2 == 0));
+            }
+        }
+    });
+}
+
+TEST(PictureCoders, ReadRubbishAsTheOracleDoes) {
+    forEachForm([](const CoderTable& table, std::size_t channels) {
+        std::mt19937 random(static_cast<unsigned>(200 + channels));
+        for (unsigned round = 0; round < 2000; ++round) {
+            Bytes file(random() % 600);
+            // Mostly controls of short packets, so that lines go on for a while.
+            for (std::uint8_t& byte : file) {
+                byte = static_cast<std::uint8_t>(
+                    random() % 4 == 0 ? random() : (random() & 128U) | random() % 5);
+            }
+            SCOPED_TRACE("round " + std::to_string(round));
+            ASSERT_NO_FATAL_FAILURE(compareDecoding(table, round % kEncodings, channels,
+                                                    1 + random() % 260, file, round % 2 == 0));
+        }
+    });
+}
+
+TEST(PictureCoders, AWindowFillsAsFarAsItIsAskedTo) {
+    constexpr std::size_t kCapacity = 5000; // no multiple of what a stream likes to read
+    Bytes memory(kCapacity + kWindowSlack);
+    const base::UniqueFile stream = testbytes::streamOf(std::string(20000, 'x'));
+    StreamWindow window{};
+    window.stream = stream.get();
+    window.bytes = memory.data();
+    window.capacity = kCapacity;
+    window.at = window.end = memory.data();
+    EXPECT_EQ(windowFill(&window, kCapacity), kCapacity);
+    EXPECT_FALSE(window.ended);
+}
+
+TEST(PictureCoders, PlainFormComesFirstAndTheChosenOneIsUsed) {
+    ASSERT_FALSE(coderTables().empty());
+    EXPECT_STREQ(coderTables().front()->name, "portable");
+    codersUse(coderTables().front());
+    EXPECT_EQ(codersInUse(), coderTables().front());
+    codersUse(nullptr);
+    EXPECT_EQ(codersInUse(), coderTables().back());
+}
+
+} // namespace

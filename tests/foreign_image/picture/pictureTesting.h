@@ -1,0 +1,114 @@
+// SPDX-License-Identifier: MIT
+// What the tests of picture files share.
+#pragma once
+
+#include "foreign_image/testBytes.h"
+#include "support/memoryFile.h"
+#include "tinyPicture.h"
+#include "tinySoftType.h"
+
+#include <algorithm>
+#include <gtest/gtest.h>
+#include <vector>
+
+namespace picturetesting {
+
+using namespace testbytes;
+
+using UniquePicture = std::unique_ptr<Picture, PictureDisposer>;
+using Chain = std::unique_ptr<ChannelPacket, ChannelPacketDisposer>;
+
+inline const std::string kRgbPacket = "\x00\x08\x02\xE0"s;
+inline const std::string kRgbThenAlpha = "\x01\x08\x02\xE0\x00\x08\x02\x10"s;
+
+/// Everything in front of the first scanline.
+inline std::string head(int width, int height, const std::string& packets) {
+    return support::fileHeader("PICT", width, height) + be16(0) + packets;
+}
+
+/// A picture of the given channels, in which every byte differs from its neighbours.
+inline UniquePicture picture(int width, int height, std::uint8_t mask) {
+    UniquePicture record(pictureAllocate());
+    record->width = static_cast<std::int16_t>(width);
+    record->height = static_cast<std::int16_t>(height);
+    record->fields = 3;
+    const std::size_t size = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
+    for (std::size_t c = 0; c < 4; ++c) {
+        if ((mask & kChannelMasks[c]) != 0) {
+            record->planes[c] = static_cast<std::uint8_t*>(std::malloc(size));
+            for (std::size_t i = 0; i < size; ++i) {
+                record->planes[c][i] = static_cast<std::uint8_t>((i * 7 + c * 50) / 3);
+            }
+        }
+    }
+    return record;
+}
+
+inline Chain chainOf(const std::vector<std::pair<int, int>>& typesAndMasks) {
+    ChannelPacket* first = nullptr;
+    ChannelPacket** link = &first;
+    for (const auto& [type, mask] : typesAndMasks) {
+        *link = channelPacketAllocate();
+        (*link)->size = 8;
+        (*link)->type = static_cast<std::uint8_t>(type);
+        (*link)->channels = static_cast<std::uint8_t>(mask);
+        link = &(*link)->next;
+    }
+    return Chain(first);
+}
+
+/// A file being read, as far as its header: all null when it is refused.
+struct Opened {
+    UniquePicture record{pictureAllocate()};
+    base::UniqueFile stream;
+    Chain chain;
+
+    explicit Opened(const std::string& path) {
+        ChannelPacket* packets = nullptr;
+        stream.reset(pictureReadFileHeader(path.c_str(), record.get(), &packets));
+        chain.reset(packets);
+    }
+};
+
+/// A file being written line by line.
+struct Created {
+    UniquePicture record;
+    Chain chain;
+    base::UniqueFile stream;
+
+    Created(const std::string& path, UniquePicture from, ChannelPacket* packets = nullptr)
+        : record(std::move(from)) {
+        stream.reset(pictureWriteFileHeader(path.c_str(), record.get(), &packets));
+        chain.reset(packets);
+        std::copy(record->planes, record->planes + 4, record->linePointers);
+    }
+};
+
+/// A folder with one picture in it.
+class PictureFiles : public ::testing::Test {
+  protected:
+    PictureFiles() { optionReset(); }
+    ~PictureFiles() override { optionReset(); }
+
+    /// Writes the picture and gives the bytes of the file.
+    std::string write(const UniquePicture& record, const Chain& chain = nullptr) {
+        EXPECT_EQ(pictureWriteFile(path.c_str(), record.get(), chain.get()), 1);
+        return contentOf(path);
+    }
+    /// Reads a file of these bytes.
+    UniquePicture read(const std::string& bytes) {
+        memory_.set(bytes);
+        return UniquePicture(pictureReadFile((dir / "memory.pic").c_str()));
+    }
+    Opened open(const std::string& bytes) {
+        memory_.set(bytes);
+        return Opened(dir / "memory.pic");
+    }
+
+    const support::TempDir dir;
+    const std::string path = dir / "a.pic";
+
+  private:
+    support::MemoryFile memory_{dir, "memory.pic"};
+};
+} // namespace picturetesting

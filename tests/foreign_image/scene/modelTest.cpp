@@ -1,0 +1,432 @@
+// SPDX-License-Identifier: MIT
+// Trees of models and the hierarchy file in both flavours.
+#include "foreign_image/animText.h"
+#include "support/memoryFile.h"
+#include "tinyFile.h"
+#include "tinyModel.h"
+
+#include <algorithm>
+#include <cstring>
+#include <numbers>
+
+namespace {
+
+using namespace animtext;
+
+using Tree = Owned<Model, modelDispose>;
+
+Model* node(const char* name, Model* parent = nullptr) {
+    Model* model = modelAllocate();
+    model->name = name != nullptr ? strdup(name) : nullptr;
+    if (parent != nullptr) {
+        EXPECT_EQ(modelCreateParentship(parent, model), 1);
+    }
+    return model;
+}
+
+/// The names in walk order from `start`: "a b c", an unnamed node as "-".
+std::string walk(const Model* start) {
+    std::string names;
+    for (const Model* at = start; at != nullptr; at = modelNextNode(at)) {
+        names += (names.empty() ? "" : " ") + std::string(at->name != nullptr ? at->name : "-");
+    }
+    return names;
+}
+
+// -------------------------------------------------------------------------------------------- tree
+
+/// root(a(a1 a2) b(b1) c)
+class ModelTree : public AnimText {
+  protected:
+    Tree root{node("root")};
+    Model* a = node("a", root.get());
+    Model* b = node("b", root.get());
+    Model* c = node("c", root.get());
+    Model* a1 = node("a1", a);
+    Model* a2 = node("a2", a);
+    Model* b1 = node("b1", b);
+};
+
+TEST_F(ModelTree, WalksParentsBeforeChildrenAndOutOfTheSubtree) {
+    EXPECT_EQ(walk(root.get()), "root a a1 a2 b b1 c");
+    EXPECT_EQ(walk(a1), "a1 a2 b b1 c") << "a walk begun inside a subtree goes on behind it";
+    EXPECT_EQ(modelNextNode(a2), b);
+    EXPECT_EQ(modelNextNode(c), nullptr);
+    EXPECT_EQ(modelNextNode(nullptr), nullptr);
+}
+
+TEST_F(ModelTree, RefusesChildrenThatHaveAParentOrAreAncestors) {
+    Tree lone(node("lone"));
+    EXPECT_EQ(modelCreateParentship(lone.get(), a), 0) << "has a parent";
+    EXPECT_EQ(modelCreateParentship(a1, root.get()), 0) << "is an ancestor";
+    EXPECT_EQ(modelCreateParentship(root.get(), root.get()), 0) << "is itself";
+    EXPECT_EQ(modelCreateParentship(nullptr, lone.get()), 0);
+    EXPECT_EQ(modelCreateParentship(lone.get(), nullptr), 0);
+    EXPECT_EQ(walk(root.get()), "root a a1 a2 b b1 c");
+}
+
+TEST_F(ModelTree, CutsWithTheSubtree) {
+    EXPECT_EQ(ModelCut(b), 1);
+    EXPECT_EQ(walk(root.get()), "root a a1 a2 c");
+    EXPECT_EQ(a->next, c);
+    EXPECT_EQ(walk(b), "b b1") << "the subtree leaves with it";
+    EXPECT_EQ(modelCreateParentship(c, b), 1);
+    EXPECT_EQ(walk(root.get()), "root a a1 a2 c b b1");
+    EXPECT_EQ(ModelCut(a), 1);
+    EXPECT_EQ(root->child, c);
+    EXPECT_EQ(ModelCut(root.get()), 1) << "a root is as good as cut";
+    Tree freeA(a);
+    EXPECT_EQ(ModelCut(nullptr), 0);
+}
+
+TEST_F(ModelTree, DoesNotCutWhatItsParentDoesNotKnow) {
+    Model stray = {};
+    stray.parent = a;
+    EXPECT_EQ(ModelCut(&stray), 0);
+    EXPECT_EQ(stray.parent, a);
+}
+
+TEST_F(ModelTree, FindsFromTheStartNodeToTheEndOfTheWholeTree) {
+    EXPECT_EQ(modelNodeFindByName(root.get(), "b1"), b1);
+    EXPECT_EQ(modelNodeFindByName(a, "a"), a);
+    EXPECT_EQ(modelNodeFindByName(a, "c"), c) << "beyond the start node's subtree";
+    EXPECT_EQ(modelNodeFindByName(b, "a1"), nullptr) << "never backwards";
+    EXPECT_EQ(modelNodeFindByName(root.get(), "A"), nullptr);
+    std::free(std::exchange(a->name, nullptr));
+    EXPECT_EQ(modelNodeFindByName(root.get(), "a1"), a1) << "past a node without a name";
+    EXPECT_EQ(modelNodeFindByName(nullptr, "a"), nullptr);
+    EXPECT_EQ(modelNodeFindByName(root.get(), nullptr), nullptr);
+}
+
+TEST_F(ModelTree, DisposingOfASubtreeLeavesTheRest) {
+    modelDispose(&a);
+    EXPECT_EQ(a, nullptr);
+    EXPECT_EQ(walk(root.get()), "root b b1 c");
+    modelDispose(&a);
+    modelDispose(nullptr);
+}
+
+TEST_F(ModelTree, CarriesUserData) {
+    const auto block = [](const char* tag) {
+        auto* data = static_cast<UserData*>(std::calloc(1, sizeof(UserData)));
+        std::memcpy(data->tag, tag, 4);
+        return data;
+    };
+    UserData* first = block("AAAA");
+    UserData* second = block("BBBB");
+    UserData* stranger = block("CCCC");
+    EXPECT_EQ(modelAttachUserData(a, first), 1);
+    EXPECT_EQ(modelAttachUserData(a, second), 1);
+    EXPECT_EQ(modelAttachUserData(a, second), 0) << "already there";
+    EXPECT_EQ(modelAttachUserData(nullptr, stranger), 0);
+    EXPECT_EQ(modelSearchUserData(a, "BBBB"), second);
+    EXPECT_EQ(modelSearchUserData(a, "CCCC"), nullptr);
+    nodeldisposeUserData(a, &stranger);
+    EXPECT_NE(stranger, nullptr) << "not the node's";
+    nodeldisposeUserData(a, &first);
+    EXPECT_EQ(first, nullptr);
+    EXPECT_EQ(a->userData, second);
+    userDataDispose(&stranger);
+}
+
+TEST(ModelDepth, CostsNoStack) {
+    Tree root(node(nullptr));
+    Model* at = root.get();
+    for (int i = 0; i < 300000; ++i) {
+        Model* child = modelAllocate();
+        child->parent = at;
+        at->child = child;
+        at = child;
+    }
+    EXPECT_EQ(modelNodeFindByName(root.get(), "x"), nullptr);
+    EXPECT_EQ(modelWriteFile("never-written", root.get(), 0), 0) << "too deep for the file";
+}
+
+// --------------------------------------------------------------------------------------- text form
+
+constexpr std::string_view kTwoNodes =
+    "\nmodel\n{\n"
+    "name         \"top\"\nscaling      1.000 2.000 0.500\n"
+    "rotation     90.000 0.000 -45.000\ntranslation  -3.250 100.000 0.000\n"
+    "\n  model\n  {\n"
+    "  name         \"\"\n  scaling      1.000 1.000 1.000\n"
+    "  rotation     0.000 0.000 0.000\n  translation  0.000 0.000 0.000\n"
+    "  }\n}\n";
+
+class ModelText : public AnimText {
+  protected:
+    /// Reads the body behind the word "model".
+    static Tree read(std::string_view body) {
+        animSetLineNumber(1);
+        const Input in(body);
+        return Tree(modelReadAscii(in));
+    }
+    static std::string write(const Model* root, const char* prefix = "") {
+        return written([&](std::FILE* f) { EXPECT_EQ(modelWriteAscii(f, root, prefix), 1); });
+    }
+    /// Reads what `write` wrote.
+    static Tree reread(const std::string& text) { return read(text.substr(text.find('{'))); }
+};
+
+TEST_F(ModelText, WritesAndReadsTheNodeHeaderToTheLetter) {
+    const Tree top(node("top"));
+    const float scaling[] = {1.0F, 2.0F, 0.5F};
+    std::copy_n(scaling, 3, top->scaling);
+    top->rotation[0] = std::numbers::pi_v<float> / 2;
+    top->rotation[2] = -std::numbers::pi_v<float> / 4;
+    top->translation.fixed = {-3.25F, 100.0F, 0.0F};
+    Model* child = node(nullptr, top.get());
+    std::fill_n(child->scaling, 3, 1.0F);
+    const std::string text = write(top.get());
+    EXPECT_EQ(text, kTwoNodes);
+    EXPECT_EQ(write(child, "> ").substr(0, 21), "\n> model\n> {\n> name  ");
+
+    const Tree again = reread(text);
+    ASSERT_NE(again, nullptr);
+    EXPECT_FLOAT_EQ(again->rotation[0], top->rotation[0]) << "radians in memory";
+    ASSERT_NE(again->child, nullptr);
+    EXPECT_EQ(again->child->name, nullptr) << "an empty name is none";
+    EXPECT_EQ(write(again.get()), kTwoNodes);
+    EXPECT_EQ(notices(), "");
+}
+
+struct TextCase {
+    const char* name;
+    const char* body;    ///< behind the word "model"
+    const char* written; ///< what follows the header lines of the node when it is written again
+    const char* notices;
+};
+
+constexpr TextCase kTextCases[] = {
+    {"empty node", "{ }", "}\n", ""},
+    {"no braces round the root", "name \"a\" }", "}\n", ""},
+    {"unknown block kept", "{\n mesh\n {\n  1 {2} \"}\"\n }\n}",
+     "\n  mesh\n {\n  1 {2} \"}\"\n }\n}\n", ""},
+    {"braces without blanks", "{mesh{a}material{b}}", "\n  mesh{a}\n\n  material{b}\n}\n", ""},
+    {"block without braces", "{ texture a b c\nactor_data }",
+     "\n  texture a b c\n\n  actor_data\n}\n", ""},
+    {"table words inside braces and quotes", "{ face { mesh } \"patch\" x }",
+     "\n  face { mesh } \"patch\" x\n}\n", ""},
+    {"unknown word kept and told", "{\n\nfoo 1 2\nmesh 3 }", "\n  foo 1 2\n\n  mesh 3\n}\n",
+     "kept foo 3;"},
+    {"too few numbers", "{ scaling 2 mesh }", "\n  mesh\n}\n", "missing scaling 1;"},
+    {"name without quotes", "{ name\nmesh }", "\n  mesh\n}\n", "missing name 2;"},
+    {"end of file in a block", "{ mesh { a \"b", "\n  mesh { a \"b\" }\n}\n",
+     "cut mesh 1;missing } 1;"},
+    {"end of file in a node", "{ name \"a\"\n", "}\n", "missing } 2;"},
+    {"user data", "{ userData \"ABCD\" size 2 { 0a ff } }",
+     "\n  userData \"ABCD\"\n  size 2\n  {\n\t0a ff \n  }\n}\n", ""},
+};
+
+TEST_F(ModelText, KeepsWhatItDoesNotKnow) {
+    for (const TextCase& test : kTextCases) {
+        SCOPED_TRACE(test.name);
+        const Tree root = read(test.body);
+        ASSERT_NE(root, nullptr);
+        EXPECT_EQ(notices(), test.notices);
+        const std::string once = write(root.get());
+        const std::size_t header = once.find("translation");
+        EXPECT_EQ(once.substr(once.find('\n', header) + 1), test.written);
+        const Tree again = reread(once);
+        notices();
+        EXPECT_EQ(write(again.get()), once) << "after one pass nothing changes any more";
+    }
+}
+
+TEST_F(ModelText, ContentsOfANodeAreRecords) {
+    const Tree root = read("{ spline { name \"s\" type LINEAR nbKeys 1 controlPoints { [0] "
+                           "position 1 2 3 } } model { userData \"WXYZ\" size 1 { 7 } } spline { "
+                           "name \"t\" controlPoints { } } }");
+    ASSERT_NE(root, nullptr);
+    ASSERT_EQ(root->splineCount, 2);
+    EXPECT_STREQ(root->splines[0]->name, "s");
+    EXPECT_STREQ(root->splines[1]->name, "t");
+    const UserData* data = modelSearchUserData(root->child, "WXYZ");
+    ASSERT_NE(data, nullptr);
+    EXPECT_EQ(data->size, 1);
+    EXPECT_EQ(data->data[0], 7);
+    EXPECT_EQ(notices(), "");
+}
+
+TEST_F(ModelText, DepthIsBounded) {
+    const auto nested = [](int levels) {
+        std::string text = "{";
+        for (int i = 1; i < levels; ++i) {
+            text += " model {";
+        }
+        return text + std::string(static_cast<std::size_t>(levels), '}');
+    };
+    const Tree deepest = read(nested(kModelMaxDepth));
+    ASSERT_NE(deepest, nullptr);
+    write(deepest.get());
+    EXPECT_EQ(read(nested(kModelMaxDepth + 1)), nullptr);
+    EXPECT_EQ(read(nested(200000)), nullptr);
+    // Braces inside a block have a bound of their own, beyond which the whole block is dropped.
+    const std::string block = "{ mesh " + std::string(1000, '{') + std::string(1000, '}');
+    const Tree root = read(block + " name \"kept\" }");
+    ASSERT_NE(root, nullptr);
+    EXPECT_EQ(root->contents, nullptr);
+    EXPECT_STREQ(root->name, "kept");
+    EXPECT_EQ(notices(), "failed  1;failed  1;cut mesh 1;");
+}
+
+TEST_F(ModelText, NumbersAndNamesThatTextCannotHold) {
+    const Tree root(node("a\"b"));
+    root->scaling[0] = std::numeric_limits<float>::infinity();
+    root->scaling[1] = std::numeric_limits<float>::quiet_NaN();
+    const std::string text = write(root.get());
+    EXPECT_NE(text.find("\"a'b\""), std::string::npos);
+    const Tree again = reread(text);
+    EXPECT_EQ(again->scaling[0], std::numeric_limits<float>::max());
+    EXPECT_EQ(again->scaling[1], 0.0F);
+    EXPECT_EQ(write(again.get()), text);
+}
+
+TEST_F(ModelText, DegreesComeOutAsTheyWentIn) {
+    for (const char* degrees : {"0.001", "-359.999", "7200.123", "123456.789", "99999999.000"}) {
+        const std::string line = std::string("{ rotation ") + degrees + " 0 0 }";
+        const std::string once = write(read(line).get());
+        EXPECT_EQ(write(reread(once).get()), once) << degrees;
+    }
+}
+
+// ------------------------------------------------------------------------------------------- files
+
+class ModelFile : public AnimText {
+  protected:
+    support::TempDir dir;
+    support::MemoryFile file{dir, "m.hrc"};
+
+    Tree readBytes(std::string_view bytes) {
+        file.set(bytes);
+        return Tree(modelReadFile((dir / "m").c_str()));
+    }
+    std::string fileOf(const Model* root, int flavour) {
+        EXPECT_EQ(modelWriteFile((dir / "m").c_str(), root, flavour), 1);
+        return file.get();
+    }
+};
+
+Tree sample() {
+    return Tree(modelReadFile(TDR_SOURCE_DIR "/samples/desk_lamp"));
+}
+
+/// One node, "x" at rest, by hand: header, the node's list of twenty fields, the fields.
+std::string lonelyNode() {
+    std::string bytes = kBinaryHeader + std::string("PROT\0\5\0\25", 8);
+    for (int token = 1; token <= 20; ++token) {
+        bytes += be16(token);
+    }
+    const std::string one = be32(0x3F800000);
+    return bytes + "\0\0\0\0HRCHx\0"s + one + one + one +
+           std::string(24, '\0') + // rotation, translation
+           std::string(32, '\0');  // eleven counts of contents, children, four numbers
+}
+
+TEST_F(ModelFile, BinaryFileByHand) {
+    const Tree root(node("x"));
+    std::fill_n(root->scaling, 3, 1.0F);
+    EXPECT_EQ(fileOf(root.get(), 1), lonelyNode());
+    const Tree again = readBytes(lonelyNode());
+    ASSERT_NE(again, nullptr);
+    EXPECT_EQ(fileOf(again.get(), 1), lonelyNode());
+}
+
+TEST_F(ModelFile, BothFlavoursHoldTheSame) {
+    const Tree root = sample();
+    ASSERT_NE(root, nullptr);
+    const std::string text = fileOf(root.get(), 0);
+    EXPECT_EQ(text, contentOf(TDR_SOURCE_DIR "/samples/desk_lamp.hrc"))
+        << "the sample is as written";
+    const std::string binary = fileOf(root.get(), 1);
+    const Tree again = readBytes(binary);
+    ASSERT_NE(again, nullptr);
+    EXPECT_EQ(fileOf(again.get(), 1), binary);
+    EXPECT_EQ(fileOf(again.get(), 0), text);
+    EXPECT_EQ(walk(again.get()), "desk_lamp foot lower_arm upper_arm shade bulb cable");
+}
+
+TEST_F(ModelFile, ContentsSurviveTheBinaryForm) {
+    Tree root = readBytes("HRCH: x\n\nmodel { texture 1 mesh 2 foo 3 texture 4 mesh 5 "
+                          "userData \"NONE\" size 0 { } }");
+    root = readBytes(fileOf(root.get(), 1));
+    std::string texts;
+    for (const Opaque* block = root->contents; block != nullptr; block = block->next) {
+        texts += std::string(block->text) + ";";
+    }
+    EXPECT_EQ(texts, "texture 1;mesh 2 foo 3;texture 4;mesh 5;");
+    const UserData* data = modelSearchUserData(root.get(), "NONE");
+    ASSERT_NE(data, nullptr);
+    EXPECT_EQ(data->size, 0);
+    EXPECT_EQ(data->data, nullptr);
+    EXPECT_NE(fileOf(root.get(), 0).find("size 0\n"), std::string::npos);
+}
+
+TEST_F(ModelFile, RefusesWhatIsNoHierarchy) {
+    const Tree root(node("x"));
+    EXPECT_EQ(modelWriteFile((dir / "no").c_str(), root.get(), 2), 0);
+    EXPECT_FALSE(std::filesystem::exists(dir / "no.hrc"));
+    EXPECT_EQ(modelWriteFile((dir / "absent/x").c_str(), root.get(), 0), 0);
+    EXPECT_EQ(modelWriteFile(nullptr, root.get(), 0), 0);
+    EXPECT_EQ(modelReadFile((dir / "absent").c_str()), nullptr);
+    EXPECT_EQ(modelReadFile(nullptr), nullptr);
+    for (const std::string_view bytes : {"HRC", "SPLN: x\n\nmodel { }", "HRCH: x\n\nspline { }"}) {
+        EXPECT_EQ(readBytes(bytes), nullptr) << bytes;
+    }
+}
+
+TEST_F(ModelFile, UnknownTokensAreToldAndSkipped) {
+    std::int16_t tokens[] = {1, 99, 17, 0};
+    Prototype prototype{};
+    prototype.lengths[0] = 4;
+    prototype.lists[0] = tokens;
+    const Tree root(node("x"));
+    root->hidden = 3;
+    const std::string body =
+        written([&](std::FILE* f) { EXPECT_EQ(modelWriteBinary(f, root.get(), &prototype), 1); });
+    EXPECT_EQ(body, "x\0\0\3"s);
+    const std::string writer = messages();
+    EXPECT_TRUE(writer.starts_with("Error: tinyModel: ")) << writer;
+    EXPECT_TRUE(writer.ends_with(": illegal token: 99\n")) << writer;
+    const Tree again(modelReadBinary(Input(body), &prototype));
+    ASSERT_NE(again, nullptr);
+    EXPECT_EQ(again->hidden, 3);
+    const std::string reader = messages();
+    EXPECT_TRUE(reader.starts_with("Error: tinyModel ")) << reader;
+    EXPECT_TRUE(reader.ends_with("): illegal token: 99\n")) << reader;
+}
+
+TEST_F(ModelFile, EveryTruncationAndBitFlipEndsCleanly) {
+    const Tree root = sample();
+    option.level = 0;
+    forEachTruncation(fileOf(root.get(), 0), 0, [this](const std::string& cut) { readBytes(cut); });
+    forEachTruncation(fileOf(root.get(), 1), 0, [this](const std::string& cut) {
+        EXPECT_EQ(readBytes(cut), nullptr) << cut.size();
+    });
+    forEachBitFlip(lonelyNode(), 0,
+                   [this](const std::string& flipped, auto) { readBytes(flipped); });
+}
+
+TEST_F(ModelFile, WideTreesTakeTimeInProportion) {
+    std::string text = "HRCH: x\n\nmodel {";
+    for (int i = 0; i < 60000; ++i) {
+        text += " model { mesh 1 mesh 2 }";
+    }
+    const Tree root = readBytes(text + " }");
+    ASSERT_NE(root, nullptr);
+    const Tree again = readBytes(fileOf(root.get(), 1));
+    EXPECT_NE(again, nullptr);
+    Model* extra = modelAllocate();
+    Tree wide(modelAllocate());
+    wide->child = extra;
+    extra->parent = wide.get();
+    for (int i = 0; i < 65536; ++i) {
+        extra->next = modelAllocate();
+        extra->next->parent = wide.get();
+        extra = extra->next;
+    }
+    EXPECT_EQ(modelWriteFile((dir / "wide").c_str(), wide.get(), 1), 0) << "counts are 16 bits";
+    EXPECT_EQ(modelWriteFile((dir / "wide").c_str(), wide.get(), 0), 1);
+}
+
+} // namespace

@@ -1,0 +1,512 @@
+// SPDX-License-Identifier: MIT
+// Scene files: the header, the tables of keywords, lists, trees in the animation form, and what is
+// kept and dropped.
+#include "foreign_image/animText.h"
+#include "support/commaLocale.h"
+#include "support/memoryFile.h"
+#include "tinyScene.h"
+
+#include <cstring>
+
+namespace {
+
+using namespace animtext;
+
+using OwnedScene = Owned<Scene, sceneDispose>;
+
+class SceneFile : public AnimText {
+  protected:
+    support::TempDir dir;
+    support::MemoryFile file{dir, "s.scn"};
+
+    [[nodiscard]] OwnedScene fresh() const {
+        OwnedScene scene(sceneAllocate());
+        scene->name = strdup((dir / "s").c_str());
+        return scene;
+    }
+    /// Reads a whole file of these bytes.
+    OwnedScene readFile(std::string_view bytes, int expected = 1) {
+        file.set(bytes);
+        OwnedScene scene = fresh();
+        EXPECT_EQ(sceneReadAsciiAnimation(scene.get()), expected);
+        return scene;
+    }
+    /// Reads the body behind a header of two lines.
+    OwnedScene read(const std::string& body) {
+        OwnedScene scene = readFile("SSCN\nx v2.60\n" + body);
+        const std::string said = messages();
+        rest_ = said.substr(said.find('\n') + 1);
+        return scene;
+    }
+    std::string write(const Scene* scene) {
+        EXPECT_EQ(sceneWriteAsciiAnimation("x", 2.6F, scene), 1);
+        messages();
+        return file.get();
+    }
+    /// Writes the scene, and again what is read of that; both are the same.
+    OwnedScene expectFixed(const Scene* scene) {
+        const std::string once = write(scene);
+        OwnedScene again = readFile(once);
+        EXPECT_EQ(write(again.get()), once);
+        return again;
+    }
+    /// The messages of the last `read`, without the one that names the file.
+    [[nodiscard]] const std::string& complaints() const { return rest_; }
+
+  private:
+    std::string rest_;
+};
+
+const std::string kRendering = lines(
+    0,
+    "RENDERING_TYPE WIRE_FRAME|RENDERING_FRAME 0 0 0|FRAME_BUFFER INACTIVE|OUTPUT_FILE ''|"
+    "RESOLUTION 720 486|PIXEL_RATIO 1|FILTER 0|MAX_RAY_DEPTH 0|MAX_TRIA_DEPTH 0|MAX_TREE_DEPTH 0|"
+    "PRE_RENDERING ''|POST_RENDERING ''|TIME_STATISTICS NO|MEMORY_STATISTICS NO|"
+    "TREE_STATISTICS NO|LINE_STATISTICS NO|BACK_CULLING INACTIVE|FADE INACTIVE|FADE_START 0|"
+    "FADE_END 0|FADE_COLOUR 0 0 0|FADE_TRANSPARENCY 0|AMBIENCE 0 0 0|MOTION_BLUR 0|"
+    "SHUTTER_SPEED 0|MIN_MOVEMENT 0|ON_FIELD NO|FIRST_FIELD 0");
+
+/// What stands behind the header of a written scene up to its camera.
+std::string front(const std::string& text) {
+    const std::size_t from = text.find("\n\n\n") + 2;
+    return text.substr(from, text.find("\nCAMERA") - from);
+}
+
+TEST_F(SceneFile, DefaultsToTheLetter) {
+    const OwnedScene scene = fresh();
+    scene->paths[kTexturePath] = strdup(""); // as good as none
+    EXPECT_EQ(sceneWriteAsciiAnimation("made by hand", 2.6F, scene.get()), 1);
+    EXPECT_EQ(messages(), "Saving scene file '" + (dir / "s") + "'.\n");
+    const std::string text = file.get();
+    const std::string head = "SSCN \nmade by hand v2.60 \n\n"
+                             "\nFRAME 1 100 1 1 \nPAUSE 0 \nRATE 30 " +
+                             kRendering + "\nCAMERA \n   POSITION STATIC ";
+    EXPECT_EQ(text.substr(0, head.size()), head);
+    EXPECT_TRUE(text.ends_with("\n   ENLARGE INACTIVE \n"));
+    EXPECT_EQ(animIndentLength, 0);
+    EXPECT_STREQ(animIndentString, "\n");
+}
+
+TEST_F(SceneFile, BeginsAtTheDepthThatIsSetAndEndsAtNone) {
+    const OwnedScene scene = fresh();
+    setIndentLength(2);
+    const std::string head = "SSCN \n      x v2.60 \n      \n      \n      FRAME 1 ";
+    EXPECT_EQ(write(scene.get()).substr(0, head.size()), head);
+    EXPECT_EQ(animIndentLength, 0);
+    EXPECT_STREQ(animIndentString, "\n");
+}
+
+TEST_F(SceneFile, ReadsEveryRenderingKeywordIntoItsPlace) {
+    const std::string rows =
+        "RENDERING_TYPE HARDWARE_LINE|RENDERING_FRAME 1 200 2|"
+        "FRAME_BUFFER ACTIVE|OUTPUT_FILE 'out put'|RESOLUTION 70000 2|"
+        "PICTURE|   FORMAT_TYPE CUSTOM_SIZE|   WIDTH 3.5|   HEIGHT 2.25|"
+        "PIXEL_RATIO 0.5|FILTER 6|MAX_RAY_DEPTH 3|MAX_TRIA_DEPTH 4|MAX_TREE_DEPTH 5|"
+        "PRE_RENDERING 'a'|POST_RENDERING 'b'|TIME_STATISTICS YES|MEMORY_STATISTICS NO|"
+        "TREE_STATISTICS YES|LINE_STATISTICS YES|ANTIALIAS ADAPTIVE 6 7 0.25|BACK_CULLING ACTIVE|"
+        "FADE ACTIVE|FADE_START 10|FADE_END 20|FADE_COLOUR 1 2 3|FADE_TRANSPARENCY 4|"
+        "AMBIENCE 5 6 7|MOTION_BLUR 8|SHUTTER_SPEED 0.125|MIN_MOVEMENT 0.5|ON_FIELD YES|"
+        "FIRST_FIELD 2";
+    const OwnedScene scene = read(squeezed(lines(0, rows)) + " ");
+    EXPECT_EQ(complaints() + notices(), "");
+    EXPECT_EQ(front(write(scene.get())), lines(0, "FRAME 1 100 1 1|PAUSE 0|RATE 30|" + rows));
+}
+
+struct FrontCase {
+    const char* name;
+    const char* body;
+    const char* find;     ///< what the scene written again must contain
+    const char* messages; ///< at most one
+};
+
+constexpr FrontCase kFrontCases[] = {
+    {"frame order", "FRAME 1 2 3 4 ", "\nFRAME 1 2 3 4 ", ""},
+    {"whole parts", "PAUSE 2.9 RATE 29.97 ", "\nPAUSE 2 \nRATE 29 ", ""},
+    {"toward zero", "PAUSE -2.9 RATE 1e9 ", "\nPAUSE -2 \nRATE 32767 ", ""},
+    {"one path writes six", "FILE_PATH TEXTURE_PATH 'a b' ",
+     "\n\n\nFILE_PATH \n   OBJECT_PATH '' \n   TEXTURE_PATH 'a b' \n   PICTURE_PATH '' \n   "
+     "MATERIAL_LIB '' \n   TEXTURE_LIB '' \n   PALETTE_LIB '' \nFRAME",
+     ""},
+    {"no paths", "FILE_PATH OBJECT_PATH '' FRAME 7 8 9 10 ", "\n\n\nFRAME 7 8 9 10 ", ""},
+    {"picture without sizes", "PICTURE FORMAT_TYPE NTSC ASPECT 2 WIDTH 3 RATE 5 ",
+     "\nPICTURE \n   FORMAT_TYPE NTSC \nPIXEL", ""},
+    {"picture with aspect", "PICTURE ASPECT 1.5 FORMAT_TYPE CUSTOM_ASPECT ",
+     "\nPICTURE \n   FORMAT_TYPE CUSTOM_ASPECT \n   ASPECT 1.5 \nPIXEL", ""},
+    {"unknown format", "PICTURE FORMAT_TYPE BETA ", "   FORMAT_TYPE 35MM_137 \n",
+     "PictureReadAsciiAnimation: error, unknown picture format 'BETA'.\n"},
+    {"filter last", "ANTIALIAS FIXED 1 2 3 FILTER 8 ", "\nANTIALIAS FIXED 8 2 3 ", ""},
+    {"antialias word", "ANTIALIAS SOME 4 5 6 RATE 7 ", "\nRATE 7 ",
+     "SceneReadAsciiAnimation: error, unknown antialias animToken 'SOME'.\n"},
+    {"ambience curves",
+     "AMBIENCE CURVE_TYPE FAD_RED KEYS 0 CURVE_TYPE FAD_RED KEYS 0 CURVE_TYPE "
+     "FAD_RED KEYS 0 RATE 3 ",
+     "\nRATE 3 ", ""},
+    {"unknown words", "ONE 1 TWO 2 RATE 9 ", "\nRATE 9 ",
+     "SceneReadAsciiAnimation: error, unknown animToken 'ONE'.\n"},
+    {"unknown at the end", "RATE 9 ONE", "\nRATE 9 ", ""},
+    {"words of a layout",
+     "CAMERA_VISIBLE 1 WINDOW_LAYOUT WINDOW_TYPE TOP CAMERA_TYPE a GRID_VISIBLE a AXIS_VISIBLE a "
+     "RULER_VISIBLE a FIELD_VISIBLE a X_AXIS_LOCK a Y_AXIS_LOCK a Z_AXIS_LOCK a CAMERA_POSITION 1 "
+     "2 3 CAMERA_INTEREST 1 2 3 MINIMUM_VIEW 1 2 3 MAXIMUM_VIEW 1 2 3 DELTA 1 2 3 CAMERA_FOV 1 "
+     "CAMERA_ASPECT 1 CAMERA_NEAR 1 DISPLAY_TYPE 1 PICTURE 'a b' PICTURE_FRAME 1 2 3 4 5 6 "
+     "DEPTH_CUE 1 2 3 4 5 MULTI_SELECT 3 RATE 9 ",
+     "\nPAUSE 0 \nRATE 9 \nRENDERING_TYPE WIRE_FRAME ", ""},
+    {"cut short", "FRAME 5 6", "\nFRAME 5 6 1 1 ", ""},
+};
+
+TEST_F(SceneFile, ReadsAndWritesItsLines) {
+    for (const FrontCase& test : kFrontCases) {
+        SCOPED_TRACE(test.name);
+        const OwnedScene scene = read(test.body);
+        EXPECT_EQ(complaints(), test.messages);
+        const std::string text = write(scene.get());
+        EXPECT_NE(text.find(test.find), std::string::npos) << text;
+    }
+}
+
+TEST_F(SceneFile, UnknownChoicesKeepWhatWas) {
+    constexpr const char* kChoices[][3] = {{"RENDERING_TYPE", "WIRE_FRAME", "ren type"},
+                                           {"FRAME_BUFFER", "INACTIVE", "fbuffer active"},
+                                           {"TIME_STATISTICS", "NO", "time stat"},
+                                           {"MEMORY_STATISTICS", "NO", "memory stat"},
+                                           {"TREE_STATISTICS", "NO", "tree stat"},
+                                           {"LINE_STATISTICS", "NO", "line stat"},
+                                           {"BACK_CULLING", "INACTIVE", "back culling"},
+                                           {"FADE", "INACTIVE", "fade active"},
+                                           {"ON_FIELD", "NO", "on field"}};
+    for (const auto& [word, was, what] : kChoices) {
+        const OwnedScene scene = read(word + " X "s);
+        EXPECT_EQ(complaints(),
+                  "SceneReadAsciiAnimation: error, unknown "s + what + " animToken 'X'.\n");
+        EXPECT_NE(write(scene.get()).find("\n"s + word + " " + was + " \n"), std::string::npos)
+            << word;
+    }
+}
+
+TEST_F(SceneFile, NumbersAndFormatsGoToTheirMembers) {
+    const OwnedScene frames = read("FRAME 1 2 3 4 ");
+    EXPECT_EQ(frames->frameStart, 1);
+    EXPECT_EQ(frames->frameEnd, 2);
+    EXPECT_EQ(frames->frameThird, 3);
+    EXPECT_EQ(frames->frameFourth, 4);
+    int code = 0;
+    for (const std::string word :
+         {"35MM_137", "35MM_166", "35MM_185", "70MM_PANAVISION", "70MM_IMAX", "70MM_OMNIMAX",
+          "NTSC", "PAL", "HDTV", "SLIDE_35MM", "6CM_X_6CM", "6CM_X_9CM", "4IN_X_5IN",
+          "CUSTOM_ASPECT", "CUSTOM_SIZE"}) {
+        const OwnedScene scene = read("PICTURE FORMAT_TYPE " + word + " ");
+        EXPECT_EQ(scene->rendering.picture.format, code++) << word;
+        EXPECT_EQ(complaints(), "");
+        EXPECT_NE(write(scene.get()).find("   FORMAT_TYPE " + word + " \n"), std::string::npos);
+    }
+}
+
+TEST_F(SceneFile, APictureFormatWithoutAWordIsNotWritten) {
+    for (const std::int16_t code :
+         {std::int16_t{-1}, std::int16_t{kPictureFormatCount}, std::int16_t{INT16_MAX}}) {
+        OwnedScene scene = read("PICTURE FORMAT_TYPE PAL PIXEL_RATIO 3 ");
+        scene->rendering.picture.format = code;
+        const std::string text = write(scene.get());
+        EXPECT_EQ(text.find("FORMAT_TYPE"), std::string::npos) << code << text;
+        EXPECT_NE(text.find("PICTURE \nPIXEL_RATIO 3 "), std::string::npos) << code << text;
+    }
+}
+
+TEST_F(SceneFile, TheObserverHearsOfEveryUnknownWord) {
+    read("ONE\nRATE 9\nTWO 2\nLIGHT SPOT\nRATE 3");
+    EXPECT_EQ(notices(), "unknown ONE 3;unknown TWO 5;unknown SPOT 6;dropped RATE 7;");
+}
+
+struct HeaderCase {
+    const char* name;
+    const char* bytes;
+    const char* messages; ///< $ stands for the file's name
+    float version;
+    int result;
+};
+
+constexpr HeaderCase kHeaderCases[] = {
+    {"as written", "SSCN\nx v2.60\n", "Reading scene file '$'.\n", 2.6F, 1},
+    {"old", "SSCN v2.02\n", "Reading scene file '$'.\n", 2.02F, 1},
+    {"later", "SSCN\nvery new v3.25",
+     "Reading scene file '$'.\nWarning: scene file version 3.25 is later than the dkit release "
+     "version 2.6\nAttempt to read: An error may occur...\n",
+     3.25F, 1},
+    {"no letter", "SSCN\nanything 9.9\n", "Reading scene file '$'.\n", 1.5F, 1},
+    {"no line", "SSCN\n\n \t", "Reading scene file '$'.\nBad header.\n", 1.5F, 0},
+    {"other kind", "SPLN: x\n", "Not a scene file\n", 1.5F, 0},
+    {"empty", "", "Not a scene file\n", 1.5F, 0},
+};
+
+TEST_F(SceneFile, Headers) {
+    for (const HeaderCase& test : kHeaderCases) {
+        SCOPED_TRACE(test.name);
+        animFileVersion = 1.5F;
+        readFile(test.bytes, test.result);
+        EXPECT_EQ(messages(), expanded(test.messages, '$', dir / "s.scn"));
+        EXPECT_EQ(animFileVersion, test.version);
+    }
+}
+
+TEST_F(SceneFile, SaysWhyNot) {
+    EXPECT_EQ(sceneReadAsciiAnimation(nullptr), 0);
+    EXPECT_EQ(sceneWriteAsciiAnimation("x", 2.6F, nullptr), 0);
+    EXPECT_EQ(messages(), "Error, null scene pointer\nError, null scene pointer\n");
+    OwnedScene scene(sceneAllocate());
+    EXPECT_EQ(sceneReadAsciiAnimation(scene.get()), 0);
+    scene->name = strdup("");
+    EXPECT_EQ(sceneWriteAsciiAnimation("x", 2.6F, scene.get()), 0);
+    EXPECT_EQ(messages(), "Error, no scene filename\nError, no scene filename\n");
+    std::free(scene->name);
+    scene->name = strdup((dir / "absent/s").c_str());
+    EXPECT_EQ(sceneReadAsciiAnimation(scene.get()), 0);
+    EXPECT_EQ(messages(), "Unable to open file '" + (dir / "absent/s.scn") + "'.\n");
+    EXPECT_EQ(sceneWriteAsciiAnimation("x", 2.6F, scene.get()), 0);
+    EXPECT_EQ(messages(), "Unable to open file " + (dir / "absent/s.scn"));
+    std::filesystem::create_symlink("/dev/full", dir / "full.scn");
+    std::free(scene->name);
+    scene->name = strdup((dir / "full").c_str());
+    EXPECT_EQ(sceneWriteAsciiAnimation("x", 2.6F, scene.get()), 0);
+    EXPECT_NE(messages().find("Unable to write file '"), std::string::npos);
+}
+
+TEST_F(SceneFile, ListsKeepTheirOrder) {
+    const OwnedScene scene =
+        read("LIGHT LIGHT_NAME 'a' SPLINE LINEAR NAME 's' LIGHT LIGHT_NAME 'b' LIGHT X LIGHT_NAME "
+             "SPLINE BEZIER NAME 't'");
+    std::string names;
+    for (const Light* light = scene->lights; light != nullptr; light = light->next) {
+        names += std::string(light->name != nullptr ? light->name : "-") + " ";
+    }
+    EXPECT_EQ(names, "a b - ") << "an empty light joins the list, and takes a word along";
+    ASSERT_NE(scene->splines, nullptr);
+    ASSERT_NE(scene->splines->next, nullptr) << "the spline that ends the file joins too";
+    EXPECT_EQ(scene->splines->next->spline->type, kSplineBezier);
+}
+
+// ------------------------------------------------------------------------------------------- trees
+
+/// The trees of a scene as "name<parent" in walk order, "-" for no name.
+std::string trees(const Scene* scene) {
+    std::string text;
+    const auto name = [](const Model* m) {
+        return std::string(m == nullptr ? "" : m->name != nullptr ? m->name : "-");
+    };
+    for (const SceneHierarchy* tree = scene->hierarchies; tree != nullptr; tree = tree->next) {
+        for (const Model* at = tree->root; at != nullptr; at = modelNextNode(at)) {
+            text += name(at) + "<" + name(at->parent) + " ";
+        }
+    }
+    return text;
+}
+
+struct TreeCase {
+    const char* name;
+    const char* body;
+    const char* trees;
+    const char* messages;
+};
+
+constexpr TreeCase kTreeCases[] = {
+    {"names", "HIERARCHY MODEL 'a' '' MODEL 'b' 'a' MODEL 'c' 'b' MODEL 'd' 'a' RATE 9 ",
+     "a< b<a c<b d<a ", ""},
+    {"two trees", "HIERARCHY MODEL 'a' '' HIERARCHY MODEL 'a' '' MODEL 'b' 'a' RATE 9 ",
+     "a< a< b<a ", ""},
+    {"the last of a name", "HIERARCHY MODEL 'a' '' MODEL 'a' 'a' MODEL 'c' 'a' RATE 9 ",
+     "a< a<a c<a ", ""},
+    {"a number", "HIERARCHY MODEL 'a' '' MODEL 'a' 'a' MODEL 'c' 'a' 0 RATE 9 ", "a< a<a c<a ", ""},
+    {"no names", "HIERARCHY MODEL '' '' MODEL '' '' 0 MODEL '' '' 1 RATE 9 ", "-< -<- -<- ", ""},
+    {"unknown parent", "HIERARCHY MODEL 'a' '' MODEL 'b' 'x' RATE 9 ", "a< b<a ",
+     "ModelReadAsciiAnimation: error, cannot find model 'x'.\n"},
+    {"number too large", "HIERARCHY MODEL 'a' '' MODEL 'b' 'a' 1 RATE 9 ", "a< b<a ",
+     "ModelReadAsciiAnimation: error, cannot find model 'a'.\n"},
+    {"empty", "HIERARCHY RATE 9 ", "", ""},
+    {"lines without a node", "HIERARCHY SCALING 1 2 3 RATE 9 ", "-< ", ""},
+};
+
+TEST_F(SceneFile, Trees) {
+    for (const TreeCase& test : kTreeCases) {
+        SCOPED_TRACE(test.name);
+        const OwnedScene scene = read(test.body);
+        EXPECT_EQ(trees(scene.get()), test.trees);
+        EXPECT_EQ(complaints(), test.messages);
+        EXPECT_EQ(scene->rate, 9) << "what follows is the scene's again";
+        EXPECT_EQ(trees(expectFixed(scene.get()).get()), test.trees);
+    }
+}
+
+TEST_F(SceneFile, ANumberTellsNodesOfOneNameApart) {
+    const OwnedScene scene =
+        read("HIERARCHY MODEL 'a' '' MODEL 'a' 'a' MODEL 'c' 'a' 0 MODEL 'd' 'a' ");
+    const Model* root = scene->hierarchies->root;
+    ASSERT_NE(root->child->next, nullptr);
+    EXPECT_STREQ(root->child->next->name, "c");
+    EXPECT_STREQ(root->child->child->name, "d");
+    const std::string text = write(scene.get());
+    EXPECT_NE(text.find("MODEL 'c' 'a' 0 \n"), std::string::npos);
+    EXPECT_EQ(text.find("MODEL 'd' 'a' 1"), std::string::npos) << "no number where the name serves";
+}
+
+TEST_F(SceneFile, QuotesInNamesBecomeTheOtherKind) {
+    const OwnedScene scene = read("HIERARCHY MODEL 'a\"b' '' MODEL 'x' 'a\"b' MODEL 'c' 'a\"b'");
+    Model* renamed = scene->hierarchies->root->child;
+    std::free(renamed->name);
+    renamed->name = strdup("a'b");
+    const std::string text = write(scene.get());
+    EXPECT_NE(text.find("MODEL 'a\"b' 'a\"b' \n"), std::string::npos) << text;
+    EXPECT_NE(text.find("MODEL 'c' 'a\"b' 0 \n"), std::string::npos) << "two of one name now";
+    EXPECT_EQ(trees(readFile(text).get()), "a\"b< a\"b<a\"b c<a\"b ");
+}
+
+TEST_F(SceneFile, LinesOfANode) {
+    const std::string text =
+        lines(2, "SCALING 1 2 3|ROTATION 90 0 -45.5|WIRE_COLOUR 4|LINE_TYPE 5|"
+                 "SELECTED BRANCH_SELECTED|TRANSLATION CONSTRAINT 2 'rail'|HIDDEN 1|"
+                 "ALGORITHM_TYPE 3|BOUNDING_BOX ACTIVE|SHAPE_INTERP_TYPE CARDINAL|SHAPE|   "
+                 "SHAPE_NAME 'smile'|"
+                 "   SHAPE_NAME ''|MATERIAL 3 { CAMERA } 'SCALING'|TEXTURE a");
+    const OwnedScene scene = read("HIERARCHY MODEL 'a' ''" + text + "\nFRAME 9 9 1 1");
+    EXPECT_EQ(notices(), "");
+    const Model* node = scene->hierarchies->root;
+    EXPECT_FLOAT_EQ(node->rotation[0], 1.5707964F) << "radians in memory";
+    EXPECT_EQ(node->selection, 2);
+    EXPECT_TRUE(write(scene.get()).ends_with(text + "\n"));
+}
+
+TEST_F(SceneFile, UnknownLinesOfANodeAreKeptAndTold) {
+    const OwnedScene scene = read("HIERARCHY MODEL 'a' '' SHAPE SCALING 1 1 1\nfoo\n 1\tb\n"
+                                  "TEXTURE 'wood' PICTURE 'x' FILTER 2 FRAME 9 9 1 1");
+    EXPECT_EQ(notices(), "kept foo 4;");
+    EXPECT_EQ(complaints(), "");
+    const Opaque* kept = scene->hierarchies->root->animationContents;
+    EXPECT_STREQ(kept->text, "SHAPE");
+    EXPECT_STREQ(kept->next->text, "foo\n 1\tb");
+    EXPECT_STREQ(kept->next->next->text, "TEXTURE 'wood' PICTURE 'x' FILTER 2")
+        << "words of the rendering settings belong to it";
+    EXPECT_EQ(scene->frameStart, 9);
+}
+
+TEST_F(SceneFile, ShapesKeepTheirCurves) {
+    const std::string curve = "CURVE_TYPE SWEIGHT KEYS 1 TIME 1 VALUE 2 KEYTYPE FREEFORM ";
+    const OwnedScene scene =
+        read("HIERARCHY MODEL 'a' '' SHAPE SHAPE_NAME 'x' INTERP_FCURVE " + curve +
+             "WEIGHT_FCURVES 30000 " + curve + curve + curve + "SHAPE 7 SHAPE_NAME 'y' RATE 9 ");
+    const Model* node = scene->hierarchies->root;
+    ASSERT_NE(node->shapes, nullptr);
+    EXPECT_EQ(node->shapes->weightCount, 3) << "as many as there are";
+    EXPECT_EQ(fcurveValue(node->shapes->weights[2], 1.0F), 2.0F);
+    EXPECT_NE(node->shapes->interpolation, nullptr);
+    EXPECT_STREQ(node->shapes->next->name, "y");
+    EXPECT_STREQ(node->animationContents->text, "SHAPE 7");
+    expectFixed(scene.get());
+}
+
+// ------------------------------------------------------------------------------------------- waves
+
+struct WaveCase {
+    const char* name;
+    const char* body;
+    const char* text; ///< of the first block
+    const char* notices;
+};
+
+constexpr WaveCase kWaveCases[] = {
+    {"up to a scene word", "WAVE a\n  b c\nRATE 9 ", "WAVE a\n  b c", ""},
+    {"words in quotes and braces", "WAVE 'RATE 7' { RATE 8 } x RATE 9 ",
+     "WAVE 'RATE 7' { RATE 8 } x", ""},
+    {"glued braces are words", "WAVE {RATE x} RATE 9 ", "WAVE {RATE x}", ""},
+    {"two waves", "WAVE a WAVE b RATE 9 ", "WAVE a", ""},
+    {"line end first", "WAVE\n  a\nRATE 9 ", "WAVE\n  a", ""},
+    {"quote inside a word", "WAVE it's RATE 9 ", "WAVE it's", ""},
+    {"end of file in braces", "RATE 9 WAVE { a { b", "WAVE { a { b } }", "cut WAVE 3;"},
+    {"end of file in quotes", "RATE 9 WAVE 'a ", "WAVE 'a '", "cut WAVE 3;"},
+};
+
+TEST_F(SceneFile, WavesAreKeptAsText) {
+    for (const WaveCase& test : kWaveCases) {
+        SCOPED_TRACE(test.name);
+        const OwnedScene scene = read(test.body);
+        ASSERT_NE(scene->wave, nullptr);
+        EXPECT_STREQ(scene->wave->text, test.text);
+        EXPECT_EQ(scene->rate, 9);
+        EXPECT_EQ(notices(), test.notices);
+        EXPECT_STREQ(expectFixed(scene.get())->wave->text, test.text);
+    }
+}
+
+// ------------------------------------------------------------------------------------------- files
+
+std::string sampleBytes() {
+    return contentOf(TDR_SOURCE_DIR "/samples/lighthouse.scn");
+}
+
+TEST_F(SceneFile, TheSampleIsAFixedPointInEveryLocale) {
+    const std::string bytes = sampleBytes();
+    ASSERT_GT(bytes.size(), 10000U);
+    const auto expectSame = [&] {
+        EXPECT_EQ(sceneWriteAsciiAnimation("Niofle scene", 2.6F, readFile(bytes).get()), 1);
+        EXPECT_EQ(file.get(), bytes);
+        EXPECT_EQ(notices(), "");
+    };
+    expectSame();
+    const support::CommaLocale comma;
+    expectSame();
+    messages();
+    readFile("SSCN v2.75 ");
+    EXPECT_NE(messages().find("version 2.75 is later than the dkit release version 2.6\n"),
+              std::string::npos);
+}
+
+TEST_F(SceneFile, EveryTruncationEndsCleanlyAndThenStaysTheSame) {
+    const std::string bytes = sampleBytes();
+    option.level = 0;
+    for (std::size_t length = bytes.find("v2.60") + 5; length < bytes.size(); length += 7) {
+        SCOPED_TRACE(length);
+        const OwnedScene scene = readFile(std::string_view(bytes).substr(0, length));
+        expectFixed(scene.get());
+    }
+}
+
+TEST_F(SceneFile, DamagedBytesEndCleanly) {
+    const std::string bytes = sampleBytes();
+    option.level = 0;
+    unsigned state = 1;
+    for (int round = 0; round < 400; ++round) {
+        std::string damaged = bytes;
+        for (int i = 0; i < 8; ++i) {
+            state = state * 1664525U + 1013904223U;
+            damaged[(state >> 8) % damaged.size()] = static_cast<char>(state >> 3);
+        }
+        file.set(damaged);
+        const OwnedScene scene = fresh();
+        if (sceneReadAsciiAnimation(scene.get()) == 1) {
+            // A light without a type is written without a word, whose place the next one takes.
+            for (Light* light = scene->lights; light != nullptr; light = light->next) {
+                light->type = light->type == 0 ? std::int16_t{kLightPoint} : light->type;
+            }
+            SCOPED_TRACE(round);
+            expectFixed(scene.get());
+        }
+    }
+}
+
+TEST_F(SceneFile, LongListsTakeTimeInProportion) {
+    const auto times = [](int count, std::string_view text) {
+        std::string all;
+        for (int i = 0; i < count; ++i) {
+            all += text;
+        }
+        return all;
+    };
+    const std::string body =
+        times(60000, "LIGHT LIGHT_TYPE SPOT HIERARCHY MODEL 'a' '' SPLINE LINEAR WAVE x\n");
+    EXPECT_GT(write(read(body).get()).size(), body.size());
+    const std::string root = "HIERARCHY MODEL 'a' ''\n";
+    const std::string wide = times(100000, "MODEL 'b' 'a' MATERIAL x MATERIAL y\n");
+    EXPECT_NE(read(root + wide)->hierarchies, nullptr);
+    EXPECT_NE(read(root + times(kModelMaxDepth - 1, "MODEL 'a' 'a'\n"))->hierarchies, nullptr);
+    readFile("SSCN\nx v2.60\n" + root + times(kModelMaxDepth, "MODEL 'a' 'a'\n"), 0);
+    EXPECT_NE(messages().find(": a tree of more than 4096 levels.\n"), std::string::npos);
+}
+
+} // namespace

@@ -1,0 +1,407 @@
+// SPDX-License-Identifier: MIT
+// How the command replaces files: what the new one takes over, who may interfere, and what is left
+// when it is killed.
+#include "base/uniqueFile.h"
+#include "files/privateFolder.h"
+#include "files/processMark.h"
+#include "files/replacedFile.h"
+#include "output/outcome.h"
+#include "support/denyCall.h"
+#include "support/failingMemory.h"
+#include "tdr/commandTesting.h"
+#include "tdr/interruptGuard.h"
+#include "tdr/sharedBlock.h"
+
+#include <atomic>
+#include <sys/file.h>
+#include <sys/ipc.h>
+#include <sys/shm.h>
+#include <sys/syscall.h>
+#include <sys/xattr.h>
+#include <thread>
+
+namespace {
+
+using namespace commandTesting;
+namespace fs = std::filesystem;
+using Names = std::set<std::string>;
+
+constexpr char kAccessList[] = "system.posix_acl_access";
+
+class FilesTest : public CommandTest {
+  protected:
+    FilesTest() { setenv("TMPDIR", folder_.path().c_str(), 1); }
+    ~FilesTest() override { unsetenv("TMPDIR"); }
+
+    /// Where private folders are made; empty when everything has been cleaned up.
+    [[nodiscard]] Names privateNames() const { return namesIn(folder_.path()); }
+
+    std::string picture(const std::string& name = "a.png") {
+        fs::copy_file(sample("cutout.png"), in(name));
+        return in(name);
+    }
+
+    /// Replaces `target` by `text`; what the user is told when that fails.
+    static std::string replace(const std::string& target, const std::string& text) {
+        auto file = ReplacedFile::begin(target, ".txt");
+        if (!file) {
+            return file.problem().text;
+        }
+        const auto written = file->write(text);
+        const auto done = written ? file->commit() : written;
+        return done ? "" : done.problem().text;
+    }
+
+    /// A process that runs `act`, which does not come back, and is killed when `act` says so.
+    template <typename Act>
+    static pid_t killedProcess(Act act) {
+        int ready[2];
+        EXPECT_EQ(pipe(ready), 0);
+        const pid_t pid = fork();
+        if (pid == 0) {
+            act([&] {
+                (void)!write(ready[1], "r", 1);
+                for (;;) {
+                    pause();
+                }
+            });
+            _exit(1);
+        }
+        char byte = 0;
+        EXPECT_EQ(read(ready[0], &byte, 1), 1);
+        kill(pid, SIGKILL);
+        EXPECT_EQ(waitpid(pid, nullptr, 0), pid);
+        close(ready[0]);
+        close(ready[1]);
+        return pid;
+    }
+
+  private:
+    support::TempDir folder_;
+};
+
+// --- What the new file takes over ----------------------------------------------------------------
+
+TEST_F(FilesTest, theNewFileKeepsModeGroupOwnerAndAttributes) {
+    const bool root = geteuid() == 0;
+    // Owner: 6, user 65534: 4, owning group: 4, mask: 6, others: 0.
+    const std::string list(
+        "\2\0\0\0\1\0\6\0\377\377\377\377\2\0\4\0\376\377\0\0\4\0\4\0\377\377\377"
+        "\377\20\0\6\0\377\377\377\377\40\0\0\0\377\377\377\377",
+        44);
+    const auto file = files().write("a.txt", "old");
+    ASSERT_EQ(chown(file.c_str(), root ? 65534 : -1U, root ? 100 : -1U), 0);
+    const bool lists = setxattr(file.c_str(), kAccessList, list.data(), list.size(), 0) == 0;
+    const bool attributes = setxattr(file.c_str(), "user.note", "kept", 4, 0) == 0;
+    chmod(file.c_str(), lists ? 0660 : 02654);
+    struct stat before {};
+    ASSERT_EQ(stat(file.c_str(), &before), 0);
+
+    EXPECT_EQ(replace(file, "new"), "");
+    struct stat after {};
+    ASSERT_EQ(stat(file.c_str(), &after), 0);
+    EXPECT_EQ(contentOf(file), "new");
+    EXPECT_NE(after.st_ino, before.st_ino);
+    EXPECT_EQ(after.st_mode, before.st_mode);
+    EXPECT_EQ(after.st_uid, before.st_uid);
+    EXPECT_EQ(after.st_gid, before.st_gid);
+    char value[64];
+    if (lists) {
+        ASSERT_EQ(getxattr(file.c_str(), kAccessList, value, sizeof value), 44);
+        EXPECT_EQ(std::string(value, 44), list);
+    }
+    if (attributes) {
+        ASSERT_EQ(getxattr(file.c_str(), "user.note", value, sizeof value), 4);
+    }
+    RecordProperty("lists", lists);
+}
+
+TEST_F(FilesTest, aListOfTheFolderIsNotPutOnAFileThatHadNone) {
+    const auto file = files().write("a.txt", "old", 0640);
+    const std::string list(
+        "\2\0\0\0\1\0\6\0\377\377\377\377\2\0\6\0\376\377\0\0\4\0\6\0\377\377\377"
+        "\377\20\0\6\0\377\377\377\377\40\0\0\0\377\377\377\377",
+        44);
+    if (setxattr(files().path().c_str(), "system.posix_acl_default", list.data(), 44, 0) != 0) {
+        GTEST_SKIP() << "no access control lists here";
+    }
+    EXPECT_EQ(replace(file, "new"), "");
+    EXPECT_LT(getxattr(file.c_str(), kAccessList, nullptr, 0), 0);
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms(0640));
+}
+
+TEST_F(FilesTest, aGroupThatCannotBeKeptIsAllowedNoMoreThanOthers) {
+    if (geteuid() != 0) {
+        GTEST_SKIP() << "needs another user";
+    }
+    const auto pic = picture();
+    const auto target = files().write("b.png", "old", 0676);
+    fs::permissions(files().path(), fs::perms(0777));
+    fs::permissions(pic, fs::perms(0644));
+    unsetenv("TMPDIR");
+    const Ended ended = run({"convert", pic, target}, {.otherUser = true});
+    EXPECT_EQ(ended.exit, 0) << ended.err;
+    struct stat after {};
+    ASSERT_EQ(stat(target.c_str(), &after), 0);
+    EXPECT_EQ(after.st_uid, 65534U);
+    EXPECT_EQ(after.st_gid, 65534U);
+    EXPECT_EQ(after.st_mode & 0777, 0666U);
+}
+
+TEST_F(FilesTest, linksStayLinks) {
+    fs::create_directory(in("folder"));
+    fs::create_symlink("folder/../folder/real.txt", in("to.txt"));
+    fs::create_symlink("to.txt", in("dangling.txt"));
+    for (const std::string text : {"first", "second"}) { // first it dangles, then it does not
+        EXPECT_EQ(replace(in("dangling.txt"), text), "");
+        EXPECT_TRUE(fs::is_symlink(in("dangling.txt")) && fs::is_symlink(in("to.txt")));
+        EXPECT_EQ(contentOf(in("folder/real.txt")), text);
+    }
+    fs::create_symlink("loop.txt", in("loop.txt"));
+    EXPECT_TRUE(contains(replace(in("loop.txt"), "x"), "Too many levels of symbolic links"));
+    EXPECT_EQ(namesIn(in("folder")), Names{"real.txt"});
+}
+
+TEST_F(FilesTest, aNamedPipeGetsEverything) {
+    const auto pipe = files().fifo("p.png");
+    EXPECT_TRUE(contains(run({"convert", sample("photograph.png"), pipe}).err,
+                         "p.png: nobody reads this named pipe"));
+    std::string got;
+    const auto startReader = [&] {
+        return std::thread([&] {
+            std::ifstream stream(pipe, std::ios::binary);
+            std::this_thread::sleep_for(std::chrono::milliseconds(50)); // the pipe is full by then
+            got.assign(std::istreambuf_iterator<char>(stream), {});
+        });
+    };
+    std::thread first = startReader();
+    while (run({"convert", sample("photograph.png"), pipe}).exit != 0) { // the reader comes
+    }
+    first.join();
+    EXPECT_EQ(run({"compare", files().write("got", got), sample("photograph.png")}).exit, 0);
+
+    std::thread second = startReader(); // of what a driver writes to a pipe by itself
+    base::UniqueFile file;
+    while (!file) {
+        file = base::openFile(pipe.c_str(), 'w');
+    }
+    const std::string much(300'000, 'x');
+    EXPECT_EQ(std::fwrite(much.data(), 1, much.size(), file.get()), much.size());
+    file.reset();
+    second.join();
+    EXPECT_EQ(got, much);
+}
+
+TEST_F(FilesTest, syncIsAskedForAndItsFailureIsReported) {
+    const auto pic = picture();
+    const auto old = files().write("b.png", "old");
+    const Around failing{.prepare = [] { support::denyCall(SYS_fsync, EIO); }};
+    const Ended ended = run({"convert", "--sync", pic, old}, failing);
+    EXPECT_EQ(ended.exit, 1);
+    EXPECT_TRUE(contains(ended.err, old + ": not on the disk: Input/output error"));
+    EXPECT_EQ(contentOf(old), "old");
+    EXPECT_EQ(run({"convert", pic, old}, failing).exit, 0) << "only when it is asked for";
+    EXPECT_EQ(run({"convert", "--sync", pic, old}).exit, 0);
+    EXPECT_EQ(namesIn(files().path()), (Names{"a.png", "b.png"}));
+}
+
+// --- Who may interfere ---------------------------------------------------------------------------
+
+TEST_F(FilesTest, nobodyLeadsTheWriterAwayBySwappingNames) {
+    const support::TempDir elsewhere;
+    const auto victim = elsewhere.write("victim", "precious");
+    std::atomic<bool> done = false;
+    std::thread swapper([&] {
+        while (!done) {
+            for (const std::string& name : namesIn(files().path())) {
+                if (name.starts_with(".tdr-")) {
+                    rename(in(name).c_str(), in("away").c_str());
+                    (void)!symlink(victim.c_str(), in(name).c_str());
+                }
+            }
+        }
+    });
+    int refused = 0;
+    for (int i = 0; i < 300; ++i) {
+        fs::remove(in("a.txt")); // it may be the other's link by now, which would be followed
+        auto file = ReplacedFile::begin(in("a.txt"), ".txt");
+        ASSERT_TRUE(file) << file.problem().text;
+        std::this_thread::yield();
+        {
+            std::ofstream writer(file->path()); // as a driver does, by its name
+            writer << "new";
+        }
+        const bool committed = static_cast<bool>(file->commit());
+        refused += committed ? 0 : 1;
+    }
+    done = true;
+    swapper.join();
+    EXPECT_EQ(contentOf(victim), "precious");
+    EXPECT_GT(refused, 0) << "nothing was swapped in time; the test shows nothing";
+}
+
+// --- What is left --------------------------------------------------------------------------------
+
+TEST_F(FilesTest, memoryThatRunsOutLeavesNothing) {
+    const auto old = files().write("a.txt", "old");
+    std::string outcome = "none";
+    const auto call = [&] {
+        try {
+            outcome = replace(old, "new").empty() ? "done" : "failed";
+        } catch (const std::bad_alloc&) {
+            outcome = "threw"; // which the command's end answers
+        }
+    };
+    support::withEachAllocationFailing(call, [&](bool failed) {
+        EXPECT_EQ(contentOf(old), outcome == "done" ? "new" : "old");
+        EXPECT_TRUE(failed || outcome == "done");
+        EXPECT_EQ(namesIn(files().path()), Names{"a.txt"});
+        EXPECT_EQ(privateNames(), Names());
+        files().write("a.txt", "old");
+    });
+}
+
+TEST_F(FilesTest, onlyTheMarksOfCertainlyDeadProcessesAreDead) {
+    std::string dead;
+    int pipes[2];
+    ASSERT_EQ(pipe(pipes), 0);
+    killedProcess([&](auto ready) {
+        // A process that was forked has its parent's number in its mark; so this one tells its own.
+        const std::string number = std::to_string(getpid());
+        (void)!write(pipes[1], number.data(), number.size());
+        ready();
+    });
+    char text[32] = {};
+    ASSERT_GT(read(pipes[0], text, sizeof text - 1), 0);
+    close(pipes[0]);
+    close(pipes[1]);
+    const std::string mark = ownMark(); // tdr-WORLD-PID-START-NUMBER
+    const std::string world = mark.substr(0, 20);
+    const std::string pid = std::to_string(getpid());
+    const std::string rest = mark.substr(21 + pid.size());
+    ASSERT_EQ(mark, world + "-" + pid + rest);
+    std::string otherWorld = world;
+    otherWorld[10] = otherWorld[10] == '0' ? '1' : '0';
+    const std::pair<std::string, bool> cases[] = {
+        {mark, false},
+        {world + "-" + text + rest, true},
+        {world + "-" + text + rest + ".f.pic", true},
+        {world + "-" + pid + "-1-1", true}, // the number is another process's by now
+        {world + "-1" + rest, true},
+        {otherWorld + "-" + text + rest, false},
+        {"tdr-0000000000000000-" + std::string(text) + rest, false},
+        {world + "-0" + rest, false},
+        {world + "-" + text, false},
+        {world + "--5" + rest, false},
+        {world + "-99999999999999999999" + rest, false},
+        {"a.png", false},
+        {"", false},
+    };
+    for (const auto& [name, gone] : cases) {
+        EXPECT_EQ(isOfDeadProcess(name), gone) << name;
+    }
+}
+
+TEST_F(FilesTest, whatAKilledRunLeavesIsRemovedByTheNext) {
+    const std::string drivers = driverFolder({"freezesAtPut"});
+    const auto pic = picture();
+    auto running = startRun({"convert", pic, in("o.1039-1"), "--driver-dir", drivers});
+    const pid_t stopped = running->awaitStoppedChild();
+    ASSERT_GT(stopped, 0);
+    const auto children = childrenOf(running->pid());
+    running->kill(SIGKILL);
+    (void)running->wait();
+    for (const pid_t child : children) {
+        kill(child, SIGKILL);
+    }
+    const Names left = namesIn(files().path());
+    EXPECT_EQ(left.size(), 2U) << "the new file is left";
+    EXPECT_FALSE(support::segmentsOf(running->pid()).empty());
+    const auto other = files().write(".tdr-0123456789abcdef-1-1-1", "of another machine");
+    auto block = tdr::SharedBlock::create(10); // its maker lives
+    const int foreign = shmget(IPC_PRIVATE, 10, 0700);
+
+    const Ended ended = run({"info", pic}); // in no folder that has anything to do with it
+    EXPECT_EQ(ended.exit, 0) << ended.err;
+    EXPECT_EQ(namesIn(files().path()), (Names{"a.png", ".tdr-0123456789abcdef-1-1-1"}));
+    EXPECT_TRUE(support::segmentsOf(running->pid()).empty());
+    EXPECT_EQ(support::segmentsOf(), (std::set<int>{block->id(), foreign}));
+    EXPECT_EQ(privateNames(), Names());
+    shmctl(foreign, IPC_RMID, nullptr);
+}
+
+TEST_F(FilesTest, signalsLeaveNothing) {
+    const std::string drivers = driverFolder({"freezesAtPut"});
+    const auto pic = picture();
+    for (const int signal : {SIGHUP, SIGQUIT, SIGALRM, SIGUSR1, SIGUSR2, SIGXCPU, SIGVTALRM,
+                             SIGPROF, SIGIO, SIGPWR, SIGSTKFLT, SIGRTMIN, SIGRTMAX}) {
+        SCOPED_TRACE(strsignal(signal));
+        auto running = startRun({"convert", pic, in("o.1039-1"), "--driver-dir", drivers});
+        ASSERT_GT(running->awaitStoppedChild(), 0);
+        running->kill(SIGPIPE); // is no reason to end
+        running->kill(signal);
+        const Ended ended = running->wait();
+        EXPECT_EQ(ended.signal, signal);
+        EXPECT_TRUE(contains(ended.err, "interrupted"));
+        EXPECT_EQ(namesIn(files().path()), Names{"a.png"});
+        EXPECT_EQ(privateNames(), Names());
+    }
+}
+
+TEST_F(FilesTest, aDriverThatDiesOfTheTerminalsSignalIsNoNews) {
+    const tdr::InterruptGuard guard;
+    const tdr::Failure died{tdr::FailureKind::Died, "get line: the driver died", {}, ""};
+    EXPECT_TRUE(contains(problemWith("a.pic", died).text, "died"));
+    raise(SIGINT);
+    EXPECT_EQ(problemWith("a.pic", died).text, "a.pic: interrupted");
+}
+
+TEST_F(FilesTest, aLimitOfFileSizeIsAReasonAndLeavesNothing) {
+    const auto scene = in("a.scn");
+    fs::copy_file(sample("lighthouse.scn"), scene);
+    const std::string before = contentOf(scene);
+    const Ended plot = run({"plot", scene, "-o", in("a.svg")}, {.largestFile = 1000});
+    EXPECT_EQ(plot.exit, 1) << "signal " << plot.signal;
+    EXPECT_TRUE(contains(plot.err, "a.svg: File too large"));
+    const Ended format = run({"scene", "format", scene, "-o", scene}, {.largestFile = 100});
+    EXPECT_EQ(format.exit, 1) << "signal " << format.signal;
+    EXPECT_EQ(contentOf(scene), before);
+    EXPECT_EQ(namesIn(files().path()), Names{"a.scn"});
+    EXPECT_EQ(privateNames(), Names());
+}
+
+// --- Standard streams ----------------------------------------------------------------------------
+
+TEST_F(FilesTest, closedStreamsAreNotTakenByFiles) {
+    const auto pic = picture();
+    const Around closed{.prepare = [] {
+        for (int fd = 0; fd < 3; ++fd) {
+            close(fd);
+        }
+    }};
+    EXPECT_EQ(run({"convert", pic, in("b.png")}, closed).exit, 0);
+    EXPECT_EQ(run({"compare", pic, in("b.png")}).exit, 0);
+    const Ended info = run({"info", pic}, {.prepare = [] { close(STDOUT_FILENO); }});
+    EXPECT_EQ(info.exit, 1) << "what is said reaches nobody";
+    EXPECT_TRUE(contains(info.err, "standard output: Bad file descriptor"));
+}
+
+TEST_F(FilesTest, aTerminalGetsNoControlCharacters) {
+    const base::UniqueFd screen(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC));
+    ASSERT_EQ(grantpt(screen.get()) | unlockpt(screen.get()), 0);
+    const base::UniqueFd terminal(open(ptsname(screen.get()), O_RDWR | O_NOCTTY | O_CLOEXEC));
+    const auto pic = picture("a\xc2\x9b\x9b\x1b.png");
+    for (const bool json : {true, false}) {
+        const Ended ended =
+            run({"info", pic, json ? "--json" : "--"}, {.stdoutFd = terminal.get()});
+        EXPECT_EQ(ended.exit, 0) << ended.err;
+        char text[4096];
+        const ssize_t size = read(screen.get(), text, sizeof text);
+        const std::string shown(text, size > 0 ? static_cast<std::size_t>(size) : 0);
+        EXPECT_EQ(shown.find('\x9b'), std::string::npos) << shown;
+        EXPECT_EQ(shown.find('\x1b'), std::string::npos) << shown;
+        EXPECT_TRUE(contains(shown, json ? "\\u009b" : "\\xc2\\x9b"));
+    }
+}
+
+} // namespace

@@ -1,0 +1,336 @@
+// SPDX-License-Identifier: MIT
+// tdr convert: the pixels, and what becomes of the files when something goes wrong.
+#include "support/pictureFiles.h"
+#include "tdr/commandTesting.h"
+#include "tdr/picture.h"
+
+#include <algorithm>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+namespace {
+
+using namespace commandTesting;
+namespace fs = std::filesystem;
+
+using Names = std::set<std::string>;
+using Pixels = std::vector<std::uint8_t>;
+
+class ConvertTest : public CommandTest {
+  protected:
+    /// Pixels of a file, bottom line first, read through `driver`.
+    static Pixels pixelsOf(const std::string& driver, const std::string& file) {
+        auto started = tdr::Driver::start(fs::path(TDR_BIN_DIR) / driver);
+        auto picture = tdr::readPicture(*started, file);
+        EXPECT_TRUE(picture) << picture.failure().text();
+        return picture ? picture->pixels : Pixels();
+    }
+
+    std::string smallPic(const std::string& name = "small.pic") {
+        return files().write(name, support::rawPic(2, 1, 0xE0, support::bytes({1, 2, 3, 4, 5, 6})));
+    }
+};
+
+TEST_F(ConvertTest, theSamplesGoToPicAndBackUnchanged) {
+    for (const std::string name : {"photograph", "cutout"}) {
+        const Ended there = run({"convert", sample(name + ".png"), in(name + ".pic")});
+        EXPECT_EQ(there.exit, 0) << there.err;
+        const Ended back = run({"convert", in(name + ".pic"), in(name + ".png")});
+        EXPECT_EQ(back.exit, 0) << back.err;
+        EXPECT_EQ(there.out + there.err + back.out + back.err, "") << "no news is good news";
+        EXPECT_EQ(pixelsOf("pngFilter", in(name + ".png")),
+                  pixelsOf("pngFilter", sample(name + ".png")));
+    }
+    EXPECT_EQ(namesIn(files().path()),
+              (Names{"cutout.pic", "cutout.png", "photograph.pic", "photograph.png"}));
+}
+
+TEST_F(ConvertTest, missingChannelsAndMattesBecomeFullPixels) {
+    const auto tag = files().write("m.tag", support::tag(3, 1, 2, {0b00'101'00000000000, 0}));
+    EXPECT_EQ(run({"convert", smallPic(), in("rgb.png")}).exit, 0);
+    EXPECT_EQ(pixelsOf("pngFilter", in("rgb.png")), (Pixels{255, 3, 2, 1, 255, 6, 5, 4}));
+    const Ended matte = run({"convert", tag, in("m.png")});
+    EXPECT_EQ(matte.exit, 0) << matte.err;
+    EXPECT_EQ(pixelsOf("pngFilter", in("m.png")),
+              (Pixels{255, 255, 255, 255, 255, 0, 0, 0, 255, 255, 255, 255}));
+}
+
+TEST_F(ConvertTest, whatCannotBeReadOrWrittenIsNamedWithItsReason) {
+    const auto pic = smallPic();
+    files().write("empty.pic", "");
+    files().write("text.pic", std::string(500, 'x'));
+    files().write("cut.pic", contentOf(pic).substr(0, 100));
+    files().write("secret.pic", contentOf(pic), 0000);
+    files().write("mine.pic", contentOf(pic), 0644);
+    fs::create_directory(in("folder.pic"));
+    fs::permissions(files().path(), fs::perms(0755));
+    const auto before = namesIn(files().path());
+    struct Case {
+        std::string input;
+        std::string output;
+        std::string says;
+        bool otherUser = false;
+    };
+    const Case cases[] = {
+        {"none.pic", "o.png", "none.pic: No such file or directory"},
+        {"none/a.pic", "o.png", "none/a.pic: No such file or directory"},
+        {"small.pic/a", "o.png", "small.pic/a: Not a directory"},
+        {"folder.pic", "o.png", "folder.pic: Is a directory"},
+        {"empty.pic", "o.png", "empty.pic: the file is empty"},
+        {"text.pic", "o.png", "text.pic: no driver reads it (asked: softimageFilter, "},
+        {"cut.pic", "o.png", "cut.pic: no driver reads it"},
+        {"secret.pic", "o.png", "secret.pic: Permission denied", true},
+        {"small.pic", "o.tag", "o.tag: mattes (.tag) can be read, but not be written yet"},
+        {"small.pic", "o.TAG", "o.TAG: mattes"},
+        {"small.pic", "o.xyz", "o.xyz: no driver writes files with this ending (known: .null, "},
+        {"small.pic", "png", "png: no driver writes files with this ending"},
+        {"small.pic", "folder.pic", "folder.pic: names a folder; name the file to write in it"},
+        {"small.pic", "", "names a folder; name the file to write in it"}, // the test's own folder
+        {"small.pic", "none/", "none/: names a folder; name the file to write in it"},
+        {"small.pic", "none/o.png", "none: No such file or directory"},
+        {"small.pic", "small.pic/o.png", "small.pic/o.png: Not a directory"},
+        {"small.pic", "o.png", "Permission denied", true},
+        {"small.pic", "mine.pic", "mine.pic: Permission denied", true},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.input + " to " + c.output);
+        if (c.otherUser && geteuid() != 0) {
+            continue;
+        }
+        const Ended ended = run({"convert", in(c.input), in(c.output)}, {.otherUser = c.otherUser});
+        EXPECT_EQ(ended.exit, 1);
+        EXPECT_TRUE(contains(ended.err, "tdr: " + files().path().string()));
+        EXPECT_TRUE(contains(ended.err, c.says));
+        EXPECT_EQ(ended.out, "");
+    }
+    EXPECT_EQ(namesIn(files().path()), before);
+}
+
+TEST_F(ConvertTest, aFailedWriteLeavesTheOldFileAndNoOther) {
+    const auto old = smallPic("old.pic");
+    const std::string oldContent = contentOf(old);
+    struct Case {
+        const char* name;
+        Around around;
+        const char* says;
+    };
+    const Case cases[] = {
+        {"at the first lines", {.largestFile = 2000, .ignoreSizeSignal = true}, "File too large"},
+        {"among the lines", {.largestFile = 90'000, .ignoreSizeSignal = true}, "File too large"},
+        {"with the limit's signal", {.largestFile = 90'000}, "File too large"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        const Ended ended = run({"convert", sample("photograph.png"), old}, c.around);
+        EXPECT_EQ(ended.exit, 1);
+        EXPECT_TRUE(contains(ended.err, "Unable to write file '" + old + "' - " + c.says));
+        EXPECT_EQ(ended.err.find(old), ended.err.rfind(old)) << "the name once: " << ended.err;
+        EXPECT_EQ(contentOf(old), oldContent);
+        EXPECT_EQ(namesIn(files().path()), Names{"old.pic"});
+    }
+}
+
+TEST_F(ConvertTest, aFullDeviceIsAFailure) {
+    for (const std::string ending : {".pic", ".png"}) {
+        fs::create_symlink("/dev/full", in("full" + ending));
+        const Ended ended = run({"convert", sample("photograph.png"), in("full" + ending)});
+        EXPECT_EQ(ended.exit, 1);
+        EXPECT_TRUE(contains(ended.err, "full" + ending));
+        EXPECT_TRUE(contains(ended.err, "No space left on device"));
+        EXPECT_TRUE(fs::is_character_file("/dev/full")) << "never replaced";
+    }
+}
+
+TEST_F(ConvertTest, theTargetKeepsItsModeAndItsLink) {
+    const auto pic = smallPic();
+    files().write("real.png", "old", 0640);
+    fs::create_symlink("real.png", in("link.png"));
+    EXPECT_EQ(run({"convert", pic, in("link.png")}).exit, 0);
+    EXPECT_TRUE(fs::is_symlink(in("link.png")));
+    EXPECT_EQ(pixelsOf("pngFilter", in("real.png")).size(), 8U);
+    EXPECT_EQ(fs::status(in("real.png")).permissions(), fs::perms(0640));
+
+    const mode_t before = umask(0027);
+    EXPECT_EQ(run({"convert", pic, in("new.png")}).exit, 0);
+    umask(before);
+    EXPECT_EQ(fs::status(in("new.png")).permissions(), fs::perms(0640));
+}
+
+TEST_F(ConvertTest, exactlyTheNamedFileIsReadAndWritten) {
+    const std::string pic = contentOf(smallPic());
+    const std::string other = support::rawPic(2, 1, 0xE0, support::bytes({9, 9, 9, 9, 9, 9}));
+    const std::string tag = support::tag(3, 1, 1, {0b00'101'00000000000});
+    const Pixels colours = {255, 3, 2, 1, 255, 6, 5, 4};
+    const Pixels matte = {255, 255, 255, 255, 255, 0, 0, 0, 255, 255, 255, 255};
+    const std::string deep = std::string(200, 'd') + "/";
+    fs::create_directories(in(deep + deep + deep + deep + deep + deep));
+    struct Case {
+        std::string name;   ///< what is read, and replaced when a driver writes such files
+        std::string beside; ///< what a driver would make of that name, or empty
+        bool written = true;
+        const std::string* content = nullptr;
+        const Pixels* pixels = nullptr;
+    };
+    const Case cases[] = {
+        {"holiday.jpg", "holiday.jpg.pic", false, &pic, &colours},
+        {"UPPER.PIC", "UPPER.PIC.pic", true, &pic, &colours},
+        {".PIC", ".PIC.pic", true, &pic, &colours},
+        {"matte.TAG", "matte.TAG.tag", false, &tag, &matte},
+        {"matte.pic", "matte.pic.tag", true, &tag, &matte},
+        {"matte.tag", "matte.tag.pic", false, &tag, &matte},
+        {"shot.0001", "shot.0001.pic", false, &pic, &colours},
+        {"bare", "bare.pic", false, &pic, &colours},
+        {std::string(251, 'n') + ".pic", "", true, &pic, &colours},
+        {std::string(255, 'n'), "", false, &pic, &colours},
+        {"two\nlines '; \xff.pic", "", true, &pic, &colours},
+        {deep + deep + deep + deep + deep + deep + "far.pic", "", true, &pic, &colours},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        files().write(c.name, *c.content);
+        if (!c.beside.empty()) {
+            files().write(c.beside, other);
+        }
+        const Ended ended = run({"convert", in(c.name), in("o.png")});
+        EXPECT_EQ(ended.exit, 0) << ended.err;
+        EXPECT_EQ(pixelsOf("pngFilter", in("o.png")), *c.pixels);
+        if (c.written) {
+            EXPECT_EQ(run({"convert", in("o.png"), in(c.name)}).exit, 0);
+            EXPECT_EQ(run({"convert", in(c.name), in(c.name)}).exit, 0) << "onto itself";
+            EXPECT_EQ(run({"compare", in(c.name), in("o.png")}).exit, 0);
+        }
+        EXPECT_TRUE(c.beside.empty() || contentOf(in(c.beside)) == other);
+    }
+}
+
+/// Files whose heads are right, and whose pixels are not all there.
+class DamagedTest : public ConvertTest {
+  protected:
+    struct Damaged {
+        std::string name;
+        std::string content;
+    };
+    std::vector<Damaged> damaged() {
+        EXPECT_EQ(run({"convert", sample("cutout.png"), in("whole.pic")}).exit, 0);
+        const std::string pic = contentOf(in("whole.pic"));
+        const std::string png = contentOf(sample("cutout.png"));
+        fs::remove(in("whole.pic"));
+        return {{"half.pic", pic.substr(0, pic.size() / 2)},
+                {"half.png", png.substr(0, png.size() / 2)},
+                {"cut.tag", support::tag(40, 30, 1, {0})},
+                // So large that it goes by lines.
+                {"claim.pic", support::rawPic(32767, 32767, 0xE0, "")}};
+    }
+};
+
+/// Of the processor, for the command and its drivers so far.
+double secondsOfChildren() {
+    rusage usage{};
+    getrusage(RUSAGE_CHILDREN, &usage);
+    return static_cast<double>(usage.ru_utime.tv_sec) +
+           static_cast<double>(usage.ru_utime.tv_usec) / 1e6;
+}
+
+TEST_F(DamagedTest, endsWith1AndTheOldFileUnlessItIsToBeKept) {
+    for (const Damaged& c : damaged()) {
+        SCOPED_TRACE(c.name);
+        const auto from = files().write(c.name, c.content);
+        const auto to = files().write("old.png", "old");
+        const double before = secondsOfChildren();
+        const Ended ended = run({"convert", from, to});
+        EXPECT_EQ(ended.exit, 1);
+        EXPECT_TRUE(contains(ended.err, from + "' is cut short or damaged"));
+        EXPECT_TRUE(contains(ended.err, "tdr: " + to + ": not written, because " + from +
+                                            " is damaged (see --keep-damaged)\n"));
+        EXPECT_EQ(std::count(ended.err.begin(), ended.err.end(), '\n'), 2) << ended.err;
+        EXPECT_EQ(contentOf(to), "old");
+        EXPECT_EQ(namesIn(files().path()), (Names{c.name, "old.png"}));
+        EXPECT_LT(secondsOfChildren() - before, 2) << "it stops where nothing follows";
+        if (c.name != "claim.pic") {
+            const Ended kept = run({"convert", "--keep-damaged", from, to});
+            EXPECT_EQ(kept.exit, 1);
+            EXPECT_TRUE(contains(kept.err, from + "' is cut short or damaged"));
+            EXPECT_TRUE(contains(kept.err, to + ": written, but " + from + " is damaged\n"));
+            const std::string reader = c.name == "half.png" ? "pngFilter" : "softimageFilter";
+            EXPECT_EQ(pixelsOf("pngFilter", to), pixelsOf(reader, from));
+        }
+        fs::remove(from);
+    }
+}
+
+TEST_F(DamagedTest, cannotBeCompared) {
+    const auto cases = damaged();
+    for (const Damaged& c : cases) {
+        SCOPED_TRACE(c.name);
+        const auto file = files().write(c.name, c.content);
+        const Ended ended = run({"compare", file, file});
+        EXPECT_EQ(ended.exit, 4);
+        EXPECT_EQ(ended.out, "");
+        EXPECT_TRUE(contains(ended.err, file + "' is cut short or damaged"));
+        EXPECT_TRUE(contains(ended.err, "tdr: " + file + ": damaged, and so cannot be compared\n"));
+    }
+}
+
+TEST_F(ConvertTest, aLargePictureGoesLineByLine) {
+    // All but its first pixels are missing, and so are black or transparent.
+    const auto huge = files().write("huge.pic", support::rawPic(32767, 520, 0x10, "abc"));
+    const Ended ended = run({"convert", "--keep-damaged", huge, in("huge2.pic")});
+    EXPECT_EQ(ended.exit, 1) << ended.err;
+    EXPECT_TRUE(contains(run({"info", in("huge2.pic")}).out, "32767 x 520"));
+    auto driver = tdr::Driver::start(fs::path(TDR_BIN_DIR) / "softimageFilter");
+    auto reader = tdr::PictureReader::open(*driver, in("huge2.pic"));
+    auto block = tdr::SharedBlock::create(tdr::lineBytes(32767));
+    ASSERT_TRUE(reader && block);
+    ASSERT_TRUE(reader->readLine(*block, 519));
+    EXPECT_EQ(Pixels(block->bytes().begin(), block->bytes().begin() + 16),
+              (Pixels{'a', 0, 0, 0, 'b', 0, 0, 0, 'c', 0, 0, 0, 0, 0, 0, 0}));
+}
+
+// The scripted driver says that its files end in "1039-1", so such a target is its to write.
+
+TEST_F(ConvertTest, aSignalInTheMiddleLeavesNothing) {
+    const std::string drivers = driverFolder({"freezesAtPut"});
+    for (const int signal : {SIGINT, SIGTERM}) {
+        auto running = startRun({"convert", smallPic(), in("o.1039-1"), "--driver-dir", drivers});
+        const pid_t stopped = running->awaitStoppedChild();
+        ASSERT_GT(stopped, 0);
+        EXPECT_EQ(namesIn(files().path()).size(), 2U) << "it writes beside the target";
+        const auto children = childrenOf(running->pid());
+        running->kill(signal);
+        const Ended ended = running->wait();
+        EXPECT_EQ(ended.signal, signal) << "shells see the signal";
+        for (const pid_t child : children) {
+            EXPECT_EQ(stateOf(child), '\0') << "driver " << child << " is left";
+        }
+        EXPECT_EQ(namesIn(files().path()), Names{"small.pic"});
+    }
+}
+
+TEST_F(ConvertTest, aDriverThatDiesOrHangsLeavesTheOldFile) {
+    const std::string drivers = driverFolder({"freezesAtPut"});
+    const auto target = files().write("o.1039-1", "old");
+    auto running = startRun({"convert", smallPic(), target, "--driver-dir", drivers});
+    const pid_t stopped = running->awaitStoppedChild();
+    ASSERT_GT(stopped, 0);
+    kill(stopped, SIGKILL);
+    const Ended died = running->wait();
+    EXPECT_EQ(died.exit, 3);
+    EXPECT_TRUE(contains(died.err, target + ": freezesAtPutFilter: put line: the driver died "
+                                            "(signal 9 (Killed))"));
+    const Ended late =
+        run({"convert", smallPic(), target, "--driver-dir", drivers, "--timeout", "2"});
+    EXPECT_EQ(late.exit, 3);
+    EXPECT_TRUE(contains(late.err, "put line: no answer within 2 s"));
+    EXPECT_EQ(contentOf(target), "old");
+    EXPECT_EQ(namesIn(files().path()), (Names{"o.1039-1", "small.pic"}));
+}
+
+TEST_F(ConvertTest, aDriverThatWritesNothingIsAFailure) {
+    const Ended ended = run(
+        {"convert", smallPic(), in("o.1039-1"), "--driver-dir", driverFolder({"echo", "dies"})});
+    EXPECT_EQ(ended.exit, 1);
+    EXPECT_TRUE(contains(ended.err, in("o.1039-1") + ": the driver wrote nothing"));
+    EXPECT_EQ(namesIn(files().path()), Names{"small.pic"});
+}
+
+} // namespace

@@ -1,0 +1,346 @@
+// SPDX-License-Identifier: MIT
+// tdr info and tdr scene on scenes, splines and hierarchies.
+#include "tdr/commandTesting.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+
+namespace {
+
+using namespace commandTesting;
+using Json = nlohmann::json;
+using Names = std::set<std::string>;
+
+const std::string kScene = "SSCN \nmade by hand v2.60 \n\nFRAME 5 25 1 1 \nRATE 25 \n";
+
+class SceneTest : public CommandTest {
+  protected:
+    /// The JSON of the one file.
+    Json info(const std::string& file) {
+        const Ended ended = run({"info", "--json", file});
+        EXPECT_EQ(ended.exit, 0) << ended.err;
+        return Json::parse(ended.out).at(0); // throws, and so fails, where it is no JSON
+    }
+
+    /// A copy of a sample in the test's folder.
+    std::string copyOf(const std::string& name) {
+        return files().write(name, contentOf(sample(name)));
+    }
+};
+
+// -------------------------------------------------------------------------------------------- info
+
+TEST_F(SceneTest, infoTellsWhatASceneHolds) {
+    const Ended ended = run({"info", sample("lighthouse.scn")});
+    EXPECT_EQ(ended.exit, 0);
+    EXPECT_EQ(ended.err, "");
+    for (const char* part :
+         {": scene\n", "frames    1 to 240\n", "rate      30 frames per second",
+          "path      objects \"MODELS\"\n", "camera    at along the path \"cam_flight\"\n",
+          "field of view curve CAM_FOV (4 keys), roll 0", "\"beam\": spot, at 0 17.2 0",
+          "tree      \"lighthouse\", 5 nodes\n",
+          "      \"lantern\": translation 0 0.6 0; rotation [",
+          "scaling 1 1 1; 1 block (MATERIAL)\n", "spline    \"shore line\": BSPLINE, 5 points\n",
+          "wave      1 block (WAVE)\n", "curves    20: FAD_END, CAM_POS"}) {
+        EXPECT_TRUE(contains(ended.out, part));
+    }
+}
+
+TEST_F(SceneTest, jsonHasEverythingInTheRecord) {
+    const Json scene = info(sample("lighthouse.scn"));
+    EXPECT_EQ(scene["kind"], "scene");
+    EXPECT_EQ(scene["frames"]["last"], 240);
+    EXPECT_EQ(scene["rendering"]["postRendering"], "compress -f lighthouse");
+    EXPECT_EQ(scene["camera"]["fieldOfView"]["keys"][2]["leftSlope"], -0.09);
+    EXPECT_EQ(scene["camera"]["position"]["path"]["points"][3]["position"],
+              Json::array({12, 7, 29.5}));
+    EXPECT_EQ(scene["lights"][0]["colour"][1]["channel"], "LIG_COL_G");
+    EXPECT_EQ(scene["lights"][1]["interest"]["curves"]["x"]["before"], "cycle");
+    const Json& tree = scene["trees"][0];
+    EXPECT_EQ(tree[3]["name"], "lantern");
+    EXPECT_EQ(tree[3]["parent"], 2);
+    EXPECT_EQ(tree[0]["rotation"], Json::array({0, 12.5, 0}));
+    EXPECT_EQ(tree[4]["shapes"][1]["weights"][0]["channel"], "SWEIGHT");
+    EXPECT_EQ(scene["curveCount"], 20);
+
+    const Json lamp = info(sample("desk_lamp.hrc"));
+    EXPECT_EQ(lamp["kind"], "hierarchy");
+    EXPECT_EQ(lamp["trees"][0][0]["userData"][0]["tag"], "NOTE");
+    EXPECT_EQ(lamp["trees"][0][0]["userData"][0]["size"], 51);
+    EXPECT_TRUE(contains(lamp["trees"][0][1]["contents"][0], "mesh\n"));
+    const Json odd = info(files().write(
+        "odd.scn", kScene + "SPLINE LINEAR \n   NAME 'l' \n   POINTS 1 \n      POSITION 1 2 3 \n"
+                            "      PREVIOUS 4 5 6 \n      CONSTRAINT G1 \n"));
+    EXPECT_EQ(odd["splines"][0]["points"][0]["previous"], Json::array({4, 5, 6}));
+    EXPECT_EQ(odd["splines"][0]["points"][0]["constraint"], "G1");
+    const Json vase = info(sample("vase.spl"));
+    EXPECT_EQ(vase["kind"], "spline");
+    EXPECT_EQ(vase["spline"]["points"][4]["segment"], "LINEAR");
+    EXPECT_EQ(vase["spline"]["points"][2]["flags"], 65536);
+}
+
+TEST_F(SceneTest, jsonIsValidWhateverTheFileSays) {
+    const std::string numbers = kScene + "PIXEL_RATIO 1e999 \nCAMERA \n   ROLL NAN \n   "
+                                         "NEAR -INFINITE \n   FAR 9e99 \n";
+    const Json extreme = info(files().write("numbers.scn", numbers));
+    EXPECT_TRUE(extreme["camera"]["roll"].is_number());
+    EXPECT_GT(extreme["camera"]["far"], 3e38);
+
+    const std::string name = "a\"b\\<&>\xff\xc3\xa9\x01";
+    const Json named = info(files().write("name.scn", kScene + "LIGHT \n   LIGHT_NAME '" + name +
+                                                          "' \n   LIGHT_TYPE POINT \n"));
+    EXPECT_EQ(named["lights"][0]["name"], "a\"b\\<&>\\xff\xc3\xa9\x01");
+    const Ended text = run({"info", in("name.scn")});
+    EXPECT_TRUE(contains(text.out, "a\"b\\<&>\\xff\xc3\xa9\\x01"));
+
+    std::string deep = kScene + "HIERARCHY \n   MODEL 'n0' '' \n";
+    for (int i = 1; i < 4000; ++i) {
+        deep += "   MODEL 'n" + std::to_string(i) + "' 'n" + std::to_string(i - 1) + "' \n";
+    }
+    const Json chain = info(files().write("deep.scn", deep));
+    EXPECT_EQ(chain["trees"][0].size(), 4000U);
+    EXPECT_EQ(chain["trees"][0][3999]["parent"], 3998);
+    EXPECT_LT(run({"info", in("deep.scn")}).out.size(), 100000U) << "rows are bounded";
+}
+
+#if !defined(__SANITIZE_ADDRESS__)
+TEST_F(SceneTest, aBigFileTakesLittleMemoryAndTooLittleIsSaid) {
+    std::string tree = "HRCH: x v2.60\n\n\nmodel\n{\n";
+    std::string scene = kScene + "HIERARCHY \n   MODEL 'n' '' \n";
+    for (int i = 0; i < 80000; ++i) {
+        tree += "model {\n}\n";
+        scene += "   MODEL 'a node with a name' 'n' \n      SCALING 1 1 1 \n      ROTATION 0 12.5 "
+                 "0 \n      TRANSLATION STATIC \n         0.4 15.1 0 \n      WIRE_COLOUR 12 \n";
+    }
+    const std::string nodes = files().write("nodes.hrc", tree + "}\n");
+    const std::string big = files().write("big.scn", scene);
+    const auto with = [](const std::string& file) {
+        const std::string out = file + ".out";
+        return std::vector<std::vector<std::string>>{{"info", file, "--json"},
+                                                     {"scene", "check", file},
+                                                     {"scene", "format", file, "-o", out}};
+    };
+    const rlim_t enough = 3 * scene.size() + (rlim_t{40} << 20);
+    for (const auto& line : with(big)) {
+        EXPECT_EQ(run(line, {.memory = enough}).exit, 0) << testing::PrintToString(line);
+    }
+    for (const auto& line : with(nodes)) {
+        EXPECT_EQ(run(line, {.memory = enough}).exit, 0) << testing::PrintToString(line);
+        fs::remove(nodes + ".out");
+        const Ended little = run(line, {.memory = rlim_t{22} << 20});
+        EXPECT_EQ(little.exit, 1) << testing::PrintToString(line);
+        EXPECT_EQ(little.err, "tdr: " + nodes + ": out of memory\n");
+    }
+    EXPECT_EQ(namesIn(files().path()), (Names{"big.scn", "big.scn.out", "nodes.hrc"}));
+}
+#endif
+
+// ------------------------------------------------------------------------------------------- check
+
+TEST_F(SceneTest, checkTellsEachLossOnceWithItsLine) {
+    const std::string curve = "CAMERA \n   FIELD_OF_VIEW \nCURVE_TYPE CAM_FOV \nKEYS 2 \n"
+                              "TIME 1 VALUE 2 KEYTYPE KEYFRAME \n\n";
+    const std::string lamp = contentOf(sample("desk_lamp.hrc"));
+    const std::string spline = "SPLN: x v2.60\n\n\nspline\n{\n";
+    const struct {
+        const char* name;
+        std::string bytes;
+        std::vector<const char*> lines; ///< the whole output, in parts that follow on each other
+    } cases[] = {
+        {"words.scn",
+         kScene + "GIZMO 7 \nCAMERA \n   NEAR 0.5 \nLIGHT \n   LIGHT_TYPE TORCH \n   "
+                  "COLOUR 1 1 1 \nWIDGET \nPAUSE 0 \n",
+         {":6: unknown word \"GIZMO\" and 1 word behind it\n", ":10: unknown word \"TORCH\"\n",
+          ":12: unknown word \"WIDGET\"\n", ": 4 unknown words\n"}},
+        {"typo.scn",
+         kScene + curve + "TIME 2 VALEU 3 \n   LEFT_SLOPE 0 \n\nTIME 3 VALUE 2 \nFAR 7 \n",
+         {":12: ", "unknown word \"VALEU\" and 9 words behind it, up to line 16\n",
+          ": 10 unknown "}},
+        {"numbers.scn",
+         kScene + "PAUSE 0 \nFRAME 1 40000 1 1 \nRATE thirty \n",
+         {":7: dropped \"FRAME\" given before; the later value counts; ",
+          "bad number \"40000\" (expected: whole number from -32768 to 32767)\n",
+          ":8: ", "bad number \"thirty\" (expected: number)\n", ": 2 bad numbers, 2 dropped\n"}},
+        {"cut.scn",
+         kScene + "OUTPUT_FILE '" + std::string(300, 'x') + "' \n",
+         {":6: cut \"'xxx", ": 1 cut\n"}},
+        {"end.hrc", lamp.substr(0, lamp.size() - 2), {": 1 missing\n"}},
+        {"points.spl", spline + "  nbKeys 3\n  controlPoints\n  {\n  }\n}\n", {": 1 missing\n"}},
+        {"word.spl", spline + "  colour\n  controlPoints\n  {\n  }\n}\n", {": 1 unknown word\n"}},
+        {"newer.scn",
+         "SSCN \nx v3.25 \n\nPAUSE 0 \n",
+         {": Warning: scene file version 3.25 is later than", ": everything was read\n"}},
+    };
+    std::vector<std::string> line = {"scene", "check", sample("vase.spl"), in("none.scn")};
+    std::string expected;
+    for (const auto& c : cases) {
+        line.push_back(files().write(c.name, c.bytes));
+    }
+    const Ended ended = run(line);
+    EXPECT_EQ(ended.exit, 1);
+    EXPECT_EQ(ended.err, "tdr: " + in("none.scn") + ": No such file or directory\n");
+    EXPECT_TRUE(contains(ended.out, "vase.spl: everything was read\n"));
+    for (const auto& c : cases) {
+        std::size_t at = 0;
+        for (const std::string part : c.lines) {
+            const std::string whole = (part[0] == ':' ? in(c.name) : "") + part;
+            at = ended.out.find(whole, at);
+            ASSERT_NE(at, std::string::npos) << whole << "is not in:\n" << ended.out;
+        }
+    }
+    EXPECT_EQ(std::ranges::count(ended.out, '\n'), 20);
+    EXPECT_TRUE(contains(run({"info", in("words.scn")}).out, "check     4 unknown words"));
+}
+
+TEST_F(SceneTest, whatHasNoLossIsWhole) {
+    const Ended ended = run({"scene", "check", sample("lighthouse.scn"), sample("desk_lamp.hrc")});
+    EXPECT_EQ(ended.exit, 0);
+    EXPECT_EQ(ended.out, sample("lighthouse.scn") + ": everything was read\n" +
+                             sample("desk_lamp.hrc") + ": everything was read\n");
+}
+
+TEST_F(SceneTest, aFileOfNonsenseHasABoundedCheck) {
+    std::string nonsense = kScene;
+    for (int i = 0; i < 100000; ++i) {
+        nonsense += "x \nPAUSE y \n";
+    }
+    const Ended ended = run({"scene", "check", files().write("x.scn", nonsense)});
+    EXPECT_EQ(ended.exit, 1);
+    EXPECT_LT(ended.out.size(), 200000U);
+    EXPECT_TRUE(contains(ended.out, "further remarks\n"));
+    EXPECT_TRUE(contains(ended.out, ": 100000 unknown words, 100000 bad numbers, 99999 dropped\n"));
+}
+
+TEST_F(SceneTest, everyWayToFailHasItsOwnReason) {
+    const std::string binary = "\x53\x80\xF6\x34" + std::string(84, '\0');
+    std::filesystem::create_directory(in("folder.scn"));
+    const struct {
+        std::string file;
+        const char* reason;
+    } cases[] = {
+        {in("none.scn"), "none.scn: No such file or directory"},
+        {in("folder.scn"), "folder.scn: Is a directory"},
+        {files().write("empty.spl", ""), "empty.spl: the file is empty"},
+        {files().write("a.txt", "SSCN"), "a.txt: the name does not end in .scn, .spl or .hrc"},
+        {files().write("magic.scn", "hello"), "magic.scn: not a scene file: it does not begin with "
+                                              "SSCN"},
+        {files().write("magic.spl", "HRCH: x"), "magic.spl: not a spline file: it does not begin "
+                                                "with SPLN or as a binary file"},
+        {files().write("magic.hrc", "x"), "magic.hrc: not a hierarchy file"},
+        {files().write("header.hrc", binary.substr(0, 50)), "header.hrc: ends inside its header"},
+        {files().write("older.spl", binary + "BEZR"), "older.spl: is of the older layout BEZR"},
+        {files().write("other.hrc", binary + "SPLN"), "other.hrc: holds \"SPLN\" and no hierarchy"},
+        {files().write("short.spl", "SPLN: x v2.60\n\n\nspline\n{\n"), "short.spl: cut short or "
+                                                                       "damaged (line "},
+    };
+    for (const auto& c : cases) {
+        for (const std::vector<std::string>& line :
+             {std::vector<std::string>{"scene", "check", c.file},
+              {"scene", "format", c.file, "-o", in("out")},
+              {"plot", c.file, "-o", in("out")}}) {
+            const Ended ended = run(line);
+            EXPECT_EQ(ended.exit, 1) << c.file;
+            EXPECT_EQ(ended.out, "");
+            EXPECT_TRUE(contains(ended.err, c.reason));
+            EXPECT_FALSE(std::filesystem::exists(in("out")));
+        }
+    }
+}
+
+TEST_F(SceneTest, usageErrorsExitWith2) {
+    const std::string file = sample("vase.spl");
+    const std::vector<std::vector<std::string>> lines = {
+        {"scene"},
+        {"scene", "check"},
+        {"scene", "polish", file},
+        {"scene", "format", file},
+        {"scene", "check", file, "-o", "x"},
+        {"plot", file},
+        {"plot", file, "-o", ""},
+        {"scene", "format", in("a.spl"), "-o", ""}, // once replaced the file itself
+        {"plot", file, "-o", in("o"), "--frames", "5"},
+        {"plot", file, "-o", in("o"), "--frames", "9-5"},
+        {"plot", file, "-o", in("o"), "--frames", "1-99999999999"},
+        {"plot", file, "-o", in("o"), "--frames", "1-2x"},
+        {"plot", file, "-o", in("o"), "--show", "meshes"},
+    };
+    for (const auto& line : lines) {
+        SCOPED_TRACE(testing::PrintToString(line));
+        EXPECT_EQ(run(line).exit, 2);
+    }
+    EXPECT_TRUE(namesIn(files().path()).empty());
+}
+
+// ----------------------------------------------------------------------------------------- writing
+
+TEST_F(SceneTest, formatWritesTheSamplesAsTheyAre) {
+    for (const char* name : {"lighthouse.scn", "vase.spl", "desk_lamp.hrc"}) {
+        const Ended ended = run({"scene", "format", sample(name), "-o", in("out")});
+        EXPECT_EQ(ended.exit, 0);
+        EXPECT_EQ(ended.out + ended.err, "");
+        EXPECT_EQ(contentOf(in("out")), contentOf(sample(name))) << name;
+    }
+    EXPECT_EQ(namesIn(files().path()), Names{"out"});
+}
+
+TEST_F(SceneTest, formatWritesTheVersionOfTheToolkit) {
+    const std::string file = files().write("old.scn", "SSCN \nold v2.00 \nFRAME 2 3 1 1 \n");
+    EXPECT_EQ(run({"scene", "format", file, "-o", in("new.scn")}).exit, 0);
+    EXPECT_TRUE(contains(contentOf(in("new.scn")), "Niofle scene v2.60 \n"));
+    EXPECT_TRUE(contains(contentOf(in("new.scn")), "\nFRAME 2 3 1 1 \n"));
+}
+
+TEST_F(SceneTest, binaryAndTextReplaceTheFileAndComeBackEqual) {
+    for (const char* name : {"vase.spl", "desk_lamp.hrc"}) {
+        const std::string file = copyOf(name);
+        EXPECT_EQ(run({"scene", "binary", file}).exit, 0);
+        EXPECT_TRUE(contentOf(file).starts_with("\x53\x80\xF6\x34"));
+        EXPECT_EQ(info(file)["flavour"], "binary");
+        EXPECT_EQ(run({"scene", "format", file, "-o", file}).exit, 0) << "keeps the flavour";
+        EXPECT_TRUE(contentOf(file).starts_with("\x53\x80\xF6\x34"));
+        EXPECT_EQ(run({"scene", "text", file}).exit, 0);
+        EXPECT_EQ(contentOf(file), contentOf(sample(name)));
+    }
+    const Ended scene = run({"scene", "binary", sample("lighthouse.scn"), "-o", in("o")});
+    EXPECT_EQ(scene.exit, 1);
+    EXPECT_TRUE(contains(scene.err, "lighthouse.scn: scenes have no binary flavour"));
+}
+
+TEST_F(SceneTest, aFileIsNeverReplacedByOneThatHoldsLess) {
+    const std::string text =
+        "SPLN: x v2.60\n\n\nspline\n{\n  gloss\n  controlPoints\n  {\n  }\n}\n";
+    const std::string file = files().write("a.spl", text);
+    for (const std::vector<std::string>& line :
+         {std::vector<std::string>{"scene", "text", file}, {"scene", "format", file, "-o", file}}) {
+        const Ended inPlace = run(line);
+        EXPECT_EQ(inPlace.exit, 1);
+        EXPECT_EQ(inPlace.err, "tdr: " + file +
+                                   ": not replaced, name another file with -o: 1 "
+                                   "unknown word when it was read (tdr scene check "
+                                   "tells where)\n");
+        EXPECT_EQ(contentOf(file), text);
+    }
+    const Ended beside = run({"scene", "text", file, "-o", in("b.spl")});
+    EXPECT_EQ(beside.exit, 1) << "written, and told";
+    EXPECT_TRUE(contains(beside.err, "a.spl:6: unknown word \"gloss\"\n"));
+    EXPECT_TRUE(
+        contains(beside.err, "b.spl: written, but not everything is in it: 1 unknown word"));
+    EXPECT_EQ(namesIn(files().path()), (Names{"a.spl", "b.spl"}));
+}
+
+TEST_F(SceneTest, aWriteThatFailsLeavesTheOldFile) {
+    const std::string old = files().write("o.spl", "old");
+    const Ended small = run({"scene", "format", sample("vase.spl"), "-o", old},
+                            {.largestFile = 500, .ignoreSizeSignal = true});
+    EXPECT_EQ(small.exit, 1);
+    EXPECT_TRUE(contains(small.err, "o.spl: File too large"));
+    EXPECT_EQ(contentOf(old), "old");
+    EXPECT_EQ(namesIn(files().path()), Names{"o.spl"});
+    std::filesystem::create_symlink("/dev/full", in("full.hrc"));
+    const Ended full = run({"scene", "format", sample("desk_lamp.hrc"), "-o", in("full.hrc")});
+    EXPECT_EQ(full.exit, 1);
+    EXPECT_TRUE(contains(full.err, "full.hrc: No space left on device"));
+    EXPECT_EQ(run({"scene", "format", sample("vase.spl"), "-o", in("no/o.spl")}).exit, 1);
+}
+
+} // namespace
