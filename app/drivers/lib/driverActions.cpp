@@ -318,7 +318,7 @@ void TDR_Driver::enterCell(std::int32_t cell) {
     if (cellChanged == 0 && cell == currentCell) {
         return;
     }
-    // Kept: A cell that was set by request counts as changed for good.
+    // Kept: A cell that was set by request stays marked as changed.
     // One would expect the mark to be cleared once the cell was read. It stays, so that from then
     // on every get request runs the pre-read command; hosts rely on the file being fetched anew.
     currentCell = cell;
@@ -347,7 +347,7 @@ int TDR_Driver::setTiling(long width, long height) {
 }
 
 int TDR_Driver::setStampBounds([[maybe_unused]] long width, long height) {
-    // Kept: The stamp's height goes where its width belongs.
+    // Kept: The stamp's height is stored as its width.
     // One would expect both values to be stored in order. The first is ignored, the second lands in
     // the first slot, and hosts that ask afterwards get what they always got.
     stampBounds[0] = static_cast<std::int32_t>(height);

@@ -51,7 +51,7 @@ int TDR_Driver::checkFilePermissions(const char* path, int forWriting, char* dir
         return -1;
     }
     if (forWriting != 0) {
-        // Kept: The test for write permission is made and its outcome is not used.
+        // Kept: Write permission is tested but the outcome is ignored.
         // One would expect a read-only file to be refused here. Only a directory that cannot be
         // searched is; hosts rely on the check passing and on the open to decide.
         const bool writable =

@@ -221,7 +221,7 @@ Outcome readChannel(std::FILE* stream, Fcurve& curve) {
 int readCurve(std::FILE* stream, CurvePointer& curve) {
     const table::Row<Fcurve>* row = table::find(kCurveRows, animToken);
     if (row == nullptr) {
-        // Kept: A curve that begins with a foreign word swallows that word.
+        // Kept: A curve that begins with an unknown word consumes that word.
         // A reader would expect the word to stay for the caller. It is dropped and the next one
         // becomes the look-ahead; readers of triples and positions build on that.
         animNotify(AnimNoticeKind::UnknownWord, animToken);

@@ -98,7 +98,7 @@ std::uint32_t headerReadAscii(std::FILE* stream, float* version) {
 }
 
 int stringWriteBinary(std::FILE* stream, const char* string) {
-    // Kept: A null string is written as an empty one, yet answered with 0.
+    // Kept: A null string is written as an empty one, but the call returns 0.
     // A reader would expect either a failure or a written string; files rely on the zero byte being
     // there, callers on telling the two apart.
     const char* text = string != nullptr ? string : "";

@@ -39,7 +39,7 @@ enum FcurveInterpolation : std::int16_t {
 enum FcvKeyType : std::int16_t { kKeyFreeform = 0, kKeyKeyframe, kKeyKeypath, kKeyRawdata };
 
 /// One key. Keys stand in an array in ascending order of time.
-// Kept: The right slope stands before the left one in a key's memory.
+// Kept: A key stores its right slope before its left one.
 // The text form names the left slope first, and a reader would expect one order for both. Programs
 // that fill keys by position rely on the memory order, files on the other.
 struct FcvKey {

@@ -90,7 +90,7 @@ int tagDispose(Tag** record) {
 }
 
 std::size_t tagRowSize(const Tag* record) {
-    // Kept: A matte row takes a byte for every pixel, in eights, though it holds bits.
+    // Kept: A matte row takes one byte a pixel, rounded up to eight, although it holds bits.
     // A reader would expect an eighth of that; callers have always been given this much room, and
     // some use it.
     return (static_cast<std::size_t>(record->width) + 7) / 8 * 8;

@@ -82,7 +82,7 @@ Picture* pictureAllocate() {
 }
 
 int pictureDispose(Picture** record) {
-    // Kept: Disposing of a picture leaves the caller's pointer as it is.
+    // Kept: Disposing of a picture leaves the caller's pointer unchanged.
     // A reader would expect null there, as every other dispose of the toolkit stores; whoever
     // disposes of a picture sets the pointer to null itself.
     if (record != nullptr && *record != nullptr) {
@@ -123,7 +123,7 @@ int pictureWriteFile(const char* name, Picture* record, const ChannelPacket* cha
     ChannelPacket* packets = const_cast<ChannelPacket*>(chain);
     std::FILE* stream = pictureWriteFileHeader(name, record, &packets);
     const Chain ownChain(chain == nullptr ? packets : nullptr);
-    // Kept: Writing a whole picture reports success even when the file could not be opened.
+    // Kept: Writing a whole picture reports success even if the file could not be opened.
     // A reader would expect 0; callers have always got 1 and look at the file instead.
     if (stream == nullptr) {
         return 1;

@@ -88,7 +88,7 @@ bool readScanline(StreamWindow* window, Line* discarded, Picture* record,
     for (const ChannelPacket* packet = chain; packet != nullptr; packet = packet->next) {
         const PacketChannels channels(packet->channels);
         const int encoding = packetEncoding(packet);
-        // Kept: A packet of an unknown encoding moves nothing and leaves the stream alone.
+        // Kept: A packet of an unknown encoding decodes nothing and consumes nothing.
         // A reader would expect an error; instead its channels keep what their lines held, and the
         // next packet is taken to begin at the same place.
         if (channels.count > 0 && encoding < kEncodings) {

@@ -96,7 +96,7 @@ bool readRows(std::FILE* stream, const Rows& rows, Block& block) {
 
 /// Reads a block of a camera or a light, whose first token is the current one. 1, or 0 at end of
 /// file.
-// Kept: An empty camera or light block takes the word after it along.
+// Kept: An empty camera or light block also consumes the word after it.
 // A reader would expect a block without lines to leave what follows alone; the first token examined
 // is dropped when it is none of the block's words. Files rely on it where a stray word stands
 // there.

@@ -175,7 +175,7 @@ int lightWriteAsciiAnimation(std::FILE* stream, const Light* light) {
     return 1;
 }
 
-// Kept: The light reader reads its first token itself, the camera reader does not.
+// Kept: The light reader reads its first token itself; the camera reader does not.
 // A reader would expect both to begin alike. Scene readers, also those of other programs, call the
 // one with its keyword still current and the other with the token after it.
 int lightReadAsciiAnimation(std::FILE* stream, Light* light) {

@@ -163,7 +163,7 @@ const Model* modelNextBelow(const Model* node, const Model* root) {
     return node == nullptr || node == root ? nullptr : node->next;
 }
 
-// Kept: The search runs on past the start node's subtree.
+// Kept: The search continues past the start node's subtree.
 // A reader would expect it to look at the start node and what is below it; it follows the walk to
 // the end of the whole tree instead and may return a node that stands beside or above the subtree.
 // Programs that search on from the last match rely on it.

@@ -265,7 +265,7 @@ int sceneWriteAsciiAnimation(const char* headerText, float version, const Scene*
     }
     base::UniqueFile file = textfile::open(fileName.get(), 'w');
     if (file == nullptr) {
-        // Kept: The writer's complaint about a file that it cannot open has no line end.
+        // Kept: The writer's message about a file that it cannot open has no newline.
         // A reader would expect it to look like the reader's, with quotes, full stop and newline.
         // Programs that scan the toolkit's messages tell the two apart by it.
         optionPrint("Unable to open file %s", fileName != nullptr ? fileName.get() : "");

@@ -108,7 +108,7 @@ IPC_LinkIrix::IPC_LinkIrix(short localIdGiven, short localSubIdGiven, const IPC_
 
 IPC_LinkIrix::~IPC_LinkIrix() {
     close();
-    // Kept: A socket link that goes lowers the population by two.
+    // Kept: Destroying a socket link lowers the population by two.
     // One would expect it to be lowered once, as making the link raised it once; the base class
     // lowers it again.
     --population;
@@ -187,7 +187,7 @@ void IPC_LinkIrix::connect(int port) {
                              : "IPC_LinkIrix: Received kill from parent.\n");
         linkStatus = 1;
     }
-    // Kept: The parent's ids are taken even when the handshake failed.
+    // Kept: The parent's ids are stored even if the handshake failed.
     // One would expect them to stay unknown. They come from the packet as it stands, which is this
     // end's own request when no reply came.
     peerId = packet.datacmd[ipc::kWordSenderId];
@@ -210,7 +210,7 @@ int IPC_LinkIrix::transmit(IPC_DataPacket* p, int stampSender) {
     }
     base::say("IPC_LinkIrix: Broken pipe detected - closing link.\n");
     hangUp();
-    // Kept: A broken pipe gives the value of killOnDestroy as the result.
+    // Kept: A broken pipe returns the value of killOnDestroy.
     // One would expect a negative result; callers tell a broken pipe by the link being closed.
     return killOnDestroy;
 }

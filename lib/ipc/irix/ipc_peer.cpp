@@ -54,7 +54,7 @@ constexpr std::array kDescriptions = {
 };
 
 PeerFailure checkProgram(const PeerOptions& options) {
-    // Kept: The program is tested where it stands but looked up along PATH.
+    // Kept: The program is tested at its path but executed by a search of PATH.
     // One would expect both to mean the same file. A name without a slash must be executable in the
     // current directory, and what runs is the first of that name along PATH.
     if (access(options.path.c_str(), X_OK) != 0) {

@@ -130,7 +130,7 @@ int sendinitrequest(short localId, short localSubId, int fd, IPC_DataPacket* p) 
 int getinitdata(short /*localId*/, short /*localSubId*/, int fd, IPC_DataPacket* p) {
     const int ready = awaitReply(fd);
     if (ready < 0) {
-        // Kept: The select failure of the handshake breaks its line before the reason.
+        // Kept: The message about a failed select in the handshake has a newline before the reason.
         // One would expect the prefix and the reason on one line; the prefix carries a newline.
         base::sayError("getinitdata: select error\n", errno);
         return -1;
@@ -142,7 +142,7 @@ int getinitdata(short /*localId*/, short /*localSubId*/, int fd, IPC_DataPacket*
         base::say("getinitdata: Error reading init data\n");
         return -1;
     }
-    // Kept: The class of the parent's init reply is not looked at.
+    // Kept: The class of the parent's init reply is not checked.
     // One would expect class 1 to be demanded; parents that started the child answer with class 1,
     // parents that asked a running process to connect with class 3.
     if (p->datacmd[ipc::kWordCode] == ipc::kInitDataReady) {

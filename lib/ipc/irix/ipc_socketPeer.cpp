@@ -153,7 +153,7 @@ int greetInvited(ipc::Ends ends, int fd, fd_set* set) {
                   code);
         return -1;
     }
-    // Kept: A process that was asked to connect is answered with class 3 and the process id.
+    // Kept: A process that was asked to connect gets class 3 and the process id as its reply.
     // One would expect the answer that a started program gets (class 1, no long), and the class of
     // what comes in to be looked at as it is there.
     ipc::fillHeader(packet, ends, ipc::kClassInit, ipc::kInitDataReady);

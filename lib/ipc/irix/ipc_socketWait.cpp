@@ -90,7 +90,7 @@ int getsockfd(fd_set* set, IPC_QUEUE_MODE queueMode, IPC_BLOCKING_MODE blockingM
     if (limited) {
         return -2;
     }
-    // Kept: The line for a wait that ends with nothing names getsockgd.
+    // Kept: The message for a wait without a result names getsockgd.
     // One would expect the function's own name; the misspelt one is what logs have always shown.
     base::say("getsockgd: False condition\n");
     return -1;

@@ -12,7 +12,7 @@ using namespace softimage;
 
 namespace {
 
-// Kept: The table holds two formats, the count says one.
+// Kept: The table holds two formats, but the count says one.
 // A reader would expect a count of 2. A host that asks how many formats there are learns of RGBA
 // only, although the matte format answers when it is asked for by its index; hosts rely on it.
 constexpr std::int32_t kOfferedFormats = 1;
@@ -26,7 +26,7 @@ constexpr std::int32_t kWriteDirection = 8;
 
 } // namespace
 
-// Kept: The driver answers that it cannot work.
+// Kept: The driver reports that it cannot work on this machine.
 // A reader would expect devicePredicate to say yes here, since nothing that the driver needs may be
 // missing. The answer of the base class stands; hosts start it without asking.
 TDR_Driver* createDriver(int port) {
@@ -81,7 +81,7 @@ int TDR_SoftimageFilter::setPixelFormat(int format) {
     if (wanted == currentFormat) {
         return 0;
     }
-    // Kept: The refusal of an unknown pixel format never happens.
+    // Kept: An unknown pixel format is never refused.
     // A reader would expect a format such as 7 to be refused here. Every value but 1 already stands
     // for 0, so that the test cannot fail; hosts rely on being served RGBA whatever they ask for.
     constexpr int kKnown[] = {kFormatRgba, kFormatTag, kFormatRgb, kFormatAlpha};

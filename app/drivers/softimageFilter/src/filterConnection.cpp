@@ -11,7 +11,7 @@
 #include <utility>
 
 int TDR_SoftimageFilter::connectToFile(char* name, int mode) {
-    // Kept: The permission check sees the bare name, the file may have another.
+    // Kept: Permissions are checked for the bare name; the file may have another.
     // A reader would expect the file that is checked to be the one that is opened. The check takes
     // the name as given, then the toolkit appends ".pic" (or ".tag") to a name without it: "m.tag"
     // is looked for as the picture "m.tag.pic" first, and a matte under another name is not found.
@@ -94,7 +94,7 @@ int TDR_SoftimageFilter::disconnectFromFile() {
         result = flushKeptLines() ? 1 : 0;
     }
     if (file) {
-        // Kept: Closing a file that was only read calls for the post-write command.
+        // Kept: Closing a file that was only read runs the post-write command.
         // A reader would expect the command after writing only. The result is 1 for every file that
         // was open, and 1 runs the command; hosts rely on it.
         result = closeFile() ? 1 : -1;
@@ -107,7 +107,7 @@ bool TDR_SoftimageFilter::flushKeptLines() {
     bool flushed = false;
     for (long k = lastWrittenLine + 1L; k < height(); ++k) {
         unsigned char* line = lineCache[static_cast<std::size_t>(k)].get();
-        // Kept: Lines never sent are not written.
+        // Kept: Lines that were never sent are not written.
         // A reader would expect a gap to be filled. The file simply has fewer lines; hosts rely on
         // sending every line.
         if (line == nullptr) {

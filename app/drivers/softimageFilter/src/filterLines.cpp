@@ -99,7 +99,7 @@ void TDR_SoftimageFilter::copyToTempBuffers(int format, unsigned char* hostLine)
 }
 
 void TDR_SoftimageFilter::copyFromTempBuffers(int format, unsigned char* hostLine) {
-    // Kept: A channel that the file lacks leaves the host's bytes alone.
+    // Kept: A channel missing from the file leaves the host's bytes unchanged.
     // A reader would expect opaque alpha, or black. The bytes of that channel stay what they were
     // in the host's block; hosts rely on preparing it.
     channelsToHostLine(format, linesOf(channelBuffers), indexOf(width()), hostLine);
@@ -257,7 +257,7 @@ bool TDR_SoftimageFilter::readTagScanline(long k) {
 }
 
 void TDR_SoftimageFilter::packTagRow(long k, unsigned char* hostLine) {
-    // Kept: Matte bits are added to what the host's block holds.
+    // Kept: Matte bits are OR-ed into the host's block.
     // A reader would expect the block to be overwritten. The bits are ORed into it; hosts rely on
     // clearing it first.
     for (int channel = 0; hostLine != nullptr && channel < tag->channelCount; ++channel) {
