@@ -3,6 +3,7 @@
 // it knows both formats. They work on one shared block, so that nothing is copied: the whole
 // picture or, when it is a large one, line by line.
 #include "base/limits.h"
+#include "files/readableFile.h"
 #include "files/replacedFile.h"
 #include "output/console.h"
 #include "pictures/alpha.h"

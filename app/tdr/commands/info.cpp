@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // tdr info FILE...: what a file is.
+#include "files/readableFile.h"
 #include "info/fileKinds.h"
 #include "output/console.h"
 #include "pictures/pictureFile.h"
