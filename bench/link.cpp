@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 // The link: queries, lines and whole pictures over a connection to a real driver, both processes on
 // one processor, and the start of a driver.
-#include "IPC_LinkIrix.h"
 #include "base/hugePages.h"
 #include "base/uniqueFd.h"
 #include "ipc_peer.h"
 #include "ipc_socket.h"
+#include "ipc_wire.h"
 #include "pictures.h"
 #include "pingPong.h"
 #include "rounds.h"
@@ -51,7 +51,7 @@ void must(const tdr::Status& status) {
     }
 }
 
-/// A driver behind a bare link, as it is under the host library. Ends it with the object.
+/// A driver behind the wire that the host library uses, without the library. Ends with the object.
 class BareDriver {
   public:
     BareDriver() {
@@ -63,29 +63,25 @@ class BareDriver {
         if (start.failure != ipc::PeerFailure::None) {
             throw std::runtime_error(ipc::describe(start.failure));
         }
-        pid_ = start.peer.process.pid();
-        link_ = std::make_unique<IPC_LinkIrix>(1, 1,
-                                               IPC_StartedPeer{start.peer.socket.release(), pid_,
-                                                               start.peer.peerId,
-                                                               start.peer.peerSubId});
+        peer_ = std::move(start.peer);
         receive(); // the start-up OK
     }
     ~BareDriver() {
-        link_.reset();
-        waitpid(pid_, nullptr, 0);
+        peer_.socket.reset();
+        waitpid(peer_.process.pid(), nullptr, 0);
     }
     BareDriver(const BareDriver&) = delete;
     BareDriver& operator=(const BareDriver&) = delete;
 
     void roundTrip() {
-        link_->clearData(ipc::kClassInfo, kUnknownQuery, &packet_);
-        link_->transmit(&packet_, 0);
+        begin(ipc::kClassInfo, kUnknownQuery);
+        send();
         receive();
     }
 
     std::int16_t order(std::int16_t code, std::initializer_list<std::int32_t> longs,
                        const char* text = nullptr) {
-        link_->clearData(ipc::kClassAction, code, &packet_);
+        begin(ipc::kClassAction, code);
         packet_.numof_longs = static_cast<std::int32_t>(longs.size());
         std::copy(longs.begin(), longs.end(), packet_.longdata);
         if (text != nullptr) {
@@ -93,7 +89,7 @@ class BareDriver {
             packet_.numof_chars = static_cast<std::int32_t>(std::strlen(text) + 1);
             std::memcpy(packet_.chardata, text, std::strlen(text) + 1);
         }
-        link_->transmit(&packet_, 0);
+        send();
         do {
             receive();
         } while (packet_.datacmd[ipc::kWordCode] == ipc::kEventBlockTaken);
@@ -101,15 +97,27 @@ class BareDriver {
     }
 
   private:
+    void begin(std::int16_t messageClass, std::int16_t code) {
+        packet_ = {};
+        ipc::fillHeader(packet_, {1, 1, peer_.peerId, peer_.peerSubId}, messageClass, code);
+        deadline_ = ipc::deadlineAfter(std::chrono::seconds(20));
+    }
+    void send() {
+        if (ipc::sendPacket(peer_.socket.get(), packet_, deadline_, -1, &peer_.process) !=
+            ipc::SendEnd::Sent) {
+            throw std::runtime_error("the driver does not listen");
+        }
+    }
     void receive() {
-        if (link_->receive(IPC_QUEUE_SOCKETS, IPC_BLOCKING_TIMED, 20, 0, &packet_) != 1) {
+        if (ipc::receivePacket(peer_.socket.get(), packet_, deadline_, -1, &peer_.process).end !=
+            ipc::ReadEnd::Complete) {
             throw std::runtime_error("the driver does not answer");
         }
     }
 
-    std::unique_ptr<IPC_LinkIrix> link_;
+    ipc::Peer peer_;
+    ipc::Deadline deadline_;
     IPC_DataPacket packet_{};
-    pid_t pid_ = -1;
 };
 
 template <typename Work>

@@ -26,10 +26,4 @@ template <std::integral... Factors>
     return fits ? std::optional(product) : std::nullopt;
 }
 
-/// The sum of two sizes, or nothing when it does not fit.
-[[nodiscard]] constexpr std::optional<std::size_t> checkedSum(std::size_t a, std::size_t b) {
-    std::size_t sum = 0;
-    return __builtin_add_overflow(a, b, &sum) ? std::nullopt : std::optional(sum);
-}
-
 } // namespace base

@@ -2,6 +2,7 @@
 #include "base/diagnostics.h"
 
 #include "base/holdSigpipe.h"
+#include "base/retry.h"
 
 #include <cerrno>
 #include <cstring>
@@ -21,8 +22,7 @@ void writeLine(std::FILE* stream, const char* line, std::size_t length) {
         errno = 0;
         written += std::fwrite(line + written, 1, length - written, stream);
     } while (written < length && errno == EINTR);
-    while (std::fflush(stream) != 0 && errno == EINTR) {
-    }
+    retried([&] { return std::fflush(stream); });
 }
 
 } // namespace

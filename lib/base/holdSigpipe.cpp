@@ -1,19 +1,21 @@
 // SPDX-License-Identifier: MIT
 #include "base/holdSigpipe.h"
 
+#include "base/retry.h"
+
 #include <cerrno>
 #include <ctime>
 
 namespace base {
 
-namespace {
-
-sigset_t onlySigpipe() {
+sigset_t onlySigpipe() noexcept {
     sigset_t set;
     sigemptyset(&set);
     sigaddset(&set, SIGPIPE);
     return set;
 }
+
+namespace {
 
 bool isPending() {
     sigset_t pending;
@@ -33,7 +35,8 @@ HoldSigpipe::~HoldSigpipe() {
     const int kept = errno;
     const sigset_t pipe = onlySigpipe();
     const timespec noWait{};
-    while (!pendingBefore_ && sigtimedwait(&pipe, nullptr, &noWait) < 0 && errno == EINTR) {
+    if (!pendingBefore_) {
+        retried([&] { return sigtimedwait(&pipe, nullptr, &noWait); });
     }
     pthread_sigmask(SIG_SETMASK, &mask_, nullptr);
     errno = kept;

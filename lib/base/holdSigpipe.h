@@ -6,6 +6,9 @@
 
 namespace base {
 
+/// The set of signals that holds only SIGPIPE.
+[[nodiscard]] sigset_t onlySigpipe() noexcept;
+
 /// Holds SIGPIPE back while it lives and forgets the one that was raised meanwhile; one from before
 /// stays. For a write to any stream whose own result says enough: it fails with EPIPE instead of
 /// ending the process. Only this thread's signal mask changes, never the action, which belongs to

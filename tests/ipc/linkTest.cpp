@@ -10,7 +10,7 @@
 #include <chrono>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <limits>
+#include <thread>
 
 using namespace testing_ipc;
 using support::CaptureStderr;
@@ -176,12 +176,39 @@ TEST(Link, AReceivedStringIsAlwaysTerminated) {
     EXPECT_EQ(text, std::string(2047, 'x'));
 }
 
-/// A socket link and the other end of its connection.
-struct Connected {
-    SocketPair pair;
-    base::UniqueFd far = std::move(pair.far);
-    IPC_LinkIrix link{1, 2, IPC_StartedPeer{pair.near.release(), 77, 3, 4}};
+/// What the parent of a link does: takes its call and answers its init request as 3, 4.
+void greet(int listener) {
+    const base::UniqueFd fd(accept4(listener, nullptr, nullptr, SOCK_CLOEXEC));
+    IPC_DataPacket request;
+    EXPECT_EQ(readsockdata(fd.get(), &request), 0);
+    EXPECT_TRUE(same(request, packetOf({1, 2, -1, -1}, 3, 300)));
+    IPC_DataPacket reply = packetOf({3, 4, 1, 2}, 1, 101);
+    EXPECT_EQ(sendsockdata(fd.get(), &reply), 0);
+}
 
+/// A port on which a parent has greeted the next link.
+class GreetingPort {
+  public:
+    GreetingPort() : listener_(createsocket(&port_)), parent_(greet, listener_.get()) {}
+    [[nodiscard]] int port() const { return port_; }
+
+  private:
+    unsigned short port_ = 0;
+    base::UniqueFd listener_;
+    std::jthread parent_;
+};
+
+/// A link that has shaken hands, and the other end of its connection, which is a pair of local
+/// sockets from then on.
+struct Connected {
+    base::UniqueFd far;
+    IPC_LinkIrix link{1, 2, GreetingPort().port()};
+
+    Connected() {
+        SocketPair pair;
+        dup3(pair.near.get(), link.sockfd, O_CLOEXEC);
+        far = std::move(pair.far);
+    }
     int poll(IPC_DataPacket* p) {
         return link.receive(IPC_QUEUE_SOCKETS, IPC_BLOCKING_TIMED, 0, 0, p);
     }
@@ -192,26 +219,25 @@ class SocketLink : public testing::Test {
     void SetUp() override { before_ = support::openDescriptors(); }
     void TearDown() override { EXPECT_EQ(support::openDescriptors(), before_); }
     const KeepAction pipe_{SIGPIPE};
+    const KeepAction child_{SIGCHLD};
 
   private:
     std::set<std::string> before_;
 };
 
-TEST_F(SocketLink, TakesOverAStartedPeer) {
+TEST_F(SocketLink, LearnsItsParentsIdsAndCountsItself) {
     const std::int32_t before = IPC_Link::population;
     {
         const Connected c;
         EXPECT_EQ(c.link.linkStatus, 0);
-        EXPECT_EQ(c.link.childPid, 77);
+        EXPECT_EQ(c.link.childPid, -1);
         EXPECT_EQ(c.link.peerId, 3);
         EXPECT_EQ(c.link.peerSubId, 4);
-        EXPECT_EQ(c.link.parentPid, -1);
+        EXPECT_EQ(c.link.parentPid, 0);
         EXPECT_EQ(IPC_Link::population, before + 1);
     }
     EXPECT_EQ(IPC_Link::population, before - 1) << "a socket link lowers it twice";
     IPC_Link::population = before;
-    const IPC_LinkIrix none(1, 2, IPC_StartedPeer{});
-    EXPECT_EQ(none.linkStatus, -1);
 }
 
 TEST_F(SocketLink, StampsAndSendsAndReceives) {
@@ -389,23 +415,6 @@ TEST_F(SocketLink, ADescriptorThatIsNoneIsAnError) {
               std::string::npos);
     EXPECT_EQ(dup2(copy, c.link.sockfd), c.link.sockfd);
     close(copy);
-}
-
-TEST_F(SocketLink, ASocketBeyondTheSetsWorksToo) {
-    SocketPair pair;
-    const int high = fcntl(pair.near.get(), F_DUPFD_CLOEXEC, 300);
-    ASSERT_GE(high, 300);
-    pair.near.reset();
-    {
-        IPC_LinkIrix link(1, 2, IPC_StartedPeer{high, 77, 3, 4});
-        IPC_DataPacket packet{};
-        EXPECT_EQ(link.receive(IPC_QUEUE_SOCKETS, IPC_BLOCKING_TIMED, 0, 10000, &packet), 0);
-        IPC_DataPacket sent = packetOf({}, 4, 1424);
-        ASSERT_EQ(sendsockdata(pair.far.get(), &sent), 0);
-        EXPECT_EQ(link.receive(IPC_QUEUE_SOCKETS, IPC_BLOCKING_FOREVER, 0, 0, &packet), 1);
-        EXPECT_TRUE(same(packet, sent));
-    }
-    EXPECT_TRUE(atEnd(pair.far.get()));
 }
 
 } // namespace

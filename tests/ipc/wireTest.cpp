@@ -367,19 +367,6 @@ TEST(Wire, ASignalDuringAPacketThatWentOutCountsToo) {
     EXPECT_EQ(sendsockdata(pair.near.get(), &packet), 0) << "the flag outlived its packet";
 }
 
-TEST(Wire, KeepSigpipeBringsTheHostsHandlingBack) {
-    const KeepAction pipe(SIGPIPE);
-    std::signal(SIGPIPE, SIG_IGN);
-    const SocketPair pair;
-    IPC_DataPacket packet = emptyPacket();
-    {
-        const ipc::KeepSigpipe keep;
-        EXPECT_EQ(sendsockdata(pair.near.get(), &packet), 0);
-        EXPECT_EQ(KeepAction::current(SIGPIPE), SIG_DFL);
-    }
-    EXPECT_EQ(KeepAction::current(SIGPIPE), SIG_IGN);
-}
-
 TEST(Wire, APacketOfAHostTouchesNoActionAndLeavesNoSignal) {
     const KeepAction pipe(SIGPIPE);
     for (auto* const action : {SIG_DFL, SIG_IGN, sighandler_t{[](int) { FAIL(); }}}) {

@@ -6,11 +6,8 @@
 #include "ipc_socket.h"
 
 #include <array>
-#include <cerrno>
-#include <chrono>
 #include <cstring>
 #include <new>
-#include <optional>
 #include <poll.h>
 #include <string>
 #include <unistd.h>
@@ -25,7 +22,7 @@ namespace {
 constexpr int kEmptyReadsBeforeDoubt = 40;
 
 /// Pause after each further empty packet while the parent lives: a stream at its end is always
-/// ready, and the loop that reads it is not to turn at full speed.
+/// ready, so that the reading loop does not spin.
 constexpr int kPauseMilliseconds = 100;
 
 std::unique_ptr<char[]> copyOf(const char* text) {
@@ -35,19 +32,7 @@ std::unique_ptr<char[]> copyOf(const char* text) {
     return copy;
 }
 
-/// Waits on a socket beyond what sets hold, as a host with many open files can have; the results
-/// are those of `getsockfd`.
-int waitBeyondSets(int fd, std::optional<std::chrono::milliseconds> limit) {
-    const ipc::Deadline deadline = ipc::deadlineAfter(limit);
-    pollfd watched{fd, POLLIN, 0};
-    int ready = -1;
-    do {
-        ready = poll(&watched, 1, ipc::pollTimeout(deadline));
-    } while (ready < 0 && errno == EINTR);
-    return ready > 0 ? fd : (ready == 0 ? -2 : -1);
-}
-
-/// The links by their sockets, as far as these are in the shared set.
+/// The links by their sockets, all of which are in the shared set.
 std::array<IPC_LinkIrix*, ipc::kSetDescriptors> gLinks{};
 
 /// Linkstatus and line for each result of `startsomeprocess` that is no socket.
@@ -91,19 +76,6 @@ IPC_LinkIrix::IPC_LinkIrix(short localIdGiven, short localSubIdGiven, int port)
     : IPC_Link(localIdGiven, localSubIdGiven, IPC_EXEC_ALWAYS, IPC_SIGNAL_OFF) {
     prepare();
     connect(port);
-}
-
-IPC_LinkIrix::IPC_LinkIrix(short localIdGiven, short localSubIdGiven, const IPC_StartedPeer& peer)
-    : IPC_Link(localIdGiven, localSubIdGiven, IPC_EXEC_ALWAYS, IPC_SIGNAL_OFF) {
-    prepare();
-    sockfd = peer.socket;
-    childPid = peer.pid;
-    peerId = peer.peerId;
-    peerSubId = peer.peerSubId;
-    linkStatus = sockfd < 0 ? -1 : 0;
-    if (ipc::addToSet(sockfd, &scset)) {
-        enlist();
-    }
 }
 
 IPC_LinkIrix::~IPC_LinkIrix() {
@@ -222,12 +194,7 @@ int IPC_LinkIrix::waitForPacket(IPC_QUEUE_MODE queueMode, IPC_BLOCKING_MODE bloc
     }
     fd_set own;
     FD_ZERO(&own);
-    if (!ipc::addToSet(sockfd, &own)) {
-        const auto limit = std::chrono::ceil<std::chrono::milliseconds>(
-            std::chrono::seconds(seconds) + std::chrono::microseconds(microseconds));
-        return waitBeyondSets(sockfd, blockingMode == IPC_BLOCKING_TIMED ? std::optional(limit)
-                                                                         : std::nullopt);
-    }
+    ipc::addToSet(sockfd, &own);
     return getsockfd(&own, queueMode, blockingMode, seconds, microseconds);
 }
 
@@ -318,11 +285,7 @@ void IPC_LinkIrix::close() {
             base::say("IPC_LinkIrix: Error while sending data.\n");
         }
     }
-    if (sockfd < ipc::kSetDescriptors) {
-        gLinks[static_cast<std::size_t>(sockfd)] = nullptr;
-        closesock(&sockfd, &scset);
-    } else {
-        ::close(sockfd);
-    }
+    gLinks[static_cast<std::size_t>(sockfd)] = nullptr;
+    closesock(&sockfd, &scset);
     sockfd = -1;
 }

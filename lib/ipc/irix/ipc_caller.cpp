@@ -244,7 +244,7 @@ bool isCallOf(pid_t child, int fd) {
     if (!caller) {
         return true;
     }
-    if (caller->state != TCP_ESTABLISHED || caller->inode == 0) {
+    if (caller->inode == 0) {
         return false;
     }
     const Holds found = isProcOurs() ? holdsBelow(child, caller->inode) : Holds::Unknown;

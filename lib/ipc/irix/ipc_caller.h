@@ -12,9 +12,9 @@ namespace ipc {
 /// True when the caller's address is of this machine.
 [[nodiscard]] bool isLocalCall(int fd);
 
-/// Whether the connection `fd`, just accepted, is one of the process `child` or of a descendant: it
-/// must not have been closed at its other end, and one of their descriptors has to be that end;
-/// where their descriptors cannot be read, it has to be owned by this process's user.
+/// Whether the connection `fd`, just accepted, is one of the process `child` or of a descendant:
+/// one of their descriptors has to be its other end, shut down or not; where their descriptors
+/// cannot be read, that end has to be owned by this process's user.
 [[nodiscard]] bool isCallOf(pid_t child, int fd);
 
 /// The user behind the port to which `fd` is connected, when that is neither this process's own nor

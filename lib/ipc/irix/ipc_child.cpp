@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "ipc_child.h"
 
+#include "base/retry.h"
+
 #include <algorithm>
-#include <cerrno>
 #include <csignal>
 #include <cstdint>
 #include <poll.h>
@@ -84,8 +85,8 @@ bool Child::take(std::optional<int>& status) {
         return true;
     }
     int value = 0;
-    const pid_t got = waitpid(pid_, &value, WNOHANG);
-    if (got == 0 || (got < 0 && errno == EINTR)) {
+    const pid_t got = base::retried([&] { return waitpid(pid_, &value, WNOHANG); });
+    if (got == 0) {
         return false;
     }
     if (got == pid_) {

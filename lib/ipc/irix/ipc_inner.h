@@ -31,7 +31,4 @@ PacketRead receiveReporting(int fd, IPC_DataPacket& packet);
 /// True when a wait in this mode ends on events of the window system, too.
 [[nodiscard]] bool watchesEventQueue(IPC_QUEUE_MODE queueMode);
 
-/// `read`, repeated while a signal interrupts it.
-[[nodiscard]] long readRetrying(int fd, void* buf, std::size_t n);
-
 } // namespace ipc

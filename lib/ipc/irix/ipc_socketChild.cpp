@@ -2,6 +2,7 @@
 // The child's half of the handshake, and the connections that both halves open.
 #include "base/byteOrder.h"
 #include "base/diagnostics.h"
+#include "base/retry.h"
 #include "ipc_caller.h"
 #include "ipc_inner.h"
 #include "ipc_socket.h"
@@ -36,10 +37,7 @@ bool connectRetrying(int fd, const sockaddr_in& address) {
         return false;
     }
     pollfd watched{fd, POLLOUT, 0};
-    int ready = -1;
-    do {
-        ready = poll(&watched, 1, -1);
-    } while (ready < 0 && errno == EINTR);
+    const int ready = base::retried([&] { return poll(&watched, 1, -1); });
     int error = 0;
     socklen_t size = sizeof error;
     if (ready < 0 || getsockopt(fd, SOL_SOCKET, SO_ERROR, &error, &size) != 0) {

@@ -3,6 +3,7 @@
 #include "base/byteOrder.h"
 #include "base/diagnostics.h"
 #include "base/holdSigpipe.h"
+#include "base/retry.h"
 #include "ipc_inner.h"
 #include "ipc_socket.h"
 #include "ipc_wire.h"
@@ -162,6 +163,10 @@ int reportFailedWrite(const WireField& field, int error) {
     return clogged_pipe() != 0 ? -2 : -1;
 }
 
+long readSome(int fd, void* buf, std::size_t n) {
+    return base::retried([&] { return read(fd, buf, n); });
+}
+
 /// What ends a wait for a socket besides the socket.
 struct Wait {
     ipc::Deadline deadline;
@@ -217,7 +222,7 @@ class Inflow {
             }
             const long got = end == ipc::ReadEnd::Closed
                                  ? 0
-                                 : ipc::readRetrying(fd_, bytes_.data() + have_, sure - have_);
+                                 : readSome(fd_, bytes_.data() + have_, sure - have_);
             if (got < 0) {
                 return ipc::ReadEnd::Failed;
             }
@@ -293,14 +298,6 @@ void reportFailedRead(const ipc::PacketRead& read) {
 
 namespace ipc {
 
-long readRetrying(int fd, void* buf, std::size_t n) {
-    ssize_t got = -1;
-    do {
-        got = read(fd, buf, n);
-    } while (got < 0 && errno == EINTR);
-    return got;
-}
-
 PacketRead receivePacket(int fd, IPC_DataPacket& packet, Deadline deadline, int cancelFd,
                          const Child* child) {
     packet = {};
@@ -351,7 +348,9 @@ SendEnd sendPacket(int fd, IPC_DataPacket& packet, Deadline deadline, int cancel
     const std::size_t size = encode(packet, bytes);
     const Wait wait{deadline, cancelFd, child};
     for (std::size_t sent = 0; sent < size;) {
-        const ssize_t put = send(fd, bytes.data() + sent, size - sent, MSG_NOSIGNAL | MSG_DONTWAIT);
+        const ssize_t put = base::retried([&] {
+            return send(fd, bytes.data() + sent, size - sent, MSG_NOSIGNAL | MSG_DONTWAIT);
+        });
         if (put >= 0) {
             sent += static_cast<std::size_t>(put);
         } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
@@ -359,7 +358,7 @@ SendEnd sendPacket(int fd, IPC_DataPacket& packet, Deadline deadline, int cancel
             if (end != ReadEnd::Complete) {
                 return sendEndOf(end);
             }
-        } else if (errno != EINTR) {
+        } else {
             return SendEnd::Failed;
         }
     }
@@ -393,8 +392,8 @@ int readsockdata(int fd, IPC_DataPacket* p) {
 int readbuf(int fd, void* buf, int n) {
     int have = 0;
     while (have < n) {
-        const long got = ipc::readRetrying(fd, static_cast<char*>(buf) + have,
-                                           static_cast<std::size_t>(n - have));
+        const long got =
+            readSome(fd, static_cast<char*>(buf) + have, static_cast<std::size_t>(n - have));
         if (got < 0) {
             base::sayError("readbuf: read failure", errno);
             return -1;

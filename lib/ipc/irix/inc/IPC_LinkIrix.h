@@ -2,8 +2,7 @@
 // The link over a TCP connection on this machine.
 //
 // A driver makes it from the port that its parent gave it; a parent from a program's name, which
-// starts the program, or from a peer that has been started already. A link that could not be made
-// says so in `linkStatus`:
+// starts the program. A link that could not be made says so in `linkStatus`:
 //
 //    0  good
 //    1  the child's side could not connect, or its handshake failed
@@ -17,14 +16,6 @@
 #include <memory>
 #include <sys/select.h>
 
-/// What a parent knows of a peer that it has started and greeted (see ipc::startPeer).
-struct IPC_StartedPeer {
-    int socket = -1; ///< the connection; the link owns it from here on
-    int pid = -1;    ///< its process
-    short peerId = ipc::kUnknownId;
-    short peerSubId = ipc::kUnknownId;
-};
-
 class IPC_LinkIrix : public IPC_Link {
   public:
     /// Parent: starts the program `name` in the directory `dir` (or as it is, when `dir` is null or
@@ -34,10 +25,6 @@ class IPC_LinkIrix : public IPC_Link {
 
     /// Child: connects to the parent that listens on `port` and shakes hands with it.
     IPC_LinkIrix(short localId, short localSubId, int port);
-
-    /// Parent: takes over the connection to a peer that has been started and greeted. Starts
-    /// nothing, sends nothing; `linkStatus` is 0 when there is a socket, else -1.
-    IPC_LinkIrix(short localId, short localSubId, const IPC_StartedPeer& peer);
 
     /// Closes the link.
     ~IPC_LinkIrix() override;

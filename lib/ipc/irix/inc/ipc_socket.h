@@ -9,7 +9,6 @@
 
 #include "IPC_Link.h"
 
-#include <csignal>
 #include <sys/select.h>
 
 namespace ipc {
@@ -132,21 +131,3 @@ int clogged_pipe();
 
 /// The signal catcher behind `clogged_pipe`.
 void clogged(int signalNumber);
-
-namespace ipc {
-
-/// Brings SIGPIPE's action and this thread's signal mask back to what they were when it was made:
-/// for hosts, whose handling of SIGPIPE is not ours to change.
-class KeepSigpipe {
-  public:
-    KeepSigpipe();
-    ~KeepSigpipe();
-    KeepSigpipe(const KeepSigpipe&) = delete;
-    KeepSigpipe& operator=(const KeepSigpipe&) = delete;
-
-  private:
-    struct sigaction action_ {};
-    sigset_t mask_{};
-};
-
-} // namespace ipc
