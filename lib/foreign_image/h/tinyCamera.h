@@ -32,8 +32,8 @@ enum CameraCurve : std::uint8_t {
     kCameraCurveCount
 };
 
-/// A camera. Lengths are in scene units, angles in degrees as in the file. A parameter is animated
-/// when its curve is there; its plain number then means nothing.
+/// A camera. Lengths are in scene units, angles in degrees as in the file. A parameter with a curve
+/// is animated; its plain number is then ignored.
 struct Camera {
     AnimatedPosition position; ///< the eye
     AnimatedPosition interest; ///< the point looked at
@@ -55,8 +55,8 @@ struct Camera {
 };
 
 /// Sets the defaults: the eye stands at (0, 0, 20) and looks at the origin, near 0.1, far 32768,
-/// field of view 41.5, everything else zero or null. What the record held is not freed: call it on
-/// a fresh record or after `cameraDisposeParts`. Does nothing for null.
+/// field of view 41.5, everything else zero or null. The old contents are not freed: call it on a
+/// fresh record or after `cameraDisposeParts`. Does nothing for null.
 void cameraInitialize(Camera* camera);
 
 /// Frees what the camera owns (curves, paths, names) and zeroes those pointers; the record itself
@@ -64,11 +64,11 @@ void cameraInitialize(Camera* camera);
 void cameraDisposeParts(Camera* camera);
 
 /// Writes the camera block, one indentation level deeper than the current one. Returns 0 when
-/// `camera` is null, else 1; a failed stream is the caller's to notice (`ferror`).
+/// `camera` is null, else 1; the caller checks for a failed stream (`ferror`).
 int cameraWriteAsciiAnimation(std::FILE* stream, const Camera* camera);
 
-/// Reads a camera block whose first word is the current token, into `camera`, or discards it when
-/// that is null. Returns 1 with the first token behind the block as the current one, or 0 at the
-/// end of the file, also where the block itself is complete. An empty block takes the token that
-/// stands in its place with it.
+/// Reads a camera block whose first word is the current token into `camera`, or discards it when
+/// that is null. Returns 1 with the first token after the block as the current one, or 0 at the end
+/// of the file, even if the block itself is complete. An empty block also consumes the token after
+/// it.
 int cameraReadAsciiAnimation(std::FILE* stream, Camera* camera);

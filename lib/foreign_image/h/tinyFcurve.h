@@ -12,7 +12,7 @@
 inline constexpr int kFcurveChannels = 185;
 extern const char* const fcv_name[kFcurveChannels];
 
-/// Channel types that code somewhere refers to by number. The four from kFcurveModelHidden to
+/// Channel types that the code refers to by number. The four from kFcurveModelHidden to
 /// kFcurveModelAlgorithm are the integer channels.
 enum FcurveChannel : std::int16_t {
     kFcurveModelHidden = 175,
@@ -21,11 +21,11 @@ enum FcurveChannel : std::int16_t {
     kFcurveModelAlgorithm = 178,
 };
 
-/// `Fcurve::preExtrapolation` and `Fcurve::postExtrapolation`: what holds outside the keys.
+/// `Fcurve::preExtrapolation` and `Fcurve::postExtrapolation`: the value outside the keys.
 enum FcurveExtrapolation : std::int16_t {
     kExtrapolateConstant = 0, ///< the value of the nearest key
     kExtrapolateLinear = 1,   ///< a straight line
-    kExtrapolateCycle = 2,    ///< the keys, over and over
+    kExtrapolateCycle = 2,    ///< the keys, repeated
 };
 
 /// `FcvKey::interpolation` and `Fcurve::interpolation`.
@@ -38,10 +38,9 @@ enum FcurveInterpolation : std::int16_t {
 /// `FcvKey::keyType`.
 enum FcvKeyType : std::int16_t { kKeyFreeform = 0, kKeyKeyframe, kKeyKeypath, kKeyRawdata };
 
-/// One key. Keys stand in an array in ascending order of time.
+/// One key. Keys are in an array in ascending order of time.
 // Kept: A key stores its right slope before its left one.
-// The text form names the left slope first, and a reader would expect one order for both. Programs
-// that fill keys by position rely on the memory order, files on the other.
+// A reader would expect the order of the text form, which has the left slope first.
 struct FcvKey {
     float time;                 ///< frames
     float value;                ///< value at that time, in the channel's unit
@@ -62,20 +61,20 @@ struct Fcurve {
     std::int16_t postExtrapolation; ///< after the last key, FcurveExtrapolation
     std::int16_t flags;             ///< carried and written, not interpreted
     std::int16_t interpolation;     ///< decides the slope of linear extrapolation only
-    /// Not 0: the times are known to ascend, so that a key is found in logarithmic time; 0: nothing
-    /// is known and the keys are walked. Set by the reader and by `fcurveCheckOrder`; whoever
-    /// changes times afterwards calls that again, or stores 0.
+    /// Not 0: the times are known to ascend, so that a key is found in logarithmic time. 0:
+    /// unknown, and the keys are searched one by one. Set by the reader and by `fcurveCheckOrder`;
+    /// after changing times call that again, or store 0.
     std::int16_t ascending;
-    /// A channel name that `fcv_name` does not have (type 0), so that it survives being read and
-    /// written; owned (malloc), null otherwise.
+    /// A channel name that is not in `fcv_name` (type 0), kept so that it is written back; owned
+    /// (malloc), null otherwise.
     char* unknownChannel;
 };
 
-/// A new zero-filled curve, or null when memory ran out.
+/// A new zero-filled curve, or null when out of memory.
 [[nodiscard]] Fcurve* fcurveAllocate();
 
 /// A zero-filled array with room for `count` keys rounded up to a multiple of 8; the first key has
-/// the spline index -1. Null when `count` is below 1 or memory ran out.
+/// the spline index -1. Null when `count` is below 1 or out of memory.
 [[nodiscard]] FcvKey* fcvkeyAllocate(std::int16_t count);
 
 /// Frees the keys and the curve and sets the pointer to null. Accepts null, and a pointer to null.
@@ -92,8 +91,8 @@ struct FcurveDisposer {
     void operator()(Fcurve* curve) const noexcept { fcurveDispose(&curve); }
 };
 
-/// Looks whether the times of the keys ascend (equal ones may stand together), stores the answer in
-/// `curve->ascending` and returns it as 1 or 0. Who builds a long curve by hand calls this once,
+/// Checks whether the times of the keys ascend (equal ones are allowed), stores the answer in
+/// `curve->ascending` and returns it as 1 or 0. Call this once after building a long curve by hand,
 /// and again after changing times. Accepts null (0).
 int fcurveCheckOrder(Fcurve* curve);
 
@@ -107,20 +106,20 @@ int fcurveCheckOrder(Fcurve* curve);
 
 /// The value of the key at or before `time` (frames) as an integer: with `mode` 1, 1 when it is
 /// greater than 0 and else 0; with another mode, the value plus one half, cut toward zero. Linear
-/// extrapolation counts as constant. 0 where `fcurveFloatValue` gives 0 for want of a key.
+/// extrapolation counts as constant. 0 in the cases where `fcurveFloatValue` finds no key.
 [[nodiscard]] std::int32_t fcurveIntegerValue(const Fcurve* curve, float time, std::int32_t mode);
 
-/// True for the versions of files, 2.02 and older, whose keys have no type: they are read as ending
-/// at their "FLAG".
+/// True for file versions 2.02 and older, whose keys have no type and end at their "FLAG".
 [[nodiscard]] bool fcurveKeysHaveNoType(float version);
 
-/// Writes the curve in its text form, one level deeper than now. 0 when it is null, else 1.
+/// Writes the curve in its text form, one level deeper than the current one. 0 when it is null,
+/// else 1.
 int fcurveWriteAsciiAnimation(std::FILE* stream, const Fcurve* curve);
 
-/// Reads a curve whose word "CURVE_TYPE" is the current token. A curve that already stands in
-/// `*curve` is disposed of; the new one is the owner of `curve`'s. `*curve` is null when the text
-/// ends before any "KEYS". `curve` may be null: the same text is then read and dropped. Never takes
-/// more keys than the text holds, whatever count it states.
-/// Returns 1, with the first token that is not the curve's as the current one, or 0 at end of file;
-/// `*curve` then has the keys read so far, or is null when it had not come to its keys.
+/// Reads a curve whose word "CURVE_TYPE" is the current token. An old curve in `*curve` is disposed
+/// of; the caller owns the new one. `*curve` is null when the text ends before any "KEYS". `curve`
+/// may be null: the same text is then read and dropped. Never takes more keys than the text holds,
+/// whatever count it states.
+/// Returns 1, with the first token after the curve as the current one, or 0 at end of file;
+/// `*curve` then has the keys read so far, or is null if there were none.
 int fcurveReadAsciiAnimation(std::FILE* stream, Fcurve** curve);

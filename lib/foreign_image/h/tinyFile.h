@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What every file of the toolkit begins with, the two string encodings, user-data blocks, and the
+// The header of every file of the toolkit, the two string encodings, user-data blocks, and the
 // prototypes of binary scene files.
 //
 // All functions take the stream first. A function that reads never loops on end of file and never
@@ -24,7 +24,7 @@ using MallocString = std::unique_ptr<char, MallocDisposer>;
 
 // ---------------------------------------------------------------------------------- file header
 
-/// First word of every binary file, and the sizes of the parts of its header.
+/// The magic number of every binary file, and the sizes of the parts of its header.
 inline constexpr std::uint32_t kFileMagic = 0x5380F634;
 inline constexpr std::size_t kFileCommentSize = 80;
 inline constexpr std::size_t kFileHeaderSize = 88;
@@ -53,8 +53,8 @@ int headerWriteAscii(std::FILE* stream, const char* typeName);
 
 // -------------------------------------------------------------------------------------- strings
 
-/// Room for a string that is read, with its terminating zero. What does not fit is consumed and
-/// dropped.
+/// Buffer size for a string that is read, with its terminating zero. Longer strings are consumed
+/// and cut.
 inline constexpr std::size_t kFileStringSize = 256;
 
 /// Writes the characters of `string` and a zero byte. Returns 1; for a null `string` only the zero
@@ -62,19 +62,19 @@ inline constexpr std::size_t kFileStringSize = 256;
 int stringWriteBinary(std::FILE* stream, const char* string);
 
 /// Reads characters up to a zero byte or end of file. Returns a string that the caller frees with
-/// `free`, or null when memory ran out or reading failed.
+/// `free`, or null when out of memory or when reading failed.
 [[nodiscard]] char* stringReadBinary(std::FILE* stream);
 
 /// Skips to the next double quote and reads the characters up to the one after it (or end of file);
 /// the closing quote is consumed. Returns a string that the caller frees with `free`, or null when
-/// the file has no quote left, memory ran out or reading failed.
+/// the file has no further quote, when out of memory, or when reading failed.
 [[nodiscard]] char* stringReadAscii(std::FILE* stream);
 
 // ------------------------------------------------------------------------------------ user data
 
 /// A block of bytes that an application attached to an object. Zero-filled when created.
 struct UserData {
-    char tag[4];        ///< who the bytes belong to; not zero-terminated
+    char tag[4];        ///< owner of the bytes; not zero-terminated
     std::int32_t size;  ///< bytes at `data`
     std::uint8_t* data; ///< owned by the record; null when `size` is 0
     UserData* next;     ///< for callers that keep a list; not touched here
@@ -87,13 +87,13 @@ struct UserDataDisposer {
     void operator()(UserData* record) const noexcept { userDataDispose(&record); }
 };
 
-/// Writes the record as ASCII, `indent` in front of its lines. Returns the result of the last
-/// formatted write: negative when it failed.
+/// Writes the record as ASCII, with `indent` before each of its lines. Returns the result of the
+/// last formatted write: negative when it failed.
 int userDataWriteAscii(std::FILE* stream, const UserData* record, const char* indent);
 
 /// Reads a record from its quoted tag to its closing brace. `size` of the result is the number of
-/// bytes really read, never more than the file said and held. Returns a record that the caller
-/// disposes of, or null when there is no tag, memory ran out or reading failed.
+/// bytes read, never more than the file states and holds. Returns a record that the caller disposes
+/// of, or null when there is no tag, when out of memory, or when reading failed.
 [[nodiscard]] UserData* userDataReadAscii(std::FILE* stream);
 
 // ----------------------------------------------------------------------------------- prototypes
@@ -110,7 +110,7 @@ struct Prototype {
     std::int16_t* lists[kPrototypeLists];  ///< the tokens, owned by the record; null when empty
 };
 
-/// Returns a prototype with every list empty, or null when memory ran out.
+/// Returns a prototype with every list empty, or null when out of memory.
 [[nodiscard]] Prototype* prototypeAllocate();
 
 /// Frees every list and the record, and sets the pointer to null. Accepts null.
@@ -122,7 +122,7 @@ struct PrototypeDisposer {
 
 /// The thirteen initialisers: each fills the list (or lists) of its kind of record; with
 /// `allocateFirst` other than 0 it first allocates a prototype into `*prototype`. Each returns 1,
-/// or 0 when memory ran out, in which case the whole prototype has been disposed of.
+/// or 0 when out of memory, in which case the whole prototype has been disposed of.
 int prototypeInitModel(Prototype** prototype, int allocateFirst);
 int prototypeInitFace(Prototype** prototype, int allocateFirst);
 int prototypeInitPatch(Prototype** prototype, int allocateFirst);
@@ -141,6 +141,6 @@ int prototypeInitCluster(Prototype** prototype, int allocateFirst);
 int prototypeWrite(std::FILE* stream, const Prototype* prototype);
 
 /// Reads the section after its four letters. Returns a prototype that the caller disposes of, or
-/// null when memory ran out or reading failed. A section that is cut short yields the lists read so
-/// far.
+/// null when out of memory or when reading failed. A section that is cut short yields the lists
+/// read so far.
 [[nodiscard]] Prototype* prototypeRead(std::FILE* stream);

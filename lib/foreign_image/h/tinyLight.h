@@ -32,7 +32,7 @@ enum LightCurve : std::uint8_t {
     kLightCurveCount
 };
 
-/// The wire colour of a light that was read from the older index form.
+/// The wire colour of a light in the older index form.
 inline constexpr std::int16_t kLightIndexedWireColour = 490;
 
 /// A light, an element of the scene's list.
@@ -45,7 +45,7 @@ struct Light {
     float shadowFactor;
     float coneAngle;           ///< degrees; written for spot lights only
     float spreadAngle;         ///< degrees; written for spot lights only
-    AnimatedPosition position; ///< where the light stands
+    AnimatedPosition position; ///< where the light is
     AnimatedPosition interest; ///< where it points to; written for spot lights only
     std::int16_t shadowType;
     std::int16_t shadowMapRes;
@@ -60,11 +60,11 @@ struct Light {
     Light* next;                      ///< the next light of the scene, or null
 };
 
-/// A new zero-filled light, or null when memory is exhausted.
+/// A new zero-filled light, or null when out of memory.
 [[nodiscard]] Light* lightAllocate();
 
 /// Frees the light, its name, curves, paths and constraint names, and sets `*light` to null. The
-/// light after it in a list is left alone. Accepts null.
+/// next light of a list is not changed. Accepts null.
 void lightDispose(Light** light);
 
 /// Writes the light block, one indentation level deeper than the current one. Returns 0 when
@@ -73,7 +73,7 @@ int lightWriteAsciiAnimation(std::FILE* stream, const Light* light);
 
 /// Reads a light block into `light`, or discards it when that is null. Unlike the camera's reader
 /// it reads the first token itself: the word "LIGHT" is still the current one. Returns 1 with the
-/// first token behind the block as the current one, or 0 at the end of the file, also where the
-/// block itself is complete. A name, curve or path read replaces the one that the record held;
-/// the old name is not freed.
+/// first token after the block as the current one, or 0 at the end of the file, even if the block
+/// itself is complete. A name, curve or path that is read replaces the old one; the old name is not
+/// freed.
 int lightReadAsciiAnimation(std::FILE* stream, Light* light);

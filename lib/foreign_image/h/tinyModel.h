@@ -58,14 +58,14 @@ struct Model {
     float rotation[3];            ///< about x, y, z in radians (degrees in every text form)
     AnimatedPosition translation; ///< `translation.fixed` is the plain x, y, z
 
-    // What the hierarchy file holds besides.
+    // Further contents of the hierarchy file.
     Opaque* contents;   ///< blocks kept as text, in file order: mesh, patch, face, clusters, ...
     Spline** splines;   ///< `splineCount` owned splines in an owned array; may be null
     UserData* userData; ///< list of user-data blocks in file order, owned
 
     std::int32_t splineCount; ///< splines in `splines`
 
-    // What the animation form of a scene holds besides; the four numbers marked (b) are in the
+    // Further contents of the animation form of a scene; the four numbers marked (b) are in the
     // binary hierarchy file too.
     std::int16_t hidden;              ///< (b) non-zero: not shown
     std::int16_t wireColour;          ///< (b)
@@ -79,14 +79,14 @@ struct Model {
     Fcurve* curves[kModelCurveCount]; ///< owned; null where the parameter is not animated
 };
 
-/// Deepest tree that is read from or written to a file, of a scene too: the text flavour indents
-/// every level by two blanks, so that its size grows with the square of the depth.
+/// Maximum depth of a tree in a file, also in a scene: the text flavour indents every level by two
+/// blanks, so its size grows with the square of the depth.
 inline constexpr int kModelMaxDepth = 4096;
 
-/// Most nodes of one tree that is read or written: 300 MB of memory.
+/// Maximum number of nodes of a tree in a file: 300 MB of memory.
 inline constexpr std::size_t kModelMaxNodes = std::size_t{1} << 20;
 
-/// A new zero-filled node (its scaling too: set it), or null when memory is exhausted.
+/// A new zero-filled node (its scaling too: set it), or null when out of memory.
 [[nodiscard]] Model* modelAllocate();
 
 /// Cuts the node from its parent, frees it with everything it owns, its whole subtree included,
@@ -98,7 +98,7 @@ void modelDispose(Model** model);
 int modelCreateParentship(Model* parent, Model* child);
 
 /// Detaches the node, with its subtree, from its parent. Returns 1 (also for a node without a
-/// parent, which is left as it is), or 0 when the node is null or not among its parent's children.
+/// parent, which is unchanged), or 0 when the node is null or not among its parent's children.
 int ModelCut(Model* model);
 
 /// The next node of a walk through the whole tree, a parent before its children, or null at its
@@ -106,28 +106,28 @@ int ModelCut(Model* model);
 [[nodiscard]] Model* modelNextNode(const Model* model);
 
 /// The first node with exactly that name: `start` itself, then the nodes that `modelNextNode`
-/// gives from there on. Null when there is none or an argument is null.
+/// returns from there on. Null when there is none or an argument is null.
 [[nodiscard]] Model* modelNodeFindByName(Model* start, const char* name);
 
 /// Writes the tree to the file "`baseName`.hrc", as text (`flavour` 0) or binary (1). Returns 1,
 /// or 0 when an argument is null, for another flavour (no file is touched), when the file cannot
-/// be opened or written, or, with no file touched, when the tree does not fit the form (deeper than
-/// `kModelMaxDepth`, more nodes than `kModelMaxNodes`, a null spline, or in the binary form more
-/// than 65,535 of anything in one node).
+/// be opened or written, or, with no file touched, when the tree does not fit the format (deeper
+/// than `kModelMaxDepth`, more nodes than `kModelMaxNodes`, a null spline, or in the binary form
+/// more than 65,535 of anything in one node).
 [[nodiscard]] int modelWriteFile(const char* baseName, const Model* root, int flavour);
 
 /// Reads the file "`baseName`.hrc" of either flavour. Returns the root, which the caller owns, or
-/// null when the file cannot be opened or read, is of another kind, holds no node, is deeper or
+/// null when the file cannot be opened or read, is of another kind, has no node, is deeper or
 /// larger than the limits, or (binary only) ends too early.
 [[nodiscard]] Model* modelReadFile(const char* baseName);
 
-/// Writes the node and its subtree as the text flavour's body, every line behind `prefix`.
+/// Writes the node and its subtree as the text flavour's body, with `prefix` before every line.
 /// Returns 1, or 0 when an argument is null, the tree is too deep or the stream has failed.
 int modelWriteAscii(std::FILE* stream, const Model* root, const char* prefix);
 
 /// Reads a node and its subtree of the text flavour; the word "model" has been read. Returns the
-/// node, which the caller owns, or null when the tree is too deep or large, memory is exhausted or
-/// reading failed. A file that ends too early gives the nodes read so far.
+/// node, which the caller owns, or null when the tree is too deep or large, when out of memory, or
+/// when reading failed. A file that ends too early gives the nodes read so far.
 [[nodiscard]] Model* modelReadAscii(std::FILE* stream);
 
 /// Writes the node and its subtree as the binary flavour's body, with the fields of the model list
@@ -142,13 +142,13 @@ int modelWriteBinary(std::FILE* stream, const Model* root, const Prototype* prot
 /// Returns 0 when `root` is null, else 1.
 int objectWriteAsciiAnimation(std::FILE* stream, const Model* root);
 
-/// Reads a tree of the animation form into `*root`, which the caller owns then; discards it when
+/// Reads a tree of the animation form into `*root`, which the caller then owns; discards it when
 /// `root` is null. The word "HIERARCHY" is still the current token when it is called. Returns 1
-/// with the first token behind the tree as the current one, or 0 at the end of the file, also
-/// where the tree itself is complete. `*root` is null when the block held no node.
+/// with the first token after the tree as the current one, or 0 at the end of the file, even if the
+/// tree itself is complete. `*root` is null when the block has no node.
 int objectReadAsciiAnimation(std::FILE* stream, Model** root);
 
-/// Appends `userData` to the node's list; the node owns it then. Returns 1, or 0 when an argument
+/// Appends `userData` to the node's list; the node then owns it. Returns 1, or 0 when an argument
 /// is null or the block is in the list already.
 int modelAttachUserData(Model* model, UserData* userData);
 

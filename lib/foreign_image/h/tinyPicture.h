@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
-// PIC pictures: a header, a chain of channel packets that says how the channels are stored, and one
-// encoded record per scanline, top scanline first (docs/picture-format.md).
+// PIC pictures: a header, a chain of channel packets that defines how the channels are stored, and
+// one encoded record per scanline, top scanline first (docs/picture-format.md).
 //
 // A whole picture is read and written with `pictureReadFile` and `pictureWriteFile`. Line by line:
-// read or write the header, set the record's line pointers, then one call per scanline. Who reads
-// or writes more than a few lines uses a PictureReader or PictureWriter, which keep their buffers
-// and tell damage and failed writes; `pictureReadScanline` and `pictureWriteScanline` are their
-// self-contained forms.
+// read or write the header, set the record's line pointers, then one call per scanline. To read or
+// write more than a few lines, use a PictureReader or PictureWriter. They keep their buffers and
+// report damage and failed writes; `pictureReadScanline` and `pictureWriteScanline` need no object.
 #pragma once
 
 #include <cstddef>
@@ -38,9 +37,9 @@ struct Picture {
     /// Owned by the record (malloc).
     std::uint8_t* planes[kPictureChannels];
     std::uint32_t reserved[4];
-    /// Where the next scanline of each channel is read from or stored to: `width` bytes each, owned
-    /// by the caller, advanced by `width` after each scanline. A channel whose pointer is null is
-    /// skipped when reading and written as zeros.
+    /// Source or destination of the next scanline of each channel: `width` bytes each, owned by the
+    /// caller, advanced by `width` after each scanline. A channel whose pointer is null is skipped
+    /// when reading and written as zeros.
     std::uint8_t* linePointers[kPictureChannels];
     std::uint32_t reservedToo[4];
 };
@@ -53,7 +52,7 @@ struct ChannelPacket {
     ChannelPacket* next;   ///< following packet, null at the end
 };
 
-/// A new zeroed record with ratio 1.0, or null when memory ran out.
+/// A new zeroed record with ratio 1.0, or null when out of memory.
 [[nodiscard]] Picture* pictureAllocate();
 
 /// Frees the planes and the record. Always 1. The caller's pointer is *not* set to null. Accepts a
@@ -64,12 +63,12 @@ struct PictureDisposer {
     void operator()(Picture* record) const noexcept { pictureDispose(&record); }
 };
 
-/// A new zeroed packet without a successor, or null when memory ran out. Pass to
+/// A new zeroed packet without a successor, or null when out of memory. Pass to
 /// `channelPacketDispose` as (part of) a chain.
 [[nodiscard]] ChannelPacket* channelPacketAllocate();
 
 /// A new chain of one packet for each of `masks`, in their order: 8 bits, mixed run-length. Null
-/// when there is no mask or memory ran out (errno is ENOMEM).
+/// when there is no mask or out of memory (errno is ENOMEM).
 [[nodiscard]] ChannelPacket* channelPacketAllocateChain(std::span<const std::uint8_t> masks);
 
 /// Frees every packet of the chain and sets the pointer to null. Accepts null.
@@ -90,14 +89,12 @@ struct ChannelPacketDisposer {
 
 /// Opens the file `name` (".pic" is appended unless it ends so), fills width, height, ratio and
 /// fields of the record and stores its packets in `*chain`, which must be null before and which the
-/// caller then owns. Masks and encodings are handed on as they stand: whether they can be served is
-/// for the caller to say. Several packets may name the same channel, which is then as the last one
-/// has it.
-/// Returns the stream, which the caller closes, positioned at the first scanline; or null, with
-/// `*chain` null. errno then says why the file could not be opened. It is 0 when the file was
-/// opened, but is no PIC picture (no message), cannot be read, ends inside header or chain, has a
-/// size outside 1 to 32767, more than four packets or a packet of other than 8 bits (each with a
-/// message).
+/// caller then owns. Masks and encodings are returned unchanged: the caller decides which ones it
+/// supports. Several packets may name the same channel; the last one counts. Returns the stream,
+/// which the caller closes, positioned at the first scanline; or null, with `*chain` null. errno
+/// then says why the file could not be opened. It is 0 when the file was opened but is not a PIC
+/// picture (no message), cannot be read, ends inside header or chain, has a size outside 1 to
+/// 32767, more than four packets or a packet of other than 8 bits (each with a message).
 [[nodiscard]] std::FILE* pictureReadFileHeader(const char* name, Picture* record,
                                                ChannelPacket** chain);
 
@@ -106,19 +103,18 @@ struct ChannelPacketDisposer {
 int pictureWriteScanline(std::FILE* stream, Picture* record, const ChannelPacket* chain);
 
 /// Decodes one scanline to the record's line pointers and advances them. Leaves the stream exactly
-/// after the scanline without ever seeking back. What a cut or damaged scanline lacks is zero to
-/// the end of the line; a read error shows in `ferror(stream)`. Always 1.
+/// after the scanline without ever seeking back. The missing part of a cut or damaged scanline is
+/// zero; a read error shows in `ferror(stream)`. Always 1.
 int pictureReadScanline(std::FILE* stream, Picture* record, const ChannelPacket* chain);
 
 /// Largest sum of the planes of a picture that `pictureReadFile` reads: 512 MiB.
 inline constexpr std::size_t kMaxWholePictureBytes = std::size_t{512} << 20;
 
 /// Reads a whole picture and closes the file. Planes exist for the channels that the file names;
-/// their memory is only reserved, and costs something only as far as the file fills it. Line
-/// pointers are null in the result. Returns a record that the caller disposes of, or null when the
-/// header is refused, the planes would exceed kMaxWholePictureBytes, the file cannot be read (each
-/// with a message) or memory ran out. What a cut or damaged file lacks reads as zero, and a message
-/// says so.
+/// their memory is only reserved, and used only as far as the file fills it. Line pointers are null
+/// in the result. Returns a record that the caller disposes of, or null when the header is refused,
+/// the planes would exceed kMaxWholePictureBytes, the file cannot be read (each with a message) or
+/// out of memory. Missing pixels of a cut or damaged file are zero, and a message reports it.
 [[nodiscard]] Picture* pictureReadFile(const char* name);
 
 /// Writes a whole picture from its planes, with the given chain or, when it is null, the default
@@ -128,14 +124,14 @@ int pictureWriteFile(const char* name, Picture* record, const ChannelPacket* cha
 
 // ------------------------------------------------------------------------------- line by line
 
-/// Reads the scanlines of one open picture through a window of its own. While it lives the stream
-/// belongs to it: where the stream stands is of no meaning until `pictureReaderSync`. Position here
-/// is the exact one, between scanlines. Reads what `pictureReadScanline` reads.
+/// Reads the scanlines of one open picture through its own window. While it exists the stream
+/// belongs to it: the stream's position is undefined until `pictureReaderSync`. Positions here are
+/// exact, between scanlines. Reads the same as `pictureReadScanline`.
 struct PictureReader;
 
-/// A reader that goes on where `stream` stands, or null when memory ran out or the system does not
-/// say where that is (errno); a stream that cannot seek starts at 0. The stream stays the caller's
-/// and must outlive the reader.
+/// A reader that continues at the position of `stream`, or null when out of memory or when the
+/// system does not report that position (errno); a stream that cannot seek starts at 0. The caller
+/// keeps the stream, which must outlive the reader.
 [[nodiscard]] PictureReader* pictureReaderAllocate(std::FILE* stream);
 
 /// Releases the reader, not its stream, and sets the pointer to null. Accepts null.
@@ -146,29 +142,29 @@ struct PictureReaderDisposer {
 };
 
 /// As `pictureReadScanline`. Returns 1, or 0 when the scanline was cut or damaged or could not be
-/// read; it is zero then from there to its end. One that could not be read may be tried again after
-/// `pictureReaderSeek` to where it begins.
+/// read; the rest of the scanline is then zero. A scanline that could not be read may be tried
+/// again after `pictureReaderSeek` to its beginning.
 int pictureReaderScanline(PictureReader* reader, Picture* record, const ChannelPacket* chain);
 
-/// errno of the read, seek or allocation that failed the scanline; 0 when that was cut or damaged.
+/// errno of the read, seek or allocation that made the scanline fail; 0 if it was cut or damaged.
 [[nodiscard]] int pictureReaderError(const PictureReader* reader);
 
 /// The file position of the next scanline.
 [[nodiscard]] std::int64_t pictureReaderPosition(const PictureReader* reader);
 
-/// Goes to a file position, which costs nothing inside the window. Returns 1, or 0 when the stream
-/// cannot be placed there; `pictureReaderError` then says why, and the next scanline tries again.
+/// Moves to a file position, without a system call inside the window. Returns 1, or 0 when the
+/// stream cannot seek there; `pictureReaderError` then says why, and the next scanline tries again.
 int pictureReaderSeek(PictureReader* reader, std::int64_t position);
 
-/// Places the stream itself where the reader stands, for somebody who takes the stream over.
+/// Moves the stream itself to the reader's position, for a caller that then uses the stream.
 /// Returns 1, or 0 when the stream cannot seek.
 int pictureReaderSync(PictureReader* reader);
 
 /// Writes the scanlines of one open picture, with one write to the stream per scanline.
 struct PictureWriter;
 
-/// A writer that appends where `stream` stands, or null as for a reader. The stream stays the
-/// caller's and must outlive the writer.
+/// A writer that appends at the position of `stream`, or null as for a reader. The caller keeps the
+/// stream, which must outlive the writer.
 [[nodiscard]] PictureWriter* pictureWriterAllocate(std::FILE* stream);
 
 /// Releases the writer, not its stream, and sets the pointer to null. Accepts null.
@@ -178,9 +174,9 @@ struct PictureWriterDisposer {
     void operator()(PictureWriter* writer) const noexcept { pictureWriterDispose(&writer); }
 };
 
-/// As `pictureWriteScanline`. Returns 1, or 0 when this or an earlier write failed: nothing is
-/// written any more after a failure, `pictureWriterError` says why. A stream is buffered, so a
-/// failure may show lines later or when the stream is closed: check that too.
+/// As `pictureWriteScanline`. Returns 1, or 0 when this or an earlier write failed: after a failure
+/// nothing more is written, and `pictureWriterError` says why. A stream is buffered, so a failure
+/// may show lines later or when the stream is closed: check that too.
 int pictureWriterScanline(PictureWriter* writer, Picture* record, const ChannelPacket* chain);
 
 /// The file position after the last scanline written.

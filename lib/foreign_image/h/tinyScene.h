@@ -106,8 +106,8 @@ struct SceneSpline {
     SceneSpline* next;
 };
 
-/// A scene; owns everything it points to. The last frame number and the fourth are written in the
-/// other order than they stand here.
+/// A scene; owns everything it points to. The last and the fourth frame number are written in the
+/// opposite order of the members here.
 struct Scene {
     char* name;                   ///< file name without ".scn", set before reading and writing
     char* paths[kScenePathCount]; ///< search paths; null where not set
@@ -126,30 +126,30 @@ struct Scene {
 };
 
 /// A new scene: frames 1 to 100, third and fourth frame number 1, pause 0, rate 30; a camera as
-/// from `cameraInitialize`; rendering settings zero but for the pixel ratio 1 and the resolution
-/// 720 x 486; no name, no paths, empty lists. Null when memory is exhausted.
+/// from `cameraInitialize`; rendering settings zero except for the pixel ratio 1 and the resolution
+/// 720 x 486; no name, no paths, empty lists. Null when out of memory.
 [[nodiscard]] Scene* sceneAllocate();
 
 /// Frees the scene and everything it owns and sets `*scene` to null. Accepts null.
 void sceneDispose(Scene** scene);
 
-/// Appends a light, a tree or a spline to the scene's list; the scene owns it then. Returns 1, or
-/// 0 when an argument is null or memory is exhausted (the caller keeps it then).
+/// Appends a light, a tree or a spline to the scene's list; the scene then owns it. Returns 1, or 0
+/// when an argument is null or when out of memory (the caller then keeps it).
 int sceneAppendLight(Scene* scene, Light* light);
 int sceneAppendHierarchy(Scene* scene, Model* root);
 int sceneAppendSpline(Scene* scene, Spline* spline);
 
 /// Writes the scene to the file of its name plus ".scn"; `headerText` (null counts as empty) and
-/// `version` make the header line. The form is that of the newest version whatever `version` says:
-/// readers end the keys of version 2.02 and older at their "FLAG", so that a scene with keys cannot
-/// be written under such a version. Says so on the message stream. Returns 1, or 0 when the file
-/// cannot be opened or written, or, with no file touched, when the scene or its name is missing or
-/// the text would not read back: keys under an old version, a header text of several lines, a tree
+/// `version` make the header line. The format is that of the newest version whatever `version`
+/// says: readers end the keys of version 2.02 and older at their "FLAG", so a scene with keys
+/// cannot be written under such a version. Prints a message. Returns 1, or 0 when the file cannot
+/// be opened or written, or, with no file touched, when the scene or its name is missing or the
+/// text would not read back: keys under an old version, a header text of several lines, a tree
 /// beyond the limits of tinyModel.h.
 int sceneWriteAsciiAnimation(const char* headerText, float version, const Scene* scene);
 
 /// Reads the file of the scene's name plus ".scn" into the scene: values read replace those held,
-/// lights, trees and splines join the lists. Says so on the message stream. Returns 1, or 0 when
-/// the scene or its name is missing, the file cannot be opened or read, it is not a scene file, it
-/// has the line ends of an old Mac, or memory is exhausted.
+/// lights, trees and splines are appended to the lists. Prints a message. Returns 1, or 0 when the
+/// scene or its name is missing, the file cannot be opened or read, it is not a scene file, it has
+/// the line ends of an old Mac, or when out of memory.
 int sceneReadAsciiAnimation(Scene* scene);

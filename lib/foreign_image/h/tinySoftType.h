@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What every module of the file toolkit shares: the versions it knows and where its messages go.
+// Shared by every module of the file toolkit: the file versions and the destination of messages.
 #pragma once
 
 #include <cstdint>
@@ -14,16 +14,16 @@ inline constexpr std::int32_t VERSION = 3;
 /// The newest file version that this toolkit understands.
 inline constexpr float RELEASE_NUMBER = 2.6F;
 
-/// Where the toolkit's messages go, and whether they are printed at all.
+/// The destination of the toolkit's messages, and whether they are printed.
 struct OptionRecord {
     std::int32_t level; ///< messages are printed only when this is 1
-    std::FILE* stream;  ///< the stream they go to; owned by whoever set it
+    std::FILE* stream;  ///< where they are printed; owned by the code that set it
 };
 
-/// The process-wide message settings: level 1 and standard error until somebody changes them.
+/// The process-wide message settings. The defaults are level 1 and standard error.
 extern OptionRecord option;
 
-/// Puts `option` back to level 1 and standard error. For tests, which share a process.
+/// Resets `option` to level 1 and standard error. For tests, which share a process.
 void optionReset();
 
 /// Prints one message, formatted as `printf` does, on `option.stream` when `option.level` is 1.

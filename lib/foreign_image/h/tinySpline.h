@@ -27,8 +27,8 @@ extern const char* const SplineTypeName[kSplineTypes];
 extern const char* const BezSegmentName[kBezierSegments];
 extern const char* const BezConstraintName[kBezierConstraints];
 
-/// Field width and digits after the point of every number in spline and hierarchy texts: 5 and 3
-/// until somebody changes them.
+/// Field width and digits after the point of every number in spline and hierarchy texts: by default
+/// 5 and 3.
 extern int FM;
 extern int FD;
 
@@ -45,7 +45,7 @@ struct SplineKey {
     std::uint32_t flags;     ///< kSplineKeySelected; other bits are carried
 };
 
-/// Bits of `Spline::display`: which of the display fields hold something and are written.
+/// Bits of `Spline::display`: which of the display fields are set and written.
 enum SplineDisplay : std::uint16_t {
     kSplineHasWireColour = 1,
     kSplineHasLineType = 2,
@@ -64,8 +64,8 @@ struct Spline {
     std::int16_t step;       ///< subdivision
     std::int16_t constraint; ///< default Bezier constraint, index into `BezConstraintName`
     std::int16_t segment;    ///< default Bezier segment kind, index into `BezSegmentName`
-    // What only scene files say about a spline.
-    std::uint16_t display;   ///< which of the next three hold something, SplineDisplay
+    // Only in scene files.
+    std::uint16_t display;   ///< which of the next three are set, SplineDisplay
     std::int16_t wireColour; ///< colour index of its wire
     std::int16_t lineType;   ///< line style of its wire
     std::int16_t selection;  ///< 0 unselected, 1 node, 2 branch, 3 inherit selected
@@ -73,7 +73,7 @@ struct Spline {
     char* keyList;           ///< the numbers after "KEYLIST", as text; owned, may be null
 };
 
-/// A new zero-filled spline, or null when memory ran out.
+/// A new zero-filled spline, or null when out of memory.
 [[nodiscard]] Spline* splineAllocate();
 
 /// Frees the spline with its name, points and texts and sets the pointer to null. Accepts null.
@@ -83,15 +83,15 @@ struct SplineDisposer {
     void operator()(Spline* spline) const noexcept { splineDispose(&spline); }
 };
 
-/// A zero-filled array of `count` points, which the caller frees with `free` or hands to a spline;
-/// null when `count` is below 1 or memory ran out.
+/// A zero-filled array of `count` points, which the caller frees with `free` or passes to a spline;
+/// null when `count` is below 1 or when out of memory.
 [[nodiscard]] SplineKey* splineKeyAllocate(std::int16_t count);
 
-/// The type whose `SplineTypeName` equals `name` exactly; 0 (linear) when none does, or for null.
+/// The type whose `SplineTypeName` equals `name` exactly; 0 (linear) if there is none, or for null.
 [[nodiscard]] std::int32_t splineGetTypeByName(const char* name);
 
 /// Removes every point of a Bezier spline that repeats its predecessor's position and both handles.
-/// Returns how many it removed; 0, and nothing changed, for other types and for null.
+/// Returns the number removed; for other types and for null returns 0 and changes nothing.
 int splineShrinkBezier(Spline* spline);
 
 // ---------------------------------------------------------------------------------------- files
@@ -101,27 +101,27 @@ int splineShrinkBezier(Spline* spline);
 [[nodiscard]] int splineWriteFile(const char* baseName, const Spline* spline, int flavour);
 
 /// Reads the file `baseName` + ".spl" of either flavour. Returns a spline that the caller disposes
-/// of; or null when the file cannot be opened, is none of the two, is of the older layout "BEZR",
+/// of; or null when the file cannot be opened, is neither of the two, has the older layout "BEZR",
 /// or ends before the spline does.
 [[nodiscard]] Spline* splineReadFile(const char* baseName);
 
-/// Writes the body of the text flavour, `prefix` in front of every line. 1, or 0 for null. A failed
+/// Writes the body of the text flavour, with `prefix` before every line. 1, or 0 for null. A failed
 /// write shows in `ferror(stream)`.
 int splineWriteAscii(std::FILE* stream, const Spline* spline, const char* prefix);
 
 /// Reads the body of the text flavour after its word "spline". The other two arguments are not
 /// used. Returns a spline that the caller disposes of, or null when the file ends before its
-/// closing brace or memory ran out. The number of points is the number that the text really has.
+/// closing brace or when out of memory. The number of points is the number that the text has.
 [[nodiscard]] Spline* splineReadAscii(std::FILE* stream, const void* unused, const void* unusedToo);
 
-/// Writes the binary body: the fields that the prototype's lists for splines (slot 8) and points
-/// (slot 9) name, in their order; a null prototype stands for the one of `prototypeInitSpline`. An
-/// unknown token is reported and written as nothing. 1, or 0 for a null spline.
+/// Writes the binary body: the fields of the prototype's lists for splines (slot 8) and points
+/// (slot 9), in their order; a null prototype means the one of `prototypeInitSpline`. An unknown
+/// token is reported and writes nothing. 1, or 0 for a null spline.
 int splineWriteBinary(std::FILE* stream, const Spline* spline, const Prototype* prototype);
 
-/// Reads the binary body under the prototype (null as above). An unknown token is reported and
-/// taken as a field without bytes. Returns a spline that the caller disposes of, or null when the
-/// file ends inside the body or memory ran out.
+/// Reads the binary body with the prototype (null as above). An unknown token is reported and
+/// treated as a field without bytes. Returns a spline that the caller disposes of, or null when the
+/// file ends inside the body or when out of memory.
 [[nodiscard]] Spline* splineReadBinary(std::FILE* stream, const Prototype* prototype);
 
 // -------------------------------------------------------------------------------- scene files
@@ -131,7 +131,7 @@ int splineWriteBinary(std::FILE* stream, const Spline* spline, const Prototype* 
 int splineWriteAsciiAnimation(std::FILE* stream, const Spline* spline);
 
 /// Reads the animation form into an allocated spline. The current token is its word "SPLINE" (or,
-/// where that was consumed before, the word of its type). With null the same text is read and
-/// dropped. The number of points is the number that the text really has, at most the number that it
-/// announces. 1 with the look-ahead as the current token, or 0 at end of file.
+/// if that has been consumed, the word of its type). With null the same text is read and dropped.
+/// The number of points is the number that the text has, at most the number that it announces. 1
+/// with the look-ahead as the current token, or 0 at end of file.
 int splineReadAsciiAnimation(std::FILE* stream, Spline* spline);

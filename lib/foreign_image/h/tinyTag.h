@@ -8,8 +8,8 @@
 #include <cstdio>
 
 /// A matte. `channels[c][r]` is row r (0 = top) of channel c: pixel x is bit 7 - (x mod 8) of byte
-/// x / 8. Rows are taken when they are first touched: a null row is a row of zeros, and so is every
-/// row of a record whose tables have not been allocated yet.
+/// x / 8. A row is allocated when it is first changed: a null row is a row of zeros, and so is
+/// every row of a record without tables.
 struct Tag {
     std::int16_t width;        ///< pixels per row, 1 to 32767
     std::int16_t height;       ///< rows, 1 to 32767
@@ -21,12 +21,12 @@ struct Tag {
     std::uint8_t*** channels;
 };
 
-/// A new zeroed record with ratio 1.0, or null when memory ran out.
+/// A new zeroed record with ratio 1.0, or null when out of memory.
 [[nodiscard]] Tag* tagAllocate();
 
-/// Allocates the channel table and its row tables; the rows follow when they are touched. Tables
-/// that exist already are kept. Returns 1, or 0 (nothing allocated) when channel count, height or
-/// width is 0 or negative, or memory ran out.
+/// Allocates the channel table and its row tables, but no rows. Existing tables are kept. Returns
+/// 1, or 0 (nothing allocated) when channel count, height or width is 0 or negative, or when out of
+/// memory.
 int tagAllocateChannels(Tag* record);
 
 /// Frees rows, tables and record, and sets the pointer to null. Always 1. Accepts null.
@@ -42,24 +42,24 @@ struct TagDisposer {
 /// Row `row` of channel `channel`, or null when it is all zero, or does not exist.
 [[nodiscard]] const std::uint8_t* tagRow(const Tag* record, int channel, int row);
 
-/// The same row for changing: taken, zeroed, at the first call. Null when `channel` or `row` is out
-/// of range or memory ran out.
+/// The same row for changing: allocated and zeroed by the first call. Null when `channel` or `row`
+/// is out of range, or when out of memory.
 [[nodiscard]] std::uint8_t* tagTakeRow(Tag* record, int channel, int row);
 
-/// Gives back the memory of row `row` of every channel, which is all zero then: for readers that
-/// need one scanline at a time, since the rows of a large matte would not fit any memory.
+/// Frees row `row` of every channel, which is then all zero. For readers that need one scanline at
+/// a time: all rows of a large matte would not fit in memory.
 void tagDropRow(Tag* record, int row);
 
 /// Creates the file `name` (".tag" is appended unless it ends so) and writes the header.
 /// Returns the stream, which the caller closes, positioned at the first scanline; or null when the
-/// file could not be opened (errno says why) or a size is out of range (a message says so, no file
-/// is touched, errno is EINVAL). A failed write shows in `ferror` or at close.
+/// file could not be opened (errno says why) or a size is out of range (with a message; no file is
+/// touched, errno is EINVAL). A failed write shows in `ferror` or at close.
 [[nodiscard]] std::FILE* tagWriteFileHeader(const char* name, const Tag* record);
 
 /// Opens the file `name` (".tag" is appended unless it ends so) and fills sizes, ratio and fields
 /// of the record. Channels are not allocated. Returns the stream, which the caller closes,
 /// positioned at the first scanline; or null. errno then says why the file could not be opened. It
-/// is 0 when the file was opened, but is no TAG (no message), cannot be read, ends inside the
+/// is 0 when the file was opened but is not a TAG (no message), cannot be read, ends inside the
 /// header, has a width or height outside 1 to 32767 or a channel count outside 1 to 253 (each with
 /// a message).
 [[nodiscard]] std::FILE* tagReadFileHeader(const char* name, Tag* record);
@@ -68,11 +68,12 @@ void tagDropRow(Tag* record, int row);
 /// is out of range. A failed write shows in `ferror(stream)`.
 int tagWriteScanline(std::FILE* stream, const Tag* record, int row);
 
-/// Reads one scanline into row `row` of every channel, allocating tables and rows that do not exist
-/// yet. What a cut scanline lacks is zero; the end-of-file indicator of the stream is set exactly
-/// when something was missing. A row of which the file holds nothing is not taken. The stream is
-/// left exactly after the scanline. Returns the channel count, or 0 when `row` is out of range, the
-/// stream cannot be read (`ferror` is set) or memory ran out; errno says which of the latter.
+/// Reads one scanline into row `row` of every channel, and allocates missing tables and rows.
+/// Missing pixels of a cut scanline are zero; the end-of-file indicator of the stream is set
+/// exactly when something was missing. A row without any data in the file is not allocated. The
+/// stream is left exactly after the scanline. Returns the channel count, or 0 when `row` is out of
+/// range, the stream cannot be read (`ferror` is set), or when out of memory; errno tells the last
+/// two apart.
 int tagReadScanline(std::FILE* stream, Tag* record, int row);
 
 /// Writes a whole matte and closes the file. Returns 1, or 0 when the file could not be opened. A
@@ -84,6 +85,6 @@ inline constexpr std::size_t kMaxWholeTagBytes = std::size_t{512} << 20;
 
 /// Reads a whole matte and closes the file. Returns a record that the caller disposes of, or null
 /// when the header is refused, all rows would exceed kMaxWholeTagBytes or the file cannot be read
-/// (each with a message). What a cut file lacks reads as zero, and a message says so; rows of which
-/// it holds nothing are null, so that a claim costs nothing.
+/// (each with a message). Missing pixels of a cut file are zero, and a message reports it; rows
+/// without data are null, so that claimed sizes take no memory.
 [[nodiscard]] Tag* tagReadFile(const char* name);

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
-// The text primitives that every reader and writer of animation text is built on: tokens, numbers,
-// quoted strings, indentation, vectors, animated scalars, triples and positions.
+// The text primitives beneath every reader and writer of animation text: tokens, numbers, quoted
+// strings, indentation, vectors, animated scalars, triples and positions.
 //
 // The look-ahead convention. When a reader returns, `animToken` holds the first token that it did
-// not consume, and its caller looks at that one before it reads another. Readers of quoted strings
-// and of vectors read no look-ahead; those of single values (`in_anim...`) neither.
+// not consume, and its caller examines that one before it reads another. Readers of quoted strings,
+// vectors and single values (`in_anim...`) read no look-ahead.
 //
-// Readers return 1, or 0 at end of file. The state below is one for the process and unguarded: one
-// thread at a time reads or writes animation text.
+// Readers return 1, or 0 at end of file. The state below is shared by the process and not locked:
+// only one thread at a time may read or write animation text.
 #pragma once
 
 #include <cstddef>
@@ -19,7 +19,7 @@ struct Spline;
 
 // --------------------------------------------------------------------------------------- tokens
 
-/// Room for a token with its terminating zero. What does not fit is consumed and dropped.
+/// Buffer size for a token with its terminating zero. Longer tokens are consumed and cut.
 inline constexpr std::size_t kAnimTokenSize = 240;
 
 /// The last token read, zero-terminated; empty after end of file.
@@ -39,9 +39,9 @@ extern float animFileVersion;
 /// is consumed. Nothing else separates tokens. 1, or 0 (and an empty token) at end of file.
 int in_animToken(std::FILE* stream);
 
-/// Read a token and convert it as `atoi` and `atof` do, whatever the locale: what is no number
-/// gives 0, words such as "INF" or "NAN" included; what is too large for a float gives the largest
-/// one. The 16-bit forms keep the low 16 bits. At end of file nothing is stored and 0 returned.
+/// Read a token and convert it like `atoi` and `atof`, whatever the locale. A word that is not a
+/// number gives 0, also "INF" and "NAN"; a number too large for a float gives the largest one. The
+/// 16-bit forms keep the low 16 bits. At end of file nothing is stored and 0 is returned.
 int in_animSValue(std::FILE* stream, std::int16_t* value);
 int in_animSValue_na(std::FILE* stream);
 int in_animFValue(std::FILE* stream, float* value);
@@ -51,14 +51,14 @@ int in_animLValue(std::FILE* stream, std::int32_t* value);
 /// Reads a string in single quotes, which may hold blanks and line ends. Its first character counts
 /// as the opening quote whatever it is; at most 237 characters are kept and the rest consumed.
 /// Returns a string that the caller frees with `free`; or null for an empty one, at end of file, or
-/// when memory ran out. `animTokenLine` is empty only at end of file.
+/// when out of memory. `animTokenLine` is empty only at end of file.
 [[nodiscard]] char* stringReadAsciiAnimation(std::FILE* stream);
 
 // ---------------------------------------------------------------------------------- indentation
 
-/// Depth of nesting of what is being written, and the text that begins a line there: a newline and
-/// three blanks a level. The string is null until `incIndent` is called for the first time; writers
-/// begin a line with `animWriteNewLine`, which serves then too.
+/// Nesting depth of the text being written, and the string that begins a line there: a newline and
+/// three blanks a level. The string is null until the first call of `incIndent`; `animWriteNewLine`
+/// works before that too.
 extern std::int32_t animIndentLength;
 extern char* animIndentString;
 
@@ -68,7 +68,7 @@ void setIndentLength(std::int32_t depth);
 /// Changes the depth by `delta` levels (not below 0, not above 1000) and rebuilds the string.
 void incIndent(std::int32_t delta);
 
-/// Begins a line: writes `animIndentString`, or a lone newline when there is none yet.
+/// Begins a line: writes `animIndentString`, or only a newline while that is null.
 void animWriteNewLine(std::FILE* stream);
 
 // -------------------------------------------------------------------------------------- vectors
@@ -87,8 +87,8 @@ struct HVector {
 int vectorWriteAsciiAnimation(std::FILE* stream, const Vector* vector);
 int hvectorWriteAsciiAnimation(std::FILE* stream, const HVector* vector);
 
-/// Read three or four numbers. 1; 0 when `vector` is null, though the numbers have been consumed
-/// then too; 0 at end of file, where the numbers that are missing are stored as 0.
+/// Read three or four numbers. 1; 0 when `vector` is null, although the numbers are still consumed;
+/// 0 at end of file, where missing numbers are stored as 0.
 int vectorReadAsciiAnimation(std::FILE* stream, Vector* vector);
 int hvectorReadAsciiAnimation(std::FILE* stream, HVector* vector);
 
@@ -115,13 +115,13 @@ int value3ReadAsciiAnimation(std::FILE* stream, float* x, float* y, float* z, Fc
 
 // --------------------------------------------------------------------------- animated positions
 
-/// What an animated position holds beside its curves, which stand in the curve array of the camera
-/// or light that has the position.
+/// An animated position except for its curves, which are in the curve array of the camera or light
+/// that has the position.
 struct AnimatedPosition {
-    Vector fixed;                ///< the static place
+    Vector fixed;                ///< the static position
     Spline* path;                ///< path that is followed; owned, may be null
     char* constraintName;        ///< object that it is tied to; owned (malloc), may be null
-    std::int16_t constraintType; ///< kind of that tie
+    std::int16_t constraintType; ///< kind of the constraint
     char* pathModelName;         ///< model whose spline is followed; owned (malloc), may be null
 };
 
@@ -137,21 +137,21 @@ int positionWriteAsciiAnimation(std::FILE* stream, const Vector* fixed, const Fc
                                 const Fcurve* yCurve, const Fcurve* zCurve,
                                 const char* pathModelName);
 
-/// Reads one animated position. Reads its first token itself and leaves the look-ahead. Any place
-/// may be null: what belongs there is then read and dropped; what stands in a place that is read
-/// anew is freed first. 0 at end of file before the first token, else 1, also for an unknown form,
-/// which is reported and skipped.
+/// Reads one animated position. Reads its first token itself and leaves the look-ahead. Any output
+/// may be null: its part is then read and dropped. The old contents of an output are freed first. 0
+/// at end of file before the first token, else 1, also for an unknown form, which is reported and
+/// skipped.
 int positionReadAsciiAnimation(std::FILE* stream, Vector* fixed, Fcurve** timing, Spline** path,
                                char** constraintName, std::int16_t* constraintType, Fcurve** xCurve,
                                Fcurve** yCurve, Fcurve** zCurve, char** pathModelName);
 
 // ------------------------------------------------------------------------------------- notices
 //
-// The result of a reader or writer says little: unknown words are skipped, long ones cut, and what
-// a form has no room for is left out. Set an observer to be told of each such event as it happens.
-// Readers and writers report every loss themselves; a file whose reading gave neither a loss nor a
-// failure was read whole, and writing that gave neither left nothing out. There is no observer by
-// default.
+// The result of a reader or writer does not show that unknown words were skipped, long ones cut, or
+// values dropped for which a format has no place. Set an observer to be told of each such event as
+// it happens. Readers and writers report every loss: if reading reports neither a loss nor a
+// failure, the file was read in full; if writing reports neither, nothing was left out. There is no
+// observer by default.
 
 enum class AnimNoticeKind : std::uint8_t {
     // Losses: something in the file or record is not in the result.
@@ -168,9 +168,9 @@ enum class AnimNoticeKind : std::uint8_t {
                ///< them, "" for bytes
     LineEnds,  ///< the file has line ends of another system; `word`: "DOS line ends" or "old Mac
                ///< line ends"; reported once, and no UnknownWord, Missing or BadNumber after it
-    // The call answers its failure (0 or null).
+    // The call returns its failure value (0 or null).
     Failed, ///< `detail`: why ("Input/output error"); the message stream says it too
-    // Notes: the form is like that, nothing has gone wrong.
+    // Notes: properties of the format; nothing has gone wrong.
     Kept,     ///< a word that nobody knows, kept as it stands and written back
     Version,  ///< the version that the header gave, where it decides how keys are read; `word`: the
               ///< version, `detail`: the text that it stood in and what follows from it
@@ -190,8 +190,8 @@ enum class AnimSeverity : std::uint8_t { Loss, Failure, Note };
                                             : AnimSeverity::Note;
 }
 
-/// One notice. `word` and `detail` live only during the call; both are bytes of the file as they
-/// stand, "" when there is nothing to say.
+/// One notice. `word` and `detail` are valid only during the call; both are unchanged bytes of the
+/// file, or "".
 struct AnimNotice {
     AnimNoticeKind kind;
     const char* word;        ///< the word concerned, as far as it was kept
@@ -201,24 +201,24 @@ struct AnimNotice {
     bool follows = false; ///< an unknown word behind another, no known one between: the same cause
 };
 
-/// Called for each notice with the pointer given at `animSetObserver`. Must not read or write
+/// Called for each notice with the pointer passed to `animSetObserver`. Must not read or write
 /// animation text.
 using AnimObserver = void (*)(void* context, const AnimNotice& notice);
 
-/// Sets the observer, or none with null. `context` stays the caller's.
+/// Sets the observer, or none with null. The caller keeps `context`.
 void animSetObserver(AnimObserver observer, void* context);
 
-/// Tells the observer, if there is one, about `word` on the line of the last token. An unknown word
-/// that is empty is none: the file ended there, and the notice says Missing.
+/// Tells the observer, if there is one, about `word` on the line of the last token. An empty
+/// unknown word means that the file ended there, and the notice is Missing.
 void animNotify(AnimNoticeKind kind, const char* word, const char* detail = "");
 
 /// Line of the file on which the last token or quoted string begins.
 [[nodiscard]] std::int64_t animTokenLineNumber();
 
-/// Says that the next character read stands on line `line`: 1 for a file just opened, 3 after an
-/// ASCII header of two lines.
+/// Sets the line of the next character to be read: 1 for a file just opened, 3 after an ASCII
+/// header of two lines.
 void animSetLineNumber(std::int64_t line);
 
-/// Puts token buffer, values, version, indentation, line number and observer back to their
-/// beginnings. For tests, which share a process.
+/// Resets token buffer, values, version, indentation, line number and observer. For tests, which
+/// share a process.
 void animReset();
