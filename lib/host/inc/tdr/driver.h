@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: MIT
-// A session with one driver: start it, ask it, order it, end it.
+// A session with one driver: start it, send it queries and actions, end it.
 //
 //     auto started = tdr::Driver::start("/usr/lib/tdr/softimageFilter");
 //     if (!started) { report(started.failure().text()); return; }
 //     tdr::Driver& driver = *started;
 //     auto vendor = driver.vendorName();
 //
-// Every call sends one request and waits for its answer, at most `Limits::request`. No call throws;
-// one for which there is no memory answers `NoMemory`, and the session is over when the driver's
-// answer could not be taken then. What a driver sends before it is asked breaks the protocol.
-// The driver's stderr is a pipe to this session; its last line becomes part of a failure's text.
-// Nothing here touches the process's signal actions, and only this session's own child is waited
-// for; a host may use any number of sessions, each from one thread at a time.
+// Every call sends one request and waits for its answer, at most `Limits::request`. No call throws.
+// A call that runs out of memory returns `NoMemory`; the session ends if it could not store the
+// driver's answer. Bytes that a driver sends without a request break the protocol. The driver's
+// stderr is a pipe to this session; its last line becomes part of a failure's text. A session does
+// not change the process's signal actions and waits only for its own child; a host may use any
+// number of sessions, each from one thread at a time.
 #pragma once
 
 #include "tdr/result.h"
@@ -31,25 +31,25 @@
 
 namespace tdr {
 
-/// How long a session waits before it gives up. Generous: a limit tells a dead driver from a slow
-/// one, and reading the last line of a large picture first decodes all of it.
+/// How long a session waits before it gives up. The limits are generous, because reading the last
+/// line of a large picture first decodes all of it.
 struct Limits {
     std::chrono::milliseconds start{20'000};    ///< from exec to the start-up OK
     std::chrono::milliseconds request{120'000}; ///< from a request to its answer
-    std::chrono::milliseconds end{10'000};      ///< from the order to end to the end; then SIGKILL
+    std::chrono::milliseconds end{10'000};      ///< from the end request to the exit; then SIGKILL
 };
 
 struct StartOptions {
     Limits limits;
-    std::int16_t hostId = 1;    ///< this end's two ids, as drivers see them; any values do
+    std::int16_t hostId = 1;    ///< this end's two ids for drivers; any values
     std::int16_t hostSubId = 1; ///< see `hostId`
-    /// Called with every line (without its newline) that the driver writes to stderr, during calls
-    /// of the session only. What a driver writes before it answers comes before the call returns.
-    /// Lines longer than 4096 bytes come in pieces. Must not throw.
+    /// Called with every line (without its newline) that the driver writes to stderr, only during
+    /// calls of the session. Lines that a driver writes before it answers arrive before the call
+    /// returns. Lines longer than 4096 bytes arrive in pieces. Must not throw.
     std::function<void(std::string_view)> onDriverLine;
 };
 
-/// A picture's place and size. Drivers of this project report x = y = 0.
+/// A picture's position and size. Drivers of this project report x = y = 0.
 struct Bounds {
     std::int32_t x = 0;
     std::int32_t y = 0;
@@ -73,7 +73,7 @@ struct PixelFormat {
     bool operator==(const PixelFormat&) const = default;
 };
 
-/// How a driver's files are called: prefix "test.", extension ".pic", template "%s.%d.pic".
+/// The names of a driver's files: prefix "test.", extension ".pic", template "%s.%d.pic".
 struct FileNaming {
     std::string prefix;
     std::string extension;
@@ -86,19 +86,18 @@ enum class Access : std::int32_t { Read = 0, Write = 1 };
 
 class DriverProcess;
 
-/// See the head of this file. Move-only; one that was moved from may only be assigned to or
-/// destroyed.
+/// See the top of this file. Move-only; a moved-from object may only be assigned to or destroyed.
 class Driver {
   public:
     /// Starts `program` (a path; not searched along PATH) and waits for its start-up OK. Fails with
-    /// `CouldNotStart` for every reason but `Interrupted` and `NoMemory`; nothing is left behind
-    /// then.
+    /// `CouldNotStart` for every reason except `Interrupted` and `NoMemory`; a failure leaves
+    /// nothing behind.
     static Result<Driver> start(const std::filesystem::path& program, StartOptions options = {});
 
     Driver(Driver&&) noexcept;
     Driver& operator=(Driver&&) noexcept;
-    /// Ends the driver: politely and within `Limits::end`, or by SIGKILL when it does not go or the
-    /// session had failed. Afterwards the process is gone and has been waited for.
+    /// Ends the driver: by an end request and within `Limits::end`, or by SIGKILL if it does not
+    /// exit or the session has failed. Afterwards the process is gone and has been waited for.
     ~Driver();
 
     [[nodiscard]] const std::filesystem::path& program() const;
@@ -107,9 +106,8 @@ class Driver {
     [[nodiscard]] bool alive() const;
     /// The last line the driver has written to stderr so far, or empty.
     [[nodiscard]] const std::string& lastLine() const;
-    /// The line with "cut short or damaged" in it that the driver has written since the last
-    /// connect, or empty: what a driver says of a file that it reads in part. The first one of
-    /// several.
+    /// The first line with "cut short or damaged" that the driver has written since the last
+    /// connect, or empty. A driver writes it for a file that it reads in part.
     [[nodiscard]] const std::string& damage() const;
 
     // --- The sixteen queries ---------------------------------------------------------------------
@@ -119,7 +117,7 @@ class Driver {
     Result<std::int32_t> formatCount();
     /// Index of the selected format; -1 before one is set.
     Result<std::int32_t> currentFormat();
-    /// The format at `index`, or no format where the driver has none there.
+    /// The format at `index`, or none if the driver has no format there.
     Result<std::optional<PixelFormat>> format(std::int32_t index);
     Result<Bounds> bounds();
     Result<Pair> tiling();
@@ -136,26 +134,26 @@ class Driver {
     // --- The actions -----------------------------------------------------------------------------
 
     Status setPixelFormat(std::int32_t index);
-    /// For writing: to be set before the file is connected.
+    /// For writing: set the bounds before the file is connected.
     Status setBounds(const Bounds& bounds);
     Status setTiling(const Pair& tiling);
-    /// Drivers keep only the second number, as their first one (a kept quirk of the protocol).
+    /// Drivers store only the second number, as their first one (a kept quirk of the protocol).
     Status setStampBounds(const Pair& size);
     Status setCurrentCell(std::int32_t cell);
     Status setStartCell(std::int32_t cell);
     Status setEndCell(std::int32_t cell);
     /// Commands that the driver runs with the shell before it reads and after it has written; an
-    /// empty one switches them off. At most 2047 bytes.
+    /// empty one removes it. At most 2047 bytes.
     Status setPreReadCommand(std::string_view command);
     Status setPostWriteCommand(std::string_view command);
 
-    /// Opens `path` in the driver. It must name its directory ("./a.pic") to be searched from
-    /// anywhere but the driver's working directory, and have at most 1023 bytes. A driver that
-    /// refuses without a line does not know the file's format: `NotMyFormat`. One that refuses with
-    /// a line cannot open it, or it is damaged: `Refused`.
+    /// Opens `path` in the driver. It must name its directory ("./a.pic"), unless that is the
+    /// driver's working directory, and have at most 1023 bytes. A driver that refuses without a
+    /// line does not know the file's format: `NotMyFormat`. A refusal with a line means that the
+    /// file cannot be opened or is damaged: `Refused`.
     Status connectToFile(std::string_view path, Access access, std::int32_t cell = 0);
-    /// Writes what is kept back and closes. After writing, only its success says that all has been
-    /// handed to the system; on the disk it is when the file has been synced (`fsync`).
+    /// Writes the lines that are held back and closes. After writing, only its success means that
+    /// the system has all data; they are on the disk when the file has been synced (`fsync`).
     Status disconnectFromFile();
 
     /// Transfers of the whole picture, of the line `line` (0 is the bottom one) or of the stamp,
@@ -168,39 +166,39 @@ class Driver {
     Status putLine(const SharedBlock& block, std::int32_t line, std::int32_t cell = 0);
     Status putStamp(const SharedBlock& block, std::int32_t cell = 0);
 
-    /// Whether the driver moves whole pictures (getCache, putCache). One that does not, agrees to
-    /// such a request all the same and does nothing, so that it can be told only while no file is
-    /// connected, when the others refuse. Asked once a session; false, and not asked, while a file
-    /// is connected.
+    /// Whether the driver transfers whole pictures (getCache, putCache). A driver that does not
+    /// still answers OK and does nothing, so this can be tested only while no file is connected,
+    /// when other drivers refuse. Tested once a session; while a file is connected the result is
+    /// false without a test.
     Result<bool> transfersCaches();
 
-    /// True from a connect, also a refused one, to the disconnect.
+    /// True from a connect, even a refused one, to the disconnect.
     [[nodiscard]] bool isConnected() const;
 
     /// True when an outside command is set; connecting again would run it again.
     [[nodiscard]] bool hasOutsideCommands() const;
 
-    /// Tiles are out of the protocol's own reach: drivers act on 999 longs only and leave
-    /// everything else unanswered, and a packet holds 256. Always `BadArgument`; nothing is sent.
+    /// The protocol cannot transfer tiles: drivers accept only 999 longs and do not answer any
+    /// other count, and a packet holds 256. Always `BadArgument`; nothing is sent.
     Status getTile();
     Status putTile();
 
-    /// Orders the driver to end without waiting for it: it does so while the caller goes on. No
-    /// request may follow; `end` or the destructor still waits.
+    /// Sends the end request without waiting for the driver's exit. No request may follow; `end` or
+    /// the destructor still waits.
     void dismiss();
 
-    /// Ends the driver at once, by SIGKILL, when nobody wants any more what it is writing: the
-    /// order to end would have it complete its file.
+    /// Ends the driver at once by SIGKILL, when its output is no longer wanted: after an end
+    /// request it would complete its file.
     void kill();
 
-    /// Orders the driver to end and waits for it, as the destructor does, and tells how it ended. A
-    /// driver that had to be killed gives `TimedOut`.
+    /// Sends the end request and waits for the exit, as the destructor does, and returns how the
+    /// driver ended. A driver that had to be killed gives `TimedOut`.
     Result<DriverEnd> end();
 
-    // --- Packets as they are ---------------------------------------------------------------------
+    // --- Raw packets -----------------------------------------------------------------------------
 
-    /// Sends an info query and hands back the longs of its answer, whatever their number: for
-    /// drivers with queries of their own.
+    /// Sends an info query and returns the longs of its answer, whatever their number: for drivers
+    /// with their own queries.
     Result<std::vector<std::int32_t>> queryLongs(std::int16_t code,
                                                  std::span<const std::int32_t> longs = {});
     /// Sends an action request and waits for OK or error.

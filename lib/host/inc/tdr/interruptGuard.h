@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: MIT
-// Ctrl-C without leftovers.
+// Cleaning up after Ctrl-C and other signals.
 #pragma once
 
 namespace tdr {
 
-/// While one lives, no signal ends the process that can be kept from it, from SIGINT to the
-/// real-time ones; only those that tell of a fault in the program itself (SIGSEGV, SIGABRT and
-/// their like) do. A signal makes every wait of this library, the current one and all later ones,
-/// return `FailureKind::Interrupted`. The caller unwinds as after any failure, so that destructors
-/// end the drivers and remove blocks and temporary files, and may then call `endBySignal`. SIGPIPE
-/// and SIGXFSZ do nothing: the call that raised them fails, too. A signal that was ignored before
-/// (as under nohup) stays ignored. For programs, not for libraries: it changes the process's signal
+/// While a guard exists, no signal that can be caught ends the process, from SIGINT to the
+/// real-time ones, except those that report a fault in the program itself (SIGSEGV, SIGABRT and the
+/// like). A signal makes every wait of this library, the current one and all later ones, return
+/// `FailureKind::Interrupted`. The caller unwinds as after any failure, so that destructors end the
+/// drivers and remove blocks and temporary files, and may then call `endBySignal`. SIGPIPE and
+/// SIGXFSZ have no effect, because the call that raised them also fails. An ignored signal (as
+/// under nohup) stays ignored. For programs, not for libraries: it changes the process's signal
 /// actions until it is destroyed. At most one at a time.
 class InterruptGuard {
   public:
@@ -19,8 +19,8 @@ class InterruptGuard {
     InterruptGuard(const InterruptGuard&) = delete;
     InterruptGuard& operator=(const InterruptGuard&) = delete;
 
-    /// While one lives inside a guard, signals end the process as they did before the guard: for a
-    /// time in which nothing is there to be cleaned up.
+    /// While a pause exists inside a guard, signals end the process as without the guard: for times
+    /// when there is nothing to clean up.
     class Pause {
       public:
         Pause();
@@ -29,14 +29,14 @@ class InterruptGuard {
         Pause& operator=(const Pause&) = delete;
     };
 
-    /// The signal that came while the last guard lived, or 0.
+    /// The signal that arrived while the last guard existed, or 0.
     [[nodiscard]] static int signal();
 
-    /// A descriptor that is readable once a signal has come, for waits of the caller's own; -1
-    /// while no guard lives.
+    /// A descriptor that is readable once a signal has arrived, for the caller's own waits; -1
+    /// without a guard.
     [[nodiscard]] static int wakeDescriptor();
 
-    /// Ends this process by `signal` with its default action, so that a shell sees what happened.
+    /// Ends this process by `signal` with its default action, so that a shell sees the signal.
     [[noreturn]] static void endBySignal(int signal);
 };
 

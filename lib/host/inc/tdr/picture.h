@@ -2,9 +2,9 @@
 // Whole jobs over a session: read a picture line by line, write one line by line.
 //
 // A line here is always `width` pixels of four bytes each, in the order alpha, blue, green, red
-// (the drivers' format 0). Line 0 is the bottom line. Lines may be asked for in any order; from the
-// top (height - 1) down to 0 is the order of the files and the fastest. A reader and a writer can
-// share one block, so that a conversion copies nothing:
+// (the drivers' format 0). Line 0 is the bottom line. Lines may be read in any order; from the top
+// (height - 1) down to 0 is the order of the files and the fastest. A reader and a writer can share
+// one block, so that a conversion copies nothing:
 //
 //     for (int line = reader->height(); line-- > 0;) {
 //         if (!reader->readLine(*block, line) || !writer->writeLine(*block, line)) ...
@@ -26,7 +26,7 @@ namespace tdr {
 /// Bytes of one pixel of a line.
 inline constexpr std::size_t kPixelBytes = 4;
 
-/// What a connected file holds.
+/// The contents of a connected file.
 struct PictureShape {
     std::int32_t width = 0;
     std::int32_t height = 0;
@@ -40,28 +40,29 @@ struct PictureShape {
 /// Bytes of a whole picture; both sides 1 ... 32767.
 [[nodiscard]] std::size_t pictureBytes(std::int32_t width, std::int32_t height);
 
-/// Fills `line` with opaque black: what pixels are where the file has no such channel, since a
-/// driver leaves the bytes of a missing channel as they were.
+/// Fills `line` with opaque black, the value of missing channels: a driver leaves their bytes
+/// unchanged.
 void fillOpaqueBlack(std::span<std::uint8_t> line);
 
-/// Makes pixels of packed matte bits: white where the matte `channel` (0: the first) of `channels`
-/// is set, black elsewhere, opaque everywhere. `bits` holds `channels` bits a pixel, filled from
-/// each byte's lowest bit upwards; `line` takes as many pixels as fit, and as many as `bits` has.
+/// Converts packed matte bits to pixels: white where the matte `channel` (0: the first) of
+/// `channels` is set, black elsewhere, opaque everywhere. `bits` holds `channels` bits a pixel,
+/// filled from each byte's lowest bit upwards; `line` takes as many pixels as fit, and as many as
+/// `bits` has.
 void expandMatte(std::span<const std::uint8_t> bits, std::int32_t channels,
                  std::span<std::uint8_t> line, std::int32_t channel = 0);
 
-/// What a block holds before a picture is read into it.
+/// The contents of a block before a picture is read into it.
 enum class BlockState {
     Used,  ///< anything
-    Blank, ///< zeros: as `SharedBlock::create` made it, and nobody has written to it
+    Blank, ///< zeros: new from `SharedBlock::create` and not written to
 };
 
-/// Reads one file through a driver. Borrows the driver; one reader or writer a driver at a time. A
-/// file that an earlier one has left open is closed first.
+/// Reads one file through a driver. Borrows the driver; one reader or writer for each driver at a
+/// time. A file that an earlier one has left open is closed first.
 class PictureReader {
   public:
-    /// Connects `path` for reading and asks for size and format. See `Driver::connectToFile` about
-    /// `path` and about drivers that refuse. A size outside 1 ... 32767 a side, or a format that is
+    /// Connects `path` for reading and queries size and format. See `Driver::connectToFile` about
+    /// `path` and about drivers that refuse. A size outside 1 ... 32767, or a format that is
     /// neither four channels of 8 bits nor mattes, is `Refused` too. After a failure the file is
     /// disconnected.
     static Result<PictureReader> open(Driver& driver, std::string_view path, std::int32_t cell = 0);
@@ -70,32 +71,32 @@ class PictureReader {
     [[nodiscard]] std::int32_t width() const { return shape_.width; }
     [[nodiscard]] std::int32_t height() const { return shape_.height; }
 
-    /// Of a file with several mattes, the one that is read from now on: 0, the first, to
-    /// `shape().channels` - 1. No effect on pictures.
+    /// Selects the matte to read from a file with several: 0, the first, to `shape().channels` - 1.
+    /// No effect on pictures.
     void selectMatte(std::int32_t channel);
 
-    /// Reads line `line` into the first `lineBytes(width())` bytes of `block`. Channels that the
-    /// file lacks are opaque black; a matte is white on black.
+    /// Reads line `line` into the first `lineBytes(width())` bytes of `block`. Missing channels are
+    /// opaque black; a matte is white on black.
     Status readLine(SharedBlock& block, std::int32_t line);
 
-    /// Reads all lines into `block`, one after the other, the bottom line first. Where the driver
-    /// can (it was asked by `Driver::transfersCaches` before the file was opened), and nothing has
-    /// been read yet, with a few requests instead of one a line; into a blank block that is faster
-    /// still, since this process then touches only a few of its pages.
+    /// Reads all lines into `block`, one after the other, the bottom line first. If the driver
+    /// supports it (`Driver::transfersCaches` was called before the file was opened) and no line
+    /// has been read, this takes a few requests instead of one for each line. A blank block is
+    /// faster still, because this process then touches only a few of its pages.
     Status readAll(SharedBlock& block, BlockState state = BlockState::Used);
 
-    /// Disconnects. Its success says that the driver's answers belonged to the requests. What a
-    /// damaged file lacked is told by `Driver::damage`.
+    /// Disconnects. Success means that the driver's answers belonged to the requests.
+    /// `Driver::damage` reports what a damaged file lacked.
     Status close();
 
   private:
     PictureReader(Driver& driver, std::string_view path, std::int32_t cell)
         : driver_(&driver), path_(path), cell_(cell) {}
-    /// What the driver's positions in the file are good for.
+    /// What can still be read with the driver's positions in the file.
     enum class State {
         Fresh, ///< everything
         Lines, ///< single lines
-        Cache, ///< nothing: a whole picture leaves them in the order of its rows
+        Cache, ///< nothing: a whole picture leaves unusable positions
     };
     Status readCache(SharedBlock& block, BlockState state);
     Status reconnect();
@@ -114,24 +115,24 @@ class PictureReader {
 };
 
 /// Writes one file through a driver, in the drivers' format 0. Like a reader it borrows the driver
-/// and closes what was left open. Drivers take every line once.
+/// and closes a file that was left open. Drivers accept every line once.
 class PictureWriter {
   public:
-    /// Selects format 0, sets the size (1 ... 32767 a side) and connects `path` for writing. After
-    /// a failure the file is disconnected.
+    /// Selects format 0, sets the size (each 1 ... 32767) and connects `path` for writing. After a
+    /// failure the file is disconnected.
     static Result<PictureWriter> open(Driver& driver, std::string_view path, std::int32_t width,
                                       std::int32_t height, std::int32_t cell = 0);
 
-    /// Writes the first bytes of `block` as line `line`. Every line has to be written, in whatever
-    /// order, and once: a second time is `BadArgument`.
+    /// Writes the first bytes of `block` as line `line`. Every line has to be written once, in any
+    /// order: a second time is `BadArgument`.
     Status writeLine(const SharedBlock& block, std::int32_t line);
 
-    /// Writes the lines that have not been written yet, which is `BadArgument` when there are none,
-    /// from `block`, laid out as by `PictureReader::readAll`.
+    /// Writes all remaining lines from `block`, laid out as by `PictureReader::readAll`. Without
+    /// any it is `BadArgument`.
     Status writeAll(const SharedBlock& block);
 
-    /// Disconnects. Only this call's success says that the file is whole, as far as the system has
-    /// taken it (see `Driver::disconnectFromFile`); with lines missing it is `BadArgument`.
+    /// Disconnects. Only this call's success means that the file is complete in the system (see
+    /// `Driver::disconnectFromFile`); with lines missing it is `BadArgument`.
     Status close();
 
   private:
@@ -157,17 +158,17 @@ struct Picture {
     std::vector<std::uint8_t> pixels; ///< lines one after the other, the bottom line first
 };
 
-/// Pictures above this are not read into memory unless asked for: a small file can claim any size.
+/// Larger pictures are not read into memory by default, because a small file can claim any size.
 inline constexpr std::size_t kDefaultPictureLimit = std::size_t{1} << 30;
 
-/// Reads all of `path` through `driver`; `NoMemory` when its pixels need more than `maxBytes`. In
-/// the end, also after a failure, no file is open in the driver. A damaged file is read as far as
-/// it goes, which `Driver::damage` tells.
+/// Reads all of `path` through `driver`; `NoMemory` when its pixels need more than `maxBytes`.
+/// Afterwards, also after a failure, no file is open in the driver. A damaged file is read as far
+/// as possible; `Driver::damage` reports it.
 Result<Picture> readPicture(Driver& driver, std::string_view path,
                             std::size_t maxBytes = kDefaultPictureLimit);
 
-/// Writes `picture` to `path` through `driver`. In the end, also after a failure, no file is open
-/// in the driver; what a failure leaves at `path` is the driver's.
+/// Writes `picture` to `path` through `driver`. Afterwards, also after a failure, no file is open
+/// in the driver; the driver determines what a failure leaves at `path`.
 Status writePicture(Driver& driver, std::string_view path, const Picture& picture);
 
 } // namespace tdr

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
-// What a call of the host library comes back with: what was asked for, or the reason why not.
+// The result of a call of the host library: a value, or the reason of a failure.
 //
-// A driver is another process, so every call can fail in ways that a caller wants told apart: the
-// driver says no and can be asked on; the driver is gone; it does not answer; it answers nonsense.
-// After `Refused`, `NotMyFormat` and `BadArgument` the session goes on, after `NoMemory` it may,
-// and after all others it is over (Driver::alive() tells). No call of the library throws.
+// A driver is another process, so every call can fail in several ways: the driver refuses and the
+// session continues; the driver is gone; it does not answer; its answer breaks the protocol. After
+// `Refused`, `NotMyFormat` and `BadArgument` the session continues, after `NoMemory` it may, and
+// after all others it has ended (see `Driver::alive`). No call of the library throws.
 #pragma once
 
 #include <optional>
@@ -14,24 +14,25 @@
 namespace tdr {
 
 enum class FailureKind {
-    CouldNotStart, ///< the program did not become a driver: missing, died or silent at start
-    Refused,       ///< the driver answered with its error reply; the session goes on. On a connect:
-                   ///< the driver wrote why, so the file cannot be opened or is damaged
-    NotMyFormat,   ///< the driver refused a connect without a line: the file is none of its files
-    Died,          ///< the driver ended, or hung up, before it answered
-    TimedOut,      ///< no answer within the limit; the driver has been killed
+    CouldNotStart,  ///< the program did not become a driver: missing, died or silent at start
+    Refused,        ///< the driver answered with an error; the session continues. On a connect:
+                    ///< the driver wrote why, so the file cannot be opened or is damaged
+    NotMyFormat,    ///< the driver refused a connect without a line: the file has another format
+    Died,           ///< the driver ended, or closed the connection, before it answered
+    TimedOut,       ///< no answer within the limit; the driver has been killed
     ProtocolBroken, ///< an answer that does not fit the request; the driver has been killed
     Interrupted,    ///< an InterruptGuard saw a signal; the driver has been killed
-    BadArgument, ///< the caller's fault: nothing was sent, or a file was closed before it was whole
-    NoMemory,    ///< the system gave no memory, no shared block, or not what a driver wrote
+    BadArgument,    ///< the caller's error: nothing was sent, or a file was closed before it was
+                    ///< complete
+    NoMemory,       ///< out of memory, no shared block, or a driver's line could not be read
 };
 
-/// The name of a kind, as one word for messages and logs ("Died").
+/// The name of a kind as one word ("Died").
 [[nodiscard]] const char* nameOf(FailureKind kind);
 
 /// How a driver process ended.
 struct DriverEnd {
-    bool known = false; ///< false when nobody can tell (the host ignores SIGCHLD)
+    bool known = false; ///< false if it is unknown (the host ignores SIGCHLD)
     int exitStatus = 0; ///< 0 ... 255, when `signal` is 0
     int signal = 0;     ///< the signal that ended it, or 0
 
@@ -46,8 +47,8 @@ struct Failure {
     std::optional<DriverEnd> end; ///< how the driver ended, for `CouldNotStart` and `Died`
     std::string lastLine;         ///< the last line the driver wrote to its stderr, or empty
 
-    /// `what`, then the driver's end and its last line where there are any: one line.
-    /// Without memory for that the name of the kind.
+    /// One line: `what`, then the driver's end and its last line if there are any. When out of
+    /// memory, the name of the kind.
     [[nodiscard]] std::string text() const noexcept;
 };
 
