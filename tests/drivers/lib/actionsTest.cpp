@@ -138,23 +138,28 @@ TEST_F(Actions, SettingTheSameCellIsNoChange) {
 /// Notes what it sends, and how many have the block attached then.
 class NotingLink : public IPC_LinkIrix {
   public:
-    NotingLink(IPC_LinkIrix& link, RecordingDriver& driver, const support::SharedBlock& block)
-        : IPC_LinkIrix(link.localId, link.localSubId,
-                       {std::exchange(link.sockfd, -1), -1, link.peerId, link.peerSubId}),
-          driver_(driver), block_(block) {}
+    NotingLink(std::unique_ptr<IPC_LinkIrix> link, RecordingDriver& driver,
+               const support::SharedBlock& block)
+        : IPC_LinkIrix(link->localId, link->localSubId, 0), link_(std::move(link)), driver_(driver),
+          block_(block) {}
     int transmit(IPC_DataPacket* p, int stampSender) override {
         driver_.note("send", p->datacmd[5], block_.attachments());
-        return IPC_LinkIrix::transmit(p, stampSender);
+        return link_->transmit(p, stampSender);
+    }
+    int receive(IPC_QUEUE_MODE queue, IPC_BLOCKING_MODE blocking, long seconds, long microseconds,
+                IPC_DataPacket* p) override {
+        return link_->receive(queue, blocking, seconds, microseconds, p);
     }
 
   private:
+    std::unique_ptr<IPC_LinkIrix> link_;
     RecordingDriver& driver_;
     const support::SharedBlock& block_;
 };
 
 TEST_F(Actions, TransfersGoTheirWay) {
     // Every packet is noted with how many have the block attached when it goes out.
-    driver->link = std::make_unique<NotingLink>(*driver->link, *driver, block);
+    driver->link = std::make_unique<NotingLink>(std::move(driver->link), *driver, block);
     driver->bounds[3] = 10;
     constexpr int kNone = ipc::kAccessNoCommands;
     const struct {
