@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The numbers that travel in packets: message classes, codes, identities and capacities. One list
-// for drivers and hosts; the wire form of a packet is described in docs/protocol.md.
+// The numbers in packets: message classes, codes, identities and capacities. One list for drivers
+// and hosts; docs/protocol.md describes the wire form of a packet.
 #pragma once
 
 #include <cstdint>
@@ -32,7 +32,7 @@ enum CommandWord : int {
 
 inline constexpr std::int16_t kDriverId = 102;   ///< first id of every driver process
 inline constexpr std::int16_t kDriverSubId = 39; ///< second id of every driver process
-inline constexpr std::int16_t kUnknownId = -1;   ///< either id of a peer that is not known yet
+inline constexpr std::int16_t kUnknownId = -1;   ///< either id of an unknown peer
 
 // --- Message classes (command word 4) ------------------------------------------------------------
 

@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
 // The link over a TCP connection on this machine.
 //
-// A driver makes it from the port that its parent gave it; a parent from a program's name, which
-// starts the program. A link that could not be made says so in `linkStatus`:
-//
-//    0  good
+// A driver creates it from its parent's port, a parent from the name of a program, which it starts.
+// `linkStatus` tells whether that succeeded:
+//    0  success
 //    1  the child's side could not connect, or its handshake failed
 //   -1  the program could not be started
-//   -2  the program is being executed already
+//   -2  the program is already running
 //   -3  the peer answered the handshake with kill
 #pragma once
 
@@ -18,8 +17,8 @@
 
 class IPC_LinkIrix : public IPC_Link {
   public:
-    /// Parent: starts the program `name` in the directory `dir` (or as it is, when `dir` is null or
-    /// empty) and waits for its handshake. See `linkStatus` for the outcome.
+    /// Parent: starts the program `name` in the directory `dir` (or `name` itself if `dir` is null
+    /// or empty) and waits for its handshake. `linkStatus` gives the outcome.
     IPC_LinkIrix(short localId, short localSubId, IPC_EXEC_MODE execMode,
                  IPC_SIGNAL_MODE signalMode, const char* name, const char* dir);
 
@@ -30,18 +29,18 @@ class IPC_LinkIrix : public IPC_Link {
     ~IPC_LinkIrix() override;
 
     /// Stamps and sends `p` (see IPC_Link::transmit). Returns 0 when sent; -1 when the link is not
-    /// connected, or with a line on stderr when the write failed. When the peer has gone, a line
-    /// says so, the link is closed, and the result is the value of `killOnDestroy`.
+    /// connected or, with a line on stderr, when the write failed. If the peer has gone, a line
+    /// reports it, the link is closed, and the result is the value of `killOnDestroy`.
     int transmit(IPC_DataPacket* p, int stampSender) override;
 
-    /// Waits for a packet and reads it into `p`. Returns 1 for a packet, also for one without
-    /// command words, as which a closed connection reads; 0 when the time ran out or an event of
-    /// the window system is pending; -1 on an error, with a line on stderr; -2 when the link is not
-    /// connected. From the fortieth empty packet in a row on, when the process that is named as the
-    /// parent is not the parent, `p` says that it has died (class 2, code 202); when it is, each
-    /// empty packet takes a tenth of a second. A packet that is none (a bad count, a read that
-    /// fails inside it) gives -1 and closes the link that it came over, here and on the wire:
-    /// nothing behind it is looked at, and `p` is empty.
+    /// Waits for a packet and reads it into `p`. Returns 1 for a packet, also for an empty one
+    /// without command words, which a closed connection gives; 0 when the time ran out or an event
+    /// of the window system is pending; -1 on an error, with a line on stderr; -2 when the link is
+    /// not connected. After forty empty packets in a row the parent is checked: if the process
+    /// named as the parent is not the parent, `p` reports its death (class 2, code 202); otherwise
+    /// each empty packet takes a tenth of a second. A malformed packet (a bad count, a read that
+    /// fails inside it) gives -1 and closes its link, here and on the wire: all bytes after it are
+    /// ignored, and `p` is empty.
     int receive(IPC_QUEUE_MODE queueMode, IPC_BLOCKING_MODE blockingMode, long seconds,
                 long microseconds, IPC_DataPacket* p) override;
 
@@ -55,11 +54,11 @@ class IPC_LinkIrix : public IPC_Link {
     int get_next_socket(IPC_QUEUE_MODE queueMode, IPC_BLOCKING_MODE blockingMode, long seconds,
                         long microseconds);
 
-    /// Closes the connection, if any; with `killOnDestroy` the peer is ordered to end first.
+    /// Closes the connection, if any; with `killOnDestroy` it first sends an end request.
     void close();
 
-    std::unique_ptr<char[]> clientName; ///< program name, as given to the name constructor
-    std::unique_ptr<char[]> clientDir;  ///< its directory, when one was given and not empty
+    std::unique_ptr<char[]> clientName; ///< program name, as passed to the name constructor
+    std::unique_ptr<char[]> clientDir;  ///< its directory, if one was passed and not empty
     std::int32_t parentPid;  ///< the parent's process id from the init reply (child side)
     std::int32_t childPid;   ///< the started program's process id (parent side)
     std::int32_t emptyReads; ///< packets without command words in a row

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// A process that this one has started, seen from here: whether it still runs, its end, its exit
-// status. On a pidfd where the system has such descriptors (Linux from 5.3 on, but not under
-// valgrind), otherwise by asking for it again and again.
+// A process that this one has started: whether it still runs, its end, its exit status. Uses a
+// pidfd where the system has them (Linux 5.3 and later, but not under valgrind), and otherwise
+// polls the process.
 #pragma once
 
 #include "base/uniqueFd.h"
@@ -15,20 +15,20 @@ namespace ipc {
 
 using Clock = std::chrono::steady_clock;
 
-/// The moment at which a wait ends; nothing stands for a wait without limit.
+/// The moment at which a wait ends; nullopt means no limit.
 using Deadline = std::optional<Clock::time_point>;
 
 /// The moment `limit` from now, or no limit.
 [[nodiscard]] Deadline deadlineAfter(std::optional<std::chrono::milliseconds> limit);
 
-/// What is left until `deadline` as `poll` wants it: milliseconds rounded up, 0 when it has passed,
-/// -1 without limit.
+/// The time until `deadline` for `poll`: milliseconds rounded up, 0 when it has passed, -1 without
+/// limit.
 [[nodiscard]] int pollTimeout(Deadline deadline);
 
 /// Move-only. Its destructor neither ends the process nor waits for it.
 class Child {
   public:
-    Child() = default; ///< none: one that has ended
+    Child() = default; ///< no process: counts as ended
     explicit Child(pid_t pid) noexcept;
     Child(Child&& other) noexcept
         : pid_(std::exchange(other.pid_, -1)), pidFd_(std::move(other.pidFd_)),
@@ -45,16 +45,15 @@ class Child {
 
     [[nodiscard]] pid_t pid() const { return pid_; } ///< -1: none
 
-    /// To be polled for reading beside other things: ready once the process has ended. -1 where the
-    /// system has no such descriptor; so take the timeout from `pollTimeout` and then ask
-    /// `hasEnded`.
+    /// A descriptor to poll for reading: ready once the process has ended. -1 if the system has no
+    /// pidfds; so take the timeout from `pollTimeout` and then call `hasEnded`.
     [[nodiscard]] int fd() const { return pidFd_.get(); }
 
-    /// The timeout of such a poll: what is left until `deadline`, without a descriptor at most as
-    /// long as the next look may wait. A poll that ends with nothing has not always reached it.
+    /// The timeout of such a poll: the time until `deadline`, but without a pidfd at most one
+    /// polling interval. A poll that times out has not always reached the deadline.
     [[nodiscard]] int pollTimeout(Deadline deadline) const;
 
-    /// True when the process has ended, also when nobody has waited for it yet.
+    /// True when the process has ended, even if it has not been waited for.
     [[nodiscard]] bool hasEnded() const;
 
     /// Waits until it has ended; false when the deadline came first.
@@ -63,15 +62,15 @@ class Child {
     /// Sends SIGKILL, unless it has ended.
     void kill() const;
 
-    /// Takes its exit status, as `waitpid` tells it, into `status`; none when it cannot be had
-    /// because the process ignores SIGCHLD and the system has waited for the child. False when it
-    /// has not ended, or when its status is somebody else's first (a tracer's): try again then.
+    /// Stores its exit status, as from `waitpid`, in `status`; none if the status is lost because
+    /// this process ignores SIGCHLD and the system has waited for the child. False when it has not
+    /// ended, or when a tracer has to take the status first: try again then.
     [[nodiscard]] bool take(std::optional<int>& status);
 
   private:
     pid_t pid_ = -1;
     base::UniqueFd pidFd_;
-    bool taken_ = true; ///< the number may be another process's by now
+    bool taken_ = true; ///< the process id may be in use again
 };
 
 } // namespace ipc

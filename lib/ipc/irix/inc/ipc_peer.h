@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Starting a peer program: the inner starter behind `doexec` and `startsomeprocess`, silent and
-// with options, for hosts that want a time limit, the child's stderr and no side effects on the
+// Starting a peer program. `doexec` and `startsomeprocess` are built on this; it prints nothing and
+// has options, for hosts that need a time limit, the child's stderr and no side effects on the
 // process.
 #pragma once
 
@@ -16,43 +16,43 @@ namespace ipc {
 
 /// How to start a peer.
 struct PeerOptions {
-    /// The program. It must be executable as it stands; it is then run as `execvp` runs it, so that
-    /// a name without a slash is looked up along PATH.
+    /// The program. This path itself must be executable; `execvp` then runs it, so a name without a
+    /// slash is searched along PATH.
     std::string path;
 
     /// This end's ids, sent with the answer to the peer's init request.
     short localId = kUnknownId;
     short localSubId = kUnknownId;
 
-    /// Limit for the peer to connect and to send its init request; nothing: as long as it lives.
+    /// Limit for the peer to connect and to send its init request; none: as long as it runs.
     std::optional<std::chrono::milliseconds> limit;
 
-    /// A descriptor that becomes readable when the start is to be given up (an eventfd, a
-    /// signalfd); -1: none. It is only watched, not read, and stays the caller's.
+    /// A descriptor that becomes readable to cancel the start (an eventfd, a signalfd); -1: none.
+    /// It is only polled, not read; the caller keeps it.
     int cancelFd = -1;
 
-    /// Start only when the program is not being executed already.
+    /// Start only if the program is not running.
     bool onlyIfNotRunning = false;
 
-    /// Hand the child's stderr to the caller through a pipe.
+    /// Connect the child's stderr to the caller through a pipe.
     bool captureStderr = false;
 
-    /// Ignore SIGCHLD in the whole process (and in the peer): nobody waits for the child. Otherwise
-    /// the disposition is left alone, the peer starts with the default one, and the child of a
-    /// failed start is waited for; that of a successful start is the caller's to wait for.
+    /// Ignore SIGCHLD in the whole process (and in the peer), so that no process waits for the
+    /// child. Otherwise the disposition is unchanged, the peer starts with the default one, a
+    /// failed start waits for its child, and the caller waits for the child of a successful start.
     bool ignoreChildSignal = false;
 
-    /// Let the socket on which the peer is awaited be reachable from other machines too.
+    /// Make the listening socket reachable from other machines too.
     bool listenOnAllInterfaces = false;
 };
 
 /// Why a start failed.
 enum class PeerFailure {
-    None,           ///< it did not
+    None,           ///< no failure
     NotExecutable,  ///< no such program, or no permission to run it; `error`
-    AlreadyRunning, ///< the program is being executed, and `onlyIfNotRunning` was asked for
+    AlreadyRunning, ///< the program is running, and `onlyIfNotRunning` is set
     CannotOpen,     ///< the test for that failed; `error`
-    Socket,         ///< no listening socket: it could not be made ...
+    Socket,         ///< no listening socket: it could not be created ...
     Bind,           ///< ... bound ...
     SocketName,     ///< ... asked for its port ...
     Listen,         ///< ... or opened for connections; `error`
@@ -64,9 +64,9 @@ enum class PeerFailure {
     Late,    ///< the limit passed
     Accept,  ///< its connection could not be taken; `error`
     Read,    ///< its init request could not be read; `error`
-    Garbled, ///< what it sent is no packet
+    Garbled, ///< it sent a malformed packet
     Refused, ///< it answered kill
-    UnknownRequest, ///< its first packet was no init request; `code`
+    UnknownRequest, ///< its first packet was not an init request; `code`
     Reply,          ///< the answer could not be sent
     Cancelled,      ///< `cancelFd` became readable
 };
@@ -84,18 +84,18 @@ struct Peer {
 };
 
 /// The outcome of a start. After a failure the child, if there was one, has been ended, and
-/// `peer.stderrPipe` still holds what it said.
+/// `peer.stderrPipe` still holds its messages.
 struct PeerStart {
     PeerFailure failure = PeerFailure::None;
     int error = 0;                 ///< errno, where the failure has one
     int code = 0;                  ///< command word of the packet, for `UnknownRequest`
-    std::optional<int> waitStatus; ///< as `waitpid` tells it, when the child was waited for
+    std::optional<int> waitStatus; ///< as from `waitpid`, if the child was waited for
     Peer peer;
 };
 
-/// Starts a peer and waits until it has connected; the handshake is still to come. A connection
-/// that is known to come from another machine or from a process other than the peer and its
-/// descendants is closed, and the wait goes on.
+/// Starts a peer and waits until it has connected; the handshake follows. A connection that is
+/// known to come from another machine, or from a process other than the peer and its descendants,
+/// is closed, and the wait continues.
 [[nodiscard]] PeerStart launchPeer(const PeerOptions& options) noexcept;
 
 /// The same, and answers its init request.
