@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Big-endian numbers in byte buffers. This is the only place that knows the byte order of the
-// wire and of the file formats; everything else calls these functions. All of them work on plain
-// bytes, so they need no alignment and do the same on every machine.
+// Big-endian numbers in byte buffers. Only this file knows the byte order of the wire and of the
+// file formats; all other code calls these functions. They work on plain bytes, so they need no
+// alignment and give the same result on every machine.
 #pragma once
 
 #include <bit>

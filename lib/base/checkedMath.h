@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Sizes that cannot wrap. A size that is computed from numbers of a file or a packet goes through
-// these before it reaches an allocation.
+// Sizes that cannot overflow. A size that is computed from numbers of a file or a packet passes
+// through these before it reaches an allocation.
 #pragma once
 
 #include <concepts>
@@ -10,7 +10,7 @@
 
 namespace base {
 
-/// The product of the factors as a size, or nothing when a factor is negative or the product does
+/// The product of the factors as a size, or nullopt when a factor is negative or the product does
 /// not fit a `size_t`.
 template <std::integral... Factors>
 [[nodiscard]] constexpr std::optional<std::size_t> checkedProduct(Factors... factors) {

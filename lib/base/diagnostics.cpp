@@ -14,7 +14,7 @@ namespace {
 
 constexpr char kCut[] = "...\n";
 
-/// Puts all of `line` out, however often a signal interrupts it.
+/// Writes all of `line`, however often a signal interrupts it.
 void writeLine(std::FILE* stream, const char* line, std::size_t length) {
     const HoldSigpipe apart;
     std::size_t written = 0;

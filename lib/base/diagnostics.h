@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The one way out for diagnostics: each line is one write, and a reader that has gone is no event.
-// Whoever started this process may die before it, and its end of our standard error dies with it; a
-// line for nobody must not keep us from ending our work well.
+// The only way to print diagnostics: each line is one write, and a missing reader is ignored. The
+// process that started this one may die first and leave standard error broken; that must not keep
+// this process from completing its work.
 #pragma once
 
 #include <cstdarg>

@@ -9,10 +9,10 @@ namespace base {
 /// The set of signals that holds only SIGPIPE.
 [[nodiscard]] sigset_t onlySigpipe() noexcept;
 
-/// Holds SIGPIPE back while it lives and forgets the one that was raised meanwhile; one from before
-/// stays. For a write to any stream whose own result says enough: it fails with EPIPE instead of
-/// ending the process. Only this thread's signal mask changes, never the action, which belongs to
-/// the whole process. Keeps errno.
+/// Holds SIGPIPE back while it exists and discards one that is raised meanwhile; one that was
+/// pending stays. For a write whose own result is checked: it fails with EPIPE instead of ending
+/// the process. Only this thread's signal mask changes, never the action, which belongs to the
+/// whole process. Keeps errno.
 class HoldSigpipe {
   public:
     HoldSigpipe() noexcept;

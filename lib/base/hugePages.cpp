@@ -12,10 +12,10 @@ namespace {
 
 constexpr std::size_t kHugePage = std::size_t{2} << 20;
 
-/// What is populated at once: a fraction of a millisecond's work.
+/// The size populated at once: a fraction of a millisecond's work.
 constexpr std::size_t kPiece = 4 * kHugePage;
 
-// Of the system call; older headers have no names for them.
+// Arguments of the system call; older headers have no names for them.
 constexpr int kPopulateRead = 22; // since Linux 5.14
 constexpr int kCollapse = 25;     // since Linux 6.1
 
@@ -55,15 +55,15 @@ void useHugePages(void* memory, std::size_t bytes) {
     }
     for (std::size_t at = 0; at + kHugePage <= bytes; at += kHugePage) {
         char* const page = static_cast<char*>(memory) + at;
-        // There has to be some page already for a huge one to be made of it.
+        // The system can only make a huge page from an existing page.
         if (::madvise(page, 1, kPopulateRead) != 0 || ::madvise(page, kHugePage, kCollapse) != 0) {
             return;
         }
     }
 }
 
-/// For reading: pages of shared memory may be written then, too, and marking them as written
-/// beforehand costs more.
+/// Populates for reading: pages of shared memory are then writable too, and marking them as written
+/// beforehand takes longer.
 void populate(void* memory, std::size_t bytes) {
     static_cast<void>(::madvise(memory, bytes, kPopulateRead));
 }
@@ -72,7 +72,7 @@ void PopulateBackwards::reach(char* at) {
     if (at >= done_) {
         return;
     }
-    // In whole huge pages of the memory: the system wants pages, and addresses are theirs.
+    // Whole pieces only: the system needs page-aligned addresses.
     const auto offset = static_cast<std::size_t>(at - begin_) / kPiece * kPiece;
     populate(begin_ + offset, static_cast<std::size_t>(done_ - begin_) - offset);
     done_ = begin_ + offset;

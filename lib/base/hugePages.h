@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Shared memory in large pieces. A system maps shared memory page by page, which takes as long as
-// decoding a picture does; in pages of 2 MiB it takes a fiftieth of that. Everything here is a
-// hint: where it cannot be followed (small memory, Linux before 6.1, no free huge page) things are
+// Shared memory in huge pages. The system maps shared memory page by page, which takes as long as
+// decoding a picture; with pages of 2 MiB it takes a fiftieth of that. Everything here is a hint:
+// where the system cannot follow it (small memory, Linux before 6.1, no free huge page) access is
 // slower and otherwise the same.
 #pragma once
 
@@ -9,8 +9,9 @@
 
 namespace base {
 
-/// While it lives, the system's own choice of an address for `bytes` of memory fits huge pages: it
-/// takes the highest gap that is large enough, and this object holds the end of that gap.
+/// While this object exists, the system chooses an address for `bytes` of memory that fits huge
+/// pages: it takes the highest gap that is large enough, and this object occupies the end of that
+/// gap.
 class HugePageGap {
   public:
     explicit HugePageGap(std::size_t bytes);
@@ -23,9 +24,9 @@ class HugePageGap {
     std::size_t heldBytes_ = 0;
 };
 
-/// Gives attached shared memory, best when nobody has touched it yet, huge pages, as far as whole
-/// ones lie in it. What it holds stays. The system's setting for shared memory, which is usually
-/// "never", does not matter, unless it is "deny": this asks for these pages only.
+/// Backs attached shared memory with huge pages as far as whole ones fit; contents are kept. Works
+/// best on unused memory. The system's setting for shared memory, by default "never", does not
+/// matter unless it is "deny".
 void useHugePages(void* memory, std::size_t bytes);
 
 /// Has the system map shared memory in one call before it is used, instead of by a page fault for
@@ -33,12 +34,12 @@ void useHugePages(void* memory, std::size_t bytes);
 void populate(void* memory, std::size_t bytes);
 
 /// The same piece by piece, from the end of the memory to its beginning, each just before it is
-/// used: for whoever may find that there is nothing to be put there.
+/// used, so that memory that stays unused is not populated.
 class PopulateBackwards {
   public:
     PopulateBackwards(char* memory, std::size_t bytes) : begin_(memory), done_(memory + bytes) {}
 
-    /// Everything from `at` on, which lies in the memory, is going to be used.
+    /// Announces that everything from `at` on, an address in the memory, will be used.
     void reach(char* at);
 
   private:
@@ -46,8 +47,7 @@ class PopulateBackwards {
     char* done_; ///< populated from here on
 };
 
-/// Zeroes memory. Large shared memory gives back its pages, so that it costs nothing until somebody
-/// looks.
+/// Zeroes memory. Large shared memory releases its pages, so that it takes none until it is used.
 void clear(void* memory, std::size_t bytes);
 
 } // namespace base

@@ -6,8 +6,8 @@
 
 namespace base {
 
-/// The result of a system call, which is made again as long as a signal interrupts it. For calls
-/// that report failure by a negative number; not for a wait whose time limit has to be shortened.
+/// The result of a system call, which is repeated while a signal interrupts it. For calls that
+/// report failure by a negative number; not for a wait whose time limit has to be shortened.
 template <class Call>
 auto retried(Call call) {
     auto result = call();

@@ -6,7 +6,7 @@
 
 namespace base {
 
-/// Owns one descriptor and closes it; -1 stands for none. Move-only.
+/// Owns one descriptor and closes it; -1 means none. Move-only.
 class UniqueFd {
   public:
     UniqueFd() = default;
@@ -23,10 +23,10 @@ class UniqueFd {
     [[nodiscard]] int get() const { return fd_; }
     [[nodiscard]] bool valid() const { return fd_ >= 0; }
 
-    /// Gives the descriptor away; the caller closes it.
+    /// Gives up the descriptor; the caller closes it.
     [[nodiscard]] int release() { return std::exchange(fd_, -1); }
 
-    /// Closes the descriptor held, if any, and holds `fd` instead. Keeps errno.
+    /// Closes the current descriptor, if any, and owns `fd` instead. Keeps errno.
     void reset(int fd = -1) noexcept;
 
   private:

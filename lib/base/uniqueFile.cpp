@@ -12,7 +12,7 @@ UniqueFile openFile(const char* path, char mode) {
     const bool writing = mode == 'w';
     const int purpose = writing ? O_WRONLY | O_CREAT | O_TRUNC : O_RDONLY;
     UniqueFd fd(::open(path, purpose | O_NONBLOCK | O_CLOEXEC, 0666));
-    // Who waited for nobody when opening, waits for a slow reader when writing.
+    // Opening must not block, but writing waits for a slow reader.
     if (fd.valid() && writing && fcntl(fd.get(), F_SETFL, 0) != 0) {
         fd.reset();
     }

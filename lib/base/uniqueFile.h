@@ -11,17 +11,17 @@ struct FileCloser {
     void operator()(std::FILE* stream) const noexcept { std::fclose(stream); }
 };
 
-/// Owns one stream and closes it. What was written is closed by `closeWritten` instead.
+/// Owns one stream and closes it. Use `closeWritten` for a stream that was written.
 using UniqueFile = std::unique_ptr<std::FILE, FileCloser>;
 
-/// Opens `path` for reading ('r') or writing ('w'), closed on exec, as `fopen` does, but waits for
-/// nobody: a FIFO without a writer reads as empty and one without a reader cannot be opened for
-/// writing. Null when that fails, errno says why.
+/// Opens `path` for reading ('r') or writing ('w'), closed on exec, as `fopen` does, but never
+/// blocks: a FIFO without a writer reads as empty, and one without a reader cannot be opened for
+/// writing. Null when that fails; errno says why.
 [[nodiscard]] UniqueFile openFile(const char* path, char mode);
 
-/// Closes a stream that was written. Returns 0 when all of it was handed to the system, otherwise
-/// the errno of a write that failed, now or earlier (EIO when an earlier one left no reason): a
-/// stream drops what it could not write, so that a later flush or close by itself may well succeed.
+/// Closes a stream that was written. Returns 0 when the system has all of it, otherwise the errno
+/// of a write that failed, now or earlier (EIO if an earlier one left no reason): a stream drops
+/// data that it could not write, so a later flush or close may succeed.
 [[nodiscard]] int closeWritten(UniqueFile file);
 
 } // namespace base

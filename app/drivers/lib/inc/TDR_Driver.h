@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The driver framework: everything a driver for one kind of image file needs, but the file format.
+// The driver framework: everything that a driver for one kind of image file needs except the file
+// format.
 //
 // A driver is a process that a host application starts and drives over a link. To write one, derive
 // from TDR_Driver, fill in the identity members in your constructor, override the operations that
@@ -13,12 +14,12 @@
 //  - a get or put operation is given an attached shared block, which stays attached until it
 //  returns.
 // What it does not promise: an order of requests, a sensible `size`, `line` or `cell`. Compare what
-// you are going to touch with `blockBytes`, the real size of the block, before you touch it.
+// you are going to access with `blockBytes`, the real size of the block, before you access it.
 //
 // Every operation returns -1 for failure (the host gets the error reply) and anything else for
-// success. One that throws has failed, too, and its reason becomes a line. Diagnostics go to the
-// standard error stream, best through base::say: the host may have died, and its end of that stream
-// with it, which must not keep the driver from closing its file.
+// success. An operation that throws has failed too, and its reason is printed as one line. Print
+// diagnostics with base::say: the host may have died, and a broken standard error must not keep the
+// driver from closing its file.
 #pragma once
 
 #include "IPC_Link.h"
@@ -31,7 +32,7 @@
 class IPC_LinkIrix;
 
 /// One pixel format that a driver offers; the protocol's format record, 35 words. The base class
-/// sends the values without looking at them.
+/// sends the values unchecked.
 struct TDR_PixelFormat {
     std::int32_t channelCount; ///< entries of `channels` in use, 0 to 32
     std::int32_t depth1;       ///< first depth value (bits)
@@ -41,8 +42,8 @@ struct TDR_PixelFormat {
 
 class TDR_Driver {
   public:
-    /// Makes the driver's state and, when `port` is not 0, the link to the host that listens there.
-    /// Afterwards `status` is 0, or 1 when the link could not be made.
+    /// Creates the driver's state and, if `port` is not 0, the link to the host that listens there.
+    /// Afterwards `status` is 0, or 1 when the link could not be created.
     explicit TDR_Driver(int port);
     virtual ~TDR_Driver();
     TDR_Driver(const TDR_Driver&) = delete;
@@ -50,10 +51,10 @@ class TDR_Driver {
 
     // --- The event loop --------------------------------------------------------------------------
 
-    /// Handles one event. A driver that waits on more than the link overrides it.
+    /// Handles one event. Override it in a driver that waits on more than the link.
     virtual int handleEvent();
-    /// Waits for one packet and hands it to the handler of its message class. Returns what the
-    /// link's receive returned.
+    /// Waits for one packet and passes it to the handler of its message class. Returns the result
+    /// of the link's receive.
     virtual int waitForIPCMessage();
 
     virtual int doInfoMessage();
@@ -64,7 +65,7 @@ class TDR_Driver {
     virtual int doDataMessage();
     virtual int doMiscMessage();
 
-    // --- Queries: each sends one reply packet and returns what the link's transmit returned ------
+    // --- Queries: each sends one reply packet and returns the result of the link's transmit ------
 
     virtual int sendAccessModes();
     virtual int sendWriteDirection();
@@ -72,7 +73,7 @@ class TDR_Driver {
     virtual int sendFormatName();
     virtual int sendFormatCount();
     virtual int sendCurrentFormat();
-    /// Sends format record `i`, or a reply without longs when there is no such record.
+    /// Sends format record `i`, or a reply without longs if there is none.
     virtual int sendIthFormat(int i);
     virtual int sendBounds();
     virtual int sendTiling();
@@ -88,7 +89,7 @@ class TDR_Driver {
 
     // --- Events ----------------------------------------------------------------------------------
 
-    /// The host goes or has gone: ends the loop after this event.
+    /// The host ends or has ended: ends the loop after this event.
     virtual void parentDied();
     /// Any other event: answers with an error.
     virtual int otherClass2Response();
@@ -97,8 +98,8 @@ class TDR_Driver {
     virtual int devicePredicate();
 
     // --- Actions ---------------------------------------------------------------------------------
-    // `block` is the host's shared block and `size` what the request says of its size in bytes; see
-    // `blockBytes` for its real size. Lines count from the bottom of the picture.
+    // `block` is the host's shared block and `size` its size in bytes according to the request;
+    // `blockBytes` is its real size. Lines count from the bottom of the picture.
 
     virtual int setPixelFormat(int index);
     /// Bounds are x, y, width, height, in pixels.
@@ -108,7 +109,7 @@ class TDR_Driver {
     virtual int setStampBounds(long width, long height);
     virtual int getStamp(char* block, int size, long cell);
     virtual int putStamp(char* block, int size, long cell);
-    /// The whole picture, all lines one behind the other, bottom line first.
+    /// The whole picture, all lines in a row, bottom line first.
     virtual int getCache(char* block, int size, long cell);
     virtual int putCache(char* block, int size, long cell);
     virtual int getLine(char* block, int size, long cell, long line);
@@ -119,25 +120,26 @@ class TDR_Driver {
     virtual int setEndCell(long cell);
     /// Opens the file `name` (also in `fileName`): mode 0 for reading, any other for writing.
     virtual int connectToFile(char* name, int mode);
-    /// Closes the file. Returns 1 when the post-write command is due, -1 when the file is broken.
+    /// Closes the file. Returns 1 when the post-write command has to run, -1 when the file is
+    /// broken.
     virtual int disconnectFromFile();
     virtual int setPreReadCommand(const char* command);
     virtual int setPostWriteCommand(const char* command);
     /// Any other action; -1 in the base class.
     virtual int otherClass4Response();
 
-    /// Run the outside commands that the host has set. 0 when the command ran, whatever its exit
-    /// status, or when none is set; -1 when it could not be run.
+    /// Run the outside command that the host has set. 0 when it ran, whatever its exit status, or
+    /// when none is set; -1 when it could not be run.
     virtual int executePreReadCommand();
     virtual int executePostWriteCommand();
 
     // --- Services --------------------------------------------------------------------------------
 
-    /// Answer a request: done, or failed. Return what the link's transmit returned.
+    /// Answer a request: done, or failed. Return the result of the link's transmit.
     int sendOK();
     int sendError();
 
-    /// Non-zero when the driver is not usable: the link to the host could not be made.
+    /// Non-zero when the driver is not usable because the link to the host could not be created.
     std::int32_t status;
 
   protected:
@@ -147,29 +149,29 @@ class TDR_Driver {
     /// state in its own constructor, after this.
     void initialize();
 
-    /// Lets go of everything in the order of the shut-down: the link, then the file (with its
-    /// post-write command), then the commands. The destructor calls it, but virtual calls no longer
-    /// reach a derived class there: a driver that keeps a file open calls it in its own destructor.
+    /// Releases everything in the order of shutdown: the link, then the file (with its post-write
+    /// command), then the commands. The destructor calls it, but virtual calls from there no longer
+    /// reach a derived class: a driver that keeps a file open calls it in its own destructor.
     void cleanup();
 
     /// Splits `path` into `directory` and `baseName`, buffers of the caller with room for
     /// base::kPathCapacity bytes each, and tests whether the file can be opened. Returns 0 or -1;
-    /// errno tells why.
+    /// errno says why.
     int checkFilePermissions(const char* path, int forWriting, char* directory, char* baseName);
 
-    /// The same without the parts of the path; a refusal is told on stderr.
+    /// The same without the parts of the path; a refusal is reported on stderr.
     bool mayOpen(const char* path, int forWriting);
 
     /// Replace a command by a copy of `text`; an empty text removes it. The default commands are
-    /// only reported to the host. 0, or -1 with a line on stderr when there is no memory for the
-    /// copy: there is no such command then.
+    /// only reported to the host. 0, or -1 with a line on stderr when out of memory: the command is
+    /// then not set.
     int set_pre_read_cmd(const char* text);
     int set_post_write_cmd(const char* text);
     int set_default_pre_read_cmd(const char* text);
     int set_default_post_write_cmd(const char* text);
 
-    /// Starts a reply of class 1 in `data`, and sends `data`: for drivers that build a reply of
-    /// their own. `sendReply` returns what the link's transmit returned, -1 without a link.
+    /// Start a reply of class 1 in `data`, and send `data`: for drivers that build their own
+    /// replies. `sendReply` returns the result of the link's transmit, -1 without a link.
     void beginReply(short code);
     int sendReply();
 
@@ -185,7 +187,7 @@ class TDR_Driver {
     std::int32_t ipcProcessId;
     std::int32_t accessModes;    ///< bit set; ipc::kAccessNoCommands is the only bit used here
     std::int32_t writeDirection; ///< only reported
-    std::int32_t currentFormat;  ///< index of the selected pixel format, -1 when none was set
+    std::int32_t currentFormat;  ///< index of the selected pixel format, -1 if none is set
     std::int32_t formatCount;    ///< records in `formats`
     const TDR_PixelFormat* formats;
     std::int32_t bounds[4];      ///< x, y, width, height
@@ -203,8 +205,8 @@ class TDR_Driver {
     std::unique_ptr<IPC_LinkIrix> link;
     IPC_DataPacket data; ///< every packet is received and every reply is built here
 
-    /// Real size in bytes of the block that a get or put operation is given; 0 outside of one. It
-    /// may be larger than the request's size.
+    /// Real size in bytes of the block of a get or put operation; 0 outside of one. It may be
+    /// larger than the request's size.
     std::size_t blockBytes;
 
   private:
@@ -225,9 +227,9 @@ class TDR_Driver {
 /// Ends the main loop after the current event when it is not 0.
 extern int gExitFlag;
 
-/// Last component of the path that the process was started with.
+/// Last component of the path that started the process.
 extern char gInvocationName[256];
 
-/// Makes the one driver of the process; supplied by each concrete driver. Null means failure; a
-/// driver without a working link says so in its `status`.
+/// Creates the one driver of the process; supplied by each concrete driver. Null means failure;
+/// `status` tells whether the link works.
 TDR_Driver* createDriver(int port);

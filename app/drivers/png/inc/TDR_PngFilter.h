@@ -5,10 +5,10 @@
 // alpha, blue, green, red. The host counts lines from the bottom of the picture; row i of a whole
 // picture's block is host line i.
 //
-// A line outside the picture, a block that is too small for what is asked, a get request on a file
-// that is being written and a put request on one that is being read are answered with an error. So
-// is what the system could not read or write, with one line on stderr that says why; a file that is
-// damaged is served with zeros instead.
+// These requests get an error: a line outside the picture, a block that is too small, a get on a
+// file that is being written, a put on a file that is being read, and a line that the system could
+// not read or write, with one line on stderr that says why. Missing pixels of a damaged file are
+// zero.
 #pragma once
 
 #include "TDR_Driver.h"
@@ -26,22 +26,22 @@ class TDR_PngFilter : public TDR_Driver {
     explicit TDR_PngFilter(int port);
     ~TDR_PngFilter() override;
 
-    /// It can: nothing that it needs may be missing.
+    /// Always yes: the driver needs nothing that may be missing.
     int devicePredicate() override { return 1; }
     /// There is one format, 0; any other is refused.
     int setPixelFormat(int format) override;
-    /// Nothing changes while a file is open, unless width and height stay.
+    /// While a file is open, width and height cannot change.
     int setBounds(long x, long y, long width, long height) override;
     int getCache(char* block, int size, long cell) override;
     int putCache(char* block, int size, long cell) override;
     int getLine(char* block, int size, long cell, long y) override;
     int putLine(char* block, int size, long cell, long y) override;
-    /// Opens a PNG for reading (mode 0), which sets the bounds, or creates one of the current
+    /// Opens a PNG for reading (mode 0), which sets the bounds, or creates one with the current
     /// bounds. A file that is still open is closed first; if that fails, so does this. A file that
     /// is not a PNG is refused without a message.
     int connectToFile(char* name, int mode) override;
-    /// Returns 1 when a file was written, whole with lines never sent transparent black; 0 when
-    /// none was; -1 when the file written is not whole.
+    /// Returns 1 when a file was written, with transparent black for lines that were never sent; 0
+    /// when none was; -1 when the written file is not complete.
     int disconnectFromFile() override;
 
   private:
@@ -62,6 +62,6 @@ class TDR_PngFilter : public TDR_Driver {
     std::unique_ptr<png_filter::PngPicture> reading_; ///< at most one of the two is set
     std::unique_ptr<png_filter::PngWriter> writing_;
     char openName_[base::kPathCapacity] = ""; ///< path of the open file, for messages
-    bool damageSaid_ = false;                 ///< that the file being read is damaged has been said
-    bool failureSaid_ = false;                ///< why it could not be read or written has been said
+    bool damageSaid_ = false;  ///< the damage of the file being read has been reported
+    bool failureSaid_ = false; ///< a failed read or write has been reported
 };

@@ -1,19 +1,19 @@
 // SPDX-License-Identifier: MIT
 // The driver for Softimage PIC pictures and TAG mattes.
 //
-// It serves one file at a time. A PIC picture is always RGBA to the host, whatever channels it
-// holds; a TAG matte is packed bits. The host counts lines from the bottom of the picture, the
-// files store the top line first: here a host line is `y` and a line in file order is `k`.
+// It serves one file at a time. A PIC picture is always RGBA for the host, whatever its channels; a
+// TAG matte is packed bits. The host counts lines from the bottom of the picture, and the files
+// store the top line first: here a host line is `y` and a line in file order is `k`.
 //
-// Reading finds any line through a table of file positions that fills as lines are read. Writing
-// only ever appends: a line that is not the next one is kept until the file is closed. Memory is
-// one line of each channel and the table of positions, besides lines kept back and, for a matte
+// Reading finds any line through a table of file positions that is filled as lines are read.
+// Writing only appends: a line that is not the next one is kept until the file is closed. Memory
+// holds one line of each channel, the table of positions, the lines kept back and, for a matte
 // being written, one value a row.
 //
-// Ours beyond the protocol: a line outside the picture, a block that is too small for what is
-// asked, a get request on a file that is being written and a put request on one that is being read
-// are answered with an error. So is a line that the system could not read or write, with one line
-// on stderr that says why; a file that has ended or is damaged is served with zeros instead.
+// These requests get an error, which the protocol does not require: a line outside the picture, a
+// block that is too small, a get on a file that is being written, a put on a file that is being
+// read, and a line that the system could not read or write, with one line on stderr that says why.
+// Missing pixels of a cut or damaged file are zero.
 #pragma once
 
 #include "TDR_Driver.h"
@@ -33,9 +33,9 @@ class TDR_SoftimageFilter : public TDR_Driver {
     explicit TDR_SoftimageFilter(int port);
     ~TDR_SoftimageFilter() override;
 
-    /// Serves index 1, the matte format, itself: one channel entry per channel of the matte.
+    /// Answers index 1, the matte format, itself: one channel entry per channel of the matte.
     int sendIthFormat(int index) override;
-    /// Anything but 1 (matte) stands for 0 (RGBA). Fails while a file is open.
+    /// Every value except 1 (matte) means 0 (RGBA). Fails while a file is open.
     int setPixelFormat(int format) override;
     /// Width and height cannot change while a file is open.
     int setBounds(long x, long y, long width, long height) override;
@@ -43,17 +43,17 @@ class TDR_SoftimageFilter : public TDR_Driver {
     int putCache(char* block, int size, long cell) override;
     int getLine(char* block, int size, long cell, long y) override;
     int putLine(char* block, int size, long cell, long y) override;
-    /// Opens a PIC or else a TAG for reading (mode 0) or creates one of the current format and
+    /// Opens a PIC or else a TAG for reading (mode 0), or creates one with the current format and
     /// bounds. A file that is still open is closed first; if that fails, so does this.
     int connectToFile(char* name, int mode) override;
-    /// Writes the lines kept back, closes the file. Returns 1 when there was one, 0 when there was
-    /// none, -1 when the file written is not whole.
+    /// Writes the lines kept back and closes the file. Returns 1 when one was open, 0 when none
+    /// was, -1 when the written file is not complete.
     int disconnectFromFile() override;
 
   protected:
-    /// Sets the identity and the start value of every member; 0.
+    /// Sets the identity and the initial value of every member; 0.
     int initialize();
-    /// Lets go of the file and of all that belongs to it.
+    /// Releases the file and all that belongs to it.
     void cleanup();
 
     [[nodiscard]] bool isOpen() const { return picture != nullptr || tag != nullptr; }
@@ -64,18 +64,18 @@ class TDR_SoftimageFilter : public TDR_Driver {
     int connectToFileHeader(char* name);
     void setupChannelPackets(int format);
 
-    /// Takes a cleared line for each channel that the packets name; false when memory ran out.
+    /// Allocates a zeroed line for each channel that the packets name; false when out of memory.
     bool createTempBuffers();
     void copyToTempBuffers(int format, unsigned char* hostLine);
     void copyFromTempBuffers(int format, unsigned char* hostLine);
 
-    /// Appends line `k`. A null host line writes a picture's channel lines, or a matte's row, as
-    /// they stand. False when this or an earlier write to the file failed.
+    /// Appends line `k`. A null host line writes a picture's channel lines, or a matte's row,
+    /// unchanged. False when this or an earlier write to the file failed.
     bool writeLine(long k, unsigned char* hostLine);
-    /// Reads line `k`; a null host line only finds out where the next one begins. What the file
-    /// lacks of it is zero. False when it could not be read: the line can be asked for again.
+    /// Reads line `k`; with a null host line it only finds the beginning of the next one. Missing
+    /// pixels are zero. False when it could not be read; the line may be requested again.
     bool readLine(long k, unsigned char* hostLine);
-    /// Finds out where every line begins. False when a line could not be read.
+    /// Finds the beginning of every line. False when a line could not be read.
     bool fill_offset_table();
 
     static constexpr std::size_t kStreamBuffer = std::size_t{64} << 10;
@@ -87,13 +87,14 @@ class TDR_SoftimageFilter : public TDR_Driver {
     std::array<std::unique_ptr<std::uint8_t[]>, 4> channelBuffers;
     std::unique_ptr<Tag, TagDisposer> tag; ///< header and rows, while a TAG is open
     std::int16_t tagChannelCount = 1;      ///< matte channels of the last TAG
-    /// Where each line begins in the file; 0 = not known. 64 bits, since the largest picture is
+    /// Position of each line in the file; 0 = not known. 64 bits, because the largest picture is
     /// longer than four gigabytes.
     std::unique_ptr<std::uint64_t[]> lineOffsets;
     /// Host lines kept until the file is closed, by file order.
     std::unique_ptr<std::unique_ptr<std::uint8_t[]>[]> lineCache;
-    /// While a TAG is written, by row from the top: what all pixels of the row are. The rows
-    /// themselves exist only while they are written, since those of a large matte fit no memory.
+    /// While a TAG is written, the value of all pixels of each row, from the top. The rows
+    /// themselves exist only while they are written, because those of a large matte do not fit in
+    /// memory.
     std::unique_ptr<bool[]> matteRows;
     std::int32_t lastWrittenLine = -1; ///< file order; -1 = none
 
@@ -108,8 +109,8 @@ class TDR_SoftimageFilter : public TDR_Driver {
     bool readTagHeader(char* name);
     int takeChannelsOfPackets(const char* name);
     int startTransfer(const char* name, int mode);
-    /// Says that the system's error kept the driver from the `action` on the file, and lets go of
-    /// what has been made for it; -1.
+    /// Reports that the `action` on the file failed with a system error, and releases everything
+    /// allocated for it; -1.
     int refuse(const char* action, const char* name, int systemError);
 
     [[nodiscard]] std::size_t hostLineBytes() const;
@@ -120,7 +121,7 @@ class TDR_SoftimageFilter : public TDR_Driver {
     bool flushKeptLines();
     bool closeFile();
 
-    /// Where the file stands. While it is written never 0, which would mean "not known".
+    /// The current position in the file. Never 0 while it is written, because 0 means "not known".
     [[nodiscard]] std::uint64_t position() const;
     [[nodiscard]] bool seekTo(std::uint64_t offset);
     void pointAtChannels(bool attach);
@@ -139,10 +140,10 @@ class TDR_SoftimageFilter : public TDR_Driver {
     std::unique_ptr<PictureWriter, PictureWriterDisposer> writer; ///< of a PIC being written
     char openName[base::kPathCapacity] = ""; ///< path of the open file, for messages
     bool writing = false;                    ///< the open file is being written
-    bool damageReported = false; ///< the file being read lacks something, and that was said
-    int readError = 0;           ///< errno of the last read that failed, which was said
-    /// Where the last scanline was looked for and nothing was found, so that the channels' lines
-    /// hold zeros; 0 when something was.
+    bool damageReported = false;             ///< damage of the file being read has been reported
+    int readError = 0; ///< errno of the last failed read, which has been reported
+    /// The position at which the last scanline was missing, so that the channels' lines hold zeros;
+    /// 0 if it was found.
     std::uint64_t emptyFrom = 0;
-    bool broken = false; ///< a write to the open file failed, and that was said
+    bool broken = false; ///< a write to the open file failed and has been reported
 };
