@@ -29,8 +29,8 @@ void forgetLines(Picture* record) {
     std::fill(std::begin(record->linePointers), std::end(record->linePointers), nullptr);
 }
 
-/// Takes the planes, within the limit. They come as untouched zero pages, so that a file that
-/// claims much and holds little costs little.
+/// Allocates the planes, within the limit. They are untouched zero pages, so that a small file with
+/// a large claimed size takes little memory.
 bool takePlanes(const char* name, Picture* record, const PacketChannels& channels) {
     const auto plane = base::checkedProduct(record->width, record->height);
     const auto total = base::checkedProduct(record->width, record->height, channels.count);
@@ -48,8 +48,8 @@ bool takePlanes(const char* name, Picture* record, const PacketChannels& channel
     return true;
 }
 
-/// Reads the scanlines into the planes. A line that is not whole is the last one that holds
-/// anything: the planes are zero from there on as they are.
+/// Reads the scanlines into the planes. After an incomplete line there are no more: the planes are
+/// already zero from there on.
 bool readPlanes(PictureReader* reader, Picture* record, const ChannelPacket* chain) {
     linesFromPlanes(record);
     bool whole = true;
@@ -83,8 +83,7 @@ Picture* pictureAllocate() {
 
 int pictureDispose(Picture** record) {
     // Kept: Disposing of a picture leaves the caller's pointer unchanged.
-    // A reader would expect null there, as every other dispose of the toolkit stores; whoever
-    // disposes of a picture sets the pointer to null itself.
+    // A reader would expect null there, as from every other dispose of the toolkit.
     if (record != nullptr && *record != nullptr) {
         for (std::uint8_t* plane : (*record)->planes) {
             std::free(plane);
@@ -124,7 +123,7 @@ int pictureWriteFile(const char* name, Picture* record, const ChannelPacket* cha
     std::FILE* stream = pictureWriteFileHeader(name, record, &packets);
     const Chain ownChain(chain == nullptr ? packets : nullptr);
     // Kept: Writing a whole picture reports success even if the file could not be opened.
-    // A reader would expect 0; callers have always got 1 and look at the file instead.
+    // A reader would expect 0; the call always returns 1.
     if (stream == nullptr) {
         return 1;
     }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The head of a PIC file: the common header, the picture header and the chain of channel packets.
+// The header of a PIC file: the common header, the picture header and the chain of channel packets.
 #include "tinyPicture.h"
 
 #include "base/byteOrder.h"
@@ -27,7 +27,7 @@ bool sizeIsGood(const char* name, const Picture& record) {
     if (record.width > 0 && record.height > 0) {
         return true;
     }
-    // A number above 32767 reads as a negative one: show it as the file means it.
+    // A number above 32767 reads as negative; print it unsigned.
     optionPrint("tinyPicture: '%s' is %d pixels wide and %d high: must be 1 to 32767.\n", name,
                 static_cast<std::uint16_t>(record.width),
                 static_cast<std::uint16_t>(record.height));
@@ -38,7 +38,7 @@ void sayUnreadable(const char* name, int error) {
     optionPrint("tinyPicture: '%s' could not be read: %s.\n", name, std::strerror(error));
 }
 
-/// The chain of a picture that names none: red, green and blue, then alpha if there is any.
+/// The chain of a picture without one: red, green and blue, then alpha if there is any.
 ChannelPacket* defaultChain(const Picture& record) {
     constexpr std::uint8_t kMasks[] = {kMaskRgb, kMaskAlpha};
     return channelPacketAllocateChain({kMasks, record.planes[kAlpha] != nullptr ? 2U : 1U});
@@ -60,7 +60,7 @@ void writePacket(std::FILE* stream, const ChannelPacket& packet) {
     std::fwrite(bytes, 1, sizeof bytes, stream);
 }
 
-/// Reads exactly `size` bytes of the part of a file that `where` names, or says why not.
+/// Reads exactly `size` bytes of the part of a file that `where` names, or reports why not.
 bool readBytes(std::FILE* stream, const char* name, const char* where, std::uint8_t* bytes,
                std::size_t size) {
     if (std::fread(bytes, 1, size, stream) == size) {
@@ -86,7 +86,7 @@ bool readPictureHeader(std::FILE* stream, const char* name, Picture* record) {
     return sizeIsGood(name, *record);
 }
 
-/// Reads the chain: no more packets than there are channels, so that it ends.
+/// Reads the chain: at most as many packets as there are channels, so that it ends.
 Chain readChain(std::FILE* stream, const char* name) {
     Chain chain;
     ChannelPacket* last = nullptr;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What reading and writing a scanline share: which lines of a record a packet means. Inner to the
+// Shared by reading and writing a scanline: the lines of a record that a packet names. Inner to the
 // module.
 #pragma once
 
@@ -33,8 +33,8 @@ struct PacketChannels {
     return PacketChannels(static_cast<std::uint8_t>(mask));
 }
 
-/// Moves the line pointers of a chain's channels on to the next line: by one line also where
-/// several packets name a channel, each of which is about the same line.
+/// Moves the line pointers of a chain's channels to the next line: by one line even if several
+/// packets name a channel, because all of them belong to the same line.
 inline void advanceLines(Picture* record, const ChannelPacket* chain) {
     const PacketChannels channels = chainChannels(chain);
     for (int i = 0; i < channels.count; ++i) {

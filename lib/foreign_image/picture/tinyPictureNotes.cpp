@@ -7,7 +7,7 @@
 
 namespace {
 
-// Both kinds of file have these at the same places.
+// The positions are the same in both kinds of file.
 constexpr long kCommentOffset = 8;
 constexpr long kTypeOffset = 88;
 constexpr long kRatioOffset = 96;
@@ -16,8 +16,8 @@ constexpr std::size_t kHeadSize = 102;
 
 constexpr char kNoComment[] = "No comment...";
 
-/// Reads the head of the file: 1, 0 when it is not that of a picture or matte, -1 when it cannot be
-/// read.
+/// Reads the header of the file: 1; 0 when it is not that of a picture or matte, -1 when it cannot
+/// be read.
 int readHead(std::FILE* stream, std::uint8_t (&head)[kHeadSize]) {
     if (std::fseek(stream, 0, SEEK_SET) != 0) {
         return -1;

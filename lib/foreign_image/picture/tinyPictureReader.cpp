@@ -13,14 +13,14 @@
 struct PictureReader {
     StreamWindow window;
     std::unique_ptr<std::uint8_t[]> bytes;
-    std::unique_ptr<std::uint8_t[]> discarded; ///< a line for channels that nobody wants
-    const std::uint8_t* expected;              ///< the next line, if the lines lie in planes
+    std::unique_ptr<std::uint8_t[]> discarded; ///< a line for channels without a destination
+    const std::uint8_t* expected;              ///< the next line, if the lines are in planes
 };
 
 namespace {
 
-/// Large enough that calls of the system do not count, small enough to stay in the
-/// second cache of most processors.
+/// Large enough that the time of system calls does not matter, small enough to stay in the
+/// second-level cache of most processors.
 constexpr std::size_t kWindowSize = std::size_t{256} << 10;
 
 StreamWindow windowOver(std::FILE* stream, std::uint8_t* bytes, std::size_t capacity) {
@@ -38,7 +38,7 @@ StreamWindow windowOver(std::FILE* stream, std::uint8_t* bytes, std::size_t capa
 
 using Line = std::unique_ptr<std::uint8_t[]>;
 
-/// The lines to decode to; `discarded` is taken when a channel has none. False without memory.
+/// The lines to decode to; `discarded` for a channel without one. False when out of memory.
 bool linesOf(const Picture* record, const PacketChannels& channels, Line* discarded,
              std::uint8_t** lines) {
     for (int i = 0; i < channels.count; ++i) {
@@ -63,23 +63,22 @@ const std::uint8_t* firstLine(const Picture* record) {
     return found != end ? *found : nullptr;
 }
 
-/// Fetches the lines that follow the present ones in their planes. Four planes at once are more
-/// than a processor foresees by itself: it would wait for every line before it is overwritten.
+/// Prefetches the next lines in their planes. Hardware prefetching does not keep up with four
+/// planes at once: the processor would wait for every line before it is overwritten.
 void fetchNextLines(const Picture* record) {
     constexpr int kCacheLine = 64;
     for (const std::uint8_t* line : record->linePointers) {
         for (int i = 0; line != nullptr && i < record->width; i += kCacheLine) {
             const auto address = reinterpret_cast<std::uintptr_t>(line) +
                                  static_cast<std::uintptr_t>(record->width + i);
-            // NOLINTNEXTLINE(performance-no-int-to-ptr): may lie behind the plane
+            // NOLINTNEXTLINE(performance-no-int-to-ptr): may be past the plane
             __builtin_prefetch(reinterpret_cast<const void*>(address), 1);
         }
     }
 }
 
-/// Decodes one scanline. Returns false when something of it was missing, damaged or could not be
-/// read: then the window's `error` says why. A channel that two packets name is as the later one
-/// has it.
+/// Decodes one scanline. Returns false when a part of it was missing, damaged or could not be read:
+/// then the window's `error` says why. If two packets name a channel, the later one counts.
 bool readScanline(StreamWindow* window, Line* discarded, Picture* record,
                   const ChannelPacket* chain) {
     const CoderTable* coders = codersInUse();
@@ -89,8 +88,8 @@ bool readScanline(StreamWindow* window, Line* discarded, Picture* record,
         const PacketChannels channels(packet->channels);
         const int encoding = packetEncoding(packet);
         // Kept: A packet of an unknown encoding decodes nothing and consumes nothing.
-        // A reader would expect an error; instead its channels keep what their lines held, and the
-        // next packet is taken to begin at the same place.
+        // A reader would expect an error. Instead the lines of its channels are unchanged, and the
+        // next packet begins at the same place.
         if (channels.count > 0 && encoding < kEncodings) {
             std::uint8_t* lines[kPictureChannels] = {};
             if (!linesOf(record, channels, discarded, lines)) {

@@ -13,13 +13,14 @@ void empty(StreamWindow* window, std::int64_t position) {
     window->endPosition = position;
 }
 
-/// What of `room` a stream reads in one go: the rest of a block would go through its own buffer.
+/// The part of `room` that a stream reads directly: the rest of a block would pass through its own
+/// buffer.
 std::size_t wholeBlocks(std::size_t room) {
     constexpr std::size_t kBlock = 4096; // of a stream's buffer in the GNU library
     return room < kBlock ? room : room - room % kBlock;
 }
 
-/// Reads on behind `end`, up to `count` bytes.
+/// Reads up to `count` bytes after `end`.
 void readMore(StreamWindow* window, std::size_t count) {
     std::uint8_t* to = window->bytes + (window->end - window->bytes);
     errno = 0;
@@ -31,12 +32,12 @@ void readMore(StreamWindow* window, std::size_t count) {
     if (window->ended && ferror_unlocked(window->stream) != 0) {
         window->error = errno != 0 ? errno : EIO;
         if (!window->exact) {
-            clearerr_unlocked(window->stream); // it is told here, and the next read may succeed
+            clearerr_unlocked(window->stream); // it is recorded here, and the next read may succeed
         }
     }
 }
 
-/// Places the stream, which ends the window when it fails.
+/// Moves the stream; a failure ends the window.
 bool place(StreamWindow* window, std::int64_t position) {
     window->misplaced = fseeko(window->stream, position, SEEK_SET) != 0;
     window->error = window->misplaced ? errno : 0;
@@ -77,8 +78,8 @@ bool windowSeek(StreamWindow* window, std::int64_t position) {
         window->at = window->bytes + (position - begin);
         return true;
     }
-    // Who goes back by a little goes on going back (a host that asks for its lines from the bottom
-    // up): the window then reaches back too, so that not every line costs a read of its own.
+    // A caller that steps back usually keeps stepping back (a host that reads its lines from the
+    // bottom up): the window then also covers earlier bytes, so that not every line needs a read.
     const auto capacity = static_cast<std::int64_t>(window->capacity);
     const bool goesBack = position >= 0 && position < begin && position + capacity > begin;
     const std::int64_t lead = goesBack ? std::min(position, capacity - capacity / 4) : 0;

@@ -15,13 +15,13 @@ struct PictureWriter {
     std::unique_ptr<std::uint8_t[]> bytes; ///< one encoded scanline
     std::size_t capacity;
     std::unique_ptr<std::uint64_t[]> pairs; ///< scratch of the coders
-    std::unique_ptr<std::uint8_t[]> zeros;  ///< a line for channels that the record lacks
-    int width;                              ///< of the lines that the two above are made for
+    std::unique_ptr<std::uint8_t[]> zeros;  ///< a line for channels missing from the record
+    int width;                              ///< line width of the two above
 };
 
 namespace {
 
-/// The bytes that one scanline can take at most.
+/// Maximum size of one scanline.
 std::size_t scanlineRoom(std::size_t width, const ChannelPacket* chain) {
     std::size_t room = 0;
     for (; chain != nullptr; chain = chain->next) {
@@ -30,7 +30,7 @@ std::size_t scanlineRoom(std::size_t width, const ChannelPacket* chain) {
     return room;
 }
 
-/// Makes the writer's buffers large enough for a scanline. False without memory.
+/// Makes the writer's buffers large enough for a scanline. False when out of memory.
 bool reserve(PictureWriter* writer, int width, const ChannelPacket* chain) {
     const auto pixels = static_cast<std::size_t>(width);
     const std::size_t room = scanlineRoom(pixels, chain);
@@ -46,7 +46,7 @@ bool reserve(PictureWriter* writer, int width, const ChannelPacket* chain) {
     return writer->bytes != nullptr && writer->pairs != nullptr;
 }
 
-/// The lines to encode; a channel that the record lacks is a line of zeros. False without memory.
+/// The lines to encode; a missing channel is a line of zeros. False when out of memory.
 bool linesOf(PictureWriter* writer, const Picture* record, const PacketChannels& channels,
              const std::uint8_t** lines) {
     for (int i = 0; i < channels.count; ++i) {
@@ -63,7 +63,7 @@ bool linesOf(PictureWriter* writer, const Picture* record, const PacketChannels&
     return true;
 }
 
-/// Encodes one scanline into the writer's buffer. Returns its end, or null without memory.
+/// Encodes one scanline into the writer's buffer. Returns its end, or null when out of memory.
 std::uint8_t* encodeScanline(PictureWriter* writer, Picture* record, const ChannelPacket* chain) {
     const int width = std::max<int>(record->width, 0);
     std::uint8_t* to = reserve(writer, width, chain) ? writer->bytes.get() : nullptr;

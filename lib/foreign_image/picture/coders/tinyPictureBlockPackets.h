@@ -1,25 +1,26 @@
 // SPDX-License-Identifier: MIT
 // Mixed packets encoded for 64 pixels at a time. Included by the coders for AVX-512 only.
 //
-// The encoded bytes are a selection: of every pixel that opens a packet a header, of every pixel of
-// a literal and of the first one of a run its channels, in the order of the pixels. Which pixels
-// these are follows from the pairs by a few operations on 64 bits; a header is the distance to the
-// next packet. So the bytes that may be needed are put side by side, those that are needed are
-// pressed together, and nothing has to be guessed about what comes next.
+// The encoded bytes are a selection, in the order of the pixels: a header for every pixel that
+// opens a packet, and the channels of every pixel of a literal and of the first pixel of a run. A
+// few operations on 64 bits find these pixels from the pairs; a header is the distance to the next
+// packet. So all candidate bytes are placed side by side, the needed ones are compressed together,
+// and no branch depends on the next packet.
 #pragma once
 
 #include "tinyPictureOpsX86.h"
 
 namespace {
 
-/// What becomes of the pixels of a block, a bit for each.
+/// How the pixels of a block are encoded, one bit for each.
 struct BlockPlan {
-    Word opens;  ///< a packet begins here, or right behind the line
+    Word opens;  ///< a packet begins here, or right after the line
     Word runs;   ///< a run begins here
     Word writes; ///< the channels are written
     Size end;    ///< pixels in whole packets; 0 when there is none
 
-    /// For the `left` pixels from where `equal` begins: bit i says that pixel i equals the next.
+    /// For the `left` pixels from the beginning of `equal`: bit i is set when pixel i equals the
+    /// next.
     BlockPlan(Word equal, Size left) {
         const Word inRun = equal | equal << 1;
         runs = equal & ~(equal << 1);
@@ -55,7 +56,7 @@ inline __m512i blockHeaders(const BlockPlan& plan) {
     return _mm512_mask_add_epi8(headers, plan.runs, headers, _mm512_set1_epi8(-128));
 }
 
-/// Adds the bytes of `mixed` that `kept` has a bit for.
+/// Appends the bytes of `mixed` that `kept` has a bit for.
 inline Byte* append(Byte* to, __m512i mixed, Word kept) {
     _mm512_storeu_si512(to, _mm512_maskz_compress_epi8(kept, mixed));
     return to + __builtin_popcountll(kept);
@@ -64,7 +65,7 @@ inline Byte* append(Byte* to, __m512i mixed, Word kept) {
 /// Header and channel of 64 pixels, side by side: two vectors.
 inline Byte* appendBlock(Byte* to, const BlockPlan& plan, __m512i headers,
                          const __m512i (&lines)[1]) {
-    const __m512i order = _mm512_setr_epi64(0, 4, 1, 5, 2, 6, 3, 7); // for what unpacking does
+    const __m512i order = _mm512_setr_epi64(0, 4, 1, 5, 2, 6, 3, 7); // compensates unpacking
     const __m512i head = _mm512_permutexvar_epi64(order, headers);
     const __m512i line = _mm512_permutexvar_epi64(order, lines[0]);
     const __m512i mixed[] = {_mm512_unpacklo_epi8(head, line), _mm512_unpackhi_epi8(head, line)};
@@ -103,7 +104,7 @@ inline Byte* appendBlock(Byte* to, const BlockPlan& plan, __m512i headers,
     return to;
 }
 
-/// Encodes from pixel `*from` on to the line's end, or to a packet of 64 pixels and more. Moves
+/// Encodes from pixel `*from` to the line's end, or to a packet of 64 pixels or more. Moves
 /// `*from`, returns the new end of the packets.
 template <int C>
 inline Byte* encodeBlocks(const Byte* const* lines, Size* from, Size width, const Word* pairs,

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Makes a table of coders for one Ops. Included by the tinyPictureCoders*.cpp files only.
+// Creates a table of coders for one Ops. Included by the tinyPictureCoders*.cpp files only.
 #pragma once
 
 #include "tinyPictureDecode.h"

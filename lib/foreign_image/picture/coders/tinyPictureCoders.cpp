@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Which forms of the coders this machine can run.
+// Selects the forms of the coders that this machine can run.
 #include "tinyPictureCoders.h"
 
 #include "tinyPictureCoderTable.h"

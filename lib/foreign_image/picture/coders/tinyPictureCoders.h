@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // The six scanline coders, and the forms of them that this machine can run. Inner to the module.
 //
-// A pixel is its channels' bytes in the order red, green, blue, alpha, those of one packet only.
-// Every coder gets one line of `width` bytes per channel, in that order, and never touches a byte
-// outside of them.
+// A pixel is the bytes of one packet's channels in the order red, green, blue, alpha. Every coder
+// gets one line of `width` bytes per channel, in that order, and never accesses a byte outside of
+// them.
 #pragma once
 
 #include "picture/tinyPictureWindow.h"
@@ -16,7 +16,7 @@ inline constexpr int kEncodings = 3;   ///< raw, pure, mixed: index of a coder i
 inline constexpr int kMaxChannels = 4; ///< channels of a packet
 
 /// Decodes one line from the window. Returns false when the file ended before the line did or a
-/// packet overran it; the line is zero then from there on.
+/// packet overran it; the line is then zero from there on.
 using ChannelsReader = bool (*)(StreamWindow* window, int width, std::uint8_t* const* lines);
 
 /// Encodes one line to `to`, which has room for `encodedRoom` bytes, and returns the end of what
@@ -31,21 +31,22 @@ struct CoderTable {
     ChannelsWriter write[kEncodings][kMaxChannels];
 };
 
-/// The forms that this machine can run: plain C++ first, the fastest last. They all do the same.
+/// The forms that this machine can run: plain C++ first, the fastest last. All give the same
+/// result.
 [[nodiscard]] std::span<const CoderTable* const> coderTables();
 
 /// The form in use: the fastest one until another is chosen (null chooses the fastest again).
 [[nodiscard]] const CoderTable* codersInUse();
 void codersUse(const CoderTable* table);
 
-/// Most bytes that one encoded line needs: a lone pixel costs its bytes and one more, and vector
-/// stores reach a little further.
+/// Maximum size of one encoded line: a lone pixel takes its bytes and one more, and vector stores
+/// write slightly past the end.
 [[nodiscard]] constexpr std::size_t encodedRoom(std::size_t width, std::size_t channels) {
     return 2 * width * channels + 64;
 }
 
-/// Words of the bit set of a line's pixels that equal their right neighbour, with zeros behind them
-/// as far as a search for the end of a literal may look.
+/// Words of the bit set of a line's pixels that equal their right neighbour, followed by zeros as
+/// far as a search for the end of a literal may read.
 [[nodiscard]] constexpr std::size_t pairWords(std::size_t width) {
     return width / 64 + 4;
 }

@@ -10,8 +10,8 @@ using Wide = __m512i;
 
 static_assert(kWindowSlack >= kMaxLiteral);
 
-/// Sixteen pixels of `C` bytes and their channels, one after the other, in 64 bytes: where each
-/// byte comes from.
+/// Source of each byte when sixteen pixels of `C` bytes are split into their channels, one after
+/// the other, in 64 bytes.
 template <int C>
 struct Places {
     /// Pixels to channels: byte i is of pixel i [0], or every byte is of pixel 0 [1].
@@ -31,13 +31,12 @@ struct Places {
 template <int C>
 constexpr Places<C> kPlaces;
 
-/// A packet and the one behind it, of at most 16 pixels each and not both literals, and their
-/// channels, 32 bytes for each: where each byte comes from. A byte behind the two packets' pixels
+/// Source of each byte when a packet and the next one, of at most 16 pixels each and not both
+/// literals, are split into their channels, 32 bytes for each. A byte after the two packets' pixels
 /// may come from anywhere.
 ///
-/// One row of numbers, since an index that is put together by shifts must not leave its array: of
-/// 128 places each, first for the kinds (1: the first packet repeats, 2: the second one), then for
-/// the first one's pixels.
+/// One flat array, because an index composed by shifts must not leave its array: 128 entries each,
+/// first by kind (1: the first packet repeats, 2: the second one), then by the first one's pixels.
 template <int C>
 struct PairPlaces {
     static constexpr Size kPlaces = 128;
@@ -64,11 +63,11 @@ struct PairPlaces {
 template <int C>
 constexpr PairPlaces<C> kPairPlaces;
 
-/// Where in 64 pixels of `C` bytes the bytes of each channel are.
+/// Positions of each channel's bytes in 64 pixels of `C` bytes.
 template <int C>
 struct FarPlaces {
     alignas(64) Byte spread[C][64];
-    Word behind[C]; ///< bit i is set when byte i lies in the second half of 256 bytes
+    Word behind[C]; ///< bit i is set when byte i is in the second half of 256 bytes
 
     constexpr FarPlaces() : spread(), behind() {
         for (int channel = 0; channel < C; ++channel) {
@@ -109,7 +108,7 @@ struct Avx512Ops : X86Ops<Avx512Ops> {
         if constexpr (C == 4) { // two packets are more than a vector
             X86Ops<Avx512Ops>::spreadPair<C>(pixels, first, second, lines, x);
         } else {
-            // Each bit is only shifted to where it is needed.
+            // Each bit is only shifted to its place.
             const Byte* const places =
                 kPairPlaces<C>.spread + ((first & 15) * 512 + (second & 128) * 2 + (first & 128));
             const Wide packets = _mm512_loadu_si512(pixels);
@@ -170,7 +169,7 @@ struct Avx512Ops : X86Ops<Avx512Ops> {
     static void spread(const Byte* from, Byte* const* lines, Size x, Size count, Size room) {
         Size done = 0;
         if constexpr (C == 1) {
-            if (room >= kMaxLiteral) { // any literal, without asking how long it is
+            if (room >= kMaxLiteral) { // any literal, whatever its length
                 put64<1>(from, lines, x);
                 put64<1>(from + 64, lines, x + 64);
                 done = kMaxLiteral;
@@ -209,7 +208,7 @@ struct Avx512Ops : X86Ops<Avx512Ops> {
     template <int C>
     static Byte* writeShortPackets(const Byte* const* lines, Size* x, Size width, const Word* pairs,
                                    Byte* to) {
-        if constexpr (C == 4) { // a header and four channels are no power of two
+        if constexpr (C == 4) { // a header and four channels are not a power of two
             return X86Ops<Avx512Ops>::writeShortPackets<C>(lines, x, width, pairs, to);
         } else {
             return encodeBlocks<C>(lines, x, width, pairs, to);

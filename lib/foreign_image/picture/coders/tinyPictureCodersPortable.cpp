@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The coders in plain C++: what the vector forms must equal, and what runs where there are none.
+// The coders in plain C++: the reference for the vector forms, and the form for other processors.
 #include "tinyPictureCoderTable.h"
 
 #include <cstring>

@@ -5,13 +5,13 @@
 //
 // Ops::fill(to, value, count, room)      sets `count` bytes, may set up to `room`
 // Ops::spread<C>(from, lines, x, count, room)
-//                                        takes `count` pixels apart to lines[c] + x; may set up to
-//                                        `room` bytes there and read kWindowSlack bytes too many
+//                                        splits `count` pixels to lines[c] + x; may set up to
+//                                        `room` bytes there and read kWindowSlack extra bytes
 // Ops::readShortPackets<C>(at, end, lines, x, width)
-//                                        decodes mixed packets from `*at` on, only such as lie
-//                                        whole before `end` and in the line; moves `*at`, returns
-//                                        the new x
-// What is set too much is set again, rightly, by what follows in the line.
+//                                        decodes mixed packets from `*at` on that lie completely
+//                                        before `end` and in the line; moves `*at`, returns the
+//                                        new x
+// Bytes written past a packet are overwritten by the next one.
 #pragma once
 
 #include "tinyPictureCoders.h"
@@ -26,7 +26,7 @@ struct LineDecoder {
     static constexpr Size kMaxLiteral = 128;
     static constexpr Size kMaxPacket = 1 + kMaxLiteral * C;
 
-    /// Zeroes the lines from pixel `x` on: what is missing reads as zero.
+    /// Zeroes the lines from pixel `x` on: missing pixels read as zero.
     static bool cut(Byte* const* lines, Size x, Size width) {
         for (int c = 0; c < C; ++c) {
             std::memset(lines[c] + x, 0, width - x);
@@ -69,8 +69,8 @@ struct LineDecoder {
                 return cut(lines, x, width);
             }
             // Kept: A pure run longer than the rest of its line ends with the line.
-            // A reader would expect it to count as damage, as in the mixed encoding, or to go on in
-            // the next line; files whose last run is too long have always been read like this.
+            // A reader would expect it to count as damage, as in the mixed encoding, or to continue
+            // in the next line.
             const Size run = in->at[0];
             const Size count = run < width - x ? run : width - x;
             fillAll(in->at + 1, lines, x, count, width - x);
@@ -85,7 +85,8 @@ struct LineDecoder {
         return *at < 128 ? 1 + (Size{*at} + 1) * C : Size{*at == 128 ? 3U : 1U} + C;
     }
 
-    /// A packet that the file ends in: its whole pixels count, the rest of the line is missing.
+    /// The file ends inside this packet: its complete pixels count, the rest of the line is
+    /// missing.
     static bool mixedCut(StreamWindow* in, Byte* const* lines, Size x, Size width) {
         const auto left = static_cast<Size>(in->end - in->at);
         const bool literal = left > 0 && *in->at < 128;
@@ -102,9 +103,9 @@ struct LineDecoder {
 
     static bool mixedOverlong(StreamWindow* in, Byte* const* lines, Size x, Size width) {
         // Kept: A mixed packet longer than the rest of its line ends the whole picture.
-        // A reader would expect the packet to be cut and the next line to be tried; instead the
-        // stream goes to the end of the file, so that this line and all later ones read as zero:
-        // nothing behind a broken line can be trusted to be a line.
+        // A reader would expect the packet to be cut and the next line to be tried. Instead the
+        // stream moves to the end of the file, so that this line and all later ones read as zero:
+        // lines after a broken one cannot be located.
         windowSeekToEnd(in);
         return cut(lines, x, width);
     }

@@ -6,12 +6,12 @@
 //                                          for x from 0 to width - 2; all later bits, to the end of
 //                                          the last of pairWords(width) words, are 0
 // Ops::gather<C>(lines, x, count, room, to)
-//                                          puts `count` pixels together; may read up to `room`
+//                                          joins `count` pixels; may read up to `room`
 //                                          bytes of each line from x on, and set up to 64 bytes
-//                                          behind what it should
+//                                          past its end
 // Ops::writeShortPackets<C>(lines, &x, width, pairs, to)
-//                                          encodes mixed packets from x on, as many as it likes, in
-//                                          the bytes that this file would give them; moves x and
+//                                          encodes any number of mixed packets from x on, with
+//                                          the bytes that this file would write; moves x and
 //                                          returns the end of the packets; may set 64 bytes more
 #pragma once
 
@@ -24,7 +24,7 @@ struct LineEncoder {
     using Word = std::uint64_t;
 
     static constexpr Size kMaxLiteral = 128;
-    static constexpr Size kMaxShortRepeat = 127; ///< written so; 128 could be, but never is
+    static constexpr Size kMaxShortRepeat = 127; ///< 128 would be possible, but is never written
     static constexpr Size kMaxRepeat = 65535;
     static constexpr Size kMaxPureRun = 255;
 
@@ -80,7 +80,7 @@ struct LineEncoder {
             to = pixel(lines, x, to);
             // Kept: The pure encoder drops the pixel that ends a run.
             // A reader would expect it to open the next run; the pixel after it does. Such a line
-            // is too short, and files written so are compared byte by byte.
+            // is too short.
             x += run + (full ? 0 : 1);
         }
         return to;
@@ -97,9 +97,9 @@ struct LineEncoder {
         return pixel(lines, x, to);
     }
 
-    /// A run of two or more equal pixels becomes a repeat. Anything else becomes a literal that
-    /// ends before the next such run, or with its 128th pixel: a run that begins with that pixel is
-    /// then seen only from its second pixel on.
+    /// A run of two or more equal pixels becomes a repeat. All other pixels become literals, which
+    /// end before the next such run or with their 128th pixel: a run that begins with that pixel is
+    /// then found only from its second pixel on.
     static Byte* channelsWriteMixed(int lineWidth, const Byte* const* lines, Byte* to,
                                     Word* pairs) {
         const auto width = static_cast<Size>(lineWidth);

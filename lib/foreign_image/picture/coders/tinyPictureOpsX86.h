@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-// What the vector forms of the coders share: fills, and taking pixels apart and putting them
-// together sixteen at a time (SSSE3). Included by the x86 tinyPictureCoders*.cpp files only, each
-// of which is compiled for its own instruction set: everything is in the file's own namespace, so
-// that no function compiled for a newer processor can stand in for another one.
+// Shared by the vector forms of the coders: fills, and splitting and joining pixels sixteen at a
+// time (SSSE3). Included by the x86 tinyPictureCoders*.cpp files only, each of which is compiled
+// for its own instruction set: everything is in the file's own namespace, so that the linker cannot
+// replace a function by one compiled for a newer processor.
 #pragma once
 
 #include "tinyPictureShortPackets.h"
@@ -52,7 +52,7 @@ struct Masks {
 template <int C>
 constexpr Masks<C> kMasks;
 
-/// Sixteen pixels of `C` bytes, taken apart into `C` vectors.
+/// Sixteen pixels of `C` bytes, split into `C` vectors.
 template <int C>
 inline void spread16(const Byte* from, Vector* channels) {
     for (int c = 0; c < C; ++c) {
@@ -65,7 +65,7 @@ inline void spread16(const Byte* from, Vector* channels) {
     }
 }
 
-/// The first pixels, as many as lie in one vector, taken apart.
+/// The first pixels, as many as fit in one vector, split.
 template <int C>
 inline void spreadFew(const Byte* from, Vector* channels) {
     const Vector pixels = load(from);
@@ -74,7 +74,7 @@ inline void spreadFew(const Byte* from, Vector* channels) {
     }
 }
 
-/// The operations as SSSE3 does them. `Self` is the whole set, which may do some in another way.
+/// The operations with SSSE3. `Self` is the whole set, which may replace some of them.
 template <class Self>
 struct X86Ops {
     static void fill(Byte* to, Byte value, Size count, Size room) {
@@ -119,7 +119,7 @@ struct X86Ops {
         }
     }
 
-    /// Takes apart the pixels of a short packet, or its one pixel sixteen times.
+    /// Splits the pixels of a short packet, or its one pixel sixteen times.
     template <int C>
     static void spreadShort(const Byte* pixels, Size control, Byte* const* lines, Size x) {
         Vector parts[C];
@@ -136,8 +136,8 @@ struct X86Ops {
         }
     }
 
-    /// Takes apart the pixels of two short packets that follow each other, of which the first one's
-    /// begin at `pixels`. May set 32 bytes of a line.
+    /// Splits the pixels of two consecutive short packets; those of the first begin at `pixels`.
+    /// May set 32 bytes of a line.
     template <int C>
     static void spreadPair(const Byte* pixels, Size first, Size second, Byte* const* lines,
                            Size x) {
@@ -146,7 +146,7 @@ struct X86Ops {
         Self::template spreadShort<C>(behind + 1, second, lines, x + (first & 127) + 1);
     }
 
-    /// Takes apart a literal of any length. May set kMaxLiteral bytes of a line.
+    /// Splits a literal of any length. May set kMaxLiteral bytes of a line.
     template <int C>
     static void spreadLong(const Byte* pixels, Size count, Byte* const* lines, Size x) {
         for (Size done = 0; done < count; done += kShort) {
@@ -154,7 +154,7 @@ struct X86Ops {
         }
     }
 
-    /// Puts sixteen pixels together; may set 64 bytes.
+    /// Joins sixteen pixels; may set 64 bytes.
     template <int C>
     static void gatherShort(const Byte* const* lines, Size x, Byte* to) {
         Vector channels[C];
@@ -175,7 +175,7 @@ struct X86Ops {
     static Size readShortPackets(const Byte** from, const Byte* end, Byte* const* lines, Size x,
                                  Size width) {
         if constexpr (C == 1) {
-            return x; // bytes are copied and filled at once as they are
+            return x; // single bytes need no splitting: plain copies and fills
         }
         return decodeShortPackets<C, Self>(from, end, lines, x, width);
     }
@@ -201,7 +201,7 @@ struct X86Ops {
         }
     }
 
-    /// The pairs from pixel `x` on, one by one, in the words behind which all are 0 already.
+    /// Sets the pairs from pixel `x` on one by one; later bits of the words are already 0.
     template <int C>
     static void findLastPairs(const Byte* const* lines, Size x, Size width, Word* pairs) {
         for (; x + 1 < width; ++x) {

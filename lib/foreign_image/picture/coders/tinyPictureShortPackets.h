@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: MIT
-// Mixed packets of at most sixteen pixels, of which photographs are made, decoded and encoded on
-// x86 processors. Included by tinyPictureOpsX86.h only; everything is in the including file's own
+// Mixed packets of at most sixteen pixels, the bulk of photographs, decoded and encoded on x86
+// processors. Included by tinyPictureOpsX86.h only; everything is in the including file's own
 // namespace.
 //
-// What decoding such a line costs is waiting: where a packet begins is known only when the one
-// before it has been looked at, and whether that is a literal or a repeat is what a processor
-// guesses worst. So both kinds go one way without a branch, and two packets at a time: a writer
-// that merges what it can puts a repeat behind every literal, and a repeat's size is known
-// beforehand, so that one wait serves both. What is left is then the work beside the waiting: two
-// packets are put to the lines as one where an instruction set can, and a long literal among the
-// short packets does not end the loop, since leaving it is another wrong guess.
+// Decoding such a line is bound by latency: the start of a packet is known only after the one
+// before it has been examined, and whether that is a literal or a repeat is hard to predict. So
+// both kinds take the same path without a branch, two packets at a time: a writer that merges all
+// it can writes a repeat after every literal, and a repeat's size is known in advance, so that one
+// wait serves both. Two packets are stored to the lines as one where an instruction set can, and a
+// long literal among the short packets does not end the loop, because leaving it would be another
+// misprediction.
 #pragma once
 
 #include <cstddef>
@@ -22,18 +22,18 @@ using Byte = std::uint8_t;
 using Size = std::size_t;
 using Word = std::uint64_t;
 
-/// Most pixels of a short packet: as many channel bytes as one vector has.
+/// Maximum number of pixels of a short packet: the channel bytes of one vector.
 constexpr Size kShort = 16;
 
 constexpr Size kMaxLiteral = 128; ///< pixels of a literal
 
-/// Chooses without a branch, which compilers would make of `control < 128 ? literal : repeat`.
+/// Selects without a branch; compilers would make one of `control < 128 ? literal : repeat`.
 inline const Byte* byKind(Size control, const Byte* literal, const Byte* repeat) {
     __asm__("testb %b2, %b2\n\tcmovs %1, %0" : "+r"(literal) : "r"(repeat), "q"(control) : "cc");
     return literal;
 }
 
-/// Where the packet after the short one at `at` begins.
+/// The beginning of the packet after the short one at `at`.
 template <int C>
 inline const Byte* behindShort(const Byte* at, Size control) {
     return byKind(control, at + 1 + C + control * C, at + 1 + C);
@@ -44,16 +44,16 @@ inline bool isShort(Size control) {
     return (control & 0x70) == 0 && control != 128;
 }
 
-/// Hides from the compiler that two values are the same. It would compute ahead of a branch what
-/// both ways need, and run out of registers in the way that matters.
+/// Hides from the compiler that two values are equal. It would compute their common parts before a
+/// branch, and run out of registers on the path that matters.
 template <class T>
 inline T opaque(T value) {
     __asm__("" : "+r"(value));
     return value;
 }
 
-/// `pixels` further on. Three times a number in two steps, since every round of the loop
-/// waits for this.
+/// The address `pixels` further on. Multiplies by three in two steps, because every round of the
+/// loop waits for this.
 template <int C>
 inline const Byte* further(const Byte* from, Size pixels) {
     if constexpr (C == 3) {
@@ -62,12 +62,12 @@ inline const Byte* further(const Byte* from, Size pixels) {
     return from + pixels * C;
 }
 
-/// Decodes from `*from` on packets of at most 16 pixels, two at a time, and the literals between
-/// them, only such as lie whole before `end` and leave room for what is set too much in the line.
-/// Ops::spreadPair puts two packets to the lines, spreadShort one, spreadLong a literal of any
-/// length; they may read kWindowSlack bytes behind `end`. Moves `*from`, returns the new x.
+/// Decodes packets of at most 16 pixels from `*from` on, two at a time, and the literals between
+/// them. All lie completely before `end`, and the line has room for the bytes written past them.
+/// Ops::spreadPair stores two packets to the lines, spreadShort one, spreadLong a literal of any
+/// length; they may read kWindowSlack bytes after `end`. Moves `*from`, returns the new x.
 ///
-/// A function of its own, so that everything in the loop has a register.
+/// A separate function, so that every variable of the loop has a register.
 template <int C, class Ops>
 [[gnu::noinline]] Size decodePairs(const Byte** from, const Byte* end, Byte* const* lines, Size x,
                                    Size width) {
@@ -92,8 +92,8 @@ template <int C, class Ops>
             at += 1 + count * C;
             continue;
         }
-        // What follows: behind a literal one more repeat, behind a repeat a packet of either kind.
-        // All places are counted from where two repeats would end.
+        // The next packet: after a literal one more repeat, after a repeat a packet of either kind.
+        // All positions are relative to the end of two repeats.
         const Byte* const ahead = at + 2 * kRepeat;
         const Size other = at[kRepeat];
         const Byte* const behindRepeat = byKind(other, further<C>(ahead, other), ahead);
@@ -117,13 +117,13 @@ template <int C, class Ops>
     return x;
 }
 
-/// Decodes as decodePairs does, then packets of at most 16 pixels one at a time, for which there is
-/// room longer.
+/// Decodes as decodePairs does, then packets of at most 16 pixels one at a time, which need less
+/// room.
 template <int C, class Ops>
 inline Size decodeShortPackets(const Byte** from, const Byte* end, Byte* const* lines, Size x,
                                Size width) {
     constexpr std::ptrdiff_t kLargest = 1 + kShort * C;
-    if (end - *from >= kLargest && isShort(**from)) { // not a call for every long run
+    if (end - *from >= kLargest && isShort(**from)) { // avoids a call for every long run
         x = decodePairs<C, Ops>(from, end, lines, x, width);
     }
     const Byte* at = *from;
@@ -137,9 +137,9 @@ inline Size decodeShortPackets(const Byte** from, const Byte* end, Byte* const* 
     return x;
 }
 
-/// Encodes from pixel `*from` on only literals that are short, each with the repeat behind it, and
-/// repeats, well before the line's end. `pairs` is as Ops::findPairs sets it; `gather(x, to)` puts
-/// together kShort pixels and may set 64 bytes. Moves `*from`, returns the new end of the packets.
+/// Encodes repeats and short literals with the repeat after them, from pixel `*from` on, well
+/// before the line's end. `pairs` comes from Ops::findPairs; `gather(x, to)` joins kShort pixels
+/// and may set 64 bytes. Moves `*from`, returns the new end of the packets.
 template <int C, class Gather>
 inline Byte* encodeShortPackets(const Byte* const* lines, Size* from, Size width, const Word* pairs,
                                 Byte* to, Gather gather) {
