@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-// The scanline coders and the pixel orders beside libraries that do the like, and beside memcpy.
-// Benchmarks are called "row/contender"; bench/report.py joins them.
+// The scanline coders and the pixel orders against similar libraries and against memcpy. Benchmarks
+// are called "row/contender"; bench/report.py joins them.
 //
-// Files lie in the page cache, where a user's files are that were looked at before. A picture and
-// its upside-down twin are taken in turn, so that nobody learns one picture by heart.
+// Files are in the page cache. A picture and its upside-down copy take turns, so that branch
+// predictors cannot learn one picture.
 #include "picture/coders/tinyPictureCoders.h"
 #include "pictures.h"
 #include "pixelOrder.h"
@@ -31,7 +31,7 @@ namespace {
 
 using Stream = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
-/// A file that is removed with the object. What was written to it is read from the page cache.
+/// A file that is removed with the object. It is read from the page cache.
 class ScratchFile {
   public:
     ScratchFile() : file_(std::tmpfile(), std::fclose) {
@@ -40,7 +40,7 @@ class ScratchFile {
         }
     }
 
-    /// A descriptor of the caller's own, at the file's beginning.
+    /// A new descriptor for the caller, at the file's beginning.
     [[nodiscard]] int descriptor() const {
         const int fd = dup(fileno(file_.get()));
         lseek(fd, 0, SEEK_SET);
@@ -54,8 +54,8 @@ class ScratchFile {
     Stream file_;
 };
 
-/// What every contender gets. Decoding goes to the channel planes of one line, over and over, as a
-/// driver does it; copying goes to planes of the whole picture that were touched before.
+/// The input of every contender. Decoding goes to the channel planes of one line, reused for every
+/// line, as a driver does it; copying goes to planes of the whole picture that are already mapped.
 struct Sample {
     BenchPicture picture;
     Planes out;
@@ -72,10 +72,9 @@ struct Sample {
     [[nodiscard]] auto height() const { return static_cast<std::uint32_t>(picture.height); }
 };
 
-// --- Ours
-// --------------------------------------------------------------------------------------------
+// --- Ours ----------------------------------------------------------------------------------------
 
-/// The packets that the driver writes: red, green and blue together, alpha by itself.
+/// The packets that the driver writes: red, green and blue together, alpha separately.
 const ChannelPacket kAlphaPacket = {8, kEncodingMixed, kMaskAlpha, nullptr};
 ChannelPacket alphaPacket = kAlphaPacket;
 const ChannelPacket kChain = {8, kEncodingMixed, kMaskRgb, &alphaPacket};
@@ -129,8 +128,7 @@ void decodePortable(Sample& sample) {
     codersUse(nullptr);
 }
 
-// --- libtiff, PackBits in planes
-// -----------------------------------------------------------------------
+// --- libtiff, PackBits in planes -----------------------------------------------------------------
 
 TIFF* openTiff(const Sample& sample, const char* mode) {
     return TIFFFdOpen(sample.tiff.descriptor(), "scratch", mode);
@@ -165,8 +163,7 @@ void decodeTiff(Sample& sample) {
     TIFFClose(tiff);
 }
 
-// --- QOI
-// ---------------------------------------------------------------------------------------------
+// --- QOI -----------------------------------------------------------------------------------------
 
 void encodeQoi(Sample& sample) {
     const qoi_desc shape = {sample.width(), sample.height(), 4, QOI_SRGB};
@@ -184,8 +181,7 @@ void decodeQoi(Sample& sample) {
     std::free(pixels);
 }
 
-// --- Limits and pixel orders
-// -----------------------------------------------------------------------------
+// --- Limits and pixel orders ---------------------------------------------------------------------
 
 void copyPlanes(Sample& sample) {
     for (std::size_t c = 0; c < 4; ++c) {
@@ -202,8 +198,8 @@ void copyPixels(Sample& sample) {
     benchmark::DoNotOptimize(to.data());
 }
 
-/// As many lines as the picture has, between one line of channels and one host line, as the driver
-/// moves them for line requests.
+/// Converts as many lines as the picture has between one line of channels and one host line, as the
+/// driver does for line requests.
 template <typename Move>
 void eachLine(Sample& sample, Move move) {
     const softimage::ChannelLines lines = {sample.out[kAlpha].data(), sample.out[kBlue].data(),
@@ -214,12 +210,11 @@ void eachLine(Sample& sample, Move move) {
     }
 }
 
-// --- Registration
-// ----------------------------------------------------------------------------------------
+// --- Registration --------------------------------------------------------------------------------
 
 using Samples = std::vector<std::unique_ptr<Sample>>;
 
-/// The pictures of the group, encoded by everybody.
+/// The pictures of the group, encoded by every contender.
 Samples samplesOf(const std::string& group) {
     Samples samples;
     for (BenchPicture& picture : bench::twins(group)) {

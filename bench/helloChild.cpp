@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The least that a started program can do to say hello: connect to the port it is given, and end.
+// The minimum for a started program: connects to the given port and exits.
 #include <arpa/inet.h>
 #include <cstdlib>
 #include <netinet/in.h>

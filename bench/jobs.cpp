@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Whole jobs as a user runs them: `tdr convert` beside what one would run instead.
+// Whole jobs as a user runs them: `tdr convert` against the alternatives.
 #include "pictures.h"
 #include "rounds.h"
 
@@ -29,7 +29,7 @@ constexpr const char* kPngLevel = "2";
 
 constexpr int kRounds = 9;
 
-/// Runs a command and tells how long it took from start to end.
+/// Runs a command and returns its time from start to end.
 double run(std::vector<std::string> command) {
     std::vector<char*> argv;
     argv.reserve(command.size() + 1);

@@ -51,7 +51,7 @@ void must(const tdr::Status& status) {
     }
 }
 
-/// A driver behind the wire that the host library uses, without the library. Ends with the object.
+/// A driver over the host library's wire, but without that library. Ends with the object.
 class BareDriver {
   public:
     BareDriver() {
@@ -130,7 +130,7 @@ double repeated(int times, Work work) {
 }
 
 void measureRequests() {
-    const int times = bench::small() ? 20 : 300; // short, so that other programs spoil few rounds
+    const int times = bench::small() ? 20 : 300; // short, so that other programs disturb few rounds
     const int width = 2048;
     bench::PingPong raw;
     BareDriver driver;
@@ -166,8 +166,8 @@ struct Folder {
     Folder& operator=(const Folder&) = delete;
 };
 
-/// Processor time that `work` takes here and in `driver`: both are on one processor, so that it is
-/// the time by the clock less what other programs take meanwhile.
+/// Processor time that `work` takes here and in `driver`: both are on one processor, so it is the
+/// elapsed time without that of other programs.
 template <typename Work>
 double busy(const tdr::Driver& driver, Work work) {
     clockid_t clock{};
@@ -184,8 +184,8 @@ double busy(const tdr::Driver& driver, Work work) {
     return now(clock) + now(CLOCK_THREAD_CPUTIME_ID) - start;
 }
 
-/// What a request for a whole picture costs before anything is decoded: the block attached, mapped,
-/// filled and detached.
+/// The part of a whole-picture request without decoding: attaches, maps, fills and detaches the
+/// block.
 void copyThroughBlock(int id, const std::vector<std::uint8_t>& pixels) {
     const base::HugePageGap gap(pixels.size());
     void* const memory = shmat(id, nullptr, 0);
@@ -194,7 +194,7 @@ void copyThroughBlock(int id, const std::vector<std::uint8_t>& pixels) {
     shmdt(memory);
 }
 
-/// Writes a new file of that size, in pieces as large as the driver's.
+/// Writes a new file of that size, in pieces of the driver's size.
 void writeAnew(const fs::path& path, std::size_t bytes) {
     static const std::vector<char> piece(std::size_t{64} << 10, 'x');
     const base::UniqueFd file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
@@ -207,7 +207,7 @@ void writeAnew(const fs::path& path, std::size_t bytes) {
     }
 }
 
-/// Whole pictures in one request, each time another one, over a fresh connection.
+/// Whole pictures in one request, a different one each time, over a fresh connection.
 void measureCaches(const std::string& group) {
     struct Sample {
         std::vector<std::uint8_t> pixels;
@@ -289,7 +289,7 @@ double startDriver() {
     return timed([&] { driver.emplace(must(tdr::Driver::start(kSoftimageFilter))); });
 }
 
-/// Peak resident memory in bytes of a driver that read and then wrote a picture line by line.
+/// Peak resident memory in bytes of a driver that reads and then writes a picture line by line.
 double driverMemory(const bench::BenchPicture& picture) {
     const Folder folder;
     const std::string file = (folder.path / "picture.pic").string();

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The pictures that everything is measured on: some are read from files that bench/prepare-pictures
-// made from free packages, the others are computed here.
+// The pictures of the benchmarks: some are read from files that bench/prepare-pictures makes from
+// free packages, the others are computed here.
 #pragma once
 
 #include <array>
@@ -24,26 +24,27 @@ struct BenchPicture {
     }
     /// Red, green, blue, alpha of each pixel, top row first.
     [[nodiscard]] std::vector<std::uint8_t> interleaved() const;
-    /// Alpha, blue, green, red of each pixel, bottom row first: what a host hands to a driver.
+    /// Alpha, blue, green, red of each pixel, bottom row first: the form that a host sends to a
+    /// driver.
     [[nodiscard]] std::vector<std::uint8_t> hostLines() const;
 };
 
 /// Computed pictures of the given size: flat drawing, the same with soft alpha edges, matte, noise.
 std::vector<BenchPicture> computedPictures(int width, int height);
 
-/// Every "group-name.pam" (RGBA) of a folder, in the order of their names; none when there is no
-/// such folder.
+/// Every "group-name.pam" (RGBA) of a folder, sorted by name; none if there is no such folder.
 std::vector<BenchPicture> preparedPictures(const std::filesystem::path& folder);
 
-/// What a bench program measures: the prepared and the computed pictures of about 2048 x 1556, or
-/// with TDR_BENCH_SMALL set only computed ones of 160 x 120. TDR_BENCH_PICTURES names the folder.
+/// The pictures that a bench program uses: the prepared and the computed ones of about 2048 x 1556,
+/// or with TDR_BENCH_SMALL set only computed ones of 160 x 120. TDR_BENCH_PICTURES names the
+/// folder.
 const std::vector<BenchPicture>& pictures();
 
-/// The pictures of a group, each followed by itself upside down: who works on them in turn does not
-/// learn one by heart.
+/// The pictures of a group, each followed by its upside-down copy, so that branch predictors cannot
+/// learn one picture.
 std::vector<BenchPicture> twins(const std::string& group);
 
-/// True when every figure is to be taken once, small, only to see that the bench still runs.
+/// True to take every figure once on small input, only to check that the bench still runs.
 bool small();
 
 } // namespace bench

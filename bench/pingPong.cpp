@@ -14,8 +14,8 @@ namespace bench {
 
 namespace {
 
-// The always written fields of a packet: command count, six command words, and the counts of
-// strings, characters, longs and floats.
+// The fields of a packet that are always written: command count, six command words, and the counts
+// of strings, characters, longs and floats.
 constexpr std::array<std::size_t, 6> kFields = {4, 12, 4, 4, 4, 4};
 constexpr std::size_t kPacketBytes = 32;
 

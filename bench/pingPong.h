@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The physical limit of a query: two processes that make exactly the system calls which the
-// protocol asks for and nothing else. A packet without payload is written field by field in six
-// writes, and is waited for with one select.
+// The lower limit of a query: two processes that make exactly the system calls of the protocol and
+// nothing else. A packet without payload is written field by field in six writes, and awaited with
+// one select.
 #pragma once
 
 #include <sys/types.h>

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Measuring contenders in turn: every round runs each of them once, so that whatever else the
-// machine does meets all alike; the figure of a contender is its median over the rounds.
+// Measures contenders in turn: every round runs each of them once, so that other load affects all
+// alike; the figure of a contender is its median over the rounds.
 #pragma once
 
 #include <functional>
@@ -9,7 +9,7 @@
 
 namespace bench {
 
-/// One side of a comparison: runs once and tells how many seconds that took.
+/// One side of a comparison: runs once and returns the seconds it took.
 struct Contender {
     std::string name;
     std::function<double()> run;
@@ -26,10 +26,10 @@ double timed(const std::function<void()>& work);
 /// [...]}.
 void compare(const std::string& row, const std::vector<Contender>& contenders, int rounds = 21);
 
-/// Prints a figure that is no time as such a line.
+/// Prints a figure other than a time as such a line.
 void report(const std::string& row, const std::string& contender, double value);
 
-/// Binds this process, and the children it starts from then on, to one processor.
+/// Binds this process and its later children to one processor.
 void useOneProcessor();
 
 } // namespace bench

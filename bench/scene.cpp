@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The scene toolkit: a large scene of curves beside reading and writing the same bytes, and curves
-// of more and more keys evaluated at a time.
+// The scene toolkit: a large scene of curves against reading and writing the same bytes, and the
+// evaluation of curves with more and more keys.
 #include "pictures.h"
 #include "tinyFcurve.h"
 #include "tinyLight.h"
@@ -55,7 +55,7 @@ OwnedScene namedScene(const fs::path& name) {
     return scene;
 }
 
-/// Lights with animated colours: about 50 MB of text, or next to nothing when small.
+/// Lights with animated colours: about 50 MB of text, or very little when small.
 OwnedScene makeScene(const fs::path& name) {
     OwnedScene scene = namedScene(name);
     const int lights = bench::small() ? 2 : 12;
@@ -129,7 +129,7 @@ void add(const std::string& name, Work work) {
     });
 }
 
-/// A curve at times all over it.
+/// Evaluates a curve at times over its whole length.
 void addEvaluation(const std::string& name, int keys) {
     const std::shared_ptr<Fcurve> curve(makeCurve(1, keys), FcurveDisposer());
     std::mt19937 random(7);

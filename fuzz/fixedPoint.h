@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The property that spline and hierarchy files share: whatever is read can be written in both
+// The property of spline and hierarchy files: every record that is read can be written in both
 // flavours, and from then on reading and writing again changes nothing. Names from a binary file
 // may hold quotes, which the text form cannot: such a record is only written in binary.
 #pragma once
@@ -37,7 +37,7 @@ int expectFixedPoint(const std::uint8_t* data, std::size_t size) {
             continue;
         }
         if (Format::write(folder.path("once").c_str(), input.get(), flavour) == 0) {
-            continue; // A record that does not fit this flavour.
+            continue; // the record does not fit this flavour
         }
         const Pointer again(Format::read(folder.path("once").c_str()));
         if (!again || Format::write(folder.path("twice").c_str(), again.get(), flavour) == 0 ||

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the fuzz targets share: the entry point's declaration and an input as a file.
+// Shared by the fuzz targets: the declaration of the entry point, and an input as a file.
 #pragma once
 
 #include <cstddef>
@@ -13,8 +13,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 
 namespace fuzz {
 
-/// Zero bytes do not belong into text: strings end there, so that what is read is less than what
-/// was written. Such input must be survived, no more.
+/// Zero bytes are invalid in text: strings end there, so reading gives less than was written. Such
+/// input must only not cause a crash.
 inline bool holdsZero(std::string_view text) {
     return text.find('\0') != std::string_view::npos;
 }
@@ -23,13 +23,13 @@ inline bool holdsZero(std::string_view text) {
 /// files here (memoryFiles.cpp) and nowhere else.
 class InputFolder {
   public:
-    /// Puts the bytes into the file `name` of the folder and returns its path.
+    /// Writes the bytes to the file `name` of the folder and returns its path.
     std::string write(std::string_view name, const std::uint8_t* data, std::size_t size) const;
 
     /// The path of a file `name` of the folder, which need not exist.
     [[nodiscard]] std::string path(std::string_view name) const;
 
-    /// The bytes of the file `name`, empty when there is none.
+    /// The bytes of the file `name`, empty if there is none.
     [[nodiscard]] const std::string& read(std::string_view name) const;
 };
 

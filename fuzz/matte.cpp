@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// TAG mattes: header and rows; what was read is written and must read the same again.
+// TAG mattes: header and rows; the matte is written and must read back the same.
 #include "fuzzInput.h"
 
 #include "base/uniqueFile.h"
@@ -11,13 +11,13 @@
 
 namespace {
 
-// What a claimed size would cost teaches nothing that the first rows do not.
+// A larger claimed size would take time but reach no further code.
 constexpr int kMostRows = 64;
 constexpr int kMostChannels = 8;
 
 using TagPointer = std::unique_ptr<Tag, TagDisposer>;
 
-/// Null for a matte that is refused, or larger than what is of interest.
+/// Null for a matte that is refused or larger than these limits.
 TagPointer read(const std::string& path) {
     TagPointer record(tagAllocate());
     const base::UniqueFile stream(tagReadFileHeader(path.c_str(), record.get()));
@@ -30,7 +30,7 @@ TagPointer read(const std::string& path) {
     return record;
 }
 
-/// A row that a matte does not hold is zero.
+/// A missing row of a matte is zero.
 bool sameRow(const Tag& a, const Tag& b, int channel, int row) {
     static const std::uint8_t zeros[INT16_MAX + 7] = {};
     const auto bytes = [&](const Tag& tag) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Files in memory, since making and removing real ones is most of what a run would cost.
+// Files in memory: creating and removing real ones would take most of the time of a run.
 #include "fuzzInput.h"
 
 #include "base/uniqueFile.h"
@@ -18,7 +18,7 @@ std::map<std::string, std::string, std::less<>>& files() {
     return byPath;
 }
 
-/// A stream's place in a file.
+/// A stream's position in a file.
 struct Cursor {
     std::string* bytes;
     std::size_t at;
@@ -83,7 +83,7 @@ const std::string& InputFolder::read(std::string_view name) const {
     return found != files().end() ? found->second : empty;
 }
 
-/// What base::openFile is in these programs; the linker is told so.
+/// Replaces base::openFile in these programs, by an option of the linker.
 base::UniqueFile openInMemory(const char* path, char mode) __asm__("__wrap__ZN4base8openFileEPKcc");
 
 base::UniqueFile openInMemory(const char* path, char mode) {

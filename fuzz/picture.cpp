@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // PIC pictures: header, chain and scanlines, line by line as the driver reads them, and by the
-// self-contained calls; both must give the same pixels.
+// standalone calls; both must give the same pixels.
 #include "fuzzInput.h"
 
 #include "base/uniqueFile.h"
@@ -13,7 +13,7 @@
 
 namespace {
 
-/// A claimed size teaches nothing that the first pixels do not.
+/// A larger claimed size would take time but reach no further code.
 constexpr int kMostLines = 64;
 constexpr int kMostPixels = 1 << 16;
 
@@ -34,7 +34,7 @@ Open open(const std::string& path) {
     return file;
 }
 
-/// One line through `readLine`, all channels behind each other.
+/// Decodes one line through `readLine`, all channels in a row.
 template <typename ReadLine>
 void decode(Open& file, Line& line, ReadLine readLine) {
     const auto width = static_cast<std::size_t>(file.record.width);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A main for the fuzz targets without the fuzzer: runs every file named, and every file of every
-// folder named, through the target, each one also cut short at every length up to a limit.
+// A main for the fuzz targets without the fuzzer: runs every named file, and every file of every
+// named folder, through the target, each one also cut short at every length up to a limit.
 //   fuzz_TARGET PATH...      exit 0 when all ran, 2 when there was nothing to run
 #include "fuzzInput.h"
 
@@ -37,7 +37,7 @@ void replay(const fs::path& path) {
     const std::vector<char> bytes(std::istreambuf_iterator<char>(file), {});
     const std::size_t shortest = bytes.size() <= kMostLengths ? 0 : bytes.size();
     for (std::size_t size = shortest; size <= bytes.size(); ++size) {
-        // A copy of exactly this size, so that a read beyond the end is one beyond the allocation.
+        // A copy of exactly this size, so that a read past its end is a read past the allocation.
         const std::vector<std::uint8_t> input(bytes.begin(),
                                               bytes.begin() + static_cast<std::ptrdiff_t>(size));
         LLVMFuzzerTestOneInput(input.data(), input.size());

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Scene text: whatever is read can be written, and from then on writing is a fixed point.
+// Scene text: every scene that is read can be written, and from then on reading and writing changes
+// nothing.
 #include "fuzzInput.h"
 
 #include "tinyScene.h"
@@ -17,14 +18,14 @@ struct Disposer {
 };
 using ScenePointer = std::unique_ptr<Scene, Disposer>;
 
-/// A scene of the name that a reader or writer completes to a file of the folder.
+/// A scene with the name that a reader or writer completes to a file of the folder.
 ScenePointer named(const std::string& path) {
     ScenePointer scene(sceneAllocate());
     scene->name = strdup(path.c_str());
     return scene;
 }
 
-/// Reads the scene file `from` of the folder and writes it as `to`. False when it is none.
+/// Reads the scene file `from` of the folder and writes it as `to`. False when it is not a scene.
 bool pass(const fuzz::InputFolder& folder, const char* from, const char* to) {
     animReset();
     const ScenePointer scene = named(folder.path(from));
@@ -32,7 +33,7 @@ bool pass(const fuzz::InputFolder& folder, const char* from, const char* to) {
         return false;
     }
     for (Light* light = scene->lights; light != nullptr; light = light->next) {
-        // Any other type is written as nothing behind its keyword, which then takes the next word.
+        // For any other type only the keyword is written, which then consumes the next word.
         light->type = std::clamp<std::int16_t>(light->type, 1, 3);
     }
     std::free(scene->name);

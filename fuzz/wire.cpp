@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The wire: bytes from a peer, packet after packet, until the stream ends or is refused. What was
-// read is sent again and must come back the same.
+// The wire: bytes from a peer, packet after packet, until the stream ends or is refused. Each
+// packet is sent again and must come back the same.
 #include "fuzzInput.h"
 
 #include "base/uniqueFd.h"
@@ -26,11 +26,11 @@ Pair connectedPair() {
     return {base::UniqueFd(ends[0]), base::UniqueFd(ends[1])};
 }
 
-/// Sends the packet and reads it again. The sockets serve all runs: they are empty after each.
+/// Sends the packet and reads it back. All runs share the sockets, which are empty after each.
 void expectEcho(IPC_DataPacket& packet) {
     static const Pair pair = connectedPair();
     static IPC_DataPacket echo;
-    // By bytes, so that floats that are no numbers count as equal; the packet has no gaps.
+    // Compares bytes, so that NaNs are equal; the packet has no padding.
     // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison)
     const auto same = [&] { return std::memcmp(&packet, &echo, sizeof packet) == 0; };
     if (sendsockdata(pair.far.get(), &packet) != 0 || readsockdata(pair.near.get(), &echo) != 0 ||
@@ -42,8 +42,8 @@ void expectEcho(IPC_DataPacket& packet) {
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    // Of memory: it takes any size, and ends where the input does. A new one each time, since a
-    // stream out of step is taken away from its descriptor.
+    // A file in memory takes any size and ends with the input. A new one each time, because a
+    // stream out of step is closed on its descriptor.
     const base::UniqueFd input(memfd_create("input", MFD_CLOEXEC));
     static IPC_DataPacket packet;
     const int fd = input.get();

@@ -30,7 +30,7 @@ void warnOfNewerVersion(float version) {
     optionPrint("Attempt to read: An error may occur...\n");
 }
 
-/// Consumes characters up to `last` or end of file; the first 255 of them become a string.
+/// Consumes characters up to `last` or end of file; returns the first 255 of them as a string.
 char* readStringUntil(std::FILE* stream, char last) {
     char text[kFileStringSize];
     std::size_t length = 0;
@@ -91,16 +91,14 @@ std::uint32_t headerReadAscii(std::FILE* stream, float* version) {
     char rest[80];
     static_cast<void>(std::fgets(rest, sizeof rest, stream));
     // Kept: The version of an ASCII header is always reported as 0.
-    // The line carries the writer's version and a reader would expect it here; it has never been
-    // parsed, and readers of ASCII files decide by what they find, not by a version.
+    // A reader would expect the writer's version, which is in the line; it is not parsed.
     *version = 0.0F;
     return whole ? base::loadBe32(type) : 0;
 }
 
 int stringWriteBinary(std::FILE* stream, const char* string) {
     // Kept: A null string is written as an empty one, but the call returns 0.
-    // A reader would expect either a failure or a written string; files rely on the zero byte being
-    // there, callers on telling the two apart.
+    // A reader would expect either a failure without a zero byte, or success.
     const char* text = string != nullptr ? string : "";
     std::fwrite(text, 1, std::strlen(text) + 1, stream);
     return string != nullptr ? 1 : 0;

@@ -13,7 +13,7 @@
 
 namespace binary {
 
-/// Reads `count` bytes to `bytes`; false when the file ends before.
+/// Reads `count` bytes to `bytes`; false when the file ends earlier.
 inline bool readBytes(std::FILE* stream, std::uint8_t* bytes, std::size_t count) {
     return std::fread(bytes, 1, count, stream) == count;
 }
@@ -67,14 +67,14 @@ inline void write(std::FILE* stream, const Vector& value) {
     write(stream, value.z);
 }
 
-/// Reports a token of which nothing is known, where a list of them is used.
+/// Reports an unknown token when its list is used.
 inline void reportToken(std::FILE* stream, std::int16_t token) {
     char word[8];
     std::snprintf(word, sizeof word, "%d", token);
     notice::atByte(AnimNoticeKind::UnknownWord, word, std::ftell(stream), "token of a field");
 }
 
-/// Reports a name of which a reader keeps only the beginning.
+/// Reports a name that a reader cuts.
 inline void reportLongName(const char* name) {
     if (name != nullptr && std::strlen(name) >= kFileStringSize) {
         notice::written(AnimNoticeKind::Cut, name, "at most %zu characters are read back",

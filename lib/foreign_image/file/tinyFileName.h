@@ -8,10 +8,10 @@
 #include <string>
 #include <string_view>
 
-/// `name` as it stands when it is at least one character plus `ending` long and ends so (in exactly
-/// this case), else `name` with `ending` appended.
+/// `name` itself if it ends with `ending` (case-sensitive) after at least one character, else
+/// `name` with `ending` appended.
 [[nodiscard]] std::string fileNameComplete(std::string_view name, std::string_view ending);
 
 /// Opens the completed name for reading ('r') or writing ('w'), see base::openFile.
-/// Null, with errno ENOMEM, also when there is no memory for the name.
+/// Null with errno ENOMEM also when out of memory for the name.
 [[nodiscard]] base::UniqueFile fileOpen(const char* name, std::string_view ending, char mode);

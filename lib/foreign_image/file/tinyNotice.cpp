@@ -17,9 +17,9 @@ constexpr std::size_t kDetailSize = 400;
 
 int callsUnderWay = 0;
 char failureReason[kDetailSize] = "";
-bool failureSaid = false; ///< a message of its own has said so
+bool failureSaid = false; ///< a separate message has reported it
 
-/// True for what follows from line ends of another system.
+/// True for notices that result from line ends of another system.
 bool followsFromLineEnds(AnimNoticeKind kind) {
     return kind == AnimNoticeKind::UnknownWord || kind == AnimNoticeKind::Missing ||
            kind == AnimNoticeKind::BadNumber;
@@ -31,7 +31,7 @@ void send(const AnimNotice& notice) {
     }
 }
 
-/// Takes note of an unknown word; true when it stands directly behind another one.
+/// Records an unknown word; true if it directly follows another one.
 bool followsUnknown() {
     const std::int64_t before = std::exchange(notice::lines.unknown, notice::lines.tokens);
     return before >= 0 && notice::lines.tokens - before <= 1;

@@ -11,7 +11,7 @@
 
 namespace notice {
 
-/// Where in the file the readers stand, for notices; process-wide like the token buffer.
+/// The readers' position in the file, for notices; process-wide like the token buffer.
 struct LineCount {
     std::int64_t next = 1;     ///< line of the next character
     std::int64_t token = 1;    ///< line on which the last token began
@@ -20,34 +20,34 @@ struct LineCount {
 };
 extern LineCount lines;
 
-/// True while there is an observer: what costs time to find out is found out only then.
+/// True while there is an observer; only then are expensive checks made.
 [[nodiscard]] bool wanted();
 
-/// Sends one notice with its place. `format` and what follows make its detail.
+/// Sends one notice with its position. `format` and its arguments make the detail.
 [[gnu::format(printf, 4, 5)]] void atLine(AnimNoticeKind kind, const char* word, std::int64_t line,
                                           const char* format, ...);
 [[gnu::format(printf, 4, 5)]] void atByte(AnimNoticeKind kind, const char* word, std::int64_t byte,
                                           const char* format, ...);
 
-/// Sends one notice of a writer, which has no place.
+/// Sends one notice of a writer, without a position.
 [[gnu::format(printf, 3, 4)]] void written(AnimNoticeKind kind, const char* word,
                                            const char* format, ...);
 
-/// Reports line ends of another system once, and silences what follows from them until the line
-/// number is set anew.
+/// Reports line ends of another system once, and suppresses the notices that result from them until
+/// the line number is set again.
 void lineEnds(const char* which);
 
-/// Forgets that line ends were reported: a new file begins.
+/// Starts a new file, for which line ends have not been reported.
 void newFile();
 
-/// Unknown words without a known one between them have one cause: those behind the first are
+/// Unknown words without a known one between them have one cause: those after the first are
 /// reported as following it.
 class UnknownRun {
   public:
-    /// Reports an unknown word, which stands on the line of the last token.
+    /// Reports an unknown word on the line of the last token.
     void add(const char* word);
 
-    /// Takes a cause that has been reported already: unknown words right behind it are its.
+    /// Records that a cause has been reported: unknown words directly after it follow from it.
     void reported() { told_ = true; }
 
     /// A known word follows.
@@ -68,15 +68,14 @@ class Call {
     Call(const Call&) = delete;
     Call& operator=(const Call&) = delete;
 
-    /// Sets the reason why the call under way fails, unless there is one already.
+    /// Sets the reason why the current call fails, unless one is set.
     [[gnu::format(printf, 1, 2)]] static void fail(const char* format, ...);
     static void failForMemory() { fail("out of memory"); }
 
-    /// As `fail`, where a message of its own has said so already.
+    /// As `fail`, after a separate message has reported the reason.
     static void failAsSaid(const char* reason);
 
-    /// Sets the reason that the system gives for a failed request: `error` is an errno, or 0 where
-    /// it left none.
+    /// Sets the system's reason for a failed request: `error` is an errno, or 0 if there is none.
     static void failForSystem(int error);
 
     /// True when nothing has failed so far, the stream included.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Memory of records: one by one, and arrays that grow with what a file really holds, for counts
-// that a file only states.
+// Memory of records: single ones, and arrays that grow with the contents of a file, because its
+// counts are not trusted.
 #pragma once
 
 #include "tinyNotice.h"
@@ -12,8 +12,8 @@
 #include <span>
 #include <type_traits>
 
-/// Zero-filled memory for `count` records, to be freed with `free`. Null when memory ran out, which
-/// is then the reason why the call under way fails.
+/// Zero-filled memory for `count` records, to be freed with `free`. Null when out of memory, which
+/// becomes the reason why the current call fails.
 template <typename T>
 [[nodiscard]] T* newRecords(std::size_t count) {
     auto* records = static_cast<T*>(std::calloc(count, sizeof(T)));
@@ -23,13 +23,13 @@ template <typename T>
     return records;
 }
 
-/// Collects elements and gives them away as one malloc'ed array. Memory that runs out is told by
-/// results, never by an exception.
+/// Collects elements and returns them as one malloc'ed array. Reports out of memory by results,
+/// never by an exception.
 template <typename T>
 requires std::is_trivially_copyable_v<T>
 class GrowingArray {
   public:
-    /// Room is taken in multiples of this many elements.
+    /// Memory is allocated in multiples of this many elements.
     static constexpr std::size_t kStep = 8;
 
     [[nodiscard]] std::size_t size() const { return size_; }
@@ -37,7 +37,7 @@ class GrowingArray {
     [[nodiscard]] std::span<const T> elements() const { return {memory_.get(), size_}; }
     [[nodiscard]] T& back() { return memory_.get()[size_ - 1]; }
 
-    /// Appends an element; false when memory ran out.
+    /// Appends an element; false when out of memory.
     [[nodiscard]] bool push(const T& element) {
         if (size_ == room_ && !resize(room_ == 0 ? kStep : room_ * 2)) {
             return false;
@@ -48,7 +48,7 @@ class GrowingArray {
 
     void clear() { size_ = 0; }
 
-    /// Gives the array to the caller, who frees it; room beyond the elements (up to a multiple of
+    /// Passes the array to the caller, who frees it; memory after the elements (up to a multiple of
     /// kStep) is zero. Null when there is no element.
     [[nodiscard]] T* release() {
         if (size_ != 0 && resize((size_ + kStep - 1) / kStep * kStep)) {
@@ -74,7 +74,7 @@ class GrowingArray {
             notice::Call::failForMemory();
             return false;
         }
-        static_cast<void>(memory_.release()); // realloc has freed it or given it back
+        static_cast<void>(memory_.release()); // realloc has freed or returned it
         memory_.reset(static_cast<T*>(moved));
         room_ = room;
         return true;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Matte records: tables of rows that are taken when they are first touched.
+// Matte records: tables of rows that are allocated when they are first changed.
 #include "tinyTag.h"
 
 #include "tinyTagCode.h"
@@ -37,8 +37,8 @@ Entry* takeTable(int entries) {
     return static_cast<Entry*>(std::calloc(static_cast<std::size_t>(entries), sizeof(Entry)));
 }
 
-/// Reads one channel's row. A row that the file holds nothing of is not taken. False without memory
-/// or on a read error; errno says which.
+/// Reads one channel's row. A row without any data in the file is not allocated. False when out of
+/// memory or on a read error; errno says which.
 bool readRow(std::FILE* stream, Tag* record, int channel, int row) {
     std::uint8_t* bits = record->channels[channel][row];
     if (bits != nullptr) {
@@ -91,8 +91,7 @@ int tagDispose(Tag** record) {
 
 std::size_t tagRowSize(const Tag* record) {
     // Kept: A matte row takes one byte a pixel, rounded up to eight, although it holds bits.
-    // A reader would expect an eighth of that; callers have always been given this much room, and
-    // some use it.
+    // A reader would expect an eighth of that.
     return (static_cast<std::size_t>(record->width) + 7) / 8 * 8;
 }
 

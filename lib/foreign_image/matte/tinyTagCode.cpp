@@ -10,7 +10,7 @@ namespace {
 
 enum Kind : unsigned { kLiteral = 0, kStream = 1, kZeros = 2, kOnes = 3 };
 
-/// Sets those of the `count` (up to 16) pixels from `x` on that are 1 in `bits`, top bit first.
+/// Sets the pixels that are 1 in `bits`, top bit first, among the `count` (up to 16) from `x` on.
 void setPixels(std::uint8_t* row, int x, unsigned bits, int count) {
     const unsigned kept = bits & (0xFFFFU << (16 - count));
     const unsigned shifted = (kept << 8) >> (x % 8);
@@ -29,7 +29,7 @@ void setRun(std::uint8_t* row, int x, int count) {
     setPixels(row, x + head + 8 * bytes, 0xFFFF, rest);
 }
 
-/// The words of a stream of `count` pixels, of which the row takes `room`.
+/// Reads the words of a stream of `count` pixels, of which `room` fit the row.
 bool readStream(std::FILE* stream, std::uint8_t* row, int x, int count, int room) {
     for (int done = 0; done < count; done += 16) {
         unsigned word = 0;
@@ -56,7 +56,7 @@ unsigned literalWord(const std::uint8_t* row, int x, int count) {
     return word;
 }
 
-/// Length of the run of pixels equal to the one at `x`, whole bytes at a time where that goes.
+/// Length of the run of pixels equal to the one at `x`, whole bytes at a time where possible.
 int runLength(const std::uint8_t* row, int x, int remaining) {
     const unsigned value = pixelAt(row, x);
     const std::uint8_t whole = value != 0 ? 0xFF : 0x00;
@@ -87,7 +87,7 @@ Code nextCode(const std::uint8_t* row, int x, int remaining) {
     if (run < kTagLiteralPixels) {
         return {literalWord(row, x, kTagLiteralPixels), kTagLiteralPixels};
     }
-    // A longer run goes on in a word of its own.
+    // A longer run continues in another word.
     const int pixels = std::min(run, kTagMaxRun);
     const unsigned kind = row != nullptr && pixelAt(row, x) != 0 ? kOnes : kZeros;
     return {kind << 14 | static_cast<unsigned>(pixels), pixels};

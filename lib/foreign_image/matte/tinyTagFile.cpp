@@ -22,7 +22,7 @@ constexpr std::size_t kTagHeaderSize = 12; ///< width, height, ratio, fields, ch
 using UniqueTag = std::unique_ptr<Tag, TagDisposer>;
 
 bool sizesAreGood(const char* name, const Tag& record) {
-    // A number above 32767 reads as a negative one: show it as the file means it.
+    // A number above 32767 reads as negative; print it unsigned.
     if (record.width <= 0 || record.height <= 0) {
         optionPrint("tinyTag: '%s' is %d pixels wide and %d high: must be 1 to 32767.\n", name,
                     static_cast<std::uint16_t>(record.width),
@@ -41,7 +41,7 @@ void sayUnreadable(const char* name, int error) {
     optionPrint("tinyTag: '%s' could not be read: %s.\n", name, std::strerror(error));
 }
 
-/// Reads what follows the type word.
+/// Reads the header after the type word.
 bool readTagHeader(std::FILE* stream, const char* name, Tag* record) {
     std::uint8_t bytes[kTagHeaderSize];
     if (std::fread(bytes, 1, sizeof bytes, stream) != sizeof bytes) {
