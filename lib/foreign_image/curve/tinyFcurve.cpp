@@ -8,12 +8,6 @@
 #include <cstdlib>
 #include <utility>
 
-namespace {
-
-constexpr std::size_t kKeyStep = 8; // room for keys is taken in multiples of this
-
-} // namespace
-
 Fcurve* fcurveAllocate() {
     return newRecords<Fcurve>(1);
 }
@@ -22,7 +16,8 @@ FcvKey* fcvkeyAllocate(std::int16_t count) {
     if (count < 1) {
         return nullptr;
     }
-    const std::size_t room = (static_cast<std::size_t>(count) + kKeyStep - 1) / kKeyStep * kKeyStep;
+    const std::size_t room =
+        (static_cast<std::size_t>(count) + kFcvKeyStep - 1) / kFcvKeyStep * kFcvKeyStep;
     auto* keys = newRecords<FcvKey>(room);
     if (keys != nullptr) {
         keys[0].splineIndex = -1;

@@ -168,7 +168,7 @@ Outcome readKeys(std::FILE* stream, Fcurve& curve) {
     const Outcome outcome = table::readCounted(stream, "keys", fcvkeyReadAsciiAnimation, keys);
     fcvkeyDispose(&curve.keys);
     curve.keyCount = static_cast<std::int16_t>(keys.size());
-    curve.keys = keys.release();
+    curve.keys = keys.release(kFcvKeyStep);
     fcurveCheckOrder(&curve);
     return outcome;
 }

@@ -191,6 +191,15 @@ const Prototype* prototypeOr(const Prototype* given, PrototypePointer& owned) {
 
 } // namespace
 
+bool splineIsOnlyAName(const Prototype& prototype) {
+    int fields = 0;
+    for (const std::int16_t token : tokensOf(prototype, kSplineSlot)) {
+        fields += fieldOf<Spline>(kSplineFields, token) != nullptr ? 1 : 0;
+    }
+    const auto tokens = tokensOf(prototype, kSplineSlot);
+    return fields == 1 && std::ranges::find(tokens, kSplineFields[0].token) != tokens.end();
+}
+
 int splineWriteBinary(std::FILE* stream, const Spline* spline, const Prototype* prototype) {
     const notice::Call call("write");
     PrototypePointer owned;

@@ -47,6 +47,10 @@ inline void splineTakeKeys(Spline& spline, GrowingArray<SplineKey>& keys) {
     return static_cast<std::int16_t>(code < 0 ? 0 : code);
 }
 
+/// True when the only field of the splines of a file with this prototype is the name, which may be
+/// empty.
+[[nodiscard]] bool splineIsOnlyAName(const Prototype& prototype);
+
 /// Reports what only scene files say about a spline, to a writer of spline and hierarchy files.
 void splineReportSceneMembers(const Spline& spline);
 

@@ -29,9 +29,6 @@ template <typename T>
 requires std::is_trivially_copyable_v<T>
 class GrowingArray {
   public:
-    /// Memory is allocated in multiples of this many elements.
-    static constexpr std::size_t kStep = 8;
-
     [[nodiscard]] std::size_t size() const { return size_; }
     [[nodiscard]] bool empty() const { return size_ == 0; }
     [[nodiscard]] std::span<const T> elements() const { return {memory_.get(), size_}; }
@@ -39,7 +36,7 @@ class GrowingArray {
 
     /// Appends an element; false when out of memory.
     [[nodiscard]] bool push(const T& element) {
-        if (size_ == room_ && !resize(room_ == 0 ? kStep : room_ * 2)) {
+        if (size_ == room_ && !resize(room_ == 0 ? kFirstRoom : room_ * 2)) {
             return false;
         }
         memory_.get()[size_++] = element;
@@ -48,10 +45,10 @@ class GrowingArray {
 
     void clear() { size_ = 0; }
 
-    /// Passes the array to the caller, who frees it; memory after the elements (up to a multiple of
-    /// kStep) is zero. Null when there is no element.
-    [[nodiscard]] T* release() {
-        if (size_ != 0 && resize((size_ + kStep - 1) / kStep * kStep)) {
+    /// Gives the array to the caller, who frees it, with room for a multiple of `step` elements:
+    /// what is beyond them is zero. Null when there is no element.
+    [[nodiscard]] T* release(std::size_t step = 1) {
+        if (size_ != 0 && resize((size_ + step - 1) / step * step)) {
             std::memset(static_cast<void*>(memory_.get() + size_), 0, (room_ - size_) * sizeof(T));
         }
         if (size_ == 0) {
@@ -63,6 +60,8 @@ class GrowingArray {
     }
 
   private:
+    static constexpr std::size_t kFirstRoom = 8;
+
     struct Free {
         void operator()(T* memory) const noexcept { std::free(memory); }
     };

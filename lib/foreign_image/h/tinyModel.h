@@ -79,12 +79,13 @@ struct Model {
     Fcurve* curves[kModelCurveCount]; ///< owned; null where the parameter is not animated
 };
 
-/// Maximum depth of a tree in a file, also in a scene: the text flavour indents every level by two
-/// blanks, so its size grows with the square of the depth.
-inline constexpr int kModelMaxDepth = 4096;
-
-/// Maximum number of nodes of a tree in a file: 300 MB of memory.
+/// Maximum number of nodes, and so levels, of a tree in a file: 300 MB of memory. The depth of a
+/// tree costs no stack.
 inline constexpr std::size_t kModelMaxNodes = std::size_t{1} << 20;
+
+/// Maximum depth of a tree in the text of a hierarchy file that is written: it indents every level
+/// by two blanks, so its size grows with the square of the depth.
+inline constexpr int kModelMaxTextDepth = 4096;
 
 /// A new zero-filled node (its scaling too: set it), or null when out of memory.
 [[nodiscard]] Model* modelAllocate();
@@ -111,14 +112,14 @@ int ModelCut(Model* model);
 
 /// Writes the tree to the file "`baseName`.hrc", as text (`flavour` 0) or binary (1). Returns 1,
 /// or 0 when an argument is null, for another flavour (no file is touched), when the file cannot
-/// be opened or written, or, with no file touched, when the tree does not fit the format (deeper
-/// than `kModelMaxDepth`, more nodes than `kModelMaxNodes`, a null spline, or in the binary form
-/// more than 65,535 of anything in one node).
+/// be opened or written, or, with no file touched, when the tree does not fit the format (more
+/// nodes than `kModelMaxNodes`, a null spline, as text more levels than `kModelMaxTextDepth`, or in
+/// the binary form more than 65,535 of anything in one node).
 [[nodiscard]] int modelWriteFile(const char* baseName, const Model* root, int flavour);
 
 /// Reads the file "`baseName`.hrc" of either flavour. Returns the root, which the caller owns, or
-/// null when the file cannot be opened or read, is of another kind, has no node, is deeper or
-/// larger than the limits, or (binary only) ends too early.
+/// null when the file cannot be opened or read, is of another kind, has no node, has more nodes
+/// than the limit, or (binary only) ends too early.
 [[nodiscard]] Model* modelReadFile(const char* baseName);
 
 /// Writes the node and its subtree as the text flavour's body, with `prefix` before every line.
@@ -126,7 +127,7 @@ int ModelCut(Model* model);
 int modelWriteAscii(std::FILE* stream, const Model* root, const char* prefix);
 
 /// Reads a node and its subtree of the text flavour; the word "model" has been read. Returns the
-/// node, which the caller owns, or null when the tree is too deep or large, when out of memory, or
+/// node, which the caller owns, or null when the tree is too large, when out of memory, or
 /// when reading failed. A file that ends too early gives the nodes read so far.
 [[nodiscard]] Model* modelReadAscii(std::FILE* stream);
 

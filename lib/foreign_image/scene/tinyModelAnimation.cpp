@@ -29,7 +29,6 @@ using block::Outcome;
 /// A node that has been read, with the end of its list of children.
 struct Entry {
     Model* node;
-    int level = 1;
     Model* lastChild = nullptr;
 };
 
@@ -270,12 +269,7 @@ bool endsContents(std::string_view word) {
 
 /// Makes a node the current one and hangs it under the entry `parent`; the first is the root.
 bool addNode(ModelBlock& b, std::size_t parent, char* name) {
-    if (b.entries.size() == kModelMaxNodes) {
-        modelRefuseCount();
-    } else if (!b.entries.empty() && b.entries[parent].level == kModelMaxDepth) {
-        modelRefuseDepth();
-    }
-    Model* node = notice::Call::failed() ? nullptr : modelAllocate();
+    Model* node = modelCountFits(b.entries.size() + 1) ? modelAllocate() : nullptr;
     if (node == nullptr) {
         std::free(name);
         b.failed = true;
@@ -283,16 +277,14 @@ bool addNode(ModelBlock& b, std::size_t parent, char* name) {
     }
     node->name = name;
     std::fill(std::begin(node->scaling), std::end(node->scaling), 1.0F);
-    int level = 1;
     if (!b.entries.empty()) {
         Entry& above = b.entries[parent];
         modelLinkChild(above.node, above.lastChild, node);
         above.lastChild = node;
-        level = above.level + 1;
     } else {
         b.root.reset(node);
     }
-    b.entries.push_back({node, level});
+    b.entries.push_back({node});
     if (name != nullptr) {
         b.latest[name] = b.entries.size() - 1;
     }
@@ -451,7 +443,7 @@ int objectWriteAsciiAnimation(std::FILE* stream, const Model* root) {
         return 0;
     }
     const notice::Call call("write");
-    if (!modelFitsText(root)) {
+    if (!modelFitsScene(root)) {
         return 0;
     }
     incIndent(1);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The binary flavour of the hierarchy file: for each node the fields that the prototype's model
 // list names, in its order; a node's children follow behind all of its fields.
+#include "curve/tinySplineInner.h"
 #include "file/tinyFileBinary.h"
 #include "file/tinyNotice.h"
 #include "tinyFile.h"
@@ -71,18 +72,9 @@ ModelOwner readNode(Reader& in, std::span<const std::int16_t> tokens) {
     return node;
 }
 
-bool withinLimits(std::size_t levels, std::size_t nodes) {
-    if (levels >= kModelMaxDepth) {
-        modelRefuseDepth();
-    } else if (nodes > kModelMaxNodes) {
-        modelRefuseCount();
-    }
-    return levels < kModelMaxDepth && nodes <= kModelMaxNodes;
-}
-
-/// Nodes of a few bytes each would fill memory from a small file: those of any real list of fields
-/// have more.
-bool isHostile(std::span<const std::int16_t> tokens) {
+/// Nodes or splines of a few bytes each would fill memory from a small file: those of any real list
+/// of fields have more. Tells which.
+const char* smallRecords(const Prototype& prototype, std::span<const std::int16_t> tokens) {
     constexpr std::size_t kFewestBytes = 8;
     std::size_t bytes = 0;
     bool hasChildren = false;
@@ -91,7 +83,10 @@ bool isHostile(std::span<const std::int16_t> tokens) {
         bytes += field != nullptr ? field->fewestBytes : 0;
         hasChildren = hasChildren || (field != nullptr && field->countsChildren);
     }
-    return hasChildren && bytes < kFewestBytes;
+    if (hasChildren && bytes < kFewestBytes) {
+        return "nodes have fewer than 8 bytes";
+    }
+    return splineIsOnlyAName(prototype) ? "splines have fewer than 2 bytes" : nullptr;
 }
 
 ModelOwner readTree(Reader& in, std::span<const std::int16_t> tokens) {
@@ -105,7 +100,7 @@ ModelOwner readTree(Reader& in, std::span<const std::int16_t> tokens) {
             continue;
         }
         --parent.children;
-        if (!withinLimits(open.size(), ++nodes)) {
+        if (!modelCountFits(++nodes)) {
             in.fail();
             break;
         }
@@ -162,8 +157,8 @@ Model* modelReadBinary(std::FILE* stream, const Prototype* prototype) {
             binary::reportToken(stream, token);
         }
     }
-    if (isHostile(tokens)) {
-        notice::Call::fail("a tree whose nodes have fewer than 8 bytes each");
+    if (const char* which = smallRecords(*prototype, tokens)) {
+        notice::Call::fail("a tree whose %s each", which);
         return nullptr;
     }
     ModelOwner root;

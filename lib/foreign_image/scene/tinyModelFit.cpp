@@ -7,36 +7,9 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <limits>
 
 namespace {
-
-struct Size {
-    int depth = 1;
-    std::size_t nodes = 0;
-};
-
-/// Walks the subtree; a node that `fits` refuses ends the walk.
-bool walk(const Model* root, Size& size, bool (*fits)(const Model&)) {
-    int depth = 1;
-    for (const Model* node = root; node != nullptr;) {
-        size.depth = std::max(size.depth, depth);
-        ++size.nodes;
-        if (!fits(*node)) {
-            return false;
-        }
-        if (node->child != nullptr) {
-            node = node->child;
-            ++depth;
-            continue;
-        }
-        while (node != nullptr && node != root && node->next == nullptr) {
-            node = node->parent;
-            --depth;
-        }
-        node = node == nullptr || node == root ? nullptr : node->next;
-    }
-    return true;
-}
 
 template <typename Element>
 std::size_t lengthOf(const Element* list) {
@@ -77,36 +50,52 @@ bool countsFit(const Model& node) {
     return splinesFit(node);
 }
 
-bool fits(const Model* root, bool (*nodeFits)(const Model&)) {
-    Size size;
-    if (!walk(root, size, nodeFits)) {
-        return false;
+constexpr int kAnyLevels = std::numeric_limits<int>::max();
+
+/// Looks at every node of the subtree, its level (from 1) and the number of nodes.
+bool fits(const Model* root, int mostLevels, bool (*nodeFits)(const Model&)) {
+    std::size_t nodes = 0;
+    int depth = 1;
+    for (const Model* node = root; node != nullptr;) {
+        if (depth > mostLevels) {
+            notice::Call::fail("a tree of more than %d levels has no text form", mostLevels);
+        }
+        if (notice::Call::failed() || !modelCountFits(++nodes) || !nodeFits(*node)) {
+            return false;
+        }
+        if (node->child != nullptr) {
+            node = node->child;
+            ++depth;
+            continue;
+        }
+        while (node != nullptr && node != root && node->next == nullptr) {
+            node = node->parent;
+            --depth;
+        }
+        node = node == nullptr || node == root ? nullptr : node->next;
     }
-    if (size.depth > kModelMaxDepth) {
-        modelRefuseDepth();
-    }
-    if (size.nodes > kModelMaxNodes) {
-        modelRefuseCount();
-    }
-    return size.depth <= kModelMaxDepth && size.nodes <= kModelMaxNodes;
+    return true;
 }
 
 } // namespace
 
+bool modelFitsScene(const Model* root) {
+    return fits(root, kAnyLevels, splinesFit);
+}
+
 bool modelFitsText(const Model* root) {
-    return fits(root, splinesFit);
+    return fits(root, kModelMaxTextDepth, splinesFit);
 }
 
 bool modelFitsBinary(const Model* root) {
-    return fits(root, countsFit);
+    return fits(root, kAnyLevels, countsFit);
 }
 
-void modelRefuseDepth() {
-    notice::Call::fail("a tree of more than %d levels", kModelMaxDepth);
-}
-
-void modelRefuseCount() {
-    notice::Call::fail("a tree of more than %zu nodes", kModelMaxNodes);
+bool modelCountFits(std::size_t nodes) {
+    if (nodes > kModelMaxNodes) {
+        notice::Call::fail("a tree of more than %zu nodes", kModelMaxNodes);
+    }
+    return nodes <= kModelMaxNodes;
 }
 
 void modelReportSceneMembers(const Model& node, bool text) {

@@ -25,9 +25,6 @@ using ModelOwner = std::unique_ptr<Model, ModelDisposer>;
 /// The node after `node` in the walk through the subtree of `root`, or null at its end.
 [[nodiscard]] const Model* modelNextBelow(const Model* node, const Model* root);
 
-/// Levels of the subtree: 1 for a lone node.
-[[nodiscard]] int modelDepth(const Model* root);
-
 /// Makes `child` the sibling after `lastChild`, or the first child of `parent` when that is null:
 /// what a reader uses, which knows the last child and that `child` is fresh.
 void modelLinkChild(Model* parent, Model* lastChild, Model* child);
@@ -56,14 +53,15 @@ template <typename Element>
     return true;
 }
 
-/// True when the tree can be written as text, or as a binary file, so that it reads back. When it
-/// cannot, the reason is why the call under way fails.
+/// True when the tree can be written into a scene, as the text of a hierarchy file or as a binary
+/// one, so that it reads back. When it cannot, the reason is why the call under way fails.
+[[nodiscard]] bool modelFitsScene(const Model* root);
 [[nodiscard]] bool modelFitsText(const Model* root);
 [[nodiscard]] bool modelFitsBinary(const Model* root);
 
-/// Sets the reason why a tree that is deeper or has more nodes than the limits is refused.
-void modelRefuseDepth();
-void modelRefuseCount();
+/// True while a tree of that many nodes is within the limit. When it is not, that is why the call
+/// under way fails.
+[[nodiscard]] bool modelCountFits(std::size_t nodes);
 
 /// Reports to a writer of hierarchy files what only scenes hold of a node; of the four numbers that
 /// binary files hold too, where `text` is true.

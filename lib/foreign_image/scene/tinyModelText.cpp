@@ -110,12 +110,7 @@ bool TextReader::readItem() {
 }
 
 bool TextReader::enterNode() {
-    if (open_.size() >= kModelMaxDepth) {
-        modelRefuseDepth();
-        return fail();
-    }
-    if (++nodes_ > kModelMaxNodes) {
-        modelRefuseCount();
+    if (!modelCountFits(++nodes_)) {
         return fail();
     }
     Model* fresh = modelAllocate();

@@ -245,7 +245,7 @@ bool fits(const char* headerText, float version, const Scene& scene) {
         notice::Call::fail("the text of the header has more than one line");
     }
     for (const SceneHierarchy* tree = scene.hierarchies; tree != nullptr; tree = tree->next) {
-        if (tree->root != nullptr && !modelFitsText(tree->root)) {
+        if (tree->root != nullptr && !modelFitsScene(tree->root)) {
             return false;
         }
     }

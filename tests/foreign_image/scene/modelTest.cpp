@@ -129,19 +129,6 @@ TEST_F(ModelTree, CarriesUserData) {
     userDataDispose(&stranger);
 }
 
-TEST(ModelDepth, CostsNoStack) {
-    Tree root(node(nullptr));
-    Model* at = root.get();
-    for (int i = 0; i < 300000; ++i) {
-        Model* child = modelAllocate();
-        child->parent = at;
-        at->child = child;
-        at = child;
-    }
-    EXPECT_EQ(modelNodeFindByName(root.get(), "x"), nullptr);
-    EXPECT_EQ(modelWriteFile("never-written", root.get(), 0), 0) << "too deep for the file";
-}
-
 // --------------------------------------------------------------------------------------- text form
 
 constexpr std::string_view kTwoNodes =
@@ -249,25 +236,28 @@ TEST_F(ModelText, ContentsOfANodeAreRecords) {
 }
 
 TEST_F(ModelText, DepthIsBounded) {
-    const auto nested = [](int levels) {
+    const auto nested = [](std::size_t levels) {
         std::string text = "{";
-        for (int i = 1; i < levels; ++i) {
+        for (std::size_t i = 1; i < levels; ++i) {
             text += " model {";
         }
-        return text + std::string(static_cast<std::size_t>(levels), '}');
+        return text + std::string(levels, '}');
     };
-    const Tree deepest = read(nested(kModelMaxDepth));
+    const Tree deepest = read(nested(kModelMaxTextDepth));
     ASSERT_NE(deepest, nullptr);
     write(deepest.get());
-    EXPECT_EQ(read(nested(kModelMaxDepth + 1)), nullptr);
-    EXPECT_EQ(read(nested(200000)), nullptr);
+    const Tree deeper = read(nested(kModelMaxNodes));
+    ASSERT_NE(deeper, nullptr) << "as many levels as nodes";
+    EXPECT_EQ(modelNodeFindByName(deeper.get(), "x"), nullptr);
+    EXPECT_EQ(modelWriteFile("never-written", deeper.get(), 0), 0) << "its text would be blanks";
+    EXPECT_EQ(read(nested(kModelMaxNodes + 1)), nullptr);
     // Braces inside a block have a bound of their own, beyond which the whole block is dropped.
     const std::string block = "{ mesh " + std::string(1000, '{') + std::string(1000, '}');
     const Tree root = read(block + " name \"kept\" }");
     ASSERT_NE(root, nullptr);
     EXPECT_EQ(root->contents, nullptr);
     EXPECT_STREQ(root->name, "kept");
-    EXPECT_EQ(notices(), "failed  1;failed  1;cut mesh 1;");
+    EXPECT_EQ(notices(), "failed  0;failed  1;cut mesh 1;");
 }
 
 TEST_F(ModelText, NumbersAndNamesThatTextCannotHold) {
@@ -280,6 +270,15 @@ TEST_F(ModelText, NumbersAndNamesThatTextCannotHold) {
     EXPECT_EQ(again->scaling[0], std::numeric_limits<float>::max());
     EXPECT_EQ(again->scaling[1], 0.0F);
     EXPECT_EQ(write(again.get()), text);
+}
+
+TEST_F(ModelText, NumbersHaveTheWidthAndDecimalsThatAreSet) {
+    FM = 9;
+    FD = 1;
+    const std::string text = write(Tree(node("x")).get());
+    FM = 5;
+    FD = 3;
+    EXPECT_NE(text.find("\nscaling            0.0       0.0       0.0\n"), text.npos) << text;
 }
 
 TEST_F(ModelText, DegreesComeOutAsTheyWentIn) {
