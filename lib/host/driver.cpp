@@ -47,7 +47,7 @@ void Driver::kill() {
 }
 
 void Driver::dismiss() {
-    // end() finds out whether it was sent
+    // end() handles a failure
     [[maybe_unused]] const Status sent = process_->attempt([this] { return process_->dismiss(); });
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The actions. Each is answered with OK or error; a put request is announced by the notice that the
-// driver has attached the block, and only then answered.
+// The actions. Each is answered with OK or error; before the answer to a put request the driver
+// sends a notice that it has attached the block.
 #include "tdr/driver.h"
 
 #include "IPC_Codes.h"
@@ -16,7 +16,7 @@ namespace {
 /// Whether a put request's notice comes before the answer.
 enum class Notice { None, Expected };
 
-/// Takes the answer to an action.
+/// Receives the answer to an action.
 Status takeAnswer(DriverProcess& process, Notice notice) {
     Status received = process.receive();
     if (!received) {
@@ -64,8 +64,8 @@ Status tilesDoNotFit(const char* request) {
     });
 }
 
-/// The answer to a connect. A driver that knows the format says what is wrong with the file; one
-/// that does not know it has nothing to say.
+/// The answer to a connect. A driver that knows the format reports what is wrong with the file; one
+/// that does not writes nothing.
 Status tellForeign(Status connected) {
     if (connected || connected.failure().kind != FailureKind::Refused ||
         !connected.failure().lastLine.empty()) {
@@ -113,12 +113,12 @@ Status Driver::setEndCell(std::int32_t cell) {
 }
 
 Status Driver::setPreReadCommand(std::string_view command) {
-    process_->known.preRead = process_->known.preRead || !command.empty(); // also when it fails
+    process_->known.preRead = process_->known.preRead || !command.empty(); // also if it fails
     return act(*process_, ipc::kActionSetPreReadCommand, {}, command);
 }
 
 Status Driver::setPostWriteCommand(std::string_view command) {
-    process_->known.postWrite = process_->known.postWrite || !command.empty(); // also when it fails
+    process_->known.postWrite = process_->known.postWrite || !command.empty(); // also if it fails
     return act(*process_, ipc::kActionSetPostWriteCommand, {}, command);
 }
 
@@ -130,7 +130,7 @@ Status Driver::connectToFile(std::string_view path, Access access, std::int32_t 
                            {},
                            {}};
         }
-        process_->known.connected = true; // also after a failure: the old file may still be open
+        process_->known.connected = true; // even after a failure: the old file may still be open
         process_->forgetDamage();
         return tellForeign(act(*process_, ipc::kActionConnectToFile,
                                std::array{static_cast<std::int32_t>(access), cell}, path));

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// How a session ends: in order, or by a failure, after which the process is gone.
+// The end of a session: normal, or by a failure, after which the process is gone.
 #include "driverProcess.h"
 #include "interrupt.h"
 #include "requestNames.h"
@@ -17,11 +17,11 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-/// How long a driver that has hung up may take to end before it is killed: long enough to write out
-/// what is buffered, short enough for a person who waits.
+/// How long a driver that has closed the connection may take to exit before it is killed: long
+/// enough to write its buffers, short enough for a waiting user.
 constexpr auto kLastBreath = 2s;
 
-/// A killed process goes at once unless the kernel holds it (a dead network disk).
+/// A killed process ends at once unless the kernel holds it (an unreachable network disk).
 constexpr auto kAfterKill = 10s;
 constexpr auto kTracerPause = 1ms; // between tries to take a traced process's status
 
@@ -38,7 +38,7 @@ DriverEnd endOf(int waitStatus) {
 
 DriverProcess::~DriverProcess() {
     if (alive() && (answerDue_ || interrupted())) {
-        kill(); // it is out of step, or somebody has pressed Ctrl-C: no time for manners
+        kill(); // out of step or interrupted: no end request
     } else if (alive()) {
         [[maybe_unused]] const auto ended = attempt([this] { return end(); });
     }
@@ -102,7 +102,7 @@ Status DriverProcess::dismiss() {
         return {};
     }
     Status sent = send({ipc::kClassAction, ipc::kActionKill, {}, {}});
-    answerDue_ = false; // this request has none
+    answerDue_ = false; // this request has no answer
     return sent;
 }
 
@@ -125,8 +125,8 @@ Result<DriverEnd> DriverProcess::end() {
     return ended;
 }
 
-/// Takes the exit status of the ended process. Returns false when it cannot be had yet: a process
-/// that was killed under a tracer's eyes (a debugger, the leak sanitizer) is the tracer's first.
+/// Takes the exit status of the ended process. Returns false when it is not available yet: a tracer
+/// (a debugger, the leak sanitizer) takes the status of a killed process first.
 bool DriverProcess::reap() noexcept {
     std::optional<int> status;
     if (!peer_.process.take(status)) {

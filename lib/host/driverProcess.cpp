@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A session's start and its requests; how it ends is in driverEnd.cpp.
+// A session's start and its requests; its end is in driverEnd.cpp.
 #include "driverProcess.h"
 
 #include "interrupt.h"
@@ -20,18 +20,19 @@ namespace {
 using namespace std::chrono_literals;
 using Clock = std::chrono::steady_clock;
 
-/// A packet is a few kilobytes on the loopback: once its first byte is here, the rest follows at
-/// once or never.
+/// A packet is a few kilobytes over loopback: after its first byte the rest follows at once or
+/// never.
 constexpr auto kRestOfPacket = 5s;
 
-/// What a process has sent before its end is here by then, however busy the machine is.
+/// Everything that a process has sent before its end arrives within this time, however busy the
+/// machine is.
 constexpr int kLastBytesMilliseconds = 200;
 
 Failure badArgument(std::string what) {
     return {FailureKind::BadArgument, std::move(what), {}, {}};
 }
 
-/// True for the start failures whose errno explains them; for the others it is a left-over.
+/// True for the start failures that errno explains; for the others errno is stale.
 bool tellsErrno(ipc::PeerFailure failure) {
     constexpr std::array kWithout = {ipc::PeerFailure::Died,    ipc::PeerFailure::Late,
                                      ipc::PeerFailure::Garbled, ipc::PeerFailure::Refused,
@@ -89,7 +90,7 @@ Failure DriverProcess::startFailure(const ipc::PeerStart& start) {
         failure.what += std::string(": ") + std::strerror(start.error);
         failure.kind = start.error == ENOMEM ? FailureKind::NoMemory : failure.kind;
     }
-    // A driver that was killed for being late tells nothing by that.
+    // The signal that killed a late driver says nothing about it.
     if (start.waitStatus && start.failure == ipc::PeerFailure::Died) {
         failure.end = endOf(*start.waitStatus);
     }
@@ -163,8 +164,8 @@ Status DriverProcess::send(const Request& request) {
     return died();
 }
 
-/// A driver speaks only when it is asked. One that has answered once too often is out of step: what
-/// waits here would be taken for the answer to the next request.
+/// A driver sends only answers. If bytes are waiting before a request, it has answered once too
+/// often and is out of step: they would be taken for the answer to the next request.
 Status DriverProcess::checkSilence() {
     char byte = 0;
     const ssize_t got = ::recv(peer_.socket.get(), &byte, 1, MSG_PEEK | MSG_DONTWAIT);
@@ -217,7 +218,7 @@ Status DriverProcess::receive() {
     if (packet_.numof_cmds != ipc::kCommandWords) {
         return broken();
     }
-    lines_.settle(); // what a driver says, it says before it answers
+    lines_.settle(); // a driver writes its lines before it answers
     if (lines_.lost()) {
         return linesLost();
     }
@@ -225,8 +226,8 @@ Status DriverProcess::receive() {
     return {};
 }
 
-/// Waits for the first byte of a packet, and reads what the driver writes to stderr meanwhile: it
-/// would stop at a full pipe.
+/// Waits for the first byte of a packet, and reads the driver's stderr meanwhile: a full pipe would
+/// stop the driver.
 Status DriverProcess::awaitPacket() {
     for (;;) {
         std::array<pollfd, 4> watched = {{{peer_.socket.get(), POLLIN, 0},
@@ -253,8 +254,8 @@ Status DriverProcess::awaitPacket() {
     }
 }
 
-/// The process has ended. What it has sent before may still be on its way; a process of its own
-/// that keeps the connection open does not count.
+/// The process has ended. Its last bytes may still be on their way; another process that keeps the
+/// connection open does not count.
 Status DriverProcess::awaitLastBytes() {
     pollfd last{peer_.socket.get(), POLLIN, 0};
     return ::poll(&last, 1, kLastBytesMilliseconds) > 0 ? Status() : Status(died());

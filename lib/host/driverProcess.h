@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: MIT
-// One driver process and the link to it: starts it, exchanges packets with it under a limit, and
-// makes sure that it is gone when it should be. What the packets mean is the callers' business.
+// One driver process and the link to it: starts it, exchanges packets with it within a time limit,
+// and makes sure that it ends. The callers know the meaning of the packets.
 //
 // A failure that leaves the link out of step (no answer in time, a wrong answer, a death) ends the
-// process at once with SIGKILL and waits for it, before the caller hears of it: nobody can look up
-// a shared block by its key after that, and the caller may remove it. The same holds for a call
-// that runs out of memory while an answer is due; calls are made inside `attempt`, which sees to
-// it.
+// process at once with SIGKILL and waits for it before the call returns: after that no process
+// looks up a shared block by its key, and the caller may remove it. The same holds for a call that
+// runs out of memory while an answer is due; calls run inside `attempt`, which ensures this.
 #pragma once
 
 #include "IPC_Link.h"
@@ -28,7 +27,7 @@
 
 namespace tdr {
 
-/// What a request carries.
+/// The contents of a request.
 struct Request {
     std::int16_t messageClass = 0;
     std::int16_t code = 0;
@@ -36,7 +35,7 @@ struct Request {
     std::optional<std::string_view> text;
 };
 
-/// The end that `waitpid` tells of.
+/// The end that a `waitpid` status describes.
 [[nodiscard]] DriverEnd endOf(int waitStatus);
 
 class DriverProcess {
@@ -55,8 +54,8 @@ class DriverProcess {
     [[nodiscard]] const std::string& damage() const { return lines_.damage(); }
     void forgetDamage() { lines_.forgetDamage(); }
 
-    /// Makes one call of the session: requests, their answers and what is made of them. Nothing is
-    /// thrown, and a session whose request stays without its answer is over.
+    /// Runs one call of the session: requests, answers and the result. Never throws; if a request
+    /// stays without its answer, the session ends.
     template <typename Call>
     auto attempt(Call&& call) noexcept -> decltype(call()) {
         auto outcome = withoutThrowing(call);
@@ -66,28 +65,27 @@ class DriverProcess {
         return outcome;
     }
 
-    /// Sends a request. Its answer is to be taken by `receive`, and its deadline counts from here.
+    /// Sends a request. `receive` takes its answer; the deadline starts here.
     Status send(const Request& request);
 
-    /// Waits for the next packet of the answer to the last request; it is in `packet()` afterwards,
-    /// and what the driver wrote to stderr before it has been taken.
+    /// Waits for the next packet of the answer to the last request and stores it in `packet()`. The
+    /// lines that the driver wrote to stderr before it have then been read.
     Status receive();
     [[nodiscard]] const IPC_DataPacket& packet() const { return packet_; }
 
     /// True when the packet is of this class and code.
     [[nodiscard]] bool packetIs(std::int16_t messageClass, std::int16_t code) const;
-    /// True when the packet carries this many longs and strings, each of which ends in its zero,
-    /// and nothing else.
+    /// True when the packet carries exactly this many longs and strings, each with its zero byte.
     [[nodiscard]] bool packetHolds(std::int32_t longs, std::int32_t strings) const;
-    /// True when the packet is of this class and code and carries nothing.
+    /// True when the packet is of this class and code and has no payload.
     [[nodiscard]] bool packetIsBare(std::int16_t messageClass, std::int16_t code) const;
 
-    /// The failure for the driver's error reply to the last request. The session goes on.
+    /// The failure for the driver's error reply to the last request. The session continues.
     Failure refused();
     /// The failure for an answer that does not fit the last request. Ends the driver.
     Failure broken(const char* what = "an answer that breaks the protocol");
 
-    /// What the session knows of the driver, for choosing how to move whole pictures.
+    /// What the session knows about the driver, to choose how to transfer whole pictures.
     struct Knowledge {
         std::optional<bool> caches; ///< see Driver::transfersCaches
         bool connected = false;     ///< a file is open
@@ -96,17 +94,17 @@ class DriverProcess {
     };
     Knowledge known;
 
-    /// Orders the driver to end, once.
+    /// Sends the end request, once.
     Status dismiss();
-    /// Orders the driver to end, if that was not done yet, and waits for it; kills it when it does
-    /// not go in time.
+    /// Sends the end request, unless already sent, and waits for the driver; kills it if it does
+    /// not end in time.
     Result<DriverEnd> end();
-    /// Makes sure that the process is gone, waits for it and lets go of the link.
+    /// Kills the process if it still runs, waits for it and closes the link.
     DriverEnd kill() noexcept;
 
   private:
     DriverProcess(std::filesystem::path program, StartOptions options);
-    /// Begins a request, by its class and code for messages, and its limit.
+    /// Begins a request: notes its class and code for messages, and its limit.
     void begin(std::int16_t messageClass, std::int16_t code, std::chrono::milliseconds limit);
     void fillPacket(const Request& request);
     Status checkSilence();
@@ -129,13 +127,13 @@ class DriverProcess {
     ipc::Peer peer_;
     StderrLines lines_;
     IPC_DataPacket packet_{};
-    std::int16_t requestClass_ = 0; ///< what was asked last, for messages
+    std::int16_t requestClass_ = 0; ///< the last request, for messages
     std::int16_t requestCode_ = 0;
     std::chrono::milliseconds limit_{}; ///< how long its answer may take
     std::chrono::steady_clock::time_point deadline_;
-    bool answerDue_ = false; ///< a request has been sent, or begun, and its answer not been taken
-    bool dismissed_ = false; ///< it was ordered to end
-    bool ended_ = false;     ///< somebody has waited for the process
+    bool answerDue_ = false; ///< a request has been begun and its answer not received
+    bool dismissed_ = false; ///< the end request has been sent
+    bool ended_ = false;     ///< the process has been waited for
     DriverEnd end_;
 };
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The sixteen queries. Each is one packet there and one packet back: class 1, the query's code plus
-// 100, or the error reply. A reply that does not hold exactly the values of its query breaks the
-// protocol: it may belong to another one.
+// The sixteen queries. Each is one packet and one reply: class 1, the query's code plus 100, or the
+// error reply. A reply that does not hold exactly the values of its query breaks the protocol,
+// because it may belong to another query.
 #include "tdr/driver.h"
 
 #include "IPC_Codes.h"
@@ -15,7 +15,7 @@ namespace tdr {
 
 namespace {
 
-/// Sends a query and takes its reply, which is in the process's packet afterwards.
+/// Sends a query and receives its reply into the process's packet.
 Status ask(DriverProcess& process, std::int16_t code, std::span<const std::int32_t> longs = {}) {
     Status sent = process.send({ipc::kClassInfo, code, longs, {}});
     if (!sent) {
@@ -36,7 +36,7 @@ std::span<const std::int32_t> longsOf(const IPC_DataPacket& packet) {
     return {packet.longdata, static_cast<std::size_t>(packet.numof_longs)};
 }
 
-/// The strings of a packet that holds as many as it says.
+/// The strings of a packet whose count has been checked.
 std::vector<std::string> stringsOf(const IPC_DataPacket& packet) {
     std::vector<std::string> strings;
     const char* at = packet.chardata;
@@ -47,7 +47,7 @@ std::vector<std::string> stringsOf(const IPC_DataPacket& packet) {
     return strings;
 }
 
-/// Asks for a record of so many longs and strings, and makes a value of the packet.
+/// Queries a record of this many longs and strings, and converts the packet to a value.
 template <typename Make>
 auto askRecord(DriverProcess& process, std::int16_t code, std::int32_t longs, std::int32_t strings,
                Make make) -> Result<decltype(make(process.packet()))> {

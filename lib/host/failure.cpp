@@ -30,7 +30,7 @@ std::string DriverEnd::text() const noexcept {
         }
         return known ? "exit status " + std::to_string(exitStatus) : "unknown end";
     } catch (const std::bad_alloc&) {
-        return "unknown end"; // short enough to need no memory
+        return "unknown end"; // short enough to need no allocation
     }
 }
 
@@ -45,7 +45,7 @@ std::string Failure::text() const noexcept {
         }
         return all;
     } catch (const std::bad_alloc&) {
-        return nameOf(kind); // short enough, too
+        return nameOf(kind); // also short enough
     }
 }
 

@@ -17,13 +17,13 @@ namespace tdr {
 namespace {
 
 enum class Held : std::uint8_t {
-    No,        ///< does not end a process, cannot be caught, or tells of a fault in the program
-    Interrupt, ///< somebody wants the process to end
-    Notice,    ///< the call that raised it fails, too, and says more
+    No,        ///< does not end a process, cannot be caught, or reports a fault in the program
+    Interrupt, ///< asks the process to end
+    Notice,    ///< the call that raised it also fails and gives the reason
 };
 
-/// What becomes of each signal that the system has: these, and to interrupt for all the others,
-/// the real-time ones among them.
+/// How each signal of the system is handled: the listed ones as given, all others, including the
+/// real-time ones, interrupt.
 Held heldAs(int signal) {
     constexpr std::array kLeftAlone = {SIGKILL, SIGSTOP, SIGTSTP,  SIGTTIN, SIGTTOU, SIGCONT,
                                        SIGCHLD, SIGURG,  SIGWINCH, SIGSEGV, SIGBUS,  SIGILL,
@@ -44,7 +44,7 @@ std::array<struct sigaction, kMostSignals> before;
 
 static_assert(std::atomic<int>::is_always_lock_free, "used in a signal handler");
 
-/// Notes the first signal and wakes every wait, now and later: nobody reads the event away.
+/// Records the first signal and wakes every wait, now and later: the event is never read.
 void noteSignal(int signal) {
     const int kept = errno;
     int none = 0;
@@ -54,7 +54,7 @@ void noteSignal(int signal) {
     errno = kept;
 }
 
-/// A handler, and not "ignore": that one would pass on to the programs that we start.
+/// A handler rather than SIG_IGN, which the programs that we start would inherit.
 void doNothing(int) {}
 
 void hold(Held which, void (*handler)(int)) {
@@ -93,7 +93,7 @@ InterruptGuard::InterruptGuard() {
     caught = 0;
     wakeFd = ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     hold(Held::Notice, doNothing);
-    if (wakeFd >= 0) { // else a signal ends us, as before
+    if (wakeFd >= 0) { // otherwise signals end the process as usual
         hold(Held::Interrupt, noteSignal);
     }
 }

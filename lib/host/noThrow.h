@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What keeps exceptions inside the library.
+// Keeps exceptions inside the library.
 #pragma once
 
 #include "tdr/result.h"
@@ -8,8 +8,8 @@
 
 namespace tdr {
 
-/// Calls `call`, which answers a Status or a Result, and answers a failure for what it throws. That
-/// is memory that has run out, so the failure itself takes none: its text is short enough to lie
+/// Calls `call`, which returns a Status or a Result, and returns a failure if it throws. That means
+/// out of memory, so the failure itself must not allocate: its text is short enough to be stored
 /// inside its string.
 template <typename Call>
 auto withoutThrowing(Call&& call) noexcept -> decltype(call()) {

@@ -33,7 +33,7 @@ std::size_t matteBytes(const PictureShape& shape) {
            8;
 }
 
-/// Makes a shape of what a driver reports, or says why it cannot be read.
+/// Converts a driver's report to a shape, or returns why the picture cannot be read.
 Result<PictureShape> shapeOf(const Driver& driver, const Bounds& bounds,
                              const std::optional<PixelFormat>& format) {
     if (!base::isPictureSide(bounds.width) || !base::isPictureSide(bounds.height)) {
@@ -86,8 +86,8 @@ void letGo(Driver& driver) {
     }
 }
 
-/// Disconnects at the end of a job and asks something: a query's reply has a code of its own, so it
-/// proves that the answers before it were those to their requests.
+/// Disconnects at the end of a job and sends a query: its reply has its own code, so it proves that
+/// the answers before it belonged to their requests.
 Status disconnect(Driver& driver) {
     Status done = driver.disconnectFromFile();
     if (!done) {
@@ -145,8 +145,8 @@ Status PictureReader::askShape() {
     return {};
 }
 
-/// Connects to the file again, for a driver whose positions in it are of no more use. This is still
-/// the same job: not by `connectToFile`, so that what the driver has said of damage stays.
+/// Connects to the file again when the driver's positions in it are unusable. Not by
+/// `connectToFile`: this is the same job, and a reported damage must stay.
 Status PictureReader::reconnect() {
     Status done = driver_->order(ipc::kActionConnectToFile,
                                  std::array{static_cast<std::int32_t>(Access::Read), cell_}, path_);
@@ -232,7 +232,7 @@ Status PictureWriter::writeLine(const SharedBlock& block, std::int32_t line) {
                            {}};
         }
         Status done = driver_->putLine(block, line, cell_);
-        written_[static_cast<std::size_t>(line)] = true; // once is all that a driver takes
+        written_[static_cast<std::size_t>(line)] = true; // a driver accepts every line once
         missing_ -= done ? 1 : 0;
         return done;
     });

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
-// What the jobs on pictures share.
+// Shared by the jobs on pictures.
 #pragma once
 
 #include "tdr/driver.h"
 
 namespace tdr {
 
-/// Ends a job that has failed: the driver closes its file, if it has one. The next job finds it as
-/// after a start.
+/// Ends a failed job: the driver closes its file, if any. The next job finds the driver as after
+/// its start.
 void letGo(Driver& driver);
 
 } // namespace tdr

@@ -7,7 +7,7 @@
 
 namespace tdr {
 
-/// "get line" for class 4 and code 1430; "request 7/42" for what is not known.
+/// "get line" for class 4 and code 1430; "request 7/42" for an unknown request.
 [[nodiscard]] std::string nameOfRequest(std::int16_t messageClass, std::int16_t code);
 
 } // namespace tdr

@@ -19,20 +19,20 @@ namespace tdr {
 
 namespace {
 
-/// Our keys are 0x7d500000 and 20 random bits: so a later run knows its own user's left-over blocks
-/// from other programs', and they lie far above the keys of the link's own fresh-key rule (42 ...
-/// 10041), where two processes may meet in one segment.
+/// Our keys are 0x7d500000 plus 20 random bits, so that a later run can tell its user's left-over
+/// blocks from those of other programs. They are far above the new keys of the link (42 ... 10041),
+/// where two processes may get the same segment.
 constexpr std::int32_t kMark = 0x7d500000;
 constexpr std::uint32_t kRandomBits = 0x000fffff;
 
-/// Tries for a free key; a system has a few thousand segments at most, for a million keys.
+/// Attempts to find a free key; a system has at most a few thousand segments for a million keys.
 constexpr int kKeyTries = 100;
 
-/// The driver asks for the segment with mode 0777; the kernel grants that to its owner only with
-/// all three of the owner's bits.
+/// The driver requests the segment with mode 0777; the kernel grants that to its owner only if all
+/// three of the owner's bits are set.
 constexpr int kOwnerOnly = 0700;
 
-/// What to do about it, where the system's own words do not say enough.
+/// Advice for errors whose system text is not enough.
 struct Advice {
     std::string_view step;
     int error;
@@ -63,8 +63,8 @@ bool isGone(pid_t pid) {
     return ::kill(pid, 0) != 0 && errno == ESRCH;
 }
 
-/// True for a block that nobody can have any use for. A creator from another namespace of processes
-/// has the number 0; whether it lives cannot be known.
+/// True for a block that no process can use any more. A creator from another pid namespace has the
+/// process id 0; whether it lives is unknown.
 bool isLeftOver(const struct shmid_ds& segment) {
     const auto key = static_cast<std::uint32_t>(segment.shm_perm.__key);
     return (key & ~kRandomBits) == kMark && segment.shm_perm.uid == ::geteuid() &&
@@ -102,7 +102,7 @@ Result<SharedBlock> SharedBlock::create(std::size_t bytes) noexcept {
     });
 }
 
-/// Makes a segment under a new key: 0, or errno.
+/// Creates a segment with a new key: 0, or errno.
 int SharedBlock::makeSegment(std::size_t bytes) {
     for (int tries = 0; tries < kKeyTries; ++tries) {
         std::uint32_t random = 0;

@@ -12,13 +12,13 @@ namespace tdr {
 
 namespace {
 
-/// A longer line is handed on in pieces, so that a driver cannot fill the host's memory.
+/// A longer line is passed on in pieces, so that a driver cannot fill the host's memory.
 constexpr std::size_t kLongestLine = 4096;
 
-/// What a pipe holds at most, unless root enlarges it.
+/// Maximum capacity of a pipe, unless root enlarges it.
 constexpr std::size_t kLargestPipe = std::size_t{1} << 20;
 
-/// What a driver says when it goes on with what it could read of a file.
+/// The words of a driver that continues with the readable part of a file.
 constexpr std::string_view kDamaged = "cut short or damaged";
 
 } // namespace
@@ -27,7 +27,7 @@ void StderrLines::open(base::UniqueFd pipe, std::function<void(std::string_view)
     pipe_ = std::move(pipe);
     onLine_ = std::move(onLine);
     if (pipe_.valid() && ::fcntl(pipe_.get(), F_SETFL, O_NONBLOCK) != 0) {
-        lost_ = true; // it could make the host wait for a line
+        lost_ = true; // reading it could block the host
         pipe_.reset();
     }
 }
@@ -63,7 +63,7 @@ void StderrLines::finish() noexcept {
 void StderrLines::keep(std::string_view bytes) noexcept {
     try {
         take(bytes);
-    } catch (...) { // no memory for a line
+    } catch (...) { // out of memory
         lost_ = true;
     }
 }

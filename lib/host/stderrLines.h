@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The lines that a driver writes to its stderr, taken from the pipe without ever waiting for one.
-// Nothing here throws; what could not be taken is remembered by `lost`.
+// The lines that a driver writes to its stderr, read from the pipe without blocking. Nothing here
+// throws; `lost` tells whether a line could not be read.
 #pragma once
 
 #include "base/uniqueFd.h"
@@ -13,23 +13,24 @@ namespace tdr {
 
 class StderrLines {
   public:
-    /// Takes the read end of the pipe and makes it non-blocking. `onLine` may be empty; moved from.
+    /// Takes the read end of the pipe and makes it non-blocking. `onLine` may be empty; it is moved
+    /// from.
     void open(base::UniqueFd pipe, std::function<void(std::string_view)> onLine) noexcept;
 
     /// The descriptor to poll, or -1 once the pipe has ended.
     [[nodiscard]] int fd() const { return pipe_.get(); }
 
-    /// Takes all that is there, and at most as much as a pipe can hold, so that a driver that never
+    /// Reads everything available, at most the capacity of a pipe, so that a driver that never
     /// stops writing cannot keep the host here.
     void drain() noexcept;
 
-    /// Drains and counts an unfinished line as a line: nothing belongs to it any more.
+    /// Drains, and counts an unfinished line as complete.
     void settle() noexcept;
 
     /// Settles and closes the pipe.
     void finish() noexcept;
 
-    /// True once something that the driver wrote could not be read or kept.
+    /// True once a line of the driver could not be read or stored.
     [[nodiscard]] bool lost() const { return lost_; }
 
     /// The last line so far; empty lines do not count.
@@ -39,7 +40,7 @@ class StderrLines {
     [[nodiscard]] std::string lastSinceMark() const { return fresh_ ? last_ : std::string(); }
     void mark() { fresh_ = false; }
 
-    /// The first line since `forgetDamage` that tells of a damaged file, or empty.
+    /// The first line since `forgetDamage` that reports a damaged file, or empty.
     [[nodiscard]] const std::string& damage() const { return damage_; }
     void forgetDamage() { damage_.clear(); }
 

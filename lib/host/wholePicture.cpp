@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Whole pictures: in a few requests where the driver can, line by line otherwise.
+// Whole pictures: in a few requests if the driver supports it, otherwise line by line.
 #include "tdr/picture.h"
 
 #include "base/checkedMath.h"
@@ -30,8 +30,8 @@ bool allAlpha(std::span<const std::uint8_t> pixels, std::uint8_t alpha) {
     return true;
 }
 
-/// True when alpha is zero throughout; `row` of them is asked first, which settles it for most.
-/// (One row would do to suspect it. Being sure saves a second connection and its decoding.)
+/// True when alpha is zero throughout. Checks `row` first, which decides most pictures. Checking
+/// the rest as well saves a second connection and its decoding.
 bool noAlpha(std::span<std::uint8_t> pixels, std::span<const std::uint8_t> row) {
     if (!allAlpha(row, 0)) {
         return false;
@@ -50,8 +50,8 @@ std::span<std::uint8_t> rowOf(const SharedBlock& block, std::int32_t width, std:
     return block.bytes().subspan(pictureBytes(width, line), lineBytes(width));
 }
 
-/// Whether `driver` may be sent whole pictures. A second connection, which reading may need, would
-/// run outside commands a second time.
+/// Whether whole pictures may be requested from `driver`. Reading may need a second connection,
+/// which would run outside commands twice.
 Result<bool> mayUseCaches(Driver& driver) {
     return driver.hasOutsideCommands() ? Result<bool>(false) : driver.transfersCaches();
 }
@@ -74,13 +74,13 @@ Status PictureReader::readAll(SharedBlock& block, BlockState state) {
     });
 }
 
-/// The protocol has a driver go through the picture from the top and, in the end, back to the first
-/// scanline for the bottom row: that row then repeats the top one. A fresh connection, which a line
-/// takes after a whole picture, mends it.
-/// Where the two rows differ, the driver does better and nothing is to be mended.
+/// By the protocol a driver reads the picture from the top and then returns to the first scanline
+/// for the bottom row, which therefore repeats the top one. Reading that row over a fresh
+/// connection repairs it. If the two rows differ, there is nothing to repair.
 ///
-/// A driver leaves the bytes of channels alone that the file lacks. In a blank block only alpha is
-/// then not as it should be, and one alpha value other than zero tells that the file has them.
+/// A driver does not change the bytes of channels that are missing from the file. In a blank block
+/// only a missing alpha is then wrong, and a single non-zero alpha value shows that the file has
+/// alpha.
 Status PictureReader::readCache(SharedBlock& block, BlockState state) {
     const auto pixels = block.bytes().first(pictureBytes(shape_.width, shape_.height));
     if (state == BlockState::Used) {
@@ -101,8 +101,9 @@ Status PictureReader::readCache(SharedBlock& block, BlockState state) {
     return done && alphaMayBeMissing ? fillMissingAlpha(block) : done;
 }
 
-/// Makes a picture opaque whose alpha is zero in all rows but the bottom one, which was read by
-/// itself, if its file has no alpha: then the driver leaves that row's alpha as it finds it.
+/// Makes a picture opaque if its file has no alpha. Called when alpha is zero in all rows except
+/// the bottom one, which was read separately: without alpha in the file the driver does not change
+/// that row's alpha.
 Status PictureReader::fillMissingAlpha(SharedBlock& block) {
     const auto bottom = rowOf(block, shape_.width, 0);
     if (!allAlpha(bottom, 255)) {

@@ -56,7 +56,7 @@ void* shmem_malloc(int size, int* key, int* shmid) {
     }
     const base::HugePageGap gap(static_cast<std::size_t>(size));
     void* const address = shmat(*shmid, nullptr, 0);
-    // The system tells failure by the address -1.
+    // The system reports failure by the address -1.
     if (address == reinterpret_cast<void*>(-1)) { // NOLINT(performance-no-int-to-ptr)
         complain("shmem_malloc: shmat");
         return nullptr;

@@ -18,7 +18,7 @@ std::int32_t IPC_LinkIrix::initializedF = 0;
 
 namespace {
 
-/// Empty packets in a row after which the parent is looked for.
+/// Empty packets in a row after which the parent is checked.
 constexpr int kEmptyReadsBeforeDoubt = 40;
 
 /// Pause after each further empty packet while the parent lives: a stream at its end is always
@@ -35,7 +35,7 @@ std::unique_ptr<char[]> copyOf(const char* text) {
 /// The links by their sockets, all of which are in the shared set.
 std::array<IPC_LinkIrix*, ipc::kSetDescriptors> gLinks{};
 
-/// Linkstatus and line for each result of `startsomeprocess` that is no socket.
+/// Link status and message for each result of `startsomeprocess` other than a socket.
 struct StartOutcome {
     int result;
     int linkStatus;
@@ -81,8 +81,8 @@ IPC_LinkIrix::IPC_LinkIrix(short localIdGiven, short localSubIdGiven, int port)
 IPC_LinkIrix::~IPC_LinkIrix() {
     close();
     // Kept: Destroying a socket link lowers the population by two.
-    // One would expect it to be lowered once, as making the link raised it once; the base class
-    // lowers it again.
+    // One would expect it to be lowered once, because creating the link raises it once; the base
+    // class lowers it again.
     --population;
     cleanup();
 }
@@ -160,8 +160,8 @@ void IPC_LinkIrix::connect(int port) {
         linkStatus = 1;
     }
     // Kept: The parent's ids are stored even if the handshake failed.
-    // One would expect them to stay unknown. They come from the packet as it stands, which is this
-    // end's own request when no reply came.
+    // One would expect them to stay unknown. They come from the packet buffer, which holds this
+    // end's own request if no reply arrived.
     peerId = packet.datacmd[ipc::kWordSenderId];
     peerSubId = packet.datacmd[ipc::kWordSenderSubId];
     parentPid = packet.longdata[0];
@@ -183,7 +183,7 @@ int IPC_LinkIrix::transmit(IPC_DataPacket* p, int stampSender) {
     base::say("IPC_LinkIrix: Broken pipe detected - closing link.\n");
     hangUp();
     // Kept: A broken pipe returns the value of killOnDestroy.
-    // One would expect a negative result; callers tell a broken pipe by the link being closed.
+    // One would expect a negative result; a broken pipe shows in the closed link.
     return killOnDestroy;
 }
 
@@ -225,7 +225,7 @@ int IPC_LinkIrix::receive(IPC_QUEUE_MODE queueMode, IPC_BLOCKING_MODE blockingMo
     return 1;
 }
 
-/// Puts into `p` what a parent that has died would have said had it had the time.
+/// Stores in `p` the packet that announces the parent's death.
 void IPC_LinkIrix::lookForParent(IPC_DataPacket* p) {
     if (getppid() == parentPid) {
         poll(nullptr, 0, kPauseMilliseconds);
@@ -241,20 +241,20 @@ int IPC_LinkIrix::get_next_socket(IPC_QUEUE_MODE queueMode, IPC_BLOCKING_MODE bl
     return getsockfd(&scset, queueMode, blockingMode, seconds, microseconds);
 }
 
-/// Notes that this link's socket is in the shared set.
+/// Records that this link's socket is in the shared set.
 void IPC_LinkIrix::enlist() {
     gLinks[static_cast<std::size_t>(sockfd)] = this;
 }
 
-/// Closes the link without a word to a peer that would not understand it or is not there.
+/// Closes the link without sending anything to a peer that would not understand it or has gone.
 void IPC_LinkIrix::hangUp() {
     const std::int32_t kill = std::exchange(killOnDestroy, 0);
     close();
     killOnDestroy = kill;
 }
 
-/// Hangs up the link whose socket this is. A socket of the shared set that belongs to no link is
-/// taken out of it and left to its owner.
+/// Closes the link of this socket. A socket of the shared set without a link is removed from the
+/// set and left to its owner.
 void IPC_LinkIrix::hangUpOn(int fd) {
     if (fd == sockfd) {
         hangUp();
@@ -265,8 +265,8 @@ void IPC_LinkIrix::hangUpOn(int fd) {
     }
 }
 
-/// True when no link of the process is connected and no window system has events either, so that a
-/// wait would never end.
+/// True when no link of the process is connected and there is no window system to wait for, so that
+/// a wait would never end.
 bool IPC_LinkIrix::isAlone(IPC_QUEUE_MODE queueMode) {
     fd_set none;
     FD_ZERO(&none);
@@ -279,7 +279,7 @@ void IPC_LinkIrix::close() {
     }
     if (killOnDestroy != 0) {
         clearData(ipc::kClassAction, ipc::kActionKill, &packet);
-        // From the destructor this class's own operation is meant.
+        // The destructor calls this class's own operation.
         // NOLINTNEXTLINE(clang-analyzer-optin.cplusplus.VirtualCall)
         if (transmit(&packet, 0) < 0) {
             base::say("IPC_LinkIrix: Error while sending data.\n");

@@ -26,15 +26,15 @@ namespace {
 
 // --- The far socket ------------------------------------------------------------------------------
 
-/// What the system tells of a socket. One that has gone is nobody's: inode 0, user 0. So is one
-/// that waits to be accepted.
+/// The system's record of a socket. A closed one, or one that waits to be accepted, has no owner:
+/// inode 0, user 0.
 struct SocketInfo {
     unsigned state = TCP_CLOSE;
     uid_t owner = 0;
     std::uint32_t inode = 0;
 };
 
-/// A connection as its far end sees it. A `near` of zeros stands for a socket that listens.
+/// A connection as its far end sees it. A `near` of zeros means a listening socket.
 struct Ends {
     sockaddr_in far{};
     sockaddr_in near{};
@@ -50,8 +50,8 @@ std::optional<Ends> endsOf(int fd) {
     return known ? std::optional(ends) : std::nullopt;
 }
 
-/// Asks the kernel for the one socket; nothing when there is none, or the kernel does not answer
-/// such questions, for which it has the same error.
+/// Queries the kernel for one socket; nullopt if there is none or the kernel does not support the
+/// query, which gives the same error.
 std::optional<SocketInfo> askKernel(const Ends& ends) {
     const base::UniqueFd kernel(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_SOCK_DIAG));
     struct {
@@ -73,7 +73,7 @@ std::optional<SocketInfo> askKernel(const Ends& ends) {
     if (send(kernel.get(), &question, sizeof question, 0) < 0) {
         return std::nullopt;
     }
-    alignas(nlmsghdr) std::array<char, 4096> answer{}; // is there once the question is sent
+    alignas(nlmsghdr) std::array<char, 4096> answer{}; // complete once the query is sent
     const ssize_t got = recv(kernel.get(), answer.data(), answer.size(), MSG_DONTWAIT);
     nlmsghdr head{};
     inet_diag_msg found{};
@@ -88,8 +88,8 @@ std::optional<SocketInfo> askKernel(const Ends& ends) {
     return SocketInfo{found.idiag_state, found.idiag_uid, found.idiag_inode};
 }
 
-/// Looks the socket up in the system's table of connections; nothing when that cannot be read or
-/// does not even know the near end.
+/// Searches the socket in the system's table of connections; nullopt when that cannot be read or
+/// does not have the near end either.
 std::optional<SocketInfo> askTable(const Ends& ends) {
     const base::UniqueFile table = base::openFile("/proc/net/tcp", 'r');
     const bool listening = ends.near.sin_port == 0;
@@ -135,7 +135,7 @@ struct DirCloser {
 };
 using Directory = std::unique_ptr<DIR, DirCloser>;
 
-/// A chain of wrappers is not longer than that.
+/// Maximum depth of a chain of wrapper processes.
 constexpr int kDeepest = 16;
 
 using ProcPath = std::array<char, 64>;
@@ -147,8 +147,8 @@ ProcPath procPath(const char* format, Arguments... arguments) {
     return path;
 }
 
-/// Calls `each` with every number that names an entry of `path`, until it gives something else than
-/// `No`. Unknown when the folder cannot be read.
+/// Calls `each` with every numeric entry of `path` until it returns something other than `No`.
+/// Unknown when the folder cannot be read.
 template <class Each>
 Holds anyEntry(const ProcPath& path, Each each) {
     const Directory directory(opendir(path.data()));
@@ -173,7 +173,7 @@ Holds anyEntry(const ProcPath& path, Each each) {
     }
 }
 
-/// Whether a descriptor of this very process is the socket.
+/// Whether a descriptor of this process itself is the socket.
 Holds holdsItself(pid_t pid, std::uint32_t inode) {
     std::array<char, 64> wanted{};
     const int length = std::snprintf(wanted.data(), wanted.size(), "socket:[%u]", inode);
@@ -220,7 +220,7 @@ Holds holdsBelow(pid_t pid, std::uint32_t inode, int depth = 0) {
     return below == Holds::No ? itself : below;
 }
 
-/// True when /proc shows the processes as this one numbers them.
+/// True when /proc shows the processes of this pid namespace.
 bool isProcOurs() {
     std::array<char, 16> self{};
     return readlink("/proc/self", self.data(), self.size() - 1) > 0 &&
@@ -238,7 +238,7 @@ bool isLocalCall(int fd) {
 bool isCallOf(pid_t child, int fd) {
     const std::optional<Ends> ends = endsOf(fd);
     if (!ends) {
-        return false; // it has gone already
+        return false; // already closed
     }
     const std::optional<SocketInfo> caller = lookUp(*ends);
     if (!caller) {
@@ -255,7 +255,7 @@ std::optional<uid_t> strangerBehind(int fd) {
     const std::optional<Ends> ends = endsOf(fd);
     std::optional<SocketInfo> host = ends ? lookUp(*ends) : std::nullopt;
     if (host && host->inode == 0) {
-        host = lookUp({ends->far, {}}); // it still waits to be accepted by whoever listens
+        host = lookUp({ends->far, {}}); // it still waits to be accepted by the listener
     }
     const bool ours = !host || host->inode == 0 || host->owner == 0 || host->owner == geteuid() ||
                       host->owner == getuid();

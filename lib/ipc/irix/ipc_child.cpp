@@ -17,7 +17,7 @@ namespace ipc {
 
 namespace {
 
-/// Between two looks at a process that has no descriptor.
+/// Polling interval for a process without a descriptor.
 constexpr int kLookMilliseconds = 10;
 
 } // namespace
@@ -52,7 +52,7 @@ bool Child::hasEnded() const {
         pollfd watched{pidFd_.get(), POLLIN, 0};
         return poll(&watched, 1, 0) > 0;
     }
-    // With SIGCHLD ignored a process that has ended is forgotten at once.
+    // With SIGCHLD ignored the system discards an ended process at once.
     siginfo_t info{};
     const int asked = waitid(P_PID, static_cast<id_t>(pid_), &info, WEXITED | WNOHANG | WNOWAIT);
     return asked != 0 || info.si_pid != 0;

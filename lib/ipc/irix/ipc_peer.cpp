@@ -23,10 +23,10 @@
 namespace ipc {
 namespace {
 
-/// Between tries to take the exit status of a process that is somebody else's first.
+/// Interval between attempts to take an exit status that a tracer takes first.
 constexpr int kTracerMilliseconds = 1;
 
-/// How long a peer that closed its connection is given to end by itself, for its exit status.
+/// How long a peer that closed its connection may take to exit, so that its exit status is known.
 constexpr std::chrono::milliseconds kEnd{200};
 
 constexpr int kExecFailedStatus = -1;
@@ -55,8 +55,8 @@ constexpr std::array kDescriptions = {
 
 PeerFailure checkProgram(const PeerOptions& options) {
     // Kept: The program is tested at its path but executed by a search of PATH.
-    // One would expect both to mean the same file. A name without a slash must be executable in the
-    // current directory, and what runs is the first of that name along PATH.
+    // One would expect both to be the same file. A name without a slash must be executable in the
+    // current directory, but the first program of that name along PATH runs.
     if (access(options.path.c_str(), X_OK) != 0) {
         return PeerFailure::NotExecutable;
     }
@@ -81,15 +81,15 @@ bool openPipe(base::UniqueFd& readEnd, base::UniqueFd& writeEnd) {
     return readEnd.valid() && writeEnd.valid();
 }
 
-/// What a child needs to know, made before the fork: between fork and exec only calls are allowed
-/// that take no lock and no memory, and nothing may be changed that the parent has.
+/// The child's data, prepared before the fork: between fork and exec no call may lock or allocate,
+/// and the parent's memory must not change.
 struct ChildPlan {
     std::array<char*, 4> arguments{}; ///< path, option, port, null
-    int stderrFd = -1;                ///< becomes descriptor 2; -1: as it is
+    int stderrFd = -1;                ///< becomes descriptor 2; -1: unchanged
     bool defaultChildSignal = true;
 };
 
-/// Gives the signals that the parent catches their default action: a catcher that ran here would
+/// Resets the signals that the parent catches to their default action: a handler in the child would
 /// run in the parent's memory, for a signal (a Ctrl-C at the terminal) that the parent gets too.
 void dropCatchers() {
     struct sigaction defaultAction {};
@@ -103,7 +103,7 @@ void dropCatchers() {
     }
 }
 
-/// The child's side of the fork. Not inlined, so that nothing of it lies in the frame to which the
+/// The child's side of the fork. Not inlined, so that it does not use the stack frame to which the
 /// parent returns.
 [[noreturn, gnu::noinline]] void runProgram(const ChildPlan& plan) {
     struct sigaction defaultAction {};
@@ -118,7 +118,7 @@ void dropCatchers() {
     sigprocmask(SIG_SETMASK, &none, nullptr);
     while (plan.stderrFd >= 0 && dup2(plan.stderrFd, STDERR_FILENO) < 0) {
         if (errno != EINTR && errno != EBUSY) {
-            _exit(kExecFailedStatus); // what it would say of damage must not go elsewhere
+            _exit(kExecFailedStatus); // its reports of damage must not go elsewhere
         }
     }
     execvp(plan.arguments[0], plan.arguments.data());
@@ -133,8 +133,8 @@ void dropCatchers() {
 }
 
 /// Forks with all signals blocked until no handler of the parent can run in the child. The child
-/// borrows the parent's memory until it executes the program: copying the tables of a host that
-/// holds gigabytes of pictures would take longer than the rest of the start.
+/// shares the parent's memory until it executes the program: copying the page tables of a host with
+/// gigabytes of pictures would take longer than the rest of the start.
 pid_t forkProgram(const ChildPlan& plan) {
     sigset_t all;
     sigset_t before;
@@ -142,7 +142,7 @@ pid_t forkProgram(const ChildPlan& plan) {
     pthread_sigmask(SIG_SETMASK, &all, &before);
     const pid_t pid = vfork(); // NOLINT(clang-analyzer-security.insecureAPI.vfork)
     if (pid == 0) {
-        runProgram(plan); // NOLINT(clang-analyzer-unix.Vfork): only what a spawned child does too
+        runProgram(plan); // NOLINT(clang-analyzer-unix.Vfork): makes only the calls of posix_spawn
     }
     const int error = errno;
     pthread_sigmask(SIG_SETMASK, &before, nullptr);
@@ -174,8 +174,8 @@ bool worthAnotherTry(int error) {
     return error == EAGAIN || error == EWOULDBLOCK || error == EINTR || error == ECONNABORTED;
 }
 
-/// Waits until the peer itself connects, ends, or is late. What it did last before its end, it did
-/// before the end was seen: so its connection is looked for once more after that.
+/// Waits until the peer itself connects, ends, or is late. It may have connected just before its
+/// end, so the listener is checked once more after the end is seen.
 PeerFailure awaitConnection(const PeerOptions& options, int listener, Deadline deadline,
                             Peer& peer) {
     bool ended = peer.process.hasEnded();
@@ -188,7 +188,7 @@ PeerFailure awaitConnection(const PeerOptions& options, int listener, Deadline d
         if (!caller.valid() && !worthAnotherTry(errno)) {
             return PeerFailure::Accept;
         }
-        // Anybody can call. Who is not the peer is hung up on, and the wait goes on.
+        // Any process can connect. A connection from another one is closed, and the wait continues.
         if (caller.valid() && isLocalCall(caller.get()) &&
             isCallOf(peer.process.pid(), caller.get()) && !peer.process.hasEnded()) {
             peer.socket = std::move(caller);
@@ -209,8 +209,8 @@ PeerFailure awaitConnection(const PeerOptions& options, int listener, Deadline d
     }
 }
 
-/// Ends the child of a failed start and waits for it, unless the system does. What it said on
-/// stderr stays readable.
+/// Ends the child of a failed start and waits for it, unless the system does. Its stderr stays
+/// readable.
 void endPeer(PeerStart& start, bool waitForIt) {
     Child& process = start.peer.process;
     const bool ended = process.hasEnded();
@@ -226,7 +226,7 @@ void endPeer(PeerStart& start, bool waitForIt) {
     process = {};
 }
 
-/// Everything up to the connection; errno tells more about a failure.
+/// Everything up to the connection; errno gives the reason of a failure.
 PeerFailure launch(const PeerOptions& options, Deadline deadline, Peer& peer) {
     if (const PeerFailure failure = checkProgram(options); failure != PeerFailure::None) {
         return failure;
@@ -307,7 +307,7 @@ PeerStart start(const PeerOptions& options, bool greeting) {
     PeerFailure failure = PeerFailure::Fork;
     try {
         failure = launch(options, deadline, start.peer);
-    } catch (const std::bad_alloc&) { // before there was a process
+    } catch (const std::bad_alloc&) { // before the process exists
         errno = ENOMEM;
     }
     if (failure == PeerFailure::None && greeting) {

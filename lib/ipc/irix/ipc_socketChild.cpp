@@ -28,7 +28,7 @@ sockaddr_in addressOf(in_addr_t host, unsigned short port) {
     return address;
 }
 
-/// `connect`, which goes on by itself when a signal interrupts it and is then waited for.
+/// `connect`, which continues by itself after a signal; this then waits for it.
 bool connectRetrying(int fd, const sockaddr_in& address) {
     if (connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
         return true;
@@ -69,9 +69,9 @@ int awaitReply(int fd) {
             continue;
         }
         // Kept: A reply to the init request must come within the first second.
-        // One would expect each of the five tries to watch the socket. The set is not armed again
-        // after a try that ran out, so that the later ones only wait: a parent that is late finds
-        // its child gone after about five seconds.
+        // One would expect each of the five tries to watch the socket. The set is not filled again
+        // after a try that timed out, so the later ones only wait, and the child gives up after
+        // about five seconds.
         ++tries;
         timeout = kReplyTry;
     }
@@ -141,7 +141,7 @@ int getinitdata(short /*localId*/, short /*localSubId*/, int fd, IPC_DataPacket*
         return -1;
     }
     // Kept: The class of the parent's init reply is not checked.
-    // One would expect class 1 to be demanded; parents that started the child answer with class 1,
+    // One would expect class 1 to be required. Parents that started the child answer with class 1,
     // parents that asked a running process to connect with class 3.
     if (p->datacmd[ipc::kWordCode] == ipc::kInitDataReady) {
         return 1;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Starting and reaching peers with a word on stderr: the faces of the inner starter.
+// Starting and reaching peers, with messages on stderr, on top of the inner starter.
 #include "base/diagnostics.h"
 #include "ipc_caller.h"
 #include "ipc_inner.h"
@@ -16,7 +16,7 @@ namespace {
 
 using ipc::PeerFailure;
 
-/// What is printed for a failure: the system's reason after a prefix, then a line.
+/// The message for a failure: the system's reason after a prefix, then a line.
 struct FailureText {
     PeerFailure failure;
     const char* prefix; ///< or null
@@ -33,7 +33,7 @@ constexpr FailureText kFailureTexts[] = {
     {PeerFailure::SocketName, "createsocket: getsockname", kNoSocket},
     {PeerFailure::Listen, "createsocket: listen", kNoSocket},
     // Kept: A failed fork is reported as sproc.
-    // One would expect the call's own name; sproc is what it was called at first.
+    // One would expect the name of the call.
     {PeerFailure::Fork, "doexec: sproc", nullptr},
     {PeerFailure::Died, "doexec: prctl", nullptr},
     {PeerFailure::Accept, nullptr, "doexec: Failed to open.\n"},
@@ -53,8 +53,8 @@ void report(PeerFailure failure, int error, const char* path) {
     }
 }
 
-/// Waits until a freshly started peer has sent something; false when it ended before, though a
-/// process of its own may keep the connection.
+/// Waits until a newly started peer has sent something; false when it ended first, even if another
+/// process keeps the connection.
 bool awaitFirstByte(const ipc::Peer& peer) {
     for (bool ended = false;; ended = peer.process.hasEnded()) {
         pollfd watched[] = {{peer.socket.get(), POLLIN, 0}, {peer.process.fd(), POLLIN, 0}};
@@ -68,7 +68,7 @@ bool awaitFirstByte(const ipc::Peer& peer) {
     }
 }
 
-/// Waits for the first packet of a freshly started peer, whose socket is in a set, and answers it.
+/// Waits for the first packet of a newly started peer, whose socket is in a set, and answers it.
 int greetStarted(const char* path, ipc::Ends ends, const ipc::Peer& peer, short* peerId,
                  short* peerSubId) {
     const int fd = peer.socket.get();
@@ -109,7 +109,8 @@ int greetStarted(const char* path, ipc::Ends ends, const ipc::Peer& peer, short*
     return fd;
 }
 
-/// Asks the process behind `serverFd` to connect and takes its connection; none on failure.
+/// Asks the process at the other end of `serverFd` to connect and accepts its connection; none on
+/// failure.
 base::UniqueFd invite(ipc::Ends ends, int serverFd) {
     unsigned short port = 0;
     const base::UniqueFd listener(createsocket(&port));
@@ -154,8 +155,8 @@ int greetInvited(ipc::Ends ends, int fd, fd_set* set) {
         return -1;
     }
     // Kept: A process that was asked to connect gets class 3 and the process id as its reply.
-    // One would expect the answer that a started program gets (class 1, no long), and the class of
-    // what comes in to be looked at as it is there.
+    // One would expect the answer that a started program gets (class 1, no long), and a check of
+    // the received class as there.
     ipc::fillHeader(packet, ends, ipc::kClassInit, ipc::kInitDataReady);
     packet.numof_longs = 1;
     packet.longdata[0] = getpid();
@@ -166,7 +167,7 @@ int greetInvited(ipc::Ends ends, int fd, fd_set* set) {
     return fd;
 }
 
-/// Puts a new socket into `set` or says why it cannot be there.
+/// Puts a new socket into `set` or reports why that is impossible.
 bool enlist(const char* who, int fd, fd_set* set) {
     if (ipc::addToSet(fd, set)) {
         return true;
@@ -176,7 +177,7 @@ bool enlist(const char* who, int fd, fd_set* set) {
     return false;
 }
 
-/// Passes the outcome of a handshake on; a socket that nobody learns of is closed.
+/// Passes the outcome of a handshake on; closes the socket unless it is returned.
 int settle(int outcome, base::UniqueFd fd, fd_set* set) {
     if (outcome > 0) {
         return fd.release();
@@ -203,7 +204,7 @@ int createsocket(unsigned short* port) {
 
 namespace {
 
-/// The inner `doexec`; the process is the caller's to watch.
+/// The inner `doexec`; the caller watches the process.
 int launch(const char* path, IPC_EXEC_MODE mode, ipc::Peer& peer) try {
     ipc::PeerOptions options;
     options.path = path;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// SIGPIPE: held back while a packet is written, looked for afterwards.
+// SIGPIPE: held back while a packet is written, then checked for.
 #include "base/holdSigpipe.h"
 #include "ipc_socket.h"
 
@@ -7,7 +7,7 @@
 
 namespace {
 
-/// Set by the catcher; 1 after a SIGPIPE.
+/// Set by the handler; 1 after a SIGPIPE.
 volatile std::sig_atomic_t hair_ball = 0;
 
 void setSigpipeAction(void (*action)(int)) {
@@ -30,8 +30,8 @@ int clogged_pipe() {
     setSigpipeAction(clogged);
     pthread_sigmask(SIG_UNBLOCK, &pipe, nullptr);
     // Kept: After each packet SIGPIPE has its default action.
-    // One would expect the action from before the packet to come back. It is reset instead; a host
-    // that has an action of its own writes with ipc::sendPacket.
+    // One would expect the previous action to be restored. It is reset instead; a host with its own
+    // action sends with ipc::sendPacket.
     setSigpipeAction(SIG_DFL);
     return hair_ball;
 }

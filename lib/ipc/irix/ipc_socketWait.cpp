@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Descriptor sets: waiting on them, ending what is in them.
+// Descriptor sets: waiting on them, ending their sockets.
 #include "base/diagnostics.h"
 #include "ipc_inner.h"
 #include "ipc_socket.h"
@@ -9,7 +9,7 @@
 
 namespace {
 
-/// Where the window system announces events; -1: nowhere.
+/// The descriptor of the window system's events; -1: none.
 int gEventQueueFd = -1;
 
 /// The lowest descriptor that is both in `set` and ready; -1 for none.
@@ -22,7 +22,8 @@ int lowestReady(const fd_set* set, const fd_set* ready) {
     return -1;
 }
 
-/// Waits on `set` and, when it is not -1, on `queue`. Interruptions go on with the time left.
+/// Waits on `set` and, when it is not -1, on `queue`. An interrupted wait continues with the
+/// remaining time.
 int waitReadable(const fd_set* set, int queue, timeval* timeout, fd_set* ready) {
     int count = -1;
     do {
@@ -91,7 +92,7 @@ int getsockfd(fd_set* set, IPC_QUEUE_MODE queueMode, IPC_BLOCKING_MODE blockingM
         return -2;
     }
     // Kept: The message for a wait without a result names getsockgd.
-    // One would expect the function's own name; the misspelt one is what logs have always shown.
+    // One would expect the function's own name.
     base::say("getsockgd: False condition\n");
     return -1;
 }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The wire form of a packet: one table of its nine fields, one writer and one reader that walk it.
+// The wire form of a packet: one table of its nine fields, with one writer and one reader that use
+// it.
 #include "base/byteOrder.h"
 #include "base/diagnostics.h"
 #include "base/holdSigpipe.h"
@@ -24,18 +25,18 @@ namespace {
 
 using Packet = IPC_DataPacket;
 
-/// `WireField::countAt` of a field that is a count itself: a single number.
+/// `WireField::countAt` of a field that is itself a count: a single number.
 constexpr std::size_t kSingle = SIZE_MAX;
 
-/// What a failed write says and asks first.
+/// What a failed write does first: print its message, or check for a broken pipe.
 enum class OnFailedWrite : bool { TellThenAsk, AskThenTell };
 
 /// One field of the wire form.
 struct WireField {
-    std::size_t at;          ///< where the packet holds it
+    std::size_t at;          ///< offset in the packet
     std::size_t elementSize; ///< bytes of one element, in the packet and on the wire
-    std::size_t countAt;     ///< where the packet holds the number of elements, or kSingle
-    std::int32_t capacity;   ///< for a count: the largest that is allowed
+    std::size_t countAt;     ///< offset of the number of elements in the packet, or kSingle
+    std::int32_t capacity;   ///< for a count: the largest allowed value
     bool skippedWhenEmpty;   ///< no write call without elements
     OnFailedWrite onFailedWrite;
     const char* name;
@@ -45,14 +46,14 @@ struct WireField {
 
 constexpr auto kTell = OnFailedWrite::TellThenAsk;
 // Kept: Long and float payloads report a broken pipe without a message.
-// One would expect every field to print its message when its write fails. For these two a broken
-// pipe is asked for first and then goes unmentioned; callers print their own line for it.
+// One would expect every field to print its message when its write fails. These two check for a
+// broken pipe first and then print nothing; callers print their own line.
 constexpr auto kAsk = OnFailedWrite::AskThenTell;
 
 // Kept: The last five texts for failed reads have no full stop.
-// One would expect all nine to end alike; they are matched to the letter by what reads host logs.
+// One would expect all nine to end alike.
 //
-// Each string ends with a zero of its own, so that there are never more strings than characters.
+// Each string has its own zero byte, so there are never more strings than characters.
 constexpr WireField kFields[] = {
     {offsetof(Packet, numof_cmds), 4, kSingle, ipc::kMaxCommands, false, kTell, "numof_cmds",
      "sendsockdata: writing numof_cmds", "readsockdata: Error reading numof_cmds.\n"},
@@ -80,7 +81,7 @@ constexpr std::size_t kMaxFieldBytes = ipc::kMaxChars;
 constexpr std::size_t kMaxPacketBytes =
     5 * 4 + ipc::kMaxCommands * 2 + ipc::kMaxChars + ipc::kMaxLongs * 4 + ipc::kMaxFloats * 4;
 
-/// Bytes that must follow field `i` whatever the counts say: the counts after it.
+/// Bytes that follow field `i` whatever the counts are: the counts after it.
 constexpr std::array<std::size_t, kFieldCount> kSureToFollow = [] {
     std::array<std::size_t, kFieldCount> bytes{};
     for (std::size_t i = kFieldCount - 1; i > 0; --i) {
@@ -95,7 +96,7 @@ std::int32_t loadCount(const Packet& packet, std::size_t at) {
     return count;
 }
 
-/// Elements of a field, by the count that the packet holds; counts have been checked.
+/// Number of elements of a field, from the packet's checked counts.
 std::size_t elementsOf(const WireField& field, const Packet& packet) {
     return field.countAt == kSingle ? 1
                                     : static_cast<std::size_t>(loadCount(packet, field.countAt));
@@ -110,8 +111,8 @@ bool isPlausible(const WireField& field, const Packet& packet) {
     return count >= 0 && count <= field.capacity;
 }
 
-/// Copies `n` elements between a packet and the wire, whose bytes run from the highest to the
-/// lowest. The same swap serves both ways.
+/// Copies `n` elements between a packet and the wire, which is big-endian. The same swap works in
+/// both directions.
 void copyElements(std::uint8_t* to, const std::uint8_t* from, std::size_t elementSize,
                   std::size_t n) {
     if (elementSize == 2) {
@@ -141,8 +142,8 @@ bool writeField(int fd, const WireField& field, Packet& packet) {
     std::uint8_t bytes[kMaxFieldBytes];
     copyElements(bytes, placeOf(field, packet), field.elementSize, n);
     // Kept: A short write of a packet's field counts as written.
-    // One would expect the rest to be written after it. The sockets block, so it does not happen
-    // but on the way to a failure, which the next field then meets.
+    // One would expect the rest to be written after it. The sockets are blocking, so a short write
+    // happens only just before a failure, which then affects the next field.
     return write(fd, bytes, n * field.elementSize) >= 0;
 }
 
@@ -167,7 +168,7 @@ long readSome(int fd, void* buf, std::size_t n) {
     return base::retried([&] { return read(fd, buf, n); });
 }
 
-/// What ends a wait for a socket besides the socket.
+/// Events other than the socket that end a wait for it.
 struct Wait {
     ipc::Deadline deadline;
     int cancelFd;
@@ -177,7 +178,8 @@ struct Wait {
         return !deadline && cancelFd < 0 && child == nullptr;
     }
 
-    /// Waits for `events` of `fd`: `Complete` when they are there, or the end of the stream.
+    /// Waits for `events` of `fd`: `Complete` when they have occurred, also at the end of the
+    /// stream.
     [[nodiscard]] ipc::ReadEnd forSocket(int fd, short events) const {
         const int childFd = child != nullptr ? child->fd() : -1;
         for (bool ended = false;;) {
@@ -197,7 +199,8 @@ struct Wait {
             if (ended) {
                 return ipc::ReadEnd::Closed;
             }
-            // What a process did last it did before its end was seen: one more look at the socket.
+            // The process may have sent bytes just before its end was seen: check the socket once
+            // more.
             ended = child != nullptr && child->hasEnded();
             if (!ended && deadline && ipc::Clock::now() >= *deadline) {
                 return ipc::ReadEnd::TimedOut;
@@ -206,12 +209,12 @@ struct Wait {
     }
 };
 
-/// The bytes of one packet as they come in.
+/// The bytes of one packet as they arrive.
 class Inflow {
   public:
     Inflow(int fd, const Wait& wait) : fd_(fd), wait_(wait) {}
 
-    /// Reads until `need` bytes are in; asks for up to `sure`, which the packet is sure to have.
+    /// Reads until `need` bytes have arrived; requests up to `sure`, which the packet must have.
     /// After a close the missing ones are zero.
     ipc::ReadEnd fill(std::size_t need, std::size_t sure) {
         while (have_ < need) {
@@ -242,10 +245,10 @@ class Inflow {
     int fd_;
     Wait wait_;
     std::size_t have_ = 0;
-    std::array<std::uint8_t, kMaxPacketBytes> bytes_; // filled as far as `have_`
+    std::array<std::uint8_t, kMaxPacketBytes> bytes_; // valid up to `have_`
 };
 
-/// Puts the wire form of a packet whose counts are good into `bytes`; its size.
+/// Stores the wire form of a packet with valid counts in `bytes` and returns its size.
 std::size_t encode(Packet& packet, std::array<std::uint8_t, kMaxPacketBytes>& bytes) {
     std::size_t size = 0;
     for (const WireField& field : kFields) {
@@ -270,9 +273,8 @@ ipc::SendEnd sendEndOf(ipc::ReadEnd wait) {
     }
 }
 
-/// Ends a connection that is out of step for good. Shutting it down would leave what has arrived to
-/// be read; instead the descriptor, whoever holds it, is made that of a connection whose other end
-/// has gone.
+/// Ends a connection that is out of step. After a shutdown the received bytes could still be read;
+/// so the descriptor, whoever owns it, is replaced by a connection whose other end is closed.
 void cutOff(int fd) {
     shutdown(fd, SHUT_RDWR);
     int ends[2] = {-1, -1};
@@ -407,8 +409,8 @@ int readbuf(int fd, void* buf, int n) {
 }
 
 int no_tcp_delay(int fd) {
-    // The number of the protocol "tcp" everywhere. Looking the name up would go through the
-    // system's name services, which do not survive without memory.
+    // The number of the protocol "tcp" everywhere. A lookup of the name would go through the
+    // system's name services, which crash when out of memory.
     constexpr int kProtocol = IPPROTO_TCP;
     const int on = 1;
     return setsockopt(fd, kProtocol, TCP_NODELAY, &on, sizeof on);
