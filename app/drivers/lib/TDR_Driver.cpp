@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// State, defaults and the event loop. Queries, actions and files have sources of their own.
+// State, defaults and the event loop. Queries, actions and files are in other sources.
 #include "TDR_Driver.h"
 
 #include "IPC_LinkIrix.h"
@@ -73,7 +73,7 @@ void TDR_Driver::initialize() {
 
 void TDR_Driver::cleanup() {
     link.reset();
-    // A driver with files calls this from its own destructor: by ours there is nothing left open.
+    // A driver with files calls this from its own destructor, so nothing is open when ours runs.
     // NOLINTBEGIN(clang-analyzer-optin.cplusplus.VirtualCall)
     if (attempt(me, [this] { return disconnectFromFile(); }) == 1) {
         executePostWriteCommand();
@@ -101,14 +101,14 @@ int TDR_Driver::waitForIPCMessage() {
         &TDR_Driver::doMiscMessage,       // ipc::kClassMisc
     };
 
-    // A driver without a link has nobody to listen to, just as one whose link has broken.
+    // A driver without a link is treated like one whose link has broken.
     const int result =
         link ? link->receive(IPC_QUEUE_SOCKETS, IPC_BLOCKING_FOREVER, 0, 0, &data) : -2;
     if (result == -2) {
         // Kept: After a broken link the last packet is examined once more.
         // One would expect the event to end here. Instead the buffer goes through the checks below
-        // like a new packet: the last reply is addressed to the host and dropped, an unanswered
-        // request is carried out again. Hosts rely on the loop ending after that event.
+        // like a new packet: a reply is addressed to the host and dropped, an unanswered request is
+        // carried out again. The loop ends after this event.
         gExitFlag = 1;
     } else if (result == -1 || result == 0) {
         base::say("%s: Error reading socket data (%d)\n", me, result);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Exceptions stop here: what a driver's operation throws is a failed request, not its end.
+// Exceptions stop here: an operation that throws is a failed request and does not end the driver.
 #pragma once
 
 #include "base/diagnostics.h"
@@ -7,7 +7,7 @@
 #include <exception>
 #include <new>
 
-/// What `operation` returns; -1, with a line that begins with `me`, when it throws.
+/// The result of `operation`; -1, with a line that begins with `me`, when it throws.
 template <class Operation>
 int attempt(const char* me, Operation operation) noexcept {
     try {

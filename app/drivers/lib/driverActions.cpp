@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the host can order: one row an action request.
+// The action requests of the host, one row each.
 #include "TDR_Driver.h"
 
 #include "IPC_LinkIrix.h"
@@ -12,7 +12,7 @@
 #include <cstring>
 #include <iterator>
 
-/// What a request said, copied out of the packet: every reply and notice is built in that packet.
+/// The contents of a request, copied because every reply and notice is built in the same packet.
 struct TDR_Driver::Request {
     std::int32_t longs[5];
     char text[ipc::kMaxChars + 1]; ///< the first string, terminated
@@ -33,7 +33,7 @@ struct TDR_Driver::Request {
     [[nodiscard]] std::int32_t cellAfterLine() const { return longs[4]; }
 };
 
-/// The host's shared block, attached for as long as the object lives.
+/// The host's shared block, attached while the object exists.
 class TDR_Driver::AttachedBlock {
   public:
     AttachedBlock(TDR_Driver& driver, const Request& request)
@@ -62,22 +62,22 @@ class TDR_Driver::AttachedBlock {
 
 // --- The table -----------------------------------------------------------------------------------
 
-/// Carries an operation out and replies by its result.
+/// Carries out an operation and replies with its result.
 template <class... Parameters, class... Arguments>
 int TDR_Driver::answer(int (TDR_Driver::*operation)(Parameters...), Arguments... arguments) {
     return reply(attempt(me, [&] { return (this->*operation)(arguments...); }));
 }
 
 struct TDR_Driver::Actions {
-    /// What the host gets for a request with wrong counts.
+    /// The answer to a request with wrong counts.
     enum class BadCount : std::uint8_t {
-        Unchecked,    ///< counts are not looked at
+        Unchecked,    ///< counts are not checked
         Error,        ///< the error reply
         Silent,       ///< nothing
-        ErrorThenRun, ///< the error reply, and the request is carried out all the same
+        ErrorThenRun, ///< the error reply, but the request is still carried out
     };
 
-    /// What a request's strings must be.
+    /// The strings that a request must have.
     enum class Text : std::uint8_t {
         Any,
         One,           ///< exactly one string
@@ -87,7 +87,7 @@ struct TDR_Driver::Actions {
 
     struct Row {
         std::int16_t code;
-        std::int16_t longs; ///< exact long count, when counts are checked
+        std::int16_t longs; ///< exact long count, if counts are checked
         Text text;
         BadCount badCount;
         int (*run)(TDR_Driver&, const Request&);
@@ -166,7 +166,7 @@ struct TDR_Driver::Actions {
         return d.answer(&TDR_Driver::getStamp, block.bytes(), r.size(), r.cell());
     }
 
-    /// Tells the host that its block is attached and its contents are about to be stored.
+    /// Notifies the host that its block is attached and its contents are about to be stored.
     static void sendBlockTaken(TDR_Driver& d) {
         if (d.link) {
             d.link->clearData(ipc::kClassEvent, ipc::kEventBlockTaken, &d.data);
@@ -265,19 +265,19 @@ struct TDR_Driver::Actions {
         {ipc::kActionGetLine, 5, Text::Any, BadCount::Error, getLine},
         // Kept: Tile requests need 999 longs.
         // One would expect the counts of the other transfers. A packet holds 256 longs, so tiles
-        // stay out of use, and any count that arrives is dropped; hosts do not wait for a reply.
+        // cannot be used, and every request is dropped without a reply.
         {ipc::kActionGetTile, 999, Text::Any, BadCount::Silent, getTile},
         {ipc::kActionGetStamp, 4, Text::Any, BadCount::Error, getStamp},
         // Kept: Put cache runs after the error reply.
-        // One would expect a request with a bad count to end there. It is carried out with what the
-        // long slots hold and answered a second time; hosts count on both.
+        // One would expect a request with a bad count to end there. It is carried out with the
+        // contents of the long slots and answered a second time.
         {ipc::kActionPutCache, 4, Text::Any, BadCount::ErrorThenRun, putCache},
         {ipc::kActionPutLine, 5, Text::Any, BadCount::Error, putLine},
         {ipc::kActionPutTile, 999, Text::Any, BadCount::Silent, putTile},
         {ipc::kActionPutStamp, 4, Text::Any, BadCount::Error, putStamp},
         {ipc::kActionSetStartCell, 1, Text::Any, BadCount::Error, setStartCell},
         // Kept: Set end cell does not answer a bad count.
-        // One would expect the error reply that set start cell gives. Hosts do not wait for one.
+        // One would expect the error reply that set start cell gives.
         {ipc::kActionSetEndCell, 1, Text::Any, BadCount::Silent, setEndCell},
         {ipc::kActionConnectToFile, 2, Text::One, BadCount::Error, connectToFile},
         {ipc::kActionDisconnectFromFile, 0, Text::Any, BadCount::Unchecked, disconnectFromFile},
@@ -319,15 +319,15 @@ void TDR_Driver::enterCell(std::int32_t cell) {
         return;
     }
     // Kept: A cell that was set by request stays marked as changed.
-    // One would expect the mark to be cleared once the cell was read. It stays, so that from then
-    // on every get request runs the pre-read command; hosts rely on the file being fetched anew.
+    // One would expect the mark to be cleared once the cell was read. It stays, so every later get
+    // request runs the pre-read command.
     currentCell = cell;
     if (Actions::commandsAroundTransfers(*this)) {
         executePreReadCommand();
     }
 }
 
-// --- What a driver gets when it does not override ------------------------------------------------
+// --- Defaults for operations that a driver does not override -------------------------------------
 
 int TDR_Driver::setPixelFormat(int index) {
     currentFormat = index;
@@ -348,8 +348,8 @@ int TDR_Driver::setTiling(long width, long height) {
 
 int TDR_Driver::setStampBounds([[maybe_unused]] long width, long height) {
     // Kept: The stamp's height is stored as its width.
-    // One would expect both values to be stored in order. The first is ignored, the second lands in
-    // the first slot, and hosts that ask afterwards get what they always got.
+    // One would expect both values to be stored in order. The first is ignored, and the second is
+    // stored in the first slot.
     stampBounds[0] = static_cast<std::int32_t>(height);
     return 0;
 }

@@ -19,7 +19,7 @@
 
 namespace {
 
-/// Copies `text` with its terminating zero; the caller's buffers hold a whole path.
+/// Copies `text` with its terminating zero; the caller's buffers have room for a whole path.
 void copyText(std::string_view text, char* out) {
     *std::copy(text.begin(), text.end(), out) = '\0';
 }
@@ -41,8 +41,8 @@ int TDR_Driver::checkFilePermissions(const char* path, int forWriting, char* dir
         copyText(whole, baseName);
     } else {
         // Kept: A file directly under the root directory is refused.
-        // One would expect "/x.pic" to lie in "/". The text before its slash is empty, and an empty
-        // directory cannot be searched. Hosts rely on the directory being exactly that text.
+        // One would expect "/x.pic" to be in "/". The text before its slash is empty, and an empty
+        // directory cannot be searched.
         copyText(whole.substr(0, slash), directory);
         copyText(whole.substr(slash + 1), baseName);
     }
@@ -53,7 +53,7 @@ int TDR_Driver::checkFilePermissions(const char* path, int forWriting, char* dir
     if (forWriting != 0) {
         // Kept: Write permission is tested but the outcome is ignored.
         // One would expect a read-only file to be refused here. Only a directory that cannot be
-        // searched is; hosts rely on the check passing and on the open to decide.
+        // searched is; the open decides.
         const bool writable =
             access(copy, F_OK) == 0 ? access(copy, W_OK) == 0 : access(directory, W_OK) == 0;
         static_cast<void>(writable);
@@ -79,9 +79,9 @@ bool TDR_Driver::mayOpen(const char* path, int forWriting) {
 
 namespace {
 
-/// Gives SIGCHLD its default action while it lives. The link ignores the signal process-wide, and
-/// then the system reaps children by itself: `system` could not tell a command that ran from one
-/// that did not, and the command would inherit the ignored signal.
+/// Gives SIGCHLD its default action while it exists. The link ignores the signal process-wide, so
+/// the system reaps children itself: `system` could not tell whether a command ran, and the command
+/// would inherit the ignored signal.
 class DefaultChildSignal {
   public:
     DefaultChildSignal() {
@@ -97,7 +97,7 @@ class DefaultChildSignal {
     struct sigaction kept_ {};
 };
 
-/// What an outside command is told, besides its own text.
+/// The arguments of an outside command after its own text.
 struct CommandArguments {
     char direction; ///< 'r' before reading, 'w' after writing
     const char* fileName;
@@ -105,8 +105,8 @@ struct CommandArguments {
     std::int32_t currentCell;
 };
 
-/// Runs `command` through the shell and waits for it. The command and the file name go in as they
-/// stand. Returns 0 when it ran, whatever its exit status, -1 when it could not be run.
+/// Runs `command` through the shell and waits for it. The command and the file name are passed
+/// without quoting. Returns 0 when it ran, whatever its exit status, -1 when it could not be run.
 int runCommand(const char* me, const char* command, const CommandArguments& arguments) {
     if (command == nullptr) {
         return 0;
@@ -141,7 +141,7 @@ int TDR_Driver::executePostWriteCommand() {
 
 namespace {
 
-/// Puts a copy of `text` into `member`, or none for an empty one; -1 when there is no memory.
+/// Stores a copy of `text` in `member`, or null for an empty one; -1 when out of memory.
 int setText(const char* me, std::unique_ptr<char[]>& member, const char* text) {
     member.reset();
     if (text == nullptr || *text == '\0') {

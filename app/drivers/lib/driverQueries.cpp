@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the host can ask: one row a query, one reply packet each.
+// The queries of the host: one row and one reply packet each.
 #include "TDR_Driver.h"
 
 #include "IPC_LinkIrix.h"
@@ -21,8 +21,8 @@ struct TDR_Driver::Queries {
         return (driver.*Operation)();
     }
 
-    // The query's long count is not looked at: the packet was cleared when it was received, so a
-    // query without longs asks for record 0.
+    // The query's long count is ignored: the packet was cleared before it was received, so a query
+    // without longs means record 0.
     static int callIthFormat(TDR_Driver& driver) {
         return driver.sendIthFormat(driver.data.longdata[0]);
     }
@@ -84,7 +84,7 @@ int TDR_Driver::sendLongs(short code, const std::int32_t* values, int count) {
     return sendReply();
 }
 
-// A text that does not fit a packet is answered with an error: every query gets exactly one packet.
+// A text that does not fit a packet gives an error reply: every query gets exactly one packet.
 int TDR_Driver::sendText(short code, const char* text) {
     if (std::strlen(text) >= static_cast<std::size_t>(ipc::kMaxChars)) {
         return sendError();
@@ -142,8 +142,8 @@ int TDR_Driver::sendIthFormat(int i) {
     beginReply(replyCode(ipc::kQueryIthFormat));
     if (i < 0 || i >= formatCount || formats == nullptr) {
         // Kept: A format that does not exist leaves 0, 8, 8 in slots that are not counted.
-        // One would expect an error reply or untouched slots. The reply carries no longs, and that
-        // is how hosts find the end of the format list.
+        // One would expect an error reply or unchanged slots. The reply carries no longs, which
+        // marks the end of the format list.
         std::copy_n(std::initializer_list<std::int32_t>{0, 8, 8}.begin(), 3, data.longdata);
         return sendReply();
     }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The entry of every driver process: arguments, the one driver object, the loop.
+// The entry point of every driver process: arguments, the one driver object, the loop.
 #include "TDR_Driver.h"
 
 #include "attempt.h"
@@ -35,12 +35,12 @@ int usage() {
     return kBadUsage;
 }
 
-/// Reads the command line into `arguments`; false when it is not understood.
+/// Parses the command line into `arguments`; false when it is wrong.
 bool readArguments(int argc, char** argv, Arguments& arguments) {
     for (int i = 1; i < argc; ++i) {
         const std::string_view argument = argv[i];
         if (argument == "-ipc_link_port" && i + 1 < argc) {
-            // Reads as far as it is a number: "123xyz" is 123, "xyz" leaves the port as it was.
+            // Reads the leading number: "123xyz" is 123, "xyz" leaves the port unchanged.
             (void)std::sscanf(argv[++i], "%d", &arguments.port); // NOLINT(cert-err34-c)
         } else if (argument == "-predicate") {
             arguments.predicate = true;
@@ -51,8 +51,9 @@ bool readArguments(int argc, char** argv, Arguments& arguments) {
     return arguments.port != 0 || arguments.predicate;
 }
 
-/// Makes a write beyond the process's file size limit fail like one on a full disk, instead of
-/// ending the driver. A handler, because an ignored signal would stay ignored in outside commands.
+/// Makes a write beyond the process's file size limit fail like one on a full disk instead of
+/// ending the driver. Uses a handler, because an ignored signal would stay ignored in outside
+/// commands.
 void makeFileSizeLimitAnError() {
     struct sigaction action {};
     action.sa_handler = [](int) {};
@@ -60,8 +61,8 @@ void makeFileSizeLimitAnError() {
     sigaction(SIGXFSZ, &action, nullptr);
 }
 
-/// Gives the standard descriptors that the host had closed to nothing: a picture file that got the
-/// number of stderr would be given the messages. False when one stays closed.
+/// Opens closed standard descriptors on /dev/null: otherwise a picture file could get the number of
+/// stderr and receive the messages. False when one stays closed.
 bool fillStandardDescriptors() {
     const auto isOpen = [](int fd) {
         return fcntl(fd, F_GETFD) >= 0 || open("/dev/null", O_RDWR) == fd;
@@ -93,13 +94,13 @@ int main(int argc, char** argv) {
     std::unique_ptr<TDR_Driver> driver;
     attempt(gInvocationName, [&] { return driver.reset(createDriver(arguments.port)), 0; });
     if (driver == nullptr || driver->status != 0) {
-        std::_Exit(kNoDriver); // a driver that never worked has nothing to shut down
+        std::_Exit(kNoDriver); // the driver never worked: nothing to shut down
     }
     if (arguments.predicate) {
         return answerPredicate(*driver, arguments.port != 0);
     }
     driver->sendOK();
-    bool whole = true; // after an event that ended half way nothing is certain but the shut-down
+    bool whole = true; // false after an event that threw: only shutdown is safe then
     const auto handleEvent = [&] { return driver->handleEvent(), 0; };
     do {
         whole = attempt(gInvocationName, handleEvent) == 0;

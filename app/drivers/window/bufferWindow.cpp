@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 // The window on Xlib, and the only file that includes it.
 //
-// Xlib ends the process when its server goes away, and by default also when a request fails (as a
-// drawing does whose window somebody else has destroyed). A window for looking at pictures must
-// not do that to a driver. So every call into Xlib is made through `shielded`, which catches both.
-// The way out of a lost connection is a long jump, since Xlib allows no return from that handler;
-// it crosses no destructor, because all that runs below `shielded` are functions of plain data.
-// A child process for the window would be safe too, but it would hold the link's sockets open,
-// could not be forked from a program with threads, and would have no descriptor to wait on.
+// Xlib ends the process when its server goes away, and by default also when a request fails (for
+// example drawing in a window that another client has destroyed). A diagnostic window must not do
+// that to a driver. So every call into Xlib goes through `shielded`, which catches both. A lost
+// connection is left by a long jump, because Xlib allows no return from that handler; it skips no
+// destructor, because only functions of plain data run below `shielded`. A child process for the
+// window would also be safe, but it would keep the link's sockets open, could not be forked from a
+// program with threads, and would have no descriptor to wait on.
 #include "TDR_BufferWindow.h"
 
 #include "base/diagnostics.h"
@@ -36,14 +36,14 @@ constexpr long kMaxSide = 32767;
 /// Distance of the drawing area from the left and the lower edge of the screen.
 constexpr int kMargin = 10;
 
-/// Bytes in which rows are converted before they are sent. Holds the widest row (4 x 32767 bytes)
-/// and stays below what every server takes in one request (256 KiB).
+/// Size of the buffer in which rows are converted before they are sent. Holds the widest row (4 x
+/// 32767 bytes) and stays below the request size that every server accepts (256 KiB).
 constexpr std::size_t kStripBytes = std::size_t{128} << 10;
 
-/// Most bytes of a title that the window shows; properties of any length are not for every server.
+/// Maximum length of a title: not every server accepts properties of any length.
 constexpr std::size_t kMaxTitle = 1024;
 
-/// The part of the window that is to be drawn again; empty when right <= left.
+/// The part of the window to redraw; empty when right <= left.
 struct Damage {
     int left = 0;
     int top = 0;
@@ -53,13 +53,13 @@ struct Damage {
 
 } // namespace
 
-// Plain data, so that a long jump over functions which hold it by reference skips no destructor.
+// Plain data, so that a long jump out of functions with a reference to it skips no destructor.
 struct BufferWindow::State {
     int width = 0; // of the window, at least 1
     int height = 0;
     const std::uint32_t* pixels = nullptr; // null: nothing to draw, the window stays black
     const char* title = nullptr;           // only while opening
-    int depth = 0;                         // only while opening: the depth asked for
+    int depth = 0;                         // only while opening: the requested depth
 
     Display* display = nullptr;
     int fd = -1;
@@ -116,17 +116,17 @@ bool runToTheEnd(void (*work)(Data&), Data& data) {
     return true;
 }
 
-// What Xlib keeps for a lost connection (about 80 KiB) cannot be freed. The latest are remembered,
-// so that leak checkers do not take them for forgotten.
+// Xlib's data for a lost connection (about 80 KiB) cannot be freed. The latest are remembered, so
+// that leak checkers do not report them.
 void remember(const void* lost) {
     static std::array<const void*, 128> all;
     static std::atomic<std::size_t> count = 0;
     all[count++ % all.size()] = lost;
 }
 
-// Runs `work`, which may call Xlib and must keep nothing on its stack that has a destructor. False
-// when a connection was lost meanwhile, also one that Xlib was still opening: its descriptor is
-// closed then, and nothing may be done with it any more.
+// Runs `work`, which may call Xlib and must not have objects with destructors on its stack. False
+// when a connection was lost meanwhile, even one that Xlib was still opening: its descriptor is
+// then closed, and the connection must not be used.
 template <typename Data>
 bool shielded(void (*work)(Data&), Data& data) {
     static_assert(std::is_trivially_destructible_v<Data>);
@@ -148,7 +148,7 @@ bool shielded(void (*work)(Data&), Data& data) {
 
 using State = BufferWindow::State;
 
-// The visual asked for, the screen's own, or the deepest one in true colour.
+// The requested visual, the screen's own, or the deepest one in true colour.
 bool findVisual(const State& state, XVisualInfo& found) {
     const int screen = DefaultScreen(state.display);
     const int preferred = state.depth != 0 ? state.depth : DefaultDepth(state.display, screen);
@@ -163,7 +163,7 @@ bool findVisual(const State& state, XVisualInfo& found) {
     return false;
 }
 
-// An image of the window's width and as many rows as the bytes hold; its layout is the server's.
+// An image of the window's width with as many rows as fit the buffer, in the server's layout.
 bool makeStrip(State& state, const XVisualInfo& visual) {
     XImage* strip =
         XCreateImage(state.display, visual.visual, static_cast<unsigned>(visual.depth), ZPixmap, 0,
@@ -181,7 +181,7 @@ bool makeStrip(State& state, const XVisualInfo& visual) {
     return true;
 }
 
-// The drawing area's lower left corner lies at the margins from that of the screen.
+// The drawing area's lower left corner is at the margins from that of the screen.
 int topOf(const State& state) {
     const int screenHeight = DisplayHeight(state.display, DefaultScreen(state.display));
     return screenHeight - kMargin - state.height;
@@ -192,7 +192,8 @@ void createWindow(State& state, const XVisualInfo& visual) {
     const Window root = RootWindow(display, DefaultScreen(display));
     XSetWindowAttributes wanted{};
     wanted.background_pixel = state.encoder.encode(0);
-    wanted.border_pixel = wanted.background_pixel; // no default where the visual is not the root's
+    wanted.border_pixel =
+        wanted.background_pixel; // there is no default unless the visual is the root's
     wanted.colormap = XCreateColormap(display, root, visual.visual, AllocNone);
     wanted.event_mask = ExposureMask | KeyPressMask | StructureNotifyMask;
     state.window = XCreateWindow(
@@ -202,7 +203,7 @@ void createWindow(State& state, const XVisualInfo& visual) {
     state.gc = XCreateGC(display, state.window, 0, nullptr);
 }
 
-// Static gravity makes the place that of the drawing area and not of the manager's frame.
+// With static gravity the position is that of the drawing area, not of the manager's frame.
 void setHints(State& state) {
     XSizeHints size{};
     size.flags = USPosition | USSize | PMinSize | PMaxSize | PWinGravity;
@@ -251,7 +252,7 @@ void openShielded(State& state) {
     setHints(state);
     setTitle(state);
     XMapWindow(state.display, state.window);
-    XSync(state.display, False); // whatever fails shows itself here and not as a silent window
+    XSync(state.display, False); // failures show here and not as a blank window
     if (tRequestFailed) {
         state.failure = "the X display refused the window";
     }
@@ -354,8 +355,8 @@ void takeEvent(State& state) {
     }
 }
 
-// Whatever is uncovered while events wait is drawn in one go. XPending sends what is buffered and
-// reads what has come, so that nothing is left inside Xlib when it answers 0.
+// Everything uncovered while events wait is drawn at once. XPending sends buffered requests and
+// reads new events, so that none are left inside Xlib when it returns 0.
 void takeEventsShielded(State& state) {
     while (!state.closing && XPending(state.display) > 0) {
         while (!state.closing && XPending(state.display) > 0) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// From the pixels of a picture to those of a screen. Knows no window system.
+// Converts the pixels of a picture to those of a screen. Independent of the window system.
 #pragma once
 
 #include <array>
@@ -9,16 +9,15 @@
 
 /// How a screen stores one pixel.
 struct ScreenPixel {
-    std::uint32_t red = 0;   ///< mask of the bits of the red sample; any width, one block of bits
+    std::uint32_t red = 0;   ///< mask of the bits of the red sample; any width, contiguous
     std::uint32_t green = 0; ///< the same for green
     std::uint32_t blue = 0;  ///< the same for blue
-    int depth = 0;           ///< bits that count, 1 to 32; those in no mask are opacity
+    int depth = 0;           ///< significant bits, 1 to 32; those in no mask are opacity
     int bytes = 0;           ///< bytes a pixel takes in memory, 1 to 4
     bool highByteFirst = false;
 };
 
-/// Encodes picture pixels (red in the low byte) for a screen. Plain data: it may be abandoned
-/// without being destroyed.
+/// Encodes picture pixels (red in the low byte) for a screen. Plain data: needs no destructor.
 class PixelEncoder {
   public:
     PixelEncoder() = default;
@@ -26,7 +25,7 @@ class PixelEncoder {
 
     /// The screen's value of one pixel. Samples are scaled to the width of their mask and rounded
     /// to the nearest value; bits of the depth that belong to no sample are set, so that a
-    /// compositor which takes them for opacity shows the picture solid.
+    /// compositor that uses them as opacity shows the picture opaque.
     [[nodiscard]] std::uint32_t encode(std::uint32_t pixel) const {
         return red_[pixel & 0xffU] | green_[(pixel >> 8) & 0xffU] | blue_[(pixel >> 16) & 0xffU] |
                opaque_;

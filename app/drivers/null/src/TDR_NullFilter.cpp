@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// A driver without a file format: it serves a computed ramp of the size that the host has set and
-// swallows what it is given. A complete example of what a driver must do, and a far end for tests
-// and benchmarks that costs nothing itself.
+// A driver without a file format: it returns a computed ramp of the size that the host has set and
+// discards everything that is written. A complete example of a driver, and a peer for tests and
+// benchmarks that takes no time itself.
 #include "TDR_Driver.h"
 #include "base/checkedMath.h"
 #include "base/diagnostics.h"
@@ -33,8 +33,8 @@ class TDR_NullFilter : public TDR_Driver {
 
     int devicePredicate() override { return 1; }
 
-    // There is no file to take a size from: without one that the host has set there is no picture,
-    // and a host that looks for a driver for its file must not find this one.
+    // The size comes only from the host. Without one the connect is refused, so that a host that
+    // tries drivers on its file does not select this one.
     int connectToFile(char* name, int) override {
         connected_ = base::isPictureSide(bounds[2]) && base::isPictureSide(bounds[3]);
         if (!connected_) {

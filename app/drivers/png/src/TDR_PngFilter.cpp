@@ -189,7 +189,7 @@ int TDR_PngFilter::getCache(char* block, int, long) {
     }
     base::PopulateBackwards pages(block, bytes);
     for (long y = bounds[3] - 1; y >= 0; --y) {
-        if (bounds[3] - 1 - y >= reading_->wholeRows()) { // nothing but zeros down to the bottom
+        if (bounds[3] - 1 - y >= reading_->wholeRows()) { // only zeros down to the bottom
             base::clear(block, static_cast<std::size_t>(y + 1) * lineBytes());
             return 0;
         }

@@ -13,21 +13,21 @@ namespace png_filter {
 
 namespace {
 
-/// What a file begins with: PNG's signature, length and name of the first chunk, width and height.
+/// The beginning of a file: PNG's signature, length and name of the first chunk, width and height.
 constexpr std::size_t kSignatureSize = 8;
 constexpr std::size_t kWidthOffset = 16;
 constexpr std::size_t kHeightOffset = 20;
 constexpr std::size_t kHeadSize = 24;
 
-/// Most memory for a single chunk: the palette and its transparency are less than 1 KiB.
+/// Maximum memory for a single chunk: the palette and its transparency are less than 1 KiB.
 constexpr std::size_t kMostChunkBytes = std::size_t{64} << 10;
 
-/// Asks libpng for host pixels, whatever the file holds.
+/// Makes libpng convert every kind of file to host pixels.
 void requestHostPixels(png_structp png) {
     png_set_expand(png); // palettes, fewer than 8 bits, transparent colours
     png_set_scale_16(png);
     png_set_gray_to_rgb(png);
-    // libpng swaps only an alpha that the file has; one that is added goes to its place at once.
+    // libpng swaps only an alpha from the file; an added one is placed directly.
     png_set_add_alpha(png, 0xff, PNG_FILLER_BEFORE);
     png_set_bgr(png);
     png_set_swap_alpha(png);
@@ -52,8 +52,9 @@ std::unique_ptr<PngDecoder> PngDecoder::open(const char* path, PngReport& report
     return decoder;
 }
 
-/// Looks at the head of a file, which libpng's words would not tell apart: false when it is not a
-/// PNG, with a report when it cannot be read or is a PNG of a size that is not served.
+/// Checks the header of a file, because libpng's messages do not distinguish these cases: false
+/// when it is not a PNG; false with a report when it cannot be read or is a PNG of an unsupported
+/// size.
 bool PngDecoder::checkHead() {
     std::uint8_t head[kHeadSize];
     const std::size_t got = std::fread(head, 1, sizeof head, stream_.get());
@@ -112,7 +113,7 @@ bool PngDecoder::start() {
         png_set_read_fn(png_, this, readBytes);
         png_set_user_limits(png_, base::kMaxPictureSide, base::kMaxPictureSide);
         // Palette and transparency only: any other ancillary chunk may claim two gigabytes, which
-        // libpng would take and clear, or hold text that takes seconds to expand.
+        // libpng would allocate and clear, or hold text that takes seconds to expand.
         png_set_keep_unknown_chunks(png_, PNG_HANDLE_CHUNK_NEVER, nullptr, -1);
         png_set_chunk_malloc_max(png_, kMostChunkBytes);
         png_set_chunk_cache_max(png_, 1);
@@ -142,7 +143,7 @@ bool PngDecoder::restart() {
 
 bool PngDecoder::readRow(std::uint8_t* row) {
     ++nextRow_;
-    // libpng fills a row only when it has all of it, even if it then fails at what follows.
+    // libpng fills a row only when it is complete, even if it then fails at the next bytes.
     std::memset(row, 0, static_cast<std::size_t>(width_) * kBytesPerPixel);
     lost_ = lost_ || !guarded(png_, [this, row] { png_read_row(png_, row, nullptr); });
     return !lost_;

@@ -17,11 +17,11 @@ inline constexpr int kBytesPerPixel = 4;
 
 /// Decodes any kind of PNG (grey, palette, colour; 1 to 16 bits; with or without alpha or a
 /// transparent colour) to host pixels. 16-bit samples are scaled to 8 bits, pixels of a picture
-/// without transparency get alpha 255, colour profiles and gamma are left alone.
+/// without transparency get alpha 255, and colour profiles and gamma are not applied.
 class PngDecoder {
   public:
-    /// Opens `path` and reads everything before the first row. Null when that cannot be had: then
-    /// `report` says why, or nothing when there is no such file or it is not a PNG.
+    /// Opens `path` and reads everything before the first row. Null on failure: `report` then says
+    /// why, or is empty when there is no such file or it is not a PNG.
     [[nodiscard]] static std::unique_ptr<PngDecoder> open(const char* path, PngReport& report);
 
     PngDecoder(const PngDecoder&) = delete;
@@ -32,22 +32,23 @@ class PngDecoder {
     [[nodiscard]] int height() const { return height_; } ///< 1 to base::kMaxPictureSide
     [[nodiscard]] bool interlaced() const { return passes_ > 1; }
 
-    /// Row, counted from the top, that the next `readRow` gives.
+    /// Row, counted from the top, that the next `readRow` decodes.
     [[nodiscard]] int nextRow() const { return nextRow_; }
 
     /// Decodes the next row of a picture that is not interlaced into `row` (width × 4 bytes).
-    /// False when the file is damaged here or cannot be read: the row is then cleared if it could
-    /// not be had, and all that follow are.
+    /// False when the file is damaged here or cannot be read: a row that could not be decoded is
+    /// zero, and so are all later ones.
     bool readRow(std::uint8_t* row);
 
     /// Decodes an interlaced picture into `rows` (height × width × 4 bytes, cleared by the
-    /// caller). False when the file is damaged or cannot be read: what could be had is there.
+    /// caller). False when the file is damaged or cannot be read: `rows` then holds the readable
+    /// part.
     bool readInterlaced(std::uint8_t* rows);
 
-    /// Goes back to row 0. False when the file is not any more what it was or cannot be read.
+    /// Goes back to row 0. False when the file has changed or cannot be read.
     [[nodiscard]] bool restart();
 
-    /// What went wrong; nothing while all is well.
+    /// The failure; empty if there is none.
     [[nodiscard]] const PngReport& report() const { return report_; }
 
   private:

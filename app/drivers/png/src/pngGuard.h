@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The fence round libpng. libpng reports an error by a jump to the caller's `setjmp`; the jump
-// would pass over destructors on its way. So every call that can fail runs inside `guarded`, which
-// catches the jump one frame up and makes it a plain false.
+// The guard around libpng. libpng reports an error by a jump to the caller's `setjmp`, which would
+// skip destructors. So every call that can fail runs inside `guarded`, which catches the jump one
+// frame up and returns false.
 #pragma once
 
 #include <csetjmp>
@@ -11,20 +11,20 @@
 
 namespace png_filter {
 
-/// What went wrong first with one file: the system's doing, or the file's. libpng's own warnings do
-/// not concern pixels and are dropped.
+/// The first failure with one file: of the system, or of the file. libpng's own warnings do not
+/// concern pixels and are dropped.
 struct PngReport {
     int systemError = 0; ///< errno of the read, write or allocation that failed, 0 when none did
-    char text[128] = ""; ///< what is wrong with the file; empty when nothing is
+    char text[128] = ""; ///< what is wrong with the file; empty if nothing is
 
-    /// Why a file cannot be served; empty when it can.
+    /// The reason of the failure; empty if there is none.
     [[nodiscard]] const char* reason() const {
         return systemError != 0 ? std::strerror(systemError) : text;
     }
 };
 
-/// libpng's objects, whose errors, and whose memory that cannot be had, go to the report. Null
-/// without memory.
+/// libpng's objects, whose errors, including out of memory, go to the report. Null when out of
+/// memory.
 [[nodiscard]] png_structp createReader(PngReport* report);
 [[nodiscard]] png_structp createWriter(PngReport* report);
 
@@ -33,7 +33,7 @@ struct PngReport {
 template <typename Call>
 [[nodiscard]] bool guarded(png_structp png, Call call) {
     static_assert(std::is_trivially_destructible_v<Call>);
-    if (setjmp(png_jmpbuf(png)) != 0) { // NOLINT(cert-err52-cpp): libpng knows no other way
+    if (setjmp(png_jmpbuf(png)) != 0) { // NOLINT(cert-err52-cpp): libpng offers no other way
         return false;
     }
     call();

@@ -53,7 +53,7 @@ void PngPicture::lose(int from) {
 void PngPicture::decodeTo(std::uint8_t* row) {
     const int index = decoder_->nextRow();
     if (!decoder_->readRow(row)) {
-        lose(index + 1); // the row itself is as good as it gets
+        lose(index + 1); // the row itself has been read as far as possible
     }
 }
 
@@ -64,7 +64,7 @@ void PngPicture::restart() {
 }
 
 bool PngPicture::startKeeping() {
-    // Zeroed memory of this size comes from the system page by page, when it is first touched.
+    // The system provides zeroed memory of this size page by page, on first access.
     rows_.reset(
         static_cast<std::uint8_t*>(std::calloc(static_cast<std::size_t>(capacity_), rowSize_)));
     if (!rows_) {
@@ -73,7 +73,7 @@ bool PngPicture::startKeeping() {
     }
     if (decoder_->interlaced()) {
         if (!decoder_->readInterlaced(rows_.get())) {
-            lose(height()); // each row has something, down to the first pass's pixels
+            lose(height()); // every row has at least the pixels of the first pass
         }
     } else if (decoder_->nextRow() > 0) {
         restart();

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A PNG file being written, its rows given in any order.
+// A PNG file being written, with its rows in any order.
 #pragma once
 
 #include "pngGuard.h"
@@ -12,9 +12,8 @@
 
 namespace png_filter {
 
-/// Writes a picture of host pixels as an RGBA PNG of 8 bits. A row is compressed at once when it is
-/// its turn and kept (uncompressed) until then otherwise. After the first failure nothing more is
-/// written.
+/// Writes a picture of host pixels as an RGBA PNG of 8 bits. The next row is compressed at once;
+/// any other is kept uncompressed until its turn. After the first failure nothing more is written.
 class PngWriter {
   public:
     /// Creates `path` and writes its header. Width and height are 1 to base::kMaxPictureSide.
@@ -29,16 +28,15 @@ class PngWriter {
     [[nodiscard]] int width() const { return width_; }
     [[nodiscard]] int height() const { return height_; }
 
-    /// Takes row `index` (0, the top, to height - 1; width × 4 bytes). A row that is still kept may
-    /// be given again; the last one counts. False when the row is in the file already, when there
-    /// is no memory to keep it, or when the file is broken.
+    /// Takes row `index` (0, the top, to height - 1; width × 4 bytes). A kept row may be replaced.
+    /// False when the row is already in the file, when out of memory, or when the file is broken.
     [[nodiscard]] bool writeRow(int index, const std::uint8_t* row);
 
-    /// Completes the file, rows never given transparent black, and closes it. False when the file
-    /// is broken.
+    /// Completes the file, with transparent black for missing rows, and closes it. False when the
+    /// file is broken.
     [[nodiscard]] bool finish();
 
-    /// Why the file is broken; empty while it is not.
+    /// Why the file is broken; empty if it is not.
     [[nodiscard]] const char* error() const { return report_.reason(); }
 
   private:
@@ -61,7 +59,7 @@ class PngWriter {
     int width_;
     int height_;
     int nextRow_ = 0;
-    std::unique_ptr<Row[]> kept_; ///< by row, null where none is kept
+    std::unique_ptr<Row[]> kept_; ///< by row, null if none is kept
 };
 
 } // namespace png_filter

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Who the driver is, and what the host may choose.
+// The driver's identity, and the settings of the host.
 #include "TDR_SoftimageFilter.h"
 
 #include "base/diagnostics.h"
@@ -13,8 +13,8 @@ using namespace softimage;
 namespace {
 
 // Kept: The table holds two formats, but the count says one.
-// A reader would expect a count of 2. A host that asks how many formats there are learns of RGBA
-// only, although the matte format answers when it is asked for by its index; hosts rely on it.
+// A reader would expect a count of 2. The count covers RGBA only, although a query for the matte
+// format by its index is answered.
 constexpr std::int32_t kOfferedFormats = 1;
 constexpr TDR_PixelFormat kFormats[] = {
     {4, 8, 8, {0x40, 0x20, 0x10, 0x08}},
@@ -27,8 +27,8 @@ constexpr std::int32_t kWriteDirection = 8;
 } // namespace
 
 // Kept: The driver reports that it cannot work on this machine.
-// A reader would expect devicePredicate to say yes here, since nothing that the driver needs may be
-// missing. The answer of the base class stands; hosts start it without asking.
+// A reader would expect devicePredicate to return yes here, because the driver needs nothing that
+// may be missing. The answer of the base class applies.
 TDR_Driver* createDriver(int port) {
     return new (std::nothrow) TDR_SoftimageFilter(port);
 }
@@ -82,8 +82,8 @@ int TDR_SoftimageFilter::setPixelFormat(int format) {
         return 0;
     }
     // Kept: An unknown pixel format is never refused.
-    // A reader would expect a format such as 7 to be refused here. Every value but 1 already stands
-    // for 0, so that the test cannot fail; hosts rely on being served RGBA whatever they ask for.
+    // A reader would expect a format such as 7 to be refused here. Every value except 1 has already
+    // become 0, so the test cannot fail and the host gets RGBA.
     constexpr int kKnown[] = {kFormatRgba, kFormatTag, kFormatRgb, kFormatAlpha};
     if (std::find(std::begin(kKnown), std::end(kKnown), wanted) == std::end(kKnown)) {
         base::say("%s: Request for unsupported bytedepth ignored.\n", me);
@@ -100,7 +100,7 @@ int TDR_SoftimageFilter::setPixelFormat(int format) {
 int TDR_SoftimageFilter::setBounds(long x, long y, long width, long height) {
     // Kept: Bounds that are refused still move the origin.
     // A reader would expect a refused request to change nothing. While a file is open its width and
-    // height stay, but x and y are taken all the same; hosts rely on it.
+    // height stay, but x and y are still stored.
     bounds[0] = static_cast<std::int32_t>(x);
     bounds[1] = static_cast<std::int32_t>(y);
     if (width == bounds[2] && height == bounds[3]) {

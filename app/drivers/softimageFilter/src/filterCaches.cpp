@@ -7,8 +7,8 @@
 
 namespace {
 
-/// Fetches memory that is used soon, for reading (0) or for writing (1): a processor foresees the
-/// lines of a block only one by one, and not from the last to the first.
+/// Prefetches memory for reading (0) or for writing (1): hardware prefetching works only within a
+/// line of a block, and not from the last line to the first.
 template <int ForWriting>
 void fetch(const char* memory, std::size_t bytes) {
     constexpr std::size_t kCacheLine = 64;
@@ -26,13 +26,13 @@ int TDR_SoftimageFilter::getCache(char* block, int, long) {
     }
     base::PopulateBackwards pages(block, lineBytes * static_cast<std::size_t>(height()));
     // Kept: A whole picture is read by its rows, not by file order.
-    // A reader would expect row 0, the bottom line, to get the last scanline. The row's number goes
-    // where the scanline's belongs: the last call, for row 0, finds the position of the first
-    // scanline and reads the top line again, and the positions found on the way belong to rows, as
-    // later line requests show. Hosts rely on mending row 0 through a second connection.
+    // A reader would expect row 0, the bottom line, to get the last scanline. The row's number is
+    // used as the scanline's: the last call, for row 0, finds the position of the first scanline
+    // and reads the top line again, and the positions recorded on the way belong to rows, which
+    // affects later line requests. A second connection reads row 0 correctly.
     for (long row = height() - 1; row >= 0; --row) {
         char* line = block + static_cast<std::size_t>(row) * lineBytes;
-        if (nothingFollows(row)) { // what the header claims beyond the file costs nothing
+        if (nothingFollows(row)) { // rows past the end of the file take no time
             base::clear(block + lineBytes, static_cast<std::size_t>(row) * lineBytes);
             std::fill_n(lineOffsets.get() + 1, row, emptyFrom);
             return readLine(0, reinterpret_cast<unsigned char*>(block)) ? 0 : -1;
@@ -58,8 +58,8 @@ int TDR_SoftimageFilter::putCache(char* block, int, long) {
     base::populate(block, lineBytes * static_cast<std::size_t>(height()));
     // Kept: A whole picture is written by its rows and ends on line 0.
     // A reader would expect the last line to be the last one written. The file is right, because
-    // writing only appends, but the rows' numbers stand for file order: afterwards line 0 counts as
-    // the last one written. Hosts rely on it.
+    // writing only appends, but the rows' numbers are used as file order: afterwards line 0 counts
+    // as the last one written.
     bool whole = true;
     for (long row = height() - 1; row >= 0; --row) {
         char* line = block + static_cast<std::size_t>(row) * lineBytes;

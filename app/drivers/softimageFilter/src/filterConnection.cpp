@@ -12,10 +12,9 @@
 
 int TDR_SoftimageFilter::connectToFile(char* name, int mode) {
     // Kept: Permissions are checked for the bare name; the file may have another.
-    // A reader would expect the file that is checked to be the one that is opened. The check takes
-    // the name as given, then the toolkit appends ".pic" (or ".tag") to a name without it: "m.tag"
-    // is looked for as the picture "m.tag.pic" first, and a matte under another name is not found.
-    // Hosts and files rely on it.
+    // A reader would expect the checked file to be the opened one. The check uses the name as
+    // given, then the toolkit appends ".pic" (or ".tag") to a name without it: "m.tag" is first
+    // tried as the picture "m.tag.pic", and a matte under another name is not found.
     if (!closePreviousFile() || !mayOpen(name, mode)) {
         return -1;
     }
@@ -58,9 +57,9 @@ int TDR_SoftimageFilter::startTransfer(const char* name, int mode) {
     return 0;
 }
 
-/// Sends the header on its way, so that a full disk shows now, and has the lines follow in larger
-/// pieces than the system's 4 KiB. (The GNU library lets a stream that is in use have another
-/// buffer, but says nothing of what it fails to write when it takes the old one away.)
+/// Flushes the header, so that a full disk shows now, and writes the lines in larger pieces than
+/// the default 4 KiB. (The GNU library allows a new buffer for a stream in use, but does not report
+/// bytes of the old one that it fails to write.)
 bool TDR_SoftimageFilter::startWriting() {
     if (std::fflush(file.get()) != 0) {
         return false;
@@ -96,7 +95,7 @@ int TDR_SoftimageFilter::disconnectFromFile() {
     if (file) {
         // Kept: Closing a file that was only read runs the post-write command.
         // A reader would expect the command after writing only. The result is 1 for every file that
-        // was open, and 1 runs the command; hosts rely on it.
+        // was open, and 1 runs the command.
         result = closeFile() ? 1 : -1;
     }
     cleanup();
@@ -108,8 +107,8 @@ bool TDR_SoftimageFilter::flushKeptLines() {
     for (long k = lastWrittenLine + 1L; k < height(); ++k) {
         unsigned char* line = lineCache[static_cast<std::size_t>(k)].get();
         // Kept: Lines that were never sent are not written.
-        // A reader would expect a gap to be filled. The file simply has fewer lines; hosts rely on
-        // sending every line.
+        // A reader would expect a gap to be filled. The file has fewer lines, so hosts must send
+        // every line.
         if (line == nullptr) {
             continue;
         }
@@ -118,7 +117,7 @@ bool TDR_SoftimageFilter::flushKeptLines() {
         } else if (lastWrittenLine != -1) {
             // Kept: The first line after a gap is written blank.
             // A reader would expect the pixels that were sent. They are dropped and the line is
-            // black, or for a matte its row as it stands; files rely on it.
+            // black, or for a matte its current row.
             for (auto& buffer : channelBuffers) {
                 if (buffer) {
                     std::memset(buffer.get(), 0, static_cast<std::size_t>(width()));

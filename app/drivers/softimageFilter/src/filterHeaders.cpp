@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The head of a file, read or written: its kind, size and channels.
+// The header of a file, read or written: its kind, size and channels.
 #include "TDR_SoftimageFilter.h"
 
 #include "base/diagnostics.h"
@@ -16,7 +16,7 @@ namespace {
 
 constexpr std::int16_t kFullFrame = 3; ///< field code of every file written
 
-/// The masks of the packets in which a picture of `format` is written; none for a format without.
+/// The masks of the packets of a written picture of `format`; none for a format without packets.
 std::span<const std::uint8_t> masksOf(int format) {
     static constexpr std::uint8_t kMasks[] = {kMaskRgb, kMaskAlpha};
     static constexpr struct {
@@ -35,7 +35,7 @@ std::span<const std::uint8_t> masksOf(int format) {
     return {};
 }
 
-/// Whether a header's reader found no file of the name, or one that it has spoken about (0).
+/// Whether a header's reader found no file of the name, or has already reported the failure (0).
 bool isAbsent(int error) {
     return error == 0 || error == ENOENT || error == ENOTDIR || error == ENAMETOOLONG;
 }
@@ -101,8 +101,8 @@ int TDR_SoftimageFilter::createPicture(char* name) {
     }
     // Kept: A picture written before a pixel format was set is black.
     // A reader would expect the format to be refused or taken as RGBA. Until the host sets one the
-    // format is -1: it has no chain, so that the toolkit supplies red, green and blue, and no pixel
-    // layout, so that nothing is moved from the host's lines. Hosts rely on setting a format first.
+    // format is -1: it has no chain, so the toolkit supplies red, green and blue, and no pixel
+    // layout, so nothing is copied from the host's lines. Hosts must set a format first.
     ChannelPacket* chain = packets.release();
     file.reset(pictureWriteFileHeader(name, picture.get(), &chain));
     packets.reset(chain);
@@ -137,8 +137,8 @@ int TDR_SoftimageFilter::connectToFileHeader(char* name) {
         return refuse("open", name, ENOMEM);
     }
     if (!readTagHeader(name)) {
-        // A file that is not of these formats is refused without a word; one that could not even be
-        // opened, for other reasons than that there is none, may well be.
+        // A file of another format is refused without a message. One that exists but could not be
+        // opened may have this format, and is reported.
         const int error = isAbsent(errno) ? pictureError : errno;
         return isAbsent(error) ? -1 : refuse("open", name, error);
     }
@@ -186,10 +186,9 @@ int TDR_SoftimageFilter::takeChannelsOfPackets(const char* name) {
             currentFormat = colourSeen ? kFormatRgba : kFormatAlpha;
         } else {
             // Kept: A picture with unsupported channels stays open after the refusal.
-            // A reader would expect a failed connect to leave nothing behind. Record and stream
-            // stay until the next connect or disconnect, which closes the file (with the post-write
-            // command), and format and size cannot be changed until then; no line can be read.
-            // Hosts rely on disconnecting after it.
+            // A reader would expect a failed connect to leave nothing open. Record and stream stay
+            // until the next connect or disconnect, which closes the file (with the post-write
+            // command); until then format and size cannot be changed and no line can be read.
             base::say("%s: Unable to open file '%s' - Unsupported pixel format.\n", me, name);
             return -1;
         }

@@ -65,9 +65,9 @@ int TDR_SoftimageFilter::putLine(char* block, int, long, long y) {
 
 bool TDR_SoftimageFilter::keepLine(long k, const unsigned char* hostLine) {
     // Kept: A line out of order waits until the file is closed.
-    // A reader would expect it to be written as soon as the line before it has been. It is only
-    // looked at again when the file is closed; sent twice, the second one counts; sent after it was
-    // written, it is dropped. Hosts rely on it.
+    // A reader would expect it to be written right after the line before it. It waits until the
+    // file is closed; if it is sent twice, the second one counts; if it is sent after it was
+    // written, it is dropped.
     const std::size_t bytes = hostLineBytes();
     auto& kept = lineCache[indexOf(k)];
     kept.reset(new (std::nothrow) std::uint8_t[bytes]);
@@ -100,8 +100,7 @@ void TDR_SoftimageFilter::copyToTempBuffers(int format, unsigned char* hostLine)
 
 void TDR_SoftimageFilter::copyFromTempBuffers(int format, unsigned char* hostLine) {
     // Kept: A channel missing from the file leaves the host's bytes unchanged.
-    // A reader would expect opaque alpha, or black. The bytes of that channel stay what they were
-    // in the host's block; hosts rely on preparing it.
+    // A reader would expect opaque alpha, or black. Hosts must fill the block before the read.
     channelsToHostLine(format, linesOf(channelBuffers), indexOf(width()), hostLine);
 }
 
@@ -142,9 +141,9 @@ bool TDR_SoftimageFilter::writeLine(long k, unsigned char* hostLine) {
 
 void TDR_SoftimageFilter::writeTagLine(long k, const unsigned char* hostLine) {
     // Kept: A matte line sets the mirrored row and writes its own.
-    // A reader would expect the pixels of the host line in the scanline it is for. All pixels of
-    // the row height - 1 - k take the lowest bit of the line's first byte, and row k is written as
-    // it stands: the upper half of a matte written from the top comes out empty. Files rely on it.
+    // A reader would expect the pixels of the host line in its own scanline. All pixels of row
+    // height - 1 - k get the lowest bit of the line's first byte, and row k is written unchanged:
+    // the upper half of a matte written from the top is empty.
     if (hostLine != nullptr) {
         matteRows[indexOf(height() - 1 - k)] = (hostLine[0] & 1) != 0;
     }
@@ -186,7 +185,7 @@ bool TDR_SoftimageFilter::seekTo(std::uint64_t offset) {
         return pictureReaderSeek(reader.get(), at) != 0 ||
                noteReadFailure(pictureReaderError(reader.get()));
     }
-    // Seeking throws away what the stream has read ahead.
+    // Seeking discards the stream's read-ahead.
     return position() == offset ||
            ::fseeko(file.get(), static_cast<off_t>(offset), SEEK_SET) == 0 ||
            noteReadFailure(errno);
@@ -219,7 +218,7 @@ bool TDR_SoftimageFilter::readLine(long k, unsigned char* hostLine) {
 bool TDR_SoftimageFilter::readPictureScanline() {
     const std::uint64_t begin = position();
     if (begin == emptyFrom) {
-        return true; // as the line before: nothing, and the channels' lines are zero
+        return true; // missing like the line before, and the channels' lines are zero
     }
     pointAtChannels(true);
     const bool whole = pictureReaderScanline(reader.get(), picture.get(), packets.get()) != 0;
@@ -258,8 +257,7 @@ bool TDR_SoftimageFilter::readTagScanline(long k) {
 
 void TDR_SoftimageFilter::packTagRow(long k, unsigned char* hostLine) {
     // Kept: Matte bits are OR-ed into the host's block.
-    // A reader would expect the block to be overwritten. The bits are ORed into it; hosts rely on
-    // clearing it first.
+    // A reader would expect the block to be overwritten. Hosts must clear it first.
     for (int channel = 0; hostLine != nullptr && channel < tag->channelCount; ++channel) {
         const std::uint8_t* row = tagRow(tag.get(), channel, static_cast<int>(k));
         if (row != nullptr) {
@@ -284,7 +282,7 @@ bool TDR_SoftimageFilter::fill_offset_table() {
             return false;
         }
         if (position() == lineOffsets[indexOf(k)]) {
-            // Nothing was read, so nothing will be: all further lines begin here too.
+            // The file has ended: all later lines begin here too.
             while (++k < height()) {
                 lineOffsets[indexOf(k)] = position();
             }
@@ -293,7 +291,7 @@ bool TDR_SoftimageFilter::fill_offset_table() {
     return true;
 }
 
-/// Says why the file cannot be read, once for each reason; always false.
+/// Reports why the file cannot be read, once for each reason; always false.
 bool TDR_SoftimageFilter::noteReadFailure(int systemError) {
     if (readError != systemError) {
         base::say("%s: Unable to read file '%s' - %s.\n", me, openName, std::strerror(systemError));

@@ -26,7 +26,7 @@ constexpr std::uint8_t leadingBits(int count) {
     return static_cast<std::uint8_t>(~(0xffU >> count));
 }
 
-/// A single channel: the host's bytes are the row's, the other way round.
+/// A single channel: the host's bytes are the row's bytes with reversed bits.
 void packOnlyChannel(const std::uint8_t* row, int width, std::uint8_t* hostLine) {
     const int whole = width / 8;
     for (int i = 0; i < whole; ++i) {

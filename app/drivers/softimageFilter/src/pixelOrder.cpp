@@ -9,8 +9,8 @@ namespace softimage {
 
 namespace {
 
-/// Where a format's pixels hold the channels: `first` is the channel of byte 0, the others follow
-/// in the order of HostChannel.
+/// The channels of a format's pixels: `first` is the channel of byte 0, the others follow in the
+/// order of HostChannel.
 struct PixelLayout {
     int format;
     std::size_t first;
@@ -36,7 +36,7 @@ bool isComplete(const PixelLayout& layout, const ChannelLines& channels) {
 }
 
 #if defined(__x86_64__) && defined(__GNUC__) && !defined(__clang__)
-/// Compiled twice, the form for this machine is chosen when the program starts: with 32-byte
+/// Compiled twice; the form for this machine is selected when the program starts. With 32-byte
 /// vectors the two loops are 1.2 and 1.6 times as fast.
 #define TDR_WIDE_VECTORS __attribute__((target_clones("avx2", "default")))
 #else
@@ -67,10 +67,10 @@ TDR_WIDE_VECTORS void joinFour(const std::uint8_t* __restrict alpha,
     }
 }
 
-/// Pixels of which the host's own bytes are taken aside at a time.
+/// Number of pixels whose host bytes are saved at a time.
 constexpr std::size_t kAside = 512;
 
-/// Takes one byte of each four-byte pixel.
+/// Extracts one byte of each four-byte pixel.
 void takeByte(const std::uint8_t* __restrict host, std::size_t width,
               std::uint8_t* __restrict taken) {
     for (std::size_t x = 0; x < width; ++x) {
@@ -78,8 +78,8 @@ void takeByte(const std::uint8_t* __restrict host, std::size_t width,
     }
 }
 
-/// Four-byte pixels of which the file has some channels: the others are taken from the host line
-/// and put back with the rest, since that is six times as fast as single bytes.
+/// Four-byte pixels of a file with some of the channels: the others are saved from the host line
+/// and stored again with the rest, which is six times as fast as storing single bytes.
 void joinIntoFour(const ChannelLines& channels, std::size_t width, std::uint8_t* host) {
     std::uint8_t aside[kHostChannels][kAside];
     for (std::size_t start = 0; start < width; start += kAside) {

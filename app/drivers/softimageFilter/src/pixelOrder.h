@@ -8,26 +8,25 @@
 
 namespace softimage {
 
-/// The channels in the order in which a host pixel holds them, one byte each.
+/// The channels in the order of a host pixel's bytes.
 enum HostChannel : std::uint8_t { kHostAlpha, kHostBlue, kHostGreen, kHostRed };
 inline constexpr int kHostChannels = 4;
 
-/// Pixel formats. The host sees the first two; the others say what a file without all four channels
-/// holds.
+/// Pixel formats. The host sees the first two; the others are for files without all four channels.
 inline constexpr int kFormatRgba = 0;    ///< alpha, blue, green, red
 inline constexpr int kFormatTag = 1;     ///< matte bits
 inline constexpr int kFormatRgb = -99;   ///< blue, green, red
 inline constexpr int kFormatAlpha = -98; ///< alpha
 
-/// One line of each channel, indexed by HostChannel; null where the file has no such channel.
+/// One line of each channel, indexed by HostChannel; null if the file has no such channel.
 using ChannelLines = std::array<std::uint8_t*, kHostChannels>;
 
 /// Bytes of one pixel in a host line of `format`; 1 for a format that is none of the above.
 [[nodiscard]] int bytesPerHostPixel(int format);
 
-/// Moves `width` pixels of a host line to the channels, or back. A channel that is null is skipped:
-/// its bytes in the host line stay as they were. A format without pixels (a matte, an unknown one)
-/// moves nothing.
+/// Copies `width` pixels of a host line to the channels, or back. A null channel is skipped: its
+/// bytes in the host line are unchanged. A format without pixels (a matte, an unknown one) copies
+/// nothing.
 void hostLineToChannels(int format, const std::uint8_t* hostLine, std::size_t width,
                         const ChannelLines& channels);
 void channelsToHostLine(int format, const ChannelLines& channels, std::size_t width,
