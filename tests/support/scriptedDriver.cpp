@@ -138,8 +138,7 @@ bool isPut(int action) {
     return action >= ipc::kActionPutCache && action <= ipc::kActionPutStamp;
 }
 
-void answerWell() {
-    echoRequest();
+void answerQuietly() {
     if (asked.datacmd[ipc::kWordClass] == ipc::kClassInfo) {
         answerQuery();
         return;
@@ -148,6 +147,11 @@ void answerWell() {
         sendEmpty(ipc::kClassEvent, ipc::kEventBlockTaken);
     }
     sendStatus(ipc::kStatusOk);
+}
+
+void answerWell() {
+    echoRequest();
+    answerQuietly();
 }
 
 // --- The others: before they have connected ------------------------------------------------------
@@ -257,6 +261,22 @@ void readFile() {
     const std::string_view path(asked.chardata);
     (void)!write(STDERR_FILENO, path.data(), path.size());
     sendStatus(path.ends_with("opens") ? ipc::kStatusOk : ipc::kStatusError);
+}
+
+/// Has a picture of 3 x 2 in every file, and finds it damaged only when it closes it.
+void findDamageLate() {
+    if (asked.datacmd[ipc::kWordClass] == ipc::kClassInfo && code() == ipc::kQueryBounds) {
+        begin(ipc::kClassStatus, code() + ipc::kReplyOffset);
+        answer.numof_longs = 4;
+        answer.longdata[2] = 3;
+        answer.longdata[3] = 2;
+        send();
+        return;
+    }
+    if (code() == ipc::kActionDisconnectFromFile) {
+        remark("the picture is cut short or damaged");
+    }
+    answerQuietly();
 }
 
 void exitNow() {
@@ -412,6 +432,7 @@ constexpr Behaviour kBehaviours[] = {
     {kStubborn, Stage::AtRequest, answerWell},
     {"refuses", Stage::AtRequest, refuse},
     {"reader", Stage::AtRequest, readFile},
+    {"lateDamage", Stage::AtRequest, findDamageLate},
     {"exits", Stage::AtRequest, exitNow},
     {"killsItself", Stage::AtRequest, killItself},
     {"hangsUp", Stage::AtRequest, hangUp},

@@ -45,6 +45,10 @@ struct Side {
             picture.session->passOnLines(read.failure().lastLine);
             return picture.session->problem(path, read.failure());
         }
+        return checkDamage();
+    }
+
+    Outcome<bool> checkDamage() const {
         if (!picture.session->driver.damage().empty()) {
             return Problem{ExitCode::Failed, path + ": damaged, and so cannot be compared"};
         }
@@ -146,6 +150,8 @@ Outcome<ExitCode> compare(DriverSet& drivers, const std::string& pathA, const st
     for (Side* side : {&*a, &*b}) {
         if (const auto closed = side->picture.reader.close(); found && !closed) {
             found = side->picture.session->problem(side->path, closed.failure());
+        } else if (const auto whole = side->checkDamage(); found && !whole) {
+            found = whole.problem();
         }
         side->picture.session->passOnLines();
     }

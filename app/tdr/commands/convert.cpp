@@ -238,7 +238,7 @@ Outcome<bool> Conversion::copyLines(PictureFile& picture, Session& session,
     if (const auto closed = picture.reader.close(); !closed) {
         return inputProblem(picture, closed.failure());
     }
-    return true;
+    return checkDamage(picture); // a driver may find it only when it closes the file
 }
 
 Problem Conversion::inputProblem(PictureFile& picture, const tdr::Failure& failure) const {

@@ -71,6 +71,10 @@ struct PictureDisposer {
 /// when there is no mask or out of memory (errno is ENOMEM).
 [[nodiscard]] ChannelPacket* channelPacketAllocateChain(std::span<const std::uint8_t> masks);
 
+/// 1 when every packet of the chain has an encoding that the scanline calls can decode (raw, pure
+/// or mixed), else 0: they leave the channels of the others as they are.
+[[nodiscard]] int channelPacketIsDecodable(const ChannelPacket* chain);
+
 /// Frees every packet of the chain and sets the pointer to null. Accepts null.
 void channelPacketDispose(ChannelPacket** chain);
 

@@ -57,7 +57,7 @@ bool readPlanes(PictureReader* reader, Picture* record, const ChannelPacket* cha
         whole = pictureReaderScanline(reader, record, chain) != 0;
     }
     forgetLines(record);
-    return whole;
+    return whole && channelPacketIsDecodable(chain) != 0;
 }
 
 int writePlanes(std::FILE* stream, Picture* record, const ChannelPacket* chain) {

@@ -5,7 +5,9 @@
 #include "base/byteOrder.h"
 #include "base/uniqueFile.h"
 #include "file/tinyFileName.h"
+#include "picture/coders/tinyPictureCoders.h"
 #include "tinyFile.h"
+#include "tinyPictureLine.h"
 
 #include <cerrno>
 #include <cstdlib>
@@ -143,6 +145,13 @@ ChannelPacket* channelPacketAllocateChain(std::span<const std::uint8_t> masks) {
         end = &(*end)->next;
     }
     return chain;
+}
+
+int channelPacketIsDecodable(const ChannelPacket* chain) {
+    while (chain != nullptr && packetEncoding(chain) < kEncodings) {
+        chain = chain->next;
+    }
+    return chain == nullptr ? 1 : 0;
 }
 
 void channelPacketDispose(ChannelPacket** chain) {

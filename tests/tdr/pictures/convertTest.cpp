@@ -215,8 +215,12 @@ class DamagedTest : public ConvertTest {
         const std::string pic = contentOf(in("whole.pic"));
         const std::string png = contentOf(sample("cutout.png"));
         fs::remove(in("whole.pic"));
+        std::string unknown = support::rawPic(2, 1, 0xE0, support::bytes({1, 2, 3, 4, 5, 6}));
+        unknown[106] = 9; // an encoding that nobody has
         return {{"half.pic", pic.substr(0, pic.size() / 2)},
+                {"unknown.pic", unknown},
                 {"half.png", png.substr(0, png.size() / 2)},
+                {"tail.png", png.substr(0, png.size() - 12)}, // all pixels, but no end
                 {"cut.tag", support::tag(40, 30, 1, {0})},
                 // So large that it goes by lines.
                 {"claim.pic", support::rawPic(32767, 32767, 0xE0, "")}};
@@ -251,7 +255,7 @@ TEST_F(DamagedTest, endsWith1AndTheOldFileUnlessItIsToBeKept) {
             EXPECT_EQ(kept.exit, 1);
             EXPECT_TRUE(contains(kept.err, from + "' is cut short or damaged"));
             EXPECT_TRUE(contains(kept.err, to + ": written, but " + from + " is damaged\n"));
-            const std::string reader = c.name == "half.png" ? "pngFilter" : "softimageFilter";
+            const std::string reader = c.name.ends_with(".png") ? "pngFilter" : "softimageFilter";
             EXPECT_EQ(pixelsOf("pngFilter", to), pixelsOf(reader, from));
         }
         fs::remove(from);
@@ -323,6 +327,14 @@ TEST_F(ConvertTest, aDriverThatDiesOrHangsLeavesTheOldFile) {
     EXPECT_TRUE(contains(late.err, "put line: no answer within 2 s"));
     EXPECT_EQ(contentOf(target), "old");
     EXPECT_EQ(namesIn(files().path()), (Names{"o.1039-1", "small.pic"}));
+}
+
+TEST_F(ConvertTest, damageThatIsFoundAtTheCloseCounts) {
+    const std::string drivers = driverFolder({"lateDamage"});
+    const auto file = files().write("a.1039-1", "x");
+    EXPECT_EQ(run({"compare", file, file, "--driver-dir", drivers}).exit, 4);
+    EXPECT_EQ(run({"convert", file, in("o.png"), "--driver-dir", drivers}).exit, 1);
+    EXPECT_FALSE(fs::exists(in("o.png")));
 }
 
 TEST_F(ConvertTest, aDriverThatWritesNothingIsAFailure) {

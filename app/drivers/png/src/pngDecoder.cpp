@@ -146,7 +146,15 @@ bool PngDecoder::readRow(std::uint8_t* row) {
     // libpng fills a row only when it is complete, even if it then fails at the next bytes.
     std::memset(row, 0, static_cast<std::size_t>(width_) * kBytesPerPixel);
     lost_ = lost_ || !guarded(png_, [this, row] { png_read_row(png_, row, nullptr); });
+    if (nextRow_ == height_) {
+        readEnd();
+    }
     return !lost_;
+}
+
+/// A file that stops behind its pixels is cut short too: it may have held text there.
+void PngDecoder::readEnd() {
+    lost_ = lost_ || !guarded(png_, [this] { png_read_end(png_, nullptr); });
 }
 
 bool PngDecoder::readInterlaced(std::uint8_t* rows) {
@@ -159,6 +167,7 @@ bool PngDecoder::readInterlaced(std::uint8_t* rows) {
             }
         }
     });
+    readEnd();
     return !lost_;
 }
 

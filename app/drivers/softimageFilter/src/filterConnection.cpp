@@ -83,6 +83,9 @@ bool TDR_SoftimageFilter::startReading() {
     }
     if (picture) {
         reader.reset(pictureReaderAllocate(file.get()));
+        if (channelPacketIsDecodable(packets.get()) == 0) {
+            noteDamage(); // what is stored in an unknown way reads as zero
+        }
     }
     return !picture || reader;
 }
