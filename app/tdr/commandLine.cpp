@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// From the arguments to the exit status, for tdr and for the program that it hands over to.
+// From the arguments to the exit status, for tdr and for the program that it executes.
 #include "commands/subcommands.h"
 #include "files/replacedFile.h"
 #include "output/console.h"
@@ -35,8 +35,8 @@ std::string checkNotEmpty(const std::string& value) {
     return value.empty() ? "may not be empty" : "";
 }
 
-/// Nothing on our command line has a use for an empty value: it comes from a variable that somebody
-/// forgot to set, and some would mean something else then.
+/// No option or argument accepts an empty value: it usually comes from an unset variable, and for
+/// some it would have another meaning.
 void refuseEmptyValues(CLI::App& app) {
     for (CLI::Option* option : app.get_options()) {
         option->check(checkNotEmpty);
@@ -64,7 +64,7 @@ ExitCode run(int argc, char** argv, std::span<const AddSubcommand> subcommands, 
         app.exit(wanted, text, text);
         return say(text.str());
     } catch (const CLI::ParseError& error) {
-        // A word that nobody knows explains more than what is missing because of it.
+        // An unknown word explains more than the missing argument that results from it.
         const auto unknown = app.remaining(true);
         complain(unknown.empty() ? error.what() : "unknown argument: " + unknown.front());
         complain("'tdr --help' shows what there is");
@@ -73,15 +73,15 @@ ExitCode run(int argc, char** argv, std::span<const AddSubcommand> subcommands, 
     return command.exit;
 }
 
-/// Becomes the program of that name beside this one. Returns when it cannot be executed.
+/// Executes the program of that name in this one's folder. Returns only on failure.
 ExitCode handOver(const std::string& program, char** argv) {
     const std::string path = ownDirectory() / program;
     ::execv(path.c_str(), argv);
     return complain(problemWith(path, errno));
 }
 
-/// A file of ours must not get the number of a stream that was closed. What is opened instead fails
-/// to be written or read, as a closed stream does.
+/// Our files must not get the number of a closed standard stream. The replacement fails to be
+/// written or read, like a closed stream.
 void openStandardStreams() {
     constexpr int kModes[] = {O_WRONLY, O_RDONLY, O_RDONLY};
     for (int fd = STDIN_FILENO; fd <= STDERR_FILENO; ++fd) {
@@ -91,15 +91,14 @@ void openStandardStreams() {
     }
 }
 
-/// Some of the library's calls end the process when they get no memory. What stays then, the next
-/// run removes.
+/// Some library calls end the process when out of memory. The next run removes what is left.
 [[noreturn]] void endForWantOfMemory() {
     (void)writeWhole(STDERR_FILENO, "tdr: out of memory\n");
     std::_Exit(static_cast<int>(ExitCode::Failed));
 }
 
-/// What a run throws, it throws for want of memory, most likely; the objects that it had have
-/// removed by now what is not to stay. `failed` is looked at afterwards.
+/// A run throws most likely because it is out of memory; its objects have cleaned up by then.
+/// `failed` is read afterwards.
 template <typename Run>
 ExitCode withoutThrowing(Run run, const ExitCode& failed) {
     try {
@@ -129,7 +128,7 @@ int runCommand(int argc, char** argv, std::span<const AddSubcommand> subcommands
     if (const int signal = tdr::InterruptGuard::signal(); signal != 0) {
         tdr::InterruptGuard::endBySignal(signal);
     }
-    if (!command.successor.empty()) { // only now, with the signals' own actions in force again
+    if (!command.successor.empty()) { // only now, with the signals' original actions restored
         exit = withoutThrowing([&] { return handOver(command.successor, argv); }, command.failed);
     }
     return static_cast<int>(exit);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// tdr compare A B: are two pictures the same, pixel by pixel? Each is read through the driver that
-// knows it, line by line, so that a picture and what a driver made of it can be held side by side.
+// tdr compare A B: compares two pictures pixel by pixel. Each is read line by line through the
+// driver of its format.
 #include "output/console.h"
 #include "pictures/metadata.h"
 #include "pictures/pictureFile.h"
@@ -18,7 +18,7 @@ namespace {
 
 using Pixel = std::array<std::uint8_t, tdr::kPixelBytes>;
 
-/// One side of the comparison: an open picture and the block its lines come in.
+/// One side of the comparison: an open picture and the block for its lines.
 struct Side {
     std::string path;
     PictureFile picture;
@@ -38,7 +38,7 @@ struct Side {
 
     [[nodiscard]] const tdr::PictureShape& shape() const { return picture.reader.shape(); }
 
-    /// A damaged line is none: what is missing in it reads as zero and would compare.
+    /// A damaged line is a failure: its missing pixels read as zero and would be compared.
     Outcome<bool> readLine(std::int32_t line) {
         const auto read = picture.reader.readLine(block, line);
         if (!read) {
@@ -62,16 +62,16 @@ struct Side {
         return pixel;
     }
 
-    /// How many pictures the file holds: the mattes of one that has several, else 1.
+    /// Number of pictures in the file: its mattes, else 1.
     [[nodiscard]] std::int32_t mattes() const { return shape().matte ? shape().channels : 1; }
 };
 
 struct Differences {
     std::int64_t count = 0;
-    std::string first; ///< where, and what the two pixels are
+    std::string first; ///< the position and the values of the two pixels
 };
 
-/// "#rrggbbaa" from the order in which drivers hand pixels over: alpha, blue, green, red.
+/// "#rrggbbaa" from the drivers' order: alpha, blue, green, red.
 std::string colourText(const Pixel& pixel) {
     return fmt::format("#{:02x}{:02x}{:02x}{:02x}", pixel[3], pixel[2], pixel[1], pixel[0]);
 }
@@ -108,14 +108,14 @@ Outcome<Differences> compareLines(Side& a, Side& b) {
     return found;
 }
 
-/// What both have to be alike in before their pixels can be, as text.
+/// The properties that must be equal before pixels are compared, as text.
 std::string shapeText(const Side& side) {
     const tdr::PictureShape& shape = side.shape();
     return fmt::format("{} x {}", shape.width, shape.height) +
            (side.mattes() > 1 ? fmt::format(" with {} mattes", side.mattes()) : "");
 }
 
-/// Drivers hand over 8 bits of a sample: that the others are equal has not been looked at.
+/// Drivers transfer 8 bits of a sample; the others are not compared, and this text says so.
 Outcome<std::string> depthText(const Side& a, const Side& b) {
     for (const Side* side : {&a, &b}) {
         const auto metadata = readMetadata(pathOfDescriptor(side->picture.file.get()));
@@ -130,8 +130,8 @@ Outcome<std::string> depthText(const Side& a, const Side& b) {
     return std::string();
 }
 
-/// Says whether they are equal, or what differs, in one line. Only a close that succeeds proves
-/// that the lines were the answers to their requests.
+/// Reports in one line whether they are equal, or what differs. Only a successful close proves that
+/// the lines were the answers to their requests.
 Outcome<ExitCode> compare(DriverSet& drivers, const std::string& pathA, const std::string& pathB) {
     auto a = Side::open(drivers, pathA);
     if (!a) {
@@ -173,7 +173,7 @@ Outcome<ExitCode> compare(DriverSet& drivers, const std::string& pathA, const st
     return said == ExitCode::Done ? said : ExitCode::NotCompared;
 }
 
-/// A failure is not a difference: it has an exit status of its own.
+/// A failure is not a difference and has a separate exit status.
 ExitCode run(const DriverOptions& options, const std::string& pathA, const std::string& pathB) {
     DriverSet drivers(options);
     const auto compared = compare(drivers, pathA, pathB);

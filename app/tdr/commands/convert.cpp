@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// tdr convert IN OUT: read through one driver, write through another, or through the same one when
-// it knows both formats. They work on one shared block, so that nothing is copied: the whole
-// picture or, when it is a large one, line by line.
+// tdr convert IN OUT: reads through one driver and writes through another, or through the same one
+// if it knows both formats. Both use one shared block without a copy: for the whole picture or, if
+// it is large, line by line.
 #include "base/limits.h"
 #include "files/readableFile.h"
 #include "files/replacedFile.h"
@@ -24,17 +24,17 @@ namespace {
 struct ConvertOptions {
     std::string input;
     std::string output;
-    std::int32_t channel = 0; ///< of a matte, counted from 1; 0: the first, and say so
+    std::int32_t channel = 0; ///< of a matte, counted from 1; 0: the first, with a report
     AlphaChange alpha = AlphaChange::None;
     bool keepDamaged = false;
 };
 
-/// Bytes of pixels above which a picture goes line by line: room for a film frame of 4096 x 3112,
-/// little enough that a small file with a large claim does no harm.
+/// Size of pixels above which a picture is converted line by line: room for a film frame of 4096 x
+/// 3112, but small enough that a small file with a large claimed size does no harm.
 constexpr std::size_t kLarge = std::size_t{64} << 20;
 
-/// A conversion from its options to its end; any step's problem is the result of the whole, and a
-/// file that was written from damaged input is a problem too.
+/// A conversion from its options to its end. A problem of any step is the result, and so is damaged
+/// input, even if a file was written.
 class Conversion {
   public:
     Conversion(const DriverOptions& drivers, const ConvertOptions& options)
@@ -55,12 +55,12 @@ class Conversion {
 
     DriverSet drivers_;
     const ConvertOptions& options_;
-    std::optional<tdr::SharedBlock> pixels_; ///< the whole picture, unless it is a large one
-    std::vector<std::string> losses_;        ///< what the new file has no place for
-    bool damaged_ = false;                   ///< what was read is not all of it
+    std::optional<tdr::SharedBlock> pixels_; ///< the whole picture, unless it is large
+    std::vector<std::string> losses_;        ///< what the new file cannot hold
+    bool damaged_ = false;                   ///< the input was not read in full
 };
 
-/// A block for the whole picture; none for a large one, or when there is no memory for it.
+/// A block for the whole picture; none if it is large, or when out of memory.
 std::optional<tdr::SharedBlock> blockFor(const tdr::PictureReader& reader) {
     const std::size_t bytes = tdr::pictureBytes(reader.width(), reader.height());
     if (bytes > kLarge) {
@@ -101,7 +101,7 @@ Outcome<bool> Conversion::run() {
         return file.problem();
     }
     pixels_ = blockFor(picture->reader);
-    std::optional<Session> other; // not needed when the reading driver is through and can go on
+    std::optional<Session> other; // not needed if the reading driver has finished and can write
     if (!pixels_ || picture->driverName != drivers_.name(*writerDriver)) {
         auto session = drivers_.take(*writerDriver);
         if (!session) {
@@ -116,7 +116,7 @@ Outcome<bool> Conversion::run() {
     return convert(*picture, other ? *other : *picture->session, *file);
 }
 
-/// Selects the matte that is wanted, and notes the others as left out.
+/// Selects the requested matte, and records the others as losses.
 Outcome<bool> Conversion::chooseMatte(PictureFile& picture) {
     const tdr::PictureShape& shape = picture.reader.shape();
     const std::int32_t mattes = shape.matte ? shape.channels : 0;
@@ -144,8 +144,8 @@ Outcome<bool> Conversion::convert(PictureFile& picture, Session& writer, Replace
     }
     if (auto written = write(picture, writer, file); !written) {
         picture.session->passOnLines(writer.driver.lastLine());
-        writer.passOnLines(writer.driver.lastLine()); // that one is in the problem's text
-        writer.driver.kill();                         // it would complete a file that is dropped
+        writer.passOnLines(writer.driver.lastLine()); // the problem's text has that line
+        writer.driver.kill();                         // it would complete a discarded file
         return written;
     }
     for (Session* done : {picture.session.get(), &writer}) {
@@ -169,7 +169,7 @@ Outcome<bool> Conversion::convert(PictureFile& picture, Session& writer, Replace
                     : Outcome<bool>(true);
 }
 
-/// Reads the whole picture and lets go of its file, unless it goes line by line.
+/// Reads the whole picture and closes its file, unless the conversion is line by line.
 Outcome<bool> Conversion::read(PictureFile& picture) {
     if (!pixels_) {
         return true;
@@ -185,7 +185,7 @@ Outcome<bool> Conversion::read(PictureFile& picture) {
     return checkDamage(picture);
 }
 
-/// Fails when the driver has found the file damaged and that is not wanted.
+/// Fails if the driver has reported damage and --keep-damaged is not set.
 Outcome<bool> Conversion::checkDamage(PictureFile& picture) {
     damaged_ = !picture.session->driver.damage().empty();
     if (options_.keepDamaged || !damaged_) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// tdr drivers: which drivers there are, and what each says of itself.
+// tdr drivers: lists the drivers with their descriptions of themselves.
 #include "output/console.h"
 #include "output/table.h"
 #include "pictures/driverSet.h"
@@ -11,7 +11,7 @@
 
 namespace {
 
-/// The row of one driver, or why there is none.
+/// The row of one driver, or why it has none.
 tdr::Result<std::vector<std::string>> describe(const std::filesystem::path& program,
                                                const DriverOptions& options) {
     auto session = startSession(program, options);

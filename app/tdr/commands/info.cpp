@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// tdr info FILE...: what a file is.
+// tdr info FILE...: describes files.
 #include "files/readableFile.h"
 #include "info/fileKinds.h"
 #include "output/console.h"
@@ -33,7 +33,7 @@ std::string textOf(const std::string& file, const FileKind& kind, const FileInfo
     return text;
 }
 
-/// Writes to standard output until that fails, which is reported once.
+/// Writes to standard output until a failure, which is reported once.
 class Output {
   public:
     void write(std::string_view text) {
@@ -63,7 +63,7 @@ void writeJson(JsonWriter& json, const std::string& file, const FileKind& kind,
     json.end();
 }
 
-/// One file at a time is held, and what is known of it is written before the next one is read.
+/// Only one file is in memory at a time: its description is written before the next one is read.
 ExitCode showOne(const std::string& file, const DriverOptions& driverOptions, JsonWriter* json,
                  Output& output) {
     DriverSet drivers(driverOptions);
@@ -78,7 +78,7 @@ ExitCode showOne(const std::string& file, const DriverOptions& driverOptions, Js
     if (!info) {
         return complain(info.problem());
     }
-    return info->damage.empty() ? ExitCode::Done : ExitCode::Failed; // its driver has said why
+    return info->damage.empty() ? ExitCode::Done : ExitCode::Failed; // its driver has reported why
 }
 
 ExitCode showInfo(const DriverOptions& driverOptions, const InfoOptions& options) {

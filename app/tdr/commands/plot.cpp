@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// tdr plot FILE -o OUT.svg: a picture of what a scene file holds.
+// tdr plot FILE -o OUT.svg: draws the contents of a scene file.
 #include "plot/plot.h"
 #include "files/replacedFile.h"
 #include "output/console.h"
@@ -53,14 +53,14 @@ Outcome<bool> save(const std::string& target, const std::string& text) {
     return written ? file->commit() : written;
 }
 
-/// What is drawn of each kind of file without --show.
+/// The default of --show for each kind of file.
 Outcome<Plot> draw(const SceneDocument& document, const PlotOptions& options) {
     const std::string title = utf8Text(std::filesystem::path(options.file).filename().string());
     const std::string usual = document.scene != nullptr    ? "curves"
                               : document.spline != nullptr ? "splines"
                                                            : "trees";
     const std::string& show = options.show.empty() ? usual : options.show;
-    SceneReport complaints; // of evaluating curves; the check tells them
+    SceneReport complaints; // from evaluating curves; `scene check` reports them
     const SceneListener listener(complaints);
     if (show == "curves") {
         return plotCurves(document, title, options.choice);

@@ -16,10 +16,10 @@ namespace {
 
 using Text = tdr::Result<std::string>;
 
-/// Formats asked for one by one end at the first that is not there, or here.
+/// Formats are queried one by one up to the first missing one, or this limit.
 constexpr std::int32_t kMostFormats = 64;
 
-/// Makes text of an answer, or hands its failure on.
+/// Converts an answer to text, or returns its failure.
 template <typename T, typename Show>
 Text shown(const tdr::Result<T>& answer, Show show) {
     return answer ? Text(show(*answer)) : Text(answer.failure());

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// tdr scene check|format|binary|text: what the toolkit makes of scene files.
+// tdr scene check|format|binary|text: checks and rewrites scene files.
 #include "output/console.h"
 #include "output/utf8Text.h"
 #include "scene/sceneDocument.h"
@@ -56,10 +56,10 @@ ExitCode check(const SceneOptions& options) {
 
 // ---------------------------------------------------------------------------------- writing again
 
-/// Losses that are told one by one; the check tells all of them.
+/// Losses that are reported one by one; `scene check` reports all of them.
 constexpr std::size_t kMostTold = 10;
 
-/// A document on its way into another file, or into the place of its own.
+/// Writes a document to another file, or in place.
 class Rewriting {
   public:
     Rewriting(const SceneDocument& document, const SceneOptions& options)
@@ -85,7 +85,7 @@ class Rewriting {
         return reading + (reading.empty() || writing.empty() ? "" : ", ") + writing;
     }
 
-    /// The file itself is replaced only by one that holds as much.
+    /// A file is replaced in place only if nothing is lost.
     [[nodiscard]] Outcome<bool> approve() const {
         const auto refusal = [&](const std::string& reason) {
             return Problem{ExitCode::Failed, file_ + ": not replaced, " + reason};
@@ -106,7 +106,7 @@ class Rewriting {
         return read + (reading.whole() || writing.whole() ? "" : "; ") + writing.losses();
     }
 
-    /// What the file now written lacks.
+    /// Reports what the new file lacks.
     [[nodiscard]] ExitCode tell() const {
         if (const std::string changed = changes(); !changed.empty()) {
             complain(target_ + ": " + changed);
@@ -164,7 +164,7 @@ struct Action {
     const char* help;
     ExitCode (*run)(const SceneOptions&);
     bool writes;         ///< takes one file and --output; otherwise many files
-    bool outputRequired; ///< otherwise the file itself is replaced
+    bool outputRequired; ///< if false, the default is the file itself
 };
 
 constexpr Action kActions[] = {

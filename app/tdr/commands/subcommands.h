@@ -14,18 +14,18 @@ namespace CLI {
 class App;
 }
 
-/// What all subcommands share. A subcommand that was chosen leaves its exit status in `exit`, or in
-/// `successor` the name of the program beside this one that goes on with the same arguments.
+/// Shared by all subcommands. The selected subcommand stores its exit status in `exit`, or in
+/// `successor` the name of a program in the same folder to execute with the same arguments.
 struct Command {
     DriverOptions drivers;
     ExitCode exit = ExitCode::Done;
-    ExitCode failed = ExitCode::Failed; ///< when it ends by an exception, for want of memory
+    ExitCode failed = ExitCode::Failed; ///< if an exception ends it (out of memory)
     std::string successor;
 };
 
 using AddSubcommand = void (*)(CLI::App& app, Command& command);
 
-/// The whole run of a program that knows these subcommands: its exit status.
+/// Runs a program with these subcommands; returns its exit status.
 [[nodiscard]] int runCommand(int argc, char** argv, std::span<const AddSubcommand> subcommands);
 
 void addDrivers(CLI::App& app, Command& command);
@@ -37,7 +37,7 @@ void addView(CLI::App& app, Command& command);
 void addScene(CLI::App& app, Command& command);
 void addPlot(CLI::App& app, Command& command);
 
-/// `tdr view` with what it does: tdr hands over to tdr-view, and that one calls `view`.
+/// `tdr view` and its function: tdr executes tdr-view, which calls `view`.
 struct ViewOptions {
     std::string file;
     AlphaChange alpha = AlphaChange::None;

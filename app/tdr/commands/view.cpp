@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// tdr view FILE: the program tdr-view does it. The window system's libraries take a quarter of the
-// time in which tdr starts, and so nothing else shall load them.
+// tdr view FILE: executes the program tdr-view. Loading the window system's libraries takes a
+// quarter of the start of tdr, so no other subcommand loads them.
 #include "subcommands.h"
 
 #include <CLI/App.hpp>

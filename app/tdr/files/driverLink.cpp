@@ -7,7 +7,8 @@
 
 namespace {
 
-/// The driver of these looks for a matte under the picture's name with the matte's ending behind.
+/// The driver of pictures with this ending tries mattes under the same name with their ending
+/// appended.
 constexpr std::string_view kPictureEnding = ".pic";
 constexpr std::string_view kMatteEnding = ".tag";
 

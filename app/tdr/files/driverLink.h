@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// How a driver reaches exactly one file, whatever the file's name is.
+// Leads a driver to exactly one file, whatever its name.
 #pragma once
 
 #include "output/outcome.h"
@@ -9,13 +9,13 @@
 #include <string_view>
 #include <vector>
 
-/// Which of our paths stands for which file of the user's, for the texts of drivers.
+/// Maps our paths to the user's file names, for the messages of drivers.
 class FileNames {
   public:
     void add(std::string path, std::string named);
     void add(const FileNames& others);
 
-    /// `text` with each of the paths replaced by what the user calls the file.
+    /// `text` with each of the paths replaced by the user's name of the file.
     [[nodiscard]] std::string in(std::string text) const;
 
   private:
@@ -23,18 +23,18 @@ class FileNames {
         std::string path;
         std::string named;
     };
-    std::vector<Row> rows_; ///< those first whose paths may begin with others
+    std::vector<Row> rows_; ///< a path before its prefixes
 };
 
-/// Drivers have rules for names: the toolkit's appends an ending to a name that does not end in it
-/// to the letter, and opens what is called like that instead; a path of more than 1023 bytes is
-/// cut; a file directly under the root cannot be reached. So a driver is given a name of ours: a
-/// symbolic link in a private folder, which ends as the driver likes it and leads to a descriptor
-/// that is already open. No name that anybody else could change is looked up again. Move-only.
+/// Drivers have rules for names: the toolkit's driver appends an ending to a name without it
+/// (case-sensitive) and opens that file instead; a path of more than 1023 bytes is cut; a file
+/// directly under the root cannot be reached. So a driver gets a name of ours: a symbolic link in a
+/// private folder, with the driver's ending, to a descriptor that is already open. No name that
+/// others could change is resolved again. Move-only.
 class DriverLink {
   public:
-    /// Links to what `fd` has open, which stays open as long as the object lives. `named` is what
-    /// the user calls it.
+    /// Links to the open file of `fd`, which stays open while the object exists. `named` is the
+    /// user's name of it.
     static Outcome<DriverLink> make(int fd, std::string named);
 
     DriverLink(DriverLink&&) noexcept = default;
@@ -46,7 +46,7 @@ class DriverLink {
     /// The path for a driver whose files end in `ending`.
     Outcome<std::string> path(std::string_view ending);
 
-    /// The paths given so far.
+    /// The paths returned so far.
     [[nodiscard]] const FileNames& names() const { return names_; }
 
   private:

@@ -16,8 +16,8 @@ namespace {
 
 constexpr char kAccessList[] = "system.posix_acl_access";
 
-/// Only these are the users'. Others are the system's: it sets them as it thinks right, also when
-/// it lets us set them; and some hold only for the content that they were set for.
+/// Only these belong to users. The system manages the others, even those that we may set, and some
+/// apply only to the content for which they were set.
 bool isUsers(std::string_view name) {
     return name.starts_with("user.") || name == kAccessList;
 }
@@ -25,13 +25,13 @@ bool isUsers(std::string_view name) {
 constexpr mode_t kGroupBits = 0070;
 constexpr mode_t kSetIdBits = S_ISUID | S_ISGID;
 
-/// Entries of an access control list, as the system hands it over: a word, then eight bytes each.
+/// Layout of an access control list: a word, then eight bytes for each entry.
 constexpr std::size_t kListHead = 4;
 constexpr std::size_t kListEntry = 8;
 constexpr char kOwningGroup = 0x04;
 constexpr char kAllOthers = 0x20;
 
-/// Allows the owning group no more than all others.
+/// Limits the owning group to the permissions of all others.
 void cutGroup(std::string& list) {
     char others = 0;
     for (std::size_t at = kListHead; at + kListEntry <= list.size(); at += kListEntry) {
@@ -49,7 +49,8 @@ struct Attribute {
     std::string value;
 };
 
-/// The attributes of the file at `path`, or errno in `error`. A file system without any has none.
+/// The attributes of the file at `path`, or errno in `error`. Empty on a file system without
+/// attributes.
 std::vector<Attribute> attributesOf(const std::string& path, int& error) {
     std::vector<Attribute> all;
     std::string names(XATTR_LIST_MAX, '\0');
@@ -88,7 +89,7 @@ std::string takeOverAttributes(int from, int to) {
     if (::fstat(from, &old) != 0 || ::fstat(to, &now) != 0) {
         return lost("its permissions", errno);
     }
-    // The group first: who is no longer the owner may not set it.
+    // The group first: after a change of the owner we may not set it.
     const bool group = old.st_gid == now.st_gid || ::fchown(to, -1U, old.st_gid) == 0;
     const bool owner = old.st_uid == now.st_uid || ::fchown(to, old.st_uid, -1U) == 0;
     mode_t mode = old.st_mode & ~static_cast<mode_t>(S_IFMT);
@@ -103,7 +104,7 @@ std::string takeOverAttributes(int from, int to) {
     if (error != 0) {
         return lost("its extended attributes", error);
     }
-    // The new file may have a list that its folder gives to all new files.
+    // The new file may have a default list from its folder.
     if (::fremovexattr(to, kAccessList) != 0 && errno != ENODATA && errno != ENOTSUP) {
         return lost("its access control list", errno);
     }

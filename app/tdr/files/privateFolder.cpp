@@ -20,22 +20,21 @@ constexpr mode_t kOursOnly = 0700;
 constexpr mode_t kOthers = 0077;
 constexpr std::string_view kNoteEnding = ".at";
 
-/// Another process may remove the folder, empty as it still is, between our making and our using
-/// it.
+/// Another process may remove the empty folder before we use it.
 constexpr int kTries = 20;
 
 struct FolderCloser {
     void operator()(DIR* folder) const { ::closedir(folder); }
 };
 
-/// Removes the temporary file that the dead process of `mark` noted, whether it is still there or
-/// not. The name is its own and can be nobody else's, whatever the folder has become since.
+/// Removes the temporary file that the dead process of `mark` noted, if it still exists. The name
+/// is unique, so it cannot belong to another file, whatever has happened to the folder.
 void removeNoted(int folder, const std::string& note) {
     std::array<char, PATH_MAX> path{};
     const ssize_t size = ::readlinkat(folder, note.c_str(), path.data(), path.size() - 1);
     const std::string_view noted(path.data(), size > 0 ? static_cast<std::size_t>(size) : 0);
     const std::string_view mark(note.data(), note.size() - kNoteEnding.size());
-    // The note goes first: a disk that no longer answers stops one run and not each one.
+    // The note is removed first: an unreachable disk then stops one run and not every run.
     if (::unlinkat(folder, note.c_str(), 0) == 0 && noted.ends_with(fmt::format("/.{}", mark))) {
         ::unlink(path.data());
     }
@@ -60,7 +59,7 @@ void removeLeftOvers(int folder) {
     }
 }
 
-/// One that another user has put there under our name is not ours.
+/// False for a folder that another user has created under our name.
 bool isOurs(int fd) {
     struct stat status {};
     return ::fstat(fd, &status) == 0 && status.st_uid == ::geteuid() &&
@@ -79,7 +78,7 @@ bool PrivateFolder::enter() {
             errno = EPERM;
             return false;
         }
-        // An entry keeps others from removing the folder.
+        // An entry prevents others from removing the folder.
         if (fd_.valid() && ::symlinkat("held", fd_.get(), mark_.c_str()) == 0) {
             return true;
         }
@@ -121,7 +120,7 @@ PrivateFolder::~PrivateFolder() {
     if (fd_.valid()) {
         ::unlinkat(fd_.get(), mark_.c_str(), 0);
     }
-    ::rmdir(path_.c_str()); // only when nothing is left in it
+    ::rmdir(path_.c_str()); // only if it is empty
 }
 
 std::string PrivateFolder::pathOf(std::string_view name) const {
@@ -129,7 +128,7 @@ std::string PrivateFolder::pathOf(std::string_view name) const {
 }
 
 std::string pathOfDescriptor(int fd) {
-    char self[32] = {}; // as /proc counts, which may be that of another namespace
+    char self[32] = {}; // the number in /proc, which may be of another namespace
     const ssize_t size = ::readlink("/proc/self", self, sizeof self - 1);
     return fmt::format("/proc/{}/fd/{}", size > 0 ? self : "self", fd);
 }

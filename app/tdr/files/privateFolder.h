@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A folder that only this user can look into, for names that nobody else may put in the way.
+// A folder that only this user can access, so that others cannot replace names in it.
 #pragma once
 
 #include "base/uniqueFd.h"
@@ -9,11 +9,11 @@
 #include <string_view>
 #include <utility>
 
-/// TMPDIR/tdr-UID (or in /tmp, where TMPDIR takes none), shared by all runs of one user. It is
-/// opened once and used by descriptor: what becomes of its name does not matter. Each object has a
-/// mark of its own, and its files there have names that begin with it. The first object of a
-/// process removes what dead processes have left there, and the files beside targets that they
-/// noted there. The last object of all processes removes the folder. Move-only.
+/// TMPDIR/tdr-UID (or in /tmp, if TMPDIR is unusable), shared by all runs of one user. It is opened
+/// once and used by descriptor, so changes of its name do not matter. Each object has its own mark,
+/// with which the names of its files begin. The first object of a process removes what dead
+/// processes have left there, and the files next to targets that they noted there. The last object
+/// of all processes removes the folder. Move-only.
 class PrivateFolder {
   public:
     static Outcome<PrivateFolder> open();
@@ -29,11 +29,11 @@ class PrivateFolder {
     [[nodiscard]] int fd() const { return fd_.get(); }
     [[nodiscard]] const std::string& mark() const { return mark_; }
 
-    /// A path of the entry `name` by which any process of this user reaches it while the object
-    /// lives: short, without odd characters, and by way of our descriptor.
+    /// A path of the entry `name` for any process of this user while the object exists: short,
+    /// without special characters, through our descriptor.
     [[nodiscard]] std::string pathOf(std::string_view name) const;
 
-    /// Name of the entry that notes where the temporary file "." + mark() lies.
+    /// Name of the entry that notes the location of the temporary file "." + mark().
     [[nodiscard]] std::string noteName() const { return mark_ + ".at"; }
 
   private:
@@ -41,10 +41,10 @@ class PrivateFolder {
         : path_(std::move(path)), mark_(std::move(mark)) {}
     [[nodiscard]] bool enter();
 
-    std::string path_; ///< empty in one that was moved from
+    std::string path_; ///< empty after a move
     std::string mark_;
     base::UniqueFd fd_;
 };
 
-/// A path of what our descriptor `fd` stands for, for any process of this user.
+/// A path to the file of our descriptor `fd`, for any process of this user.
 [[nodiscard]] std::string pathOfDescriptor(int fd);

@@ -17,14 +17,14 @@ namespace {
 
 constexpr std::string_view kPrefix = "tdr-";
 
-/// A process as long as this machine is not started anew.
+/// A process within one boot of this machine.
 struct Process {
     std::uint64_t world = 0;
     std::uint64_t pid = 0;
     std::uint64_t start = 0; ///< in the kernel's ticks
 };
 
-/// The beginning of a file of the kernel's; empty when it cannot be read.
+/// The beginning of a kernel file; empty when it cannot be read.
 std::string textOf(const char* path) {
     const base::UniqueFd fd(::open(path, O_RDONLY | O_CLOEXEC));
     char text[1024];
@@ -32,7 +32,7 @@ std::string textOf(const char* path) {
     return {text, got > 0 ? static_cast<std::size_t>(got) : 0};
 }
 
-/// What tells one namespace of a kernel from all others that exist; 0 when it cannot be known.
+/// A number that identifies a namespace of the kernel; 0 if it is unknown.
 std::uint64_t namespaceId(const char* path) {
     struct stat status {};
     return ::stat(path, &status) == 0 ? status.st_ino : 0;
@@ -55,8 +55,8 @@ std::uint64_t thisWorld() {
     return hashOf(fmt::format("{} {} {}", boot, pids, namespaceId("/proc/self/ns/time")));
 }
 
-/// When the process started, out of the 22nd field of its state. The 2nd is its name, which may
-/// hold anything.
+/// The start time of a process, from the 22nd field of its state. The 2nd is its name, which may
+/// contain any characters.
 std::optional<std::uint64_t> startIn(std::string_view state) {
     const std::size_t nameEnd = state.rfind(')');
     std::size_t at = nameEnd == std::string_view::npos ? nameEnd : nameEnd + 1;
@@ -81,7 +81,7 @@ const Process& ownProcess() {
     return own;
 }
 
-/// Takes a number and the "-" behind it off the front of `text`.
+/// Removes a number and the "-" after it from the front of `text`.
 bool takeNumber(std::string_view& text, int base, std::uint64_t& number) {
     const char* end = text.data() + text.size();
     const auto [rest, error] = std::from_chars(text.data(), end, number, base);
@@ -103,7 +103,7 @@ std::optional<Process> processIn(std::string_view name) {
     return whole ? std::optional(process) : std::nullopt;
 }
 
-/// /proc may be that of another namespace of pids; then its numbers are not ours.
+/// /proc may belong to another pid namespace; then its numbers are not ours.
 bool procIsOurs() {
     char text[32];
     const ssize_t size = ::readlink("/proc/self", text, sizeof text);
@@ -132,5 +132,6 @@ bool isOfDeadProcess(std::string_view name) {
         return errno == ESRCH;
     }
     const auto start = startIn(textOf(fmt::format("/proc/{}/stat", pid).c_str()));
-    return procIsOurs() && start && *start != process->start; // the number belongs to another now
+    return procIsOurs() && start &&
+           *start != process->start; // the number now belongs to another process
 }

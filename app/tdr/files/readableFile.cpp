@@ -9,7 +9,7 @@ namespace fs = std::filesystem;
 
 Outcome<base::UniqueFd> openReadable(const fs::path& path) {
     struct stat status {};
-    // Opening a pipe would wait for its writer.
+    // Without O_NONBLOCK opening a pipe would wait for its writer.
     base::UniqueFd fd(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
     if (!fd.valid() || ::fstat(fd.get(), &status) != 0) {
         return problemWith(path.string(), errno);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A file that can be read at all.
+// Opening an input file, with the reason if it cannot be read.
 #pragma once
 
 #include "base/uniqueFd.h"
@@ -7,9 +7,9 @@
 
 #include <filesystem>
 
-/// Opens a regular file that holds something. The failure says in the system's words why `path`
-/// cannot be read: missing, a directory, empty, not permitted. Drivers only say that they do not
-/// know a file.
+/// Opens a regular file that is not empty. The failure says in the system's words why `path` cannot
+/// be read: missing, a directory, empty, not permitted. Drivers report only that they do not know a
+/// file.
 [[nodiscard]] Outcome<base::UniqueFd> openReadable(const std::filesystem::path& path);
 
 /// The same without keeping it open.

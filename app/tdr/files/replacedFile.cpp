@@ -20,7 +20,7 @@ namespace {
 
 constexpr int kMostLinks = 40;     // as many as the system follows
 constexpr mode_t kNewFile = 0666;  // less the umask
-constexpr mode_t kOursOnly = 0600; // until it gets what the old one had
+constexpr mode_t kOursOnly = 0600; // until it gets the old file's permissions
 
 base::UniqueFd openFolderOf(int from, const fs::path& path) {
     const fs::path folder = path.has_parent_path() ? path.parent_path() : fs::path(".");
@@ -44,9 +44,9 @@ Outcome<bool> checkTarget(const fs::path& target) {
     return true;
 }
 
-// --- Where it belongs ----------------------------------------------------------------------------
+// --- The place of the new file -------------------------------------------------------------------
 
-/// Follows symbolic links by descriptors to where a rename has to put the file.
+/// Follows symbolic links by descriptors to the place for the rename.
 Outcome<ReplacedFile::Place> ReplacedFile::findBehindLinks(const fs::path& target) {
     Place place;
     fs::path path = target;
@@ -120,7 +120,7 @@ Outcome<ReplacedFile> ReplacedFile::begin(const fs::path& target, std::string_vi
                         std::move(*path));
 }
 
-// --- What goes into it ---------------------------------------------------------------------------
+// --- Its content ---------------------------------------------------------------------------------
 
 Outcome<bool> ReplacedFile::write(std::string_view text) {
     const int error = ::ftruncate(file_.fd(), 0) == 0 && ::lseek(file_.fd(), 0, SEEK_SET) == 0

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A file that is written beside its target and takes its place when it is complete.
+// A file that is written next to its target and replaces it when it is complete.
 #pragma once
 
 #include "base/uniqueFd.h"
@@ -11,45 +11,44 @@
 #include <string>
 #include <string_view>
 
-/// Fails when `target` names a folder, be it there or not, and says so.
+/// Fails if `target` names a folder, existing or not.
 [[nodiscard]] Outcome<bool> checkTarget(const std::filesystem::path& target);
 
-/// Until `commit` the target is as it was; without it the new file is removed. Move-only.
+/// Until `commit` the target is unchanged; without it the new file is removed. Move-only.
 ///
-/// The new file lies in the target's folder under a name of ours, and only its descriptor is used:
-/// a name that somebody puts in its place is not followed. Symbolic links to the target stay, also
-/// those that lead nowhere yet. A target that exists keeps what `takeOverAttributes` can keep.
-/// Something that is not a regular file, a device or a named pipe for example, cannot be replaced
-/// by renaming: `commit` writes to it.
+/// The new file is in the target's folder under a name of ours, and only its descriptor is used: a
+/// file put in its place is not followed. Symbolic links to the target stay, even dangling ones. An
+/// existing target keeps the attributes of `takeOverAttributes`. A target that is not a regular
+/// file, such as a device or a named pipe, cannot be replaced by renaming: `commit` writes to it.
 class ReplacedFile {
   public:
-    /// Makes the empty new file; its path ends in `ending`. Fails when the target is a folder or
-    /// may not be written, or when its folder takes no new file.
+    /// Creates the empty new file; its path ends in `ending`. Fails if the target is a folder or
+    /// may not be written, or if its folder allows no new file.
     static Outcome<ReplacedFile> begin(const std::filesystem::path& target,
                                        std::string_view ending);
 
     /// From now on `commit` waits until the new file and its name are on the disk.
     static void syncToDisk() { sync_ = true; }
 
-    /// Where to write: short, absolute, and gone with this object.
+    /// Where to write: a short, absolute path, valid while this object exists.
     [[nodiscard]] const std::filesystem::path& path() const { return path_; }
 
-    /// For texts about the new file, which the user knows as the target.
+    /// For messages about the new file, which the user knows as the target.
     [[nodiscard]] const FileNames& names() const { return link_.names(); }
 
-    /// Makes `text` the new file's content.
+    /// Writes `text` as the new file's content.
     Outcome<bool> write(std::string_view text);
 
-    /// Puts the new file in the target's place. Fails when nobody has written to it.
+    /// Puts the new file in the target's place. Fails if it is empty.
     Outcome<bool> commit();
 
   private:
-    /// Where the new file belongs.
+    /// The place of the new file.
     struct Place {
-        base::UniqueFd folder; ///< of a regular file, be it there or not; the new file's, then
+        base::UniqueFd folder; ///< of a regular file, existing or not; then also the new file's
         std::string name;      ///< in the folder
-        base::UniqueFd old;    ///< the file that is there now, if any: to look at only
-        base::UniqueFd stream; ///< instead of all that: something that is not a regular file
+        base::UniqueFd old;    ///< the existing file, if any: for inspection only
+        base::UniqueFd stream; ///< instead of all these: a target that is not a regular file
     };
     static Outcome<Place> find(const std::filesystem::path& target);
     static Outcome<Place> findBehindLinks(const std::filesystem::path& target);
@@ -59,7 +58,7 @@ class ReplacedFile {
           link_(std::move(link)), path_(std::move(path)) {}
     Outcome<bool> takePlace();
 
-    std::string named_; ///< as the user calls the target
+    std::string named_; ///< the user's name of the target
     Place place_;
     TemporaryFile file_;
     DriverLink link_;

@@ -10,8 +10,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-/// A folder whose path is too long for a note is left without one; so it is only after a kill that
-/// the file stays there.
+/// No note is made if the folder's path is too long for it; the file then stays there only after a
+/// kill.
 void TemporaryFile::noteWhere() const {
     std::array<char, PATH_MAX> path{};
     const std::string link = fmt::format("/proc/self/fd/{}", folder_.get());
@@ -65,7 +65,8 @@ TemporaryFile::~TemporaryFile() {
     }
 }
 
-/// 0 when this file is called `name`, ESTALE when another one is, otherwise why nobody can say.
+/// 0 if this file has the name `name`, ESTALE if another one has it, otherwise the errno of the
+/// check.
 int TemporaryFile::lookUp(const std::string& name) const {
     struct stat ours {};
     struct stat named {};
@@ -84,6 +85,6 @@ int TemporaryFile::rename(const std::string& name) {
         return errno;
     }
     renamed_ = true;
-    // It may have been exchanged just before. A look that fails proves nothing of the kind.
+    // It may just have been exchanged. A failed check does not prove that.
     return lookUp(name) == ESTALE ? ESTALE : 0;
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A file of ours that goes when its object does, and when its process has died.
+// A file that is removed with its object, or after its process has died.
 #pragma once
 
 #include "output/outcome.h"
@@ -8,14 +8,14 @@
 #include <string>
 #include <sys/types.h>
 
-/// An empty file to write to, by its descriptor. The private folder notes where it lies, so that
-/// the next run removes it when this one is killed. Move-only.
+/// An empty file to write to, by its descriptor. The private folder notes its location, so that the
+/// next run removes it if this one is killed. Move-only.
 class TemporaryFile {
   public:
-    /// Makes it in `folder`. Its name begins with a dot.
+    /// Creates it in `folder`. Its name begins with a dot.
     static Outcome<TemporaryFile> in(base::UniqueFd folder, mode_t mode);
 
-    /// Makes one without a name.
+    /// Creates one without a name.
     static Outcome<TemporaryFile> unnamed();
 
     TemporaryFile(TemporaryFile&& other) noexcept = default;
@@ -27,8 +27,8 @@ class TemporaryFile {
     [[nodiscard]] int fd() const { return file_.get(); }
     [[nodiscard]] int folder() const { return folder_.get(); }
 
-    /// Gives it the name `name` in its folder, in the place of whatever is called so: 0, or errno.
-    /// ESTALE says that its own name has become another file's.
+    /// Renames it to `name` in its folder, replacing an existing file: 0, or errno. ESTALE means
+    /// that its own name now belongs to another file.
     [[nodiscard]] int rename(const std::string& name);
 
   private:
@@ -41,7 +41,7 @@ class TemporaryFile {
     PrivateFolder notes_;
     std::string name_;
     std::string note_;
-    base::UniqueFd folder_; ///< none without a name
+    base::UniqueFd folder_; ///< none if it has no name
     base::UniqueFd file_;
     bool renamed_ = false;
 };

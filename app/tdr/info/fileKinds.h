@@ -14,12 +14,12 @@
 #include <utility>
 #include <vector>
 
-/// What is known of one file: rows of text for people and an object for programs.
+/// The description of one file: rows of text for people and an object for programs.
 struct FileInfo {
     std::vector<std::pair<std::string, std::string>> rows; ///< label and value
-    /// Writes the members of the object; called only when somebody asked for JSON.
+    /// Writes the members of the object; called only for JSON.
     std::function<void(JsonWriter& out)> json;
-    std::string damage = {}; ///< why this is not all of the file, or empty
+    std::string damage = {}; ///< why the file was not read in full, or empty
 };
 
 struct FileKind {
@@ -29,13 +29,13 @@ struct FileKind {
     Outcome<FileInfo> (*describe)(const std::filesystem::path& file, DriverSet& drivers);
 };
 
-/// The kinds in the order in which they are tried. The last one takes every file.
+/// The kinds in the order in which they are tried. The last one accepts every file.
 [[nodiscard]] std::span<const FileKind> fileKinds();
 
-/// A scene, spline or hierarchy; the toolkit reads it, no driver is asked.
+/// A scene, spline or hierarchy; the toolkit reads it without a driver.
 [[nodiscard]] Outcome<FileInfo> describeScene(const std::filesystem::path& file,
                                               DriverSet& drivers);
 
-/// A picture, by the driver that reads it.
+/// A picture, described by the driver that reads it.
 [[nodiscard]] Outcome<FileInfo> describePicture(const std::filesystem::path& file,
                                                 DriverSet& drivers);

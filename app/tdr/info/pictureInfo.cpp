@@ -14,7 +14,7 @@ nlohmann::ordered_json formatJson(std::int32_t index, const tdr::PixelFormat& fo
             {"channels", format.channels}};
 }
 
-/// What the driver says of itself and of the file it has open.
+/// The driver's answers about itself and its open file.
 struct Answers {
     std::string vendor;
     std::string formatName;

@@ -13,7 +13,8 @@ namespace {
 
 using Rows = std::vector<std::pair<std::string, std::string>>;
 
-/// Lines for one kind of element; files can hold very many. The JSON form has them all.
+/// Maximum number of lines for one kind of element; files can hold very many. The JSON form has all
+/// of them.
 constexpr std::size_t kMostLines = 200;
 constexpr std::size_t kMostTrees = 50;
 constexpr std::size_t kMostIndent = 30;
@@ -31,12 +32,12 @@ std::string plural(std::size_t count, const char* noun) {
     return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
 }
 
-/// Adds lines under one label and says how many there are beyond the limit.
+/// Adds lines under one label and reports how many exceed the limit.
 class Lines {
   public:
     Lines(Rows& rows, const char* label) : rows_(rows), label_(label) {}
 
-    /// Adds what `line` gives; beyond the limit it is not asked.
+    /// Adds the result of `line`, which is not called beyond the limit.
     template <typename Line>
     void add(Line line) {
         if (++count_ <= kMostLines) {
@@ -57,7 +58,7 @@ class Lines {
     std::size_t count_ = 0;
 };
 
-/// What a curve that stands for a number is called: "curve CAM_FOV (4 keys)".
+/// The text for a curve in place of a number: "curve CAM_FOV (4 keys)".
 std::string curveText(const Fcurve& curve) {
     const std::string channel = channelOf(curve);
     return fmt::format("curve {}({})", channel.empty() ? "" : channel + ' ',
@@ -111,7 +112,7 @@ std::string blocksText(const Opaque* list) {
     return count == 0 ? "" : fmt::format("{} ({})", plural(count, "block"), words);
 }
 
-/// What a node holds besides its transformation: "; 1 spline; 2 blocks (mesh, material)".
+/// The contents of a node besides its transformation: "; 1 spline; 2 blocks (mesh, material)".
 std::string holdings(const Model& node) {
     std::string text;
     for (const std::string& part :

@@ -11,8 +11,8 @@
 
 namespace {
 
-/// The control characters of the second set, which terminals obey, too, as JSON writes them. The
-/// others can be nowhere but where the command itself has put them.
+/// Escapes the C1 control characters, which terminals also obey, as JSON does. Other control
+/// characters come only from the command itself.
 std::string forTerminal(std::string text) {
     constexpr std::string_view kFirstByte = "\xc2";
     for (std::size_t at = text.find(kFirstByte); at != std::string::npos;
@@ -34,7 +34,7 @@ ExitCode say(std::string_view text) {
     if (error == 0 || error == EPIPE) {
         return ExitCode::Done;
     }
-    if (error != EINTR) { // a signal says enough
+    if (error != EINTR) { // a signal needs no message
         complain(std::string("standard output: ") + std::strerror(error));
     }
     return ExitCode::Failed;

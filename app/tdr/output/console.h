@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the command says, and how it survives readers that go away.
+// The output of the command, which tolerates readers that stop early.
 #pragma once
 
 #include "outcome.h"
@@ -8,17 +8,17 @@
 #include <string>
 #include <string_view>
 
-/// Writes `text` to stdout, all of it. A reader that has seen enough (`tdr drivers | head -1`) is
-/// no failure, and no SIGPIPE gets through; any other trouble is reported and gives `Failed`.
+/// Writes all of `text` to stdout. A reader that stops early (`tdr drivers | head -1`) is not a
+/// failure and causes no SIGPIPE; any other error is reported and gives `Failed`.
 [[nodiscard]] ExitCode say(std::string_view text);
 
 /// Writes one line "tdr: text" to stderr.
 void complain(std::string_view text);
 
-/// Complains and hands back the problem's exit status.
+/// Complains and returns the problem's exit status.
 [[nodiscard]] ExitCode complain(const Problem& problem);
 
-/// What `work` gives; when it runs out of memory, that is reported as what became of `file`.
+/// The result of `work`; when out of memory, a problem of `file`.
 template <typename Work>
 [[nodiscard]] ExitCode withinMemory(const std::string& file, Work work) {
     try {
@@ -31,5 +31,5 @@ template <typename Work>
 /// Writes a driver's own line to stderr.
 void passOn(std::string_view driverLine);
 
-/// `text` with control characters and broken bytes made visible ("\x1b"): for texts from outside.
+/// `text` with control characters and invalid UTF-8 escaped ("\x1b"): for texts from outside.
 [[nodiscard]] std::string printable(std::string_view text);

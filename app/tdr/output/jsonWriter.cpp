@@ -7,7 +7,7 @@
 
 namespace {
 
-/// Of long texts so much is turned into JSON at a time, and so much is given to the sink at once.
+/// Long texts are converted to JSON in pieces of this size, and passed to the sink in such pieces.
 constexpr std::size_t kPiece = 32768;
 
 std::string dumped(const JsonWriter::Json& value, int indent) {
@@ -53,7 +53,7 @@ JsonWriter& JsonWriter::key(std::string_view name) {
 
 void JsonWriter::value(const Json& small) {
     place();
-    for (const char c : dumped(small, 2)) { // strings hold no line end as it stands
+    for (const char c : dumped(small, 2)) { // line ends in strings are escaped
         c == '\n' ? newLine() : put({&c, 1});
     }
 }
@@ -93,7 +93,7 @@ void JsonWriter::finish() {
     waiting_.clear();
 }
 
-/// Where a value or a name goes: behind a comma, on a line of its own.
+/// Starts a value or a name: after a comma, on a new line.
 void JsonWriter::place() {
     if (named_) {
         named_ = false;

@@ -22,7 +22,7 @@ ExitCode exitCodeOf(tdr::FailureKind kind) {
     return ExitCode::Failed;
 }
 
-/// A signal from a terminal goes to the drivers, too, and their death is no news then.
+/// A signal from a terminal also reaches the drivers; their death is then not reported.
 static bool isInterruption(const tdr::Failure& failure) {
     return tdr::InterruptGuard::signal() != 0 && exitCodeOf(failure.kind) == ExitCode::DriverFailed;
 }

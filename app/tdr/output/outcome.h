@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// How a subcommand can end.
+// The outcomes of a subcommand.
 #pragma once
 
 #include "tdr/result.h"
@@ -12,10 +12,10 @@
 /// Exit status of the command; each has one meaning.
 enum class ExitCode : int {
     Done = 0,
-    Failed = 1,       ///< a file or an option's value is the reason
-    Usage = 2,        ///< the command line is
+    Failed = 1,       ///< because of a file or an option's value
+    Usage = 2,        ///< because of the command line
     DriverFailed = 3, ///< a driver could not be started, died or did not answer
-    NotCompared = 4,  ///< of a comparison, where 1 says that there is a difference
+    NotCompared = 4,  ///< of a comparison, where 1 means a difference
 };
 
 /// The worse one of two: a dead driver outweighs a file that failed.
@@ -23,13 +23,13 @@ enum class ExitCode : int {
     return a < b ? b : a;
 }
 
-/// Why something was not done: what the user is told, and the exit status for it.
+/// A failure: the message for the user, and the exit status.
 struct Problem {
     ExitCode code = ExitCode::Failed;
     std::string text;
 };
 
-/// A value, or why there is none.
+/// A value, or the problem.
 template <typename T>
 class [[nodiscard]] Outcome {
   public:
@@ -50,13 +50,13 @@ class [[nodiscard]] Outcome {
     Problem problem_;
 };
 
-/// The exit status that goes with a failed call of the host library.
+/// The exit status for a failed call of the host library.
 [[nodiscard]] ExitCode exitCodeOf(tdr::FailureKind kind);
 
 /// "softimageFilter: get vendor name: refused: ...": the driver is the subject itself.
 [[nodiscard]] Problem problemWith(const tdr::Failure& failure);
 
-/// "a.pic: softimageFilter: get line: refused: ..."; without the first name where the driver's own
+/// "a.pic: softimageFilter: get line: refused: ..."; without the first name if the driver's own
 /// reason has it.
 [[nodiscard]] Problem problemWith(std::string_view file, const tdr::Failure& failure);
 

@@ -12,7 +12,7 @@ class Table {
     /// Adds a row of as many cells as the heading has.
     void add(std::vector<std::string> row) { rows_.push_back(std::move(row)); }
 
-    /// All rows, columns two blanks apart, the last one as long as it is.
+    /// All rows, with columns two blanks apart and the last one not padded.
     [[nodiscard]] std::string text() const;
 
   private:

@@ -9,15 +9,16 @@ namespace {
 
 constexpr std::uint32_t kNone = 0xFFFFFFFF;
 constexpr std::uint32_t kLargest = 0x10FFFF;
-constexpr std::uint32_t kFirstWide = 0x1100; // from here on scripts with wide characters begin
+constexpr std::uint32_t kFirstWide = 0x1100; // the first of the wide characters
 constexpr std::uint32_t kDots = 0x2026;
 
 struct Character {
-    std::uint32_t code; ///< kNone: the first byte begins no character
+    std::uint32_t code; ///< kNone: the first byte does not begin a character
     std::size_t bytes;
 };
 
-/// What a first byte says: how many bytes, its own bits, and the smallest code of that length.
+/// The meaning of a first byte: the number of bytes, its own bits, and the smallest code of that
+/// length.
 struct Lead {
     unsigned mask, value;
     std::size_t bytes;
@@ -46,7 +47,7 @@ Character decode(std::string_view text, const Lead& lead) {
     return code >= lead.least && isScalar(code) ? Character{code, lead.bytes} : Character{kNone, 1};
 }
 
-/// The first character of a text that is not empty.
+/// The first character of a non-empty text.
 Character firstOf(std::string_view text) {
     for (const Lead& lead : kLeads) {
         if ((byteAt(text, 0) & lead.mask) == lead.value) {
@@ -56,12 +57,12 @@ Character firstOf(std::string_view text) {
     return {kNone, 1};
 }
 
-/// Control characters, and the two noncharacters that XML does not take.
+/// False for control characters and the two noncharacters that XML excludes.
 bool isShown(std::uint32_t code) {
     return code >= 0x20 && (code < 0x7F || code > 0x9F) && code != 0xFFFE && code != 0xFFFF;
 }
 
-/// Width in tenths of a column: about what proportional letters take.
+/// Width in tenths of a column: about that of proportional letters.
 std::size_t tenthsOf(std::uint32_t code) {
     constexpr std::string_view kWide = "MWmw@%";
     if (code >= kFirstWide && code != kDots) {
@@ -73,7 +74,7 @@ std::size_t tenthsOf(std::uint32_t code) {
     return code >= 'A' && code <= 'Z' ? 13 : 10;
 }
 
-/// Copies the characters that `keeps` and writes the others byte by byte.
+/// Copies the characters for which `keeps` is true and escapes the others byte by byte.
 std::string escaped(std::string_view text, bool (*keeps)(std::uint32_t)) {
     std::string shown;
     while (!text.empty()) {

@@ -14,7 +14,7 @@
 
 namespace {
 
-/// Waits until `fd` takes something: 0, or EINTR for a guarded signal.
+/// Waits until `fd` accepts bytes: 0, or EINTR for a guarded signal.
 int awaitRoom(int fd) {
     std::array<pollfd, 2> watched = {
         {{fd, POLLOUT, 0}, {tdr::InterruptGuard::wakeDescriptor(), POLLIN, 0}}};
@@ -36,7 +36,7 @@ int writeWhole(int fd, std::string_view text) {
         if (const int error = ready ? 0 : awaitRoom(fd); error != 0) {
             return error;
         }
-        // What has room for anything has room for that much, so that the write does not wait.
+        // A ready pipe has room for this many bytes, so that the write does not block.
         const std::size_t most = ready ? text.size() : std::min<std::size_t>(text.size(), PIPE_BUF);
         const ssize_t wrote = ::write(fd, text.data(), most);
         if (wrote >= 0) {

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-// Writing all of something, to files and to who reads slowly.
+// Writing a whole text or file, also to slow readers.
 #pragma once
 
 #include <string_view>
 
-/// Writes all of `text` to `fd`, at its position. Waits where a reader is slow, but ends with EINTR
-/// when a signal came that an InterruptGuard holds. No SIGPIPE gets through. 0, or errno.
+/// Writes all of `text` to `fd`, at its position. Waits for a slow reader, but ends with EINTR
+/// after a signal that an InterruptGuard holds. Causes no SIGPIPE. 0, or errno.
 [[nodiscard]] int writeWhole(int fd, std::string_view text);
 
 /// Writes the whole file `from` to `to` in the same way.

@@ -18,7 +18,7 @@ namespace {
 
 constexpr std::string_view kDriverSuffix = "Filter";
 
-/// A driver that complains about every line of a picture is heard, but not for ever.
+/// Maximum number of kept lines of one driver, which may report every line of a picture.
 constexpr std::size_t kMostLines = 100;
 
 std::vector<fs::path> directoriesOf(const DriverOptions& options) {
@@ -33,7 +33,7 @@ bool isDriver(const fs::path& path) {
            ::access(path.c_str(), X_OK) == 0;
 }
 
-/// The drivers in one directory, in no order. A directory that cannot be read has none.
+/// The drivers in one directory, unordered. None if it cannot be read.
 std::vector<fs::path> driversIn(const fs::path& directory, std::error_code& error) {
     std::vector<fs::path> programs;
     for (const auto& entry : fs::directory_iterator(directory, error)) {
@@ -113,7 +113,7 @@ tdr::Result<Session> startSession(const fs::path& program, const DriverOptions& 
     }
     startOptions.onDriverLine = [lines](std::string_view line) {
         const bool isNew = std::find(lines->begin(), lines->end(), line) == lines->end();
-        if (isNew && lines->size() < kMostLines) { // two connections to a file may say it twice
+        if (isNew && lines->size() < kMostLines) { // two connections to a file may report the same
             lines->emplace_back(line);
         }
     };
@@ -189,7 +189,7 @@ std::vector<std::size_t> DriverSet::readersFor(const fs::path& path) {
     };
     const auto match = std::find_if(order.begin(), order.end(), isMatch);
     if (match != order.end()) {
-        std::rotate(order.begin(), match, match + 1); // the others are not even started for now
+        std::rotate(order.begin(), match, match + 1); // the others are not started for now
     }
     std::stable_partition(order.begin(), order.end(),
                           [&](std::size_t i) { return !entries_[i].failure; });
@@ -204,7 +204,7 @@ Outcome<std::size_t> DriverSet::writerFor(const fs::path& path) {
         }
     }
     for (const Entry& entry : entries_) {
-        if (entry.failure) { // it might have been the one
+        if (entry.failure) { // it might have been the right one
             return problemWith(path.string(), *entry.failure);
         }
     }
@@ -224,7 +224,7 @@ std::string DriverSet::knownEndings() {
 
 tdr::Result<Session> DriverSet::take(std::size_t driver) {
     Entry& entry = entries_[driver];
-    ask(entry); // everybody who takes one wants to know its ending
+    ask(entry); // every caller needs its ending
     if (entry.session) {
         Session session = std::move(*entry.session);
         entry.session.reset();

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The drivers that this machine offers, started when somebody needs to know them.
+// The drivers on this machine, started when needed.
 #pragma once
 
 #include "files/driverLink.h"
@@ -14,34 +14,34 @@
 #include <string_view>
 #include <vector>
 
-/// Where drivers are looked for, and how long they may take.
+/// Where to look for drivers, and their time limit.
 struct DriverOptions {
-    std::vector<std::filesystem::path> directories; ///< asked before the command's own directory
+    std::vector<std::filesystem::path> directories; ///< searched before the command's own directory
     double timeout = 0;                             ///< seconds an answer may take; 0: the default
 };
 
-/// A running driver with the lines it has written to stderr, which are kept until it is known
-/// whether they matter: a driver that was asked in vain complains about a file that another reads.
+/// A running driver with the lines it has written to stderr. They are kept until it is known
+/// whether they matter: a driver tried first may complain about a file that another one reads.
 struct Session {
     tdr::Driver driver;
     std::shared_ptr<std::vector<std::string>> lines;
-    FileNames names; ///< of the files that it was given
+    FileNames names; ///< of the files that it has been given
 
-    /// Writes the lines kept so far to stderr, but not `shown`, which the caller shows himself.
+    /// Writes the kept lines to stderr except `shown`, which the caller shows itself.
     void passOnLines(std::string_view shown = {});
 
-    /// What the user is told of a failure: it speaks of `file`.
+    /// The message for a failure with `file`.
     [[nodiscard]] Problem problem(std::string_view file, const tdr::Failure& failure) const;
 };
 
 /// The directory of this program.
 [[nodiscard]] std::filesystem::path ownDirectory();
 
-/// Executables named *Filter in the directories of `options` and in the command's own one, by name;
-/// where two have the same name, the first directory's.
+/// Executables named *Filter in the directories of `options` and in the command's own one, sorted
+/// by name; of two with the same name, the one in the first directory.
 [[nodiscard]] std::vector<std::filesystem::path> findDrivers(const DriverOptions& options);
 
-/// Why a directory of `options` adds no driver, for each that holds none or cannot be read.
+/// A problem for each directory of `options` that has no drivers or cannot be read.
 [[nodiscard]] std::vector<Problem> driverlessDirectories(const DriverOptions& options);
 
 /// The program of a driver given by name or, with a slash in it, by path.
@@ -57,8 +57,8 @@ class DriverSet {
   public:
     explicit DriverSet(DriverOptions options);
 
-    /// Numbers of the drivers to ask whether they read `path`, in the order to ask them: first
-    /// those whose files end like that. A driver that cannot be started comes last.
+    /// Indices of the drivers in the order in which to try them on `path`: first those with its
+    /// ending. A driver that cannot be started comes last.
     [[nodiscard]] std::vector<std::size_t> readersFor(const std::filesystem::path& path);
 
     /// The driver that writes files with the ending of `path`.
@@ -68,19 +68,20 @@ class DriverSet {
     [[nodiscard]] std::string name(std::size_t driver) const;
     [[nodiscard]] const std::string& extension(std::size_t driver) const;
 
-    /// A session with a driver for the caller to keep: the one it was asked with, or a new one.
+    /// A session with a driver, owned by the caller: the one that queried it, or a new one.
     [[nodiscard]] tdr::Result<Session> take(std::size_t driver);
 
-    /// Has the drivers end that were asked and not taken. They do so while the caller works on.
+    /// Sends the end request to the drivers that were started but not taken. They end while the
+    /// caller continues.
     void dismissOthers();
 
   private:
     struct Entry {
         std::filesystem::path program;
         bool asked = false;
-        std::string extension; ///< as the driver reports it, once asked
+        std::string extension; ///< as the driver reports it, once queried
         std::optional<Session> session;
-        std::optional<tdr::Failure> failure; ///< why it could not be asked
+        std::optional<tdr::Failure> failure; ///< why it could not be queried
     };
     void ask(Entry& entry);
     [[nodiscard]] std::string knownEndings();

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What drivers report, in words.
+// Texts for the values that drivers report.
 #pragma once
 
 #include "tdr/driver.h"
@@ -7,9 +7,9 @@
 #include <cstdint>
 #include <string>
 
-/// "4 channels of 8 bits (0x40 0x20 0x10 0x08)". The meaning of the codes is each driver's own.
+/// "4 channels of 8 bits (0x40 0x20 0x10 0x08)". Each driver defines its own codes.
 [[nodiscard]] std::string formatText(const tdr::PixelFormat& format);
 
-/// "0x4033: 0x4000 (no outside commands around transfers), 0x0033". Only one bit has a meaning that
-/// all drivers share.
+/// "0x4033: 0x4000 (no outside commands around transfers), 0x0033". Only one bit has the same
+/// meaning for all drivers.
 [[nodiscard]] std::string accessModesText(std::int32_t modes);

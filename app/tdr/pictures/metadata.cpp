@@ -20,10 +20,10 @@
 namespace {
 
 constexpr std::int16_t kFullFrame = 3;
-constexpr std::string_view kCommentKeyword("Comment\0", 8); ///< what a PNG's comment begins with
+constexpr std::string_view kCommentKeyword("Comment\0", 8); ///< the beginning of a PNG's comment
 constexpr std::size_t kRatioChunkSize = 9; ///< pixels per unit across and down, and the unit
 
-/// Chunks by what they are for; the others are called by their names.
+/// Names of chunks in messages; all others appear by their chunk names.
 constexpr std::pair<std::string_view, std::string_view> kChunkWords[] = {
     {"acTL", "animation"},        {"bKGD", "background colour"},
     {"cHRM", "chromaticities"},   {"cICP", "colour space"},
@@ -34,7 +34,7 @@ constexpr std::pair<std::string_view, std::string_view> kChunkWords[] = {
     {"tIME", "time of change"},
 };
 
-/// The simplest fraction that is `ratio`, one from 1/8 to 8, when it becomes a float again.
+/// The simplest fraction that gives `ratio` (from 1/8 to 8) when converted to a float again.
 std::pair<std::uint32_t, std::uint32_t> fractionOf(float ratio) {
     std::uint64_t over = 1;
     std::uint64_t overBefore = 0;
@@ -54,10 +54,10 @@ const std::uint8_t* bytesOf(const PngChunk& chunk) {
     return reinterpret_cast<const std::uint8_t*>(chunk.data.data());
 }
 
-/// A pixel is as wide as it takes few of them to fill a unit across.
+/// The wider a pixel, the fewer of them per unit across.
 PngChunk ratioChunk(float ratio) {
     const auto [over, under] = fractionOf(ratio);
-    std::uint8_t bytes[kRatioChunkSize] = {}; // the unit is none
+    std::uint8_t bytes[kRatioChunkSize] = {}; // unit 0: unspecified
     base::storeBe32(bytes, under);
     base::storeBe32(bytes + 4, over);
     return {"pHYs", std::string(reinterpret_cast<const char*>(bytes), sizeof bytes)};
@@ -77,7 +77,7 @@ bool isComment(const PngChunk& chunk) {
     return chunk.name == "tEXt" && chunk.data.starts_with(kCommentKeyword);
 }
 
-/// What one chunk is called when it is left out.
+/// The text for a chunk that is left out.
 std::string wordsFor(const PngChunk& chunk) {
     if (chunk.name == "tEXt" || chunk.name == "zTXt" || chunk.name == "iTXt") {
         const std::string keyword = chunk.data.substr(0, chunk.data.find('\0'));
@@ -88,7 +88,7 @@ std::string wordsFor(const PngChunk& chunk) {
     return row != std::end(kChunkWords) ? std::string(row->second) : "chunk " + chunk.name;
 }
 
-/// The words for what was left out: each once.
+/// The texts for everything left out, each once.
 class Losses {
   public:
     void add(std::string words) {
@@ -117,7 +117,7 @@ class Losses {
     bool more_ = false;
 };
 
-/// Every chunk that `hasPlace` does not take.
+/// Adds every chunk for which `hasPlace` is false.
 template <typename HasPlace>
 void loseChunks(const Metadata& from, Losses& losses, HasPlace hasPlace) {
     if (from.png) {
@@ -160,7 +160,7 @@ int carryToChunks(const Metadata& from, int fd, Losses& losses) {
     return chunks.empty() ? 0 : insertPngChunks(fd, chunks);
 }
 
-/// To a kind of file that only its driver knows.
+/// To any other kind of file.
 void loseAll(const Metadata& from, Losses& losses) {
     loseChunks(from, losses, [](const PngChunk&) { return false; });
     if (!from.png && meantRatio(from.ratio) != 1) {
@@ -174,7 +174,7 @@ void loseAll(const Metadata& from, Losses& losses) {
     }
 }
 
-/// To whatever kind of file `stream` is open on. 0 or errno.
+/// To the file that `stream` is open on, by its kind. 0 or errno.
 int carryInto(const Metadata& from, std::FILE* stream, Losses& losses) {
     PictureNotes notes{};
     if (const int read = pictureNotesRead(stream, &notes); read != 0) {
@@ -232,7 +232,7 @@ Outcome<Metadata> readMetadata(const std::filesystem::path& path) {
 Outcome<std::vector<std::string>> carryMetadata(const Metadata& from,
                                                 const std::filesystem::path& to) {
     if (!from.png && from.ratio == 1 && from.fields == kFullFrame && from.comment.empty()) {
-        return std::vector<std::string>(); // what every new file says
+        return std::vector<std::string>(); // the values of every new file
     }
     Losses losses;
     if (from.png) {

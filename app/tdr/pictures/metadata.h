@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What picture files say beside their pixels. Drivers move pixels only: a conversion reads this
-// from the one file itself and puts it into the other, and says what has no place there.
+// The metadata of picture files. Drivers transfer only pixels: a conversion itself copies the
+// metadata from one file to the other, and reports what the other cannot hold.
 #pragma once
 
 #include "output/outcome.h"
@@ -12,19 +12,19 @@
 #include <string>
 #include <vector>
 
-/// In a file of another kind than PIC, TAG and PNG nothing is known.
+/// Default values for files other than PIC, TAG and PNG.
 struct Metadata {
-    float ratio = 1;         ///< as the file has it
+    float ratio = 1;         ///< unchanged from the file
     std::int16_t fields = 3; ///< field code; 3 is a full frame
     std::string comment;
-    std::optional<PngChunks> png; ///< of a PNG: with all that it has
+    std::optional<PngChunks> png; ///< of a PNG: all of them
 };
 
-/// Reads it from `path`, by the file's first bytes, whatever its name. Fails, with the system's
-/// reason alone, when the file cannot be read: then nobody knows what is lost.
+/// Reads it from `path`, by the file's first bytes, whatever its name. Fails, with only the
+/// system's reason, when the file cannot be read: the losses are then unknown.
 [[nodiscard]] Outcome<Metadata> readMetadata(const std::filesystem::path& path);
 
-/// Puts `from` into the picture file at `to`, which a driver has just written. What is left out for
-/// want of a place, in words; or the errno of what failed: then the file is useless.
+/// Writes `from` into the picture file at `to`, which a driver has just written. Returns texts for
+/// everything that does not fit there, or a problem: the file is then useless.
 [[nodiscard]] Outcome<std::vector<std::string>> carryMetadata(const Metadata& from,
                                                               const std::filesystem::path& to);

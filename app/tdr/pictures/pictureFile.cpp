@@ -10,8 +10,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// What is told when nobody reads a file. Of drivers for other endings only the name: that they do
-/// not know the file is no news. A driver that failed itself is always told.
+/// The message when no driver reads a file. Drivers for other endings are only named, because their
+/// refusal is expected. A driver that itself failed is always reported.
 class Refusals {
   public:
     explicit Refusals(const fs::path& file) : file_(file) {}
@@ -74,7 +74,7 @@ Outcome<PictureFile> openPicture(DriverSet& drivers, const fs::path& path) {
                                std::move(session), std::move(*reader)};
         }
         const bool noMemory = reader.failure().kind == tdr::FailureKind::NoMemory;
-        if (noMemory || tdr::InterruptGuard::signal() != 0) { // no reason to ask another driver
+        if (noMemory || tdr::InterruptGuard::signal() != 0) { // no reason to try another driver
             return problemWith(path.string(), reader.failure());
         }
         refusals.add(drivers, driver, reader.failure(), link->names());

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A picture file that some driver reads.
+// A picture file, opened with the driver that reads it.
 #pragma once
 
 #include "driverSet.h"
@@ -10,12 +10,12 @@
 #include <memory>
 #include <string>
 
-/// A file that is connected for reading, with the session that does it.
+/// A file that is connected for reading, with its session.
 struct PictureFile {
     std::string driverName;
-    DriverLink link;                  ///< by which the session reaches the file
-    base::UniqueFd file;              ///< what the link leads to
-    std::unique_ptr<Session> session; ///< at a fixed place: the reader borrows it
+    DriverLink link;                  ///< leads the session to the file
+    base::UniqueFd file;              ///< the file of the link
+    std::unique_ptr<Session> session; ///< at a fixed address: the reader borrows it
     tdr::PictureReader reader;
 };
 

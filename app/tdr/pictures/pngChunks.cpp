@@ -18,12 +18,12 @@ constexpr std::string_view kSignature("\x89PNG\r\n\x1a\n", 8);
 constexpr std::int64_t kHeaderEnd = 33; ///< signature and the chunk IHDR
 constexpr std::int64_t kFrame = 12;     ///< length, name and checksum of a chunk
 
-/// A file of nothing but empty chunks is not walked for ever, and not every name is worth a word.
+/// Limits for a file of many empty chunks, and for the number of reported names.
 constexpr int kMostChunks = 1 << 20;
 constexpr std::size_t kMostLeft = 32;
 
-/// Colour chunks hold for other pixels only if their meaning does: it does here, since samples are
-/// moved as they stand. The others with a capital last letter are bound to how a file stores them.
+/// Colour chunks stay valid here, because samples are copied unchanged. Other chunks with a capital
+/// last letter depend on how a file stores its pixels.
 constexpr std::string_view kColourChunks[] = {"cHRM", "cICP", "cLLI", "gAMA",
                                               "iCCP", "mDCV", "sRGB", "tIME"};
 
@@ -38,7 +38,7 @@ constexpr std::array<std::uint32_t, 256> kCrcTable = [] {
     return table;
 }();
 
-/// The checksum of a chunk: over its name and its data.
+/// The checksum of a chunk, over its name and its data.
 std::uint32_t crcOf(std::string_view nameAndData) {
     std::uint32_t crc = 0xFFFFFFFFU;
     for (const char byte : nameAndData) {
@@ -57,7 +57,7 @@ void appendBe32(std::string& to, std::uint32_t value) {
     to.append(reinterpret_cast<const char*>(bytes), sizeof bytes);
 }
 
-/// Exactly these bytes of the file; or false, with errno 0 at the end of the file.
+/// Reads exactly these bytes of the file; false on failure, with errno 0 at the end of the file.
 bool readAt(int fd, char* bytes, std::size_t count, std::int64_t at) {
     while (count > 0) {
         const ssize_t got = ::pread(fd, bytes, count, at);
@@ -91,14 +91,14 @@ bool isAncillary(std::string_view name) {
     return (name[0] & 0x20) != 0;
 }
 
-/// A grey picture's profile does not fit the colours that it is given.
+/// False for the profile of a grey picture, which does not fit its conversion to colour.
 bool maybeKept(std::string_view name, bool grey) {
     const bool safeToCopy = (name[3] & 0x20) != 0;
     return safeToCopy || (std::ranges::find(kColourChunks, name) != std::end(kColourChunks) &&
                           !(grey && name == "iCCP"));
 }
 
-/// Goes through the chunks of one file.
+/// Walks through the chunks of one file.
 class ChunkWalk {
   public:
     ChunkWalk(int fd, std::int64_t size) : fd_(fd), size_(size) {}
@@ -131,7 +131,7 @@ class ChunkWalk {
             found_.sampleBits = static_cast<unsigned char>(shape[8]);
             grey_ = (shape[9] & 2) == 0;
         }
-        if (!isAncillary(name) || name == "tRNS") { // the pixels, which drivers read
+        if (!isAncillary(name) || name == "tRNS") { // pixels, which drivers read
             return;
         }
         PngChunk chunk{name, {}};
@@ -146,7 +146,7 @@ class ChunkWalk {
         }
     }
 
-    /// Reads the data of a chunk. False when its checksum is not right.
+    /// Reads the data of a chunk. False if its checksum is wrong.
     bool readData(PngChunk& chunk, std::uint32_t length, std::int64_t at) {
         std::string whole = chunk.name;
         whole.resize(whole.size() + length + 4);
@@ -162,7 +162,7 @@ class ChunkWalk {
     int fd_;
     std::int64_t size_;
     bool grey_ = false;
-    std::size_t kept_ = 0; ///< bytes of memory that the kept ones take, at most the limit
+    std::size_t kept_ = 0; ///< memory of the kept chunks in bytes, at most the limit
     PngChunks found_;
 };
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The chunks of a PNG file that are not its pixels: read without the pixels, and put into another
-// file without touching its own. Nothing here decodes anything.
+// The chunks of a PNG file except its pixels: read without the pixels, and inserted into another
+// file without changing its own. Nothing is decoded here.
 #pragma once
 
 #include <cstddef>
@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-/// Most bytes of chunks that are kept of one file, all together: room for colour profiles and long
-/// texts, and no room for what a hostile file would like to have kept.
+/// Maximum total size of the chunks kept from one file: room for colour profiles and long texts,
+/// but a limit for hostile files.
 inline constexpr std::size_t kKeptChunkBytes = std::size_t{2} << 20;
 
 struct PngChunk {
@@ -20,19 +20,18 @@ struct PngChunk {
 
 struct PngChunks {
     int sampleBits = 8; ///< 1 to 16
-    /// Those that mean the same in another PNG with the same pixels, in their order.
+    /// Those that keep their meaning in another PNG with the same pixels, in their order.
     std::vector<PngChunk> kept;
-    /// Names of the others: bound to the way in which this file stores its pixels, damaged, or too
+    /// Names of the others, which depend on how this file stores its pixels, are damaged or too
     /// large.
     std::vector<std::string> left;
-    int error = 0; ///< errno when the file could not be read, and so may hold more
+    int error = 0; ///< errno if the file could not be read and so may have more chunks
 };
 
-/// The chunks of the PNG that `fd` is open on; none when it is not a PNG. A file that is cut has
-/// those that it has. What cannot be read could be a PNG.
+/// The chunks of the PNG that `fd` is open on; nullopt when it is not a PNG. A cut file gives the
+/// chunks before the cut. An unreadable file counts as a PNG.
 [[nodiscard]] std::optional<PngChunks> readPngChunks(int fd);
 
-/// Puts `chunks` behind the header of the PNG that `fd` is open on for reading and writing. The
-/// bytes that follow move on as they stand. 0, or the errno of what failed; the file is then
-/// useless.
+/// Inserts `chunks` after the header of the PNG that `fd` is open on for reading and writing, and
+/// moves the following bytes. 0, or errno; the file is then useless.
 [[nodiscard]] int insertPngChunks(int fd, std::span<const PngChunk> chunks);
