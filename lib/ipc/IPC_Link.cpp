@@ -1,7 +1,16 @@
 // SPDX-License-Identifier: MIT
 #include "IPC_Link.h"
 
+#include <algorithm>
 #include <cstring>
+#include <iterator>
+#include <utility>
+
+static_assert(std::ranges::adjacent_find(ipc::kMessages, std::ranges::greater_equal{},
+                                         [](const ipc::Message& m) {
+                                             return std::pair(m.messageClass, m.code);
+                                         }) == std::end(ipc::kMessages),
+              "messages ascend, none twice");
 
 std::int32_t IPC_Link::population = 0;
 

@@ -91,7 +91,7 @@ int TDR_Driver::handleEvent() {
 
 int TDR_Driver::waitForIPCMessage() {
     using Handler = int (TDR_Driver::*)();
-    static constexpr std::array<Handler, ipc::kClassCount> kHandlers = {
+    static constexpr std::array<Handler, std::size(ipc::kClassNames)> kHandlers = {
         &TDR_Driver::doInfoMessage,       // ipc::kClassInfo
         &TDR_Driver::doStatusMessage,     // ipc::kClassStatus
         &TDR_Driver::doEventNotification, // ipc::kClassEvent
@@ -114,8 +114,8 @@ int TDR_Driver::waitForIPCMessage() {
         base::say("%s: Error reading socket data (%d)\n", me, result);
         return result;
     }
-    if (data.numof_cmds < ipc::kWordClass + 1 ||
-        data.datacmd[ipc::kWordReceiverId] != ipcProcessType ||
+    constexpr int kWordsUpToClass = ipc::kWordClass + 1;
+    if (data.numof_cmds < kWordsUpToClass || data.datacmd[ipc::kWordReceiverId] != ipcProcessType ||
         data.datacmd[ipc::kWordReceiverSubId] != ipcProcessId) {
         return result;
     }

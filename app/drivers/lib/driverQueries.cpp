@@ -67,7 +67,7 @@ int TDR_Driver::otherClass0Response() {
 
 namespace {
 
-constexpr short replyCode(ipc::InfoQuery query) {
+constexpr short replyCode(std::int16_t query) {
     return static_cast<short>(query + ipc::kReplyOffset);
 }
 

@@ -34,80 +34,116 @@ inline constexpr std::int16_t kDriverId = 102;   ///< first id of every driver p
 inline constexpr std::int16_t kDriverSubId = 39; ///< second id of every driver process
 inline constexpr std::int16_t kUnknownId = -1;   ///< either id of an unknown peer
 
-// --- Message classes (command word 4) ------------------------------------------------------------
+// --- Messages ------------------------------------------------------------------------------------
 
-inline constexpr std::int16_t kClassInfo = 0;
-inline constexpr std::int16_t kClassStatus = 1;
-inline constexpr std::int16_t kClassEvent = 2;
-inline constexpr std::int16_t kClassInit = 3;
-inline constexpr std::int16_t kClassAction = 4;
-inline constexpr std::int16_t kClassData = 5;
-inline constexpr std::int16_t kClassMisc = 6;
-inline constexpr int kClassCount = 7;
+/// The message classes (command word 4): ROW(constant, number, name).
+#define IPC_MESSAGE_CLASSES(ROW)                                                                   \
+    ROW(kClassInfo, 0, "info")     /* queries */                                                   \
+    ROW(kClassStatus, 1, "status") /* answers */                                                   \
+    ROW(kClassEvent, 2, "event")                                                                   \
+    ROW(kClassInit, 3, "init")                                                                     \
+    ROW(kClassAction, 4, "action") /* requests, answered with kStatusOk or kStatusError */         \
+    ROW(kClassData, 5, "data")                                                                     \
+    ROW(kClassMisc, 6, "misc")
 
-// --- Codes (command word 5) ----------------------------------------------------------------------
+/// Every message: ROW(constant of its code, its class, code (command word 5), name). A new one is
+/// one row here; whatever needs its number or its name takes it from here.
+#define IPC_MESSAGES(ROW)                                                                          \
+    ROW(kQueryAccessModes, kClassInfo, 1024, "access modes")                                       \
+    ROW(kQueryVendorName, kClassInfo, 1025, "vendor name")                                         \
+    ROW(kQueryFormatCount, kClassInfo, 1026, "format count")                                       \
+    ROW(kQueryCurrentFormat, kClassInfo, 1027, "current format")                                   \
+    ROW(kQueryIthFormat, kClassInfo, 1028, "format")                                               \
+    ROW(kQueryBounds, kClassInfo, 1029, "bounds")                                                  \
+    ROW(kQueryTiling, kClassInfo, 1030, "tiling")                                                  \
+    ROW(kQueryStampBounds, kClassInfo, 1031, "stamp bounds")                                       \
+    ROW(kQueryCurrentCell, kClassInfo, 1032, "current cell")                                       \
+    ROW(kQueryFormatName, kClassInfo, 1033, "format name")                                         \
+    ROW(kQueryStartCell, kClassInfo, 1034, "start cell")                                           \
+    ROW(kQueryEndCell, kClassInfo, 1035, "end cell")                                               \
+    ROW(kQueryDefaultPreReadCommand, kClassInfo, 1036, "default pre-read command")                 \
+    ROW(kQueryDefaultPostWriteCommand, kClassInfo, 1037, "default post-write command")             \
+    ROW(kQueryWriteDirection, kClassInfo, 1038, "write direction")                                 \
+    ROW(kQueryFileNamingConvention, kClassInfo, 1039, "file naming convention")                    \
+                                                                                                   \
+    ROW(kStatusOk, kClassStatus, 101, "OK")                                                        \
+    ROW(kStatusError, kClassStatus, 102, "error") /* the request was refused or failed */          \
+                                                                                                   \
+    ROW(kEventKill, kClassEvent, 201, "kill")               /* handshake refused */                \
+    ROW(kEventParentDied, kClassEvent, 202, "parent died")  /* it goes, or has gone */             \
+    ROW(kEventKillAll, kClassEvent, 400, "kill all")        /* to every socket of a set */         \
+    ROW(kEventBlockTaken, kClassEvent, 1225, "block taken") /* driver has attached the block */    \
+                                                                                                   \
+    ROW(kInitDataReady, kClassInit, 101, "init data ready") /* the parent's answer; class 1 too */ \
+    ROW(kInitRequest, kClassInit, 300, "start")             /* a child's first packet */           \
+                                                                                                   \
+    ROW(kActionEnd, kClassAction, 200, "end")                                                      \
+    ROW(kActionEndAlso, kClassAction, 203, "end")                                                  \
+    ROW(kActionKill, kClassAction, 400, "end")                 /* also sent on close */            \
+    ROW(kActionConnectBack, kClassAction, 402, "connect back") /* to the port given */             \
+    ROW(kActionSetPixelFormat, kClassAction, 1424, "set pixel format")                             \
+    ROW(kActionSetBounds, kClassAction, 1425, "set bounds")                                        \
+    ROW(kActionSetTiling, kClassAction, 1426, "set tiling")                                        \
+    ROW(kActionSetStampBounds, kClassAction, 1427, "set stamp bounds")                             \
+    ROW(kActionSetCurrentCell, kClassAction, 1428, "set current cell")                             \
+    ROW(kActionGetCache, kClassAction, 1429, "get cache")                                          \
+    ROW(kActionGetLine, kClassAction, 1430, "get line")                                            \
+    ROW(kActionGetTile, kClassAction, 1431, "get tile")                                            \
+    ROW(kActionGetStamp, kClassAction, 1432, "get stamp")                                          \
+    ROW(kActionPutCache, kClassAction, 1433, "put cache")                                          \
+    ROW(kActionPutLine, kClassAction, 1434, "put line")                                            \
+    ROW(kActionPutTile, kClassAction, 1435, "put tile")                                            \
+    ROW(kActionPutStamp, kClassAction, 1436, "put stamp")                                          \
+    ROW(kActionSetStartCell, kClassAction, 1437, "set start cell")                                 \
+    ROW(kActionSetEndCell, kClassAction, 1438, "set end cell")                                     \
+    ROW(kActionConnectToFile, kClassAction, 1439, "connect to file")                               \
+    ROW(kActionDisconnectFromFile, kClassAction, 1440, "disconnect from file")                     \
+    ROW(kActionSetPreReadCommand, kClassAction, 1441, "set pre-read command")                      \
+    ROW(kActionSetPostWriteCommand, kClassAction, 1442, "set post-write command")
 
-inline constexpr std::int16_t kStatusOk = 101;    ///< class 1: request done
-inline constexpr std::int16_t kStatusError = 102; ///< class 1: request refused or failed
+#define IPC_CLASS_CONSTANT(constant, number, name) inline constexpr std::int16_t constant = number;
+IPC_MESSAGE_CLASSES(IPC_CLASS_CONSTANT)
+#undef IPC_CLASS_CONSTANT
 
-inline constexpr std::int16_t kInitRequest = 300;   ///< class 3: a child's first packet
-inline constexpr std::int16_t kInitDataReady = 101; ///< class 1 or 3: the parent's answer to it
+#define IPC_CODE_CONSTANT(constant, class, number, name)                                           \
+    inline constexpr std::int16_t constant = number;
+IPC_MESSAGES(IPC_CODE_CONSTANT)
+#undef IPC_CODE_CONSTANT
 
-inline constexpr std::int16_t kEventKill = 201;        ///< class 2: handshake refused
-inline constexpr std::int16_t kEventParentDied = 202;  ///< class 2: the parent goes or has gone
-inline constexpr std::int16_t kEventKillAll = 400;     ///< class 2: sent to every socket of a set
-inline constexpr std::int16_t kEventBlockTaken = 1225; ///< class 2: driver has attached the block
+/// The names of the classes, by their numbers.
+inline constexpr std::string_view kClassNames[] = {
+#define IPC_CLASS_NAME(constant, number, name) name,
+    IPC_MESSAGE_CLASSES(IPC_CLASS_NAME)
+#undef IPC_CLASS_NAME
+};
 
-inline constexpr std::int16_t kActionKill = 400;        ///< class 4: end, sent on close
-inline constexpr std::int16_t kActionConnectBack = 402; ///< class 4: connect to the port given
+/// A message and what messages to the user and documents call it.
+struct Message {
+    std::int16_t messageClass;
+    std::int16_t code;
+    std::string_view name;
+};
+inline constexpr Message kMessages[] = {
+#define IPC_MESSAGE(constant, class, number, name) {class, number, name},
+    IPC_MESSAGES(IPC_MESSAGE)
+#undef IPC_MESSAGE
+};
 
-/// An info reply's code is its query's code plus this.
+#undef IPC_MESSAGE_CLASSES
+#undef IPC_MESSAGES
+
+/// The name of a message; empty for one that is not of this protocol.
+[[nodiscard]] constexpr std::string_view nameOf(std::int16_t messageClass, std::int16_t code) {
+    for (const Message& message : kMessages) {
+        if (message.messageClass == messageClass && message.code == code) {
+            return message.name;
+        }
+    }
+    return {};
+}
+
+/// An info reply (class 1) has its query's code plus this.
 inline constexpr std::int16_t kReplyOffset = 100;
-
-/// Info queries (class 0); answered in class 1 with the code plus `kReplyOffset`.
-enum InfoQuery : std::int16_t {
-    kQueryAccessModes = 1024,
-    kQueryVendorName = 1025,
-    kQueryFormatCount = 1026,
-    kQueryCurrentFormat = 1027,
-    kQueryIthFormat = 1028,
-    kQueryBounds = 1029,
-    kQueryTiling = 1030,
-    kQueryStampBounds = 1031,
-    kQueryCurrentCell = 1032,
-    kQueryFormatName = 1033,
-    kQueryStartCell = 1034,
-    kQueryEndCell = 1035,
-    kQueryDefaultPreReadCommand = 1036,
-    kQueryDefaultPostWriteCommand = 1037,
-    kQueryWriteDirection = 1038,
-    kQueryFileNamingConvention = 1039,
-};
-
-/// Action requests (class 4); answered in class 1 with `kStatusOk` or `kStatusError`.
-enum ActionRequest : std::int16_t {
-    kActionEnd = 200,
-    kActionEndAlso = 203,
-    kActionSetPixelFormat = 1424,
-    kActionSetBounds = 1425,
-    kActionSetTiling = 1426,
-    kActionSetStampBounds = 1427,
-    kActionSetCurrentCell = 1428,
-    kActionGetCache = 1429,
-    kActionGetLine = 1430,
-    kActionGetTile = 1431,
-    kActionGetStamp = 1432,
-    kActionPutCache = 1433,
-    kActionPutLine = 1434,
-    kActionPutTile = 1435,
-    kActionPutStamp = 1436,
-    kActionSetStartCell = 1437,
-    kActionSetEndCell = 1438,
-    kActionConnectToFile = 1439,
-    kActionDisconnectFromFile = 1440,
-    kActionSetPreReadCommand = 1441,
-    kActionSetPostWriteCommand = 1442,
-};
 
 /// Access modes of a connect request (first long).
 inline constexpr std::int32_t kConnectForReading = 0;
