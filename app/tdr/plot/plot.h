@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Pictures of what a scene document holds, as SVG: curves over time, splines from three sides,
-// trees. Each is bounded in size whatever the document holds, and says what it leaves out.
+// Drawings of a scene document as SVG: curves over time, splines from three sides, trees. The size
+// of each is limited, and omitted parts are reported.
 #pragma once
 
 #include "plotAxis.h"
@@ -10,18 +10,18 @@
 #include <string>
 #include <vector>
 
-/// A picture, and what it does not show (empty: all is there).
+/// A drawing, and what it omits (empty: nothing).
 struct Plot {
     std::string svg;
     std::string leftOut;
 };
 
 struct CurveChoice {
-    std::vector<std::string> channels; ///< of these channels only; empty: all
+    std::vector<std::string> channels; ///< only these channels; empty: all
     std::optional<PlotRange> frames;   ///< empty: the scene's frames, all keys and room around them
 };
 
-/// Fails when there is no curve, or none of a channel that was asked for.
+/// Fails when there is no curve, or none of the requested channels.
 Outcome<Plot> plotCurves(const SceneDocument& document, const std::string& title,
                          const CurveChoice& choice);
 
@@ -31,5 +31,5 @@ Outcome<Plot> plotSplines(const SceneDocument& document, const std::string& titl
 /// Fails when there is no tree.
 Outcome<Plot> plotTrees(const SceneDocument& document, const std::string& title);
 
-/// The style that all pictures share; each adds its own rules.
+/// The style of all drawings; each adds its own rules.
 extern const char* const kPlotStyle;

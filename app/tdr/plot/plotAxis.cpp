@@ -7,10 +7,10 @@
 
 namespace {
 
-/// Beyond this doubles near float's largest would overflow when they are widened.
+/// Upper limit of values, so that widening a range cannot overflow.
 constexpr double kLargest = 1e100;
 
-/// Smallest size of a range relative to its values, so that ticks can be told apart.
+/// Smallest size of a range relative to its values, so that ticks stay distinguishable.
 constexpr double kFinest = 1e-9;
 
 double roundStep(double atLeast) {
@@ -23,8 +23,8 @@ double roundStep(double atLeast) {
     return 10 * power;
 }
 
-/// Digits with which multiples of the step up to `largest` are written exactly, so that no two
-/// labels are equal.
+/// Digits that write multiples of the step up to `largest` exactly, so that no two labels are
+/// equal.
 int digitsFor(double largest, double step) {
     constexpr double kUsual = 6;
     constexpr double kMost = 17;

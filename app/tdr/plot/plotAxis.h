@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-// Axes: from values to places in the picture, with ticks at round numbers.
+// Axes: map values to positions in the drawing, with ticks at round numbers.
 #pragma once
 
 #include <string>
 #include <vector>
 
-/// A range of values. Grows by `add`; what is no finite number is passed over.
+/// A range of values. `add` extends it; values that are not finite are ignored.
 struct PlotRange {
     double least = 0;
     double most = 0;
@@ -13,8 +13,8 @@ struct PlotRange {
 
     void add(double value);
     bool operator==(const PlotRange&) const = default;
-    /// The range with room around it: `share` of its size at each end, at least `atLeast`; around
-    /// 0 when it is empty.
+    /// The range with a margin: `share` of its size at each end, at least `atLeast`; around 0 when
+    /// it is empty.
     [[nodiscard]] PlotRange widened(double share, double atLeast) const;
     [[nodiscard]] double size() const { return most - least; }
 };
@@ -24,7 +24,7 @@ struct PlotTick {
     std::string label;
 };
 
-/// A linear scale: `range.least` lies at `from`, `range.most` at `to`.
+/// A linear scale: `range.least` is at `from`, `range.most` at `to`.
 class PlotAxis {
   public:
     PlotAxis(const PlotRange& range, double from, double to);
@@ -36,7 +36,7 @@ class PlotAxis {
     [[nodiscard]] double from() const { return from_; }
     [[nodiscard]] double to() const { return to_; }
 
-    /// Width in pixels that the labels of such ticks take in the pictures' tick style.
+    /// Width in pixels of the labels of these ticks in the drawings' tick style.
     [[nodiscard]] double labelWidth(int most) const;
 
     /// At most `most` ticks at multiples of 1, 2 or 5 times a power of ten.

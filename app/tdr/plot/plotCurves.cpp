@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Curves over time: a panel for what belongs together, one below the other on the same frames.
+// Curves over time: a panel for each group, one below the other with the same frames.
 #include "output/utf8Text.h"
 #include "plot.h"
 #include "plotPanel.h"
@@ -13,10 +13,10 @@
 
 namespace {
 
-// Places in the picture, in pixels.
+// Positions in the drawing, in pixels.
 constexpr double kWidth = 1016;
-constexpr double kLeft = 112;   // of the panels: unit and tick labels stand left of it
-constexpr double kRight = 752;  // of the panels: the legend stands right of it
+constexpr double kLeft = 112;   // of the panels: unit and tick labels are left of it
+constexpr double kRight = 752;  // of the panels: the legend is right of it
 constexpr double kHeader = 120; // height of title and key
 constexpr double kPitch = 278;  // from one panel to the next
 
@@ -32,10 +32,10 @@ bool belongTogether(const OwnedCurve& a, const OwnedCurve& b) {
     return a.source == b.source && a.group == b.group;
 }
 
-/// Gives the panels titles of their own: elements may have one name, and a group many curves.
+/// Makes the panels' titles unique: elements may have the same name, and a group many curves.
 void setTitles(std::vector<PlotPanel>& panels) {
-    std::map<std::string, std::size_t> elements; // of one title
-    std::vector<std::size_t> numbers;            // of each panel's element among those
+    std::map<std::string, std::size_t> elements; // with the same title
+    std::vector<std::size_t> numbers;            // of each panel's element among these
     for (std::size_t i = 0; i < panels.size(); ++i) {
         const OwnedCurve& first = panels[i].curves.front();
         panels[i].title = fmt::format("{} · {}", first.owner, first.group);
@@ -67,7 +67,7 @@ std::vector<PlotPanel> panelsOf(std::vector<OwnedCurve> curves) {
     return panels;
 }
 
-/// The times that the picture is about: the scene's frames and all keys.
+/// The times to show: the scene's frames and all keys.
 std::vector<double> timesOf(const SceneDocument& document, const std::vector<OwnedCurve>& curves) {
     std::vector<double> times;
     if (document.scene != nullptr) {
@@ -90,7 +90,7 @@ PlotRange rangeOf(const std::vector<double>& times) {
     return frames.widened(0.08, 2);
 }
 
-/// What the marks mean, in a row under the title.
+/// Draws the key to the marks, in a row under the title.
 void drawKey(Svg& svg, bool hasFrames) {
     constexpr double y = 66;
     svg.begin("neutral");
@@ -116,7 +116,7 @@ void drawKey(Svg& svg, bool hasFrames) {
     svg.end();
 }
 
-/// The curves of the channels asked for, or why there are none.
+/// The curves of the requested channels, or why there are none.
 Outcome<std::vector<OwnedCurve>> chosen(const SceneDocument& document, const CurveChoice& choice) {
     std::vector<OwnedCurve> all;
     std::vector<bool> found(choice.channels.size());
@@ -143,7 +143,7 @@ Outcome<std::vector<OwnedCurve>> chosen(const SceneDocument& document, const Cur
                        : all;
 }
 
-/// What stretches the axis of frames.
+/// Reports keys that stretch the frame axis.
 void drawFarFrames(Svg& svg, const std::vector<double>& times) {
     if (const auto far = farFrom(times)) {
         svg.text("far", {kLeft, 88},

@@ -26,15 +26,15 @@ constexpr std::size_t kColours = 6;
 constexpr std::size_t kLegendColumns = 24;
 constexpr std::size_t kHeadingColumns = 70;
 constexpr double kLegendRow = 37;
-constexpr double kTangent = 22;  // length of a tangent's half
-constexpr double kKeySpace = 12; // between keys that are drawn one by one
-constexpr double kKeyColumn = 3; // width in which keys are drawn as one mark
+constexpr double kTangent = 22;  // half the length of a tangent
+constexpr double kKeySpace = 12; // minimum distance of keys that are drawn one by one
+constexpr double kKeyColumn = 3; // width of a column whose keys are one mark
 constexpr int kFrameTicks = 7;
 constexpr int kValueTicks = 6;
 
 constexpr const char* kExtrapolations[] = {"constant", "linear", "cycle"};
 
-/// Red, green and blue for what is called so, and for x, y and z.
+/// Red, green and blue for the parts with these names, and for x, y and z.
 constexpr std::pair<std::string_view, std::size_t> kPartColours[] = {
     {"x", 3}, {"y", 2}, {"z", 0}, {"red", 3}, {"green", 2}, {"blue", 0}};
 
@@ -47,7 +47,7 @@ std::size_t colourOf(const OwnedCurve& entry, std::size_t index) {
     return index % kColours;
 }
 
-/// A curve with what is drawn of it.
+/// A curve with its drawn pieces.
 struct Drawn {
     const OwnedCurve& entry;
     std::size_t colour;
@@ -70,7 +70,7 @@ bool isIn(const PlotRange& frames, const FcvKey& key) {
     return timeOf(key) >= frames.least && timeOf(key) <= frames.most;
 }
 
-/// How a line is drawn that lies on others: of so many equal lines each takes its share of the
+/// The share of a line that coincides with others: each of several equal lines gets a part of the
 /// dashes, so that all their colours show.
 struct Share {
     std::size_t index = 0; ///< among the equal ones
@@ -90,7 +90,7 @@ std::string dashesOf(std::string_view piece, const Share& share) {
 
 // ----------------------------------------------------------------------------------------- drawing
 
-/// Draws one panel into the picture.
+/// Draws one panel.
 class PanelWriter {
   public:
     PanelWriter(Svg& svg, const PlotAxis& frames, const PlotAxis& values)
@@ -129,7 +129,7 @@ class PanelWriter {
         svg_.end();
     }
 
-    /// A ring round each key of that value.
+    /// Draws a ring around each key of that value.
     void ring(const Fcurve& curve, double value) {
         for (const FcvKey& key : keysOf(curve)) {
             if (valueOf(key) == value && isIn(frames_.range(), key)) {
@@ -161,7 +161,7 @@ class PanelWriter {
                       dashesOf(piece.name, share));
     }
 
-    /// The outline: along the upper ends and back along the lower ones.
+    /// Draws the outline: along the upper ends and back along the lower ones.
     void band(const PlotPiece& piece) {
         std::vector<SvgPoint> points;
         points.reserve(2 * piece.band.size());
@@ -192,8 +192,8 @@ class PanelWriter {
         }
     }
 
-    /// Keys that stand too close are drawn as upright marks, each from the lowest key of a narrow
-    /// column to the highest one.
+    /// Draws keys that are too close as vertical marks, each from the lowest key of a narrow column
+    /// to the highest one.
     void keyColumns(const Fcurve& curve) {
         struct Column {
             int keys = 0;
@@ -229,7 +229,7 @@ class PanelWriter {
         return {frames_.place(timeOf(key)), values_.place(valueOf(key))};
     }
 
-    /// A tangent is shown where something follows it: a spline segment, or a straight line beyond.
+    /// Draws a tangent if a spline segment or a linear extrapolation follows it.
     void tangents(const Fcurve& curve, std::size_t i) {
         const auto all = keysOf(curve);
         const bool bent = curve.interpolation != kInterpolateLinear;
@@ -260,7 +260,7 @@ class PanelWriter {
     const PlotAxis& values_;
 };
 
-/// Every key in view, and everything that the curves reach there.
+/// The range of all visible keys and curve values.
 PlotRange valuesOf(const std::vector<Drawn>& all, const PlotRange& frames) {
     PlotRange values;
     for (const Drawn& drawn : all) {
@@ -329,7 +329,7 @@ void drawLegend(Svg& svg, const std::vector<Drawn>& all, double left, double top
     }
 }
 
-/// What flattens the panel, below its legend and with a ring round it.
+/// Reports the keys that flatten the panel, below its legend, and draws rings around them.
 void drawFar(Svg& svg, PanelWriter& writer, const std::vector<Drawn>& all, const PlotAxis& frames,
              double top) {
     std::vector<double> values;
@@ -360,8 +360,8 @@ void drawFar(Svg& svg, PanelWriter& writer, const std::vector<Drawn>& all, const
 
 std::optional<PlotFar> farFrom(std::vector<double> values) {
     constexpr std::size_t kFewest = 4;
-    constexpr std::size_t kMany = 20; // one in so many may be far
-    constexpr double kFlattened = 50; // times the others' range
+    constexpr std::size_t kMany = 20; // at most one in this many keys is far
+    constexpr double kFlattened = 50; // times the range of the others
     if (values.size() < kFewest) {
         return {};
     }

@@ -13,7 +13,7 @@
 /// Curves of one source and group.
 struct PlotPanel {
     std::vector<OwnedCurve> curves;
-    std::string title; ///< no other panel has the same
+    std::string title; ///< unique among the panels
 };
 
 /// The frames of a scene, which are shaded.
@@ -22,19 +22,19 @@ struct PlotFrames {
 };
 
 inline constexpr double kPanelHeight = 190;
-inline constexpr std::size_t kMostInPanel = 5; ///< curves; the legend has room for these
+inline constexpr std::size_t kMostInPanel = 5; ///< curves that fit the legend
 
-/// Draws the panel between the ends of the axis of frames, its top edge at `top`.
+/// Draws the panel between the ends of the frame axis, with its top edge at `top`.
 void drawPanel(Svg& svg, const PlotPanel& panel, const PlotAxis& frames,
                const std::optional<PlotFrames>& shaded, double top);
 
-/// The rules for it, and for a picture's key to its marks.
+/// The style rules for panels and for the key to the marks.
 extern const char* const kPanelStyle;
 
-/// Few among many that lie so far away that the others cannot be told apart on one axis.
+/// A few keys so far away that the others cannot be distinguished on the same axis.
 struct PlotFar {
     std::size_t count;  ///< how many
-    double farthest;    ///< of them
-    double least, most; ///< of the others
+    double farthest;    ///< the farthest of these
+    double least, most; ///< range of the others
 };
 [[nodiscard]] std::optional<PlotFar> farFrom(std::vector<double> values);

@@ -10,16 +10,16 @@
 
 namespace {
 
-/// Samples over the whole width, somewhat more than there are pixels.
+/// Samples over the whole width, slightly more than pixels.
 constexpr int kSteps = 800;
 
 /// Columns of a band, about one a pixel.
 constexpr int kColumns = 640;
 
-/// Turns that a line is led through; more of them than pixels cannot be told apart.
+/// Maximum number of turns of a line; more than pixels cannot be distinguished.
 constexpr double kMostTurns = 2000;
 
-/// Columns that a cycle needs at least to be told from the next one.
+/// Minimum width of a distinguishable cycle in columns.
 constexpr double kFastest = 12;
 
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
@@ -34,7 +34,7 @@ bool isKnown(std::int16_t extrapolation) {
 }
 
 /// Adds the times at which the spline segment from `a` to `b` turns: where its derivative, a
-/// quadratic in the share of the way, is 0.
+/// quadratic, is 0.
 void addTurns(std::vector<float>& times, const FcvKey& a, const FcvKey& b) {
     const double length = static_cast<double>(b.time) - static_cast<double>(a.time);
     const double rise = static_cast<double>(b.value) - static_cast<double>(a.value);
@@ -43,7 +43,7 @@ void addTurns(std::vector<float>& times, const FcvKey& a, const FcvKey& b) {
     const double square = 3 * (leave + arrive - 2 * rise);
     const double linear = 2 * (3 * rise - 2 * leave - arrive);
     const double root = std::sqrt(linear * linear - 4 * square * leave);
-    // Both solutions in the form that loses no digits; a division by 0 gives none.
+    // Both solutions in the numerically stable form; a division by 0 gives none.
     const double sum = -(linear + std::copysign(root, linear)) / 2;
     for (const double share : {sum / square, leave / sum}) {
         if (share > 0 && share < 1) {
@@ -52,8 +52,8 @@ void addTurns(std::vector<float>& times, const FcvKey& a, const FcvKey& b) {
     }
 }
 
-/// The times within one passage through the keys, ascending, between which the curve is monotonous;
-/// none when the keys are in no order.
+/// The times within one passage through the keys, ascending, between which the curve is monotonic;
+/// none if the keys are not in order.
 std::vector<float> turnsOf(const Fcurve& curve) {
     std::vector<float> times;
     const auto keys = keysOf(curve);
@@ -73,7 +73,7 @@ std::vector<float> turnsOf(const Fcurve& curve) {
     return times;
 }
 
-/// Adds a sample; of several equal values in a row only the outer ones.
+/// Adds a sample; of several equal values in a row only the outer ones are kept.
 void add(std::vector<PlotSample>& samples, PlotSample sample) {
     const std::size_t count = samples.size();
     if (count >= 2 && samples[count - 1].value == sample.value &&
@@ -97,7 +97,7 @@ class Sampler {
         }
     }
 
-    /// A stretch in which the passage through the keys counts once, `repeated`, or not at all.
+    /// How often the passage through the keys counts in a stretch: not at all, once, or repeatedly.
     enum class Passage { None, Once, Repeated };
 
     void add(std::string_view name, float from, float to, Passage passage) {
@@ -127,7 +127,7 @@ class Sampler {
                                             : static_cast<double>(within(from, to).size());
     }
 
-    /// Indices of the turns within one passage, as a span of the values there.
+    /// The values at the turns between two times of one passage.
     [[nodiscard]] std::span<const double> within(double from, double to) const {
         const auto begin = std::ranges::lower_bound(turns_, from, {}, asDouble);
         const auto end = std::ranges::upper_bound(turns_, to, {}, asDouble);
@@ -208,7 +208,7 @@ class Sampler {
             const double begin = from - std::floor((from - first_) / period_) * period_;
             const double end = begin + (to - from);
             take(begin, end);
-            take(first_, end - period_); // what of it lies in the next cycle
+            take(first_, end - period_); // the part in the next cycle
         }
         return values;
     }
@@ -242,7 +242,7 @@ std::vector<PlotPiece> plotPieces(const Fcurve& curve, const PlotRange& frames) 
         sampler.add("before", least, std::min(std::nextafter(first, -kInfinity), most),
                     passageOf(curve.preExtrapolation));
     }
-    // Where the time after the last key means nothing, the toolkit gives no value at that key.
+    // If the extrapolation after the last key is unknown, the toolkit gives no value at that key.
     const bool closed = isKnown(curve.postExtrapolation);
     const float end = closed ? last : std::nextafter(last, -kInfinity);
     sampler.add("inside", std::max(first, least), std::min(end, most), Passage::Once);

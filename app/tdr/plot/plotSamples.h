@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A curve as what is to be drawn of it, evaluated by the toolkit itself.
+// The drawable pieces of a curve, evaluated by the toolkit itself.
 #pragma once
 
 #include "plotAxis.h"
@@ -15,7 +15,7 @@ struct PlotSample {
     bool operator==(const PlotSample&) const = default;
 };
 
-/// The least and the most value within one column of the picture.
+/// The least and the greatest value within one column of the drawing.
 struct PlotColumn {
     double time; ///< its middle
     PlotRange values;
@@ -23,8 +23,8 @@ struct PlotColumn {
     bool operator==(const PlotColumn&) const = default;
 };
 
-/// A stretch of a curve without a gap: a line through every key and every turn, or, where there are
-/// more of them than can be drawn, the band that such a line fills.
+/// A stretch of a curve without a gap: a line through every key and every turn, or, if there are
+/// too many of them to draw, the band that such a line fills.
 struct PlotPiece {
     std::string_view name; ///< "before" the first key, "inside" the keys, "after" the last one
     std::vector<PlotSample> line;
@@ -33,7 +33,7 @@ struct PlotPiece {
     bool operator==(const PlotPiece&) const = default;
 };
 
-/// The curve over the frames, in pieces. Values that are no finite numbers leave gaps; where the
-/// extrapolation has no meaning there is nothing. The extremes in view are the curve's, when its
-/// keys are in the order of time. A few thousand samples at most, whatever the number of keys.
+/// The curve over the frames, in pieces. Values that are not finite leave gaps, and an unknown
+/// extrapolation gives no piece. The visible extremes are exact if the keys are in order of time.
+/// At most a few thousand samples, whatever the number of keys.
 [[nodiscard]] std::vector<PlotPiece> plotPieces(const Fcurve& curve, const PlotRange& frames);

@@ -18,7 +18,7 @@ constexpr double kView = 360;   // side of a view
 constexpr double kHeader = 64;
 constexpr std::size_t kMostSplines = 12;
 constexpr int kMostPoints = 2000; // of one spline
-constexpr int kMostLabels = 40;   // beyond that points have no numbers
+constexpr int kMostLabels = 40;   // later points have no numbers
 constexpr int kTicks = 6;
 constexpr std::size_t kTitleColumns = 62;
 constexpr std::size_t kNameColumns = 36;
@@ -30,7 +30,7 @@ constexpr const char* kStyle =
     ".arm{stroke:#d97706;stroke-width:1.2}.handle{fill:#fff;stroke:#d97706;stroke-width:1.6}"
     ".number{font-size:11px;fill:#1f2937;paint-order:stroke;stroke:#fff;stroke-width:3px}";
 
-/// One way to look at a spline: what runs to the right and what runs up.
+/// One view of a spline: the axis to the right and the axis upwards.
 struct View {
     const char* name;
     float Vector::*right;
@@ -57,7 +57,7 @@ double along(const Vector& v, float Vector::*axis) {
     return static_cast<double>(v.*axis);
 }
 
-/// The middle of what is shown along one axis of space, and the size needed.
+/// The range of everything shown along one axis of space.
 PlotRange extentOf(const Drawn& drawn, float Vector::*axis) {
     PlotRange range;
     for (const SplineSegment& s : drawn.segments) {
@@ -173,7 +173,7 @@ class ViewWriter {
         }
     }
 
-    /// False where an earlier point's number already stands about there.
+    /// False if an earlier point's number is already at about this position.
     [[nodiscard]] bool isFirstAt(int index) const {
         const SvgPoint at = place(drawn_.spline.keys[index].position);
         for (int i = 0; i < index; ++i) {
@@ -203,7 +203,7 @@ class ViewWriter {
     PlotAxis up_;
 };
 
-/// What is known of the spline, and what the marks mean, in the fourth field.
+/// Draws the properties of the spline and the key to the marks in the fourth field.
 void drawNotes(Svg& svg, const Drawn& drawn, const std::string& owner, double top) {
     constexpr double x = 580;
     const Spline& spline = drawn.spline;
@@ -245,7 +245,7 @@ void drawNotes(Svg& svg, const Drawn& drawn, const std::string& owner, double to
     }
 }
 
-/// A spline and whose it is.
+/// A spline and its owner.
 struct OwnedSpline {
     const Spline* spline;
     std::string owner;
@@ -269,7 +269,7 @@ void drawSpline(Svg& svg, const OwnedSpline& owned, double top) {
 } // namespace
 
 Outcome<Plot> plotSplines(const SceneDocument& document, const std::string& title) {
-    std::vector<OwnedSpline> splines; // that are drawn
+    std::vector<OwnedSpline> splines; // the drawn ones
     std::size_t all = 0;
     visitSplines(document, [&](const Spline& spline, const std::string& owner) {
         if (++all <= kMostSplines) {

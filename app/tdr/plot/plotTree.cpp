@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A tree of nodes: the root on the left, children to the right of their parent, one row a leaf.
+// A tree of nodes: the root on the left, children to the right of their parent, one row for each
+// leaf.
 #include "output/utf8Text.h"
 #include "plot.h"
 #include "scene/sceneFields.h"
@@ -33,7 +34,7 @@ constexpr const char* kStyle =
     ".root{fill:#dbeafe;stroke:#1d4ed8;stroke-width:2}.hidden{stroke-dasharray:5 3}"
     ".more{fill:#4b5563;font-size:11px}.note{font-size:11px;fill:#4b5563}";
 
-/// A node with its place, counted in columns and rows.
+/// A node with its position in columns and rows.
 struct Placed {
     const Model* node;
     std::size_t depth;
@@ -75,7 +76,7 @@ std::string contentsOf(const Model& node) {
     return text;
 }
 
-/// The line under a node's name: what it holds, or else where it stands.
+/// The line under a node's name: its contents, or else its position.
 std::string noteOf(const Model& node) {
     const std::string contents = contentsOf(node);
     const Vector& v = node.translation.fixed;
@@ -84,7 +85,7 @@ std::string noteOf(const Model& node) {
     return place + (place.empty() || contents.empty() ? "" : " · ") + contents;
 }
 
-/// What shows when one points at a node: its whole name and transformation.
+/// The tooltip of a node: its full name and transformation.
 std::string titleOf(const Model& node) {
     const Vector& v = node.translation.fixed;
     const auto& r = node.rotation;
@@ -95,11 +96,11 @@ std::string titleOf(const Model& node) {
                        triple(shortest(s[0]), shortest(s[1]), shortest(s[2])));
 }
 
-/// Gives the shown nodes of a tree their columns and rows: leaves one below the other, a parent in
+/// Places the shown nodes of a tree in columns and rows: leaves one below the other, a parent at
 /// the middle of its children. `row` is the first free row, before and after.
 std::vector<Placed> placeTree(const Model* root, std::size_t room, double& row) {
     std::vector<Placed> placed;
-    std::vector<std::size_t> nearest; // shown nodes on the way down, again where one is not shown
+    std::vector<std::size_t> nearest; // nearest shown node at each level on the way down
     for (const auto& [node, depth] : nodesOf(root)) {
         nearest.resize(depth);
         const bool isUnderShown = depth == 0 || placed[nearest.back()].node == node->parent;
@@ -130,7 +131,7 @@ std::vector<Placed> placeTree(const Model* root, std::size_t room, double& row) 
     return placed;
 }
 
-/// All trees, with the columns' places that fit their widest nodes.
+/// All trees, with columns that fit their widest nodes.
 class TreePlot {
   public:
     TreePlot(const SceneDocument& document, const std::string& title) : title_(title) {
@@ -192,7 +193,7 @@ class TreePlot {
         });
     }
 
-    /// What the marks mean that are not in every tree.
+    /// Draws the key to the marks that are not in every tree.
     void drawKey(Svg& svg) const {
         constexpr double y = 64;
         if (hasAny([](const Placed& entry) { return entry.node->hidden != 0; })) {

@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr double kFarthest = 1e6; // browsers draw in single floats
+constexpr double kFarthest = 1e6; // browsers draw with single floats
 
 constexpr std::array<const char*, 3> kAnchors = {"start", "middle", "end"};
 

@@ -11,7 +11,7 @@ struct SvgPoint {
     double x, y;
 };
 
-/// Where a text's given point lies along it.
+/// Position of a text's anchor point along it.
 enum class SvgAnchor : unsigned char { Start, Middle, End };
 
 class Svg {
@@ -19,7 +19,7 @@ class Svg {
     /// A picture of this size in pixels with a style sheet (trusted) and a title.
     Svg(double width, double height, std::string_view style, std::string_view title);
 
-    /// Elements of a class of the style sheet.
+    /// Draw elements with a class of the style sheet.
     void line(const char* style, SvgPoint a, SvgPoint b);
     void rect(const char* style, SvgPoint corner, double width, double height, double round = 0);
     void circle(const char* style, SvgPoint centre, double radius);
@@ -27,19 +27,18 @@ class Svg {
               SvgAnchor anchor = SvgAnchor::Start);
     /// A text that reads upwards, centred at the point.
     void upwardText(const char* style, SvgPoint at, std::string_view utf8);
-    /// `rules` are further ones of style sheets, for this line alone.
+    /// `rules` are additional style rules for this line only.
     void polyline(const char* style, const std::vector<SvgPoint>& points,
                   std::string_view rules = "");
     void polygon(const char* style, const std::vector<SvgPoint>& corners);
-    /// A path out of `moveTo`, `lineTo` and `curveTo`.
+    /// A path from `moveTo`, `lineTo` and `curveTo`.
     void path(const char* style, std::string_view data);
 
-    /// A group, which shows `title` (if any) when pointed at, and is cut off at the rectangle of
-    /// `clip` (0: not).
+    /// A group, with `title` (if any) as its tooltip, clipped at the rectangle of `clip` (0: none).
     void begin(const char* style, std::string_view title = "", int clip = 0);
     void end();
 
-    /// Defines a rectangle to clip at and gives its number, from 1.
+    /// Defines a clip rectangle and returns its number, from 1.
     int clip(SvgPoint corner, double width, double height);
 
     /// The whole document.
@@ -54,8 +53,7 @@ class Svg {
     int clips_ = 0;
 };
 
-/// A coordinate: at most two digits after the point, kept within what browsers can draw; 0 for
-/// what is no number.
+/// A coordinate: at most two digits after the point, clamped to what browsers can draw; 0 for NaN.
 [[nodiscard]] std::string svgNumber(double value);
 
 /// `text` for use between tags or in quotes.

@@ -70,13 +70,14 @@ constexpr SceneFormat kFormats[] = {
     {"hierarchy", ".hrc", "HRCH", true, nullptr, readTree, writeTree},
 };
 
-/// The name without its ending, as the toolkit wants it. It takes no empty one.
+/// The name without its ending, for the toolkit. It does not accept an empty one.
 std::string baseOf(const std::string& file, const SceneFormat& format) {
     const std::string base = file.substr(0, file.size() - std::strlen(format.ending));
     return base.empty() ? "./" : base;
 }
 
-// -------------------------------------------------------------------------- why a file is not read
+// ------------------------------------------------------------------------ reasons of failed
+// reading
 
 /// The beginning of a file: as much of its header as it has.
 struct Beginning {
@@ -136,7 +137,7 @@ FileStamp stampFrom(const struct stat& status) {
             status.st_mtim.tv_sec * std::int64_t{1'000'000'000} + status.st_mtim.tv_nsec};
 }
 
-/// What can be known of the file before the toolkit reads it.
+/// Examines the file before the toolkit reads it.
 Outcome<Beginning> examine(const fs::path& file, FileStamp& stamp) {
     if (const auto readable = checkReadable(file); !readable) {
         return readable.problem();
@@ -155,7 +156,7 @@ Problem problemOf(const fs::path& file, std::string_view reason) {
     return {ExitCode::Failed, fmt::format("{}: {}", file.string(), reason)};
 }
 
-/// Writes the file: an empty text, or why it failed.
+/// Writes the file; returns an empty text, or why it failed.
 std::string writeTo(const SceneDocument& document, const std::string& file, SceneFlavour flavour,
                     SceneReport& report) {
     const SceneListener listener(report);

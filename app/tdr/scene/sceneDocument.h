@@ -28,7 +28,7 @@ enum class SceneFlavour : int { Text = 0, Binary = 1 };
 
 struct SceneFormat;
 
-/// What a file was when it was read; another program may write to it meanwhile.
+/// The state of a file when it was read, to detect that another program has changed it.
 struct FileStamp {
     dev_t device = 0;
     ino_t inode = 0;
@@ -38,14 +38,14 @@ struct FileStamp {
     bool operator==(const FileStamp&) const = default;
 };
 
-/// What one file holds: exactly one of the three records.
+/// The contents of one file: exactly one of the three records.
 struct SceneDocument {
     const SceneFormat* format = nullptr;
     SceneFlavour flavour = SceneFlavour::Text;
     std::unique_ptr<Scene, DisposedBy<sceneDispose>> scene;
     std::unique_ptr<Spline, DisposedBy<splineDispose>> spline;
     std::unique_ptr<Model, DisposedBy<modelDispose>> tree;
-    SceneReport report; ///< of its reading
+    SceneReport report; ///< of reading it
     FileStamp stamp;    ///< of the file
 };
 
@@ -53,7 +53,7 @@ struct SceneDocument {
 struct SceneFormat {
     const char* name;        ///< "scene"
     const char* ending;      ///< ".scn"
-    const char* magic;       ///< four letters with which the text flavour begins
+    const char* magic;       ///< the first four letters of the text flavour
     bool hasBinary;          ///< a binary flavour exists
     const char* olderLayout; ///< type word of a binary layout that is not read; may be null
     /// Reads or writes the file `base` + `ending`; false when it fails.
@@ -61,24 +61,24 @@ struct SceneFormat {
     bool (*write)(const SceneDocument& document, const std::string& base, SceneFlavour flavour);
 };
 
-/// The kind by the ending of the file's name (which is also the only ending that the toolkit
-/// opens), or null.
+/// The kind by the ending of the file's name (the only ending that the toolkit opens for it), or
+/// null.
 [[nodiscard]] const SceneFormat* sceneFormatOf(const std::filesystem::path& file);
 
-/// Reads a file whose name has one of the endings. A reason for each way to fail: not readable,
-/// empty, of another kind, an unread layout, cut short, changed meanwhile, out of memory.
+/// Reads a file whose name has one of the endings. Fails with the reason: not readable, empty, of
+/// another kind, an unsupported layout, cut short, changed meanwhile, out of memory.
 Outcome<SceneDocument> readSceneDocument(const std::filesystem::path& file);
 
-/// Asked about the new file before it takes its place, with the report of its writing: true, or why
-/// it shall not.
+/// Decides, from the report of writing, whether the new file replaces the old one: true, or why
+/// not.
 using SceneApproval = std::function<Outcome<bool>(const SceneReport& ofWriting)>;
 
-/// Writes the document beside `target` and, with the approval, puts it in its place.
+/// Writes the document next to `target` and, if approved, replaces the target.
 Outcome<bool> writeSceneDocument(const SceneDocument& document, const std::filesystem::path& target,
                                  SceneFlavour flavour, const SceneApproval& approve);
 
-/// True when both names lead to one file.
+/// True when both names lead to the same file.
 [[nodiscard]] bool isSameFile(const std::filesystem::path& a, const std::filesystem::path& b);
 
-/// The file as it is now; fails when the system does not tell.
+/// The current state of the file; fails if the system does not report it.
 Outcome<FileStamp> stampOf(const std::filesystem::path& file);

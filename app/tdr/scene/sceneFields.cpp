@@ -142,7 +142,7 @@ double shortest(float value) {
     char digits[64];
     const auto end = std::to_chars(digits, digits + sizeof digits, value).ptr;
     double number = static_cast<double>(value);
-    std::from_chars(digits, end, number); // leaves infinities and the like as they are
+    std::from_chars(digits, end, number); // leaves infinities and NaNs unchanged
     return number;
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The numbers of scene elements that a curve can animate: one table an element, for telling, for
-// counting and for plotting them.
+// The numbers of scene elements that a curve can animate: one table for each kind of element, used
+// to print, count and plot them.
 #pragma once
 
 #include "tinyCamera.h"
@@ -14,17 +14,17 @@
 #include <span>
 #include <string>
 
-/// One animatable number of a `Record`. Rows of one group stand together.
+/// One animatable number of a `Record`. Rows of one group are adjacent.
 template <typename Record>
 struct SceneField {
     std::size_t curve;              ///< index of its curve in the record's array
-    const char* group;              ///< in the way of JSON: "fieldOfView"
-    const char* part;               ///< "x" or "red"; null when it is alone in its group
-    const char* unit;               ///< what its values count
-    double (*value)(const Record&); ///< the number without a curve; null where it stands elsewhere
+    const char* group;              ///< as in JSON: "fieldOfView"
+    const char* part;               ///< "x" or "red"; null if it is alone in its group
+    const char* unit;               ///< unit of its values
+    double (*value)(const Record&); ///< the number without a curve; null if it is stored elsewhere
 };
 
-/// Where the array of curves is.
+/// The record's array of curves.
 inline std::span<Fcurve* const> curvesIn(const Camera& camera) {
     return camera.curves;
 }

@@ -34,7 +34,7 @@ Json triple(const Vector& v) {
     return Json::array({number(v.x), number(v.y), number(v.z)});
 }
 
-/// The name of a code out of a table, or the code itself when it has none.
+/// The name of a code from a table, or the code itself if it has none.
 Json named(std::span<const char* const> names, std::int64_t code) {
     return code >= 0 && code < std::ssize(names) ? Json(names[static_cast<std::size_t>(code)])
                                                  : Json(code);
@@ -84,7 +84,7 @@ void writeCurveOrNull(JsonWriter& out, const Fcurve* curve) {
 }
 
 /// Writes every number of the record: the plain one, or its curve; the parts of a group as an
-/// array. What is only ever a curve, the axes of a position, is left to the position.
+/// array. The axes of a position, which have only curves, are written by the position.
 template <typename Record>
 void writeFields(JsonWriter& out, const Record& record) {
     std::string_view open; // the group whose array is being written
@@ -165,7 +165,7 @@ void writeSpline(JsonWriter& out, const Spline& spline) {
     out.end();
 }
 
-/// A position in each of its forms, as far as it has them; the record has the curves of its axes.
+/// A position in all of its forms that are set; the record has the curves of its axes.
 template <typename Record>
 void writePosition(JsonWriter& out, const char* name, const AnimatedPosition& position,
                    const Record& record) {
@@ -260,8 +260,8 @@ void writeNode(JsonWriter& out, const Model& node, const Json& parent) {
     out.end();
 }
 
-/// The nodes as a flat array, since trees may be as deep as files are long: each says the index of
-/// its parent.
+/// The nodes as a flat array with the index of each parent, because trees may be as deep as files
+/// are long.
 void writeTree(JsonWriter& out, const Model* root) {
     std::vector<std::size_t> above; // indices of the nodes on the way down to the current one
     std::size_t index = 0;

@@ -13,11 +13,10 @@
 
 namespace {
 
-/// How notices of one kind are put into words: what it is, the word in quotes, the detail between
-/// two texts.
+/// The phrase for notices of one kind: its name, the word in quotes, the detail between two texts.
 struct Phrase {
-    const char* one;     ///< also begins the phrase
-    const char* several; ///< for numbers of them
+    const char* one;     ///< also the beginning of the phrase
+    const char* several; ///< the plural
     const char* member;  ///< in JSON
     const char* before;  ///< of the detail
     const char* after;
@@ -77,7 +76,7 @@ std::string inNumbers(std::span<const std::size_t> notices, bool (*counts)(AnimN
     return text;
 }
 
-/// Adds to the report; nothing may be thrown through the toolkit.
+/// Adds to the report; no exception may cross the toolkit.
 template <typename Add>
 void addSafely(void* context, Add add) {
     auto* report = static_cast<SceneReport*>(context);
@@ -128,7 +127,7 @@ void SceneReport::addMessage(std::string_view message) {
     }
 }
 
-/// What a reader passes over behind a word that it does not know has the same cause.
+/// Words that a reader skips after an unknown word have the same cause.
 void SceneReport::extendRun(std::int64_t line) {
     SceneRemark& last = remarks.back();
     if (run_++ == 0) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What the file toolkit reports while it reads or writes a scene file: losses with their places,
-// the reason of a failure, and notes on what the form is like.
+// The reports of the file toolkit while it reads or writes a scene file: losses with their
+// positions, the reason of a failure, and notes on the format.
 #pragma once
 
 #include "output/jsonWriter.h"
@@ -15,9 +15,9 @@
 #include <string_view>
 #include <vector>
 
-/// What is to be said of one place: one cause, with all that came of it there.
+/// The report for one position: one cause with all its effects there.
 struct SceneRemark {
-    AnimSeverity severity; ///< the worst of what happened there
+    AnimSeverity severity; ///< the worst at this position
     std::string place;     ///< "12" (a line), "byte 96" or empty
     std::string text;      ///< "unknown word "GIZMO""; valid UTF-8 on one line
     std::size_t parts = 1; ///< phrases in `text`
@@ -27,41 +27,42 @@ struct SceneRemark {
 [[nodiscard]] std::string lineOf(std::string_view file, const SceneRemark& remark);
 
 struct SceneReport {
-    /// Remarks kept of one file, and phrases of one remark: a file of nonsense has very many.
+    /// Maximum number of remarks of one file, and of phrases of one remark: a malformed file may
+    /// cause very many.
     static constexpr std::size_t kMostRemarks = 1000;
     static constexpr std::size_t kMostParts = 6;
 
-    std::vector<SceneRemark> remarks; ///< in the order in which they came
-    std::size_t dropped = 0;          ///< notices that found no room there
-    std::string failure;              ///< why the toolkit answered its failure, with the place
+    std::vector<SceneRemark> remarks; ///< in order of arrival
+    std::size_t dropped = 0;          ///< notices beyond the limit
+    std::string failure;              ///< why the toolkit returned a failure, with the position
     std::array<std::size_t, kAnimNoticeKinds> notices = {}; ///< number of each AnimNoticeKind
 
     void add(const AnimNotice& notice);
-    /// A message of the toolkit. Nearly all are notices too and passed over.
+    /// Handles a message of the toolkit. Nearly all are also notices and are ignored here.
     void addMessage(std::string_view message);
 
     /// True when nothing was lost.
     [[nodiscard]] bool whole() const { return losses().empty(); }
 
-    /// What was lost, in numbers: "2 unknown words, 1 bad number"; empty when nothing was.
+    /// The number of losses: "2 unknown words, 1 bad number"; empty if there are none.
     [[nodiscard]] std::string losses() const;
 
-    /// What the form does not keep as it was, by its nature: "12 rounded numbers"; or empty.
+    /// The number of changes by the format: "12 rounded numbers"; or empty.
     [[nodiscard]] std::string changes() const;
 
   private:
     void append(AnimSeverity severity, std::string place, std::string text);
     void extendRun(std::int64_t line);
 
-    std::size_t run_ = 0;   ///< words passed over behind the unknown one of the last remark
+    std::size_t run_ = 0;   ///< words skipped after the unknown one of the last remark
     std::string beforeRun_; ///< text of the last remark without them
 };
 
-/// Writes the number of losses of each kind as members of an object that the writer has begun.
+/// Writes the number of losses of each kind as members of an object that the caller has begun.
 void writeJson(JsonWriter& out, const SceneReport& report);
 
-/// While it lives, the toolkit's messages and notices go into a report and nowhere else. One at a
-/// time, as the toolkit's settings are the process's.
+/// While it exists, the toolkit's messages and notices go only into a report. At most one at a
+/// time, because the toolkit's settings are process-wide.
 class SceneListener {
   public:
     explicit SceneListener(SceneReport& report);

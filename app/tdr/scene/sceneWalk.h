@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Ways through what a scene document holds: trees, nodes, splines and curves, each with whose it
-// is. Nothing of what has been passed is kept, since files hold very many.
+// Walks over the trees, nodes, splines and curves of a scene document, each with its owner. Nothing
+// is collected, because files hold very many.
 #pragma once
 
 #include "sceneDocument.h"
@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-/// A tree node, and how deep it stands below its root (0).
+/// A tree node and its depth below its root (0).
 struct SceneNode {
     const Model* node;
     std::size_t depth;
@@ -50,16 +50,16 @@ class SceneNodes {
 /// The roots of the document's trees, in file order.
 [[nodiscard]] std::vector<const Model*> treesOf(const SceneDocument& document);
 
-/// Calls `visit` for every spline of the document with whose it is ("path of the camera"; empty for
-/// one of its own): its own ones, then paths of camera, lights and nodes, then those that nodes
-/// hold.
+/// Calls `visit` for every spline of the document with its owner ("path of the camera"; empty for
+/// the document): the document's own splines, then paths of camera, lights and nodes, then the
+/// splines of nodes.
 using SplineVisitor = std::function<void(const Spline& spline, const std::string& owner)>;
 void visitSplines(const SceneDocument& document, const SplineVisitor& visit);
 
 /// A curve and what it animates.
 struct OwnedCurve {
     const Fcurve* curve;
-    const void* source; ///< the record that the curve belongs to; names need not be unique
+    const void* source; ///< the record of the curve; names need not be unique
     std::string owner;  ///< "camera", "light beam", "node flag"
     std::string group;  ///< "field of view"; curves of one source and group belong together
     std::string part;   ///< "x", "red" or empty
@@ -78,5 +78,5 @@ void visitCurves(const SceneDocument& document, const CurveVisitor& visit);
                : std::span<const FcvKey>{curve.keys, static_cast<std::size_t>(curve.keyCount)};
 }
 
-/// The name of the curve's channel ("CAM_FOV"); empty when it has none.
+/// The name of the curve's channel ("CAM_FOV"); empty if it has none.
 [[nodiscard]] std::string channelOf(const Fcurve& curve);

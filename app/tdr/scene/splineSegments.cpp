@@ -11,8 +11,8 @@ Vector mix(const Vector& a, float wa, const Vector& b, float wb) {
     return {a.x * wa + b.x * wb, a.y * wa + b.y * wb, a.z * wa + b.z * wb};
 }
 
-/// The control points as a row that begins again at its end when it is closed, and else stays
-/// there.
+/// The control points with indices beyond the ends: a closed spline wraps around, an open one
+/// repeats its end.
 class Points {
   public:
     Points(const Spline& spline, int count)
@@ -23,7 +23,7 @@ class Points {
     }
     [[nodiscard]] const Vector& at(int i) const { return (*this)[i].position; }
 
-    /// Pieces between neighbours.
+    /// Number of pieces between neighbours.
     [[nodiscard]] int gaps() const { return closed_ ? count_ : count_ - 1; }
     [[nodiscard]] bool closed() const { return closed_; }
     [[nodiscard]] int count() const { return count_; }
@@ -56,10 +56,10 @@ SplineSegment cardinalPiece(const Points& p, int i, float tension) {
             p.at(i + 1), false};
 }
 
-/// The piece that the points i to i + 3 shape.
+/// The piece of the points i to i + 3.
 SplineSegment bsplinePiece(const Points& p, int i, float /*tension*/) {
     constexpr float kThird = 1.0F / 3.0F;
-    const auto corner = [&](int k) { // at the point k
+    const auto corner = [&](int k) { // at point k
         return mix(mix(p.at(k - 1), 1.0F / 6.0F, p.at(k), 4.0F / 6.0F), 1, p.at(k + 1),
                    1.0F / 6.0F);
     };

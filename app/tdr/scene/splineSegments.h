@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The curve that control points stand for, as cubic pieces.
+// Converts control points to the cubic pieces of their curve.
 #pragma once
 
 #include "tinySpline.h"
@@ -11,9 +11,9 @@ struct SplineSegment {
     bool straight;
 };
 
-/// The pieces of the spline through or along its first `points` control points. A Bezier piece is
-/// curved by its handles or straight, as its point says. A B-spline is the uniform cubic one: open,
-/// it does not reach its outer points. A cardinal spline passes through every point, there with the
-/// tension times the way between the neighbours (0.5: smooth, 0: straight). An unknown type is
-/// drawn like a linear one.
+/// The pieces of the spline for its first `points` control points. A Bezier piece is curved by its
+/// handles or straight, according to its point. A B-spline is uniform and cubic; an open one does
+/// not reach its outer points. A cardinal spline passes through every point, with the tension times
+/// the vector between the neighbours as its direction (0.5: smooth, 0: straight). An unknown type
+/// is drawn like a linear one.
 [[nodiscard]] std::vector<SplineSegment> splineSegments(const Spline& spline, int points);

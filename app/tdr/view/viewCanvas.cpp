@@ -15,10 +15,10 @@ int rounded(double side, int most) {
     return static_cast<int>(std::clamp(std::lround(side), 1L, static_cast<long>(most)));
 }
 
-/// Scaling `from` samples to `to`: both cover a length of from * to, in which a sample of the
-/// source is `to` long and one of the result `from`. Cuts the source sample that begins at
-/// `position` at the borders of results, calls add(result, length) for each piece and
-/// done(result) after the last piece of a result. Moves `position` to the sample's end.
+/// Scales `from` samples to `to`: both cover a length of from * to, in which a sample of the source
+/// is `to` long and one of the result `from`. Cuts the source sample that begins at `position` at
+/// the borders of results, calls add(result, length) for each piece and done(result) after the last
+/// piece of a result. Moves `position` to the sample's end.
 template <typename Add, typename Done>
 void distribute(std::uint64_t& position, std::uint64_t from, std::uint64_t to, Add add, Done done) {
     const std::uint64_t end = position + to;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// From the lines of a picture to what a window shows: scaled, and laid over a checkerboard where it
-// is not opaque.
+// Converts the lines of a picture to the contents of a window: scaled, and over a checkerboard
+// where it is not opaque.
 #pragma once
 
 #include <array>
@@ -14,8 +14,8 @@ struct ViewSize {
     bool operator==(const ViewSize&) const = default;
 };
 
-/// The size at which a picture is shown: stretched by the width to height ratio of its pixels, as
-/// `meantRatio` takes it, then reduced, if need be, to fit into `room`; at least 1 x 1.
+/// The size of a picture in the window: stretched by the width to height ratio of its pixels
+/// (`meantRatio`), then reduced, if necessary, to fit into `room`; at least 1 x 1.
 [[nodiscard]] ViewSize viewSize(ViewSize picture, double ratio, ViewSize room);
 
 /// Grey of the checkerboard at a pixel of the window, counted from its upper left corner.
@@ -24,9 +24,9 @@ struct ViewSize {
     return (column / kSquare + row / kSquare) % 2 == 0 ? 204 : 153;
 }
 
-/// Takes a picture line by line, so that one of any size needs the memory of a screen. Every pixel
-/// shown is the mean of the area of the picture that it covers (a box filter), weighted by alpha.
-/// The arithmetic is exact; a picture shown at its own size keeps its opaque pixels to the bit.
+/// Takes a picture line by line, so that a picture of any size needs only the memory of a screen.
+/// Every shown pixel is the mean of the area of the picture that it covers (a box filter), weighted
+/// by alpha. The arithmetic is exact; at its own size a picture keeps its opaque pixels exactly.
 class ViewCanvas {
   public:
     /// Both sizes have sides of 1 ... 32767.
@@ -36,8 +36,8 @@ class ViewCanvas {
     /// blue, green, red, not multiplied by alpha. `line` holds at least the picture's width.
     void addLine(std::span<const std::uint8_t> line);
 
-    /// The picture in the layout of pasteBuffer: red in the low byte, bottom row first. Whole when
-    /// every line has been added.
+    /// The picture in the layout of pasteBuffer: red in the low byte, bottom row first. Complete
+    /// when every line has been added.
     [[nodiscard]] const std::vector<std::uint32_t>& pixels() const { return pixels_; }
 
   private:
@@ -50,8 +50,8 @@ class ViewCanvas {
 
     ViewSize picture_;
     ViewSize shown_;
-    std::vector<Sums<std::uint32_t>> line_; ///< one line at the width shown
-    std::vector<Sums<std::uint64_t>> rows_; ///< what has been added to the row being filled
+    std::vector<Sums<std::uint32_t>> line_; ///< one line at the shown width
+    std::vector<Sums<std::uint64_t>> rows_; ///< sums of the row being filled
     std::uint64_t position_ = 0;            ///< from the top; the picture is height x height long
     std::vector<std::uint32_t> pixels_;
 };

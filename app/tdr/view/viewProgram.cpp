@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// tdr-view: what `tdr view FILE` does. Shows a picture in a window until Escape or the window
-// manager closes it. The driver has ended by the time the window opens.
+// tdr-view, executed by `tdr view FILE`: shows a picture in a window until Escape or the window
+// manager closes it. The driver has ended when the window opens.
 #include "TDR_BufferWindow.h"
 #include "commands/subcommands.h"
 #include "output/console.h"
@@ -18,15 +18,15 @@
 
 namespace {
 
-/// What a window's frame and the window's own distance from the screen's corner leave free of it.
+/// Part of the screen kept free for the window's frame and its distance from the corner.
 constexpr ViewSize kKeptFree{20, 50};
 
-/// What a window needs of a picture.
+/// The data of a picture for the window.
 struct View {
     std::string title;
     ViewSize size;
     std::vector<std::uint32_t> pixels;
-    bool damaged = false; ///< shown as far as it could be read
+    bool damaged = false; ///< only the readable part is shown
 };
 
 Outcome<ViewSize> roomOnScreen(const std::string& file) {
@@ -93,8 +93,8 @@ ExitCode view(const DriverOptions& driverOptions, const ViewOptions& options) {
     if (!picture) {
         return complain(picture.problem());
     }
-    const tdr::InterruptGuard::Pause nothingToCleanUp; // while the window stands
-    if (tdr::InterruptGuard::signal() != 0) {          // came before the line above
+    const tdr::InterruptGuard::Pause nothingToCleanUp; // while the window is open
+    if (tdr::InterruptGuard::signal() != 0) {          // arrived before the line above
         return ExitCode::Failed;
     }
     const bool shown = tryPasteBuffer(picture->size.width, picture->size.height,
@@ -102,7 +102,7 @@ ExitCode view(const DriverOptions& driverOptions, const ViewOptions& options) {
     if (!shown) {
         return complain(Problem{ExitCode::Failed, options.file + ": its window failed, see above"});
     }
-    return picture->damaged ? ExitCode::Failed : ExitCode::Done; // its driver has said why
+    return picture->damaged ? ExitCode::Failed : ExitCode::Done; // its driver has reported why
 }
 
 void addViewHere(CLI::App& app, Command& command) {
