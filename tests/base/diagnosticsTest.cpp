@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Lines for readers that are there, and for those that have gone.
+// Diagnostics with a reader, and after the reader has gone.
 #include "base/diagnostics.h"
 #include "base/uniqueFd.h"
 #include "support/captureStderr.h"
@@ -22,7 +22,7 @@ bool isPending(int signal) {
 TEST(Diagnostics, EachLineIsOneWriteAndAVeryLongOneIsCut) {
     const support::CaptureStderr restored;
     std::array<int, 2> ends{};
-    ASSERT_EQ(pipe2(ends.data(), O_DIRECT), 0); // keeps the borders between writes
+    ASSERT_EQ(pipe2(ends.data(), O_DIRECT), 0); // keeps the boundaries of writes
     const base::UniqueFd reader(ends[0]);
     const base::UniqueFd writer(ends[1]);
     dup2(writer.get(), STDERR_FILENO);

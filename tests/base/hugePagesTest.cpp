@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// That hints about huge pages change nothing but speed.
+// Hints about huge pages change only speed.
 #include "base/hugePages.h"
 #include "support/sharedBlock.h"
 
@@ -13,12 +13,12 @@ namespace {
 
 constexpr std::size_t kMiB = std::size_t{1} << 20;
 
-/// A byte that neither page sizes nor small powers of two repeat.
+/// A byte pattern that does not repeat with pages or small powers of two.
 std::uint8_t byteAt(std::size_t at) {
     return static_cast<std::uint8_t>(at % 251 + at / kMiB);
 }
 
-/// The first byte that is not as it should be, or `size`.
+/// The index of the first wrong byte, or `size`.
 std::size_t firstWrong(const void* memory, std::size_t size) {
     const auto* bytes = static_cast<const std::uint8_t*>(memory);
     std::size_t at = 0;
@@ -28,7 +28,7 @@ std::size_t firstWrong(const void* memory, std::size_t size) {
     return at;
 }
 
-/// Where the system would map so much memory next.
+/// Where the system would map this much memory next.
 void* nextAddress(std::size_t bytes) {
     void* const address = mmap(nullptr, bytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     munmap(address, bytes);
@@ -49,7 +49,7 @@ TEST(HugePagesTest, aBlockHoldsWhatItHeldForEveryProcess) {
             block.bytes()[at] = byteAt(at);
         }
         base::useHugePages(again, size);
-        base::useHugePages(block.bytes(), size); // at whatever address
+        base::useHugePages(block.bytes(), size); // at any address
         base::populate(again, size);
         EXPECT_EQ(firstWrong(again, size), size);
         std::memset(again, 0, size / 2);
@@ -97,7 +97,7 @@ TEST(HugePagesTest, aGapLeavesNothingMapped) {
 
 TEST(HugePagesTest, moreMemoryThanThereIsAddressesForIsNotHeld) {
     const base::HugePageGap gap(std::size_t{1} << 60);
-    base::useHugePages(nullptr, 2 * kMiB); // nothing there: nothing happens
+    base::useHugePages(nullptr, 2 * kMiB); // no memory: no effect
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What the tests of drivers that serve files share. A driver's folder has a driverUnderTest.h,
-// which says what fileDriverTest.cpp must know about that driver.
+// Shared by the tests of drivers that serve files. A driver's folder has a driverUnderTest.h, which
+// describes the driver to fileDriverTest.cpp.
 #pragma once
 
 #include "TDR_Driver.h"
@@ -64,11 +64,11 @@ class FileDriver : public Driver {
         return with(block.size(), [&] { return this->putCache(writable(block), 0, 0); });
     }
 
-    /// Bytes of a line as the driver gives it.
+    /// Size of a line of the driver in bytes.
     [[nodiscard]] virtual std::size_t lineBytes() const {
         return static_cast<std::size_t>(bounds[2]) * 4;
     }
-    /// Line `y` as the driver gives it into a block filled with `before`; "?" on an error.
+    /// Line `y` as the driver reads it into a block filled with `before`; "?" on an error.
     std::string line(long y, char before = 0) {
         std::string block(lineBytes(), before);
         return get(block, y) == 0 ? block : "?";
@@ -103,7 +103,7 @@ inline std::string hostLine(int w, int seed) {
     return line;
 }
 
-// --- What a driver tells of itself ---------------------------------------------------------------
+// --- The description of a driver -----------------------------------------------------------------
 
 /// A connection that must fail; `said` is part of the one line on stderr, null for none.
 struct Refusal {
@@ -115,14 +115,14 @@ struct Refusal {
     long height = 1;
 };
 
-/// A small whole file and what it holds.
+/// A small complete file and its contents.
 struct Sample {
     std::string name;
     std::string bytes;
-    std::size_t head;               ///< a file must be that long to be opened
-    std::vector<std::string> lines; ///< from the bottom
-    bool fromTheTop = true;         ///< lines behind one that is cut are lost
-    char before = 'x';              ///< in the host's block; 0 where bits are added to it
+    std::size_t head;                          ///< minimum size of a file that can be opened
+    std::vector<std::string> lines;            ///< from the bottom
+    bool fromTheTop = true;                    ///< lines after a cut one are lost
+    char before = 'x';                         ///< in the host's block; 0 if bits are OR-ed into it
     std::size_t commentAt = 0, commentEnd = 0; ///< bytes without a meaning
 };
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What every driver of picture files keeps to. Built into the tests of each, whose
-// driverUnderTest.h says what differs.
+// The common behaviour of all drivers of picture files. Built into the tests of each, whose
+// driverUnderTest.h describes the differences.
 #include "driverUnderTest.h"
 
 #include "support/descriptors.h"
@@ -32,7 +32,7 @@ class FileDriverTest : public testing::Test {
         ASSERT_EQ(driver.disconnectFromFile(), 1);
     }
 
-    /// The lines of the open file, bottom line first, asked for from the top.
+    /// The lines of the open file, bottom line first, requested from the top.
     std::vector<std::string> linesFromTheTop(const Sample& sample) {
         std::vector<std::string> lines(sample.lines.size());
         for (std::size_t y = lines.size(); y-- > 0;) {
@@ -99,7 +99,7 @@ TEST_F(FileDriverTest, RefusalsLeaveNothingOpen) {
 }
 
 TEST_F(FileDriverTest, BoundsStayWhileAFileIsOpen) {
-    for (const int mode : {1, 2, 0}) { // every mode but 0 is for writing
+    for (const int mode : {1, 2, 0}) { // every mode except 0 is for writing
         SCOPED_TRACE(mode);
         driver.setPixelFormat(0);
         ASSERT_EQ(driver.setBounds(0, 0, 3, 2), 0);
@@ -172,7 +172,7 @@ TEST_F(FileDriverTest, EveryOrderOfWritingGivesTheSameFile) {
     }
     ASSERT_EQ(driver.write(in("block"), kWidth, kHeight), 0);
     ASSERT_EQ(driver.putAll(block), 0);
-    folder.write("a" + std::string(kEnding), std::string(5000, 'x')); // writing starts it anew
+    folder.write("a" + std::string(kEnding), std::string(5000, 'x')); // writing truncates it
     for (const auto& order : std::vector<std::vector<int>>{{5, 4, 3, 2, 1, 0},
                                                            {0, 1, 2, 3, 4, 5},
                                                            {5, 3, 4, 2, 0, 1},
@@ -190,7 +190,7 @@ TEST_F(FileDriverTest, EveryOrderOfWritingGivesTheSameFile) {
     EXPECT_EQ(said.text(), "");
 }
 
-/// No file grows beyond so many bytes while this lives. (Enough for a line on stderr.)
+/// Limits the size of files while it exists. (Enough for a line on stderr.)
 class FileSizeLimit {
   public:
     explicit FileSizeLimit(rlim_t bytes) {
@@ -225,11 +225,11 @@ struct LongFile {
     std::string file;
     int width;
     int height;
-    std::vector<int> order; ///< of its lines; empty: at once
+    std::vector<int> order; ///< of its lines; empty: one request
 };
 
-/// Writes it; how many of the requests, from connecting to closing, were answered with OK. Once one
-/// was not, no further put is.
+/// Writes it; returns the number of requests, from connecting to closing, that were answered with
+/// OK. After an error no further put succeeds.
 std::size_t countOks(TestDriver& driver, const std::string& path, const LongFile& c) {
     bool fine = startWriting(driver, path, c.width, c.height) == 0;
     std::size_t oks = fine ? 1 : 0;
@@ -252,7 +252,7 @@ std::string writeFailure(const std::string& path, const char* reason) {
 }
 
 TEST_F(FileDriverTest, WhereverADiskEndsOnlyOksMeanAWholeFile) {
-    constexpr std::size_t kBuffered = 70000; // what a put may leave to the next one
+    constexpr std::size_t kBuffered = 70000; // a put may leave this much to the next one
     std::vector<int> manyLines(200);
     std::generate(manyLines.rbegin(), manyLines.rend(), [y = 0]() mutable { return y++; });
     const LongFile cases[] = {
@@ -290,7 +290,8 @@ TEST_F(FileDriverTest, AHeaderThatWasNotWrittenIsALoss) {
     ASSERT_NO_FATAL_FAILURE(writeLines(in("whole"), {5, 4, 3, 2, 1, 0}));
     const support::CaptureStderr said;
     const int connected = [&] {
-        const FileSizeLimit full(100); // enough for a line on stderr, for no header of a PIC
+        const FileSizeLimit full(
+            100); // enough for a line on stderr, but not for the header of a PIC
         return driver.write(in("a"), kWidth, kHeight);
     }();
     for (int y = kHeight; connected == 0 && y-- > 0;) {
@@ -354,8 +355,8 @@ TEST_F(FileDriverTest, WithoutMemoryARequestIsAnsweredWithAnError) {
 
 // --- Damage --------------------------------------------------------------------------------------
 
-/// Reads lines from both ends and everything at once. Whatever the file holds, requests are
-/// answered and little is said.
+/// Reads lines from both ends and the whole picture. Whatever the file contains, requests are
+/// answered and few lines are printed.
 void readEverything(TestDriver& driver, const std::string& path) {
     const support::CaptureStderr said;
     if (driver.read(path) == 0) {
@@ -372,7 +373,7 @@ void readEverything(TestDriver& driver, const std::string& path) {
     EXPECT_LE(said.lines(), kMostSaid) << said.text();
 }
 
-/// How many of these lines are as in the sample. The others have parts of it and zeros.
+/// The number of lines that equal the sample's. The others have parts of them and zeros.
 std::size_t countWhole(const std::vector<std::string>& lines, const Sample& sample) {
     std::size_t whole = 0;
     for (std::size_t y = lines.size(); y-- > 0;) {

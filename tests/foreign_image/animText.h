@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What tests of animation text share: text in, text out, the messages and notices in between.
+// Shared by tests of animation text: text in, text out, messages and notices.
 #pragma once
 
 #include "testBytes.h"
@@ -26,7 +26,7 @@ class Input {
         : bytes_(bytes), stream_(fmemopen(bytes_.data(), bytes_.size(), "r")) {}
     operator std::FILE*() const { return stream_.get(); } // NOLINT(google-explicit-constructor)
 
-    /// What has not been consumed.
+    /// The rest that has not been consumed.
     [[nodiscard]] std::string rest() const { return restOf(stream_.get()); }
 
   private:
@@ -64,7 +64,7 @@ inline std::string expanded(std::string text, char letter, std::string_view mean
     return text;
 }
 
-/// Fresh text state for every test; messages and notices are collected.
+/// Resets the text state for every test; collects messages and notices.
 class AnimText : public testing::Test {
   protected:
     AnimText() {
@@ -101,7 +101,7 @@ class AnimText : public testing::Test {
     /// The notices since the last call, as "kind word line;".
     std::string notices() { return std::exchange(notices_, {}); }
 
-    /// What a case of a table expects the reader to have left behind.
+    /// Checks the token, messages and notices that the reader leaves.
     void expectLeft(const char* token, const std::string& messages, const std::string& notices) {
         EXPECT_STREQ(animToken, token);
         EXPECT_EQ(this->messages(), messages);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Memory that runs out at every place of every call on a whole file: the call answers its failure,
-// nothing is left behind.
+// Out of memory at every allocation of every call on a whole file: the call returns its failure and
+// leaves nothing behind.
 #include "foreign_image/picture/pictureTesting.h"
 #include "support/captureStderr.h"
 #include "support/failingMemory.h"
@@ -17,8 +17,8 @@ using namespace picturetesting;
 using support::withEachAllocationFailing;
 using UniqueTag = Owned<Tag, tagDispose>;
 
-/// A call that answers with a record: null, or a right one where it could do without the memory,
-/// as streams can without their buffers.
+/// A call that returns a record: null, or a correct one if it did not need the memory (streams work
+/// without their buffers).
 template <class Record, class Read, class IsRight>
 void expectNullWithoutMemory(Read read, IsRight isRight) {
     Record record;
@@ -62,7 +62,7 @@ TEST_F(OutOfMemory, ReadersAnswerNull) {
         [](const Tag& read) { return tagRow(&read, 0, 1)[0] == 0x80; });
     for (const auto read : {stringReadBinary, stringReadAscii}) {
         const base::UniqueFile text = streamOf("\"abc\"");
-        static_cast<void>(std::getc(text.get())); // takes the stream's buffer
+        static_cast<void>(std::getc(text.get())); // allocates the stream's buffer
         expectNullWithoutMemory<MallocString>(
             [&] {
                 std::rewind(text.get());
@@ -72,7 +72,8 @@ TEST_F(OutOfMemory, ReadersAnswerNull) {
     }
 }
 
-/// A sample read and written again, each with memory that fails: an answer of success is true.
+/// Reads and writes a sample with failing allocations: if a call reports success, its result is
+/// right.
 template <class Record, class Read, class Write>
 void expectSampleOrFailure(const std::string& sample, Read read, Write write,
                            const std::string& copy) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Records built at random through the public calls, written, read and compared member by member:
-// scenes with paths, splines and hierarchies in both flavours. And what of each a form cannot hold.
+// scenes with paths, splines and hierarchies in both flavours. Also the members that a format
+// cannot hold.
 #include "animText.h"
 #include "support/tempDir.h"
 #include "tinyFile.h"
@@ -17,7 +18,7 @@ namespace {
 
 using namespace animtext;
 
-/// Everything that a record holds, member by member, as text.
+/// All members of a record as text.
 class Description {
   public:
     template <typename... Values>
@@ -89,7 +90,7 @@ class Description {
     std::ostringstream out_;
 };
 
-/// Records of random members, of numbers that all forms can print.
+/// Records with random members, and numbers that all formats can print.
 class Random {
   public:
     explicit Random(unsigned seed) : engine_(seed) {}
@@ -117,7 +118,7 @@ class Random {
         }
         return c;
     }
-    /// With `lossless` a spline that every form can hold, without what only scenes say.
+    /// With `lossless` a spline that every format can hold, without the members of scenes.
     Spline* spline(bool lossless) {
         Spline* s = splineAllocate();
         s->name = name();
@@ -270,7 +271,7 @@ TEST_F(RoundTrip, SplinesAndTreesInBothFlavours) {
     }
 }
 
-/// What a writer or reader is to report of a file.
+/// The expected reports of a writer or reader.
 TEST_F(RoundTrip, WhatAFormCannotHoldIsReported) {
     Random random(1);
     const OwnedSpline spline(random.spline(false));

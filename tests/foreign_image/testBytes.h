@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the tests of files share: bytes in, bytes out, and every way to damage them.
+// Shared by the tests of files: bytes in, bytes out, and systematic damage.
 #pragma once
 
 #include "base/uniqueFile.h"
@@ -37,7 +37,7 @@ inline base::UniqueFile streamOf(std::string_view bytes) {
     return stream;
 }
 
-/// What has not been read of a stream.
+/// The unread rest of a stream.
 inline std::string restOf(std::FILE* stream) {
     std::string rest;
     for (int c = std::getc(stream); c != EOF; c = std::getc(stream)) {
@@ -46,7 +46,7 @@ inline std::string restOf(std::FILE* stream) {
     return rest;
 }
 
-/// All that a stream over a file holds.
+/// The whole content of a stream's file.
 inline std::string contentOf(std::FILE* stream) {
     std::rewind(stream);
     return restOf(stream);
@@ -57,14 +57,14 @@ inline std::string contentOf(const std::string& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
-/// Calls `write` with a stream and gives what it wrote.
+/// Calls `write` with a stream and returns the written bytes.
 inline std::string written(const std::function<void(std::FILE*)>& write) {
     const base::UniqueFile stream = streamOf("");
     write(stream.get());
     return contentOf(stream.get());
 }
 
-/// Calls `check` with the bytes cut to every size from `from` to one less than whole.
+/// Calls `check` with the bytes cut to every size from `from` to one less than complete.
 inline void forEachTruncation(const std::string& whole, std::size_t from,
                               const std::function<void(const std::string&)>& check) {
     for (std::size_t size = from; size < whole.size(); ++size) {
@@ -87,7 +87,7 @@ template <auto Dispose>
 struct Disposer {
     void operator()(auto* record) const { Dispose(&record); }
 };
-/// A record that is given back with the toolkit's own function.
+/// A record that the toolkit's own function disposes of.
 template <typename Record, auto Dispose>
 using Owned = std::unique_ptr<Record, Disposer<Dispose>>;
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The worked examples of docs/toolkit.md: the functions below stand there word for word, are built
-// here, and do what the document says.
+// The examples of docs/toolkit.md: the functions below are in the document word for word; they are
+// built and tested here.
 #include "support/tempDir.h"
 #include "testBytes.h"
 #include "tinyFcurve.h"

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Preloaded. FAULT_ALLOCATION="LOG PROGRAM N": the N-th allocation of PROGRAM finds no memory; with
-// N = 0 none fails and LOG gets "alloc COUNT". They count from `main` on: those before are the
-// libraries' own. FAULT_BLOCK=BYTES: there is no shared memory for a block of so many bytes.
+// Preloaded. FAULT_ALLOCATION="LOG PROGRAM N": the N-th allocation of PROGRAM fails; with N = 0
+// none fails and LOG gets "alloc COUNT". Counting starts at `main`, after the libraries' own
+// allocations. FAULT_BLOCK=BYTES: shared memory of this size cannot be created.
 #include <atomic>
 #include <cerrno>
 #include <cstddef>

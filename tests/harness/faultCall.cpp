@@ -3,9 +3,9 @@
 // fails with FAULT: the name of an error, or "short" for a transfer of one byte. LOG gets a line
 // that names the call; with N = 0 nothing fails and LOG gets "KIND COUNT" for each kind.
 //
-// The process id stays the same, so that a host sees the driver that it started; the tracer is
-// nobody's child. Calls count from the program's entry point on, which leaves out the loader's. A
-// child counts as its parent until it executes a program. Exit status 77: tracing is forbidden.
+// The process id stays the same, so that a host sees the driver that it started; the tracer is not
+// its child. Calls count from the program's entry point on, without the loader's. A child counts as
+// its parent until it executes a program. Exit status 77: tracing is forbidden.
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -103,16 +103,18 @@ const std::map<unsigned long long, std::string_view> kKinds = {
 constexpr std::array kTransfers = {SYS_read,  SYS_pread64,  SYS_recvfrom,
                                    SYS_write, SYS_pwrite64, SYS_sendto};
 
-/// Kinds whose call happens although its result is replaced: closed is closed, whatever close says.
+/// Kinds whose call is executed although its result is replaced, as in reality: a failed close
+/// still closes.
 constexpr std::array<std::string_view, 3> kReal = {"close", "select", "poll"};
 
-/// Removal is what everything else relies on, and only a new descriptor can be refused.
+/// Exempt are the removal of a segment, on which all cleanup relies, and fcntl calls other than
+/// duplicating a descriptor.
 bool exempt(const __ptrace_syscall_info& info) {
     return (info.entry.nr == SYS_shmctl && info.entry.args[1] == IPC_RMID) ||
            (info.entry.nr == SYS_fcntl && info.entry.args[1] != F_DUPFD_CLOEXEC);
 }
 
-/// The negative number of an error by its name; 0: no error's name.
+/// The negative number of an error by its name; 0 for an unknown name.
 int resultNamed(std::string_view name) {
     for (int error = 1; error < 134; ++error) {
         if (const char* known = strerrorname_np(error); known != nullptr && name == known) {
@@ -122,7 +124,7 @@ int resultNamed(std::string_view name) {
     return 0;
 }
 
-/// What a call is about: its descriptor's file, or the path it names.
+/// The object of a call: its descriptor's file, or its path.
 std::string objectOf(pid_t task, const __ptrace_syscall_info& info) {
     const std::string process = "/proc/" + std::to_string(task);
     std::array<char, 4096> link{};
@@ -186,7 +188,7 @@ void Tracer::run() {
     }
 }
 
-/// Looks at a stop; true when the task is to go on, with `signal`.
+/// Handles a stop; true when the task continues, with `signal`.
 bool Tracer::stopped(pid_t task, int status, int& signal) {
     const int event = status >> 16;
     if (event == PTRACE_EVENT_EXEC && task != program_) {
@@ -249,14 +251,14 @@ void Tracer::enter(pid_t task, const __ptrace_syscall_info& info) {
     }
     changeRegisters(task, [=, this](auto& registers) {
         if (result_ != 0 && !happens) {
-            registers.orig_rax = ~0ULL; // no such call: nothing happens
+            registers.orig_rax = ~0ULL; // no such call: no effect
         } else if (result_ == 0 && transfers) {
             registers.rdx = std::min(registers.rdx, 1ULL);
         }
     });
 }
 
-/// In a process that nobody waits for and that holds nothing open.
+/// Runs in a detached process without open files.
 [[noreturn]] void trace(pid_t program, char** plan, int ready) {
     setsid();
     const bool may = ptrace(PTRACE_SEIZE, program, 0,

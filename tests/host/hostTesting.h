@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the tests of the host library share: drivers by behaviour, and the count of what is left.
+// Shared by the tests of the host library: drivers by behaviour, and counters of leaks.
 #pragma once
 
 #include "support/leakCounters.h"
@@ -14,7 +14,7 @@
 
 namespace tdr {
 
-/// How a kind shows in a failed comparison.
+/// Prints a kind in a failed comparison.
 inline void PrintTo(FailureKind kind, std::ostream* out) {
     *out << nameOf(kind);
 }
@@ -25,7 +25,7 @@ namespace testing_host {
 
 using namespace std::chrono_literals;
 
-/// Every test leaves as many descriptors, children and segments as it found.
+/// Checks that every test leaves as many descriptors, children and segments as before.
 class NothingLeft : public ::testing::Test {
   protected:
     void SetUp() override {
@@ -58,8 +58,8 @@ class NothingLeft : public ::testing::Test {
 
     [[nodiscard]] const support::TempDir& folder() const { return folder_; }
 
-    /// Limits for drivers that are going to be late: short for the test's sake, long enough for a
-    /// start on a busy machine.
+    /// Limits for drivers that will be late: short for a fast test, but long enough for a start on
+    /// a busy machine.
     static tdr::StartOptions impatient() {
         tdr::StartOptions options;
         options.limits.request = 300ms;
@@ -73,7 +73,7 @@ class NothingLeft : public ::testing::Test {
     std::set<int> segments_;
 };
 
-/// False once the process is gone (also when nobody has waited for it yet).
+/// False once the process has ended (even if it has not been waited for).
 inline bool isRunning(pid_t pid) {
     return std::string_view(std::string{'\0', 'Z', 'X'}).find(support::stateOf(pid)) ==
            std::string_view::npos;

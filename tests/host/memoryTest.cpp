@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Memory that runs out at every place of every call: the call answers a failure, and what answers
-// well is true.
+// Out of memory at every allocation of every call: the call returns a failure, and a call that
+// succeeds returns the right result.
 #include "hostTesting.h"
 #include "support/failingMemory.h"
 #include "support/pictureFiles.h"
@@ -20,7 +20,7 @@ using tdr::Status;
 
 class MemoryTest : public testing_host::NothingLeft {
   protected:
-    /// Notes what a call has answered.
+    /// Records the result of a call.
     template <typename Answer>
     bool note(const Answer& answer) {
         if (!answer) {
@@ -35,7 +35,7 @@ class MemoryTest : public testing_host::NothingLeft {
     }
 
     bool outOfMemory_ = false;
-    bool others_ = false; ///< failures that neither are lack of memory nor follow from it
+    bool others_ = false; ///< failures for other reasons than out of memory
 };
 
 TEST_F(MemoryTest, everyCallAnswersItsFailure) {
@@ -75,7 +75,7 @@ TEST_F(MemoryTest, everyCallAnswersItsFailure) {
     support::withEachAllocationFailing(session, [&](bool failed) {
         EXPECT_TRUE(failed || !outOfMemory_) << "there was memory";
         EXPECT_FALSE(others_);
-        // The start can do without some of it: what it looks up then is unknown.
+        // The start succeeds without some allocations: their lookups then give no result.
         EXPECT_TRUE(outOfMemory_ || (asked && read && *read && damageTold));
         EXPECT_TRUE(!read || !*read || (*read)->pixels == picture.pixels);
         EXPECT_TRUE(retried) << "the next job after a failed one";

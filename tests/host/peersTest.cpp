@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Peers that do not behave, each with the failure that the other end reports: drivers towards this
-// library, hosts towards a real driver. Nothing is left behind by any of them.
+// Misbehaving peers, each with the failure that the other end reports: drivers against this
+// library, hosts against a real driver. None of them leaves anything behind.
 #include "hostTesting.h"
 #include "ipc_peer.h"
 #include "ipc_wire.h"
@@ -132,7 +132,7 @@ TEST_F(PeersTest, aDriverThatFailsInARequestEndsTheSession) {
     for (const BadAnswer& bad : kBadAnswers) {
         SCOPED_TRACE(bad.behaviour);
         tdr::StartOptions options;
-        options.limits.request = 2s; // only the late ones get that far
+        options.limits.request = 2s; // only the late ones reach it
         auto driver = start(bad.behaviour, options);
         ASSERT_TRUE(driver) << driver.failure().text();
         const pid_t pid = driver->pid();
@@ -172,7 +172,7 @@ TEST_F(PeersTest, aSystemWithoutDescriptorsOfProcessesSeesDeathsToo) {
     EXPECT_EQ(status, 0);
 }
 
-/// Every answer of this driver comes one request late, which only the last one could tell.
+/// Every answer of this driver comes one request late, which shows only at the end.
 TEST_F(PeersTest, anErrorThatComesARequestLateIsNotMissed) {
     auto driver = start("oneBehind");
     ASSERT_TRUE(driver);
@@ -185,8 +185,8 @@ std::string be32(int value) {
     return support::be16(value >> 16) + support::be16(value);
 }
 
-/// The wire form of a packet from 7, 8 to these ids, without payload but for `longs` and `text`,
-/// which is sent as it is.
+/// The wire form of a packet from 7, 8 to these ids, with only `longs` and `text` as payload;
+/// `text` is sent unchanged.
 std::string packet(int id, int subId, int messageClass, int code,
                    const std::vector<int>& longs = {}, const std::string& text = {}) {
     std::string bytes = be32(6);
@@ -212,7 +212,7 @@ std::string refusal(const char* count) {
            "Softimage Filter: Error reading socket data (-1)\n";
 }
 
-/// All that comes until the other end closes.
+/// Everything received until the other end closes.
 std::string readAll(int fd) {
     std::string all;
     std::array<char, 4096> part{};
@@ -222,7 +222,7 @@ std::string readAll(int fd) {
     return all;
 }
 
-/// What a real driver does and says when its host, after the start, sends these bytes and goes.
+/// The reaction of a real driver to a host that sends these bytes after the start and disconnects.
 struct Reaction {
     std::size_t answers = 0; ///< bytes
     std::string says;

@@ -83,7 +83,7 @@ TEST_F(PictureTest, linesAndWholePicturesAreReadInAnyOrder) {
 TEST_F(PictureTest, aFileIsWholeWhenEveryLineWasWrittenOnce) {
     struct Case {
         std::string order;
-        std::size_t refused = std::string::npos; ///< the step that is one too many
+        std::size_t refused = std::string::npos; ///< the step that must be refused
         bool whole = true;
     };
     const Case cases[] = {{"a"},         {"4a"},         {"0a"},          {"204a"},
@@ -166,7 +166,7 @@ TEST_F(PictureTest, topAndBottomMayBeAlike) {
     EXPECT_EQ(tdr::readPicture(*driver, folder() / "a.pic")->pixels, picture.pixels);
 }
 
-/// How often `request` ("4/1430") was made of an echoing driver while `job` ran.
+/// How often an echoing driver received `request` ("4/1430") during `job`.
 std::size_t requestsIn(const std::vector<std::string>& lines, const std::string& request) {
     return static_cast<std::size_t>(std::ranges::count_if(
         lines, [&](const std::string& line) { return line.starts_with(request + ":"); }));

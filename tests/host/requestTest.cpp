@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What every typed call puts on the wire, and what it makes of the answer.
+// What every typed call sends, and how it interprets the answer.
 #include "hostTesting.h"
 
 #include "tdr/sharedBlock.h"
@@ -151,8 +151,8 @@ TEST_F(RequestTest, anErrorReplyIsAFailureWithTheDriversReason) {
     EXPECT_TRUE(driver->alive());
 }
 
-/// The scripted driver writes the path that it is to open, unless that is empty, and refuses
-/// unless it ends in "opens".
+/// The scripted driver writes the path to open, unless it is empty, and refuses it unless it ends
+/// in "opens".
 TEST_F(RequestTest, aConnectTellsAForeignFileFromADamagedOne) {
     auto driver = start("reader");
     ASSERT_TRUE(driver);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// How sessions start, go on and end, and what they leave of the host's process alone.
+// How sessions start, continue and end, and what they do not change in the host's process.
 #include "base/uniqueFd.h"
 #include "hostTesting.h"
 #include "tdr/interruptGuard.h"
@@ -57,7 +57,8 @@ TEST_F(SessionTest, aDriverKilledFromOutsideIsADeath) {
     auto driver = Driver::start(real("softimageFilter"));
     ASSERT_TRUE(driver) << driver.failure().text();
     auto block = tdr::SharedBlock::create(16);
-    kill(driver->pid(), SIGSTOP); // it has the request, but not answered, when it is killed
+    kill(driver->pid(),
+         SIGSTOP); // it has received the request, but not answered, when it is killed
     const pid_t killer = fork();
     if (killer == 0) {
         while (kill(getppid(), 0) == 0) { // until the parent waits in its request
@@ -149,7 +150,7 @@ TEST_F(SessionTest, signalActionsAreTheHostsOwn) {
     }
 }
 
-/// Looks at SIGPIPE's action all the time, as another thread of the host may rely on it.
+/// Checks SIGPIPE's action all the time, because another thread of the host may use it.
 class ActionWatch {
   public:
     ActionWatch() : thread_([this] { look(); }) {}
@@ -203,8 +204,7 @@ TEST_F(SessionTest, otherChildrenAreNotWaitedFor) {
     EXPECT_EQ(WEXITSTATUS(status), 5);
 }
 
-/// A process of its own that is a host; tells the pid of its driver through a pipe, then hangs in
-/// a request.
+/// A separate host process; reports the pid of its driver through a pipe, then hangs in a request.
 struct HostProcess {
     pid_t pid = -1;
     pid_t driver = -1;
@@ -298,12 +298,12 @@ TEST_F(SessionTest, aDriverEndsWhenItsHostVanishes) {
     const base::UniqueFd driver(static_cast<int>(syscall(SYS_pidfd_open, host.driver, 0)));
     kill(host.pid, SIGKILL);
     waitStatusOf(host.pid);
-    if (driver.valid()) { // else it has ended already
+    if (driver.valid()) { // otherwise it has already ended
         pollfd ended{driver.get(), POLLIN, 0};
         EXPECT_EQ(poll(&ended, 1, 20'000), 1) << "the driver outlives its host";
     }
     for (const int id : support::segmentsOf(host.pid)) {
-        shmctl(id, IPC_RMID, nullptr); // nobody can clean up after a SIGKILL
+        shmctl(id, IPC_RMID, nullptr); // no cleanup is possible after SIGKILL
     }
 }
 

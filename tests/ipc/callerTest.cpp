@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Who calls: strangers that connect first, wrappers that fork, hosts that are somebody else's.
+// Checks of the caller: strangers that connect first, wrappers that fork, hosts of other users.
 #include "base/uniqueFd.h"
 #include "ipcTesting.h"
 #include "ipc_caller.h"
@@ -42,8 +42,8 @@ base::UniqueFd connectTo(int port, in_addr_t from = INADDR_LOOPBACK) {
     return fd;
 }
 
-/// Connects to the port that this process's child has been given, with an init request of its own,
-/// before `gate` is opened for the child. True when it was hung up on.
+/// Connects to the port of this process's child, with an init request, before `gate` is opened for
+/// the child. True if the connection was closed.
 bool intrude(const std::filesystem::path& gate) {
     std::string words; // of the child's command line
     support::eventually("a child with a port", [&] {
@@ -136,8 +136,8 @@ TEST_F(Callers, AreJudgedByTheirDescriptorsThenByTheirUser) {
     struct Case {
         const char* name;
         uid_t user;
-        bool byOther; ///< another process is asked for than the one that calls
-        long denied;  ///< system call that fails in the judge; -1: none
+        bool byOther; ///< the expected process is not the one that connects
+        long denied;  ///< system call that fails in the checking process; -1: none
         bool taken;
     };
     const Case cases[] = {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The numbers and names of the protocol are those that its document tells.
+// The numbers and names of the protocol are those of its document.
 #include "IPC_Codes.h"
 
 #include <fstream>

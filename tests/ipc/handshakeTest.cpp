@@ -21,7 +21,7 @@ using support::CaptureStderr;
 
 namespace {
 
-/// Listens, takes one connection, reads the init request and does as it was told with the socket.
+/// Listens, accepts one connection, reads the init request and passes the socket to the script.
 class ScriptedParent {
   public:
     using Script = std::function<void(int fd)>;
@@ -125,7 +125,7 @@ TEST_F(Handshake, AReplyAfterTheFirstSecondIsNotSeen) {
     EXPECT_EQ(said.text(), "IPC_LinkIrix: Error reading init data.\n");
 }
 
-/// Where the third alarm sends the reply.
+/// The socket to which the third alarm sends the reply.
 volatile std::sig_atomic_t gReplyTo = -1;
 volatile std::sig_atomic_t gAlarms = 0;
 constexpr char kReplyWire[] =
@@ -193,7 +193,7 @@ TEST_F(Handshake, ARequestToAParentThatHasGoneFails) {
 TEST_F(Handshake, AWaitOnABrokenSocketIsAnError) {
     const CaptureStderr said;
     IPC_DataPacket packet{};
-    const int closed = dup(STDIN_FILENO); // a number that is surely free, whatever we inherited
+    const int closed = dup(STDIN_FILENO); // a number that is certainly free, whatever was inherited
     close(closed);
     EXPECT_EQ(getinitdata(102, 39, closed, &packet), -1);
     EXPECT_EQ(said.text(), "getinitdata: select error\n: "s + std::strerror(EBADF) + "\n");

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Vocabulary of the link's tests.
+// Shared by the tests of the link.
 #pragma once
 
 #include "IPC_Link.h"
@@ -34,12 +34,12 @@ struct SocketPair {
     }
 };
 
-/// Sends bytes without being killed by a peer that has gone.
+/// Sends bytes without SIGPIPE if the peer has gone.
 inline void put(int fd, std::string_view bytes) {
     (void)!send(fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
 }
 
-/// All that can be read without waiting, or until the end of the stream.
+/// Everything that can be read without waiting, or up to the end of the stream.
 inline std::string takeAll(int fd, int flags = MSG_DONTWAIT) {
     std::string all;
     std::array<char, 8192> part{};
@@ -50,13 +50,13 @@ inline std::string takeAll(int fd, int flags = MSG_DONTWAIT) {
     return all;
 }
 
-/// True when the other end has closed or shut down and nothing is left to read.
+/// True when the other end has closed or shut down and no bytes are left.
 inline bool atEnd(int fd) {
     char byte = 0;
     return recv(fd, &byte, 1, MSG_DONTWAIT) == 0;
 }
 
-/// The same, or the other end has dropped what it had not read.
+/// The same, or the other end has discarded unread bytes.
 inline bool hasGone(int fd) {
     char byte = 0;
     return recv(fd, &byte, 1, MSG_DONTWAIT) == 0 || errno == ECONNRESET;
@@ -81,7 +81,7 @@ inline IPC_DataPacket packetOf(ipc::Ends ends, short messageClass, short code) {
     return packet;
 }
 
-/// A signal's action, kept and brought back.
+/// Saves a signal's action and restores it.
 class KeepAction {
   public:
     explicit KeepAction(int number) : number_(number) { sigaction(number, nullptr, &before_); }
@@ -100,7 +100,7 @@ class KeepAction {
     struct sigaction before_ {};
 };
 
-/// Interrupts the process again and again while it lives.
+/// Interrupts the process repeatedly while it exists.
 class Alarms {
   public:
     explicit Alarms(

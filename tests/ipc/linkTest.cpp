@@ -17,7 +17,7 @@ using support::CaptureStderr;
 
 namespace {
 
-/// A link that keeps what it is given to send, and receives what the test lays ready.
+/// A link that stores the packets to send, and receives the packets that the test prepares.
 class LooseEnd : public IPC_Link {
   public:
     LooseEnd() : IPC_Link(1, 2, IPC_EXEC_IF_NOT_RUNNING, IPC_SIGNAL_OFF) {}
@@ -118,7 +118,7 @@ IPC_DataPacket oneOfEach() {
     return packet;
 }
 
-/// Results of the three receive helpers for what the link will receive.
+/// Results of the three receive helpers for the link's next packet.
 std::array<int, 3> receiveAll(LooseEnd& link, std::string* text = nullptr) {
     long number = 0;
     float fraction = 0;
@@ -176,7 +176,7 @@ TEST(Link, AReceivedStringIsAlwaysTerminated) {
     EXPECT_EQ(text, std::string(2047, 'x'));
 }
 
-/// What the parent of a link does: takes its call and answers its init request as 3, 4.
+/// The parent's part for a link: accepts its connection and answers its init request as 3, 4.
 void greet(int listener) {
     const base::UniqueFd fd(accept4(listener, nullptr, nullptr, SOCK_CLOEXEC));
     IPC_DataPacket request;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Starting real programs: those that behave and those that do not.
+// Starting real programs, well-behaved and others.
 #include "IPC_LinkIrix.h"
 #include "base/diagnostics.h"
 #include "ipcTesting.h"
@@ -32,7 +32,7 @@ using support::CaptureStderr;
 
 namespace {
 
-/// Longer than any test may take: a limit that must not be what ends a start.
+/// Longer than any test may take: a limit that must not end a start.
 constexpr auto kAmple = 30s;
 
 class PeerStarting : public testing::Test {
@@ -45,14 +45,14 @@ class PeerStarting : public testing::Test {
         }
     }
 
-    /// Path of the test program under a name that tells it what to do.
+    /// Path of the test program under a name that selects its behaviour.
     std::string program(const std::string& behaviour) {
         std::string path = dir_ / behaviour;
         std::filesystem::create_symlink(TDR_SCRIPTED_DRIVER, path);
         return path;
     }
 
-    /// The same as a file of its own, of which nobody else executes a copy.
+    /// The same as a separate file, which no other process executes.
     std::string ownProgram(const std::string& behaviour) {
         std::string path = dir_ / behaviour;
         std::filesystem::copy_file(TDR_SCRIPTED_DRIVER, path);
@@ -76,7 +76,7 @@ class PeerStarting : public testing::Test {
     std::set<std::string> before_;
 };
 
-/// All that comes out of a pipe until its last writer ends.
+/// Everything from a pipe until its last writer ends.
 std::string drain(const base::UniqueFd& pipe) {
     std::string all;
     char part[256];
@@ -162,7 +162,7 @@ void noteProcess(int) {
 }
 
 TEST_F(PeerStarting, NoCatcherOfTheParentRunsInThePeer) {
-    const KeepAction resize(SIGWINCH); // which others do not mind
+    const KeepAction resize(SIGWINCH); // which others ignore
     const pid_t group = getpgrp();
     setpgid(0, 0);
     owner = getpid();
@@ -170,7 +170,7 @@ TEST_F(PeerStarting, NoCatcherOfTheParentRunsInThePeer) {
     std::atomic<bool> done = false;
     std::thread storm([&] {
         while (!done) {
-            kill(0, SIGWINCH); // as from a terminal: to the child, too, once it is there
+            kill(0, SIGWINCH); // as from a terminal: also to the child, once it exists
         }
     });
     const ipc::PeerOptions options = optionsFor(program("dies"));
@@ -183,7 +183,8 @@ TEST_F(PeerStarting, NoCatcherOfTheParentRunsInThePeer) {
     EXPECT_FALSE(ranElsewhere);
 }
 
-/// What comes of starting each of these peers, one letter each: a failure's first, or "." for none.
+/// The outcome of starting each of these peers, one letter each: a failure's first, or "." for
+/// none.
 std::string outcomesOf(const std::vector<ipc::PeerOptions>& starts) {
     std::string outcomes;
     for (const ipc::PeerOptions& options : starts) {
@@ -234,7 +235,7 @@ TEST_F(PeerStarting, AStartIsGivenUpAtOnce) {
         options.limit.reset(); // nothing else ends the wait
         options.cancelFd = cancel.get();
         std::thread other([&] {
-            while (!isChildAsleep()) { // "mute" just runs, the others have connected by then
+            while (!isChildAsleep()) { // "mute" only runs; the others have connected by then
                 std::this_thread::yield();
             }
             eventfd_write(cancel.get(), 1);
@@ -293,7 +294,7 @@ TEST_F(PeerStarting, TheGivenFaceTellsWhatWentWrong) {
     struct Case {
         const char* behaviour;
         int result;
-        short peerId; ///< -5: not touched
+        short peerId; ///< -5: unchanged
         std::vector<std::string> lines;
     };
     const std::string reason = std::strerror(ESRCH);

@@ -15,14 +15,14 @@ namespace {
 
 using support::CaptureStderr;
 
-/// A key that nobody else draws, outside the range of fresh keys.
+/// A key that no other process uses, outside the range of new keys.
 int privateKey() {
     int key = 0;
     (void)!getrandom(&key, sizeof key, 0);
     return (key & 0x3fffffff) | 0x40000000;
 }
 
-/// A block of 64 bytes under a key of its own.
+/// A block of 64 bytes with a unique key.
 struct Block {
     int key = privateKey();
     int id = 0;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Descriptor sets: who is ready first, what ends a wait, how sets are ended.
+// Descriptor sets: which is ready first, what ends a wait, how sets are closed.
 #include "ipcTesting.h"
 #include "ipc_socket.h"
 #include "support/captureStderr.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Packets as bytes: the layout by hand, every count, every truncation, every failure's text.
+// Packets as bytes: the layout by hand, every count, every truncation, the text of every failure.
 #include "ipcTesting.h"
 #include "ipc_socket.h"
 #include "ipc_wire.h"
@@ -63,7 +63,7 @@ IPC_DataPacket noise() {
 }
 
 /// The five counts: where the packet has them, where the wire form of a packet without payload has
-/// them, and the most that they may be.
+/// them, and their maximum.
 struct CountRow {
     const char* name;
     std::int32_t IPC_DataPacket::*member;
@@ -108,7 +108,7 @@ TEST(Wire, EachFieldIsOneWriteOfItsSize) {
     const std::pair<IPC_DataPacket, std::vector<long>> cases[] = {
         {emptyPacket(), {4, 12, 4, 4, 4, 4}}, {fullPacket(), {4, 12, 4, 4, 3, 4, 8, 4, 4}}};
     for (const auto& [packet, sizes] : cases) {
-        const SocketPair pair(SOCK_SEQPACKET); // keeps the borders between writes
+        const SocketPair pair(SOCK_SEQPACKET); // keeps the boundaries of writes
         IPC_DataPacket sent = packet;
         ASSERT_EQ(sendsockdata(pair.near.get(), &sent), 0);
         std::vector<long> writes;
@@ -222,7 +222,7 @@ TEST(Wire, APacketCutAnywhereReadsAsItsBeginning) {
             for (std::size_t i = 0; i < element.size; ++i) {
                 value = value << 8 | static_cast<unsigned char>(padded[element.offset + i]);
             }
-            std::memcpy(element.place, &value, element.size); // the lowest byte comes first here
+            std::memcpy(element.place, &value, element.size); // little-endian here
         }
         const CaptureStderr said;
         IPC_DataPacket packet = noise();
@@ -242,7 +242,7 @@ TEST(Wire, ReadingTakesNothingOfTheNextPacket) {
     }
 }
 
-/// What a failure at each field says; cut: where the wire form of the full packet reaches it.
+/// The text of a failure at each field; cut: where the wire form of the full packet reaches it.
 struct FieldRow {
     std::size_t cut;
     bool pipeGoesUnmentioned;
@@ -277,7 +277,7 @@ TEST(Wire, AFailedReadNamesItsField) {
     }
 }
 
-/// The write end of a pipe that takes `room` more writes and then fails with EAGAIN.
+/// The write end of a pipe that accepts `room` more writes and then fails with EAGAIN.
 class FullPipe {
   public:
     explicit FullPipe(std::size_t room) {
@@ -424,7 +424,7 @@ TEST(Wire, APacketThatStopsHalfWayIsGivenUpAtTheDeadline) {
 TEST(Wire, AReaderThatNeverReadsIsGivenUp) {
     using namespace std::chrono_literals;
     const base::UniqueFd cancel(eventfd(0, EFD_CLOEXEC));
-    const ipc::Child ended; // none is as good as one that has ended
+    const ipc::Child ended; // no process counts as an ended one
     struct Case {
         ipc::SendEnd end;
         ipc::Deadline deadline;
@@ -450,7 +450,7 @@ TEST(Wire, AReaderThatNeverReadsIsGivenUp) {
     }
 }
 
-/// True when the other end has taken everything that was put into the socket.
+/// True when the other end has read everything from the socket.
 bool allTaken(int fd) {
     int left = 0;
     return ioctl(fd, SIOCOUTQ, &left) == 0 && left == 0;

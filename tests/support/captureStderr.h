@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What this process (and any child that inherits it) writes to stderr while the object lives.
+// Captures stderr of this process (and any child that inherits it) while the object exists.
 #pragma once
 
 #include "base/uniqueFd.h"

@@ -11,9 +11,9 @@
 
 namespace support {
 
-/// Makes a locale with a decimal comma the process's while it lives. It is made on the spot from
-/// the sources that the package "locales" brings (scripts/packages/test), so no machine has to have
-/// one; a test on a machine without those fails rather than pass unseen.
+/// Sets a locale with a decimal comma for the process while it exists. The locale is generated from
+/// the sources of the package "locales" (scripts/packages/test), so it need not be installed;
+/// without those sources the test fails rather than being skipped silently.
 class CommaLocale {
   public:
     CommaLocale() {

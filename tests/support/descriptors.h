@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Open files that fail underneath whoever reads or writes them.
+// Open files that fail while they are read or written.
 #pragma once
 
 #include "base/uniqueFd.h"
@@ -14,7 +14,7 @@
 
 namespace support {
 
-/// Puts `instead` in the place of every open descriptor of the file `path`: a folder cannot be read
+/// Replaces every open descriptor of the file `path` by `instead`: a folder cannot be read
 /// (EISDIR), /dev/full cannot be written. Returns how many there were.
 inline int replaceDescriptors(const std::string& path, const char* instead) {
     const std::string whole = std::filesystem::canonical(path).string();
@@ -31,8 +31,8 @@ inline int replaceDescriptors(const std::string& path, const char* instead) {
     return replaced;
 }
 
-/// A pipe in the place of a file, which gives these bytes and then an error: EAGAIN, because it is
-/// read without waiting and its writer is there.
+/// A pipe in place of a file, which gives these bytes and then an error: EAGAIN, because it is
+/// non-blocking and its writer exists.
 class FailingPipe {
   public:
     FailingPipe(const std::string& path, std::string_view bytes) {

@@ -12,11 +12,11 @@ namespace {
 
 constexpr long kNone = -1;
 
-thread_local long allocationsLeft = kNone; ///< before the one that fails
+thread_local long allocationsLeft = kNone; ///< before the failing one
 thread_local bool hasFailed = false;
 std::atomic<long> pieces = 0;
 
-/// Whether the allocation that is asked for is the one to fail.
+/// True if this allocation has to fail.
 [[maybe_unused]] bool failsNow() {
     if (allocationsLeft == kNone || allocationsLeft-- > 0) {
         return false;
@@ -62,8 +62,8 @@ const bool kMemoryCanFail = true;
 
 } // namespace support
 
-// The C library's own allocator under its second names. What is defined here takes the place of the
-// first ones everywhere in the program.
+// The C library's own allocator under its alternative names. The definitions here replace the
+// standard names in the whole program.
 extern "C" {
 
 void* __libc_malloc(std::size_t size);

@@ -1,20 +1,20 @@
 // SPDX-License-Identifier: MIT
-// Memory that runs out at every place of a call in turn. A test program that uses it is built with
-// failingMemory.cpp, whose allocator then serves the whole program, the C library's streams and
-// `operator new` included.
+// Fails each allocation of a call in turn. A test program that uses it is built with
+// failingMemory.cpp, whose allocator then serves the whole program, including the C library's
+// streams and `operator new`.
 #pragma once
 
 #include <gtest/gtest.h>
 
 namespace support {
 
-/// Whether memory can be made to fail here: a sanitizer brings an allocator of its own.
+/// Whether allocations can be made to fail: a sanitizer has its own allocator.
 extern const bool kMemoryCanFail;
 
-/// Pieces of memory that this program holds now.
+/// Number of current allocations of this program.
 [[nodiscard]] long piecesOfMemory();
 
-/// While it lives, allocation number `number` (from 0) of this thread fails with ENOMEM.
+/// While it exists, allocation number `number` (from 0) of this thread fails with ENOMEM.
 class FailingMemory {
   public:
     explicit FailingMemory(long number);
@@ -22,16 +22,16 @@ class FailingMemory {
     FailingMemory(const FailingMemory&) = delete;
     FailingMemory& operator=(const FailingMemory&) = delete;
 
-    /// Whether it came so far.
+    /// True if that allocation was reached.
     [[nodiscard]] static bool happened();
 };
 
-/// Calls `call` as it is, then with its first allocation failing, its second one and so on, until a
-/// call makes no more of them. After each, `check(failed)` looks at what the call has answered and
-/// gives back what it holds: memory that is then still held is a failure of the test.
+/// Calls `call` normally, then with its first allocation failing, its second one and so on, until a
+/// call has no more allocations. After each, `check(failed)` checks the result and frees it: memory
+/// that is then still allocated fails the test.
 template <class Call, class Check>
 void withEachAllocationFailing(Call call, Check check) {
-    call(); // what is only made once is made now
+    call(); // one-time allocations happen here
     check(false);
     bool failed = kMemoryCanFail;
     for (long number = 0; failed && !testing::Test::HasFailure(); ++number) {

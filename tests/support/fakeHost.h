@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // A host in a few lines, on the bare packet functions: answers a driver's handshake, sends requests
-// and reads replies. It knows nothing of the host library, so that neither hides the other's
-// faults.
+// and reads replies. It does not use the host library, so that neither hides the other's faults.
 #pragma once
 
 #include "IPC_Codes.h"
@@ -63,8 +62,8 @@ inline Message action(int code, std::vector<std::int32_t> longs = {},
     return {ipc::kClassAction, code, std::move(longs), std::move(strings)};
 }
 
-/// Listens on a port of its own; `connectDriver` runs the host's half of the handshake while
-/// something else (a driver's constructor, a started program) runs the driver's half.
+/// Listens on a new port; `connectDriver` runs the host's half of the handshake while something
+/// else (a driver's constructor, a started program) runs the driver's half.
 class FakeHost {
   public:
     FakeHost() : listening_(createsocket(&port_)) {}
@@ -101,7 +100,7 @@ class FakeHost {
     }
     void send(IPC_DataPacket& p) { ASSERT_EQ(sendsockdata(connection_.get(), &p), 0); }
 
-    /// The driver's next packet; fails the test when none comes.
+    /// The driver's next packet; fails the test if none arrives.
     IPC_DataPacket receive() {
         IPC_DataPacket p{};
         if (!readable(connection_.get(), kPatience)) {
@@ -129,7 +128,7 @@ class FakeHost {
     void hangUp() { connection_.reset(); }
 
   private:
-    static constexpr int kPatience = 20000; // ms; only ever reached by a failing test
+    static constexpr int kPatience = 20000; // ms; reached only by a failing test
 
     static bool readable(int fd, int milliseconds) {
         pollfd p{fd, POLLIN, 0};

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What a test compares before and after: open descriptors, children and shared segments. All look
-// at this process (or one that is named) only, so that tests may run side by side.
+// Counters that a test compares before and after: open descriptors, children and shared segments.
+// All count only this process (or a given one), so that tests may run in parallel.
 #pragma once
 
 #include <cerrno>
@@ -15,7 +15,7 @@
 
 namespace support {
 
-/// What this process has open: "number -> target".
+/// The open descriptors of this process: "number -> target".
 inline std::set<std::string> openDescriptors() {
     std::set<std::string> open;
     for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
@@ -28,7 +28,7 @@ inline std::set<std::string> openDescriptors() {
     return open;
 }
 
-/// True when this process has a child, running or ended, that nobody has waited for.
+/// True when this process has a child, running or ended, that has not been waited for.
 inline bool hasChildren() {
     siginfo_t info{};
     return waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0 || errno != ECHILD;

@@ -22,7 +22,7 @@ class MemoryFile {
                                         folder / name);
     }
 
-    /// Makes these bytes the whole file.
+    /// Replaces the content of the file by these bytes.
     void set(std::string_view bytes) {
         if (ftruncate(fd_.get(), 0) != 0 ||
             pwrite(fd_.get(), bytes.data(), bytes.size(), 0) != std::ssize(bytes)) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Looking at other processes from outside.
+// Inspecting other processes.
 #pragma once
 
 #include <fstream>
@@ -20,7 +20,7 @@ inline std::set<pid_t> childrenOf(pid_t parent) {
     return children;
 }
 
-/// The letter of a process's state, or 0 when there is no such process.
+/// The letter of a process's state, or 0 if there is no such process.
 inline char stateOf(pid_t pid) {
     std::ifstream stat("/proc/" + std::to_string(pid) + "/stat");
     std::string id;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Programs that tests start. Everything waits for something that can be observed, with a deadline;
-// a wait that runs out fails the test and says for what.
+// Programs that tests start. Every wait is for an observable condition, with a deadline; a wait
+// that times out fails the test and names the condition.
 #pragma once
 
 #include "base/uniqueFd.h"
@@ -22,13 +22,13 @@
 
 namespace support {
 
-inline constexpr std::chrono::seconds kPatience{50}; // only ever reached by a failing test
+inline constexpr std::chrono::seconds kPatience{50}; // reached only by a failing test
 
-/// Asks `condition` again and again; false, with a test failure that names `what`, when it has not
-/// become true in time.
+/// Polls `condition`; false, with a test failure that names `what`, if it does not become true in
+/// time.
 inline bool eventually(const std::string& what, const std::function<bool()>& condition,
                        std::chrono::seconds patience = kPatience) {
-    constexpr std::chrono::seconds kAfterFailure{1}; // one fault does not take minutes
+    constexpr std::chrono::seconds kAfterFailure{1}; // so that one failure does not take minutes
     const auto limit = ::testing::Test::HasFailure() ? kAfterFailure : patience;
     const auto end = std::chrono::steady_clock::now() + limit;
     while (!condition()) {
@@ -44,7 +44,7 @@ inline bool eventually(const std::string& what, const std::function<bool()>& con
 /// A child process with pipes at its three standard streams. Killed and reaped at the end.
 class Program {
   public:
-    /// `environment` is added to the test's own; "NAME" without "=" takes that name out. `prepare`
+    /// `environment` is added to the test's own; "NAME" without "=" removes that name. `prepare`
     /// runs in the child just before the program.
     explicit Program(std::vector<std::string> command,
                      const std::vector<std::string>& environment = {},
@@ -92,16 +92,16 @@ class Program {
     void write(const std::string& text) const {
         EXPECT_EQ(::write(ours_[0].get(), text.data(), text.size()), std::ssize(text));
     }
-    /// From now on nobody reads what it says to stderr.
+    /// Closes the read end of its stderr.
     void dropErr() { ours_[2].reset(); }
     void kill(int signal) const { ::kill(pid_, signal); }
 
-    /// What has been printed until now.
+    /// The output so far.
     const std::string& out() { return more(1); }
     const std::string& err() { return more(2); }
 
-    /// Waits for the end: the exit status, 256 + the number of the signal that ended it, or -1 when
-    /// it did not end in time.
+    /// Waits for the end: returns the exit status, 256 + the number of the signal that ended it, or
+    /// -1 if it did not end in time.
     int exitStatus(std::chrono::seconds patience = kPatience) {
         eventually(
             "the end of the program", [this] { return tryReap(); }, patience);
@@ -129,7 +129,7 @@ class Program {
     }
     bool tryReap() {
         const auto readAll = [this] { return more(1).size() + more(2).size(); };
-        readAll(); // or a program with much to say could not end
+        readAll(); // otherwise a program with much output could not end
         int status = 0;
         if (status_ < 0 && waitpid(pid_, &status, WNOHANG) == pid_) {
             status_ = WIFEXITED(status) ? WEXITSTATUS(status) : 256 + WTERMSIG(status);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// A driver that behaves as its program's name says: tests link to this program under the name of
-// the behaviour they want. "echo" is the good one: it answers every request, and writes what it
-// was asked to stderr ("4/1430: 1 2 3 'abc'").
+// A driver whose program name selects its behaviour: tests make a link to this program with the
+// name of the behaviour. "echo" is the correct driver: it answers every request, and writes the
+// request to stderr ("4/1430: 1 2 3 'abc'").
 #include "IPC_Codes.h"
 #include "IPC_Link.h"
 #include "ipc_socket.h"
@@ -38,7 +38,7 @@ void awaitEnd() {
     }
 }
 
-/// Writes a line as one piece.
+/// Writes a line in one write.
 void remark(const std::string& line) {
     const std::string whole = line + "\n";
     (void)!write(STDERR_FILENO, whole.data(), whole.size());
@@ -68,7 +68,7 @@ void sendStatus(int code) {
     sendEmpty(ipc::kClassStatus, code);
 }
 
-/// Sends these bytes and nothing more.
+/// Sends only these bytes.
 void sendOnly(std::string_view bytes) {
     (void)!::send(socketFd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
     awaitEnd();
@@ -156,7 +156,7 @@ void answerWell() {
 
 // --- The others: before they have connected ------------------------------------------------------
 
-/// Tells by its ids what it has inherited: signals that are not as they should be, and sockets.
+/// Reports by its ids what it has inherited: signals with a wrong action, and sockets.
 void introduceHeritage() {
     const auto isIgnored = [](int number) {
         struct sigaction now {};
@@ -175,7 +175,7 @@ void introduceHeritage() {
     }
 }
 
-/// Waits for ever, while an orphan, which is nobody's driver, goes on in its place.
+/// Waits for ever, while an orphan process, which the host did not start, continues in its place.
 void sendAnOrphan() {
     if (fork() != 0) {
         waitForEver();
@@ -212,13 +212,13 @@ void sendHalf() {
     sendOnly({"\0\0\0\6\0\x66\0\x27\0\1", 10});
 }
 
-/// Closes its side of the connection and lives on, until the host has closed the other.
+/// Closes its side of the connection and runs until the host has closed the other.
 void closeOneSide() {
     shutdown(socketFd, SHUT_WR);
     awaitEnd();
 }
 
-/// Ends, while a process of its own keeps the connection.
+/// Ends, while a child process keeps the connection open.
 void bequeath() {
     if (fork() == 0) {
         awaitEnd();
@@ -252,7 +252,7 @@ void refuse() {
     sendStatus(ipc::kStatusError);
 }
 
-/// Writes the path that it is to open, without a newline, and knows files whose name ends so.
+/// Writes the path to open, without a newline, and accepts files whose name ends in "opens".
 void readFile() {
     if (code() != ipc::kActionConnectToFile) {
         answerWell();
@@ -263,7 +263,7 @@ void readFile() {
     sendStatus(path.ends_with("opens") ? ipc::kStatusOk : ipc::kStatusError);
 }
 
-/// Has a picture of 3 x 2 in every file, and finds it damaged only when it closes it.
+/// Has a picture of 3 x 2 in every file, and reports damage only when it closes it.
 void findDamageLate() {
     if (asked.datacmd[ipc::kWordClass] == ipc::kClassInfo && code() == ipc::kQueryBounds) {
         begin(ipc::kClassStatus, code() + ipc::kReplyOffset);
@@ -284,7 +284,7 @@ void exitNow() {
     _exit(9);
 }
 
-/// Ends, while a process of its own keeps the connection.
+/// Ends, while a child process keeps the connection open.
 void leaveAnHeir() {
     if (fork() == 0) {
         awaitEnd();
@@ -338,7 +338,7 @@ void claimStrings() {
     send();
 }
 
-/// A reply of one string, whose bytes are these.
+/// Replies with one string of these bytes.
 void answerText(std::string_view bytes) {
     begin(ipc::kClassStatus, code() + ipc::kReplyOffset);
     addString(bytes);
@@ -353,7 +353,7 @@ void answerNegatives() {
     send();
 }
 
-/// Both answers leave as one piece, so that the second one is there with the first.
+/// Sends both answers in one write, so that they arrive together.
 void answerTwice() {
     const auto cork = [](int on) { setsockopt(socketFd, IPPROTO_TCP, TCP_CORK, &on, sizeof on); };
     cork(1);
@@ -362,7 +362,7 @@ void answerTwice() {
     cork(0);
 }
 
-/// Answers with what it should have answered to the request before; a disconnect fails.
+/// Answers each request with the answer to the previous one; a disconnect fails.
 void answerOneBehind() {
     static int held = ipc::kStatusOk;
     if (isPut(code())) {
@@ -386,7 +386,7 @@ void flood() {
     answerWell();
 }
 
-/// Puts are answered after this many notices; a negative number is a death in place of the answer.
+/// Answers a put after this many notices; with a negative number it dies instead of answering.
 template <int notices>
 void announce() {
     for (int i = 0; isPut(code()) && i < std::abs(notices); ++i) {
@@ -402,11 +402,11 @@ enum class Stage { BeforeConnecting, InsteadOfInit, InsteadOfOk, AtRequest };
 
 struct Behaviour {
     const char* name;
-    Stage stage; ///< up to there it is a good driver
+    Stage stage; ///< until then it behaves correctly
     void (*run)();
 };
 
-constexpr const char* kStubborn = "stubborn"; // does not end when told to
+constexpr const char* kStubborn = "stubborn"; // ignores the end request
 
 constexpr Behaviour kBehaviours[] = {
     {"inherited", Stage::BeforeConnecting, introduceHeritage},
@@ -423,7 +423,7 @@ constexpr Behaviour kBehaviours[] = {
     {"leaves", Stage::InsteadOfInit, [] { _exit(5); }},
     {"closesOneSide", Stage::InsteadOfInit, closeOneSide},
     {"bequeaths", Stage::InsteadOfInit, bequeath},
-    {"greeted", Stage::InsteadOfOk, [] {}}, // it just stays
+    {"greeted", Stage::InsteadOfOk, [] {}}, // it only waits
     {"silent", Stage::InsteadOfOk, waitForEver},
     {"errorAtStart", Stage::InsteadOfOk, answerErrorAtStart},
     {"otherAtStart", Stage::InsteadOfOk, answerOtherAtStart},
@@ -463,7 +463,7 @@ constexpr Behaviour kBehaviours[] = {
     {"oneBehind", Stage::AtRequest, answerOneBehind},
 };
 
-/// Introduces itself; whether the answer is what a started driver gets.
+/// Sends the init request; true if the answer is that for a started driver.
 bool shakeHands() {
     return sendinitrequest(me.localId, me.localSubId, socketFd, &answer) == 0 &&
            getinitdata(me.localId, me.localSubId, socketFd, &asked) == 1 &&

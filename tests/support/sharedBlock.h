@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A shared block as a host makes it: a fresh key, owned and removed by the test.
+// A shared block as a host makes it: a new key, owned and removed by the test.
 #pragma once
 
 #include <cstddef>
@@ -21,7 +21,7 @@ class SharedBlock {
             id_ = shmget(key_, size, IPC_CREAT | IPC_EXCL | 0700);
         } while (id_ < 0 && errno == EEXIST);
         address_ = id_ < 0 ? nullptr : shmat(id_, nullptr, 0);
-        // NOLINTNEXTLINE(performance-no-int-to-ptr): the system tells failure so
+        // NOLINTNEXTLINE(performance-no-int-to-ptr): the system's failure value
         if (address_ == nullptr || address_ == reinterpret_cast<void*>(-1)) {
             throw std::runtime_error("no shared memory for a test");
         }
@@ -39,7 +39,7 @@ class SharedBlock {
     [[nodiscard]] std::size_t size() const { return size_; }
     [[nodiscard]] std::uint8_t* bytes() const { return static_cast<std::uint8_t*>(address_); }
 
-    /// Detaches the block and leaves it, as the death of its host does.
+    /// Detaches the block without removing it, like the death of its host.
     void abandon() {
         if (address_ != nullptr) {
             shmdt(address_);
@@ -47,7 +47,7 @@ class SharedBlock {
         }
     }
 
-    /// How many processes and places have the block attached, this one included.
+    /// Number of attachments of the block, including this one.
     [[nodiscard]] std::size_t attachments() const {
         shmid_ds status{};
         return shmctl(id_, IPC_STAT, &status) == 0 ? status.shm_nattch : 0;

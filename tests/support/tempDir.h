@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A folder of a test's own, removed with all that is in it.
+// A temporary folder for a test, removed with its contents.
 #pragma once
 
 #include <cstdlib>
@@ -41,7 +41,7 @@ class TempDir {
         return (path_ / name).string();
     }
 
-    /// Writes a file of these bytes and gives its path.
+    /// Writes a file of these bytes and returns its path.
     std::string write(std::string_view name, std::string_view bytes, unsigned mode = 0644) const {
         std::string path = *this / name;
         {
@@ -52,13 +52,13 @@ class TempDir {
         return path;
     }
 
-    /// Makes a folder and gives its path.
+    /// Makes a folder and returns its path.
     [[nodiscard]] std::string folder(std::string_view name) const {
         std::filesystem::create_directory(path_ / name);
         return *this / name;
     }
 
-    /// Makes a FIFO and gives its path; nobody is at its other end.
+    /// Makes a FIFO without readers and writers and returns its path.
     [[nodiscard]] std::string fifo(std::string_view name) const {
         std::string path = *this / name;
         if (mkfifo(path.c_str(), 0644) != 0) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The command line as such: exit statuses, what is said where, drivers, query and info.
+// The command line: exit statuses, standard output and standard error, drivers, query and info.
 #include "commandTesting.h"
 #include "support/pictureFiles.h"
 
@@ -72,7 +72,7 @@ TEST_F(CommandTest, aFolderWithoutDriversIsNamed) {
                              ": no drivers in this folder (executables named *Filter)\n");
     EXPECT_TRUE(contains(ended.out, "pngFilter")) << "the others are there";
 
-    if (geteuid() == 0) { // nobody may not look into it
+    if (geteuid() == 0) { // the user nobody may not read it
         const std::string locked = in("locked");
         std::filesystem::create_directory(locked);
         std::filesystem::permissions(files().path(), std::filesystem::perms(0755));

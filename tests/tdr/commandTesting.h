@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Runs the command as users do, and looks at what it leaves.
+// Runs the command as users do, and checks for leaks.
 #pragma once
 
 #include "base/uniqueFd.h"
@@ -25,19 +25,19 @@ namespace commandTesting {
 
 namespace fs = std::filesystem;
 
-/// What surrounds a run.
+/// The environment of a run.
 struct Around {
-    int stdoutFd = -1;                      ///< in place of capturing stdout
+    int stdoutFd = -1;                      ///< instead of capturing stdout
     std::optional<rlim_t> largestFile = {}; ///< RLIMIT_FSIZE
     std::optional<rlim_t> memory = {};      ///< RLIMIT_AS
     bool ignoreSizeSignal = false;          ///< SIGXFSZ ignored, so that writes fail with EFBIG
     bool otherUser = false;                 ///< as nobody; only possible for root
-    void (*prepare)() = nullptr;            ///< what else is done in the child before the program
+    void (*prepare)() = nullptr;            ///< called in the child before the program
 };
 
 struct Ended {
     int exit = -1;  ///< exit status, or -1
-    int signal = 0; ///< what killed it, or 0
+    int signal = 0; ///< the signal that killed it, or 0
     std::string out;
     std::string err;
 };
@@ -74,7 +74,8 @@ class Running : public support::Program {
         return {status < 256 ? status : -1, status < 256 ? 0 : status - 256, out(), err()};
     }
 
-    /// Waits until a child of the command has stopped; its pid, or -1 when the command ends first.
+    /// Waits until a child of the command has stopped; returns its pid, or -1 if the command ends
+    /// first.
     [[nodiscard]] pid_t awaitStoppedChild() const {
         while (stateOf(pid()) != 'Z') {
             for (const pid_t child : childrenOf(pid())) {
@@ -120,8 +121,8 @@ class Running : public support::Program {
     }
 };
 
-/// A folder for the files of a test, which starts with one picture, and another for the rest. After
-/// every test no segment or child may be left.
+/// A folder for the files of a test, which starts with one picture, and another for all other
+/// files. After every test no segment or child may be left.
 class CommandTest : public ::testing::Test {
   protected:
     void TearDown() override {

@@ -16,7 +16,7 @@ bool gNoMemory = false;
 
 } // namespace
 
-/// Memory that whoever asks for it without an exception does not get while `gNoMemory`.
+/// Fails every allocation without exceptions while `gNoMemory`.
 void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
     return gNoMemory ? nullptr : ::operator new[](size);
 }
@@ -33,7 +33,7 @@ class Actions : public ConnectedDriver<> {
         longs.insert(longs.end(), rest.begin(), rest.end());
         return longs;
     }
-    /// Calls noted since the last time.
+    /// Calls recorded since the last call of this function.
     std::string calls() { return std::exchange(driver->calls, ""); }
 };
 
@@ -135,7 +135,7 @@ TEST_F(Actions, SettingTheSameCellIsNoChange) {
     EXPECT_EQ(driver->currentCell, 5);
 }
 
-/// Notes what it sends, and how many have the block attached then.
+/// Records what it sends, and how many attachments the block then has.
 class NotingLink : public IPC_LinkIrix {
   public:
     NotingLink(std::unique_ptr<IPC_LinkIrix> link, RecordingDriver& driver,
@@ -158,7 +158,7 @@ class NotingLink : public IPC_LinkIrix {
 };
 
 TEST_F(Actions, TransfersGoTheirWay) {
-    // Every packet is noted with how many have the block attached when it goes out.
+    // Every packet is recorded with the block's number of attachments when it is sent.
     driver->link = std::make_unique<NotingLink>(std::move(driver->link), *driver, block);
     driver->bounds[3] = 10;
     constexpr int kNone = ipc::kAccessNoCommands;
@@ -167,7 +167,7 @@ TEST_F(Actions, TransfersGoTheirWay) {
         int code;
         std::vector<std::int32_t> rest; // (line,) cell
         int modes, result;
-        const char* events; // the cell before is 3
+        const char* events; // the previous cell is 3
     } cases[] = {
         {"get cache", 1429, {5}, 0, 0, "preRead() getCache(1000,5) send(101,2)"},
         {"get line", 1430, {9, 3}, 0, 0, "getLine(1000,3,9) send(101,2)"},

@@ -67,7 +67,7 @@ TEST(Entry, PredicateAnswersByExitStatusAndToAHost) {
 
 TEST(Entry, HostThatIsNotThereIsADriverError) {
     unsigned short port = 0;
-    close(createsocket(&port)); // a port that nobody listens on
+    close(createsocket(&port)); // a port without a listener
     Driver program({"-ipc_link_port", std::to_string(port)});
     EXPECT_EQ(program.exitStatus(), 254);
     EXPECT_NE(program.err().find("Problem connecting to parent on port " + std::to_string(port)),
@@ -101,7 +101,7 @@ TEST(Entry, ClosedStandardDescriptorsAreNotReused) {
     EXPECT_EQ(program.exitStatus(), 0);
 }
 
-/// What the tests of a file that is open at the end share, for each driver of files.
+/// Tests of a file that is open at the driver's end, for each driver of files.
 class OpenFile : public ::testing::TestWithParam<std::pair<const char*, const char*>> {
   protected:
     void SetUp() override {
@@ -145,10 +145,10 @@ TEST_P(OpenFile, IsClosedAndItsCommandRunAtTheEnd) {
 
 TEST_P(OpenFile, SurvivesTheHostAndAllThatItWouldHaveRead) {
     std::memcpy(block->bytes(), "abcd", 4);
-    putLine(0); // held back until the top line is there
+    putLine(0); // held back until the top line arrives
     EXPECT_EQ(host.receive().datacmd[5], 1225);
     EXPECT_EQ(host.receive().datacmd[5], 101);
-    program->kill(SIGSTOP); // it finds all that has happened when it goes on
+    program->kill(SIGSTOP); // it sees everything at once when it continues
     putLine(1);
     const int id = block->id();
     host.hangUp();
@@ -176,7 +176,7 @@ TEST_P(OpenFile, SurvivesTheHostAndAllThatItWouldHaveRead) {
     EXPECT_EQ(reader.exitStatus(), 0);
 }
 
-// --- The null driver over the whole way ----------------------------------------------------------
+// --- The null driver from end to end -------------------------------------------------------------
 
 class NullDriver : public ::testing::Test {
   protected:

@@ -13,7 +13,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// A folder of its own that anybody may enter, so that a test can go on as another user.
+/// A new folder that every user may enter, so that a test can continue as another user.
 class Files : public ::testing::Test {
   protected:
     Files() { fs::permissions(folder.path(), fs::perms::all); }
@@ -83,14 +83,14 @@ TEST_F(Files, WritingNeedsOnlyADirectoryThatCanBeSearched) {
     const std::string readOnly = folder.write("old.pic", "x", 0404);
     EXPECT_EQ(asNobody([&] { return check(readOnly, 1).result; }), 0);
     fs::create_directory(folder / "shut");
-    fs::permissions(folder / "shut", fs::perms::none); // also shut for a plain user who owns it
+    fs::permissions(folder / "shut", fs::perms::none); // also closed for its owner
     EXPECT_EQ(asNobody([&] { return check(folder / "shut/x.pic", 1).result; }), 255);
     EXPECT_EQ(check(folder / "missing/x.pic", 1).result, -1);
 }
 
 // --- Outside commands ----------------------------------------------------------------------------
 
-/// The base's own commands: RecordingDriver only notes them.
+/// The base's own commands; RecordingDriver only records them.
 class Commands : public Files {
   protected:
     Commands() {
@@ -116,7 +116,7 @@ TEST_F(Commands, AreToldFileAndCells) {
     driver.set_pre_read_cmd(script.c_str());
     driver.set_post_write_cmd((script + " -q").c_str());
     snprintf(driver.fileName, sizeof driver.fileName, "dir/x.pic");
-    EXPECT_EQ(preRead(), 0); // the command's own exit status is not looked at
+    EXPECT_EQ(preRead(), 0); // the command's own exit status is ignored
     EXPECT_EQ(postWrite(), 0);
     EXPECT_EQ(logged(), "-r -f dir/x.pic -s 4 -i -5\n-q -w -f dir/x.pic -s 4 -i -5\n");
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// One event at a time: who is heard, who is ignored, what ends the loop.
+// One event at a time: which packets are handled, which are ignored, what ends the loop.
 #include "recordingDriver.h"
 
 #include <thread>
@@ -108,7 +108,7 @@ TEST_F(Loop, VanishedHostEndsTheLoop) {
         driver->handleEvent();
         ++events;
     }
-    EXPECT_EQ(events, 40); // the fortieth empty read in a row tells a vanished host
+    EXPECT_EQ(events, 40); // the fortieth empty read in a row means that the host has gone
 }
 
 TEST(Driver, WithoutAHostIsNotUsable) {

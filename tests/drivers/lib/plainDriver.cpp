@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The base class as a program of its own: a driver that overrides nothing.
+// The base class as a program: a driver that overrides nothing.
 #include "TDR_Driver.h"
 
 #include <memory>

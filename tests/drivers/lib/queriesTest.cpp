@@ -90,7 +90,7 @@ TEST_F(Queries, FormatRecordsAreServedByIndex) {
         EXPECT_EQ(p.datacmd[5], 1128);
         EXPECT_EQ(longsOf(p), c.answer);
     }
-    // "above" was the last: the slots that are not counted
+    // "above" was the last: the slots beyond the count
     EXPECT_EQ((std::vector(driver->data.longdata, driver->data.longdata + 3)),
               (std::vector<std::int32_t>{0, 8, 8}));
 }

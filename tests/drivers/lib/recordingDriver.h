@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A driver whose operations note what they were called with, and a fixture that connects it to a
-// fake host inside one process.
+// A driver whose operations record their arguments, and a fixture that connects it to a fake host
+// inside one process.
 #pragma once
 
 #include "TDR_Driver.h"
@@ -9,7 +9,7 @@
 #include <memory>
 #include <string>
 
-/// Notes every operation as "name(arguments)" in `calls`; `result` is what the operations return.
+/// Records every operation as "name(arguments)" in `calls`; the operations return `result`.
 class RecordingDriver : public TDR_Driver {
   public:
     using TDR_Driver::checkFilePermissions;

@@ -20,7 +20,7 @@ inline constexpr const char* kMe = "PNG Filter";
 inline constexpr const char* kVendor = "Tarvo Works";
 inline constexpr const char* kFormatName = "PNG";
 inline constexpr const char* kEnding = ".png";
-inline constexpr const char* kSecondEnding = "without"; // the name is used as it stands
+inline constexpr const char* kSecondEnding = "without"; // the name is used unchanged
 inline constexpr bool kSaysThatItWorks = true;
 inline constexpr int kFirstFormat = 0;
 inline constexpr int kClosedAfterReading = 0;
@@ -63,7 +63,7 @@ inline std::vector<Sample> samples() {
     return all;
 }
 
-/// Real headers of the largest sizes in front of data for a small picture.
+/// Valid headers of the largest sizes before data for a small picture.
 inline std::vector<Claim> claims() {
     const std::string interlaced = makePng({8, 8, PNG_COLOR_TYPE_RGB_ALPHA, 8, true});
     return {{"a.png", withSize(makePng({8, 8}), 32767, 32767)},

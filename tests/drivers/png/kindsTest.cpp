@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Every kind of PNG comes out as RGBA of 8 bits.
+// Every kind of PNG becomes RGBA of 8 bits.
 #include "driverUnderTest.h"
 
 namespace {

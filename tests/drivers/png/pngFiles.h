@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-/// What a made file is like.
+/// The properties of a generated file.
 struct PngKind {
     int width = 0;
     int height = 0;
@@ -148,7 +148,7 @@ inline std::string expectedRow(const PngKind& kind, int y) {
             rgba[3] = scaled(3);
         } else if (kind.transparency && kind.colour != PNG_COLOR_TYPE_PALETTE &&
                    sample(0) == kTransparentSample) {
-            rgba[3] = 0; // the other channels of such a pixel follow from the first
+            rgba[3] = 0; // the first channel determines the other channels of such a pixel
         }
         for (int i = 3; i >= 0; --i) {
             line += static_cast<char>(rgba[static_cast<std::size_t>(i)]);
@@ -157,7 +157,7 @@ inline std::string expectedRow(const PngKind& kind, int y) {
     return line;
 }
 
-/// The file with its IHDR saying something else, the checksum made to fit.
+/// The file with another size in its IHDR and the right checksum.
 inline std::string withSize(std::string png, unsigned width, unsigned height) {
     for (std::size_t i = 0; i < 4; ++i) {
         png[16 + i] = static_cast<char>(width >> (24 - 8 * i));

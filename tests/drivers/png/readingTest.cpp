@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Rows in any order, with as much memory as a limit allows.
+// Rows in any order, within a memory limit.
 #include "driverUnderTest.h"
 #include "pngPicture.h"
 
@@ -62,7 +62,7 @@ TEST_F(PngFilterTest, AnInterlacedPictureAboveTheLimitIsRefused) {
 }
 
 TEST_F(PngFilterTest, AFileThatChangesUnderneathIsDamage) {
-    PngKind kind{90, 90}; // more than a stream reads ahead
+    PngKind kind{90, 90}; // more than a stream's read-ahead
     const auto path = folder.write("a.png", makePng(kind));
     png_filter::PngReport report;
     const auto picture = PngPicture::open(path.c_str(), report, 1);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What is in the files that are written, complete or not.
+// The contents of written files, complete or not.
 #include "driverUnderTest.h"
 
 namespace {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The Softimage filter with its inner state to be seen, and files built byte by byte.
+// The Softimage filter with its inner state exposed, and files built byte by byte.
 #pragma once
 
 #include "TDR_SoftimageFilter.h"
@@ -48,7 +48,7 @@ inline std::string picHeader(int w, int h, std::string_view packetsHex) {
 inline constexpr std::string_view kRgbaMixed = "010802E0 00080210";
 inline constexpr std::string_view kRgbaRaw = "000800F0";
 
-/// Code words of a matte: a run of so many ones or zeros.
+/// Code words of a matte: a run of ones or zeros.
 inline constexpr int kOnes = 0xC000;
 inline constexpr int kZeros = 0x8000;
 
@@ -69,7 +69,7 @@ inline constexpr bool kSaysThatItWorks = false;
 inline constexpr int kFirstFormat = -1;
 inline constexpr int kClosedAfterReading = 1;
 inline constexpr bool kRefusedBoundsMoveTheOrigin = true;
-inline constexpr long kMostSaid = 3; // a strange version has two lines
+inline constexpr long kMostSaid = 3; // an unknown version causes two lines
 
 inline int startWriting(TestDriver& driver, const std::string& path, int w, int h) {
     driver.tagChannelCount = 253; // 506 bytes a line

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The formats that hosts may ask for, and which of them a host gets.
+// The formats that hosts may request, and those that they get.
 #include "driverUnderTest.h"
 #include "support/fakeHost.h"
 

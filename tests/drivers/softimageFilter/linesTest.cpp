@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The bytes of the pictures that are written, and lines that are not where they belong.
+// The bytes of written pictures, and lines out of order.
 #include "driverUnderTest.h"
 
 namespace {

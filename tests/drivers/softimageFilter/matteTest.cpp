@@ -82,7 +82,7 @@ TEST_F(SoftimageTest, AMatteWrittenAtOnceHasTheLastMattesChannels) {
 TEST(MatteBits, PackingAgreesWithItsDefinitionAtEveryWidth) {
     for (int channels : {1, 2, 3, 8}) {
         for (int w = 1; w <= 40; ++w) {
-            std::vector<std::uint8_t> row(40, 0xFF); // bits behind the width must not get through
+            std::vector<std::uint8_t> row(40, 0xFF); // bits past the width must be ignored
             for (int x = 0; x < w; x += 3) {
                 row[static_cast<std::size_t>(x / 8)] ^= static_cast<std::uint8_t>(0x80 >> x % 8);
             }

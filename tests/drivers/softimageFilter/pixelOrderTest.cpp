@@ -30,7 +30,7 @@ std::uint8_t sample(std::size_t channel, std::size_t x) {
     return static_cast<std::uint8_t>(channel * 64 + x % 61);
 }
 
-/// One layout, width, misalignment and set of buffers that exist (a bit for each).
+/// One layout, width, misalignment and set of existing buffers (a bit for each).
 void checkOnce(const Case& c, std::size_t width, std::size_t shift, unsigned present) {
     std::vector<std::uint8_t> storage[kHostChannels];
     ChannelLines lines{};

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Put and get requests in any order, against a model that follows the rules line by line: which
-// lines a file gets, and which one each request finds afterwards.
+// Put and get requests in any order, against a line-by-line model: which lines are written to a
+// file, and which one each request then reads.
 #include "driverUnderTest.h"
 
 #include <algorithm>
@@ -32,7 +32,7 @@ class Dice {
     std::mt19937 random_;
 };
 
-/// A file of whole scanlines and what is known of it: lines are numbers into `lines`.
+/// A file of complete scanlines and its state: lines are indices into `lines`.
 class Model {
   public:
     Model(long height, bool matte)
@@ -56,7 +56,7 @@ class Model {
             write(row, block.substr(row * size, size));
         }
     }
-    /// Ends the writing: from now on the file is read.
+    /// Ends writing: from now on the file is read.
     void close() {
         for (auto k = static_cast<std::size_t>(last_ + 1); k < starts_.size(); ++k) {
             if (kept_.contains(k) && (starts_[k] || last_ != -1)) {
@@ -67,7 +67,7 @@ class Model {
         starts_[0] = 0;
         at_ = 0;
     }
-    /// The line of the file that host line `y` is; none behind the end of the file.
+    /// The line of the file for host line `y`; none past the end of the file.
     std::size_t get(long y) {
         const std::size_t k = starts_.size() - 1 - static_cast<std::size_t>(y);
         if (!starts_[k]) {
@@ -118,7 +118,7 @@ class Model {
 
 class Sequences : public SoftimageTest {
   protected:
-    /// What a host line of `before` becomes when `line` of the model is read into it.
+    /// The result of reading `line` of the model into a host line of `before`.
     static std::string expected(const Model& model, std::size_t line, bool matte, long width,
                                 std::string before) {
         const bool none = line >= model.lines.size() || model.lines[line].empty();
@@ -140,7 +140,7 @@ class Sequences : public SoftimageTest {
         const auto side = static_cast<std::size_t>(width);
         const std::size_t lineBytes = matte ? (side + 7) / 8 : side * 4;
         const std::string path = folder / (matte ? "a.tag" : "a.pic");
-        // At times the first line is never sent; then nothing is written but whole pictures.
+        // Sometimes the first line is never sent; then only whole pictures are written.
         const long highest = std::max(0L, height - 1 - (dice.roll(4) == 0 ? 1 : 0));
         Model model(height, matte);
         filter.disconnectFromFile();
@@ -152,7 +152,7 @@ class Sequences : public SoftimageTest {
                 ASSERT_EQ(filter.putAll(block), 0);
                 model.putAll(block);
             } else {
-                // Mostly from the top, or little would be written before the file is closed.
+                // Mostly from the top; otherwise little would be written before the file is closed.
                 const long y = dice.roll(2) == 0
                                    ? dice.between(0, highest)
                                    : std::clamp(height - 2L - filter.lastWrittenLine, 0L, highest);

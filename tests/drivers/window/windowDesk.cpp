@@ -13,14 +13,14 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
-// Last, for its macros have everyday names.
+// Last, because its macros have common names.
 #include <X11/Xlib.h>
 #include <X11/Xproto.h>
 #include <X11/Xutil.h>
 
 namespace {
 
-// Windows come and go while the tests look for them.
+// Windows appear and disappear while the tests search for them.
 int ignoreError(Display* /*display*/, XErrorEvent* /*error*/) {
     return 0;
 }
@@ -48,7 +48,7 @@ Family familyOf(Display* display, Window window) {
     return family;
 }
 
-// Managers put windows into frames; ours does. Without one, XMapWindow is enough to be viewable.
+// The window manager puts windows into frames. Without one, a mapped window is viewable.
 bool isManaged(Display* display, Window window) {
     return familyOf(display, window).parent != DefaultRootWindow(display) &&
            isViewable(display, window);
@@ -62,8 +62,8 @@ std::string titleOf(Display* display, Window window) {
     return title;
 }
 
-/// Passes on what `client` says to the server of this number, and the answers, until `messages`
-/// have gone through.
+/// Passes messages of `client` to the server of this number, and the answers back, until `messages`
+/// have been passed.
 void passOn(int client, const std::string& number, int messages) {
     const base::UniqueFd server(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     sockaddr_un address{AF_UNIX, {}};
@@ -102,7 +102,7 @@ Desk::~Desk() {
     manager_.reset();
     display_.reset();
     if (server_) {
-        server_->kill(SIGTERM); // lets it take its lock file away
+        server_->kill(SIGTERM); // lets it remove its lock file
         server_->exitStatus();
     }
 }
@@ -133,7 +133,7 @@ void Desk::startManager() {
     }
     manager_ = std::make_unique<Program>(std::vector<std::string>{"openbox", "--sm-disable"},
                                          surroundings);
-    // It announces itself before it takes windows in, and forgets those that come between.
+    // It announces itself before it manages windows, and ignores those that appear in between.
     const Window probe =
         XCreateSimpleWindow(display(), DefaultRootWindow(display()), 0, 0, 20, 20, 0, 0, 0);
     eventually("the window manager", [this, probe] {
@@ -254,7 +254,7 @@ void Desk::coverBriefly(const Place& part) {
     XMapRaised(display(), cover);
     XSync(display(), False);
     destroy(cover);
-    XSync(display(), False); // once more: the first answer may have left before others' events
+    XSync(display(), False); // twice: the first answer may have been sent before other events
 }
 
 void Desk::killServer() {
@@ -263,7 +263,7 @@ void Desk::killServer() {
     server_->kill(SIGKILL);
     const pid_t pid = server_->pid();
     server_.reset();
-    // What a server takes away itself when it may; nobody else's, should one have come meanwhile.
+    // Removes the server's lock file, but not that of another server with the same number.
     const std::string lock = "/tmp/.X" + number_ + "-lock";
     pid_t owner = 0;
     std::ifstream(lock) >> owner;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A screen of the tests' own, and the ways to look at windows on it and to use them.
+// A separate screen for the tests, with functions to inspect and use its windows.
 #pragma once
 
 #include "support/program.h"
@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-// As the window system has them; its own header would bring names like None to every test.
+// Declared here, because the window system's header would define names like None in every test.
 struct _XDisplay;
 using WindowId = unsigned long;
 
@@ -26,7 +26,7 @@ struct Place {
     bool operator==(const Place&) const = default;
 };
 
-/// What one window shows.
+/// The pixels of one window.
 struct Screenshot {
     int width = 0;
     int height = 0;
@@ -51,29 +51,30 @@ class Desk {
     /// Starts a program on this screen.
     std::unique_ptr<Program> start(std::vector<std::string> command) const;
 
-    /// The window of that title when it is on the screen, waited for; 0 after a failure.
+    /// Waits for the window of that title and returns it; 0 after a failure.
     WindowId window(const std::string& title);
 
     Place place(WindowId window);
     Screenshot screenshot(WindowId window);
 
-    /// Gives the window the keyboard by the pointer or, with a manager, waits until that has.
+    /// Gives the window the keyboard focus by the pointer or, with a manager, waits until that
+    /// does.
     void awaitFocus(WindowId window);
-    /// Runs xdotool, which types and clicks like a person.
+    /// Runs xdotool, which types and clicks.
     void xdotool(const std::vector<std::string>& arguments) const;
 
-    /// Destroys a window at once, though it is another program's.
+    /// Destroys a window of another program at once.
     void destroy(WindowId window);
 
-    /// Covers a part of the screen with a white window for a moment. What was below has been told
-    /// when this returns.
+    /// Covers a part of the screen with a white window for a moment. The windows below have been
+    /// notified when this returns.
     void coverBriefly(const Place& part);
 
     /// Ends the server at once, as a crash does.
     void killServer();
 
-    /// Starts a program on a screen that goes away when it has sent so many messages, the first of
-    /// which opens the connection.
+    /// Starts a program on a screen that ends after `messages` messages of the program, the first
+    /// of which opens the connection.
     std::unique_ptr<Program> startCut(std::vector<std::string> command, int messages);
 
     [[nodiscard]] _XDisplay* display() const { return display_.get(); }

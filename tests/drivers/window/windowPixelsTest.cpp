@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Layouts of pixels that no server here has.
+// Pixel layouts that the test server does not have.
 #include "bufferWindowPixels.h"
 
 #include <gtest/gtest.h>

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
-// The program whose window the tests look at.
+// The program whose window the tests inspect.
 //   tdr_window_show paste WIDTH HEIGHT TITLE          pasteBuffer
 //   tdr_window_show try   WIDTH HEIGHT TITLE          tryPasteBuffer; prints "failed" if it says so
 //   tdr_window_show depth WIDTH HEIGHT TITLE DEPTH    a visual of that depth
 //   tdr_window_show wait  WIDTH HEIGHT TITLE MODE     waits like a link, on input and window
-// It prints "done" at its end, which tells a return from a death, and exits with 3 when descriptors
-// have been left open. A picture that is 0 wide or high, or too large, is passed as null.
+// It prints "done" at its end, to distinguish a return from a death, and exits with 3 when
+// descriptors are left open. A picture that is 0 wide or high, or too large, is passed as null.
 #include "TDR_BufferWindow.h"
 #include "ipc_socket.h"
 #include "windowPattern.h"
@@ -54,8 +54,8 @@ void showInDepth(const Request& want) {
     }
 }
 
-// The end of standard input stands for a socket of the link; its own number, 0, is the answer for
-// an event of the window, so it is waited on under another.
+// Standard input takes the place of the link's socket. Its number, 0, is the result for an event of
+// the window, so a duplicate is waited on.
 void waitLikeALink(const Request& want) {
     const int socket = ::dup(STDIN_FILENO);
     fd_set sockets;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The window as people meet it: on a screen, with and without a window manager.
+// The window on a screen, with and without a window manager.
 #include "support/processState.h"
 #include "windowDesk.h"
 #include "windowPattern.h"
@@ -36,7 +36,7 @@ std::uint32_t onScreen(std::uint32_t pixel, const Screenshot& shot) {
            sampleOf(pixel, 16, shot.masks[2]) | (depth & ~all);
 }
 
-// Where a screenshot first differs from the pattern; empty when nowhere.
+// The first difference between a screenshot and the pattern; empty if none.
 std::string firstDifference(const Screenshot& shot, int width, int height) {
     if (shot.width != width || shot.height != height) {
         return "size " + std::to_string(shot.width) + "x" + std::to_string(shot.height);
@@ -83,12 +83,12 @@ INSTANTIATE_TEST_SUITE_P(Window, OnEveryDesk,
                          ::testing::Values(Desk::Manager::Bare, Desk::Manager::Openbox),
                          managerName);
 
-// The screen is 480 high: a picture's lower edge lies at 470, its left edge at 10.
+// The screen is 480 high: a picture's lower edge is at 470, its left edge at 10.
 TEST_P(OnEveryDesk, ShowsEveryPixelAtItsPlaceUntilEscape) {
     Desk desk("640x480x24", GetParam());
     const auto program = paste(desk, 301, 203);
     const WindowId window = desk.window("picture");
-    expectPicture(desk, window, 301, 203); // before anything comes from outside
+    expectPicture(desk, window, 301, 203); // before any event from outside
     EXPECT_EQ(desk.place(window), (Place{10, 267, 301, 203}));
     EXPECT_EQ(program->out(), kEntering);
 
@@ -125,7 +125,7 @@ TEST_P(OnEveryDesk, IsOneBlackPixelForAnEmptyPicture) {
     }
 }
 
-/// What may befall a window, and whether the program has a reason to tell.
+/// A way to end a window, and whether the program must report a reason.
 struct End {
     const char* name;
     Desk::Manager manager;
@@ -155,7 +155,7 @@ const End kEnds[] = {
     {"server gone", Desk::Manager::Bare, [](Desk& desk, WindowId) { desk.killServer(); }, false},
     {"server and manager gone", Desk::Manager::Openbox,
      [](Desk& desk, WindowId) { desk.killServer(); }, false},
-    // It has been told to draw when it goes on, but there is nobody left to draw for.
+    // It has an event to draw when it continues, but the server has gone.
     {"server gone when it draws", Desk::Manager::Bare,
      [](Desk& desk, WindowId) {
          desk.coverBriefly({0, 0, 640, 480});
@@ -181,7 +181,7 @@ TEST(Window, EndsWhateverBefallsIt) {
     }
 }
 
-// Exit status 3 would tell of a connection that was left open.
+// Exit status 3 would mean that a connection was left open.
 TEST(Window, AServerThatGoesWhileItIsOpenedLeavesNothing) {
     Desk desk;
     for (int messages = 1; messages <= 5; ++messages) {
@@ -193,7 +193,7 @@ TEST(Window, AServerThatGoesWhileItIsOpenedLeavesNothing) {
     }
 }
 
-// The picture takes a server long enough to be struck in the middle of the drawing.
+// The picture is large enough that the window is destroyed during drawing.
 TEST(Window, MayBeDestroyedWhileItIsDrawn) {
     Desk desk("3100x2600x24");
     for (int round = 0; round < 3; ++round) {
@@ -212,8 +212,8 @@ struct Screen {
     int height;
 };
 
-// On the screen of eight bits true colour is not the default; the last window is of another depth
-// than its parent and has opacity bits. Sizes are odd, one takes several strips of rows.
+// On the 8-bit screen true colour is not the default; the last window has another depth than its
+// parent and opacity bits. Sizes are odd, and one needs several strips of rows.
 constexpr Screen kScreens[] = {
     {"8 bits", "400x300x8", "0", 8, 255, 77},    {"15 bits", "400x300x15", "0", 15, 255, 77},
     {"16 bits", "400x300x16", "0", 16, 255, 77}, {"24 bits", "1100x800x24", "0", 24, 1001, 701},
@@ -281,7 +281,7 @@ TEST(Window, SaysInOneLineWhyThereIsNone) {
     }
 }
 
-// Sleeping is seen from the process's state: never running in fifty looks in a row.
+// The process sleeps if its state is never "running" in fifty checks in a row.
 TEST(Window, TakesNoProcessorTimeWhileItWaits) {
     Desk desk;
     const auto program = paste(desk, 64, 48);
@@ -311,7 +311,7 @@ class WaitingProgram {
           window(desk.window("picture")) {
         desk.awaitFocus(window);
     }
-    // The program waits again when it has told of this packet, or of an event after it.
+    // The program waits again after it has reported this packet or a later event.
     void sendPacket() {
         const long before = linesOf(*program, "socket\n");
         program->write("p");
@@ -350,7 +350,7 @@ TEST(WindowQueue, ModeOneWaitsForPacketsOnly) {
     WaitingProgram waiting(desk, "1");
     desk.xdotool({"key", "a", "Escape"});
     EXPECT_EQ(linesOf(*waiting.program, "event\n"), 0);
-    waiting.sendPacket(); // after which the window is looked at again
+    waiting.sendPacket(); // after it the window is checked again
     EXPECT_EQ(waiting.program->exitStatus(), 0);
     EXPECT_EQ(waiting.program->out(), "socket\nclosed\ndone\n");
 }

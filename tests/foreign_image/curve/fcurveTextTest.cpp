@@ -23,7 +23,7 @@ std::string textOf(const Fcurve* curve) {
     return written([curve](std::FILE* f) { fcurveWriteAsciiAnimation(f, curve); });
 }
 
-/// Two keys, by hand: what a file holds, blanks at the ends of lines included.
+/// Two keys, by hand: the text of a file, with blanks at the ends of lines.
 const std::string kTwoKeys =
     lines(1, "CURVE_TYPE LIG_POS|PRE_EXTRAPOLATION 1     POST_EXTRAPOLATION 2|FLAGS 7|"
              "INTERPOLATION SPLINE|KEYS 2") +
@@ -122,7 +122,7 @@ TEST_F(FcurveTextTest, OldKeysEndAfterTheirFlag) {
     for (const float version : {2.0F, 2.02F, 2.03F}) {
         animFileVersion = version;
         const Curve curve = read("CURVE_TYPE MDL_POS KEYS 2 TIME 1 FLAG 3 TIME 2 FLAG 4 X");
-        const int keys = version < 2.025F ? 2 : 1; // newer ones go on to their type
+        const int keys = version < 2.025F ? 2 : 1; // newer ones continue to their type
         ASSERT_EQ(curve->keyCount, keys) << version;
         EXPECT_EQ(curve->keys[0].flag, keys == 2 ? 3 : 4);
         EXPECT_EQ(curve->keys[keys - 1].time, 2.0F);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Curve values, worked out by hand.
+// Curve values, computed by hand.
 #include "foreign_image/animText.h"
 
 #include <algorithm>
@@ -234,7 +234,7 @@ TEST_F(FcurveValueTest, IntegerChannelsAreOnOrOff) {
 
 TEST_F(FcurveValueTest, NoCurveAndNoKeysAreZero) {
     const Curve empty(fcurveAllocate());
-    for (const int count : {0, 3, -1}) { // a count without keys is no key either
+    for (const int count : {0, 3, -1}) { // a count without keys gives no key
         empty->keyCount = static_cast<std::int16_t>(count);
         for (const Fcurve* curve : std::initializer_list<const Fcurve*>{empty.get(), nullptr}) {
             EXPECT_EQ(fcurveValue(curve, 1), 0.0F);

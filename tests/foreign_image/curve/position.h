@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A position with all that it can have, for tests.
+// A position with all of its members, for tests.
 #pragma once
 
 #include "foreign_image/animText.h"

@@ -72,7 +72,7 @@ TEST_F(SplineAnimationTest, WritesAndReadsItsLines) {
 struct Case {
     const char* name;
     const char* in;
-    const char* out; ///< what is written again behind "SPLINE", $ for the lines that hold nothing
+    const char* out; ///< the text written after "SPLINE", $ for the lines without content
     const char* next;
     const char* messages;
     const char* notices;
@@ -156,7 +156,7 @@ TEST_F(SplineAnimationTest, PositionsSurviveInEveryForm) {
                  "   SEGMENT --------|   POINTS 1|      POSITION 1 2 3|      FLAG 0");
     const struct {
         std::string text;
-        std::string then; ///< takes the place of the first; empty: the same
+        std::string then; ///< replaces the first; empty: the same
     } cases[] = {
         {"STATIC \n   1 2.5 -3 ", ""},
         {"CONSTRAINT 2 'the eye' ", ""},

@@ -12,7 +12,7 @@ using namespace animtext;
 
 class SplineFileTest : public AnimText {
   protected:
-    /// Writes the spline and gives the bytes of the file.
+    /// Writes the spline and returns the bytes of the file.
     std::string fileOf(const Spline* spline, int flavour) {
         EXPECT_EQ(splineWriteFile(base_.c_str(), spline, flavour), 1);
         return file_.get();
@@ -134,9 +134,9 @@ TEST_F(SplineFileTest, NumbersFillFiveColumnsOfThreeDecimals) {
 
 struct TextCase {
     const char* name;
-    const char* body; ///< what stands between the braces of the spline
+    const char* body; ///< the text between the braces of the spline
     const char* type;
-    const char* x; ///< of the points, each with a blank behind it
+    const char* x; ///< of the points, each followed by a blank
     const char* notices;
 };
 
@@ -343,7 +343,7 @@ TEST_F(SplineFileTest, ShrinkingRemovesRepeatedPoints) {
     spline->keys[2].next.x = 1; // 0 = 1, 2, 3 = 4, 5
     spline->keys[3].position.y = 1;
     spline->keys[4] = spline->keys[3];
-    spline->keys[4].constraint = 2; // counts for nothing
+    spline->keys[4].constraint = 2; // has no effect
     spline->keys[5].previous.z = 1;
     EXPECT_EQ(splineShrinkBezier(spline.get()), 2);
     ASSERT_EQ(spline->keyCount, 4);

@@ -64,7 +64,7 @@ std::string bytesOf(const Words& words) {
     return bytes;
 }
 
-/// Reads a row of these words over a row of ones, and checks what it left of the stream.
+/// Reads a row of these words over a row of ones, and checks the position of the stream.
 std::string decoded(const Words& words, std::size_t width, long after, bool cut) {
     const UniqueTag record = matte(static_cast<int>(width), 1, 1);
     setRow(record.get(), 0, 0, std::string(width, '1'));
@@ -79,7 +79,7 @@ std::string decoded(const Words& words, std::size_t width, long after, bool cut)
     return rowOf(record.get(), 0, 0);
 }
 
-/// The row is written in these words, which give the same pixels back.
+/// Expects the row to be written as these words, and to read back the same.
 void expectWords(const std::string& pixels, const Words& words) {
     const UniqueTag record = matte(static_cast<int>(pixels.size()), 1, 1);
     setRow(record.get(), 0, 0, pixels);
@@ -122,7 +122,7 @@ TEST(TagRows, AreWrittenInTheWordsOfTheFormat) {
     }
 }
 
-/// The words of a row, pixel by pixel as the format tells them.
+/// The words of a row, encoded pixel by pixel from the format's description.
 Words oracleWords(const std::string& pixels) {
     Words words;
     for (std::size_t x = 0; x < pixels.size();) {
@@ -230,7 +230,7 @@ TEST(TagFile, ASmallMatteToTheByte) {
     const support::TempDir dir;
     const UniqueTag record = matte(15, 2, 2);
     setRow(record.get(), 0, 0, ones(15));
-    setRow(record.get(), 1, 1, zeros(14) + "1"); // every other row was never touched
+    setRow(record.get(), 1, 1, zeros(14) + "1"); // no other row was changed
     EXPECT_EQ(tagWriteFile((dir / "a").c_str(), record.get()), 1);
     EXPECT_EQ(contentOf(dir / "a.tag"), head(15, 2, 2) + "\xC0\x0F"
                                                          "\x80\x0F"

@@ -29,7 +29,7 @@ constexpr std::array kOracleReaders = {oracle::read<oracle::readRawPixel>,
 constexpr std::uint8_t kGuard = 0xA7;
 constexpr std::size_t kGuardSize = 64;
 
-/// Memory behind which touching a byte ends the program.
+/// Memory followed by a page whose access ends the program.
 class FencedBytes {
   public:
     explicit FencedBytes(std::size_t size) : size_(size) {
@@ -61,7 +61,7 @@ class FencedBytes {
     [[nodiscard]] std::uint8_t* end() const { return begin_ + size_; }
 
   private:
-    /// What is not used any more, by size: new memory costs more than a test has time for.
+    /// Unused memory by size, for reuse: mapping new memory takes too long.
     static std::multimap<std::size_t, std::uint8_t*>& spare() {
         static std::multimap<std::size_t, std::uint8_t*> regions;
         return regions;
@@ -73,8 +73,8 @@ class FencedBytes {
     std::size_t size_ = 0;
 };
 
-/// Lines in memory of their own: each right in front of a fence or, with an offset, so far behind a
-/// boundary of kGuardSize and with guards on both sides.
+/// Lines in separate memory: each directly before a fence or, with an offset, at this distance
+/// after a boundary of kGuardSize with guards on both sides.
 class PlacedLines {
   public:
     PlacedLines(std::size_t channels, std::size_t width, std::size_t offset)
@@ -124,7 +124,7 @@ Bytes encode(const CoderTable& table, std::size_t encoding, const Lines& lines,
     const PlacedLines placed(lines, offset);
     const std::size_t width = lines[0].size();
     Bytes out(encodedRoom(width, lines.size()));
-    // Full of ones: the coders have to clear what they rely on.
+    // All ones: the coders have to clear the bits that they use.
     std::vector<std::uint64_t> pairs(pairWords(width), ~std::uint64_t{0});
     const std::uint8_t* end = table.write[encoding][lines.size() - 1](
         static_cast<int>(width), placed.pointers(), out.data(), pairs.data());
@@ -182,7 +182,7 @@ std::string times(std::size_t count, char letter) {
     return std::string(count, letter);
 }
 
-/// `count` letters, each other than its neighbours.
+/// `count` letters, each different from its neighbours.
 std::string different(std::size_t count) {
     std::string letters;
     for (std::size_t i = 0; i < count; ++i) {
@@ -270,7 +270,7 @@ struct GoldenRead {
     std::size_t width;
     Bytes file;
     Bytes line;
-    std::size_t after; ///< where the reader stands then
+    std::size_t after; ///< position of the reader afterwards
 };
 
 const GoldenRead kGoldenReads[] = {
@@ -314,8 +314,8 @@ TEST(PictureCoders, ReadTheBytesOfTheFormat) {
     }
 }
 
-/// Lines that look like something: `change` in 256 is how often a pixel differs from the one
-/// before, and only in one channel, so that a comparison that forgets a channel shows.
+/// Lines with structure: in `change` of 256 cases a pixel differs from the one before, and only in
+/// one channel, so that a comparison that omits a channel fails.
 Lines structured(std::mt19937* random, std::size_t channels, std::size_t width, unsigned change) {
     Lines lines(channels, Bytes(width));
     for (std::size_t x = 0; x < width; ++x) {
@@ -345,7 +345,7 @@ TEST(PictureCoders, WriteWhatTheOracleWritesWhereverARunBeginsAndEnds) {
     });
 }
 
-/// Decodes line after line of `file`, the last of them behind its end, and compares each with the
+/// Decodes line after line of `file`, the last one past its end, and compares each with the
 /// oracle's.
 void compareDecoding(const CoderTable& table, std::size_t encoding, std::size_t channels,
                      std::size_t width, const Bytes& file, bool exact) {
@@ -390,7 +390,7 @@ TEST(PictureCoders, ReadRubbishAsTheOracleDoes) {
         std::mt19937 random(static_cast<unsigned>(200 + channels));
         for (unsigned round = 0; round < 2000; ++round) {
             Bytes file(random() % 600);
-            // Mostly controls of short packets, so that lines go on for a while.
+            // Mostly controls of short packets, so that lines have many packets.
             for (std::uint8_t& byte : file) {
                 byte = static_cast<std::uint8_t>(
                     random() % 4 == 0 ? random() : (random() & 128U) | random() % 5);
@@ -403,7 +403,7 @@ TEST(PictureCoders, ReadRubbishAsTheOracleDoes) {
 }
 
 TEST(PictureCoders, AWindowFillsAsFarAsItIsAskedTo) {
-    constexpr std::size_t kCapacity = 5000; // no multiple of what a stream likes to read
+    constexpr std::size_t kCapacity = 5000; // not a multiple of a stream's read size
     Bytes memory(kCapacity + kWindowSlack);
     const base::UniqueFile stream = testbytes::streamOf(std::string(20000, 'x'));
     StreamWindow window{};

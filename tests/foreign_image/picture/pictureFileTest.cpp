@@ -71,7 +71,7 @@ TEST_F(PictureHeader, NamesGetTheEndingTheyLack) {
         const UniquePicture again(pictureReadFile((dir / given).c_str()));
         EXPECT_NE(again, nullptr) << given;
     }
-    // Less than five characters get the ending even when they look like it.
+    // Names of less than five characters get the ending even if they have it.
     std::filesystem::current_path(dir.path());
     pictureWriteFile(".pic", record.get(), nullptr);
     EXPECT_TRUE(std::filesystem::exists(dir / ".pic.pic"));
@@ -87,7 +87,7 @@ TEST_F(PictureHeader, WhatIsReadAndWhatIsRefused) {
         const char* name;
         std::string file;
         bool read;
-        const char* message; ///< part of what is printed; empty: nothing is
+        const char* message; ///< part of the message; empty: none
     } cases[] = {
         {"a picture", head(2, 3, kRgbPacket), true, ""},
         {"largest size", head(32767, 32767, kRgbPacket), true, ""},
@@ -239,7 +239,7 @@ TEST_F(PictureWhole, EveryTruncationReadsAsZeroFromThereOn) {
         ASSERT_NE(cut, nullptr);
         const std::size_t wholePixels = (bytes.size() - 112) / lineSize * 9;
         for (std::size_t c = 0; c < 4; ++c) {
-            for (std::size_t i = 0; i < 45; ++i) { // the line that is cut may hold either
+            for (std::size_t i = 0; i < 45; ++i) { // the cut line may hold either
                 const bool right = cut->planes[c][i] == record->planes[c][i];
                 const bool zero = cut->planes[c][i] == 0;
                 EXPECT_TRUE(i < wholePixels ? right : zero || (right && i < wholePixels + 9)) << i;
@@ -266,7 +266,7 @@ TEST_F(PictureWhole, NoFlippedBitDoesHarm) {
     for (const int type : {0, 1, 2}) {
         const std::string whole = write(picture(6, 3, 0xF0), chainOf({{type, 0xE0}, {2, 0x10}}));
         forEachBitFlip(whole, 88, [&](const std::string& flipped, std::size_t byte) {
-            // Scanlines do not decide whether a picture is one.
+            // Scanlines do not affect whether a file is a picture.
             EXPECT_TRUE(read(flipped) != nullptr || byte < 112) << byte;
         });
     }
@@ -293,14 +293,14 @@ TEST_F(PictureWhole, AFullDiskIsTold) {
     const UniquePicture record = picture(300, 300, 0xF0);
     EXPECT_EQ(pictureWriteFile(path.c_str(), record.get(), nullptr), 1);
     EXPECT_NE(captured.text().find("No space left on device"), std::string::npos);
-    const UniquePicture small = picture(1, 1, 0xF0); // fails at close only
+    const UniquePicture small = picture(1, 1, 0xF0); // fails only at close
     EXPECT_EQ(pictureWriteFile(path.c_str(), small.get(), nullptr), 1);
     const std::string said = captured.text();
     EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 2);
     EXPECT_EQ(pictureWriteFile((dir / "no/such/folder").c_str(), small.get(), nullptr), 1);
 }
 
-// A comment that fills its field has no zero behind it in the file.
+// A comment that fills its field has no terminating zero in the file.
 TEST(PictureNotes, AreReadAndChangedInTheHeadsOfPicturesAndMattesOnly) {
     const std::string notes =
         std::string(80, 'c') + "PICT" + be16(2) + be16(1) + "\x3f\x99\x99\x9a"s + be16(2);
@@ -333,7 +333,7 @@ TEST(PictureNotes, AreReadAndChangedInTheHeadsOfPicturesAndMattesOnly) {
     std::array<int, 2> ends{};
     ASSERT_EQ(pipe(ends.data()), 0);
     const base::UniqueFile writing(fdopen(ends[1], "w"));
-    const base::UniqueFile pipe(fdopen(ends[0], "r")); // has no place to go back to
+    const base::UniqueFile pipe(fdopen(ends[0], "r")); // cannot seek
     PictureNotes none{};
     EXPECT_EQ(pictureNotesRead(pipe.get(), &none), -1);
     EXPECT_EQ(errno, ESPIPE);

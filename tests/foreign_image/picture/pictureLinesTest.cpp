@@ -18,7 +18,7 @@ using UniqueReader = std::unique_ptr<PictureReader, PictureReaderDisposer>;
 using UniqueWriter = std::unique_ptr<PictureWriter, PictureWriterDisposer>;
 using PictureWriting = PictureFiles;
 
-/// Writes a picture whose file may have 5000 bytes: true when the first write that fails ends it.
+/// Writes a picture whose file may have 5000 bytes: true if the first failed write ends it.
 bool firstFailedWriteIsTold(const std::string& path) {
     const rlimit limits = {5000, 5000};
     setrlimit(RLIMIT_FSIZE, &limits);
@@ -116,7 +116,7 @@ TEST_F(PictureLines, AnyLineIsReadInAnyOrder) {
     std::vector<std::int64_t> offsets;
     for (int row = 0; row < kHeight; ++row) {
         offsets.push_back(pictureReaderPosition(reader_.get()));
-        file_->record->linePointers[kRed] = nullptr; // lines that nobody wants
+        file_->record->linePointers[kRed] = nullptr; // lines without a destination
         pictureReaderScanline(reader_.get(), file_->record.get(), file_->chain.get());
     }
     for (int step : {kHeight - 1, 1, 3, 7, 11, 13, 17, 37}) {
@@ -139,7 +139,7 @@ TEST_F(PictureLines, BehindTheEndOfTheFileThereIsNothing) {
         EXPECT_EQ(read(), 0) << beyond;
         EXPECT_TRUE(linesAreZero()) << beyond;
     }
-    // A file that shrinks: what the reader has not got yet is gone.
+    // The file shrinks: parts that the reader has not read are gone.
     ASSERT_EQ(pictureReaderSeek(reader_.get(), offsets[kHeight - 1]), 1);
     ASSERT_EQ(read(), 1);
     std::filesystem::resize_file(path, static_cast<std::uintmax_t>(offsets[1]));
@@ -218,7 +218,7 @@ std::string joined(Half (&halves)[2]) {
            });
 }
 
-/// The planes, line by line through a reader into lines with guards behind them.
+/// Compares the planes, line by line through a reader into lines followed by guards.
 bool readerGives(const std::string& path, const std::uint8_t* const* planes) {
     Opened file(path);
     const auto width = static_cast<std::size_t>(file.record->width);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the tests of picture files share.
+// Shared by the tests of picture files.
 #pragma once
 
 #include "foreign_image/testBytes.h"
@@ -21,7 +21,7 @@ using Chain = std::unique_ptr<ChannelPacket, ChannelPacketDisposer>;
 inline const std::string kRgbPacket = "\x00\x08\x02\xE0"s;
 inline const std::string kRgbThenAlpha = "\x01\x08\x02\xE0\x00\x08\x02\x10"s;
 
-/// Everything in front of the first scanline.
+/// Everything before the first scanline.
 inline std::string head(int width, int height, const std::string& packets) {
     return support::fileHeader("PICT", width, height) + be16(0) + packets;
 }
@@ -57,7 +57,7 @@ inline Chain chainOf(const std::vector<std::pair<int, int>>& typesAndMasks) {
     return Chain(first);
 }
 
-/// A file being read, as far as its header: all null when it is refused.
+/// A file opened for reading, after its header: all null if it is refused.
 struct Opened {
     UniquePicture record{pictureAllocate()};
     base::UniqueFile stream;
@@ -90,7 +90,7 @@ class PictureFiles : public ::testing::Test {
     PictureFiles() { optionReset(); }
     ~PictureFiles() override { optionReset(); }
 
-    /// Writes the picture and gives the bytes of the file.
+    /// Writes the picture and returns the bytes of the file.
     std::string write(const UniquePicture& record, const Chain& chain = nullptr) {
         EXPECT_EQ(pictureWriteFile(path.c_str(), record.get(), chain.get()), 1);
         return contentOf(path);

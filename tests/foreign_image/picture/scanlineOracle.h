@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The scanline encodings pixel by pixel, as the file format tells them: slow, and independent of
-// the coders that are tested against it.
+// The scanline encodings pixel by pixel, from the description of the format: slow, and independent
+// of the coders that are tested against it.
 #pragma once
 
 #include <algorithm>
@@ -35,7 +35,7 @@ inline Bytes writeRaw(const Lines& lines) {
     return out;
 }
 
-/// A run is written when it is 255 long or broken; the pixel that breaks it is dropped.
+/// A run is written when it is 255 long or ends; the pixel that ends it is dropped.
 inline Bytes writePure(const Lines& lines) {
     Bytes out;
     Bytes run;
@@ -91,15 +91,14 @@ inline Bytes writeMixed(const Lines& lines) {
     return out;
 }
 
-/// What a reader makes of `file` from `at` on: the lines, where it stands, and whether all was
-/// there.
+/// The result of reading `file` from `at` on: the lines, the position, and whether all was present.
 struct Decoded {
     Lines lines;
     std::size_t at = 0;
     bool whole = true;
 };
 
-/// Takes whole pixels from a file, and nothing behind its end.
+/// Takes complete pixels from a file, up to its end.
 class Source {
   public:
     Source(const Bytes& file, std::size_t at, std::size_t channels)
@@ -126,7 +125,7 @@ class Source {
     std::size_t channels_;
 };
 
-/// The decoders give pixels to this, which knows when the line is full.
+/// Receives the decoders' pixels and knows when the line is full.
 class Sink {
   public:
     Sink(std::size_t channels, std::size_t width) : lines_(channels, Bytes(width)), width_(width) {}
@@ -196,7 +195,7 @@ inline bool readMixedPacket(Source* in, Sink* out) {
     return true;
 }
 
-/// Reads one packet after the other until the line is full or one is not whole.
+/// Reads one packet after the other until the line is full or one is incomplete.
 template <bool (*ReadPacket)(Source*, Sink*)>
 Decoded read(const Bytes& file, std::size_t at, std::size_t channels, std::size_t width) {
     Source in(file, at, channels);

@@ -8,7 +8,7 @@ namespace {
 
 using namespace animtext;
 
-/// A curve with one key, as its lines stand two levels deep.
+/// The lines of a curve with one key, two levels deep.
 std::string oneKey(const char* channel, int value) {
     const std::string line = lines(2, "PRE_EXTRAPOLATION 0     POST_EXTRAPOLATION 0|FLAGS 0|"
                                       "INTERPOLATION CONSTANT|KEYS 1|   ");
@@ -42,7 +42,7 @@ class BlockText : public AnimText {
         in_animToken(in);
         return cameraReadAsciiAnimation(in, camera);
     }
-    /// Reads a light block behind the word "LIGHT".
+    /// Reads a light block after the word "LIGHT".
     static int read(std::string_view text, Light* light) {
         const Input in(text);
         animSetLineNumber(1);
@@ -56,7 +56,7 @@ class BlockText : public AnimText {
             [&](std::FILE* f) { EXPECT_EQ(lightWriteAsciiAnimation(f, light.get()), 1); });
     }
 
-    /// Every case into a record, and once more with nobody to take it.
+    /// Reads every case into a record, and once more into null.
     template <typename Record>
     void expectEnds(const BlockCase& test, Record* record) {
         for (Record* to : {record, static_cast<Record*>(nullptr)}) {

@@ -142,7 +142,7 @@ constexpr std::string_view kTwoNodes =
 
 class ModelText : public AnimText {
   protected:
-    /// Reads the body behind the word "model".
+    /// Reads the body after the word "model".
     static Tree read(std::string_view body) {
         animSetLineNumber(1);
         const Input in(body);
@@ -179,8 +179,8 @@ TEST_F(ModelText, WritesAndReadsTheNodeHeaderToTheLetter) {
 
 struct TextCase {
     const char* name;
-    const char* body;    ///< behind the word "model"
-    const char* written; ///< what follows the header lines of the node when it is written again
+    const char* body;    ///< after the word "model"
+    const char* written; ///< the text after the header lines of the node when it is written again
     const char* notices;
 };
 
@@ -251,7 +251,7 @@ TEST_F(ModelText, DepthIsBounded) {
     EXPECT_EQ(modelNodeFindByName(deeper.get(), "x"), nullptr);
     EXPECT_EQ(modelWriteFile("never-written", deeper.get(), 0), 0) << "its text would be blanks";
     EXPECT_EQ(read(nested(kModelMaxNodes + 1)), nullptr);
-    // Braces inside a block have a bound of their own, beyond which the whole block is dropped.
+    // Braces inside a block have a separate limit, beyond which the whole block is dropped.
     const std::string block = "{ mesh " + std::string(1000, '{') + std::string(1000, '}');
     const Tree root = read(block + " name \"kept\" }");
     ASSERT_NE(root, nullptr);

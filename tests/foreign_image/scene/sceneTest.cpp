@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Scene files: the header, the tables of keywords, lists, trees in the animation form, and what is
-// kept and dropped.
+// Scene files: the header, the tables of keywords, lists, trees in the animation form, and kept and
+// dropped words.
 #include "foreign_image/animText.h"
 #include "support/commaLocale.h"
 #include "support/memoryFile.h"
@@ -31,7 +31,7 @@ class SceneFile : public AnimText {
         EXPECT_EQ(sceneReadAsciiAnimation(scene.get()), expected);
         return scene;
     }
-    /// Reads the body behind a header of two lines.
+    /// Reads the body after a header of two lines.
     OwnedScene read(const std::string& body) {
         OwnedScene scene = readFile("SSCN\nx v2.60\n" + body);
         const std::string said = messages();
@@ -43,7 +43,7 @@ class SceneFile : public AnimText {
         messages();
         return file.get();
     }
-    /// Writes the scene, and again what is read of that; both are the same.
+    /// Writes the scene, reads it and writes it again; both texts are the same.
     OwnedScene expectFixed(const Scene* scene) {
         const std::string once = write(scene);
         OwnedScene again = readFile(once);
@@ -66,7 +66,7 @@ const std::string kRendering = lines(
     "FADE_END 0|FADE_COLOUR 0 0 0|FADE_TRANSPARENCY 0|AMBIENCE 0 0 0|MOTION_BLUR 0|"
     "SHUTTER_SPEED 0|MIN_MOVEMENT 0|ON_FIELD NO|FIRST_FIELD 0");
 
-/// What stands behind the header of a written scene up to its camera.
+/// The text of a written scene between its header and its camera.
 std::string front(const std::string& text) {
     const std::size_t from = text.find("\n\n\n") + 2;
     return text.substr(from, text.find("\nCAMERA") - from);
@@ -74,7 +74,7 @@ std::string front(const std::string& text) {
 
 TEST_F(SceneFile, DefaultsToTheLetter) {
     const OwnedScene scene = fresh();
-    scene->paths[kTexturePath] = strdup(""); // as good as none
+    scene->paths[kTexturePath] = strdup(""); // counts as none
     EXPECT_EQ(sceneWriteAsciiAnimation("made by hand", 2.6F, scene.get()), 1);
     EXPECT_EQ(messages(), "Saving scene file '" + (dir / "s") + "'.\n");
     const std::string text = file.get();
@@ -115,7 +115,7 @@ TEST_F(SceneFile, ReadsEveryRenderingKeywordIntoItsPlace) {
 struct FrontCase {
     const char* name;
     const char* body;
-    const char* find;     ///< what the scene written again must contain
+    const char* find;     ///< text that the rewritten scene must contain
     const char* messages; ///< at most one
 };
 
@@ -480,7 +480,8 @@ TEST_F(SceneFile, DamagedBytesEndCleanly) {
         file.set(damaged);
         const OwnedScene scene = fresh();
         if (sceneReadAsciiAnimation(scene.get()) == 1) {
-            // A light without a type is written without a word, whose place the next one takes.
+            // A light without a type is written without its word, so the next word is read in its
+            // place.
             for (Light* light = scene->lights; light != nullptr; light = light->next) {
                 light->type = light->type == 0 ? std::int16_t{kLightPoint} : light->type;
             }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Damaged text: whatever a reader makes of it, what is written then reads back to the same text.
+// Damaged text: whatever is read from it, writing and reading it again gives the same text.
 #include "foreign_image/curve/position.h"
 
 namespace {
@@ -8,7 +8,7 @@ using namespace animtext;
 
 class FixedPointTest : public AnimText {};
 
-constexpr const char* kEnd = " LAST"; // a look-ahead that belongs to nobody
+constexpr const char* kEnd = " LAST"; // a look-ahead that no reader knows
 
 std::string passCurve(const std::string& text) {
     const Input in(text + kEnd);
@@ -38,7 +38,7 @@ std::string passBody(const std::string& text) {
     const Input in(text);
     const OwnedSpline spline(splineReadAscii(in, nullptr, nullptr));
     const std::string out = written([&](std::FILE* f) { splineWriteAscii(f, spline.get(), ""); });
-    return out.substr(std::min<std::size_t>(out.size(), 8)); // the word "spline" is its caller's
+    return out.substr(std::min<std::size_t>(out.size(), 8)); // the caller reads the word "spline"
 }
 
 struct Pass {

@@ -95,7 +95,7 @@ TEST_F(PrototypeTest, WithoutARecordThereIsNothingToFill) {
 struct SectionCase {
     const char* name;
     std::string section; ///< after its four letters
-    std::string again;   ///< what is written of it
+    std::string again;   ///< the section when it is written
     const char* messages;
 };
 

@@ -219,7 +219,7 @@ TEST_F(UtilsTest, ScalarsAreNumbersOrCurves) {
         const char* name;
         std::string text;
         int readFirst, result;
-        float value; ///< -1: left alone
+        float value; ///< -1: unchanged
         const char* token;
     } cases[] = {
         {"a curve", text + "NEXT", 1, 1, -1.0F, "NEXT"},

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// How the command replaces files: what the new one takes over, who may interfere, and what is left
-// when it is killed.
+// How the command replaces files: attributes of the new file, interference by others, and what is
+// left after a kill.
 #include "base/uniqueFile.h"
 #include "files/privateFolder.h"
 #include "files/processMark.h"
@@ -33,7 +33,7 @@ class FilesTest : public CommandTest {
     FilesTest() { setenv("TMPDIR", folder_.path().c_str(), 1); }
     ~FilesTest() override { unsetenv("TMPDIR"); }
 
-    /// Where private folders are made; empty when everything has been cleaned up.
+    /// The folder of private folders; empty after cleanup.
     [[nodiscard]] Names privateNames() const { return namesIn(folder_.path()); }
 
     std::string picture(const std::string& name = "a.png") {
@@ -41,7 +41,7 @@ class FilesTest : public CommandTest {
         return in(name);
     }
 
-    /// Replaces `target` by `text`; what the user is told when that fails.
+    /// Replaces `target` by `text`; returns the message of a failure.
     static std::string replace(const std::string& target, const std::string& text) {
         auto file = ReplacedFile::begin(target, ".txt");
         if (!file) {
@@ -52,7 +52,7 @@ class FilesTest : public CommandTest {
         return done ? "" : done.problem().text;
     }
 
-    /// A process that runs `act`, which does not come back, and is killed when `act` says so.
+    /// A process that runs `act`, which does not return, and is killed when `act` requests it.
     template <typename Act>
     static pid_t killedProcess(Act act) {
         int ready[2];
@@ -80,7 +80,7 @@ class FilesTest : public CommandTest {
     support::TempDir folder_;
 };
 
-// --- What the new file takes over ----------------------------------------------------------------
+// --- Attributes of the new file ------------------------------------------------------------------
 
 TEST_F(FilesTest, theNewFileKeepsModeGroupOwnerAndAttributes) {
     const bool root = geteuid() == 0;
@@ -180,7 +180,7 @@ TEST_F(FilesTest, aNamedPipeGetsEverything) {
     first.join();
     EXPECT_EQ(run({"compare", files().write("got", got), sample("photograph.png")}).exit, 0);
 
-    std::thread second = startReader(); // of what a driver writes to a pipe by itself
+    std::thread second = startReader(); // of the bytes that a driver itself writes to a pipe
     base::UniqueFile file;
     while (!file) {
         file = base::openFile(pipe.c_str(), 'w');
@@ -205,7 +205,7 @@ TEST_F(FilesTest, syncIsAskedForAndItsFailureIsReported) {
     EXPECT_EQ(namesIn(files().path()), (Names{"a.png", "b.png"}));
 }
 
-// --- Who may interfere ---------------------------------------------------------------------------
+// --- Interference --------------------------------------------------------------------------------
 
 TEST_F(FilesTest, nobodyLeadsTheWriterAwayBySwappingNames) {
     const support::TempDir elsewhere;
@@ -240,7 +240,7 @@ TEST_F(FilesTest, nobodyLeadsTheWriterAwayBySwappingNames) {
     EXPECT_GT(refused, 0) << "nothing was swapped in time; the test shows nothing";
 }
 
-// --- What is left --------------------------------------------------------------------------------
+// --- Left-overs ----------------------------------------------------------------------------------
 
 TEST_F(FilesTest, memoryThatRunsOutLeavesNothing) {
     const auto old = files().write("a.txt", "old");
@@ -266,7 +266,7 @@ TEST_F(FilesTest, onlyTheMarksOfCertainlyDeadProcessesAreDead) {
     int pipes[2];
     ASSERT_EQ(pipe(pipes), 0);
     killedProcess([&](auto ready) {
-        // A process that was forked has its parent's number in its mark; so this one tells its own.
+        // A forked process has its parent's number in its mark, so this one reports its own.
         const std::string number = std::to_string(getpid());
         (void)!write(pipes[1], number.data(), number.size());
         ready();
@@ -286,7 +286,7 @@ TEST_F(FilesTest, onlyTheMarksOfCertainlyDeadProcessesAreDead) {
         {mark, false},
         {world + "-" + text + rest, true},
         {world + "-" + text + rest + ".f.pic", true},
-        {world + "-" + pid + "-1-1", true}, // the number is another process's by now
+        {world + "-" + pid + "-1-1", true}, // the number now belongs to another process
         {world + "-1" + rest, true},
         {otherWorld + "-" + text + rest, false},
         {"tdr-0000000000000000-" + std::string(text) + rest, false},
@@ -321,7 +321,7 @@ TEST_F(FilesTest, whatAKilledRunLeavesIsRemovedByTheNext) {
     auto block = tdr::SharedBlock::create(10); // its maker lives
     const int foreign = shmget(IPC_PRIVATE, 10, 0700);
 
-    const Ended ended = run({"info", pic}); // in no folder that has anything to do with it
+    const Ended ended = run({"info", pic}); // in an unrelated folder
     EXPECT_EQ(ended.exit, 0) << ended.err;
     EXPECT_EQ(namesIn(files().path()), (Names{"a.png", ".tdr-0123456789abcdef-1-1-1"}));
     EXPECT_TRUE(support::segmentsOf(running->pid()).empty());

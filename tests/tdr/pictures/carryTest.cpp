@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// tdr convert: what files say beside their pixels arrives, or the user is told that it does not.
+// tdr convert: metadata is copied, or its loss is reported.
 #include "pictures/pngChunks.h"
 #include "support/pictureFiles.h"
 #include "tdr/commandTesting.h"
@@ -60,7 +60,7 @@ std::string png(int bits, const Chunks& before, const Chunks& behind = {}) {
     return file + encoded({"IEND", ""});
 }
 
-/// All chunks of a file but its pixels and their frame. Every checksum has to be right.
+/// All chunks of a file except IHDR, pixels and IEND. Every checksum has to be right.
 Chunks chunksOf(const std::string& file) {
     Chunks found;
     EXPECT_EQ(file.substr(0, 8), kSignature);
@@ -92,7 +92,7 @@ std::string comment(const std::string& text) {
     return std::string("Comment\0", 8) + text;
 }
 
-/// The bytes of a file's head that stand beside its size: comment, ratio, fields.
+/// The header bytes of a file without its size: comment, ratio, fields.
 std::string notesOf(const std::string& file) {
     return file.substr(8, 80) + file.substr(96, 6);
 }
@@ -182,7 +182,7 @@ TEST_F(CarryTest, aPngKeepsWhatHoldsForItsCopy) {
     EXPECT_TRUE(contains(run({"compare", from, in("b.png")}).out, "the upper 8 of the 16 bits"));
 }
 
-/// What is read of a file of these bytes.
+/// The chunks read from a file of these bytes.
 std::optional<PngChunks> chunksRead(const std::string& file) {
     const base::UniqueFd fd(memfd_create("test", MFD_CLOEXEC));
     EXPECT_EQ(pwrite(fd.get(), file.data(), file.size(), 0), std::ssize(file));

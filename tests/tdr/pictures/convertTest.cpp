@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// tdr convert: the pixels, and what becomes of the files when something goes wrong.
+// tdr convert: the pixels, and the files after failures.
 #include "support/pictureFiles.h"
 #include "tdr/commandTesting.h"
 #include "tdr/picture.h"
@@ -165,8 +165,8 @@ TEST_F(ConvertTest, exactlyTheNamedFileIsReadAndWritten) {
     const std::string deep = std::string(200, 'd') + "/";
     fs::create_directories(in(deep + deep + deep + deep + deep + deep));
     struct Case {
-        std::string name;   ///< what is read, and replaced when a driver writes such files
-        std::string beside; ///< what a driver would make of that name, or empty
+        std::string name;   ///< the input, replaced if a driver writes such files
+        std::string beside; ///< the name that a driver would use instead, or empty
         bool written = true;
         const std::string* content = nullptr;
         const Pixels* pixels = nullptr;
@@ -203,7 +203,7 @@ TEST_F(ConvertTest, exactlyTheNamedFileIsReadAndWritten) {
     }
 }
 
-/// Files whose heads are right, and whose pixels are not all there.
+/// Files with a valid header and missing pixels.
 class DamagedTest : public ConvertTest {
   protected:
     struct Damaged {
@@ -216,18 +216,18 @@ class DamagedTest : public ConvertTest {
         const std::string png = contentOf(sample("cutout.png"));
         fs::remove(in("whole.pic"));
         std::string unknown = support::rawPic(2, 1, 0xE0, support::bytes({1, 2, 3, 4, 5, 6}));
-        unknown[106] = 9; // an encoding that nobody has
+        unknown[106] = 9; // an unknown encoding
         return {{"half.pic", pic.substr(0, pic.size() / 2)},
                 {"unknown.pic", unknown},
                 {"half.png", png.substr(0, png.size() / 2)},
                 {"tail.png", png.substr(0, png.size() - 12)}, // all pixels, but no end
                 {"cut.tag", support::tag(40, 30, 1, {0})},
-                // So large that it goes by lines.
+                // Large enough to be converted line by line.
                 {"claim.pic", support::rawPic(32767, 32767, 0xE0, "")}};
     }
 };
 
-/// Of the processor, for the command and its drivers so far.
+/// Processor time of the command and its drivers so far.
 double secondsOfChildren() {
     rusage usage{};
     getrusage(RUSAGE_CHILDREN, &usage);
@@ -276,7 +276,7 @@ TEST_F(DamagedTest, cannotBeCompared) {
 }
 
 TEST_F(ConvertTest, aLargePictureGoesLineByLine) {
-    // All but its first pixels are missing, and so are black or transparent.
+    // All except the first pixels are missing and therefore black or transparent.
     const auto huge = files().write("huge.pic", support::rawPic(32767, 520, 0x10, "abc"));
     const Ended ended = run({"convert", "--keep-damaged", huge, in("huge2.pic")});
     EXPECT_EQ(ended.exit, 1) << ended.err;

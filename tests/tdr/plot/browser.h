@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A headless browser, for tests of pictures that people look at in one.
+// A headless browser, for tests of SVG drawings.
 #pragma once
 
 #include "support/program.h"
@@ -21,7 +21,7 @@ inline bool isInstalled() {
     return access(kProgram, X_OK) == 0;
 }
 
-/// Ends every process that the browser has left to this one, which must be their reaper.
+/// Ends every process that the browser has left behind; this process must be their reaper.
 inline void endLeftOver() {
     for (;;) {
         std::ifstream list("/proc/thread-self/children");
@@ -34,8 +34,8 @@ inline void endLeftOver() {
     }
 }
 
-/// Runs the browser on a file with a profile of its own; what it wrote to stdout. Everything that
-/// it started has ended afterwards.
+/// Runs the browser on a file with a new profile and returns its stdout. All processes that it
+/// started have then ended.
 inline std::string run(const std::vector<std::string>& options, const std::string& file) {
     const support::TempDir home;
     prctl(PR_SET_CHILD_SUBREAPER, 1);
@@ -60,7 +60,7 @@ inline std::string run(const std::vector<std::string>& options, const std::strin
     return program.out();
 }
 
-/// The document as the browser understood it.
+/// The document as the browser parsed it.
 inline std::string dom(const std::string& file) {
     return run({"--dump-dom"}, file);
 }

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// tdr plot: what is in the SVG, and what a browser makes of it.
+// tdr plot: the contents of the SVG, and its rendering in a browser.
 #include "browser.h"
 #include "tdr/commandTesting.h"
 #include "tdr/picture.h"
@@ -26,7 +26,7 @@ struct Area {
     int left, top, right, bottom;
 };
 
-/// A picture as the browser drew it.
+/// A drawing as the browser rendered it.
 class Shot {
   public:
     Shot(const std::string& png, int width, int height) : width_(width), height_(height) {
@@ -127,13 +127,13 @@ class BrowserTest : public PlotTest {
     }
 };
 
-// ------------------------------------------------------------------------------------- in a
+// -------------------------------------------------------------------------------------- in a
 // browser
 
 TEST_F(BrowserTest, aCurveIsSolidBetweenItsKeysAndBrokenOutside) {
     plot({sample("lighthouse.scn"), "--curve", "cam_fov", "--frames", "-100-400"});
     const Shot drawn = shot(1016, 398);
-    // The panel is 640 pixels wide from 112 on: frame 1 lies at 241, frame 240 at 547.
+    // The panel is 640 pixels wide from 112 on: frame 1 is at 241, frame 240 at 547.
     EXPECT_GT(drawn.coverage(kBlue, {252, 120, 536, 310}), 94) << "inside, but for keys' rims";
     for (const Area& outside : {Area{116, 120, 232, 310}, Area{558, 120, 748, 310}}) {
         EXPECT_GT(drawn.coverage(kBlue, outside), 20);
@@ -158,7 +158,7 @@ TEST_F(BrowserTest, whatIsCrowdedIsDrawnInFull) {
                                                            "TIME 1.2 "
                                                            "VALUE 0"})))});
     const Shot cycle = shot(1016, 398);
-    for (int row = 160; row < 270; ++row) { // one shade all over, no pattern that is not there
+    for (int row = 160; row < 270; ++row) { // one uniform shade, no moire pattern
         EXPECT_GT(cycle.count({0xAF, 0xC4, 0xF4}, {180, row, 690, row + 1}), 480) << row;
     }
 

@@ -19,7 +19,7 @@ class SceneTest : public CommandTest {
     Json info(const std::string& file) {
         const Ended ended = run({"info", "--json", file});
         EXPECT_EQ(ended.exit, 0) << ended.err;
-        return Json::parse(ended.out).at(0); // throws, and so fails, where it is no JSON
+        return Json::parse(ended.out).at(0); // throws, and so fails, if it is not JSON
     }
 
     /// A copy of a sample in the test's folder.
@@ -145,7 +145,7 @@ TEST_F(SceneTest, checkTellsEachLossOnceWithItsLine) {
     const struct {
         const char* name;
         std::string bytes;
-        std::vector<const char*> lines; ///< the whole output, in parts that follow on each other
+        std::vector<const char*> lines; ///< the whole output, in consecutive parts
     } cases[] = {
         {"words.scn",
          kScene + "GIZMO 7 \nCAMERA \n   NEAR 0.5 \nLIGHT \n   LIGHT_TYPE TORCH \n   "

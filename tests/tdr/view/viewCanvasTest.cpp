@@ -88,7 +88,7 @@ TEST(ViewCanvas, ReducesByTheMeanOfTheAreaCovered) {
               expected);
 }
 
-// Half the area is a solid white, the other has a colour that nobody can see.
+// Half of the area is opaque white, the other half has an invisible colour.
 TEST(ViewCanvas, WeighsColoursByTheirAlpha) {
     const Line line = {255, 255, 255, 255, 0, 0, 0, 0};
     EXPECT_EQ(shown({2, 1}, {1, 1}, {line}), std::vector{grey(230)}); // (255 + 204) / 2 = 229.5
