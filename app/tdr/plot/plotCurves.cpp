@@ -43,14 +43,17 @@ void setTitles(std::vector<PlotPanel>& panels) {
         elements[panels[i].title] += continued ? 0 : 1;
         numbers.push_back(elements[panels[i].title]);
     }
-    std::size_t part = 1;
-    for (std::size_t i = 0; i < panels.size(); ++i) {
-        const bool continued =
-            i > 0 && belongTogether(panels[i].curves.front(), panels[i - 1].curves.front());
-        part = continued ? part + 1 : 1;
-        const std::size_t alike = elements[panels[i].title];
-        panels[i].title += alike > 1 ? fmt::format(" ({} of {})", numbers[i], alike) : "";
-        panels[i].title += part > 1 ? fmt::format(", part {}", part) : "";
+    for (std::size_t begin = 0, end = 0; begin < panels.size(); begin = end) {
+        const OwnedCurve& first = panels[begin].curves.front();
+        while (end < panels.size() && belongTogether(first, panels[end].curves.front())) {
+            ++end;
+        }
+        const std::size_t alike = elements[panels[begin].title];
+        for (std::size_t i = begin; i < end; ++i) {
+            panels[i].title += alike > 1 ? fmt::format(" ({} of {})", numbers[i], alike) : "";
+            panels[i].title +=
+                i > begin ? fmt::format(" (panel {} of {})", i - begin + 1, end - begin) : "";
+        }
     }
 }
 

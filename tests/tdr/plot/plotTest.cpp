@@ -322,7 +322,7 @@ TEST_F(PlotTest, labelsNotesAndTitlesSayWhatIsThere) {
     svg = plot({files().write("titles.scn", "SSCN \nx v2.60 \n\n" + light + light + shapes)});
     for (const char* title :
          {">light beam · shadow factor (1 of 2)<", ">light beam · shadow factor (2 of 2)<",
-          ">node n · shape s weights<", ">node n · shape s weights, part 2<"}) {
+          ">node n · shape s weights<", ">node n · shape s weights (panel 2 of 2)<"}) {
         EXPECT_EQ(countOf(svg, title), 1) << title;
     }
 }
