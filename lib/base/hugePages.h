@@ -24,7 +24,7 @@ class HugePageGap {
     std::size_t heldBytes_ = 0;
 };
 
-/// Backs attached shared memory with huge pages as far as whole ones fit; contents are kept. Works
+/// Backs attached shared memory with huge pages wherever whole ones fit; contents are kept. Works
 /// best on unused memory. The system's setting for shared memory, by default "never", does not
 /// matter unless it is "deny".
 void useHugePages(void* memory, std::size_t bytes);

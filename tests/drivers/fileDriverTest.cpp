@@ -71,7 +71,7 @@ TEST_F(FileDriverTest, RefusalsLeaveNothingOpen) {
     const Refusal ofAll[] = {
         {"missing file", in("missing"), 0, "No such file"},
         {"missing folder", in("gone/a"), 1, "No such file"},
-        {"a text", folder.write("text" + std::string(kEnding), "hello, this is no picture"), 0,
+        {"a text", folder.write("text" + std::string(kEnding), "hello, this is not a picture"), 0,
          nullptr},
         {"empty", folder.write("empty" + std::string(kEnding), ""), 0, nullptr},
         {"FIFO without a writer", folder.fifo("in" + std::string(kEnding)), 0, nullptr},

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-// The channels that a curve can animate. A file names them, a record holds their index.
+// The channels that a curve can animate. A file has their names, a record their index.
 #include "tinyFcurve.h"
 
-// Side by side: one name a line would be longer than all that uses them.
+// Several names on each line, to keep the table short.
 // clang-format off
 const char* const fcv_name[kFcurveChannels] = {
     "", "MDL_SCL_X", "MDL_SCL_Y", "MDL_SCL_Z", "MDL_ROT_X", "MDL_ROT_Y", "MDL_ROT_Z", "MDL_POS",

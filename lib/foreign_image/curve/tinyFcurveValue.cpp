@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Evaluation. Both forms, float and integer, first find the spot on the curve that a time stands
-// for, and then say what a spot is worth.
+// Evaluation. Both forms, float and integer, first find the spot on the curve for a time, and then
+// compute its value.
 #include "tinyFcurve.h"
 #include "tinySoftType.h"
 
@@ -17,14 +17,14 @@ enum class Where : std::uint8_t {
     Nowhere, ///< no key, or an illegal extrapolation
     AtKey,   ///< the value of key `key`
     Inside,  ///< between the keys `key` - 1 and `key`
-    Before,  ///< on the straight line that leads to the first of several keys
-    After,   ///< on the straight line that leaves the last of several keys
+    Before,  ///< on the straight line to the first of several keys
+    After,   ///< on the straight line from the last of several keys
 };
 
 struct Spot {
     Where where;
     std::size_t key;
-    double time; ///< brought into the keys where they cycle
+    double time; ///< moved into the range of the keys if they cycle
 };
 
 Keys keysOf(const Fcurve* curve) {
@@ -33,7 +33,7 @@ Keys keysOf(const Fcurve* curve) {
                : Keys{curve->keys, static_cast<std::size_t>(curve->keyCount)};
 }
 
-/// The first key after key 0 that is not before `time`; the number of keys when there is none.
+/// The first key after key 0 that is not before `time`; the number of keys if there is none.
 std::size_t firstNotBefore(const Fcurve& curve, Keys keys, double time) {
     const auto reached = [time](const FcvKey& key) { return double{key.time} >= time; };
     const auto later = keys.subspan(1);
@@ -44,22 +44,22 @@ std::size_t firstNotBefore(const Fcurve& curve, Keys keys, double time) {
     return 1 + static_cast<std::size_t>(found - later.begin());
 }
 
-/// The spot of a time that lies within the keys.
+/// The spot of a time within the keys.
 Spot search(const Fcurve& curve, Keys keys, double time) {
     const std::size_t key = firstNotBefore(curve, keys, time);
-    if (key == keys.size()) { // only where a time is no number
+    if (key == keys.size()) { // only if a time is NaN
         return {Where::AtKey, keys.size() - 1, time};
     }
     return {time < double{keys[key].time} ? Where::Inside : Where::AtKey, key, time};
 }
 
-/// Whether times can cycle over the keys; where they cannot, the nearest key holds.
+/// Whether times can cycle over the keys; if not, the nearest key applies.
 bool cycles(Keys keys, double time) {
     const double period = double{keys.back().time} - double{keys.front().time};
     return keys.size() > 1 && period > 0.0 && std::isfinite(period) && std::isfinite(time);
 }
 
-/// The time that stands for `time`, before the keys, in [first, last).
+/// The equivalent of `time`, which is before the keys, in [first, last).
 double cycledForward(Keys keys, double time) {
     const double first = keys.front().time;
     const double last = keys.back().time;
@@ -67,7 +67,7 @@ double cycledForward(Keys keys, double time) {
     return distance == 0.0 ? first : std::min(last - distance, std::nextafter(last, first));
 }
 
-/// The time that stands for `time`, after the keys, in (first, last].
+/// The equivalent of `time`, which is after the keys, in (first, last].
 double cycledBack(Keys keys, double time) {
     const double first = keys.front().time;
     const double last = keys.back().time;
@@ -75,7 +75,7 @@ double cycledBack(Keys keys, double time) {
     return distance == 0.0 ? last : std::max(first + distance, std::nextafter(first, last));
 }
 
-/// One end of the keys: what it is called in `Fcurve`, and what happens beyond it.
+/// One end of the keys: its member of `Fcurve`, and the behaviour beyond it.
 struct End {
     std::int16_t Fcurve::*extrapolation;
     Where line;
@@ -86,13 +86,12 @@ struct End {
 constexpr End kFront = {&Fcurve::preExtrapolation, Where::Before, cycledForward,
                         "Error - fcurvePreValue: illegal extrapolation mode.\n"};
 // Kept: The message about an illegal extrapolation after the keys has no full stop.
-// A reader would expect it to end like the one for the time before the keys. Logs are searched for
-// both as they are.
+// A reader would expect it to end like the message for a time before the keys.
 constexpr End kBack = {&Fcurve::postExtrapolation, Where::After, cycledBack,
                        "Error - fcurvePostValue: illegal extrapolation mode\n"};
 
-/// The spot of a time beyond an end, whose key is `key`. With Where::Inside the time has been
-/// brought back into the keys and is still to be searched.
+/// The spot of a time beyond an end, whose key is `key`. With Where::Inside the time has been moved
+/// into the range of the keys and must be searched.
 Spot beyond(const End& end, const Fcurve& curve, Keys keys, std::size_t key, double time) {
     const Spot atKey = {Where::AtKey, key, time};
     switch (curve.*end.extrapolation) {
@@ -123,7 +122,7 @@ Spot spotOf(const Fcurve* curve, double time) {
     return spot.where == Where::Inside ? search(*curve, keys, spot.time) : spot;
 }
 
-/// The slope from `a` to `b` on a linear curve, else the tangent given.
+/// The slope from `a` to `b` on a linear curve, else `tangent`.
 double slope(const Fcurve& curve, const FcvKey& a, const FcvKey& b, float tangent) {
     const double distance = double{b.time} - double{a.time};
     return curve.interpolation == kInterpolateLinear && distance != 0.0
@@ -178,7 +177,7 @@ double floatAt(const Fcurve* curve, const Spot& spot) {
     return 0.0;
 }
 
-/// `value` as an integer, cut toward zero; the nearest that fits, 0 for what is no number.
+/// `value` as an integer, rounded toward zero and clamped; 0 for NaN.
 std::int32_t cut(double value) {
     using Limits = std::numeric_limits<std::int32_t>;
     return std::isnan(value) ? 0
@@ -199,7 +198,7 @@ int fcurveCheckOrder(Fcurve* curve) {
     const Keys keys = keysOf(curve);
     curve->ascending = 1;
     for (std::size_t i = 0; i < keys.size(); ++i) {
-        if (!(keys[i].time >= keys[i == 0 ? 0 : i - 1].time)) { // false also for what is no number
+        if (!(keys[i].time >= keys[i == 0 ? 0 : i - 1].time)) { // also false for NaN
             curve->ascending = 0;
         }
     }
@@ -209,8 +208,7 @@ int fcurveCheckOrder(Fcurve* curve) {
 float fcurveValue(const Fcurve* curve, float time) {
     // Kept: The selector channel evaluates to 0 or 1 like the on/off channels.
     // A reader would expect MDL_ALGO to give the number of the algorithm. All four integer channels
-    // are asked for an on/off value here; who needs the number calls `fcurveIntegerValue` with
-    // another mode.
+    // give an on/off value here; `fcurveIntegerValue` with another mode gives the number.
     return curve != nullptr && isIntegerChannel(curve->type)
                ? static_cast<float>(fcurveIntegerValue(curve, time, 1))
                : fcurveFloatValue(curve, time);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The body of the binary flavour: the fields that a prototype names, in its order
+// The body of the binary flavour: the fields of a prototype, in its order
 // (docs/toolkit-formats.md).
 #include "file/tinyFileBinary.h"
 #include "tinyFile.h"
@@ -13,7 +13,7 @@ namespace {
 constexpr int kSplineSlot = 8;
 constexpr int kPointSlot = 9;
 
-/// Stand for the place in this module in the two messages about a token.
+/// The line numbers of this module in the two messages about a token.
 constexpr int kReaderLine = 412;
 constexpr std::int16_t kWriterLine = 298;
 
@@ -32,11 +32,11 @@ std::span<const std::int16_t> tokensOf(const Prototype& prototype, int slot) {
 template <typename Record>
 struct Field {
     std::int16_t token;
-    bool (*read)(std::FILE*, Record&, const Prototype&); ///< false when the file ends inside
+    bool (*read)(std::FILE*, Record&, const Prototype&); ///< false when the file ends too early
     void (*write)(std::FILE*, const Record&, const Prototype&);
 };
 
-/// A field that is one member after the other.
+/// A field of several members in a row.
 template <typename Record, auto... Members>
 constexpr Field<Record> plainField(std::int16_t token) {
     return {token,
@@ -66,8 +66,8 @@ void writeFields(std::FILE* stream, const Record& record, std::span<const Field<
     }
 }
 
-/// The fields that a prototype's list names, in its order. Tokens that are unknown are reported
-/// here, once for the list: a field without a length cannot be skipped but as no bytes at all.
+/// The fields of a prototype's list, in its order. Unknown tokens are reported here, once for the
+/// list: a field without a length can only be skipped as no bytes.
 template <typename Record>
 class FieldList {
   public:
@@ -86,7 +86,7 @@ class FieldList {
         }
     }
 
-    /// True when a record takes no byte of the file.
+    /// True when a record has no bytes in the file.
     [[nodiscard]] bool empty() const { return fields_.empty(); }
 
     bool read(std::FILE* stream, Record& record) const {
@@ -98,7 +98,7 @@ class FieldList {
   private:
     const Prototype& prototype_;
     GrowingArray<const Field<Record>*> fields_;
-    bool complete_ = true; ///< false when memory ran out
+    bool complete_ = true; ///< false when out of memory
 };
 
 // ----------------------------------------------------------------------------------------- points
@@ -112,7 +112,7 @@ constexpr Field<SplineKey> kPointFields[] = {
     plainField<SplineKey, &SplineKey::flags>(6),
 };
 
-/// Reads the points, of which the record keeps as many as it can count; the others are passed over.
+/// Reads the points. The record keeps as many as it can count; the others are skipped.
 bool readPoints(std::FILE* stream, Spline& spline, const Prototype& prototype) {
     const std::int64_t place = std::ftell(stream);
     std::int16_t stored = 0;
@@ -179,7 +179,7 @@ constexpr Field<Spline> kSplineFields[] = {
     {7, readPoints, writePoints},
 };
 
-/// The prototype given, or one of our own, which `owned` then keeps.
+/// The given prototype, or the built-in one, which `owned` then holds.
 const Prototype* prototypeOr(const Prototype* given, PrototypePointer& owned) {
     if (given == nullptr) {
         Prototype* made = nullptr;

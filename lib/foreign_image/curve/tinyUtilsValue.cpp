@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Vectors, and scalars and triples that are numbers or curves.
+// Vectors, and scalars and triples of numbers or curves.
 #include "text/tinyUtilsText.h"
 #include "tinyFcurve.h"
 #include "tinyUtils.h"
@@ -19,7 +19,7 @@ int writeOnDeeperLine(std::FILE* stream, std::initializer_list<float> values) {
     return 1;
 }
 
-/// Reads numbers up to the first that is missing; 0 when there is one.
+/// Reads numbers up to the first missing one; 0 if one is missing.
 int readFloats(std::FILE* stream, std::initializer_list<float*> values) {
     for (float* value : values) {
         if (in_animFValue(stream, value) == 0) {
@@ -96,8 +96,8 @@ int value3WriteAsciiAnimation(std::FILE* stream, float x, float y, float z, cons
                               const Fcurve* yCurve, const Fcurve* zCurve) {
     // Kept: The first curve decides how a triple is written.
     // A reader would expect each component to be written as its curve or its number. With a first
-    // curve all three are written as curves, a missing one as nothing; without it all three as
-    // numbers, also where there are other curves. Hosts give all three curves or none.
+    // curve all three are written as curves, a missing one as nothing; without it all three are
+    // written as numbers, even if there are other curves.
     if (xCurve == nullptr) {
         for (const float value : {x, y, z}) {
             text::putFloat(stream, value);

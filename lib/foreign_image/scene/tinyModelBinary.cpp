@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The binary flavour of the hierarchy file: for each node the fields that the prototype's model
-// list names, in its order; a node's children follow behind all of its fields.
+// The binary flavour of the hierarchy file: for each node the fields of the prototype's model list,
+// in its order; a node's children follow all of its fields.
 #include "curve/tinySplineInner.h"
 #include "file/tinyFileBinary.h"
 #include "file/tinyNotice.h"
@@ -22,8 +22,8 @@ using modelbinary::kModelList;
 using modelbinary::Reader;
 using modelbinary::Writer;
 
-/// A node of which not everything has been read: its children are missing, and blocks that came
-/// with their places wait to be put in order.
+/// A partly read node: its children are missing, and its blocks have not been sorted by their
+/// positions.
 struct Pending {
     Model* node;
     std::size_t children = 0;
@@ -72,8 +72,8 @@ ModelOwner readNode(Reader& in, std::span<const std::int16_t> tokens) {
     return node;
 }
 
-/// Nodes or splines of a few bytes each would fill memory from a small file: those of any real list
-/// of fields have more. Tells which.
+/// Nodes or splines of a few bytes each would let a small file fill memory; with a plausible list
+/// of fields they have more. Returns which of them are too small.
 const char* smallRecords(const Prototype& prototype, std::span<const std::int16_t> tokens) {
     constexpr std::size_t kFewestBytes = 8;
     std::size_t bytes = 0;
@@ -149,8 +149,8 @@ Model* modelReadBinary(std::FILE* stream, const Prototype* prototype) {
     }
     const notice::Call call;
     const std::span<const std::int16_t> tokens = fieldTokens(prototype);
-    // A token of which nothing is known stands for a field of unknown size: it can be reported,
-    // once for the file, and is taken as a field without bytes.
+    // An unknown token means a field of unknown size: it is reported, once for the file, and
+    // treated as a field without bytes.
     for (const std::int16_t token : tokens) {
         if (findField(token) == nullptr) {
             optionPrint("Error: %s %d): illegal token: %hd\n", "tinyModel", __LINE__, token);

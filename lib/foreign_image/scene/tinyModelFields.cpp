@@ -10,7 +10,7 @@
 #include <initializer_list>
 #include <memory>
 
-/// Grows only as the file yields bytes, whatever size it claims.
+/// Grows only with the bytes of the file, whatever size it claims.
 UserData* modelbinary::Reader::userData() {
     std::unique_ptr<UserData, UserDataDisposer> block(newRecords<UserData>(1));
     std::uint8_t head[8] = {};
@@ -89,7 +89,7 @@ void readNumber(Reader& in, Model& node) {
     node.*Member = static_cast<std::int16_t>(in.number());
 }
 
-/// The token of the field that a block kept as text belongs to.
+/// The word of the field to which a block kept as text belongs.
 std::string_view fieldWord(const Opaque& block);
 
 void writeBlocks(Writer& out, const Model& node, const Field& field) {

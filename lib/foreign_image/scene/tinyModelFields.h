@@ -26,10 +26,10 @@ namespace modelbinary {
 inline constexpr int kModelList = 0;
 inline constexpr int kSplineList = 8;
 
-/// Most of anything that a count can tell.
+/// Maximum of a count.
 inline constexpr std::size_t kMaxCount = 0xFFFF;
 
-/// Writes values; what does not fit the form, or the stream, shows in `good` at the end.
+/// Writes values; `good` tells at the end whether all fitted the format and the stream.
 class Writer {
   public:
     Writer(std::FILE* stream, const Prototype* prototype)
@@ -61,7 +61,7 @@ class Writer {
     }
     void spline(const Spline* spline) { splineWriteBinary(stream_, spline, prototype_); }
 
-    /// Writes a count, which is known to fit the form.
+    /// Writes a count, which has been checked to fit.
     void count(std::size_t value) { number(static_cast<std::uint16_t>(value)); }
     void fail() { failed_ = true; }
     [[nodiscard]] bool good() const { return !failed_ && std::ferror(stream_) == 0; }
@@ -73,7 +73,7 @@ class Writer {
     bool failed_ = false;
 };
 
-/// Reads values; after the first that is missing everything is zero and `good` false.
+/// Reads values; after the first missing one all are zero and `good` is false.
 class Reader {
   public:
     Reader(std::FILE* stream, const Prototype* prototype)
@@ -119,7 +119,7 @@ class Reader {
     }
     [[nodiscard]] bool good() const { return !failed_; }
 
-    /// Blocks of the node being read, each with its place among them.
+    /// Blocks of the node being read, each with its position among them.
     std::vector<std::pair<std::uint16_t, OpaqueOwner>> blocks;
     std::size_t children = 0; ///< of the node being read
 
@@ -129,11 +129,11 @@ class Reader {
     bool failed_ = false;
 };
 
-/// One row a field token, in ascending order from 1. `word` is what the field's blocks begin with,
-/// for fields that hold blocks kept as text.
+/// One row for each field token, in ascending order from 1. `word` is the first word of the field's
+/// blocks, for fields of blocks kept as text.
 struct Field {
     std::string_view word;
-    std::uint8_t fewestBytes; ///< that a node has of this field
+    std::uint8_t fewestBytes; ///< minimum size of the field
     void (*write)(Writer&, const Model&, const Field&);
     void (*read)(Reader&, Model&);
     bool countsChildren = false;

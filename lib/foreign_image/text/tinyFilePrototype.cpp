@@ -15,16 +15,16 @@
 
 namespace {
 
-/// Stands for the place in this module in the message about a tag.
+/// The line number of this module in the message about a tag.
 constexpr int kReaderLine = 917;
 
 /// One list of the record.
 struct List {
-    std::int16_t tag;    ///< stands for the list in a section
-    std::int16_t length; ///< tokens that its initialiser gives it, the closing 0 included
+    std::int16_t tag;    ///< identifies the list in a section
+    std::int16_t length; ///< tokens from its initialiser, including the closing 0
 };
 
-/// By slot. Where records of several releases differ, the length is that of the longest.
+/// By slot. If records of several releases differ, the length is that of the longest.
 constexpr List kLists[kPrototypeLists] = {
     {5, 21},  // model node
     {7, 3},   // face
@@ -103,7 +103,7 @@ bool readList(std::FILE* stream, Prototype& prototype, std::int16_t tag) {
     if (row == std::end(kLists)) {
         // Kept: The message about an illegal token has a closing bracket without an opening one.
         // A reader would expect "(line 917)" or the like. The text is common to all binary readers
-        // of the toolkit, and logs are searched for it.
+        // of the toolkit.
         optionPrint("Error: %s %d): illegal token: %hd\n", "tinyFile", kReaderLine, tag);
         binary::reportToken(stream, tag);
         return whole && readTokens(stream, length, nullptr);

@@ -99,7 +99,7 @@ const ValueCase kValues[] = {
     {"negative interpolation", kOdd, 0, 0, 0, 10, 0},
     {"equal times: the first one counts", kTwice, 0, 0, 0, 5, 1},
     {"equal times: after them", kTwice, 0, 0, 0, 7, 3},
-    {"time that is no number", kRamp, kCycle, kCycle, 0, kNan, 10},
+    {"time is not a number", kRamp, kCycle, kCycle, 0, kNan, 10},
     {"keys that are no number", kNoTimes, 0, 0, 0, 1, 2},
 };
 
