@@ -89,7 +89,7 @@ class Running : public support::Program {
     }
 
   private:
-    static constexpr std::chrono::seconds kLongest{250}; // the tests have limits of their own
+    static constexpr std::chrono::seconds kLongest{250}; // the tests have their own limits
 
     static std::vector<std::string> inFront(const std::string& program,
                                             std::vector<std::string> arguments) {

@@ -54,9 +54,9 @@ struct Camera {
     Fcurve* curves[kCameraCurveCount]; ///< owned; null where the parameter is not animated
 };
 
-/// Sets the defaults: the eye stands at (0, 0, 20) and looks at the origin, near 0.1, far 32768,
-/// field of view 41.5, everything else zero or null. The old contents are not freed: call it on a
-/// fresh record or after `cameraDisposeParts`. Does nothing for null.
+/// Sets the defaults: the eye is at (0, 0, 20) and looks at the origin, near 0.1, far 32768, field
+/// of view 41.5, everything else zero or null. The old contents are not freed: call it on a fresh
+/// record or after `cameraDisposeParts`. Does nothing for null.
 void cameraInitialize(Camera* camera);
 
 /// Frees what the camera owns (curves, paths, names) and zeroes those pointers; the record itself

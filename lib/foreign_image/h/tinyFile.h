@@ -14,7 +14,7 @@
 #include <cstdlib>
 #include <memory>
 
-/// Frees what the toolkit returns as plain malloc'ed memory, for example a string.
+/// Frees malloc'ed memory from the toolkit, for example a string.
 struct MallocDisposer {
     void operator()(void* memory) const noexcept { std::free(memory); }
 };

@@ -83,7 +83,7 @@ struct HVector {
     float x, y, z, w;
 };
 
-/// Write the vector on a line of its own, one level deeper. 1, or 0 (nothing written) for null.
+/// Write the vector on a separate line, one level deeper. 1, or 0 (nothing written) for null.
 int vectorWriteAsciiAnimation(std::FILE* stream, const Vector* vector);
 int hvectorWriteAsciiAnimation(std::FILE* stream, const HVector* vector);
 
@@ -125,7 +125,7 @@ struct AnimatedPosition {
     char* pathModelName;         ///< model whose spline is followed; owned (malloc), may be null
 };
 
-/// Frees what the record owns and zeroes it; the record itself stays the caller's. Accepts null.
+/// Frees what the record owns and zeroes it; the caller keeps the record itself. Accepts null.
 void positionClear(AnimatedPosition* position);
 
 /// Writes one animated position in the first form that applies: "CONSTRAINT" with a constraint
@@ -155,23 +155,23 @@ int positionReadAsciiAnimation(std::FILE* stream, Vector* fixed, Fcurve** timing
 
 enum class AnimNoticeKind : std::uint8_t {
     // Losses: something in the file or record is not in the result.
-    UnknownWord, ///< a word that nobody expected where it stood; skipped or read as a default
+    UnknownWord, ///< an unexpected word; skipped or read as a default
     Cut,         ///< a token, string or block longer than its room, or more entries than there is
                  ///< room for; `detail`: the limit
     Missing,   ///< fewer entries than announced, or end of file inside a block; `detail`: how many
                ///< of what were announced and found ("5 keys announced, 3 found")
-    BadNumber, ///< `word` stands in the place of a number and is none, or does not fit; `detail`:
+    BadNumber, ///< `word` is not the expected number, or does not fit; `detail`:
                ///< what was expected ("whole number from -32768 to 32767" or "number")
     Dropped,   ///< a value that the record or the form has no place for; `word`: which one
                ///< ("PREVIOUS"), `detail`: whose ("of point 3 of spline 'flight', ...")
-    Surplus,   ///< text or bytes behind the end, a second model for example; `word`: the first of
+    Surplus,   ///< text or bytes after the end, for example a second model; `word`: the first of
                ///< them, "" for bytes
     LineEnds,  ///< the file has line ends of another system; `word`: "DOS line ends" or "old Mac
                ///< line ends"; reported once, and no UnknownWord, Missing or BadNumber after it
     // The call returns its failure value (0 or null).
     Failed, ///< `detail`: why ("Input/output error"); the message stream says it too
     // Notes: properties of the format; nothing has gone wrong.
-    Kept,     ///< a word that nobody knows, kept as it stands and written back
+    Kept,     ///< an unknown word, kept unchanged and written back
     Version,  ///< the version that the header gave, where it decides how keys are read; `word`: the
               ///< version, `detail`: the text that it stood in and what follows from it
     ByFormat, ///< dropped by the format as docs/toolkit.md lists; `word`: what
@@ -198,7 +198,7 @@ struct AnimNotice {
     std::int64_t line = 0;   ///< text that is read: line on which the word begins, from 1; else 0
     std::int64_t byte = -1;  ///< binary file that is read: offset, from 0; else -1
     const char* detail = ""; ///< by kind, see there; a phrase without capital and full stop
-    bool follows = false; ///< an unknown word behind another, no known one between: the same cause
+    bool follows = false; ///< an unknown word after another without a known one between: same cause
 };
 
 /// Called for each notice with the pointer passed to `animSetObserver`. Must not read or write

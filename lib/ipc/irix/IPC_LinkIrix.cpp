@@ -265,8 +265,8 @@ void IPC_LinkIrix::hangUpOn(int fd) {
     }
 }
 
-/// True when no link of the process is connected and there is no window system to wait for, so that
-/// a wait would never end.
+/// True when no link of the process is connected and no window system is watched, so that a wait
+/// would never end.
 bool IPC_LinkIrix::isAlone(IPC_QUEUE_MODE queueMode) {
     fd_set none;
     FD_ZERO(&none);

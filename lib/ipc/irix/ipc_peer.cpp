@@ -123,7 +123,7 @@ void dropCatchers() {
     }
     execvp(plan.arguments[0], plan.arguments.data());
     const char* const reason = strerrordesc_np(errno);
-    std::signal(SIGPIPE, SIG_IGN); // the exit status tells more
+    std::signal(SIGPIPE, SIG_IGN); // the exit status is more specific
     const std::array<const char*, 3> texts = {
         "doexec: exec failed: ", reason != nullptr ? reason : "?", "\n"};
     for (const char* text : texts) {

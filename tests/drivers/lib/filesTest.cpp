@@ -34,7 +34,7 @@ class Files : public ::testing::Test {
     support::TempDir folder;
 };
 
-/// Runs `body` in a child as an unprivileged user and returns what it returns.
+/// Runs `body` in a child as an unprivileged user and returns its result.
 int asNobody(const std::function<int()>& body) {
     const pid_t child = fork();
     if (child == 0) {

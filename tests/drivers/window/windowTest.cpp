@@ -171,7 +171,7 @@ TEST(Window, EndsWhateverBefallsIt) {
         const auto program = paste(desk, 300, 200);
         const WindowId window = desk.window("picture");
         expectPicture(desk, window, 300, 200);
-        program->kill(SIGSTOP); // it finds all that has happened when it goes on
+        program->kill(SIGSTOP); // it sees everything at once when it continues
         row.strike(desk, window);
         program->kill(SIGCONT);
         EXPECT_EQ(program->exitStatus(), 0);

@@ -338,7 +338,7 @@ TEST_F(FilesTest, signalsLeaveNothing) {
         SCOPED_TRACE(strsignal(signal));
         auto running = startRun({"convert", pic, in("o.1039-1"), "--driver-dir", drivers});
         ASSERT_GT(running->awaitStoppedChild(), 0);
-        running->kill(SIGPIPE); // is no reason to end
+        running->kill(SIGPIPE); // must not end the run
         running->kill(signal);
         const Ended ended = running->wait();
         EXPECT_EQ(ended.signal, signal);

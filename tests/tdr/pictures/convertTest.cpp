@@ -290,7 +290,7 @@ TEST_F(ConvertTest, aLargePictureGoesLineByLine) {
               (Pixels{'a', 0, 0, 0, 'b', 0, 0, 0, 'c', 0, 0, 0, 0, 0, 0, 0}));
 }
 
-// The scripted driver says that its files end in "1039-1", so such a target is its to write.
+// The scripted driver reports the ending "1039-1", so it writes such a target.
 
 TEST_F(ConvertTest, aSignalInTheMiddleLeavesNothing) {
     const std::string drivers = driverFolder({"freezesAtPut"});

@@ -84,7 +84,7 @@ bool TDR_SoftimageFilter::startReading() {
     if (picture) {
         reader.reset(pictureReaderAllocate(file.get()));
         if (channelPacketIsDecodable(packets.get()) == 0) {
-            noteDamage(); // what is stored in an unknown way reads as zero
+            noteDamage(); // channels with an unknown encoding read as zero
         }
     }
     return !picture || reader;

@@ -19,10 +19,10 @@ inline constexpr int kSetDescriptors = 256;
 /// Width of every wait on a descriptor set.
 inline constexpr int kWaitWidth = 1024;
 
-/// Puts `fd` into `set`. False, with nothing changed, when it lies outside 0 ... 255.
+/// Puts `fd` into `set`. False, with nothing changed, when it is outside 0 ... 255.
 bool addToSet(int fd, fd_set* set);
 
-/// True when `fd` lies inside 0 ... 255 and is in `set`.
+/// True when `fd` is within 0 ... 255 and in `set`.
 [[nodiscard]] bool isInSet(int fd, const fd_set* set);
 
 /// Removes `fd` from `set`; does nothing if it cannot be in it.
