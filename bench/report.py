@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Joins what the bench programs measured into one table of ratios with a verdict a row.
+"""Joins the results of the bench programs into one table of ratios with a verdict for each row.
 
 usage: bench/report.py RESULT... [--json OUT]
 
 A RESULT is a file of JSON lines {"row", "contender", "median"} or a JSON file of Google Benchmark
-whose benchmarks are called "row/contender". A row of the table below names the two contenders, how
-they are compared, and its targets: the minimum that has to be reached and the aim.
+whose benchmarks are called "row/contender". A row of the table below names the two contenders, their
+comparison, and its targets: the minimum that must be reached and the aim.
 """
 import json
 import statistics
@@ -56,7 +56,7 @@ def targets():
     yield "convert to PIC, photograph", "convert to PIC", "ours", "ImageMagick TGA", TIME, None, None
     yield "convert to PNG, photograph", "convert to PNG", "ours", "ImageMagick", TIME, 0.8, 0.6
     yield "memory of a driver, line by line", "driver memory", "bytes", None, SIZE, 5, 3.5
-    # 16 and 9.5 times were measured; half as much again would be a step back.
+    # The minima are about one and a half times the usual ratios, 16 and 9.5.
     yield "50 MB scene: read", "scene read", "ours", "fread", TIME, 25, 16
     yield "50 MB scene: write", "scene write", "ours", "fwrite", TIME, 15, 10
     for keys in (1000, 30000):
@@ -88,7 +88,7 @@ def read_figures(paths):
 
 
 def median_of(figures, row, contender):
-    """Median over the rounds of every row that begins so (pictures of one group together)."""
+    """Median over the rounds of every row with this prefix (the pictures of one group)."""
     times = [t for (r, c), ts in figures.items() if c == contender and (r == row or r.startswith(row + " "))
              for t in ts]
     return statistics.median(times) if times else None

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 # SPDX-License-Identifier: MIT
-"""Lets system calls and allocations fail, and processes die, under whole runs of tdr.
+"""Fails system calls and allocations, and kills processes, during whole runs of tdr.
 
-BIN holds tdr and the drivers, TOOLS what CMake built of this folder. The last lines are the table
+BIN holds tdr and the drivers, TOOLS the programs built from this folder. The last lines are a table
 of what was tried and what held; exit status 1: not all held, 77: this system forbids tracing.
 """
 import argparse, collections, contextlib, ctypes, multiprocessing, os, pathlib, random, shutil
@@ -10,14 +10,14 @@ import signal, struct, subprocess, sys, tempfile, time, zlib
 
 SHORT = 500    # calls that the short form fails
 DEADLINE = 40  # seconds until a run counts as hanging
-ANSWER = 2     # seconds that a driver gets for an answer, which some faults swallow
+ANSWER = 2     # seconds for a driver's answer, which some faults suppress
 PATIENCE = 60  # the same in runs without a fault
-SETTLE = 5     # seconds that orphans get to end by themselves
+SETTLE = 5     # seconds for orphans to end by themselves
 WORKERS = 6 * os.cpu_count()  # runs wait more than they compute
 OLD = b"what the target held before\n"
 WHOLE_BLOCK = 9 * 7 * 4  # bytes of the picture's block; without it a conversion goes line by line
 
-# What is run, the file it writes, the processes that are put to the test one at a time, environment.
+# The command, the file it writes, the processes to fail one at a time, environment.
 Scenario = collections.namedtuple("Scenario", "name command target processes environment",
                                   defaults=({},))
 CONVERSION = ("tdr", "softimageFilter", "pngFilter")
@@ -33,7 +33,7 @@ SCENARIOS = [
 SAMPLES = {"in.tag": "fuzz/corpus/matte/literal", "in.scn": "samples/lighthouse.scn",
            "in.spl": "samples/vase.spl"}
 
-# How each kind of call fails. "short": a transfer of one byte.
+# The faults of each kind of call. "short": a transfer of one byte.
 FAULTS = {
     "read": "EINTR EIO ECONNRESET short", "write": "EINTR EIO ENOSPC EPIPE short",
     "open": "EINTR EMFILE EIO ENOMEM", "close": "EINTR EIO ENOSPC", "lseek": "EIO",
@@ -46,7 +46,7 @@ FAULTS = {
     "access": "EIO", "link": "EIO", "mkdir": "ENOSPC", "chmod": "EIO", "alloc": "null",
 }
 
-# Deaths: who gets which signal, and how often in the whole and in the short form.
+# Deaths: the process, the signal, and the number of runs in the full and in the short form.
 DEATHS = [("driver", "KILL", 50, 10), ("tdr", "KILL", 50, 10), ("both", "KILL", 50, 10)] + [
     (who, name, 10, 2) for who in ("tdr", "both") for name in ("INT", "TERM", "HUP", "PIPE", "TSTP")]
 
@@ -58,7 +58,7 @@ def lineOf(case):
 
 
 def smallPng(width, height):
-    """A PNG whose pixels all differ."""
+    """A PNG whose pixels are all different."""
     rows = b"".join(b"\0" + bytes((x * 29 + y * 53 + c * 71) & 255 for x in range(width)
                                   for c in range(4)) for y in range(height))
     chunks = ((b"IHDR", struct.pack(">IIBBBBB", width, height, 8, 6, 0, 0, 0)),
@@ -75,13 +75,13 @@ def childrenOf(pid):
 
 
 def segments():
-    """The shared memory segments there are: id and the process that made it."""
+    """The existing shared memory segments: id and the process that made it."""
     with open("/proc/sysvipc/shm", encoding="ascii") as table:
         return {(row[1], row[4]) for row in map(str.split, table)}
 
 
 def takeSegmentsOf(pid, known):
-    """Removes the segments that a process made; gives their ids. A number may have been another's."""
+    """Removes the segments that a process made; returns their ids. Process ids may be reused."""
     ids = [number for number, maker in segments() - known if maker == str(pid)]
     for number in ids:
         subprocess.run(["ipcrm", "-m", number], check=False)
@@ -94,11 +94,11 @@ def textOf(path):
 
 
 class Death:
-    """A signal at a moment of a run, to tdr, to one of its drivers, or to both."""
+    """A signal during a run, to tdr, to one of its drivers, or to both."""
 
     def __init__(self, who, name, seconds, choice):
         self.who, self.name, self.seconds, self.choice = who, name, seconds, choice
-        self.leaves = name == "KILL" and who != "driver"  # what the next run has to clean up
+        self.leaves = name == "KILL" and who != "driver"  # the next run has to clean up
 
     def strike(self, child):
         time.sleep(self.seconds)
@@ -114,7 +114,7 @@ class Death:
 
 
 def goodStatuses(case):
-    """Exit statuses that keep the promise; a negative one is a signal."""
+    """The allowed exit statuses; a negative one is a signal."""
     if case.death is None or case.death.who == "driver":
         return (0, 1, 2, 3) if case.kind == "stat" else (0, 1, 3)  # 2: an option's folder
     number = signal.Signals["SIG" + case.death.name]
@@ -122,7 +122,7 @@ def goodStatuses(case):
 
 
 class Bench:
-    """Runs one case at a time in a folder of its own and judges it."""
+    """Runs one case at a time in a new folder and judges it."""
 
     def __init__(self, options, samples, references=None):
         self.bin, self.tools = pathlib.Path(options.bin), pathlib.Path(options.tools)
@@ -131,7 +131,7 @@ class Bench:
         ctypes.CDLL(None).prctl(36, 1, 0, 0, 0)  # PR_SET_CHILD_SUBREAPER: orphans become ours
 
     def run(self, case):
-        """What is wrong with the end of a case (nothing: it held), and its protocol."""
+        """What is wrong at the end of a case (empty: it held), and its log."""
         with tempfile.TemporaryDirectory(prefix="tdr-harness-") as name:
             folder = pathlib.Path(name)
             before, self.known = self.lay(case.scenario, folder), segments()
@@ -148,7 +148,7 @@ class Bench:
             return wrong, protocol
 
     def lay(self, scenario, folder):
-        """Fills the folder of a run; gives its files."""
+        """Fills the folder of a run; returns its files."""
         for made in ("work", "tmp", "drivers"):
             (folder / made).mkdir()
         (folder / "work" / scenario.target).write_bytes(OLD)
@@ -178,7 +178,7 @@ class Bench:
         return command, environment
 
     def start(self, folder, command, environment, death=None):
-        """Runs a command to its end; gives the process and what is wrong with its end."""
+        """Runs a command to its end; returns the process and what is wrong with its end."""
         with open(folder / "out", "wb") as out, open(folder / "err", "wb") as err:
             child = subprocess.Popen(command, cwd=folder / "work", env=environment, stdout=out,
                                      stderr=err, stdin=subprocess.DEVNULL, process_group=0)
@@ -190,7 +190,7 @@ class Bench:
         return child, wrong
 
     def end(self, child):
-        """Waits for a process and its orphans; gives those that would not end."""
+        """Waits for a process and its orphans; returns those that do not end."""
         wrong = []
         try:
             child.wait(DEADLINE)
@@ -210,7 +210,7 @@ class Bench:
         return wrong
 
     def judge(self, case, child, folder, before):
-        """What is wrong with what a run has left."""
+        """What a run has left behind wrongly."""
         wrong, status, target = [], child.returncode, case.scenario.target
         files = [path for place in ("work", "tmp") for path in (folder / place).rglob("*")]
         after = {path.name: path.read_bytes() for path in files if path.is_file()}
@@ -248,7 +248,7 @@ def learn(bench):
 
 
 def sample(cases, size):
-    """A part of the cases, the same in every run, with some of each kind, fault and process."""
+    """A sample of the cases, the same in every run, with some of each kind, fault and process."""
     groups = collections.defaultdict(list)
     for case in cases:
         groups[case.kind, case.fault, case.process].append(case)
@@ -262,7 +262,7 @@ def sample(cases, size):
 
 
 def deaths(short, seed, seconds):
-    """Deaths at moments that the seed chooses, in conversions that take about `seconds`."""
+    """Deaths at moments chosen by the seed, in conversions that take about `seconds`."""
     chance = random.Random(seed)
     return [Case(chance.choice(SCENARIOS[:4]), who, name, number + 1, f"seed {seed}",
                  Death(who, name, chance.random() * seconds, chance.randrange(9)))

@@ -152,7 +152,7 @@ bool PngDecoder::readRow(std::uint8_t* row) {
     return !lost_;
 }
 
-/// A file that stops behind its pixels is cut short too: it may have held text there.
+/// A file that ends after its pixels but before IEND is also cut short: text may be missing.
 void PngDecoder::readEnd() {
     lost_ = lost_ || !guarded(png_, [this] { png_read_end(png_, nullptr); });
 }

@@ -36,8 +36,8 @@ class PngDecoder {
     [[nodiscard]] int nextRow() const { return nextRow_; }
 
     /// Decodes the next row of a picture that is not interlaced into `row` (width × 4 bytes).
-    /// False when the file is damaged here or, at the last row, behind it, or cannot be read: a row
-    /// that could not be decoded is zero, and so are all later ones.
+    /// False when the file is damaged here, or after the last row, or cannot be read: a row that
+    /// could not be decoded is zero, and so are all later ones.
     bool readRow(std::uint8_t* row);
 
     /// Decodes an interlaced picture into `rows` (height × width × 4 bytes, cleared by the
