@@ -33,6 +33,7 @@ class FileDriver : public Driver {
     using Driver::namingTemplate;
     using Driver::vendorName;
     using Driver::writeDirection;
+    using Transfer = TDR_Driver::Transfer;
 
     int postWrites = 0;
     int executePostWriteCommand() override {
@@ -52,16 +53,20 @@ class FileDriver : public Driver {
     }
 
     int get(std::string& block, long y) {
-        return with(block.size(), [&] { return this->getLine(block.data(), 0, 0, y); });
+        return with(block.size(), Transfer::GetLine, y,
+                    [&] { return this->getLine(block.data(), 0, 0, y); });
     }
     int put(const std::string& block, long y) {
-        return with(block.size(), [&] { return this->putLine(writable(block), 0, 0, y); });
+        return with(block.size(), Transfer::PutLine, y,
+                    [&] { return this->putLine(writable(block), 0, 0, y); });
     }
     int getAll(std::string& block) {
-        return with(block.size(), [&] { return this->getCache(block.data(), 0, 0); });
+        return with(block.size(), Transfer::GetCache, 0,
+                    [&] { return this->getCache(block.data(), 0, 0); });
     }
     int putAll(const std::string& block) {
-        return with(block.size(), [&] { return this->putCache(writable(block), 0, 0); });
+        return with(block.size(), Transfer::PutCache, 0,
+                    [&] { return this->putCache(writable(block), 0, 0); });
     }
 
     /// Size of a line of the driver in bytes.
@@ -86,9 +91,9 @@ class FileDriver : public Driver {
     static char* writable(const std::string& block) { return const_cast<char*>(block.data()); }
 
     template <typename Operation>
-    int with(std::size_t bytes, Operation operation) {
+    int with(std::size_t bytes, Transfer transfer, long y, Operation operation) {
         this->blockBytes = bytes;
-        const int result = operation();
+        const int result = this->mayTransfer(transfer, y) ? operation() : -1;
         this->blockBytes = 0;
         return result;
     }

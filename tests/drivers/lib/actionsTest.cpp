@@ -210,6 +210,41 @@ TEST_F(Actions, TransfersGoTheirWay) {
     EXPECT_EQ(calls(), "disconnect() postWrite() send(101,1)");
 }
 
+TEST_F(Actions, DeclaredLinesAreCheckedBeforeTheOperation) {
+    driver->bounds[3] = 10;
+    const struct {
+        const char* name;
+        std::int32_t line;
+        std::size_t lineBytes; // in a block of 4096
+        bool open, takesLine, takesCache;
+    } cases[] = {
+        {"lowest line", 0, 409, true, true, true},
+        {"topmost line", 9, 409, true, true, true},
+        {"below", -1, 409, true, false, true},
+        {"above", 10, 409, true, false, true},
+        {"a picture does not fit", 0, 410, true, true, false},
+        {"a line just fits", 0, 4096, true, true, false},
+        {"a line does not fit", 0, 4097, true, false, false},
+        {"a picture of any size", 0, SIZE_MAX / 4, true, false, false},
+        {"no file", 0, 1, false, false, false},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        driver->lineBytes = c.lineBytes;
+        driver->open = c.open;
+        for (const bool put : {false, true}) {
+            const std::string notice = put ? "2/1225 " : "";
+            EXPECT_EQ(handle(action(put ? 1434 : 1430, withBlock({c.line, 3}))),
+                      notice + (c.takesLine ? "1/101" : "1/102"));
+            EXPECT_EQ(calls().find(put ? "putLine" : "getLine") != std::string::npos, c.takesLine);
+            EXPECT_EQ(handle(action(put ? 1433 : 1429, withBlock({3}))),
+                      notice + (c.takesCache ? "1/101" : "1/102"));
+            EXPECT_EQ(calls().find(put ? "putCache" : "getCache") != std::string::npos,
+                      c.takesCache);
+        }
+    }
+}
+
 TEST_F(Actions, ACellThatWasSetCountsAsNewForGood) {
     EXPECT_EQ(handle(action(1428, {7})), "1/101");
     for (int request = 0; request < 2; ++request) {

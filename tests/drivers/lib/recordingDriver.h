@@ -50,6 +50,11 @@ class RecordingDriver : public TDR_Driver {
         return result;
     }
 
+    std::optional<std::size_t> lineBytes; ///< what it declares
+    bool open = true;
+    std::optional<std::size_t> declaredLineBytes(Transfer) const override { return lineBytes; }
+    bool isOpenFor(Transfer) const override { return open; }
+
     int getStamp(char* b, int s, long c) override { return noteBlock("getStamp", b, s, c); }
     int putStamp(char* b, int s, long c) override { return noteBlock("putStamp", b, s, c); }
     int getCache(char* b, int s, long c) override { return noteBlock("getCache", b, s, c); }

@@ -81,7 +81,7 @@ TEST_F(SoftimageTest, ChannelsThatAFileLacksLeaveTheHostsBytes) {
                   0);
         EXPECT_EQ(filter.currentFormat, 0);
         EXPECT_EQ(filter.line(0, 0x77), bytes(c.host));
-        EXPECT_EQ(said.text(), "");
+        EXPECT_EQ(said.text().empty(), !std::string_view(c.name).starts_with("unknown"));
     }
 }
 

@@ -10,11 +10,16 @@
 // What the framework promises to an operation:
 //  - one request at a time, from one thread; the reply is sent from the operation's result;
 //  - counts of the request have been checked where the protocol checks them, strings are
-//  terminated;
+//    terminated;
 //  - a get or put operation is given an attached shared block, which stays attached until it
-//  returns.
-// What it does not promise: an order of requests, a sensible `size`, `line` or `cell`. Compare what
-// you are going to access with `blockBytes`, the real size of the block, before you access it.
+//    returns;
+//  - a driver that declares its line size (`declaredLineBytes`) can trust the arguments of getLine,
+//    putLine, getCache and putCache: a file is open in the right direction, the line is inside the
+//    picture, and the block has room for the line or the whole picture. Any other request gets the
+//    error reply, and the operation is not called.
+// What it does not promise: an order of requests, a sensible `size` or `cell`; and without a
+// declared line size a sensible `line` either. Such a driver has to compare what it is going to
+// access with `blockBytes`, the real size of the block.
 //
 // Every operation returns -1 for failure (the host gets the error reply) and anything else for
 // success. An operation that throws has failed too, and its reason is printed as one line. Print
@@ -28,6 +33,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 
 class IPC_LinkIrix;
 
@@ -39,6 +45,13 @@ struct TDR_PixelFormat {
     std::int32_t depth2;       ///< second depth value (bits)
     std::int32_t channels[32]; ///< channel codes
 };
+
+/// The usual format: red, green, blue and alpha of 8 bits, base::kHostPixelBytes per pixel.
+inline constexpr TDR_PixelFormat kRgbaFormat = {4, 8, 8, {0x40, 0x20, 0x10, 0x08}};
+
+/// The access modes and the write direction that drivers of files report.
+inline constexpr std::int32_t kFileAccessModes = 0x4033;
+inline constexpr std::int32_t kFileWriteDirection = 8;
 
 class TDR_Driver {
   public:
@@ -133,6 +146,18 @@ class TDR_Driver {
     virtual int executePreReadCommand();
     virtual int executePostWriteCommand();
 
+    // --- Declarations, by which the framework checks transfers -----------------------------------
+
+    enum class Transfer : std::uint8_t { GetLine, PutLine, GetCache, PutCache };
+
+    /// Bytes of one line in the host's block for this request, in the current format; a whole
+    /// picture is `bounds[3]` lines. Called only while `isOpenFor` says yes. The base class
+    /// declares nothing, so its requests are not checked.
+    [[nodiscard]] virtual std::optional<std::size_t> declaredLineBytes(Transfer transfer) const;
+    /// Whether a file is open from which this request may read, or to which it may write. The base
+    /// class says yes.
+    [[nodiscard]] virtual bool isOpenFor(Transfer transfer) const;
+
     // --- Services --------------------------------------------------------------------------------
 
     /// Answer a request: done, or failed. Return the result of the link's transmit.
@@ -209,15 +234,20 @@ class TDR_Driver {
     /// larger than the request's size.
     std::size_t blockBytes;
 
+    /// Whether the request fits what the driver has declared: a file that is open for it, a line
+    /// inside the picture (for a request of one line) and a block with room for it. The framework
+    /// checks this before each operation; true for a driver that declares nothing.
+    [[nodiscard]] bool mayTransfer(Transfer transfer, long line = 0) const;
+
   private:
     struct Queries;
     struct Actions;
     struct Request;
-    class AttachedBlock;
+    struct BlockRequests;
 
     int reply(int result);
-    template <class... Parameters, class... Arguments>
-    int answer(int (TDR_Driver::*operation)(Parameters...), Arguments... arguments);
+    template <class Operation>
+    int answer(Operation operation);
     int sendLong(short code, std::int32_t value);
     int sendLongs(short code, const std::int32_t* values, int count);
     int sendText(short code, const char* text);

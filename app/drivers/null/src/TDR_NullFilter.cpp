@@ -3,17 +3,12 @@
 // discards everything that is written. A complete example of a driver, and a peer for tests and
 // benchmarks that takes no time itself.
 #include "TDR_Driver.h"
-#include "base/checkedMath.h"
 #include "base/diagnostics.h"
+#include "base/hostPixel.h"
 
 #include <cstdint>
 
 namespace {
-
-// One pixel format: red, green, blue and alpha, 8 bits each. A host pixel is four bytes in the
-// order alpha, blue, green, red.
-constexpr TDR_PixelFormat kRgba = {4, 8, 8, {0x40, 0x20, 0x10, 0x08}};
-constexpr int kBytesPerPixel = 4;
 
 class TDR_NullFilter : public TDR_Driver {
   public:
@@ -25,10 +20,10 @@ class TDR_NullFilter : public TDR_Driver {
         namingExtension = ".null";
         namingFlag = 1;
         namingTemplate = "%s.%d.null";
-        accessModes = 0x4033;
-        writeDirection = 8;
+        accessModes = kFileAccessModes;
+        writeDirection = kFileWriteDirection;
         formatCount = 1;
-        formats = &kRgba;
+        formats = &kRgbaFormat;
     }
 
     int devicePredicate() override { return 1; }
@@ -55,48 +50,37 @@ class TDR_NullFilter : public TDR_Driver {
         return connected_ && resized ? -1 : TDR_Driver::setBounds(x, y, width, height);
     }
 
+    // With these two the framework serves no line outside the picture and no block that is too
+    // small. Lines that are put need no operation: the base class answers that they are stored.
+    std::optional<std::size_t> declaredLineBytes(Transfer) const override {
+        return static_cast<std::size_t>(bounds[2]) * base::kHostPixelBytes;
+    }
+    bool isOpenFor(Transfer) const override { return connected_; }
+
     int getLine(char* block, int, long, long line) override {
-        if (!servesLine(line)) {
-            return -1;
-        }
         fillLine(reinterpret_cast<std::uint8_t*>(block), line);
         return 0;
     }
 
     int getCache(char* block, int, long) override {
-        if (!servesPicture()) {
-            return -1;
-        }
         auto* bytes = reinterpret_cast<std::uint8_t*>(block);
-        for (long line = 0; line < bounds[3]; ++line, bytes += lineBytes()) {
-            fillLine(bytes, line);
+        for (long line = 0; line < bounds[3]; ++line) {
+            bytes = fillLine(bytes, line);
         }
         return 0;
     }
 
-    int putLine(char*, int, long, long line) override { return servesLine(line) ? 0 : -1; }
-    int putCache(char*, int, long) override { return servesPicture() ? 0 : -1; }
-
   private:
-    [[nodiscard]] std::size_t lineBytes() const {
-        return static_cast<std::size_t>(bounds[2]) * kBytesPerPixel;
-    }
-    [[nodiscard]] bool servesLine(long line) const {
-        return connected_ && line >= 0 && line < bounds[3] && blockBytes >= lineBytes();
-    }
-    [[nodiscard]] bool servesPicture() const {
-        const auto need = base::checkedProduct(lineBytes(), bounds[3]);
-        return connected_ && need && blockBytes >= *need;
-    }
-
     // Red rises along the line, green with the lines, blue with both; alpha is opaque.
-    void fillLine(std::uint8_t* pixel, long line) const {
-        for (long x = 0; x < bounds[2]; ++x, pixel += kBytesPerPixel) {
+    // Returns the end of the line.
+    std::uint8_t* fillLine(std::uint8_t* pixel, long line) const {
+        for (long x = 0; x < bounds[2]; ++x, pixel += base::kHostPixelBytes) {
             pixel[0] = 255;
             pixel[1] = static_cast<std::uint8_t>(x + line);
             pixel[2] = static_cast<std::uint8_t>(line);
             pixel[3] = static_cast<std::uint8_t>(x);
         }
+        return pixel;
     }
 
     bool connected_ = false;

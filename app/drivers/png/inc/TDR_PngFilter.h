@@ -43,12 +43,12 @@ class TDR_PngFilter : public TDR_Driver {
     /// Returns 1 when a file was written, with transparent black for lines that were never sent; 0
     /// when none was; -1 when the written file is not complete.
     int disconnectFromFile() override;
+    [[nodiscard]] std::optional<std::size_t> declaredLineBytes(Transfer transfer) const override;
+    [[nodiscard]] bool isOpenFor(Transfer transfer) const override;
 
   private:
     [[nodiscard]] bool isOpen() const { return reading_ || writing_; }
     [[nodiscard]] std::size_t lineBytes() const;
-    [[nodiscard]] bool mayTransfer(const void* file, std::size_t bytes) const;
-    [[nodiscard]] bool isLine(long y) const { return y >= 0 && y < bounds[3]; }
     bool closePreviousFile();
     bool openForReading(const char* name);
     bool createFile(const char* name);

@@ -2,6 +2,7 @@
 #include "TDR_PngFilter.h"
 
 #include "base/diagnostics.h"
+#include "base/hostPixel.h"
 #include "base/hugePages.h"
 #include "pngPicture.h"
 #include "pngWriter.h"
@@ -11,15 +12,6 @@
 #include <new>
 
 using namespace png_filter;
-
-namespace {
-
-constexpr TDR_PixelFormat kFormats[] = {{4, 8, 8, {0x40, 0x20, 0x10, 0x08}}};
-
-constexpr std::int32_t kAccessModes = 0x4033;
-constexpr std::int32_t kWriteDirection = 8;
-
-} // namespace
 
 TDR_Driver* createDriver(int port) {
     return new (std::nothrow) TDR_PngFilter(port);
@@ -34,10 +26,10 @@ TDR_PngFilter::TDR_PngFilter(int port) : TDR_Driver(port) {
     namingExtension = ".png";
     namingFlag = 1;
     namingTemplate = "%s.%d.png";
-    accessModes = kAccessModes;
-    writeDirection = kWriteDirection;
+    accessModes = kFileAccessModes;
+    writeDirection = kFileWriteDirection;
     formatCount = 1;
-    formats = kFormats;
+    formats = &kRgbaFormat;
     currentFormat = 0;
 }
 
@@ -150,11 +142,16 @@ void TDR_PngFilter::noteDamage() {
 // --- Lines ---------------------------------------------------------------------------------------
 
 std::size_t TDR_PngFilter::lineBytes() const {
-    return static_cast<std::size_t>(bounds[2]) * kBytesPerPixel;
+    return static_cast<std::size_t>(bounds[2]) * base::kHostPixelBytes;
 }
 
-bool TDR_PngFilter::mayTransfer(const void* file, std::size_t bytes) const {
-    return file != nullptr && blockBytes >= bytes;
+std::optional<std::size_t> TDR_PngFilter::declaredLineBytes(Transfer) const {
+    return lineBytes();
+}
+
+bool TDR_PngFilter::isOpenFor(Transfer transfer) const {
+    const bool get = transfer == Transfer::GetLine || transfer == Transfer::GetCache;
+    return get ? reading_ != nullptr : writing_ != nullptr;
 }
 
 bool TDR_PngFilter::getRow(long y, char* line) {
@@ -175,19 +172,15 @@ bool TDR_PngFilter::putRow(long y, const char* line) {
 }
 
 int TDR_PngFilter::getLine(char* block, int, long, long y) {
-    return mayTransfer(reading_.get(), lineBytes()) && isLine(y) && getRow(y, block) ? 0 : -1;
+    return getRow(y, block) ? 0 : -1;
 }
 
 int TDR_PngFilter::putLine(char* block, int, long, long y) {
-    return mayTransfer(writing_.get(), lineBytes()) && isLine(y) && putRow(y, block) ? 0 : -1;
+    return putRow(y, block) ? 0 : -1;
 }
 
 int TDR_PngFilter::getCache(char* block, int, long) {
-    const std::size_t bytes = lineBytes() * static_cast<std::size_t>(bounds[3]);
-    if (!mayTransfer(reading_.get(), bytes)) {
-        return -1;
-    }
-    base::PopulateBackwards pages(block, bytes);
+    base::PopulateBackwards pages(block, lineBytes() * static_cast<std::size_t>(bounds[3]));
     for (long y = bounds[3] - 1; y >= 0; --y) {
         if (bounds[3] - 1 - y >= reading_->wholeRows()) { // only zeros down to the bottom
             base::clear(block, static_cast<std::size_t>(y + 1) * lineBytes());
@@ -203,11 +196,8 @@ int TDR_PngFilter::getCache(char* block, int, long) {
 }
 
 int TDR_PngFilter::putCache(char* block, int, long) {
-    const std::size_t bytes = lineBytes() * static_cast<std::size_t>(bounds[3]);
-    bool whole = mayTransfer(writing_.get(), bytes);
-    if (whole) {
-        base::populate(block, bytes);
-    }
+    base::populate(block, lineBytes() * static_cast<std::size_t>(bounds[3]));
+    bool whole = true;
     for (long y = bounds[3] - 1; whole && y >= 0; --y) {
         whole = putRow(y, block + static_cast<std::size_t>(y) * lineBytes());
     }

@@ -123,7 +123,8 @@ bool PngDecoder::start() {
         png_read_update_info(png_, info_);
         width_ = static_cast<int>(png_get_image_width(png_, info_));
         height_ = static_cast<int>(png_get_image_height(png_, info_));
-        if (png_get_rowbytes(png_, info_) != static_cast<std::size_t>(width_) * kBytesPerPixel) {
+        if (png_get_rowbytes(png_, info_) !=
+            static_cast<std::size_t>(width_) * base::kHostPixelBytes) {
             png_error(png_, "unexpected row size");
         }
     });
@@ -144,7 +145,7 @@ bool PngDecoder::restart() {
 bool PngDecoder::readRow(std::uint8_t* row) {
     ++nextRow_;
     // libpng fills a row only when it is complete, even if it then fails at the next bytes.
-    std::memset(row, 0, static_cast<std::size_t>(width_) * kBytesPerPixel);
+    std::memset(row, 0, static_cast<std::size_t>(width_) * base::kHostPixelBytes);
     lost_ = lost_ || !guarded(png_, [this, row] { png_read_row(png_, row, nullptr); });
     if (nextRow_ == height_) {
         readEnd();
@@ -160,7 +161,7 @@ void PngDecoder::readEnd() {
 bool PngDecoder::readInterlaced(std::uint8_t* rows) {
     nextRow_ = height_;
     lost_ = !guarded(png_, [this, rows] {
-        const std::size_t rowSize = static_cast<std::size_t>(width_) * kBytesPerPixel;
+        const std::size_t rowSize = static_cast<std::size_t>(width_) * base::kHostPixelBytes;
         for (int pass = 0; pass < passes_; ++pass) {
             for (int y = 0; y < height_; ++y) {
                 png_read_row(png_, rows + static_cast<std::size_t>(y) * rowSize, nullptr);

@@ -4,6 +4,7 @@
 
 #include "pngGuard.h"
 
+#include "base/hostPixel.h"
 #include "base/uniqueFile.h"
 
 #include <cstdint>
@@ -11,9 +12,6 @@
 #include <utility>
 
 namespace png_filter {
-
-/// Bytes of one pixel of a host line: alpha, blue, green, red.
-inline constexpr int kBytesPerPixel = 4;
 
 /// Decodes any kind of PNG (grey, palette, colour; 1 to 16 bits; with or without alpha or a
 /// transparent colour) to host pixels. 16-bit samples are scaled to 8 bits, pixels of a picture

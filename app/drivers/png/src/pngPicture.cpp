@@ -29,7 +29,7 @@ std::unique_ptr<PngPicture> PngPicture::open(const char* path, PngReport& report
 
 PngPicture::PngPicture(std::unique_ptr<PngDecoder> decoder, std::size_t limit)
     : decoder_(std::move(decoder)),
-      rowSize_(static_cast<std::size_t>(decoder_->width()) * kBytesPerPixel),
+      rowSize_(static_cast<std::size_t>(decoder_->width()) * base::kHostPixelBytes),
       capacity_(static_cast<int>(std::clamp<std::size_t>(
           limit / rowSize_, 1, static_cast<std::size_t>(decoder_->height())))),
       wholeRows_(decoder_->height()) {}

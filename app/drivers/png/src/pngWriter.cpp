@@ -104,7 +104,7 @@ bool PngWriter::encodeKept() {
 
 bool PngWriter::encodeRest() {
     const Row blank(new (std::nothrow)
-                        std::uint8_t[static_cast<std::size_t>(width_) * kBytesPerPixel]{});
+                        std::uint8_t[static_cast<std::size_t>(width_) * base::kHostPixelBytes]{});
     if (!blank) {
         return fail(ENOMEM);
     }
@@ -117,7 +117,7 @@ bool PngWriter::encodeRest() {
 
 bool PngWriter::keep(int index, const std::uint8_t* row) {
     Row& place = kept_[static_cast<std::size_t>(index)];
-    const std::size_t size = static_cast<std::size_t>(width_) * kBytesPerPixel;
+    const std::size_t size = static_cast<std::size_t>(width_) * base::kHostPixelBytes;
     if (!place) {
         place.reset(new (std::nothrow) std::uint8_t[size]);
     }

@@ -49,6 +49,8 @@ class TDR_SoftimageFilter : public TDR_Driver {
     /// Writes the lines kept back and closes the file. Returns 1 when one was open, 0 when none
     /// was, -1 when the written file is not complete.
     int disconnectFromFile() override;
+    [[nodiscard]] std::optional<std::size_t> declaredLineBytes(Transfer transfer) const override;
+    [[nodiscard]] bool isOpenFor(Transfer transfer) const override;
 
   protected:
     /// Sets the identity and the initial value of every member; 0.
@@ -115,8 +117,6 @@ class TDR_SoftimageFilter : public TDR_Driver {
 
     [[nodiscard]] std::size_t hostLineBytes() const;
     [[nodiscard]] std::size_t packedLineBytes() const;
-    [[nodiscard]] bool mayTransfer(bool forWriting, std::size_t bytes) const;
-    [[nodiscard]] bool isLine(long y) const { return y >= 0 && y < height(); }
     bool keepLine(long k, const unsigned char* hostLine);
     bool flushKeptLines();
     bool closeFile();

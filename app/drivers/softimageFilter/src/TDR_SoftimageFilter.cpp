@@ -17,12 +17,9 @@ namespace {
 // format by its index is answered.
 constexpr std::int32_t kOfferedFormats = 1;
 constexpr TDR_PixelFormat kFormats[] = {
-    {4, 8, 8, {0x40, 0x20, 0x10, 0x08}},
+    kRgbaFormat,
     {1, 1, 1, {2}},
 };
-
-constexpr std::int32_t kAccessModes = 0x4033;
-constexpr std::int32_t kWriteDirection = 8;
 
 } // namespace
 
@@ -51,8 +48,8 @@ int TDR_SoftimageFilter::initialize() {
     namingExtension = ".pic";
     namingFlag = 1;
     namingTemplate = "%s.%d.pic";
-    accessModes = kAccessModes;
-    writeDirection = kWriteDirection;
+    accessModes = kFileAccessModes;
+    writeDirection = kFileWriteDirection;
     formatCount = kOfferedFormats;
     formats = kFormats;
     cleanup();

@@ -21,9 +21,6 @@ void fetch(const char* memory, std::size_t bytes) {
 
 int TDR_SoftimageFilter::getCache(char* block, int, long) {
     const std::size_t lineBytes = packedLineBytes();
-    if (!mayTransfer(false, lineBytes * static_cast<std::size_t>(height()))) {
-        return -1;
-    }
     base::PopulateBackwards pages(block, lineBytes * static_cast<std::size_t>(height()));
     // Kept: A whole picture is read by its rows, not by file order.
     // A reader would expect row 0, the bottom line, to get the last scanline. The row's number is
@@ -52,9 +49,6 @@ int TDR_SoftimageFilter::getCache(char* block, int, long) {
 
 int TDR_SoftimageFilter::putCache(char* block, int, long) {
     const std::size_t lineBytes = packedLineBytes();
-    if (!mayTransfer(true, lineBytes * static_cast<std::size_t>(height()))) {
-        return -1;
-    }
     base::populate(block, lineBytes * static_cast<std::size_t>(height()));
     // Kept: A whole picture is written by its rows and ends on line 0.
     // A reader would expect the last line to be the last one written. The file is right, because

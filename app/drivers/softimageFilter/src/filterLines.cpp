@@ -28,9 +28,13 @@ std::size_t indexOf(long k) {
 
 // --- Requests ------------------------------------------------------------------------------------
 
-bool TDR_SoftimageFilter::mayTransfer(bool forWriting, std::size_t bytes) const {
-    return file && isOpen() && lineOffsets && lineCache && writing == forWriting && !broken &&
-           blockBytes >= bytes;
+bool TDR_SoftimageFilter::isOpenFor(Transfer transfer) const {
+    const bool put = transfer == Transfer::PutLine || transfer == Transfer::PutCache;
+    return file && isOpen() && lineOffsets && lineCache && writing == put && !broken;
+}
+
+std::optional<std::size_t> TDR_SoftimageFilter::declaredLineBytes(Transfer transfer) const {
+    return transfer == Transfer::PutLine ? hostLineBytes() : packedLineBytes();
 }
 
 std::size_t TDR_SoftimageFilter::hostLineBytes() const {
@@ -43,9 +47,6 @@ std::size_t TDR_SoftimageFilter::packedLineBytes() const {
 }
 
 int TDR_SoftimageFilter::getLine(char* block, int, long, long y) {
-    if (!mayTransfer(false, packedLineBytes()) || !isLine(y)) {
-        return -1;
-    }
     const long k = height() - 1 - y;
     if (lineOffsets[indexOf(k)] == 0 && !fill_offset_table()) {
         return -1;
@@ -54,9 +55,6 @@ int TDR_SoftimageFilter::getLine(char* block, int, long, long y) {
 }
 
 int TDR_SoftimageFilter::putLine(char* block, int, long, long y) {
-    if (!mayTransfer(true, hostLineBytes()) || !isLine(y)) {
-        return -1;
-    }
     const long k = height() - 1 - y;
     const bool done =
         k == lastWrittenLine + 1L ? writeLine(k, bytesOf(block)) : keepLine(k, bytesOf(block));

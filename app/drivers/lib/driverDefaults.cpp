@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: MIT
+// Defaults for operations that a driver does not override.
+#include "TDR_Driver.h"
+
+#include <algorithm>
+
+int TDR_Driver::setPixelFormat(int index) {
+    currentFormat = index;
+    return 0;
+}
+
+int TDR_Driver::setBounds(long x, long y, long width, long height) {
+    const long values[] = {x, y, width, height};
+    std::ranges::transform(values, bounds, [](long v) { return static_cast<std::int32_t>(v); });
+    return 0;
+}
+
+int TDR_Driver::setTiling(long width, long height) {
+    tiling[0] = static_cast<std::int32_t>(width);
+    tiling[1] = static_cast<std::int32_t>(height);
+    return 0;
+}
+
+int TDR_Driver::setStampBounds([[maybe_unused]] long width, long height) {
+    // Kept: The stamp's height is stored as its width.
+    // One would expect both values to be stored in order. The first is ignored, and the second is
+    // stored in the first slot.
+    stampBounds[0] = static_cast<std::int32_t>(height);
+    return 0;
+}
+
+int TDR_Driver::setCurrentCell(long cell) {
+    if (cell != currentCell) {
+        currentCell = static_cast<std::int32_t>(cell);
+        cellChanged = 1;
+    }
+    return 0;
+}
+
+int TDR_Driver::setStartCell(long cell) {
+    startCell = static_cast<std::int32_t>(cell);
+    return 0;
+}
+
+int TDR_Driver::setEndCell(long cell) {
+    endCell = static_cast<std::int32_t>(cell);
+    return 0;
+}
+
+int TDR_Driver::setPreReadCommand(const char* command) {
+    return set_pre_read_cmd(command);
+}
+
+int TDR_Driver::setPostWriteCommand(const char* command) {
+    return set_post_write_cmd(command);
+}
+
+int TDR_Driver::getCache(char*, int, long) {
+    return 0;
+}
+int TDR_Driver::putCache(char*, int, long) {
+    return 0;
+}
+int TDR_Driver::getLine(char*, int, long, long) {
+    return 0;
+}
+int TDR_Driver::putLine(char*, int, long, long) {
+    return 0;
+}
+int TDR_Driver::getStamp(char*, int, long) {
+    return -1;
+}
+int TDR_Driver::putStamp(char*, int, long) {
+    return -1;
+}
+int TDR_Driver::getTile() {
+    return -1;
+}
+int TDR_Driver::putTile() {
+    return -1;
+}
+int TDR_Driver::connectToFile(char*, int) {
+    return 0;
+}
+int TDR_Driver::disconnectFromFile() {
+    return 0;
+}
+int TDR_Driver::otherClass4Response() {
+    return -1;
+}
+std::optional<std::size_t> TDR_Driver::declaredLineBytes(Transfer) const {
+    return std::nullopt;
+}
+bool TDR_Driver::isOpenFor(Transfer) const {
+    return true;
+}

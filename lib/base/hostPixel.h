@@ -1,0 +1,10 @@
+// SPDX-License-Identifier: MIT
+// The pixel in which hosts and drivers exchange pictures.
+#pragma once
+
+namespace base {
+
+/// Bytes of one pixel in a host line, one for each channel: alpha, blue, green, red.
+inline constexpr int kHostPixelBytes = 4;
+
+} // namespace base
