@@ -13,9 +13,17 @@ namespace ipc {
 /// meaning, and a child replaces its stderr. None on failure (errno).
 [[nodiscard]] base::UniqueFd aboveStandard(base::UniqueFd fd);
 
+/// A failure and the system's reason for it, 0 where there is none.
+struct Trouble {
+    PeerFailure failure = PeerFailure::None;
+    int error = 0;
+
+    [[nodiscard]] bool none() const { return failure == PeerFailure::None; }
+};
+
 /// Opens a socket that listens on a free port with a backlog of 1; `flags` may be SOCK_NONBLOCK.
-[[nodiscard]] PeerFailure openListener(bool allInterfaces, int flags, base::UniqueFd& listener,
-                                       unsigned short& port);
+[[nodiscard]] Trouble openListener(bool allInterfaces, int flags, base::UniqueFd& listener,
+                                   unsigned short& port);
 
 /// Accepts a connection that waits on `listener`; none on failure (errno).
 [[nodiscard]] base::UniqueFd acceptConnection(int listener);

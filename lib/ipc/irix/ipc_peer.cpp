@@ -12,12 +12,10 @@
 #include <csignal>
 #include <cstring>
 #include <fcntl.h>
-#include <netinet/in.h>
 #include <new>
 #include <poll.h>
 #include <string>
 #include <sys/socket.h>
-#include <sys/uio.h>
 #include <unistd.h>
 
 namespace ipc {
@@ -31,43 +29,48 @@ constexpr std::chrono::milliseconds kEnd{200};
 
 constexpr int kExecFailedStatus = -1;
 
-constexpr std::array kDescriptions = {
-    "no failure",
-    "the program is not there or not executable",
-    "the program is being executed already",
-    "the program could not be opened to see whether it is being executed",
-    "no socket could be made",
-    "the socket could not be bound",
-    "the socket's port could not be read",
-    "the socket could not listen",
-    "no pipe could be made",
-    "no process could be made",
-    "the program ended or closed the connection before it was ready",
-    "the program did not get ready in time",
-    "the program's connection could not be taken",
-    "the program's init request could not be read",
-    "the program sent something that is no packet",
-    "the program refused",
-    "the program's first packet was no init request",
-    "the init request could not be answered",
-    "the start was given up",
+struct Description {
+    PeerFailure failure;
+    const char* text;
+};
+constexpr Description kDescriptions[] = {
+    {PeerFailure::None, "no failure"},
+    {PeerFailure::NotExecutable, "the program is not there or not executable"},
+    {PeerFailure::AlreadyRunning, "the program is being executed already"},
+    {PeerFailure::CannotOpen,
+     "the program could not be opened to see whether it is being executed"},
+    {PeerFailure::Socket, "no socket could be made"},
+    {PeerFailure::Bind, "the socket could not be bound"},
+    {PeerFailure::SocketName, "the socket's port could not be read"},
+    {PeerFailure::Listen, "the socket could not listen"},
+    {PeerFailure::Pipe, "no pipe could be made"},
+    {PeerFailure::Fork, "no process could be made"},
+    {PeerFailure::Died, "the program ended or closed the connection before it was ready"},
+    {PeerFailure::Late, "the program did not get ready in time"},
+    {PeerFailure::Accept, "the program's connection could not be taken"},
+    {PeerFailure::Read, "the program's init request could not be read"},
+    {PeerFailure::Garbled, "the program sent something that is no packet"},
+    {PeerFailure::Refused, "the program refused"},
+    {PeerFailure::UnknownRequest, "the program's first packet was no init request"},
+    {PeerFailure::Reply, "the init request could not be answered"},
+    {PeerFailure::Cancelled, "the start was given up"},
 };
 
-PeerFailure checkProgram(const PeerOptions& options) {
+Trouble checkProgram(const PeerOptions& options) {
     // Kept: The program is tested at its path but executed by a search of PATH.
     // One would expect both to be the same file. A name without a slash must be executable in the
     // current directory, but the first program of that name along PATH runs.
     if (access(options.path.c_str(), X_OK) != 0) {
-        return PeerFailure::NotExecutable;
+        return {PeerFailure::NotExecutable, errno};
     }
     if (!options.onlyIfNotRunning) {
-        return PeerFailure::None;
+        return {};
     }
     const base::UniqueFd program(open(options.path.c_str(), O_RDWR | O_CLOEXEC));
     if (program.valid()) {
-        return PeerFailure::None;
+        return {};
     }
-    return errno == ETXTBSY ? PeerFailure::AlreadyRunning : PeerFailure::CannotOpen;
+    return {errno == ETXTBSY ? PeerFailure::AlreadyRunning : PeerFailure::CannotOpen, errno};
 }
 
 /// A pipe whose ends are closed on exec; none on failure (errno).
@@ -151,7 +154,7 @@ pid_t forkProgram(const ChildPlan& plan) {
 }
 
 /// Starts the process.
-PeerFailure spawn(const PeerOptions& options, unsigned short port, int stderrFd, Peer& peer) {
+Trouble spawn(const PeerOptions& options, unsigned short port, int stderrFd, Peer& peer) {
     std::string path = options.path;
     std::string option = "-ipc_link_port";
     std::string number = std::to_string(port);
@@ -159,10 +162,10 @@ PeerFailure spawn(const PeerOptions& options, unsigned short port, int stderrFd,
         {path.data(), option.data(), number.data(), nullptr}, stderrFd, !options.ignoreChildSignal};
     const pid_t pid = forkProgram(plan);
     if (pid < 0) {
-        return PeerFailure::Fork;
+        return {PeerFailure::Fork, errno};
     }
     peer.process = Child(pid);
-    return PeerFailure::None;
+    return {};
 }
 
 bool isCancelled(const PeerOptions& options) {
@@ -176,8 +179,7 @@ bool worthAnotherTry(int error) {
 
 /// Waits until the peer itself connects, ends, or is late. It may have connected just before its
 /// end, so the listener is checked once more after the end is seen.
-PeerFailure awaitConnection(const PeerOptions& options, int listener, Deadline deadline,
-                            Peer& peer) {
+Trouble awaitConnection(const PeerOptions& options, int listener, Deadline deadline, Peer& peer) {
     bool ended = peer.process.hasEnded();
     for (;;) {
         pollfd watched[] = {
@@ -186,25 +188,23 @@ PeerFailure awaitConnection(const PeerOptions& options, int listener, Deadline d
         (void)poll(watched, std::size(watched), ended ? 0 : peer.process.pollTimeout(deadline));
         base::UniqueFd caller = acceptConnection(listener);
         if (!caller.valid() && !worthAnotherTry(errno)) {
-            return PeerFailure::Accept;
+            return {PeerFailure::Accept, errno};
         }
         // Any process can connect. A connection from another one is closed, and the wait continues.
         if (caller.valid() && isLocalCall(caller.get()) &&
             isCallOf(peer.process.pid(), caller.get()) && !peer.process.hasEnded()) {
             peer.socket = std::move(caller);
-            return PeerFailure::None;
+            return {};
         }
         if (ended) {
-            errno = ESRCH;
-            return PeerFailure::Died;
+            return {PeerFailure::Died, ESRCH};
         }
         if (isCancelled(options)) {
-            return PeerFailure::Cancelled;
+            return {PeerFailure::Cancelled};
         }
         ended = peer.process.hasEnded();
         if (late && !ended) {
-            errno = ETIMEDOUT;
-            return PeerFailure::Late;
+            return {PeerFailure::Late, ETIMEDOUT};
         }
     }
 }
@@ -226,54 +226,51 @@ void endPeer(PeerStart& start, bool waitForIt) {
     process = {};
 }
 
-/// Everything up to the connection; errno gives the reason of a failure.
-PeerFailure launch(const PeerOptions& options, Deadline deadline, Peer& peer) {
-    if (const PeerFailure failure = checkProgram(options); failure != PeerFailure::None) {
-        return failure;
+/// Everything up to the connection.
+Trouble launch(const PeerOptions& options, Deadline deadline, Peer& peer) {
+    if (const Trouble trouble = checkProgram(options); !trouble.none()) {
+        return trouble;
     }
     if (isCancelled(options)) {
-        return PeerFailure::Cancelled;
+        return {PeerFailure::Cancelled};
     }
     if (options.ignoreChildSignal) {
         std::signal(SIGCHLD, SIG_IGN);
     }
     base::UniqueFd listener;
     unsigned short port = 0;
-    PeerFailure failure =
-        openListener(options.listenOnAllInterfaces, SOCK_NONBLOCK, listener, port);
-    if (failure != PeerFailure::None) {
-        return failure;
+    Trouble trouble = openListener(options.listenOnAllInterfaces, SOCK_NONBLOCK, listener, port);
+    if (!trouble.none()) {
+        return trouble;
     }
     base::UniqueFd stderrWriteEnd;
     if (options.captureStderr && !openPipe(peer.stderrPipe, stderrWriteEnd)) {
-        return PeerFailure::Pipe;
+        return {PeerFailure::Pipe, errno};
     }
-    failure = spawn(options, port, stderrWriteEnd.get(), peer);
+    trouble = spawn(options, port, stderrWriteEnd.get(), peer);
     stderrWriteEnd.reset();
-    return failure != PeerFailure::None ? failure
-                                        : awaitConnection(options, listener.get(), deadline, peer);
+    return trouble.none() ? awaitConnection(options, listener.get(), deadline, peer) : trouble;
 }
 
 /// Reads the peer's first packet and answers it.
-PeerFailure greet(const PeerOptions& options, Deadline deadline, PeerStart& start) {
+Trouble greet(const PeerOptions& options, Deadline deadline, PeerStart& start) {
     IPC_DataPacket first;
     const PacketRead read = receivePacket(start.peer.socket.get(), first, deadline,
                                           options.cancelFd, &start.peer.process);
-    errno = read.error;
     switch (read.end) {
     case ReadEnd::Complete:
         break;
     case ReadEnd::Closed:
         (void)start.peer.process.awaitEnd(deadlineAfter(kEnd));
-        return PeerFailure::Died;
+        return {PeerFailure::Died, read.error};
     case ReadEnd::Failed:
-        return PeerFailure::Read;
+        return {PeerFailure::Read, read.error};
     case ReadEnd::TimedOut:
-        return PeerFailure::Late;
+        return {PeerFailure::Late};
     case ReadEnd::Cancelled:
-        return PeerFailure::Cancelled;
+        return {PeerFailure::Cancelled};
     case ReadEnd::BadCount:
-        return PeerFailure::Garbled;
+        return {PeerFailure::Garbled};
     }
     start.code = first.datacmd[kWordCode];
     Ends ends{options.localId, options.localSubId};
@@ -282,80 +279,50 @@ PeerFailure greet(const PeerOptions& options, Deadline deadline, PeerStart& star
     start.peer.peerId = ends.peerId;
     start.peer.peerSubId = ends.peerSubId;
     if (outcome != PeerFailure::None) {
-        return outcome;
+        return {outcome};
     }
     const SendEnd sent =
         sendPacket(start.peer.socket.get(), reply, deadline, options.cancelFd, &start.peer.process);
-    return sent == SendEnd::Sent        ? PeerFailure::None
-           : sent == SendEnd::Cancelled ? PeerFailure::Cancelled
-           : sent == SendEnd::TimedOut  ? PeerFailure::Late
-                                        : PeerFailure::Reply;
-}
-
-PeerStart finish(PeerStart start, PeerFailure failure, bool waitForIt) {
-    start.failure = failure;
-    if (failure != PeerFailure::None) {
-        start.error = errno;
-        endPeer(start, waitForIt);
+    const int error = errno;
+    switch (sent) {
+    case SendEnd::Sent:
+        return {};
+    case SendEnd::Cancelled:
+        return {PeerFailure::Cancelled};
+    case SendEnd::TimedOut:
+        return {PeerFailure::Late};
+    case SendEnd::BadCount:
+    case SendEnd::Failed:
+        break;
     }
-    return start;
+    return {PeerFailure::Reply, error};
 }
 
 PeerStart start(const PeerOptions& options, bool greeting) {
     const Deadline deadline = deadlineAfter(options.limit);
     PeerStart start;
-    PeerFailure failure = PeerFailure::Fork;
+    Trouble trouble;
     try {
-        failure = launch(options, deadline, start.peer);
+        trouble = launch(options, deadline, start.peer);
     } catch (const std::bad_alloc&) { // before the process exists
-        errno = ENOMEM;
+        trouble = {PeerFailure::Fork, ENOMEM};
     }
-    if (failure == PeerFailure::None && greeting) {
-        failure = greet(options, deadline, start);
+    if (trouble.none() && greeting) {
+        trouble = greet(options, deadline, start);
     }
-    return finish(std::move(start), failure, !options.ignoreChildSignal);
+    start.failure = trouble.failure;
+    start.error = trouble.error;
+    if (!trouble.none()) {
+        endPeer(start, !options.ignoreChildSignal);
+    }
+    return start;
 }
 
 } // namespace
 
 const char* describe(PeerFailure failure) {
-    static_assert(kDescriptions.size() == static_cast<std::size_t>(PeerFailure::Cancelled) + 1);
-    return kDescriptions[static_cast<std::size_t>(failure)];
-}
-
-PeerFailure openListener(bool allInterfaces, int flags, base::UniqueFd& listener,
-                         unsigned short& port) {
-    listener =
-        aboveStandard(base::UniqueFd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC | flags, 0)));
-    if (!listener.valid()) {
-        return PeerFailure::Socket;
-    }
-    no_tcp_delay(listener.get());
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(allInterfaces ? INADDR_ANY : INADDR_LOOPBACK);
-    auto* const generic = reinterpret_cast<sockaddr*>(&address);
-    if (bind(listener.get(), generic, sizeof address) != 0) {
-        return PeerFailure::Bind;
-    }
-    socklen_t size = sizeof address;
-    if (getsockname(listener.get(), generic, &size) != 0) {
-        return PeerFailure::SocketName;
-    }
-    if (listen(listener.get(), 1) != 0) {
-        return PeerFailure::Listen;
-    }
-    port = ntohs(address.sin_port);
-    return PeerFailure::None;
-}
-
-base::UniqueFd acceptConnection(int listener) {
-    base::UniqueFd fd =
-        aboveStandard(base::UniqueFd(accept4(listener, nullptr, nullptr, SOCK_CLOEXEC)));
-    if (fd.valid()) {
-        no_tcp_delay(fd.get());
-    }
-    return fd;
+    static_assert(std::size(kDescriptions) == static_cast<std::size_t>(PeerFailure::Cancelled) + 1);
+    return std::ranges::find(kDescriptions, failure, &Description::failure)->text;
 }
 
 PeerFailure judgeInitRequest(const IPC_DataPacket& first, Ends& ends, IPC_DataPacket& reply) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The child's half of the handshake, and the connections that both halves open.
+// The child's half of the handshake.
 #include "base/byteOrder.h"
 #include "base/diagnostics.h"
 #include "base/retry.h"
@@ -79,18 +79,6 @@ int awaitReply(int fd) {
 }
 
 } // namespace
-
-namespace ipc {
-
-base::UniqueFd aboveStandard(base::UniqueFd fd) {
-    constexpr int kFirstOther = 3;
-    if (!fd.valid() || fd.get() >= kFirstOther) {
-        return fd;
-    }
-    return base::UniqueFd(fcntl(fd.get(), F_DUPFD_CLOEXEC, kFirstOther));
-}
-
-} // namespace ipc
 
 int getservsock(int port) {
     if (port < 1 || port > UINT16_MAX) {

@@ -2,6 +2,7 @@
 // Starting and reaching peers, with messages on stderr, on top of the inner starter.
 #include "base/diagnostics.h"
 #include "ipc_caller.h"
+#include "ipc_diagnostics.h"
 #include "ipc_inner.h"
 #include "ipc_peer.h"
 #include "ipc_socket.h"
@@ -15,43 +16,6 @@
 namespace {
 
 using ipc::PeerFailure;
-
-/// The message for a failure: the system's reason after a prefix, then a line.
-struct FailureText {
-    PeerFailure failure;
-    const char* prefix; ///< or null
-    const char* line;   ///< or null; %s is the program
-};
-
-constexpr const char* kNoSocket = "doexec: Cannot create socket\n";
-
-constexpr FailureText kFailureTexts[] = {
-    {PeerFailure::NotExecutable, "doexec:", nullptr},
-    {PeerFailure::CannotOpen, nullptr, "doexec: General error opening \"%s\"\n"},
-    {PeerFailure::Socket, "createsocket: socket", kNoSocket},
-    {PeerFailure::Bind, "createsocket: bind", kNoSocket},
-    {PeerFailure::SocketName, "createsocket: getsockname", kNoSocket},
-    {PeerFailure::Listen, "createsocket: listen", kNoSocket},
-    // Kept: A failed fork is reported as sproc.
-    // One would expect the name of the call.
-    {PeerFailure::Fork, "doexec: sproc", nullptr},
-    {PeerFailure::Died, "doexec: prctl", nullptr},
-    {PeerFailure::Accept, nullptr, "doexec: Failed to open.\n"},
-};
-
-void report(PeerFailure failure, int error, const char* path) {
-    for (const FailureText& text : kFailureTexts) {
-        if (text.failure != failure) {
-            continue;
-        }
-        if (text.prefix != nullptr) {
-            base::sayError(text.prefix, error);
-        }
-        if (text.line != nullptr) {
-            base::say(text.line, path); // NOLINT(clang-diagnostic-format-nonliteral)
-        }
-    }
-}
 
 /// Waits until a newly started peer has sent something; false when it ended first, even if another
 /// process keeps the connection.
@@ -190,15 +154,11 @@ int settle(int outcome, base::UniqueFd fd, fd_set* set) {
 
 int createsocket(unsigned short* port) {
     base::UniqueFd listener;
-    const PeerFailure failure = ipc::openListener(true, 0, listener, *port);
-    if (failure == PeerFailure::None) {
+    const ipc::Trouble trouble = ipc::openListener(true, 0, listener, *port);
+    if (trouble.none()) {
         return listener.release();
     }
-    for (const FailureText& text : kFailureTexts) {
-        if (text.failure == failure) {
-            base::sayError(text.prefix, errno);
-        }
-    }
+    ipc::sayReason(trouble);
     return -1;
 }
 
@@ -216,13 +176,13 @@ int launch(const char* path, IPC_EXEC_MODE mode, ipc::Peer& peer) try {
         return 0;
     }
     if (start.failure != PeerFailure::None) {
-        report(start.failure, start.error, path);
+        ipc::sayFailedStart({start.failure, start.error}, path);
         return -1;
     }
     peer = std::move(start.peer);
     return peer.socket.get();
 } catch (const std::bad_alloc&) {
-    report(PeerFailure::Fork, ENOMEM, path);
+    ipc::sayFailedStart({PeerFailure::Fork, ENOMEM}, path);
     return -1;
 }
 
