@@ -23,9 +23,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-struct SceneDisposer {
-    void operator()(Scene* scene) const noexcept { sceneDispose(&scene); }
-};
 using OwnedScene = std::unique_ptr<Scene, SceneDisposer>;
 
 Fcurve* makeCurve(std::int16_t channel, int keys) {

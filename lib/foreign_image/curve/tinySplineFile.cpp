@@ -36,13 +36,13 @@ int writeBinary(std::FILE* stream, const Spline& spline) {
 constexpr int (*kWriters[])(std::FILE*, const Spline&) = {writeText, writeBinary};
 
 Spline* readText(std::FILE* stream) {
-    text::WordReader words(stream);
-    if (!text::readHeader(stream, kSplineWord) || !words.next() || words.word() != "spline") {
+    text::Reader& in = text::Reader::on(stream, text::kFileStyle);
+    if (!text::readHeader(stream, kSplineWord) || !in.next() || in.word() != "spline") {
         return nullptr;
     }
     SplinePointer spline(splineReadAscii(stream, nullptr, nullptr));
     if (spline != nullptr) {
-        text::reportSurplus(words);
+        text::reportSurplus(in);
     }
     return spline.release();
 }

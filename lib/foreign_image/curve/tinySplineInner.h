@@ -3,7 +3,7 @@
 #pragma once
 
 #include "file/tinyUtilsGrow.h"
-#include "text/tinyUtilsTable.h"
+#include "text/tinyTable.h"
 #include "tinySpline.h"
 
 #include <cstdlib>
@@ -35,16 +35,6 @@ inline void splineTakeKeys(Spline& spline, GrowingArray<SplineKey>& keys) {
 [[nodiscard]] inline std::string_view splineNameOf(std::span<const char* const> names, int index) {
     const std::string_view name = table::nameAt(names, index);
     return name.empty() ? names[0] : name;
-}
-
-/// The index of `word`; 0, and a notice, for one that `names` does not have.
-[[nodiscard]] inline std::int16_t splineCodeOf(std::span<const char* const> names,
-                                               const char* word) {
-    const int code = table::indexOf(names, word);
-    if (code < 0) {
-        animNotify(AnimNoticeKind::UnknownWord, word);
-    }
-    return static_cast<std::int16_t>(code < 0 ? 0 : code);
 }
 
 /// True when the only field of the splines of a file with this prototype is the name, which may be

@@ -1,16 +1,16 @@
 // SPDX-License-Identifier: MIT
 // The body of the text flavour: docs/toolkit-formats.md.
 #include "file/tinyNotice.h"
-#include "text/tinyUtilsText.h"
+#include "file/tinyNumberText.h"
+#include "text/tinyTable.h"
 #include "tinyFile.h"
 #include "tinySplineInner.h"
 
 #include <algorithm>
-#include <charconv>
 
 namespace {
 
-using text::WordReader;
+using table::Outcome;
 
 // ---------------------------------------------------------------------------------------- writing
 
@@ -28,7 +28,7 @@ class LineWriter {
 
     void name(std::string_view head, const char* name) {
         begin(head);
-        text::putDoubleQuoted(stream_, name);
+        text::putQuoted(stream_, name, text::kFileStyle);
         text::put(stream_, "\n");
     }
 
@@ -38,11 +38,7 @@ class LineWriter {
         text::put(stream_, "\n");
     }
 
-    void number(std::string_view head, std::size_t value) {
-        char digits[24];
-        const auto end = std::to_chars(digits, digits + sizeof digits, value);
-        line(head, {digits, end.ptr});
-    }
+    void count(std::string_view head, std::int64_t value) { line(head, NumberText(value).view()); }
 
     /// A code by its name; one without a name is written as the first.
     void code(std::string_view head, std::span<const char* const> names, int value) {
@@ -94,15 +90,11 @@ struct PointMember {
     bool (*set)(const SplineKey&);
 };
 
-bool isSet(const Vector& vector) {
-    return vector.x != 0.0F || vector.y != 0.0F || vector.z != 0.0F;
-}
-
 constexpr PointMember kPointMembers[] = {
-    {"previous", true, [](const SplineKey& key) { return isSet(key.previous); }},
-    {"next", true, [](const SplineKey& key) { return isSet(key.next); }},
-    {"constraint", true, [](const SplineKey& key) { return key.constraint != 0; }},
-    {"segment", true, [](const SplineKey& key) { return key.segment != 0; }},
+    {"previous", true, table::isSet<&SplineKey::previous>},
+    {"next", true, table::isSet<&SplineKey::next>},
+    {"constraint", true, table::isSet<&SplineKey::constraint>},
+    {"segment", true, table::isSet<&SplineKey::segment>},
     {"flag", false, [](const SplineKey& key) { return (key.flags & ~kSplineKeySelected) != 0; }},
 };
 
@@ -131,9 +123,9 @@ void reportDropped(const Spline& spline) {
 
 /// A spline while it is read: its points are collected as they come.
 struct Draft {
-    WordReader words;
-    SplinePointer spline;
-    GrowingArray<SplineKey> keys;
+    text::Reader& in;
+    Spline* record;
+    GrowingArray<SplineKey> keys = {};
     notice::UnknownRun unknown = {};
     bool begun = false; ///< the last point has its index, but no position yet
     bool full = false;  ///< the text has more points than the record can count
@@ -143,17 +135,10 @@ struct Draft {
     SplineKey surplus = {};       ///< takes what belongs to points that the record cannot count
 };
 
-/// How a word was taken: whether to go on, or the file ended inside.
-enum class Taken : std::uint8_t { Yes, EndOfFile };
-
-Taken took(bool whole) {
-    return whole ? Taken::Yes : Taken::EndOfFile;
-}
-
 void beginKey(Draft& draft) {
     const bool wasFull = std::exchange(draft.full, draft.keys.size() == kMostSplineKeys);
     if (draft.full && !wasFull) {
-        animNotify(AnimNoticeKind::Cut, draft.words.c_str(), "at most 32767 points are kept");
+        animNotify(AnimNoticeKind::Cut, draft.in.c_str(), "at most 32767 points are kept");
     }
     draft.full = draft.full || !draft.keys.push({});
     draft.begun = true;
@@ -167,155 +152,143 @@ SplineKey& lastKey(Draft& draft) {
     return draft.full ? draft.surplus : draft.keys.back();
 }
 
-void readVector(Draft& draft, Vector& vector, const char* what) {
-    if (!draft.words.numbers(vector, what)) {
+// Readers of one value, behind its word.
+
+Outcome takeVector(Draft& draft, Vector& vector, const char* what) {
+    if (!draft.in.numbers(vector, what)) {
         draft.unknown.reported();
     }
+    return Outcome::Next;
 }
 
-Taken readKeyPosition(Draft& draft) {
+/// A name of the table; another word is reported and stands for the first.
+template <typename Code>
+Outcome takeCode(Draft& draft, std::span<const char* const> names, Code& code) {
+    const bool more = draft.in.next();
+    const int index = table::indexOf(names, draft.in.word());
+    if (index < 0) {
+        animNotify(AnimNoticeKind::UnknownWord, draft.in.c_str());
+    }
+    code = static_cast<Code>(index < 0 ? 0 : index);
+    return table::next(more ? 1 : 0);
+}
+
+/// A number; where there is none, the word that stands there is reported and dropped.
+template <typename Number>
+Outcome takeNumber(Draft& draft, Number& number) {
+    if (!draft.in.number(number)) {
+        animNotify(AnimNoticeKind::BadNumber, draft.in.next() ? draft.in.c_str() : "", "number");
+    }
+    return Outcome::Next;
+}
+
+// ---------------------------------------------------------------------------------------- points
+
+Outcome readPosition(std::FILE*, Draft& draft) {
     if (!draft.begun) {
         beginKey(draft);
     }
     draft.begun = false;
-    readVector(draft, lastKey(draft).position, "position");
-    return Taken::Yes;
-}
-
-template <auto Member>
-Taken readKeyVector(Draft& draft) {
-    readVector(draft, lastKey(draft).*Member, Member == &SplineKey::next ? "next" : "previous");
-    return Taken::Yes;
-}
-
-template <auto Member, const auto& Names>
-Taken readKeyName(Draft& draft) {
-    const bool whole = draft.words.next();
-    lastKey(draft).*Member = splineCodeOf(Names, draft.words.c_str());
-    return took(whole);
+    return takeVector(draft, lastKey(draft).position, "position");
 }
 
 /// "( SELECTED )": words between brackets, which need no blanks beside them.
-Taken readKeyFlag(Draft& draft) {
-    if (draft.words.peek() != '(') {
-        return Taken::Yes;
+Outcome readKeyFlag(std::FILE*, Draft& draft) {
+    if (draft.in.peek() != '(') {
+        return Outcome::Next;
     }
     for (bool closed = false; !closed;) {
-        if (!draft.words.next()) {
-            return Taken::EndOfFile;
+        if (!draft.in.next()) {
+            return Outcome::EndOfFile;
         }
-        std::string_view word = draft.words.word();
+        std::string_view word = draft.in.word();
         word.remove_prefix(word.starts_with('(') ? 1 : 0);
         closed = word.ends_with(')');
         word.remove_suffix(closed ? 1 : 0);
         if (word == "SELECTED") {
             lastKey(draft).flags |= kSplineKeySelected;
         } else if (!word.empty()) {
-            animNotify(AnimNoticeKind::UnknownWord, draft.words.c_str());
+            animNotify(AnimNoticeKind::UnknownWord, draft.in.c_str());
         }
     }
-    return Taken::Yes;
+    return Outcome::Next;
 }
 
-struct Row {
-    std::string_view word;
-    Taken (*read)(Draft&);
-};
+using Row = table::Row<Draft>;
 
 constexpr Row kKeyRows[] = {
-    {"position", readKeyPosition},
-    {"previous", readKeyVector<&SplineKey::previous>},
-    {"next", readKeyVector<&SplineKey::next>},
-    {"constraint", readKeyName<&SplineKey::constraint, BezConstraintName>},
-    {"segment", readKeyName<&SplineKey::segment, BezSegmentName>},
+    {"position", readPosition},
+    {"previous",
+     [](std::FILE*, Draft& d) { return takeVector(d, lastKey(d).previous, "previous"); }},
+    {"next", [](std::FILE*, Draft& d) { return takeVector(d, lastKey(d).next, "next"); }},
+    {"constraint",
+     [](std::FILE*, Draft& d) { return takeCode(d, BezConstraintName, lastKey(d).constraint); }},
+    {"segment",
+     [](std::FILE*, Draft& d) { return takeCode(d, BezSegmentName, lastKey(d).segment); }},
     {"flag", readKeyFlag},
 };
 
 /// Reads words up to the closing brace of the block whose opening one is still to come. Unknown
 /// words are skipped, with whole blocks of their own.
-Taken readBlock(Draft& draft, std::span<const Row> rows) {
-    WordReader& words = draft.words;
+Outcome readBlock(Draft& draft, std::span<const Row> rows) {
+    text::Reader& in = draft.in;
     std::size_t depth = 0;
-    while (words.next()) {
-        const Row* row = depth <= 1 ? table::find(rows, words.word()) : nullptr;
-        if (row == nullptr && words.word() != "{" && words.word() != "}" &&
-            !words.word().starts_with('[')) {
-            draft.unknown.add(words.c_str());
-            continue;
-        }
-        if (words.word() == "{") {
+    while (in.next()) {
+        const Row* row = depth <= 1 ? table::find(rows, in.word()) : nullptr;
+        if (in.word() == "{") {
             ++depth;
-            continue;
-        }
-        if (words.word() == "}") {
+        } else if (in.word() == "}") {
             if (depth <= 1) {
-                return Taken::Yes;
+                return Outcome::Next;
             }
             --depth;
-            continue;
-        }
-        draft.unknown.end();
-        if (row == nullptr) {
+        } else if (row != nullptr) {
+            draft.unknown.end();
+            if (row->read(in.stream(), draft) == Outcome::EndOfFile) {
+                return Outcome::EndOfFile;
+            }
+        } else if (in.word().starts_with('[')) {
+            draft.unknown.end();
             beginKey(draft);
-        } else if (row->read(draft) == Taken::EndOfFile) {
-            return Taken::EndOfFile;
+        } else {
+            draft.unknown.add(in.c_str());
         }
     }
-    return Taken::EndOfFile;
+    return Outcome::EndOfFile;
 }
 
-Taken readName(Draft& draft) {
-    splineTakeName(*draft.spline, draft.words.quoted());
-    return Taken::Yes;
-}
-
-Taken readType(Draft& draft) {
-    const bool whole = draft.words.next();
-    draft.spline->type = splineCodeOf(SplineTypeName, draft.words.c_str());
-    return took(whole);
-}
-
-/// A number; where there is none, the word that stands there is reported and dropped.
-template <typename Number>
-void takeNumber(Draft& draft, Number& number) {
-    if (!draft.words.number(number)) {
-        animNotify(AnimNoticeKind::BadNumber, draft.words.next() ? draft.words.c_str() : "",
-                   "number");
-    }
-}
+// --------------------------------------------------------------------------------------- splines
 
 template <auto Member>
-Taken readNumber(Draft& draft) {
-    takeNumber(draft, (*draft.spline).*Member);
-    return Taken::Yes;
-}
-
-Taken readCount(Draft& draft) {
-    takeNumber(draft, draft.announced);
-    draft.announcedOn = notice::lines.token;
-    return Taken::Yes;
+Outcome readNumber(std::FILE*, Draft& draft) {
+    return takeNumber(draft, draft.record->*Member);
 }
 
 template <auto Member, const auto& Names>
-Taken readCode(Draft& draft) {
-    const bool whole = draft.words.next();
-    (*draft.spline).*Member = splineCodeOf(Names, draft.words.c_str());
-    return took(whole);
+Outcome readCode(std::FILE*, Draft& draft) {
+    return takeCode(draft, Names, draft.record->*Member);
 }
 
 template <auto Member>
-Taken setFlag(Draft& draft) {
-    (*draft.spline).*Member = 1;
-    return Taken::Yes;
+Outcome setFlag(std::FILE*, Draft& draft) {
+    draft.record->*Member = 1;
+    return Outcome::Next;
 }
 
-Taken readPoints(Draft& draft) {
-    return readBlock(draft, kKeyRows);
+Outcome readName(std::FILE*, Draft& draft) {
+    splineTakeName(*draft.record, draft.in.quoted());
+    return Outcome::Next;
+}
+
+Outcome readCount(std::FILE*, Draft& draft) {
+    const Outcome outcome = takeNumber(draft, draft.announced);
+    draft.announcedOn = text::Reader::wordLine();
+    return outcome;
 }
 
 constexpr Row kSplineRows[] = {
     {"name", readName},
-    {"type", readType},
+    {"type", readCode<&Spline::type, SplineTypeName>},
     {"nbKeys", readCount},
     {"tension", readNumber<&Spline::tension>},
     {"step", readNumber<&Spline::step>},
@@ -323,8 +296,8 @@ constexpr Row kSplineRows[] = {
     {"phantom", setFlag<&Spline::phantom>},
     {"constraint", readCode<&Spline::constraint, BezConstraintName>},
     {"segment", readCode<&Spline::segment, BezSegmentName>},
-    {"controlPoints", readPoints},
-    {"hole", [](Draft&) { return Taken::Yes; }},
+    {"controlPoints", [](std::FILE*, Draft& draft) { return readBlock(draft, kKeyRows); }},
+    {"hole", [](std::FILE*, Draft&) { return Outcome::Next; }},
 };
 
 } // namespace
@@ -345,10 +318,9 @@ int splineWriteAscii(std::FILE* stream, const Spline* spline, const char* prefix
     out.line("{");
     out.name("  name       ", spline->name);
     out.code("  type       ", SplineTypeName, spline->type);
-    out.number("  nbKeys     ", keys.size());
+    out.count("  nbKeys     ", std::ssize(keys));
     out.number("  tension    ", spline->tension);
-    char step[8];
-    out.line("  step       ", {step, std::to_chars(step, step + sizeof step, spline->step).ptr});
+    out.count("  step       ", spline->step);
     if (spline->close != 0) {
         out.line("  close");
     }
@@ -372,12 +344,12 @@ int splineWriteAscii(std::FILE* stream, const Spline* spline, const char* prefix
 
 Spline* splineReadAscii(std::FILE* stream, const void* /*unused*/, const void* /*unusedToo*/) {
     const notice::Call call;
-    Draft draft = {
-        .words = WordReader(stream), .spline = SplinePointer(splineAllocate()), .keys = {}};
-    if (draft.spline == nullptr) {
+    SplinePointer spline(splineAllocate());
+    if (spline == nullptr) {
         return nullptr;
     }
-    const bool whole = readBlock(draft, kSplineRows) == Taken::Yes;
+    Draft draft = {text::Reader::on(stream, text::kFileStyle), spline.get()};
+    const bool whole = readBlock(draft, kSplineRows) != Outcome::EndOfFile;
     draft.unknown.end();
     if (!whole) {
         animNotify(AnimNoticeKind::Missing, "}", "the file ends inside the spline");
@@ -385,6 +357,6 @@ Spline* splineReadAscii(std::FILE* stream, const void* /*unused*/, const void* /
         notice::atLine(AnimNoticeKind::Missing, "nbKeys", draft.announcedOn,
                        "%d points announced, %d found", draft.announced, draft.found);
     }
-    splineTakeKeys(*draft.spline, draft.keys);
-    return notice::Call::good(stream) && whole ? draft.spline.release() : nullptr;
+    splineTakeKeys(*spline, draft.keys);
+    return notice::Call::good(stream) && whole ? spline.release() : nullptr;
 }

@@ -2,8 +2,8 @@
 #include "tinyFile.h"
 
 #include "base/byteOrder.h"
+#include "tinyNumberText.h"
 
-#include <charconv>
 #include <cstring>
 #include <span>
 
@@ -13,34 +13,10 @@ constexpr std::size_t kVersionOffset = 4;
 constexpr std::size_t kCommentOffset = 8;
 constexpr std::size_t kTypeWordSize = 4;
 
-/// A number as text, the same in every locale.
-struct NumberText {
-    char text[32] = {};
-
-    NumberText(float value, std::chars_format format, int precision) {
-        std::to_chars(text, text + sizeof text - 1, static_cast<double>(value), format, precision);
-    }
-};
-
 void warnOfNewerVersion(float version) {
-    const NumberText file(version, std::chars_format::general, 6);
-    const NumberText release(RELEASE_NUMBER, std::chars_format::general, 6);
-    optionPrint("Warning, file version %s is later than DKit release version %s\n", file.text,
-                release.text);
+    optionPrint("Warning, file version %s is later than DKit release version %s\n",
+                NumberText(version).c_str(), NumberText(RELEASE_NUMBER).c_str());
     optionPrint("Attempt to read: An error may occur...\n");
-}
-
-/// Consumes characters up to `last` or end of file; returns the first 255 of them as a string.
-char* readStringUntil(std::FILE* stream, char last) {
-    char text[kFileStringSize];
-    std::size_t length = 0;
-    for (int c = std::getc(stream); c != EOF && c != last; c = std::getc(stream)) {
-        if (length < sizeof text - 1) {
-            text[length++] = static_cast<char>(c);
-        }
-    }
-    text[length] = '\0';
-    return std::ferror(stream) == 0 ? strdup(text) : nullptr;
 }
 
 } // namespace
@@ -80,8 +56,8 @@ std::uint32_t headerReadBinary(std::FILE* stream, float* version, char* comment)
 }
 
 int headerWriteAscii(std::FILE* stream, const char* typeName) {
-    const NumberText version(kVersionTable[VERSION], std::chars_format::fixed, 2);
-    std::fprintf(stream, "%s: Niofle v%s\n\n", typeName, version.text);
+    const NumberText version(kVersionTable[VERSION], 2);
+    std::fprintf(stream, "%s: Niofle v%s\n\n", typeName, version.c_str());
     return 1;
 }
 
@@ -105,13 +81,12 @@ int stringWriteBinary(std::FILE* stream, const char* string) {
 }
 
 char* stringReadBinary(std::FILE* stream) {
-    return readStringUntil(stream, '\0');
-}
-
-char* stringReadAscii(std::FILE* stream) {
-    int c = std::getc(stream);
-    while (c != EOF && c != '"') {
-        c = std::getc(stream);
+    char text[kFileStringSize];
+    std::size_t length = 0;
+    for (int c = std::getc(stream); c != EOF && c != '\0'; c = std::getc(stream)) {
+        if (length < sizeof text - 1) {
+            text[length++] = static_cast<char>(c);
+        }
     }
-    return c == EOF ? nullptr : readStringUntil(stream, '"');
+    return std::ferror(stream) == 0 ? strndup(text, length) : nullptr;
 }

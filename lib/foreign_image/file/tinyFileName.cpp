@@ -1,19 +1,24 @@
 // SPDX-License-Identifier: MIT
 #include "tinyFileName.h"
 
-#include <cerrno>
-#include <new>
+#include "tinyUtilsGrow.h"
 
-std::string fileNameComplete(std::string_view name, std::string_view ending) {
-    const bool complete = name.size() > ending.size() && name.ends_with(ending);
-    return std::string(name).append(complete ? std::string_view() : ending);
+#include <cerrno>
+
+MallocString fileNameOf(std::string_view base, std::string_view ending) {
+    MallocString name(newRecords<char>(base.size() + ending.size() + 1));
+    if (name != nullptr) {
+        ending.copy(name.get() + base.copy(name.get(), base.size()), ending.size());
+    }
+    return name;
 }
 
-base::UniqueFile fileOpen(const char* name, std::string_view ending, char mode) {
-    try {
-        return base::openFile(fileNameComplete(name, ending).c_str(), mode);
-    } catch (const std::bad_alloc&) {
-        errno = ENOMEM;
-        return nullptr;
-    }
+base::UniqueFile fileOpen(const MallocString& fileName, char mode) {
+    errno = ENOMEM;
+    return fileName != nullptr ? base::openFile(fileName.get(), mode) : nullptr;
+}
+
+base::UniqueFile fileOpen(std::string_view name, std::string_view ending, char mode) {
+    const bool complete = name.size() > ending.size() && name.ends_with(ending);
+    return fileOpen(fileNameOf(name, complete ? std::string_view() : ending), mode);
 }

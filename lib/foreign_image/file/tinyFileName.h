@@ -3,15 +3,18 @@
 #pragma once
 
 #include "base/uniqueFile.h"
+#include "tinyFile.h"
 
-#include <cstdio>
-#include <string>
 #include <string_view>
 
-/// `name` itself if it ends with `ending` (case-sensitive) after at least one character, else
-/// `name` with `ending` appended.
-[[nodiscard]] std::string fileNameComplete(std::string_view name, std::string_view ending);
+/// `base` followed by `ending`. Null when out of memory, which is then why the call under way
+/// fails.
+[[nodiscard]] MallocString fileNameOf(std::string_view base, std::string_view ending);
 
-/// Opens the completed name for reading ('r') or writing ('w'), see base::openFile.
-/// Null with errno ENOMEM also when out of memory for the name.
-[[nodiscard]] base::UniqueFile fileOpen(const char* name, std::string_view ending, char mode);
+/// Opens a file for reading ('r') or writing ('w'), see base::openFile. Null with errno ENOMEM also
+/// for a name that is null.
+[[nodiscard]] base::UniqueFile fileOpen(const MallocString& fileName, char mode);
+
+/// Opens the file `name` if it ends with `ending` (case-sensitive) after at least one character,
+/// else the file `name` followed by `ending`.
+[[nodiscard]] base::UniqueFile fileOpen(std::string_view name, std::string_view ending, char mode);

@@ -12,6 +12,7 @@ namespace {
 AnimObserver theObserver = nullptr;
 void* theContext = nullptr;
 bool lineEndsReported = false;
+std::int64_t unknownWord = -1; ///< the last word that was reported as unknown
 
 constexpr std::size_t kDetailSize = 400;
 
@@ -33,8 +34,8 @@ void send(const AnimNotice& notice) {
 
 /// Records an unknown word; true if it directly follows another one.
 bool followsUnknown() {
-    const std::int64_t before = std::exchange(notice::lines.unknown, notice::lines.tokens);
-    return before >= 0 && notice::lines.tokens - before <= 1;
+    const std::int64_t before = std::exchange(unknownWord, notice::place.words);
+    return before >= 0 && notice::place.words - before <= 1;
 }
 
 void sendFormatted(AnimNotice notice, const char* format, std::va_list arguments) {
@@ -60,14 +61,14 @@ void animNotify(AnimNoticeKind kind, const char* word, const char* detail) {
     const bool ended = unknown && word[0] == '\0';
     send({.kind = ended ? AnimNoticeKind::Missing : kind,
           .word = word,
-          .line = notice::lines.token,
+          .line = notice::place.line,
           .detail = detail,
           .follows = unknown && !ended && followsUnknown()});
 }
 
 namespace notice {
 
-LineCount lines;
+Place place;
 
 bool wanted() {
     return theObserver != nullptr;
@@ -103,13 +104,14 @@ void lineEnds(const char* which) {
 
 void newFile() {
     lineEndsReported = false;
+    unknownWord = -1;
 }
 
 void UnknownRun::add(const char* word) {
     if (!told_) {
         send({.kind = AnimNoticeKind::UnknownWord,
               .word = word,
-              .line = notice::lines.token,
+              .line = notice::place.line,
               .follows = std::exchange(begun_, true)});
     }
 }
@@ -133,7 +135,7 @@ Call::~Call() {
     const bool writing = doing_ != nullptr && std::strcmp(doing_, "write") == 0;
     send({.kind = AnimNoticeKind::Failed,
           .word = "",
-          .line = writing ? 0 : notice::lines.token,
+          .line = writing ? 0 : notice::place.line,
           .detail = failureReason});
     errno = error;
 }

@@ -11,14 +11,12 @@
 
 namespace notice {
 
-/// The readers' position in the file, for notices; process-wide like the token buffer.
-struct LineCount {
-    std::int64_t next = 1;     ///< line of the next character
-    std::int64_t token = 1;    ///< line on which the last token began
-    std::int64_t tokens = 0;   ///< tokens and words begun
-    std::int64_t unknown = -1; ///< the last of them that was reported as unknown
+/// Where the reader of text stands: it sets this with every word.
+struct Place {
+    std::int64_t line = 1;  ///< on which the last word began
+    std::int64_t words = 0; ///< begun so far
 };
-extern LineCount lines;
+extern Place place;
 
 /// True while there is an observer; only then are expensive checks made.
 [[nodiscard]] bool wanted();

@@ -67,6 +67,10 @@ struct Light {
 /// next light of a list is not changed. Accepts null.
 void lightDispose(Light** light);
 
+struct LightDisposer {
+    void operator()(Light* light) const noexcept { lightDispose(&light); }
+};
+
 /// Writes the light block, one indentation level deeper than the current one. Returns 0 when
 /// `light` is null, else 1.
 int lightWriteAsciiAnimation(std::FILE* stream, const Light* light);

@@ -94,6 +94,10 @@ inline constexpr int kModelMaxTextDepth = 4096;
 /// and sets `*model` to null. Accepts null.
 void modelDispose(Model** model);
 
+struct ModelDisposer {
+    void operator()(Model* model) const noexcept { modelDispose(&model); }
+};
+
 /// Appends `child`, with its subtree, to the children of `parent`. Returns 1, or 0 when a pointer
 /// is null, when the child already has a parent, or when it is `parent` or one of its ancestors.
 int modelCreateParentship(Model* parent, Model* child);

@@ -133,6 +133,10 @@ struct Scene {
 /// Frees the scene and everything it owns and sets `*scene` to null. Accepts null.
 void sceneDispose(Scene** scene);
 
+struct SceneDisposer {
+    void operator()(Scene* scene) const noexcept { sceneDispose(&scene); }
+};
+
 /// Appends a light, a tree or a spline to the scene's list; the scene then owns it. Returns 1, or 0
 /// when an argument is null or when out of memory (the caller then keeps it).
 int sceneAppendLight(Scene* scene, Light* light);

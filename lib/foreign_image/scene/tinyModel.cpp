@@ -1,135 +1,218 @@
 // SPDX-License-Identifier: MIT
-// The hierarchy file: its name, its header and which of the two flavours it is.
+// The model node and its tree: making, freeing, linking, walking, searching.
 #include "tinyModel.h"
-
-#include "base/byteOrder.h"
-#include "file/tinyNotice.h"
-#include "text/tinyTextFile.h"
+#include "file/tinyUtilsGrow.h"
+#include "tinyFcurve.h"
 #include "tinyFile.h"
 #include "tinyModelInner.h"
+#include "tinySpline.h"
 
-#include <iterator>
-#include <memory>
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+Model* modelAllocate() {
+    return newRecords<Model>(1);
+}
 
 namespace {
 
-constexpr std::uint32_t kHierarchyType = typeWord("HRCH");
-constexpr std::uint32_t kPrototypeType = typeWord("PROT");
-constexpr std::size_t kTypeSize = 4;
-
-using PrototypeOwner = std::unique_ptr<Prototype, PrototypeDisposer>;
-
-std::uint32_t readTypeWord(std::FILE* stream) {
-    std::uint8_t bytes[kTypeSize] = {};
-    return std::fread(bytes, 1, sizeof bytes, stream) == sizeof bytes ? base::loadBe32(bytes) : 0;
+void disposeSplines(Model* model) {
+    for (std::int32_t i = 0; i < model->splineCount; ++i) {
+        splineDispose(&model->splines[i]);
+    }
+    std::free(static_cast<void*>(model->splines));
 }
 
-bool hasSplines(const Model* root) {
-    const Model* node = root;
-    while (node != nullptr && node->splineCount == 0) {
-        node = modelNextBelow(node, root);
+void disposeUserDataList(Model* model) {
+    while (model->userData != nullptr) {
+        UserData* rest = model->userData->next;
+        userDataDispose(&model->userData);
+        model->userData = rest;
     }
-    return node != nullptr;
 }
 
-/// The lists that the tree needs: the node's, and the spline's when a node has one.
-PrototypeOwner makePrototype(const Model* root) {
-    Prototype* prototype = nullptr;
-    if (prototypeInitModel(&prototype, 1) == 0 ||
-        (hasSplines(root) && prototypeInitSpline(&prototype, 0) == 0)) {
-        return nullptr;
+void disposeShapes(Model* model) {
+    while (model->shapes != nullptr) {
+        ModelShape* rest = model->shapes->next;
+        modelShapeDispose(&model->shapes);
+        model->shapes = rest;
     }
-    return PrototypeOwner(prototype);
 }
 
-int writeTextFile(std::FILE* stream, const Model* root) {
-    const int header = headerWriteAscii(stream, "HRCH");
-    return header != 0 ? modelWriteAscii(stream, root, "") : 0;
+/// Frees one node with what it owns except its children.
+void disposeNode(Model* model) {
+    std::free(model->name);
+    positionClear(&model->translation);
+    opaqueDispose(&model->contents);
+    opaqueDispose(&model->animationContents);
+    disposeSplines(model);
+    disposeUserDataList(model);
+    disposeShapes(model);
+    fcurveArrayDispose(model->curves, kModelCurveCount);
+    std::free(model);
 }
 
-int writeBinaryFile(std::FILE* stream, const Model* root) {
-    const PrototypeOwner prototype = makePrototype(root);
-    if (prototype == nullptr) {
-        return 0;
+Model* lastSibling(Model* model) {
+    while (model->next != nullptr) {
+        model = model->next;
     }
-    headerWriteBinary(stream, nullptr);
-    prototypeWrite(stream, prototype.get());
-    std::fwrite("HRCH", 1, kTypeSize, stream);
-    return modelWriteBinary(stream, root, prototype.get());
+    return model;
 }
 
-Model* readTextFile(std::FILE* stream) {
-    text::WordReader words(stream);
-    if (!text::readHeader(stream, kHierarchyType) || !words.next() || words.word() != "model") {
-        return nullptr;
+bool isNodeOrAncestor(const Model* candidate, const Model* node) {
+    while (node != nullptr && node != candidate) {
+        node = node->parent;
     }
-    ModelOwner root(modelReadAscii(stream));
-    if (root != nullptr) {
-        text::reportSurplus(words);
-    }
-    return root.release();
+    return node == candidate;
 }
-
-Model* readBinaryFile(std::FILE* stream) {
-    std::uint32_t type = binary::readHeader(stream);
-    PrototypeOwner prototype;
-    if (type == kPrototypeType) {
-        prototype.reset(prototypeRead(stream));
-        type = readTypeWord(stream);
-    } else {
-        Prototype* ours = nullptr;
-        prototypeInitModel(&ours, 1);
-        prototype.reset(ours);
-    }
-    ModelOwner root(type == kHierarchyType && prototype != nullptr
-                        ? modelReadBinary(stream, prototype.get())
-                        : nullptr);
-    if (root != nullptr) {
-        binary::reportSurplus(stream);
-    }
-    return root.release();
-}
-
-/// One row a flavour, in the order of the flavour numbers: how its files begin, and what reads and
-/// writes them.
-struct Flavour {
-    std::uint32_t firstWord;
-    bool (*fits)(const Model*);
-    int (*write)(std::FILE*, const Model*);
-    Model* (*read)(std::FILE*);
-};
-
-constexpr Flavour kFlavours[] = {{kHierarchyType, modelFitsText, writeTextFile, readTextFile},
-                                 {kFileMagic, modelFitsBinary, writeBinaryFile, readBinaryFile}};
 
 } // namespace
 
-int modelWriteFile(const char* baseName, const Model* root, int flavour) {
-    if (baseName == nullptr || root == nullptr || flavour < 0 ||
-        flavour >= static_cast<int>(std::size(kFlavours))) {
-        return 0;
-    }
-    const MallocString fileName = fileNameOf(baseName, ".hrc");
-    const notice::Call call("write", fileName.get());
-    const Flavour& form = kFlavours[flavour];
-    return form.fits(root) ? fileWrite(baseName, ".hrc",
-                                       [&](std::FILE* stream) { return form.write(stream, root); })
-                           : 0;
+ModelShape* modelShapeAllocate() {
+    return newRecords<ModelShape>(1);
 }
 
-Model* modelReadFile(const char* baseName) {
-    ModelOwner root;
-    fileRead(baseName, ".hrc", [&](std::FILE* stream) {
-        const std::uint32_t firstWord = readTypeWord(stream);
-        if (!notice::Call::good(stream)) {
-            return;
+void modelShapeDispose(ModelShape** shape) {
+    if (shape == nullptr || *shape == nullptr) {
+        return;
+    }
+    std::free((*shape)->name);
+    fcurveDispose(&(*shape)->interpolation);
+    for (std::int32_t i = 0; i < (*shape)->weightCount; ++i) {
+        fcurveDispose(&(*shape)->weights[i]);
+    }
+    std::free(static_cast<void*>((*shape)->weights));
+    std::free(*shape);
+    *shape = nullptr;
+}
+
+void modelDispose(Model** model) {
+    if (model == nullptr || *model == nullptr) {
+        return;
+    }
+    ModelCut(*model);
+    // Children join the nodes still to be freed, so that the depth of the tree costs no stack.
+    Model* pending = *model;
+    pending->next = nullptr;
+    while (pending != nullptr) {
+        Model* node = pending;
+        if (node->child != nullptr) {
+            lastSibling(node->child)->next = node->next;
+            pending = node->child;
+        } else {
+            pending = node->next;
         }
-        std::rewind(stream);
-        for (const Flavour& flavour : kFlavours) {
-            if (flavour.firstWord == firstWord && firstWord != 0) {
-                root.reset(flavour.read(stream));
-            }
+        disposeNode(node);
+    }
+    *model = nullptr;
+}
+
+void modelLinkChild(Model* parent, Model* lastChild, Model* child) {
+    (lastChild != nullptr ? lastChild->next : parent->child) = child;
+    child->parent = parent;
+}
+
+int modelCreateParentship(Model* parent, Model* child) {
+    if (parent == nullptr || child == nullptr || child->parent != nullptr ||
+        isNodeOrAncestor(child, parent)) {
+        return 0;
+    }
+    modelLinkChild(parent, parent->child != nullptr ? lastSibling(parent->child) : nullptr, child);
+    return 1;
+}
+
+int ModelCut(Model* model) {
+    if (model == nullptr) {
+        return 0;
+    }
+    if (model->parent == nullptr) {
+        return 1;
+    }
+    Model** link = &model->parent->child;
+    while (*link != nullptr && *link != model) {
+        link = &(*link)->next;
+    }
+    if (*link == nullptr) {
+        return 0;
+    }
+    *link = model->next;
+    model->next = nullptr;
+    model->parent = nullptr;
+    return 1;
+}
+
+const Model* modelNextBelow(const Model* node, const Model* root, int& level) {
+    if (node->child != nullptr) {
+        ++level;
+        return node->child;
+    }
+    for (; node != nullptr && node != root && node->next == nullptr; --level) {
+        node = node->parent;
+    }
+    return node == nullptr || node == root ? nullptr : node->next;
+}
+
+Model* modelNextNode(const Model* model) {
+    return model == nullptr ? nullptr : const_cast<Model*>(modelNextBelow(model, nullptr));
+}
+
+// Kept: The search continues past the start node's subtree.
+// A reader would expect it to look at the start node and what is below it; it follows the walk to
+// the end of the whole tree instead and may return a node that stands beside or above the subtree.
+// Programs that search on from the last match rely on it.
+Model* modelNodeFindByName(Model* start, const char* name) {
+    if (name == nullptr) {
+        return nullptr;
+    }
+    const std::string_view wanted = name;
+    while (start != nullptr && (start->name == nullptr || wanted != start->name)) {
+        start = modelNextNode(start);
+    }
+    return start;
+}
+
+int modelAttachUserData(Model* model, UserData* userData) {
+    if (model == nullptr || userData == nullptr) {
+        return 0;
+    }
+    UserData** end = &model->userData;
+    while (*end != nullptr) {
+        if (*end == userData) {
+            return 0;
         }
-    });
-    return root.release();
+        end = &(*end)->next;
+    }
+    userData->next = nullptr;
+    *end = userData;
+    return 1;
+}
+
+UserData* modelSearchUserData(const Model* model, const char* tag) {
+    if (model == nullptr || tag == nullptr) {
+        return nullptr;
+    }
+    UserData* block = model->userData;
+    while (block != nullptr && std::strncmp(block->tag, tag, sizeof block->tag) != 0) {
+        block = block->next;
+    }
+    return block;
+}
+
+void nodeldisposeUserData(Model* model, UserData** userData) {
+    if (model == nullptr || userData == nullptr || *userData == nullptr) {
+        return;
+    }
+    UserData** link = &model->userData;
+    while (*link != nullptr && *link != *userData) {
+        link = &(*link)->next;
+    }
+    if (*link == nullptr) {
+        return;
+    }
+    UserData* block = *link;
+    *link = block->next;
+    userDataDispose(&block);
+    *userData = nullptr;
 }

@@ -3,10 +3,8 @@
 // the node's name and its parent's in quotes, then the node's keyword lines. The parent is the last
 // node so named before the entry; where that would be another one, its number among the entries
 // (from 0) follows the name.
+#include "curve/tinyCurveTable.h"
 #include "file/tinyNotice.h"
-#include "tinyCameraBlock.h"
-#include "tinyCameraPosition.h"
-#include "tinyFcurve.h"
 #include "tinyFile.h"
 #include "tinyModel.h"
 #include "tinyModelInner.h"
@@ -24,7 +22,7 @@
 
 namespace {
 
-using block::Outcome;
+using table::Outcome;
 
 /// A node that has been read, with the end of its list of children.
 struct Entry {
@@ -33,7 +31,7 @@ struct Entry {
 };
 
 /// A tree while it is read. `record` is the node whose lines are being read.
-struct ModelBlock {
+struct Draft {
     Model* record = nullptr;
     ModelOwner root;
     Opaque** contentsEnd = nullptr;
@@ -41,41 +39,32 @@ struct ModelBlock {
     ModelShape* shape = nullptr; ///< the last shape of the node
     std::vector<Entry> entries;  ///< nodes in the order of the file; the root first
     std::unordered_map<std::string, std::size_t> latest; ///< last entry of each name
-    bool failed = false;
 };
 
-using Row = block::Row<ModelBlock>;
-using Rows = block::Rows<ModelBlock>;
+using Row = table::Row<Draft>;
+using Rows = table::CurveRows<Draft>;
 
 // ----------------------------------------------------------------------------------------- values
 
 constexpr const char* kShapeTypes[] = {"", "LINEAR", "CARDINAL"};
-constexpr block::Choice kShapeWords = {kShapeTypes, "", ""};
-constexpr block::Choice kBoxWords = {block::kActive, "", ""};
-constexpr block::Choice kSelectWords = {block::kSelection, "", ""};
-
-Outcome readScaling(std::FILE* stream, ModelBlock& b) {
-    return Rows::again(tripleRead(stream, b.record->scaling, &b.record->curves[kModelScalingX]));
-}
-
-void writeScaling(std::FILE* stream, const Model& node) {
-    tripleWrite(stream, node.scaling, &node.curves[kModelScalingX]);
-}
+constexpr table::Choice kShapeWords = {kShapeTypes};
+constexpr table::Choice kBoxWords = {table::kActive};
+constexpr table::Choice kSelectWords = {table::kSelection};
 
 /// The file has degrees, the record radians; curves are left in degrees.
-Outcome readRotation(std::FILE* stream, ModelBlock& b) {
-    float* rotation = b.record->rotation;
+Outcome readRotation(std::FILE* stream, Draft& draft) {
+    float* rotation = draft.record->rotation;
     float before[3];
     std::transform(rotation, rotation + 3, before,
                    [](float angle) { return text::fromUnit(angle, 1.0 / kModelDegrees); });
     float degrees[3] = {before[0], before[1], before[2]};
-    const int result = tripleRead(stream, degrees, &b.record->curves[kModelRotationX]);
+    const int result = tripleRead(stream, degrees, &draft.record->curves[kModelRotationX]);
     for (int i = 0; i < 3; ++i) {
         if (degrees[i] != before[i]) {
             rotation[i] = text::fromUnit(degrees[i], kModelDegrees);
         }
     }
-    return Rows::again(result);
+    return table::again(result);
 }
 
 void writeRotation(std::FILE* stream, const Model& node) {
@@ -89,40 +78,17 @@ void writeRotation(std::FILE* stream, const Model& node) {
     reportHiddenCurves(&node.curves[kModelRotationX]);
 }
 
-Outcome readTranslation(std::FILE* stream, ModelBlock& b) {
-    return Rows::again(positionRead(stream, b.record->translation, b.record->curves,
-                                    kModelTranslationPath, kModelTranslationX));
-}
-
-void writeTranslation(std::FILE* stream, const Model& node) {
-    positionWrite(stream, node.translation, node.curves, kModelTranslationPath, kModelTranslationX);
-}
-
-/// A whole number that can be animated; written where it is set.
-template <auto Member, int Curve>
-constexpr Row animatedNumber(std::string_view word) {
-    return {word,
-            [](std::FILE* stream, ModelBlock& b) {
-                return block::readWholeOrCurve(stream, b.record->*Member, b.record->curves[Curve]);
-            },
-            [](std::FILE* stream, const Model& node) {
-                valueWriteAsciiAnimation(stream, static_cast<float>(node.*Member),
-                                         node.curves[Curve]);
-            },
-            [](const Model& node) { return node.*Member != 0 || node.curves[Curve] != nullptr; }};
-}
-
 /// A row that is written only where the member is set.
 template <auto Member>
 constexpr Row whereSet(Row row) {
-    row.present = [](const Model& node) { return node.*Member != 0; };
+    row.present = table::isSet<Member, Model>;
     return row;
 }
 
 template <int State>
 constexpr Row selectionState(std::string_view word) {
-    return {word, [](std::FILE*, ModelBlock& b) {
-                b.record->selection = State;
+    return {word, [](std::FILE*, Draft& draft) {
+                draft.record->selection = State;
                 return Outcome::Next;
             }};
 }
@@ -130,57 +96,57 @@ constexpr Row selectionState(std::string_view word) {
 // ----------------------------------------------------------------------------------------- shapes
 
 /// Begins a new shape of the node.
-bool addShape(ModelBlock& b) {
-    b.shape = modelShapeAllocate();
-    if (b.shape == nullptr) {
-        b.failed = true;
+bool addShape(Draft& draft) {
+    draft.shape = modelShapeAllocate();
+    if (draft.shape == nullptr) {
         return false;
     }
-    *b.shapesEnd = b.shape;
-    b.shapesEnd = &b.shape->next;
+    *draft.shapesEnd = draft.shape;
+    draft.shapesEnd = &draft.shape->next;
     return true;
 }
 
-Outcome readShapeName(std::FILE* stream, ModelBlock& b) {
-    return addShape(b) ? block::readQuoted(stream, b.shape->name) : Outcome::EndOfFile;
+Outcome readShapeName(std::FILE* stream, Draft& draft) {
+    return addShape(draft) ? table::readQuoted(stream, draft.shape->name) : Outcome::EndOfFile;
 }
 
-Outcome readInterpolation(std::FILE* stream, ModelBlock& b) {
-    if (b.shape == nullptr && !addShape(b)) {
+Outcome readInterpolation(std::FILE* stream, Draft& draft) {
+    if (draft.shape == nullptr && !addShape(draft)) {
         return Outcome::EndOfFile;
     }
-    return Rows::again(valueReadAsciiAnimation(stream, nullptr, &b.shape->interpolation, 1));
+    return table::again(valueReadAsciiAnimation(stream, nullptr, &draft.shape->interpolation, 1));
 }
 
 /// The count, then as many curves as there are, whatever it says.
-Outcome readWeights(std::FILE* stream, ModelBlock& b) {
-    if ((b.shape == nullptr && !addShape(b)) || !in_animToken(stream) || !in_animToken(stream)) {
+Outcome readWeights(std::FILE* stream, Draft& draft) {
+    if ((draft.shape == nullptr && !addShape(draft)) || !in_animToken(stream) ||
+        !in_animToken(stream)) {
         return Outcome::EndOfFile;
     }
     int result = 1;
     while (result != 0 && std::string_view(animToken) == "CURVE_TYPE") {
         Fcurve* curve = nullptr;
         result = fcurveReadAsciiAnimation(stream, &curve);
-        if (curve != nullptr && !modelAppend(b.shape->weights, b.shape->weightCount, curve)) {
+        if (curve != nullptr &&
+            !modelAppend(draft.shape->weights, draft.shape->weightCount, curve)) {
             fcurveDispose(&curve);
-            b.failed = true;
             return Outcome::EndOfFile;
         }
     }
-    return Rows::again(result);
+    return table::again(result);
 }
 
 void writeShapes(std::FILE* stream, const Model& node) {
     incIndent(1);
     for (const ModelShape* shape = node.shapes; shape != nullptr; shape = shape->next) {
-        block::putKeyword(stream, "SHAPE_NAME");
+        table::putKeyword(stream, "SHAPE_NAME");
         text::putQuoted(stream, shape->name);
         if (shape->interpolation != nullptr) {
-            block::putKeyword(stream, "INTERP_FCURVE");
+            table::putKeyword(stream, "INTERP_FCURVE");
             fcurveWriteAsciiAnimation(stream, shape->interpolation);
         }
         if (shape->weightCount > 0) {
-            block::putKeyword(stream, "WEIGHT_FCURVES");
+            table::putKeyword(stream, "WEIGHT_FCURVES");
             text::putInt(stream, shape->weightCount);
             std::for_each(shape->weights, shape->weights + shape->weightCount,
                           [&](const Fcurve* c) { fcurveWriteAsciiAnimation(stream, c); });
@@ -193,9 +159,8 @@ void writeShapes(std::FILE* stream, const Model& node) {
 
 bool endsContents(std::string_view word);
 
-Outcome readContents(std::FILE* stream, ModelBlock& b) {
-    opaqueReadTokens(stream, animToken, endsContents, b.contentsEnd);
-    return animToken[0] != '\0' ? Outcome::Again : Outcome::EndOfFile;
+Outcome readContents(std::FILE* stream, Draft& draft) {
+    return opaqueRead(text::Reader::on(stream), animToken, endsContents, draft.contentsEnd);
 }
 
 bool isShapeWord(std::string_view word) {
@@ -204,35 +169,35 @@ bool isShapeWord(std::string_view word) {
 
 /// "SHAPE" stands in front of the shapes; with anything else behind it, it is contents kept as
 /// text.
-Outcome readShapes(std::FILE* stream, ModelBlock& b) {
+Outcome readShapes(std::FILE* stream, Draft& draft) {
     if (!in_animToken(stream)) {
-        opaqueAppend(b.contentsEnd, opaqueAllocate("SHAPE"));
+        opaqueAppend(draft.contentsEnd, opaqueAllocate("SHAPE"));
         return Outcome::EndOfFile;
     }
     if (isShapeWord(animToken)) {
         return Outcome::Again;
     }
     if (endsContents(animToken)) {
-        opaqueAppend(b.contentsEnd, opaqueAllocate("SHAPE"));
+        opaqueAppend(draft.contentsEnd, opaqueAllocate("SHAPE"));
         return Outcome::Again;
     }
-    opaqueReadTokens(stream, std::string("SHAPE ") + animToken, endsContents, b.contentsEnd);
-    return animToken[0] != '\0' ? Outcome::Again : Outcome::EndOfFile;
+    return opaqueRead(text::Reader::on(stream), std::string("SHAPE ") + animToken, endsContents,
+                      draft.contentsEnd);
 }
 
 constexpr Row kRows[] = {
-    {"SCALING", readScaling, writeScaling},
+    Rows::triple<&Model::scaling, kModelScalingX>("SCALING"),
     {"ROTATION", readRotation, writeRotation},
     // In front of the translation: they are words of the spline of a path too.
-    whereSet<&Model::wireColour>(Rows::integer<&Model::wireColour>("WIRE_COLOUR")),
-    whereSet<&Model::lineType>(Rows::integer<&Model::lineType>("LINE_TYPE")),
-    whereSet<&Model::selection>(Rows::choice<&Model::selection, kSelectWords>("SELECTED")),
-    {"TRANSLATION", readTranslation, writeTranslation},
-    animatedNumber<&Model::hidden, kModelHidden>("HIDDEN"),
-    animatedNumber<&Model::algorithm, kModelAlgorithm>("ALGORITHM_TYPE"),
-    whereSet<&Model::boundingBox>(Rows::flag<&Model::boundingBox, kBoxWords>("BOUNDING_BOX")),
+    whereSet<&Model::wireColour>(Rows::number<&Model::wireColour>("WIRE_COLOUR")),
+    whereSet<&Model::lineType>(Rows::number<&Model::lineType>("LINE_TYPE")),
+    whereSet<&Model::selection>(Rows::choice<kSelectWords, &Model::selection>("SELECTED")),
+    Rows::position<&Model::translation, kModelTranslationPath, kModelTranslationX>("TRANSLATION"),
+    Rows::wholeOrCurve<&Model::hidden, kModelHidden>("HIDDEN"),
+    Rows::wholeOrCurve<&Model::algorithm, kModelAlgorithm>("ALGORITHM_TYPE"),
+    whereSet<&Model::boundingBox>(Rows::flag<kBoxWords, &Model::boundingBox>("BOUNDING_BOX")),
     whereSet<&Model::shapeInterpolation>(
-        Rows::choice<&Model::shapeInterpolation, kShapeWords>("SHAPE_INTERP_TYPE")),
+        Rows::choice<kShapeWords, &Model::shapeInterpolation>("SHAPE_INTERP_TYPE")),
     {"SHAPE", readShapes, writeShapes, [](const Model& node) { return node.shapes != nullptr; }},
     {"SHAPE_NAME", readShapeName},
     {"INTERP_FCURVE", readInterpolation},
@@ -268,48 +233,47 @@ bool endsContents(std::string_view word) {
 // ---------------------------------------------------------------------------------------- entries
 
 /// Makes a node the current one and hangs it under the entry `parent`; the first is the root.
-bool addNode(ModelBlock& b, std::size_t parent, char* name) {
-    Model* node = modelCountFits(b.entries.size() + 1) ? modelAllocate() : nullptr;
+bool addNode(Draft& draft, std::size_t parent, char* name) {
+    Model* node = modelCountFits(draft.entries.size() + 1) ? modelAllocate() : nullptr;
     if (node == nullptr) {
         std::free(name);
-        b.failed = true;
         return false;
     }
     node->name = name;
     std::fill(std::begin(node->scaling), std::end(node->scaling), 1.0F);
-    if (!b.entries.empty()) {
-        Entry& above = b.entries[parent];
+    if (!draft.entries.empty()) {
+        Entry& above = draft.entries[parent];
         modelLinkChild(above.node, above.lastChild, node);
         above.lastChild = node;
     } else {
-        b.root.reset(node);
+        draft.root.reset(node);
     }
-    b.entries.push_back({node});
+    draft.entries.push_back({node});
     if (name != nullptr) {
-        b.latest[name] = b.entries.size() - 1;
+        draft.latest[name] = draft.entries.size() - 1;
     }
-    b.record = node;
-    b.contentsEnd = &node->animationContents;
-    b.shapesEnd = &node->shapes;
-    b.shape = nullptr;
+    draft.record = node;
+    draft.contentsEnd = &node->animationContents;
+    draft.shapesEnd = &node->shapes;
+    draft.shape = nullptr;
     return true;
 }
 
 /// The entry that the parent's name, or the number behind it, stands for; the root, with a message,
 /// when there is none.
-std::size_t findParent(const ModelBlock& b, const char* name, const char* number) {
+std::size_t findParent(const Draft& draft, const char* name, const char* number) {
     if (*number != '\0') {
         const auto index = static_cast<std::size_t>(std::strtoul(number, nullptr, 10));
-        if (index < b.entries.size()) {
+        if (index < draft.entries.size()) {
             return index;
         }
     } else if (name != nullptr) {
-        const auto found = b.latest.find(name);
-        if (found != b.latest.end()) {
+        const auto found = draft.latest.find(name);
+        if (found != draft.latest.end()) {
             return found->second;
         }
     }
-    if (name != nullptr || !b.entries.empty()) {
+    if (name != nullptr || !draft.entries.empty()) {
         const char* shown = name != nullptr ? name : "";
         optionPrint("ModelReadAsciiAnimation: error, cannot find model '%s'.\n", shown);
         animNotify(AnimNoticeKind::UnknownWord, shown, "a model of that name");
@@ -321,43 +285,43 @@ bool isWholeNumber(std::string_view word) {
     return !word.empty() && word.find_first_not_of("0123456789") == std::string_view::npos;
 }
 
-Outcome readModel(std::FILE* stream, ModelBlock& b) {
+Outcome readModel(std::FILE* stream, Draft& draft) {
     MallocString name(stringReadAsciiAnimation(stream));
     const MallocString parent(stringReadAsciiAnimation(stream));
     const bool more = in_animToken(stream) != 0;
     const bool numbered = isWholeNumber(animToken);
-    const std::size_t above = findParent(b, parent.get(), numbered ? animToken : "");
-    if (!addNode(b, above, name.release()) || !more) {
+    const std::size_t above = findParent(draft, parent.get(), numbered ? animToken : "");
+    if (!addNode(draft, above, name.release()) || !more) {
         return Outcome::EndOfFile;
     }
     return numbered ? Outcome::Next : Outcome::Again;
 }
 
 /// Reads the current token with what belongs to it. Nothing when it does not belong to the tree.
-std::optional<Outcome> readItem(std::FILE* stream, ModelBlock& b) {
+std::optional<Outcome> readItem(std::FILE* stream, Draft& draft) {
     const std::string_view word = animToken;
     if (word == "MODEL") {
-        return readModel(stream, b);
+        return readModel(stream, draft);
     }
     const Row* row = table::find(kRows, word);
     if (row == nullptr && sceneIsWord(word)) {
         return std::nullopt;
     }
-    if (b.record == nullptr && !addNode(b, 0, nullptr)) { // lines without an entry
+    if (draft.record == nullptr && !addNode(draft, 0, nullptr)) { // lines without an entry
         return Outcome::EndOfFile;
     }
     if (row == nullptr) {
         animNotify(AnimNoticeKind::Kept, animToken);
-        return readContents(stream, b);
+        return readContents(stream, draft);
     }
-    return row->read(stream, b);
+    return row->read(stream, draft);
 }
 
 /// Reads entries up to a word that does not belong to the tree; 0 at end of file.
-int readTree(std::FILE* stream, ModelBlock& b) {
+int readTree(std::FILE* stream, Draft& draft) {
     bool more = in_animToken(stream) != 0;
     while (more && animToken[0] != '\0') {
-        const std::optional<Outcome> outcome = readItem(stream, b);
+        const std::optional<Outcome> outcome = readItem(stream, draft);
         if (!outcome) {
             return 1;
         }
@@ -373,7 +337,7 @@ class TreeWriter {
 
     void write(const Model* root) {
         for (const Model* node = root; node != nullptr; node = modelNextBelow(node, root)) {
-            block::putKeyword(stream_, "MODEL");
+            table::putKeyword(stream_, "MODEL");
             text::putQuoted(stream_, node->name);
             writeParent(node == root ? nullptr : node->parent);
             if (notice::wanted()) {
@@ -381,9 +345,9 @@ class TreeWriter {
             }
             remember(node); // first: what throws leaves the indentation alone
             incIndent(1);
-            block::write(stream_, kRows, *node);
+            table::write(stream_, kRows, *node);
             for (const Opaque* kept = node->animationContents; kept != nullptr; kept = kept->next) {
-                block::putKeyword(stream_, kept->text);
+                table::putKeyword(stream_, kept->text);
             }
             incIndent(-1);
         }
@@ -458,19 +422,19 @@ int objectWriteAsciiAnimation(std::FILE* stream, const Model* root) {
 
 int objectReadAsciiAnimation(std::FILE* stream, Model** root) {
     const notice::Call call;
-    ModelBlock b;
+    Draft draft;
     int result = 0;
     try {
-        result = readTree(stream, b);
+        result = readTree(stream, draft);
     } catch (const std::bad_alloc&) {
         notice::Call::failForMemory();
     }
-    const bool good = notice::Call::good(stream) && !b.failed;
+    const bool good = notice::Call::good(stream);
     if (!good) {
-        b.root.reset();
+        draft.root.reset();
     }
     if (root != nullptr) {
-        *root = b.root.release();
+        *root = draft.root.release();
     }
     return good ? result : 0;
 }

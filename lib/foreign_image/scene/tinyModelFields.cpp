@@ -8,34 +8,27 @@
 #include <cstdlib>
 #include <cstring>
 #include <initializer_list>
+#include <limits>
 #include <memory>
 
 /// Grows only with the bytes of the file, whatever size it claims.
 UserData* modelbinary::Reader::userData() {
     std::unique_ptr<UserData, UserDataDisposer> block(newRecords<UserData>(1));
-    std::uint8_t head[8] = {};
-    take(head);
-    const std::int32_t size = base::loadBeS32(head + 4);
-    if (block == nullptr || failed_ || size < 0) {
-        fail();
+    std::uint8_t tag[sizeof UserData::tag] = {};
+    std::uint32_t size = 0;
+    failed_ = failed_ || block == nullptr || !binary::readBytes(stream_, tag, sizeof tag) ||
+              !binary::read(stream_, size) || size > std::numeric_limits<std::int32_t>::max();
+    GrowingArray<std::uint8_t> bytes;
+    for (std::uint32_t left = size; left > 0 && !failed_; --left) {
+        const int c = getc_unlocked(stream_);
+        failed_ = c == EOF || !bytes.push(static_cast<std::uint8_t>(c));
+    }
+    if (failed_) {
         return nullptr;
     }
-    std::memcpy(block->tag, head, sizeof block->tag);
-    std::vector<std::uint8_t> bytes;
-    for (auto left = static_cast<std::size_t>(size); left > 0 && !failed_;) {
-        std::uint8_t chunk[4096];
-        const std::span<std::uint8_t> part(chunk, std::min(left, sizeof chunk));
-        take(part);
-        bytes.insert(bytes.end(), part.begin(), part.end());
-        left -= part.size();
-    }
-    block->data = size > 0 ? newRecords<std::uint8_t>(bytes.size()) : nullptr;
-    if (failed_ || (block->data == nullptr && size > 0)) {
-        fail();
-        return nullptr;
-    }
-    std::copy(bytes.begin(), bytes.end(), block->data);
-    block->size = size;
+    std::memcpy(block->tag, tag, sizeof tag);
+    block->size = static_cast<std::int32_t>(size);
+    block->data = bytes.release();
     return block.release();
 }
 

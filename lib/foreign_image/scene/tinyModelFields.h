@@ -3,8 +3,7 @@
 // unsigned 16-bit, strings end with a zero byte.
 #pragma once
 
-#include "base/byteOrder.h"
-#include "file/tinyNotice.h"
+#include "file/tinyFileBinary.h"
 #include "tinyFile.h"
 #include "tinyModel.h"
 #include "tinyOpaqueRead.h"
@@ -35,26 +34,18 @@ class Writer {
     Writer(std::FILE* stream, const Prototype* prototype)
         : stream_(stream), prototype_(prototype) {}
 
-    void number(std::uint16_t value) {
-        std::uint8_t bytes[2];
-        base::storeBe16(bytes, value);
-        std::fwrite(bytes, 1, sizeof bytes, stream_);
-    }
+    void number(std::uint16_t value) { binary::write(stream_, static_cast<std::int16_t>(value)); }
     void floats(std::span<const float> values) {
         for (const float value : values) {
-            std::uint8_t bytes[4];
-            base::storeBeFloat(bytes, value);
-            std::fwrite(bytes, 1, sizeof bytes, stream_);
+            binary::write(stream_, value);
         }
     }
     void string(const char* value) { stringWriteBinary(stream_, value); }
 
     void userData(const UserData& block) {
         const std::int32_t size = block.data != nullptr ? std::max(block.size, 0) : 0;
-        std::uint8_t bytes[4];
-        base::storeBeS32(bytes, size);
         std::fwrite(block.tag, 1, sizeof block.tag, stream_);
-        std::fwrite(bytes, 1, sizeof bytes, stream_);
+        binary::write(stream_, static_cast<std::uint32_t>(size));
         if (size > 0) {
             std::fwrite(block.data, 1, static_cast<std::size_t>(size), stream_);
         }
@@ -80,15 +71,14 @@ class Reader {
         : stream_(stream), prototype_(prototype) {}
 
     std::uint16_t number() {
-        std::uint8_t bytes[2] = {};
-        take(bytes);
-        return base::loadBe16(bytes);
+        std::int16_t value = 0;
+        failed_ = !binary::read(stream_, value) || failed_;
+        return static_cast<std::uint16_t>(value);
     }
     void floats(std::span<float> values) {
         for (float& value : values) {
-            std::uint8_t bytes[4] = {};
-            take(bytes);
-            value = base::loadBeFloat(bytes);
+            value = 0.0F;
+            failed_ = !binary::read(stream_, value) || failed_;
         }
     }
     /// A string of at most `kOpaqueMaxBytes`; a longer one fails.
@@ -110,9 +100,6 @@ class Reader {
         return spline;
     }
 
-    void take(std::span<std::uint8_t> bytes) {
-        failed_ = failed_ || std::fread(bytes.data(), 1, bytes.size(), stream_) != bytes.size();
-    }
     void fail() { failed_ = true; }
     void report(AnimNoticeKind kind, const char* detail) {
         notice::atByte(kind, "", std::ftell(stream_), "%s", detail);

@@ -55,24 +55,14 @@ constexpr int kAnyLevels = std::numeric_limits<int>::max();
 /// Looks at every node of the subtree, its level (from 1) and the number of nodes.
 bool fits(const Model* root, int mostLevels, bool (*nodeFits)(const Model&)) {
     std::size_t nodes = 0;
-    int depth = 1;
-    for (const Model* node = root; node != nullptr;) {
-        if (depth > mostLevels) {
+    int level = 1;
+    for (const Model* node = root; node != nullptr; node = modelNextBelow(node, root, level)) {
+        if (level > mostLevels) {
             notice::Call::fail("a tree of more than %d levels has no text form", mostLevels);
         }
         if (notice::Call::failed() || !modelCountFits(++nodes) || !nodeFits(*node)) {
             return false;
         }
-        if (node->child != nullptr) {
-            node = node->child;
-            ++depth;
-            continue;
-        }
-        while (node != nullptr && node != root && node->next == nullptr) {
-            node = node->parent;
-            --depth;
-        }
-        node = node == nullptr || node == root ? nullptr : node->next;
     }
     return true;
 }

@@ -17,13 +17,15 @@
 /// Degrees in a radian, as the hierarchy file rounds it.
 inline constexpr double kModelDegrees = 57.2957795;
 
-struct ModelDisposer {
-    void operator()(Model* model) const noexcept { modelDispose(&model); }
-};
 using ModelOwner = std::unique_ptr<Model, ModelDisposer>;
 
-/// The node after `node` in the walk through the subtree of `root`, or null at its end.
-[[nodiscard]] const Model* modelNextBelow(const Model* node, const Model* root);
+/// The node after `node` in the walk through the subtree of `root`, or null at its end; `level` is
+/// moved along by as many as that node stands deeper or higher.
+[[nodiscard]] const Model* modelNextBelow(const Model* node, const Model* root, int& level);
+[[nodiscard]] inline const Model* modelNextBelow(const Model* node, const Model* root) {
+    int level = 0;
+    return modelNextBelow(node, root, level);
+}
 
 /// Makes `child` the sibling after `lastChild`, or the first child of `parent` when that is null:
 /// what a reader uses, which knows the last child and that `child` is fresh.

@@ -2,19 +2,22 @@
 // Reading the text flavour of the hierarchy file, without recursion: the depth of a tree is the
 // file's to choose.
 #include "file/tinyNotice.h"
-#include "text/tinyUtilsText.h"
+#include "text/tinyTable.h"
 #include "tinyFile.h"
 #include "tinyModel.h"
 #include "tinyModelInner.h"
 #include "tinyOpaqueRead.h"
 #include "tinySpline.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <new>
 #include <string_view>
 #include <vector>
 
 namespace {
+
+using table::Outcome;
 
 /// A node whose closing brace has not been read, and the ends of its lists.
 struct OpenNode {
@@ -24,192 +27,141 @@ struct OpenNode {
     UserData** userDataEnd = &node->userData;
 };
 
-class TextReader;
+/// A tree while it is read.
+struct Draft {
+    text::Reader& in;
+    ModelOwner root = nullptr;
+    std::size_t nodes = 0;
+    std::vector<OpenNode> open = {}; ///< from the root to the node being read
 
-/// A word of a node and what reads its value; the reader leaves the word after it as the current
-/// one and returns false at end of file.
-struct NodeWord {
-    std::string_view word;
-    bool (TextReader::*read)();
+    [[nodiscard]] Model& node() const { return *open.back().node; }
 };
 
-class TextReader {
-  public:
-    explicit TextReader(std::FILE* stream) : words_(stream) {}
-
-    ModelOwner read() {
-        bool more = enterNode();
-        while (more && !open_.empty()) {
-            more = readItem();
-        }
-        if (!open_.empty() && !failed_) {
-            animNotify(AnimNoticeKind::Missing, "}", "the file ends inside a node");
-        }
-        return failed_ ? nullptr : std::move(root_);
-    }
-
-    bool readName();
-    bool readScaling();
-    bool readRotation();
-    bool readTranslation();
-    bool readSpline();
-    bool readUserData();
-    bool readOpaque();
-    bool enterNode();
-
-  private:
-    bool next() { return words_.next(); }
-    bool readItem();
-    bool leaveNode();
-    bool fail();
-    bool readTriple(float (&values)[3], double unit, const char* word);
-    [[nodiscard]] Model& node() { return *open_.back().node; }
-
-    text::WordReader words_;
-    std::size_t nodes_ = 0;
-    std::vector<OpenNode> open_; ///< from the root to the node being read
-    ModelOwner root_;
-    bool failed_ = false;
-};
-
-constexpr NodeWord kNodeWords[] = {
-    {"name", &TextReader::readName},         {"scaling", &TextReader::readScaling},
-    {"rotation", &TextReader::readRotation}, {"translation", &TextReader::readTranslation},
-    {"mesh", &TextReader::readOpaque},       {"patch", &TextReader::readOpaque},
-    {"face", &TextReader::readOpaque},       {"spline", &TextReader::readSpline},
-    {"clusters", &TextReader::readOpaque},   {"material", &TextReader::readOpaque},
-    {"texture", &TextReader::readOpaque},    {"texture3D", &TextReader::readOpaque},
-    {"actor_data", &TextReader::readOpaque}, {"userData", &TextReader::readUserData},
-    {"model", &TextReader::enterNode},
-};
-
-const NodeWord* findWord(std::string_view word) {
-    for (const NodeWord& row : kNodeWords) {
-        if (row.word == word) {
-            return &row;
-        }
-    }
-    return nullptr;
-}
-
-bool TextReader::fail() {
-    failed_ = true;
-    return false;
-}
-
-bool TextReader::readItem() {
-    if (words_.word() == "}") {
-        return leaveNode();
-    }
-    const NodeWord* row = findWord(words_.word());
-    if (row == nullptr) {
-        animNotify(AnimNoticeKind::Kept, words_.c_str());
-        return readOpaque();
-    }
-    return (this->*row->read)();
-}
-
-bool TextReader::enterNode() {
-    if (!modelCountFits(++nodes_)) {
-        return fail();
-    }
-    Model* fresh = modelAllocate();
+/// Begins a node behind its word.
+Outcome enterNode(std::FILE*, Draft& draft) {
+    Model* fresh = modelCountFits(++draft.nodes) ? modelAllocate() : nullptr;
     if (fresh == nullptr) {
-        return fail();
+        return Outcome::EndOfFile;
     }
-    if (open_.empty()) {
-        root_.reset(fresh);
+    if (draft.open.empty()) {
+        draft.root.reset(fresh);
     } else {
-        modelLinkChild(open_.back().node, open_.back().lastChild, fresh);
-        open_.back().lastChild = fresh;
+        modelLinkChild(draft.open.back().node, draft.open.back().lastChild, fresh);
+        draft.open.back().lastChild = fresh;
     }
-    for (float& factor : fresh->scaling) {
-        factor = 1.0F;
-    }
-    open_.push_back({fresh});
-    return next() && (words_.word() != "{" || next());
+    std::ranges::fill(fresh->scaling, 1.0F);
+    draft.open.push_back({fresh});
+    const bool more = draft.in.next();
+    return !more ? Outcome::EndOfFile : draft.in.word() == "{" ? Outcome::Next : Outcome::Again;
 }
 
-bool TextReader::leaveNode() {
-    open_.pop_back();
-    return open_.empty() || next();
+Outcome leaveNode(std::FILE*, Draft& draft) {
+    draft.open.pop_back();
+    return draft.open.empty() ? Outcome::Done : Outcome::Next;
 }
 
-bool TextReader::readName() {
-    if (words_.peek() != '"') {
+Outcome readName(std::FILE*, Draft& draft) {
+    if (draft.in.peek() != '"') {
         animNotify(AnimNoticeKind::Missing, "name", "a name in quotes expected");
-        return next();
+        return Outcome::Next;
     }
-    MallocString name(words_.quoted());
-    std::free(node().name);
-    node().name = name != nullptr && name.get()[0] != '\0' ? name.release() : nullptr;
-    return next();
+    MallocString name(draft.in.quoted());
+    std::free(draft.node().name);
+    draft.node().name = name != nullptr && name.get()[0] != '\0' ? name.release() : nullptr;
+    return Outcome::Next;
 }
 
-bool TextReader::readTriple(float (&values)[3], double unit, const char* word) {
+Outcome readTriple(Draft& draft, float (&values)[3], double unit, const char* word) {
     Vector read = {};
-    const bool whole = words_.numbers(read, word);
-    if (whole) {
+    if (draft.in.numbers(read, word)) {
         values[0] = text::fromUnit(read.x, unit);
         values[1] = text::fromUnit(read.y, unit);
         values[2] = text::fromUnit(read.z, unit);
     }
-    return next();
+    return Outcome::Next;
 }
 
-bool TextReader::readScaling() {
-    return readTriple(node().scaling, 1.0, "scaling");
+Outcome readScaling(std::FILE*, Draft& draft) {
+    return readTriple(draft, draft.node().scaling, 1.0, "scaling");
 }
 
-bool TextReader::readRotation() {
-    return readTriple(node().rotation, kModelDegrees, "rotation");
+Outcome readRotation(std::FILE*, Draft& draft) {
+    return readTriple(draft, draft.node().rotation, kModelDegrees, "rotation");
 }
 
-bool TextReader::readTranslation() {
-    Vector& fixed = node().translation.fixed;
+Outcome readTranslation(std::FILE*, Draft& draft) {
+    Vector& fixed = draft.node().translation.fixed;
     float values[3] = {fixed.x, fixed.y, fixed.z};
-    const bool more = readTriple(values, 1.0, "translation");
+    const Outcome outcome = readTriple(draft, values, 1.0, "translation");
     fixed = {values[0], values[1], values[2]};
-    return more;
+    return outcome;
 }
 
-bool TextReader::readSpline() {
-    Spline* spline = splineReadAscii(words_.stream(), nullptr, nullptr);
-    if (spline == nullptr) {
-        return false;
-    }
-    if (!modelAppend(node().splines, node().splineCount, spline)) {
+Outcome readSpline(std::FILE* stream, Draft& draft) {
+    Spline* spline = splineReadAscii(stream, nullptr, nullptr);
+    if (spline != nullptr && !modelAppend(draft.node().splines, draft.node().splineCount, spline)) {
         splineDispose(&spline);
-        return fail();
     }
-    return next();
+    return table::next(spline != nullptr ? 1 : 0);
 }
 
-bool TextReader::readUserData() {
-    UserData* data = userDataReadAscii(words_.stream());
+Outcome readUserData(std::FILE* stream, Draft& draft) {
+    UserData* data = userDataReadAscii(stream);
     if (data == nullptr) {
-        return false;
+        return Outcome::EndOfFile;
     }
-    *open_.back().userDataEnd = data;
-    open_.back().userDataEnd = &data->next;
-    return next();
+    *draft.open.back().userDataEnd = data;
+    draft.open.back().userDataEnd = &data->next;
+    return Outcome::Next;
 }
 
-bool TextReader::readOpaque() {
-    OpaqueResult result = opaqueRead(words_.stream(), words_.word(), kHierarchyStyle,
-                                     [](std::string_view word) { return modelIsTextWord(word); });
-    if (result.cut) {
-        animNotify(AnimNoticeKind::Cut, words_.c_str(), kOpaqueCut);
+Outcome readContents(std::FILE*, Draft& draft) {
+    return opaqueRead(draft.in, draft.in.word(), modelIsTextWord, draft.open.back().contentsEnd);
+}
+
+constexpr table::Row<Draft> kNodeRows[] = {
+    {"}", leaveNode},
+    {"name", readName},
+    {"scaling", readScaling},
+    {"rotation", readRotation},
+    {"translation", readTranslation},
+    {"mesh", readContents},
+    {"patch", readContents},
+    {"face", readContents},
+    {"spline", readSpline},
+    {"clusters", readContents},
+    {"material", readContents},
+    {"texture", readContents},
+    {"texture3D", readContents},
+    {"actor_data", readContents},
+    {"userData", readUserData},
+    {"model", enterNode},
+};
+
+/// Reads a tree behind the word of its root, and reports where the file ends inside it.
+ModelOwner readTree(std::FILE* stream) {
+    Draft draft = {text::Reader::on(stream, text::kFileStyle)};
+    Outcome outcome = enterNode(stream, draft);
+    if (outcome == Outcome::Next && !draft.in.next()) {
+        outcome = Outcome::EndOfFile;
     }
-    opaqueAppend(open_.back().contentsEnd, std::move(result.block));
-    words_.set(result.lookAhead);
-    return !result.lookAhead.empty();
+    while (outcome == Outcome::Again || outcome == Outcome::Next) {
+        outcome = table::read(draft.in, kNodeRows, draft);
+        if (outcome == Outcome::Again) {
+            animNotify(AnimNoticeKind::Kept, draft.in.c_str());
+            outcome = readContents(stream, draft);
+        }
+    }
+    if (outcome != Outcome::Done && !notice::Call::failed()) {
+        animNotify(AnimNoticeKind::Missing, "}", "the file ends inside a node");
+    }
+    return std::move(draft.root);
 }
 
 } // namespace
 
 bool modelIsTextWord(std::string_view word) {
-    return findWord(word) != nullptr;
+    return table::find(kNodeRows, word) != nullptr;
 }
 
 Model* modelReadAscii(std::FILE* stream) {
@@ -219,7 +171,7 @@ Model* modelReadAscii(std::FILE* stream) {
     const notice::Call call;
     ModelOwner root;
     try {
-        root = TextReader(stream).read();
+        root = readTree(stream);
     } catch (const std::bad_alloc&) {
         notice::Call::failForMemory();
     }

@@ -41,7 +41,7 @@ void openNode(std::FILE* stream, const Model& node, const std::string& prefix) {
     }
     std::fprintf(stream, "\n%smodel\n%s{\n%sname         ", prefix.c_str(), prefix.c_str(),
                  prefix.c_str());
-    text::putDoubleQuoted(stream, node.name);
+    text::putQuoted(stream, node.name, text::kFileStyle);
     text::put(stream, "\n");
     writeTriple(stream, prefix, "scaling", node.scaling, 1.0);
     writeTriple(stream, prefix, "rotation", node.rotation, kModelDegrees);
@@ -51,24 +51,17 @@ void openNode(std::FILE* stream, const Model& node, const std::string& prefix) {
 
 /// Writes the nodes in walk order and closes each behind its children.
 void writeTree(std::FILE* stream, const Model* root, std::string prefix) {
-    const Model* node = root;
-    for (;;) {
-        openNode(stream, *node, prefix);
-        if (node->child != nullptr) {
-            prefix += "  ";
-            node = node->child;
+    int level = 1;
+    int open = 0; // nodes whose closing brace is still to be written
+    for (const Model* node = root; open != 0 || node != nullptr;) {
+        if (node == nullptr || open >= level) {
+            std::fprintf(stream, "%s}\n", prefix.c_str());
+            prefix.resize(prefix.size() - (--open != 0 ? 2 : 0));
             continue;
         }
-        std::fprintf(stream, "%s}\n", prefix.c_str());
-        while (node != root && node->next == nullptr) {
-            node = node->parent;
-            prefix.resize(prefix.size() - 2);
-            std::fprintf(stream, "%s}\n", prefix.c_str());
-        }
-        if (node == root) {
-            return;
-        }
-        node = node->next;
+        prefix += open++ != 0 ? "  " : "";
+        openNode(stream, *node, prefix);
+        node = modelNextBelow(node, root, level);
     }
 }
 

@@ -2,7 +2,6 @@
 #include "tinyOpaque.h"
 
 #include "file/tinyUtilsGrow.h"
-#include "text/tinyUtilsText.h"
 #include "tinyOpaqueRead.h"
 
 #include <cstdlib>
@@ -16,26 +15,25 @@ constexpr std::size_t kWordSize = 64;
 /// Walks a block's characters, keeps them, and finds where the block ends.
 class Scanner {
   public:
-    Scanner(std::FILE* stream, const OpaqueStyle& style, bool (*ends)(std::string_view))
-        : stream_(stream), style_(style), ends_(ends) {}
+    Scanner(text::Reader& in, bool (*ends)(std::string_view))
+        : in_(in), style_(in.style()), ends_(ends) {}
 
-    OpaqueResult read(std::string_view firstWord) {
+    /// Null when the block was too large or too deep, or out of memory.
+    OpaqueOwner read(std::string_view firstWord) {
         for (const char c : firstWord) {
             feed(c);
         }
         if (!style_.bracesAlone) { // the blank that was consumed with the word
-            feed(notice::lines.next > notice::lines.token ? '\n' : ' ');
+            feed(in_.line() > text::Reader::wordLine() ? '\n' : ' ');
         }
         while (!ended_) {
-            const int c = getc_unlocked(stream_);
+            const int c = in_.get();
             if (c == EOF) {
                 break;
             }
             feed(static_cast<char>(c));
             if (ended_ && style_.bracesAlone && lookAhead_ != "}") {
-                std::ungetc(c, stream_); // what ends a word belongs to what follows
-            } else {
-                notice::lines.next += c == '\n' ? 1 : 0;
+                in_.unget(c); // what ends a word belongs to what follows
             }
         }
         if (!ended_ && !quoted_) {
@@ -43,6 +41,13 @@ class Scanner {
         }
         return finish();
     }
+
+    /// The word that ended the block; empty at end of file.
+    [[nodiscard]] const std::string& lookAhead() const { return lookAhead_; }
+
+    /// The file ended inside braces or quotes (which have been closed in the text kept), or a zero
+    /// byte or the whole block was dropped.
+    [[nodiscard]] bool cut() const { return cut_; }
 
   private:
     [[nodiscard]] bool isBlank(char c) const {
@@ -66,7 +71,7 @@ class Scanner {
             }
         } else {
             keep(c);
-            wordLine_ = notice::lines.next;
+            wordLine_ = in_.line();
             ++wordBytes_;
             if (word_.size() < kWordSize) {
                 word_.push_back(c);
@@ -100,7 +105,7 @@ class Scanner {
             return;
         }
         if (c == '}' && depth_ == 0) {
-            notice::lines.token = notice::lines.next;
+            text::Reader::setWordLine(in_.line());
             end("}");
         } else {
             keep(c);
@@ -125,7 +130,7 @@ class Scanner {
         }
         if (started_ && depth_ == 0 && ends_(word_)) {
             text_.resize(dropped_ ? 0 : text_.size() - wordBytes_);
-            notice::lines.token = wordLine_;
+            text::Reader::setWordLine(wordLine_);
             end(word_);
         } else if (!style_.bracesAlone && (word_ == "{" || word_ == "}")) {
             nest(word_[0]);
@@ -140,7 +145,7 @@ class Scanner {
         ended_ = true;
     }
 
-    OpaqueResult finish() {
+    OpaqueOwner finish() {
         cut_ = cut_ || dropped_ || quoted_ || depth_ > 0;
         if (quoted_) {
             text_.push_back(style_.quote);
@@ -151,12 +156,11 @@ class Scanner {
         for (int i = 0; i < depth_ && !dropped_; ++i) {
             text_.append(" }");
         }
-        OpaqueOwner block = dropped_ ? nullptr : opaqueAllocate(text_);
-        return {std::move(block), std::move(lookAhead_), cut_};
+        return dropped_ ? nullptr : opaqueAllocate(text_);
     }
 
-    std::FILE* stream_;
-    const OpaqueStyle& style_;
+    text::Reader& in_;
+    const text::Style& style_;
     bool (*ends_)(std::string_view);
     std::string text_; ///< what is kept
     std::string word_; ///< the beginning of the word being read
@@ -186,11 +190,6 @@ void opaqueDispose(Opaque** list) {
     }
 }
 
-OpaqueResult opaqueRead(std::FILE* stream, std::string_view firstWord, const OpaqueStyle& style,
-                        bool (*ends)(std::string_view)) {
-    return Scanner(stream, style, ends).read(firstWord);
-}
-
 OpaqueOwner opaqueAllocate(std::string_view text) {
     OpaqueOwner block(newRecords<Opaque>(1));
     if (block != nullptr && (block->text = newRecords<char>(text.size() + 1)) != nullptr) {
@@ -207,12 +206,16 @@ void opaqueAppend(Opaque**& end, OpaqueOwner block) {
     }
 }
 
-void opaqueReadTokens(std::FILE* stream, std::string_view first, bool (*ends)(std::string_view),
-                      Opaque**& end) {
-    OpaqueResult result = opaqueRead(stream, first, kSceneStyle, ends);
-    if (result.cut) {
-        animNotify(AnimNoticeKind::Cut, animToken, kOpaqueCut);
+table::Outcome opaqueRead(text::Reader& in, std::string_view first, bool (*ends)(std::string_view),
+                          Opaque**& end) {
+    Scanner scanner(in, ends);
+    opaqueAppend(end, scanner.read(first));
+    if (scanner.cut()) {
+        animNotify(
+            AnimNoticeKind::Cut, in.c_str(),
+            "a block of more than 64 MB or 256 levels of braces, with a zero byte, or without "
+            "its end");
     }
-    opaqueAppend(end, std::move(result.block));
-    std::memcpy(animTokenLine, result.lookAhead.c_str(), result.lookAhead.size() + 1);
+    in.set(scanner.lookAhead());
+    return table::again(scanner.lookAhead().empty() ? 0 : 1);
 }

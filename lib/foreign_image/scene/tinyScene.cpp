@@ -108,7 +108,7 @@ int sceneAppendSpline(Scene* scene, Spline* spline) {
                : 0;
 }
 
-SceneBlock sceneOpen(Scene* scene) {
+SceneDraft sceneOpen(Scene* scene) {
     return {scene, listEnd(&scene->lights), listEnd(&scene->hierarchies), listEnd(&scene->splines),
             listEnd(&scene->wave)};
 }

@@ -12,8 +12,7 @@
 
 namespace {
 
-using block::Outcome;
-using Rows = block::Rows<SceneBlock>;
+using table::Outcome;
 
 // ------------------------------------------------------------------------------------------ paths
 
@@ -21,8 +20,8 @@ template <int Index>
 constexpr SceneRow path(std::string_view word) {
     return {
         word,
-        [](std::FILE* stream, SceneBlock& b) {
-            return block::readQuoted(stream, b.record->paths[Index]);
+        [](std::FILE* stream, SceneDraft& b) {
+            return table::readQuoted(stream, b.record->paths[Index]);
         },
         [](std::FILE* stream, const Scene& scene) { text::putQuoted(stream, scene.paths[Index]); }};
 }
@@ -33,15 +32,12 @@ constexpr SceneRow kPathRows[] = {
     path<kTextureLibrary>("TEXTURE_LIB"), path<kPaletteLibrary>("PALETTE_LIB"),
 };
 
-Outcome readPaths(std::FILE* stream, SceneBlock& b) {
-    return in_animToken(stream) && block::readRows(stream, kPathRows, b) ? Outcome::Again
-                                                                         : Outcome::EndOfFile;
+Outcome readPaths(std::FILE* stream, SceneDraft& b) {
+    return table::readBlock(stream, kPathRows, b);
 }
 
 void writePaths(std::FILE* stream, const Scene& scene) {
-    incIndent(1);
-    block::write(stream, kPathRows, scene);
-    incIndent(-1);
+    table::writeDeeper(stream, kPathRows, scene);
 }
 
 /// An empty path is written as none is, and reads back as none.
@@ -56,7 +52,7 @@ bool hasPaths(const Scene& scene) {
 constexpr std::int16_t Scene::*kFrameLine[] = {&Scene::frameStart, &Scene::frameEnd,
                                                &Scene::frameThird, &Scene::frameFourth};
 
-Outcome readFrames(std::FILE* stream, SceneBlock& b) {
+Outcome readFrames(std::FILE* stream, SceneDraft& b) {
     for (const auto member : kFrameLine) {
         if (!in_animSValue(stream, &(b.record->*member))) {
             return Outcome::EndOfFile;
@@ -75,7 +71,7 @@ void writeFrames(std::FILE* stream, const Scene& scene) {
 template <auto Member>
 constexpr SceneRow wholePart(std::string_view word) {
     return {word,
-            [](std::FILE* stream, SceneBlock& b) {
+            [](std::FILE* stream, SceneDraft& b) {
                 float value = 0.0F;
                 if (!in_animFValue(stream, &value)) {
                     return Outcome::EndOfFile;
@@ -97,24 +93,26 @@ void hangIn(Element**& end, Element* element) {
     end = &element->next;
 }
 
-Outcome readCamera(std::FILE* stream, SceneBlock& b) {
-    return Rows::again(in_animToken(stream) && cameraReadAsciiAnimation(stream, &b.record->camera));
+Outcome readCamera(std::FILE* stream, SceneDraft& b) {
+    return in_animToken(stream) != 0
+               ? table::again(cameraReadAsciiAnimation(stream, &b.record->camera))
+               : Outcome::EndOfFile;
 }
 
 void writeCamera(std::FILE* stream, const Scene& scene) {
     cameraWriteAsciiAnimation(stream, &scene.camera);
 }
 
-Outcome readLight(std::FILE* stream, SceneBlock& b) {
+Outcome readLight(std::FILE* stream, SceneDraft& b) {
     Light* light = lightAllocate();
     const int result = lightReadAsciiAnimation(stream, light);
     if (light != nullptr) {
         hangIn(b.lightsEnd, light);
     }
-    return Rows::again(result);
+    return table::again(result);
 }
 
-Outcome readHierarchy(std::FILE* stream, SceneBlock& b) {
+Outcome readHierarchy(std::FILE* stream, SceneDraft& b) {
     auto* element = newRecords<SceneHierarchy>(1);
     const int result =
         objectReadAsciiAnimation(stream, element != nullptr ? &element->root : nullptr);
@@ -123,10 +121,10 @@ Outcome readHierarchy(std::FILE* stream, SceneBlock& b) {
     } else {
         std::free(element);
     }
-    return Rows::again(result);
+    return table::again(result);
 }
 
-Outcome readSpline(std::FILE* stream, SceneBlock& b) {
+Outcome readSpline(std::FILE* stream, SceneDraft& b) {
     auto* element = newRecords<SceneSpline>(1);
     Spline* spline = element != nullptr ? splineAllocate() : nullptr;
     const int result = splineReadAsciiAnimation(stream, spline);
@@ -136,12 +134,11 @@ Outcome readSpline(std::FILE* stream, SceneBlock& b) {
     } else {
         std::free(element);
     }
-    return Rows::again(result);
+    return table::again(result);
 }
 
-Outcome readWave(std::FILE* stream, SceneBlock& b) {
-    opaqueReadTokens(stream, animToken, sceneIsWord, b.waveEnd);
-    return animToken[0] != '\0' ? Outcome::Again : Outcome::EndOfFile;
+Outcome readWave(std::FILE* stream, SceneDraft& b) {
+    return opaqueRead(text::Reader::on(stream), animToken, sceneIsWord, b.waveEnd);
 }
 
 // -------------------------------------------------------------------------------- read and dropped
@@ -149,13 +146,13 @@ Outcome readWave(std::FILE* stream, SceneBlock& b) {
 /// Reports the current token as a word that the record has no place for, before `Read` passes over
 /// its value.
 template <auto Read>
-Outcome dropped(std::FILE* stream, SceneBlock& b) {
+Outcome dropped(std::FILE* stream, SceneDraft& b) {
     animNotify(AnimNoticeKind::ByFormat, animToken);
     return Read(stream, b);
 }
 
 template <int Count>
-Outcome dropTokens(std::FILE* stream, SceneBlock&) {
+Outcome dropTokens(std::FILE* stream, SceneDraft&) {
     for (int i = 0; i < Count; ++i) {
         if (!in_animToken(stream)) {
             return Outcome::EndOfFile;
@@ -164,9 +161,9 @@ Outcome dropTokens(std::FILE* stream, SceneBlock&) {
     return Outcome::Next;
 }
 
-Outcome dropQuoted(std::FILE* stream, SceneBlock&) {
+Outcome dropQuoted(std::FILE* stream, SceneDraft&) {
     char* dropped = nullptr;
-    const Outcome outcome = block::readQuoted(stream, dropped);
+    const Outcome outcome = table::readQuoted(stream, dropped);
     std::free(dropped);
     return outcome;
 }
@@ -195,9 +192,8 @@ constexpr SceneRow kLayoutRows[] = {
     {"DEPTH_CUE", dropTokens<5>},
 };
 
-Outcome dropLayout(std::FILE* stream, SceneBlock& b) {
-    return in_animToken(stream) && block::readRows(stream, kLayoutRows, b) ? Outcome::Again
-                                                                           : Outcome::EndOfFile;
+Outcome dropLayout(std::FILE* stream, SceneDraft& b) {
+    return table::readBlock(stream, kLayoutRows, b);
 }
 
 // ------------------------------------------------------------------------------------------ tables
@@ -223,12 +219,9 @@ constexpr SceneRow kElementRows[] = {
 
 } // namespace
 
-std::span<const SceneRow> sceneFrontRows() {
-    return kFrontRows;
-}
-
-std::span<const SceneRow> sceneElementRows() {
-    return kElementRows;
+std::span<const std::span<const SceneRow>> sceneTables() {
+    static const std::span<const SceneRow> tables[] = {kFrontRows, renderRows(), kElementRows};
+    return tables;
 }
 
 bool sceneOpensElement(std::string_view word) {
@@ -238,23 +231,24 @@ bool sceneOpensElement(std::string_view word) {
 }
 
 bool sceneIsWord(std::string_view word) {
-    return table::find(kFrontRows, word) != nullptr || renderIsWord(word) ||
-           table::find(kElementRows, word) != nullptr;
+    return std::ranges::any_of(sceneTables(), [word](const std::span<const SceneRow>& rows) {
+        return table::find(rows, word) != nullptr;
+    });
 }
 
 void sceneWriteLists(std::FILE* stream, const Scene& scene) {
     for (const Light* light = scene.lights; light != nullptr; light = light->next) {
-        block::putKeyword(stream, "LIGHT");
+        table::putKeyword(stream, "LIGHT");
         lightWriteAsciiAnimation(stream, light);
     }
     for (const SceneHierarchy* tree = scene.hierarchies; tree != nullptr; tree = tree->next) {
-        block::putKeyword(stream, "HIERARCHY");
+        table::putKeyword(stream, "HIERARCHY");
         objectWriteAsciiAnimation(stream, tree->root);
     }
     for (const SceneSpline* element = scene.splines; element != nullptr; element = element->next) {
         splineWriteAsciiAnimation(stream, element->spline); // begins with its own keyword
     }
     for (const Opaque* wave = scene.wave; wave != nullptr; wave = wave->next) {
-        block::putKeyword(stream, wave->text);
+        table::putKeyword(stream, wave->text);
     }
 }

@@ -1,31 +1,17 @@
 // SPDX-License-Identifier: MIT
 // The scene file: header, loop over its keywords, and the order in which they are written.
 #include "file/tinyNotice.h"
+#include "file/tinyNumberText.h"
 #include "text/tinyTextFile.h"
 #include "tinyFcurve.h"
 #include "tinyModelInner.h"
 #include "tinySceneInner.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cstring>
 #include <new>
 
 namespace {
-
-/// A number as "%g" (no fixed digits) or with that many digits, the same in every locale.
-struct NumberText {
-    char digits[64] = {};
-
-    explicit NumberText(float value, int fixedDigits = -1) {
-        char* end = digits + sizeof digits - 1;
-        if (fixedDigits >= 0) {
-            std::to_chars(digits, end, double{value}, std::chars_format::fixed, fixedDigits);
-        } else {
-            std::to_chars(digits, end, double{value}, std::chars_format::general, 6);
-        }
-    }
-};
 
 /// True when the scene can be read or written at all; says why not.
 bool hasName(const Scene* scene) {
@@ -40,26 +26,6 @@ bool hasName(const Scene* scene) {
     return true;
 }
 
-/// Reads the rest of the header's line into the token buffer; false when the file has ended.
-bool readHeaderLine(std::FILE* stream) {
-    std::size_t length = 0;
-    int c = getc_unlocked(stream);
-    while (c == ' ' || c == '\t' || c == '\n') {
-        notice::lines.next += c == '\n' ? 1 : 0;
-        c = getc_unlocked(stream);
-    }
-    notice::lines.token = notice::lines.next;
-    const bool found = c != EOF;
-    for (; c != EOF && c != '\n'; c = getc_unlocked(stream)) {
-        if (length < kAnimTokenSize - 1) {
-            animTokenLine[length++] = static_cast<char>(c);
-        }
-    }
-    notice::lines.next += c == '\n' ? 1 : 0;
-    animTokenLine[length] = '\0';
-    return found;
-}
-
 /// Takes the version from behind the last letter v of the header line, and reports one that decides
 /// how the file is read.
 void takeVersion() {
@@ -68,13 +34,12 @@ void takeVersion() {
     }
     const NumberText version(animFileVersion);
     if (fcurveKeysHaveNoType(animFileVersion)) {
-        notice::atLine(AnimNoticeKind::Version, version.digits, notice::lines.token,
+        notice::atLine(AnimNoticeKind::Version, version.c_str(), text::Reader::wordLine(),
                        "keys end at their FLAG; the header says \"%s\"", animTokenLine);
     }
     if (animFileVersion > RELEASE_NUMBER) {
-        const NumberText release(RELEASE_NUMBER);
         optionPrint("Warning: scene file version %s is later than the dkit release version %s\n",
-                    version.digits, release.digits);
+                    version.c_str(), NumberText(RELEASE_NUMBER).c_str());
         optionPrint("Attempt to read: An error may occur...\n");
     }
 }
@@ -117,7 +82,7 @@ bool readHeader(std::FILE* stream, const char* fileName) {
         return false;
     }
     optionPrint("Reading scene file '%s'.\n", fileName);
-    if (!readHeaderLine(stream)) {
+    if (!text::Reader::on(stream).restOfLine()) {
         if (notice::Call::good(stream)) {
             notice::Call::failAsSaid("bad header");
             optionPrint("Bad header.\n");
@@ -131,73 +96,78 @@ bool readHeader(std::FILE* stream, const char* fileName) {
 /// Reads the keywords of a scene up to the end of the file.
 class BodyReader {
   public:
-    BodyReader(std::FILE* stream, Scene* scene) : stream_(stream), block_(sceneOpen(scene)) {}
+    BodyReader(std::FILE* stream, Scene* scene)
+        : in_(text::Reader::on(stream)), draft_(sceneOpen(scene)) {}
 
     void read() {
-        bool more = in_animToken(stream_) != 0;
-        while (more && animToken[0] != '\0' && !notice::Call::failed()) {
-            const table::Outcome outcome = readKeyword();
-            more = outcome == table::Outcome::Again ||
-                   (outcome == table::Outcome::Next && in_animToken(stream_));
+        bool more = in_.next();
+        while (more && !in_.word().empty() && !notice::Call::failed()) {
+            const Outcome outcome = readKeyword();
+            more = outcome == Outcome::Again || (outcome == Outcome::Next && in_.next());
         }
     }
 
   private:
-    table::Outcome readKeyword() {
-        if (!sceneIsWord(animToken)) {
-            return skipUnknown();
-        }
-        unknown_.end();
-        if (const SceneRow* row = table::find(sceneFrontRows(), animToken)) {
-            block::noteRepeated(sceneFrontRows(), row, seenFront_);
-            return row->read(stream_, block_);
-        }
-        if (const SceneRow* row = table::find(sceneElementRows(), animToken)) {
-            if (row->write != nullptr) { // the others come in lists
-                block::noteRepeated(sceneElementRows(), row, seenElements_);
+    using Outcome = table::Outcome;
+
+    Outcome readKeyword() {
+        std::uint64_t* seen = seen_;
+        for (const std::span<const SceneRow>& rows : sceneTables()) {
+            if (const SceneRow* row = table::find(rows, in_.word())) {
+                unknown_.end();
+                if (row->write != nullptr) { // the others come in lists
+                    table::noteRepeated(rows, row, *seen);
+                }
+                return row->read(in_.stream(), draft_);
             }
-            return row->read(stream_, block_);
+            ++seen;
         }
-        return *renderReadKeyword(stream_, &block_.record->rendering, seenRendering_);
+        return skipUnknown();
     }
 
     // Kept: Only the first unknown word of a scene file is reported.
     // A reader would expect each to be; one foreign block would flood the user with messages, so
     // the rest, and words at the very end of the file, are passed over. An observer hears of all.
-    table::Outcome skipUnknown() {
+    Outcome skipUnknown() {
         unknown_.add(animToken);
-        const int following = getc_unlocked(stream_);
+        const int following = in_.get();
         if (following == EOF) {
-            return table::Outcome::EndOfFile;
+            return Outcome::EndOfFile;
         }
-        std::ungetc(following, stream_);
+        in_.unget(following);
         if (!reported_) {
             optionPrint("SceneReadAsciiAnimation: error, unknown animToken '%s'.\n", animToken);
             reported_ = true;
         }
-        return table::Outcome::Next;
+        return Outcome::Next;
     }
 
-    std::FILE* stream_;
-    SceneBlock block_;
+    text::Reader& in_;
+    SceneDraft draft_;
     notice::UnknownRun unknown_;
-    std::uint64_t seenFront_ = 0;
-    std::uint64_t seenElements_ = 0;
-    std::uint64_t seenRendering_ = 0;
+    std::uint64_t seen_[3] = {}; ///< words that the file has had before, by table
     bool reported_ = false;
 };
+
+/// Writes the rendering block. Always 1.
+int renderWriteAsciiAnimation(std::FILE* stream, const Scene& scene) {
+    renderReportSizes(scene);
+    table::write(stream, renderRows(), scene);
+    return 1;
+}
 
 void writeScene(std::FILE* stream, const char* headerText, float version, const Scene& scene) {
     text::putWord(stream, "SSCN");
     animWriteNewLine(stream);
     text::put(stream, headerText != nullptr ? headerText : "");
     text::put(stream, " v");
-    text::putWord(stream, NumberText(version, 2).digits);
+    text::putWord(stream, NumberText(version, 2).view());
     animWriteNewLine(stream);
     animWriteNewLine(stream);
-    block::write(stream, sceneFrontRows(), scene);
-    renderWriteAsciiAnimation(stream, scene.rendering);
-    block::write(stream, sceneElementRows(), scene);
+    const auto tables = sceneTables();
+    table::write(stream, tables[0], scene);
+    renderWriteAsciiAnimation(stream, scene);
+    table::write(stream, tables[2], scene);
     sceneWriteLists(stream, scene);
     animWriteNewLine(stream);
 }
@@ -236,10 +206,10 @@ bool hasKeys(const Scene& scene) {
 
 /// True when the text will read back; what cannot is the reason why the call fails.
 bool fits(const char* headerText, float version, const Scene& scene) {
-    const float readBack = text::parseFloat(NumberText(version, 2).digits).value;
+    const float readBack = text::parseFloat(NumberText(version, 2).view()).value;
     if (fcurveKeysHaveNoType(readBack) && hasKeys(scene)) {
         notice::Call::fail("files of version %s have no place for the type of a key",
-                           NumberText(version, 2).digits);
+                           NumberText(version, 2).c_str());
     }
     if (headerText != nullptr && std::strpbrk(headerText, "\n\r") != nullptr) {
         notice::Call::fail("the text of the header has more than one line");
@@ -263,7 +233,7 @@ int sceneWriteAsciiAnimation(const char* headerText, float version, const Scene*
     if (!fits(headerText, version, *scene)) {
         return 0;
     }
-    base::UniqueFile file = textfile::open(fileName.get(), 'w');
+    base::UniqueFile file = fileOpen(fileName, 'w');
     if (file == nullptr) {
         // Kept: The writer's message about a file that it cannot open has no newline.
         // A reader would expect it to look like the reader's, with quotes, full stop and newline.
@@ -277,10 +247,10 @@ int sceneWriteAsciiAnimation(const char* headerText, float version, const Scene*
     optionPrint("Saving scene file '%s'.\n", scene->name);
     incIndent(0);
     writeScene(file.get(), headerText, version, *scene);
-    const bool closed = textfile::closeWritten(file.release());
+    const bool whole = textfile::close(std::move(file));
     setIndentLength(0);
     incIndent(0);
-    return closed && !notice::Call::failed() ? 1 : 0;
+    return whole ? 1 : 0;
 }
 
 int sceneReadAsciiAnimation(Scene* scene) {
@@ -289,7 +259,7 @@ int sceneReadAsciiAnimation(Scene* scene) {
     }
     const MallocString fileName = fileNameOf(scene->name, ".scn");
     const notice::Call call("read", fileName.get());
-    const base::UniqueFile file = textfile::open(fileName.get(), 'r');
+    const base::UniqueFile file = fileOpen(fileName, 'r');
     if (file == nullptr) {
         optionPrint("Unable to open file '%s'.\n", fileName != nullptr ? fileName.get() : "");
         return 0;

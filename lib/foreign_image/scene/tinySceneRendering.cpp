@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: MIT
 // The rendering settings of a scene: one table of their keywords serves reading and writing.
-#include "tinyCameraPosition.h"
-#include "tinyFcurve.h"
+#include "curve/tinyCurveTable.h"
 #include "tinySceneInner.h"
 
 #include <cstdlib>
 
 namespace {
 
-using block::Outcome;
+using table::Outcome;
 
 constexpr const char* kReader = "SceneReadAsciiAnimation";
 constexpr std::int32_t kDefaultWidth = 720;
@@ -16,17 +15,14 @@ constexpr std::int32_t kDefaultHeight = 486;
 
 // ---------------------------------------------------------------------------------- picture block
 
-struct PictureBlock {
-    ScenePicture* record;
-};
-using PictureRow = block::Row<PictureBlock>;
+using PictureRow = table::Row<ScenePicture>;
 
 constexpr const char* kFormats[kPictureFormatCount] = {
     "35MM_137",  "35MM_166",      "35MM_185",   "70MM_PANAVISION", "70MM_IMAX", "70MM_OMNIMAX",
     "NTSC",      "PAL",           "HDTV",       "SLIDE_35MM",      "6CM_X_6CM", "6CM_X_9CM",
     "4IN_X_5IN", "CUSTOM_ASPECT", "CUSTOM_SIZE"};
 
-Outcome readFormat(std::FILE* stream, PictureBlock& b) {
+Outcome readFormat(std::FILE* stream, ScenePicture& picture) {
     if (!in_animToken(stream)) {
         return Outcome::EndOfFile;
     }
@@ -35,24 +31,22 @@ Outcome readFormat(std::FILE* stream, PictureBlock& b) {
         optionPrint("PictureReadAsciiAnimation: error, unknown picture format '%s'.\n", animToken);
         animNotify(AnimNoticeKind::UnknownWord, animToken);
     } else {
-        b.record->format = static_cast<std::int16_t>(format);
+        picture.format = static_cast<std::int16_t>(format);
     }
-    b.record->set = 1;
+    picture.set = 1;
     return Outcome::Next;
 }
 
+/// A size, which also says that there is a picture.
 template <auto Member>
-Outcome readSize(std::FILE* stream, PictureBlock& b) {
-    if (!in_animFValue(stream, &(b.record->*Member))) {
-        return Outcome::EndOfFile;
-    }
-    b.record->set = 1;
-    return Outcome::Next;
-}
-
-template <auto Member>
-void writeSize(std::FILE* stream, const ScenePicture& picture) {
-    text::putFloat(stream, picture.*Member);
+constexpr PictureRow size(std::string_view word, bool (*present)(const ScenePicture&)) {
+    PictureRow row = table::Rows<ScenePicture>::number<Member>(word, present);
+    row.read = [](std::FILE* stream, ScenePicture& picture) {
+        const Outcome outcome = table::readNumber(stream, picture.*Member);
+        picture.set = outcome == Outcome::Next ? std::int16_t{1} : picture.set;
+        return outcome;
+    };
+    return row;
 }
 
 void writeFormat(std::FILE* stream, const ScenePicture& picture) {
@@ -70,199 +64,161 @@ bool hasSize(const ScenePicture& picture) {
     return picture.format == kPictureCustomSize;
 }
 
-/// Reports the sizes that the format does not have.
-void reportSizes(const ScenePicture& picture) {
-    const struct {
-        const char* word;
-        bool set;
-    } sizes[] = {{"ASPECT", picture.aspect != 0.0F && !hasAspect(picture)},
-                 {"WIDTH", picture.width != 0.0F && !hasSize(picture)},
-                 {"HEIGHT", picture.height != 0.0F && !hasSize(picture)}};
-    for (const auto& size : sizes) {
-        if (picture.set != 0 && size.set) {
-            notice::written(AnimNoticeKind::ByFormat, size.word,
-                            "of a picture whose format does not have it");
-        }
-    }
-}
-
 constexpr PictureRow kPictureRows[] = {
     {"FORMAT_TYPE", readFormat, writeFormat, hasFormat},
-    {"ASPECT", readSize<&ScenePicture::aspect>, writeSize<&ScenePicture::aspect>, hasAspect},
-    {"WIDTH", readSize<&ScenePicture::width>, writeSize<&ScenePicture::width>, hasSize},
-    {"HEIGHT", readSize<&ScenePicture::height>, writeSize<&ScenePicture::height>, hasSize},
+    size<&ScenePicture::aspect>("ASPECT", hasAspect),
+    size<&ScenePicture::width>("WIDTH", hasSize),
+    size<&ScenePicture::height>("HEIGHT", hasSize),
 };
 
 // ------------------------------------------------------------------------------ rendering keywords
 
-struct RenderBlock {
-    SceneRendering* record;
-};
-using Row = block::Row<RenderBlock>;
-using Rows = block::Rows<RenderBlock>;
+using Row = SceneRow;
+using Rows = table::Rows<SceneDraft>;
 using Settings = SceneRendering;
+
+/// Where the settings stand in the record.
+constexpr auto kSettings = &Scene::rendering;
 
 constexpr const char* kTypes[] = {"WIRE_FRAME", "HIDDEN_LINE", "RENDERING_LINE", "HARDWARE_LINE"};
 constexpr const char* kAntialias[] = {"", "FIXED", "ADAPTIVE"};
 
-constexpr block::Choice kTypeWords = {kTypes, kReader, "ren type"};
-constexpr block::Choice kFrameBufferWords = {block::kActive, kReader, "fbuffer active"};
-constexpr block::Choice kTimeWords = {block::kYes, kReader, "time stat"};
-constexpr block::Choice kMemoryWords = {block::kYes, kReader, "memory stat"};
-constexpr block::Choice kTreeWords = {block::kYes, kReader, "tree stat"};
-constexpr block::Choice kLineWords = {block::kYes, kReader, "line stat"};
-constexpr block::Choice kAntialiasWords = {kAntialias, kReader, "antialias"};
-constexpr block::Choice kCullingWords = {block::kActive, kReader, "back culling"};
-constexpr block::Choice kFadeWords = {block::kActive, kReader, "fade active"};
-constexpr block::Choice kFieldWords = {block::kYes, kReader, "on field"};
-
-template <auto Member>
-Outcome readIntegers(std::FILE* stream, RenderBlock& b) {
-    for (std::int32_t& value : b.record->*Member) {
-        if (!in_animLValue(stream, &value)) {
-            return Outcome::EndOfFile;
-        }
-    }
-    return Outcome::Next;
-}
-
-template <auto Member>
-void writeIntegers(std::FILE* stream, const Settings& settings) {
-    for (const std::int32_t value : settings.*Member) {
-        text::putInt(stream, value);
-    }
-}
+constexpr table::Choice kTypeWords = {kTypes, kReader, "ren type"};
+constexpr table::Choice kFrameBufferWords = {table::kActive, kReader, "fbuffer active"};
+constexpr table::Choice kTimeWords = {table::kYes, kReader, "time stat"};
+constexpr table::Choice kMemoryWords = {table::kYes, kReader, "memory stat"};
+constexpr table::Choice kTreeWords = {table::kYes, kReader, "tree stat"};
+constexpr table::Choice kLineWords = {table::kYes, kReader, "line stat"};
+constexpr table::Choice kAntialiasWords = {kAntialias, kReader, "antialias"};
+constexpr table::Choice kCullingWords = {table::kActive, kReader, "back culling"};
+constexpr table::Choice kFadeWords = {table::kActive, kReader, "fade active"};
+constexpr table::Choice kFieldWords = {table::kYes, kReader, "on field"};
 
 template <auto Member>
 constexpr Row integers(std::string_view word) {
-    return {word, readIntegers<Member>, writeIntegers<Member>};
-}
-
-/// A number that cannot be animated and whose reader reads no look-ahead.
-template <auto Member>
-constexpr Row number(std::string_view word) {
     return {word,
-            [](std::FILE* stream, RenderBlock& b) {
-                return in_animFValue(stream, &(b.record->*Member)) != 0 ? Outcome::Next
-                                                                        : Outcome::EndOfFile;
+            [](std::FILE* stream, SceneDraft& b) {
+                for (std::int32_t& value : b.record->rendering.*Member) {
+                    if (in_animLValue(stream, &value) == 0) {
+                        return Outcome::EndOfFile;
+                    }
+                }
+                return Outcome::Next;
             },
-            [](std::FILE* stream, const Settings& settings) {
-                text::putFloat(stream, settings.*Member);
+            [](std::FILE* stream, const Scene& scene) {
+                for (const std::int32_t value : scene.rendering.*Member) {
+                    text::putInt(stream, value);
+                }
             }};
 }
 
-Outcome readPicture(std::FILE* stream, RenderBlock& b) {
-    PictureBlock picture = {&b.record->picture};
-    return in_animToken(stream) && block::readRows(stream, kPictureRows, picture)
-               ? Outcome::Again
-               : Outcome::EndOfFile;
+Outcome readPicture(std::FILE* stream, SceneDraft& b) {
+    return table::readBlock(stream, kPictureRows, b.record->rendering.picture);
 }
 
-void writePicture(std::FILE* stream, const Settings& settings) {
-    incIndent(1);
-    block::write(stream, kPictureRows, settings.picture);
-    incIndent(-1);
+void writePicture(std::FILE* stream, const Scene& scene) {
+    table::writeDeeper(stream, kPictureRows, scene.rendering.picture);
 }
 
-bool hasPicture(const Settings& settings) {
-    return settings.picture.set != 0;
+bool hasPicture(const Scene& scene) {
+    return scene.rendering.picture.set != 0;
 }
 
-Outcome readAntialias(std::FILE* stream, RenderBlock& b) {
-    Settings& settings = *b.record;
+Outcome readAntialias(std::FILE* stream, SceneDraft& b) {
+    Settings& settings = b.record->rendering;
     // Kept: The first integer of "ANTIALIAS" is the value of "FILTER".
     // A reader would expect two settings; both words address one field, so that whichever comes
     // last in the file counts, and files are written with one number in both places.
     const std::int16_t before = settings.filter;
-    const bool whole = block::readChoice(stream, kAntialiasWords, settings.antialias) &&
-                       in_animSValue(stream, &settings.filter) != 0 &&
-                       in_animLValue(stream, &settings.antialiasLevel) != 0 &&
-                       in_animFValue(stream, &settings.antialiasThreshold) != 0;
+    const bool whole =
+        table::readChoice(stream, kAntialiasWords, settings.antialias) == Outcome::Next &&
+        in_animSValue(stream, &settings.filter) != 0 &&
+        in_animLValue(stream, &settings.antialiasLevel) != 0 &&
+        in_animFValue(stream, &settings.antialiasThreshold) != 0;
     if (before != 0 && before != settings.filter) {
         animNotify(AnimNoticeKind::ByFormat, "FILTER", "the number of ANTIALIAS takes its place");
     }
-    return whole ? Outcome::Next : Outcome::EndOfFile;
+    return table::next(whole ? 1 : 0);
 }
 
-void writeAntialias(std::FILE* stream, const Settings& settings) {
+void writeAntialias(std::FILE* stream, const Scene& scene) {
+    const Settings& settings = scene.rendering;
     text::putWord(stream, kAntialias[settings.antialias]);
     text::putInt(stream, settings.filter);
     text::putInt(stream, settings.antialiasLevel);
     text::putFloat(stream, settings.antialiasThreshold);
 }
 
-bool hasAntialias(const Settings& settings) {
-    return settings.antialias == 1 || settings.antialias == 2;
+bool hasAntialias(const Scene& scene) {
+    return scene.rendering.antialias == 1 || scene.rendering.antialias == 2;
 }
 
 template <int Index>
 constexpr Row fade(std::string_view word) {
     return {word,
-            [](std::FILE* stream, RenderBlock& b) {
-                return Rows::again(valueReadAsciiAnimation(stream, &b.record->fade[Index],
-                                                           &b.record->fadeCurves[Index], 1));
+            [](std::FILE* stream, SceneDraft& b) {
+                Settings& settings = b.record->rendering;
+                return table::again(valueReadAsciiAnimation(stream, &settings.fade[Index],
+                                                            &settings.fadeCurves[Index], 1));
             },
-            [](std::FILE* stream, const Settings& settings) {
-                valueWriteAsciiAnimation(stream, settings.fade[Index], settings.fadeCurves[Index]);
+            [](std::FILE* stream, const Scene& scene) {
+                valueWriteAsciiAnimation(stream, scene.rendering.fade[Index],
+                                         scene.rendering.fadeCurves[Index]);
             }};
 }
 
-Outcome readFadeColour(std::FILE* stream, RenderBlock& b) {
-    return Rows::again(
-        tripleRead(stream, &b.record->fade[kFadeRed], &b.record->fadeCurves[kFadeRed]));
+Outcome readFadeColour(std::FILE* stream, SceneDraft& b) {
+    Settings& settings = b.record->rendering;
+    return table::again(
+        tripleRead(stream, &settings.fade[kFadeRed], &settings.fadeCurves[kFadeRed]));
 }
 
-void writeFadeColour(std::FILE* stream, const Settings& settings) {
-    tripleWrite(stream, &settings.fade[kFadeRed], &settings.fadeCurves[kFadeRed]);
+void writeFadeColour(std::FILE* stream, const Scene& scene) {
+    tripleWrite(stream, &scene.rendering.fade[kFadeRed], &scene.rendering.fadeCurves[kFadeRed]);
 }
 
 // Kept: Ambience is never animated.
 // A reader would expect curves to be held like those of the fade colour; they are read and dropped,
 // and the writer gives three plain numbers. Renderers rely on finding numbers there.
-Outcome readAmbience(std::FILE* stream, RenderBlock& b) {
-    const block::DroppedCurves<3> dropped;
-    float* light = b.record->ambience;
-    return Rows::again(value3ReadAsciiAnimation(stream, &light[0], &light[1], &light[2],
-                                                dropped.place(0), dropped.place(1),
-                                                dropped.place(2)));
+Outcome readAmbience(std::FILE* stream, SceneDraft& b) {
+    return table::readPlainTriple(stream, b.record->rendering.ambience);
 }
 
-void writeAmbience(std::FILE* stream, const Settings& settings) {
-    const float* light = settings.ambience;
-    value3WriteAsciiAnimation(stream, light[0], light[1], light[2], nullptr, nullptr, nullptr);
+void writeAmbience(std::FILE* stream, const Scene& scene) {
+    table::writePlainTriple(stream, scene.rendering.ambience);
 }
 
 constexpr Row kRows[] = {
-    Rows::choice<&Settings::type, kTypeWords>("RENDERING_TYPE"),
+    Rows::choice<kTypeWords, kSettings, &Settings::type>("RENDERING_TYPE"),
     integers<&Settings::frame>("RENDERING_FRAME"),
-    Rows::flag<&Settings::frameBuffer, kFrameBufferWords>("FRAME_BUFFER"),
-    Rows::quoted<&Settings::outputFile>("OUTPUT_FILE"),
+    Rows::flag<kFrameBufferWords, kSettings, &Settings::frameBuffer>("FRAME_BUFFER"),
+    Rows::quoted<kSettings, &Settings::outputFile>("OUTPUT_FILE"),
     integers<&Settings::resolution>("RESOLUTION"),
     {"PICTURE", readPicture, writePicture, hasPicture},
-    number<&Settings::pixelRatio>("PIXEL_RATIO"),
-    Rows::integer<&Settings::filter>("FILTER"),
-    Rows::integer<&Settings::maxRayDepth>("MAX_RAY_DEPTH"),
-    Rows::integer<&Settings::maxTriaDepth>("MAX_TRIA_DEPTH"),
-    Rows::integer<&Settings::maxTreeDepth>("MAX_TREE_DEPTH"),
-    Rows::quoted<&Settings::preRendering>("PRE_RENDERING"),
-    Rows::quoted<&Settings::postRendering>("POST_RENDERING"),
-    Rows::flag<&Settings::timeStatistics, kTimeWords>("TIME_STATISTICS"),
-    Rows::flag<&Settings::memoryStatistics, kMemoryWords>("MEMORY_STATISTICS"),
-    Rows::flag<&Settings::treeStatistics, kTreeWords>("TREE_STATISTICS"),
-    Rows::flag<&Settings::lineStatistics, kLineWords>("LINE_STATISTICS"),
+    Rows::number<kSettings, &Settings::pixelRatio>("PIXEL_RATIO"),
+    Rows::number<kSettings, &Settings::filter>("FILTER"),
+    Rows::number<kSettings, &Settings::maxRayDepth>("MAX_RAY_DEPTH"),
+    Rows::number<kSettings, &Settings::maxTriaDepth>("MAX_TRIA_DEPTH"),
+    Rows::number<kSettings, &Settings::maxTreeDepth>("MAX_TREE_DEPTH"),
+    Rows::quoted<kSettings, &Settings::preRendering>("PRE_RENDERING"),
+    Rows::quoted<kSettings, &Settings::postRendering>("POST_RENDERING"),
+    Rows::flag<kTimeWords, kSettings, &Settings::timeStatistics>("TIME_STATISTICS"),
+    Rows::flag<kMemoryWords, kSettings, &Settings::memoryStatistics>("MEMORY_STATISTICS"),
+    Rows::flag<kTreeWords, kSettings, &Settings::treeStatistics>("TREE_STATISTICS"),
+    Rows::flag<kLineWords, kSettings, &Settings::lineStatistics>("LINE_STATISTICS"),
     {"ANTIALIAS", readAntialias, writeAntialias, hasAntialias},
-    Rows::flag<&Settings::backCulling, kCullingWords>("BACK_CULLING"),
-    Rows::flag<&Settings::fadeActive, kFadeWords>("FADE"),
+    Rows::flag<kCullingWords, kSettings, &Settings::backCulling>("BACK_CULLING"),
+    Rows::flag<kFadeWords, kSettings, &Settings::fadeActive>("FADE"),
     fade<kFadeStart>("FADE_START"),
     fade<kFadeEnd>("FADE_END"),
     {"FADE_COLOUR", readFadeColour, writeFadeColour},
     fade<kFadeTransparency>("FADE_TRANSPARENCY"),
     {"AMBIENCE", readAmbience, writeAmbience},
-    Rows::integer<&Settings::motionBlur>("MOTION_BLUR"),
-    number<&Settings::shutterSpeed>("SHUTTER_SPEED"),
-    number<&Settings::minMovement>("MIN_MOVEMENT"),
-    Rows::flag<&Settings::onField, kFieldWords>("ON_FIELD"),
-    Rows::integer<&Settings::firstField>("FIRST_FIELD"),
+    Rows::number<kSettings, &Settings::motionBlur>("MOTION_BLUR"),
+    Rows::number<kSettings, &Settings::shutterSpeed>("SHUTTER_SPEED"),
+    Rows::number<kSettings, &Settings::minMovement>("MIN_MOVEMENT"),
+    Rows::flag<kFieldWords, kSettings, &Settings::onField>("ON_FIELD"),
+    Rows::number<kSettings, &Settings::firstField>("FIRST_FIELD"),
 };
 
 } // namespace
@@ -283,23 +239,22 @@ void renderDisposeParts(SceneRendering* rendering) {
     fcurveArrayDispose(rendering->fadeCurves, kFadeCount);
 }
 
-int renderWriteAsciiAnimation(std::FILE* stream, const SceneRendering& rendering) {
-    reportSizes(rendering.picture);
-    block::write(stream, kRows, rendering);
-    return 1;
+std::span<const SceneRow> renderRows() {
+    return kRows;
 }
 
-std::optional<table::Outcome> renderReadKeyword(std::FILE* stream, SceneRendering* rendering,
-                                                std::uint64_t& seen) {
-    const Row* row = table::find(kRows, animToken);
-    if (row == nullptr) {
-        return std::nullopt;
+void renderReportSizes(const Scene& scene) {
+    const ScenePicture& picture = scene.rendering.picture;
+    const struct {
+        const char* word;
+        bool set;
+    } sizes[] = {{"ASPECT", picture.aspect != 0.0F && !hasAspect(picture)},
+                 {"WIDTH", picture.width != 0.0F && !hasSize(picture)},
+                 {"HEIGHT", picture.height != 0.0F && !hasSize(picture)}};
+    for (const auto& size : sizes) {
+        if (picture.set != 0 && size.set) {
+            notice::written(AnimNoticeKind::ByFormat, size.word,
+                            "of a picture whose format does not have it");
+        }
     }
-    RenderBlock b = {rendering};
-    block::noteRepeated(kRows, row, seen);
-    return row->read(stream, b);
-}
-
-bool renderIsWord(std::string_view word) {
-    return table::find(kRows, word) != nullptr;
 }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// User-data blocks: a quoted tag, a size, and the bytes as hexadecimal numbers in braces.
+// Quoted strings, and user-data blocks: a quoted tag, a size, and the bytes as hexadecimal numbers
+// in braces.
 #include "file/tinyNotice.h"
 #include "file/tinyUtilsGrow.h"
 #include "tinyFile.h"
@@ -16,45 +17,24 @@ namespace {
 
 constexpr std::int32_t kBytesPerRow = 24;
 
-/// The bytes that a text holds, against the number that it states.
+/// A block while it is read.
 struct Draft {
-    text::WordReader words;
+    text::Reader& in;
     GrowingArray<std::uint8_t> bytes = {};
-    notice::UnknownRun unknown = {};
-    std::int32_t size = 0;
+    std::int32_t size = 0; ///< as stated
 };
-
-/// The number that the next word is, in that base; another word is reported, and its beginning
-/// counts.
-std::int64_t readNumber(Draft& draft, int base, std::int64_t most) {
-    const bool more = draft.words.next();
-    char* end = nullptr;
-    const char* word = draft.words.c_str();
-    const long long value = std::strtoll(word, &end, base);
-    if (!more || *end != '\0' || value < 0 || value > most) {
-        animNotify(AnimNoticeKind::BadNumber, word,
-                   base == 16 ? "hexadecimal number from 0 to ff"
-                              : "whole number from 0 to 2147483647");
-    }
-    return value;
-}
-
-void readSize(Draft& draft) {
-    using Limits = std::numeric_limits<std::int32_t>;
-    draft.size = static_cast<std::int32_t>(std::clamp<std::int64_t>(
-        readNumber(draft, 10, Limits::max()), Limits::min(), Limits::max()));
-}
 
 /// Reads as many bytes as are stated, or up to the closing brace.
 void readBytes(Draft& draft) {
     constexpr std::int64_t kMost = std::numeric_limits<std::uint8_t>::max();
     draft.bytes.clear();
     for (std::int32_t i = 0; i < draft.size; ++i) {
-        const int next = draft.words.peek();
-        if (std::isxdigit(next) == 0 && next != '-') {
+        const int next = draft.in.peek();
+        if ((std::isxdigit(next) == 0 && next != '-') || !draft.in.next()) {
             return;
         }
-        if (!draft.bytes.push(static_cast<std::uint8_t>(readNumber(draft, 16, kMost)))) {
+        const std::int64_t byte = text::toWhole(draft.in.c_str(), 0, kMost, 16);
+        if (!draft.bytes.push(static_cast<std::uint8_t>(byte))) {
             return;
         }
     }
@@ -62,24 +42,36 @@ void readBytes(Draft& draft) {
 
 /// Reads the block's lines up to its closing brace.
 void readLines(Draft& draft) {
-    bool more = draft.words.next();
-    for (; more && draft.words.word() != "}"; more = draft.words.next()) {
-        if (draft.words.word() == "size") {
-            readSize(draft);
-        } else if (draft.words.word() == "{") {
+    using Limits = std::numeric_limits<std::int32_t>;
+    notice::UnknownRun unknown;
+    bool more = draft.in.next();
+    for (; more && draft.in.word() != "}"; more = draft.in.next()) {
+        if (draft.in.word() == "size") {
+            static_cast<void>(draft.in.next());
+            const std::int64_t size = text::toWhole(draft.in.c_str(), 0, Limits::max());
+            draft.size = static_cast<std::int32_t>(
+                std::clamp<std::int64_t>(size, Limits::min(), Limits::max()));
+        } else if (draft.in.word() == "{") {
             readBytes(draft);
         } else {
-            draft.unknown.add(draft.words.c_str());
+            unknown.add(draft.in.c_str());
         }
     }
-    draft.unknown.end();
     if (!more || std::cmp_less(draft.bytes.size(), draft.size)) {
-        notice::atLine(AnimNoticeKind::Missing, "userData", notice::lines.token,
+        notice::atLine(AnimNoticeKind::Missing, "userData", text::Reader::wordLine(),
                        "%d bytes announced, %zu found", draft.size, draft.bytes.size());
     }
 }
 
 } // namespace
+
+char* stringReadAscii(std::FILE* stream) {
+    char* string = text::Reader::on(stream, text::kFileStyle).quoted();
+    if (std::ferror(stream) != 0) {
+        std::free(std::exchange(string, nullptr));
+    }
+    return string;
+}
 
 void userDataDispose(UserData** record) {
     if (record != nullptr && *record != nullptr) {
@@ -109,8 +101,8 @@ int userDataWriteAscii(std::FILE* stream, const UserData* record, const char* in
 
 UserData* userDataReadAscii(std::FILE* stream) {
     const notice::Call call;
-    Draft draft = {text::WordReader(stream)};
-    const MallocString tag(draft.words.quoted());
+    Draft draft = {text::Reader::on(stream, text::kFileStyle)};
+    const MallocString tag(draft.in.quoted());
     std::unique_ptr<UserData, UserDataDisposer> record(newRecords<UserData>(1));
     if (tag == nullptr || record == nullptr) {
         return nullptr;

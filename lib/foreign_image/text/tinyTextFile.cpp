@@ -24,39 +24,13 @@ bool hasOldMacLineEnds(std::FILE* stream) {
 
 } // namespace
 
-MallocString fileNameOf(const char* baseName, const char* ending) {
-    const std::size_t base = std::strlen(baseName);
-    const std::size_t rest = std::strlen(ending) + 1;
-    MallocString name(static_cast<char*>(std::malloc(base + rest)));
-    if (name != nullptr) {
-        std::memcpy(name.get(), baseName, base);
-        std::memcpy(name.get() + base, ending, rest);
-    }
-    return name;
-}
-
-base::UniqueFile textfile::open(const char* fileName, char mode) {
-    if (fileName == nullptr) {
-        notice::Call::failForMemory();
-        errno = ENOMEM;
-        return nullptr;
-    }
-    return base::openFile(fileName, mode);
-}
-
-bool textfile::closeWritten(std::FILE* stream) {
-    errno = 0;
-    const bool failedBefore = std::ferror(stream) != 0;
-    int error = std::fflush(stream) == 0 ? 0 : errno;
-    if (std::fclose(stream) != 0 && error == 0) {
-        error = errno;
-    }
-    error = failedBefore && error == 0 ? EIO : error;
+bool textfile::close(base::UniqueFile file) {
+    const int error = base::closeWritten(std::move(file));
     if (error != 0) {
         notice::Call::failForSystem(error);
         errno = error;
     }
-    return error == 0;
+    return !notice::Call::failed();
 }
 
 bool text::readHeader(std::FILE* stream, std::uint32_t type) {
@@ -71,9 +45,9 @@ bool text::readHeader(std::FILE* stream, std::uint32_t type) {
     return ours;
 }
 
-void text::reportSurplus(WordReader& words) {
-    if (words.next()) {
-        animNotify(AnimNoticeKind::Surplus, words.c_str(), "behind the end");
+void text::reportSurplus(Reader& in) {
+    if (in.next()) {
+        animNotify(AnimNoticeKind::Surplus, in.c_str(), "behind the end");
     }
 }
 

@@ -5,13 +5,12 @@
 
 #include "base/uniqueFile.h"
 #include "file/tinyFileBinary.h"
-#include "tinyUtilsText.h"
+#include "file/tinyFileName.h"
+#include "tinyReader.h"
 
 #include <cstdint>
 #include <cstdio>
-
-/// The file's name, or null when memory ran out.
-[[nodiscard]] MallocString fileNameOf(const char* baseName, const char* ending);
+#include <utility>
 
 /// Opens `baseName` + `ending` and calls `read` with the stream. Afterwards a failed read is the
 /// reason why the call under way fails. False, with errno set, when the file cannot be opened; true
@@ -31,7 +30,7 @@ namespace text {
 [[nodiscard]] bool readHeader(std::FILE* stream, std::uint32_t type);
 
 /// Reports the first word that stands behind the contents of a text file.
-void reportSurplus(WordReader& words);
+void reportSurplus(Reader& in);
 
 } // namespace text
 
@@ -50,11 +49,9 @@ void reportSurplus(std::FILE* stream);
 
 namespace textfile {
 
-/// Closes a stream that was written to; a failed write is why the call under way fails.
-bool closeWritten(std::FILE* stream);
-
-/// Opens the file; null, with errno set, when that fails.
-[[nodiscard]] base::UniqueFile open(const char* fileName, char mode);
+/// Closes a file that was written. A failed write is why the call under way fails; false when it
+/// fails for any reason.
+[[nodiscard]] bool close(base::UniqueFile file);
 
 } // namespace textfile
 
@@ -65,7 +62,7 @@ bool fileRead(const char* baseName, const char* ending, Read read) {
     }
     const MallocString name = fileNameOf(baseName, ending);
     const notice::Call call("read", name.get());
-    const base::UniqueFile file = textfile::open(name.get(), 'r');
+    const base::UniqueFile file = fileOpen(name, 'r');
     if (file == nullptr) {
         return false;
     }
@@ -78,11 +75,10 @@ template <typename Write>
 int fileWrite(const char* baseName, const char* ending, Write write) {
     const MallocString name = fileNameOf(baseName, ending);
     const notice::Call call("write", name.get());
-    base::UniqueFile file = textfile::open(name.get(), 'w');
+    base::UniqueFile file = fileOpen(name, 'w');
     if (file == nullptr) {
         return 0;
     }
     const int written = write(file.get());
-    const bool closed = textfile::closeWritten(file.release());
-    return closed && !notice::Call::failed() ? written : 0;
+    return textfile::close(std::move(file)) ? written : 0;
 }

@@ -2,6 +2,7 @@
 #include "tinyUtilsText.h"
 
 #include "file/tinyNotice.h"
+#include "file/tinyNumberText.h"
 #include "tinySpline.h"
 #include "tinyUtils.h"
 
@@ -12,6 +13,7 @@
 #include <cstring>
 #include <limits>
 #include <optional>
+#include <utility>
 
 namespace text {
 
@@ -80,9 +82,11 @@ bool isEnd(std::string_view rest) {
     return rest.empty() || rest == "\r";
 }
 
-void reportRange(const char* word, std::int64_t least, std::int64_t most) {
+void reportRange(const char* word, std::int64_t least, std::int64_t most, int base = 10) {
     char expected[80];
-    std::snprintf(expected, sizeof expected, "whole number from %lld to %lld",
+    std::snprintf(expected, sizeof expected,
+                  base == 16 ? "hexadecimal number from %llx to %llx"
+                             : "whole number from %lld to %lld",
                   static_cast<long long>(least), static_cast<long long>(most));
     animNotify(AnimNoticeKind::BadNumber, word, expected);
 }
@@ -94,20 +98,22 @@ double writable(double value) {
     return std::isnan(value) ? 0.0 : std::clamp(value, -kLargestFloat, kLargestFloat);
 }
 
-/// Reports a number that does not read back as it is from `written`, which ends in a zero.
-void reportRounding(const char* written, float value, double unit) {
-    const char* digits = written + std::strspn(written, " ");
+/// Reports a number that does not read back as it is from `written`.
+void reportRounding(const NumberText& written, float value, double unit) {
     if (!std::isfinite(value)) {
-        notice::written(AnimNoticeKind::BadNumber, digits, "finite number");
-    } else if (text::fromUnit(text::parseFloat(digits).value, unit) != value) {
-        notice::written(AnimNoticeKind::Rounded, digits, "%.9g", static_cast<double>(value) * unit);
+        notice::written(AnimNoticeKind::BadNumber, written.c_str(), "finite number");
+    } else if (text::fromUnit(text::parseFloat(written.view()).value, unit) != value) {
+        notice::written(AnimNoticeKind::Rounded, written.c_str(), "%.9g",
+                        static_cast<double>(value) * unit);
     }
 }
 
-/// Writes `name` without the characters `quote`, which would end it; `instead` stands in their
-/// place. Reports what does not read back.
-void putInQuotes(std::FILE* stream, const char* name, char quote, char instead, std::size_t most) {
+} // namespace
+
+void putQuoted(std::FILE* stream, const char* name, const Style& style) {
     const std::string_view whole = name != nullptr ? name : "";
+    const char quote = style.quote;
+    const char instead = quote == '"' ? '\'' : '"';
     putc_unlocked(quote, stream);
     for (const char c : whole) {
         putc_unlocked(c == quote ? instead : c, stream);
@@ -116,22 +122,21 @@ void putInQuotes(std::FILE* stream, const char* name, char quote, char instead, 
     if (whole.find(quote) != whole.npos) {
         notice::written(AnimNoticeKind::Dropped, name, "a quote inside a name becomes %c", instead);
     }
-    if (whole.size() > most) {
-        notice::written(AnimNoticeKind::Cut, name, "at most %zu characters are read back", most);
+    if (whole.size() > style.mostOfQuoted) {
+        notice::written(AnimNoticeKind::Cut, name, "at most %zu characters are read back",
+                        style.mostOfQuoted);
     }
 }
 
-constexpr std::size_t kMostQuoted = 237;
-constexpr std::size_t kMostDoubleQuoted = 255;
-
-} // namespace
-
-std::int32_t toInt(const char* word, std::int64_t least, std::int64_t most) {
+std::int64_t toWhole(const char* word, std::int64_t least, std::int64_t most, int base) {
     std::string_view digits = word;
     const bool minus = takeSign(digits);
+    if (base == 16) {
+        takeHexPrefix(digits);
+    }
     std::uint64_t value = 0;
     const char* end = digits.data() + digits.size();
-    const auto [rest, error] = std::from_chars(digits.data(), end, value);
+    const auto [rest, error] = std::from_chars(digits.data(), end, value, base);
     constexpr std::uint64_t kLargest = std::numeric_limits<std::int64_t>::max();
     if (error == std::errc::result_out_of_range || value > kLargest) {
         value = minus ? kLargest + 1 : kLargest;
@@ -139,9 +144,13 @@ std::int32_t toInt(const char* word, std::int64_t least, std::int64_t most) {
     const auto whole = static_cast<std::int64_t>(minus ? 0 - value : value);
     if (error == std::errc::invalid_argument || !isEnd({rest, end}) || whole < least ||
         whole > most) {
-        reportRange(word, least, most);
+        reportRange(word, least, most, base);
     }
-    return static_cast<std::int32_t>(static_cast<std::uint32_t>(whole));
+    return whole;
+}
+
+std::int32_t toInt(const char* word, std::int64_t least, std::int64_t most) {
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(toWhole(word, least, most)));
 }
 
 ParsedFloat parseFloat(std::string_view word) {
@@ -186,182 +195,33 @@ void putWord(std::FILE* stream, std::string_view word) {
     putc_unlocked(' ', stream);
 }
 
-void putQuoted(std::FILE* stream, const char* name) {
-    putInQuotes(stream, name, '\'', '"', kMostQuoted);
-    putc_unlocked(' ', stream);
-}
-
-void putDoubleQuoted(std::FILE* stream, const char* name) {
-    putInQuotes(stream, name, '"', '\'', kMostDoubleQuoted);
-}
-
 float fromUnit(float value, double unit) {
     return static_cast<float>(writable(static_cast<double>(value) / unit));
 }
 
 void putFloat(std::FILE* stream, float value, double unit) {
-    char buffer[32];
-    const auto end =
-        std::to_chars(buffer, buffer + sizeof buffer - 1,
-                      writable(static_cast<double>(value) * unit), std::chars_format::general, 6);
+    const NumberText digits(writable(static_cast<double>(value) * unit));
     if (notice::wanted()) {
-        *end.ptr = '\0';
-        reportRounding(buffer, value, unit);
+        reportRounding(digits, value, unit);
     }
-    *end.ptr = ' ';
-    put(stream, {buffer, end.ptr + 1});
+    putWord(stream, digits.view());
 }
 
 void putInt(std::FILE* stream, std::int64_t value) {
-    char buffer[32];
-    const auto end = std::to_chars(buffer, buffer + sizeof buffer - 1, value);
-    *end.ptr = ' ';
-    put(stream, {buffer, end.ptr + 1});
+    putWord(stream, NumberText(value).view());
 }
 
 void putFixed(std::FILE* stream, float value, double unit) {
-    constexpr int kMostDecimals = 60; // with 39 digits, a sign and a point it still fits
-    char buffer[128];
-    const auto end = std::to_chars(buffer, buffer + sizeof buffer - 1,
-                                   writable(static_cast<double>(value) * unit),
-                                   std::chars_format::fixed, std::clamp(FD, 0, kMostDecimals));
-    const std::ptrdiff_t length = end.ptr - buffer;
+    constexpr int kMostBlanks = 240;
+    const NumberText digits(writable(static_cast<double>(value) * unit), FD);
     if (notice::wanted()) {
-        *end.ptr = '\0';
-        reportRounding(buffer, value, unit);
+        reportRounding(digits, value, unit);
     }
-    for (std::ptrdiff_t i = length; i < std::min(FM, 240); ++i) {
+    for (int width = std::min(FM, kMostBlanks); std::cmp_less(digits.view().size(), width);
+         --width) {
         putc_unlocked(' ', stream);
     }
-    put(stream, {buffer, end.ptr});
-}
-
-// ------------------------------------------------------------------------------------------ words
-
-int WordReader::read() {
-    const int c = getc_unlocked(stream_);
-    notice::lines.next += c == '\n' ? 1 : 0;
-    return c;
-}
-
-int WordReader::skipSpace() {
-    int c = read();
-    while (c != EOF && std::isspace(c) != 0) {
-        c = read();
-    }
-    notice::lines.token = notice::lines.next;
-    ++notice::lines.tokens;
-    set("");
-    return c;
-}
-
-void WordReader::set(std::string_view word) {
-    length_ = word.copy(word_, sizeof word_ - 1);
-    word_[length_] = '\0';
-}
-
-void WordReader::append(int c) {
-    if (length_ < sizeof word_ - 1) {
-        word_[length_++] = static_cast<char>(c);
-        word_[length_] = '\0';
-    } else {
-        cut_ = true;
-    }
-}
-
-void WordReader::finish(int following) {
-    if (following != EOF) {
-        std::ungetc(following, stream_);
-        notice::lines.next -= following == '\n' ? 1 : 0;
-    }
-    if (cut_) {
-        animNotify(AnimNoticeKind::Cut, word_, "at most 255 characters are kept");
-    }
-    cut_ = false;
-}
-
-bool WordReader::next() {
-    const auto stands = [](int c) { return c == '{' || c == '}' || c == '"'; };
-    int c = skipSpace();
-    if (stands(c)) {
-        append(c);
-        return true;
-    }
-    while (c != EOF && std::isspace(c) == 0 && !stands(c)) {
-        append(c);
-        c = read();
-    }
-    finish(c);
-    return length_ != 0;
-}
-
-int WordReader::peek() {
-    const int c = skipSpace();
-    finish(c);
-    return c;
-}
-
-char* WordReader::quoted() {
-    int c = read();
-    while (c != EOF && c != '"') {
-        c = read();
-    }
-    if (c == EOF) {
-        return nullptr;
-    }
-    set("");
-    for (c = read(); c != EOF && c != '"'; c = read()) {
-        append(c);
-    }
-    finish(EOF);
-    char* content = strndup(word_, length_);
-    if (content == nullptr) {
-        notice::Call::failForMemory();
-    }
-    return content;
-}
-
-bool WordReader::numberText() {
-    const auto belongs = [this](int c) {
-        const char before = length_ == 0 ? '\0' : word_[length_ - 1];
-        const bool afterExponent = before == 'e' || before == 'E';
-        return (c >= '0' && c <= '9') || c == '.' ||
-               ((c == '+' || c == '-') && (length_ == 0 || afterExponent)) ||
-               ((c == 'e' || c == 'E') && (isDigit(before) || before == '.'));
-    };
-    int c = skipSpace();
-    while (c != EOF && belongs(c)) {
-        append(c);
-        c = read();
-    }
-    finish(c);
-    return std::any_of(word_, word_ + length_, isDigit);
-}
-
-bool WordReader::number(std::int16_t& value) {
-    const bool found = numberText();
-    value = found ? toShort(word_) : value;
-    return found;
-}
-
-bool WordReader::number(float& value) {
-    const bool found = numberText();
-    value = found ? toFloat(word_) : value;
-    return found;
-}
-
-bool WordReader::numbers(Vector& vector, const char* what) {
-    const std::int64_t line = notice::lines.token;
-    int found = 0;
-    for (float* value : {&vector.x, &vector.y, &vector.z}) {
-        if (!number(*value)) {
-            notice::atLine(AnimNoticeKind::Missing, what, line, "3 numbers expected, %d found",
-                           found);
-            return false;
-        }
-        ++found;
-    }
-    return true;
+    put(stream, digits.view());
 }
 
 } // namespace text

@@ -307,7 +307,7 @@ TEST_F(UtilsTest, WhatIsWrittenIsAlwaysANumber) {
 
 TEST_F(UtilsTest, WordReaderReadsAsScanf) {
     const Input in("  word\r\n\v{ -3.5e1} 12x +7 .5.. e5");
-    text::WordReader words(in);
+    text::Reader& words = text::Reader::on(in, text::kFileStyle);
     float real = 0.0F;
     std::int16_t whole = 0;
     EXPECT_TRUE(words.next());
@@ -343,7 +343,7 @@ TEST_F(UtilsTest, NumbersIgnoreTheLocale) {
               "2.5 2.500");
     const Input in("2.5");
     float real = 0.0F;
-    EXPECT_TRUE(text::WordReader(in).number(real));
+    EXPECT_TRUE(text::Reader::on(in, text::kFileStyle).number(real));
     EXPECT_EQ(real, 2.5F);
 }
 

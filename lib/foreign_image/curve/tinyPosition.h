@@ -19,11 +19,10 @@ void tripleWrite(std::FILE* stream, const float* values, const Fcurve* const* cu
 /// Reports curves that are not written because the first of the three is missing.
 void reportHiddenCurves(const Fcurve* const* curves);
 
-/// Reads a position into `position` and `curves`, where `path` is the index of the timing curve and
-/// `x` that of the x curve, behind which y and z stand, and completes x, y and z as above. Results
-/// and look-ahead are those of `positionReadAsciiAnimation`.
-int positionRead(std::FILE* stream, AnimatedPosition& position, Fcurve** curves, int path, int x);
+/// Reads a position into `position`, its timing curve and its three curves, and completes these as
+/// above. Results and look-ahead are those of `positionReadAsciiAnimation`.
+int positionRead(std::FILE* stream, AnimatedPosition& position, Fcurve** timing, Fcurve** curves);
 
-/// Writes the position in the first form that applies.
-void positionWrite(std::FILE* stream, const AnimatedPosition& position, const Fcurve* const* curves,
-                   int path, int x);
+/// Writes the position in the first form that applies, and reports those that do not.
+void positionWrite(std::FILE* stream, const AnimatedPosition& position, const Fcurve* timing,
+                   const Fcurve* const* curves);

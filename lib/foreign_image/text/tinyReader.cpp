@@ -1,0 +1,235 @@
+// SPDX-License-Identifier: MIT
+#include "tinyReader.h"
+
+#include "file/tinyNotice.h"
+#include "tinyUtilsText.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+namespace text {
+
+namespace {
+
+enum Kind : std::uint8_t { kOrdinary, kBlank, kAlone, kEnd };
+
+/// What each character is; the first place is that of EOF.
+using Kinds = std::array<Kind, 257>;
+
+constexpr Kinds kindsOf(const Style& style) {
+    Kinds kinds = {kEnd};
+    for (const char c : style.blanks) {
+        kinds[static_cast<std::size_t>(c) + 1] = kBlank;
+    }
+    for (const char c : {'{', '}', style.quote}) {
+        kinds[static_cast<std::size_t>(c) + 1] = style.bracesAlone ? kAlone : kOrdinary;
+    }
+    return kinds;
+}
+
+constexpr Kinds kAnimationKinds = kindsOf(kAnimationStyle);
+constexpr Kinds kFileKinds = kindsOf(kFileStyle);
+
+Kind kindOf(const Style& style, int c) {
+    static_assert(EOF == -1);
+    return (style.bracesAlone ? kFileKinds : kAnimationKinds)[static_cast<std::size_t>(c + 1)];
+}
+
+Reader theReader;
+char fileWord[kFileStyle.mostOfWord + 1] = "";
+
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+/// True when `c` can stand behind `before` in a number; the first character has a zero before it.
+bool goesOnNumber(int c, char before) {
+    const bool afterExponent = before == 'e' || before == 'E';
+    return (c >= '0' && c <= '9') || c == '.' ||
+           ((c == '+' || c == '-') && (before == '\0' || afterExponent)) ||
+           ((c == 'e' || c == 'E') && (isDigit(before) || before == '.'));
+}
+
+/// Reports characters that are not in the word: those beyond the `most` kept, and what stands
+/// behind a zero byte.
+void reportCut(const char* word, bool tooLong, std::size_t most) {
+    char detail[64] = "a zero byte ends it";
+    if (tooLong) {
+        std::snprintf(detail, sizeof detail, "at most %zu characters are kept", most);
+    }
+    animNotify(AnimNoticeKind::Cut, word, detail);
+}
+
+} // namespace
+
+Reader& Reader::on(std::FILE* stream, const Style& style) {
+    theReader.stream_ = stream;
+    theReader.style_ = &style;
+    theReader.word_ = style.bracesAlone ? fileWord : animTokenLine;
+    return theReader;
+}
+
+std::int64_t Reader::wordLine() {
+    return notice::place.line;
+}
+
+void Reader::setWordLine(std::int64_t line) {
+    notice::place.line = line;
+}
+
+void Reader::beginFile(std::int64_t line) {
+    theReader.line_ = line;
+    notice::place = {.line = line};
+    notice::newFile();
+}
+
+int Reader::get() {
+    const int c = getc_unlocked(stream_);
+    line_ += c == '\n' ? 1 : 0;
+    return c;
+}
+
+void Reader::unget(int c) {
+    if (c != EOF) {
+        std::ungetc(c, stream_);
+        line_ -= c == '\n' ? 1 : 0;
+    }
+}
+
+void Reader::set(std::string_view word) {
+    word_[word.copy(word_, style_->mostOfWord)] = '\0';
+}
+
+/// Empties the word and reads up to the first character that is not blank, which it returns.
+int Reader::skipBlanks() {
+    word_[0] = '\0';
+    int c = get();
+    while (kindOf(*style_, c) == kBlank) {
+        c = get();
+    }
+    notice::place.line = line_;
+    ++notice::place.words;
+    return c;
+}
+
+/// Makes a word of `c` and what follows for as long as it belongs to it; false when nothing does.
+template <typename Belongs>
+bool Reader::collect(int c, Belongs belongs) {
+    const std::size_t most = style_->mostOfWord;
+    char* const word = word_; // locals: what is stored through a char pointer may be any member
+    std::FILE* const stream = stream_;
+    std::size_t length = 0;
+    bool cut = false;
+    for (; belongs(c, length == 0 ? '\0' : word[length - 1]); c = getc_unlocked(stream)) {
+        cut = length == most;
+        word[length] = static_cast<char>(c);
+        length += cut ? 0 : 1;
+    }
+    word[length] = '\0';
+    if (!style_->bracesAlone) {
+        line_ += c == '\n' ? 1 : 0;
+    } else if (c != EOF) {
+        std::ungetc(c, stream);
+    }
+    if (cut || std::memchr(word, '\0', length) != nullptr) {
+        reportCut(word, cut, most);
+    }
+    return length != 0;
+}
+
+bool Reader::next() {
+    const Style& style = *style_;
+    const int c = skipBlanks();
+    if (kindOf(style, c) == kAlone) {
+        word_[0] = static_cast<char>(c);
+        word_[1] = '\0';
+        return true;
+    }
+    return collect(c, [&style](int next, char) { return kindOf(style, next) == kOrdinary; });
+}
+
+int Reader::peek() {
+    const int c = skipBlanks();
+    unget(c);
+    return c;
+}
+
+char* Reader::quoted() {
+    int c = skipBlanks();
+    while (style_->bracesAlone && c != EOF && c != style_->quote) {
+        c = get();
+    }
+    if (c == EOF) {
+        return nullptr;
+    }
+    const std::size_t begin = style_->bracesAlone ? 0 : 1;
+    const std::size_t end = begin + style_->mostOfQuoted;
+    std::size_t length = begin;
+    word_[0] = static_cast<char>(c);
+    bool cut = false;
+    for (c = get(); c != EOF && c != style_->quote; c = get()) {
+        cut = length == end;
+        if (!cut) {
+            word_[length++] = static_cast<char>(c);
+        }
+    }
+    const bool zero = std::memchr(word_ + begin, '\0', length - begin) != nullptr;
+    char* content = strndup(word_ + begin, length - begin);
+    if (begin != 0) {
+        word_[length++] = style_->quote;
+    }
+    word_[length] = '\0';
+    if (cut || zero) {
+        reportCut(word_, cut, style_->mostOfQuoted);
+    }
+    if (content == nullptr) {
+        notice::Call::failForMemory();
+    }
+    return content;
+}
+
+bool Reader::restOfLine() {
+    int c = skipBlanks();
+    const bool found = c != EOF;
+    std::size_t length = 0;
+    for (; c != EOF && c != '\n'; c = get()) {
+        word_[length] = static_cast<char>(c);
+        length += length < style_->mostOfWord ? 1 : 0;
+    }
+    word_[length] = '\0';
+    return found;
+}
+
+bool Reader::numberText() {
+    return collect(skipBlanks(), goesOnNumber) &&
+           std::any_of(word_, word_ + std::strlen(word_), isDigit);
+}
+
+bool Reader::number(std::int16_t& value) {
+    const bool found = numberText();
+    value = found ? toShort(word_) : value;
+    return found;
+}
+
+bool Reader::number(float& value) {
+    const bool found = numberText();
+    value = found ? toFloat(word_) : value;
+    return found;
+}
+
+bool Reader::numbers(Vector& vector, const char* what) {
+    const std::int64_t line = wordLine();
+    int found = 0;
+    for (float* value : {&vector.x, &vector.y, &vector.z}) {
+        if (!number(*value)) {
+            notice::atLine(AnimNoticeKind::Missing, what, line, "3 numbers expected, %d found",
+                           found);
+            return false;
+        }
+        ++found;
+    }
+    return true;
+}
+
+} // namespace text

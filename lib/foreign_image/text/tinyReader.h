@@ -1,0 +1,98 @@
+// SPDX-License-Identifier: MIT
+// Reading words: the process's one reader, with the stream, the last word read (the look-ahead of
+// tinyUtils.h) and the line number. The given functions on streams are faces of it.
+#pragma once
+
+#include "tinyUtils.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <string_view>
+
+namespace text {
+
+/// How the text of a kind of file is divided into words.
+struct Style {
+    std::string_view blanks;  ///< the characters between words
+    char quote;               ///< opens and closes a run of characters that holds no words
+    bool bracesAlone;         ///< a brace or a quote is a word wherever it stands, not only where
+                              ///< blanks surround it; the character behind a word is not consumed
+    std::size_t mostOfWord;   ///< characters kept of a word
+    std::size_t mostOfQuoted; ///< characters kept of a string in quotes
+};
+
+/// Animation text, as in scene files. The word is `animToken`.
+// Kept: A carriage return is part of a token.
+// Only blank, tab and newline separate tokens, and words of files from elsewhere are compared as
+// they stand.
+inline constexpr Style kAnimationStyle = {" \t\n", '\'', false, kAnimTokenSize - 1,
+                                          kAnimTokenSize - 3};
+
+/// The text flavours of spline and hierarchy files: words and numbers as `fscanf` separates them.
+inline constexpr Style kFileStyle = {" \t\n\v\f\r", '"', true, 255, 255};
+
+class Reader {
+  public:
+    /// The reader, put on that stream. Its line number and, within a style, its word stay.
+    static Reader& on(std::FILE* stream, const Style& style = kAnimationStyle);
+
+    /// Reads the next word. False, and an empty word, at end of file. What is longer than the style
+    /// keeps is consumed and reported.
+    bool next();
+
+    /// The last word read, or set.
+    [[nodiscard]] std::string_view word() const { return word_; }
+    [[nodiscard]] const char* c_str() const { return word_; }
+    void set(std::string_view word);
+
+    /// The first character of the next word, which stays in the stream; EOF at end of file.
+    int peek();
+
+    /// Reads a string in quotes, which may hold blanks and line ends. In animation text the first
+    /// character that is not blank counts as the opening quote, and the word becomes the string
+    /// with its quotes; in other text everything before the first quote is passed over. Null at end
+    /// of file (the word is empty then) or when memory ran out, else the caller's to `free`.
+    [[nodiscard]] char* quoted();
+
+    /// Reads what is left of the line as one word, without the blanks before it. False at end of
+    /// file.
+    bool restOfLine();
+
+    /// Reads a number of a text flavour. False, and `value` unchanged, when what follows is none;
+    /// it then stays in the stream as far as it cannot begin a number.
+    bool number(std::int16_t& value);
+    bool number(float& value);
+
+    /// Reads three numbers, up to the first that is missing, which is reported as `what`'s; true
+    /// for all.
+    bool numbers(Vector& vector, const char* what);
+
+    /// Reads one character, or puts the last one back.
+    int get();
+    void unget(int c);
+
+    /// Line of the next character, and of the last word.
+    [[nodiscard]] std::int64_t line() const { return line_; }
+    [[nodiscard]] static std::int64_t wordLine();
+    static void setWordLine(std::int64_t line);
+
+    /// Says that a file begins: the next character stands on that line.
+    static void beginFile(std::int64_t line);
+
+    [[nodiscard]] const Style& style() const { return *style_; }
+    [[nodiscard]] std::FILE* stream() const { return stream_; }
+
+  private:
+    int skipBlanks();
+    bool numberText();
+    template <typename Belongs>
+    bool collect(int c, Belongs belongs);
+
+    std::FILE* stream_ = nullptr;
+    const Style* style_ = &kAnimationStyle;
+    char* word_ = animTokenLine;
+    std::int64_t line_ = 1;
+};
+
+} // namespace text

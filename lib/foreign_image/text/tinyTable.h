@@ -1,0 +1,363 @@
+// SPDX-License-Identifier: MIT
+// Keyword sets as tables: one row a word, with its reader and its writer, and one loop that reads
+// and one that writes any such table. A table's order is the order in which the words are written;
+// they are read in any order.
+#pragma once
+
+#include "file/tinyUtilsGrow.h"
+#include "tinyReader.h"
+#include "tinySoftType.h"
+#include "tinyUtils.h"
+#include "tinyUtilsText.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <limits>
+#include <span>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+
+namespace table {
+
+/// How a row's reader leaves the text.
+enum class Outcome : std::uint8_t {
+    Next,      ///< value consumed; the next token is still to be read
+    Again,     ///< the current token is the look-ahead
+    Done,      ///< the current token is the look-ahead, and the record is complete
+    EndOfFile, ///< the file ended inside the value, or reading failed
+};
+
+/// What a table is read into: a record, or a draft whose member `record` points to it, with
+/// whatever else the readers need. Writers see the record only.
+template <typename Draft>
+[[nodiscard]] constexpr auto& recordOf(Draft& draft) {
+    if constexpr (requires { draft.record; }) {
+        return *draft.record;
+    } else {
+        return draft;
+    }
+}
+template <typename Draft>
+using RecordOf = std::remove_reference_t<decltype(recordOf(std::declval<Draft&>()))>;
+
+/// One keyword. The reader finds it as the current token. A row without writer is only read; with
+/// `present` it is written only where that says so.
+template <typename Draft>
+struct Row {
+    std::string_view word;
+    Outcome (*read)(std::FILE*, Draft&) = nullptr;
+    void (*write)(std::FILE*, const RecordOf<Draft>&) = nullptr;
+    bool (*present)(const RecordOf<Draft>&) = nullptr;
+    bool goesOn = false; ///< written on the line of the row before
+};
+
+/// The row whose word is `word`, or null.
+template <typename Rows>
+[[nodiscard]] constexpr auto find(const Rows& rows, std::string_view word)
+    -> decltype(std::data(rows)) {
+    for (const auto& row : rows) {
+        if (row.word == word) {
+            return &row;
+        }
+    }
+    return nullptr;
+}
+
+/// Reports a word that the record has had before: the later value counts. `seen` has a bit for each
+/// row, by its index.
+template <typename Rows, typename Row>
+void noteRepeated(const Rows& rows, const Row* row, std::uint64_t& seen) {
+    const std::uint64_t bit = std::uint64_t{1} << (row - std::data(rows));
+    if ((seen & bit) != 0) {
+        animNotify(AnimNoticeKind::Dropped, animToken, "given before; the later value counts");
+    }
+    seen |= bit;
+}
+
+/// Reads rows for as long as the current token is a word of the table. Again: it stopped at another
+/// token. With `seen` repeated words are reported.
+template <typename Rows, typename Draft>
+Outcome read(text::Reader& in, const Rows& rows, Draft& draft, std::uint64_t* seen = nullptr) {
+    for (const auto* row = find(rows, in.word()); row != nullptr; row = find(rows, in.word())) {
+        if (seen != nullptr) {
+            noteRepeated(rows, row, *seen);
+        }
+        const Outcome outcome = row->read(in.stream(), draft);
+        if (outcome == Outcome::Done || outcome == Outcome::EndOfFile) {
+            return outcome;
+        }
+        if (outcome == Outcome::Next && !in.next()) {
+            return Outcome::EndOfFile;
+        }
+    }
+    return in.word().empty() ? Outcome::EndOfFile : Outcome::Again;
+}
+
+/// Reads the block of rows that begins with the next token.
+template <typename Rows, typename Draft>
+Outcome readBlock(std::FILE* stream, const Rows& rows, Draft& draft) {
+    std::uint64_t seen = 0;
+    text::Reader& in = text::Reader::on(stream);
+    return in.next() ? read(in, rows, draft, &seen) : Outcome::EndOfFile;
+}
+
+/// Begins a line with a keyword.
+inline void putKeyword(std::FILE* stream, std::string_view word) {
+    animWriteNewLine(stream);
+    text::putWord(stream, word);
+}
+
+/// Writes the rows of a table in its order.
+template <typename Rows, typename Record>
+void write(std::FILE* stream, const Rows& rows, const Record& record) {
+    for (const auto& row : rows) {
+        if (row.write == nullptr || (row.present != nullptr && !row.present(record))) {
+            continue;
+        }
+        if (row.goesOn) {
+            text::put(stream, "    ");
+            text::putWord(stream, row.word);
+        } else {
+            putKeyword(stream, row.word);
+        }
+        row.write(stream, record);
+    }
+}
+
+/// The same one level deeper. Always 1.
+template <typename Rows, typename Record>
+int writeDeeper(std::FILE* stream, const Rows& rows, const Record& record) {
+    incIndent(1);
+    write(stream, rows, record);
+    incIndent(-1);
+    return 1;
+}
+
+// ----------------------------------------------------------------------------------------- words
+
+/// The index of `word` among `names`, or -1.
+[[nodiscard]] constexpr int indexOf(std::span<const char* const> names, std::string_view word) {
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        if (names[i] == word) {
+            return static_cast<int>(i);
+        }
+    }
+    return -1;
+}
+
+/// The name at `index`, or "" where there is none.
+[[nodiscard]] constexpr std::string_view nameAt(std::span<const char* const> names, int index) {
+    return index >= 0 && static_cast<std::size_t>(index) < names.size() ? names[std::size_t(index)]
+                                                                        : "";
+}
+
+/// Words that stand for 0, 1, 2 ... and the complaint about any other: "`reader`: error, unknown
+/// `what` animToken '...'." Without a `reader` only the observer hears of it.
+struct Choice {
+    std::span<const char* const> names;
+    const char* reader = nullptr;
+    const char* what = "";
+    bool orFirst = false; ///< a code without a word is written as the first one, else as nothing
+};
+
+inline constexpr const char* kActive[] = {"INACTIVE", "ACTIVE"};
+inline constexpr const char* kYes[] = {"NO", "YES"};
+inline constexpr const char* kSelection[] = {"UNSELECTED", "NODE_SELECTED", "BRANCH_SELECTED",
+                                             "INHERIT_SELECTED"};
+
+/// Reports the current token, which is none of the choice's words.
+inline void complain(const Choice& choice) {
+    if (choice.reader != nullptr) {
+        optionPrint("%s: error, unknown %s%sanimToken '%s'.\n", choice.reader, choice.what,
+                    *choice.what != '\0' ? " " : "", animToken);
+    }
+    animNotify(AnimNoticeKind::UnknownWord, animToken);
+}
+
+/// Reads a word of the choice into `code`, which another word leaves as it is.
+template <typename Code>
+Outcome readChoice(std::FILE* stream, const Choice& choice, Code& code) {
+    if (in_animToken(stream) == 0) {
+        return Outcome::EndOfFile;
+    }
+    const int index = indexOf(choice.names, animToken);
+    if (index >= 0) {
+        code = static_cast<Code>(index);
+    } else {
+        complain(choice);
+    }
+    return Outcome::Next;
+}
+
+/// Replaces an owned string by the quoted one that follows.
+inline Outcome readQuoted(std::FILE* stream, char*& string) {
+    std::free(string);
+    string = stringReadAsciiAnimation(stream);
+    return animToken[0] == '\0' ? Outcome::EndOfFile : Outcome::Next;
+}
+
+/// What a reader's 1 or 0 says to a row: it left the look-ahead, or the file ended; or it has
+/// consumed its value only.
+[[nodiscard]] constexpr Outcome again(int result) {
+    return result != 0 ? Outcome::Again : Outcome::EndOfFile;
+}
+[[nodiscard]] constexpr Outcome next(int result) {
+    return result != 0 ? Outcome::Next : Outcome::EndOfFile;
+}
+
+inline Outcome readNumber(std::FILE* stream, std::int16_t& value) {
+    return next(in_animSValue(stream, &value));
+}
+inline Outcome readNumber(std::FILE* stream, std::int32_t& value) {
+    return next(in_animLValue(stream, &value));
+}
+inline Outcome readNumber(std::FILE* stream, float& value) {
+    return next(in_animFValue(stream, &value));
+}
+/// Bits, which files hold with and without a sign.
+inline Outcome readNumber(std::FILE* stream, std::uint32_t& value) {
+    constexpr std::int64_t kLeast = std::numeric_limits<std::int32_t>::min();
+    constexpr std::int64_t kMost = std::numeric_limits<std::uint32_t>::max();
+    const int found = in_animToken(stream);
+    if (found != 0) {
+        value = static_cast<std::uint32_t>(text::toInt(animToken, kLeast, kMost));
+    }
+    return next(found);
+}
+inline Outcome readNumber(std::FILE* stream, Vector& value) {
+    return next(vectorReadAsciiAnimation(stream, &value));
+}
+inline void putNumber(std::FILE* stream, std::uint32_t value) {
+    text::putInt(stream, static_cast<std::int32_t>(value));
+}
+inline void putNumber(std::FILE* stream, const Vector& value) {
+    for (const float number : {value.x, value.y, value.z}) {
+        text::putFloat(stream, number);
+    }
+}
+inline void putNumber(std::FILE* stream, std::int32_t value) {
+    text::putInt(stream, value);
+}
+inline void putNumber(std::FILE* stream, float value) {
+    text::putFloat(stream, value);
+}
+
+/// Makes rows of the usual value forms. `Path` leads from the record to the member.
+template <typename Draft>
+struct Rows {
+    using Record = RecordOf<Draft>;
+    using Present = bool (*)(const Record&);
+
+    /// A number of the member's kind.
+    template <auto... Path>
+    static constexpr Row<Draft> number(std::string_view word, Present present = nullptr) {
+        return {
+            word,
+            [](std::FILE* stream, Draft& draft) {
+                return readNumber(stream, (recordOf(draft).*....*Path));
+            },
+            [](std::FILE* stream, const Record& record) { putNumber(stream, (record.*....*Path)); },
+            present};
+    }
+
+    /// A word of a choice.
+    // Kept: A code without a word is written as its keyword alone.
+    // A reader would expect a default or no line at all. Nothing stands behind the keyword, so that
+    // the next keyword is read in the word's place; writers are compared byte by byte.
+    template <const Choice& Words, auto... Path>
+    static constexpr Row<Draft> choice(std::string_view word, Present present = nullptr) {
+        return {word,
+                [](std::FILE* stream, Draft& draft) {
+                    return readChoice(stream, Words, (recordOf(draft).*....*Path));
+                },
+                [](std::FILE* stream, const Record& record) {
+                    putName(stream, nameAt(Words.names, (record.*....*Path)), Words);
+                },
+                present};
+    }
+
+    /// One of two words; every number but 0 counts as the second.
+    template <const Choice& Words, auto... Path>
+    static constexpr Row<Draft> flag(std::string_view word, Present present = nullptr) {
+        Row<Draft> row = choice<Words, Path...>(word, present);
+        row.write = [](std::FILE* stream, const Record& record) {
+            text::putWord(stream, Words.names[(record.*....*Path) != 0 ? 1 : 0]);
+        };
+        return row;
+    }
+
+    /// A quoted string that the record owns.
+    template <auto... Path>
+    static constexpr Row<Draft> quoted(std::string_view word) {
+        return {word,
+                [](std::FILE* stream, Draft& draft) {
+                    return readQuoted(stream, (recordOf(draft).*....*Path));
+                },
+                [](std::FILE* stream, const Record& record) {
+                    text::putQuoted(stream, (record.*....*Path));
+                }};
+    }
+
+    /// A row that goes on in the line of the row before.
+    static constexpr Row<Draft> onTheSameLine(Row<Draft> row) {
+        row.goesOn = true;
+        return row;
+    }
+
+  private:
+    static void putName(std::FILE* stream, std::string_view name, const Choice& words) {
+        if (!name.empty() || words.orFirst) {
+            text::putWord(stream, name.empty() ? words.names[0] : name);
+        }
+    }
+};
+
+/// True for a value that is not its zero.
+template <typename Value>
+[[nodiscard]] constexpr bool isSet(const Value& value) {
+    if constexpr (requires { value.x; }) {
+        return value.x != 0.0F || value.y != 0.0F || value.z != 0.0F;
+    } else {
+        return static_cast<bool>(value);
+    }
+}
+template <auto Member, typename Record>
+[[nodiscard]] constexpr bool isSet(const Record& record) {
+    return isSet(record.*Member);
+}
+
+/// Reads a number, and as many records one after the other or fewer when the text ends or goes on
+/// with something else, which is then reported. The keyword in front of the number is the current
+/// token, and `what` the records are called. `readOne` finds its record's first word as the current
+/// token and says Again when there is none.
+template <typename Record>
+Outcome readCounted(std::FILE* stream, const char* what, Outcome (*readOne)(std::FILE*, Record&),
+                    GrowingArray<Record>& records) {
+    const std::string keyword = animToken;
+    std::int16_t count = 0;
+    if (in_animSValue(stream, &count) == 0) {
+        return Outcome::EndOfFile;
+    }
+    const std::int64_t line = animTokenLineNumber();
+    Outcome outcome = in_animToken(stream) != 0 ? Outcome::Done : Outcome::EndOfFile;
+    for (int i = 0; i < count && outcome == Outcome::Done; ++i) {
+        Record record{};
+        outcome = readOne(stream, record);
+        if (outcome != Outcome::Again && !records.push(record)) {
+            outcome = Outcome::EndOfFile;
+        }
+        if (outcome == Outcome::Done && animToken[0] == '\0' && i + 1 < count) {
+            outcome = Outcome::EndOfFile; // the record is whole, the list is not
+        }
+    }
+    if (std::cmp_less(records.size(), count)) {
+        notice::atLine(AnimNoticeKind::Missing, keyword.c_str(), line, "%d %s announced, %zu found",
+                       count, what, records.size());
+    }
+    return outcome == Outcome::EndOfFile ? Outcome::EndOfFile : Outcome::Done;
+}
+
+} // namespace table
