@@ -160,7 +160,7 @@ int readCurve(std::FILE* stream, CurvePointer& curve) {
     Draft draft = {curve.get()};
     Outcome outcome = Outcome::Again;
     if (table::find(kCurveRows, animToken) == nullptr) {
-        // Kept: A curve that begins with a foreign word swallows that word.
+        // Kept: A curve that begins with an unknown word consumes that word.
         // A reader would expect the word to stay for the caller. It is dropped and the next one
         // becomes the look-ahead; readers of triples and positions build on that.
         animNotify(AnimNoticeKind::UnknownWord, animToken);

@@ -63,61 +63,6 @@ TEST_F(FcurveTextTest, WritesAndReadsItsLines) {
     EXPECT_EQ(textOf(curve.get()), kTwoKeys);
 }
 
-struct RoundTripCase {
-    const char* name;
-    const char* in;
-    /// Blanks and line ends as one blank, $ for the lines of a curve without any, % for those of a
-    /// key; null for no curve.
-    const char* out;
-    const char* next;
-    const char* messages;
-    const char* notices;
-};
-
-constexpr std::string_view kPlainCurve =
-    " PRE_EXTRAPOLATION 0 POST_EXTRAPOLATION 0 FLAGS 0 INTERPOLATION CONSTANT KEYS ";
-constexpr std::string_view kPlainKey =
-    " LEFT_SLOPE 0 RIGHT_SLOPE 0 INTERPOLATION LINEAR FLAG 0 KEYTYPE ";
-
-constexpr RoundTripCase kRoundTrips[] = {
-    {"defaults of a key", "CURVE_TYPE CAM_FOV KEYS 1 VALUE 3 KEYTYPE RAWDATA X",
-     "CURVE_TYPE CAM_FOV$1 TIME 0 VALUE 3%RAWDATA", "X", "", ""},
-    {"no keys, but their count", "CURVE_TYPE CAM_FAR KEYS 0 X Y", "CURVE_TYPE CAM_FAR$0", "X", "",
-     ""},
-    {"a negative count", "CURVE_TYPE CAM_FAR KEYS -3 X Y", "CURVE_TYPE CAM_FAR$0", "X", "", ""},
-    {"ends before its keys", "CURVE_TYPE CAM_FOV FLAGS 3 X Y", nullptr, "X", "", ""},
-    {"a foreign first word", "X Y Z", nullptr, "Y", "", "unknown X 1;"},
-    {"unknown words",
-     "CURVE_TYPE CAM_FOV INTERPOLATION CUBIC KEYS 1 TIME 1 INTERPOLATION ODD KEYTYPE NONE X",
-     "CURVE_TYPE CAM_FOV$1 TIME 1 VALUE 0%FREEFORM", "X",
-     "FcurveReadAsciiAnimation: error, unknown interp animToken 'CUBIC'.\n"
-     "FcvkeyReadAsciiAnimation: error, unknown interp animToken 'ODD'.\n"
-     "FcvkeyReadAsciiAnimation: error, unknown keytype animToken 'NONE'.\n",
-     "unknown CUBIC 1;unknown ODD 1;unknown NONE 1;"},
-    {"an unknown channel keeps its name", "CURVE_TYPE OF_OURS KEYS 0 X", "CURVE_TYPE OF_OURS$0",
-     "X", "", "kept OF_OURS 1;"},
-    {"no channel at all", "CURVE_TYPE  PRE_EXTRAPOLATION 0 KEYS 0 X", "CURVE_TYPE$0", "X", "", ""},
-    {"fewer keys than announced", "CURVE_TYPE MDL_POS KEYS 32767 TIME 4 KEYTYPE KEYFRAME X",
-     "CURVE_TYPE MDL_POS$1 TIME 4 VALUE 0%KEYFRAME", "X", "", "missing KEYS 1;"},
-    {"a word after its keys", "CURVE_TYPE MDL_POS KEYS 1 TIME 4 KEYTYPE KEYFRAME TIME 5",
-     "CURVE_TYPE MDL_POS$1 TIME 4 VALUE 0%KEYFRAME", "TIME", "", ""},
-};
-
-TEST_F(FcurveTextTest, ReadAndWrittenAgain) {
-    for (const RoundTripCase& c : kRoundTrips) {
-        SCOPED_TRACE(c.name);
-        const Curve curve = read(c.in);
-        expectLeft(c.next, c.messages, c.notices);
-        ASSERT_EQ(curve == nullptr, c.out == nullptr);
-        if (c.out != nullptr) {
-            const std::string out = textOf(curve.get());
-            EXPECT_EQ(squeezed(out), expanded(expanded(c.out, '$', kPlainCurve), '%', kPlainKey));
-            EXPECT_EQ(textOf(read(out + " X").get()), out) << "a second time";
-        }
-        notices();
-    }
-}
-
 TEST_F(FcurveTextTest, OldKeysEndAfterTheirFlag) {
     for (const float version : {2.0F, 2.02F, 2.03F}) {
         animFileVersion = version;
@@ -141,26 +86,6 @@ TEST_F(FcurveTextTest, WhatStoodThereIsReplacedOrNothingTaken) {
     in_animToken(none);
     EXPECT_EQ(fcurveReadAsciiAnimation(none, &curve), 1);
     EXPECT_EQ(curve, nullptr);
-}
-
-TEST_F(FcurveTextTest, EveryTruncationEnds) {
-    const std::string whole = kTwoKeys.substr(4); // begins with its first word
-    const std::size_t secondKey = whole.rfind("TIME");
-    forEachTruncation(whole + "x", 1, [&](const std::string& cut) {
-        const std::size_t length = cut.size();
-        const Input in(cut);
-        in_animToken(in);
-        Fcurve* read = nullptr;
-        const int result = fcurveReadAsciiAnimation(in, &read);
-        const Curve curve(read);
-        if (cut.back() == ' ' || cut.back() == '\n') { // no word is cut
-            EXPECT_EQ(result, length > whole.rfind("KEYPATH") ? 1 : 0) << length;
-            EXPECT_EQ(curve != nullptr && curve->keyCount == 2, length > secondKey) << length;
-        }
-        EXPECT_TRUE(curve == nullptr || curve->keyCount <= 2) << length;
-        EXPECT_EQ(in_animToken(in), 0) << length;
-    });
-    EXPECT_NE(read("CURVE_TYPE CAM_FOV KEYS 0", 0), nullptr) << "kept also where nothing follows";
 }
 
 TEST_F(FcurveTextTest, EveryChannelSurvives) {

@@ -69,78 +69,6 @@ TEST_F(SplineAnimationTest, WritesAndReadsItsLines) {
     EXPECT_EQ(splineWriteAsciiAnimation(nullptr, nullptr), 0);
 }
 
-struct Case {
-    const char* name;
-    const char* in;
-    const char* out; ///< the text written after "SPLINE", $ for the lines without content
-    const char* next;
-    const char* messages;
-    const char* notices;
-};
-
-constexpr std::string_view kNothing =
-    "NAME '' TENSION 0 STEP 0 CONSTRAINT -------- SEGMENT --------";
-
-constexpr Case kCases[] = {
-    {"nothing but its type", "SPLINE CARDINAL X", "CARDINAL $ POINTS 0", "X", "", ""},
-    {"unknown type", "SPLINE NURBS PHANTOM X",
-     "LINEAR NAME '' PHANTOM TENSION 0 STEP 0 CONSTRAINT -------- SEGMENT -------- POINTS 0", "X",
-     "SplineReadAsciiAnimation: error, unknown spline type animToken 'NURBS'.\n",
-     "unknown NURBS 1;"},
-    {"no type", "SPLINE STEP 3 X",
-     "LINEAR NAME '' TENSION 0 STEP 3 CONSTRAINT -------- SEGMENT -------- POINTS 0", "X",
-     "SplineReadAsciiAnimation: error, unknown spline type animToken 'STEP'.\n", "unknown STEP 1;"},
-    {"a second spline ends it", "SPLINE LINEAR SPLINE BEZIER", "LINEAR $ POINTS 0", "SPLINE", "",
-     ""},
-    {"unknown selection and constraint", "SPLINE LINEAR CONSTRAINT C9 SELECTED SELECTED CLOSE X",
-     "LINEAR NAME '' CLOSE TENSION 0 STEP 0 CONSTRAINT -------- SEGMENT -------- POINTS 0", "X",
-     "SplineReadAsciiAnimation: error, unknown select animToken 'SELECTED'.\n",
-     "unknown C9 1;unknown SELECTED 1;"},
-    {"older words are kept",
-     "SPLINE LINEAR KEYFRAME 1 2 KEYLIST 3 -4.5 +6 .7 WIRE_COLOUR_INDEX 3 7 SELECTED UNSELECTED X",
-     "LINEAR $ KEYFRAME 1 2 KEYLIST 3 -4.5 +6 .7 WIRE_COLOUR 490 SELECTED UNSELECTED POINTS 0", "X",
-     "", ""},
-    {"older words without numbers", "SPLINE LINEAR KEYFRAME KEYLIST X",
-     "LINEAR $ KEYFRAME KEYLIST POINTS 0", "X", "", ""},
-    {"points: fewer than announced, short ones, a handle without a Bezier spline",
-     "SPLINE BSPLINE POINTS 30000 POSITION 1 2 3 POSITION 4 5 6 FLAG 9 NEXT 7 8 9 LIGHT",
-     "BSPLINE $ POINTS 2 POSITION 1 2 3 FLAG 0 POSITION 4 5 6 NEXT 7 8 9 FLAG 9", "LIGHT", "",
-     "missing POINTS 1;"},
-    {"points: more than announced", "SPLINE LINEAR POINTS 1 POSITION 1 2 3 FLAG 0 POSITION 4 5 6",
-     "LINEAR $ POINTS 1 POSITION 1 2 3 FLAG 0", "POSITION", "", ""},
-    {"a negative count, then again", "SPLINE LINEAR POINTS -1 POINTS 1 POSITION 1 2 3 X",
-     "LINEAR $ POINTS 1 POSITION 1 2 3 FLAG 0", "X", "", ""},
-    {"its first word is gone", "BEZIER X", "BEZIER $ POINTS 0", "X", "", ""},
-    {"no spline at all", "INTEREST X", "LINEAR $ POINTS 0", "INTEREST", "", "missing INTEREST 1;"},
-};
-
-TEST_F(SplineAnimationTest, ReadAndWrittenAgain) {
-    for (const Case& c : kCases) {
-        SCOPED_TRACE(c.name);
-        const OwnedSpline spline = read(c.in);
-        expectLeft(c.next, c.messages, c.notices);
-        const std::string out = textOf(spline.get());
-        EXPECT_EQ(squeezed(out), "SPLINE " + expanded(c.out, '$', kNothing));
-        EXPECT_EQ(textOf(read(out + " X").get()), out) << "again";
-    }
-}
-
-TEST_F(SplineAnimationTest, EveryTruncationEnds) {
-    forEachTruncation(kBezierText.substr(1) + "x", 1, [](const std::string& cut) {
-        const Input in(cut);
-        in_animToken(in);
-        const OwnedSpline spline(splineAllocate());
-        EXPECT_FALSE(splineReadAsciiAnimation(in, spline.get()) == 1 && animToken[0] == '\0')
-            << cut;
-        EXPECT_LE(spline->keyCount, 2) << cut;
-        EXPECT_EQ(in_animToken(in), 0) << cut;
-        const Input dropped(cut);
-        in_animToken(dropped);
-        splineReadAsciiAnimation(dropped, nullptr);
-        EXPECT_EQ(in_animToken(dropped), 0) << cut;
-    });
-}
-
 // ------------------------------------------------------------------------------------- positions
 
 /// A curve without keys, as it is written.
@@ -177,14 +105,6 @@ TEST_F(SplineAnimationTest, PositionsSurviveInEveryForm) {
                                              nullptr, nullptr, nullptr, nullptr, nullptr, nullptr),
                   1);
         EXPECT_STREQ(animToken, "ROLL") << "dropped";
-        forEachTruncation(text, 1, [](const std::string& cut) {
-            const Input in(cut);
-            Position scratch;
-            scratch.read(in);
-            EXPECT_EQ(in_animToken(in), 0) << "cut at " << cut.size();
-        });
-        messages();
-        notices();
     }
 }
 
@@ -209,14 +129,6 @@ TEST_F(SplineAnimationTest, TheFirstFormThatAppliesIsWritten) {
                                               nullptr, nullptr, nullptr);
               }),
               "STATIC ");
-}
-
-TEST_F(SplineAnimationTest, UnknownFormsAreReportedAndSkipped) {
-    Position position;
-    EXPECT_EQ(position.read(Input("ORBIT ROLL 0")), 1);
-    expectLeft("ROLL", "PositionReadAsciiAnimation: error, unknown animToken 'ORBIT'.\n",
-               "unknown ORBIT 1;");
-    EXPECT_EQ(position.read(Input("")), 0);
 }
 
 } // namespace

@@ -87,6 +87,12 @@ TEST_F(SplineFileTest, TextFile) {
     forEachTruncation(whole.substr(0, whole.size() - 1), 0, [this](const std::string& cut) {
         EXPECT_EQ(read(cut), nullptr) << "cut at " << cut.size();
     });
+    forEachBitFlip(whole, whole.find('{'), [this](const std::string& flipped, auto byte) {
+        if (const OwnedSpline odd = read(flipped); odd != nullptr) {
+            const std::string out = fileOf(odd.get(), 0);
+            EXPECT_EQ(fileOf(read(out).get(), 0), out) << byte;
+        }
+    });
 }
 
 TEST_F(SplineFileTest, OnlyBezierTextHasHandles) {

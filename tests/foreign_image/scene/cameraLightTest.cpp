@@ -24,15 +24,6 @@ struct CameraOwner : Camera {
 };
 using OwnedLight = Owned<Light, lightDispose>;
 
-struct BlockCase {
-    const char* name;
-    const char* text;
-    int result;
-    const char* token; ///< the look-ahead afterwards
-    const char* messages;
-    const char* notices;
-};
-
 class BlockText : public AnimText {
   protected:
     /// Reads a camera block, its first token included, as the scene reader does.
@@ -54,16 +45,6 @@ class BlockText : public AnimText {
     static std::string write(const OwnedLight& light) {
         return written(
             [&](std::FILE* f) { EXPECT_EQ(lightWriteAsciiAnimation(f, light.get()), 1); });
-    }
-
-    /// Reads every case into a record, and once more into null.
-    template <typename Record>
-    void expectEnds(const BlockCase& test, Record* record) {
-        for (Record* to : {record, static_cast<Record*>(nullptr)}) {
-            SCOPED_TRACE(std::string(test.name) + (to == nullptr ? ", dropped" : ""));
-            EXPECT_EQ(read(test.text, to), test.result);
-            expectLeft(test.token, test.messages, test.notices);
-        }
     }
 };
 using CameraText = BlockText;
@@ -115,31 +96,6 @@ TEST_F(CameraText, ReadsAnyOrderAndDropsOldWords) {
     EXPECT_EQ(camera.yawPitchRoll[2], 3.0F);
     EXPECT_STREQ(camera.position.constraintName, "eye");
     EXPECT_EQ(notices(), "by format TYPE 1;by format STEREO 1;");
-}
-
-constexpr BlockCase kCameraCases[] = {
-    {"no block", "FRAME 1 2", 1, "1", "", "unknown FRAME 1;"},
-    {"no block at the end", "FRAME", 1, "", "", "unknown FRAME 1;"},
-    {"nothing at all", " ", 0, "", "", ""},
-    {"end after a choice", "ENLARGE ACTIVE", 0, "", "", ""},
-    {"end after a number", "ROLL 3", 0, "", "", ""},
-    {"end inside a value", "ROLL", 0, "", "", ""},
-    {"unknown depth", "DEPTH_OF_FIELD DEEP ROLL 1 X ", 1, "X",
-     "CameraReadAsciiAnimation: error, unknown depth of field animToken 'DEEP'.\n",
-     "unknown DEEP 1;"},
-    {"unknown enlarge", "ENLARGE MAYBE X", 1, "X",
-     "CameraReadAsciiAnimation: error, unknown enlarge active animToken 'MAYBE'.\n",
-     "unknown MAYBE 1;"},
-    {"mode without a word", "DEPTH_OF_FIELD\nNEAR_FOCUS 4 FAR_FOCUS 5 ", 1, "4",
-     "CameraReadAsciiAnimation: error, unknown depth of field animToken 'NEAR_FOCUS'.\n",
-     "unknown NEAR_FOCUS 2;"},
-};
-
-TEST_F(CameraText, EndsOfBlocks) {
-    for (const BlockCase& test : kCameraCases) {
-        CameraOwner camera;
-        expectEnds(test, static_cast<Camera*>(&camera));
-    }
 }
 
 TEST_F(CameraText, AModeWithoutAWordWritesNoneAndOtherLevelsAreSilent) {
@@ -205,28 +161,6 @@ TEST_F(LightText, WordsOfOldFiles) {
     EXPECT_EQ(write(light).find("CONE_ANGLE"), std::string::npos) << "but not written";
 }
 
-constexpr BlockCase kLightCases[] = {
-    {"no block", "LIGHT ENLARGE X", 1, "ENLARGE", "", "unknown LIGHT 1;"},
-    {"nothing", " ", 0, "", "", ""},
-    {"end in a name", "LIGHT_NAME", 0, "", "", ""},
-    {"end after a name", "LIGHT_NAME 'x'", 0, "", "", ""},
-    {"two names", "LIGHT_NAME 'x' LIGHT_NAME 'y' Z ", 1, "Z", "", "dropped LIGHT_NAME 1;"},
-    {"unknown state", "SELECTED HALF Z ", 1, "Z",
-     "LightReadAsciiAnimation: error, unknown select animToken 'HALF'.\n", "unknown HALF 1;"},
-    {"unknown type", "LIGHT_TYPE\nLASER Z ", 1, "Z",
-     "LightReadAsciiAnimation: error, unknown light type animToken 'LASER'.\n", "unknown LASER 2;"},
-    {"type without a word", "LIGHT_TYPE\nCOLOUR 0.5 1 1 Z ", 1, "0.5",
-     "LightReadAsciiAnimation: error, unknown light type animToken 'COLOUR'.\n",
-     "unknown COLOUR 2;"},
-    {"end in an old pair", "WIRE_COLOUR_INDEX 3", 0, "", "", "by format WIRE_COLOUR_INDEX 1;"},
-};
-
-TEST_F(LightText, EndsOfBlocks) {
-    for (const BlockCase& test : kLightCases) {
-        expectEnds(test, OwnedLight(lightAllocate()).get());
-    }
-}
-
 TEST_F(LightText, AnUnknownTypeReplacesTheOldOne) {
     const OwnedLight light(lightAllocate());
     light->type = kLightInfinite;
@@ -245,22 +179,6 @@ TEST_F(LightText, TheOldNameIsItsOwnersToFree) {
     light->name = before;
     read("LIGHT_NAME 'a' LIGHT_NAME 'b' Z ", light.get());
     EXPECT_STREQ(light->name, "b");
-}
-
-TEST_F(LightText, EveryTruncationEndsCleanly) {
-    const std::string camera = kDefaultCamera.substr(1) + " HIDDEN" + oneKey("CAM_HID", 1) +
-                               " POSITION PATH" + oneKey("CAM_POS", 1) +
-                               " SPLINE LINEAR NAME 'p' POINTS 1 POSITION 1 2 3 FLAG 0 ";
-    const std::string light = "LIGHT_NAME 'n' LIGHT_TYPE SPOT" + kLightHead + kSpotLines +
-                              kLightTail + " INTEREST PATH_MODEL" + oneKey("LIG_INT", 1) +
-                              " NAME 'm' ";
-    forEachTruncation(camera, 1, [&](const std::string& cut) {
-        CameraOwner record;
-        EXPECT_LE(read(cut, &record), 1);
-    });
-    forEachTruncation(light, 1, [&](const std::string& cut) {
-        EXPECT_LE(read(cut, OwnedLight(lightAllocate()).get()), 1);
-    });
 }
 
 } // namespace
