@@ -24,7 +24,7 @@ struct Draft {
     std::int32_t size = 0; ///< as stated
 };
 
-/// Reads as many bytes as are stated, or up to the closing brace.
+/// Reads the stated number of bytes, or up to the closing brace.
 void readBytes(Draft& draft) {
     constexpr std::int64_t kMost = std::numeric_limits<std::uint8_t>::max();
     draft.bytes.clear();
@@ -88,8 +88,7 @@ int userDataWriteAscii(std::FILE* stream, const UserData* record, const char* in
     std::fprintf(stream, "%ssize %d\n", indent, size);
     std::fprintf(stream, "%s{\n", indent);
     // Kept: The rows of bytes in a user-data block begin with a tab alone.
-    // A reader would expect the indentation of the lines round them; it is not repeated there, and
-    // files are compared byte by byte.
+    // A reader would expect the indentation of the lines around them.
     for (std::int32_t i = 0; i < size; ++i) {
         const bool rowBegins = i % kBytesPerRow == 0;
         const bool rowEnds = i % kBytesPerRow == kBytesPerRow - 1 || i == size - 1;

@@ -14,7 +14,7 @@ namespace {
 
 enum Kind : std::uint8_t { kOrdinary, kBlank, kAlone, kEnd };
 
-/// What each character is; the first place is that of EOF.
+/// The kind of each character; the first entry is for EOF.
 using Kinds = std::array<Kind, 257>;
 
 constexpr Kinds kindsOf(const Style& style) {
@@ -43,7 +43,7 @@ bool isDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
-/// True when `c` can stand behind `before` in a number; the first character has a zero before it.
+/// True when `c` can follow `before` in a number; `before` is zero for the first character.
 bool goesOnNumber(int c, char before) {
     const bool afterExponent = before == 'e' || before == 'E';
     return (c >= '0' && c <= '9') || c == '.' ||
@@ -51,8 +51,8 @@ bool goesOnNumber(int c, char before) {
            ((c == 'e' || c == 'E') && (isDigit(before) || before == '.'));
 }
 
-/// Reports characters that are not in the word: those beyond the `most` kept, and what stands
-/// behind a zero byte.
+/// Reports characters that are missing from the word: those beyond the `most` kept, and those after
+/// a zero byte.
 void reportCut(const char* word, bool tooLong, std::size_t most) {
     char detail[64] = "a zero byte ends it";
     if (tooLong) {
@@ -101,7 +101,7 @@ void Reader::set(std::string_view word) {
     word_[word.copy(word_, style_->mostOfWord)] = '\0';
 }
 
-/// Empties the word and reads up to the first character that is not blank, which it returns.
+/// Empties the word, skips blanks and returns the first other character.
 int Reader::skipBlanks() {
     word_[0] = '\0';
     int c = get();
@@ -113,11 +113,12 @@ int Reader::skipBlanks() {
     return c;
 }
 
-/// Makes a word of `c` and what follows for as long as it belongs to it; false when nothing does.
+/// Reads a word of `c` and the following characters for which `belongs` is true; false if there are
+/// none.
 template <typename Belongs>
 bool Reader::collect(int c, Belongs belongs) {
     const std::size_t most = style_->mostOfWord;
-    char* const word = word_; // locals: what is stored through a char pointer may be any member
+    char* const word = word_; // locals: a store through a char pointer could alias any member
     std::FILE* const stream = stream_;
     std::size_t length = 0;
     bool cut = false;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Reading words: the process's one reader, with the stream, the last word read (the look-ahead of
-// tinyUtils.h) and the line number. The given functions on streams are faces of it.
+// Reading words: the process's only reader, with the stream, the last word read (the look-ahead of
+// tinyUtils.h) and the line number. The public functions on streams call it.
 #pragma once
 
 #include "tinyUtils.h"
@@ -12,10 +12,10 @@
 
 namespace text {
 
-/// How the text of a kind of file is divided into words.
+/// How the text of one kind of file is divided into words.
 struct Style {
     std::string_view blanks;  ///< the characters between words
-    char quote;               ///< opens and closes a run of characters that holds no words
+    char quote;               ///< opens and closes a string, which contains no words
     bool bracesAlone;         ///< a brace or a quote is a word wherever it stands, not only where
                               ///< blanks surround it; the character behind a word is not consumed
     std::size_t mostOfWord;   ///< characters kept of a word
@@ -24,8 +24,7 @@ struct Style {
 
 /// Animation text, as in scene files. The word is `animToken`.
 // Kept: A carriage return is part of a token.
-// Only blank, tab and newline separate tokens, and words of files from elsewhere are compared as
-// they stand.
+// A reader would expect white space. Only blank, tab and newline separate tokens.
 inline constexpr Style kAnimationStyle = {" \t\n", '\'', false, kAnimTokenSize - 1,
                                           kAnimTokenSize - 3};
 
@@ -34,11 +33,11 @@ inline constexpr Style kFileStyle = {" \t\n\v\f\r", '"', true, 255, 255};
 
 class Reader {
   public:
-    /// The reader, put on that stream. Its line number and, within a style, its word stay.
+    /// The reader, set to that stream. Its line number and, within a style, its word stay.
     static Reader& on(std::FILE* stream, const Style& style = kAnimationStyle);
 
-    /// Reads the next word. False, and an empty word, at end of file. What is longer than the style
-    /// keeps is consumed and reported.
+    /// Reads the next word. False, and an empty word, at end of file. Characters beyond the style's
+    /// limit are consumed and reported.
     bool next();
 
     /// The last word read, or set.
@@ -51,21 +50,20 @@ class Reader {
 
     /// Reads a string in quotes, which may hold blanks and line ends. In animation text the first
     /// character that is not blank counts as the opening quote, and the word becomes the string
-    /// with its quotes; in other text everything before the first quote is passed over. Null at end
-    /// of file (the word is empty then) or when memory ran out, else the caller's to `free`.
+    /// with its quotes; in other text everything before the first quote is skipped. Null at end of
+    /// file (the word is then empty) or when out of memory; otherwise the caller must `free` it.
     [[nodiscard]] char* quoted();
 
-    /// Reads what is left of the line as one word, without the blanks before it. False at end of
-    /// file.
+    /// Reads the rest of the line as one word, without leading blanks. False at end of file.
     bool restOfLine();
 
-    /// Reads a number of a text flavour. False, and `value` unchanged, when what follows is none;
-    /// it then stays in the stream as far as it cannot begin a number.
+    /// Reads a number of a text flavour. False, with `value` unchanged, if no number follows; the
+    /// characters that cannot begin a number then stay in the stream.
     bool number(std::int16_t& value);
     bool number(float& value);
 
-    /// Reads three numbers, up to the first that is missing, which is reported as `what`'s; true
-    /// for all.
+    /// Reads three numbers, up to the first missing one, which is reported with `what`; true if all
+    /// were read.
     bool numbers(Vector& vector, const char* what);
 
     /// Reads one character, or puts the last one back.
@@ -77,7 +75,7 @@ class Reader {
     [[nodiscard]] static std::int64_t wordLine();
     static void setWordLine(std::int64_t line);
 
-    /// Says that a file begins: the next character stands on that line.
+    /// Begins a file: the next character is on that line.
     static void beginFile(std::int64_t line);
 
     [[nodiscard]] const Style& style() const { return *style_; }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Keyword sets as tables: one row a word, with its reader and its writer, and one loop that reads
-// and one that writes any such table. A table's order is the order in which the words are written;
-// they are read in any order.
+// Keyword sets as tables: one row for each word, with its reader and its writer, one loop that
+// reads any such table and one that writes it. A table's order is the order in which the words are
+// written; they are read in any order.
 #pragma once
 
 #include "file/tinyUtilsGrow.h"
@@ -22,7 +22,7 @@
 
 namespace table {
 
-/// How a row's reader leaves the text.
+/// The state of the text after a row's reader.
 enum class Outcome : std::uint8_t {
     Next,      ///< value consumed; the next token is still to be read
     Again,     ///< the current token is the look-ahead
@@ -30,8 +30,8 @@ enum class Outcome : std::uint8_t {
     EndOfFile, ///< the file ended inside the value, or reading failed
 };
 
-/// What a table is read into: a record, or a draft whose member `record` points to it, with
-/// whatever else the readers need. Writers see the record only.
+/// The destination of a table: a record, or a draft whose member `record` points to it, with other
+/// data for the readers. Writers see only the record.
 template <typename Draft>
 [[nodiscard]] constexpr auto& recordOf(Draft& draft) {
     if constexpr (requires { draft.record; }) {
@@ -43,8 +43,8 @@ template <typename Draft>
 template <typename Draft>
 using RecordOf = std::remove_reference_t<decltype(recordOf(std::declval<Draft&>()))>;
 
-/// One keyword. The reader finds it as the current token. A row without writer is only read; with
-/// `present` it is written only where that says so.
+/// One keyword. It is the current token when the reader is called. A row without a writer is only
+/// read; a row with `present` is written only if that returns true.
 template <typename Draft>
 struct Row {
     std::string_view word;
@@ -66,8 +66,8 @@ template <typename Rows>
     return nullptr;
 }
 
-/// Reports a word that the record has had before: the later value counts. `seen` has a bit for each
-/// row, by its index.
+/// Reports a repeated word of a record: the later value counts. `seen` has a bit for each row, by
+/// its index.
 template <typename Rows, typename Row>
 void noteRepeated(const Rows& rows, const Row* row, std::uint64_t& seen) {
     const std::uint64_t bit = std::uint64_t{1} << (row - std::data(rows));
@@ -77,8 +77,8 @@ void noteRepeated(const Rows& rows, const Row* row, std::uint64_t& seen) {
     seen |= bit;
 }
 
-/// Reads rows for as long as the current token is a word of the table. Again: it stopped at another
-/// token. With `seen` repeated words are reported.
+/// Reads rows while the current token is a word of the table. Again: it stopped at another token.
+/// With `seen` repeated words are reported.
 template <typename Rows, typename Draft>
 Outcome read(text::Reader& in, const Rows& rows, Draft& draft, std::uint64_t* seen = nullptr) {
     for (const auto* row = find(rows, in.word()); row != nullptr; row = find(rows, in.word())) {
@@ -148,19 +148,19 @@ int writeDeeper(std::FILE* stream, const Rows& rows, const Record& record) {
     return -1;
 }
 
-/// The name at `index`, or "" where there is none.
+/// The name at `index`, or "" if there is none.
 [[nodiscard]] constexpr std::string_view nameAt(std::span<const char* const> names, int index) {
     return index >= 0 && static_cast<std::size_t>(index) < names.size() ? names[std::size_t(index)]
                                                                         : "";
 }
 
-/// Words that stand for 0, 1, 2 ... and the complaint about any other: "`reader`: error, unknown
-/// `what` animToken '...'." Without a `reader` only the observer hears of it.
+/// Words for 0, 1, 2 ... and the message about any other: "`reader`: error, unknown `what`
+/// animToken '...'." Without a `reader` only the observer is told.
 struct Choice {
     std::span<const char* const> names;
     const char* reader = nullptr;
     const char* what = "";
-    bool orFirst = false; ///< a code without a word is written as the first one, else as nothing
+    bool orFirst = false; ///< a code without a word is written as the first word, else as nothing
 };
 
 inline constexpr const char* kActive[] = {"INACTIVE", "ACTIVE"};
@@ -168,7 +168,7 @@ inline constexpr const char* kYes[] = {"NO", "YES"};
 inline constexpr const char* kSelection[] = {"UNSELECTED", "NODE_SELECTED", "BRANCH_SELECTED",
                                              "INHERIT_SELECTED"};
 
-/// Reports the current token, which is none of the choice's words.
+/// Reports the current token, which is not one of the choice's words.
 inline void complain(const Choice& choice) {
     if (choice.reader != nullptr) {
         optionPrint("%s: error, unknown %s%sanimToken '%s'.\n", choice.reader, choice.what,
@@ -177,7 +177,7 @@ inline void complain(const Choice& choice) {
     animNotify(AnimNoticeKind::UnknownWord, animToken);
 }
 
-/// Reads a word of the choice into `code`, which another word leaves as it is.
+/// Reads a word of the choice into `code`; another word leaves it unchanged.
 template <typename Code>
 Outcome readChoice(std::FILE* stream, const Choice& choice, Code& code) {
     if (in_animToken(stream) == 0) {
@@ -192,15 +192,15 @@ Outcome readChoice(std::FILE* stream, const Choice& choice, Code& code) {
     return Outcome::Next;
 }
 
-/// Replaces an owned string by the quoted one that follows.
+/// Replaces an owned string by the next quoted one.
 inline Outcome readQuoted(std::FILE* stream, char*& string) {
     std::free(string);
     string = stringReadAsciiAnimation(stream);
     return animToken[0] == '\0' ? Outcome::EndOfFile : Outcome::Next;
 }
 
-/// What a reader's 1 or 0 says to a row: it left the look-ahead, or the file ended; or it has
-/// consumed its value only.
+/// Convert a reader's 1 or 0 to a row's outcome: the look-ahead was read, or the file ended; or
+/// only the value was consumed.
 [[nodiscard]] constexpr Outcome again(int result) {
     return result != 0 ? Outcome::Again : Outcome::EndOfFile;
 }
@@ -217,7 +217,7 @@ inline Outcome readNumber(std::FILE* stream, std::int32_t& value) {
 inline Outcome readNumber(std::FILE* stream, float& value) {
     return next(in_animFValue(stream, &value));
 }
-/// Bits, which files hold with and without a sign.
+/// Bits, which files store with or without a sign.
 inline Outcome readNumber(std::FILE* stream, std::uint32_t& value) {
     constexpr std::int64_t kLeast = std::numeric_limits<std::int32_t>::min();
     constexpr std::int64_t kMost = std::numeric_limits<std::uint32_t>::max();
@@ -245,7 +245,7 @@ inline void putNumber(std::FILE* stream, float value) {
     text::putFloat(stream, value);
 }
 
-/// Makes rows of the usual value forms. `Path` leads from the record to the member.
+/// Makes rows of the usual kinds of values. `Path` leads from the record to the member.
 template <typename Draft>
 struct Rows {
     using Record = RecordOf<Draft>;
@@ -265,8 +265,8 @@ struct Rows {
 
     /// A word of a choice.
     // Kept: A code without a word is written as its keyword alone.
-    // A reader would expect a default or no line at all. Nothing stands behind the keyword, so that
-    // the next keyword is read in the word's place; writers are compared byte by byte.
+    // A reader would expect a default or no line at all. The next keyword is then read in place of
+    // the word.
     template <const Choice& Words, auto... Path>
     static constexpr Row<Draft> choice(std::string_view word, Present present = nullptr) {
         return {word,
@@ -279,7 +279,7 @@ struct Rows {
                 present};
     }
 
-    /// One of two words; every number but 0 counts as the second.
+    /// One of two words; every number except 0 counts as the second.
     template <const Choice& Words, auto... Path>
     static constexpr Row<Draft> flag(std::string_view word, Present present = nullptr) {
         Row<Draft> row = choice<Words, Path...>(word, present);
@@ -301,7 +301,7 @@ struct Rows {
                 }};
     }
 
-    /// A row that goes on in the line of the row before.
+    /// A row that continues the line of the row before.
     static constexpr Row<Draft> onTheSameLine(Row<Draft> row) {
         row.goesOn = true;
         return row;
@@ -315,7 +315,7 @@ struct Rows {
     }
 };
 
-/// True for a value that is not its zero.
+/// True for a value other than zero.
 template <typename Value>
 [[nodiscard]] constexpr bool isSet(const Value& value) {
     if constexpr (requires { value.x; }) {
@@ -329,10 +329,10 @@ template <auto Member, typename Record>
     return isSet(record.*Member);
 }
 
-/// Reads a number, and as many records one after the other or fewer when the text ends or goes on
-/// with something else, which is then reported. The keyword in front of the number is the current
-/// token, and `what` the records are called. `readOne` finds its record's first word as the current
-/// token and says Again when there is none.
+/// Reads a number and that many records. Fewer are read if the text ends or continues with
+/// something else, which is then reported. The keyword before the number is the current token;
+/// `what` names the records. `readOne` starts with its record's first word as the current token and
+/// returns Again if there is none.
 template <typename Record>
 Outcome readCounted(std::FILE* stream, const char* what, Outcome (*readOne)(std::FILE*, Record&),
                     GrowingArray<Record>& records) {
@@ -350,7 +350,7 @@ Outcome readCounted(std::FILE* stream, const char* what, Outcome (*readOne)(std:
             outcome = Outcome::EndOfFile;
         }
         if (outcome == Outcome::Done && animToken[0] == '\0' && i + 1 < count) {
-            outcome = Outcome::EndOfFile; // the record is whole, the list is not
+            outcome = Outcome::EndOfFile; // the record is complete, the list is not
         }
     }
     if (std::cmp_less(records.size(), count)) {

@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::int64_t kLineAfterHeader = 2;
 
-/// True when the first line end of the file is a carriage return alone. The stream is at its
+/// True when the first line end of the file is a single carriage return. The stream is at its
 /// beginning, before and after.
 bool hasOldMacLineEnds(std::FILE* stream) {
     int c = std::getc(stream);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What spline, hierarchy and scene files have in common as files: opening, closing, the reason why
-// that failed, and what stands in front of and behind the contents.
+// Shared by spline, hierarchy and scene files: opening, closing, the reason of a failure, and the
+// text before and after the contents.
 #pragma once
 
 #include "base/uniqueFile.h"
@@ -12,35 +12,35 @@
 #include <cstdio>
 #include <utility>
 
-/// Opens `baseName` + `ending` and calls `read` with the stream. Afterwards a failed read is the
-/// reason why the call under way fails. False, with errno set, when the file cannot be opened; true
-/// when nothing failed.
+/// Opens `baseName` + `ending` and calls `read` with the stream. A failed read becomes the reason
+/// why the current call fails. False, with errno set, when the file cannot be opened; true when
+/// nothing failed.
 template <typename Read>
 bool fileRead(const char* baseName, const char* ending, Read read);
 
-/// Opens the file, calls `write`, which answers 1 or 0, and closes the file. 1 when all of it
-/// reached the file, else 0; a failed write is then the reason why the call under way fails.
+/// Opens the file, calls `write`, which returns 1 or 0, and closes the file. 1 when all of it was
+/// written, else 0; a failed write is then the reason why the current call fails.
 template <typename Write>
 int fileWrite(const char* baseName, const char* ending, Write write);
 
 namespace text {
 
-/// Reads the header of a text file and sets the line number behind it. False when it is not of that
-/// type, or has the line ends of an old Mac, which is then why the call under way fails.
+/// Reads the header of a text file and sets the line number after it. False when it is not of that
+/// type, or has old Mac line ends, which is then why the current call fails.
 [[nodiscard]] bool readHeader(std::FILE* stream, std::uint32_t type);
 
-/// Reports the first word that stands behind the contents of a text file.
+/// Reports the first word after the contents of a text file.
 void reportSurplus(Reader& in);
 
 } // namespace text
 
 namespace binary {
 
-/// Reads the header of a binary file and reports a comment that is not the usual one, which no
-/// record keeps. Results as `headerReadBinary`.
+/// Reads the header of a binary file and reports a comment other than the default one, because no
+/// record keeps it. Results as `headerReadBinary`.
 [[nodiscard]] std::uint32_t readHeader(std::FILE* stream);
 
-/// Reports bytes that stand behind the contents of a binary file.
+/// Reports bytes after the contents of a binary file.
 void reportSurplus(std::FILE* stream);
 
 } // namespace binary
@@ -49,7 +49,7 @@ void reportSurplus(std::FILE* stream);
 
 namespace textfile {
 
-/// Closes a file that was written. A failed write is why the call under way fails; false when it
+/// Closes a file that was written. A failed write is why the current call fails; false if the call
 /// fails for any reason.
 [[nodiscard]] bool close(base::UniqueFile file);
 

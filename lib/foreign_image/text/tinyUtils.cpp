@@ -23,7 +23,7 @@ using text::Reader;
 
 namespace {
 
-/// Deepest indentation: what a writer can nest is far less, and the string stays small.
+/// Maximum indentation: writers nest far less, and the string stays small.
 constexpr std::int32_t kMostLevels = 1000;
 constexpr std::size_t kBlanksPerLevel = 3;
 
@@ -69,20 +69,20 @@ int in_animLValue(std::FILE* stream, std::int32_t* value) {
 char* stringReadAsciiAnimation(std::FILE* stream) {
     MallocString content(Reader::on(stream).quoted());
     // Kept: An empty quoted string reads as no string.
-    // A reader would expect "" for ''. Writers put '' where a name is absent, so that the two are
-    // the same thing in a file, and records hold null for both.
+    // A reader would expect "" for ''. Writers write '' for a missing name, and records hold null
+    // for it.
     return std::strcmp(animTokenLine, "''") != 0 ? content.release() : nullptr;
 }
 
 // Kept: Setting the depth of indentation does not rebuild the text of a new line.
-// A reader would expect both to change together. Writers set the depth and then call `incIndent`,
-// with 0 where nothing else changes; until then lines begin as before.
+// A reader would expect both to change together. Lines begin as before until the next call of
+// `incIndent`.
 void setIndentLength(std::int32_t depth) {
     animIndentLength = depth;
 }
 
 void incIndent(std::int32_t delta) {
-    static char room[kMostLevels * kBlanksPerLevel + 2]; // so that it cannot fail
+    static char room[kMostLevels * kBlanksPerLevel + 2]; // static, so that it cannot fail
     const std::int64_t depth = std::int64_t{animIndentLength} + delta;
     animIndentLength =
         static_cast<std::int32_t>(std::clamp(depth, std::int64_t{0}, std::int64_t{kMostLevels}));

@@ -25,7 +25,7 @@ bool isDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
-/// Takes leading white space and a sign off `word`; true for a minus.
+/// Removes leading white space and a sign from `word`; true for a minus.
 bool takeSign(std::string_view& word) {
     word.remove_prefix(std::min(word.find_first_not_of(kSpace), word.size()));
     const bool minus = word.starts_with('-');
@@ -33,7 +33,7 @@ bool takeSign(std::string_view& word) {
     return minus;
 }
 
-/// Takes "0x" off `word` where a hexadecimal number follows.
+/// Removes "0x" from `word` if a hexadecimal number follows.
 bool takeHexPrefix(std::string_view& word) {
     if (word.size() < 3 || word[0] != '0' || (word[1] != 'x' && word[1] != 'X')) {
         return false;
@@ -48,8 +48,8 @@ bool takeHexPrefix(std::string_view& word) {
     return true;
 }
 
-/// What a number outside the range of a double is: words are too short to leave the range by their
-/// digits alone, so the exponent's sign decides.
+/// The value of a number outside the range of a double: words are too short to leave the range by
+/// their digits alone, so the exponent's sign decides.
 double outOfRange(std::string_view word, std::string_view exponentLetters) {
     const std::size_t exponent = word.find_first_of(exponentLetters);
     const bool tiny = exponent != std::string_view::npos && exponent + 1 < word.size() &&
@@ -57,11 +57,11 @@ double outOfRange(std::string_view word, std::string_view exponentLetters) {
     return tiny ? 0.0 : std::numeric_limits<double>::max();
 }
 
-/// Takes the number without sign off `word`; nothing when it does not begin with one.
+/// Removes the number without sign from `word`; nullopt if it does not begin with one.
 std::optional<double> takeMagnitude(std::string_view& word) {
     const bool hexadecimal = takeHexPrefix(word);
     if (!hexadecimal && (word.empty() || (!isDigit(word[0]) && word[0] != '.'))) {
-        return std::nullopt; // from_chars would take "inf" and "nan"
+        return std::nullopt; // from_chars would accept "inf" and "nan"
     }
     double value = 0.0;
     const char* end = word.data() + word.size();
@@ -77,7 +77,7 @@ std::optional<double> takeMagnitude(std::string_view& word) {
     return value;
 }
 
-/// True when nothing stands behind a number, or what a line end of DOS leaves there.
+/// True when nothing follows a number, or only the carriage return of a DOS line end.
 bool isEnd(std::string_view rest) {
     return rest.empty() || rest == "\r";
 }
@@ -93,12 +93,12 @@ void reportRange(const char* word, std::int64_t least, std::int64_t most, int ba
 
 constexpr double kLargestFloat = std::numeric_limits<float>::max();
 
-/// A number that reads back: see the head of tinyUtilsText.h.
+/// A number that reads back: see the top of tinyUtilsText.h.
 double writable(double value) {
     return std::isnan(value) ? 0.0 : std::clamp(value, -kLargestFloat, kLargestFloat);
 }
 
-/// Reports a number that does not read back as it is from `written`.
+/// Reports a number that changes when `written` is read back.
 void reportRounding(const NumberText& written, float value, double unit) {
     if (!std::isfinite(value)) {
         notice::written(AnimNoticeKind::BadNumber, written.c_str(), "finite number");

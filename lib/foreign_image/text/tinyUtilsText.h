@@ -2,8 +2,8 @@
 // Numbers and words of text files, for the toolkit's own modules: independent of the locale,
 // without a lock per character, and bounded.
 //
-// Number text follows `atoi`, `atof` and `printf`, except that what is written is always a number
-// that reads back: an infinity is written as the largest float, what is no number as 0.
+// Number text follows `atoi`, `atof` and `printf`, except that every written number reads back: an
+// infinity is written as the largest float, a NaN as 0.
 #pragma once
 
 #include "tinyReader.h"
@@ -18,9 +18,9 @@ namespace text {
 
 // ---------------------------------------------------------------------------- text to number
 
-/// As `atoi`: leading white space, a sign, digits; 0 when there are none. Beyond 64 bits it stays
-/// at the end of the range, then the low 32 bits are kept. A word that is not just that, or whose
-/// value lies outside `least` to `most`, is reported as a bad number.
+/// As `atoi`: leading white space, a sign, digits; 0 when there are none. Beyond 64 bits it is
+/// clamped; then the low 32 bits are kept. A word with other characters, or with a value outside
+/// `least` to `most`, is reported as a bad number.
 [[nodiscard]] std::int32_t toInt(const char* word, std::int64_t least, std::int64_t most);
 [[nodiscard]] std::int16_t toShort(const char* word); ///< 16 bits, and their range
 
@@ -28,23 +28,23 @@ namespace text {
 [[nodiscard]] std::int64_t toWhole(const char* word, std::int64_t least, std::int64_t most,
                                    int base = 10);
 
-/// As `atof` narrowed to a float, hexadecimal floats included; "INF", "NAN" and their like are no
-/// numbers and give 0; what is too large gives the largest float of its sign. A word that is not
-/// just that is reported as a bad number.
+/// As `atof` narrowed to a float, hexadecimal floats included; "INF", "NAN" and the like are not
+/// numbers and give 0; a number that is too large gives the largest float of its sign. A word with
+/// other characters is reported as a bad number.
 [[nodiscard]] float toFloat(const char* word);
 
-/// `toFloat` without a report: `exact` when there would be none.
+/// `toFloat` without a report: `exact` if there would be none.
 struct ParsedFloat {
     float value;
     bool exact;
 };
 [[nodiscard]] ParsedFloat parseFloat(std::string_view word);
 
-/// A number of a file that is written in another unit, in the record's: `value` through `unit`.
+/// Converts a number of a file to the record's unit: `value` divided by `unit`.
 [[nodiscard]] float fromUnit(float value, double unit);
 
-/// Brings a number that a file gives as a float into a 16-bit member: the nearest value that fits.
-/// One outside the range is reported as a bad number, a fraction as dropped by the format.
+/// Converts a float of a file to a 16-bit member: the nearest value that fits. A value outside the
+/// range is reported as a bad number, a fraction as dropped by the format.
 [[nodiscard]] std::int16_t toShort(float value, const char* word);
 
 // ---------------------------------------------------------------------------- number to text
@@ -55,8 +55,8 @@ void put(std::FILE* stream, std::string_view characters);
 /// Writes `word` and a blank: "%s ".
 void putWord(std::FILE* stream, std::string_view word);
 
-/// Writes `name`, or nothing for null, in the quotes of the style; such a quote inside it as the
-/// other kind. Reports that, and a name that is too long to be read back.
+/// Writes `name`, or nothing for null, in the quotes of the style; a quote inside it is written as
+/// the other kind. Reports that, and a name that is too long to be read back.
 void putQuoted(std::FILE* stream, const char* name, const Style& style);
 
 /// Writes `name` as "'%s' ", null as "'' ".
@@ -65,7 +65,7 @@ inline void putQuoted(std::FILE* stream, const char* name) {
     putc_unlocked(' ', stream);
 }
 
-/// Writes `value` times `unit` as "%g ". A number that does not read back as it is is reported.
+/// Writes `value` times `unit` as "%g ". A number that changes when it is read back is reported.
 void putFloat(std::FILE* stream, float value, double unit = 1.0);
 
 /// Writes `value` as "%d ".
