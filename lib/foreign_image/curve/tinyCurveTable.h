@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Rows of values that curves can stand for: scalars, triples and positions of records that hold
-// their curves in an array `curves`.
+// Rows of values that curves can animate: scalars, triples and positions of records with their
+// curves in an array `curves`.
 #pragma once
 
 #include "file/tinyNotice.h"
@@ -15,7 +15,7 @@
 
 namespace table {
 
-/// Places for curves where a form has only numbers: they are read, reported and dropped.
+/// Room for curves in place of plain numbers: they are read, reported and dropped.
 template <int Count>
 class DroppedCurves {
   public:
@@ -81,7 +81,7 @@ struct CurveRows : Rows<Draft> {
                 }};
     }
 
-    /// A channel that is written only where it has a curve; a plain number is dropped.
+    /// A channel that is written only if it has a curve; a plain number is dropped.
     template <int Curve>
     static constexpr Row<Draft> curveOnly(std::string_view word) {
         return {word,
@@ -100,7 +100,7 @@ struct CurveRows : Rows<Draft> {
                 [](const Record& record) { return record.curves[Curve] != nullptr; }};
     }
 
-    /// A whole number, of which the fraction is dropped, or a curve; written where it is set.
+    /// A whole number, whose fraction is dropped, or a curve; written if set.
     template <auto Member, int Curve>
     static constexpr Row<Draft> wholeOrCurve(std::string_view word) {
         return {word,
@@ -124,7 +124,7 @@ struct CurveRows : Rows<Draft> {
                 }};
     }
 
-    /// Three numbers, or the curves `First` and the two behind it.
+    /// Three numbers, or the curve `First` and the two after it.
     template <auto Member, int First>
     static constexpr Row<Draft> triple(std::string_view word) {
         return {word,
@@ -137,7 +137,7 @@ struct CurveRows : Rows<Draft> {
                 }};
     }
 
-    /// A position with the curves `Path` (timing), `X` and the two behind it.
+    /// A position with the curves `Path` (timing), `X` and the two after it.
     template <auto Member, int Path, int X>
     static constexpr Row<Draft> position(std::string_view word, Present present = nullptr) {
         return {word,

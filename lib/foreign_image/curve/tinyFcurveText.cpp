@@ -28,7 +28,7 @@ constexpr table::Choice kKeyType = {kKeyTypes, "FcvkeyReadAsciiAnimation", "keyt
 using KeyRow = table::Row<FcvKey>;
 using KeyRows = table::Rows<FcvKey>;
 
-/// Ends the key behind a value that has been read.
+/// Ends the key after a value that has been read.
 Outcome endKey(std::FILE* stream, Outcome value) {
     if (value != Outcome::EndOfFile) {
         in_animToken(stream);
@@ -73,13 +73,13 @@ int fcvkeyWriteAsciiAnimation(std::FILE* stream, const FcvKey* key) {
         return 0;
     }
     incIndent(1);
-    animWriteNewLine(stream); // an empty line, blanks included, before each key
+    animWriteNewLine(stream); // a line with only blanks before each key
     table::write(stream, kKeyRows, *key);
     incIndent(-1);
     return 1;
 }
 
-/// Reads the key that begins with the current token. Again: the token begins none.
+/// Reads the key that begins with the current token. Again: the token does not begin a key.
 Outcome fcvkeyReadAsciiAnimation(std::FILE* stream, FcvKey& key) {
     key = {};
     key.interpolation = kInterpolateLinear;
@@ -96,7 +96,7 @@ Outcome fcvkeyReadAsciiAnimation(std::FILE* stream, FcvKey& key) {
 /// A curve while it is read.
 struct Draft {
     Fcurve* record;
-    bool hasKeys = false; ///< the text came to its keys, be they none
+    bool hasKeys = false; ///< the text has reached its keys, even if there are none
 };
 using Row = table::Row<Draft>;
 using Rows = table::Rows<Draft>;
@@ -114,7 +114,7 @@ Outcome readKeys(std::FILE* stream, Draft& draft) {
     return outcome;
 }
 
-/// In the order in which a curve begins.
+/// In the order in which they are written.
 constexpr Row kCurveRows[] = {
     {"CURVE_TYPE", readChannel,
      [](std::FILE* stream, const Fcurve& curve) {
@@ -131,8 +131,8 @@ constexpr Row kCurveRows[] = {
      }},
 };
 
-/// Reads a channel name. A curve of no channel is written without one: the word after CURVE_TYPE is
-/// then already the curve's next keyword.
+/// Reads a channel name. A curve without a channel is written without a name: the word after
+/// CURVE_TYPE is then the curve's next keyword.
 Outcome readChannel(std::FILE* stream, Draft& draft) {
     if (in_animToken(stream) == 0) {
         return Outcome::EndOfFile;
@@ -155,14 +155,14 @@ Outcome readChannel(std::FILE* stream, Draft& draft) {
     return Outcome::Next;
 }
 
-/// Reads the curve whose first word is the current token; null in `curve` when it has no keys.
+/// Reads the curve whose first word is the current token; null in `curve` if it has no keys.
 int readCurve(std::FILE* stream, CurvePointer& curve) {
     Draft draft = {curve.get()};
     Outcome outcome = Outcome::Again;
     if (table::find(kCurveRows, animToken) == nullptr) {
         // Kept: A curve that begins with an unknown word consumes that word.
         // A reader would expect the word to stay for the caller. It is dropped and the next one
-        // becomes the look-ahead; readers of triples and positions build on that.
+        // becomes the look-ahead.
         animNotify(AnimNoticeKind::UnknownWord, animToken);
         in_animToken(stream);
     } else {

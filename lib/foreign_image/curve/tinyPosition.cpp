@@ -13,7 +13,7 @@
 
 namespace {
 
-/// What is to be written.
+/// The values to write.
 struct Source {
     const Vector* fixed;
     const Fcurve* timing;
@@ -24,7 +24,7 @@ struct Source {
     const char* pathModelName;
 };
 
-/// Where what is read goes; any place may be null.
+/// The destinations of a reader; any may be null.
 struct Target {
     Vector* fixed;
     Fcurve** timing;
@@ -35,12 +35,12 @@ struct Target {
     char** pathModelName;
 };
 
-/// Stores a malloc'ed string in a place that owns one, or frees it when there is no place.
+/// Stores a malloc'ed string in its owner, or frees it if there is none.
 void storeString(char** place, char* string) {
     std::free(place != nullptr ? std::exchange(*place, string) : string);
 }
 
-/// Reads the timing curve of a path, unless the current token shows that it was written without.
+/// Reads the timing curve of a path, unless the current token shows that there is none.
 void readTiming(std::FILE* stream, const Target& target, const char* wordAfter) {
     in_animToken(stream);
     if (std::strcmp(animToken, wordAfter) != 0) {
@@ -159,7 +159,7 @@ int write(std::FILE* stream, const Source& source) {
     return 1;
 }
 
-/// A curve with one key; null when memory is exhausted.
+/// A curve with one key; null when out of memory.
 Fcurve* constantCurve(int type, float time, float value) {
     Fcurve* curve = fcurveAllocate();
     if (curve == nullptr || (curve->keys = fcvkeyAllocate(1)) == nullptr) {
@@ -174,7 +174,7 @@ Fcurve* constantCurve(int type, float time, float value) {
     return curve;
 }
 
-/// Gives the second and third curve of three a key where they are missing.
+/// Replaces a missing second or third curve of three by one with a single key.
 void completeCurves(Fcurve** curves, const float* values) {
     const Fcurve* first = curves[0];
     for (int i = 1; i < 3 && first != nullptr; ++i) {

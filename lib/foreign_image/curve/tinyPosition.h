@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Three curves side by side, and the animated position as cameras, lights and models hold it: the
-// record, and its four curves in the owner's curve array.
+// Triples of curves, and the animated positions of cameras, lights and models: the record, and its
+// four curves in the owner's curve array.
 #pragma once
 
 #include "tinyUtils.h"
@@ -8,9 +8,9 @@
 #include <cstdio>
 
 /// Reads three numbers or three curves and leaves the look-ahead, as `value3ReadAsciiAnimation`,
-/// and completes the curves: where the file gave the first but not all (it was cut, or one had no
-/// keys), the others become curves with one key at the plain number. The written form holds all
-/// three or none, so that it could not be read again otherwise.
+/// and completes the curves: if the file has the first but not all (it was cut, or one had no
+/// keys), the others become curves with one key at the plain number. The written form has all three
+/// or none, and could not be read back otherwise.
 int tripleRead(std::FILE* stream, float* values, Fcurve** curves);
 
 /// Writes three numbers or three curves; the first curve decides.
@@ -23,6 +23,6 @@ void reportHiddenCurves(const Fcurve* const* curves);
 /// above. Results and look-ahead are those of `positionReadAsciiAnimation`.
 int positionRead(std::FILE* stream, AnimatedPosition& position, Fcurve** timing, Fcurve** curves);
 
-/// Writes the position in the first form that applies, and reports those that do not.
+/// Writes the position in the first form that applies, and reports set forms that do not.
 void positionWrite(std::FILE* stream, const AnimatedPosition& position, const Fcurve* timing,
                    const Fcurve* const* curves);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The form that a spline has inside scene files: docs/toolkit-formats.md.
+// The form of a spline inside scene files: docs/toolkit-formats.md.
 #include "file/tinyNotice.h"
 #include "text/tinyTable.h"
 #include "tinySplineInner.h"
@@ -17,7 +17,7 @@ constexpr table::Choice kConstraintWords = {BezConstraintName, nullptr, "", true
 constexpr table::Choice kSegmentWords = {BezSegmentName, nullptr, "", true};
 constexpr table::Choice kSelectionWords = {table::kSelection, kReader, "select", true};
 
-/// Longest text kept of the numbers after KEYFRAME and KEYLIST.
+/// Maximum length of the kept text of the numbers after KEYFRAME and KEYLIST.
 constexpr std::size_t kMostNumberText = 1 << 20;
 
 // ---------------------------------------------------------------------------------------- points
@@ -36,7 +36,7 @@ constexpr auto kPointRows = std::to_array<table::Row<SplineKey>>({
     PointRows::number<&SplineKey::flags>("FLAG"),
 });
 
-/// Points of Bezier splines write every row.
+/// For points of Bezier splines every row is written.
 constexpr auto kBezierRows = [] {
     auto rows = kPointRows;
     for (auto& row : rows) {
@@ -46,7 +46,7 @@ constexpr auto kBezierRows = [] {
 }();
 
 /// Reads a record whose first word, that of the first row, is the current token. The first row
-/// begins a record and does not come again inside it.
+/// begins a record and cannot occur again inside it.
 template <typename Rows, typename Draft>
 Outcome readFrom(std::FILE* stream, const Rows& rows, Draft& draft) {
     const Outcome begun = rows[0].read(stream, draft);
@@ -56,7 +56,7 @@ Outcome readFrom(std::FILE* stream, const Rows& rows, Draft& draft) {
     return table::read(text::Reader::on(stream), std::span(rows).subspan(1), draft);
 }
 
-/// Reads the point that begins with the current token. Again: the token begins none.
+/// Reads the point that begins with the current token. Again: the token does not begin a point.
 Outcome readPoint(std::FILE* stream, SplineKey& key) {
     if (kPointRows[0].word != animToken) {
         return Outcome::Again;
@@ -78,13 +78,13 @@ void writePoints(std::FILE* stream, const Spline& spline) {
 /// A spline while it is read.
 struct Draft {
     Spline* record;
-    bool endsAfterPoints; ///< behind "PATH"
+    bool endsAfterPoints; ///< after "PATH"
 };
 using Row = table::Row<Draft>;
 using Rows = table::Rows<Draft>;
 
-/// Reads as many points as are announced and there: by count, since cameras and lights, which may
-/// follow, have positions of their own.
+/// Reads points up to the announced count, as far as the text has them. By count, because cameras
+/// and lights, which may follow, also have positions.
 Outcome readPoints(std::FILE* stream, Draft& draft) {
     GrowingArray<SplineKey> keys;
     const Outcome outcome = table::readCounted(stream, "points", readPoint, keys);
@@ -94,7 +94,7 @@ Outcome readPoints(std::FILE* stream, Draft& draft) {
 
 bool tokenIsKeyword();
 
-/// Takes the current token as the type.
+/// Stores the current token as the type.
 Outcome takeType(Spline& spline) {
     const int type = table::indexOf(SplineTypeName, animToken);
     if (type < 0) {
@@ -105,7 +105,7 @@ Outcome takeType(Spline& spline) {
     return Outcome::Next;
 }
 
-/// "SPLINE" and a type, or the type alone where the word in front of it is gone.
+/// "SPLINE" and a type, or the type alone if the word before it has been consumed.
 Outcome readType(std::FILE* stream, Draft& draft) {
     const bool more = std::strcmp(animToken, "SPLINE") != 0 || in_animToken(stream) != 0;
     return more ? takeType(*draft.record) : Outcome::EndOfFile;
@@ -116,7 +116,7 @@ Outcome readName(std::FILE* stream, Draft& draft) {
     return animToken[0] != '\0' ? Outcome::Next : Outcome::EndOfFile;
 }
 
-/// A row whose word says all.
+/// A row of a word without a value.
 template <auto Member>
 constexpr Row flag(std::string_view word) {
     return {word,
@@ -127,7 +127,7 @@ constexpr Row flag(std::string_view word) {
             [](std::FILE*, const Spline&) {}, table::isSet<Member, Spline>};
 }
 
-/// A row of one of the display fields, which is set when it is read.
+/// A row of one of the display fields, whose bit is set when it is read.
 template <SplineDisplay Bit>
 constexpr Row display(Row row, Outcome (*read)(std::FILE*, Draft&)) {
     row.read = read;
@@ -143,7 +143,7 @@ constexpr Row displayNumber(std::string_view word) {
     });
 }
 
-/// An older form: two numbers that say nothing any more, for a colour that all such splines get.
+/// An older form: two numbers, which are ignored; all such splines get the same colour.
 Outcome readWireColourIndex(std::FILE* stream, Draft& draft) {
     constexpr std::int16_t kColourOfIndexedWires = 490;
     in_animSValue_na(stream);
@@ -169,7 +169,7 @@ bool tokenIsNumber() {
     return animToken[0] != '\0' && std::strchr("+-.0123456789", animToken[0]) != nullptr;
 }
 
-/// Keeps the numbers after a keyword as text: what they stand for is not known here.
+/// Keeps the numbers after a keyword as text, because their meaning is unknown.
 template <auto Member>
 Outcome readNumbers(std::FILE* stream, Draft& draft) {
     GrowingArray<char> kept;
@@ -224,7 +224,7 @@ bool tokenIsKeyword() {
     return table::find(kSplineRows, animToken) != nullptr;
 }
 
-/// Reads the form from its first word or, where that is gone, from its type.
+/// Reads the form from its first word or, if that has been consumed, from its type.
 int readInto(std::FILE* stream, Spline* spline, bool endsAfterPoints) {
     const notice::Call call;
     const SplinePointer dropped(spline == nullptr ? splineAllocate() : nullptr);

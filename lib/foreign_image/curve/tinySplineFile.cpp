@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Spline files: which flavour a file is, and the headers before the body.
+// Spline files: their flavours, and the headers before the body.
 #include "file/tinyFileBinary.h"
 #include "file/tinyNotice.h"
 #include "text/tinyTextFile.h"

@@ -40,7 +40,7 @@ class LineWriter {
 
     void count(std::string_view head, std::int64_t value) { line(head, NumberText(value).view()); }
 
-    /// A code by its name; one without a name is written as the first.
+    /// Writes a code as its name; one without a name is written as the first.
     void code(std::string_view head, std::span<const char* const> names, int value) {
         line(head, splineNameOf(names, value));
     }
@@ -82,8 +82,8 @@ void writeKey(LineWriter& out, std::size_t index, const SplineKey& key, bool bez
     }
 }
 
-/// What the text of a spline has no room for, in its points: only Bezier splines have handles,
-/// constraints and kinds of segments there, and of the flags only the selection is written.
+/// A member of points that the text of a spline cannot hold: only Bezier splines have handles,
+/// constraints and kinds of segments, and only the selection flag is written.
 struct PointMember {
     const char* word;
     bool bezierHasIt;
@@ -121,7 +121,7 @@ void reportDropped(const Spline& spline) {
 
 // ---------------------------------------------------------------------------------------- reading
 
-/// A spline while it is read: its points are collected as they come.
+/// A spline while it is read, with the points so far.
 struct Draft {
     text::Reader& in;
     Spline* record;
@@ -132,7 +132,7 @@ struct Draft {
     std::int32_t found = 0;
     std::int16_t announced = -1;
     std::int64_t announcedOn = 0; ///< line
-    SplineKey surplus = {};       ///< takes what belongs to points that the record cannot count
+    SplineKey surplus = {};       ///< receives the values of points beyond the record's count
 };
 
 void beginKey(Draft& draft) {
@@ -152,7 +152,7 @@ SplineKey& lastKey(Draft& draft) {
     return draft.full ? draft.surplus : draft.keys.back();
 }
 
-// Readers of one value, behind its word.
+// Readers of one value, after its word.
 
 Outcome takeVector(Draft& draft, Vector& vector, const char* what) {
     if (!draft.in.numbers(vector, what)) {
@@ -161,7 +161,7 @@ Outcome takeVector(Draft& draft, Vector& vector, const char* what) {
     return Outcome::Next;
 }
 
-/// A name of the table; another word is reported and stands for the first.
+/// A name of the table; another word is reported and means the first.
 template <typename Code>
 Outcome takeCode(Draft& draft, std::span<const char* const> names, Code& code) {
     const bool more = draft.in.next();
@@ -173,7 +173,7 @@ Outcome takeCode(Draft& draft, std::span<const char* const> names, Code& code) {
     return table::next(more ? 1 : 0);
 }
 
-/// A number; where there is none, the word that stands there is reported and dropped.
+/// A number; a word in its place is reported and dropped.
 template <typename Number>
 Outcome takeNumber(Draft& draft, Number& number) {
     if (!draft.in.number(number)) {
@@ -192,7 +192,7 @@ Outcome readPosition(std::FILE*, Draft& draft) {
     return takeVector(draft, lastKey(draft).position, "position");
 }
 
-/// "( SELECTED )": words between brackets, which need no blanks beside them.
+/// "( SELECTED )": words between brackets, with or without blanks around the brackets.
 Outcome readKeyFlag(std::FILE*, Draft& draft) {
     if (draft.in.peek() != '(') {
         return Outcome::Next;
@@ -228,8 +228,8 @@ constexpr Row kKeyRows[] = {
     {"flag", readKeyFlag},
 };
 
-/// Reads words up to the closing brace of the block whose opening one is still to come. Unknown
-/// words are skipped, with whole blocks of their own.
+/// Reads a block from its opening brace to the closing one. Unknown words are skipped together with
+/// their blocks.
 Outcome readBlock(Draft& draft, std::span<const Row> rows) {
     text::Reader& in = draft.in;
     std::size_t depth = 0;
