@@ -11,7 +11,7 @@ namespace {
 
 struct Draft {
     Light* record;
-    const char* nameBefore; ///< the name that the record came with: its owner's to free
+    const char* nameBefore; ///< the record's name before the call, which the caller frees
     std::int16_t type = 0;  ///< of the last "LIGHT_TYPE" line of this block
 };
 using table::Outcome;
@@ -41,8 +41,8 @@ void writeName(std::FILE* stream, const Light& light) {
 Outcome readType(std::FILE* stream, Draft& b) {
     const Outcome outcome = table::readChoice(stream, kTypeWords, b.type);
     // Kept: An unknown light type replaces the type that the light had.
-    // A reader would expect an unknown word to leave the record alone, as everywhere else; it gives
-    // the type 0, or that of an earlier line of the same block, and files depend on the difference.
+    // A reader would expect an unknown word to leave the record unchanged, as everywhere else. It
+    // gives the type 0, or that of an earlier line of the same block.
     b.record->type = outcome == Outcome::Next ? b.type : b.record->type;
     return outcome;
 }
@@ -83,7 +83,7 @@ constexpr Row kRows[] = {
     {"WIRE_COLOUR_INDEX", readColourIndex},
 };
 
-/// Reports what is written of spot lights only.
+/// Reports members that are written for spot lights only.
 void reportSpotMembers(const Light& light) {
     const AnimatedPosition& interest = light.interest;
     const struct {
@@ -138,8 +138,8 @@ int lightWriteAsciiAnimation(std::FILE* stream, const Light* light) {
 }
 
 // Kept: The light reader reads its first token itself; the camera reader does not.
-// A reader would expect both to begin alike. Scene readers, also those of other programs, call the
-// one with its keyword still current and the other with the token after it.
+// A reader would expect both to begin alike. The light reader is called with its keyword as the
+// current token, the camera reader with the token after it.
 int lightReadAsciiAnimation(std::FILE* stream, Light* light) {
     const notice::Call call;
     if (!in_animToken(stream)) {

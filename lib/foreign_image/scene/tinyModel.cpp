@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The model node and its tree: making, freeing, linking, walking, searching.
+// The model node and its tree: allocation, disposal, linking, walking, searching.
 #include "tinyModel.h"
 #include "file/tinyUtilsGrow.h"
 #include "tinyFcurve.h"
@@ -93,7 +93,7 @@ void modelDispose(Model** model) {
         return;
     }
     ModelCut(*model);
-    // Children join the nodes still to be freed, so that the depth of the tree costs no stack.
+    // Children join the list of nodes to free, so that a deep tree needs no stack.
     Model* pending = *model;
     pending->next = nullptr;
     while (pending != nullptr) {
@@ -159,9 +159,8 @@ Model* modelNextNode(const Model* model) {
 }
 
 // Kept: The search continues past the start node's subtree.
-// A reader would expect it to look at the start node and what is below it; it follows the walk to
-// the end of the whole tree instead and may return a node that stands beside or above the subtree.
-// Programs that search on from the last match rely on it.
+// A reader would expect it to search only the start node and its subtree. It follows the walk to
+// the end of the whole tree and may return a node outside the subtree.
 Model* modelNodeFindByName(Model* start, const char* name) {
     if (name == nullptr) {
         return nullptr;

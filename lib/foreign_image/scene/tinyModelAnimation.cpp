@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The animation form of a tree inside a scene file: one entry a node in walk order, each "MODEL",
-// the node's name and its parent's in quotes, then the node's keyword lines. The parent is the last
-// node so named before the entry; where that would be another one, its number among the entries
+// The animation form of a tree inside a scene file: one entry for each node in walk order, with
+// "MODEL", the node's name and its parent's in quotes, then the node's keyword lines. The parent is
+// the last earlier node of that name; if that would be another one, its number among the entries
 // (from 0) follows the name.
 #include "curve/tinyCurveTable.h"
 #include "file/tinyNotice.h"
@@ -51,7 +51,7 @@ constexpr table::Choice kShapeWords = {kShapeTypes};
 constexpr table::Choice kBoxWords = {table::kActive};
 constexpr table::Choice kSelectWords = {table::kSelection};
 
-/// The file has degrees, the record radians; curves are left in degrees.
+/// The file has degrees, the record radians; curves stay in degrees.
 Outcome readRotation(std::FILE* stream, Draft& draft) {
     float* rotation = draft.record->rotation;
     float before[3];
@@ -78,7 +78,7 @@ void writeRotation(std::FILE* stream, const Model& node) {
     reportHiddenCurves(&node.curves[kModelRotationX]);
 }
 
-/// A row that is written only where the member is set.
+/// A row that is written only if the member is set.
 template <auto Member>
 constexpr Row whereSet(Row row) {
     row.present = table::isSet<Member, Model>;
@@ -117,7 +117,7 @@ Outcome readInterpolation(std::FILE* stream, Draft& draft) {
     return table::again(valueReadAsciiAnimation(stream, nullptr, &draft.shape->interpolation, 1));
 }
 
-/// The count, then as many curves as there are, whatever it says.
+/// Reads the count, then as many curves as there are, whatever the count is.
 Outcome readWeights(std::FILE* stream, Draft& draft) {
     if ((draft.shape == nullptr && !addShape(draft)) || !in_animToken(stream) ||
         !in_animToken(stream)) {
@@ -167,8 +167,7 @@ bool isShapeWord(std::string_view word) {
     return word == "SHAPE_NAME" || word == "INTERP_FCURVE" || word == "WEIGHT_FCURVES";
 }
 
-/// "SHAPE" stands in front of the shapes; with anything else behind it, it is contents kept as
-/// text.
+/// "SHAPE" precedes the shapes; if anything else follows it, it is kept as text.
 Outcome readShapes(std::FILE* stream, Draft& draft) {
     if (!in_animToken(stream)) {
         opaqueAppend(draft.contentsEnd, opaqueAllocate("SHAPE"));
@@ -188,7 +187,7 @@ Outcome readShapes(std::FILE* stream, Draft& draft) {
 constexpr Row kRows[] = {
     Rows::triple<&Model::scaling, kModelScalingX>("SCALING"),
     {"ROTATION", readRotation, writeRotation},
-    // In front of the translation: they are words of the spline of a path too.
+    // Before the translation, because they are also words of a path's spline.
     whereSet<&Model::wireColour>(Rows::number<&Model::wireColour>("WIRE_COLOUR")),
     whereSet<&Model::lineType>(Rows::number<&Model::lineType>("LINE_TYPE")),
     whereSet<&Model::selection>(Rows::choice<kSelectWords, &Model::selection>("SELECTED")),
@@ -224,15 +223,15 @@ constexpr Row kRows[] = {
     {"DYNA_CONST", readContents},
 };
 
-/// A block kept as text may hold words of the rendering settings, PICTURE for example: of the
-/// scene's words only those that open an element end it.
+/// True for the scene's words that end a block kept as text: only those that open an element,
+/// because a block may hold words of the rendering settings, PICTURE for example.
 bool endsContents(std::string_view word) {
     return word == "MODEL" || table::find(kRows, word) != nullptr || sceneOpensElement(word);
 }
 
 // ---------------------------------------------------------------------------------------- entries
 
-/// Makes a node the current one and hangs it under the entry `parent`; the first is the root.
+/// Makes a node the current one and attaches it to the entry `parent`; the first is the root.
 bool addNode(Draft& draft, std::size_t parent, char* name) {
     Model* node = modelCountFits(draft.entries.size() + 1) ? modelAllocate() : nullptr;
     if (node == nullptr) {
@@ -259,8 +258,8 @@ bool addNode(Draft& draft, std::size_t parent, char* name) {
     return true;
 }
 
-/// The entry that the parent's name, or the number behind it, stands for; the root, with a message,
-/// when there is none.
+/// The entry for the parent's name, or for the number after it; the root, with a message, if there
+/// is none.
 std::size_t findParent(const Draft& draft, const char* name, const char* number) {
     if (*number != '\0') {
         const auto index = static_cast<std::size_t>(std::strtoul(number, nullptr, 10));
@@ -297,7 +296,7 @@ Outcome readModel(std::FILE* stream, Draft& draft) {
     return numbered ? Outcome::Next : Outcome::Again;
 }
 
-/// Reads the current token with what belongs to it. Nothing when it does not belong to the tree.
+/// Reads the item that begins with the current token. Nullopt if it does not belong to the tree.
 std::optional<Outcome> readItem(std::FILE* stream, Draft& draft) {
     const std::string_view word = animToken;
     if (word == "MODEL") {
@@ -330,7 +329,7 @@ int readTree(std::FILE* stream, Draft& draft) {
     return 0;
 }
 
-/// Writes the entries, and knows which of them a name stands for when the file is read again.
+/// Writes the entries, and knows which of them a name refers to when the file is read back.
 class TreeWriter {
   public:
     explicit TreeWriter(std::FILE* stream) : stream_(stream) {}
@@ -343,7 +342,7 @@ class TreeWriter {
             if (notice::wanted()) {
                 reportFileMembers(*node);
             }
-            remember(node); // first: what throws leaves the indentation alone
+            remember(node); // first: if it throws, the indentation is unchanged
             incIndent(1);
             table::write(stream_, kRows, *node);
             for (const Opaque* kept = node->animationContents; kept != nullptr; kept = kept->next) {
@@ -354,7 +353,7 @@ class TreeWriter {
     }
 
   private:
-    /// Reports what only hierarchy files hold of a node.
+    /// Reports the members of a node that only hierarchy files hold.
     static void reportFileMembers(const Model& node) {
         const char* name = node.name != nullptr ? node.name : "";
         for (const Opaque* block = node.contents; block != nullptr; block = block->next) {
@@ -369,7 +368,7 @@ class TreeWriter {
         }
     }
 
-    /// A name as the reader will see it: cut to what it keeps, without single quotes.
+    /// A name as it reads back: cut to the limit, without single quotes.
     static std::string readBack(const char* name) {
         const std::string_view whole = name != nullptr ? name : "";
         std::string kept(whole.substr(0, kAnimTokenSize - 3));

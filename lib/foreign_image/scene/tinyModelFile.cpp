@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The hierarchy file: its name, its header and which of the two flavours it is.
+// The hierarchy file: its name, its header and its two flavours.
 #include "tinyModel.h"
 
 #include "file/tinyNotice.h"
@@ -31,7 +31,7 @@ bool hasSplines(const Model* root) {
     return node != nullptr;
 }
 
-/// The lists that the tree needs: the node's, and the spline's when a node has one.
+/// The lists that the tree needs: the node's, and the spline's if a node has one.
 PrototypeOwner makePrototype(const Model* root) {
     Prototype* prototype = nullptr;
     if (prototypeInitModel(&prototype, 1) == 0 ||
@@ -89,8 +89,8 @@ Model* readBinaryFile(std::FILE* stream) {
     return root.release();
 }
 
-/// One row a flavour, in the order of the flavour numbers: how its files begin, and what reads and
-/// writes them.
+/// One row for each flavour, in the order of the flavour numbers: the beginning of its files, its
+/// reader and its writer.
 struct Flavour {
     std::uint32_t firstWord;
     bool (*fits)(const Model*);

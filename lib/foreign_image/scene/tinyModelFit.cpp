@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What of a tree can be written: found before a file is touched, and what is left out is reported.
+// Checks that a tree can be written, before a file is touched, and reports the parts that are left
+// out.
 #include "file/tinyNotice.h"
 #include "tinyFile.h"
 #include "tinyModelFields.h"
@@ -31,7 +32,7 @@ bool splinesFit(const Model& node) {
     return whole;
 }
 
-/// A binary file counts in 16 bits.
+/// The counts of a binary file have 16 bits.
 bool countsFit(const Model& node) {
     const struct {
         const char* what;
@@ -52,7 +53,7 @@ bool countsFit(const Model& node) {
 
 constexpr int kAnyLevels = std::numeric_limits<int>::max();
 
-/// Looks at every node of the subtree, its level (from 1) and the number of nodes.
+/// Checks every node of the subtree, its level (from 1) and the number of nodes.
 bool fits(const Model* root, int mostLevels, bool (*nodeFits)(const Model&)) {
     std::size_t nodes = 0;
     int level = 1;

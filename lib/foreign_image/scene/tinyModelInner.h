@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the files of the model module share and nobody else sees.
+// Shared by the files of the model module only.
 #pragma once
 
 #include "file/tinyNotice.h"
@@ -19,26 +19,26 @@ inline constexpr double kModelDegrees = 57.2957795;
 
 using ModelOwner = std::unique_ptr<Model, ModelDisposer>;
 
-/// The node after `node` in the walk through the subtree of `root`, or null at its end; `level` is
-/// moved along by as many as that node stands deeper or higher.
+/// The node after `node` in the walk through the subtree of `root`, or null at its end; `level`
+/// changes by the difference of their depths.
 [[nodiscard]] const Model* modelNextBelow(const Model* node, const Model* root, int& level);
 [[nodiscard]] inline const Model* modelNextBelow(const Model* node, const Model* root) {
     int level = 0;
     return modelNextBelow(node, root, level);
 }
 
-/// Makes `child` the sibling after `lastChild`, or the first child of `parent` when that is null:
-/// what a reader uses, which knows the last child and that `child` is fresh.
+/// Makes `child` the sibling after `lastChild`, or the first child of `parent` if that is null. For
+/// readers, which know the last child and that `child` is new.
 void modelLinkChild(Model* parent, Model* lastChild, Model* child);
 
-/// A new zero-filled shape, or null when memory is exhausted.
+/// A new zero-filled shape, or null when out of memory.
 [[nodiscard]] ModelShape* modelShapeAllocate();
 
 /// Frees one shape with what it owns and sets the pointer to null. Accepts null.
 void modelShapeDispose(ModelShape** shape);
 
-/// Appends a pointer to a malloc'ed array with room for 1, 2, 4, 8 ... elements; false when memory
-/// is exhausted.
+/// Appends a pointer to a malloc'ed array with room for 1, 2, 4, 8 ... elements; false when out of
+/// memory.
 template <typename Element>
 [[nodiscard]] bool modelAppend(Element**& array, std::int32_t& count, Element* element) {
     const auto used = static_cast<std::size_t>(count);
@@ -56,18 +56,18 @@ template <typename Element>
 }
 
 /// True when the tree can be written into a scene, as the text of a hierarchy file or as a binary
-/// one, so that it reads back. When it cannot, the reason is why the call under way fails.
+/// one, so that it reads back. If it cannot, the reason is why the current call fails.
 [[nodiscard]] bool modelFitsScene(const Model* root);
 [[nodiscard]] bool modelFitsText(const Model* root);
 [[nodiscard]] bool modelFitsBinary(const Model* root);
 
-/// True while a tree of that many nodes is within the limit. When it is not, that is why the call
-/// under way fails.
+/// True while a tree of that many nodes is within the limit. If it is not, that is why the current
+/// call fails.
 [[nodiscard]] bool modelCountFits(std::size_t nodes);
 
-/// Reports to a writer of hierarchy files what only scenes hold of a node; of the four numbers that
-/// binary files hold too, where `text` is true.
+/// Reports, for a writer of hierarchy files, the members of a node that only scenes hold, and with
+/// `text` the four numbers that otherwise only binary files hold.
 void modelReportSceneMembers(const Model& node, bool text);
 
-/// True for a word that stands for something inside a node of the hierarchy file's text.
+/// True for a known word inside a node of the hierarchy file's text.
 [[nodiscard]] bool modelIsTextWord(std::string_view word);

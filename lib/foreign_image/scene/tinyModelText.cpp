@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Reading the text flavour of the hierarchy file, without recursion: the depth of a tree is the
-// file's to choose.
+// Reading the text flavour of the hierarchy file, without recursion, because the file determines
+// the depth of a tree.
 #include "file/tinyNotice.h"
 #include "text/tinyTable.h"
 #include "tinyFile.h"
@@ -19,7 +19,7 @@ namespace {
 
 using table::Outcome;
 
-/// A node whose closing brace has not been read, and the ends of its lists.
+/// A node whose closing brace has not been read, with the ends of its lists.
 struct OpenNode {
     Model* node;
     Model* lastChild = nullptr;
@@ -37,7 +37,7 @@ struct Draft {
     [[nodiscard]] Model& node() const { return *open.back().node; }
 };
 
-/// Begins a node behind its word.
+/// Begins a node after its word.
 Outcome enterNode(std::FILE*, Draft& draft) {
     Model* fresh = modelCountFits(++draft.nodes) ? modelAllocate() : nullptr;
     if (fresh == nullptr) {
@@ -138,7 +138,7 @@ constexpr table::Row<Draft> kNodeRows[] = {
     {"model", enterNode},
 };
 
-/// Reads a tree behind the word of its root, and reports where the file ends inside it.
+/// Reads a tree after the word of its root, and reports if the file ends inside it.
 ModelOwner readTree(std::FILE* stream) {
     Draft draft = {text::Reader::on(stream, text::kFileStyle)};
     Outcome outcome = enterNode(stream, draft);

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Writing the text flavour of the hierarchy file, without recursion: the depth of a tree is its
-// maker's to choose.
+// Writing the text flavour of the hierarchy file, without recursion, because the caller determines
+// the depth of a tree.
 #include "file/tinyNotice.h"
 #include "text/tinyUtilsText.h"
 #include "tinyFile.h"
@@ -49,10 +49,10 @@ void openNode(std::FILE* stream, const Model& node, const std::string& prefix) {
     writeContents(stream, node, prefix + "  ");
 }
 
-/// Writes the nodes in walk order and closes each behind its children.
+/// Writes the nodes in walk order and closes each after its children.
 void writeTree(std::FILE* stream, const Model* root, std::string prefix) {
     int level = 1;
-    int open = 0; // nodes whose closing brace is still to be written
+    int open = 0; // nodes without their closing brace
     for (const Model* node = root; open != 0 || node != nullptr;) {
         if (node == nullptr || open >= level) {
             std::fprintf(stream, "%s}\n", prefix.c_str());

@@ -9,10 +9,10 @@
 
 namespace {
 
-/// Longest word that can matter: none of any table is longer.
+/// Maximum length of a significant word: no word of any table is longer.
 constexpr std::size_t kWordSize = 64;
 
-/// Walks a block's characters, keeps them, and finds where the block ends.
+/// Reads and keeps a block's characters, and finds the end of the block.
 class Scanner {
   public:
     Scanner(text::Reader& in, bool (*ends)(std::string_view))
@@ -33,7 +33,7 @@ class Scanner {
             }
             feed(static_cast<char>(c));
             if (ended_ && style_.bracesAlone && lookAhead_ != "}") {
-                in_.unget(c); // what ends a word belongs to what follows
+                in_.unget(c); // the character after a word belongs to the next word
             }
         }
         if (!ended_ && !quoted_) {
@@ -45,7 +45,7 @@ class Scanner {
     /// The word that ended the block; empty at end of file.
     [[nodiscard]] const std::string& lookAhead() const { return lookAhead_; }
 
-    /// The file ended inside braces or quotes (which have been closed in the text kept), or a zero
+    /// The file ended inside braces or quotes (which have been closed in the kept text), or a zero
     /// byte or the whole block was dropped.
     [[nodiscard]] bool cut() const { return cut_; }
 
@@ -56,7 +56,7 @@ class Scanner {
 
     void feed(char c) {
         if (c == '\0') {
-            cut_ = true; // a kept text ends at its first zero byte, so it may not hold one
+            cut_ = true; // a kept text ends at its first zero byte, so it must not contain one
         } else if (quoted_) {
             keep(c);
             quoted_ = c != style_.quote;
@@ -123,7 +123,7 @@ class Scanner {
         }
     }
 
-    /// Looks at the word that has just been completed, if there is one.
+    /// Examines the word that is now complete, if there is one.
     void endWord() {
         if (wordBytes_ == 0) {
             return;
@@ -162,7 +162,7 @@ class Scanner {
     text::Reader& in_;
     const text::Style& style_;
     bool (*ends_)(std::string_view);
-    std::string text_; ///< what is kept
+    std::string text_; ///< the kept text
     std::string word_; ///< the beginning of the word being read
     std::string lookAhead_;
     std::int64_t wordLine_ = 0; ///< line on which that word begins
@@ -171,7 +171,7 @@ class Scanner {
     bool started_ = false;      ///< the block's own first word is complete
     bool quoted_ = false;
     bool ended_ = false;
-    bool dropped_ = false; ///< too large or too deep: only looked through from here on
+    bool dropped_ = false; ///< too large or too deep: only scanned from here on
     bool cut_ = false;
 };
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Reading and writing blocks that are kept as text. Inner: the hierarchy and scene readers use it.
+// Reading and writing blocks that are kept as text. Inner: used by the hierarchy and scene readers.
 #pragma once
 
 #include "text/tinyTable.h"
@@ -13,16 +13,16 @@ struct OpaqueDisposer {
 };
 using OpaqueOwner = std::unique_ptr<Opaque, OpaqueDisposer>;
 
-/// A new block of that text, or null when memory is exhausted.
+/// A new block of that text, or null when out of memory.
 [[nodiscard]] OpaqueOwner opaqueAllocate(std::string_view text);
 
-/// Appends to a list whose last link is `*end`, and moves `end` on. Null blocks add nothing.
+/// Appends to a list whose last link is `*end`, and advances `end`. Null blocks add nothing.
 void opaqueAppend(Opaque**& end, OpaqueOwner block);
 
 /// Reads the block that begins with `first` (usually the current word, which is the last one read
 /// in any case) up to the next word outside braces and quotes for which `ends` is true, and appends
-/// it to the list that ends at `*end`. The word that ended it is the current one then (Again), or
-/// there is none (EndOfFile). Uses no stack and keeps no more than `kOpaqueMaxBytes`; the observer
-/// hears of what was cut.
+/// it to the list that ends at `*end`. The word that ended it is then the current one (Again), or
+/// there is none (EndOfFile). Uses no recursion and keeps at most `kOpaqueMaxBytes`; the observer
+/// is told of a cut.
 table::Outcome opaqueRead(text::Reader& in, std::string_view first, bool (*ends)(std::string_view),
                           Opaque**& end);

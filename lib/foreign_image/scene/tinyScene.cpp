@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The scene record: making it, freeing it, and its lists.
+// The scene record: allocation, disposal, and its lists.
 #include "tinyScene.h"
 
 #include "file/tinyUtilsGrow.h"
@@ -34,7 +34,7 @@ int append(Element** list, Owned* owned) {
     return 1;
 }
 
-/// Frees a list whose elements are freed by `dispose`, which leaves the rest of the list alone.
+/// Frees a list with `dispose`, which frees one element only.
 template <typename Element, typename Dispose>
 void disposeList(Element** list, Dispose dispose) {
     while (*list != nullptr) {

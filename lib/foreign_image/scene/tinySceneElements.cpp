@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The keywords of a scene file besides the rendering settings: paths and frames in front of them,
-// camera, lights, trees, splines and wave data behind them, and the words that are read and
-// dropped.
+// The keywords of a scene file besides the rendering settings: paths and frames before them,
+// camera, lights, trees, splines and wave data after them, and the words that are read and dropped.
 #include "file/tinyUtilsGrow.h"
 #include "tinyOpaqueRead.h"
 #include "tinySceneInner.h"
@@ -40,7 +39,7 @@ void writePaths(std::FILE* stream, const Scene& scene) {
     table::writeDeeper(stream, kPathRows, scene);
 }
 
-/// An empty path is written as none is, and reads back as none.
+/// True if a path is set. An empty path is not written and reads back as none.
 bool hasPaths(const Scene& scene) {
     return std::any_of(std::begin(scene.paths), std::end(scene.paths),
                        [](const char* path) { return path != nullptr && *path != '\0'; });
@@ -67,7 +66,7 @@ void writeFrames(std::FILE* stream, const Scene& scene) {
     }
 }
 
-/// A number of which the record keeps the whole part.
+/// A number whose whole part the record keeps.
 template <auto Member>
 constexpr SceneRow wholePart(std::string_view word) {
     return {word,
@@ -86,7 +85,7 @@ constexpr SceneRow wholePart(std::string_view word) {
 
 // --------------------------------------------------------------------------------------- elements
 
-/// Hangs `element` in at the end of a list that `end` points to.
+/// Appends `element` at the end of a list, to which `end` points.
 template <typename Element>
 void hangIn(Element**& end, Element* element) {
     *end = element;
@@ -143,8 +142,7 @@ Outcome readWave(std::FILE* stream, SceneDraft& b) {
 
 // -------------------------------------------------------------------------------- read and dropped
 
-/// Reports the current token as a word that the record has no place for, before `Read` passes over
-/// its value.
+/// Reports the current token as a word that the record cannot hold, before `Read` skips its value.
 template <auto Read>
 Outcome dropped(std::FILE* stream, SceneDraft& b) {
     animNotify(AnimNoticeKind::ByFormat, animToken);
@@ -205,7 +203,7 @@ constexpr SceneRow kFrontRows[] = {
     wholePart<&Scene::rate>("RATE"),
 };
 
-/// Elements that come in lists are written by `sceneWriteLists`.
+/// `sceneWriteLists` writes the elements of lists.
 constexpr SceneRow kElementRows[] = {
     {"CAMERA", readCamera, writeCamera},
     {"LIGHT", readLight},

@@ -13,7 +13,7 @@
 
 namespace {
 
-/// True when the scene can be read or written at all; says why not.
+/// True when the scene has a name, so that it can be read or written; otherwise prints why not.
 bool hasName(const Scene* scene) {
     if (scene == nullptr) {
         optionPrint("Error, null scene pointer\n");
@@ -26,8 +26,8 @@ bool hasName(const Scene* scene) {
     return true;
 }
 
-/// Takes the version from behind the last letter v of the header line, and reports one that decides
-/// how the file is read.
+/// Takes the version after the last letter v of the header line, and reports one that affects how
+/// the file is read.
 void takeVersion() {
     if (const char* letter = std::strrchr(animTokenLine, 'v')) {
         animFileVersion = text::parseFloat(letter + 1).value;
@@ -44,8 +44,7 @@ void takeVersion() {
     }
 }
 
-/// The line ends of another system that the current token shows, or null. What ended a token of DOS
-/// was a newline.
+/// The line ends of another system in the current token, or null. A newline ended a DOS token.
 const char* foreignLineEnds() {
     const char* at = std::strchr(animToken, '\r');
     if (at == nullptr) {
@@ -54,8 +53,8 @@ const char* foreignLineEnds() {
     return at[1] == '\0' ? "DOS line ends" : "old Mac line ends";
 }
 
-/// Reports the line ends of another system. DOS ones are read as far as they can be, each carriage
-/// return as part of its word; a file of an old Mac has one line only and is refused.
+/// Reports the line ends of another system. With DOS ones the file is read as far as possible, each
+/// carriage return as part of its word; a file with old Mac ones has only one line and is refused.
 bool lineEndsServe() {
     const char* foreign = foreignLineEnds();
     if (foreign == nullptr) {
@@ -75,7 +74,7 @@ bool readHeader(std::FILE* stream, const char* fileName) {
         if (std::strncmp(animToken, "SSCN\r", 5) == 0) {
             static_cast<void>(lineEndsServe());
         }
-        if (notice::Call::good(stream)) { // else the reason is another one
+        if (notice::Call::good(stream)) { // otherwise there is another reason
             notice::Call::failAsSaid("not a scene file");
             optionPrint("Not a scene file\n");
         }
@@ -115,7 +114,7 @@ class BodyReader {
         for (const std::span<const SceneRow>& rows : sceneTables()) {
             if (const SceneRow* row = table::find(rows, in_.word())) {
                 unknown_.end();
-                if (row->write != nullptr) { // the others come in lists
+                if (row->write != nullptr) { // the others are elements of lists
                     table::noteRepeated(rows, row, *seen);
                 }
                 return row->read(in_.stream(), draft_);
@@ -126,8 +125,8 @@ class BodyReader {
     }
 
     // Kept: Only the first unknown word of a scene file is reported.
-    // A reader would expect each to be; one foreign block would flood the user with messages, so
-    // the rest, and words at the very end of the file, are passed over. An observer hears of all.
+    // A reader would expect a message for each. The others, and words at the very end of the file,
+    // are skipped silently; an observer is told of all.
     Outcome skipUnknown() {
         unknown_.add(animToken);
         const int following = in_.get();
@@ -145,7 +144,7 @@ class BodyReader {
     text::Reader& in_;
     SceneDraft draft_;
     notice::UnknownRun unknown_;
-    std::uint64_t seen_[3] = {}; ///< words that the file has had before, by table
+    std::uint64_t seen_[3] = {}; ///< words of the file so far, by table
     bool reported_ = false;
 };
 
@@ -204,7 +203,7 @@ bool hasKeys(const Scene& scene) {
            hasKeys(scene.rendering.fadeCurves, kFadeCount);
 }
 
-/// True when the text will read back; what cannot is the reason why the call fails.
+/// True when the text will read back; otherwise sets the reason why the call fails.
 bool fits(const char* headerText, float version, const Scene& scene) {
     const float readBack = text::parseFloat(NumberText(version, 2).view()).value;
     if (fcurveKeysHaveNoType(readBack) && hasKeys(scene)) {
@@ -237,13 +236,11 @@ int sceneWriteAsciiAnimation(const char* headerText, float version, const Scene*
     if (file == nullptr) {
         // Kept: The writer's message about a file that it cannot open has no newline.
         // A reader would expect it to look like the reader's, with quotes, full stop and newline.
-        // Programs that scan the toolkit's messages tell the two apart by it.
         optionPrint("Unable to open file %s", fileName != nullptr ? fileName.get() : "");
         return 0;
     }
     // Kept: The message about saving names the scene without its extension.
-    // A reader would expect the name of the file, as in the message about reading. Logs are
-    // searched for both as they are.
+    // A reader would expect the name of the file, as in the message about reading.
     optionPrint("Saving scene file '%s'.\n", scene->name);
     incIndent(0);
     writeScene(file.get(), headerText, version, *scene);

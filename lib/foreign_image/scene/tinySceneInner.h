@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the files of the scene module share, and the question that the reader of model trees asks.
+// Shared by the files of the scene module, and one function for the reader of model trees.
 #pragma once
 
 #include "text/tinyTable.h"
@@ -13,8 +13,8 @@
 /// Reads the block of a camera or a light, whose first token is the current one. 1, or 0 at end of
 /// file.
 // Kept: An empty camera or light block also consumes the word after it.
-// A reader would expect a block without lines to leave what follows alone; the first token examined
-// is dropped when it is none of the block's words.
+// A reader would expect a block without lines to leave the next token alone. The first token is
+// dropped if it is not one of the block's words.
 template <typename Rows, typename Draft>
 int sceneReadBlock(std::FILE* stream, const Rows& rows, Draft& draft) {
     if (animToken[0] != '\0' && table::find(rows, animToken) == nullptr) {
@@ -27,7 +27,7 @@ int sceneReadBlock(std::FILE* stream, const Rows& rows, Draft& draft) {
                                                                                               : 0;
 }
 
-/// A scene while its file is read: the ends of its lists, where the next element goes.
+/// A scene while its file is read, with the ends of its lists.
 struct SceneDraft {
     Scene* record;
     Light** lightsEnd;
@@ -38,17 +38,17 @@ struct SceneDraft {
 
 using SceneRow = table::Row<SceneDraft>;
 
-/// The tables of a scene's words in the order of the file: what stands in front of the rendering
-/// settings, these, and what stands behind them.
+/// The tables of a scene's words in the order of the file: those before the rendering settings,
+/// these, and those after them.
 [[nodiscard]] std::span<const std::span<const SceneRow>> sceneTables();
 
-/// The rendering settings'.
+/// The rows of the rendering settings.
 [[nodiscard]] std::span<const SceneRow> renderRows();
 
 /// True for the words that open an element of the scene, which end a block kept as text in a tree.
 [[nodiscard]] bool sceneOpensElement(std::string_view word);
 
-/// True for every word that stands for something at the scene's level.
+/// True for every known word at the scene's level.
 [[nodiscard]] bool sceneIsWord(std::string_view word);
 
 /// Reports sizes of the picture that its format does not have.
@@ -57,11 +57,11 @@ void renderReportSizes(const Scene& scene);
 /// Writes the scene's lists: lights, trees, splines and wave data.
 void sceneWriteLists(std::FILE* stream, const Scene& scene);
 
-/// Sets the rendering settings' defaults; they hold nothing yet.
+/// Sets the defaults of new rendering settings, which own nothing.
 void renderInitialize(SceneRendering* rendering);
 
 /// Frees what the rendering settings own and zeroes those pointers.
 void renderDisposeParts(SceneRendering* rendering);
 
-/// The block with its list ends at the ends of the scene's lists.
+/// A draft with the ends of the scene's lists.
 [[nodiscard]] SceneDraft sceneOpen(Scene* scene);

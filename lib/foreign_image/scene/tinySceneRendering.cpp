@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The rendering settings of a scene: one table of their keywords serves reading and writing.
+// The rendering settings of a scene: one table of their keywords for reading and writing.
 #include "curve/tinyCurveTable.h"
 #include "tinySceneInner.h"
 
@@ -37,7 +37,7 @@ Outcome readFormat(std::FILE* stream, ScenePicture& picture) {
     return Outcome::Next;
 }
 
-/// A size, which also says that there is a picture.
+/// A size, which also marks the picture as set.
 template <auto Member>
 constexpr PictureRow size(std::string_view word, bool (*present)(const ScenePicture&)) {
     PictureRow row = table::Rows<ScenePicture>::number<Member>(word, present);
@@ -53,7 +53,8 @@ void writeFormat(std::FILE* stream, const ScenePicture& picture) {
     text::putWord(stream, table::nameAt(kFormats, picture.format));
 }
 
-/// Of a format without a word nothing is written: a reader would take the next keyword for it.
+/// False for a format without a word, which is not written: a reader would read the next keyword in
+/// its place.
 bool hasFormat(const ScenePicture& picture) {
     return !table::nameAt(kFormats, picture.format).empty();
 }
@@ -77,7 +78,7 @@ using Row = SceneRow;
 using Rows = table::Rows<SceneDraft>;
 using Settings = SceneRendering;
 
-/// Where the settings stand in the record.
+/// The settings' member of the record.
 constexpr auto kSettings = &Scene::rendering;
 
 constexpr const char* kTypes[] = {"WIRE_FRAME", "HIDDEN_LINE", "RENDERING_LINE", "HARDWARE_LINE"};
@@ -127,8 +128,8 @@ bool hasPicture(const Scene& scene) {
 Outcome readAntialias(std::FILE* stream, SceneDraft& b) {
     Settings& settings = b.record->rendering;
     // Kept: The first integer of "ANTIALIAS" is the value of "FILTER".
-    // A reader would expect two settings; both words address one field, so that whichever comes
-    // last in the file counts, and files are written with one number in both places.
+    // A reader would expect two settings. Both words set one member, so the last one in the file
+    // counts, and both are written with the same number.
     const std::int16_t before = settings.filter;
     const bool whole =
         table::readChoice(stream, kAntialiasWords, settings.antialias) == Outcome::Next &&
@@ -178,8 +179,8 @@ void writeFadeColour(std::FILE* stream, const Scene& scene) {
 }
 
 // Kept: Ambience is never animated.
-// A reader would expect curves to be held like those of the fade colour; they are read and dropped,
-// and the writer gives three plain numbers. Renderers rely on finding numbers there.
+// A reader would expect curves to be kept like those of the fade colour. They are read and dropped,
+// and the writer writes three plain numbers.
 Outcome readAmbience(std::FILE* stream, SceneDraft& b) {
     return table::readPlainTriple(stream, b.record->rendering.ambience);
 }
