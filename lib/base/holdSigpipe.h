@@ -6,7 +6,7 @@
 
 namespace base {
 
-/// The set of signals that holds only SIGPIPE.
+/// The signal set with only SIGPIPE.
 [[nodiscard]] sigset_t onlySigpipe() noexcept;
 
 /// Holds SIGPIPE back while it exists and discards one that is raised meanwhile; one that was

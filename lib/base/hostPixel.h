@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The pixel in which hosts and drivers exchange pictures.
+// The pixel of pictures that hosts and drivers exchange.
 #pragma once
 
 namespace base {

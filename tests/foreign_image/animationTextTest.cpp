@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The forms of animation text: what is read is written again, words that do not belong there are
-// reported or end the form, and what is written of a damaged text reads back to the same text.
+// The forms of animation text: a record that is read can be written again, unknown words are
+// reported or end the form, and the text written from damaged input reads back the same.
 #include "animText.h"
 #include "curve/position.h"
 #include "tinyCamera.h"
@@ -14,14 +14,13 @@ using namespace animtext;
 
 class AnimationText : public AnimText {};
 
-/// One kind of record: `pass` reads one and writes it again, `drop` reads it with nobody to take
-/// it.
+/// One kind of record: `pass` reads one and writes it again, `drop` reads it into null.
 struct Form {
     const char* name;
     int (*pass)(std::FILE* in, std::string& out);
     int (*drop)(std::FILE* in);
     std::string whole; ///< every word of the form
-    std::string rest;  ///< what $ stands for in the cases: the lines of a record that holds nothing
+    std::string rest;  ///< $ in the cases: the lines of an empty record
 };
 
 int passCurve(std::FILE* in, std::string& out) {
@@ -82,7 +81,8 @@ int dropCamera(std::FILE* in) {
 int passLight(std::FILE* in, std::string& out) {
     const Owned<Light, lightDispose> light(lightAllocate());
     const int result = lightReadAsciiAnimation(in, light.get());
-    // Without a type nothing would stand behind the word, whose place the next one would take.
+    // Without a type only the keyword would be written, and the next word would be read in its
+    // place.
     light->type = light->type == 0 ? std::int16_t{kLightPoint} : light->type;
     out = written([&](std::FILE* f) { lightWriteAsciiAnimation(f, light.get()); });
     return result;
@@ -135,8 +135,8 @@ struct Case {
     const char* name;
     const char* in;
     int result;
-    /// What is written again, blanks and line ends as one blank, $ as above and % for the lines of
-    /// a key; null where that is not looked at.
+    /// The rewritten text, with blanks and line ends as one blank, $ as above and % for the lines
+    /// of a key; null if it is not checked.
     const char* out;
     const char* next; ///< the look-ahead afterwards
     const char* messages;
@@ -265,9 +265,9 @@ TEST_F(AnimationText, IsReadAndWrittenAgain) {
     }
 }
 
-/// Writes what is read of the text, and again what is read of that.
+/// Reads and writes the text, and reads and writes the result again.
 void expectFixed(const Form& f, const std::string& text) {
-    constexpr const char* kEnd = " LAST"; // a look-ahead that belongs to nobody
+    constexpr const char* kEnd = " LAST"; // a look-ahead that no reader knows
     std::string once;
     std::string twice;
     f.pass(Input(text + kEnd), once);

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The worked examples of docs/toolkit.md do what the document says. The build takes them from
-// there.
+// The examples of docs/toolkit.md do what the document says. The build takes them from there.
 #include "support/tempDir.h"
 #include "testBytes.h"
 #include "tinyFcurve.h"

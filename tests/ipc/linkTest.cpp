@@ -198,8 +198,8 @@ class GreetingPort {
     std::jthread parent_;
 };
 
-/// A link that has shaken hands, and the other end of its connection, which is a pair of local
-/// sockets from then on.
+/// A link after its handshake, and the other end of its connection, which is then a pair of local
+/// sockets.
 struct Connected {
     base::UniqueFd far;
     IPC_LinkIrix link{1, 2, GreetingPort().port()};

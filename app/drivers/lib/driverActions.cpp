@@ -11,7 +11,7 @@
 
 namespace {
 
-/// The first string of a request, copied from the packet as its longs are, and terminated.
+/// The first string of a request, copied from the packet like its longs, and terminated.
 struct RequestText {
     char text[ipc::kMaxChars + 1];
 

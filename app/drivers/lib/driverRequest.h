@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the sources of the action requests share.
+// Shared by the sources of the action requests.
 #pragma once
 
 #include "TDR_Driver.h"
@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <iterator>
 
-/// The longs of a request, copied from the packet: every reply and notice is built in that packet.
+/// The longs of a request, copied because every reply and notice is built in the same packet.
 struct TDR_Driver::Request {
     std::int32_t longs[5];
 
@@ -16,8 +16,8 @@ struct TDR_Driver::Request {
         std::copy_n(packet.longdata, std::size(longs), longs);
     }
 
-    // Transfers name their block with the first three longs and end with the cell; lines come
-    // between.
+    // The first three longs of a transfer name its block, the last one is the cell; a line comes
+    // before the cell.
     [[nodiscard]] std::int32_t size() const { return longs[0]; }
     [[nodiscard]] std::int32_t key() const { return longs[1]; }
     [[nodiscard]] std::int32_t id() const { return longs[2]; }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The requests that work on the host's block: attached, announced, checked, carried out, answered.
+// The requests that use the host's block, which is attached, announced and checked before they are
+// carried out and answered.
 #include "driverRequest.h"
 
 #include "IPC_LinkIrix.h"

@@ -7,12 +7,11 @@
 
 #include <string_view>
 
-/// `base` followed by `ending`. Null when out of memory, which is then why the call under way
-/// fails.
+/// `base` followed by `ending`. Null when out of memory, which is then why the current call fails.
 [[nodiscard]] MallocString fileNameOf(std::string_view base, std::string_view ending);
 
 /// Opens a file for reading ('r') or writing ('w'), see base::openFile. Null with errno ENOMEM also
-/// for a name that is null.
+/// for a null name.
 [[nodiscard]] base::UniqueFile fileOpen(const MallocString& fileName, char mode);
 
 /// Opens the file `name` if it ends with `ending` (case-sensitive) after at least one character,

@@ -11,7 +11,7 @@
 
 namespace notice {
 
-/// Where the reader of text stands: it sets this with every word.
+/// The position of the text reader, which sets it with every word.
 struct Place {
     std::int64_t line = 1;  ///< on which the last word began
     std::int64_t words = 0; ///< begun so far

@@ -45,8 +45,8 @@ class GrowingArray {
 
     void clear() { size_ = 0; }
 
-    /// Gives the array to the caller, who frees it, with room for a multiple of `step` elements:
-    /// what is beyond them is zero. Null when there is no element.
+    /// Passes the array to the caller, who frees it, with room for a multiple of `step` elements;
+    /// memory after the elements is zero. Null when there is no element.
     [[nodiscard]] T* release(std::size_t step = 1) {
         if (size_ != 0 && resize((size_ + step - 1) / step * step)) {
             std::memset(static_cast<void*>(memory_.get() + size_), 0, (room_ - size_) * sizeof(T));

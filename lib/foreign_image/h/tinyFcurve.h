@@ -74,11 +74,11 @@ struct Fcurve {
 /// A new zero-filled curve, or null when out of memory.
 [[nodiscard]] Fcurve* fcurveAllocate();
 
-/// Room for keys is taken in multiples of this.
+/// Memory for keys is allocated in multiples of this.
 inline constexpr std::size_t kFcvKeyStep = 8;
 
 /// A zero-filled array with room for `count` keys rounded up to that; the first key has the spline
-/// index -1. Null when `count` is below 1 or out of memory.
+/// index -1. Null when `count` is below 1 or when out of memory.
 [[nodiscard]] FcvKey* fcvkeyAllocate(std::int16_t count);
 
 /// Frees the keys and the curve and sets the pointer to null. Accepts null, and a pointer to null.

@@ -79,11 +79,11 @@ struct Model {
     Fcurve* curves[kModelCurveCount]; ///< owned; null where the parameter is not animated
 };
 
-/// Maximum number of nodes, and so levels, of a tree in a file: 300 MB of memory. The depth of a
-/// tree costs no stack.
+/// Maximum number of nodes, and so levels, of a tree in a file: 300 MB of memory. No function
+/// recurses over a tree.
 inline constexpr std::size_t kModelMaxNodes = std::size_t{1} << 20;
 
-/// Maximum depth of a tree in the text of a hierarchy file that is written: it indents every level
+/// Maximum depth of a tree in a written hierarchy file of the text flavour: it indents every level
 /// by two blanks, so its size grows with the square of the depth.
 inline constexpr int kModelMaxTextDepth = 4096;
 

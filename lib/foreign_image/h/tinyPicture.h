@@ -68,11 +68,11 @@ struct PictureDisposer {
 [[nodiscard]] ChannelPacket* channelPacketAllocate();
 
 /// A new chain of one packet for each of `masks`, in their order: 8 bits, mixed run-length. Null
-/// when there is no mask or out of memory (errno is ENOMEM).
+/// when there is no mask or when out of memory (errno is ENOMEM).
 [[nodiscard]] ChannelPacket* channelPacketAllocateChain(std::span<const std::uint8_t> masks);
 
 /// 1 when every packet of the chain has an encoding that the scanline calls can decode (raw, pure
-/// or mixed), else 0: they leave the channels of the others as they are.
+/// or mixed), else 0: they leave the channels of other packets unchanged.
 [[nodiscard]] int channelPacketIsDecodable(const ChannelPacket* chain);
 
 /// Frees every packet of the chain and sets the pointer to null. Accepts null.

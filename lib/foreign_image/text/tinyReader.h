@@ -16,8 +16,8 @@ namespace text {
 struct Style {
     std::string_view blanks;  ///< the characters between words
     char quote;               ///< opens and closes a string, which contains no words
-    bool bracesAlone;         ///< a brace or a quote is a word wherever it stands, not only where
-                              ///< blanks surround it; the character behind a word is not consumed
+    bool bracesAlone;         ///< a brace or a quote is always a word, not only between blanks; the
+                              ///< character after a word is not consumed
     std::size_t mostOfWord;   ///< characters kept of a word
     std::size_t mostOfQuoted; ///< characters kept of a string in quotes
 };
@@ -28,7 +28,7 @@ struct Style {
 inline constexpr Style kAnimationStyle = {" \t\n", '\'', false, kAnimTokenSize - 1,
                                           kAnimTokenSize - 3};
 
-/// The text flavours of spline and hierarchy files: words and numbers as `fscanf` separates them.
+/// The text flavours of spline and hierarchy files, with the words and numbers of `fscanf`.
 inline constexpr Style kFileStyle = {" \t\n\v\f\r", '"', true, 255, 255};
 
 class Reader {
@@ -66,11 +66,11 @@ class Reader {
     /// were read.
     bool numbers(Vector& vector, const char* what);
 
-    /// Reads one character, or puts the last one back.
+    /// Read one character, or put the last one back.
     int get();
     void unget(int c);
 
-    /// Line of the next character, and of the last word.
+    /// Lines of the next character and of the last word.
     [[nodiscard]] std::int64_t line() const { return line_; }
     [[nodiscard]] static std::int64_t wordLine();
     static void setWordLine(std::int64_t line);

@@ -24,7 +24,7 @@ namespace table {
 
 /// The state of the text after a row's reader.
 enum class Outcome : std::uint8_t {
-    Next,      ///< value consumed; the next token is still to be read
+    Next,      ///< value consumed; the next token has not been read
     Again,     ///< the current token is the look-ahead
     Done,      ///< the current token is the look-ahead, and the record is complete
     EndOfFile, ///< the file ended inside the value, or reading failed

@@ -46,8 +46,8 @@ inline constexpr std::int16_t kUnknownId = -1;   ///< either id of an unknown pe
     ROW(kClassData, 5, "data")                                                                     \
     ROW(kClassMisc, 6, "misc")
 
-/// Every message: ROW(constant of its code, its class, code (command word 5), name). A new one is
-/// one row here; whatever needs its number or its name takes it from here.
+/// Every message: ROW(constant of its code, its class, code (command word 5), name). A new message
+/// is one row here; all code takes its number and name from this list.
 #define IPC_MESSAGES(ROW)                                                                          \
     ROW(kQueryAccessModes, kClassInfo, 1024, "access modes")                                       \
     ROW(kQueryVendorName, kClassInfo, 1025, "vendor name")                                         \
@@ -117,7 +117,7 @@ inline constexpr std::string_view kClassNames[] = {
 #undef IPC_CLASS_NAME
 };
 
-/// A message and what messages to the user and documents call it.
+/// A message and its name for users and documents.
 struct Message {
     std::int16_t messageClass;
     std::int16_t code;

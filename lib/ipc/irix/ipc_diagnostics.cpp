@@ -31,7 +31,7 @@ constexpr FailureText kFailureTexts[] = {
     {PeerFailure::Accept, nullptr, "doexec: Failed to open.\n"},
 };
 
-/// The messages for this failure; without any for a failure that has none.
+/// The messages for this failure; null members if it has none.
 FailureText textOf(PeerFailure failure) {
     const auto* const found = std::ranges::find(kFailureTexts, failure, &FailureText::failure);
     return found != std::end(kFailureTexts) ? *found : FailureText{failure, nullptr, nullptr};

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The messages of the transport: what the given functions print about failures of the silent ones.
+// The messages of the transport: the public functions print them for failures of the silent ones.
 #pragma once
 
 #include "ipc_inner.h"
@@ -7,23 +7,23 @@
 
 namespace ipc {
 
-/// A field that could not be written.
+/// Reports a field that could not be written.
 void sayFailedWrite(const WireField& field, int error);
 
-/// A count that is negative or above its capacity: the packet is not sent.
+/// Reports a count that is negative or above its capacity: the packet is not sent.
 void sayUnsendable(const WireField& field, const IPC_DataPacket& packet);
 
-/// A read that failed.
+/// Reports a failed read.
 void sayFailedRead(int error);
 
-/// A packet that could not be read, or is not one.
+/// Reports a packet that could not be read or is malformed.
 void sayFailedRead(const PacketRead& read);
 
-/// The system's reason for a failed listening socket (`createsocket`) or start (`doexec`), if the
-/// failure has one.
+/// Reports the system's reason of a failed listening socket (`createsocket`) or start (`doexec`),
+/// if there is one.
 void sayReason(const Trouble& trouble);
 
-/// A failed start of the program `path`.
+/// Reports a failed start of the program `path`.
 void sayFailedStart(const Trouble& trouble, const char* path);
 
 } // namespace ipc

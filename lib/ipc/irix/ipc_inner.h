@@ -13,7 +13,7 @@ namespace ipc {
 /// meaning, and a child replaces its stderr. None on failure (errno).
 [[nodiscard]] base::UniqueFd aboveStandard(base::UniqueFd fd);
 
-/// A failure and the system's reason for it, 0 where there is none.
+/// A failure and its errno, 0 if there is none.
 struct Trouble {
     PeerFailure failure = PeerFailure::None;
     int error = 0;

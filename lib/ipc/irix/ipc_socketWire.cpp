@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Packets on a socket as the given functions write and read them, with messages on stderr.
+// Writing and reading packets on a socket by the public functions, with messages on stderr.
 #include "base/retry.h"
 #include "ipc_diagnostics.h"
 #include "ipc_inner.h"

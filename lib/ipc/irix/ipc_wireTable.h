@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The wire form of a packet: one table of its nine fields, which its writers and its reader use.
+// The wire form of a packet: one table of its nine fields for all writers and the reader.
 #pragma once
 
 #include "IPC_Link.h"

@@ -17,9 +17,9 @@
 //    putLine, getCache and putCache: a file is open in the right direction, the line is inside the
 //    picture, and the block has room for the line or the whole picture. Any other request gets the
 //    error reply, and the operation is not called.
-// What it does not promise: an order of requests, a sensible `size` or `cell`; and without a
-// declared line size a sensible `line` either. Such a driver has to compare what it is going to
-// access with `blockBytes`, the real size of the block.
+// What it does not promise: an order of requests, a sensible `size` or `cell` and, without a
+// declared line size, a sensible `line`. Without a declared line size, compare every access with
+// `blockBytes`, the real size of the block.
 //
 // Every operation returns -1 for failure (the host gets the error reply) and anything else for
 // success. An operation that throws has failed too, and its reason is printed as one line. Print
@@ -146,16 +146,15 @@ class TDR_Driver {
     virtual int executePreReadCommand();
     virtual int executePostWriteCommand();
 
-    // --- Declarations, by which the framework checks transfers -----------------------------------
+    // --- Declarations for the framework's checks of transfers ------------------------------------
 
     enum class Transfer : std::uint8_t { GetLine, PutLine, GetCache, PutCache };
 
     /// Bytes of one line in the host's block for this request, in the current format; a whole
-    /// picture is `bounds[3]` lines. Called only while `isOpenFor` says yes. The base class
-    /// declares nothing, so its requests are not checked.
+    /// picture is `bounds[3]` lines. Called only while `isOpenFor` is true. The base class declares
+    /// nothing, so its requests are not checked.
     [[nodiscard]] virtual std::optional<std::size_t> declaredLineBytes(Transfer transfer) const;
-    /// Whether a file is open from which this request may read, or to which it may write. The base
-    /// class says yes.
+    /// Whether a file is open that this request may read or write. The base class returns true.
     [[nodiscard]] virtual bool isOpenFor(Transfer transfer) const;
 
     // --- Services --------------------------------------------------------------------------------
@@ -234,9 +233,9 @@ class TDR_Driver {
     /// larger than the request's size.
     std::size_t blockBytes;
 
-    /// Whether the request fits what the driver has declared: a file that is open for it, a line
-    /// inside the picture (for a request of one line) and a block with room for it. The framework
-    /// checks this before each operation; true for a driver that declares nothing.
+    /// Whether the request fits the driver's declarations: an open file for it, a line inside the
+    /// picture (for a request of one line) and a block with room for it. The framework checks this
+    /// before each operation; true for a driver that declares nothing.
     [[nodiscard]] bool mayTransfer(Transfer transfer, long line = 0) const;
 
   private:

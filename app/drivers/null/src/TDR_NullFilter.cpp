@@ -50,8 +50,8 @@ class TDR_NullFilter : public TDR_Driver {
         return connected_ && resized ? -1 : TDR_Driver::setBounds(x, y, width, height);
     }
 
-    // With these two the framework serves no line outside the picture and no block that is too
-    // small. Lines that are put need no operation: the base class answers that they are stored.
+    // With these two the framework refuses lines outside the picture and blocks that are too small.
+    // Put requests need no operation: the base class reports success.
     std::optional<std::size_t> declaredLineBytes(Transfer) const override {
         return static_cast<std::size_t>(bounds[2]) * base::kHostPixelBytes;
     }
