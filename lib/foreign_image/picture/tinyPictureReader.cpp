@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Reading scanlines: packet by packet through a window over the stream.
+#include "base/prefetch.h"
 #include "picture/coders/tinyPictureCoders.h"
 #include "tinyPictureLine.h"
 
@@ -66,13 +67,10 @@ const std::uint8_t* firstLine(const Picture* record) {
 /// Prefetches the next lines in their planes. Hardware prefetching does not keep up with four
 /// planes at once: the processor would wait for every line before it is overwritten.
 void fetchNextLines(const Picture* record) {
-    constexpr int kCacheLine = 64;
     for (const std::uint8_t* line : record->linePointers) {
-        for (int i = 0; line != nullptr && i < record->width; i += kCacheLine) {
-            const auto address = reinterpret_cast<std::uintptr_t>(line) +
-                                 static_cast<std::uintptr_t>(record->width + i);
-            // NOLINTNEXTLINE(performance-no-int-to-ptr): may be past the plane
-            __builtin_prefetch(reinterpret_cast<const void*>(address), 1);
+        if (line != nullptr) {
+            base::prefetch<base::Use::Write>(line, record->width,
+                                             static_cast<std::size_t>(record->width));
         }
     }
 }

@@ -17,9 +17,9 @@ struct Case {
 };
 
 const Case kCases[] = {
-    {"RGBA", 0, 4, {kHostAlpha, kHostBlue, kHostGreen, kHostRed}},
-    {"RGB", -99, 3, {kHostBlue, kHostGreen, kHostRed}},
-    {"alpha", -98, 1, {kHostAlpha}},
+    {"RGBA", 0, 4, {kAlpha, kBlue, kGreen, kRed}},
+    {"RGB", -99, 3, {kBlue, kGreen, kRed}},
+    {"alpha", -98, 1, {kAlpha}},
     {"matte", 1, 1, {}},
     {"none set", -1, 1, {}},
 };
@@ -32,9 +32,9 @@ std::uint8_t sample(std::size_t channel, std::size_t x) {
 
 /// One layout, width, misalignment and set of existing buffers (a bit for each).
 void checkOnce(const Case& c, std::size_t width, std::size_t shift, unsigned present) {
-    std::vector<std::uint8_t> storage[kHostChannels];
+    std::vector<std::uint8_t> storage[kPictureChannels];
     ChannelLines lines{};
-    for (std::size_t i = 0; i < kHostChannels; ++i) {
+    for (std::size_t i = 0; i < kPictureChannels; ++i) {
         storage[i].assign(kRoom, 0xEE);
         lines[i] = (present >> i & 1U) != 0 ? storage[i].data() + shift : nullptr;
         for (std::size_t x = 0; lines[i] != nullptr && x < width; ++x) {
@@ -55,8 +55,8 @@ void checkOnce(const Case& c, std::size_t width, std::size_t shift, unsigned pre
     channelsToHostLine(c.format, lines, width, host.data() + shift);
     EXPECT_EQ(host, expected);
 
-    std::vector<std::uint8_t> before[kHostChannels];
-    for (std::size_t i = 0; i < kHostChannels; ++i) {
+    std::vector<std::uint8_t> before[kPictureChannels];
+    for (std::size_t i = 0; i < kPictureChannels; ++i) {
         before[i] = storage[i];
         storage[i].assign(kRoom, 0xEE);
     }

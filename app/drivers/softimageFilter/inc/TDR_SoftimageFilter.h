@@ -85,8 +85,8 @@ class TDR_SoftimageFilter : public TDR_Driver {
     base::UniqueFile file;                                         ///< the open file
     std::unique_ptr<Picture, PictureDisposer> picture;             ///< header, while a PIC is open
     std::unique_ptr<ChannelPacket, ChannelPacketDisposer> packets; ///< the PIC's chain
-    /// One line of each channel of the file: alpha, blue, green, red.
-    std::array<std::unique_ptr<std::uint8_t[]>, 4> channelBuffers;
+    /// One line of each channel of the file, in the order of a picture's lines.
+    std::array<std::unique_ptr<std::uint8_t[]>, kPictureChannels> channelBuffers;
     std::unique_ptr<Tag, TagDisposer> tag; ///< header and rows, while a TAG is open
     std::int16_t tagChannelCount = 1;      ///< matte channels of the last TAG
     /// Position of each line in the file; 0 = not known. 64 bits, because the largest picture is
@@ -124,6 +124,7 @@ class TDR_SoftimageFilter : public TDR_Driver {
     /// The current position in the file. Never 0 while it is written, because 0 means "not known".
     [[nodiscard]] std::uint64_t position() const;
     [[nodiscard]] bool seekTo(std::uint64_t offset);
+    [[nodiscard]] std::array<std::uint8_t*, kPictureChannels> channelLines() const;
     void pointAtChannels(bool attach);
     bool readPictureScanline();
     bool readTagScanline(long k);

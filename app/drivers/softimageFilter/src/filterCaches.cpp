@@ -2,19 +2,17 @@
 // Whole pictures between the host's blocks and the file.
 #include "TDR_SoftimageFilter.h"
 #include "base/hugePages.h"
+#include "base/prefetch.h"
 
 #include <algorithm>
 
 namespace {
 
-/// Prefetches memory for reading (0) or for writing (1): hardware prefetching works only within a
-/// line of a block, and not from the last line to the first.
-template <int ForWriting>
-void fetch(const char* memory, std::size_t bytes) {
-    constexpr std::size_t kCacheLine = 64;
-    for (std::size_t i = 0; i < bytes; i += kCacheLine) {
-        __builtin_prefetch(memory + i, ForWriting);
-    }
+/// Prefetches the line before this one: hardware prefetching works only within a line of a block,
+/// and not from the last line to the first.
+template <base::Use kUse>
+void fetchBefore(const char* line, std::size_t lineBytes) {
+    base::prefetch<kUse>(line, -static_cast<std::ptrdiff_t>(lineBytes), lineBytes);
 }
 
 } // namespace
@@ -38,7 +36,7 @@ int TDR_SoftimageFilter::getCache(char* block, int, long) {
             pages.reach(line);
         }
         if (row > 0) {
-            fetch<1>(line - lineBytes, lineBytes);
+            fetchBefore<base::Use::Write>(line, lineBytes);
         }
         if (!readLine(row, reinterpret_cast<unsigned char*>(line))) {
             return -1;
@@ -58,7 +56,7 @@ int TDR_SoftimageFilter::putCache(char* block, int, long) {
     for (long row = height() - 1; row >= 0; --row) {
         char* line = block + static_cast<std::size_t>(row) * lineBytes;
         if (row > 0) {
-            fetch<0>(line - lineBytes, lineBytes);
+            fetchBefore<base::Use::Read>(line, lineBytes);
         }
         whole = writeLine(row, reinterpret_cast<unsigned char*>(line)) && whole;
     }

@@ -79,34 +79,25 @@ bool TDR_SoftimageFilter::keepLine(long k, const unsigned char* hostLine) {
 
 // --- Between host lines and channels -------------------------------------------------------------
 
-namespace {
-
-template <typename Buffers>
-ChannelLines linesOf(const Buffers& buffers) {
+std::array<std::uint8_t*, kPictureChannels> TDR_SoftimageFilter::channelLines() const {
     ChannelLines lines{};
-    for (std::size_t i = 0; i < lines.size(); ++i) {
-        lines[i] = buffers[i].get();
-    }
+    std::ranges::transform(channelBuffers, lines.begin(),
+                           [](const auto& buffer) { return buffer.get(); });
     return lines;
 }
 
-} // namespace
-
 void TDR_SoftimageFilter::copyToTempBuffers(int format, unsigned char* hostLine) {
-    hostLineToChannels(format, hostLine, indexOf(width()), linesOf(channelBuffers));
+    hostLineToChannels(format, hostLine, indexOf(width()), channelLines());
 }
 
 void TDR_SoftimageFilter::copyFromTempBuffers(int format, unsigned char* hostLine) {
     // Kept: A channel missing from the file leaves the host's bytes unchanged.
     // A reader would expect opaque alpha, or black. Hosts must fill the block before the read.
-    channelsToHostLine(format, linesOf(channelBuffers), indexOf(width()), hostLine);
+    channelsToHostLine(format, channelLines(), indexOf(width()), hostLine);
 }
 
 void TDR_SoftimageFilter::pointAtChannels(bool attach) {
-    for (std::size_t i = 0; i < channelBuffers.size(); ++i) {
-        picture->linePointers[kPictureChannels - 1 - i] =
-            attach ? channelBuffers[i].get() : nullptr;
-    }
+    std::ranges::copy(attach ? channelLines() : ChannelLines{}, picture->linePointers);
 }
 
 // --- Writing -------------------------------------------------------------------------------------

@@ -3,24 +3,28 @@
 // long as it knows that the lines do not overlap.
 #include "pixelOrder.h"
 
+#include "base/hostPixel.h"
+
 #include <algorithm>
 
 namespace softimage {
 
 namespace {
 
-/// The channels of a format's pixels: `first` is the channel of byte 0, the others follow in the
-/// order of HostChannel.
+/// The channels of a format's pixels: `first` is the channel of byte 0, the others follow
+/// downwards.
 struct PixelLayout {
     int format;
     std::size_t first;
     std::size_t count;
+
+    [[nodiscard]] std::size_t channelOf(std::size_t byte) const { return first - byte; }
 };
 
 constexpr PixelLayout kLayouts[] = {
-    {kFormatRgba, kHostAlpha, 4},
-    {kFormatRgb, kHostBlue, 3},
-    {kFormatAlpha, kHostAlpha, 1},
+    {kFormatRgba, kAlpha, base::kHostPixelBytes},
+    {kFormatRgb, kBlue, 3},
+    {kFormatAlpha, kAlpha, 1},
 };
 
 const PixelLayout* findLayout(int format) {
@@ -31,7 +35,7 @@ const PixelLayout* findLayout(int format) {
 
 /// True for the usual picture: four-byte pixels and a buffer for every channel.
 bool isComplete(const PixelLayout& layout, const ChannelLines& channels) {
-    return layout.count == kHostChannels &&
+    return layout.count == base::kHostPixelBytes &&
            std::none_of(channels.begin(), channels.end(), [](auto* line) { return !line; });
 }
 
@@ -81,19 +85,18 @@ void takeByte(const std::uint8_t* __restrict host, std::size_t width,
 /// Four-byte pixels of a file with some of the channels: the others are saved from the host line
 /// and stored again with the rest, which is six times as fast as storing single bytes.
 void joinIntoFour(const ChannelLines& channels, std::size_t width, std::uint8_t* host) {
-    std::uint8_t aside[kHostChannels][kAside];
+    std::uint8_t aside[kPictureChannels][kAside];
     for (std::size_t start = 0; start < width; start += kAside) {
         const std::size_t count = std::min(kAside, width - start);
         std::uint8_t* pixels = host + 4 * start;
-        std::array<const std::uint8_t*, kHostChannels> lines{};
+        std::array<const std::uint8_t*, kPictureChannels> lines{};
         for (std::size_t i = 0; i < lines.size(); ++i) {
             if (channels[i] == nullptr) {
-                takeByte(pixels + i, count, aside[i]);
+                takeByte(pixels + (kAlpha - i), count, aside[i]);
             }
             lines[i] = channels[i] != nullptr ? channels[i] + start : aside[i];
         }
-        joinFour(lines[kHostAlpha], lines[kHostBlue], lines[kHostGreen], lines[kHostRed], count,
-                 pixels);
+        joinFour(lines[kAlpha], lines[kBlue], lines[kGreen], lines[kRed], count, pixels);
     }
 }
 
@@ -125,12 +128,12 @@ void hostLineToChannels(int format, const std::uint8_t* hostLine, std::size_t wi
         return;
     }
     if (isComplete(*layout, channels)) {
-        splitFour(hostLine, width, channels[kHostAlpha], channels[kHostBlue], channels[kHostGreen],
-                  channels[kHostRed]);
+        splitFour(hostLine, width, channels[kAlpha], channels[kBlue], channels[kGreen],
+                  channels[kRed]);
         return;
     }
     for (std::size_t i = 0; i < layout->count; ++i) {
-        std::uint8_t* channel = channels[layout->first + i];
+        std::uint8_t* channel = channels[layout->channelOf(i)];
         if (channel != nullptr) {
             splitOne(hostLine + i, layout->count, width, channel);
         }
@@ -144,16 +147,16 @@ void channelsToHostLine(int format, const ChannelLines& channels, std::size_t wi
         return;
     }
     if (isComplete(*layout, channels)) {
-        joinFour(channels[kHostAlpha], channels[kHostBlue], channels[kHostGreen],
-                 channels[kHostRed], width, hostLine);
+        joinFour(channels[kAlpha], channels[kBlue], channels[kGreen], channels[kRed], width,
+                 hostLine);
         return;
     }
-    if (layout->count == kHostChannels) {
+    if (layout->count == base::kHostPixelBytes) {
         joinIntoFour(channels, width, hostLine);
         return;
     }
     for (std::size_t i = 0; i < layout->count; ++i) {
-        const std::uint8_t* channel = channels[layout->first + i];
+        const std::uint8_t* channel = channels[layout->channelOf(i)];
         if (channel != nullptr) {
             joinOne(channel, width, hostLine + i, layout->count);
         }

@@ -2,15 +2,13 @@
 // Between the channels of one scanline and the pixels of one host line.
 #pragma once
 
+#include "tinyPicture.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
 
 namespace softimage {
-
-/// The channels in the order of a host pixel's bytes.
-enum HostChannel : std::uint8_t { kHostAlpha, kHostBlue, kHostGreen, kHostRed };
-inline constexpr int kHostChannels = 4;
 
 /// Pixel formats. The host sees the first two; the others are for files without all four channels.
 inline constexpr int kFormatRgba = 0;    ///< alpha, blue, green, red
@@ -18,8 +16,9 @@ inline constexpr int kFormatTag = 1;     ///< matte bits
 inline constexpr int kFormatRgb = -99;   ///< blue, green, red
 inline constexpr int kFormatAlpha = -98; ///< alpha
 
-/// One line of each channel, indexed by HostChannel; null if the file has no such channel.
-using ChannelLines = std::array<std::uint8_t*, kHostChannels>;
+/// One line of each channel, indexed by PictureChannel as the lines of a picture are; null if the
+/// file has no such channel. The bytes of a host pixel run the other way, from alpha to red.
+using ChannelLines = std::array<std::uint8_t*, kPictureChannels>;
 
 /// Bytes of one pixel in a host line of `format`; 1 for a format that is none of the above.
 [[nodiscard]] int bytesPerHostPixel(int format);
