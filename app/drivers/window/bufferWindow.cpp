@@ -77,7 +77,7 @@ struct BufferWindow::State {
 
 namespace {
 
-// ---- The shield -------------------------------------------------------------------------------
+// --- The shield ----------------------------------------------------------------------------------
 
 std::mutex gHandlers; // held while Xlib's handlers are ours
 XErrorHandler gErrorBefore = nullptr;
@@ -144,7 +144,7 @@ bool shielded(void (*work)(Data&), Data& data) {
     return connected;
 }
 
-// ---- Opening, below the shield ----------------------------------------------------------------
+// --- Opening, below the shield -------------------------------------------------------------------
 
 using State = BufferWindow::State;
 
@@ -267,7 +267,7 @@ void askScreenSize(BufferWindow::ScreenSize& size) {
     }
 }
 
-// ---- Events, below the shield -----------------------------------------------------------------
+// --- Events, below the shield --------------------------------------------------------------------
 
 void drawRows(State& state, const Damage& box, int top, int rows) {
     const XImage& strip = *state.strip;

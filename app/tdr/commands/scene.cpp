@@ -18,7 +18,7 @@ struct SceneOptions {
     std::string output;
 };
 
-// ------------------------------------------------------------------------------------------- check
+// --- Check ---------------------------------------------------------------------------------------
 
 std::string verdictOn(const SceneReport& report) {
     const std::string losses = report.losses();
@@ -54,7 +54,7 @@ ExitCode check(const SceneOptions& options) {
     return exit;
 }
 
-// ---------------------------------------------------------------------------------- writing again
+// --- Writing again -------------------------------------------------------------------------------
 
 /// Losses that are reported one by one; `scene check` reports all of them.
 constexpr std::size_t kMostTold = 10;

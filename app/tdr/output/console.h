@@ -15,7 +15,7 @@
 /// Writes one line "tdr: text" to stderr.
 void complain(std::string_view text);
 
-/// Complains and returns the problem's exit status.
+/// Writes the problem's text in this way and returns its exit status.
 [[nodiscard]] ExitCode complain(const Problem& problem);
 
 /// The result of `work`; when out of memory, a problem of `file`.

@@ -88,7 +88,7 @@ std::string dashesOf(std::string_view piece, const Share& share) {
                              svgNumber(period * static_cast<double>(share.index)));
 }
 
-// ----------------------------------------------------------------------------------------- drawing
+// --- Drawing -------------------------------------------------------------------------------------
 
 /// Draws one panel.
 class PanelWriter {
@@ -282,7 +282,7 @@ PlotRange valuesOf(const std::vector<Drawn>& all, const PlotRange& frames) {
     return values.widened(0.12, values.size() > 0 ? 0 : 0.5);
 }
 
-// ------------------------------------------------------------------------------------------ legend
+// --- Legend --------------------------------------------------------------------------------------
 
 std::string nameOf(std::int16_t extrapolation) {
     return extrapolation >= 0 && extrapolation < std::ssize(kExtrapolations)

@@ -76,8 +76,7 @@ std::string baseOf(const std::string& file, const SceneFormat& format) {
     return base.empty() ? "./" : base;
 }
 
-// ------------------------------------------------------------------------ reasons of failed
-// reading
+// --- Why a file is not read ----------------------------------------------------------------------
 
 /// The beginning of a file: as much of its header as it has.
 struct Beginning {

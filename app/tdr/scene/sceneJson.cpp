@@ -16,7 +16,7 @@ namespace {
 
 using Json = JsonWriter::Json;
 
-// ------------------------------------------------------------------------------- numbers and texts
+// --- Numbers and texts ---------------------------------------------------------------------------
 
 Json number(double value) {
     return std::isfinite(value) ? Json(value) : Json();
@@ -46,7 +46,7 @@ constexpr const char* kKeyTypes[] = {"freeform", "keyframe", "keypath", "rawdata
 constexpr const char* kLightTypes[] = {nullptr, "point", "spot", "infinite"};
 constexpr const char* kSelections[] = {"unselected", "node", "branch", "inherit"};
 
-// ------------------------------------------------------------------------------------------ curves
+// --- Curves --------------------------------------------------------------------------------------
 
 Json keyJson(const FcvKey& key) {
     return {{"time", number(key.time)},
@@ -116,7 +116,7 @@ void writeFields(JsonWriter& out, const Record& record) {
     }
 }
 
-// ----------------------------------------------------------------------------------------- splines
+// --- Splines -------------------------------------------------------------------------------------
 
 Json pointJson(const SplineKey& key) {
     return {{"position", triple(key.position)},
@@ -199,7 +199,7 @@ void writePosition(JsonWriter& out, const char* name, const AnimatedPosition& po
     out.end();
 }
 
-// ------------------------------------------------------------------------------------------- trees
+// --- Trees ---------------------------------------------------------------------------------------
 
 void writeBlocks(JsonWriter& out, const char* name, const Opaque* list) {
     out.key(name).beginArray();
@@ -274,7 +274,7 @@ void writeTree(JsonWriter& out, const Model* root) {
     out.end();
 }
 
-// ------------------------------------------------------------------------------------------ scenes
+// --- Scenes --------------------------------------------------------------------------------------
 
 void writeCamera(JsonWriter& out, const Camera& camera) {
     const float(&turn)[3] = camera.yawPitchRoll;

@@ -8,7 +8,7 @@
 
 namespace {
 
-// ----------------------------------------------------------------------------------------- splines
+// --- Splines -------------------------------------------------------------------------------------
 
 void visitPath(const AnimatedPosition& position, const std::string& owner,
                const SplineVisitor& visit) {
@@ -30,7 +30,7 @@ void visitSceneSplines(const Scene& scene, const SplineVisitor& visit) {
     }
 }
 
-// ------------------------------------------------------------------------------------------ curves
+// --- Curves --------------------------------------------------------------------------------------
 
 template <typename Record>
 void visitFields(const Record& record, const std::string& owner, const CurveVisitor& visit) {

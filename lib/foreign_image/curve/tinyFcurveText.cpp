@@ -23,7 +23,7 @@ constexpr table::Choice kCurveInterpolation = {kInterpolations, "FcurveReadAscii
 constexpr table::Choice kKeyInterpolation = {kInterpolations, "FcvkeyReadAsciiAnimation", "interp"};
 constexpr table::Choice kKeyType = {kKeyTypes, "FcvkeyReadAsciiAnimation", "keytype"};
 
-// ------------------------------------------------------------------------------------------ keys
+// --- Keys ----------------------------------------------------------------------------------------
 
 using KeyRow = table::Row<FcvKey>;
 using KeyRows = table::Rows<FcvKey>;
@@ -91,7 +91,7 @@ Outcome fcvkeyReadAsciiAnimation(std::FILE* stream, FcvKey& key) {
     return outcome == Outcome::Again ? Outcome::Done : outcome;
 }
 
-// ---------------------------------------------------------------------------------------- curves
+// --- Curves --------------------------------------------------------------------------------------
 
 /// A curve while it is read.
 struct Draft {

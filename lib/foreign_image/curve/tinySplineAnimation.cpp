@@ -20,7 +20,7 @@ constexpr table::Choice kSelectionWords = {table::kSelection, kReader, "select",
 /// Maximum length of the kept text of the numbers after KEYFRAME and KEYLIST.
 constexpr std::size_t kMostNumberText = 1 << 20;
 
-// ---------------------------------------------------------------------------------------- points
+// --- Points --------------------------------------------------------------------------------------
 
 using PointRows = table::Rows<SplineKey>;
 
@@ -73,7 +73,7 @@ void writePoints(std::FILE* stream, const Spline& spline) {
     }
 }
 
-// --------------------------------------------------------------------------------------- splines
+// --- Splines -------------------------------------------------------------------------------------
 
 /// A spline while it is read.
 struct Draft {

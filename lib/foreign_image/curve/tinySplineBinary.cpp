@@ -101,7 +101,7 @@ class FieldList {
     bool complete_ = true; ///< false when out of memory
 };
 
-// ----------------------------------------------------------------------------------------- points
+// --- Points --------------------------------------------------------------------------------------
 
 constexpr Field<SplineKey> kPointFields[] = {
     plainField<SplineKey, &SplineKey::previous>(1),
@@ -146,7 +146,7 @@ void writePoints(std::FILE* stream, const Spline& spline, const Prototype& proto
     }
 }
 
-// ---------------------------------------------------------------------------------------- splines
+// --- Splines -------------------------------------------------------------------------------------
 
 bool readName(std::FILE* stream, Spline& spline, const Prototype& /*prototype*/) {
     splineTakeName(spline, stringReadBinary(stream));

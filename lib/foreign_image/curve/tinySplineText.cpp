@@ -12,7 +12,7 @@ namespace {
 
 using table::Outcome;
 
-// ---------------------------------------------------------------------------------------- writing
+// --- Writing -------------------------------------------------------------------------------------
 
 /// Writes lines that begin with the caller's prefix.
 class LineWriter {
@@ -119,7 +119,7 @@ void reportDropped(const Spline& spline) {
     }
 }
 
-// ---------------------------------------------------------------------------------------- reading
+// --- Reading -------------------------------------------------------------------------------------
 
 /// A spline while it is read, with the points so far.
 struct Draft {
@@ -182,7 +182,7 @@ Outcome takeNumber(Draft& draft, Number& number) {
     return Outcome::Next;
 }
 
-// ---------------------------------------------------------------------------------------- points
+// --- Points --------------------------------------------------------------------------------------
 
 Outcome readPosition(std::FILE*, Draft& draft) {
     if (!draft.begun) {
@@ -257,7 +257,7 @@ Outcome readBlock(Draft& draft, std::span<const Row> rows) {
     return Outcome::EndOfFile;
 }
 
-// --------------------------------------------------------------------------------------- splines
+// --- Splines -------------------------------------------------------------------------------------
 
 template <auto Member>
 Outcome readNumber(std::FILE*, Draft& draft) {

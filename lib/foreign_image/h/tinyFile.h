@@ -22,7 +22,7 @@ struct MallocDisposer {
 /// A malloc'ed zero-terminated string.
 using MallocString = std::unique_ptr<char, MallocDisposer>;
 
-// ---------------------------------------------------------------------------------- file header
+// --- File header ---------------------------------------------------------------------------------
 
 /// The magic number of every binary file, and the sizes of the parts of its header.
 inline constexpr std::uint32_t kFileMagic = 0x5380F634;
@@ -51,7 +51,7 @@ int headerWriteAscii(std::FILE* stream, const char* typeName);
 /// (0 when the file ends before) and stores 0 as the version.
 [[nodiscard]] std::uint32_t headerReadAscii(std::FILE* stream, float* version);
 
-// -------------------------------------------------------------------------------------- strings
+// --- Strings -------------------------------------------------------------------------------------
 
 /// Buffer size for a string that is read, with its terminating zero. Longer strings are consumed
 /// and cut.
@@ -70,7 +70,7 @@ int stringWriteBinary(std::FILE* stream, const char* string);
 /// the file has no further quote, when out of memory, or when reading failed.
 [[nodiscard]] char* stringReadAscii(std::FILE* stream);
 
-// ------------------------------------------------------------------------------------ user data
+// --- User data -----------------------------------------------------------------------------------
 
 /// A block of bytes that an application attached to an object. Zero-filled when created.
 struct UserData {
@@ -96,7 +96,7 @@ int userDataWriteAscii(std::FILE* stream, const UserData* record, const char* in
 /// of, or null when there is no tag, when out of memory, or when reading failed.
 [[nodiscard]] UserData* userDataReadAscii(std::FILE* stream);
 
-// ----------------------------------------------------------------------------------- prototypes
+// --- Prototypes ----------------------------------------------------------------------------------
 //
 // A prototype lists, for every kind of record in a binary scene file, the fields present and their
 // order. Implemented in tinyFilePrototype.cpp.

@@ -86,8 +86,8 @@ struct ChannelPacketDisposer {
 /// An empty chain is replaced by the default one, which the caller then owns: red, green and blue
 /// mixed run-length, and a second packet for alpha when the record has an alpha plane.
 /// Returns the stream, which the caller closes, positioned at the first scanline; or null when the
-/// file could not be opened (errno says why) or the size is outside 1 to 32767 (a message says so,
-/// no file is touched, errno is EINVAL). A failed write shows in `ferror` or at close.
+/// file could not be opened (errno says why) or the size is outside 1 to 32767 (with a message; no
+/// file is touched, errno is EINVAL). A failed write shows in `ferror` or at close.
 [[nodiscard]] std::FILE* pictureWriteFileHeader(const char* name, const Picture* record,
                                                 ChannelPacket** chain);
 
@@ -126,7 +126,7 @@ inline constexpr std::size_t kMaxWholePictureBytes = std::size_t{512} << 20;
 /// prints a message with the system's reason. Line pointers are null afterwards.
 int pictureWriteFile(const char* name, Picture* record, const ChannelPacket* chain);
 
-// ------------------------------------------------------------------------------- line by line
+// --- Line by line --------------------------------------------------------------------------------
 
 /// Reads the scanlines of one open picture through its own window. While it exists the stream
 /// belongs to it: the stream's position is undefined until `pictureReaderSync`. Positions here are

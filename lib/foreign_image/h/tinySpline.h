@@ -94,7 +94,7 @@ struct SplineDisposer {
 /// Returns the number removed; for other types and for null returns 0 and changes nothing.
 int splineShrinkBezier(Spline* spline);
 
-// ---------------------------------------------------------------------------------------- files
+// --- Files ---------------------------------------------------------------------------------------
 
 /// Writes the file `baseName` + ".spl", as text (`flavour` 0) or binary (1). 1 when all of it
 /// reached the file; 0 otherwise, also, with no file touched, for another flavour and for null.
@@ -124,7 +124,7 @@ int splineWriteBinary(std::FILE* stream, const Spline* spline, const Prototype* 
 /// file ends inside the body or when out of memory.
 [[nodiscard]] Spline* splineReadBinary(std::FILE* stream, const Prototype* prototype);
 
-// -------------------------------------------------------------------------------- scene files
+// --- Scene files ---------------------------------------------------------------------------------
 
 /// Writes the spline's animation form: a line "SPLINE" at this level, the others one level deeper.
 /// 1, or 0 for null.

@@ -17,7 +17,7 @@
 struct Fcurve;
 struct Spline;
 
-// --------------------------------------------------------------------------------------- tokens
+// --- Tokens --------------------------------------------------------------------------------------
 
 /// Buffer size for a token with its terminating zero. Longer tokens are consumed and cut.
 inline constexpr std::size_t kAnimTokenSize = 240;
@@ -32,7 +32,7 @@ extern char* const animToken;
 extern std::int16_t animSValue;
 extern float animFValue;
 
-/// Version of the file being read; `RELEASE_NUMBER` until a scene's header says otherwise.
+/// Version of the file being read; `RELEASE_NUMBER` until a scene's header gives another one.
 extern float animFileVersion;
 
 /// Reads the next token into `animTokenLine`: characters up to a blank, a tab or a newline, which
@@ -54,7 +54,7 @@ int in_animLValue(std::FILE* stream, std::int32_t* value);
 /// when out of memory. `animTokenLine` is empty only at end of file.
 [[nodiscard]] char* stringReadAsciiAnimation(std::FILE* stream);
 
-// ---------------------------------------------------------------------------------- indentation
+// --- Indentation ---------------------------------------------------------------------------------
 
 /// Nesting depth of the text being written, and the string that begins a line there: a newline and
 /// three blanks a level. The string is null until the first call of `incIndent`; `animWriteNewLine`
@@ -71,7 +71,7 @@ void incIndent(std::int32_t delta);
 /// Begins a line: writes `animIndentString`, or only a newline while that is null.
 void animWriteNewLine(std::FILE* stream);
 
-// -------------------------------------------------------------------------------------- vectors
+// --- Vectors -------------------------------------------------------------------------------------
 
 /// A point or direction.
 struct Vector {
@@ -92,7 +92,7 @@ int hvectorWriteAsciiAnimation(std::FILE* stream, const HVector* vector);
 int vectorReadAsciiAnimation(std::FILE* stream, Vector* vector);
 int hvectorReadAsciiAnimation(std::FILE* stream, HVector* vector);
 
-// ----------------------------------------------------------------------- animatable numbers
+// --- Animatable numbers --------------------------------------------------------------------------
 
 /// Writes the curve, or, when it is null, the number. Always 1.
 int valueWriteAsciiAnimation(std::FILE* stream, float value, const Fcurve* curve);
@@ -113,7 +113,7 @@ int value3WriteAsciiAnimation(std::FILE* stream, float x, float y, float z, cons
 int value3ReadAsciiAnimation(std::FILE* stream, float* x, float* y, float* z, Fcurve** xCurve,
                              Fcurve** yCurve, Fcurve** zCurve);
 
-// --------------------------------------------------------------------------- animated positions
+// --- Animated positions --------------------------------------------------------------------------
 
 /// An animated position except for its curves, which are in the curve array of the camera or light
 /// that has the position.
@@ -145,7 +145,7 @@ int positionReadAsciiAnimation(std::FILE* stream, Vector* fixed, Fcurve** timing
                                char** constraintName, std::int16_t* constraintType, Fcurve** xCurve,
                                Fcurve** yCurve, Fcurve** zCurve, char** pathModelName);
 
-// ------------------------------------------------------------------------------------- notices
+// --- Notices -------------------------------------------------------------------------------------
 //
 // The result of a reader or writer does not show that unknown words were skipped, long ones cut, or
 // values dropped for which a format has no place. Set an observer to be told of each such event as
@@ -169,7 +169,7 @@ enum class AnimNoticeKind : std::uint8_t {
     LineEnds,  ///< the file has line ends of another system; `word`: "DOS line ends" or "old Mac
                ///< line ends"; reported once, and no UnknownWord, Missing or BadNumber after it
     // The call returns its failure value (0 or null).
-    Failed, ///< `detail`: why ("Input/output error"); the message stream says it too
+    Failed, ///< `detail`: why ("Input/output error"); also printed on the message stream
     // Notes: properties of the format; nothing has gone wrong.
     Kept,     ///< an unknown word, kept unchanged and written back
     Version,  ///< the version that the header gave, where it decides how keys are read; `word`: the

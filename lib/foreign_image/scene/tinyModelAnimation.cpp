@@ -44,7 +44,7 @@ struct Draft {
 using Row = table::Row<Draft>;
 using Rows = table::CurveRows<Draft>;
 
-// ----------------------------------------------------------------------------------------- values
+// --- Values --------------------------------------------------------------------------------------
 
 constexpr const char* kShapeTypes[] = {"", "LINEAR", "CARDINAL"};
 constexpr table::Choice kShapeWords = {kShapeTypes};
@@ -93,7 +93,7 @@ constexpr Row selectionState(std::string_view word) {
             }};
 }
 
-// ----------------------------------------------------------------------------------------- shapes
+// --- Shapes --------------------------------------------------------------------------------------
 
 /// Begins a new shape of the node.
 bool addShape(Draft& draft) {
@@ -155,7 +155,7 @@ void writeShapes(std::FILE* stream, const Model& node) {
     incIndent(-1);
 }
 
-// ------------------------------------------------------------------------------------------ words
+// --- Words ---------------------------------------------------------------------------------------
 
 bool endsContents(std::string_view word);
 
@@ -229,7 +229,7 @@ bool endsContents(std::string_view word) {
     return word == "MODEL" || table::find(kRows, word) != nullptr || sceneOpensElement(word);
 }
 
-// ---------------------------------------------------------------------------------------- entries
+// --- Entries -------------------------------------------------------------------------------------
 
 /// Makes a node the current one and attaches it to the entry `parent`; the first is the root.
 bool addNode(Draft& draft, std::size_t parent, char* name) {

@@ -13,7 +13,7 @@ namespace {
 
 using table::Outcome;
 
-// ------------------------------------------------------------------------------------------ paths
+// --- Paths ---------------------------------------------------------------------------------------
 
 template <int Index>
 constexpr SceneRow path(std::string_view word) {
@@ -45,7 +45,7 @@ bool hasPaths(const Scene& scene) {
                        [](const char* path) { return path != nullptr && *path != '\0'; });
 }
 
-// ----------------------------------------------------------------------------------- frames, rate
+// --- Frames, rate --------------------------------------------------------------------------------
 
 /// The members on the "FRAME" line, in the line's order.
 constexpr std::int16_t Scene::*kFrameLine[] = {&Scene::frameStart, &Scene::frameEnd,
@@ -83,7 +83,7 @@ constexpr SceneRow wholePart(std::string_view word) {
             }};
 }
 
-// --------------------------------------------------------------------------------------- elements
+// --- Elements ------------------------------------------------------------------------------------
 
 /// Appends `element` at the end of a list, to which `end` points.
 template <typename Element>
@@ -140,7 +140,7 @@ Outcome readWave(std::FILE* stream, SceneDraft& b) {
     return opaqueRead(text::Reader::on(stream), animToken, sceneIsWord, b.waveEnd);
 }
 
-// -------------------------------------------------------------------------------- read and dropped
+// --- Read and dropped ----------------------------------------------------------------------------
 
 /// Reports the current token as a word that the record cannot hold, before `Read` skips its value.
 template <auto Read>
@@ -194,7 +194,7 @@ Outcome dropLayout(std::FILE* stream, SceneDraft& b) {
     return table::readBlock(stream, kLayoutRows, b);
 }
 
-// ------------------------------------------------------------------------------------------ tables
+// --- Tables --------------------------------------------------------------------------------------
 
 constexpr SceneRow kFrontRows[] = {
     {"FILE_PATH", readPaths, writePaths, hasPaths},

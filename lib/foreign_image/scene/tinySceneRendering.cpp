@@ -13,7 +13,7 @@ constexpr const char* kReader = "SceneReadAsciiAnimation";
 constexpr std::int32_t kDefaultWidth = 720;
 constexpr std::int32_t kDefaultHeight = 486;
 
-// ---------------------------------------------------------------------------------- picture block
+// --- Picture block -------------------------------------------------------------------------------
 
 using PictureRow = table::Row<ScenePicture>;
 
@@ -72,7 +72,7 @@ constexpr PictureRow kPictureRows[] = {
     size<&ScenePicture::height>("HEIGHT", hasSize),
 };
 
-// ------------------------------------------------------------------------------ rendering keywords
+// --- Rendering keywords --------------------------------------------------------------------------
 
 using Row = SceneRow;
 using Rows = table::Rows<SceneDraft>;

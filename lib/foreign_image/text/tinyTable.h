@@ -136,7 +136,7 @@ int writeDeeper(std::FILE* stream, const Rows& rows, const Record& record) {
     return 1;
 }
 
-// ----------------------------------------------------------------------------------------- words
+// --- Words ---------------------------------------------------------------------------------------
 
 /// The index of `word` among `names`, or -1.
 [[nodiscard]] constexpr int indexOf(std::span<const char* const> names, std::string_view word) {

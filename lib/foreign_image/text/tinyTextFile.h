@@ -45,7 +45,7 @@ void reportSurplus(std::FILE* stream);
 
 } // namespace binary
 
-// ------------------------------------------------------------------------------- implementation
+// --- Implementation ------------------------------------------------------------------------------
 
 namespace textfile {
 

@@ -16,7 +16,7 @@
 
 namespace text {
 
-// ---------------------------------------------------------------------------- text to number
+// --- Text to number ------------------------------------------------------------------------------
 
 /// As `atoi`: leading white space, a sign, digits; 0 when there are none. Beyond 64 bits it is
 /// clamped; then the low 32 bits are kept. A word with other characters, or with a value outside
@@ -47,7 +47,7 @@ struct ParsedFloat {
 /// range is reported as a bad number, a fraction as dropped by the format.
 [[nodiscard]] std::int16_t toShort(float value, const char* word);
 
-// ---------------------------------------------------------------------------- number to text
+// --- Number to text ------------------------------------------------------------------------------
 
 /// Writes the characters of `characters`.
 void put(std::FILE* stream, std::string_view characters);

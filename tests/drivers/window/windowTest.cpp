@@ -293,7 +293,7 @@ TEST(Window, TakesNoProcessorTimeWhileItWaits) {
     });
 }
 
-// ---- Waiting for the link and the window at once ----------------------------------------------
+// --- Waiting for the link and the window at once -------------------------------------------------
 
 long linesOf(Program& program, const std::string& line) {
     const std::string& out = program.out();

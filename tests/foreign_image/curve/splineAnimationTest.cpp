@@ -69,7 +69,7 @@ TEST_F(SplineAnimationTest, WritesAndReadsItsLines) {
     EXPECT_EQ(splineWriteAsciiAnimation(nullptr, nullptr), 0);
 }
 
-// ------------------------------------------------------------------------------------- positions
+// --- Positions -----------------------------------------------------------------------------------
 
 /// A curve without keys, as it is written.
 std::string curveLines(const char* channel) {

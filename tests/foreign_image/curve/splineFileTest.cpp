@@ -202,7 +202,7 @@ TEST_F(SplineFileTest, MorePointsThanTheRecordCounts) {
     EXPECT_EQ(notices(), "cut position 2;");
 }
 
-// ---------------------------------------------------------------------------------------- binary
+// --- Binary --------------------------------------------------------------------------------------
 
 std::string prototypeSection(const std::vector<int>& spline, const std::vector<int>& point) {
     std::string bytes = "PROT";
@@ -286,7 +286,7 @@ TEST_F(SplineFileTest, TheWriterReportsUnknownTokens) {
     EXPECT_EQ(messages(), "Error: tinySpline: 298: illegal token: 77\n");
 }
 
-// ----------------------------------------------------------------------------------------- files
+// --- Files ---------------------------------------------------------------------------------------
 
 TEST_F(SplineFileTest, WhatIsNoSplineFileGivesNone) {
     const std::string cases[] = {
@@ -330,7 +330,7 @@ TEST_F(SplineFileTest, BothFlavoursHoldTheSame) {
     EXPECT_EQ(fileOf(read(binary).get(), 1), binary);
 }
 
-// --------------------------------------------------------------------------------------- records
+// --- Records -------------------------------------------------------------------------------------
 
 TEST_F(SplineFileTest, TypesByName) {
     const std::pair<const char*, int> cases[] = {{"LINEAR", 0},   {"BEZIER", 1}, {"BSPLINE", 2},

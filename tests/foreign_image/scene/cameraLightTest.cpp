@@ -50,7 +50,7 @@ class BlockText : public AnimText {
 using CameraText = BlockText;
 using LightText = BlockText;
 
-// ------------------------------------------------------------------------------------------ camera
+// --- Camera --------------------------------------------------------------------------------------
 
 const std::string kDefaultCamera =
     lines(1, "POSITION STATIC|   0 0 20|INTEREST STATIC|   0 0 0|ROLL 0|YAW_PITCH_ROLL 0 0 0|"
@@ -109,7 +109,7 @@ TEST_F(CameraText, AModeWithoutAWordWritesNoneAndOtherLevelsAreSilent) {
     }
 }
 
-// ------------------------------------------------------------------------------------------- light
+// --- Light ---------------------------------------------------------------------------------------
 
 const std::string kLightHead = lines(
     1, "COLOUR 0 0 0|FALL_OFF_START 0|FALL_OFF_END 0|SHADOW_FACTOR 0|POSITION STATIC|   0 0 0");

@@ -284,7 +284,7 @@ TEST_F(SceneFile, ListsKeepTheirOrder) {
     EXPECT_EQ(scene->splines->next->spline->type, kSplineBezier);
 }
 
-// ------------------------------------------------------------------------------------------- trees
+// --- Trees ---------------------------------------------------------------------------------------
 
 /// The trees of a scene as "name<parent" in walk order, "-" for no name.
 std::string trees(const Scene* scene) {
@@ -401,7 +401,7 @@ TEST_F(SceneFile, ShapesKeepTheirCurves) {
     expectFixed(scene.get());
 }
 
-// ------------------------------------------------------------------------------------------- waves
+// --- Waves ---------------------------------------------------------------------------------------
 
 struct WaveCase {
     const char* name;
@@ -434,7 +434,7 @@ TEST_F(SceneFile, WavesAreKeptAsText) {
     }
 }
 
-// ------------------------------------------------------------------------------------------- files
+// --- Files ---------------------------------------------------------------------------------------
 
 std::string sampleBytes() {
     return contentOf(TDR_SOURCE_DIR "/samples/lighthouse.scn");

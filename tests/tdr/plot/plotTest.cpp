@@ -127,8 +127,7 @@ class BrowserTest : public PlotTest {
     }
 };
 
-// -------------------------------------------------------------------------------------- in a
-// browser
+// --- In a browser --------------------------------------------------------------------------------
 
 TEST_F(BrowserTest, aCurveIsSolidBetweenItsKeysAndBrokenOutside) {
     plot({sample("lighthouse.scn"), "--curve", "cam_fov", "--frames", "-100-400"});
@@ -210,7 +209,7 @@ TEST_F(BrowserTest, namesFromTheFileAreTextAndNothingElse) {
     }
 }
 
-// ---------------------------------------------------------------------------------------- contents
+// --- Contents ------------------------------------------------------------------------------------
 
 TEST_F(PlotTest, theCurvesOfAScene) {
     const std::string svg = plot({sample("lighthouse.scn")});

@@ -28,7 +28,7 @@ class SceneTest : public CommandTest {
     }
 };
 
-// -------------------------------------------------------------------------------------------- info
+// --- Info ----------------------------------------------------------------------------------------
 
 TEST_F(SceneTest, infoTellsWhatASceneHolds) {
     const Ended ended = run({"info", sample("lighthouse.scn")});
@@ -135,7 +135,7 @@ TEST_F(SceneTest, aBigFileTakesLittleMemoryAndTooLittleIsSaid) {
 }
 #endif
 
-// ------------------------------------------------------------------------------------------- check
+// --- Check ---------------------------------------------------------------------------------------
 
 TEST_F(SceneTest, checkTellsEachLossOnceWithItsLine) {
     const std::string curve = "CAMERA \n   FIELD_OF_VIEW \nCURVE_TYPE CAM_FOV \nKEYS 2 \n"
@@ -271,7 +271,7 @@ TEST_F(SceneTest, usageErrorsExitWith2) {
     EXPECT_TRUE(namesIn(files().path()).empty());
 }
 
-// ----------------------------------------------------------------------------------------- writing
+// --- Writing -------------------------------------------------------------------------------------
 
 TEST_F(SceneTest, formatWritesTheSamplesAsTheyAre) {
     for (const char* name : {"lighthouse.scn", "vase.spl", "desk_lamp.hrc"}) {
