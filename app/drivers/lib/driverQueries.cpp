@@ -84,7 +84,7 @@ int TDR_Driver::sendLongs(short code, const std::int32_t* values, int count) {
     return sendReply();
 }
 
-// A text that does not fit a packet gives an error reply: every query gets exactly one packet.
+/// A text that does not fit a packet gives an error reply: every query gets exactly one packet.
 int TDR_Driver::sendText(short code, const char* text) {
     if (std::strlen(text) >= static_cast<std::size_t>(ipc::kMaxChars)) {
         return sendError();

@@ -53,7 +53,7 @@ struct Damage {
 
 } // namespace
 
-// Plain data, so that a long jump out of functions with a reference to it skips no destructor.
+/// Plain data, so that a long jump out of functions with a reference to it skips no destructor.
 struct BufferWindow::State {
     int width = 0; // of the window, at least 1
     int height = 0;
@@ -116,17 +116,17 @@ bool runToTheEnd(void (*work)(Data&), Data& data) {
     return true;
 }
 
-// Xlib's data for a lost connection (about 80 KiB) cannot be freed. The latest are remembered, so
-// that leak checkers do not report them.
+/// Xlib's data for a lost connection (about 80 KiB) cannot be freed. The latest are remembered, so
+/// that leak checkers do not report them.
 void remember(const void* lost) {
     static std::array<const void*, 128> all;
     static std::atomic<std::size_t> count = 0;
     all[count++ % all.size()] = lost;
 }
 
-// Runs `work`, which may call Xlib and must not have objects with destructors on its stack. False
-// when a connection was lost meanwhile, even one that Xlib was still opening: its descriptor is
-// then closed, and the connection must not be used.
+/// Runs `work`, which may call Xlib and must not have objects with destructors on its stack. False
+/// when a connection was lost meanwhile, even one that Xlib was still opening: its descriptor is
+/// then closed, and the connection must not be used.
 template <typename Data>
 bool shielded(void (*work)(Data&), Data& data) {
     static_assert(std::is_trivially_destructible_v<Data>);
@@ -148,7 +148,7 @@ bool shielded(void (*work)(Data&), Data& data) {
 
 using State = BufferWindow::State;
 
-// The requested visual, the screen's own, or the deepest one in true colour.
+/// The requested visual, the screen's own, or the deepest one in true colour.
 bool findVisual(const State& state, XVisualInfo& found) {
     const int screen = DefaultScreen(state.display);
     const int preferred = state.depth != 0 ? state.depth : DefaultDepth(state.display, screen);
@@ -163,7 +163,7 @@ bool findVisual(const State& state, XVisualInfo& found) {
     return false;
 }
 
-// An image of the window's width with as many rows as fit the buffer, in the server's layout.
+/// An image of the window's width with as many rows as fit the buffer, in the server's layout.
 bool makeStrip(State& state, const XVisualInfo& visual) {
     XImage* strip =
         XCreateImage(state.display, visual.visual, static_cast<unsigned>(visual.depth), ZPixmap, 0,
@@ -181,7 +181,7 @@ bool makeStrip(State& state, const XVisualInfo& visual) {
     return true;
 }
 
-// The drawing area's lower left corner is at the margins from that of the screen.
+/// The drawing area's lower left corner is at the margins from that of the screen.
 int topOf(const State& state) {
     const int screenHeight = DisplayHeight(state.display, DefaultScreen(state.display));
     return screenHeight - kMargin - state.height;
@@ -203,7 +203,7 @@ void createWindow(State& state, const XVisualInfo& visual) {
     state.gc = XCreateGC(display, state.window, 0, nullptr);
 }
 
-// With static gravity the position is that of the drawing area, not of the manager's frame.
+/// With static gravity the position is that of the drawing area, not of the manager's frame.
 void setHints(State& state) {
     XSizeHints size{};
     size.flags = USPosition | USSize | PMinSize | PMaxSize | PWinGravity;
@@ -225,7 +225,7 @@ void setHints(State& state) {
     XSetWMProtocols(state.display, state.window, &state.deleteWindow, 1);
 }
 
-// The old property for every window manager, the newer one for those that read UTF-8.
+/// The old property for every window manager, the newer one for those that read UTF-8.
 void setTitle(const State& state) {
     const auto length = static_cast<int>(strnlen(state.title, kMaxTitle));
     const auto* text = reinterpret_cast<const unsigned char*>(state.title);
@@ -355,8 +355,8 @@ void takeEvent(State& state) {
     }
 }
 
-// Everything uncovered while events wait is drawn at once. XPending sends buffered requests and
-// reads new events, so that none are left inside Xlib when it returns 0.
+/// Everything uncovered while events wait is drawn at once. XPending sends buffered requests and
+/// reads new events, so that none are left inside Xlib when it returns 0.
 void takeEventsShielded(State& state) {
     while (!state.closing && XPending(state.display) > 0) {
         while (!state.closing && XPending(state.display) > 0) {

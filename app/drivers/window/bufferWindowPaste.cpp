@@ -6,7 +6,7 @@
 
 namespace {
 
-// Ends early on a signal; the caller checks the window again anyway.
+/// Ends early on a signal; the caller checks the window again anyway.
 void waitForEvent(const BufferWindow& window) {
     pollfd wait{window.eventFd(), POLLIN, 0};
     ::poll(&wait, 1, -1);

@@ -20,7 +20,7 @@
 
 namespace {
 
-// Windows appear and disappear while the tests search for them.
+/// Windows appear and disappear while the tests search for them.
 int ignoreError(Display* /*display*/, XErrorEvent* /*error*/) {
     return 0;
 }
@@ -48,7 +48,7 @@ Family familyOf(Display* display, Window window) {
     return family;
 }
 
-// The window manager puts windows into frames. Without one, a mapped window is viewable.
+/// The window manager puts windows into frames. Without one, a mapped window is viewable.
 bool isManaged(Display* display, Window window) {
     return familyOf(display, window).parent != DefaultRootWindow(display) &&
            isViewable(display, window);

@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-// Declared here, because the window system's header would define names like None in every test.
+/// Declared here, because the window system's header would define names like None in every test.
 struct _XDisplay;
 using WindowId = unsigned long;
 

@@ -54,8 +54,8 @@ void showInDepth(const Request& want) {
     }
 }
 
-// Standard input takes the place of the link's socket. Its number, 0, is the result for an event of
-// the window, so a duplicate is waited on.
+/// Standard input takes the place of the link's socket. Its number, 0, is the result for an event
+/// of the window, so a duplicate is waited on.
 void waitLikeALink(const Request& want) {
     const int socket = ::dup(STDIN_FILENO);
     fd_set sockets;

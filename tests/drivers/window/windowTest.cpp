@@ -21,7 +21,7 @@ std::unique_ptr<Program> paste(const Desk& desk, long width, long height) {
     return desk.start({kShow, "paste", std::to_string(width), std::to_string(height), "picture"});
 }
 
-// The nearest value that a sample of eight bits has in the bits of `mask`.
+/// The nearest value that a sample of eight bits has in the bits of `mask`.
 std::uint32_t sampleOf(std::uint32_t pixel, int shift, std::uint32_t mask) {
     const double highest = static_cast<double>(mask >> std::countr_zero(mask));
     const double sample = static_cast<double>(pixel >> shift & 0xffU);
@@ -36,7 +36,7 @@ std::uint32_t onScreen(std::uint32_t pixel, const Screenshot& shot) {
            sampleOf(pixel, 16, shot.masks[2]) | (depth & ~all);
 }
 
-// The first difference between a screenshot and the pattern; empty if none.
+/// The first difference between a screenshot and the pattern; empty if none.
 std::string firstDifference(const Screenshot& shot, int width, int height) {
     if (shot.width != width || shot.height != height) {
         return "size " + std::to_string(shot.width) + "x" + std::to_string(shot.height);
@@ -53,7 +53,7 @@ std::string firstDifference(const Screenshot& shot, int width, int height) {
     return {};
 }
 
-// Takes screenshots until one shows the whole picture.
+/// Takes screenshots until one shows the whole picture.
 void expectPicture(Desk& desk, WindowId window, int width, int height) {
     std::string difference = "nothing seen";
     eventually("every pixel of the picture", [&] {
@@ -83,7 +83,7 @@ INSTANTIATE_TEST_SUITE_P(Window, OnEveryDesk,
                          ::testing::Values(Desk::Manager::Bare, Desk::Manager::Openbox),
                          managerName);
 
-// The screen is 480 high: a picture's lower edge is at 470, its left edge at 10.
+/// The screen is 480 high: a picture's lower edge is at 470, its left edge at 10.
 TEST_P(OnEveryDesk, ShowsEveryPixelAtItsPlaceUntilEscape) {
     Desk desk("640x480x24", GetParam());
     const auto program = paste(desk, 301, 203);
@@ -181,7 +181,7 @@ TEST(Window, EndsWhateverBefallsIt) {
     }
 }
 
-// Exit status 3 would mean that a connection was left open.
+/// Exit status 3 would mean that a connection was left open.
 TEST(Window, AServerThatGoesWhileItIsOpenedLeavesNothing) {
     Desk desk;
     for (int messages = 1; messages <= 5; ++messages) {
@@ -193,7 +193,7 @@ TEST(Window, AServerThatGoesWhileItIsOpenedLeavesNothing) {
     }
 }
 
-// The picture is large enough that the window is destroyed during drawing.
+/// The picture is large enough that the window is destroyed during drawing.
 TEST(Window, MayBeDestroyedWhileItIsDrawn) {
     Desk desk("3100x2600x24");
     for (int round = 0; round < 3; ++round) {
@@ -281,7 +281,7 @@ TEST(Window, SaysInOneLineWhyThereIsNone) {
     }
 }
 
-// The process sleeps if its state is never "running" in fifty checks in a row.
+/// The process sleeps if its state is never "running" in fifty checks in a row.
 TEST(Window, TakesNoProcessorTimeWhileItWaits) {
     Desk desk;
     const auto program = paste(desk, 64, 48);

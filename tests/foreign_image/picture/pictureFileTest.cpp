@@ -300,7 +300,7 @@ TEST_F(PictureWhole, AFullDiskIsTold) {
     EXPECT_EQ(pictureWriteFile((dir / "no/such/folder").c_str(), small.get(), nullptr), 1);
 }
 
-// A comment that fills its field has no terminating zero in the file.
+/// A comment that fills its field has no terminating zero in the file.
 TEST(PictureNotes, AreReadAndChangedInTheHeadsOfPicturesAndMattesOnly) {
     const std::string notes =
         std::string(80, 'c') + "PICT" + be16(2) + be16(1) + "\x3f\x99\x99\x9a"s + be16(2);

@@ -50,7 +50,7 @@ std::vector<std::uint32_t> shown(ViewSize picture, ViewSize size, const std::vec
     return canvas.pixels();
 }
 
-// The checkerboard's first square is 204. Lines come from the top, pixels leave from the bottom.
+/// The checkerboard's first square is 204. Lines come from the top, pixels leave from the bottom.
 TEST(ViewCanvas, LaysPixelsOverTheCheckerboard) {
     const std::vector<Line> lines = {
         {255, 1, 2, 3, /**/ 0, 9, 9, 9, /**/ 128, 0, 100, 255},
@@ -74,7 +74,7 @@ TEST(ViewCanvas, ChangesSquaresEveryEightPixels) {
     EXPECT_EQ(at(16, 7), grey(204));
 }
 
-// A pixel shown covers 1.5 of the picture's in each direction: weights 2 and 1 of 3.
+/// A pixel shown covers 1.5 of the picture's in each direction: weights 2 and 1 of 3.
 TEST(ViewCanvas, ReducesByTheMeanOfTheAreaCovered) {
     const auto line = [](std::uint8_t a, std::uint8_t b, std::uint8_t c) {
         return Line{255, a, a, a, 255, b, b, b, 255, c, c, c};
@@ -88,7 +88,7 @@ TEST(ViewCanvas, ReducesByTheMeanOfTheAreaCovered) {
               expected);
 }
 
-// Half of the area is opaque white, the other half has an invisible colour.
+/// Half of the area is opaque white, the other half has an invisible colour.
 TEST(ViewCanvas, WeighsColoursByTheirAlpha) {
     const Line line = {255, 255, 255, 255, 0, 0, 0, 0};
     EXPECT_EQ(shown({2, 1}, {1, 1}, {line}), std::vector{grey(230)}); // (255 + 204) / 2 = 229.5
@@ -102,7 +102,7 @@ TEST(ViewCanvas, RepeatsPixelsWhenItStretches) {
               (std::vector{left, left, right, right, left, left, right, right}));
 }
 
-// Every sum at its largest, in one direction and in the other.
+/// Every sum at its largest, in one direction and in the other.
 TEST(ViewCanvas, KeepsWhiteWhiteAtTheLargestSize) {
     const Line white(std::size_t{4} * 32767, 255);
     EXPECT_EQ(shown({32767, 1}, {1, 5}, {white}), std::vector<std::uint32_t>(5, grey(255)));

@@ -103,7 +103,7 @@ TEST_F(View, ReducesWhatDoesNotFitTheScreen) {
     expectClosing(*program, window);
 }
 
-// Red of 100 and alpha of 200: 100 unchanged, 127.5 if it was multiplied by alpha.
+/// Red of 100 and alpha of 200: 100 unchanged, 127.5 if it was multiplied by alpha.
 TEST_F(View, DividesColoursByTheirAlphaWhenAsked) {
     const std::string pixel = support::bytes({100, 0, 0, 200});
     const auto program =
