@@ -63,7 +63,7 @@ TEST_F(UtilsTest, NumbersConvertAsTheLibraryDoes) {
         EXPECT_EQ(text::toFloat(chars), static_cast<float>(real)) << word;
     }
     for (const char* word : {"INF", "-infinity", "INFINITE", "nan(1)"}) {
-        EXPECT_EQ(text::toFloat(word), 0.0F) << word << ", which is no number here";
+        EXPECT_EQ(text::toFloat(word), 0.0F) << word << ", which is not a number here";
     }
 }
 

@@ -169,8 +169,9 @@ class TDR_Driver {
   protected:
     using CommandText = std::unique_ptr<char[]>;
 
-    /// Sets every member to its default. Called by the constructor; a derived class sets up its own
-    /// state in its own constructor, after this.
+    /// Sets identity, settings and buffers to their defaults; link and commands are unchanged.
+    /// Called by the constructor; a derived class sets up its own state in its own constructor,
+    /// after this.
     void initialize();
 
     /// Releases everything in the order of shutdown: the link, then the file (with its post-write

@@ -53,7 +53,7 @@ class TDR_SoftimageFilter : public TDR_Driver {
     [[nodiscard]] bool isOpenFor(Transfer transfer) const override;
 
   protected:
-    /// Sets the identity and the initial value of every member; 0.
+    /// Sets the identity and releases the file with its state; 0.
     int initialize();
     /// Releases the file and all that belongs to it.
     void cleanup();
