@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A system that lacks a call, or refuses it.
+// A system without a call, or one that refuses it.
 #pragma once
 
 #include <cstddef>

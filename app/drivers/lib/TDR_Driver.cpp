@@ -106,9 +106,9 @@ int TDR_Driver::waitForIPCMessage() {
         link ? link->receive(IPC_QUEUE_SOCKETS, IPC_BLOCKING_FOREVER, 0, 0, &data) : -2;
     if (result == -2) {
         // Kept: After a broken link the last packet is examined once more.
-        // One would expect the event to end here. Instead the buffer goes through the checks below
-        // like a new packet: a reply is addressed to the host and dropped, an unanswered request is
-        // carried out again. The loop ends after this event.
+        // A reader would expect the event to end here. Instead the buffer goes through the checks
+        // below like a new packet: a reply is addressed to the host and dropped, an unanswered
+        // request is carried out again. The loop ends after this event.
         gExitFlag = 1;
     } else if (result == -1 || result == 0) {
         base::say("%s: Error reading socket data (%d)\n", me, result);

@@ -136,12 +136,12 @@ const TDR_Driver::Actions::Row* TDR_Driver::Actions::find(std::int16_t wanted) {
         {ipc::kActionGetCache, BlockRequests::getCache, 4},
         {ipc::kActionGetLine, BlockRequests::getLine, 5},
         // Kept: Tile requests need 999 longs.
-        // One would expect the counts of the other transfers. A packet holds 256 longs, so tiles
-        // cannot be used, and every request is dropped without a reply.
+        // A reader would expect the counts of the other transfers. A packet holds 256 longs, so
+        // tiles cannot be used, and every request is dropped without a reply.
         {ipc::kActionGetTile, call<&TDR_Driver::getTile>, 999, Text::Any, BadCount::Silent},
         {ipc::kActionGetStamp, BlockRequests::getStamp, 4},
         // Kept: Put cache runs after the error reply.
-        // One would expect a request with a bad count to end there. It is carried out with the
+        // A reader would expect a request with a bad count to end there. It is carried out with the
         // contents of the long slots and answered a second time.
         {ipc::kActionPutCache, BlockRequests::putCache, 4, Text::Any, BadCount::ErrorThenRun},
         {ipc::kActionPutLine, BlockRequests::putLine, 5},
@@ -149,14 +149,15 @@ const TDR_Driver::Actions::Row* TDR_Driver::Actions::find(std::int16_t wanted) {
         {ipc::kActionPutStamp, BlockRequests::putStamp, 4},
         {ipc::kActionSetStartCell, call<&TDR_Driver::setStartCell>, 1},
         // Kept: Set end cell does not answer a bad count.
-        // One would expect the error reply that set start cell gives.
+        // A reader would expect the error reply that set start cell gives.
         {ipc::kActionSetEndCell, call<&TDR_Driver::setEndCell>, 1, Text::Any, BadCount::Silent},
         {ipc::kActionConnectToFile, connectToFile, 2, Text::One},
         {ipc::kActionDisconnectFromFile, disconnectFromFile},
         {ipc::kActionSetPreReadCommand, callWithText<&TDR_Driver::setPreReadCommand>, kAnyLongs,
          Text::OneNotEmpty},
         // Kept: Set post-write command accepts one string or a string area.
-        // One would expect both conditions, as for the pre-read command. Either is enough here.
+        // A reader would expect both conditions, as for the pre-read command. Either is enough
+        // here.
         {ipc::kActionSetPostWriteCommand, callWithText<&TDR_Driver::setPostWriteCommand>, kAnyLongs,
          Text::OneOrNotEmpty},
     };

@@ -23,8 +23,8 @@ int TDR_Driver::setTiling(long width, long height) {
 
 int TDR_Driver::setStampBounds([[maybe_unused]] long width, long height) {
     // Kept: The stamp's height is stored as its width.
-    // One would expect both values to be stored in order. The first is ignored, and the second is
-    // stored in the first slot.
+    // A reader would expect both values to be stored in order. The first is ignored, and the second
+    // is stored in the first slot.
     stampBounds[0] = static_cast<std::int32_t>(height);
     return 0;
 }

@@ -41,8 +41,8 @@ int TDR_Driver::checkFilePermissions(const char* path, int forWriting, char* dir
         copyText(whole, baseName);
     } else {
         // Kept: A file directly under the root directory is refused.
-        // One would expect "/x.pic" to be in "/". The text before its slash is empty, and an empty
-        // directory cannot be searched.
+        // A reader would expect "/x.pic" to be in "/". The text before its slash is empty, and an
+        // empty directory cannot be searched.
         copyText(whole.substr(0, slash), directory);
         copyText(whole.substr(slash + 1), baseName);
     }
@@ -52,8 +52,8 @@ int TDR_Driver::checkFilePermissions(const char* path, int forWriting, char* dir
     }
     if (forWriting != 0) {
         // Kept: Write permission is tested but the outcome is ignored.
-        // One would expect a read-only file to be refused here. Only a directory that cannot be
-        // searched is; the open decides.
+        // A reader would expect a read-only file to be refused here. Only a directory that cannot
+        // be searched is; the open decides.
         const bool writable =
             access(copy, F_OK) == 0 ? access(copy, W_OK) == 0 : access(directory, W_OK) == 0;
         static_cast<void>(writable);

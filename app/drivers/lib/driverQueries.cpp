@@ -142,8 +142,8 @@ int TDR_Driver::sendIthFormat(int i) {
     beginReply(replyCode(ipc::kQueryIthFormat));
     if (i < 0 || i >= formatCount || formats == nullptr) {
         // Kept: A format that does not exist leaves 0, 8, 8 in slots that are not counted.
-        // One would expect an error reply or unchanged slots. The reply carries no longs, which
-        // marks the end of the format list.
+        // A reader would expect an error reply or unchanged slots. The reply carries no longs,
+        // which marks the end of the format list.
         std::copy_n(std::initializer_list<std::int32_t>{0, 8, 8}.begin(), 3, data.longdata);
         return sendReply();
     }

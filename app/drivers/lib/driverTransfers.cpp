@@ -60,8 +60,8 @@ void TDR_Driver::enterCell(std::int32_t cell) {
         return;
     }
     // Kept: A cell that was set by request stays marked as changed.
-    // One would expect the mark to be cleared once the cell was read. It stays, so every later get
-    // request runs the pre-read command.
+    // A reader would expect the mark to be cleared once the cell was read. It stays, so every later
+    // get request runs the pre-read command.
     currentCell = cell;
     if (runsCommandsAroundTransfers(accessModes)) {
         executePreReadCommand();

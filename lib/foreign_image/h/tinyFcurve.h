@@ -87,7 +87,7 @@ void fcurveDispose(Fcurve** curve);
 /// Frees the keys and sets the pointer to null. Accepts null, and a pointer to null.
 void fcvkeyDispose(FcvKey** keys);
 
-/// Disposes of every curve in the array, which itself stays the caller's. Does nothing when the
+/// Disposes of every curve in the array; the caller keeps the array itself. Does nothing when the
 /// array is null or `count` is below 1.
 void fcurveArrayDispose(Fcurve** curves, int count);
 

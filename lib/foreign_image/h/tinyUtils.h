@@ -194,7 +194,7 @@ enum class AnimSeverity : std::uint8_t { Loss, Failure, Note };
 /// file, or "".
 struct AnimNotice {
     AnimNoticeKind kind;
-    const char* word;        ///< the word concerned, as far as it was kept
+    const char* word;        ///< the word concerned, cut to its limit
     std::int64_t line = 0;   ///< text that is read: line on which the word begins, from 1; else 0
     std::int64_t byte = -1;  ///< binary file that is read: offset, from 0; else -1
     const char* detail = ""; ///< by kind, see there; a phrase without capital and full stop

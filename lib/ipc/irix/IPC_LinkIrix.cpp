@@ -81,8 +81,8 @@ IPC_LinkIrix::IPC_LinkIrix(short localIdGiven, short localSubIdGiven, int port)
 IPC_LinkIrix::~IPC_LinkIrix() {
     close();
     // Kept: Destroying a socket link lowers the population by two.
-    // One would expect it to be lowered once, because creating the link raises it once; the base
-    // class lowers it again.
+    // A reader would expect it to be lowered once, because creating the link raises it once; the
+    // base class lowers it again.
     --population;
     cleanup();
 }
@@ -160,8 +160,8 @@ void IPC_LinkIrix::connect(int port) {
         linkStatus = 1;
     }
     // Kept: The parent's ids are stored even if the handshake failed.
-    // One would expect them to stay unknown. They come from the packet buffer, which holds this
-    // end's own request if no reply arrived.
+    // A reader would expect them to stay unknown. They come from the packet buffer, which holds
+    // this end's own request if no reply arrived.
     peerId = packet.datacmd[ipc::kWordSenderId];
     peerSubId = packet.datacmd[ipc::kWordSenderSubId];
     parentPid = packet.longdata[0];
@@ -183,7 +183,7 @@ int IPC_LinkIrix::transmit(IPC_DataPacket* p, int stampSender) {
     base::say("IPC_LinkIrix: Broken pipe detected - closing link.\n");
     hangUp();
     // Kept: A broken pipe returns the value of killOnDestroy.
-    // One would expect a negative result; a broken pipe shows in the closed link.
+    // A reader would expect a negative result; a broken pipe shows in the closed link.
     return killOnDestroy;
 }
 

@@ -25,7 +25,7 @@ constexpr FailureText kFailureTexts[] = {
     {PeerFailure::SocketName, "createsocket: getsockname", kNoSocket},
     {PeerFailure::Listen, "createsocket: listen", kNoSocket},
     // Kept: A failed fork is reported as sproc.
-    // One would expect the name of the call.
+    // A reader would expect the name of the call.
     {PeerFailure::Fork, "doexec: sproc", nullptr},
     {PeerFailure::Died, "doexec: prctl", nullptr},
     {PeerFailure::Accept, nullptr, "doexec: Failed to open.\n"},

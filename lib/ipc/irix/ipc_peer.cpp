@@ -58,8 +58,8 @@ constexpr Description kDescriptions[] = {
 
 Trouble checkProgram(const PeerOptions& options) {
     // Kept: The program is tested at its path but executed by a search of PATH.
-    // One would expect both to be the same file. A name without a slash must be executable in the
-    // current directory, but the first program of that name along PATH runs.
+    // A reader would expect both to be the same file. A name without a slash must be executable in
+    // the current directory, but the first program of that name along PATH runs.
     if (access(options.path.c_str(), X_OK) != 0) {
         return {PeerFailure::NotExecutable, errno};
     }

@@ -69,9 +69,9 @@ int awaitReply(int fd) {
             continue;
         }
         // Kept: A reply to the init request must come within the first second.
-        // One would expect each of the five tries to watch the socket. The set is not filled again
-        // after a try that timed out, so the later ones only wait, and the child gives up after
-        // about five seconds.
+        // A reader would expect each of the five tries to watch the socket. The set is not filled
+        // again after a try that timed out, so the later ones only wait, and the child gives up
+        // after about five seconds.
         ++tries;
         timeout = kReplyTry;
     }
@@ -117,7 +117,8 @@ int getinitdata(short /*localId*/, short /*localSubId*/, int fd, IPC_DataPacket*
     const int ready = awaitReply(fd);
     if (ready < 0) {
         // Kept: The message about a failed select in the handshake has a newline before the reason.
-        // One would expect the prefix and the reason on one line; the prefix carries a newline.
+        // A reader would expect the prefix and the reason on one line; the prefix carries a
+        // newline.
         base::sayError("getinitdata: select error\n", errno);
         return -1;
     }
@@ -129,8 +130,8 @@ int getinitdata(short /*localId*/, short /*localSubId*/, int fd, IPC_DataPacket*
         return -1;
     }
     // Kept: The class of the parent's init reply is not checked.
-    // One would expect class 1 to be required. Parents that started the child answer with class 1,
-    // parents that asked a running process to connect with class 3.
+    // A reader would expect class 1 to be required. Parents that started the child answer with
+    // class 1, parents that asked a running process to connect with class 3.
     if (p->datacmd[ipc::kWordCode] == ipc::kInitDataReady) {
         return 1;
     }

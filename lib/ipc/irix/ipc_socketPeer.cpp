@@ -119,8 +119,8 @@ int greetInvited(ipc::Ends ends, int fd, fd_set* set) {
         return -1;
     }
     // Kept: A process that was asked to connect gets class 3 and the process id as its reply.
-    // One would expect the answer that a started program gets (class 1, no long), and a check of
-    // the received class as there.
+    // A reader would expect the answer that a started program gets (class 1, no long), and a check
+    // of the received class as there.
     ipc::fillHeader(packet, ends, ipc::kClassInit, ipc::kInitDataReady);
     packet.numof_longs = 1;
     packet.longdata[0] = getpid();

@@ -30,8 +30,8 @@ int clogged_pipe() {
     setSigpipeAction(clogged);
     pthread_sigmask(SIG_UNBLOCK, &pipe, nullptr);
     // Kept: After each packet SIGPIPE has its default action.
-    // One would expect the previous action to be restored. It is reset instead; a host with its own
-    // action sends with ipc::sendPacket.
+    // A reader would expect the previous action to be restored. It is reset instead; a host with
+    // its own action sends with ipc::sendPacket.
     setSigpipeAction(SIG_DFL);
     return hair_ball;
 }

@@ -92,7 +92,7 @@ int getsockfd(fd_set* set, IPC_QUEUE_MODE queueMode, IPC_BLOCKING_MODE blockingM
         return -2;
     }
     // Kept: The message for a wait without a result names getsockgd.
-    // One would expect the function's own name.
+    // A reader would expect the function's own name.
     base::say("getsockgd: False condition\n");
     return -1;
 }

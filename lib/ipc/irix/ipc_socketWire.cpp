@@ -19,8 +19,8 @@ bool writeField(int fd, const ipc::WireField& field, IPC_DataPacket& packet) {
     std::uint8_t bytes[ipc::kMaxFieldBytes];
     ipc::copyElements(bytes, ipc::placeOf(field, packet), field.elementSize, n);
     // Kept: A short write of a packet's field counts as written.
-    // One would expect the rest to be written after it. The sockets are blocking, so a short write
-    // happens only just before a failure, which then affects the next field.
+    // A reader would expect the rest to be written after it. The sockets are blocking, so a short
+    // write happens only just before a failure, which then affects the next field.
     return write(fd, bytes, n * field.elementSize) >= 0;
 }
 

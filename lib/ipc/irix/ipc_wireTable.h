@@ -36,12 +36,12 @@ struct WireField {
 
 inline constexpr auto kTell = OnFailedWrite::TellThenAsk;
 // Kept: Long and float payloads report a broken pipe without a message.
-// One would expect every field to print its message when its write fails. These two check for a
-// broken pipe first and then print nothing; callers print their own line.
+// A reader would expect every field to print its message when its write fails. These two check for
+// a broken pipe first and then print nothing; callers print their own line.
 inline constexpr auto kAsk = OnFailedWrite::AskThenTell;
 
 // Kept: The last five texts for failed reads have no full stop.
-// One would expect all nine to end alike.
+// A reader would expect all nine to end alike.
 //
 // Each string has its own zero byte, so there are never more strings than characters.
 inline constexpr WireField kFields[] = {
