@@ -39,7 +39,7 @@ TEST_F(SessionTest, aProgramThatIsNoneSaysWhy) {
         {folder() / "notExecutable", "Permission denied"},
         {folder() / "noProgram", "exit status 127"}, // the shell is tried on it
         {folder().path().string(), "Permission denied"},
-        {"sh", "not there"}, // a name alone is not searched along PATH
+        {"sh", "does not exist"}, // a name alone is not searched along PATH
     };
     for (const Case& c : cases) {
         const auto driver = Driver::start(c.program);

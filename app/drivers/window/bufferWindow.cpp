@@ -377,8 +377,8 @@ void closeShielded(State& state) {
 
 bool refused(long width, long height, const std::uint32_t* pixels) {
     if (width < 0 || height < 0 || width > kMaxSide || height > kMaxSide) {
-        base::say("BufferWindow: %ld x %ld is no size of a window (0 to %ld).\n", width, height,
-                  kMaxSide);
+        base::say("BufferWindow: %ld x %ld is not the size of a window (0 to %ld).\n", width,
+                  height, kMaxSide);
         return true;
     }
     if (width > 0 && height > 0 && pixels == nullptr) {

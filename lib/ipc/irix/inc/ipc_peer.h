@@ -62,7 +62,7 @@ enum class PeerFailure {
              ///< `waitStatus` where known. A program that could not be executed after all
              ///< ends with exit status 255 and says why on its stderr.
     Late,    ///< the limit passed
-    Accept,  ///< its connection could not be taken; `error`
+    Accept,  ///< its connection could not be accepted; `error`
     Read,    ///< its init request could not be read; `error`
     Garbled, ///< it sent a malformed packet
     Refused, ///< it answered kill
