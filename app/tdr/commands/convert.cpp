@@ -24,6 +24,7 @@ namespace {
 struct ConvertOptions {
     std::string input;
     std::string output;
+    std::string kind;         ///< of the output: a driver's name or an ending; empty: not given
     std::int32_t channel = 0; ///< of a matte, counted from 1; 0: the first, with a report
     AlphaChange alpha = AlphaChange::None;
     bool keepDamaged = false;
@@ -43,7 +44,7 @@ class Conversion {
     Outcome<bool> run();
 
   private:
-    [[nodiscard]] Outcome<bool> checkNames() const;
+    Outcome<std::optional<std::size_t>> chooseWriter();
     Outcome<bool> chooseMatte(PictureFile& picture);
     Outcome<bool> convert(PictureFile& picture, Session& writer, ReplacedFile& file);
     Outcome<bool> read(PictureFile& picture);
@@ -56,6 +57,7 @@ class Conversion {
     DriverSet drivers_;
     const ConvertOptions& options_;
     std::optional<tdr::SharedBlock> pixels_; ///< the whole picture, unless it is large
+    std::string guessed_;                    ///< the new file's kind, if nothing determines it
     std::vector<std::string> losses_;        ///< what the new file cannot hold
     bool damaged_ = false;                   ///< the input was not read in full
 };
@@ -70,40 +72,58 @@ std::optional<tdr::SharedBlock> blockFor(const tdr::PictureReader& reader) {
     return block ? std::optional(std::move(*block)) : std::nullopt;
 }
 
-Outcome<bool> Conversion::checkNames() const {
-    if (auto isFile = checkTarget(options_.output); !isFile) {
-        return isFile;
+/// Which driver is to write, as far as the user says so, the output's ending does, or the kind of
+/// the file that the output is now.
+Outcome<std::optional<std::size_t>> Conversion::chooseWriter() {
+    const std::string& target = options_.output;
+    const Problem mattes{ExitCode::Failed,
+                         target + ": mattes (.tag) can be read, but not be written yet"};
+    if (hasExtension(options_.kind.empty() ? target : "." + options_.kind, ".tag")) {
+        return mattes;
     }
-    if (hasExtension(options_.output, ".tag")) {
-        return Problem{ExitCode::Failed,
-                       options_.output + ": mattes (.tag) can be read, but not be written yet"};
+    if (!options_.kind.empty()) {
+        return drivers_.byKind(options_.kind);
     }
-    return checkReadable(options_.input);
+    auto byEnding = drivers_.byEnding(target);
+    if (!byEnding || *byEnding) {
+        return byEnding;
+    }
+    const auto present = tryPicture(drivers_, target);
+    if (!present) {
+        return present.problem();
+    }
+    if (*present && (*present)->reader.shape().matte) {
+        return mattes;
+    }
+    return *present ? std::optional((*present)->driver) : std::nullopt;
 }
 
 Outcome<bool> Conversion::run() {
-    if (auto good = checkNames(); !good) {
-        return good;
+    auto input = openReadable(options_.input);
+    if (!input) {
+        return input.problem();
     }
-    const auto writerDriver = drivers_.writerFor(options_.output);
-    if (!writerDriver) {
-        return writerDriver.problem();
+    const auto chosen = chooseWriter();
+    if (!chosen) {
+        return chosen.problem();
     }
-    auto picture = openPicture(drivers_, options_.input);
+    auto picture = openPicture(drivers_, options_.input, std::move(*input));
     if (!picture) {
         return picture.problem();
     }
-    if (auto chosen = chooseMatte(*picture); !chosen) {
-        return chosen;
+    if (auto good = chooseMatte(*picture); !good) {
+        return good;
     }
-    auto file = ReplacedFile::begin(options_.output, drivers_.extension(*writerDriver));
+    const std::size_t driver = chosen->value_or(picture->driver);
+    guessed_ = *chosen ? "" : drivers_.extension(driver);
+    auto file = ReplacedFile::begin(options_.output, drivers_.extension(driver));
     if (!file) {
         return file.problem();
     }
     pixels_ = blockFor(picture->reader);
     std::optional<Session> other; // not needed if the reading driver has finished and can write
-    if (!pixels_ || picture->driverName != drivers_.name(*writerDriver)) {
-        auto session = drivers_.take(*writerDriver);
+    if (!pixels_ || picture->driver != driver) {
+        auto session = drivers_.take(driver);
         if (!session) {
             return problemWith(options_.output, session.failure());
         }
@@ -158,6 +178,10 @@ Outcome<bool> Conversion::convert(PictureFile& picture, Session& writer, Replace
     }
     if (auto replaced = file.commit(); !replaced) {
         return replaced;
+    }
+    if (!guessed_.empty()) {
+        complain(fmt::format("{}: written as {}, by the driver of {} (see --to)", options_.output,
+                             guessed_, options_.input));
     }
     losses_.insert(losses_.end(), left->begin(), left->end());
     if (!losses_.empty()) {
@@ -262,9 +286,13 @@ void addConvert(CLI::App& app, Command& command) {
     auto* sub = app.add_subcommand("convert", "Read a picture and write it in another format");
     auto options = std::make_shared<ConvertOptions>();
     sub->add_option("in", options->input, "Picture to read")->required()->type_name("IN");
-    sub->add_option("out", options->output, "Picture to write; its ending chooses the format")
+    sub->add_option("out", options->output,
+                    "Picture to write; its ending chooses the format (or see --to)")
         ->required()
         ->type_name("OUT");
+    sub->add_option("--to", options->kind,
+                    "Write this kind of file, whatever OUT is called: an ending or a driver's name")
+        ->type_name("KIND");
     sub->add_option("--channel", options->channel, "Which of several mattes, counted from 1")
         ->type_name("N")
         ->check(CLI::Range(1, base::kMaxTagChannels));

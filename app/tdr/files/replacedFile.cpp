@@ -35,15 +35,6 @@ std::string textOfLink(int link) {
 
 } // namespace
 
-Outcome<bool> checkTarget(const fs::path& target) {
-    std::error_code error;
-    if (fs::is_directory(target, error) || !target.has_filename()) {
-        return Problem{ExitCode::Failed,
-                       target.string() + ": names a folder; name the file to write in it"};
-    }
-    return true;
-}
-
 // --- The place of the new file -------------------------------------------------------------------
 
 /// Follows symbolic links by descriptors to the place for the rename.
@@ -94,8 +85,10 @@ Outcome<ReplacedFile::Place> ReplacedFile::find(const fs::path& target) {
 }
 
 Outcome<ReplacedFile> ReplacedFile::begin(const fs::path& target, std::string_view ending) {
-    if (const auto isFile = checkTarget(target); !isFile) {
-        return isFile.problem();
+    std::error_code error;
+    if (fs::is_directory(target, error) || !target.has_filename()) {
+        return Problem{ExitCode::Failed,
+                       target.string() + ": names a folder; name the file to write in it"};
     }
     auto place = find(target);
     if (!place) {

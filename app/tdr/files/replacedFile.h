@@ -11,9 +11,6 @@
 #include <string>
 #include <string_view>
 
-/// Fails if `target` names a folder, existing or not.
-[[nodiscard]] Outcome<bool> checkTarget(const std::filesystem::path& target);
-
 /// Until `commit` the target is unchanged; without it the new file is removed. Move-only.
 ///
 /// The new file is in the target's folder under a name of ours, and only its descriptor is used: a

@@ -58,18 +58,18 @@ Outcome<FileInfo> describePicture(const std::filesystem::path& file, DriverSet& 
     FileInfo info;
     info.rows = {
         {"size", fmt::format("{} x {}", shape.width, shape.height)},
-        {"driver", fmt::format("{} ({}, {})", picture->driverName, printable(answers->vendor),
-                               printable(answers->formatName))},
+        {"driver", fmt::format("{} ({}, {})", drivers.name(picture->driver),
+                               printable(answers->vendor), printable(answers->formatName))},
         {"format", fmt::format("{}: {}", answers->current, formatText(answers->format))},
     };
     const nlohmann::ordered_json json = {{"width", shape.width},
                                          {"height", shape.height},
                                          {"matte", shape.matte},
-                                         {"driver", picture->driverName},
+                                         {"driver", drivers.name(picture->driver)},
                                          {"vendor", answers->vendor},
                                          {"formatName", answers->formatName},
                                          {"format", formatJson(answers->current, answers->format)}};
     info.json = [json](JsonWriter& out) { out.members(json); };
-    info.damage = picture->session->driver.damage();
+    info.damage = picture->session->names.in(picture->session->driver.damage());
     return info;
 }

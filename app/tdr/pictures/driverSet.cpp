@@ -49,6 +49,10 @@ bool sameLetter(char a, char b) {
            std::tolower(static_cast<unsigned char>(b));
 }
 
+std::string_view withoutDot(std::string_view ending) {
+    return ending.substr(ending.starts_with('.') ? 1 : 0);
+}
+
 } // namespace
 
 // --- Looking for drivers -------------------------------------------------------------------------
@@ -196,20 +200,44 @@ std::vector<std::size_t> DriverSet::readersFor(const fs::path& path) {
     return order;
 }
 
-Outcome<std::size_t> DriverSet::writerFor(const fs::path& path) {
+template <typename Matches>
+Outcome<std::optional<std::size_t>> DriverSet::find(const std::string& wanted, Matches matches) {
     for (std::size_t i = 0; i < entries_.size(); ++i) {
         ask(entries_[i]);
-        if (hasExtension(path, entries_[i].extension)) {
-            return i;
+        if (matches(entries_[i].extension)) {
+            return std::optional(i);
         }
     }
     for (const Entry& entry : entries_) {
         if (entry.failure) { // it might have been the right one
-            return problemWith(path.string(), *entry.failure);
+            return problemWith(wanted, *entry.failure);
         }
     }
-    return Problem{ExitCode::Failed,
-                   path.string() + ": no driver writes files with this ending" + knownEndings()};
+    return std::optional<std::size_t>();
+}
+
+Outcome<std::optional<std::size_t>> DriverSet::byEnding(const fs::path& path) {
+    return find(path.string(),
+                [&](const std::string& extension) { return hasExtension(path, extension); });
+}
+
+Outcome<std::optional<std::size_t>> DriverSet::byKind(const std::string& kind) {
+    for (std::size_t i = 0; i < entries_.size(); ++i) {
+        if (name(i) == kind) {
+            ask(entries_[i]); // whoever takes it wants to know its ending
+            return std::optional(i);
+        }
+    }
+    auto found = find(kind, [&](const std::string& extension) {
+        return !extension.empty() &&
+               std::ranges::equal(withoutDot(kind), withoutDot(extension), sameLetter);
+    });
+    if (found && !*found) {
+        return Problem{ExitCode::Failed,
+                       kind + ": no driver has this name or writes files with this ending" +
+                           knownEndings()};
+    }
+    return found;
 }
 
 std::string DriverSet::knownEndings() {

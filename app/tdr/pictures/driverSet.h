@@ -61,8 +61,13 @@ class DriverSet {
     /// ending. A driver that cannot be started comes last.
     [[nodiscard]] std::vector<std::size_t> readersFor(const std::filesystem::path& path);
 
-    /// The driver that writes files with the ending of `path`.
-    [[nodiscard]] Outcome<std::size_t> writerFor(const std::filesystem::path& path);
+    /// The first driver whose files end like `path`, if there is one. Fails when there is none and
+    /// one that could not be asked might be it.
+    [[nodiscard]] Outcome<std::optional<std::size_t>> byEnding(const std::filesystem::path& path);
+
+    /// The driver that `kind` means: its name, or the ending of its files with the dot or without.
+    /// Fails when there is none.
+    [[nodiscard]] Outcome<std::optional<std::size_t>> byKind(const std::string& kind);
 
     [[nodiscard]] std::size_t size() const { return entries_.size(); }
     [[nodiscard]] std::string name(std::size_t driver) const;
@@ -84,6 +89,9 @@ class DriverSet {
         std::optional<tdr::Failure> failure; ///< why it could not be queried
     };
     void ask(Entry& entry);
+    template <typename Matches>
+    [[nodiscard]] Outcome<std::optional<std::size_t>> find(const std::string& wanted,
+                                                           Matches matches);
     [[nodiscard]] std::string knownEndings();
 
     DriverOptions options_;

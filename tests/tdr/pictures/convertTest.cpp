@@ -16,6 +16,15 @@ namespace fs = std::filesystem;
 using Names = std::set<std::string>;
 using Pixels = std::vector<std::uint8_t>;
 
+const std::string kMattes = ": mattes (.tag) can be read, but not be written yet\n";
+
+/// By the content: "PICT", "STAG" or "PNG".
+std::string kindOf(const std::string& content) {
+    return content.starts_with("\x89PNG")
+               ? "PNG"
+               : content.substr(std::min<std::size_t>(content.size(), 88), 4);
+}
+
 class ConvertTest : public CommandTest {
   protected:
     /// Pixels of a file, bottom line first, read through `driver`.
@@ -78,12 +87,11 @@ TEST_F(ConvertTest, whatCannotBeReadOrWrittenIsNamedWithItsReason) {
         {"folder.pic", "o.png", "folder.pic: Is a directory"},
         {"empty.pic", "o.png", "empty.pic: the file is empty"},
         {"text.pic", "o.png", "text.pic: no driver reads it (asked: softimageFilter, "},
-        {"cut.pic", "o.png", "cut.pic: no driver reads it"},
+        {"cut.pic", "o.png",
+         "refused: tinyPicture: '" + in("cut.pic") + "' ends inside its header."},
         {"secret.pic", "o.png", "secret.pic: Permission denied", true},
         {"small.pic", "o.tag", "o.tag: mattes (.tag) can be read, but not be written yet"},
         {"small.pic", "o.TAG", "o.TAG: mattes"},
-        {"small.pic", "o.xyz", "o.xyz: no driver writes files with this ending (known: .null, "},
-        {"small.pic", "png", "png: no driver writes files with this ending"},
         {"small.pic", "folder.pic", "folder.pic: names a folder; name the file to write in it"},
         {"small.pic", "", "names a folder; name the file to write in it"}, // the test's own folder
         {"small.pic", "none/", "none/: names a folder; name the file to write in it"},
@@ -99,7 +107,8 @@ TEST_F(ConvertTest, whatCannotBeReadOrWrittenIsNamedWithItsReason) {
         }
         const Ended ended = run({"convert", in(c.input), in(c.output)}, {.otherUser = c.otherUser});
         EXPECT_EQ(ended.exit, 1);
-        EXPECT_TRUE(contains(ended.err, "tdr: " + files().path().string()));
+        EXPECT_TRUE(ended.err.starts_with("tdr: "));
+        EXPECT_TRUE(contains(ended.err, files().path().string()));
         EXPECT_TRUE(contains(ended.err, c.says));
         EXPECT_EQ(ended.out, "");
     }
@@ -165,25 +174,25 @@ TEST_F(ConvertTest, exactlyTheNamedFileIsReadAndWritten) {
     const std::string deep = std::string(200, 'd') + "/";
     fs::create_directories(in(deep + deep + deep + deep + deep + deep));
     struct Case {
-        std::string name;   ///< the input, replaced if a driver writes such files
-        std::string beside; ///< the name that a driver would use instead, or empty
-        bool written = true;
+        std::string name;   ///< what is read and replaced
+        std::string beside; ///< what a driver would make of that name, or empty
         const std::string* content = nullptr;
         const Pixels* pixels = nullptr;
+        bool written = true; ///< mattes are not
     };
     const Case cases[] = {
-        {"holiday.jpg", "holiday.jpg.pic", false, &pic, &colours},
-        {"UPPER.PIC", "UPPER.PIC.pic", true, &pic, &colours},
-        {".PIC", ".PIC.pic", true, &pic, &colours},
-        {"matte.TAG", "matte.TAG.tag", false, &tag, &matte},
-        {"matte.pic", "matte.pic.tag", true, &tag, &matte},
-        {"matte.tag", "matte.tag.pic", false, &tag, &matte},
-        {"shot.0001", "shot.0001.pic", false, &pic, &colours},
-        {"bare", "bare.pic", false, &pic, &colours},
-        {std::string(251, 'n') + ".pic", "", true, &pic, &colours},
-        {std::string(255, 'n'), "", false, &pic, &colours},
-        {"two\nlines '; \xff.pic", "", true, &pic, &colours},
-        {deep + deep + deep + deep + deep + deep + "far.pic", "", true, &pic, &colours},
+        {"holiday.jpg", "holiday.jpg.pic", &pic, &colours},
+        {"UPPER.PIC", "UPPER.PIC.pic", &pic, &colours},
+        {".PIC", ".PIC.pic", &pic, &colours},
+        {".TAG", ".TAG.tag", &tag, &matte, false},
+        {"matte.pic", "matte.pic.tag", &tag, &matte},
+        {"matte.0001", "matte.0001.tag", &tag, &matte, false},
+        {"shot.0001", "shot.0001.pic", &pic, &colours},
+        {"bare", "bare.pic", &pic, &colours},
+        {std::string(251, 'n') + ".pic", "", &pic, &colours},
+        {std::string(255, 'n'), "", &pic, &colours},
+        {"two\nlines '; \xff.pic", "", &pic, &colours},
+        {deep + deep + deep + deep + deep + deep + "far.pic", "", &pic, &colours},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
@@ -194,12 +203,65 @@ TEST_F(ConvertTest, exactlyTheNamedFileIsReadAndWritten) {
         const Ended ended = run({"convert", in(c.name), in("o.png")});
         EXPECT_EQ(ended.exit, 0) << ended.err;
         EXPECT_EQ(pixelsOf("pngFilter", in("o.png")), *c.pixels);
-        if (c.written) {
-            EXPECT_EQ(run({"convert", in("o.png"), in(c.name)}).exit, 0);
-            EXPECT_EQ(run({"convert", in(c.name), in(c.name)}).exit, 0) << "onto itself";
-            EXPECT_EQ(run({"compare", in(c.name), in("o.png")}).exit, 0);
-        }
+        const Ended back = run({"convert", in("o.png"), in(c.name)});
+        EXPECT_EQ(back.exit, c.written ? 0 : 1) << back.err;
+        EXPECT_EQ(back.err, c.written ? "" : "tdr: " + in(c.name) + kMattes) << "no guess";
+        EXPECT_EQ(kindOf(contentOf(in(c.name))), c.written ? "PICT" : "STAG");
+        EXPECT_EQ(run({"compare", in(c.name), in("o.png")}).exit, 0);
         EXPECT_TRUE(c.beside.empty() || contentOf(in(c.beside)) == other);
+    }
+    EXPECT_EQ(run({"convert", in("bare"), in("bare")}).exit, 0) << "onto itself";
+    EXPECT_EQ(run({"compare", in("bare"), in("o.png")}).exit, 0);
+}
+
+TEST_F(ConvertTest, theKindOfTheNewFileIsWhatIsSaidOrNamedOrThereOrRead) {
+    const std::string text = "no picture";
+    const std::string pic = contentOf(smallPic());
+    const std::string png = contentOf(sample("cutout.png"));
+    const std::string tag = support::tag(3, 1, 1, {0});
+    const std::string guessed = ": written as .png, by the driver of ";
+    struct Case {
+        const char* kind; ///< for --to, or null
+        const char* target;
+        const std::string* present;
+        const char* written; ///< the kind; null: refused
+        std::string says = {};
+    };
+    const Case cases[] = {
+        {"pic", "a.0001", nullptr, "PICT"},
+        {".PIC", "a.png", &text, "PICT"},
+        {"softimageFilter", "a", &png, "PICT"},
+        {"png", "a.pic", nullptr, "PNG"},
+        {nullptr, "a.Pic", &png, "PICT"},
+        {nullptr, "a.0001", &pic, "PICT"},
+        {nullptr, "a.0001", &text, "PNG", guessed},
+        {nullptr, "a", nullptr, "PNG", guessed},
+        {nullptr, "a.0001", &tag, nullptr, kMattes},
+        {"tag", "a.png", nullptr, nullptr, kMattes},
+        {"jpg", "a.png", nullptr, nullptr,
+         "jpg: no driver has this name or writes files with this "
+         "ending (known: .null, .png, .pic)"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << (c.kind != nullptr ? c.kind : "") << ", " << c.target);
+        if (c.present != nullptr) {
+            files().write(c.target, *c.present);
+        }
+        std::vector<std::string> line = {"convert", sample("cutout.png"), in(c.target)};
+        if (c.kind != nullptr) {
+            line.insert(line.end(), {"--to", c.kind});
+        }
+        const Ended ended = run(line);
+        EXPECT_EQ(ended.exit, c.written != nullptr ? 0 : 1) << ended.err;
+        EXPECT_TRUE(contains(ended.err, c.says));
+        EXPECT_EQ(ended.err.empty(), c.says.empty()) << ended.err;
+        const std::string left = contentOf(in(c.target));
+        if (c.written != nullptr) {
+            EXPECT_EQ(kindOf(left), c.written);
+        } else {
+            EXPECT_EQ(left, c.present != nullptr ? *c.present : "");
+        }
+        fs::remove(in(c.target));
     }
 }
 
