@@ -1,14 +1,18 @@
 // SPDX-License-Identifier: MIT
 // What every typed call sends, and how it interprets the answer.
 #include "hostTesting.h"
-
+#include "support/denyCall.h"
 #include "tdr/sharedBlock.h"
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <cstdio>
 #include <functional>
 #include <limits>
 #include <sys/shm.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 namespace {
 
@@ -176,6 +180,29 @@ TEST_F(RequestTest, aConnectTellsAForeignFileFromADamagedOne) {
         EXPECT_EQ(driver->damage(), c.damage);
         EXPECT_TRUE(driver->vendorName());
         EXPECT_EQ(driver->damage(), c.damage) << "until the next connect";
+    }
+}
+
+TEST_F(RequestTest, aBlockThatCannotBeHadSaysWhyAndWhatHelps) {
+    const struct {
+        long call;
+        int error;
+        const char* says;
+    } cases[] = {
+        {SYS_shmget, ENOSPC, "8 bytes: shmget: No space left on device .shared memory is used up"},
+        {SYS_shmget, EINVAL, "shmget: Invalid argument .a block may be as large as kernel.shmmax"},
+        {SYS_shmget, EACCES, "8 bytes: shmget: Permission denied$"},
+        {SYS_shmat, ENOMEM, "shmat: Cannot allocate memory .*see 'ulimit -v'"},
+        {SYS_shmat, EACCES, "8 bytes: shmat: Permission denied$"},
+    };
+    const auto tell = [](long call, int error) {
+        const bool denied = support::denyCall(call, error);
+        const auto block = SharedBlock::create(8);
+        std::fputs(denied && !block ? block.failure().text().c_str() : "there is one", stderr);
+        _exit(0);
+    };
+    for (const auto& c : cases) {
+        EXPECT_EXIT(tell(c.call, c.error), testing::ExitedWithCode(0), c.says);
     }
 }
 
