@@ -13,7 +13,7 @@
 #include "ipc_peer.h"
 #include "noThrow.h"
 #include "stderrLines.h"
-#include "tdr/driver.h"
+#include "tdr/session.h"
 
 #include <chrono>
 #include <cstdint>
@@ -87,7 +87,7 @@ class DriverProcess {
 
     /// What the session knows about the driver, to choose how to transfer whole pictures.
     struct Knowledge {
-        std::optional<bool> caches; ///< see Driver::transfersCaches
+        std::optional<bool> caches; ///< see Session::transfersCaches
         bool connected = false;     ///< a file is open
         bool preRead = false;       ///< an outside command is set
         bool postWrite = false;     ///< an outside command is set

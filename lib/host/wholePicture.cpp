@@ -52,7 +52,7 @@ std::span<std::uint8_t> rowOf(const SharedBlock& block, std::int32_t width, std:
 
 /// Whether whole pictures may be requested from `driver`. Reading may need a second connection,
 /// which would run outside commands twice.
-Result<bool> mayUseCaches(Driver& driver) {
+Result<bool> mayUseCaches(Session& driver) {
     return driver.hasOutsideCommands() ? Result<bool>(false) : driver.transfersCaches();
 }
 
@@ -60,7 +60,7 @@ Result<bool> mayUseCaches(Driver& driver) {
 
 // --- Reading -------------------------------------------------------------------------------------
 
-Status PictureReader::readAll(SharedBlock& block, BlockState state) {
+Status PictureSource::readAll(SharedBlock& block, BlockState state) {
     return withoutThrowing([&]() -> Status {
         if (block.bytes().size() < pictureBytes(shape_.width, shape_.height)) {
             return badArgument("read picture: the block is too small");
@@ -81,7 +81,7 @@ Status PictureReader::readAll(SharedBlock& block, BlockState state) {
 /// A driver does not change the bytes of channels that are missing from the file. In a blank block
 /// only a missing alpha is then wrong, and a single non-zero alpha value shows that the file has
 /// alpha.
-Status PictureReader::readCache(SharedBlock& block, BlockState state) {
+Status PictureSource::readCache(SharedBlock& block, BlockState state) {
     const auto pixels = block.bytes().first(pictureBytes(shape_.width, shape_.height));
     if (state == BlockState::Used) {
         base::populate(pixels.data(), pixels.size());
@@ -104,7 +104,7 @@ Status PictureReader::readCache(SharedBlock& block, BlockState state) {
 /// Makes a picture opaque if its file has no alpha. Called when alpha is zero in all rows except
 /// the bottom one, which was read separately: without alpha in the file the driver does not change
 /// that row's alpha.
-Status PictureReader::fillMissingAlpha(SharedBlock& block) {
+Status PictureSource::fillMissingAlpha(SharedBlock& block) {
     const auto bottom = rowOf(block, shape_.width, 0);
     if (!allAlpha(bottom, 255)) {
         return {};
@@ -117,7 +117,7 @@ Status PictureReader::fillMissingAlpha(SharedBlock& block) {
     return done;
 }
 
-Status PictureReader::readLines(SharedBlock& block) {
+Status PictureSource::readLines(SharedBlock& block) {
     auto one = SharedBlock::create(lineBytes(shape_.width));
     if (!one) {
         return one.failure();
@@ -132,13 +132,13 @@ Status PictureReader::readLines(SharedBlock& block) {
     return {};
 }
 
-Result<Picture> readPicture(Driver& driver, std::string_view path, std::size_t maxBytes) {
+Result<Picture> readPicture(Session& driver, std::string_view path, std::size_t maxBytes) {
     auto picture = withoutThrowing([&]() -> Result<Picture> {
         letGo(driver);
         if (const auto asked = driver.transfersCaches(); !asked) {
             return asked.failure();
         }
-        auto reader = PictureReader::open(driver, path);
+        auto reader = PictureSource::open(driver, path);
         if (!reader) {
             return reader.failure();
         }
@@ -174,7 +174,7 @@ Result<Picture> readPicture(Driver& driver, std::string_view path, std::size_t m
 
 // --- Writing -------------------------------------------------------------------------------------
 
-Status PictureWriter::writeAll(const SharedBlock& block) {
+Status PictureTarget::writeAll(const SharedBlock& block) {
     return withoutThrowing([&]() -> Status {
         if (block.bytes().size() < pictureBytes(width_, height_)) {
             return badArgument("write picture: the block is too small");
@@ -188,14 +188,14 @@ Status PictureWriter::writeAll(const SharedBlock& block) {
     });
 }
 
-Status PictureWriter::writeCache(const SharedBlock& block) {
+Status PictureTarget::writeCache(const SharedBlock& block) {
     Status done = driver_->putCache(block, cell_);
     written_.assign(written_.size(), true);
     missing_ = done ? 0 : missing_;
     return done;
 }
 
-Status PictureWriter::writeLines(const SharedBlock& block) {
+Status PictureTarget::writeLines(const SharedBlock& block) {
     auto one = SharedBlock::create(lineBytes(width_));
     if (!one) {
         return one.failure();
@@ -215,7 +215,7 @@ Status PictureWriter::writeLines(const SharedBlock& block) {
     return any ? Status() : Status(badArgument("write picture: all lines were written already"));
 }
 
-Status writePicture(Driver& driver, std::string_view path, const Picture& picture) {
+Status writePicture(Session& driver, std::string_view path, const Picture& picture) {
     Status written = withoutThrowing([&]() -> Status {
         const auto all = base::checkedProduct(picture.width, picture.height, kPixelBytes);
         if (!all || *all == 0 || picture.pixels.size() != *all) {
@@ -230,7 +230,7 @@ Status writePicture(Driver& driver, std::string_view path, const Picture& pictur
             return block.failure();
         }
         std::ranges::copy(picture.pixels, block->bytes().begin());
-        auto writer = PictureWriter::open(driver, path, picture.width, picture.height);
+        auto writer = PictureTarget::open(driver, path, picture.width, picture.height);
         if (!writer) {
             return writer.failure();
         }

@@ -17,8 +17,8 @@
 
 namespace {
 
-using tdr::Driver;
 using tdr::FailureKind;
+using tdr::Session;
 using testing_host::isRunning;
 using testing_host::NothingLeft;
 using namespace std::chrono_literals;
@@ -42,7 +42,7 @@ TEST_F(SessionTest, aProgramThatIsNoneSaysWhy) {
         {"sh", "does not exist"}, // a name alone is not searched along PATH
     };
     for (const Case& c : cases) {
-        const auto driver = Driver::start(c.program);
+        const auto driver = Session::start(c.program);
         ASSERT_FALSE(driver) << c.program;
         EXPECT_EQ(driver.failure().kind, FailureKind::CouldNotStart);
         EXPECT_NE(driver.failure().text().find(c.program), std::string::npos);
@@ -54,7 +54,7 @@ TEST_F(SessionTest, aProgramThatIsNoneSaysWhy) {
 // --- Requests ------------------------------------------------------------------------------------
 
 TEST_F(SessionTest, aDriverKilledFromOutsideIsADeath) {
-    auto driver = Driver::start(real("softimageFilter"));
+    auto driver = Session::start(real("softimageFilter"));
     ASSERT_TRUE(driver) << driver.failure().text();
     auto block = tdr::SharedBlock::create(16);
     kill(driver->pid(),
@@ -93,7 +93,7 @@ TEST_F(SessionTest, aFloodOnStderrBlocksNobody) {
 // --- The end -------------------------------------------------------------------------------------
 
 TEST_F(SessionTest, aDriverEndsWhenToldTo) {
-    auto driver = Driver::start(real("nullFilter"));
+    auto driver = Session::start(real("nullFilter"));
     ASSERT_TRUE(driver) << driver.failure().text();
     const auto end = driver->end();
     ASSERT_TRUE(end) << end.failure().text();
@@ -102,7 +102,7 @@ TEST_F(SessionTest, aDriverEndsWhenToldTo) {
 }
 
 TEST_F(SessionTest, aDismissedDriverEndsByItselfAndIsWaitedForOnce) {
-    auto driver = Driver::start(real("nullFilter"));
+    auto driver = Session::start(real("nullFilter"));
     ASSERT_TRUE(driver) << driver.failure().text();
     driver->dismiss();
     driver->dismiss();
@@ -210,14 +210,14 @@ struct HostProcess {
     pid_t driver = -1;
 };
 
-using Request = FailureKind (*)(Driver&);
+using Request = FailureKind (*)(Session&);
 
-FailureKind askForALine(Driver& driver) {
+FailureKind askForALine(Session& driver) {
     auto block = tdr::SharedBlock::create(4096);
     const auto got = driver.getLine(*block, 0);
     return got ? FailureKind::Refused : got.failure().kind;
 }
-FailureKind endIt(Driver& driver) {
+FailureKind endIt(Session& driver) {
     const auto ended = driver.end();
     return ended ? FailureKind::Refused : ended.failure().kind;
 }
@@ -238,7 +238,7 @@ HostProcess forkHost(const std::filesystem::path& program, bool guarded,
         }
         bool interrupted = false;
         {
-            auto driver = Driver::start(program);
+            auto driver = Session::start(program);
             const pid_t pid = driver->pid();
             (void)!write(ends[1], &pid, sizeof pid);
             interrupted = request(*driver) == FailureKind::Interrupted;

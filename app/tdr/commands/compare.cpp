@@ -29,27 +29,27 @@ struct Side {
         if (!picture) {
             return picture.problem();
         }
-        auto block = tdr::SharedBlock::create(tdr::lineBytes(picture->reader.width()));
+        auto block = tdr::SharedBlock::create(tdr::lineBytes(picture->source.width()));
         if (!block) {
             return problemWith(path, block.failure());
         }
         return Side{path, std::move(*picture), std::move(*block)};
     }
 
-    [[nodiscard]] const tdr::PictureShape& shape() const { return picture.reader.shape(); }
+    [[nodiscard]] const tdr::PictureShape& shape() const { return picture.source.shape(); }
 
     /// A damaged line is a failure: its missing pixels read as zero and would be compared.
     Outcome<bool> readLine(std::int32_t line) {
-        const auto read = picture.reader.readLine(block, line);
+        const auto read = picture.source.readLine(block, line);
         if (!read) {
-            picture.session->passOnLines(read.failure().lastLine);
-            return picture.session->problem(path, read.failure());
+            picture.running->passOnLines(read.failure().lastLine);
+            return picture.running->problem(path, read.failure());
         }
         return checkDamage();
     }
 
     Outcome<bool> checkDamage() const {
-        if (!picture.session->driver.damage().empty()) {
+        if (!picture.running->session.damage().empty()) {
             return Problem{ExitCode::Failed, path + ": damaged, and so cannot be compared"};
         }
         return true;
@@ -94,7 +94,7 @@ Outcome<Differences> compareLines(Side& a, Side& b) {
     for (std::int32_t matte = 0; matte < mattes && found.count == 0; ++matte) {
         for (std::int32_t line = a.shape().height; line-- > 0;) {
             for (Side* side : {&a, &b}) {
-                side->picture.reader.selectMatte(matte);
+                side->picture.source.selectMatte(matte);
                 if (const auto read = side->readLine(line); !read) {
                     return read.problem();
                 }
@@ -148,12 +148,12 @@ Outcome<ExitCode> compare(DriverSet& drivers, const std::string& pathA, const st
     }
     auto found = compareLines(*a, *b);
     for (Side* side : {&*a, &*b}) {
-        if (const auto closed = side->picture.reader.close(); found && !closed) {
-            found = side->picture.session->problem(side->path, closed.failure());
+        if (const auto closed = side->picture.source.close(); found && !closed) {
+            found = side->picture.running->problem(side->path, closed.failure());
         } else if (const auto whole = side->checkDamage(); found && !whole) {
             found = whole.problem();
         }
-        side->picture.session->passOnLines();
+        side->picture.running->passOnLines();
     }
     if (!found) {
         return found.problem();

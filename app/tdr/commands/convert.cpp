@@ -46,13 +46,15 @@ class Conversion {
   private:
     Outcome<std::optional<std::size_t>> chooseWriter();
     Outcome<bool> chooseMatte(PictureFile& picture);
-    Outcome<bool> convert(PictureFile& picture, Session& writer, ReplacedFile& file);
+    Outcome<bool> convert(PictureFile& picture, RunningDriver& writer, ReplacedFile& file);
     Outcome<bool> read(PictureFile& picture);
     Outcome<bool> checkDamage(PictureFile& picture);
-    Outcome<bool> write(PictureFile& picture, Session& session, const ReplacedFile& file);
-    Outcome<bool> copyLines(PictureFile& picture, Session& session, tdr::PictureWriter& writer);
+    Outcome<bool> write(PictureFile& picture, RunningDriver& session, const ReplacedFile& file);
+    Outcome<bool> copyLines(PictureFile& picture, RunningDriver& session,
+                            tdr::PictureTarget& writer);
     [[nodiscard]] Problem inputProblem(PictureFile& picture, const tdr::Failure& failure) const;
-    [[nodiscard]] Problem outputProblem(const Session& session, const tdr::Failure& failure) const;
+    [[nodiscard]] Problem outputProblem(const RunningDriver& session,
+                                        const tdr::Failure& failure) const;
 
     DriverSet drivers_;
     const ConvertOptions& options_;
@@ -63,7 +65,7 @@ class Conversion {
 };
 
 /// A block for the whole picture; none if it is large, or when out of memory.
-std::optional<tdr::SharedBlock> blockFor(const tdr::PictureReader& reader) {
+std::optional<tdr::SharedBlock> blockFor(const tdr::PictureSource& reader) {
     const std::size_t bytes = tdr::pictureBytes(reader.width(), reader.height());
     if (bytes > kLarge) {
         return {};
@@ -120,25 +122,26 @@ Outcome<bool> Conversion::run() {
     if (!file) {
         return file.problem();
     }
-    pixels_ = blockFor(picture->reader);
-    std::optional<Session> other; // not needed if the reading driver has finished and can write
+    pixels_ = blockFor(picture->source);
+    std::optional<RunningDriver>
+        other; // not needed if the reading driver has finished and can write
     if (!pixels_ || picture->driver != driver) {
         auto session = drivers_.take(driver);
         if (!session) {
             return problemWith(options_.output, session.failure());
         }
         other.emplace(std::move(*session));
-        if (const auto asked = other->driver.transfersCaches(); !asked) {
+        if (const auto asked = other->session.transfersCaches(); !asked) {
             return outputProblem(*other, asked.failure());
         }
     }
     drivers_.dismissOthers();
-    return convert(*picture, other ? *other : *picture->session, *file);
+    return convert(*picture, other ? *other : *picture->running, *file);
 }
 
 /// Selects the requested matte, and records the others as losses.
 Outcome<bool> Conversion::chooseMatte(PictureFile& picture) {
-    const tdr::PictureShape& shape = picture.reader.shape();
+    const tdr::PictureShape& shape = picture.source.shape();
     const std::int32_t mattes = shape.matte ? shape.channels : 0;
     if (options_.channel > mattes) {
         return Problem{ExitCode::Failed,
@@ -147,14 +150,14 @@ Outcome<bool> Conversion::chooseMatte(PictureFile& picture) {
                                                  options_.input, options_.channel, mattes)};
     }
     if (options_.channel > 0) {
-        picture.reader.selectMatte(options_.channel - 1);
+        picture.source.selectMatte(options_.channel - 1);
     } else if (mattes > 1) {
         losses_.push_back(fmt::format("mattes 2 to {} (see --channel)", mattes));
     }
     return true;
 }
 
-Outcome<bool> Conversion::convert(PictureFile& picture, Session& writer, ReplacedFile& file) {
+Outcome<bool> Conversion::convert(PictureFile& picture, RunningDriver& writer, ReplacedFile& file) {
     const auto metadata = readMetadata(pathOfDescriptor(picture.file.get()));
     if (!metadata) {
         return Problem{metadata.problem().code, options_.input + ": " + metadata.problem().text};
@@ -163,14 +166,14 @@ Outcome<bool> Conversion::convert(PictureFile& picture, Session& writer, Replace
         return read;
     }
     if (auto written = write(picture, writer, file); !written) {
-        picture.session->passOnLines(writer.driver.lastLine());
-        writer.passOnLines(writer.driver.lastLine()); // the problem's text has that line
-        writer.driver.kill();                         // it would complete a discarded file
+        picture.running->passOnLines(writer.session.lastLine());
+        writer.passOnLines(writer.session.lastLine()); // the problem's text has that line
+        writer.session.kill();                         // it would complete a discarded file
         return written;
     }
-    for (Session* done : {picture.session.get(), &writer}) {
+    for (RunningDriver* done : {picture.running.get(), &writer}) {
         done->passOnLines();
-        done->driver.dismiss();
+        done->session.dismiss();
     }
     const auto left = carryMetadata(*metadata, file.path());
     if (!left) {
@@ -198,9 +201,9 @@ Outcome<bool> Conversion::read(PictureFile& picture) {
     if (!pixels_) {
         return true;
     }
-    auto done = picture.reader.readAll(*pixels_, tdr::BlockState::Blank);
+    auto done = picture.source.readAll(*pixels_, tdr::BlockState::Blank);
     if (done) {
-        done = picture.reader.close();
+        done = picture.source.close();
     }
     if (!done) {
         return inputProblem(picture, done.failure());
@@ -211,20 +214,21 @@ Outcome<bool> Conversion::read(PictureFile& picture) {
 
 /// Fails if the driver has reported damage and --keep-damaged is not set.
 Outcome<bool> Conversion::checkDamage(PictureFile& picture) {
-    damaged_ = !picture.session->driver.damage().empty();
+    damaged_ = !picture.running->session.damage().empty();
     if (options_.keepDamaged || !damaged_) {
         return true;
     }
-    picture.session->passOnLines();
+    picture.running->passOnLines();
     return Problem{ExitCode::Failed, options_.output + ": not written, because " + options_.input +
                                          " is damaged (see --keep-damaged)"};
 }
 
 /// Writes the picture that was read, or reads and writes it line by line.
-Outcome<bool> Conversion::write(PictureFile& picture, Session& session, const ReplacedFile& file) {
+Outcome<bool> Conversion::write(PictureFile& picture, RunningDriver& session,
+                                const ReplacedFile& file) {
     session.names.add(file.names());
-    auto writer = tdr::PictureWriter::open(session.driver, file.path().native(),
-                                           picture.reader.width(), picture.reader.height());
+    auto writer = tdr::PictureTarget::open(running.session, file.path().native(),
+                                           picture.source.width(), picture.source.height());
     if (!writer) {
         return outputProblem(session, writer.failure());
     }
@@ -241,14 +245,14 @@ Outcome<bool> Conversion::write(PictureFile& picture, Session& session, const Re
     return true;
 }
 
-Outcome<bool> Conversion::copyLines(PictureFile& picture, Session& session,
-                                    tdr::PictureWriter& writer) {
-    auto block = tdr::SharedBlock::create(tdr::lineBytes(picture.reader.width()));
+Outcome<bool> Conversion::copyLines(PictureFile& picture, RunningDriver& session,
+                                    tdr::PictureTarget& writer) {
+    auto block = tdr::SharedBlock::create(tdr::lineBytes(picture.source.width()));
     if (!block) {
         return inputProblem(picture, block.failure());
     }
-    for (std::int32_t line = picture.reader.height(); line-- > 0;) {
-        if (const auto read = picture.reader.readLine(*block, line); !read) {
+    for (std::int32_t line = picture.source.height(); line-- > 0;) {
+        if (const auto read = picture.source.readLine(*block, line); !read) {
             return inputProblem(picture, read.failure());
         }
         if (auto whole = checkDamage(picture); !whole) {
@@ -259,18 +263,18 @@ Outcome<bool> Conversion::copyLines(PictureFile& picture, Session& session,
             return outputProblem(session, written.failure());
         }
     }
-    if (const auto closed = picture.reader.close(); !closed) {
+    if (const auto closed = picture.source.close(); !closed) {
         return inputProblem(picture, closed.failure());
     }
     return checkDamage(picture); // a driver may find it only when it closes the file
 }
 
 Problem Conversion::inputProblem(PictureFile& picture, const tdr::Failure& failure) const {
-    picture.session->passOnLines(failure.lastLine);
-    return picture.session->problem(options_.input, failure);
+    picture.running->passOnLines(failure.lastLine);
+    return picture.running->problem(options_.input, failure);
 }
 
-Problem Conversion::outputProblem(const Session& session, const tdr::Failure& failure) const {
+Problem Conversion::outputProblem(const RunningDriver& session, const tdr::Failure& failure) const {
     return session.problem(options_.output, failure);
 }
 

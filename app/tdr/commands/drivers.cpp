@@ -14,11 +14,11 @@ namespace {
 /// The row of one driver, or why it has none.
 tdr::Result<std::vector<std::string>> describe(const std::filesystem::path& program,
                                                const DriverOptions& options) {
-    auto session = startSession(program, options);
+    auto session = startDriver(program, options);
     if (!session) {
         return session.failure();
     }
-    tdr::Driver& driver = session->driver;
+    tdr::Session& driver = running->session;
     const auto vendor = driver.vendorName();
     const auto format = vendor ? driver.formatName() : vendor;
     if (!format) {

@@ -56,7 +56,7 @@ std::string currentFormatText(std::int32_t format) {
     return number(format) + (format == -1 ? " (none set)" : "");
 }
 
-Text formatsText(tdr::Driver& driver) {
+Text formatsText(tdr::Session& driver) {
     std::string all;
     for (std::int32_t i = 0; i < kMostFormats; ++i) {
         const auto format = driver.format(i);
@@ -74,7 +74,7 @@ Text formatsText(tdr::Driver& driver) {
 struct QueryRow {
     int code;
     const char* name;
-    Text (*ask)(tdr::Driver& driver);
+    Text (*ask)(tdr::Session& driver);
 };
 
 constexpr QueryRow kQueries[] = {
@@ -103,15 +103,15 @@ ExitCode queryDriver(const DriverOptions& options, const std::string& name) {
     if (!program) {
         return complain(program.problem());
     }
-    auto session = startSession(*program, options);
+    auto session = startDriver(*program, options);
     if (!session) {
         return complain(problemWith(session.failure()));
     }
     ExitCode exit = ExitCode::Done;
     Table table({"CODE", "QUERY", "ANSWER"});
     for (const QueryRow& row : kQueries) {
-        const Text answer = row.ask(session->driver);
-        if (!answer && !session->driver.alive()) {
+        const Text answer = row.ask(running->session);
+        if (!answer && !running->session.alive()) {
             return complain(problemWith(answer.failure()));
         }
         if (!answer) {

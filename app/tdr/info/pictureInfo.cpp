@@ -22,7 +22,7 @@ struct Answers {
     tdr::PixelFormat format;
 };
 
-tdr::Result<Answers> ask(tdr::Driver& driver) {
+tdr::Result<Answers> ask(tdr::Session& driver) {
     const auto vendor = driver.vendorName();
     const auto name = vendor ? driver.formatName() : vendor;
     if (!name) {
@@ -46,15 +46,15 @@ Outcome<FileInfo> describePicture(const std::filesystem::path& file, DriverSet& 
     if (!picture) {
         return picture.problem();
     }
-    const auto answers = ask(picture->session->driver);
+    const auto answers = ask(picture->running->session);
     if (!answers) {
-        return picture->session->problem(file.string(), answers.failure());
+        return picture->running->problem(file.string(), answers.failure());
     }
-    if (const auto closed = picture->reader.close(); !closed) {
-        return picture->session->problem(file.string(), closed.failure());
+    if (const auto closed = picture->source.close(); !closed) {
+        return picture->running->problem(file.string(), closed.failure());
     }
-    picture->session->passOnLines();
-    const tdr::PictureShape& shape = picture->reader.shape();
+    picture->running->passOnLines();
+    const tdr::PictureShape& shape = picture->source.shape();
     FileInfo info;
     info.rows = {
         {"size", fmt::format("{} x {}", shape.width, shape.height)},
@@ -70,6 +70,6 @@ Outcome<FileInfo> describePicture(const std::filesystem::path& file, DriverSet& 
                                          {"formatName", answers->formatName},
                                          {"format", formatJson(answers->current, answers->format)}};
     info.json = [json](JsonWriter& out) { out.members(json); };
-    info.damage = picture->session->names.in(picture->session->driver.damage());
+    info.damage = picture->running->names.in(picture->running->session.damage());
     return info;
 }

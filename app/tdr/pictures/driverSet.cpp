@@ -105,7 +105,7 @@ Outcome<fs::path> findDriver(const DriverOptions& options, const std::string& dr
     return Problem{ExitCode::DriverFailed, driver + ": no such driver; 'tdr drivers' lists them"};
 }
 
-tdr::Result<Session> startSession(const fs::path& program, const DriverOptions& options) {
+tdr::Result<RunningDriver> startDriver(const fs::path& program, const DriverOptions& options) {
     static const int removed = tdr::SharedBlock::removeLeftOvers();
     static_cast<void>(removed); // once a run is enough
     auto lines = std::make_shared<std::vector<std::string>>();
@@ -121,14 +121,14 @@ tdr::Result<Session> startSession(const fs::path& program, const DriverOptions& 
             lines->emplace_back(line);
         }
     };
-    auto driver = tdr::Driver::start(program, std::move(startOptions));
+    auto driver = tdr::Session::start(program, std::move(startOptions));
     if (!driver) {
         return driver.failure();
     }
-    return Session{std::move(*driver), std::move(lines), {}};
+    return RunningDriver{std::move(*driver), std::move(lines), {}};
 }
 
-void Session::passOnLines(std::string_view shown) {
+void RunningDriver::passOnLines(std::string_view shown) {
     for (const std::string& line : *lines) {
         if (line != shown) {
             passOn(names.in(line));
@@ -137,7 +137,7 @@ void Session::passOnLines(std::string_view shown) {
     lines->clear();
 }
 
-Problem Session::problem(std::string_view file, const tdr::Failure& failure) const {
+Problem RunningDriver::problem(std::string_view file, const tdr::Failure& failure) const {
     tdr::Failure named = failure;
     named.what = names.in(failure.what);
     named.lastLine = names.in(failure.lastLine);
@@ -170,12 +170,12 @@ void DriverSet::ask(Entry& entry) {
     if (std::exchange(entry.asked, true)) {
         return;
     }
-    auto session = startSession(entry.program, options_);
+    auto session = startDriver(entry.program, options_);
     if (!session) {
         entry.failure = session.failure();
         return;
     }
-    const auto naming = session->driver.fileNaming();
+    const auto naming = running->session.fileNaming();
     if (naming) {
         entry.extension = naming->extension;
         entry.session.emplace(std::move(*session));
@@ -250,24 +250,24 @@ std::string DriverSet::knownEndings() {
     return known.empty() ? known : known + ")";
 }
 
-tdr::Result<Session> DriverSet::take(std::size_t driver) {
+tdr::Result<RunningDriver> DriverSet::take(std::size_t driver) {
     Entry& entry = entries_[driver];
     ask(entry); // every caller needs its ending
     if (entry.session) {
-        Session session = std::move(*entry.session);
+        RunningDriver session = std::move(*entry.session);
         entry.session.reset();
         return session;
     }
     if (entry.failure) {
         return *entry.failure;
     }
-    return startSession(entry.program, options_);
+    return startDriver(entry.program, options_);
 }
 
 void DriverSet::dismissOthers() {
     for (Entry& entry : entries_) {
         if (entry.session) {
-            entry.session->driver.dismiss();
+            entry.running->session.dismiss();
         }
     }
 }

@@ -4,7 +4,7 @@
 
 #include "files/driverLink.h"
 #include "output/outcome.h"
-#include "tdr/driver.h"
+#include "tdr/session.h"
 
 #include <cstddef>
 #include <filesystem>
@@ -22,8 +22,8 @@ struct DriverOptions {
 
 /// A running driver with the lines it has written to stderr. They are kept until it is known
 /// whether they matter: a driver tried first may complain about a file that another one reads.
-struct Session {
-    tdr::Driver driver;
+struct RunningDriver {
+    tdr::Session driver;
     std::shared_ptr<std::vector<std::string>> lines;
     FileNames names; ///< of the files that it has been given
 
@@ -49,8 +49,8 @@ struct Session {
                                                         const std::string& driver);
 
 /// Starts `program`.
-[[nodiscard]] tdr::Result<Session> startSession(const std::filesystem::path& program,
-                                                const DriverOptions& options);
+[[nodiscard]] tdr::Result<RunningDriver> startDriver(const std::filesystem::path& program,
+                                                     const DriverOptions& options);
 
 /// All drivers found, for choosing one by a file's name.
 class DriverSet {
@@ -74,7 +74,7 @@ class DriverSet {
     [[nodiscard]] const std::string& extension(std::size_t driver) const;
 
     /// A session with a driver, owned by the caller: the one that queried it, or a new one.
-    [[nodiscard]] tdr::Result<Session> take(std::size_t driver);
+    [[nodiscard]] tdr::Result<RunningDriver> take(std::size_t driver);
 
     /// Sends the end request to the drivers that were started but not taken. They end while the
     /// caller continues.
@@ -85,7 +85,7 @@ class DriverSet {
         std::filesystem::path program;
         bool asked = false;
         std::string extension; ///< as the driver reports it, once queried
-        std::optional<Session> session;
+        std::optional<RunningDriver> session;
         std::optional<tdr::Failure> failure; ///< why it could not be queried
     };
     void ask(Entry& entry);

@@ -56,11 +56,11 @@ bool endsTheSearch(const tdr::Failure& failure) {
     return failure.kind == tdr::FailureKind::NoMemory || tdr::InterruptGuard::signal() != 0;
 }
 
-tdr::Result<tdr::PictureReader> openWith(tdr::Driver& driver, const std::string& path) {
+tdr::Result<tdr::PictureSource> openWith(tdr::Session& driver, const std::string& path) {
     if (const auto asked = driver.transfersCaches(); !asked) {
         return asked.failure();
     }
-    return tdr::PictureReader::open(driver, path);
+    return tdr::PictureSource::open(driver, path);
 }
 
 /// The file with the first driver that accepts it; none when all refuse.
@@ -83,9 +83,9 @@ Outcome<std::optional<PictureFile>> findReader(DriverSet& drivers, const std::st
         if (!linked) {
             return linked.problem();
         }
-        auto session = std::make_unique<Session>(std::move(*started));
+        auto session = std::make_unique<RunningDriver>(std::move(*started));
         session->names.add(link->names());
-        auto reader = openWith(session->driver, *linked);
+        auto reader = openWith(running->session, *linked);
         if (reader) {
             return std::optional(PictureFile{driver, std::move(*link), std::move(file),
                                              std::move(session), std::move(*reader)});

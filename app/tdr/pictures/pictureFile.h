@@ -14,11 +14,11 @@
 
 /// A file that is connected for reading, with its session.
 struct PictureFile {
-    std::size_t driver;               ///< its number in the set
-    DriverLink link;                  ///< leads the session to the file
-    base::UniqueFd file;              ///< the file of the link
-    std::unique_ptr<Session> session; ///< at a fixed address: the reader borrows it
-    tdr::PictureReader reader;
+    std::size_t driver;                     ///< its number in the set
+    DriverLink link;                        ///< leads the session to the file
+    base::UniqueFd file;                    ///< the file of the link
+    std::unique_ptr<RunningDriver> session; ///< at a fixed address: the reader borrows it
+    tdr::PictureSource reader;
 };
 
 /// Opens `path` with the first of `drivers` that accepts it: exactly this file, whatever its name.

@@ -39,18 +39,18 @@ Outcome<ViewSize> roomOnScreen(const std::string& file) {
 }
 
 tdr::Status addLines(PictureFile& picture, AlphaChange alpha, ViewCanvas& canvas) {
-    auto block = tdr::SharedBlock::create(tdr::lineBytes(picture.reader.width()));
+    auto block = tdr::SharedBlock::create(tdr::lineBytes(picture.source.width()));
     if (!block) {
         return block.failure();
     }
-    for (std::int32_t line = picture.reader.height(); line-- > 0;) {
-        if (auto read = picture.reader.readLine(*block, line); !read) {
+    for (std::int32_t line = picture.source.height(); line-- > 0;) {
+        if (auto read = picture.source.readLine(*block, line); !read) {
             return read;
         }
         changeAlpha(alpha, block->bytes());
         canvas.addLine(block->bytes());
     }
-    return picture.reader.close();
+    return picture.source.close();
 }
 
 Outcome<View> readView(DriverSet& drivers, const ViewOptions& options) {
@@ -63,7 +63,7 @@ Outcome<View> readView(DriverSet& drivers, const ViewOptions& options) {
     if (!room) {
         return room.problem();
     }
-    const auto format = picture->session->driver.formatName();
+    const auto format = picture->running->session.formatName();
     if (!format) {
         return problemWith(file, format.failure());
     }
@@ -71,18 +71,18 @@ Outcome<View> readView(DriverSet& drivers, const ViewOptions& options) {
     if (!metadata) {
         return Problem{metadata.problem().code, file + ": " + metadata.problem().text};
     }
-    const ViewSize size{picture->reader.width(), picture->reader.height()};
+    const ViewSize size{picture->source.width(), picture->source.height()};
     const ViewSize shown = viewSize(size, metadata->ratio, *room);
     ViewCanvas canvas(size, shown);
     if (const auto added = addLines(*picture, options.alpha, canvas); !added) {
-        picture->session->passOnLines(added.failure().lastLine);
-        return picture->session->problem(file, added.failure());
+        picture->running->passOnLines(added.failure().lastLine);
+        return picture->running->problem(file, added.failure());
     }
-    picture->session->passOnLines();
+    picture->running->passOnLines();
     const std::string name = std::filesystem::path(file).filename().string();
     return View{fmt::format("{} - {} x {} - {}", printable(name), size.width, size.height,
                             printable(*format)),
-                shown, canvas.pixels(), !picture->session->driver.damage().empty()};
+                shown, canvas.pixels(), !picture->running->session.damage().empty()};
 }
 
 ExitCode view(const DriverOptions& driverOptions, const ViewOptions& options) {

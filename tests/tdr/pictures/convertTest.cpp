@@ -29,7 +29,7 @@ class ConvertTest : public CommandTest {
   protected:
     /// Pixels of a file, bottom line first, read through `driver`.
     static Pixels pixelsOf(const std::string& driver, const std::string& file) {
-        auto started = tdr::Driver::start(fs::path(TDR_BIN_DIR) / driver);
+        auto started = tdr::Session::start(fs::path(TDR_BIN_DIR) / driver);
         auto picture = tdr::readPicture(*started, file);
         EXPECT_TRUE(picture) << picture.failure().text();
         return picture ? picture->pixels : Pixels();
@@ -343,8 +343,8 @@ TEST_F(ConvertTest, aLargePictureGoesLineByLine) {
     const Ended ended = run({"convert", "--keep-damaged", huge, in("huge2.pic")});
     EXPECT_EQ(ended.exit, 1) << ended.err;
     EXPECT_TRUE(contains(run({"info", in("huge2.pic")}).out, "32767 x 520"));
-    auto driver = tdr::Driver::start(fs::path(TDR_BIN_DIR) / "softimageFilter");
-    auto reader = tdr::PictureReader::open(*driver, in("huge2.pic"));
+    auto driver = tdr::Session::start(fs::path(TDR_BIN_DIR) / "softimageFilter");
+    auto reader = tdr::PictureSource::open(*driver, in("huge2.pic"));
     auto block = tdr::SharedBlock::create(tdr::lineBytes(32767));
     ASSERT_TRUE(reader && block);
     ASSERT_TRUE(reader->readLine(*block, 519));

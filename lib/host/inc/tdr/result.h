@@ -4,7 +4,7 @@
 // A driver is another process, so every call can fail in several ways: the driver refuses and the
 // session continues; the driver is gone; it does not answer; its answer breaks the protocol. After
 // `Refused`, `NotMyFormat` and `BadArgument` the session continues, after `NoMemory` it may, and
-// after all others it has ended (see `Driver::alive`). No call of the library throws.
+// after all others it has ended (see `Session::alive`). No call of the library throws.
 #pragma once
 
 #include <optional>
