@@ -25,7 +25,7 @@ std::string sizeText(std::int32_t width, std::int32_t height) {
 }
 
 Failure refusedBy(const Session& driver, const std::string& why) {
-    return {FailureKind::Refused, driver.program().filename().string() + ": " + why, {}, {}};
+    return {FailureKind::Refused, driver.program().filename().string() + ": " + why};
 }
 
 std::size_t matteBytes(const PictureShape& shape) {
@@ -157,7 +157,7 @@ Status PictureSource::reconnect() {
 Status PictureSource::readLine(SharedBlock& block, std::int32_t line) {
     return withoutThrowing([&]() -> Status {
         if (block.bytes().size() < lineBytes(shape_.width)) {
-            return Failure{FailureKind::BadArgument, "read line: the block is too small", {}, {}};
+            return Failure{FailureKind::BadArgument, "read line: the block is too small"};
         }
         if (state_ == State::Cache) {
             if (Status again = reconnect(); !again) {
@@ -201,9 +201,7 @@ Result<PictureTarget> PictureTarget::open(Session& driver, std::string_view path
         if (!base::isPictureSide(width) || !base::isPictureSide(height)) {
             return Failure{FailureKind::BadArgument,
                            "a picture of " + sizeText(width, height) +
-                               " pixels cannot be written; sides are 1 to 32767",
-                           {},
-                           {}};
+                               " pixels cannot be written; sides are 1 to 32767"};
         }
         PictureTarget writer(driver, width, height, cell);
         Status done = driver.setPixelFormat(0);
@@ -228,9 +226,7 @@ Status PictureTarget::writeLine(const SharedBlock& block, std::int32_t line) {
             return Failure{FailureKind::BadArgument,
                            "write line: line " + std::to_string(line) +
                                (line < 0 || line >= height_ ? " is not in the picture"
-                                                            : " was written already"),
-                           {},
-                           {}};
+                                                            : " was written already")};
         }
         Status done = driver_->putLine(block, line, cell_);
         written_[static_cast<std::size_t>(line)] = true; // a driver accepts every line once
@@ -243,11 +239,9 @@ Status PictureTarget::close() {
     return withoutThrowing([&]() -> Status {
         Status done = disconnect(*driver_);
         if (done && missing_ != 0) {
-            return Failure{FailureKind::BadArgument,
-                           "close: " + std::to_string(missing_) + " of " + std::to_string(height_) +
-                               " lines were not written",
-                           {},
-                           {}};
+            return Failure{FailureKind::BadArgument, "close: " + std::to_string(missing_) + " of " +
+                                                         std::to_string(height_) +
+                                                         " lines were not written"};
         }
         return done;
     });

@@ -58,9 +58,7 @@ Status transferLine(DriverProcess& process, std::int16_t code, const SharedBlock
 Status tilesDoNotFit(const char* request) {
     return withoutThrowing([&]() -> Status {
         return Failure{FailureKind::BadArgument,
-                       std::string(request) + ": takes 999 longs, and a packet holds 256",
-                       {},
-                       {}};
+                       std::string(request) + ": takes 999 longs, and a packet holds 256"};
     });
 }
 
@@ -126,9 +124,7 @@ Status Session::connectToFile(std::string_view path, Access access, std::int32_t
     return process_->attempt([&]() -> Status {
         if (path.size() >= base::kPathCapacity) {
             return Failure{FailureKind::BadArgument,
-                           "connect to file: a path of more than 1023 bytes: " + std::string(path),
-                           {},
-                           {}};
+                           "connect to file: a path of more than 1023 bytes: " + std::string(path)};
         }
         process_->known.connected = true; // even after a failure: the old file may still be open
         process_->forgetDamage();

@@ -17,34 +17,42 @@ namespace tdr {
 namespace {
 
 Failure badArgument(const char* what) {
-    return {FailureKind::BadArgument, what, {}, {}};
+    return {FailureKind::BadArgument, what};
 }
 
-/// True when all pixels have the alpha value `alpha`.
-bool allAlpha(std::span<const std::uint8_t> pixels, std::uint8_t alpha) {
-    for (std::size_t at = 0; at < pixels.size(); at += kPixelBytes) {
-        if (pixels[at] != alpha) {
+/// The alpha values of pixels.
+class Alpha {
+  public:
+    explicit Alpha(std::span<std::uint8_t> pixels) : pixels_(pixels) {}
+
+    [[nodiscard]] bool isAll(std::uint8_t value) const {
+        for (std::size_t at = 0; at < pixels_.size(); at += kPixelBytes) {
+            if (pixels_[at] != value) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    /// True when all are zero. Checks those of `row` first, which decides most pictures. Checking
+    /// the rest as well saves a second connection and its decoding.
+    [[nodiscard]] bool isMissing(const Alpha& row) const {
+        if (!row.isAll(0)) {
             return false;
         }
+        base::populate(pixels_.data(), pixels_.size());
+        return isAll(0);
     }
-    return true;
-}
 
-/// True when alpha is zero throughout. Checks `row` first, which decides most pictures. Checking
-/// the rest as well saves a second connection and its decoding.
-bool noAlpha(std::span<std::uint8_t> pixels, std::span<const std::uint8_t> row) {
-    if (!allAlpha(row, 0)) {
-        return false;
+    void setAll(std::uint8_t value) const {
+        for (std::size_t at = 0; at < pixels_.size(); at += kPixelBytes) {
+            pixels_[at] = value;
+        }
     }
-    base::populate(pixels.data(), pixels.size());
-    return allAlpha(pixels, 0);
-}
 
-void setAlpha(std::span<std::uint8_t> pixels, std::uint8_t alpha) {
-    for (std::size_t at = 0; at < pixels.size(); at += kPixelBytes) {
-        pixels[at] = alpha;
-    }
-}
+  private:
+    std::span<std::uint8_t> pixels_;
+};
 
 std::span<std::uint8_t> rowOf(const SharedBlock& block, std::int32_t width, std::int32_t line) {
     return block.bytes().subspan(pictureBytes(width, line), lineBytes(width));
@@ -94,7 +102,8 @@ Status PictureSource::readCache(SharedBlock& block, BlockState state) {
     }
     const auto bottom = rowOf(block, shape_.width, 0);
     const auto top = rowOf(block, shape_.width, shape_.height - 1);
-    const bool alphaMayBeMissing = state == BlockState::Blank && noAlpha(pixels, top);
+    const bool alphaMayBeMissing =
+        state == BlockState::Blank && Alpha(pixels).isMissing(Alpha(top));
     if (alphaMayBeMissing || (shape_.height > 1 && std::ranges::equal(bottom, top))) {
         done = readLine(block, 0);
     }
@@ -105,14 +114,14 @@ Status PictureSource::readCache(SharedBlock& block, BlockState state) {
 /// the bottom one, which was read separately: without alpha in the file the driver does not change
 /// that row's alpha.
 Status PictureSource::fillMissingAlpha(SharedBlock& block) {
-    const auto bottom = rowOf(block, shape_.width, 0);
-    if (!allAlpha(bottom, 255)) {
+    const Alpha bottom(rowOf(block, shape_.width, 0));
+    if (!bottom.isAll(255)) {
         return {};
     }
-    setAlpha(bottom, 0);
+    bottom.setAll(0);
     Status done = driver_->getLine(block, 0, cell_);
-    if (done && allAlpha(bottom, 0)) {
-        setAlpha(block.bytes().first(pictureBytes(shape_.width, shape_.height)), 255);
+    if (done && bottom.isAll(0)) {
+        Alpha(block.bytes().first(pictureBytes(shape_.width, shape_.height))).setAll(255);
     }
     return done;
 }
@@ -144,12 +153,9 @@ Result<Picture> readPicture(Session& driver, std::string_view path, std::size_t 
         }
         const std::size_t bytes = pictureBytes(reader->width(), reader->height());
         if (bytes > maxBytes) {
-            return Failure{FailureKind::NoMemory,
-                           "read picture: " + std::to_string(bytes) +
-                               " bytes of pixels, more than the " + std::to_string(maxBytes) +
-                               " allowed",
-                           {},
-                           {}};
+            return Failure{FailureKind::NoMemory, "read picture: " + std::to_string(bytes) +
+                                                      " bytes of pixels, more than the " +
+                                                      std::to_string(maxBytes) + " allowed"};
         }
         auto block = SharedBlock::create(bytes);
         if (!block) {

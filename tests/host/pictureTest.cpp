@@ -31,25 +31,6 @@ Picture motley(std::int32_t width, std::int32_t height) {
     return picture;
 }
 
-TEST_F(PictureTest, comesBackAsItWasWritten) {
-    for (const auto& [program, file] :
-         {std::pair("softimageFilter", "a.pic"), std::pair("pngFilter", "a.png")}) {
-        SCOPED_TRACE(program);
-        auto driver = Session::start(real(program));
-        ASSERT_TRUE(driver) << driver.failure().text();
-        for (const auto& [width, height] : {std::pair(1, 1), std::pair(7, 5), std::pair(300, 3)}) {
-            const Picture picture = motley(width, height);
-            const auto written = tdr::writePicture(*driver, folder() / file, picture);
-            ASSERT_TRUE(written) << written.failure().text();
-            const auto back = tdr::readPicture(*driver, folder() / file);
-            ASSERT_TRUE(back) << back.failure().text();
-            EXPECT_EQ(back->width, width);
-            EXPECT_EQ(back->height, height);
-            EXPECT_EQ(back->pixels, picture.pixels);
-        }
-    }
-}
-
 /// One step of a job is 'a', the whole picture, or a line's number.
 constexpr const char* kReadOrders[] = {"a", "aa", "0a", "4a", "a0", "a4a", "40a13a", "a4a0"};
 
@@ -281,27 +262,6 @@ TEST_F(PictureTest, aMatteIsItsFirstChannelInWhite) {
     }
     EXPECT_EQ(seen, "0100000000"
                     "1000000011");
-}
-
-TEST_F(PictureTest, readersAndWritersCanShareABlock) {
-    auto reading = Session::start(real("softimageFilter"));
-    auto writing = Session::start(real("pngFilter"));
-    ASSERT_TRUE(reading && writing);
-    const Picture picture = motley(6, 6);
-    ASSERT_TRUE(tdr::writePicture(*reading, folder() / "a.pic", picture));
-    {
-        auto reader = PictureSource::open(*reading, folder() / "a.pic");
-        auto writer = PictureTarget::open(*writing, folder() / "a.png", 6, 6);
-        auto block = SharedBlock::create(tdr::lineBytes(6));
-        ASSERT_TRUE(reader && writer && block);
-        for (int line = 6; line-- > 0;) {
-            ASSERT_TRUE(reader->readLine(*block, line));
-            ASSERT_TRUE(writer->writeLine(*block, line));
-        }
-        ASSERT_TRUE(reader->close());
-        ASSERT_TRUE(writer->close());
-    }
-    EXPECT_EQ(readBytes(*writing, folder() / "a.png").pixels, picture.pixels);
 }
 
 TEST_F(PictureTest, aDriverWithoutFilesServesWhatTheHostHasSet) {

@@ -53,30 +53,6 @@ TEST_F(SessionTest, aProgramThatIsNoneSaysWhy) {
 
 // --- Requests ------------------------------------------------------------------------------------
 
-TEST_F(SessionTest, aDriverKilledFromOutsideIsADeath) {
-    auto driver = Session::start(real("softimageFilter"));
-    ASSERT_TRUE(driver) << driver.failure().text();
-    auto block = tdr::SharedBlock::create(16);
-    kill(driver->pid(),
-         SIGSTOP); // it has received the request, but not answered, when it is killed
-    const pid_t killer = fork();
-    if (killer == 0) {
-        while (kill(getppid(), 0) == 0) { // until the parent waits in its request
-            if (support::stateOf(getppid()) == 'S') {
-                kill(driver->pid(), SIGKILL);
-                _exit(0);
-            }
-        }
-        _exit(1);
-    }
-    const auto got = driver->getLine(*block, 0);
-    ASSERT_FALSE(got);
-    EXPECT_EQ(got.failure().kind, FailureKind::Died);
-    ASSERT_TRUE(got.failure().end.has_value());
-    EXPECT_EQ(got.failure().end->signal, SIGKILL);
-    EXPECT_EQ(waitpid(killer, nullptr, 0), killer);
-}
-
 TEST_F(SessionTest, aFloodOnStderrBlocksNobody) {
     std::size_t lines = 0;
     tdr::StartOptions options;
@@ -92,25 +68,19 @@ TEST_F(SessionTest, aFloodOnStderrBlocksNobody) {
 
 // --- The end -------------------------------------------------------------------------------------
 
-TEST_F(SessionTest, aDriverEndsWhenToldTo) {
-    auto driver = Session::start(real("nullFilter"));
-    ASSERT_TRUE(driver) << driver.failure().text();
-    const auto end = driver->end();
-    ASSERT_TRUE(end) << end.failure().text();
-    EXPECT_EQ(end->text(), "exit status 0");
-    EXPECT_FALSE(driver->alive());
-}
-
-TEST_F(SessionTest, aDismissedDriverEndsByItselfAndIsWaitedForOnce) {
-    auto driver = Session::start(real("nullFilter"));
-    ASSERT_TRUE(driver) << driver.failure().text();
-    driver->dismiss();
-    driver->dismiss();
-    const auto end = driver->end();
-    ASSERT_TRUE(end) << end.failure().text();
-    EXPECT_EQ(end->text(), "exit status 0");
-    EXPECT_FALSE(driver->alive());
-    EXPECT_FALSE(driver->end()) << "the session is over";
+TEST_F(SessionTest, aDriverEndsWhenToldToAndIsWaitedForOnce) {
+    for (const bool dismissed : {false, true}) {
+        auto driver = Session::start(real("nullFilter"));
+        ASSERT_TRUE(driver) << driver.failure().text();
+        for (int i = 0; dismissed && i < 2; ++i) {
+            driver->dismiss();
+        }
+        const auto end = driver->end();
+        ASSERT_TRUE(end) << end.failure().text();
+        EXPECT_EQ(end->text(), "exit status 0");
+        EXPECT_FALSE(driver->alive());
+        EXPECT_FALSE(driver->end()) << "the session is over";
+    }
 }
 
 TEST_F(SessionTest, aDriverThatDoesNotEndIsKilled) {

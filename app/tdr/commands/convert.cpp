@@ -41,19 +41,19 @@ class Conversion {
     Conversion(const DriverOptions& drivers, const ConvertOptions& options)
         : drivers_(drivers), options_(options) {}
 
-    Outcome<bool> run();
+    Outcome<void> run();
 
   private:
     Outcome<std::optional<std::size_t>> chooseWriter();
-    Outcome<bool> chooseMatte(PictureFile& picture);
-    Outcome<bool> convert(PictureFile& picture, RunningDriver& writer, ReplacedFile& file);
-    Outcome<bool> read(PictureFile& picture);
-    Outcome<bool> checkDamage(PictureFile& picture);
-    Outcome<bool> write(PictureFile& picture, RunningDriver& session, const ReplacedFile& file);
-    Outcome<bool> copyLines(PictureFile& picture, RunningDriver& session,
-                            tdr::PictureTarget& writer);
+    Outcome<void> chooseMatte(PictureFile& picture);
+    Outcome<void> convert(PictureFile& picture, RunningDriver& writer, ReplacedFile& file);
+    Outcome<void> read(PictureFile& picture);
+    Outcome<void> checkDamage(PictureFile& picture);
+    Outcome<void> write(PictureFile& picture, RunningDriver& writer, const ReplacedFile& file);
+    Outcome<void> copyLines(PictureFile& picture, RunningDriver& writer,
+                            tdr::PictureTarget& target);
     [[nodiscard]] Problem inputProblem(PictureFile& picture, const tdr::Failure& failure) const;
-    [[nodiscard]] Problem outputProblem(const RunningDriver& session,
+    [[nodiscard]] Problem outputProblem(const RunningDriver& writer,
                                         const tdr::Failure& failure) const;
 
     DriverSet drivers_;
@@ -65,8 +65,8 @@ class Conversion {
 };
 
 /// A block for the whole picture; none if it is large, or when out of memory.
-std::optional<tdr::SharedBlock> blockFor(const tdr::PictureSource& reader) {
-    const std::size_t bytes = tdr::pictureBytes(reader.width(), reader.height());
+std::optional<tdr::SharedBlock> blockFor(const tdr::PictureSource& source) {
+    const std::size_t bytes = tdr::pictureBytes(source.width(), source.height());
     if (bytes > kLarge) {
         return {};
     }
@@ -92,26 +92,26 @@ Outcome<std::optional<std::size_t>> Conversion::chooseWriter() {
     }
     const auto present = tryPicture(drivers_, target);
     if (!present) {
-        return present.problem();
+        return present.failure();
     }
-    if (*present && (*present)->reader.shape().matte) {
+    if (*present && (*present)->source.shape().matte) {
         return mattes;
     }
     return *present ? std::optional((*present)->driver) : std::nullopt;
 }
 
-Outcome<bool> Conversion::run() {
+Outcome<void> Conversion::run() {
     auto input = openReadable(options_.input);
     if (!input) {
-        return input.problem();
+        return input.failure();
     }
     const auto chosen = chooseWriter();
     if (!chosen) {
-        return chosen.problem();
+        return chosen.failure();
     }
     auto picture = openPicture(drivers_, options_.input, std::move(*input));
     if (!picture) {
-        return picture.problem();
+        return picture.failure();
     }
     if (auto good = chooseMatte(*picture); !good) {
         return good;
@@ -120,17 +120,16 @@ Outcome<bool> Conversion::run() {
     guessed_ = *chosen ? "" : drivers_.extension(driver);
     auto file = ReplacedFile::begin(options_.output, drivers_.extension(driver));
     if (!file) {
-        return file.problem();
+        return file.failure();
     }
     pixels_ = blockFor(picture->source);
-    std::optional<RunningDriver>
-        other; // not needed if the reading driver has finished and can write
+    std::optional<RunningDriver> other; // not needed if the reading driver can write, too
     if (!pixels_ || picture->driver != driver) {
-        auto session = drivers_.take(driver);
-        if (!session) {
-            return problemWith(options_.output, session.failure());
+        auto taken = drivers_.take(driver);
+        if (!taken) {
+            return problemWith(options_.output, taken.failure());
         }
-        other.emplace(std::move(*session));
+        other.emplace(std::move(*taken));
         if (const auto asked = other->session.transfersCaches(); !asked) {
             return outputProblem(*other, asked.failure());
         }
@@ -140,7 +139,7 @@ Outcome<bool> Conversion::run() {
 }
 
 /// Selects the requested matte, and records the others as losses.
-Outcome<bool> Conversion::chooseMatte(PictureFile& picture) {
+Outcome<void> Conversion::chooseMatte(PictureFile& picture) {
     const tdr::PictureShape& shape = picture.source.shape();
     const std::int32_t mattes = shape.matte ? shape.channels : 0;
     if (options_.channel > mattes) {
@@ -154,13 +153,13 @@ Outcome<bool> Conversion::chooseMatte(PictureFile& picture) {
     } else if (mattes > 1) {
         losses_.push_back(fmt::format("mattes 2 to {} (see --channel)", mattes));
     }
-    return true;
+    return {};
 }
 
-Outcome<bool> Conversion::convert(PictureFile& picture, RunningDriver& writer, ReplacedFile& file) {
+Outcome<void> Conversion::convert(PictureFile& picture, RunningDriver& writer, ReplacedFile& file) {
     const auto metadata = readMetadata(pathOfDescriptor(picture.file.get()));
     if (!metadata) {
-        return Problem{metadata.problem().code, options_.input + ": " + metadata.problem().text};
+        return problemWith(options_.input, metadata.failure());
     }
     if (auto read = this->read(picture); !read) {
         return read;
@@ -177,29 +176,29 @@ Outcome<bool> Conversion::convert(PictureFile& picture, RunningDriver& writer, R
     }
     const auto left = carryMetadata(*metadata, file.path());
     if (!left) {
-        return Problem{left.problem().code, options_.output + ": " + left.problem().text};
+        return problemWith(options_.output, left.failure());
     }
     if (auto replaced = file.commit(); !replaced) {
         return replaced;
     }
     if (!guessed_.empty()) {
-        complain(fmt::format("{}: written as {}, by the driver of {} (see --to)", options_.output,
-                             guessed_, options_.input));
+        warn(fmt::format("{}: written as {}, by the driver of {} (see --to)", options_.output,
+                         guessed_, options_.input));
     }
     losses_.insert(losses_.end(), left->begin(), left->end());
     if (!losses_.empty()) {
-        complain(fmt::format("{}: not carried from {}: {}", options_.output, options_.input,
-                             fmt::join(losses_, ", ")));
+        warn(fmt::format("{}: not carried from {}: {}", options_.output, options_.input,
+                         fmt::join(losses_, ", ")));
     }
     return damaged_ ? Problem{ExitCode::Failed,
                               options_.output + ": written, but " + options_.input + " is damaged"}
-                    : Outcome<bool>(true);
+                    : Outcome<void>();
 }
 
 /// Reads the whole picture and closes its file, unless the conversion is line by line.
-Outcome<bool> Conversion::read(PictureFile& picture) {
+Outcome<void> Conversion::read(PictureFile& picture) {
     if (!pixels_) {
-        return true;
+        return {};
     }
     auto done = picture.source.readAll(*pixels_, tdr::BlockState::Blank);
     if (done) {
@@ -213,10 +212,10 @@ Outcome<bool> Conversion::read(PictureFile& picture) {
 }
 
 /// Fails if the driver has reported damage and --keep-damaged is not set.
-Outcome<bool> Conversion::checkDamage(PictureFile& picture) {
+Outcome<void> Conversion::checkDamage(PictureFile& picture) {
     damaged_ = !picture.running->session.damage().empty();
     if (options_.keepDamaged || !damaged_) {
-        return true;
+        return {};
     }
     picture.running->passOnLines();
     return Problem{ExitCode::Failed, options_.output + ": not written, because " + options_.input +
@@ -224,29 +223,29 @@ Outcome<bool> Conversion::checkDamage(PictureFile& picture) {
 }
 
 /// Writes the picture that was read, or reads and writes it line by line.
-Outcome<bool> Conversion::write(PictureFile& picture, RunningDriver& session,
+Outcome<void> Conversion::write(PictureFile& picture, RunningDriver& writer,
                                 const ReplacedFile& file) {
-    session.names.add(file.names());
-    auto writer = tdr::PictureTarget::open(running.session, file.path().native(),
+    writer.names.add(file.names());
+    auto target = tdr::PictureTarget::open(writer.session, file.path().native(),
                                            picture.source.width(), picture.source.height());
-    if (!writer) {
-        return outputProblem(session, writer.failure());
+    if (!target) {
+        return outputProblem(writer, target.failure());
     }
     if (pixels_) {
-        if (const auto done = writer->writeAll(*pixels_); !done) {
-            return outputProblem(session, done.failure());
+        if (const auto done = target->writeAll(*pixels_); !done) {
+            return outputProblem(writer, done.failure());
         }
-    } else if (auto copied = copyLines(picture, session, *writer); !copied) {
+    } else if (auto copied = copyLines(picture, writer, *target); !copied) {
         return copied;
     }
-    if (const auto closed = writer->close(); !closed) {
-        return outputProblem(session, closed.failure());
+    if (const auto closed = target->close(); !closed) {
+        return outputProblem(writer, closed.failure());
     }
-    return true;
+    return {};
 }
 
-Outcome<bool> Conversion::copyLines(PictureFile& picture, RunningDriver& session,
-                                    tdr::PictureTarget& writer) {
+Outcome<void> Conversion::copyLines(PictureFile& picture, RunningDriver& writer,
+                                    tdr::PictureTarget& target) {
     auto block = tdr::SharedBlock::create(tdr::lineBytes(picture.source.width()));
     if (!block) {
         return inputProblem(picture, block.failure());
@@ -259,8 +258,8 @@ Outcome<bool> Conversion::copyLines(PictureFile& picture, RunningDriver& session
             return whole;
         }
         changeAlpha(options_.alpha, block->bytes());
-        if (const auto written = writer.writeLine(*block, line); !written) {
-            return outputProblem(session, written.failure());
+        if (const auto written = target.writeLine(*block, line); !written) {
+            return outputProblem(writer, written.failure());
         }
     }
     if (const auto closed = picture.source.close(); !closed) {
@@ -274,14 +273,14 @@ Problem Conversion::inputProblem(PictureFile& picture, const tdr::Failure& failu
     return picture.running->problem(options_.input, failure);
 }
 
-Problem Conversion::outputProblem(const RunningDriver& session, const tdr::Failure& failure) const {
-    return session.problem(options_.output, failure);
+Problem Conversion::outputProblem(const RunningDriver& writer, const tdr::Failure& failure) const {
+    return writer.problem(options_.output, failure);
 }
 
 ExitCode convert(const DriverOptions& drivers, const ConvertOptions& options) {
     Conversion conversion(drivers, options);
     const auto done = conversion.run();
-    return done ? ExitCode::Done : complain(done.problem());
+    return done ? ExitCode::Done : fail(done.failure());
 }
 
 } // namespace

@@ -121,11 +121,11 @@ tdr::Result<RunningDriver> startDriver(const fs::path& program, const DriverOpti
             lines->emplace_back(line);
         }
     };
-    auto driver = tdr::Session::start(program, std::move(startOptions));
-    if (!driver) {
-        return driver.failure();
+    auto session = tdr::Session::start(program, std::move(startOptions));
+    if (!session) {
+        return session.failure();
     }
-    return RunningDriver{std::move(*driver), std::move(lines), {}};
+    return RunningDriver{std::move(*session), std::move(lines), {}};
 }
 
 void RunningDriver::passOnLines(std::string_view shown) {
@@ -170,15 +170,15 @@ void DriverSet::ask(Entry& entry) {
     if (std::exchange(entry.asked, true)) {
         return;
     }
-    auto session = startDriver(entry.program, options_);
-    if (!session) {
-        entry.failure = session.failure();
+    auto running = startDriver(entry.program, options_);
+    if (!running) {
+        entry.failure = running.failure();
         return;
     }
     const auto naming = running->session.fileNaming();
     if (naming) {
         entry.extension = naming->extension;
-        entry.session.emplace(std::move(*session));
+        entry.running.emplace(std::move(*running));
     } else {
         entry.failure = naming.failure();
     }
@@ -253,10 +253,10 @@ std::string DriverSet::knownEndings() {
 tdr::Result<RunningDriver> DriverSet::take(std::size_t driver) {
     Entry& entry = entries_[driver];
     ask(entry); // every caller needs its ending
-    if (entry.session) {
-        RunningDriver session = std::move(*entry.session);
-        entry.session.reset();
-        return session;
+    if (entry.running) {
+        RunningDriver running = std::move(*entry.running);
+        entry.running.reset();
+        return running;
     }
     if (entry.failure) {
         return *entry.failure;
@@ -266,7 +266,7 @@ tdr::Result<RunningDriver> DriverSet::take(std::size_t driver) {
 
 void DriverSet::dismissOthers() {
     for (Entry& entry : entries_) {
-        if (entry.session) {
+        if (entry.running) {
             entry.running->session.dismiss();
         }
     }

@@ -23,7 +23,7 @@ struct DriverOptions {
 /// A running driver with the lines it has written to stderr. They are kept until it is known
 /// whether they matter: a driver tried first may complain about a file that another one reads.
 struct RunningDriver {
-    tdr::Session driver;
+    tdr::Session session;
     std::shared_ptr<std::vector<std::string>> lines;
     FileNames names; ///< of the files that it has been given
 
@@ -73,7 +73,7 @@ class DriverSet {
     [[nodiscard]] std::string name(std::size_t driver) const;
     [[nodiscard]] const std::string& extension(std::size_t driver) const;
 
-    /// A session with a driver, owned by the caller: the one that queried it, or a new one.
+    /// A driver, owned by the caller: the process that was queried, or a new one.
     [[nodiscard]] tdr::Result<RunningDriver> take(std::size_t driver);
 
     /// Sends the end request to the drivers that were started but not taken. They end while the
@@ -85,7 +85,7 @@ class DriverSet {
         std::filesystem::path program;
         bool asked = false;
         std::string extension; ///< as the driver reports it, once queried
-        std::optional<RunningDriver> session;
+        std::optional<RunningDriver> running;
         std::optional<tdr::Failure> failure; ///< why it could not be queried
     };
     void ask(Entry& entry);

@@ -68,7 +68,7 @@ Outcome<std::optional<PictureFile>> findReader(DriverSet& drivers, const std::st
                                                base::UniqueFd file, Refusals& refusals) {
     auto link = DriverLink::make(file.get(), path);
     if (!link) {
-        return link.problem();
+        return link.failure();
     }
     for (const std::size_t driver : drivers.readersFor(path)) {
         auto started = drivers.take(driver);
@@ -81,19 +81,19 @@ Outcome<std::optional<PictureFile>> findReader(DriverSet& drivers, const std::st
         }
         const auto linked = link->path(drivers.extension(driver));
         if (!linked) {
-            return linked.problem();
+            return linked.failure();
         }
-        auto session = std::make_unique<RunningDriver>(std::move(*started));
-        session->names.add(link->names());
-        auto reader = openWith(running->session, *linked);
-        if (reader) {
+        auto running = std::make_unique<RunningDriver>(std::move(*started));
+        running->names.add(link->names());
+        auto source = openWith(running->session, *linked);
+        if (source) {
             return std::optional(PictureFile{driver, std::move(*link), std::move(file),
-                                             std::move(session), std::move(*reader)});
+                                             std::move(running), std::move(*source)});
         }
-        if (endsTheSearch(reader.failure())) {
-            return problemWith(path, reader.failure());
+        if (endsTheSearch(source.failure())) {
+            return problemWith(path, source.failure());
         }
-        refusals.add(drivers.name(driver), reader.failure(), link->names());
+        refusals.add(drivers.name(driver), source.failure(), link->names());
     }
     return std::optional<PictureFile>();
 }
@@ -102,14 +102,14 @@ Outcome<std::optional<PictureFile>> findReader(DriverSet& drivers, const std::st
 
 Outcome<PictureFile> openPicture(DriverSet& drivers, const fs::path& path) {
     auto file = openReadable(path);
-    return file ? openPicture(drivers, path, std::move(*file)) : file.problem();
+    return file ? openPicture(drivers, path, std::move(*file)) : file.failure();
 }
 
 Outcome<PictureFile> openPicture(DriverSet& drivers, const fs::path& path, base::UniqueFd file) {
     Refusals refusals;
     auto found = findReader(drivers, path.string(), std::move(file), refusals);
     if (!found) {
-        return found.problem();
+        return found.failure();
     }
     return *found ? Outcome<PictureFile>(std::move(**found)) : refusals.problem(path.string());
 }

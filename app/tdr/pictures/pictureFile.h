@@ -12,13 +12,13 @@
 #include <optional>
 #include <string>
 
-/// A file that is connected for reading, with its session.
+/// A file that is connected for reading, with its driver.
 struct PictureFile {
     std::size_t driver;                     ///< its number in the set
-    DriverLink link;                        ///< leads the session to the file
+    DriverLink link;                        ///< leads the driver to the file
     base::UniqueFd file;                    ///< the file of the link
-    std::unique_ptr<RunningDriver> session; ///< at a fixed address: the reader borrows it
-    tdr::PictureSource reader;
+    std::unique_ptr<RunningDriver> running; ///< at a fixed address: the source borrows its session
+    tdr::PictureSource source;
 };
 
 /// Opens `path` with the first of `drivers` that accepts it: exactly this file, whatever its name.

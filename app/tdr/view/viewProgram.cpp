@@ -57,11 +57,11 @@ Outcome<View> readView(DriverSet& drivers, const ViewOptions& options) {
     const std::string& file = options.file;
     auto picture = openPicture(drivers, file);
     if (!picture) {
-        return picture.problem();
+        return picture.failure();
     }
     const auto room = roomOnScreen(file);
     if (!room) {
-        return room.problem();
+        return room.failure();
     }
     const auto format = picture->running->session.formatName();
     if (!format) {
@@ -69,7 +69,7 @@ Outcome<View> readView(DriverSet& drivers, const ViewOptions& options) {
     }
     const auto metadata = readMetadata(pathOfDescriptor(picture->file.get()));
     if (!metadata) {
-        return Problem{metadata.problem().code, file + ": " + metadata.problem().text};
+        return problemWith(file, metadata.failure());
     }
     const ViewSize size{picture->source.width(), picture->source.height()};
     const ViewSize shown = viewSize(size, metadata->ratio, *room);
@@ -91,7 +91,7 @@ ExitCode view(const DriverOptions& driverOptions, const ViewOptions& options) {
         return readView(drivers, options);
     }();
     if (!picture) {
-        return complain(picture.problem());
+        return fail(picture.failure());
     }
     const tdr::InterruptGuard::Pause nothingToCleanUp; // while the window is open
     if (tdr::InterruptGuard::signal() != 0) {          // arrived before the line above
@@ -100,7 +100,7 @@ ExitCode view(const DriverOptions& driverOptions, const ViewOptions& options) {
     const bool shown = tryPasteBuffer(picture->size.width, picture->size.height,
                                       picture->pixels.data(), picture->title.c_str());
     if (!shown) {
-        return complain(Problem{ExitCode::Failed, options.file + ": its window failed, see above"});
+        return fail({ExitCode::Failed, options.file + ": its window failed, see above"});
     }
     return picture->damaged ? ExitCode::Failed : ExitCode::Done; // its driver has reported why
 }

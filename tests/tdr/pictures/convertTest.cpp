@@ -54,16 +54,6 @@ TEST_F(ConvertTest, theSamplesGoToPicAndBackUnchanged) {
               (Names{"cutout.pic", "cutout.png", "photograph.pic", "photograph.png"}));
 }
 
-TEST_F(ConvertTest, missingChannelsAndMattesBecomeFullPixels) {
-    const auto tag = files().write("m.tag", support::tag(3, 1, 2, {0b00'101'00000000000, 0}));
-    EXPECT_EQ(run({"convert", smallPic(), in("rgb.png")}).exit, 0);
-    EXPECT_EQ(pixelsOf("pngFilter", in("rgb.png")), (Pixels{255, 3, 2, 1, 255, 6, 5, 4}));
-    const Ended matte = run({"convert", tag, in("m.png")});
-    EXPECT_EQ(matte.exit, 0) << matte.err;
-    EXPECT_EQ(pixelsOf("pngFilter", in("m.png")),
-              (Pixels{255, 255, 255, 255, 255, 0, 0, 0, 255, 255, 255, 255}));
-}
-
 TEST_F(ConvertTest, whatCannotBeReadOrWrittenIsNamedWithItsReason) {
     const auto pic = smallPic();
     files().write("empty.pic", "");
@@ -150,21 +140,6 @@ TEST_F(ConvertTest, aFullDeviceIsAFailure) {
     }
 }
 
-TEST_F(ConvertTest, theTargetKeepsItsModeAndItsLink) {
-    const auto pic = smallPic();
-    files().write("real.png", "old", 0640);
-    fs::create_symlink("real.png", in("link.png"));
-    EXPECT_EQ(run({"convert", pic, in("link.png")}).exit, 0);
-    EXPECT_TRUE(fs::is_symlink(in("link.png")));
-    EXPECT_EQ(pixelsOf("pngFilter", in("real.png")).size(), 8U);
-    EXPECT_EQ(fs::status(in("real.png")).permissions(), fs::perms(0640));
-
-    const mode_t before = umask(0027);
-    EXPECT_EQ(run({"convert", pic, in("new.png")}).exit, 0);
-    umask(before);
-    EXPECT_EQ(fs::status(in("new.png")).permissions(), fs::perms(0640));
-}
-
 TEST_F(ConvertTest, exactlyTheNamedFileIsReadAndWritten) {
     const std::string pic = contentOf(smallPic());
     const std::string other = support::rawPic(2, 1, 0xE0, support::bytes({9, 9, 9, 9, 9, 9}));
@@ -174,8 +149,8 @@ TEST_F(ConvertTest, exactlyTheNamedFileIsReadAndWritten) {
     const std::string deep = std::string(200, 'd') + "/";
     fs::create_directories(in(deep + deep + deep + deep + deep + deep));
     struct Case {
-        std::string name;   ///< what is read and replaced
-        std::string beside; ///< what a driver would make of that name, or empty
+        std::string name;   ///< the input, replaced if a driver writes such files
+        std::string beside; ///< the name that a driver would use instead, or empty
         const std::string* content = nullptr;
         const Pixels* pixels = nullptr;
         bool written = true; ///< mattes are not
@@ -353,24 +328,6 @@ TEST_F(ConvertTest, aLargePictureGoesLineByLine) {
 }
 
 // The scripted driver reports the ending "1039-1", so it writes such a target.
-
-TEST_F(ConvertTest, aSignalInTheMiddleLeavesNothing) {
-    const std::string drivers = driverFolder({"freezesAtPut"});
-    for (const int signal : {SIGINT, SIGTERM}) {
-        auto running = startRun({"convert", smallPic(), in("o.1039-1"), "--driver-dir", drivers});
-        const pid_t stopped = running->awaitStoppedChild();
-        ASSERT_GT(stopped, 0);
-        EXPECT_EQ(namesIn(files().path()).size(), 2U) << "it writes beside the target";
-        const auto children = childrenOf(running->pid());
-        running->kill(signal);
-        const Ended ended = running->wait();
-        EXPECT_EQ(ended.signal, signal) << "shells see the signal";
-        for (const pid_t child : children) {
-            EXPECT_EQ(stateOf(child), '\0') << "driver " << child << " is left";
-        }
-        EXPECT_EQ(namesIn(files().path()), Names{"small.pic"});
-    }
-}
 
 TEST_F(ConvertTest, aDriverThatDiesOrHangsLeavesTheOldFile) {
     const std::string drivers = driverFolder({"freezesAtPut"});

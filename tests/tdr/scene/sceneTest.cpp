@@ -247,30 +247,6 @@ TEST_F(SceneTest, everyWayToFailHasItsOwnReason) {
     }
 }
 
-TEST_F(SceneTest, usageErrorsExitWith2) {
-    const std::string file = sample("vase.spl");
-    const std::vector<std::vector<std::string>> lines = {
-        {"scene"},
-        {"scene", "check"},
-        {"scene", "polish", file},
-        {"scene", "format", file},
-        {"scene", "check", file, "-o", "x"},
-        {"plot", file},
-        {"plot", file, "-o", ""},
-        {"scene", "format", in("a.spl"), "-o", ""}, // once replaced the file itself
-        {"plot", file, "-o", in("o"), "--frames", "5"},
-        {"plot", file, "-o", in("o"), "--frames", "9-5"},
-        {"plot", file, "-o", in("o"), "--frames", "1-99999999999"},
-        {"plot", file, "-o", in("o"), "--frames", "1-2x"},
-        {"plot", file, "-o", in("o"), "--show", "meshes"},
-    };
-    for (const auto& line : lines) {
-        SCOPED_TRACE(testing::PrintToString(line));
-        EXPECT_EQ(run(line).exit, 2);
-    }
-    EXPECT_TRUE(namesIn(files().path()).empty());
-}
-
 // --- Writing -------------------------------------------------------------------------------------
 
 TEST_F(SceneTest, formatWritesTheSamplesAsTheyAre) {
@@ -351,21 +327,6 @@ TEST_F(SceneTest, aFileIsNeverReplacedByOneThatHoldsLess) {
     EXPECT_EQ(contentOf(file), spline("  gloss\n"));
     EXPECT_TRUE(contains(run({"scene", "text", file, "-o", in("b.spl")}).err,
                          "a.spl:6: unknown word \"gloss\"\n"));
-}
-
-TEST_F(SceneTest, aWriteThatFailsLeavesTheOldFile) {
-    const std::string old = files().write("o.spl", "old");
-    const Ended small = run({"scene", "format", sample("vase.spl"), "-o", old},
-                            {.largestFile = 500, .ignoreSizeSignal = true});
-    EXPECT_EQ(small.exit, 1);
-    EXPECT_TRUE(contains(small.err, "o.spl: File too large"));
-    EXPECT_EQ(contentOf(old), "old");
-    EXPECT_EQ(namesIn(files().path()), Names{"o.spl"});
-    std::filesystem::create_symlink("/dev/full", in("full.hrc"));
-    const Ended full = run({"scene", "format", sample("desk_lamp.hrc"), "-o", in("full.hrc")});
-    EXPECT_EQ(full.exit, 1);
-    EXPECT_TRUE(contains(full.err, "full.hrc: No space left on device"));
-    EXPECT_EQ(run({"scene", "format", sample("vase.spl"), "-o", in("no/o.spl")}).exit, 1);
 }
 
 } // namespace
