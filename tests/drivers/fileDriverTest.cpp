@@ -118,48 +118,29 @@ TEST_F(FileDriverTest, BoundsStayWhileAFileIsOpen) {
     }
 }
 
-TEST_F(FileDriverTest, RequestsThatDoNotFitTheConnectionAreRefused) {
+TEST_F(FileDriverTest, DeclaresItsFileAndItsLines) {
+    using Transfer = TDR_Driver::Transfer;
     const std::string line(std::size_t{kWidth} * 4, 'u');
-    const std::string whole(line.size() * kHeight, 'u');
-    const std::string small = line.substr(1);
-    const std::string nearlyWhole = whole.substr(1);
-    const long outside[] = {-1, kHeight, 2147483647L, -2147483648L};
-    const auto refusesGet = [this](std::string block, long y) {
-        const std::string before = block;
-        return driver.get(block, y) == -1 && block == before;
-    };
-    const auto refusesGetAll = [this](std::string block) {
-        const std::string before = block;
-        return driver.getAll(block) == -1 && block == before;
-    };
-    const support::CaptureStderr said;
-    for (const bool writing : {false, true}) {
-        if (writing) {
-            ASSERT_EQ(driver.write(in("a"), kWidth, kHeight), 0);
+    const auto expectOpen = [&](bool forGets, bool forPuts) {
+        for (const Transfer get : {Transfer::GetLine, Transfer::GetCache}) {
+            EXPECT_EQ(driver.isOpenFor(get), forGets);
+            EXPECT_TRUE(!forGets || driver.declaredLineBytes(get) == line.size());
         }
-        EXPECT_TRUE(refusesGet(line, 0)) << (writing ? "open for writing" : "nothing open");
-        EXPECT_TRUE(refusesGetAll(whole)) << (writing ? "open for writing" : "nothing open");
-        EXPECT_EQ(driver.put(writing ? small : line, 0), -1);
-        EXPECT_EQ(driver.putAll(writing ? nearlyWhole : whole), -1);
-    }
-    for (const long y : outside) {
-        EXPECT_EQ(driver.put(line, y), -1) << y;
-    }
-    EXPECT_EQ(driver.putAll(whole), 0) << "a refused request does not break the file";
+        for (const Transfer put : {Transfer::PutLine, Transfer::PutCache}) {
+            EXPECT_EQ(driver.isOpenFor(put), forPuts);
+            EXPECT_TRUE(!forPuts || driver.declaredLineBytes(put) == line.size());
+        }
+    };
+    expectOpen(false, false);
+    ASSERT_EQ(driver.write(in("a"), kWidth, kHeight), 0);
+    expectOpen(false, true);
+    EXPECT_EQ(driver.putAll(std::string(line.size() * kHeight, 'u')), 0);
     EXPECT_EQ(driver.disconnectFromFile(), 1);
-    const std::string file = support::contentOf(in("a"));
+    expectOpen(false, false);
     ASSERT_EQ(driver.read(in("a")), 0);
-    EXPECT_EQ(driver.put(line, 0), -1) << "open for reading";
-    EXPECT_EQ(driver.putAll(whole), -1) << "open for reading";
-    EXPECT_TRUE(refusesGet(small, 1));
-    EXPECT_TRUE(refusesGetAll(nearlyWhole));
-    for (const long y : outside) {
-        EXPECT_TRUE(refusesGet(line, y)) << y;
-    }
+    expectOpen(true, false);
     EXPECT_EQ(driver.line(kHeight - 1), line);
     EXPECT_EQ(driver.disconnectFromFile(), kClosedAfterReading);
-    EXPECT_EQ(support::contentOf(in("a")), file);
-    EXPECT_EQ(said.text(), "");
 }
 
 // --- Writing -------------------------------------------------------------------------------------

@@ -177,6 +177,17 @@ TEST_F(Callers, AreJudgedByTheirDescriptorsThenByTheirUser) {
     }
 }
 
+TEST_F(Callers, AreTakenWithOneSideShutDown) {
+    unsigned short port = 0;
+    const base::UniqueFd listener(createsocket(&port));
+    base::UniqueFd caller = connectTo(port);
+    const base::UniqueFd fd = ipc::acceptConnection(listener.get());
+    shutdown(caller.get(), SHUT_WR);
+    EXPECT_TRUE(ipc::isCallOf(getpid(), fd.get()));
+    caller.reset();
+    EXPECT_FALSE(ipc::isCallOf(getpid(), fd.get())) << "closed";
+}
+
 TEST_F(Callers, OfOtherMachinesAreNotTaken) {
     unsigned short port = 0;
     const base::UniqueFd listener(createsocket(&port));
