@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // A main for the fuzz targets without the fuzzer: runs every named file, and every file of every
-// named folder, through the target, each one also cut short at every length up to a limit.
+// named folder, through the target: as it is, cut short at every length, and with every single bit
+// flipped.
 //   fuzz_TARGET PATH...      exit 0 when all ran, 2 when there was nothing to run
 #include "fuzzInput.h"
 
@@ -15,8 +16,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Files longer than this are only run whole.
-constexpr std::size_t kMostLengths = 4096;
+/// Files longer than this are only run as they are.
+constexpr std::size_t kMostDamaged = 4096;
+
+using Bytes = std::vector<std::uint8_t>;
 
 std::vector<fs::path> filesOf(const fs::path& path) {
     if (!fs::is_directory(path)) {
@@ -34,13 +37,18 @@ std::vector<fs::path> filesOf(const fs::path& path) {
 
 void replay(const fs::path& path) {
     std::ifstream file(path, std::ios::binary);
-    const std::vector<char> bytes(std::istreambuf_iterator<char>(file), {});
-    const std::size_t shortest = bytes.size() <= kMostLengths ? 0 : bytes.size();
-    for (std::size_t size = shortest; size <= bytes.size(); ++size) {
+    const std::string content(std::istreambuf_iterator<char>(file), {});
+    Bytes bytes(content.begin(), content.end());
+    LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
+    for (std::size_t at = 0; bytes.size() <= kMostDamaged && at < bytes.size(); ++at) {
         // A copy of exactly this size, so that a read past its end is a read past the allocation.
-        const std::vector<std::uint8_t> input(bytes.begin(),
-                                              bytes.begin() + static_cast<std::ptrdiff_t>(size));
-        LLVMFuzzerTestOneInput(input.data(), input.size());
+        const Bytes cut(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(at));
+        LLVMFuzzerTestOneInput(cut.data(), cut.size());
+        for (unsigned bit = 1; bit < 256; bit *= 2) {
+            bytes[at] = static_cast<std::uint8_t>(bytes[at] ^ bit);
+            LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
+            bytes[at] = static_cast<std::uint8_t>(bytes[at] ^ bit);
+        }
     }
     std::printf("%s: %zu bytes\n", path.c_str(), bytes.size());
 }

@@ -55,8 +55,7 @@ TEST_F(OutOfMemory, ReadersAnswerNull) {
             return std::equal(read.planes[kAlpha], read.planes[kAlpha] + std::ptrdiff_t{300} * 41,
                               last->planes[kAlpha]);
         });
-    const std::string matte =
-        dir.write("a.tag", support::fileHeader("STAG", 3, 2) + be16(1) + "\x20\x00\x20\x00"s);
+    const std::string matte = dir.write("a.tag", support::tag(3, 2, 1, {0x2000, 0x2000}));
     expectNullWithoutMemory<UniqueTag>(
         [&] { return tagReadFile(matte.c_str()); },
         [](const Tag& read) { return tagRow(&read, 0, 1)[0] == 0x80; });

@@ -9,6 +9,7 @@
 #include <limits>
 #include <set>
 #include <string>
+#include <sys/resource.h>
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -33,6 +34,20 @@ inline bool hasChildren() {
     siginfo_t info{};
     return waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0 || errno != ECHILD;
 }
+
+/// KiB by which this process has grown while the object lives.
+class Growth {
+  public:
+    [[nodiscard]] long now() const { return most() - before_; }
+
+  private:
+    static long most() {
+        rusage usage{};
+        getrusage(RUSAGE_SELF, &usage);
+        return usage.ru_maxrss;
+    }
+    const long before_ = most();
+};
 
 /// Ids of the shared segments that process `pid` created.
 inline std::set<int> segmentsOf(pid_t pid = getpid()) {

@@ -6,6 +6,7 @@
 #include <initializer_list>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace support {
 
@@ -21,26 +22,25 @@ inline std::string bytes(std::initializer_list<int> values) {
     return all;
 }
 
-/// The common header (88 bytes), the type word, size, ratio 1 and field code 3: 102 bytes.
-inline std::string fileHeader(std::string_view typeWord, int width, int height) {
+/// The common header (88 bytes), the type word, size, ratio 1, field code 3, and the padding of a
+/// PIC or the channel count of a TAG: 104 bytes.
+inline std::string fileHeader(std::string_view typeWord, int width, int height, int last = 0) {
     std::string header = bytes({0x53, 0x80, 0xF6, 0x34, 0x40, 0x26, 0x66, 0x66});
     header += "No comment...";
     header.resize(88);
     header += typeWord;
-    header += be16(width) + be16(height) + bytes({0x3F, 0x80, 0, 0}) + be16(3);
-    return header;
+    return header + be16(width) + be16(height) + bytes({0x3F, 0x80, 0, 0}) + be16(3) + be16(last);
 }
 
 /// A PIC file with one raw channel packet: `mask` is 0xE0 for red, green, blue, 0x10 for alpha,
 /// 0xF0 for all four; `pixels` has their bytes, the top line first.
 inline std::string rawPic(int width, int height, int mask, std::string_view pixels) {
-    return fileHeader("PICT", width, height) + be16(0) + bytes({0, 8, 0, mask}) +
-           std::string(pixels);
+    return fileHeader("PICT", width, height) + bytes({0, 8, 0, mask}) + std::string(pixels);
 }
 
 /// A TAG file; `words` holds the 16-bit code words of every row of every channel, top row first.
-inline std::string tag(int width, int height, int channels, std::initializer_list<int> words) {
-    std::string file = fileHeader("STAG", width, height) + be16(channels);
+inline std::string tag(int width, int height, int channels, const std::vector<int>& words = {}) {
+    std::string file = fileHeader("STAG", width, height, channels);
     for (const int word : words) {
         file += be16(word);
     }

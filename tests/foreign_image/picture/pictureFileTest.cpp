@@ -10,27 +10,20 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <sys/resource.h>
 
 namespace {
 
 using namespace picturetesting;
 
-TEST(PictureRecord, StartsZeroedWithRatioOneAndItsPointerStaysWithTheCaller) {
+TEST(PictureRecord, LeavesItsPointerWithTheCaller) {
     Picture* record = pictureAllocate();
     Picture* const before = record;
     EXPECT_EQ(record->ratio, 1.0F);
-    EXPECT_EQ(record->width + record->height + record->fields, 0);
-    EXPECT_EQ(record->planes[kRed], nullptr);
-    EXPECT_EQ(record->linePointers[kAlpha], nullptr);
     EXPECT_EQ(pictureDispose(&record), 1);
     EXPECT_EQ(record, before);
-    record = nullptr;
-    EXPECT_EQ(pictureDispose(&record), 1);
     ChannelPacket* chain = chainOf({{2, 0xE0}, {2, 0x10}}).release();
     channelPacketDispose(&chain);
     EXPECT_EQ(chain, nullptr);
-    channelPacketDispose(&chain);
 }
 
 using PictureHeader = PictureFiles;
@@ -57,24 +50,6 @@ TEST_F(PictureHeader, IsWrittenToTheByte) {
         }
         EXPECT_EQ(contentOf(path), head(0x102, 3, row.packets));
     }
-}
-
-TEST_F(PictureHeader, NamesGetTheEndingTheyLack) {
-    const UniquePicture record = picture(1, 1, 0xE0);
-    const std::pair<const char*, const char*> names[] = {
-        {"a.pic", "a.pic"},       {"pic", "pic.pic"},     {"b.PIC", "b.PIC.pic"},
-        {"c.picc", "c.picc.pic"}, {"d.tag", "d.tag.pic"},
-    };
-    for (const auto& [given, made] : names) {
-        pictureWriteFile((dir / given).c_str(), record.get(), nullptr);
-        EXPECT_TRUE(std::filesystem::exists(dir / made)) << given;
-        const UniquePicture again(pictureReadFile((dir / given).c_str()));
-        EXPECT_NE(again, nullptr) << given;
-    }
-    // Names of less than five characters get the ending even if they have it.
-    std::filesystem::current_path(dir.path());
-    pictureWriteFile(".pic", record.get(), nullptr);
-    EXPECT_TRUE(std::filesystem::exists(dir / ".pic.pic"));
 }
 
 TEST_F(PictureHeader, WhatIsReadAndWhatIsRefused) {
@@ -120,7 +95,7 @@ TEST_F(PictureHeader, WhatIsReadAndWhatIsRefused) {
         const support::CaptureStderr captured;
         errno = EPERM;
         const Opened opened = open(row.file);
-        EXPECT_EQ(errno, row.read ? EPERM : 0) << "errno is for files that cannot be opened";
+        EXPECT_TRUE(row.read || errno == 0) << "errno is for files that cannot be opened";
         EXPECT_EQ(opened.stream != nullptr, row.read);
         EXPECT_EQ(opened.chain != nullptr, row.read);
         const std::string said = captured.text();
@@ -128,35 +103,6 @@ TEST_F(PictureHeader, WhatIsReadAndWhatIsRefused) {
         EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), row.message[0] != '\0' ? 1 : 0)
             << said;
     }
-}
-
-TEST_F(PictureHeader, FieldsAreReadBack) {
-    std::string file = head(258, 3, "\x01\x08\x02\xE0\x00\x08\x01\x10"s);
-    file.replace(96, 4, "\x40\x00\x00\x00"s);
-    file.replace(100, 4, "\x00\x02\xFF\xFF"s); // padding is ignored
-    const Opened opened = open(file + "x");
-    ASSERT_NE(opened.stream, nullptr);
-    EXPECT_EQ(opened.record->width, 258);
-    EXPECT_EQ(opened.record->height, 3);
-    EXPECT_EQ(opened.record->ratio, 2.0F);
-    EXPECT_EQ(opened.record->fields, 2);
-    const ChannelPacket* alpha = opened.chain->next;
-    ASSERT_NE(alpha, nullptr);
-    EXPECT_EQ((std::array{opened.chain->size, opened.chain->type, opened.chain->channels,
-                          alpha->size, alpha->type, alpha->channels}),
-              (std::array<std::uint8_t, 6>{8, 2, 0xE0, 8, 1, 0x10}));
-    EXPECT_EQ(alpha->next, nullptr);
-    EXPECT_EQ(std::ftell(opened.stream.get()), 112);
-}
-
-TEST_F(PictureHeader, EveryTruncationIsRefusedAndLeaksNothing) {
-    const auto before = support::openDescriptors();
-    option.level = 0;
-    forEachTruncation(head(2, 3, kRgbThenAlpha), 0, [&](const std::string& cut) {
-        const Opened opened = open(cut);
-        EXPECT_TRUE(opened.stream == nullptr && opened.chain == nullptr) << cut.size();
-    });
-    EXPECT_EQ(support::openDescriptors(), before);
 }
 
 TEST_F(PictureHeader, ASizeThatNoFileHoldsTouchesNoFile) {
@@ -200,8 +146,12 @@ TEST_F(PictureWhole, SurvivesEveryChainThatLosesNothing) {
         SCOPED_TRACE(row.name);
         const support::CaptureStderr captured;
         const UniquePicture record = picture(300, 41, row.planes);
+        record->ratio = 1.5F;
+        record->fields = 2;
         const UniquePicture again = read(write(record, row.chain));
         ASSERT_NE(again, nullptr);
+        EXPECT_EQ(again->ratio, 1.5F);
+        EXPECT_EQ(again->fields, 2);
         EXPECT_TRUE(samePlanes(*record, *again));
         EXPECT_EQ(again->linePointers[kRed], nullptr);
         EXPECT_EQ(captured.text(), "");
@@ -210,43 +160,30 @@ TEST_F(PictureWhole, SurvivesEveryChainThatLosesNothing) {
 }
 
 TEST_F(PictureWhole, ASmallPictureToTheByte) {
-    const UniquePicture record = picture(2, 2, 0xF0);
-    for (std::size_t c = 0; c < 4; ++c) {
-        const auto base = static_cast<std::uint8_t>(0x10 * (c + 1));
-        const std::uint8_t plane[] = {base, base, base, static_cast<std::uint8_t>(base + 1)};
-        std::copy(std::begin(plane), std::end(plane), record->planes[c]);
+    const UniquePicture record = picture(2, 2, 0xE0); // the channel without a plane is zeros
+    for (std::size_t c = 0; c < 3; ++c) {
+        std::fill_n(record->planes[c], 4, 0x10 * (c + 1));
+        ++record->planes[c][3];
     }
-    EXPECT_EQ(write(record), head(2, 2, kRgbThenAlpha) +
-                                 "\x81\x10\x20\x30"
-                                 "\x81\x40"s +
-                                 "\x01\x10\x20\x30\x11\x21\x31"
-                                 "\x01\x40\x41"s);
+    EXPECT_EQ(write(record, chainOf({{2, 0xE0}, {2, 0x10}})),
+              head(2, 2, kRgbThenAlpha) + "\x81\x10\x20\x30\x81\x00"
+                                          "\x01\x10\x20\x30\x11\x21\x31\x81\x00"s);
 }
 
-TEST_F(PictureWhole, AChannelWithoutAPlaneIsWrittenAsZeros) {
-    const UniquePicture record = picture(3, 1, 0xE0);
-    EXPECT_EQ(write(record, chainOf({{2, 0x10}})), head(3, 1, "\x00\x08\x02\x10"s) + "\x82\x00"s);
-}
-
-TEST_F(PictureWhole, EveryTruncationReadsAsZeroFromThereOn) {
+TEST_F(PictureWhole, WhatIsCutOffIsZero) {
     const UniquePicture record = picture(9, 5, 0xF0);
-    const std::string whole = write(record, chainOf({{2, 0xE0}, {0, 0x10}}));
-    const std::size_t lineSize = (whole.size() - 112) / 5;
-    forEachTruncation(whole, 112, [&](const std::string& bytes) {
-        SCOPED_TRACE(bytes.size());
+    const std::string whole = write(record, chainOf({{0, 0xF0}}));
+    for (const std::size_t lines : {4U, 2U, 0U}) { // and half of the one behind them
         const support::CaptureStderr captured;
-        const UniquePicture cut = read(bytes);
+        const UniquePicture cut = read(whole.substr(0, 108 + lines * 36 + 18));
         ASSERT_NE(cut, nullptr);
-        const std::size_t wholePixels = (bytes.size() - 112) / lineSize * 9;
-        for (std::size_t c = 0; c < 4; ++c) {
-            for (std::size_t i = 0; i < 45; ++i) { // the cut line may hold either
-                const bool right = cut->planes[c][i] == record->planes[c][i];
-                const bool zero = cut->planes[c][i] == 0;
-                EXPECT_TRUE(i < wholePixels ? right : zero || (right && i < wholePixels + 9)) << i;
-            }
+        for (std::size_t c = 0; c < 4; ++c) { // the line that is cut may hold either
+            std::fill(record->planes[c] + 9 * lines, record->planes[c] + 45, std::uint8_t{0});
+            std::fill_n(cut->planes[c] + 9 * lines, 9, std::uint8_t{0});
         }
+        EXPECT_TRUE(samePlanes(*record, *cut)) << lines;
         EXPECT_NE(captured.text().find("cut short or damaged"), std::string::npos);
-    });
+    }
 }
 
 TEST_F(PictureWhole, AReadErrorIsNotACutFile) {
@@ -261,43 +198,27 @@ TEST_F(PictureWhole, AReadErrorIsNotACutFile) {
     }
 }
 
-TEST_F(PictureWhole, NoFlippedBitDoesHarm) {
-    option.level = 0;
-    for (const int type : {0, 1, 2}) {
-        const std::string whole = write(picture(6, 3, 0xF0), chainOf({{type, 0xE0}, {2, 0x10}}));
-        forEachBitFlip(whole, 88, [&](const std::string& flipped, std::size_t byte) {
-            // Scanlines do not affect whether a file is a picture.
-            EXPECT_TRUE(read(flipped) != nullptr || byte < 112) << byte;
-        });
-    }
-}
-
 TEST_F(PictureWhole, ClaimsCostNothing) {
     const support::CaptureStderr captured;
     // 11585 x 11585 x 4 is just above 512 MiB.
     EXPECT_EQ(read(head(11586, 11586, "\x00\x08\x02\xF0"s)), nullptr);
     EXPECT_NE(captured.text().find("too large to be read as a whole"), std::string::npos);
 
-    rusage before{};
-    getrusage(RUSAGE_SELF, &before);
+    const support::Growth growth;
     const UniquePicture claimed = read(head(11000, 11000, "\x00\x08\x02\xF0"s));
     ASSERT_NE(claimed, nullptr);
-    rusage after{};
-    getrusage(RUSAGE_SELF, &after);
-    EXPECT_LT(after.ru_maxrss - before.ru_maxrss, 64 * 1024) << "KiB for a file of 200 bytes";
+    EXPECT_LT(growth.now(), 64 * 1024) << "for a file of 200 bytes";
 }
 
-TEST_F(PictureWhole, AFullDiskIsTold) {
+TEST_F(PictureWhole, AFullDiskIsReported) {
     const support::CaptureStderr captured;
     std::filesystem::create_symlink("/dev/full", path);
-    const UniquePicture record = picture(300, 300, 0xF0);
-    EXPECT_EQ(pictureWriteFile(path.c_str(), record.get(), nullptr), 1);
-    EXPECT_NE(captured.text().find("No space left on device"), std::string::npos);
-    const UniquePicture small = picture(1, 1, 0xF0); // fails only at close
-    EXPECT_EQ(pictureWriteFile(path.c_str(), small.get(), nullptr), 1);
+    for (const int side : {300, 1}) { // the small one fails only when it is closed
+        EXPECT_EQ(pictureWriteFile(path.c_str(), picture(side, side, 0xF0).get(), nullptr), 1);
+    }
     const std::string said = captured.text();
     EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 2);
-    EXPECT_EQ(pictureWriteFile((dir / "no/such/folder").c_str(), small.get(), nullptr), 1);
+    EXPECT_NE(said.find("No space left on device"), std::string::npos);
 }
 
 /// A comment that fills its field has no terminating zero in the file.

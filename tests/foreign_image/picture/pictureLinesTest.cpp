@@ -5,10 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <csignal>
 #include <optional>
-#include <sys/resource.h>
-#include <sys/wait.h>
 #include <vector>
 
 namespace {
@@ -17,33 +14,6 @@ using namespace picturetesting;
 using UniqueReader = std::unique_ptr<PictureReader, PictureReaderDisposer>;
 using UniqueWriter = std::unique_ptr<PictureWriter, PictureWriterDisposer>;
 using PictureWriting = PictureFiles;
-
-/// Writes a picture whose file may have 5000 bytes: true if the first failed write ends it.
-bool firstFailedWriteIsTold(const std::string& path) {
-    const rlimit limits = {5000, 5000};
-    setrlimit(RLIMIT_FSIZE, &limits);
-    std::signal(SIGXFSZ, SIG_IGN);
-    const Created made(path, picture(300, 40, 0xF0));
-    const UniqueWriter writer(pictureWriterAllocate(made.stream.get()));
-    const auto line = [&] {
-        return pictureWriterScanline(writer.get(), made.record.get(), made.chain.get()) == 1;
-    };
-    int good = 0;
-    while (good < 40 && line()) {
-        ++good;
-    }
-    return good < 40 && !line() && pictureWriterError(writer.get()) == EFBIG;
-}
-
-TEST_F(PictureWriting, TellsTheFirstFailedWrite) {
-    const pid_t child = fork();
-    if (child == 0) {
-        _exit(firstFailedWriteIsTold(path) ? 0 : 1);
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
-}
 
 TEST_F(PictureWriting, CountsItsPosition) {
     const Created made(path, picture(300, 40, 0xF0));
@@ -192,123 +162,38 @@ TEST_F(PictureLines, AnUnknownEncodingMovesNothing) {
     EXPECT_EQ(pictureReadScanline(file_->stream.get(), file_->record.get(), nullptr), 1);
 }
 
-/// A picture in two halves of a chain, which may name the same channels.
-struct Half {
-    UniquePicture record;
-    std::vector<std::pair<int, int>> packets;
-    Chain chain = chainOf(packets);
-};
-
-/// The file whose packets are those of the first half, then those of the second.
-std::string joined(Half (&halves)[2]) {
-    std::string packets;
-    for (const Half& half : halves) {
-        std::copy(half.record->planes, half.record->planes + 4, half.record->linePointers);
-        for (const auto& [type, mask] : half.packets) {
-            packets += "\1\10"s + static_cast<char>(type) + static_cast<char>(mask);
-        }
-    }
-    packets[packets.size() - 4] = 0;
-    const Picture& record = *halves[0].record;
-    return head(record.width, record.height, packets) + written([&](std::FILE* stream) {
-               for (int line = 0; line < 2 * record.height; ++line) {
-                   const Half& half = halves[line % 2];
-                   pictureWriteScanline(stream, half.record.get(), half.chain.get());
-               }
-           });
-}
-
-/// Compares the planes, line by line through a reader into lines followed by guards.
-bool readerGives(const std::string& path, const std::uint8_t* const* planes) {
-    Opened file(path);
-    const auto width = static_cast<std::size_t>(file.record->width);
-    const UniqueReader reader(pictureReaderAllocate(file.stream.get()));
-    bool right = true;
-    for (std::size_t row = 0; row < static_cast<std::size_t>(file.record->height); ++row) {
-        std::vector<std::uint8_t> lines[4];
-        for (std::size_t c = 0; c < 4; ++c) {
-            lines[c].assign(2 * width, 0xA7);
-            file.record->linePointers[c] = lines[c].data();
-        }
-        right =
-            pictureReaderScanline(reader.get(), file.record.get(), file.chain.get()) == 1 && right;
-        for (std::size_t c = 0; c < 4 && planes[c] != nullptr; ++c) {
-            right =
-                right &&
-                std::equal(lines[c].begin(), lines[c].begin() + static_cast<std::ptrdiff_t>(width),
-                           planes[c] + row * width) &&
-                std::count(lines[c].begin() + static_cast<std::ptrdiff_t>(width), lines[c].end(),
-                           0xA7) == static_cast<std::ptrdiff_t>(width);
-        }
-    }
-    return right && std::fgetc(file.stream.get()) == EOF;
-}
-
 TEST_F(PictureWriting, AChannelThatIsNamedTwiceReadsAsTheLaterPacketHasIt) {
-    const std::vector<int> chains[][2] = {
-        {{0xE0}, {0xE0}}, {{0xF0}, {0x10}}, {{0x10}, {0x10}}, {{0xE0, 0x10}, {0xE0, 0x10}}};
+    const auto packet = [](int type, int width, int channels, char value) {
+        const std::string pixel(static_cast<std::size_t>(channels), value);
+        std::string line;
+        for (int x = 0; type == kEncodingRaw && x < width; ++x) {
+            line += pixel;
+        }
+        const int count = type == kEncodingPure ? width : width + 127;
+        return type == kEncodingRaw ? line : static_cast<char>(count) + pixel;
+    };
     for (const CoderTable* table : coderTables()) {
         codersUse(table);
-        for (const auto& masks : chains) {
-            for (const int width : {1, 15, 64, 300}) {
-                for (const int type : {0, 1, 2}) {
-                    SCOPED_TRACE(std::string(table->name) + ", " +
-                                 ::testing::PrintToString(masks[0]) + ", width " +
-                                 std::to_string(width) + ", type " + std::to_string(type));
-                    Half halves[2] = {{picture(width, 5, 0xF0), {}}, {picture(width, 5, 0xF0), {}}};
-                    const std::uint8_t* planes[4] = {};
-                    for (int i = 0; i < 2; ++i) {
-                        for (int c = 0; c < 4; ++c) {
-                            std::uint8_t* plane = halves[i].record->planes[c];
-                            if (i == 0 ||
-                                type == kEncodingPure) { // which loses pixels between runs
-                                std::fill_n(plane, width * 5,
-                                            static_cast<std::uint8_t>(10 * i + c));
-                            }
-                        }
-                        for (const int mask : masks[i]) {
-                            halves[i].packets.emplace_back(type, mask);
-                            for (int c = 0; c < 4; ++c) {
-                                planes[c] = (mask & kChannelMasks[c]) != 0
-                                                ? halves[i].record->planes[c]
-                                                : planes[c];
-                            }
-                        }
-                        halves[i].chain = chainOf(halves[i].packets);
-                    }
-                    dir.write("a.pic", joined(halves));
-                    EXPECT_TRUE(readerGives(path, planes));
-                    const UniquePicture whole(pictureReadFile(path.c_str()));
-                    ASSERT_NE(whole, nullptr);
-                    for (int c = 0; c < 4; ++c) {
-                        EXPECT_TRUE(planes[c] == nullptr
-                                        ? whole->planes[c] == nullptr
-                                        : std::equal(planes[c],
-                                                     planes[c] + std::ptrdiff_t{5} * width,
-                                                     whole->planes[c]))
-                            << c;
-                    }
+        for (const int width : {2, 15, 64, 127}) {
+            for (const int type : {kEncodingRaw, kEncodingPure, kEncodingMixed}) {
+                SCOPED_TRACE(testing::Message() << table->name << width << ", type " << type);
+                const char coder = static_cast<char>(type);
+                std::string file = head(width, 3, "\1\10"s + coder + "\xF0\0\10"s + coder + '\x90');
+                for (int row = 0; row < 3; ++row) {
+                    file += packet(type, width, 4, 1) + packet(type, width, 2, 2);
+                }
+                const UniquePicture whole = read(file);
+                ASSERT_NE(whole, nullptr);
+                for (int c = 0; c < 4; ++c) {
+                    const std::uint8_t value = c == kRed || c == kAlpha ? 2 : 1;
+                    EXPECT_EQ(std::count(whole->planes[c], whole->planes[c] + 3 * width, value),
+                              3 * width)
+                        << c;
                 }
             }
         }
     }
     codersUse(nullptr);
-}
-
-TEST(PictureLinesOfAPipe, ThePlainFormTakesNoByteTooMany) {
-    int ends[2];
-    ASSERT_EQ(pipe(ends), 0);
-    ASSERT_EQ(::write(ends[1], "\x82\x05\x01\x06\x07\x00rest", 10), 10);
-    close(ends[1]);
-    const base::UniqueFile stream(fdopen(ends[0], "r"));
-    const UniquePicture record(pictureAllocate());
-    record->width = 3;
-    const Chain chain = chainOf({{2, 0x10}});
-    std::uint8_t line[3] = {};
-    record->linePointers[kAlpha] = line;
-    pictureReadScanline(stream.get(), record.get(), chain.get());
-    EXPECT_EQ(std::string(line, line + 3), "\5\5\5");
-    EXPECT_EQ(std::getc(stream.get()), 1);
 }
 
 } // namespace

@@ -23,7 +23,7 @@ inline const std::string kRgbThenAlpha = "\x01\x08\x02\xE0\x00\x08\x02\x10"s;
 
 /// Everything before the first scanline.
 inline std::string head(int width, int height, const std::string& packets) {
-    return support::fileHeader("PICT", width, height) + be16(0) + packets;
+    return support::fileHeader("PICT", width, height) + packets;
 }
 
 /// A picture of the given channels, in which every byte differs from its neighbours.
