@@ -12,17 +12,6 @@ using support::action;
 
 namespace {
 
-bool gNoMemory = false;
-
-} // namespace
-
-/// Fails every allocation without exceptions while `gNoMemory`.
-void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
-    return gNoMemory ? nullptr : ::operator new[](size);
-}
-
-namespace {
-
 class Actions : public ConnectedDriver<> {
   protected:
     support::SharedBlock block{4096};
@@ -57,20 +46,6 @@ TEST_F(Throwing, AnOperationThatThrowsHasFailed) {
     EXPECT_EQ(said.text(), "IPC Driver (Base Class): Out of memory.\n"
                            "IPC Driver (Base Class): no such colour.\n"
                            "IPC Driver (Base Class): An operation failed without a reason.\n");
-}
-
-TEST_F(Actions, ACommandThatFindsNoMemoryIsNotSet) {
-    for (const int code : {1441, 1442}) {
-        ASSERT_EQ(handle(action(code, {}, {"true"})), "1/101");
-        const support::CaptureStderr said;
-        gNoMemory = true;
-        host.send(action(code, {}, {"false"}));
-        driver->handleEvent();
-        gNoMemory = false;
-        EXPECT_EQ(host.replies(), "1/102");
-        EXPECT_EQ(said.text(), "IPC Driver (Base Class): Out of memory.\n");
-        EXPECT_EQ(code == 1441 ? driver->preReadCommand : driver->postWriteCommand, nullptr);
-    }
 }
 
 TEST_F(Actions, BadCountsAreAnsweredAsEachRequestHasIt) {
@@ -341,46 +316,28 @@ TEST_F(Actions, UnknownCodesAreErrors) {
     }
 }
 
-TEST_F(Actions, AReplyThatFindsNobodyEndsTheLoopAfterTheNextEvent) {
-    host.send(action(1428, {7}));
-    host.hangUp();
-    const support::CaptureStderr said;
-    while (driver->link->sockfd != -1 && gExitFlag == 0) {
-        driver->handleEvent();
+/// The destructor of a driver that keeps a file open calls cleanup while it is whole.
+struct ClosingDriver : RecordingDriver {
+    using RecordingDriver::RecordingDriver;
+    ~ClosingDriver() override { cleanup(); }
+    int disconnectFromFile() override {
+        EXPECT_EQ(link, nullptr);
+        return 1;
     }
-    EXPECT_EQ(driver->link->sockfd, -1) << "the broken pipe was not seen";
-    EXPECT_EQ(gExitFlag, 0);
-    EXPECT_EQ(driver->handleEvent(), -2);
-    EXPECT_EQ(gExitFlag, 1);
-}
+    int executePostWriteCommand() override {
+        EXPECT_STREQ(postWriteCommand.get(), "store");
+        ++commands;
+        return 0;
+    }
+    static inline int commands = 0;
+};
 
-TEST(Cleanup, LetsGoOfTheLinkBeforeTheFile) {
-    // The destructor of a driver that keeps a file open calls cleanup while it is whole.
-    struct Closing : RecordingDriver {
-        std::string& log;
-        support::FakeHost& host;
-        Closing(int port, std::string& events, support::FakeHost& h)
-            : RecordingDriver(port), log(events), host(h) {
-            result = 1;
-        }
-        ~Closing() override {
-            set_post_write_cmd("store");
-            cleanup();
-        }
-        int disconnectFromFile() override {
-            log += link == nullptr ? "disconnect after link " : "disconnect before link ";
-            return 1;
-        }
-        int executePostWriteCommand() override {
-            log += postWriteCommand != nullptr ? "command" : "no command";
-            return 0;
-        }
-    };
-    support::FakeHost host;
-    host.connectDriver();
-    std::string log;
-    std::make_unique<Closing>(host.port(), log, host).reset();
-    EXPECT_EQ(log, "disconnect after link command");
+class Closing : public ConnectedDriver<ClosingDriver> {};
+
+TEST_F(Closing, ReleasesTheLinkBeforeTheFile) {
+    driver->set_post_write_cmd("store");
+    driver.reset();
+    EXPECT_EQ(ClosingDriver::commands, 1);
 }
 
 } // namespace

@@ -176,52 +176,41 @@ TEST_P(OpenFile, SurvivesTheHostAndAllThatItWouldHaveRead) {
     EXPECT_EQ(reader.exitStatus(), 0);
 }
 
-// --- The null driver from end to end -------------------------------------------------------------
-
-class NullDriver : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        host.connectDriver();
-        program = std::make_unique<Driver>(host);
-        host.awaitDriver();
-        ASSERT_EQ(host.receive().datacmd[5], 101);
-    }
-    void TearDown() override {
-        host.send(action(200));
-        EXPECT_EQ(program->exitStatus(), 0);
-    }
-    int ask(const support::Message& message) {
-        host.send(message);
-        return host.receive().datacmd[5];
-    }
-    std::vector<std::int32_t> line(int y, int size) const {
-        return {size, block.key(), block.id(), y, 0};
-    }
-
+TEST(NullDriver, ServesARampOfTheSizeThatWasSet) {
     support::FakeHost host;
-    std::unique_ptr<Driver> program;
-    support::SharedBlock block{7 * 4};
-};
-
-TEST_F(NullDriver, ConnectsOnlyOnceASizeIsSet) {
-    EXPECT_EQ(ask(action(1439, {0, 0}, {"any"})), 102);
-    EXPECT_EQ(ask(action(1425, {0, 0, 7, 40000})), 101);
-    EXPECT_EQ(ask(action(1439, {0, 0}, {"any"})), 102);
-    EXPECT_EQ(ask(action(1425, {0, 0, 7, 5})), 101);
-    EXPECT_EQ(ask(action(1439, {0, 0}, {"any"})), 101);
-}
-
-TEST_F(NullDriver, ServesTheRampWithinPictureAndBlock) {
-    ask(action(1425, {0, 0, 7, 5}));
-    ask(action(1439, {0, 0}, {"any"}));
-    ASSERT_EQ(ask(action(1430, line(4, 28))), 101);
+    host.connectDriver();
+    Driver program(host);
+    host.awaitDriver();
+    host.receive();
+    const support::SharedBlock block(7 * 4);
+    const auto line = [&](int y) { return action(1430, {28, block.key(), block.id(), y, 0}); };
+    const support::Message connect = action(1439, {0, 0}, {"any"});
+    const struct {
+        const char* name;
+        support::Message request;
+        int answer;
+    } steps[] = {
+        {"no size", connect, 102},
+        {"too large a size", action(1425, {0, 0, 7, 40000}), 101},
+        {"no picture of that size", connect, 102},
+        {"a size", action(1425, {0, 0, 7, 5}), 101},
+        {"connected", connect, 101},
+        {"another size", action(1425, {0, 0, 7, 6}), 102},
+        {"above", line(5), 102},
+        {"below", line(-1), 102},
+        {"no room for five lines", action(1429, {28, block.key(), block.id(), 0}), 102},
+        {"the top line", line(4), 101},
+        {"disconnected", action(1440), 101},
+        {"no line after that", line(0), 102},
+    };
+    for (const auto& step : steps) {
+        host.send(step.request);
+        EXPECT_EQ(host.receive().datacmd[5], step.answer) << step.name;
+    }
     const std::uint8_t expected[] = {255, 10, 4, 6}; // alpha, blue, green, red at x 6, y 4
     EXPECT_TRUE(std::equal(expected, expected + 4, block.bytes() + 24));
-    EXPECT_EQ(ask(action(1430, line(5, 28))), 102);
-    EXPECT_EQ(ask(action(1430, line(-1, 28))), 102);
-    EXPECT_EQ(ask(action(1429, {28, block.key(), block.id(), 0})), 102); // no room for five lines
-    ask(action(1440));
-    EXPECT_EQ(ask(action(1430, line(0, 28))), 102);
+    host.send(action(200));
+    EXPECT_EQ(program.exitStatus(), 0);
 }
 
 } // namespace

@@ -17,15 +17,13 @@ class PngFilterTest : public testing::Test {
 // --- For fileDriverTest.cpp ----------------------------------------------------------------------
 
 inline constexpr const char* kMe = "PNG Filter";
-inline constexpr const char* kVendor = "Tarvo Works";
-inline constexpr const char* kFormatName = "PNG";
+/// Names; then flag, access modes, write direction, formats, current format, whether it works.
+inline constexpr const char* kIdentity =
+    "PNG Filter, Tarvo Works, PNG, test., .png, %s.%d.png, 1, 16435, 8, 1, 0, 1";
 inline constexpr const char* kEnding = ".png";
-inline constexpr const char* kSecondEnding = "without"; // the name is used unchanged
-inline constexpr bool kSaysThatItWorks = true;
-inline constexpr int kFirstFormat = 0;
+inline constexpr const char* kSecondEnding = "without"; // the name is used as it stands
 inline constexpr int kClosedAfterReading = 0;
 inline constexpr bool kRefusedBoundsMoveTheOrigin = false;
-inline constexpr long kMostSaid = 1;
 
 inline int startWriting(TestDriver& driver, const std::string& path, int w, int h) {
     return driver.write(path, w, h);
@@ -50,15 +48,11 @@ inline std::vector<Sample> samples() {
     std::vector<Sample> all;
     for (const PngKind& kind : {PngKind{5, 6, PNG_COLOR_TYPE_RGB_ALPHA, 8},
                                 {5, 6, PNG_COLOR_TYPE_PALETTE, 4, false, true},
-                                {5, 6, PNG_COLOR_TYPE_GRAY, 16, true}}) {
+                                {5, 6, PNG_COLOR_TYPE_GRAY, 8, true}}) {
         const std::string bytes = makePng(kind);
         const std::size_t head = bytes.find("IDAT") + 4; // where the rows begin
-        Sample sample{"type" + std::to_string(kind.colour) + ".png", bytes, head, {}};
-        sample.fromTheTop = !kind.interlaced;
-        for (int row = kind.height; row-- > 0;) {
-            sample.lines.push_back(expectedRow(kind, row));
-        }
-        all.push_back(sample);
+        all.push_back({"type" + std::to_string(kind.colour) + ".png", bytes, head, hostLines(bytes),
+                       !kind.interlaced});
     }
     return all;
 }

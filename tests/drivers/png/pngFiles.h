@@ -3,9 +3,9 @@
 #pragma once
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
 #include <cstdlib>
+#include <gtest/gtest.h>
 #include <png.h>
 #include <string>
 #include <vector>
@@ -17,17 +17,9 @@ struct PngKind {
     int colour = PNG_COLOR_TYPE_RGB_ALPHA;
     int depth = 8;
     bool interlaced = false;
-    bool transparency = false; ///< a tRNS chunk, see samplePalette and kTransparentSample
+    bool transparency = false; ///< a tRNS chunk, of some colours
     int filters = PNG_ALL_FILTERS;
 };
-
-/// Sample value that a tRNS chunk of a grey or colour picture declares transparent.
-inline constexpr int kTransparentSample = 1;
-
-/// Colour of palette entry `i`: red, green, blue, alpha (with a tRNS chunk).
-inline std::array<int, 4> samplePalette(int i) {
-    return {i * 37 % 256, i * 91 % 256, 255 - i, i % 2 == 0 ? 255 : i * 15 % 256};
-}
 
 inline int channelsOf(int colour) {
     switch (colour) {
@@ -86,21 +78,20 @@ inline std::string makePng(const PngKind& kind) {
                  PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     std::vector<png_color> colours(256);
     std::vector<png_byte> alphas(256);
-    for (int i = 0; i < 256; ++i) {
-        const auto c = samplePalette(i);
-        colours[static_cast<std::size_t>(i)] = {
-            static_cast<png_byte>(c[0]), static_cast<png_byte>(c[1]), static_cast<png_byte>(c[2])};
-        alphas[static_cast<std::size_t>(i)] = static_cast<png_byte>(c[3]);
+    for (std::size_t i = 0; i < 256; ++i) {
+        colours[i] = {static_cast<png_byte>(i * 37), static_cast<png_byte>(i * 91),
+                      static_cast<png_byte>(255 - i)};
+        alphas[i] = static_cast<png_byte>(i % 2 == 0 ? 255 : i * 15);
     }
+    png_set_sRGB(png, info, PNG_sRGB_INTENT_PERCEPTUAL); // samples are taken as they are
     const int entries = 1 << std::min(kind.depth, 8);
     if (kind.colour == PNG_COLOR_TYPE_PALETTE) {
         png_set_PLTE(png, info, colours.data(), entries);
     }
     png_color_16 transparent{};
-    transparent.gray = kTransparentSample;
-    transparent.red = kTransparentSample;
-    transparent.green = kTransparentSample + 29; // sampleAt's next channels
-    transparent.blue = kTransparentSample + 58;
+    transparent.gray = transparent.red = 1;
+    transparent.green = 1 + 29; // sampleAt's next channels
+    transparent.blue = 1 + 58;
     if (kind.transparency) {
         png_set_tRNS(png, info, alphas.data(), kind.colour == PNG_COLOR_TYPE_PALETTE ? entries : 0,
                      &transparent);
@@ -122,39 +113,21 @@ inline std::string makePng(const PngKind& kind) {
     return out;
 }
 
-/// The host line (alpha, blue, green, red) that row `y` from the top of such a file must give.
-inline std::string expectedRow(const PngKind& kind, int y) {
-    std::string line;
-    const int top = (1 << kind.depth) - 1;
-    for (int x = 0; x < kind.width; ++x) {
-        const auto sample = [&](int c) { return sampleAt(x, y, c, kind.depth); };
-        const auto scaled = [&](int c) { return (sample(c) * 255 + top / 2) / top; };
-        std::array<int, 4> rgba{};
-        switch (kind.colour) {
-        case PNG_COLOR_TYPE_PALETTE:
-            rgba = samplePalette(sample(0));
-            rgba[3] = kind.transparency ? rgba[3] : 255;
-            break;
-        case PNG_COLOR_TYPE_GRAY:
-        case PNG_COLOR_TYPE_GRAY_ALPHA:
-            rgba = {scaled(0), scaled(0), scaled(0), 255};
-            break;
-        default:
-            rgba = {scaled(0), scaled(1), scaled(2), 255};
-        }
-        if (kind.colour == PNG_COLOR_TYPE_GRAY_ALPHA) {
-            rgba[3] = scaled(1);
-        } else if (kind.colour == PNG_COLOR_TYPE_RGB_ALPHA) {
-            rgba[3] = scaled(3);
-        } else if (kind.transparency && kind.colour != PNG_COLOR_TYPE_PALETTE &&
-                   sample(0) == kTransparentSample) {
-            rgba[3] = 0; // the first channel determines the other channels of such a pixel
-        }
-        for (int i = 3; i >= 0; --i) {
-            line += static_cast<char>(rgba[static_cast<std::size_t>(i)]);
-        }
+/// The host lines (alpha, blue, green, red) of a PNG from the bottom, by libpng's own one-call
+/// reader.
+inline std::vector<std::string> hostLines(const std::string& png) {
+    png_image image{};
+    image.version = PNG_IMAGE_VERSION;
+    EXPECT_TRUE(png_image_begin_read_from_memory(&image, png.data(), png.size())) << image.message;
+    image.format = PNG_FORMAT_ABGR;
+    std::string pixels(PNG_IMAGE_SIZE(image), '\0');
+    EXPECT_TRUE(png_image_finish_read(&image, nullptr, pixels.data(), 0, nullptr)) << image.message;
+    std::vector<std::string> lines;
+    const std::size_t size = std::size_t{image.width} * 4;
+    for (std::size_t y = image.height; y-- > 0;) {
+        lines.push_back(pixels.substr(y * size, size));
     }
-    return line;
+    return lines;
 }
 
 /// The file with another size in its IHDR and the right checksum.

@@ -14,6 +14,11 @@ using png_filter::PngPicture;
 constexpr PngKind kPicture{9, 20, PNG_COLOR_TYPE_RGB_ALPHA, 8};
 constexpr std::size_t kRow = std::size_t{9} * 4;
 
+/// Row `y` of it from the top.
+std::string rowOf(const PngKind& kind, int y) {
+    return hostLines(makePng(kind))[static_cast<std::size_t>(kind.height - 1 - y)];
+}
+
 std::vector<int> order(const char* name) {
     std::vector<int> rows(kPicture.height);
     std::iota(rows.begin(), rows.end(), 0);
@@ -44,7 +49,7 @@ TEST_F(PngFilterTest, EveryOrderGivesEveryRowUnderEveryLimit) {
             for (const int row : order(name)) {
                 std::string got(kRow, 'x');
                 ASSERT_TRUE(picture->readRow(row, reinterpret_cast<std::uint8_t*>(got.data())));
-                EXPECT_EQ(got, expectedRow(kPicture, row)) << row;
+                EXPECT_EQ(got, rowOf(kPicture, row)) << row;
             }
             EXPECT_STREQ(picture->damage(), "");
         }
@@ -70,7 +75,7 @@ TEST_F(PngFilterTest, AFileThatChangesUnderneathIsDamage) {
     std::string row(90UL * 4, 'x');
     auto* out = reinterpret_cast<std::uint8_t*>(row.data());
     ASSERT_TRUE(picture->readRow(89, out));
-    EXPECT_EQ(row, expectedRow(kind, 89));
+    EXPECT_EQ(row, rowOf(kind, 89));
     kind.width = 91;
     folder.write("a.png", makePng(kind));
     ASSERT_TRUE(picture->readRow(0, out));
@@ -80,6 +85,22 @@ TEST_F(PngFilterTest, AFileThatChangesUnderneathIsDamage) {
     EXPECT_EQ(row, std::string(row.size(), '\0'));
 }
 
+TEST_F(PngFilterTest, EveryFlippedBitIsSurvived) {
+    for (const Sample& sample : samples()) {
+        for (std::size_t bit = 0; bit < sample.bytes.size() * 8; ++bit) {
+            std::string bent = sample.bytes;
+            bent[bit / 8] = static_cast<char>(bent[bit / 8] ^ (0x80 >> bit % 8));
+            const auto path = folder.write(sample.name, bent);
+            const support::CaptureStderr said;
+            if (filter.read(path) == 0) {
+                EXPECT_NE(filter.line(0), "?") << bit;
+                EXPECT_NE(filter.line(filter.bounds[3] - 1), "?") << bit;
+            }
+            EXPECT_LE(said.lines(), 1) << said.text();
+        }
+    }
+}
+
 TEST_F(PngFilterTest, AWholePictureAtOnceHasHostLineInRowOrder) {
     ASSERT_EQ(filter.read(folder.write("a.png", makePng(kPicture))), 0);
     std::string block(kRow * 20, 'x');
@@ -87,7 +108,7 @@ TEST_F(PngFilterTest, AWholePictureAtOnceHasHostLineInRowOrder) {
         ASSERT_EQ(filter.getAll(block), 0);
         for (int y = 0; y < kPicture.height; ++y) {
             EXPECT_EQ(block.substr(static_cast<std::size_t>(y) * kRow, kRow),
-                      expectedRow(kPicture, kPicture.height - 1 - y))
+                      rowOf(kPicture, kPicture.height - 1 - y))
                 << y;
         }
     }

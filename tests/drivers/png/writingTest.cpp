@@ -9,21 +9,8 @@ constexpr int kHeight = 6;
 constexpr std::size_t kRow = std::size_t{kWidth} * 4;
 const std::string kBlank(kRow, '\0');
 
-/// The rows of a written file from the bottom, read by libpng's own one-call reader.
 std::vector<std::string> linesOf(const std::string& path) {
-    png_image image{};
-    image.version = PNG_IMAGE_VERSION;
-    EXPECT_TRUE(png_image_begin_read_from_file(&image, path.c_str())) << image.message;
-    EXPECT_EQ(image.format, static_cast<png_uint_32>(PNG_FORMAT_RGBA));
-    image.format = PNG_FORMAT_ABGR;
-    std::string pixels(PNG_IMAGE_SIZE(image), '\0');
-    EXPECT_TRUE(png_image_finish_read(&image, nullptr, pixels.data(), 0, nullptr)) << image.message;
-    std::vector<std::string> lines;
-    const std::size_t size = std::size_t{image.width} * 4;
-    for (std::size_t y = image.height; y-- > 0;) {
-        lines.push_back(pixels.substr(y * size, size));
-    }
-    return lines;
+    return hostLines(support::contentOf(path));
 }
 
 TEST_F(PngFilterTest, ThereIsOneFormat) {

@@ -14,8 +14,8 @@ namespace {
 constexpr std::string_view kPixelRaw = "01020304"; // red, green, blue, alpha
 
 TEST_F(SoftimageTest, AFullPipeIsRefused) {
-    for (const std::string& content : {picHeader(1, 2, kRgbaRaw) + bytes("01020304 05060708"),
-                                       fileHeader("STAG", 3, 2, 1) + be16(0) + be16(0)}) {
+    for (const std::string& content :
+         {picHeader(1, 2, kRgbaRaw) + bytes("01020304 05060708"), support::tag(3, 2, 1, {0, 0})}) {
         const std::string path = folder / (content.substr(88, 4) == "PICT" ? "p.pic" : "p.tag");
         ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
         const base::UniqueFd pipe(open(path.c_str(), O_RDWR | O_CLOEXEC));
@@ -87,7 +87,7 @@ TEST_F(SoftimageTest, ChannelsThatAFileLacksLeaveTheHostsBytes) {
 
 TEST_F(SoftimageTest, NamesGetTheEndingOnlyWhenOpened) {
     const std::string pic = picHeader(1, 1, kRgbaRaw) + bytes(kPixelRaw);
-    const std::string tag = fileHeader("STAG", 3, 2, 1) + be16(0) + be16(0);
+    const std::string tag = support::tag(3, 2, 1, {0, 0});
     folder.write("m.tag", tag);
     EXPECT_EQ(filter.read(folder / "m.tag"), 0);
     EXPECT_EQ(filter.currentFormat, 1);

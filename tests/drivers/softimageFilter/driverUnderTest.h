@@ -10,7 +10,6 @@
 
 class TestDriver : public FileDriver<TDR_SoftimageFilter> {
   public:
-    using FileDriver::FileDriver;
     using TDR_SoftimageFilter::isOpen;
     using TDR_SoftimageFilter::lastWrittenLine;
     using TDR_SoftimageFilter::tag;
@@ -33,15 +32,8 @@ inline std::string bytes(std::string_view hex) {
     return out;
 }
 
-using support::be16;
-
-/// The first 104 bytes of a PIC or TAG; `last` is the padding or the channel count.
-inline std::string fileHeader(std::string_view type, int w, int h, int last) {
-    return support::fileHeader(type, w, h) + be16(last);
-}
-
 inline std::string picHeader(int w, int h, std::string_view packetsHex) {
-    return fileHeader("PICT", w, h, 0) + bytes(packetsHex);
+    return support::fileHeader("PICT", w, h) + bytes(packetsHex);
 }
 
 /// Packets of a file that the driver writes: RGB, then A, both mixed.
@@ -61,15 +53,13 @@ class SoftimageTest : public testing::Test {
 // --- For fileDriverTest.cpp ----------------------------------------------------------------------
 
 inline constexpr const char* kMe = "Softimage Filter";
-inline constexpr const char* kVendor = "SOFTIMAGE Inc.";
-inline constexpr const char* kFormatName = "SOFTIMAGE";
+/// Names; then flag, access modes, write direction, formats, current format, whether it works.
+inline constexpr const char* kIdentity =
+    "Softimage Filter, SOFTIMAGE Inc., SOFTIMAGE, test., .pic, %s.%d.pic, 1, 16435, 8, 1, -1, 0";
 inline constexpr const char* kEnding = ".pic";
 inline constexpr const char* kSecondEnding = ".tag";
-inline constexpr bool kSaysThatItWorks = false;
-inline constexpr int kFirstFormat = -1;
 inline constexpr int kClosedAfterReading = 1;
 inline constexpr bool kRefusedBoundsMoveTheOrigin = true;
-inline constexpr long kMostSaid = 3; // an unknown version causes two lines
 
 inline int startWriting(TestDriver& driver, const std::string& path, int w, int h) {
     driver.tagChannelCount = 253; // 506 bytes a line
@@ -81,7 +71,7 @@ inline std::vector<Refusal> refusals(const support::TempDir& folder) {
         return folder.write(name, picHeader(w, h, packets));
     };
     const auto tag = [&](const char* name, int channels) {
-        return folder.write(name, fileHeader("STAG", 1, 1, channels));
+        return folder.write(name, support::tag(1, 1, channels));
     };
     return {
         {"FIFO without a reader", folder.fifo("out.pic"), 1, "' - No such device"},
@@ -113,19 +103,17 @@ inline std::vector<Sample> samples() {
         picture.lines.insert(picture.lines.begin(), line);
     }
     // Two channels: 30 ones and 10 pixels of a literal; 20 pixels of a bit stream and 20 ones.
-    const std::string row =
-        be16(kOnes | 30) + be16(0x3FFF) + be16(0x4000 | 20) + bytes("FFFF FFFF") + be16(kOnes | 20);
-    Sample matte{"good.tag", fileHeader("STAG", 40, 3, 2) + row + row + row, 104, {}, true, 0};
-    matte.lines.assign(3, std::string(10, '\xFF'));
-    for (Sample* sample : {&picture, &matte}) {
-        sample->commentAt = 12;
-        sample->commentEnd = 88;
+    std::vector<int> words;
+    for (int row = 0; row < 3; ++row) {
+        words.insert(words.end(), {kOnes | 30, 0x3FFF, 0x4000 | 20, 0xFFFF, 0xFFFF, kOnes | 20});
     }
+    Sample matte{"good.tag", support::tag(40, 3, 2, words), 104, {}, true, 0};
+    matte.lines.assign(3, std::string(10, '\xFF'));
     return {picture, matte};
 }
 
 inline std::vector<Claim> claims() {
     return {{"mixed.pic", picHeader(32767, 32767, kRgbaMixed) + "xx"},
             {"raw.pic", picHeader(32767, 32767, kRgbaRaw)},
-            {"channels.tag", fileHeader("STAG", 32767, 32767, 253) + "xx"}};
+            {"channels.tag", support::tag(32767, 32767, 253) + "xx"}};
 }

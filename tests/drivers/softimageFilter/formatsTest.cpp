@@ -1,34 +1,19 @@
 // SPDX-License-Identifier: MIT
 // The formats that hosts may request, and those that they get.
 #include "driverUnderTest.h"
-#include "support/fakeHost.h"
 
 namespace {
 
 TEST_F(SoftimageTest, MatteFormatIsServedAlthoughItIsNotCounted) {
     EXPECT_EQ(filter.format(1), (std::vector{1, 1, 1, 2}));
     EXPECT_TRUE(filter.format(2).empty());
-    const auto path = folder.write("m.tag", fileHeader("STAG", 2, 1, 3) + be16(0) + be16(0));
+    const auto path = folder.write("m.tag", support::tag(2, 1, 3, {0, 0}));
     ASSERT_EQ(filter.read(path), 0);
     EXPECT_EQ(filter.format(1), (std::vector{3, 1, 1, 2, 2, 2})) << "an entry for each channel";
     filter.disconnectFromFile();
     EXPECT_EQ(filter.format(1), (std::vector{3, 1, 1, 2, 2, 2})) << "also when it is closed";
-    ASSERT_EQ(filter.read(folder.write("n.tag", fileHeader("STAG", 2, 1, 253))), 0);
+    ASSERT_EQ(filter.read(folder.write("n.tag", support::tag(2, 1, 253))), 0);
     EXPECT_EQ(filter.format(1).size(), 256U) << "the most that fit a reply";
-}
-
-TEST_F(SoftimageTest, TheMatteFormatIsAnsweredLikeEveryOther) {
-    support::FakeHost host;
-    host.connectDriver();
-    TestDriver linked(host.port());
-    host.awaitDriver();
-    host.send(support::query(ipc::kQueryIthFormat, {1}));
-    linked.handleEvent();
-    const IPC_DataPacket reply = host.receive();
-    EXPECT_EQ(reply.datacmd[ipc::kWordClass], 1);
-    EXPECT_EQ(reply.datacmd[ipc::kWordCode], 1128);
-    EXPECT_EQ(reply.numof_longs, 4);
-    EXPECT_EQ(host.replies(), "");
 }
 
 TEST_F(SoftimageTest, EveryFormatButOneStandsForRgba) {

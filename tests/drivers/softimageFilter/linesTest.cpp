@@ -24,15 +24,29 @@ TEST_F(SoftimageTest, WithoutAFormatThePictureIsBlack) {
               picHeader(2, 1, "000802E0") + bytes("81 000000"));
 }
 
-TEST_F(SoftimageTest, SizesWithEndsOfEveryKindSurvive) {
-    for (const int w : {1, 2, 3, 15, 16, 17, 127, 128, 129, 255, 4097, 32767}) {
-        ASSERT_EQ(filter.write(folder / "a.pic", w, 2), 0) << w;
-        ASSERT_EQ(filter.put(hostLine(w, 3), 1), 0) << w;
-        ASSERT_EQ(filter.put(hostLine(w, 8), 0), 0) << w;
-        ASSERT_EQ(filter.read(folder / "a.pic"), 0) << w;
-        EXPECT_TRUE(filter.line(0) == hostLine(w, 8)) << w;
-        EXPECT_TRUE(filter.line(1) == hostLine(w, 3)) << w;
-        filter.disconnectFromFile();
+TEST_F(SoftimageTest, LinesThatWereNeverSentAreNotWritten) {
+    // A picture 1 wide and 4 high, whose line y is of the value y + 1.
+    const auto written = [](int value) {
+        return support::bytes({0, value, value, value, 0, value});
+    };
+    const struct {
+        const char* name;
+        std::vector<int> sent;
+        std::string lines;
+    } cases[] = {
+        {"the first one behind a gap is blank", {3, 1, 0}, written(4) + written(0) + written(1)},
+        {"without the top line there is nothing", {1, 0, 2}, ""},
+        {"the last line", {3, 1, 2}, written(4) + written(3) + written(2)},
+        {"sent again too late", {3, 3, 2}, written(4) + written(3)},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        ASSERT_EQ(filter.write(folder / "a.pic", 1, 4), 0);
+        for (const int y : c.sent) {
+            ASSERT_EQ(filter.put(std::string(4, static_cast<char>(y + 1)), y), 0);
+        }
+        EXPECT_EQ(filter.disconnectFromFile(), 1);
+        EXPECT_EQ(support::contentOf(folder / "a.pic"), picHeader(1, 4, kRgbaMixed) + c.lines);
     }
 }
 

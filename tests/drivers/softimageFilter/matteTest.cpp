@@ -5,14 +5,6 @@
 
 namespace {
 
-std::string matte(int width, int height, int channels, const std::vector<int>& words) {
-    std::string file = fileHeader("STAG", width, height, channels);
-    for (const int word : words) {
-        file += be16(word);
-    }
-    return file;
-}
-
 TEST_F(SoftimageTest, MatteBitsArePackedFromBitZeroUpwards) {
     // Literals keep 14 pixels from bit 13 down.
     const struct {
@@ -34,7 +26,8 @@ TEST_F(SoftimageTest, MatteBitsArePackedFromBitZeroUpwards) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        ASSERT_EQ(filter.read(folder.write("m.tag", matte(c.width, c.height, c.channels, c.words))),
+        ASSERT_EQ(filter.read(
+                      folder.write("m.tag", support::tag(c.width, c.height, c.channels, c.words))),
                   0);
         EXPECT_EQ(filter.bounds[2], c.width);
         EXPECT_EQ(filter.currentFormat, 1);
@@ -63,20 +56,21 @@ TEST_F(SoftimageTest, AWrittenMatteHoldsMirroredRowsInItsLowerHalf) {
     ASSERT_EQ(filter.disconnectFromFile(), 1);
     // Line k fills row 3 - k, then row k is written: rows 0 and 1 are still empty.
     EXPECT_EQ(support::contentOf(folder / "m.tag"),
-              matte(20, 4, 1, {kZeros | 20, kZeros | 20, kZeros | 20, kOnes | 20}));
+              support::tag(20, 4, 1, {kZeros | 20, kZeros | 20, kZeros | 20, kOnes | 20}));
 }
 
 TEST_F(SoftimageTest, AMatteWrittenAtOnceHasTheLastMattesChannels) {
-    ASSERT_EQ(filter.read(folder.write("three.tag", fileHeader("STAG", 2, 1, 3))), 0);
+    ASSERT_EQ(filter.read(folder.write("three.tag", support::tag(2, 1, 3))), 0);
     filter.disconnectFromFile();
     ASSERT_EQ(filter.write(folder / "m.tag", 20, 2, 1), 0);
     EXPECT_EQ(filter.putAll(std::string(15, '\x01')), -1);
     ASSERT_EQ(filter.putAll(std::string(16, '\x01')), 0) << "the packed size is enough";
     ASSERT_EQ(filter.disconnectFromFile(), 1);
     // Row 1 first: it fills row 0 and writes row 1, still empty; row 0 fills row 1, writes row 0.
-    EXPECT_EQ(support::contentOf(folder / "m.tag"), matte(20, 2, 3,
-                                                          {kZeros | 20, kZeros | 20, kZeros | 20, //
-                                                           kOnes | 20, kOnes | 20, kOnes | 20}));
+    EXPECT_EQ(support::contentOf(folder / "m.tag"),
+              support::tag(20, 2, 3,
+                           {kZeros | 20, kZeros | 20, kZeros | 20, //
+                            kOnes | 20, kOnes | 20, kOnes | 20}));
 }
 
 TEST(MatteBits, PackingAgreesWithItsDefinitionAtEveryWidth) {

@@ -1,21 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "windowDesk.h"
 
-#include "base/uniqueFd.h"
-#include "ipc_socket.h"
-
-#include <array>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 
 // Last, because its macros have common names.
 #include <X11/Xlib.h>
-#include <X11/Xproto.h>
 #include <X11/Xutil.h>
 
 namespace {
@@ -60,29 +52,6 @@ std::string titleOf(Display* display, Window window) {
     std::string title = name != nullptr ? name : "";
     XFree(name);
     return title;
-}
-
-/// Passes messages of `client` to the server of this number, and the answers back, until `messages`
-/// have been passed.
-void passOn(int client, const std::string& number, int messages) {
-    const base::UniqueFd server(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    sockaddr_un address{AF_UNIX, {}};
-    ("/tmp/.X11-unix/X" + number).copy(address.sun_path, sizeof address.sun_path - 1);
-    EXPECT_EQ(connect(server.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-    std::array<char, 65536> bytes;
-    const auto move = [&bytes](int from, int to) {
-        const ssize_t got = recv(from, bytes.data(), bytes.size(), 0);
-        return got > 0 && send(to, bytes.data(), static_cast<std::size_t>(got), MSG_NOSIGNAL) > 0;
-    };
-    while (messages > 0) {
-        pollfd ends[] = {{client, POLLIN, 0}, {server.get(), POLLIN, 0}};
-        poll(ends, 2, -1);
-        if ((ends[1].revents != 0 && !move(server.get(), client)) ||
-            (ends[1].revents == 0 && ends[0].revents != 0 &&
-             (--messages == 0 || !move(client, server.get())))) {
-            return;
-        }
-    }
 }
 
 } // namespace
@@ -146,20 +115,6 @@ void Desk::startManager() {
 
 std::unique_ptr<Program> Desk::start(std::vector<std::string> command) const {
     return std::make_unique<Program>(std::move(command), std::vector<std::string>{environment()});
-}
-
-std::unique_ptr<Program> Desk::startCut(std::vector<std::string> command, int messages) {
-    unsigned short port = 0;
-    base::UniqueFd listener(createsocket(&port));
-    cut_ = std::jthread([listener = std::move(listener), number = number_, messages] {
-        const base::UniqueFd client(accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
-        passOn(client.get(), number, messages);
-    });
-    // The client library itself leaks a little when the connection ends inside XOpenDisplay.
-    return std::make_unique<Program>(
-        std::move(command),
-        std::vector<std::string>{"DISPLAY=127.0.0.1:" + std::to_string(port - X_TCP_PORT),
-                                 "ASAN_OPTIONS=detect_leaks=0"});
 }
 
 Window Desk::find(Window below, const std::string& title) const {

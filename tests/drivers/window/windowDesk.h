@@ -8,7 +8,6 @@
 #include <cstdint>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 /// Declared here, because the window system's header would define names like None in every test.
@@ -73,10 +72,6 @@ class Desk {
     /// Ends the server at once, as a crash does.
     void killServer();
 
-    /// Starts a program on a screen that ends after `messages` messages of the program, the first
-    /// of which opens the connection.
-    std::unique_ptr<Program> startCut(std::vector<std::string> command, int messages);
-
     [[nodiscard]] _XDisplay* display() const { return display_.get(); }
 
   private:
@@ -94,5 +89,4 @@ class Desk {
     std::unique_ptr<_XDisplay, Closer> display_;
     std::unique_ptr<Program> manager_;
     bool managed_ = false;
-    std::jthread cut_;
 };

@@ -7,7 +7,6 @@
 // It prints "done" at its end, to distinguish a return from a death, and exits with 3 when
 // descriptors are left open. A picture that is 0 wide or high, or too large, is passed as null.
 #include "TDR_BufferWindow.h"
-#include "ipc_socket.h"
 #include "windowPattern.h"
 
 #include <cstdio>
@@ -25,7 +24,7 @@ struct Request {
     long height;
     const char* title;
     const std::uint32_t* pixels;
-    int extra;
+    int depth;
 };
 
 void say(const char* what) {
@@ -45,39 +44,13 @@ void tryToPaste(const Request& want) {
 
 void showInDepth(const Request& want) {
     BufferWindow window;
-    if (!window.open(want.width, want.height, want.pixels, want.title, want.extra)) {
+    if (!window.open(want.width, want.height, want.pixels, want.title, want.depth)) {
         return;
     }
     while (window.handlePending()) {
         pollfd wait{window.eventFd(), POLLIN, 0};
         ::poll(&wait, 1, -1);
     }
-}
-
-/// Standard input takes the place of the link's socket. Its number, 0, is the result for an event
-/// of the window, so a duplicate is waited on.
-void waitLikeALink(const Request& want) {
-    const int socket = ::dup(STDIN_FILENO);
-    fd_set sockets;
-    FD_ZERO(&sockets);
-    FD_SET(socket, &sockets);
-    BufferWindow window;
-    if (!window.open(want.width, want.height, want.pixels, want.title)) {
-        std::exit(1);
-    }
-    setEventQueueFd(window.eventFd());
-    while (window.handlePending()) {
-        const auto mode = static_cast<IPC_QUEUE_MODE>(want.extra);
-        const int ready = getsockfd(&sockets, mode, IPC_BLOCKING_FOREVER, 0, 0);
-        char byte = 0;
-        if (ready == socket && ::read(socket, &byte, 1) != 1) {
-            break;
-        }
-        say(ready == socket ? "socket" : ready == 0 ? "event" : "failure");
-    }
-    setEventQueueFd(-1);
-    say(window.closed() ? "closed" : "open");
-    ::close(socket);
 }
 
 long openDescriptors() {
@@ -99,10 +72,7 @@ int main(int argc, char** argv) {
         want.pixels = pixels.data();
     }
     const std::string_view what = argv[1];
-    (what == "paste"   ? paste
-     : what == "try"   ? tryToPaste
-     : what == "depth" ? showInDepth
-                       : waitLikeALink)(want);
+    (what == "paste" ? paste : what == "try" ? tryToPaste : showInDepth)(want);
     say("done");
     return openDescriptors() == before ? 0 : 3;
 }

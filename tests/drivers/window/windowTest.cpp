@@ -153,9 +153,7 @@ const End kEnds[] = {
      },
      false},
     {"server gone", Desk::Manager::Bare, [](Desk& desk, WindowId) { desk.killServer(); }, false},
-    {"server and manager gone", Desk::Manager::Openbox,
-     [](Desk& desk, WindowId) { desk.killServer(); }, false},
-    // It has an event to draw when it continues, but the server has gone.
+    // It has been told to draw when it goes on, but there is nobody left to draw for.
     {"server gone when it draws", Desk::Manager::Bare,
      [](Desk& desk, WindowId) {
          desk.coverBriefly({0, 0, 640, 480});
@@ -178,18 +176,6 @@ TEST(Window, EndsWhateverBefallsIt) {
         EXPECT_EQ(program->out(), kEntering + kExited + "done\n");
         EXPECT_TRUE(row.quiet ? program->err().empty() : isOneLine(program->err()))
             << program->err();
-    }
-}
-
-/// Exit status 3 would mean that a connection was left open.
-TEST(Window, AServerThatGoesWhileItIsOpenedLeavesNothing) {
-    Desk desk;
-    for (int messages = 1; messages <= 5; ++messages) {
-        SCOPED_TRACE(messages);
-        const auto program = desk.startCut({kShow, "try", "10", "10", "t"}, messages);
-        EXPECT_EQ(program->exitStatus(), 0);
-        EXPECT_EQ(program->out(), "failed\ndone\n");
-        EXPECT_TRUE(isOneLine(program->err())) << program->err();
     }
 }
 
@@ -291,68 +277,6 @@ TEST(Window, TakesNoProcessorTimeWhileItWaits) {
         asleep = support::stateOf(program->pid()) == 'S' ? asleep + 1 : 0;
         return asleep == 50;
     });
-}
-
-// --- Waiting for the link and the window at once -------------------------------------------------
-
-long linesOf(Program& program, const std::string& line) {
-    const std::string& out = program.out();
-    long count = 0;
-    for (std::size_t at = out.find(line); at != std::string::npos; at = out.find(line, at + 1)) {
-        ++count;
-    }
-    return count;
-}
-
-class WaitingProgram {
-  public:
-    WaitingProgram(Desk& desk, const char* queueMode)
-        : program(desk.start({kShow, "wait", "64", "48", "picture", queueMode})),
-          window(desk.window("picture")) {
-        desk.awaitFocus(window);
-    }
-    // The program waits again after it has reported this packet or a later event.
-    void sendPacket() {
-        const long before = linesOf(*program, "socket\n");
-        program->write("p");
-        eventually("the packet", [&] { return linesOf(*program, "socket\n") == before + 1; });
-    }
-    std::unique_ptr<Program> program;
-    WindowId window;
-};
-
-TEST(WindowQueue, ModeTwoIsWokenByAKey) {
-    Desk desk;
-    WaitingProgram waiting(desk, "2");
-    expectPicture(desk, waiting.window, 64, 48);
-    waiting.sendPacket();
-    const long before = linesOf(*waiting.program, "event\n");
-    desk.xdotool({"key", "a"});
-    eventually("an event", [&] { return linesOf(*waiting.program, "event\n") > before; });
-    waiting.sendPacket();
-    desk.xdotool({"key", "Escape"});
-    EXPECT_EQ(waiting.program->exitStatus(), 0);
-    EXPECT_EQ(linesOf(*waiting.program, "closed\n"), 1);
-    EXPECT_EQ(linesOf(*waiting.program, "failure\n"), 0);
-}
-
-TEST(WindowQueue, ModeTwoIsWokenByTheEndOfTheServer) {
-    Desk desk;
-    WaitingProgram waiting(desk, "2");
-    waiting.sendPacket();
-    desk.killServer();
-    EXPECT_EQ(waiting.program->exitStatus(), 0);
-    EXPECT_EQ(linesOf(*waiting.program, "closed\n"), 1);
-}
-
-TEST(WindowQueue, ModeOneWaitsForPacketsOnly) {
-    Desk desk;
-    WaitingProgram waiting(desk, "1");
-    desk.xdotool({"key", "a", "Escape"});
-    EXPECT_EQ(linesOf(*waiting.program, "event\n"), 0);
-    waiting.sendPacket(); // after it the window is checked again
-    EXPECT_EQ(waiting.program->exitStatus(), 0);
-    EXPECT_EQ(waiting.program->out(), "socket\nclosed\ndone\n");
 }
 
 } // namespace
