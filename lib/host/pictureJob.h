@@ -2,12 +2,12 @@
 // Shared by the jobs on pictures.
 #pragma once
 
-#include "tdr/session.h"
+#include "tdr/driver.h"
 
 namespace tdr {
 
 /// Ends a failed job: the driver closes its file, if any. The next job finds the driver as after
 /// its start.
-void letGo(Session& driver);
+void letGo(Driver& driver);
 
 } // namespace tdr

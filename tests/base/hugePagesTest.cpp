@@ -28,14 +28,7 @@ std::size_t firstWrong(const void* memory, std::size_t size) {
     return at;
 }
 
-/// Where the system would map this much memory next.
-void* nextAddress(std::size_t bytes) {
-    void* const address = mmap(nullptr, bytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    munmap(address, bytes);
-    return address;
-}
-
-TEST(HugePagesTest, aBlockHoldsWhatItHeldForEveryProcess) {
+TEST(HugePages, ABlockHoldsWhatItHeldForEveryProcess) {
     for (const std::size_t size : {kMiB, 2 * kMiB - 1, 2 * kMiB, 2 * kMiB + 1, 7 * kMiB + 4097}) {
         SCOPED_TRACE(size);
         const support::SharedBlock block(size);
@@ -59,7 +52,7 @@ TEST(HugePagesTest, aBlockHoldsWhatItHeldForEveryProcess) {
     }
 }
 
-TEST(HugePagesTest, clearedMemoryIsZeroAndTakesNoPages) {
+TEST(HugePages, ClearedMemoryIsZeroAndTakesNoPages) {
     constexpr std::size_t kSize = 7 * kMiB;
     for (const std::size_t bytes : {std::size_t{100}, kMiB, 5 * kMiB + 77}) {
         SCOPED_TRACE(bytes);
@@ -77,7 +70,7 @@ TEST(HugePagesTest, clearedMemoryIsZeroAndTakesNoPages) {
     }
 }
 
-TEST(HugePagesTest, theSystemChoosesAnAddressThatFits) {
+TEST(HugePages, TheSystemChoosesAnAddressThatFits) {
     for (const std::size_t size : {2 * kMiB, 3 * kMiB + 1, 20 * kMiB}) {
         const support::SharedBlock block(size);
         const base::HugePageGap gap(size);
@@ -85,19 +78,6 @@ TEST(HugePagesTest, theSystemChoosesAnAddressThatFits) {
         EXPECT_EQ(reinterpret_cast<std::uintptr_t>(address) % (2 * kMiB), 0U) << size;
         shmdt(address);
     }
-}
-
-TEST(HugePagesTest, aGapLeavesNothingMapped) {
-    for (const std::size_t size : {std::size_t{1}, 2 * kMiB, 64 * kMiB + 5}) {
-        void* const before = nextAddress(size);
-        { const base::HugePageGap gap(size); }
-        EXPECT_EQ(nextAddress(size), before) << size;
-    }
-}
-
-TEST(HugePagesTest, moreMemoryThanThereIsAddressesForIsNotHeld) {
-    const base::HugePageGap gap(std::size_t{1} << 60);
-    base::useHugePages(nullptr, 2 * kMiB); // no memory: no effect
 }
 
 } // namespace

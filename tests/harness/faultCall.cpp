@@ -24,79 +24,46 @@
 #include <sys/user.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
 namespace {
 
-const std::map<unsigned long long, std::string_view> kKinds = {
-    {SYS_read, "read"},
-    {SYS_pread64, "read"},
-    {SYS_recvfrom, "read"},
-    {SYS_readv, "read"},
-    {SYS_recvmsg, "read"},
-    {SYS_getdents64, "read"},
-    {SYS_write, "write"},
-    {SYS_pwrite64, "write"},
-    {SYS_sendto, "write"},
-    {SYS_writev, "write"},
-    {SYS_sendmsg, "write"},
-    {SYS_copy_file_range, "write"},
-    {SYS_open, "open"},
-    {SYS_openat, "open"},
-    {SYS_close, "close"},
-    {SYS_lseek, "lseek"},
-    {SYS_rename, "rename"},
-    {SYS_renameat, "rename"},
-    {SYS_renameat2, "rename"},
-    {SYS_fsync, "fsync"},
-    {SYS_fdatasync, "fsync"},
-    {SYS_mmap, "mmap"},
-    {SYS_mremap, "mmap"},
-    {SYS_shmget, "shmget"},
-    {SYS_shmat, "shmat"},
-    {SYS_shmctl, "shmctl"},
-    {SYS_socket, "socket"},
-    {SYS_bind, "bind"},
-    {SYS_listen, "listen"},
-    {SYS_accept, "accept"},
-    {SYS_accept4, "accept"},
-    {SYS_connect, "connect"},
-    {SYS_getsockname, "sockname"},
-    {SYS_setsockopt, "sockopt"},
-    {SYS_select, "select"},
-    {SYS_pselect6, "select"},
-    {SYS_poll, "poll"},
-    {SYS_ppoll, "poll"},
-    {SYS_wait4, "wait"},
-    {SYS_waitid, "wait"},
-    {SYS_fork, "clone"},
-    {SYS_vfork, "clone"},
-    {SYS_clone, "clone"},
-    {SYS_clone3, "clone"},
-    {SYS_execve, "execve"},
-    {SYS_pipe2, "pipe"},
-    {SYS_eventfd2, "eventfd"},
-    {SYS_pidfd_open, "pidfd"},
-    {SYS_dup2, "dup"},
-    {SYS_dup3, "dup"},
-    {SYS_fcntl, "dup"},
-    {SYS_getrandom, "getrandom"},
-    {SYS_stat, "stat"},
-    {SYS_fstat, "stat"},
-    {SYS_newfstatat, "stat"},
-    {SYS_statx, "stat"},
-    {SYS_access, "access"},
-    {SYS_faccessat2, "access"},
-    {SYS_readlink, "link"},
-    {SYS_symlink, "link"},
-    {SYS_symlinkat, "link"},
-    {SYS_linkat, "link"},
-    {SYS_mkdir, "mkdir"},
-    {SYS_mkdirat, "mkdir"},
-    {SYS_ftruncate, "chmod"},
-    {SYS_fchmod, "chmod"},
-    {SYS_fchown, "chmod"},
-    {SYS_fchmodat, "chmod"},
-    {SYS_fsetxattr, "chmod"},
+/// The kinds, and the calls of each.
+const std::pair<std::string_view, std::vector<unsigned long long>> kKinds[] = {
+    {"read", {SYS_read, SYS_pread64, SYS_recvfrom, SYS_readv, SYS_recvmsg, SYS_getdents64}},
+    {"write", {SYS_write, SYS_pwrite64, SYS_sendto, SYS_writev, SYS_sendmsg, SYS_copy_file_range}},
+    {"open", {SYS_open, SYS_openat}},
+    {"close", {SYS_close}},
+    {"lseek", {SYS_lseek}},
+    {"rename", {SYS_rename, SYS_renameat, SYS_renameat2}},
+    {"fsync", {SYS_fsync, SYS_fdatasync}},
+    {"mmap", {SYS_mmap, SYS_mremap}},
+    {"shmget", {SYS_shmget}},
+    {"shmat", {SYS_shmat}},
+    {"shmctl", {SYS_shmctl}},
+    {"socket", {SYS_socket}},
+    {"bind", {SYS_bind}},
+    {"listen", {SYS_listen}},
+    {"accept", {SYS_accept, SYS_accept4}},
+    {"connect", {SYS_connect}},
+    {"sockname", {SYS_getsockname}},
+    {"sockopt", {SYS_setsockopt}},
+    {"select", {SYS_select, SYS_pselect6}},
+    {"poll", {SYS_poll, SYS_ppoll}},
+    {"wait", {SYS_wait4, SYS_waitid}},
+    {"clone", {SYS_fork, SYS_vfork, SYS_clone, SYS_clone3}},
+    {"execve", {SYS_execve}},
+    {"pipe", {SYS_pipe2}},
+    {"eventfd", {SYS_eventfd2}},
+    {"pidfd", {SYS_pidfd_open}},
+    {"dup", {SYS_dup2, SYS_dup3, SYS_fcntl}},
+    {"getrandom", {SYS_getrandom}},
+    {"stat", {SYS_stat, SYS_fstat, SYS_newfstatat, SYS_statx}},
+    {"access", {SYS_access, SYS_faccessat2}},
+    {"link", {SYS_readlink, SYS_symlink, SYS_symlinkat, SYS_linkat}},
+    {"mkdir", {SYS_mkdir, SYS_mkdirat}},
+    {"chmod", {SYS_ftruncate, SYS_fchmod, SYS_fchown, SYS_fchmodat, SYS_fsetxattr}},
 };
 
 /// Calls whose third argument is a count of bytes.
@@ -238,9 +205,11 @@ void Tracer::leaveBreakpoint() {
 }
 
 void Tracer::enter(pid_t task, const __ptrace_syscall_info& info) {
-    const auto found = kKinds.find(info.entry.nr);
-    if (found == kKinds.end() || exempt(info) || ++counts_[found->second] != number_ ||
-        found->second != kind_) {
+    const auto* const found = std::ranges::find_if(kKinds, [&info](const auto& row) {
+        return std::ranges::count(row.second, info.entry.nr) > 0;
+    });
+    if (found == std::end(kKinds) || exempt(info) || ++counts_[found->first] != number_ ||
+        found->first != kind_) {
         return;
     }
     std::ofstream(log_, std::ios::app) << kind_ << " failed: " << objectOf(task, info) << std::endl;

@@ -2,25 +2,20 @@
 // Misbehaving peers, each with the failure that the other end reports: drivers against this
 // library, hosts against a real driver. None of them leaves anything behind.
 #include "hostTesting.h"
-#include "ipc_peer.h"
-#include "ipc_wire.h"
 #include "support/captureStderr.h"
 #include "support/denyCall.h"
-#include "support/pictureFiles.h"
 #include "tdr/picture.h"
 #include "tdr/sharedBlock.h"
 
-#include <array>
 #include <cerrno>
-#include <sys/socket.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace {
 
+using tdr::Driver;
 using tdr::FailureKind;
-using tdr::Session;
 using tdr::Status;
 using testing_host::isRunning;
 using testing_host::NothingLeft;
@@ -73,25 +68,25 @@ Status statusOf(const tdr::Result<T>& result) {
     return result ? Status() : Status(result.failure());
 }
 
-Status askVendor(Session& driver) {
+Status askVendor(Driver& driver) {
     return statusOf(driver.vendorName());
 }
-Status askTwice(Session& driver) {
+Status askTwice(Driver& driver) {
     EXPECT_TRUE(driver.vendorName()) << "the first answer is right";
     return askVendor(driver);
 }
-Status askCount(Session& driver) {
+Status askCount(Driver& driver) {
     return statusOf(driver.formatCount());
 }
-Status askFormat(Session& driver) {
+Status askFormat(Driver& driver) {
     return statusOf(driver.format(0));
 }
-Status put(Session& driver) {
+Status put(Driver& driver) {
     auto block = tdr::SharedBlock::create(16);
     EXPECT_TRUE(driver.getLine(*block, 0)) << "gets are not announced";
     return driver.putLine(*block, 0);
 }
-Status writePicture(Session& driver) {
+Status writePicture(Driver& driver) {
     return tdr::writePicture(driver, "a.pic", {1, 1, {1, 2, 3, 4}});
 }
 
@@ -99,7 +94,7 @@ struct BadAnswer {
     const char* behaviour;
     FailureKind kind;
     const char* says;
-    Status (*request)(Session&) = askVendor;
+    Status (*request)(Driver&) = askVendor;
 };
 constexpr const char* kBroken = "breaks the protocol";
 constexpr BadAnswer kBadAnswers[] = {
@@ -156,11 +151,11 @@ TEST_F(PeersTest, aSystemWithoutDescriptorsOfProcessesSeesDeathsToo) {
     if (host == 0) {
         bool held = support::denyCall(SYS_pidfd_open, ENOSYS);
         {
-            auto driver = Session::start(good);
+            auto driver = Driver::start(good);
             held = held && driver && driver->vendorName() && driver->end();
         }
         {
-            auto driver = Session::start(bad);
+            auto driver = Driver::start(bad);
             const Status asked = driver ? askVendor(*driver) : Status(driver.failure());
             held = held && !asked && asked.failure().kind == FailureKind::Died &&
                    asked.failure().end && asked.failure().end->exitStatus == 9;
@@ -177,108 +172,6 @@ TEST_F(PeersTest, anErrorThatComesARequestLateIsNotMissed) {
     auto driver = start("oneBehind");
     ASSERT_TRUE(driver);
     EXPECT_FALSE(writePicture(*driver)) << "its disconnect failed";
-}
-
-// --- Hosts ---------------------------------------------------------------------------------------
-
-std::string be32(int value) {
-    return support::be16(value >> 16) + support::be16(value);
-}
-
-/// The wire form of a packet from 7, 8 to these ids, with only `longs` and `text` as payload;
-/// `text` is sent unchanged.
-std::string packet(int id, int subId, int messageClass, int code,
-                   const std::vector<int>& longs = {}, const std::string& text = {}) {
-    std::string bytes = be32(6);
-    for (const int word : {7, 8, id, subId, messageClass, code}) {
-        bytes += support::be16(word);
-    }
-    bytes += be32(text.empty() ? 0 : 1) + be32(static_cast<int>(text.size())) + text;
-    bytes += be32(static_cast<int>(longs.size()));
-    for (const int value : longs) {
-        bytes += be32(value);
-    }
-    return bytes + be32(0);
-}
-
-std::string request(int messageClass, int code, const std::vector<int>& longs = {},
-                    const std::string& text = {}) {
-    return packet(102, 39, messageClass, code, longs, text);
-}
-
-std::string refusal(const char* count) {
-    return "readsockdata: Refusing a packet with numof_cmds " + std::string(count) +
-           " (at most 256) - closing connection.\n"
-           "Softimage Filter: Error reading socket data (-1)\n";
-}
-
-/// Everything received until the other end closes.
-std::string readAll(int fd) {
-    std::string all;
-    std::array<char, 4096> part{};
-    for (ssize_t got = 0; (got = read(fd, part.data(), part.size())) > 0;) {
-        all.append(part.data(), static_cast<std::size_t>(got));
-    }
-    return all;
-}
-
-/// The reaction of a real driver to a host that sends these bytes after the start and disconnects.
-struct Reaction {
-    std::size_t answers = 0; ///< bytes
-    std::string says;
-    int waitStatus = -1;
-};
-
-Reaction reactionTo(const std::filesystem::path& driver, const std::string& bytes) {
-    ipc::PeerOptions options;
-    options.path = driver;
-    options.limit = 20s;
-    options.captureStderr = true;
-    ipc::PeerStart started = ipc::startPeer(options);
-    EXPECT_EQ(started.failure, ipc::PeerFailure::None);
-    IPC_DataPacket ok;
-    EXPECT_EQ(ipc::receivePacket(started.peer.socket.get(), ok).end, ipc::ReadEnd::Complete);
-    (void)!send(started.peer.socket.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
-    shutdown(started.peer.socket.get(), SHUT_WR);
-    Reaction reaction;
-    reaction.answers = readAll(started.peer.socket.get()).size();
-    reaction.says = readAll(started.peer.stderrPipe.get());
-    waitpid(started.peer.process.pid(), &reaction.waitStatus, 0);
-    return reaction;
-}
-
-TEST_F(PeersTest, aDriverSaysWhatItsHostDoesWrong) {
-    const std::string victim = folder().write("victim.pic", "old");
-    const std::string bounds = request(4, 1425, {0, 0, 1, 1});
-    const std::string overwrite = request(4, 1439, {1, 0}, victim + std::string(1, '\0'));
-    struct Case {
-        const char* host;
-        std::string sends;
-        int answers = 0; ///< packets without payload
-        std::string says = {};
-    };
-    const Case cases[] = {
-        {"goes", ""},
-        {"goes within a packet", request(4, 1425, {0, 0, 1, 1}).substr(0, 10)},
-        {"sends a count above its capacity", "\x7f\xff\xff\xff", 0, refusal("2147483647")},
-        {"sends a negative count", "\xff\xff\xff\xff", 0, refusal("-1")},
-        {"sends garbage and orders behind it", "GET / HTTP/1.1\r\n\r\n" + bounds + overwrite, 0,
-         refusal("1195725856")},
-        {"means somebody else", packet(103, 39, 4, 1425, {0, 0, 1, 1})},
-        {"asks for what is not there", request(4, 1999) + request(0, 1040), 2},
-        {"asks without waiting", bounds + bounds + bounds, 3},
-        {"sends too few longs", request(4, 1425, {0, 0, 1}), 1},
-        {"sends a text without its zero", request(4, 1439, {0, 0}, victim), 1},
-        {"names a block that is not there", bounds + request(4, 1430, {4, -5, -5, 0, 0}), 2},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.host);
-        const Reaction reaction = reactionTo(real("softimageFilter"), c.sends);
-        EXPECT_EQ(reaction.answers, static_cast<std::size_t>(c.answers) * 32);
-        EXPECT_EQ(reaction.says, c.says);
-        EXPECT_EQ(reaction.waitStatus, 0);
-        EXPECT_EQ(std::filesystem::file_size(victim), 3U);
-    }
 }
 
 } // namespace

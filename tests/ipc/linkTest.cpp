@@ -345,17 +345,6 @@ TEST_F(SocketLink, APacketEndsTheCountOfEmptyReads) {
     EXPECT_EQ(c.link.emptyReads, 1) << "a wait that ran out changes nothing";
 }
 
-TEST_F(SocketLink, AnEventOfTheWindowSystemIsNoPacket) {
-    Connected c;
-    const SocketPair queue;
-    put(queue.far.get(), "event");
-    setEventQueueFd(queue.near.get());
-    IPC_DataPacket packet = packetOf({}, 4, 1424);
-    EXPECT_EQ(c.link.receive(IPC_QUEUE_AND_SOCKETS, IPC_BLOCKING_FOREVER, 0, 0, &packet), 0);
-    setEventQueueFd(-1);
-    EXPECT_TRUE(same(packet, packetOf({}, 4, 1424)));
-}
-
 TEST_F(SocketLink, WhatIsOutOfStepClosesTheLinkThatItCameOver) {
     for (const bool shared : {false, true}) {
         for (const bool garbage : {true, false}) {
@@ -402,19 +391,6 @@ TEST_F(SocketLink, LinksThatShareTheSetHearEachOther) {
     a.link.shareSocketSet = 1;
     EXPECT_EQ(a.poll(&packet), 1);
     EXPECT_TRUE(same(packet, sent));
-}
-
-TEST_F(SocketLink, ADescriptorThatIsNoneIsAnError) {
-    Connected c;
-    const CaptureStderr said;
-    const int copy = fcntl(c.link.sockfd, F_DUPFD_CLOEXEC, 0);
-    close(c.link.sockfd);
-    IPC_DataPacket packet{};
-    EXPECT_EQ(c.poll(&packet), -1);
-    EXPECT_NE(said.text().find("IPC_LinkIrix: Error getting ready descriptor.\n"),
-              std::string::npos);
-    EXPECT_EQ(dup2(copy, c.link.sockfd), c.link.sockfd);
-    close(copy);
 }
 
 } // namespace

@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Starting real programs, well-behaved and others.
 #include "IPC_LinkIrix.h"
-#include "base/diagnostics.h"
 #include "ipcTesting.h"
 #include "ipc_inner.h"
 #include "ipc_peer.h"
 #include "ipc_socket.h"
 #include "support/captureStderr.h"
-#include "support/denyCall.h"
 #include "support/leakCounters.h"
 #include "support/processState.h"
 #include "support/tempDir.h"
@@ -20,7 +18,6 @@
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/eventfd.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <thread>
 
@@ -181,45 +178,6 @@ TEST_F(PeerStarting, NoCatcherOfTheParentRunsInThePeer) {
     storm.join();
     setpgid(0, group);
     EXPECT_FALSE(ranElsewhere);
-}
-
-/// The outcome of starting each of these peers, one letter each: a failure's first, or "." for
-/// none.
-std::string outcomesOf(const std::vector<ipc::PeerOptions>& starts) {
-    std::string outcomes;
-    for (const ipc::PeerOptions& options : starts) {
-        ipc::PeerStart start = ipc::startPeer(options);
-        std::optional<int> status = start.waitStatus;
-        start.peer.socket.reset();
-        if (!start.peer.process.awaitEnd(ipc::deadlineAfter(kAmple)) ||
-            !start.peer.process.take(status)) {
-            outcomes += "still there ";
-        }
-        outcomes += start.failure == PeerFailure::None   ? "."
-                    : start.failure == PeerFailure::Died ? "D"
-                    : start.failure == PeerFailure::Late ? "L"
-                                                         : "?";
-        outcomes += status ? std::to_string(WEXITSTATUS(*status)) : "";
-    }
-    return outcomes;
-}
-
-TEST_F(PeerStarting, ASystemWithoutDescriptorsOfProcessesStartsThemToo) {
-    std::vector<ipc::PeerOptions> starts;
-    for (const char* behaviour : {"greeted", "dies", "bequeaths", "mute"}) {
-        starts.push_back(optionsFor(program(behaviour)));
-    }
-    starts.back().limit = 150ms;
-    const CaptureStderr said;
-    const pid_t child = fork();
-    if (child == 0) {
-        const bool denied = support::denyCall(SYS_pidfd_open, ENOSYS);
-        const std::string outcomes = denied ? outcomesOf(starts) : "no filter";
-        base::say("%s, %s\n", outcomes.c_str(), support::hasChildren() ? "children" : "none left");
-        _exit(0);
-    }
-    EXPECT_EQ(exitStatusOf(child), 0);
-    EXPECT_EQ(said.text(), ".0D7D5L, none left\n");
 }
 
 bool isChildAsleep() {

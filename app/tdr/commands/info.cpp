@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // tdr info FILE...: describes files.
+#include "files/readableFile.h"
 #include "info/fileKinds.h"
 #include "output/console.h"
 #include "pictures/pictureFile.h"
@@ -8,6 +9,7 @@
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
+#include <algorithm>
 #include <fmt/format.h>
 
 namespace {
@@ -17,9 +19,15 @@ struct InfoOptions {
     bool json = false;
 };
 
+const FileKind& kindOf(const std::filesystem::path& file) {
+    const auto kinds = fileKinds();
+    return *std::ranges::find_if(kinds,
+                                 [&](const FileKind& kind) { return kind.recognises(file); });
+}
+
 std::string textOf(const std::string& file, const FileKind& kind, const FileInfo& info) {
     std::string text = fmt::format("{}: {}\n", printable(file), kind.name);
-    for (const auto& [label, value] : info.rows()) {
+    for (const auto& [label, value] : info.rows) {
         text += fmt::format("  {:<8}  {}\n", label, value);
     }
     return text;
@@ -50,7 +58,7 @@ void writeJson(JsonWriter& json, const std::string& file, const FileKind& kind,
             json.member("error", info->damage);
         }
     } else {
-        json.member("error", info.failure().text);
+        json.member("error", info.problem().text);
     }
     json.end();
 }
@@ -59,15 +67,16 @@ void writeJson(JsonWriter& json, const std::string& file, const FileKind& kind,
 ExitCode showOne(const std::string& file, const DriverOptions& driverOptions, JsonWriter* json,
                  Output& output) {
     DriverSet drivers(driverOptions);
-    const FileKind kind = kindOf(file);
-    const auto info = kind.describe(file, drivers);
+    const auto readable = checkReadable(file);
+    const FileKind& kind = kindOf(file);
+    const auto info = readable ? kind.describe(file, drivers) : readable.problem();
     if (json != nullptr) {
         writeJson(*json, file, kind, info);
     } else if (info) {
         output.write(textOf(file, kind, *info));
     }
     if (!info) {
-        return fail(info.failure());
+        return complain(info.problem());
     }
     return info->damage.empty() ? ExitCode::Done : ExitCode::Failed; // its driver has reported why
 }

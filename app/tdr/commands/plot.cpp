@@ -44,10 +44,10 @@ std::string checkFrames(const std::string& text) {
     return framesIn(text) ? "" : "frames are A-B with whole numbers, A below B: " + text;
 }
 
-Outcome<void> save(const std::string& target, const std::string& text) {
+Outcome<bool> save(const std::string& target, const std::string& text) {
     auto file = ReplacedFile::begin(target, ".svg");
     if (!file) {
-        return file.failure();
+        return file.problem();
     }
     const auto written = file->write(text);
     return written ? file->commit() : written;
@@ -74,23 +74,23 @@ ExitCode plot(PlotOptions& options) {
     }
     const auto document = readSceneDocument(options.file);
     if (!document) {
-        return fail(document.failure());
+        return complain(document.problem());
     }
     const auto drawn = draw(*document, options);
     if (!drawn) {
-        return fail(problemWith(options.file, drawn.failure()));
+        return complain(Problem{drawn.problem().code, options.file + ": " + drawn.problem().text});
     }
     if (!drawn->leftOut.empty()) {
-        warn(options.file + ": " + drawn->leftOut);
+        complain(options.file + ": " + drawn->leftOut);
     }
     const auto saved = save(options.output, drawn->svg);
     if (!saved) {
-        return fail(saved.failure());
+        return complain(saved.problem());
     }
     if (!document->report.whole()) {
-        return fail({ExitCode::Failed,
-                     options.file + ": drawn, but not all was read: " + document->report.losses() +
-                         " (tdr scene check tells where)"});
+        return complain(Problem{ExitCode::Failed, options.file + ": drawn, but not all was read: " +
+                                                      document->report.losses() +
+                                                      " (tdr scene check tells where)"});
     }
     return ExitCode::Done;
 }

@@ -35,6 +35,15 @@ std::string textOfLink(int link) {
 
 } // namespace
 
+Outcome<bool> checkTarget(const fs::path& target) {
+    std::error_code error;
+    if (fs::is_directory(target, error) || !target.has_filename()) {
+        return Problem{ExitCode::Failed,
+                       target.string() + ": names a folder; name the file to write in it"};
+    }
+    return true;
+}
+
 // --- The place of the new file -------------------------------------------------------------------
 
 /// Follows symbolic links by descriptors to the place for the rename.
@@ -85,29 +94,27 @@ Outcome<ReplacedFile::Place> ReplacedFile::find(const fs::path& target) {
 }
 
 Outcome<ReplacedFile> ReplacedFile::begin(const fs::path& target, std::string_view ending) {
-    std::error_code error;
-    if (fs::is_directory(target, error) || !target.has_filename()) {
-        return Problem{ExitCode::Failed,
-                       target.string() + ": names a folder; name the file to write in it"};
+    if (const auto isFile = checkTarget(target); !isFile) {
+        return isFile.problem();
     }
     auto place = find(target);
     if (!place) {
-        return place.failure();
+        return place.problem();
     }
     auto file = place->stream.valid()
                     ? TemporaryFile::unnamed()
                     : TemporaryFile::in(std::move(place->folder),
                                         place->old.valid() ? kOursOnly : kNewFile);
     if (!file) {
-        return problemWith(target.string(), file.failure());
+        return Problem{file.problem().code, target.string() + ": " + file.problem().text};
     }
     auto link = DriverLink::make(file->fd(), target.string());
     if (!link) {
-        return link.failure();
+        return link.problem();
     }
     auto path = link->path(ending);
     if (!path) {
-        return path.failure();
+        return path.problem();
     }
     return ReplacedFile(target.string(), std::move(*place), std::move(*file), std::move(*link),
                         std::move(*path));
@@ -115,14 +122,14 @@ Outcome<ReplacedFile> ReplacedFile::begin(const fs::path& target, std::string_vi
 
 // --- Its content ---------------------------------------------------------------------------------
 
-Outcome<void> ReplacedFile::write(std::string_view text) {
+Outcome<bool> ReplacedFile::write(std::string_view text) {
     const int error = ::ftruncate(file_.fd(), 0) == 0 && ::lseek(file_.fd(), 0, SEEK_SET) == 0
                           ? writeWhole(file_.fd(), text)
                           : errno;
-    return error == 0 ? Outcome<void>() : problemWith(named_, error);
+    return error == 0 ? Outcome<bool>(true) : problemWith(named_, error);
 }
 
-Outcome<void> ReplacedFile::commit() {
+Outcome<bool> ReplacedFile::commit() {
     struct stat written {};
     if (::fstat(file_.fd(), &written) != 0) {
         return problemWith(named_, errno);
@@ -134,10 +141,10 @@ Outcome<void> ReplacedFile::commit() {
         return takePlace();
     }
     const int error = copyWhole(file_.fd(), place_.stream.get());
-    return error == 0 ? Outcome<void>() : problemWith(named_, error);
+    return error == 0 ? Outcome<bool>(true) : problemWith(named_, error);
 }
 
-Outcome<void> ReplacedFile::takePlace() {
+Outcome<bool> ReplacedFile::takePlace() {
     if (place_.old.valid()) {
         if (const auto kept = takeOverAttributes(place_.old.get(), file_.fd()); !kept.empty()) {
             return Problem{ExitCode::Failed, named_ + ": " + kept};
@@ -156,5 +163,5 @@ Outcome<void> ReplacedFile::takePlace() {
             return problemWith(named_ + ": written, but its name is not on the disk", errno);
         }
     }
-    return {};
+    return true;
 }

@@ -8,40 +8,21 @@
 
 namespace {
 
+nlohmann::ordered_json formatJson(std::int32_t index, const tdr::PixelFormat& format) {
+    return {{"index", index},
+            {"depths", {format.depth1, format.depth2}},
+            {"channels", format.channels}};
+}
+
 /// The driver's answers about itself and its open file.
-struct PictureFacts {
-    tdr::PictureShape shape;
-    std::string driver;
+struct Answers {
     std::string vendor;
     std::string formatName;
-    std::int32_t current = 0; ///< index of the format
+    std::int32_t current = 0;
     tdr::PixelFormat format;
 };
 
-InfoRows rowsOf(const PictureFacts& facts) {
-    return {
-        {"size", fmt::format("{} x {}", facts.shape.width, facts.shape.height)},
-        {"driver", fmt::format("{} ({}, {})", facts.driver, printable(facts.vendor),
-                               printable(facts.formatName))},
-        {"format", fmt::format("{}: {}", facts.current, formatText(facts.format))},
-    };
-}
-
-nlohmann::ordered_json jsonOf(const PictureFacts& facts) {
-    return {{"width", facts.shape.width},
-            {"height", facts.shape.height},
-            {"matte", facts.shape.matte},
-            {"driver", facts.driver},
-            {"vendor", facts.vendor},
-            {"formatName", facts.formatName},
-            {"format",
-             {{"index", facts.current},
-              {"depths", {facts.format.depth1, facts.format.depth2}},
-              {"channels", facts.format.channels}}}};
-}
-
-/// Asks the driver for what it says of itself and of the file that it has open.
-tdr::Status ask(tdr::Session& driver, PictureFacts& facts) {
+tdr::Result<Answers> ask(tdr::Driver& driver) {
     const auto vendor = driver.vendorName();
     const auto name = vendor ? driver.formatName() : vendor;
     if (!name) {
@@ -55,11 +36,7 @@ tdr::Status ask(tdr::Session& driver, PictureFacts& facts) {
     if (!format) {
         return format.failure();
     }
-    facts.vendor = *vendor;
-    facts.formatName = *name;
-    facts.current = *current;
-    facts.format = format->value_or(tdr::PixelFormat{});
-    return {};
+    return Answers{*vendor, *name, *current, format->value_or(tdr::PixelFormat{})};
 }
 
 } // namespace
@@ -67,19 +44,32 @@ tdr::Status ask(tdr::Session& driver, PictureFacts& facts) {
 Outcome<FileInfo> describePicture(const std::filesystem::path& file, DriverSet& drivers) {
     auto picture = openPicture(drivers, file);
     if (!picture) {
-        return picture.failure();
+        return picture.problem();
     }
-    RunningDriver& running = *picture->running;
-    PictureFacts facts{picture->source.shape(), drivers.name(picture->driver), {}, {}, 0, {}};
-    tdr::Status asked = ask(running.session, facts);
-    if (asked) {
-        asked = picture->source.close();
+    const auto answers = ask(picture->session->driver);
+    if (!answers) {
+        return picture->session->problem(file.string(), answers.failure());
     }
-    if (!asked) {
-        return running.problem(file.string(), asked.failure());
+    if (const auto closed = picture->reader.close(); !closed) {
+        return picture->session->problem(file.string(), closed.failure());
     }
-    running.passOnLines();
-    return FileInfo{[facts] { return rowsOf(facts); },
-                    [facts](JsonWriter& out) { out.members(jsonOf(facts)); },
-                    running.names.in(running.session.damage())};
+    picture->session->passOnLines();
+    const tdr::PictureShape& shape = picture->reader.shape();
+    FileInfo info;
+    info.rows = {
+        {"size", fmt::format("{} x {}", shape.width, shape.height)},
+        {"driver", fmt::format("{} ({}, {})", picture->driverName, printable(answers->vendor),
+                               printable(answers->formatName))},
+        {"format", fmt::format("{}: {}", answers->current, formatText(answers->format))},
+    };
+    const nlohmann::ordered_json json = {{"width", shape.width},
+                                         {"height", shape.height},
+                                         {"matte", shape.matte},
+                                         {"driver", picture->driverName},
+                                         {"vendor", answers->vendor},
+                                         {"formatName", answers->formatName},
+                                         {"format", formatJson(answers->current, answers->format)}};
+    info.json = [json](JsonWriter& out) { out.members(json); };
+    info.damage = picture->session->driver.damage();
+    return info;
 }

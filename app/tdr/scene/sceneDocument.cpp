@@ -2,6 +2,7 @@
 #include "sceneDocument.h"
 
 #include "base/byteOrder.h"
+#include "base/uniqueFd.h"
 #include "files/readableFile.h"
 #include "files/replacedFile.h"
 #include "output/utf8Text.h"
@@ -10,6 +11,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <new>
 #include <string_view>
@@ -136,13 +138,13 @@ FileStamp stampFrom(const struct stat& status) {
 
 /// Examines the file before the toolkit reads it.
 Outcome<Beginning> examine(const fs::path& file, FileStamp& stamp) {
-    const auto fd = openReadable(file);
-    if (!fd) {
-        return fd.failure();
+    if (const auto readable = checkReadable(file); !readable) {
+        return readable.problem();
     }
     Beginning beginning;
     struct stat status {};
-    if (::fstat(fd->get(), &status) != 0 || !beginning.read(fd->get())) {
+    const base::UniqueFd fd(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (!fd.valid() || ::fstat(fd.get(), &status) != 0 || !beginning.read(fd.get())) {
         return problemWith(file.string(), errno);
     }
     stamp = stampFrom(status);
@@ -201,7 +203,7 @@ Outcome<SceneDocument> read(const fs::path& file) {
     }
     const auto beginning = examine(file, document.stamp);
     if (!beginning) {
-        return beginning.failure();
+        return beginning.problem();
     }
     if (document.format->hasBinary && beginning->isBinary()) {
         document.flavour = SceneFlavour::Binary;
@@ -225,12 +227,12 @@ Outcome<SceneDocument> read(const fs::path& file) {
     return document;
 }
 
-Outcome<void> write(const SceneDocument& document, const fs::path& target, SceneFlavour flavour,
+Outcome<bool> write(const SceneDocument& document, const fs::path& target, SceneFlavour flavour,
                     const SceneApproval& approve) {
     const SceneFormat& format = *document.format;
     auto file = ReplacedFile::begin(target, format.ending);
     if (!file) {
-        return file.failure();
+        return file.problem();
     }
     SceneReport report;
     if (const auto failed = writeTo(document, file->path().string(), flavour, report);
@@ -238,7 +240,7 @@ Outcome<void> write(const SceneDocument& document, const fs::path& target, Scene
         return problemOf(target, failed);
     }
     if (auto approved = approve(report); !approved) {
-        return approved.failure();
+        return approved.problem();
     }
     return file->commit();
 }
@@ -253,7 +255,7 @@ Outcome<SceneDocument> readSceneDocument(const fs::path& file) {
     }
 }
 
-Outcome<void> writeSceneDocument(const SceneDocument& document, const fs::path& target,
+Outcome<bool> writeSceneDocument(const SceneDocument& document, const fs::path& target,
                                  SceneFlavour flavour, const SceneApproval& approve) {
     try {
         return write(document, target, flavour, approve);
