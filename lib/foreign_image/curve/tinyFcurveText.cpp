@@ -84,10 +84,11 @@ Outcome fcvkeyReadAsciiAnimation(std::FILE* stream, FcvKey& key) {
     key = {};
     key.interpolation = kInterpolateLinear;
     key.splineIndex = -1;
-    if (table::find(kKeyRows, animToken) == nullptr) {
+    const KeyRow* first = table::find(kKeyRows, animToken);
+    if (first == nullptr) {
         return Outcome::Again;
     }
-    const Outcome outcome = table::read(text::Reader::on(stream), kKeyRows, key);
+    const Outcome outcome = table::readFrom(text::Reader::on(stream), kKeyRows, first, key);
     return outcome == Outcome::Again ? Outcome::Done : outcome;
 }
 
@@ -159,14 +160,15 @@ Outcome readChannel(std::FILE* stream, Draft& draft) {
 int readCurve(std::FILE* stream, CurvePointer& curve) {
     Draft draft = {curve.get()};
     Outcome outcome = Outcome::Again;
-    if (table::find(kCurveRows, animToken) == nullptr) {
+    const Row* first = table::find(kCurveRows, animToken);
+    if (first == nullptr) {
         // Kept: A curve that begins with an unknown word consumes that word.
         // A reader would expect the word to stay for the caller. It is dropped and the next one
         // becomes the look-ahead.
         animNotify(AnimNoticeKind::UnknownWord, animToken);
         in_animToken(stream);
     } else {
-        outcome = table::read(text::Reader::on(stream), kCurveRows, draft);
+        outcome = table::readFrom(text::Reader::on(stream), kCurveRows, first, draft);
     }
     if (!draft.hasKeys) {
         curve.reset();

@@ -48,7 +48,7 @@ constexpr auto kBezierRows = [] {
 /// Reads a record whose first word, that of the first row, is the current token. The first row
 /// begins a record and cannot occur again inside it.
 template <typename Rows, typename Draft>
-Outcome readFrom(std::FILE* stream, const Rows& rows, Draft& draft) {
+Outcome readRecord(std::FILE* stream, const Rows& rows, Draft& draft) {
     const Outcome begun = rows[0].read(stream, draft);
     if (begun == Outcome::EndOfFile || (begun == Outcome::Next && in_animToken(stream) == 0)) {
         return Outcome::EndOfFile;
@@ -61,7 +61,7 @@ Outcome readPoint(std::FILE* stream, SplineKey& key) {
     if (kPointRows[0].word != animToken) {
         return Outcome::Again;
     }
-    const Outcome outcome = readFrom(stream, kPointRows, key);
+    const Outcome outcome = readRecord(stream, kPointRows, key);
     return outcome == Outcome::Again ? Outcome::Done : outcome;
 }
 
@@ -234,7 +234,7 @@ int readInto(std::FILE* stream, Spline* spline, bool endsAfterPoints) {
         animNotify(AnimNoticeKind::Missing, animToken, "a spline expected");
         outcome = Outcome::Again;
     } else if (draft.record != nullptr) {
-        outcome = readFrom(stream, kSplineRows, draft);
+        outcome = readRecord(stream, kSplineRows, draft);
     }
     const bool more = outcome != Outcome::EndOfFile && animToken[0] != '\0';
     return notice::Call::good(stream) && more ? 1 : 0;

@@ -10,12 +10,15 @@
 
 namespace text {
 
+Reader Reader::the;
+
 namespace {
 
+/// What a character is to a style.
 enum Kind : std::uint8_t { kOrdinary, kBlank, kAlone, kEnd };
 
 /// The kind of each character; the first entry is for EOF.
-using Kinds = std::array<Kind, 257>;
+using Kinds = std::array<std::uint8_t, 257>;
 
 constexpr Kinds kindsOf(const Style& style) {
     Kinds kinds = {kEnd};
@@ -31,12 +34,6 @@ constexpr Kinds kindsOf(const Style& style) {
 constexpr Kinds kAnimationKinds = kindsOf(kAnimationStyle);
 constexpr Kinds kFileKinds = kindsOf(kFileStyle);
 
-Kind kindOf(const Style& style, int c) {
-    static_assert(EOF == -1);
-    return (style.bracesAlone ? kFileKinds : kAnimationKinds)[static_cast<std::size_t>(c + 1)];
-}
-
-Reader theReader;
 char fileWord[kFileStyle.mostOfWord + 1] = "";
 
 bool isDigit(char c) {
@@ -63,11 +60,11 @@ void reportCut(const char* word, bool tooLong, std::size_t most) {
 
 } // namespace
 
-Reader& Reader::on(std::FILE* stream, const Style& style) {
-    theReader.stream_ = stream;
-    theReader.style_ = &style;
-    theReader.word_ = style.bracesAlone ? fileWord : animTokenLine;
-    return theReader;
+void Reader::setStyle(const Style& style) {
+    static_assert(EOF == -1);
+    style_ = &style;
+    kinds_ = (style.bracesAlone ? kFileKinds : kAnimationKinds).data() + 1;
+    word_ = style.bracesAlone ? fileWord : animTokenLine;
 }
 
 std::int64_t Reader::wordLine() {
@@ -79,7 +76,7 @@ void Reader::setWordLine(std::int64_t line) {
 }
 
 void Reader::beginFile(std::int64_t line) {
-    theReader.line_ = line;
+    the.line_ = line;
     notice::place = {.line = line};
     notice::newFile();
 }
@@ -102,13 +99,17 @@ void Reader::set(std::string_view word) {
 }
 
 /// Empties the word, skips blanks and returns the first other character.
-int Reader::skipBlanks() {
+inline int Reader::skipBlanks() {
     word_[0] = '\0';
-    int c = get();
-    while (kindOf(*style_, c) == kBlank) {
-        c = get();
+    std::FILE* const stream = stream_; // locals: a store through a char pointer could alias members
+    const std::uint8_t* const kinds = kinds_;
+    std::int64_t line = line_;
+    int c = getc_unlocked(stream);
+    for (; kinds[c] == kBlank; c = getc_unlocked(stream)) {
+        line += c == '\n' ? 1 : 0;
     }
-    notice::place.line = line_;
+    line_ = line;
+    notice::place.line = line;
     ++notice::place.words;
     return c;
 }
@@ -118,12 +119,14 @@ int Reader::skipBlanks() {
 template <typename Belongs>
 bool Reader::collect(int c, Belongs belongs) {
     const std::size_t most = style_->mostOfWord;
-    char* const word = word_; // locals: a store through a char pointer could alias any member
+    char* const word = word_; // locals, as above
     std::FILE* const stream = stream_;
     std::size_t length = 0;
     bool cut = false;
+    bool zero = false;
     for (; belongs(c, length == 0 ? '\0' : word[length - 1]); c = getc_unlocked(stream)) {
         cut = length == most;
+        zero = zero || c == '\0';
         word[length] = static_cast<char>(c);
         length += cut ? 0 : 1;
     }
@@ -133,21 +136,21 @@ bool Reader::collect(int c, Belongs belongs) {
     } else if (c != EOF) {
         std::ungetc(c, stream);
     }
-    if (cut || std::memchr(word, '\0', length) != nullptr) {
+    if (cut || zero) {
         reportCut(word, cut, most);
     }
     return length != 0;
 }
 
 bool Reader::next() {
-    const Style& style = *style_;
+    const std::uint8_t* const kinds = kinds_;
     const int c = skipBlanks();
-    if (kindOf(style, c) == kAlone) {
+    if (kinds[c] == kAlone) {
         word_[0] = static_cast<char>(c);
         word_[1] = '\0';
         return true;
     }
-    return collect(c, [&style](int next, char) { return kindOf(style, next) == kOrdinary; });
+    return collect(c, [kinds](int next, char) { return kinds[next] == kOrdinary; });
 }
 
 int Reader::peek() {

@@ -34,7 +34,13 @@ inline constexpr Style kFileStyle = {" \t\n\v\f\r", '"', true, 255, 255};
 class Reader {
   public:
     /// The reader, set to that stream. Its line number and, within a style, its word stay.
-    static Reader& on(std::FILE* stream, const Style& style = kAnimationStyle);
+    static Reader& on(std::FILE* stream, const Style& style = kAnimationStyle) {
+        the.stream_ = stream;
+        if (the.style_ != &style) {
+            the.setStyle(style);
+        }
+        return the;
+    }
 
     /// Reads the next word. False, and an empty word, at end of file. Characters beyond the style's
     /// limit are consumed and reported.
@@ -82,15 +88,19 @@ class Reader {
     [[nodiscard]] std::FILE* stream() const { return stream_; }
 
   private:
+    static Reader the;
+
+    void setStyle(const Style& style);
     int skipBlanks();
     bool numberText();
     template <typename Belongs>
     bool collect(int c, Belongs belongs);
 
     std::FILE* stream_ = nullptr;
-    const Style* style_ = &kAnimationStyle;
+    const Style* style_ = nullptr;
     char* word_ = animTokenLine;
     std::int64_t line_ = 1;
+    const std::uint8_t* kinds_ = nullptr; ///< what each character is, from EOF on
 };
 
 } // namespace text

@@ -77,11 +77,12 @@ void noteRepeated(const Rows& rows, const Row* row, std::uint64_t& seen) {
     seen |= bit;
 }
 
-/// Reads rows while the current token is a word of the table. Again: it stopped at another token.
-/// With `seen` repeated words are reported.
-template <typename Rows, typename Draft>
-Outcome read(text::Reader& in, const Rows& rows, Draft& draft, std::uint64_t* seen = nullptr) {
-    for (const auto* row = find(rows, in.word()); row != nullptr; row = find(rows, in.word())) {
+/// Reads rows while the current token is a word of the table, starting with `row`, the row of the
+/// current token. Again: it stopped at another token. With `seen` repeated words are reported.
+template <typename Rows, typename Row, typename Draft>
+Outcome readFrom(text::Reader& in, const Rows& rows, const Row* row, Draft& draft,
+                 std::uint64_t* seen = nullptr) {
+    for (; row != nullptr; row = find(rows, in.word())) {
         if (seen != nullptr) {
             noteRepeated(rows, row, *seen);
         }
@@ -94,6 +95,12 @@ Outcome read(text::Reader& in, const Rows& rows, Draft& draft, std::uint64_t* se
         }
     }
     return in.word().empty() ? Outcome::EndOfFile : Outcome::Again;
+}
+
+/// The same where the current token need not be a word of the table.
+template <typename Rows, typename Draft>
+Outcome read(text::Reader& in, const Rows& rows, Draft& draft, std::uint64_t* seen = nullptr) {
+    return readFrom(in, rows, find(rows, in.word()), draft, seen);
 }
 
 /// Reads the block of rows that begins with the next token.
