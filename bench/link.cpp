@@ -9,8 +9,8 @@
 #include "pictures.h"
 #include "pingPong.h"
 #include "rounds.h"
-#include "tdr/driver.h"
 #include "tdr/picture.h"
+#include "tdr/session.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -169,7 +169,7 @@ struct Folder {
 /// Processor time that `work` takes here and in `driver`: both are on one processor, so it is the
 /// elapsed time without that of other programs.
 template <typename Work>
-double busy(const tdr::Driver& driver, Work work) {
+double busy(const tdr::Session& driver, Work work) {
     clockid_t clock{};
     if (clock_getcpuclockid(driver.pid(), &clock) != 0) {
         throw std::runtime_error("no processor time of the driver");
@@ -223,7 +223,7 @@ void measureCaches(const std::string& group) {
         samples.push_back({picture.hostLines(), (folder.path / name).string()});
     }
     std::vector<std::uint8_t> copy(samples.front().pixels.size());
-    tdr::Driver driver = must(tdr::Driver::start(kSoftimageFilter));
+    tdr::Session driver = must(tdr::Session::start(kSoftimageFilter));
     tdr::SharedBlock block = must(tdr::SharedBlock::create(copy.size()));
     must(driver.setPixelFormat(0));
 
@@ -285,18 +285,18 @@ double startHello() {
 }
 
 double startDriver() {
-    std::optional<tdr::Driver> driver;
-    return timed([&] { driver.emplace(must(tdr::Driver::start(kSoftimageFilter))); });
+    std::optional<tdr::Session> driver;
+    return timed([&] { driver.emplace(must(tdr::Session::start(kSoftimageFilter))); });
 }
 
 /// Peak resident memory in bytes of a driver that reads and then writes a picture line by line.
 double driverMemory(const bench::BenchPicture& picture) {
     const Folder folder;
     const std::string file = (folder.path / "picture.pic").string();
-    tdr::Driver driver = must(tdr::Driver::start(kSoftimageFilter));
+    tdr::Session driver = must(tdr::Session::start(kSoftimageFilter));
     tdr::SharedBlock block = must(tdr::SharedBlock::create(tdr::lineBytes(picture.width)));
     const std::vector<std::uint8_t> pixels = picture.hostLines();
-    auto writer = must(tdr::PictureWriter::open(driver, file, picture.width, picture.height));
+    auto writer = must(tdr::PictureTarget::open(driver, file, picture.width, picture.height));
     for (int line = picture.height; line-- > 0;) {
         const std::size_t bytes = tdr::lineBytes(picture.width);
         std::memcpy(block.bytes().data(), pixels.data() + bytes * static_cast<std::size_t>(line),
@@ -304,7 +304,7 @@ double driverMemory(const bench::BenchPicture& picture) {
         must(writer.writeLine(block, line));
     }
     must(writer.close());
-    auto reader = must(tdr::PictureReader::open(driver, file));
+    auto reader = must(tdr::PictureSource::open(driver, file));
     for (int line = picture.height; line-- > 0;) {
         must(reader.readLine(block, line));
     }

@@ -66,8 +66,8 @@ ExitCode run(int argc, char** argv, std::span<const AddSubcommand> subcommands, 
     } catch (const CLI::ParseError& error) {
         // An unknown word explains more than the missing argument that results from it.
         const auto unknown = app.remaining(true);
-        complain(unknown.empty() ? error.what() : "unknown argument: " + unknown.front());
-        complain("'tdr --help' shows what there is");
+        warn(unknown.empty() ? error.what() : "unknown argument: " + unknown.front());
+        warn("'tdr --help' shows what there is");
         return ExitCode::Usage;
     }
     return command.exit;
@@ -77,7 +77,7 @@ ExitCode run(int argc, char** argv, std::span<const AddSubcommand> subcommands, 
 ExitCode handOver(const std::string& program, char** argv) {
     const std::string path = ownDirectory() / program;
     ::execv(path.c_str(), argv);
-    return complain(problemWith(path, errno));
+    return fail(problemWith(path, errno));
 }
 
 /// Our files must not get the number of a closed standard stream. The replacement fails to be

@@ -50,34 +50,34 @@ std::string DriverProcess::requestText() const {
     return program_.filename().string() + ": " + nameOfRequest(requestClass_, requestCode_);
 }
 
+Failure DriverProcess::failure(FailureKind kind, std::string_view what) const {
+    return {kind, requestText() + ": " + std::string(what), {}, lines_.last()};
+}
+
 Failure DriverProcess::refused() {
-    return {FailureKind::Refused, requestText() + ": refused", {}, lines_.lastSinceMark()};
+    Failure refusal = failure(FailureKind::Refused, "refused");
+    refusal.lastLine = lines_.lastSinceMark();
+    return refusal;
 }
 
 Failure DriverProcess::broken(const char* what) {
     kill();
-    return {FailureKind::ProtocolBroken, requestText() + ": " + what, {}, lines_.last()};
+    return failure(FailureKind::ProtocolBroken, what);
 }
 
 Failure DriverProcess::interruption() {
     kill();
-    return {FailureKind::Interrupted, requestText() + ": interrupted", {}, {}};
+    return {FailureKind::Interrupted, requestText() + ": interrupted"};
 }
 
 Failure DriverProcess::late() {
     kill();
-    return {FailureKind::TimedOut,
-            requestText() + ": no answer within " + seconds(limit_),
-            {},
-            lines_.last()};
+    return failure(FailureKind::TimedOut, "no answer within " + seconds(limit_));
 }
 
 Failure DriverProcess::linesLost() {
     kill();
-    return {FailureKind::NoMemory,
-            requestText() + ": what the driver wrote to stderr could not be taken",
-            {},
-            lines_.last()};
+    return failure(FailureKind::NoMemory, "what the driver wrote to stderr could not be taken");
 }
 
 Failure DriverProcess::died() {
@@ -86,13 +86,11 @@ Failure DriverProcess::died() {
     if (interrupted()) { // a Ctrl-C reaches the driver too
         return interruption();
     }
-    Failure failure{FailureKind::Died, requestText() + ": the driver died", {}, lines_.last()};
+    Failure death = failure(FailureKind::Died, byItself ? "the driver died" : "the driver hung up");
     if (byItself) {
-        failure.end = ended;
-    } else {
-        failure.what = requestText() + ": the driver hung up";
+        death.end = ended;
     }
-    return failure;
+    return death;
 }
 
 // --- The end -------------------------------------------------------------------------------------
@@ -101,7 +99,7 @@ Status DriverProcess::dismiss() {
     if (alive() && std::exchange(dismissed_, true)) {
         return {};
     }
-    Status sent = send({ipc::kClassAction, ipc::kActionKill, {}, {}});
+    Status sent = send({ipc::kClassAction, ipc::kActionKill});
     answerDue_ = false; // this request has no answer
     return sent;
 }
@@ -117,10 +115,7 @@ Result<DriverEnd> DriverProcess::end() {
         return interruption();
     }
     if (!went) {
-        return Failure{FailureKind::TimedOut,
-                       requestText() + ": still there after " + seconds(options_.limits.end),
-                       {},
-                       lines_.last()};
+        return failure(FailureKind::TimedOut, "still there after " + seconds(options_.limits.end));
     }
     return ended;
 }

@@ -28,10 +28,6 @@ constexpr auto kRestOfPacket = 5s;
 /// machine is.
 constexpr int kLastBytesMilliseconds = 200;
 
-Failure badArgument(std::string what) {
-    return {FailureKind::BadArgument, std::move(what), {}, {}};
-}
-
 /// True for the start failures that errno explains; for the others errno is stale.
 bool tellsErrno(ipc::PeerFailure failure) {
     constexpr std::array kWithout = {ipc::PeerFailure::Died,    ipc::PeerFailure::Late,
@@ -83,9 +79,8 @@ Failure DriverProcess::startFailure(const ipc::PeerStart& start) {
         return interruption();
     }
     Failure failure{FailureKind::CouldNotStart,
-                    program_.string() + " could not be started: " + ipc::describe(start.failure),
-                    {},
-                    lines_.last()};
+                    program_.string() + " could not be started: " + ipc::describe(start.failure)};
+    failure.lastLine = lines_.last();
     if (start.error != 0 && tellsErrno(start.failure)) {
         failure.what += std::string(": ") + std::strerror(start.error);
         failure.kind = start.error == ENOMEM ? FailureKind::NoMemory : failure.kind;
@@ -130,16 +125,17 @@ void DriverProcess::begin(std::int16_t messageClass, std::int16_t code,
 Status DriverProcess::send(const Request& request) {
     begin(request.messageClass, request.code, options_.limits.request);
     if (!alive()) {
-        return Failure{
-            FailureKind::Died, requestText() + ": the session is over", {}, lines_.last()};
+        return failure(FailureKind::Died, "the session is over");
     }
     if (request.longs.size() > ipc::kMaxLongs) {
-        return badArgument(requestText() + ": more than 256 longs do not fit a packet");
+        return Failure{FailureKind::BadArgument,
+                       requestText() + ": more than 256 longs do not fit a packet"};
     }
     if (request.text && (request.text->size() >= ipc::kMaxChars ||
                          request.text->find('\0') != std::string_view::npos)) {
-        return badArgument(requestText() +
-                           ": a text of more than 2047 bytes or with a zero byte in it");
+        return Failure{FailureKind::BadArgument,
+                       requestText() +
+                           ": a text of more than 2047 bytes or with a zero byte in it"};
     }
     lines_.drain();
     lines_.mark();
@@ -177,20 +173,14 @@ Status DriverProcess::checkSilence() {
 }
 
 void DriverProcess::fillPacket(const Request& request) {
-    packet_ = {};
-    packet_.numof_cmds = ipc::kCommandWords;
-    packet_.datacmd[ipc::kWordSenderId] = options_.hostId;
-    packet_.datacmd[ipc::kWordSenderSubId] = options_.hostSubId;
-    packet_.datacmd[ipc::kWordReceiverId] = peer_.peerId;
-    packet_.datacmd[ipc::kWordReceiverSubId] = peer_.peerSubId;
-    packet_.datacmd[ipc::kWordClass] = request.messageClass;
-    packet_.datacmd[ipc::kWordCode] = request.code;
+    ipc::fillHeader(packet_, {options_.hostId, options_.hostSubId, peer_.peerId, peer_.peerSubId},
+                    request.messageClass, request.code);
     packet_.numof_longs = static_cast<std::int32_t>(request.longs.size());
     std::ranges::copy(request.longs, packet_.longdata);
     if (request.text) {
         packet_.numof_strings = 1;
         packet_.numof_chars = static_cast<std::int32_t>(request.text->size()) + 1;
-        std::ranges::copy(*request.text, packet_.chardata);
+        *std::ranges::copy(*request.text, packet_.chardata).out = '\0';
     }
 }
 

@@ -13,7 +13,7 @@
 #include "ipc_peer.h"
 #include "noThrow.h"
 #include "stderrLines.h"
-#include "tdr/driver.h"
+#include "tdr/session.h"
 
 #include <chrono>
 #include <cstdint>
@@ -31,8 +31,8 @@ namespace tdr {
 struct Request {
     std::int16_t messageClass = 0;
     std::int16_t code = 0;
-    std::span<const std::int32_t> longs;
-    std::optional<std::string_view> text;
+    std::span<const std::int32_t> longs = {};
+    std::optional<std::string_view> text = {};
 };
 
 /// The end that a `waitpid` status describes.
@@ -87,7 +87,7 @@ class DriverProcess {
 
     /// What the session knows about the driver, to choose how to transfer whole pictures.
     struct Knowledge {
-        std::optional<bool> caches; ///< see Driver::transfersCaches
+        std::optional<bool> caches; ///< see Session::transfersCaches
         bool connected = false;     ///< a file is open
         bool preRead = false;       ///< an outside command is set
         bool postWrite = false;     ///< an outside command is set
@@ -115,6 +115,8 @@ class DriverProcess {
     /// Waits until the process has ended, `limit` has passed, or `cancelFd` is readable; true when
     /// it has ended.
     bool awaitExit(std::chrono::milliseconds limit, int cancelFd = -1) noexcept;
+    /// One that speaks of the request and ends with the driver's last line.
+    [[nodiscard]] Failure failure(FailureKind kind, std::string_view what) const;
     Failure died();
     Failure late();
     Failure linesLost();

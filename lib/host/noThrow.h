@@ -16,9 +16,9 @@ auto withoutThrowing(Call&& call) noexcept -> decltype(call()) {
     try {
         return call();
     } catch (const std::bad_alloc&) {
-        return Failure{FailureKind::NoMemory, "no memory", {}, {}};
+        return Failure{FailureKind::NoMemory, "no memory"};
     } catch (...) {
-        return Failure{FailureKind::NoMemory, "exception", {}, {}};
+        return Failure{FailureKind::NoMemory, "exception"};
     }
 }
 

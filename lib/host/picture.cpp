@@ -24,8 +24,8 @@ std::string sizeText(std::int32_t width, std::int32_t height) {
     return std::to_string(width) + " x " + std::to_string(height);
 }
 
-Failure refusedBy(const Driver& driver, const std::string& why) {
-    return {FailureKind::Refused, driver.program().filename().string() + ": " + why, {}, {}};
+Failure refusedBy(const Session& driver, const std::string& why) {
+    return {FailureKind::Refused, driver.program().filename().string() + ": " + why};
 }
 
 std::size_t matteBytes(const PictureShape& shape) {
@@ -34,7 +34,7 @@ std::size_t matteBytes(const PictureShape& shape) {
 }
 
 /// Converts a driver's report to a shape, or returns why the picture cannot be read.
-Result<PictureShape> shapeOf(const Driver& driver, const Bounds& bounds,
+Result<PictureShape> shapeOf(const Session& driver, const Bounds& bounds,
                              const std::optional<PixelFormat>& format) {
     if (!base::isPictureSide(bounds.width) || !base::isPictureSide(bounds.height)) {
         return refusedBy(driver, "a picture of " + sizeText(bounds.width, bounds.height) +
@@ -80,7 +80,7 @@ void expandMatte(std::span<const std::uint8_t> bits, std::int32_t channels,
     }
 }
 
-void letGo(Driver& driver) {
+void letGo(Session& driver) {
     if (driver.alive() && driver.isConnected()) {
         [[maybe_unused]] const Status done = driver.disconnectFromFile();
     }
@@ -88,7 +88,7 @@ void letGo(Driver& driver) {
 
 /// Disconnects at the end of a job and sends a query: its reply has its own code, so it proves that
 /// the answers before it belonged to their requests.
-Status disconnect(Driver& driver) {
+Status disconnect(Session& driver) {
     Status done = driver.disconnectFromFile();
     if (!done) {
         return done;
@@ -99,17 +99,17 @@ Status disconnect(Driver& driver) {
 
 // --- Reading -------------------------------------------------------------------------------------
 
-Result<PictureReader> PictureReader::open(Driver& driver, std::string_view path,
+Result<PictureSource> PictureSource::open(Session& driver, std::string_view path,
                                           std::int32_t cell) {
     letGo(driver);
-    auto opened = withoutThrowing([&]() -> Result<PictureReader> {
-        PictureReader reader(driver, path, cell);
+    auto opened = withoutThrowing([&]() -> Result<PictureSource> {
+        PictureSource reader(driver, path, cell);
         Status done = driver.connectToFile(path, Access::Read, cell);
         if (done) {
             done = reader.askShape();
         }
-        return done ? Result<PictureReader>(std::move(reader))
-                    : Result<PictureReader>(done.failure());
+        return done ? Result<PictureSource>(std::move(reader))
+                    : Result<PictureSource>(done.failure());
     });
     if (!opened) {
         letGo(driver);
@@ -117,7 +117,7 @@ Result<PictureReader> PictureReader::open(Driver& driver, std::string_view path,
     return opened;
 }
 
-Status PictureReader::askShape() {
+Status PictureSource::askShape() {
     const auto bounds = driver_->bounds();
     if (!bounds) {
         return bounds.failure();
@@ -147,17 +147,17 @@ Status PictureReader::askShape() {
 
 /// Connects to the file again when the driver's positions in it are unusable. Not by
 /// `connectToFile`: this is the same job, and a reported damage must stay.
-Status PictureReader::reconnect() {
+Status PictureSource::reconnect() {
     Status done = driver_->order(ipc::kActionConnectToFile,
                                  std::array{static_cast<std::int32_t>(Access::Read), cell_}, path_);
     state_ = done ? State::Lines : state_;
     return done;
 }
 
-Status PictureReader::readLine(SharedBlock& block, std::int32_t line) {
+Status PictureSource::readLine(SharedBlock& block, std::int32_t line) {
     return withoutThrowing([&]() -> Status {
         if (block.bytes().size() < lineBytes(shape_.width)) {
-            return Failure{FailureKind::BadArgument, "read line: the block is too small", {}, {}};
+            return Failure{FailureKind::BadArgument, "read line: the block is too small"};
         }
         if (state_ == State::Cache) {
             if (Status again = reconnect(); !again) {
@@ -173,7 +173,7 @@ Status PictureReader::readLine(SharedBlock& block, std::int32_t line) {
     });
 }
 
-Status PictureReader::readMatteLine(SharedBlock& block, std::int32_t line) {
+Status PictureSource::readMatteLine(SharedBlock& block, std::int32_t line) {
     std::ranges::fill(bits_->bytes(), std::uint8_t{0}); // drivers OR the bits in
     Status got = driver_->getLine(*bits_, line, cell_);
     if (got) {
@@ -183,28 +183,27 @@ Status PictureReader::readMatteLine(SharedBlock& block, std::int32_t line) {
     return got;
 }
 
-void PictureReader::selectMatte(std::int32_t channel) {
+void PictureSource::selectMatte(std::int32_t channel) {
     matte_ = std::clamp(channel, 0, shape_.channels - 1);
 }
 
-Status PictureReader::close() {
+Status PictureSource::close() {
     return disconnect(*driver_);
 }
 
 // --- Writing -------------------------------------------------------------------------------------
 
-Result<PictureWriter> PictureWriter::open(Driver& driver, std::string_view path, std::int32_t width,
-                                          std::int32_t height, std::int32_t cell) {
+Result<PictureTarget> PictureTarget::open(Session& driver, std::string_view path,
+                                          std::int32_t width, std::int32_t height,
+                                          std::int32_t cell) {
     letGo(driver);
-    auto opened = withoutThrowing([&]() -> Result<PictureWriter> {
+    auto opened = withoutThrowing([&]() -> Result<PictureTarget> {
         if (!base::isPictureSide(width) || !base::isPictureSide(height)) {
             return Failure{FailureKind::BadArgument,
                            "a picture of " + sizeText(width, height) +
-                               " pixels cannot be written; sides are 1 to 32767",
-                           {},
-                           {}};
+                               " pixels cannot be written; sides are 1 to 32767"};
         }
-        PictureWriter writer(driver, width, height, cell);
+        PictureTarget writer(driver, width, height, cell);
         Status done = driver.setPixelFormat(0);
         if (done) {
             done = driver.setBounds({0, 0, width, height});
@@ -212,8 +211,8 @@ Result<PictureWriter> PictureWriter::open(Driver& driver, std::string_view path,
         if (done) {
             done = driver.connectToFile(path, Access::Write, cell);
         }
-        return done ? Result<PictureWriter>(std::move(writer))
-                    : Result<PictureWriter>(done.failure());
+        return done ? Result<PictureTarget>(std::move(writer))
+                    : Result<PictureTarget>(done.failure());
     });
     if (!opened) {
         letGo(driver);
@@ -221,15 +220,13 @@ Result<PictureWriter> PictureWriter::open(Driver& driver, std::string_view path,
     return opened;
 }
 
-Status PictureWriter::writeLine(const SharedBlock& block, std::int32_t line) {
+Status PictureTarget::writeLine(const SharedBlock& block, std::int32_t line) {
     return withoutThrowing([&]() -> Status {
         if (line < 0 || line >= height_ || written_[static_cast<std::size_t>(line)]) {
             return Failure{FailureKind::BadArgument,
                            "write line: line " + std::to_string(line) +
                                (line < 0 || line >= height_ ? " is not in the picture"
-                                                            : " was written already"),
-                           {},
-                           {}};
+                                                            : " was written already")};
         }
         Status done = driver_->putLine(block, line, cell_);
         written_[static_cast<std::size_t>(line)] = true; // a driver accepts every line once
@@ -238,15 +235,13 @@ Status PictureWriter::writeLine(const SharedBlock& block, std::int32_t line) {
     });
 }
 
-Status PictureWriter::close() {
+Status PictureTarget::close() {
     return withoutThrowing([&]() -> Status {
         Status done = disconnect(*driver_);
         if (done && missing_ != 0) {
-            return Failure{FailureKind::BadArgument,
-                           "close: " + std::to_string(missing_) + " of " + std::to_string(height_) +
-                               " lines were not written",
-                           {},
-                           {}};
+            return Failure{FailureKind::BadArgument, "close: " + std::to_string(missing_) + " of " +
+                                                         std::to_string(height_) +
+                                                         " lines were not written"};
         }
         return done;
     });

@@ -2,12 +2,12 @@
 // Shared by the jobs on pictures.
 #pragma once
 
-#include "tdr/driver.h"
+#include "tdr/session.h"
 
 namespace tdr {
 
 /// Ends a failed job: the driver closes its file, if any. The next job finds the driver as after
 /// its start.
-void letGo(Driver& driver);
+void letGo(Session& driver);
 
 } // namespace tdr

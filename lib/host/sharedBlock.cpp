@@ -56,7 +56,7 @@ Failure noBlock(std::size_t bytes, std::string_view step, int error) {
             what += std::string(" (") + advice.text + ")";
         }
     }
-    return {FailureKind::NoMemory, std::move(what), {}, {}};
+    return {FailureKind::NoMemory, std::move(what)};
 }
 
 bool isGone(pid_t pid) {
@@ -78,9 +78,7 @@ Result<SharedBlock> SharedBlock::create(std::size_t bytes) noexcept {
     return withoutThrowing([&]() -> Result<SharedBlock> {
         if (bytes < 1 || bytes > std::numeric_limits<std::int32_t>::max()) {
             return Failure{FailureKind::BadArgument,
-                           "a shared memory block cannot have " + std::to_string(bytes) + " bytes",
-                           {},
-                           {}};
+                           "a shared memory block cannot have " + std::to_string(bytes) + " bytes"};
         }
         SharedBlock block;
         int error = block.makeSegment(bytes);

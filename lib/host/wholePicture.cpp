@@ -17,34 +17,42 @@ namespace tdr {
 namespace {
 
 Failure badArgument(const char* what) {
-    return {FailureKind::BadArgument, what, {}, {}};
+    return {FailureKind::BadArgument, what};
 }
 
-/// True when all pixels have the alpha value `alpha`.
-bool allAlpha(std::span<const std::uint8_t> pixels, std::uint8_t alpha) {
-    for (std::size_t at = 0; at < pixels.size(); at += kPixelBytes) {
-        if (pixels[at] != alpha) {
+/// The alpha values of pixels.
+class Alpha {
+  public:
+    explicit Alpha(std::span<std::uint8_t> pixels) : pixels_(pixels) {}
+
+    [[nodiscard]] bool isAll(std::uint8_t value) const {
+        for (std::size_t at = 0; at < pixels_.size(); at += kPixelBytes) {
+            if (pixels_[at] != value) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    /// True when all are zero. Checks those of `row` first, which decides most pictures. Checking
+    /// the rest as well saves a second connection and its decoding.
+    [[nodiscard]] bool isMissing(const Alpha& row) const {
+        if (!row.isAll(0)) {
             return false;
         }
+        base::populate(pixels_.data(), pixels_.size());
+        return isAll(0);
     }
-    return true;
-}
 
-/// True when alpha is zero throughout. Checks `row` first, which decides most pictures. Checking
-/// the rest as well saves a second connection and its decoding.
-bool noAlpha(std::span<std::uint8_t> pixels, std::span<const std::uint8_t> row) {
-    if (!allAlpha(row, 0)) {
-        return false;
+    void setAll(std::uint8_t value) const {
+        for (std::size_t at = 0; at < pixels_.size(); at += kPixelBytes) {
+            pixels_[at] = value;
+        }
     }
-    base::populate(pixels.data(), pixels.size());
-    return allAlpha(pixels, 0);
-}
 
-void setAlpha(std::span<std::uint8_t> pixels, std::uint8_t alpha) {
-    for (std::size_t at = 0; at < pixels.size(); at += kPixelBytes) {
-        pixels[at] = alpha;
-    }
-}
+  private:
+    std::span<std::uint8_t> pixels_;
+};
 
 std::span<std::uint8_t> rowOf(const SharedBlock& block, std::int32_t width, std::int32_t line) {
     return block.bytes().subspan(pictureBytes(width, line), lineBytes(width));
@@ -52,7 +60,7 @@ std::span<std::uint8_t> rowOf(const SharedBlock& block, std::int32_t width, std:
 
 /// Whether whole pictures may be requested from `driver`. Reading may need a second connection,
 /// which would run outside commands twice.
-Result<bool> mayUseCaches(Driver& driver) {
+Result<bool> mayUseCaches(Session& driver) {
     return driver.hasOutsideCommands() ? Result<bool>(false) : driver.transfersCaches();
 }
 
@@ -60,7 +68,7 @@ Result<bool> mayUseCaches(Driver& driver) {
 
 // --- Reading -------------------------------------------------------------------------------------
 
-Status PictureReader::readAll(SharedBlock& block, BlockState state) {
+Status PictureSource::readAll(SharedBlock& block, BlockState state) {
     return withoutThrowing([&]() -> Status {
         if (block.bytes().size() < pictureBytes(shape_.width, shape_.height)) {
             return badArgument("read picture: the block is too small");
@@ -81,7 +89,7 @@ Status PictureReader::readAll(SharedBlock& block, BlockState state) {
 /// A driver does not change the bytes of channels that are missing from the file. In a blank block
 /// only a missing alpha is then wrong, and a single non-zero alpha value shows that the file has
 /// alpha.
-Status PictureReader::readCache(SharedBlock& block, BlockState state) {
+Status PictureSource::readCache(SharedBlock& block, BlockState state) {
     const auto pixels = block.bytes().first(pictureBytes(shape_.width, shape_.height));
     if (state == BlockState::Used) {
         base::populate(pixels.data(), pixels.size());
@@ -94,7 +102,8 @@ Status PictureReader::readCache(SharedBlock& block, BlockState state) {
     }
     const auto bottom = rowOf(block, shape_.width, 0);
     const auto top = rowOf(block, shape_.width, shape_.height - 1);
-    const bool alphaMayBeMissing = state == BlockState::Blank && noAlpha(pixels, top);
+    const bool alphaMayBeMissing =
+        state == BlockState::Blank && Alpha(pixels).isMissing(Alpha(top));
     if (alphaMayBeMissing || (shape_.height > 1 && std::ranges::equal(bottom, top))) {
         done = readLine(block, 0);
     }
@@ -104,20 +113,20 @@ Status PictureReader::readCache(SharedBlock& block, BlockState state) {
 /// Makes a picture opaque if its file has no alpha. Called when alpha is zero in all rows except
 /// the bottom one, which was read separately: without alpha in the file the driver does not change
 /// that row's alpha.
-Status PictureReader::fillMissingAlpha(SharedBlock& block) {
-    const auto bottom = rowOf(block, shape_.width, 0);
-    if (!allAlpha(bottom, 255)) {
+Status PictureSource::fillMissingAlpha(SharedBlock& block) {
+    const Alpha bottom(rowOf(block, shape_.width, 0));
+    if (!bottom.isAll(255)) {
         return {};
     }
-    setAlpha(bottom, 0);
+    bottom.setAll(0);
     Status done = driver_->getLine(block, 0, cell_);
-    if (done && allAlpha(bottom, 0)) {
-        setAlpha(block.bytes().first(pictureBytes(shape_.width, shape_.height)), 255);
+    if (done && bottom.isAll(0)) {
+        Alpha(block.bytes().first(pictureBytes(shape_.width, shape_.height))).setAll(255);
     }
     return done;
 }
 
-Status PictureReader::readLines(SharedBlock& block) {
+Status PictureSource::readLines(SharedBlock& block) {
     auto one = SharedBlock::create(lineBytes(shape_.width));
     if (!one) {
         return one.failure();
@@ -132,24 +141,21 @@ Status PictureReader::readLines(SharedBlock& block) {
     return {};
 }
 
-Result<Picture> readPicture(Driver& driver, std::string_view path, std::size_t maxBytes) {
+Result<Picture> readPicture(Session& driver, std::string_view path, std::size_t maxBytes) {
     auto picture = withoutThrowing([&]() -> Result<Picture> {
         letGo(driver);
         if (const auto asked = driver.transfersCaches(); !asked) {
             return asked.failure();
         }
-        auto reader = PictureReader::open(driver, path);
+        auto reader = PictureSource::open(driver, path);
         if (!reader) {
             return reader.failure();
         }
         const std::size_t bytes = pictureBytes(reader->width(), reader->height());
         if (bytes > maxBytes) {
-            return Failure{FailureKind::NoMemory,
-                           "read picture: " + std::to_string(bytes) +
-                               " bytes of pixels, more than the " + std::to_string(maxBytes) +
-                               " allowed",
-                           {},
-                           {}};
+            return Failure{FailureKind::NoMemory, "read picture: " + std::to_string(bytes) +
+                                                      " bytes of pixels, more than the " +
+                                                      std::to_string(maxBytes) + " allowed"};
         }
         auto block = SharedBlock::create(bytes);
         if (!block) {
@@ -174,7 +180,7 @@ Result<Picture> readPicture(Driver& driver, std::string_view path, std::size_t m
 
 // --- Writing -------------------------------------------------------------------------------------
 
-Status PictureWriter::writeAll(const SharedBlock& block) {
+Status PictureTarget::writeAll(const SharedBlock& block) {
     return withoutThrowing([&]() -> Status {
         if (block.bytes().size() < pictureBytes(width_, height_)) {
             return badArgument("write picture: the block is too small");
@@ -188,14 +194,14 @@ Status PictureWriter::writeAll(const SharedBlock& block) {
     });
 }
 
-Status PictureWriter::writeCache(const SharedBlock& block) {
+Status PictureTarget::writeCache(const SharedBlock& block) {
     Status done = driver_->putCache(block, cell_);
     written_.assign(written_.size(), true);
     missing_ = done ? 0 : missing_;
     return done;
 }
 
-Status PictureWriter::writeLines(const SharedBlock& block) {
+Status PictureTarget::writeLines(const SharedBlock& block) {
     auto one = SharedBlock::create(lineBytes(width_));
     if (!one) {
         return one.failure();
@@ -215,7 +221,7 @@ Status PictureWriter::writeLines(const SharedBlock& block) {
     return any ? Status() : Status(badArgument("write picture: all lines were written already"));
 }
 
-Status writePicture(Driver& driver, std::string_view path, const Picture& picture) {
+Status writePicture(Session& driver, std::string_view path, const Picture& picture) {
     Status written = withoutThrowing([&]() -> Status {
         const auto all = base::checkedProduct(picture.width, picture.height, kPixelBytes);
         if (!all || *all == 0 || picture.pixels.size() != *all) {
@@ -230,7 +236,7 @@ Status writePicture(Driver& driver, std::string_view path, const Picture& pictur
             return block.failure();
         }
         std::ranges::copy(picture.pixels, block->bytes().begin());
-        auto writer = PictureWriter::open(driver, path, picture.width, picture.height);
+        auto writer = PictureTarget::open(driver, path, picture.width, picture.height);
         if (!writer) {
             return writer.failure();
         }

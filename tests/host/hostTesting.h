@@ -5,7 +5,7 @@
 #include "support/leakCounters.h"
 #include "support/processState.h"
 #include "support/tempDir.h"
-#include "tdr/driver.h"
+#include "tdr/session.h"
 
 #include <chrono>
 #include <filesystem>
@@ -47,8 +47,8 @@ class NothingLeft : public ::testing::Test {
         return link;
     }
 
-    tdr::Result<tdr::Driver> start(const std::string& behaviour, tdr::StartOptions options = {}) {
-        return tdr::Driver::start(scripted(behaviour), std::move(options));
+    tdr::Result<tdr::Session> start(const std::string& behaviour, tdr::StartOptions options = {}) {
+        return tdr::Session::start(scripted(behaviour), std::move(options));
     }
 
     /// Path of a driver of this project.

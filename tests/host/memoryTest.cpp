@@ -12,10 +12,10 @@
 
 namespace {
 
-using tdr::Driver;
 using tdr::FailureKind;
 using tdr::Picture;
 using tdr::Result;
+using tdr::Session;
 using tdr::Status;
 
 class MemoryTest : public testing_host::NothingLeft {
@@ -53,7 +53,7 @@ TEST_F(MemoryTest, everyCallAnswersItsFailure) {
     bool retried = true;
     const auto session = [&] {
         asked = damageTold = false;
-        auto driver = Driver::start(program);
+        auto driver = Session::start(program);
         if (!note(driver)) {
             return;
         }

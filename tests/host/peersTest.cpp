@@ -14,8 +14,8 @@
 
 namespace {
 
-using tdr::Driver;
 using tdr::FailureKind;
+using tdr::Session;
 using tdr::Status;
 using testing_host::isRunning;
 using testing_host::NothingLeft;
@@ -68,25 +68,25 @@ Status statusOf(const tdr::Result<T>& result) {
     return result ? Status() : Status(result.failure());
 }
 
-Status askVendor(Driver& driver) {
+Status askVendor(Session& driver) {
     return statusOf(driver.vendorName());
 }
-Status askTwice(Driver& driver) {
+Status askTwice(Session& driver) {
     EXPECT_TRUE(driver.vendorName()) << "the first answer is right";
     return askVendor(driver);
 }
-Status askCount(Driver& driver) {
+Status askCount(Session& driver) {
     return statusOf(driver.formatCount());
 }
-Status askFormat(Driver& driver) {
+Status askFormat(Session& driver) {
     return statusOf(driver.format(0));
 }
-Status put(Driver& driver) {
+Status put(Session& driver) {
     auto block = tdr::SharedBlock::create(16);
     EXPECT_TRUE(driver.getLine(*block, 0)) << "gets are not announced";
     return driver.putLine(*block, 0);
 }
-Status writePicture(Driver& driver) {
+Status writePicture(Session& driver) {
     return tdr::writePicture(driver, "a.pic", {1, 1, {1, 2, 3, 4}});
 }
 
@@ -94,7 +94,7 @@ struct BadAnswer {
     const char* behaviour;
     FailureKind kind;
     const char* says;
-    Status (*request)(Driver&) = askVendor;
+    Status (*request)(Session&) = askVendor;
 };
 constexpr const char* kBroken = "breaks the protocol";
 constexpr BadAnswer kBadAnswers[] = {
@@ -151,11 +151,11 @@ TEST_F(PeersTest, aSystemWithoutDescriptorsOfProcessesSeesDeathsToo) {
     if (host == 0) {
         bool held = support::denyCall(SYS_pidfd_open, ENOSYS);
         {
-            auto driver = Driver::start(good);
+            auto driver = Session::start(good);
             held = held && driver && driver->vendorName() && driver->end();
         }
         {
-            auto driver = Driver::start(bad);
+            auto driver = Session::start(bad);
             const Status asked = driver ? askVendor(*driver) : Status(driver.failure());
             held = held && !asked && asked.failure().kind == FailureKind::Died &&
                    asked.failure().end && asked.failure().end->exitStatus == 9;

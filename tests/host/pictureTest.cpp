@@ -9,11 +9,11 @@
 
 namespace {
 
-using tdr::Driver;
 using tdr::FailureKind;
 using tdr::Picture;
-using tdr::PictureReader;
-using tdr::PictureWriter;
+using tdr::PictureSource;
+using tdr::PictureTarget;
+using tdr::Session;
 using tdr::SharedBlock;
 using testing_host::NothingLeft;
 
@@ -31,25 +31,6 @@ Picture motley(std::int32_t width, std::int32_t height) {
     return picture;
 }
 
-TEST_F(PictureTest, comesBackAsItWasWritten) {
-    for (const auto& [program, file] :
-         {std::pair("softimageFilter", "a.pic"), std::pair("pngFilter", "a.png")}) {
-        SCOPED_TRACE(program);
-        auto driver = Driver::start(real(program));
-        ASSERT_TRUE(driver) << driver.failure().text();
-        for (const auto& [width, height] : {std::pair(1, 1), std::pair(7, 5), std::pair(300, 3)}) {
-            const Picture picture = motley(width, height);
-            const auto written = tdr::writePicture(*driver, folder() / file, picture);
-            ASSERT_TRUE(written) << written.failure().text();
-            const auto back = tdr::readPicture(*driver, folder() / file);
-            ASSERT_TRUE(back) << back.failure().text();
-            EXPECT_EQ(back->width, width);
-            EXPECT_EQ(back->height, height);
-            EXPECT_EQ(back->pixels, picture.pixels);
-        }
-    }
-}
-
 /// One step of a job is 'a', the whole picture, or a line's number.
 constexpr const char* kReadOrders[] = {"a", "aa", "0a", "4a", "a0", "a4a", "40a13a", "a4a0"};
 
@@ -58,11 +39,11 @@ TEST_F(PictureTest, linesAndWholePicturesAreReadInAnyOrder) {
     const std::size_t lineSize = tdr::lineBytes(3);
     for (const auto& [program, file] :
          {std::pair("softimageFilter", "a.pic"), std::pair("pngFilter", "a.png")}) {
-        auto driver = Driver::start(real(program));
+        auto driver = Session::start(real(program));
         ASSERT_TRUE(driver && tdr::writePicture(*driver, folder() / file, picture));
         for (const std::string order : kReadOrders) {
             SCOPED_TRACE(program + (": " + order));
-            auto reader = PictureReader::open(*driver, folder() / file);
+            auto reader = PictureSource::open(*driver, folder() / file);
             ASSERT_TRUE(reader);
             for (const char step : order) {
                 const auto first =
@@ -93,12 +74,12 @@ TEST_F(PictureTest, aFileIsWholeWhenEveryLineWasWrittenOnce) {
     const Picture picture = motley(3, 5);
     for (const auto& [program, file] :
          {std::pair("softimageFilter", "a.pic"), std::pair("pngFilter", "a.png")}) {
-        auto driver = Driver::start(real(program));
+        auto driver = Session::start(real(program));
         ASSERT_TRUE(driver);
         for (const Case& c : cases) {
             SCOPED_TRACE(program + (": " + c.order));
             ASSERT_TRUE(driver->transfersCaches());
-            auto writer = PictureWriter::open(*driver, folder() / file, 3, 5);
+            auto writer = PictureTarget::open(*driver, folder() / file, 3, 5);
             auto block = SharedBlock::create(picture.pixels.size());
             ASSERT_TRUE(writer && block);
             for (std::size_t i = 0; i < c.order.size(); ++i) {
@@ -118,7 +99,7 @@ TEST_F(PictureTest, aFileIsWholeWhenEveryLineWasWrittenOnce) {
 }
 
 TEST_F(PictureTest, aFailedJobLeavesTheDriverAsItsStartDid) {
-    auto driver = Driver::start(real("softimageFilter"));
+    auto driver = Session::start(real("softimageFilter"));
     ASSERT_TRUE(driver);
     const Picture picture = motley(4, 3);
     const std::string good = folder() / "good.pic";
@@ -140,9 +121,9 @@ TEST_F(PictureTest, aFailedJobLeavesTheDriverAsItsStartDid) {
         {"too large", [&] { return tdr::readPicture(*driver, good, 47).ok(); }},
         {"no folder", [&] { return write(folder() / "missing/a.pic"); }},
         {"a full disk", [&] { return write(folder() / "full.pic"); }},
-        {"a reader that is dropped", [&] { return !PictureReader::open(*driver, good); }},
+        {"a reader that is dropped", [&] { return !PictureSource::open(*driver, good); }},
         {"a writer that is dropped",
-         [&] { return !PictureWriter::open(*driver, folder() / "half.pic", 9, 9); }},
+         [&] { return !PictureTarget::open(*driver, folder() / "half.pic", 9, 9); }},
     };
     for (const auto& [name, job] : jobs) {
         SCOPED_TRACE(name);
@@ -158,7 +139,7 @@ TEST_F(PictureTest, aFailedJobLeavesTheDriverAsItsStartDid) {
 }
 
 TEST_F(PictureTest, topAndBottomMayBeAlike) {
-    auto driver = Driver::start(real("softimageFilter"));
+    auto driver = Session::start(real("softimageFilter"));
     ASSERT_TRUE(driver);
     Picture picture = motley(5, 3);
     std::ranges::copy_n(picture.pixels.begin(), 20, picture.pixels.end() - 20);
@@ -189,7 +170,7 @@ TEST_F(PictureTest, aDriverThatOnlyAgreesToWholePicturesGetsLines) {
 
 TEST_F(PictureTest, realDriversMoveWholePictures) {
     for (const char* program : {"softimageFilter", "pngFilter", "nullFilter"}) {
-        auto driver = Driver::start(real(program));
+        auto driver = Session::start(real(program));
         ASSERT_TRUE(driver);
         EXPECT_TRUE(*driver->transfersCaches()) << program;
     }
@@ -197,7 +178,7 @@ TEST_F(PictureTest, realDriversMoveWholePictures) {
 
 TEST_F(PictureTest, outsideCommandsRunOnceAConnection) {
     const auto command = folder().write("count", "#!/bin/sh\necho run >> \"$0.log\"\n", 0755);
-    auto driver = Driver::start(real("softimageFilter"));
+    auto driver = Session::start(real("softimageFilter"));
     ASSERT_TRUE(driver);
     const Picture picture = motley(4, 3);
     ASSERT_TRUE(tdr::writePicture(*driver, folder() / "a.pic", picture));
@@ -207,7 +188,7 @@ TEST_F(PictureTest, outsideCommandsRunOnceAConnection) {
 }
 
 /// The pixels of a file of hand-made bytes.
-Picture readBytes(Driver& driver, const std::string& path) {
+Picture readBytes(Session& driver, const std::string& path) {
     auto picture = tdr::readPicture(driver, path);
     EXPECT_TRUE(picture) << picture.failure().text();
     return picture ? *picture : Picture{};
@@ -216,7 +197,7 @@ Picture readBytes(Driver& driver, const std::string& path) {
 using Pixels = std::vector<std::uint8_t>;
 
 TEST_F(PictureTest, missingChannelsAreOpaqueBlack) {
-    auto driver = Driver::start(real("softimageFilter"));
+    auto driver = Session::start(real("softimageFilter"));
     ASSERT_TRUE(driver) << driver.failure().text();
     // Files run from the top, blocks from the bottom; pixels are alpha, blue, green, red.
     const auto colour =
@@ -226,7 +207,7 @@ TEST_F(PictureTest, missingChannelsAreOpaqueBlack) {
     EXPECT_EQ(readBytes(*driver, line).pixels, (Pixels{255, 'c', 'b', 'a', 255, 'f', 'e', 'd'}));
     const auto alpha = folder().write("a.pic", support::rawPic(1, 2, 0x10, support::bytes({7, 8})));
     EXPECT_EQ(readBytes(*driver, alpha).pixels, (Pixels{8, 0, 0, 0, 7, 0, 0, 0}));
-    auto reader = PictureReader::open(*driver, colour);
+    auto reader = PictureSource::open(*driver, colour);
     auto block = SharedBlock::create(tdr::lineBytes(1));
     ASSERT_TRUE(reader && block);
     ASSERT_TRUE(reader->readLine(*block, 1));
@@ -235,14 +216,14 @@ TEST_F(PictureTest, missingChannelsAreOpaqueBlack) {
     auto whole = SharedBlock::create(tdr::pictureBytes(1, 2));
     ASSERT_TRUE(whole && reader->close());
     std::ranges::fill(whole->bytes(), std::uint8_t{9});
-    reader = PictureReader::open(*driver, colour);
+    reader = PictureSource::open(*driver, colour);
     ASSERT_TRUE(reader && reader->readAll(*whole));
     EXPECT_TRUE(std::ranges::equal(whole->bytes(), Pixels{255, 6, 5, 4, 255, 3, 2, 1}))
         << "in a block that was used before";
 }
 
 TEST_F(PictureTest, aFileWithAlphaKeepsItHoweverLittleThereIs) {
-    auto driver = Driver::start(real("softimageFilter"));
+    auto driver = Session::start(real("softimageFilter"));
     ASSERT_TRUE(driver);
     struct Case {
         const char* what;
@@ -262,7 +243,7 @@ TEST_F(PictureTest, aFileWithAlphaKeepsItHoweverLittleThereIs) {
 }
 
 TEST_F(PictureTest, aMatteIsItsFirstChannelInWhite) {
-    auto driver = Driver::start(real("softimageFilter"));
+    auto driver = Session::start(real("softimageFilter"));
     ASSERT_TRUE(driver) << driver.failure().text();
     // Two channels of 10 pixels: literals, pixels from bit 13 down. Channel 0: 1000000011 at the
     // top, 0100000000 below; channel 1 the opposite.
@@ -283,31 +264,10 @@ TEST_F(PictureTest, aMatteIsItsFirstChannelInWhite) {
                     "1000000011");
 }
 
-TEST_F(PictureTest, readersAndWritersCanShareABlock) {
-    auto reading = Driver::start(real("softimageFilter"));
-    auto writing = Driver::start(real("pngFilter"));
-    ASSERT_TRUE(reading && writing);
-    const Picture picture = motley(6, 6);
-    ASSERT_TRUE(tdr::writePicture(*reading, folder() / "a.pic", picture));
-    {
-        auto reader = PictureReader::open(*reading, folder() / "a.pic");
-        auto writer = PictureWriter::open(*writing, folder() / "a.png", 6, 6);
-        auto block = SharedBlock::create(tdr::lineBytes(6));
-        ASSERT_TRUE(reader && writer && block);
-        for (int line = 6; line-- > 0;) {
-            ASSERT_TRUE(reader->readLine(*block, line));
-            ASSERT_TRUE(writer->writeLine(*block, line));
-        }
-        ASSERT_TRUE(reader->close());
-        ASSERT_TRUE(writer->close());
-    }
-    EXPECT_EQ(readBytes(*writing, folder() / "a.png").pixels, picture.pixels);
-}
-
 TEST_F(PictureTest, aDriverWithoutFilesServesWhatTheHostHasSet) {
-    auto driver = Driver::start(real("nullFilter"));
+    auto driver = Session::start(real("nullFilter"));
     ASSERT_TRUE(driver);
-    EXPECT_FALSE(PictureReader::open(*driver, "any")) << "no size set";
+    EXPECT_FALSE(PictureSource::open(*driver, "any")) << "no size set";
     ASSERT_TRUE(driver->setBounds({0, 0, 3, 2}));
     const auto ramp = tdr::readPicture(*driver, "any");
     ASSERT_TRUE(ramp) << ramp.failure().text();
@@ -315,12 +275,12 @@ TEST_F(PictureTest, aDriverWithoutFilesServesWhatTheHostHasSet) {
 }
 
 TEST_F(PictureTest, whatCannotBeIsRefused) {
-    auto driver = Driver::start(real("softimageFilter"));
+    auto driver = Session::start(real("softimageFilter"));
     ASSERT_TRUE(driver);
     const auto out = folder() / "a.pic";
     for (const auto& [width, height] : {std::pair(0, 1), std::pair(1, 0), std::pair(-1, 1),
                                         std::pair(32768, 1), std::pair(1, 32768)}) {
-        const auto writer = PictureWriter::open(*driver, out, width, height);
+        const auto writer = PictureTarget::open(*driver, out, width, height);
         ASSERT_FALSE(writer) << width << " x " << height;
         EXPECT_EQ(writer.failure().kind, FailureKind::BadArgument);
     }
@@ -334,7 +294,7 @@ TEST_F(PictureTest, whatCannotBeIsRefused) {
     EXPECT_EQ(tooMuch.failure().kind, FailureKind::NoMemory);
     EXPECT_TRUE(tdr::readPicture(*driver, out, 64));
 
-    auto reader = PictureReader::open(*driver, out);
+    auto reader = PictureSource::open(*driver, out);
     auto small = SharedBlock::create(tdr::lineBytes(4) - 1);
     auto block = SharedBlock::create(tdr::lineBytes(4));
     ASSERT_TRUE(reader && small && block);

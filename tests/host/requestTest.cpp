@@ -1,19 +1,23 @@
 // SPDX-License-Identifier: MIT
 // What every typed call sends, and how it interprets the answer.
 #include "hostTesting.h"
-
+#include "support/denyCall.h"
 #include "tdr/sharedBlock.h"
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <cstdio>
 #include <functional>
 #include <limits>
 #include <sys/shm.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 namespace {
 
-using tdr::Driver;
 using tdr::FailureKind;
+using tdr::Session;
 using tdr::SharedBlock;
 using testing_host::NothingLeft;
 
@@ -57,44 +61,44 @@ TEST_F(RequestTest, everyActionSendsItsCodeAndArguments) {
         " 100 " + std::to_string(block->key()) + " " + std::to_string(block->id());
     struct Case {
         const char* name;
-        std::function<tdr::Status(Driver&)> act;
+        std::function<tdr::Status(Session&)> act;
         std::string onWire;
     };
     const Case cases[] = {
-        {"format", [](Driver& d) { return d.setPixelFormat(1); }, "4/1424: 1"},
+        {"format", [](Session& d) { return d.setPixelFormat(1); }, "4/1424: 1"},
         {"bounds",
-         [](Driver& d) {
+         [](Session& d) {
              return d.setBounds({1, -2, 3, 4});
          },
          "4/1425: 1 -2 3 4"},
         {"tiling",
-         [](Driver& d) {
+         [](Session& d) {
              return d.setTiling({5, 6});
          },
          "4/1426: 5 6"},
         {"stamp bounds",
-         [](Driver& d) {
+         [](Session& d) {
              return d.setStampBounds({7, 8});
          },
          "4/1427: 7 8"},
-        {"cell", [](Driver& d) { return d.setCurrentCell(9); }, "4/1428: 9"},
-        {"get cache", [&](Driver& d) { return d.getCache(*block, 3); }, "4/1429:" + b + " 3"},
-        {"get line", [&](Driver& d) { return d.getLine(*block, 7, 3); }, "4/1430:" + b + " 7 3"},
-        {"get stamp", [&](Driver& d) { return d.getStamp(*block, 3); }, "4/1432:" + b + " 3"},
-        {"put cache", [&](Driver& d) { return d.putCache(*block, 3); }, "4/1433:" + b + " 3"},
-        {"put line", [&](Driver& d) { return d.putLine(*block, 7, 3); }, "4/1434:" + b + " 7 3"},
-        {"put stamp", [&](Driver& d) { return d.putStamp(*block, 3); }, "4/1436:" + b + " 3"},
-        {"start cell", [](Driver& d) { return d.setStartCell(-1); }, "4/1437: -1"},
-        {"end cell", [](Driver& d) { return d.setEndCell(99); }, "4/1438: 99"},
-        {"read", [](Driver& d) { return d.connectToFile("a/b", tdr::Access::Read, 4); },
+        {"cell", [](Session& d) { return d.setCurrentCell(9); }, "4/1428: 9"},
+        {"get cache", [&](Session& d) { return d.getCache(*block, 3); }, "4/1429:" + b + " 3"},
+        {"get line", [&](Session& d) { return d.getLine(*block, 7, 3); }, "4/1430:" + b + " 7 3"},
+        {"get stamp", [&](Session& d) { return d.getStamp(*block, 3); }, "4/1432:" + b + " 3"},
+        {"put cache", [&](Session& d) { return d.putCache(*block, 3); }, "4/1433:" + b + " 3"},
+        {"put line", [&](Session& d) { return d.putLine(*block, 7, 3); }, "4/1434:" + b + " 7 3"},
+        {"put stamp", [&](Session& d) { return d.putStamp(*block, 3); }, "4/1436:" + b + " 3"},
+        {"start cell", [](Session& d) { return d.setStartCell(-1); }, "4/1437: -1"},
+        {"end cell", [](Session& d) { return d.setEndCell(99); }, "4/1438: 99"},
+        {"read", [](Session& d) { return d.connectToFile("a/b", tdr::Access::Read, 4); },
          "4/1439: 0 4 'a/b'"},
-        {"write", [](Driver& d) { return d.connectToFile("a/b", tdr::Access::Write); },
+        {"write", [](Session& d) { return d.connectToFile("a/b", tdr::Access::Write); },
          "4/1439: 1 0 'a/b'"},
-        {"disconnect", [](Driver& d) { return d.disconnectFromFile(); }, "4/1440:"},
-        {"pre-read", [](Driver& d) { return d.setPreReadCommand("gunzip"); }, "4/1441: 'gunzip'"},
-        {"post-write", [](Driver& d) { return d.setPostWriteCommand(""); }, "4/1442: ''"},
+        {"disconnect", [](Session& d) { return d.disconnectFromFile(); }, "4/1440:"},
+        {"pre-read", [](Session& d) { return d.setPreReadCommand("gunzip"); }, "4/1441: 'gunzip'"},
+        {"post-write", [](Session& d) { return d.setPostWriteCommand(""); }, "4/1442: ''"},
         {"own",
-         [](Driver& d) {
+         [](Session& d) {
              return d.order(1500, std::array{1, 2}, "x");
          },
          "4/1500: 1 2 'x'"},
@@ -176,6 +180,29 @@ TEST_F(RequestTest, aConnectTellsAForeignFileFromADamagedOne) {
         EXPECT_EQ(driver->damage(), c.damage);
         EXPECT_TRUE(driver->vendorName());
         EXPECT_EQ(driver->damage(), c.damage) << "until the next connect";
+    }
+}
+
+TEST_F(RequestTest, aBlockThatCannotBeHadSaysWhyAndWhatHelps) {
+    const struct {
+        long call;
+        int error;
+        const char* says;
+    } cases[] = {
+        {SYS_shmget, ENOSPC, "8 bytes: shmget: No space left on device .shared memory is used up"},
+        {SYS_shmget, EINVAL, "shmget: Invalid argument .a block may be as large as kernel.shmmax"},
+        {SYS_shmget, EACCES, "8 bytes: shmget: Permission denied$"},
+        {SYS_shmat, ENOMEM, "shmat: Cannot allocate memory .*see 'ulimit -v'"},
+        {SYS_shmat, EACCES, "8 bytes: shmat: Permission denied$"},
+    };
+    const auto tell = [](long call, int error) {
+        const bool denied = support::denyCall(call, error);
+        const auto block = SharedBlock::create(8);
+        std::fputs(denied && !block ? block.failure().text().c_str() : "there is one", stderr);
+        _exit(0);
+    };
+    for (const auto& c : cases) {
+        EXPECT_EXIT(tell(c.call, c.error), testing::ExitedWithCode(0), c.says);
     }
 }
 

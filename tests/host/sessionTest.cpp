@@ -17,8 +17,8 @@
 
 namespace {
 
-using tdr::Driver;
 using tdr::FailureKind;
+using tdr::Session;
 using testing_host::isRunning;
 using testing_host::NothingLeft;
 using namespace std::chrono_literals;
@@ -42,7 +42,7 @@ TEST_F(SessionTest, aProgramThatIsNoneSaysWhy) {
         {"sh", "does not exist"}, // a name alone is not searched along PATH
     };
     for (const Case& c : cases) {
-        const auto driver = Driver::start(c.program);
+        const auto driver = Session::start(c.program);
         ASSERT_FALSE(driver) << c.program;
         EXPECT_EQ(driver.failure().kind, FailureKind::CouldNotStart);
         EXPECT_NE(driver.failure().text().find(c.program), std::string::npos);
@@ -52,30 +52,6 @@ TEST_F(SessionTest, aProgramThatIsNoneSaysWhy) {
 }
 
 // --- Requests ------------------------------------------------------------------------------------
-
-TEST_F(SessionTest, aDriverKilledFromOutsideIsADeath) {
-    auto driver = Driver::start(real("softimageFilter"));
-    ASSERT_TRUE(driver) << driver.failure().text();
-    auto block = tdr::SharedBlock::create(16);
-    kill(driver->pid(),
-         SIGSTOP); // it has received the request, but not answered, when it is killed
-    const pid_t killer = fork();
-    if (killer == 0) {
-        while (kill(getppid(), 0) == 0) { // until the parent waits in its request
-            if (support::stateOf(getppid()) == 'S') {
-                kill(driver->pid(), SIGKILL);
-                _exit(0);
-            }
-        }
-        _exit(1);
-    }
-    const auto got = driver->getLine(*block, 0);
-    ASSERT_FALSE(got);
-    EXPECT_EQ(got.failure().kind, FailureKind::Died);
-    ASSERT_TRUE(got.failure().end.has_value());
-    EXPECT_EQ(got.failure().end->signal, SIGKILL);
-    EXPECT_EQ(waitpid(killer, nullptr, 0), killer);
-}
 
 TEST_F(SessionTest, aFloodOnStderrBlocksNobody) {
     std::size_t lines = 0;
@@ -92,25 +68,19 @@ TEST_F(SessionTest, aFloodOnStderrBlocksNobody) {
 
 // --- The end -------------------------------------------------------------------------------------
 
-TEST_F(SessionTest, aDriverEndsWhenToldTo) {
-    auto driver = Driver::start(real("nullFilter"));
-    ASSERT_TRUE(driver) << driver.failure().text();
-    const auto end = driver->end();
-    ASSERT_TRUE(end) << end.failure().text();
-    EXPECT_EQ(end->text(), "exit status 0");
-    EXPECT_FALSE(driver->alive());
-}
-
-TEST_F(SessionTest, aDismissedDriverEndsByItselfAndIsWaitedForOnce) {
-    auto driver = Driver::start(real("nullFilter"));
-    ASSERT_TRUE(driver) << driver.failure().text();
-    driver->dismiss();
-    driver->dismiss();
-    const auto end = driver->end();
-    ASSERT_TRUE(end) << end.failure().text();
-    EXPECT_EQ(end->text(), "exit status 0");
-    EXPECT_FALSE(driver->alive());
-    EXPECT_FALSE(driver->end()) << "the session is over";
+TEST_F(SessionTest, aDriverEndsWhenToldToAndIsWaitedForOnce) {
+    for (const bool dismissed : {false, true}) {
+        auto driver = Session::start(real("nullFilter"));
+        ASSERT_TRUE(driver) << driver.failure().text();
+        for (int i = 0; dismissed && i < 2; ++i) {
+            driver->dismiss();
+        }
+        const auto end = driver->end();
+        ASSERT_TRUE(end) << end.failure().text();
+        EXPECT_EQ(end->text(), "exit status 0");
+        EXPECT_FALSE(driver->alive());
+        EXPECT_FALSE(driver->end()) << "the session is over";
+    }
 }
 
 TEST_F(SessionTest, aDriverThatDoesNotEndIsKilled) {
@@ -210,14 +180,14 @@ struct HostProcess {
     pid_t driver = -1;
 };
 
-using Request = FailureKind (*)(Driver&);
+using Request = FailureKind (*)(Session&);
 
-FailureKind askForALine(Driver& driver) {
+FailureKind askForALine(Session& driver) {
     auto block = tdr::SharedBlock::create(4096);
     const auto got = driver.getLine(*block, 0);
     return got ? FailureKind::Refused : got.failure().kind;
 }
-FailureKind endIt(Driver& driver) {
+FailureKind endIt(Session& driver) {
     const auto ended = driver.end();
     return ended ? FailureKind::Refused : ended.failure().kind;
 }
@@ -238,7 +208,7 @@ HostProcess forkHost(const std::filesystem::path& program, bool guarded,
         }
         bool interrupted = false;
         {
-            auto driver = Driver::start(program);
+            auto driver = Session::start(program);
             const pid_t pid = driver->pid();
             (void)!write(ends[1], &pid, sizeof pid);
             interrupted = request(*driver) == FailureKind::Interrupted;

@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <initializer_list>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <string>
@@ -263,18 +264,27 @@ void readFile() {
     sendStatus(path.ends_with("opens") ? ipc::kStatusOk : ipc::kStatusError);
 }
 
-/// Has a picture of 3 x 2 in every file, and reports damage only when it closes it.
-void findDamageLate() {
-    if (asked.datacmd[ipc::kWordClass] == ipc::kClassInfo && code() == ipc::kQueryBounds) {
-        begin(ipc::kClassStatus, code() + ipc::kReplyOffset);
-        answer.numof_longs = 4;
-        answer.longdata[2] = 3;
-        answer.longdata[3] = 2;
-        send();
+void answerLongs(std::initializer_list<int> longs) {
+    begin(ipc::kClassStatus, code() + ipc::kReplyOffset);
+    std::ranges::copy(longs, answer.longdata);
+    answer.numof_longs = static_cast<int>(longs.size());
+    send();
+}
+
+/// Has a picture of 3 x 2 in every file, and finds it damaged at the action `when`.
+template <int when>
+void findDamage() {
+    if (code() == ipc::kQueryBounds) {
+        answerLongs({0, 0, 3, 2});
         return;
     }
-    if (code() == ipc::kActionDisconnectFromFile) {
-        remark("the picture is cut short or damaged");
+    if (code() == ipc::kQueryIthFormat) {
+        answerLongs({4, 8, 8, 1, 2, 3, 4});
+        return;
+    }
+    if (code() == when) {
+        const std::string path = asked.numof_strings != 0 ? asked.chardata : "the picture";
+        remark("'" + path + "' is cut short or damaged");
     }
     answerQuietly();
 }
@@ -432,7 +442,8 @@ constexpr Behaviour kBehaviours[] = {
     {kStubborn, Stage::AtRequest, answerWell},
     {"refuses", Stage::AtRequest, refuse},
     {"reader", Stage::AtRequest, readFile},
-    {"lateDamage", Stage::AtRequest, findDamageLate},
+    {"earlyDamage", Stage::AtRequest, findDamage<ipc::kActionConnectToFile>},
+    {"lateDamage", Stage::AtRequest, findDamage<ipc::kActionDisconnectFromFile>},
     {"exits", Stage::AtRequest, exitNow},
     {"killsItself", Stage::AtRequest, killItself},
     {"hangsUp", Stage::AtRequest, hangUp},

@@ -32,6 +32,18 @@ TEST_F(CommandTest, usageErrorsExitWith2AndSayNothingOnStdout) {
         {{"info", sample("cutout.png"), ""}, "files: may not be empty"},
         {{"convert", sample("cutout.png"), ""}, "out: may not be empty"},
         {{"convert", "", "a.png"}, "in: may not be empty"},
+        {{"scene"}, "subcommand"},
+        {{"scene", "check"}, "file"},
+        {{"scene", "polish", "a.spl"}, "polish"},
+        {{"scene", "format", "a.spl"}, "--output"},
+        {{"scene", "check", "a.spl", "-o", "x"}, "-o"},
+        {{"scene", "format", "a.spl", "-o", ""}, "empty"}, // once replaced the file itself
+        {{"plot", "a.spl"}, "--output"},
+        {{"plot", "a.spl", "-o", "o", "--frames", "5"}, "frames are A-B"},
+        {{"plot", "a.spl", "-o", "o", "--frames", "9-5"}, "frames are A-B"},
+        {{"plot", "a.spl", "-o", "o", "--frames", "1-99999999999"}, "frames are A-B"},
+        {{"plot", "a.spl", "-o", "o", "--frames", "1-2x"}, "frames are A-B"},
+        {{"plot", "a.spl", "-o", "o", "--show", "meshes"}, "meshes"},
     };
     for (const Case& c : cases) {
         const Ended ended = run(c.line);
@@ -168,6 +180,39 @@ TEST_F(CommandTest, infoTellsWhoReadsAFileAndItsSize) {
     EXPECT_EQ(all[2]["format"]["depths"], (std::vector{1, 1}));
 }
 
+TEST_F(CommandTest, infoOfADamagedFileSaysSoOnceAndExitsWith1) {
+    const std::string drivers = driverFolder({"earlyDamage"});
+    const struct {
+        std::string file;
+        std::string says; ///< behind the file's name in quotes
+        const char* out = "";
+        std::vector<std::string> options = {"--timeout", "100"};
+    } cases[] = {
+        {files().write("cut.png", contentOf(sample("cutout.png")).substr(0, 30)), " - "},
+        {files().write("cut.pic", support::rawPic(2, 1, 0xE0, "").substr(0, 100)),
+         " ends inside its header"},
+        {files().write("a.1039-1", "x"),
+         " is cut short or damaged\n",
+         "size      3 x 2",
+         {"--driver-dir", drivers}},
+    };
+    for (const auto& c : cases) {
+        std::vector<std::string> line = {"info", c.file};
+        line.insert(line.end(), c.options.begin(), c.options.end());
+        const Ended ended = run(line);
+        EXPECT_EQ(ended.exit, 1);
+        EXPECT_TRUE(contains(ended.err, "'" + c.file + "'" + c.says));
+        EXPECT_EQ(ended.err.find(c.file), ended.err.rfind(c.file)) << ended.err;
+        EXPECT_FALSE(contains(ended.err, "no driver reads it"));
+        EXPECT_TRUE(contains(ended.out, c.out));
+        line.emplace_back("--json");
+        const auto json = run(line);
+        EXPECT_EQ(json.exit, 1);
+        const std::string error = nlohmann::json::parse(json.out)[0]["error"];
+        EXPECT_TRUE(contains(error, "'" + c.file + "'"));
+    }
+}
+
 TEST_F(CommandTest, compareTellsEqualFromDifferentFromNotComparable) {
     const auto a = files().write("a.pic", support::rawPic(2, 1, 0xE0, "abcdef"));
     const auto same = files().write("same.pic", support::rawPic(2, 1, 0xF0,
@@ -209,13 +254,6 @@ TEST_F(CommandTest, compareTellsEqualFromDifferentFromNotComparable) {
     const base::UniqueFd device(open("/dev/full", O_WRONLY | O_CLOEXEC));
     EXPECT_EQ(run({"compare", a, same}, {.stdoutFd = device.get()}).exit, 4) << "nobody was told";
     EXPECT_TRUE(contains(run({"compare", "--help"}).out, "4 could not be compared"));
-}
-
-TEST_F(CommandTest, stdoutThatTakesNothingIsReported) {
-    const base::UniqueFd device(open("/dev/full", O_WRONLY | O_CLOEXEC));
-    const Ended full = run({"drivers"}, {.stdoutFd = device.get()});
-    EXPECT_EQ(full.exit, 1);
-    EXPECT_TRUE(contains(full.err, "standard output: No space left on device"));
 }
 
 TEST_F(CommandTest, aReaderThatHasSeenEnoughIsNoFailure) {

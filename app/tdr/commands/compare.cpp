@@ -27,32 +27,32 @@ struct Side {
     static Outcome<Side> open(DriverSet& drivers, const std::string& path) {
         auto picture = openPicture(drivers, path);
         if (!picture) {
-            return picture.problem();
+            return picture.failure();
         }
-        auto block = tdr::SharedBlock::create(tdr::lineBytes(picture->reader.width()));
+        auto block = tdr::SharedBlock::create(tdr::lineBytes(picture->source.width()));
         if (!block) {
             return problemWith(path, block.failure());
         }
         return Side{path, std::move(*picture), std::move(*block)};
     }
 
-    [[nodiscard]] const tdr::PictureShape& shape() const { return picture.reader.shape(); }
+    [[nodiscard]] const tdr::PictureShape& shape() const { return picture.source.shape(); }
 
     /// A damaged line is a failure: its missing pixels read as zero and would be compared.
-    Outcome<bool> readLine(std::int32_t line) {
-        const auto read = picture.reader.readLine(block, line);
+    Outcome<void> readLine(std::int32_t line) {
+        const auto read = picture.source.readLine(block, line);
         if (!read) {
-            picture.session->passOnLines(read.failure().lastLine);
-            return picture.session->problem(path, read.failure());
+            picture.running->passOnLines(read.failure().lastLine);
+            return picture.running->problem(path, read.failure());
         }
         return checkDamage();
     }
 
-    Outcome<bool> checkDamage() const {
-        if (!picture.session->driver.damage().empty()) {
+    [[nodiscard]] Outcome<void> checkDamage() const {
+        if (!picture.running->session.damage().empty()) {
             return Problem{ExitCode::Failed, path + ": damaged, and so cannot be compared"};
         }
-        return true;
+        return {};
     }
 
     [[nodiscard]] Pixel pixel(std::int32_t x) const {
@@ -94,9 +94,9 @@ Outcome<Differences> compareLines(Side& a, Side& b) {
     for (std::int32_t matte = 0; matte < mattes && found.count == 0; ++matte) {
         for (std::int32_t line = a.shape().height; line-- > 0;) {
             for (Side* side : {&a, &b}) {
-                side->picture.reader.selectMatte(matte);
+                side->picture.source.selectMatte(matte);
                 if (const auto read = side->readLine(line); !read) {
-                    return read.problem();
+                    return read.failure();
                 }
             }
             compareLine(a, b, line, found);
@@ -120,7 +120,7 @@ Outcome<std::string> depthText(const Side& a, const Side& b) {
     for (const Side* side : {&a, &b}) {
         const auto metadata = readMetadata(pathOfDescriptor(side->picture.file.get()));
         if (!metadata) {
-            return Problem{metadata.problem().code, side->path + ": " + metadata.problem().text};
+            return problemWith(side->path, metadata.failure());
         }
         if (metadata->png && metadata->png->sampleBits > 8) {
             return fmt::format(" in the upper 8 of the {} bits of {}", metadata->png->sampleBits,
@@ -135,38 +135,38 @@ Outcome<std::string> depthText(const Side& a, const Side& b) {
 Outcome<ExitCode> compare(DriverSet& drivers, const std::string& pathA, const std::string& pathB) {
     auto a = Side::open(drivers, pathA);
     if (!a) {
-        return a.problem();
+        return a.failure();
     }
     auto b = Side::open(drivers, pathB);
     if (!b) {
-        return b.problem();
+        return b.failure();
     }
     const std::string names = printable(pathA) + " and " + printable(pathB);
     if (shapeText(*a) != shapeText(*b)) {
-        complain(fmt::format("{} differ: {} and {}", names, shapeText(*a), shapeText(*b)));
+        warn(fmt::format("{} differ: {} and {}", names, shapeText(*a), shapeText(*b)));
         return ExitCode::Failed;
     }
     auto found = compareLines(*a, *b);
     for (Side* side : {&*a, &*b}) {
-        if (const auto closed = side->picture.reader.close(); found && !closed) {
-            found = side->picture.session->problem(side->path, closed.failure());
+        if (const auto closed = side->picture.source.close(); found && !closed) {
+            found = side->picture.running->problem(side->path, closed.failure());
         } else if (const auto whole = side->checkDamage(); found && !whole) {
-            found = whole.problem();
+            found = whole.failure();
         }
-        side->picture.session->passOnLines();
+        side->picture.running->passOnLines();
     }
     if (!found) {
-        return found.problem();
+        return found.failure();
     }
     const std::int64_t pixels = std::int64_t{a->shape().width} * a->shape().height;
     if ((*found).count > 0) {
-        complain(fmt::format("{} differ: {} of {} pixels, {}", names, (*found).count, pixels,
-                             (*found).first));
+        warn(fmt::format("{} differ: {} of {} pixels, {}", names, (*found).count, pixels,
+                         (*found).first));
         return ExitCode::Failed;
     }
     const auto depth = depthText(*a, *b);
     if (!depth) {
-        return depth.problem();
+        return depth.failure();
     }
     const ExitCode said = say(
         fmt::format("{}: {}, all {} pixels are equal{}\n", names, shapeText(*a), pixels, *depth));
@@ -180,7 +180,7 @@ ExitCode run(const DriverOptions& options, const std::string& pathA, const std::
     if (compared) {
         return *compared;
     }
-    const ExitCode code = complain(compared.problem());
+    const ExitCode code = fail(compared.failure());
     return code == ExitCode::Failed ? ExitCode::NotCompared : code;
 }
 

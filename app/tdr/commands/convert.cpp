@@ -24,6 +24,7 @@ namespace {
 struct ConvertOptions {
     std::string input;
     std::string output;
+    std::string kind;         ///< of the output: a driver's name or an ending; empty: not given
     std::int32_t channel = 0; ///< of a matte, counted from 1; 0: the first, with a report
     AlphaChange alpha = AlphaChange::None;
     bool keepDamaged = false;
@@ -40,29 +41,32 @@ class Conversion {
     Conversion(const DriverOptions& drivers, const ConvertOptions& options)
         : drivers_(drivers), options_(options) {}
 
-    Outcome<bool> run();
+    Outcome<void> run();
 
   private:
-    [[nodiscard]] Outcome<bool> checkNames() const;
-    Outcome<bool> chooseMatte(PictureFile& picture);
-    Outcome<bool> convert(PictureFile& picture, Session& writer, ReplacedFile& file);
-    Outcome<bool> read(PictureFile& picture);
-    Outcome<bool> checkDamage(PictureFile& picture);
-    Outcome<bool> write(PictureFile& picture, Session& session, const ReplacedFile& file);
-    Outcome<bool> copyLines(PictureFile& picture, Session& session, tdr::PictureWriter& writer);
+    Outcome<std::optional<std::size_t>> chooseWriter();
+    Outcome<void> chooseMatte(PictureFile& picture);
+    Outcome<void> convert(PictureFile& picture, RunningDriver& writer, ReplacedFile& file);
+    Outcome<void> read(PictureFile& picture);
+    Outcome<void> checkDamage(PictureFile& picture);
+    Outcome<void> write(PictureFile& picture, RunningDriver& writer, const ReplacedFile& file);
+    Outcome<void> copyLines(PictureFile& picture, RunningDriver& writer,
+                            tdr::PictureTarget& target);
     [[nodiscard]] Problem inputProblem(PictureFile& picture, const tdr::Failure& failure) const;
-    [[nodiscard]] Problem outputProblem(const Session& session, const tdr::Failure& failure) const;
+    [[nodiscard]] Problem outputProblem(const RunningDriver& writer,
+                                        const tdr::Failure& failure) const;
 
     DriverSet drivers_;
     const ConvertOptions& options_;
     std::optional<tdr::SharedBlock> pixels_; ///< the whole picture, unless it is large
+    std::string guessed_;                    ///< the new file's kind, if nothing determines it
     std::vector<std::string> losses_;        ///< what the new file cannot hold
     bool damaged_ = false;                   ///< the input was not read in full
 };
 
 /// A block for the whole picture; none if it is large, or when out of memory.
-std::optional<tdr::SharedBlock> blockFor(const tdr::PictureReader& reader) {
-    const std::size_t bytes = tdr::pictureBytes(reader.width(), reader.height());
+std::optional<tdr::SharedBlock> blockFor(const tdr::PictureSource& source) {
+    const std::size_t bytes = tdr::pictureBytes(source.width(), source.height());
     if (bytes > kLarge) {
         return {};
     }
@@ -70,55 +74,73 @@ std::optional<tdr::SharedBlock> blockFor(const tdr::PictureReader& reader) {
     return block ? std::optional(std::move(*block)) : std::nullopt;
 }
 
-Outcome<bool> Conversion::checkNames() const {
-    if (auto isFile = checkTarget(options_.output); !isFile) {
-        return isFile;
+/// Which driver is to write, as far as the user says so, the output's ending does, or the kind of
+/// the file that the output is now.
+Outcome<std::optional<std::size_t>> Conversion::chooseWriter() {
+    const std::string& target = options_.output;
+    const Problem mattes{ExitCode::Failed,
+                         target + ": mattes (.tag) can be read, but not be written yet"};
+    if (hasExtension(options_.kind.empty() ? target : "." + options_.kind, ".tag")) {
+        return mattes;
     }
-    if (hasExtension(options_.output, ".tag")) {
-        return Problem{ExitCode::Failed,
-                       options_.output + ": mattes (.tag) can be read, but not be written yet"};
+    if (!options_.kind.empty()) {
+        return drivers_.byKind(options_.kind);
     }
-    return checkReadable(options_.input);
+    auto byEnding = drivers_.byEnding(target);
+    if (!byEnding || *byEnding) {
+        return byEnding;
+    }
+    const auto present = tryPicture(drivers_, target);
+    if (!present) {
+        return present.failure();
+    }
+    if (*present && (*present)->source.shape().matte) {
+        return mattes;
+    }
+    return *present ? std::optional((*present)->driver) : std::nullopt;
 }
 
-Outcome<bool> Conversion::run() {
-    if (auto good = checkNames(); !good) {
+Outcome<void> Conversion::run() {
+    auto input = openReadable(options_.input);
+    if (!input) {
+        return input.failure();
+    }
+    const auto chosen = chooseWriter();
+    if (!chosen) {
+        return chosen.failure();
+    }
+    auto picture = openPicture(drivers_, options_.input, std::move(*input));
+    if (!picture) {
+        return picture.failure();
+    }
+    if (auto good = chooseMatte(*picture); !good) {
         return good;
     }
-    const auto writerDriver = drivers_.writerFor(options_.output);
-    if (!writerDriver) {
-        return writerDriver.problem();
-    }
-    auto picture = openPicture(drivers_, options_.input);
-    if (!picture) {
-        return picture.problem();
-    }
-    if (auto chosen = chooseMatte(*picture); !chosen) {
-        return chosen;
-    }
-    auto file = ReplacedFile::begin(options_.output, drivers_.extension(*writerDriver));
+    const std::size_t driver = chosen->value_or(picture->driver);
+    guessed_ = *chosen ? "" : drivers_.extension(driver);
+    auto file = ReplacedFile::begin(options_.output, drivers_.extension(driver));
     if (!file) {
-        return file.problem();
+        return file.failure();
     }
-    pixels_ = blockFor(picture->reader);
-    std::optional<Session> other; // not needed if the reading driver has finished and can write
-    if (!pixels_ || picture->driverName != drivers_.name(*writerDriver)) {
-        auto session = drivers_.take(*writerDriver);
-        if (!session) {
-            return problemWith(options_.output, session.failure());
+    pixels_ = blockFor(picture->source);
+    std::optional<RunningDriver> other; // not needed if the reading driver can write, too
+    if (!pixels_ || picture->driver != driver) {
+        auto taken = drivers_.take(driver);
+        if (!taken) {
+            return problemWith(options_.output, taken.failure());
         }
-        other.emplace(std::move(*session));
-        if (const auto asked = other->driver.transfersCaches(); !asked) {
+        other.emplace(std::move(*taken));
+        if (const auto asked = other->session.transfersCaches(); !asked) {
             return outputProblem(*other, asked.failure());
         }
     }
     drivers_.dismissOthers();
-    return convert(*picture, other ? *other : *picture->session, *file);
+    return convert(*picture, other ? *other : *picture->running, *file);
 }
 
 /// Selects the requested matte, and records the others as losses.
-Outcome<bool> Conversion::chooseMatte(PictureFile& picture) {
-    const tdr::PictureShape& shape = picture.reader.shape();
+Outcome<void> Conversion::chooseMatte(PictureFile& picture) {
+    const tdr::PictureShape& shape = picture.source.shape();
     const std::int32_t mattes = shape.matte ? shape.channels : 0;
     if (options_.channel > mattes) {
         return Problem{ExitCode::Failed,
@@ -127,56 +149,60 @@ Outcome<bool> Conversion::chooseMatte(PictureFile& picture) {
                                                  options_.input, options_.channel, mattes)};
     }
     if (options_.channel > 0) {
-        picture.reader.selectMatte(options_.channel - 1);
+        picture.source.selectMatte(options_.channel - 1);
     } else if (mattes > 1) {
         losses_.push_back(fmt::format("mattes 2 to {} (see --channel)", mattes));
     }
-    return true;
+    return {};
 }
 
-Outcome<bool> Conversion::convert(PictureFile& picture, Session& writer, ReplacedFile& file) {
+Outcome<void> Conversion::convert(PictureFile& picture, RunningDriver& writer, ReplacedFile& file) {
     const auto metadata = readMetadata(pathOfDescriptor(picture.file.get()));
     if (!metadata) {
-        return Problem{metadata.problem().code, options_.input + ": " + metadata.problem().text};
+        return problemWith(options_.input, metadata.failure());
     }
     if (auto read = this->read(picture); !read) {
         return read;
     }
     if (auto written = write(picture, writer, file); !written) {
-        picture.session->passOnLines(writer.driver.lastLine());
-        writer.passOnLines(writer.driver.lastLine()); // the problem's text has that line
-        writer.driver.kill();                         // it would complete a discarded file
+        picture.running->passOnLines(writer.session.lastLine());
+        writer.passOnLines(writer.session.lastLine()); // the problem's text has that line
+        writer.session.kill();                         // it would complete a discarded file
         return written;
     }
-    for (Session* done : {picture.session.get(), &writer}) {
+    for (RunningDriver* done : {picture.running.get(), &writer}) {
         done->passOnLines();
-        done->driver.dismiss();
+        done->session.dismiss();
     }
     const auto left = carryMetadata(*metadata, file.path());
     if (!left) {
-        return Problem{left.problem().code, options_.output + ": " + left.problem().text};
+        return problemWith(options_.output, left.failure());
     }
     if (auto replaced = file.commit(); !replaced) {
         return replaced;
     }
+    if (!guessed_.empty()) {
+        warn(fmt::format("{}: written as {}, by the driver of {} (see --to)", options_.output,
+                         guessed_, options_.input));
+    }
     losses_.insert(losses_.end(), left->begin(), left->end());
     if (!losses_.empty()) {
-        complain(fmt::format("{}: not carried from {}: {}", options_.output, options_.input,
-                             fmt::join(losses_, ", ")));
+        warn(fmt::format("{}: not carried from {}: {}", options_.output, options_.input,
+                         fmt::join(losses_, ", ")));
     }
     return damaged_ ? Problem{ExitCode::Failed,
                               options_.output + ": written, but " + options_.input + " is damaged"}
-                    : Outcome<bool>(true);
+                    : Outcome<void>();
 }
 
 /// Reads the whole picture and closes its file, unless the conversion is line by line.
-Outcome<bool> Conversion::read(PictureFile& picture) {
+Outcome<void> Conversion::read(PictureFile& picture) {
     if (!pixels_) {
-        return true;
+        return {};
     }
-    auto done = picture.reader.readAll(*pixels_, tdr::BlockState::Blank);
+    auto done = picture.source.readAll(*pixels_, tdr::BlockState::Blank);
     if (done) {
-        done = picture.reader.close();
+        done = picture.source.close();
     }
     if (!done) {
         return inputProblem(picture, done.failure());
@@ -186,74 +212,75 @@ Outcome<bool> Conversion::read(PictureFile& picture) {
 }
 
 /// Fails if the driver has reported damage and --keep-damaged is not set.
-Outcome<bool> Conversion::checkDamage(PictureFile& picture) {
-    damaged_ = !picture.session->driver.damage().empty();
+Outcome<void> Conversion::checkDamage(PictureFile& picture) {
+    damaged_ = !picture.running->session.damage().empty();
     if (options_.keepDamaged || !damaged_) {
-        return true;
+        return {};
     }
-    picture.session->passOnLines();
+    picture.running->passOnLines();
     return Problem{ExitCode::Failed, options_.output + ": not written, because " + options_.input +
                                          " is damaged (see --keep-damaged)"};
 }
 
 /// Writes the picture that was read, or reads and writes it line by line.
-Outcome<bool> Conversion::write(PictureFile& picture, Session& session, const ReplacedFile& file) {
-    session.names.add(file.names());
-    auto writer = tdr::PictureWriter::open(session.driver, file.path().native(),
-                                           picture.reader.width(), picture.reader.height());
-    if (!writer) {
-        return outputProblem(session, writer.failure());
+Outcome<void> Conversion::write(PictureFile& picture, RunningDriver& writer,
+                                const ReplacedFile& file) {
+    writer.names.add(file.names());
+    auto target = tdr::PictureTarget::open(writer.session, file.path().native(),
+                                           picture.source.width(), picture.source.height());
+    if (!target) {
+        return outputProblem(writer, target.failure());
     }
     if (pixels_) {
-        if (const auto done = writer->writeAll(*pixels_); !done) {
-            return outputProblem(session, done.failure());
+        if (const auto done = target->writeAll(*pixels_); !done) {
+            return outputProblem(writer, done.failure());
         }
-    } else if (auto copied = copyLines(picture, session, *writer); !copied) {
+    } else if (auto copied = copyLines(picture, writer, *target); !copied) {
         return copied;
     }
-    if (const auto closed = writer->close(); !closed) {
-        return outputProblem(session, closed.failure());
+    if (const auto closed = target->close(); !closed) {
+        return outputProblem(writer, closed.failure());
     }
-    return true;
+    return {};
 }
 
-Outcome<bool> Conversion::copyLines(PictureFile& picture, Session& session,
-                                    tdr::PictureWriter& writer) {
-    auto block = tdr::SharedBlock::create(tdr::lineBytes(picture.reader.width()));
+Outcome<void> Conversion::copyLines(PictureFile& picture, RunningDriver& writer,
+                                    tdr::PictureTarget& target) {
+    auto block = tdr::SharedBlock::create(tdr::lineBytes(picture.source.width()));
     if (!block) {
         return inputProblem(picture, block.failure());
     }
-    for (std::int32_t line = picture.reader.height(); line-- > 0;) {
-        if (const auto read = picture.reader.readLine(*block, line); !read) {
+    for (std::int32_t line = picture.source.height(); line-- > 0;) {
+        if (const auto read = picture.source.readLine(*block, line); !read) {
             return inputProblem(picture, read.failure());
         }
         if (auto whole = checkDamage(picture); !whole) {
             return whole;
         }
         changeAlpha(options_.alpha, block->bytes());
-        if (const auto written = writer.writeLine(*block, line); !written) {
-            return outputProblem(session, written.failure());
+        if (const auto written = target.writeLine(*block, line); !written) {
+            return outputProblem(writer, written.failure());
         }
     }
-    if (const auto closed = picture.reader.close(); !closed) {
+    if (const auto closed = picture.source.close(); !closed) {
         return inputProblem(picture, closed.failure());
     }
     return checkDamage(picture); // a driver may find it only when it closes the file
 }
 
 Problem Conversion::inputProblem(PictureFile& picture, const tdr::Failure& failure) const {
-    picture.session->passOnLines(failure.lastLine);
-    return picture.session->problem(options_.input, failure);
+    picture.running->passOnLines(failure.lastLine);
+    return picture.running->problem(options_.input, failure);
 }
 
-Problem Conversion::outputProblem(const Session& session, const tdr::Failure& failure) const {
-    return session.problem(options_.output, failure);
+Problem Conversion::outputProblem(const RunningDriver& writer, const tdr::Failure& failure) const {
+    return writer.problem(options_.output, failure);
 }
 
 ExitCode convert(const DriverOptions& drivers, const ConvertOptions& options) {
     Conversion conversion(drivers, options);
     const auto done = conversion.run();
-    return done ? ExitCode::Done : complain(done.problem());
+    return done ? ExitCode::Done : fail(done.failure());
 }
 
 } // namespace
@@ -262,9 +289,13 @@ void addConvert(CLI::App& app, Command& command) {
     auto* sub = app.add_subcommand("convert", "Read a picture and write it in another format");
     auto options = std::make_shared<ConvertOptions>();
     sub->add_option("in", options->input, "Picture to read")->required()->type_name("IN");
-    sub->add_option("out", options->output, "Picture to write; its ending chooses the format")
+    sub->add_option("out", options->output,
+                    "Picture to write; its ending chooses the format (or see --to)")
         ->required()
         ->type_name("OUT");
+    sub->add_option("--to", options->kind,
+                    "Write this kind of file, whatever OUT is called: an ending or a driver's name")
+        ->type_name("KIND");
     sub->add_option("--channel", options->channel, "Which of several mattes, counted from 1")
         ->type_name("N")
         ->check(CLI::Range(1, base::kMaxTagChannels));

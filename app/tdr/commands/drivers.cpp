@@ -14,11 +14,11 @@ namespace {
 /// The row of one driver, or why it has none.
 tdr::Result<std::vector<std::string>> describe(const std::filesystem::path& program,
                                                const DriverOptions& options) {
-    auto session = startSession(program, options);
-    if (!session) {
-        return session.failure();
+    auto running = startDriver(program, options);
+    if (!running) {
+        return running.failure();
     }
-    tdr::Driver& driver = session->driver;
+    tdr::Session& driver = running->session;
     const auto vendor = driver.vendorName();
     const auto format = vendor ? driver.formatName() : vendor;
     if (!format) {
@@ -35,11 +35,11 @@ tdr::Result<std::vector<std::string>> describe(const std::filesystem::path& prog
 ExitCode listDrivers(const DriverOptions& options) {
     ExitCode exit = ExitCode::Done;
     for (const Problem& problem : driverlessDirectories(options)) {
-        exit = worse(exit, complain(problem));
+        exit = worse(exit, fail(problem));
     }
     const auto programs = findDrivers(options);
     if (programs.empty()) {
-        return complain(Problem{ExitCode::Failed, "no drivers found"});
+        return fail({ExitCode::Failed, "no drivers found"});
     }
     Table table({"DRIVER", "VENDOR", "FORMAT", "ENDING", "SEQUENCE", "PROGRAM"});
     for (const auto& program : programs) {
@@ -47,7 +47,7 @@ ExitCode listDrivers(const DriverOptions& options) {
         if (row) {
             table.add(std::move(*row));
         } else {
-            exit = worse(exit, complain(problemWith(row.failure())));
+            exit = worse(exit, fail(problemWith(row.failure())));
         }
     }
     return worse(exit, say(table.text()));

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 // tdr info FILE...: describes files.
-#include "files/readableFile.h"
 #include "info/fileKinds.h"
 #include "output/console.h"
 #include "pictures/pictureFile.h"
@@ -9,7 +8,6 @@
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
 #include <CLI/Formatter.hpp>
-#include <algorithm>
 #include <fmt/format.h>
 
 namespace {
@@ -19,15 +17,9 @@ struct InfoOptions {
     bool json = false;
 };
 
-const FileKind& kindOf(const std::filesystem::path& file) {
-    const auto kinds = fileKinds();
-    return *std::ranges::find_if(kinds,
-                                 [&](const FileKind& kind) { return kind.recognises(file); });
-}
-
 std::string textOf(const std::string& file, const FileKind& kind, const FileInfo& info) {
     std::string text = fmt::format("{}: {}\n", printable(file), kind.name);
-    for (const auto& [label, value] : info.rows) {
+    for (const auto& [label, value] : info.rows()) {
         text += fmt::format("  {:<8}  {}\n", label, value);
     }
     return text;
@@ -58,7 +50,7 @@ void writeJson(JsonWriter& json, const std::string& file, const FileKind& kind,
             json.member("error", info->damage);
         }
     } else {
-        json.member("error", info.problem().text);
+        json.member("error", info.failure().text);
     }
     json.end();
 }
@@ -67,16 +59,15 @@ void writeJson(JsonWriter& json, const std::string& file, const FileKind& kind,
 ExitCode showOne(const std::string& file, const DriverOptions& driverOptions, JsonWriter* json,
                  Output& output) {
     DriverSet drivers(driverOptions);
-    const auto readable = checkReadable(file);
-    const FileKind& kind = kindOf(file);
-    const auto info = readable ? kind.describe(file, drivers) : readable.problem();
+    const FileKind kind = kindOf(file);
+    const auto info = kind.describe(file, drivers);
     if (json != nullptr) {
         writeJson(*json, file, kind, info);
     } else if (info) {
         output.write(textOf(file, kind, *info));
     }
     if (!info) {
-        return complain(info.problem());
+        return fail(info.failure());
     }
     return info->damage.empty() ? ExitCode::Done : ExitCode::Failed; // its driver has reported why
 }

@@ -44,10 +44,10 @@ std::string checkFrames(const std::string& text) {
     return framesIn(text) ? "" : "frames are A-B with whole numbers, A below B: " + text;
 }
 
-Outcome<bool> save(const std::string& target, const std::string& text) {
+Outcome<void> save(const std::string& target, const std::string& text) {
     auto file = ReplacedFile::begin(target, ".svg");
     if (!file) {
-        return file.problem();
+        return file.failure();
     }
     const auto written = file->write(text);
     return written ? file->commit() : written;
@@ -74,23 +74,23 @@ ExitCode plot(PlotOptions& options) {
     }
     const auto document = readSceneDocument(options.file);
     if (!document) {
-        return complain(document.problem());
+        return fail(document.failure());
     }
     const auto drawn = draw(*document, options);
     if (!drawn) {
-        return complain(Problem{drawn.problem().code, options.file + ": " + drawn.problem().text});
+        return fail(problemWith(options.file, drawn.failure()));
     }
     if (!drawn->leftOut.empty()) {
-        complain(options.file + ": " + drawn->leftOut);
+        warn(options.file + ": " + drawn->leftOut);
     }
     const auto saved = save(options.output, drawn->svg);
     if (!saved) {
-        return complain(saved.problem());
+        return fail(saved.failure());
     }
     if (!document->report.whole()) {
-        return complain(Problem{ExitCode::Failed, options.file + ": drawn, but not all was read: " +
-                                                      document->report.losses() +
-                                                      " (tdr scene check tells where)"});
+        return fail({ExitCode::Failed,
+                     options.file + ": drawn, but not all was read: " + document->report.losses() +
+                         " (tdr scene check tells where)"});
     }
     return ExitCode::Done;
 }

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // tdr query DRIVER: the answers to all sixteen queries, as a table.
+#include "IPC_Codes.h"
 #include "output/console.h"
 #include "output/table.h"
 #include "pictures/driverSet.h"
@@ -11,6 +12,7 @@
 #include <CLI/Formatter.hpp>
 #include <fmt/format.h>
 #include <limits>
+#include <string_view>
 
 namespace {
 
@@ -56,7 +58,7 @@ std::string currentFormatText(std::int32_t format) {
     return number(format) + (format == -1 ? " (none set)" : "");
 }
 
-Text formatsText(tdr::Driver& driver) {
+Text formatsText(tdr::Session& driver) {
     std::string all;
     for (std::int32_t i = 0; i < kMostFormats; ++i) {
         const auto format = driver.format(i);
@@ -72,55 +74,60 @@ Text formatsText(tdr::Driver& driver) {
 }
 
 struct QueryRow {
-    int code;
-    const char* name;
-    Text (*ask)(tdr::Driver& driver);
+    std::int16_t code;
+    Text (*ask)(tdr::Session& driver);
+    std::string_view name = {}; ///< where it is not the name of the code
 };
 
 constexpr QueryRow kQueries[] = {
-    {1024, "access modes", [](auto& d) { return shown(d.accessModes(), accessModesText); }},
-    {1025, "vendor name", [](auto& d) { return shown(d.vendorName(), quoted); }},
-    {1026, "format count", [](auto& d) { return shown(d.formatCount(), number); }},
-    {1027, "current format", [](auto& d) { return shown(d.currentFormat(), currentFormatText); }},
-    {1028, "formats", formatsText},
-    {1029, "bounds", [](auto& d) { return shown(d.bounds(), boundsText); }},
-    {1030, "tiling", [](auto& d) { return shown(d.tiling(), pairText); }},
-    {1031, "stamp bounds", [](auto& d) { return shown(d.stampBounds(), pairText); }},
-    {1032, "current cell", [](auto& d) { return shown(d.currentCell(), cellText); }},
-    {1033, "format name", [](auto& d) { return shown(d.formatName(), quoted); }},
-    {1034, "start cell", [](auto& d) { return shown(d.startCell(), cellText); }},
-    {1035, "end cell", [](auto& d) { return shown(d.endCell(), cellText); }},
-    {1036, "default pre-read command",
+    {ipc::kQueryAccessModes, [](auto& d) { return shown(d.accessModes(), accessModesText); }},
+    {ipc::kQueryVendorName, [](auto& d) { return shown(d.vendorName(), quoted); }},
+    {ipc::kQueryFormatCount, [](auto& d) { return shown(d.formatCount(), number); }},
+    {ipc::kQueryCurrentFormat, [](auto& d) { return shown(d.currentFormat(), currentFormatText); }},
+    {ipc::kQueryIthFormat, formatsText, "formats"},
+    {ipc::kQueryBounds, [](auto& d) { return shown(d.bounds(), boundsText); }},
+    {ipc::kQueryTiling, [](auto& d) { return shown(d.tiling(), pairText); }},
+    {ipc::kQueryStampBounds, [](auto& d) { return shown(d.stampBounds(), pairText); }},
+    {ipc::kQueryCurrentCell, [](auto& d) { return shown(d.currentCell(), cellText); }},
+    {ipc::kQueryFormatName, [](auto& d) { return shown(d.formatName(), quoted); }},
+    {ipc::kQueryStartCell, [](auto& d) { return shown(d.startCell(), cellText); }},
+    {ipc::kQueryEndCell, [](auto& d) { return shown(d.endCell(), cellText); }},
+    {ipc::kQueryDefaultPreReadCommand,
      [](auto& d) { return shown(d.defaultPreReadCommand(), quoted); }},
-    {1037, "default post-write command",
+    {ipc::kQueryDefaultPostWriteCommand,
      [](auto& d) { return shown(d.defaultPostWriteCommand(), quoted); }},
-    {1038, "write direction", [](auto& d) { return shown(d.writeDirection(), number); }},
-    {1039, "file naming", [](auto& d) { return shown(d.fileNaming(), namingText); }},
+    {ipc::kQueryWriteDirection, [](auto& d) { return shown(d.writeDirection(), number); }},
+    {ipc::kQueryFileNamingConvention, [](auto& d) { return shown(d.fileNaming(), namingText); },
+     "file naming"},
 };
+
+std::string nameOf(const QueryRow& row) {
+    return std::string(row.name.empty() ? ipc::nameOf(ipc::kClassInfo, row.code) : row.name);
+}
 
 ExitCode queryDriver(const DriverOptions& options, const std::string& name) {
     const auto program = findDriver(options, name);
     if (!program) {
-        return complain(program.problem());
+        return fail(program.failure());
     }
-    auto session = startSession(*program, options);
-    if (!session) {
-        return complain(problemWith(session.failure()));
+    auto running = startDriver(*program, options);
+    if (!running) {
+        return fail(problemWith(running.failure()));
     }
     ExitCode exit = ExitCode::Done;
     Table table({"CODE", "QUERY", "ANSWER"});
     for (const QueryRow& row : kQueries) {
-        const Text answer = row.ask(session->driver);
-        if (!answer && !session->driver.alive()) {
-            return complain(problemWith(answer.failure()));
+        const Text answer = row.ask(running->session);
+        if (!answer && !running->session.alive()) {
+            return fail(problemWith(answer.failure()));
         }
         if (!answer) {
             exit = ExitCode::Failed;
         }
-        table.add(
-            {number(row.code), row.name, answer ? *answer : "(" + answer.failure().text() + ")"});
+        table.add({number(row.code), nameOf(row),
+                   answer ? *answer : "(" + answer.failure().text() + ")"});
     }
-    session->passOnLines();
+    running->passOnLines();
     return worse(exit, say(table.text()));
 }
 

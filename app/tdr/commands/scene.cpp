@@ -31,7 +31,7 @@ std::string verdictOn(const SceneReport& report) {
 ExitCode checkOne(const std::string& file) {
     const auto document = readSceneDocument(file);
     if (!document) {
-        return complain(document.problem());
+        return fail(document.failure());
     }
     const SceneReport& report = document->report;
     const std::string name = utf8Text(std::string_view(file));
@@ -71,9 +71,9 @@ class Rewriting {
         const auto written =
             writeSceneDocument(document_, target_, flavour, [&](const SceneReport& ofWriting) {
                 writing_ = ofWriting;
-                return inPlace_ ? approve() : Outcome<bool>(true);
+                return inPlace_ ? approve() : Outcome<void>();
             });
-        return written ? tell() : complain(written.problem());
+        return written ? tell() : fail(written.failure());
     }
 
   private:
@@ -86,7 +86,7 @@ class Rewriting {
     }
 
     /// A file is replaced in place only if nothing is lost.
-    [[nodiscard]] Outcome<bool> approve() const {
+    [[nodiscard]] Outcome<void> approve() const {
         const auto refusal = [&](const std::string& reason) {
             return Problem{ExitCode::Failed, file_ + ": not replaced, " + reason};
         };
@@ -95,7 +95,7 @@ class Rewriting {
             return refusal("it was changed since it was read");
         }
         const std::string lost = whole() ? changes() : lossesOf(document_.report, writing_);
-        return lost.empty() ? Outcome<bool>(true) : refusal("name another file with -o: " + lost);
+        return lost.empty() ? Outcome<void>() : refusal("name another file with -o: " + lost);
     }
 
     /// "2 unknown words when it was read (tdr scene check lists them), 3 dropped".
@@ -109,15 +109,15 @@ class Rewriting {
     /// Reports what the new file lacks.
     [[nodiscard]] ExitCode tell() const {
         if (const std::string changed = changes(); !changed.empty()) {
-            complain(target_ + ": " + changed);
+            warn(target_ + ": " + changed);
         }
         if (whole()) {
             return ExitCode::Done;
         }
         tellEach(file_, document_.report);
         tellEach(target_, writing_);
-        complain(target_ +
-                 ": written, but not everything is in it: " + lossesOf(document_.report, writing_));
+        warn(target_ +
+             ": written, but not everything is in it: " + lossesOf(document_.report, writing_));
         return ExitCode::Failed;
     }
 
@@ -125,11 +125,11 @@ class Rewriting {
         std::size_t told = 0;
         for (const SceneRemark& remark : report.remarks) {
             if (remark.severity == AnimSeverity::Loss && ++told <= kMostTold) {
-                complain(lineOf(file, remark));
+                warn(lineOf(file, remark));
             }
         }
         if (told > kMostTold) {
-            complain(fmt::format("{}: {} further remarks", file, told - kMostTold));
+            warn(fmt::format("{}: {} further remarks", file, told - kMostTold));
         }
     }
 
@@ -143,18 +143,17 @@ class Rewriting {
 ExitCode format(const SceneOptions& options) {
     const auto document = readSceneDocument(options.files.front());
     return document ? Rewriting(*document, options).into(document->flavour)
-                    : complain(document.problem());
+                    : fail(document.failure());
 }
 
 template <SceneFlavour Flavour>
 ExitCode turnInto(const SceneOptions& options) {
     const auto document = readSceneDocument(options.files.front());
     if (!document) {
-        return complain(document.problem());
+        return fail(document.failure());
     }
     if (!document->format->hasBinary) {
-        return complain(
-            Problem{ExitCode::Failed, options.files.front() + ": scenes have no binary flavour"});
+        return fail({ExitCode::Failed, options.files.front() + ": scenes have no binary flavour"});
     }
     return Rewriting(*document, options).into(Flavour);
 }

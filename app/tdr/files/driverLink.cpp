@@ -39,7 +39,7 @@ std::string FileNames::in(std::string text) const {
 Outcome<DriverLink> DriverLink::make(int fd, std::string named) {
     auto folder = PrivateFolder::open();
     if (!folder) {
-        return Problem{folder.problem().code, named + ": " + folder.problem().text};
+        return problemWith(named, folder.failure());
     }
     return DriverLink(std::move(*folder), pathOfDescriptor(fd), std::move(named));
 }

@@ -25,8 +25,3 @@ Outcome<base::UniqueFd> openReadable(const fs::path& path) {
     }
     return fd;
 }
-
-Outcome<bool> checkReadable(const fs::path& path) {
-    const auto file = openReadable(path);
-    return file ? Outcome<bool>(true) : file.problem();
-}

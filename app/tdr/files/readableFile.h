@@ -11,6 +11,3 @@
 /// be read: missing, a directory, empty, not permitted. Drivers report only that they do not know a
 /// file.
 [[nodiscard]] Outcome<base::UniqueFd> openReadable(const std::filesystem::path& path);
-
-/// The same without keeping it open.
-[[nodiscard]] Outcome<bool> checkReadable(const std::filesystem::path& path);

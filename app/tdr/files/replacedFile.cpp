@@ -35,15 +35,6 @@ std::string textOfLink(int link) {
 
 } // namespace
 
-Outcome<bool> checkTarget(const fs::path& target) {
-    std::error_code error;
-    if (fs::is_directory(target, error) || !target.has_filename()) {
-        return Problem{ExitCode::Failed,
-                       target.string() + ": names a folder; name the file to write in it"};
-    }
-    return true;
-}
-
 // --- The place of the new file -------------------------------------------------------------------
 
 /// Follows symbolic links by descriptors to the place for the rename.
@@ -94,27 +85,29 @@ Outcome<ReplacedFile::Place> ReplacedFile::find(const fs::path& target) {
 }
 
 Outcome<ReplacedFile> ReplacedFile::begin(const fs::path& target, std::string_view ending) {
-    if (const auto isFile = checkTarget(target); !isFile) {
-        return isFile.problem();
+    std::error_code error;
+    if (fs::is_directory(target, error) || !target.has_filename()) {
+        return Problem{ExitCode::Failed,
+                       target.string() + ": names a folder; name the file to write in it"};
     }
     auto place = find(target);
     if (!place) {
-        return place.problem();
+        return place.failure();
     }
     auto file = place->stream.valid()
                     ? TemporaryFile::unnamed()
                     : TemporaryFile::in(std::move(place->folder),
                                         place->old.valid() ? kOursOnly : kNewFile);
     if (!file) {
-        return Problem{file.problem().code, target.string() + ": " + file.problem().text};
+        return problemWith(target.string(), file.failure());
     }
     auto link = DriverLink::make(file->fd(), target.string());
     if (!link) {
-        return link.problem();
+        return link.failure();
     }
     auto path = link->path(ending);
     if (!path) {
-        return path.problem();
+        return path.failure();
     }
     return ReplacedFile(target.string(), std::move(*place), std::move(*file), std::move(*link),
                         std::move(*path));
@@ -122,14 +115,14 @@ Outcome<ReplacedFile> ReplacedFile::begin(const fs::path& target, std::string_vi
 
 // --- Its content ---------------------------------------------------------------------------------
 
-Outcome<bool> ReplacedFile::write(std::string_view text) {
+Outcome<void> ReplacedFile::write(std::string_view text) {
     const int error = ::ftruncate(file_.fd(), 0) == 0 && ::lseek(file_.fd(), 0, SEEK_SET) == 0
                           ? writeWhole(file_.fd(), text)
                           : errno;
-    return error == 0 ? Outcome<bool>(true) : problemWith(named_, error);
+    return error == 0 ? Outcome<void>() : problemWith(named_, error);
 }
 
-Outcome<bool> ReplacedFile::commit() {
+Outcome<void> ReplacedFile::commit() {
     struct stat written {};
     if (::fstat(file_.fd(), &written) != 0) {
         return problemWith(named_, errno);
@@ -141,10 +134,10 @@ Outcome<bool> ReplacedFile::commit() {
         return takePlace();
     }
     const int error = copyWhole(file_.fd(), place_.stream.get());
-    return error == 0 ? Outcome<bool>(true) : problemWith(named_, error);
+    return error == 0 ? Outcome<void>() : problemWith(named_, error);
 }
 
-Outcome<bool> ReplacedFile::takePlace() {
+Outcome<void> ReplacedFile::takePlace() {
     if (place_.old.valid()) {
         if (const auto kept = takeOverAttributes(place_.old.get(), file_.fd()); !kept.empty()) {
             return Problem{ExitCode::Failed, named_ + ": " + kept};
@@ -163,5 +156,5 @@ Outcome<bool> ReplacedFile::takePlace() {
             return problemWith(named_ + ": written, but its name is not on the disk", errno);
         }
     }
-    return true;
+    return {};
 }

@@ -11,9 +11,6 @@
 #include <string>
 #include <string_view>
 
-/// Fails if `target` names a folder, existing or not.
-[[nodiscard]] Outcome<bool> checkTarget(const std::filesystem::path& target);
-
 /// Until `commit` the target is unchanged; without it the new file is removed. Move-only.
 ///
 /// The new file is in the target's folder under a name of ours, and only its descriptor is used: a
@@ -37,10 +34,10 @@ class ReplacedFile {
     [[nodiscard]] const FileNames& names() const { return link_.names(); }
 
     /// Writes `text` as the new file's content.
-    Outcome<bool> write(std::string_view text);
+    Outcome<void> write(std::string_view text);
 
     /// Puts the new file in the target's place. Fails if it is empty.
-    Outcome<bool> commit();
+    Outcome<void> commit();
 
   private:
     /// The place of the new file.
@@ -56,7 +53,7 @@ class ReplacedFile {
                  std::filesystem::path path)
         : named_(std::move(named)), place_(std::move(place)), file_(std::move(file)),
           link_(std::move(link)), path_(std::move(path)) {}
-    Outcome<bool> takePlace();
+    Outcome<void> takePlace();
 
     std::string named_; ///< the user's name of the target
     Place place_;

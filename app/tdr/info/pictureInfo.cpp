@@ -8,21 +8,40 @@
 
 namespace {
 
-nlohmann::ordered_json formatJson(std::int32_t index, const tdr::PixelFormat& format) {
-    return {{"index", index},
-            {"depths", {format.depth1, format.depth2}},
-            {"channels", format.channels}};
-}
-
 /// The driver's answers about itself and its open file.
-struct Answers {
+struct PictureFacts {
+    tdr::PictureShape shape;
+    std::string driver;
     std::string vendor;
     std::string formatName;
-    std::int32_t current = 0;
+    std::int32_t current = 0; ///< index of the format
     tdr::PixelFormat format;
 };
 
-tdr::Result<Answers> ask(tdr::Driver& driver) {
+InfoRows rowsOf(const PictureFacts& facts) {
+    return {
+        {"size", fmt::format("{} x {}", facts.shape.width, facts.shape.height)},
+        {"driver", fmt::format("{} ({}, {})", facts.driver, printable(facts.vendor),
+                               printable(facts.formatName))},
+        {"format", fmt::format("{}: {}", facts.current, formatText(facts.format))},
+    };
+}
+
+nlohmann::ordered_json jsonOf(const PictureFacts& facts) {
+    return {{"width", facts.shape.width},
+            {"height", facts.shape.height},
+            {"matte", facts.shape.matte},
+            {"driver", facts.driver},
+            {"vendor", facts.vendor},
+            {"formatName", facts.formatName},
+            {"format",
+             {{"index", facts.current},
+              {"depths", {facts.format.depth1, facts.format.depth2}},
+              {"channels", facts.format.channels}}}};
+}
+
+/// Asks the driver for what it says of itself and of the file that it has open.
+tdr::Status ask(tdr::Session& driver, PictureFacts& facts) {
     const auto vendor = driver.vendorName();
     const auto name = vendor ? driver.formatName() : vendor;
     if (!name) {
@@ -36,7 +55,11 @@ tdr::Result<Answers> ask(tdr::Driver& driver) {
     if (!format) {
         return format.failure();
     }
-    return Answers{*vendor, *name, *current, format->value_or(tdr::PixelFormat{})};
+    facts.vendor = *vendor;
+    facts.formatName = *name;
+    facts.current = *current;
+    facts.format = format->value_or(tdr::PixelFormat{});
+    return {};
 }
 
 } // namespace
@@ -44,32 +67,19 @@ tdr::Result<Answers> ask(tdr::Driver& driver) {
 Outcome<FileInfo> describePicture(const std::filesystem::path& file, DriverSet& drivers) {
     auto picture = openPicture(drivers, file);
     if (!picture) {
-        return picture.problem();
+        return picture.failure();
     }
-    const auto answers = ask(picture->session->driver);
-    if (!answers) {
-        return picture->session->problem(file.string(), answers.failure());
+    RunningDriver& running = *picture->running;
+    PictureFacts facts{picture->source.shape(), drivers.name(picture->driver), {}, {}, 0, {}};
+    tdr::Status asked = ask(running.session, facts);
+    if (asked) {
+        asked = picture->source.close();
     }
-    if (const auto closed = picture->reader.close(); !closed) {
-        return picture->session->problem(file.string(), closed.failure());
+    if (!asked) {
+        return running.problem(file.string(), asked.failure());
     }
-    picture->session->passOnLines();
-    const tdr::PictureShape& shape = picture->reader.shape();
-    FileInfo info;
-    info.rows = {
-        {"size", fmt::format("{} x {}", shape.width, shape.height)},
-        {"driver", fmt::format("{} ({}, {})", picture->driverName, printable(answers->vendor),
-                               printable(answers->formatName))},
-        {"format", fmt::format("{}: {}", answers->current, formatText(answers->format))},
-    };
-    const nlohmann::ordered_json json = {{"width", shape.width},
-                                         {"height", shape.height},
-                                         {"matte", shape.matte},
-                                         {"driver", picture->driverName},
-                                         {"vendor", answers->vendor},
-                                         {"formatName", answers->formatName},
-                                         {"format", formatJson(answers->current, answers->format)}};
-    info.json = [json](JsonWriter& out) { out.members(json); };
-    info.damage = picture->session->driver.damage();
-    return info;
+    running.passOnLines();
+    return FileInfo{[facts] { return rowsOf(facts); },
+                    [facts](JsonWriter& out) { out.members(jsonOf(facts)); },
+                    running.names.in(running.session.damage())};
 }

@@ -11,8 +11,6 @@
 
 namespace {
 
-using Rows = std::vector<std::pair<std::string, std::string>>;
-
 /// Maximum number of lines for one kind of element; files can hold very many. The JSON form has all
 /// of them.
 constexpr std::size_t kMostLines = 200;
@@ -35,7 +33,7 @@ std::string plural(std::size_t count, const char* noun) {
 /// Adds lines under one label and reports how many exceed the limit.
 class Lines {
   public:
-    Lines(Rows& rows, const char* label) : rows_(rows), label_(label) {}
+    Lines(InfoRows& rows, const char* label) : rows_(rows), label_(label) {}
 
     /// Adds the result of `line`, which is not called beyond the limit.
     template <typename Line>
@@ -53,7 +51,7 @@ class Lines {
     Lines& operator=(const Lines&) = delete;
 
   private:
-    Rows& rows_;
+    InfoRows& rows_;
     const char* label_;
     std::size_t count_ = 0;
 };
@@ -137,7 +135,7 @@ std::string nodeText(const SceneNode& entry) {
         holdings(node));
 }
 
-void addTrees(Rows& rows, const SceneDocument& document) {
+void addTrees(InfoRows& rows, const SceneDocument& document) {
     const auto trees = treesOf(document);
     for (std::size_t i = 0; i < std::min(trees.size(), kMostTrees); ++i) {
         const SceneNodes nodes = nodesOf(trees[i]);
@@ -166,7 +164,7 @@ std::string lightText(const Light& light) {
         tripleText({shortest(c[0]), shortest(c[1]), shortest(c[2])}, light.curves + kLightRed));
 }
 
-void addCamera(Rows& rows, const Camera& camera) {
+void addCamera(InfoRows& rows, const Camera& camera) {
     rows.emplace_back("camera",
                       "at " + positionText(camera.position, camera.curves + kCameraPositionX));
     rows.emplace_back("", "to " + positionText(camera.interest, camera.curves + kCameraInterestX));
@@ -180,7 +178,7 @@ void addCamera(Rows& rows, const Camera& camera) {
                                   value(camera.far, kCameraFar)));
 }
 
-void addScene(Rows& rows, const Scene& scene) {
+void addScene(InfoRows& rows, const Scene& scene) {
     const SceneRendering& r = scene.rendering;
     rows.emplace_back("frames", fmt::format("{} to {}", scene.frameStart, scene.frameEnd));
     rows.emplace_back("rate",
@@ -202,7 +200,7 @@ void addScene(Rows& rows, const Scene& scene) {
     }
 }
 
-void addCurves(Rows& rows, const SceneDocument& document) {
+void addCurves(InfoRows& rows, const SceneDocument& document) {
     std::size_t count = 0;
     std::string channels;
     visitCurves(document, [&](const OwnedCurve& entry) {
@@ -214,8 +212,8 @@ void addCurves(Rows& rows, const SceneDocument& document) {
                       fmt::format("{}{}{}", count, channels, count > kMostChannels ? ", ..." : ""));
 }
 
-Rows rowsOf(const SceneDocument& document) {
-    Rows rows = {{"flavour", document.flavour == SceneFlavour::Text ? "text" : "binary"}};
+InfoRows rowsOf(const SceneDocument& document) {
+    InfoRows rows = {{"flavour", document.flavour == SceneFlavour::Text ? "text" : "binary"}};
     if (document.scene != nullptr) {
         addScene(rows, *document.scene);
     }
@@ -243,10 +241,11 @@ Rows rowsOf(const SceneDocument& document) {
 Outcome<FileInfo> describeScene(const std::filesystem::path& file, DriverSet& /*drivers*/) {
     auto read = readSceneDocument(file);
     if (!read) {
-        return read.problem();
+        return read.failure();
     }
     const auto document = std::make_shared<const SceneDocument>(std::move(*read));
-    return FileInfo{rowsOf(*document), [document](JsonWriter& out) {
+    return FileInfo{[document] { return rowsOf(*document); },
+                    [document](JsonWriter& out) {
                         writeJson(out, *document);
                         writeJson(out, document->report);
                     }};

@@ -35,17 +35,17 @@ ExitCode say(std::string_view text) {
         return ExitCode::Done;
     }
     if (error != EINTR) { // a signal needs no message
-        complain(std::string("standard output: ") + std::strerror(error));
+        warn(std::string("standard output: ") + std::strerror(error));
     }
     return ExitCode::Failed;
 }
 
-void complain(std::string_view text) {
+void warn(std::string_view text) {
     (void)writeWhole(STDERR_FILENO, "tdr: " + printable(text) + "\n");
 }
 
-ExitCode complain(const Problem& problem) {
-    complain(problem.text);
+ExitCode fail(const Problem& problem) {
+    warn(problem.text);
     return problem.code;
 }
 

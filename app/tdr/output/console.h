@@ -12,11 +12,11 @@
 /// failure and causes no SIGPIPE; any other error is reported and gives `Failed`.
 [[nodiscard]] ExitCode say(std::string_view text);
 
-/// Writes one line "tdr: text" to stderr.
-void complain(std::string_view text);
+/// Writes one line "tdr: text" to stderr: something that the user should know.
+void warn(std::string_view text);
 
-/// Writes the problem's text in this way and returns its exit status.
-[[nodiscard]] ExitCode complain(const Problem& problem);
+/// Writes the reason of a failure in the same way and returns its exit status.
+[[nodiscard]] ExitCode fail(const Problem& problem);
 
 /// The result of `work`; when out of memory, a problem of `file`.
 template <typename Work>
@@ -24,7 +24,7 @@ template <typename Work>
     try {
         return work();
     } catch (const std::bad_alloc&) {
-        return complain(Problem{ExitCode::Failed, file + ": out of memory"});
+        return fail({ExitCode::Failed, file + ": out of memory"});
     }
 }
 

@@ -41,6 +41,10 @@ Problem problemWith(std::string_view file, const tdr::Failure& failure) {
     return {exitCodeOf(failure.kind), (named ? "" : std::string(file) + ": ") + failure.text()};
 }
 
+Problem problemWith(std::string_view file, const Problem& problem) {
+    return {problem.code, std::string(file) + ": " + problem.text};
+}
+
 Problem problemWith(std::string_view file, int error) {
     return {ExitCode::Failed, std::string(file) + ": " + std::strerror(error)};
 }

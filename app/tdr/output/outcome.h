@@ -4,10 +4,8 @@
 
 #include "tdr/result.h"
 
-#include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 
 /// Exit status of the command; each has one meaning.
 enum class ExitCode : int {
@@ -29,26 +27,9 @@ struct Problem {
     std::string text;
 };
 
-/// A value, or the problem.
+/// A value (or success without a value, for `void`), or the problem.
 template <typename T>
-class [[nodiscard]] Outcome {
-  public:
-    // NOLINTNEXTLINE(google-explicit-constructor)
-    Outcome(T value) : value_(std::move(value)) {}
-    // NOLINTNEXTLINE(google-explicit-constructor)
-    Outcome(Problem problem) : problem_(std::move(problem)) {}
-
-    explicit operator bool() const { return value_.has_value(); }
-    T& operator*() { return *value_; }
-    const T& operator*() const { return *value_; }
-    T* operator->() { return &*value_; }
-    const T* operator->() const { return &*value_; }
-    [[nodiscard]] const Problem& problem() const { return problem_; }
-
-  private:
-    std::optional<T> value_;
-    Problem problem_;
-};
+using Outcome = tdr::Result<T, Problem>;
 
 /// The exit status for a failed call of the host library.
 [[nodiscard]] ExitCode exitCodeOf(tdr::FailureKind kind);
@@ -59,6 +40,9 @@ class [[nodiscard]] Outcome {
 /// "a.pic: softimageFilter: get line: refused: ..."; without the first name if the driver's own
 /// reason has it.
 [[nodiscard]] Problem problemWith(std::string_view file, const tdr::Failure& failure);
+
+/// "a.pic: ..." from a problem that does not name its file yet.
+[[nodiscard]] Problem problemWith(std::string_view file, const Problem& problem);
 
 /// "a.pic: No such file or directory" from an errno value.
 [[nodiscard]] Problem problemWith(std::string_view file, int error);

@@ -49,6 +49,10 @@ bool sameLetter(char a, char b) {
            std::tolower(static_cast<unsigned char>(b));
 }
 
+std::string_view withoutDot(std::string_view ending) {
+    return ending.substr(ending.starts_with('.') ? 1 : 0);
+}
+
 } // namespace
 
 // --- Looking for drivers -------------------------------------------------------------------------
@@ -101,7 +105,7 @@ Outcome<fs::path> findDriver(const DriverOptions& options, const std::string& dr
     return Problem{ExitCode::DriverFailed, driver + ": no such driver; 'tdr drivers' lists them"};
 }
 
-tdr::Result<Session> startSession(const fs::path& program, const DriverOptions& options) {
+tdr::Result<RunningDriver> startDriver(const fs::path& program, const DriverOptions& options) {
     static const int removed = tdr::SharedBlock::removeLeftOvers();
     static_cast<void>(removed); // once a run is enough
     auto lines = std::make_shared<std::vector<std::string>>();
@@ -117,14 +121,14 @@ tdr::Result<Session> startSession(const fs::path& program, const DriverOptions& 
             lines->emplace_back(line);
         }
     };
-    auto driver = tdr::Driver::start(program, std::move(startOptions));
-    if (!driver) {
-        return driver.failure();
+    auto session = tdr::Session::start(program, std::move(startOptions));
+    if (!session) {
+        return session.failure();
     }
-    return Session{std::move(*driver), std::move(lines), {}};
+    return RunningDriver{std::move(*session), std::move(lines), {}};
 }
 
-void Session::passOnLines(std::string_view shown) {
+void RunningDriver::passOnLines(std::string_view shown) {
     for (const std::string& line : *lines) {
         if (line != shown) {
             passOn(names.in(line));
@@ -133,7 +137,7 @@ void Session::passOnLines(std::string_view shown) {
     lines->clear();
 }
 
-Problem Session::problem(std::string_view file, const tdr::Failure& failure) const {
+Problem RunningDriver::problem(std::string_view file, const tdr::Failure& failure) const {
     tdr::Failure named = failure;
     named.what = names.in(failure.what);
     named.lastLine = names.in(failure.lastLine);
@@ -166,15 +170,15 @@ void DriverSet::ask(Entry& entry) {
     if (std::exchange(entry.asked, true)) {
         return;
     }
-    auto session = startSession(entry.program, options_);
-    if (!session) {
-        entry.failure = session.failure();
+    auto running = startDriver(entry.program, options_);
+    if (!running) {
+        entry.failure = running.failure();
         return;
     }
-    const auto naming = session->driver.fileNaming();
+    const auto naming = running->session.fileNaming();
     if (naming) {
         entry.extension = naming->extension;
-        entry.session.emplace(std::move(*session));
+        entry.running.emplace(std::move(*running));
     } else {
         entry.failure = naming.failure();
     }
@@ -196,20 +200,44 @@ std::vector<std::size_t> DriverSet::readersFor(const fs::path& path) {
     return order;
 }
 
-Outcome<std::size_t> DriverSet::writerFor(const fs::path& path) {
+template <typename Matches>
+Outcome<std::optional<std::size_t>> DriverSet::find(const std::string& wanted, Matches matches) {
     for (std::size_t i = 0; i < entries_.size(); ++i) {
         ask(entries_[i]);
-        if (hasExtension(path, entries_[i].extension)) {
-            return i;
+        if (matches(entries_[i].extension)) {
+            return std::optional(i);
         }
     }
     for (const Entry& entry : entries_) {
         if (entry.failure) { // it might have been the right one
-            return problemWith(path.string(), *entry.failure);
+            return problemWith(wanted, *entry.failure);
         }
     }
-    return Problem{ExitCode::Failed,
-                   path.string() + ": no driver writes files with this ending" + knownEndings()};
+    return std::optional<std::size_t>();
+}
+
+Outcome<std::optional<std::size_t>> DriverSet::byEnding(const fs::path& path) {
+    return find(path.string(),
+                [&](const std::string& extension) { return hasExtension(path, extension); });
+}
+
+Outcome<std::optional<std::size_t>> DriverSet::byKind(const std::string& kind) {
+    for (std::size_t i = 0; i < entries_.size(); ++i) {
+        if (name(i) == kind) {
+            ask(entries_[i]); // whoever takes it wants to know its ending
+            return std::optional(i);
+        }
+    }
+    auto found = find(kind, [&](const std::string& extension) {
+        return !extension.empty() &&
+               std::ranges::equal(withoutDot(kind), withoutDot(extension), sameLetter);
+    });
+    if (found && !*found) {
+        return Problem{ExitCode::Failed,
+                       kind + ": no driver has this name or writes files with this ending" +
+                           knownEndings()};
+    }
+    return found;
 }
 
 std::string DriverSet::knownEndings() {
@@ -222,24 +250,24 @@ std::string DriverSet::knownEndings() {
     return known.empty() ? known : known + ")";
 }
 
-tdr::Result<Session> DriverSet::take(std::size_t driver) {
+tdr::Result<RunningDriver> DriverSet::take(std::size_t driver) {
     Entry& entry = entries_[driver];
     ask(entry); // every caller needs its ending
-    if (entry.session) {
-        Session session = std::move(*entry.session);
-        entry.session.reset();
-        return session;
+    if (entry.running) {
+        RunningDriver running = std::move(*entry.running);
+        entry.running.reset();
+        return running;
     }
     if (entry.failure) {
         return *entry.failure;
     }
-    return startSession(entry.program, options_);
+    return startDriver(entry.program, options_);
 }
 
 void DriverSet::dismissOthers() {
     for (Entry& entry : entries_) {
-        if (entry.session) {
-            entry.session->driver.dismiss();
+        if (entry.running) {
+            entry.running->session.dismiss();
         }
     }
 }

@@ -4,7 +4,7 @@
 
 #include "files/driverLink.h"
 #include "output/outcome.h"
-#include "tdr/driver.h"
+#include "tdr/session.h"
 
 #include <cstddef>
 #include <filesystem>
@@ -22,8 +22,8 @@ struct DriverOptions {
 
 /// A running driver with the lines it has written to stderr. They are kept until it is known
 /// whether they matter: a driver tried first may complain about a file that another one reads.
-struct Session {
-    tdr::Driver driver;
+struct RunningDriver {
+    tdr::Session session;
     std::shared_ptr<std::vector<std::string>> lines;
     FileNames names; ///< of the files that it has been given
 
@@ -49,8 +49,8 @@ struct Session {
                                                         const std::string& driver);
 
 /// Starts `program`.
-[[nodiscard]] tdr::Result<Session> startSession(const std::filesystem::path& program,
-                                                const DriverOptions& options);
+[[nodiscard]] tdr::Result<RunningDriver> startDriver(const std::filesystem::path& program,
+                                                     const DriverOptions& options);
 
 /// All drivers found, for choosing one by a file's name.
 class DriverSet {
@@ -61,15 +61,20 @@ class DriverSet {
     /// ending. A driver that cannot be started comes last.
     [[nodiscard]] std::vector<std::size_t> readersFor(const std::filesystem::path& path);
 
-    /// The driver that writes files with the ending of `path`.
-    [[nodiscard]] Outcome<std::size_t> writerFor(const std::filesystem::path& path);
+    /// The first driver whose files end like `path`, if there is one. Fails when there is none and
+    /// one that could not be asked might be it.
+    [[nodiscard]] Outcome<std::optional<std::size_t>> byEnding(const std::filesystem::path& path);
+
+    /// The driver that `kind` means: its name, or the ending of its files with the dot or without.
+    /// Fails when there is none.
+    [[nodiscard]] Outcome<std::optional<std::size_t>> byKind(const std::string& kind);
 
     [[nodiscard]] std::size_t size() const { return entries_.size(); }
     [[nodiscard]] std::string name(std::size_t driver) const;
     [[nodiscard]] const std::string& extension(std::size_t driver) const;
 
-    /// A session with a driver, owned by the caller: the one that queried it, or a new one.
-    [[nodiscard]] tdr::Result<Session> take(std::size_t driver);
+    /// A driver, owned by the caller: the process that was queried, or a new one.
+    [[nodiscard]] tdr::Result<RunningDriver> take(std::size_t driver);
 
     /// Sends the end request to the drivers that were started but not taken. They end while the
     /// caller continues.
@@ -80,10 +85,13 @@ class DriverSet {
         std::filesystem::path program;
         bool asked = false;
         std::string extension; ///< as the driver reports it, once queried
-        std::optional<Session> session;
+        std::optional<RunningDriver> running;
         std::optional<tdr::Failure> failure; ///< why it could not be queried
     };
     void ask(Entry& entry);
+    template <typename Matches>
+    [[nodiscard]] Outcome<std::optional<std::size_t>> find(const std::string& wanted,
+                                                           Matches matches);
     [[nodiscard]] std::string knownEndings();
 
     DriverOptions options_;

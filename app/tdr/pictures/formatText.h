@@ -2,7 +2,7 @@
 // Texts for the values that drivers report.
 #pragma once
 
-#include "tdr/driver.h"
+#include "tdr/session.h"
 
 #include <cstdint>
 #include <string>

@@ -4,80 +4,125 @@
 #include "files/readableFile.h"
 #include "tdr/interruptGuard.h"
 
+#include <algorithm>
 #include <utility>
+#include <vector>
 
 namespace fs = std::filesystem;
 
 namespace {
 
-/// The message when no driver reads a file. Drivers for other endings are only named, because their
-/// refusal is expected. A driver that itself failed is always reported.
+/// Why no driver reads a file: the reasons of drivers that know it but cannot open it, or that none
+/// knows it. A driver that itself failed is always reported.
 class Refusals {
   public:
-    explicit Refusals(const fs::path& file) : file_(file) {}
-
-    void add(const DriverSet& drivers, std::size_t driver, const tdr::Failure& failure,
-             const FileNames& names) {
+    void add(const std::string& driver, const tdr::Failure& failure, const FileNames& names) {
+        asked_ += (asked_.empty() ? "" : ", ") + driver;
         code_ = worse(code_, exitCodeOf(failure.kind));
-        asked_ += (asked_.empty() ? "" : ", ") + drivers.name(driver);
-        const bool refused = failure.kind == tdr::FailureKind::Refused ||
-                             failure.kind == tdr::FailureKind::NotMyFormat;
-        if (!refused || hasExtension(file_, drivers.extension(driver))) {
-            reasons_ += "; " + names.in(failure.text());
+        known_ = known_ || failure.kind == tdr::FailureKind::Refused;
+        if (failure.kind != tdr::FailureKind::NotMyFormat) {
+            addReason(names.in(failure.text()));
         }
     }
 
-    [[nodiscard]] Problem problem() const {
-        return {code_, file_.string() + ": no driver reads it (asked: " +
-                           (asked_.empty() ? "none found" : asked_) + ")" + reasons_};
+    [[nodiscard]] Problem problem(const std::string& file) const {
+        std::string text =
+            known_ ? ""
+                   : "no driver reads it (asked: " + (asked_.empty() ? "none found" : asked_) + ")";
+        for (const std::string& reason : reasons_) {
+            text += (text.empty() ? "" : "; ") + reason;
+        }
+        const bool named = text.find(file) != std::string::npos;
+        return {code_, (named ? "" : file + ": ") + text};
     }
 
+    [[nodiscard]] ExitCode code() const { return code_; }
+
   private:
-    const fs::path& file_;
+    void addReason(std::string reason) {
+        if (std::ranges::find(reasons_, reason) == reasons_.end()) {
+            reasons_.push_back(std::move(reason));
+        }
+    }
+
     ExitCode code_ = ExitCode::Failed;
     std::string asked_;
-    std::string reasons_;
+    bool known_ = false; ///< to a driver that cannot open it
+    std::vector<std::string> reasons_;
 };
+
+/// After these no other driver is asked: the run is to end, or there is no memory.
+bool endsTheSearch(const tdr::Failure& failure) {
+    return failure.kind == tdr::FailureKind::NoMemory || tdr::InterruptGuard::signal() != 0;
+}
+
+tdr::Result<tdr::PictureSource> openWith(tdr::Session& driver, const std::string& path) {
+    if (const auto asked = driver.transfersCaches(); !asked) {
+        return asked.failure();
+    }
+    return tdr::PictureSource::open(driver, path);
+}
+
+/// The file with the first driver that accepts it; none when all refuse.
+Outcome<std::optional<PictureFile>> findReader(DriverSet& drivers, const std::string& path,
+                                               base::UniqueFd file, Refusals& refusals) {
+    auto link = DriverLink::make(file.get(), path);
+    if (!link) {
+        return link.failure();
+    }
+    for (const std::size_t driver : drivers.readersFor(path)) {
+        auto started = drivers.take(driver);
+        if (!started) {
+            if (endsTheSearch(started.failure())) {
+                return problemWith(path, started.failure());
+            }
+            refusals.add(drivers.name(driver), started.failure(), link->names());
+            continue;
+        }
+        const auto linked = link->path(drivers.extension(driver));
+        if (!linked) {
+            return linked.failure();
+        }
+        auto running = std::make_unique<RunningDriver>(std::move(*started));
+        running->names.add(link->names());
+        auto source = openWith(running->session, *linked);
+        if (source) {
+            return std::optional(PictureFile{driver, std::move(*link), std::move(file),
+                                             std::move(running), std::move(*source)});
+        }
+        if (endsTheSearch(source.failure())) {
+            return problemWith(path, source.failure());
+        }
+        refusals.add(drivers.name(driver), source.failure(), link->names());
+    }
+    return std::optional<PictureFile>();
+}
 
 } // namespace
 
 Outcome<PictureFile> openPicture(DriverSet& drivers, const fs::path& path) {
     auto file = openReadable(path);
+    return file ? openPicture(drivers, path, std::move(*file)) : file.failure();
+}
+
+Outcome<PictureFile> openPicture(DriverSet& drivers, const fs::path& path, base::UniqueFd file) {
+    Refusals refusals;
+    auto found = findReader(drivers, path.string(), std::move(file), refusals);
+    if (!found) {
+        return found.failure();
+    }
+    return *found ? Outcome<PictureFile>(std::move(**found)) : refusals.problem(path.string());
+}
+
+Outcome<std::optional<PictureFile>> tryPicture(DriverSet& drivers, const fs::path& path) {
+    auto file = openReadable(path);
     if (!file) {
-        return file.problem();
+        return std::optional<PictureFile>();
     }
-    auto link = DriverLink::make(file->get(), path.string());
-    if (!link) {
-        return link.problem();
+    Refusals refusals;
+    auto found = findReader(drivers, path.string(), std::move(*file), refusals);
+    if (found && !*found && refusals.code() == ExitCode::DriverFailed) {
+        return refusals.problem(path.string()); // it might have been the one
     }
-    Refusals refusals(path);
-    for (const std::size_t driver : drivers.readersFor(path)) {
-        auto started = drivers.take(driver);
-        if (!started) {
-            if (tdr::InterruptGuard::signal() != 0) {
-                return problemWith(path.string(), started.failure());
-            }
-            refusals.add(drivers, driver, started.failure(), link->names());
-            continue;
-        }
-        const auto linked = link->path(drivers.extension(driver));
-        if (!linked) {
-            return linked.problem();
-        }
-        auto session = std::make_unique<Session>(std::move(*started));
-        session->names.add(link->names());
-        const auto asked = session->driver.transfersCaches();
-        auto reader = asked ? tdr::PictureReader::open(session->driver, *linked)
-                            : tdr::Result<tdr::PictureReader>(asked.failure());
-        if (reader) {
-            return PictureFile{drivers.name(driver), std::move(*link), std::move(*file),
-                               std::move(session), std::move(*reader)};
-        }
-        const bool noMemory = reader.failure().kind == tdr::FailureKind::NoMemory;
-        if (noMemory || tdr::InterruptGuard::signal() != 0) { // no reason to try another driver
-            return problemWith(path.string(), reader.failure());
-        }
-        refusals.add(drivers, driver, reader.failure(), link->names());
-    }
-    return refusals.problem();
+    return found;
 }

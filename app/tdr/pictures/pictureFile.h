@@ -6,19 +6,30 @@
 #include "output/outcome.h"
 #include "tdr/picture.h"
 
+#include <cstddef>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 
-/// A file that is connected for reading, with its session.
+/// A file that is connected for reading, with its driver.
 struct PictureFile {
-    std::string driverName;
-    DriverLink link;                  ///< leads the session to the file
-    base::UniqueFd file;              ///< the file of the link
-    std::unique_ptr<Session> session; ///< at a fixed address: the reader borrows it
-    tdr::PictureReader reader;
+    std::size_t driver;                     ///< its number in the set
+    DriverLink link;                        ///< leads the driver to the file
+    base::UniqueFd file;                    ///< the file of the link
+    std::unique_ptr<RunningDriver> running; ///< at a fixed address: the source borrows its session
+    tdr::PictureSource source;
 };
 
 /// Opens `path` with the first of `drivers` that accepts it: exactly this file, whatever its name.
 [[nodiscard]] Outcome<PictureFile> openPicture(DriverSet& drivers,
                                                const std::filesystem::path& path);
+
+/// The same for a file that is open for reading already.
+[[nodiscard]] Outcome<PictureFile>
+openPicture(DriverSet& drivers, const std::filesystem::path& path, base::UniqueFd file);
+
+/// The same for a file of which nothing is known: none when it cannot be read or no driver reads
+/// it. Fails when a driver that might be the one failed itself.
+[[nodiscard]] Outcome<std::optional<PictureFile>> tryPicture(DriverSet& drivers,
+                                                             const std::filesystem::path& path);

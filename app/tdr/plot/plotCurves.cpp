@@ -161,7 +161,7 @@ Outcome<Plot> plotCurves(const SceneDocument& document, const std::string& title
                          const CurveChoice& choice) {
     auto curves = chosen(document, choice);
     if (!curves) {
-        return curves.problem();
+        return curves.failure();
     }
     const std::vector<double> times = timesOf(document, *curves);
     const PlotAxis frames(choice.frames ? *choice.frames : rangeOf(times), kLeft, kRight);

@@ -2,7 +2,6 @@
 #include "sceneDocument.h"
 
 #include "base/byteOrder.h"
-#include "base/uniqueFd.h"
 #include "files/readableFile.h"
 #include "files/replacedFile.h"
 #include "output/utf8Text.h"
@@ -11,7 +10,6 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <fcntl.h>
 #include <fmt/format.h>
 #include <new>
 #include <string_view>
@@ -138,13 +136,13 @@ FileStamp stampFrom(const struct stat& status) {
 
 /// Examines the file before the toolkit reads it.
 Outcome<Beginning> examine(const fs::path& file, FileStamp& stamp) {
-    if (const auto readable = checkReadable(file); !readable) {
-        return readable.problem();
+    const auto fd = openReadable(file);
+    if (!fd) {
+        return fd.failure();
     }
     Beginning beginning;
     struct stat status {};
-    const base::UniqueFd fd(::open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    if (!fd.valid() || ::fstat(fd.get(), &status) != 0 || !beginning.read(fd.get())) {
+    if (::fstat(fd->get(), &status) != 0 || !beginning.read(fd->get())) {
         return problemWith(file.string(), errno);
     }
     stamp = stampFrom(status);
@@ -203,7 +201,7 @@ Outcome<SceneDocument> read(const fs::path& file) {
     }
     const auto beginning = examine(file, document.stamp);
     if (!beginning) {
-        return beginning.problem();
+        return beginning.failure();
     }
     if (document.format->hasBinary && beginning->isBinary()) {
         document.flavour = SceneFlavour::Binary;
@@ -227,12 +225,12 @@ Outcome<SceneDocument> read(const fs::path& file) {
     return document;
 }
 
-Outcome<bool> write(const SceneDocument& document, const fs::path& target, SceneFlavour flavour,
+Outcome<void> write(const SceneDocument& document, const fs::path& target, SceneFlavour flavour,
                     const SceneApproval& approve) {
     const SceneFormat& format = *document.format;
     auto file = ReplacedFile::begin(target, format.ending);
     if (!file) {
-        return file.problem();
+        return file.failure();
     }
     SceneReport report;
     if (const auto failed = writeTo(document, file->path().string(), flavour, report);
@@ -240,7 +238,7 @@ Outcome<bool> write(const SceneDocument& document, const fs::path& target, Scene
         return problemOf(target, failed);
     }
     if (auto approved = approve(report); !approved) {
-        return approved.problem();
+        return approved.failure();
     }
     return file->commit();
 }
@@ -255,7 +253,7 @@ Outcome<SceneDocument> readSceneDocument(const fs::path& file) {
     }
 }
 
-Outcome<bool> writeSceneDocument(const SceneDocument& document, const fs::path& target,
+Outcome<void> writeSceneDocument(const SceneDocument& document, const fs::path& target,
                                  SceneFlavour flavour, const SceneApproval& approve) {
     try {
         return write(document, target, flavour, approve);

@@ -69,12 +69,12 @@ struct SceneFormat {
 /// another kind, an unsupported layout, cut short, changed meanwhile, out of memory.
 Outcome<SceneDocument> readSceneDocument(const std::filesystem::path& file);
 
-/// Decides, from the report of writing, whether the new file replaces the old one: true, or why
+/// Decides, from the report of writing, whether the new file replaces the old one: success, or why
 /// not.
-using SceneApproval = std::function<Outcome<bool>(const SceneReport& ofWriting)>;
+using SceneApproval = std::function<Outcome<void>(const SceneReport& ofWriting)>;
 
 /// Writes the document next to `target` and, if approved, replaces the target.
-Outcome<bool> writeSceneDocument(const SceneDocument& document, const std::filesystem::path& target,
+Outcome<void> writeSceneDocument(const SceneDocument& document, const std::filesystem::path& target,
                                  SceneFlavour flavour, const SceneApproval& approve);
 
 /// True when both names lead to the same file.

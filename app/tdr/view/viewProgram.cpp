@@ -39,50 +39,50 @@ Outcome<ViewSize> roomOnScreen(const std::string& file) {
 }
 
 tdr::Status addLines(PictureFile& picture, AlphaChange alpha, ViewCanvas& canvas) {
-    auto block = tdr::SharedBlock::create(tdr::lineBytes(picture.reader.width()));
+    auto block = tdr::SharedBlock::create(tdr::lineBytes(picture.source.width()));
     if (!block) {
         return block.failure();
     }
-    for (std::int32_t line = picture.reader.height(); line-- > 0;) {
-        if (auto read = picture.reader.readLine(*block, line); !read) {
+    for (std::int32_t line = picture.source.height(); line-- > 0;) {
+        if (auto read = picture.source.readLine(*block, line); !read) {
             return read;
         }
         changeAlpha(alpha, block->bytes());
         canvas.addLine(block->bytes());
     }
-    return picture.reader.close();
+    return picture.source.close();
 }
 
 Outcome<View> readView(DriverSet& drivers, const ViewOptions& options) {
     const std::string& file = options.file;
     auto picture = openPicture(drivers, file);
     if (!picture) {
-        return picture.problem();
+        return picture.failure();
     }
     const auto room = roomOnScreen(file);
     if (!room) {
-        return room.problem();
+        return room.failure();
     }
-    const auto format = picture->session->driver.formatName();
+    const auto format = picture->running->session.formatName();
     if (!format) {
         return problemWith(file, format.failure());
     }
     const auto metadata = readMetadata(pathOfDescriptor(picture->file.get()));
     if (!metadata) {
-        return Problem{metadata.problem().code, file + ": " + metadata.problem().text};
+        return problemWith(file, metadata.failure());
     }
-    const ViewSize size{picture->reader.width(), picture->reader.height()};
+    const ViewSize size{picture->source.width(), picture->source.height()};
     const ViewSize shown = viewSize(size, metadata->ratio, *room);
     ViewCanvas canvas(size, shown);
     if (const auto added = addLines(*picture, options.alpha, canvas); !added) {
-        picture->session->passOnLines(added.failure().lastLine);
-        return picture->session->problem(file, added.failure());
+        picture->running->passOnLines(added.failure().lastLine);
+        return picture->running->problem(file, added.failure());
     }
-    picture->session->passOnLines();
+    picture->running->passOnLines();
     const std::string name = std::filesystem::path(file).filename().string();
     return View{fmt::format("{} - {} x {} - {}", printable(name), size.width, size.height,
                             printable(*format)),
-                shown, canvas.pixels(), !picture->session->driver.damage().empty()};
+                shown, canvas.pixels(), !picture->running->session.damage().empty()};
 }
 
 ExitCode view(const DriverOptions& driverOptions, const ViewOptions& options) {
@@ -91,7 +91,7 @@ ExitCode view(const DriverOptions& driverOptions, const ViewOptions& options) {
         return readView(drivers, options);
     }();
     if (!picture) {
-        return complain(picture.problem());
+        return fail(picture.failure());
     }
     const tdr::InterruptGuard::Pause nothingToCleanUp; // while the window is open
     if (tdr::InterruptGuard::signal() != 0) {          // arrived before the line above
@@ -100,7 +100,7 @@ ExitCode view(const DriverOptions& driverOptions, const ViewOptions& options) {
     const bool shown = tryPasteBuffer(picture->size.width, picture->size.height,
                                       picture->pixels.data(), picture->title.c_str());
     if (!shown) {
-        return complain(Problem{ExitCode::Failed, options.file + ": its window failed, see above"});
+        return fail({ExitCode::Failed, options.file + ": its window failed, see above"});
     }
     return picture->damaged ? ExitCode::Failed : ExitCode::Done; // its driver has reported why
 }

@@ -12,6 +12,7 @@
 #include "tdr/interruptGuard.h"
 #include "tdr/sharedBlock.h"
 
+#include <algorithm>
 #include <atomic>
 #include <sys/file.h>
 #include <sys/ipc.h>
@@ -27,6 +28,11 @@ namespace fs = std::filesystem;
 using Names = std::set<std::string>;
 
 constexpr char kAccessList[] = "system.posix_acl_access";
+
+// Owner: 6, user 65534: 4, owning group: 4, mask: 6, others: 0.
+const std::string kList("\2\0\0\0\1\0\6\0\377\377\377\377\2\0\4\0\376\377\0\0\4\0\4\0\377\377\377"
+                        "\377\20\0\6\0\377\377\377\377\40\0\0\0\377\377\377\377",
+                        44);
 
 class FilesTest : public CommandTest {
   protected:
@@ -45,11 +51,11 @@ class FilesTest : public CommandTest {
     static std::string replace(const std::string& target, const std::string& text) {
         auto file = ReplacedFile::begin(target, ".txt");
         if (!file) {
-            return file.problem().text;
+            return file.failure().text;
         }
         const auto written = file->write(text);
         const auto done = written ? file->commit() : written;
-        return done ? "" : done.problem().text;
+        return done ? "" : done.failure().text;
     }
 
     /// A process that runs `act`, which does not return, and is killed when `act` requests it.
@@ -84,14 +90,9 @@ class FilesTest : public CommandTest {
 
 TEST_F(FilesTest, theNewFileKeepsModeGroupOwnerAndAttributes) {
     const bool root = geteuid() == 0;
-    // Owner: 6, user 65534: 4, owning group: 4, mask: 6, others: 0.
-    const std::string list(
-        "\2\0\0\0\1\0\6\0\377\377\377\377\2\0\4\0\376\377\0\0\4\0\4\0\377\377\377"
-        "\377\20\0\6\0\377\377\377\377\40\0\0\0\377\377\377\377",
-        44);
     const auto file = files().write("a.txt", "old");
     ASSERT_EQ(chown(file.c_str(), root ? 65534 : -1U, root ? 100 : -1U), 0);
-    const bool lists = setxattr(file.c_str(), kAccessList, list.data(), list.size(), 0) == 0;
+    const bool lists = setxattr(file.c_str(), kAccessList, kList.data(), kList.size(), 0) == 0;
     const bool attributes = setxattr(file.c_str(), "user.note", "kept", 4, 0) == 0;
     chmod(file.c_str(), lists ? 0660 : 02654);
     struct stat before {};
@@ -108,21 +109,22 @@ TEST_F(FilesTest, theNewFileKeepsModeGroupOwnerAndAttributes) {
     char value[64];
     if (lists) {
         ASSERT_EQ(getxattr(file.c_str(), kAccessList, value, sizeof value), 44);
-        EXPECT_EQ(std::string(value, 44), list);
+        EXPECT_EQ(std::string(value, 44), kList);
     }
     if (attributes) {
         ASSERT_EQ(getxattr(file.c_str(), "user.note", value, sizeof value), 4);
     }
     RecordProperty("lists", lists);
+
+    const mode_t mask = umask(0027);
+    EXPECT_EQ(replace(in("new.txt"), "new"), "");
+    umask(mask);
+    EXPECT_EQ(fs::status(in("new.txt")).permissions(), fs::perms(0640));
 }
 
 TEST_F(FilesTest, aListOfTheFolderIsNotPutOnAFileThatHadNone) {
     const auto file = files().write("a.txt", "old", 0640);
-    const std::string list(
-        "\2\0\0\0\1\0\6\0\377\377\377\377\2\0\6\0\376\377\0\0\4\0\6\0\377\377\377"
-        "\377\20\0\6\0\377\377\377\377\40\0\0\0\377\377\377\377",
-        44);
-    if (setxattr(files().path().c_str(), "system.posix_acl_default", list.data(), 44, 0) != 0) {
+    if (setxattr(files().path().c_str(), "system.posix_acl_default", kList.data(), 44, 0) != 0) {
         GTEST_SKIP() << "no access control lists here";
     }
     EXPECT_EQ(replace(file, "new"), "");
@@ -225,7 +227,7 @@ TEST_F(FilesTest, nobodyLeadsTheWriterAwayBySwappingNames) {
     for (int i = 0; i < 300; ++i) {
         fs::remove(in("a.txt")); // it may be the other's link by now, which would be followed
         auto file = ReplacedFile::begin(in("a.txt"), ".txt");
-        ASSERT_TRUE(file) << file.problem().text;
+        ASSERT_TRUE(file) << file.failure().text;
         std::this_thread::yield();
         {
             std::ofstream writer(file->path()); // as a driver does, by its name
@@ -262,19 +264,7 @@ TEST_F(FilesTest, memoryThatRunsOutLeavesNothing) {
 }
 
 TEST_F(FilesTest, onlyTheMarksOfCertainlyDeadProcessesAreDead) {
-    std::string dead;
-    int pipes[2];
-    ASSERT_EQ(pipe(pipes), 0);
-    killedProcess([&](auto ready) {
-        // A forked process has its parent's number in its mark, so this one reports its own.
-        const std::string number = std::to_string(getpid());
-        (void)!write(pipes[1], number.data(), number.size());
-        ready();
-    });
-    char text[32] = {};
-    ASSERT_GT(read(pipes[0], text, sizeof text - 1), 0);
-    close(pipes[0]);
-    close(pipes[1]);
+    const std::string text = std::to_string(killedProcess([](auto ready) { ready(); }));
     const std::string mark = ownMark(); // tdr-WORLD-PID-START-NUMBER
     const std::string world = mark.substr(0, 20);
     const std::string pid = std::to_string(getpid());
@@ -289,7 +279,7 @@ TEST_F(FilesTest, onlyTheMarksOfCertainlyDeadProcessesAreDead) {
         {world + "-" + pid + "-1-1", true}, // the number now belongs to another process
         {world + "-1" + rest, true},
         {otherWorld + "-" + text + rest, false},
-        {"tdr-0000000000000000-" + std::string(text) + rest, false},
+        {"tdr-0000000000000000-" + text + rest, false},
         {world + "-0" + rest, false},
         {world + "-" + text, false},
         {world + "--5" + rest, false},
@@ -331,18 +321,21 @@ TEST_F(FilesTest, whatAKilledRunLeavesIsRemovedByTheNext) {
 }
 
 TEST_F(FilesTest, signalsLeaveNothing) {
-    const std::string drivers = driverFolder({"freezesAtPut"});
+    const std::string folder = driverFolder({"freezesAtPut"});
     const auto pic = picture();
-    for (const int signal : {SIGHUP, SIGQUIT, SIGALRM, SIGUSR1, SIGUSR2, SIGXCPU, SIGVTALRM,
-                             SIGPROF, SIGIO, SIGPWR, SIGSTKFLT, SIGRTMIN, SIGRTMAX}) {
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGALRM, SIGUSR1, SIGUSR2, SIGXCPU,
+                             SIGVTALRM, SIGPROF, SIGIO, SIGPWR, SIGSTKFLT, SIGRTMIN, SIGRTMAX}) {
         SCOPED_TRACE(strsignal(signal));
-        auto running = startRun({"convert", pic, in("o.1039-1"), "--driver-dir", drivers});
+        auto running = startRun({"convert", pic, in("o.1039-1"), "--driver-dir", folder});
         ASSERT_GT(running->awaitStoppedChild(), 0);
+        EXPECT_EQ(namesIn(files().path()).size(), 2U) << "it writes next to the target";
+        const auto drivers = childrenOf(running->pid());
         running->kill(SIGPIPE); // must not end the run
         running->kill(signal);
         const Ended ended = running->wait();
         EXPECT_EQ(ended.signal, signal);
         EXPECT_TRUE(contains(ended.err, "interrupted"));
+        EXPECT_TRUE(std::ranges::all_of(drivers, [](pid_t pid) { return stateOf(pid) == '\0'; }));
         EXPECT_EQ(namesIn(files().path()), Names{"a.png"});
         EXPECT_EQ(privateNames(), Names());
     }

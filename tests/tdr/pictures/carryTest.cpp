@@ -78,14 +78,14 @@ Chunks chunksOf(const std::string& file) {
     return found;
 }
 
-std::string pic(const std::string& ratio, int fields, const std::string& comment) {
+std::string pic(std::uint32_t ratio, int fields, const std::string& comment) {
     std::string file = support::rawPic(1, 1, 0xE0, "rgb");
-    file.replace(96, 4, ratio);
+    file.replace(96, 4, be32(ratio));
     file.replace(100, 2, support::be16(fields));
     return file.replace(8, 80, comment + std::string(80 - comment.size(), '\0'));
 }
 
-const std::string kOne = bytes({0x3F, 0x80, 0, 0});
+constexpr std::uint32_t kOne = 0x3F800000; // the bits of 1.0
 const std::string kNone = "No comment...";
 
 std::string comment(const std::string& text) {
@@ -101,37 +101,24 @@ using CarryTest = CommandTest;
 
 TEST_F(CarryTest, aPicturesHeadGoesToPngAndBack) {
     const std::string longest(80, 'c');
+    const auto fraction = [](std::uint32_t under, std::uint32_t over) {
+        return Chunks{{"pHYs", be32(under) + be32(over) + '\0'}};
+    };
     struct Case {
         const char* name;
-        std::string ratio;
+        std::uint32_t ratio;
         std::string comment;
         Chunks chunks;
-        std::string ratioBack;
+        std::uint32_t ratioBack;
     };
     const Case cases[] = {
         {"nothing to carry", kOne, kNone, {}, kOne},
-        {"1.2",
-         bytes({0x3F, 0x99, 0x99, 0x9A}),
-         kNone,
-         {{"pHYs", be32(5) + be32(6) + '\0'}},
-         bytes({0x3F, 0x99, 0x99, 0x9A})},
-        {"no short fraction",
-         bytes({0x3F, 0x99, 0x99, 0x9B}),
-         kNone,
-         {},
-         bytes({0x3F, 0x99, 0x99, 0x9B})},
-        {"1/8",
-         bytes({0x3E, 0, 0, 0}),
-         kNone,
-         {{"pHYs", be32(8) + be32(1) + '\0'}},
-         bytes({0x3E, 0, 0, 0})},
-        {"8",
-         bytes({0x41, 0, 0, 0}),
-         kNone,
-         {{"pHYs", be32(1) + be32(8) + '\0'}},
-         bytes({0x41, 0, 0, 0})},
-        {"never filled in", bytes({0, 0, 0, 0}), kNone, {}, kOne},
-        {"not a number", bytes({0x7F, 0xC0, 0, 0}), kNone, {}, kOne},
+        {"1.2", 0x3F99999A, kNone, fraction(5, 6), 0x3F99999A},
+        {"no short fraction", 0x3F99999B, kNone, {}, 0x3F99999B},
+        {"1/8", 0x3E000000, kNone, fraction(8, 1), 0x3E000000},
+        {"8", 0x41000000, kNone, fraction(1, 8), 0x41000000},
+        {"never filled in", 0, kNone, {}, kOne},
+        {"not a number", 0x7FC00000, kNone, {}, kOne},
         {"a comment", kOne, "take 2, \xe9", {{"tEXt", comment("take 2, \xe9")}}, kOne},
         {"a comment that fills its field", kOne, longest, {{"tEXt", comment(longest)}}, kOne},
     };
@@ -177,8 +164,7 @@ TEST_F(CarryTest, aPngKeepsWhatHoldsForItsCopy) {
               "tdr: " + in("b.pic") + ": not carried from " + from +
                   ": 16 bits a sample, background colour, chunk prVT, gamma, colour profile, "
                   "resolution, chunk prVt, text \"Title\", time of change\n");
-    EXPECT_EQ(notesOf(contentOf(in("b.pic"))),
-              notesOf(pic(bytes({0x40, 0, 0, 0}), 3, "mine"))); // 2.0
+    EXPECT_EQ(notesOf(contentOf(in("b.pic"))), notesOf(pic(0x40000000, 3, "mine"))); // 2.0
     EXPECT_TRUE(contains(run({"compare", from, in("b.png")}).out, "the upper 8 of the 16 bits"));
 }
 

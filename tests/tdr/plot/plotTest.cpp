@@ -30,7 +30,7 @@ struct Area {
 class Shot {
   public:
     Shot(const std::string& png, int width, int height) : width_(width), height_(height) {
-        auto driver = tdr::Driver::start(std::string(TDR_BIN_DIR) + "/pngFilter");
+        auto driver = tdr::Session::start(std::string(TDR_BIN_DIR) + "/pngFilter");
         auto picture = tdr::readPicture(*driver, png);
         EXPECT_TRUE(picture) << picture.failure().text();
         if (picture) {

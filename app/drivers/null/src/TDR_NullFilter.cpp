@@ -29,15 +29,15 @@ class TDR_NullFilter : public TDR_Driver {
     int devicePredicate() override { return 1; }
 
     // The size comes only from the host. Without one the connect is refused, so that a host that
-    // tries drivers on its file does not select this one.
-    int connectToFile(char* name, int) override {
+    // tries drivers on its file does not select this one; for reading without a line, since the
+    // file may be another driver's.
+    int connectToFile(char* name, int mode) override {
         connected_ = base::isPictureSide(bounds[2]) && base::isPictureSide(bounds[3]);
-        if (!connected_) {
+        if (!connected_ && mode != 0) {
             base::say("%s: '%s': set a width and height of 1 to %d first.\n", me, name,
                       base::kMaxPictureSide);
-            return -1;
         }
-        return 0;
+        return connected_ ? 0 : -1;
     }
 
     int disconnectFromFile() override {

@@ -11,7 +11,7 @@
 //     }
 #pragma once
 
-#include "tdr/driver.h"
+#include "tdr/session.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -59,13 +59,14 @@ enum class BlockState {
 
 /// Reads one file through a driver. Borrows the driver; one reader or writer for each driver at a
 /// time. A file that an earlier one has left open is closed first.
-class PictureReader {
+class PictureSource {
   public:
-    /// Connects `path` for reading and queries size and format. See `Driver::connectToFile` about
+    /// Connects `path` for reading and queries size and format. See `Session::connectToFile` about
     /// `path` and about drivers that refuse. A size outside 1 ... 32767, or a format that is
     /// neither four channels of 8 bits nor mattes, is `Refused` too. After a failure the file is
     /// disconnected.
-    static Result<PictureReader> open(Driver& driver, std::string_view path, std::int32_t cell = 0);
+    static Result<PictureSource> open(Session& driver, std::string_view path,
+                                      std::int32_t cell = 0);
 
     [[nodiscard]] const PictureShape& shape() const { return shape_; }
     [[nodiscard]] std::int32_t width() const { return shape_.width; }
@@ -80,17 +81,17 @@ class PictureReader {
     Status readLine(SharedBlock& block, std::int32_t line);
 
     /// Reads all lines into `block`, one after the other, the bottom line first. If the driver
-    /// supports it (`Driver::transfersCaches` was called before the file was opened) and no line
+    /// supports it (`Session::transfersCaches` was called before the file was opened) and no line
     /// has been read, this takes a few requests instead of one for each line. A blank block is
     /// faster still, because this process then touches only a few of its pages.
     Status readAll(SharedBlock& block, BlockState state = BlockState::Used);
 
     /// Disconnects. Success means that the driver's answers belonged to the requests.
-    /// `Driver::damage` reports what a damaged file lacked.
+    /// `Session::damage` reports what a damaged file lacked.
     Status close();
 
   private:
-    PictureReader(Driver& driver, std::string_view path, std::int32_t cell)
+    PictureSource(Session& driver, std::string_view path, std::int32_t cell)
         : driver_(&driver), path_(path), cell_(cell) {}
     /// What can still be read with the driver's positions in the file.
     enum class State {
@@ -105,7 +106,7 @@ class PictureReader {
     Status askShape();
     Status readMatteLine(SharedBlock& block, std::int32_t line);
 
-    Driver* driver_;
+    Session* driver_;
     std::string path_;
     std::int32_t cell_;
     PictureShape shape_;
@@ -116,34 +117,34 @@ class PictureReader {
 
 /// Writes one file through a driver, in the drivers' format 0. Like a reader it borrows the driver
 /// and closes a file that was left open. Drivers accept every line once.
-class PictureWriter {
+class PictureTarget {
   public:
     /// Selects format 0, sets the size (each 1 ... 32767) and connects `path` for writing. After a
     /// failure the file is disconnected.
-    static Result<PictureWriter> open(Driver& driver, std::string_view path, std::int32_t width,
+    static Result<PictureTarget> open(Session& driver, std::string_view path, std::int32_t width,
                                       std::int32_t height, std::int32_t cell = 0);
 
     /// Writes the first bytes of `block` as line `line`. Every line has to be written once, in any
     /// order: a second time is `BadArgument`.
     Status writeLine(const SharedBlock& block, std::int32_t line);
 
-    /// Writes all remaining lines from `block`, laid out as by `PictureReader::readAll`. Without
+    /// Writes all remaining lines from `block`, laid out as by `PictureSource::readAll`. Without
     /// any it is `BadArgument`.
     Status writeAll(const SharedBlock& block);
 
     /// Disconnects. Only this call's success means that the file is complete in the system (see
-    /// `Driver::disconnectFromFile`); with lines missing it is `BadArgument`.
+    /// `Session::disconnectFromFile`); with lines missing it is `BadArgument`.
     Status close();
 
   private:
-    PictureWriter(Driver& driver, std::int32_t width, std::int32_t height, std::int32_t cell)
+    PictureTarget(Session& driver, std::int32_t width, std::int32_t height, std::int32_t cell)
         : driver_(&driver), width_(width), height_(height), cell_(cell), missing_(height),
           written_(static_cast<std::size_t>(height)) {}
 
     Status writeCache(const SharedBlock& block);
     Status writeLines(const SharedBlock& block);
 
-    Driver* driver_;
+    Session* driver_;
     std::int32_t width_;
     std::int32_t height_;
     std::int32_t cell_;
@@ -163,12 +164,12 @@ inline constexpr std::size_t kDefaultPictureLimit = std::size_t{1} << 30;
 
 /// Reads all of `path` through `driver`; `NoMemory` when its pixels need more than `maxBytes`.
 /// Afterwards, also after a failure, no file is open in the driver. A damaged file is read as far
-/// as possible; `Driver::damage` reports it.
-Result<Picture> readPicture(Driver& driver, std::string_view path,
+/// as possible; `Session::damage` reports it.
+Result<Picture> readPicture(Session& driver, std::string_view path,
                             std::size_t maxBytes = kDefaultPictureLimit);
 
 /// Writes `picture` to `path` through `driver`. Afterwards, also after a failure, no file is open
 /// in the driver; the driver determines what a failure leaves at `path`.
-Status writePicture(Driver& driver, std::string_view path, const Picture& picture);
+Status writePicture(Session& driver, std::string_view path, const Picture& picture);
 
 } // namespace tdr

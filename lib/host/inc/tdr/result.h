@@ -4,7 +4,7 @@
 // A driver is another process, so every call can fail in several ways: the driver refuses and the
 // session continues; the driver is gone; it does not answer; its answer breaks the protocol. After
 // `Refused`, `NotMyFormat` and `BadArgument` the session continues, after `NoMemory` it may, and
-// after all others it has ended (see `Driver::alive`). No call of the library throws.
+// after all others it has ended (see `Session::alive`). No call of the library throws.
 #pragma once
 
 #include <optional>
@@ -43,37 +43,21 @@ struct DriverEnd {
 /// Why a call failed.
 struct Failure {
     FailureKind kind = FailureKind::Refused;
-    std::string what;             ///< one readable line that names the request; no newline
-    std::optional<DriverEnd> end; ///< how the driver ended, for `CouldNotStart` and `Died`
-    std::string lastLine;         ///< the last line the driver wrote to its stderr, or empty
+    std::string what = {};             ///< one readable line that names the request; no newline
+    std::optional<DriverEnd> end = {}; ///< how the driver ended, for `CouldNotStart` and `Died`
+    std::string lastLine = {};         ///< the last line the driver wrote to its stderr, or empty
 
     /// One line: `what`, then the driver's end and its last line if there are any. When out of
     /// memory, the name of the kind.
     [[nodiscard]] std::string text() const noexcept;
 };
 
-/// Success without a value, or a failure.
-class [[nodiscard]] Status {
-  public:
-    Status() = default;
-    Status(Failure failure) : failure_(std::move(failure)) {} // NOLINT(google-explicit-constructor)
-
-    [[nodiscard]] bool ok() const { return !failure_; }
-    explicit operator bool() const { return ok(); }
-
-    /// The reason; only to be called when `ok()` is false.
-    [[nodiscard]] const Failure& failure() const { return *failure_; }
-
-  private:
-    std::optional<Failure> failure_;
-};
-
-/// A value, or a failure.
-template <typename T>
+/// A value, or the reason why there is none.
+template <typename T, typename Reason = Failure>
 class [[nodiscard]] Result {
   public:
-    Result(T value) : value_(std::move(value)) {}             // NOLINT(google-explicit-constructor)
-    Result(Failure failure) : failure_(std::move(failure)) {} // NOLINT(google-explicit-constructor)
+    Result(T value) : value_(std::move(value)) {}          // NOLINT(google-explicit-constructor)
+    Result(Reason reason) : failure_(std::move(reason)) {} // NOLINT(google-explicit-constructor)
 
     [[nodiscard]] bool ok() const { return value_.has_value(); }
     explicit operator bool() const { return ok(); }
@@ -87,11 +71,30 @@ class [[nodiscard]] Result {
     const T* operator->() const { return &*value_; }
 
     /// The reason; only to be called when `ok()` is false.
-    [[nodiscard]] const Failure& failure() const { return *failure_; }
+    [[nodiscard]] const Reason& failure() const { return *failure_; }
 
   private:
     std::optional<T> value_;
-    std::optional<Failure> failure_;
+    std::optional<Reason> failure_;
 };
+
+/// Success without a value, or the reason why not.
+template <typename Reason>
+class [[nodiscard]] Result<void, Reason> {
+  public:
+    Result() = default;
+    Result(Reason reason) : failure_(std::move(reason)) {} // NOLINT(google-explicit-constructor)
+
+    [[nodiscard]] bool ok() const { return !failure_; }
+    explicit operator bool() const { return ok(); }
+
+    /// The reason; only to be called when `ok()` is false.
+    [[nodiscard]] const Reason& failure() const { return *failure_; }
+
+  private:
+    std::optional<Reason> failure_;
+};
+
+using Status = Result<void>;
 
 } // namespace tdr

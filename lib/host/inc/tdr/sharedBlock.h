@@ -14,7 +14,7 @@ namespace tdr {
 /// One block can be passed to any number of drivers in turn: a driver can write a line that another
 /// one has read into the block, without a copy.
 ///
-/// The block must outlive every request that names it. Requests of `Driver` return only when the
+/// The block must outlive every request that names it. Requests of `Session` return only when the
 /// driver has answered or has ended, so the key is not looked up after that.
 class SharedBlock {
   public:

@@ -2,7 +2,7 @@
 // The sixteen queries. Each is one packet and one reply: class 1, the query's code plus 100, or the
 // error reply. A reply that does not hold exactly the values of its query breaks the protocol,
 // because it may belong to another query.
-#include "tdr/driver.h"
+#include "tdr/session.h"
 
 #include "IPC_Codes.h"
 #include "driverProcess.h"
@@ -79,26 +79,26 @@ Result<std::string> askString(DriverProcess& process, std::int16_t code) {
 
 } // namespace
 
-Result<std::int32_t> Driver::accessModes() {
+Result<std::int32_t> Session::accessModes() {
     return askLong(*process_, ipc::kQueryAccessModes);
 }
 
-Result<std::string> Driver::vendorName() {
+Result<std::string> Session::vendorName() {
     return askString(*process_, ipc::kQueryVendorName);
 }
 
-Result<std::int32_t> Driver::formatCount() {
+Result<std::int32_t> Session::formatCount() {
     return process_->attempt([this]() -> Result<std::int32_t> {
         auto count = askLong(*process_, ipc::kQueryFormatCount);
         return count && *count < 0 ? Result<std::int32_t>(process_->broken()) : std::move(count);
     });
 }
 
-Result<std::int32_t> Driver::currentFormat() {
+Result<std::int32_t> Session::currentFormat() {
     return askLong(*process_, ipc::kQueryCurrentFormat);
 }
 
-Result<std::optional<PixelFormat>> Driver::format(std::int32_t index) {
+Result<std::optional<PixelFormat>> Session::format(std::int32_t index) {
     using Answer = Result<std::optional<PixelFormat>>;
     return process_->attempt([&]() -> Answer {
         Status asked = ask(*process_, ipc::kQueryIthFormat, std::array{index});
@@ -118,57 +118,57 @@ Result<std::optional<PixelFormat>> Driver::format(std::int32_t index) {
     });
 }
 
-Result<Bounds> Driver::bounds() {
+Result<Bounds> Session::bounds() {
     return askRecord(*process_, ipc::kQueryBounds, 4, 0, [](const auto& reply) {
         return Bounds{reply.longdata[0], reply.longdata[1], reply.longdata[2], reply.longdata[3]};
     });
 }
 
-Result<Pair> Driver::tiling() {
+Result<Pair> Session::tiling() {
     return askPair(*process_, ipc::kQueryTiling);
 }
 
-Result<Pair> Driver::stampBounds() {
+Result<Pair> Session::stampBounds() {
     return askPair(*process_, ipc::kQueryStampBounds);
 }
 
-Result<std::int32_t> Driver::currentCell() {
+Result<std::int32_t> Session::currentCell() {
     return askLong(*process_, ipc::kQueryCurrentCell);
 }
 
-Result<std::string> Driver::formatName() {
+Result<std::string> Session::formatName() {
     return askString(*process_, ipc::kQueryFormatName);
 }
 
-Result<std::int32_t> Driver::startCell() {
+Result<std::int32_t> Session::startCell() {
     return askLong(*process_, ipc::kQueryStartCell);
 }
 
-Result<std::int32_t> Driver::endCell() {
+Result<std::int32_t> Session::endCell() {
     return askLong(*process_, ipc::kQueryEndCell);
 }
 
-Result<std::string> Driver::defaultPreReadCommand() {
+Result<std::string> Session::defaultPreReadCommand() {
     return askString(*process_, ipc::kQueryDefaultPreReadCommand);
 }
 
-Result<std::string> Driver::defaultPostWriteCommand() {
+Result<std::string> Session::defaultPostWriteCommand() {
     return askString(*process_, ipc::kQueryDefaultPostWriteCommand);
 }
 
-Result<std::int32_t> Driver::writeDirection() {
+Result<std::int32_t> Session::writeDirection() {
     return askLong(*process_, ipc::kQueryWriteDirection);
 }
 
-Result<FileNaming> Driver::fileNaming() {
+Result<FileNaming> Session::fileNaming() {
     return askRecord(*process_, ipc::kQueryFileNamingConvention, 1, 3, [](const auto& reply) {
         const auto strings = stringsOf(reply);
         return FileNaming{strings[0], strings[1], reply.longdata[0], strings[2]};
     });
 }
 
-Result<std::vector<std::int32_t>> Driver::queryLongs(std::int16_t code,
-                                                     std::span<const std::int32_t> longs) {
+Result<std::vector<std::int32_t>> Session::queryLongs(std::int16_t code,
+                                                      std::span<const std::int32_t> longs) {
     using Answer = Result<std::vector<std::int32_t>>;
     return process_->attempt([&]() -> Answer {
         Status asked = ask(*process_, code, longs);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The actions. Each is answered with OK or error; before the answer to a put request the driver
 // sends a notice that it has attached the block.
-#include "tdr/driver.h"
+#include "tdr/session.h"
 
 #include "IPC_Codes.h"
 #include "base/limits.h"
@@ -58,9 +58,7 @@ Status transferLine(DriverProcess& process, std::int16_t code, const SharedBlock
 Status tilesDoNotFit(const char* request) {
     return withoutThrowing([&]() -> Status {
         return Failure{FailureKind::BadArgument,
-                       std::string(request) + ": takes 999 longs, and a packet holds 256",
-                       {},
-                       {}};
+                       std::string(request) + ": takes 999 longs, and a packet holds 256"};
     });
 }
 
@@ -78,57 +76,55 @@ Status tellForeign(Status connected) {
 
 } // namespace
 
-Status Driver::order(std::int16_t code, std::span<const std::int32_t> longs,
-                     std::optional<std::string_view> text) {
+Status Session::order(std::int16_t code, std::span<const std::int32_t> longs,
+                      std::optional<std::string_view> text) {
     return act(*process_, code, longs, text);
 }
 
-Status Driver::setPixelFormat(std::int32_t index) {
+Status Session::setPixelFormat(std::int32_t index) {
     return act(*process_, ipc::kActionSetPixelFormat, std::array{index});
 }
 
-Status Driver::setBounds(const Bounds& bounds) {
+Status Session::setBounds(const Bounds& bounds) {
     return act(*process_, ipc::kActionSetBounds,
                std::array{bounds.x, bounds.y, bounds.width, bounds.height});
 }
 
-Status Driver::setTiling(const Pair& tiling) {
+Status Session::setTiling(const Pair& tiling) {
     return act(*process_, ipc::kActionSetTiling, std::array{tiling.first, tiling.second});
 }
 
-Status Driver::setStampBounds(const Pair& size) {
+Status Session::setStampBounds(const Pair& size) {
     return act(*process_, ipc::kActionSetStampBounds, std::array{size.first, size.second});
 }
 
-Status Driver::setCurrentCell(std::int32_t cell) {
+Status Session::setCurrentCell(std::int32_t cell) {
     return act(*process_, ipc::kActionSetCurrentCell, std::array{cell});
 }
 
-Status Driver::setStartCell(std::int32_t cell) {
+Status Session::setStartCell(std::int32_t cell) {
     return act(*process_, ipc::kActionSetStartCell, std::array{cell});
 }
 
-Status Driver::setEndCell(std::int32_t cell) {
+Status Session::setEndCell(std::int32_t cell) {
     return act(*process_, ipc::kActionSetEndCell, std::array{cell});
 }
 
-Status Driver::setPreReadCommand(std::string_view command) {
+Status Session::setPreReadCommand(std::string_view command) {
     process_->known.preRead = process_->known.preRead || !command.empty(); // also if it fails
     return act(*process_, ipc::kActionSetPreReadCommand, {}, command);
 }
 
-Status Driver::setPostWriteCommand(std::string_view command) {
+Status Session::setPostWriteCommand(std::string_view command) {
     process_->known.postWrite = process_->known.postWrite || !command.empty(); // also if it fails
     return act(*process_, ipc::kActionSetPostWriteCommand, {}, command);
 }
 
-Status Driver::connectToFile(std::string_view path, Access access, std::int32_t cell) {
+Status Session::connectToFile(std::string_view path, Access access, std::int32_t cell) {
     return process_->attempt([&]() -> Status {
         if (path.size() >= base::kPathCapacity) {
             return Failure{FailureKind::BadArgument,
-                           "connect to file: a path of more than 1023 bytes: " + std::string(path),
-                           {},
-                           {}};
+                           "connect to file: a path of more than 1023 bytes: " + std::string(path)};
         }
         process_->known.connected = true; // even after a failure: the old file may still be open
         process_->forgetDamage();
@@ -137,36 +133,36 @@ Status Driver::connectToFile(std::string_view path, Access access, std::int32_t 
     });
 }
 
-Status Driver::disconnectFromFile() {
+Status Session::disconnectFromFile() {
     process_->known.connected = false;
     return act(*process_, ipc::kActionDisconnectFromFile, {});
 }
 
-Status Driver::getCache(SharedBlock& block, std::int32_t cell) {
+Status Session::getCache(SharedBlock& block, std::int32_t cell) {
     return transfer(*process_, ipc::kActionGetCache, block, cell, Notice::None);
 }
 
-Status Driver::getLine(SharedBlock& block, std::int32_t line, std::int32_t cell) {
+Status Session::getLine(SharedBlock& block, std::int32_t line, std::int32_t cell) {
     return transferLine(*process_, ipc::kActionGetLine, block, line, cell, Notice::None);
 }
 
-Status Driver::getStamp(SharedBlock& block, std::int32_t cell) {
+Status Session::getStamp(SharedBlock& block, std::int32_t cell) {
     return transfer(*process_, ipc::kActionGetStamp, block, cell, Notice::None);
 }
 
-Status Driver::putCache(const SharedBlock& block, std::int32_t cell) {
+Status Session::putCache(const SharedBlock& block, std::int32_t cell) {
     return transfer(*process_, ipc::kActionPutCache, block, cell, Notice::Expected);
 }
 
-Status Driver::putLine(const SharedBlock& block, std::int32_t line, std::int32_t cell) {
+Status Session::putLine(const SharedBlock& block, std::int32_t line, std::int32_t cell) {
     return transferLine(*process_, ipc::kActionPutLine, block, line, cell, Notice::Expected);
 }
 
-Status Driver::putStamp(const SharedBlock& block, std::int32_t cell) {
+Status Session::putStamp(const SharedBlock& block, std::int32_t cell) {
     return transfer(*process_, ipc::kActionPutStamp, block, cell, Notice::Expected);
 }
 
-Result<bool> Driver::transfersCaches() {
+Result<bool> Session::transfersCaches() {
     auto& known = process_->known;
     if (known.caches || known.connected) {
         return known.caches.value_or(false);
@@ -187,19 +183,19 @@ Result<bool> Driver::transfersCaches() {
     });
 }
 
-bool Driver::isConnected() const {
+bool Session::isConnected() const {
     return process_->known.connected;
 }
 
-bool Driver::hasOutsideCommands() const {
+bool Session::hasOutsideCommands() const {
     return process_->known.preRead || process_->known.postWrite;
 }
 
-Status Driver::getTile() {
+Status Session::getTile() {
     return tilesDoNotFit("get tile");
 }
 
-Status Driver::putTile() {
+Status Session::putTile() {
     return tilesDoNotFit("put tile");
 }
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // A session with one driver: start it, send it queries and actions, end it.
 //
-//     auto started = tdr::Driver::start("/usr/lib/tdr/softimageFilter");
+//     auto started = tdr::Session::start("/usr/lib/tdr/softimageFilter");
 //     if (!started) { report(started.failure().text()); return; }
-//     tdr::Driver& driver = *started;
+//     tdr::Session& driver = *started;
 //     auto vendor = driver.vendorName();
 //
 // Every call sends one request and waits for its answer, at most `Limits::request`. No call throws.
@@ -87,18 +87,18 @@ enum class Access : std::int32_t { Read = 0, Write = 1 };
 class DriverProcess;
 
 /// See the top of this file. Move-only; a moved-from object may only be assigned to or destroyed.
-class Driver {
+class Session {
   public:
     /// Starts `program` (a path; not searched along PATH) and waits for its start-up OK. Fails with
     /// `CouldNotStart` for every reason except `Interrupted` and `NoMemory`; a failure leaves
     /// nothing behind.
-    static Result<Driver> start(const std::filesystem::path& program, StartOptions options = {});
+    static Result<Session> start(const std::filesystem::path& program, StartOptions options = {});
 
-    Driver(Driver&&) noexcept;
-    Driver& operator=(Driver&&) noexcept;
+    Session(Session&&) noexcept;
+    Session& operator=(Session&&) noexcept;
     /// Ends the driver: by an end request and within `Limits::end`, or by SIGKILL if it does not
     /// exit or the session has failed. Afterwards the process is gone and has been waited for.
-    ~Driver();
+    ~Session();
 
     [[nodiscard]] const std::filesystem::path& program() const;
     [[nodiscard]] pid_t pid() const;
@@ -206,7 +206,7 @@ class Driver {
                  std::optional<std::string_view> text = {});
 
   private:
-    explicit Driver(std::unique_ptr<DriverProcess> process);
+    explicit Session(std::unique_ptr<DriverProcess> process);
     std::unique_ptr<DriverProcess> process_;
 };
 
