@@ -3,6 +3,8 @@
 
 #include "tdr/interruptGuard.h"
 
+#include <cctype>
+#include <cstddef>
 #include <cstring>
 
 ExitCode exitCodeOf(tdr::FailureKind kind) {
@@ -22,6 +24,21 @@ ExitCode exitCodeOf(tdr::FailureKind kind) {
     return ExitCode::Failed;
 }
 
+bool namesFile(std::string_view text, std::string_view file) {
+    const auto isPartOfName = [&](std::size_t at) {
+        constexpr std::string_view kOthers = "/._-";
+        return at < text.size() && (std::isalnum(static_cast<unsigned char>(text[at])) != 0 ||
+                                    kOthers.find(text[at]) != std::string_view::npos);
+    };
+    for (std::size_t at = text.find(file); at != std::string_view::npos;
+         at = text.find(file, at + 1)) {
+        if (!isPartOfName(at - 1) && !isPartOfName(at + file.size())) { // before 0 is npos
+            return true;
+        }
+    }
+    return false;
+}
+
 /// A signal from a terminal also reaches the drivers; their death is then not reported.
 static bool isInterruption(const tdr::Failure& failure) {
     return tdr::InterruptGuard::signal() != 0 && exitCodeOf(failure.kind) == ExitCode::DriverFailed;
@@ -36,8 +53,8 @@ Problem problemWith(std::string_view file, const tdr::Failure& failure) {
     if (isInterruption(failure)) {
         return {ExitCode::Failed, std::string(file) + ": interrupted"};
     }
-    const bool named = failure.kind == tdr::FailureKind::Refused &&
-                       failure.lastLine.find(file) != std::string::npos;
+    const bool named =
+        failure.kind == tdr::FailureKind::Refused && namesFile(failure.lastLine, file);
     return {exitCodeOf(failure.kind), (named ? "" : std::string(file) + ": ") + failure.text()};
 }
 

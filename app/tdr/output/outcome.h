@@ -37,6 +37,9 @@ using Outcome = tdr::Result<T, Problem>;
 /// "softimageFilter: get vendor name: refused: ...": the driver is the subject itself.
 [[nodiscard]] Problem problemWith(const tdr::Failure& failure);
 
+/// True when `text` has `file` in it as a name of its own, not as a part of another word.
+[[nodiscard]] bool namesFile(std::string_view text, std::string_view file);
+
 /// "a.pic: softimageFilter: get line: refused: ..."; without the first name if the driver's own
 /// reason has it.
 [[nodiscard]] Problem problemWith(std::string_view file, const tdr::Failure& failure);

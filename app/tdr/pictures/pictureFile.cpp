@@ -32,8 +32,7 @@ class Refusals {
         for (const std::string& reason : reasons_) {
             text += (text.empty() ? "" : "; ") + reason;
         }
-        const bool named = text.find(file) != std::string::npos;
-        return {code_, (named ? "" : file + ": ") + text};
+        return {code_, (namesFile(text, file) ? "" : file + ": ") + text};
     }
 
     [[nodiscard]] ExitCode code() const { return code_; }

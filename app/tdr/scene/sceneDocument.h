@@ -15,15 +15,6 @@
 #include <string>
 #include <sys/types.h>
 
-/// Disposes of a toolkit record by the toolkit's own function.
-template <auto Dispose>
-struct DisposedBy {
-    template <typename Record>
-    void operator()(Record* record) const {
-        Dispose(&record);
-    }
-};
-
 enum class SceneFlavour : int { Text = 0, Binary = 1 };
 
 struct SceneFormat;
@@ -42,9 +33,9 @@ struct FileStamp {
 struct SceneDocument {
     const SceneFormat* format = nullptr;
     SceneFlavour flavour = SceneFlavour::Text;
-    std::unique_ptr<Scene, DisposedBy<sceneDispose>> scene;
-    std::unique_ptr<Spline, DisposedBy<splineDispose>> spline;
-    std::unique_ptr<Model, DisposedBy<modelDispose>> tree;
+    std::unique_ptr<Scene, SceneDisposer> scene;
+    std::unique_ptr<Spline, SplineDisposer> spline;
+    std::unique_ptr<Model, ModelDisposer> tree;
     SceneReport report; ///< of reading it
     FileStamp stamp;    ///< of the file
 };

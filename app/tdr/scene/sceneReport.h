@@ -3,14 +3,13 @@
 // positions, the reason of a failure, and notes on the format.
 #pragma once
 
+#include "base/uniqueFile.h"
 #include "output/jsonWriter.h"
 #include "tinyUtils.h"
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -71,9 +70,5 @@ class SceneListener {
     SceneListener& operator=(const SceneListener&) = delete;
 
   private:
-    struct Closer {
-        void operator()(std::FILE* stream) const { std::fclose(stream); }
-    };
-
-    std::unique_ptr<std::FILE, Closer> stream_;
+    base::UniqueFile stream_;
 };

@@ -349,6 +349,14 @@ TEST_F(FilesTest, aDriverThatDiesOfTheTerminalsSignalIsNoNews) {
     EXPECT_EQ(problemWith("a.pic", died).text, "a.pic: interrupted");
 }
 
+TEST_F(FilesTest, aFileIsNamedOnceHoweverShortItsNameIs) {
+    for (const auto& [line, before] : {std::pair("cannot open 'a'", ""), std::pair("cannot", "a: "),
+                                       std::pair("cannot open 'b/a.pic'", "a: ")}) {
+        const tdr::Failure refused{tdr::FailureKind::Refused, "refused", {}, line};
+        EXPECT_EQ(problemWith("a", refused).text, before + ("refused: " + std::string(line)));
+    }
+}
+
 TEST_F(FilesTest, aLimitOfFileSizeIsAReasonAndLeavesNothing) {
     const auto scene = in("a.scn");
     fs::copy_file(sample("lighthouse.scn"), scene);
