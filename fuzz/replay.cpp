@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // A main for the fuzz targets without the fuzzer: runs every named file, and every file of every
-// named folder, through the target: as it is, cut short at every length, and with every single bit
+// named folder, through the target: unchanged, cut short at every length, and with every single bit
 // flipped.
 //   fuzz_TARGET PATH...      exit 0 when all ran, 2 when there was nothing to run
 #include "fuzzInput.h"
@@ -16,7 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// Files longer than this are only run as they are.
+/// Files longer than this are only run unchanged.
 constexpr std::size_t kMostDamaged = 4096;
 
 using Bytes = std::vector<std::uint8_t>;

@@ -115,7 +115,7 @@ class DriverProcess {
     /// Waits until the process has ended, `limit` has passed, or `cancelFd` is readable; true when
     /// it has ended.
     bool awaitExit(std::chrono::milliseconds limit, int cancelFd = -1) noexcept;
-    /// One that speaks of the request and ends with the driver's last line.
+    /// A failure that names the request and ends with the driver's last line.
     [[nodiscard]] Failure failure(FailureKind kind, std::string_view what) const;
     Failure died();
     Failure late();

@@ -124,10 +124,10 @@ struct Refusal {
 struct Sample {
     std::string name;
     std::string bytes;
-    std::size_t head;               ///< a file must be that long to be opened
+    std::size_t head;               ///< minimum size of a file that can be opened
     std::vector<std::string> lines; ///< from the bottom
-    bool fromTheTop = true;         ///< lines behind one that is cut are lost
-    char before = 'x';              ///< in the host's block; 0 where bits are added to it
+    bool fromTheTop = true;         ///< lines after a cut one are lost
+    char before = 'x';              ///< in the host's block; 0 if bits are OR-ed into it
 };
 
 /// A short file whose header claims the largest size.

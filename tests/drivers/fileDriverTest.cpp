@@ -318,7 +318,7 @@ TEST_F(FileDriverTest, WithoutMemoryARequestIsAnsweredWithAnError) {
 
 // --- Damage --------------------------------------------------------------------------------------
 
-/// How many of these lines are as in the sample. The others have parts of it and zeros.
+/// The number of lines that equal the sample's. The others have parts of them and zeros.
 std::size_t countWhole(const std::vector<std::string>& lines, const Sample& sample) {
     std::size_t whole = 0;
     for (std::size_t y = lines.size(); y-- > 0;) {

@@ -35,7 +35,7 @@ inline bool hasChildren() {
     return waitid(P_ALL, 0, &info, WEXITED | WNOHANG | WNOWAIT) == 0 || errno != ECHILD;
 }
 
-/// KiB by which this process has grown while the object lives.
+/// KiB by which this process has grown while the object exists.
 class Growth {
   public:
     [[nodiscard]] long now() const { return most() - before_; }

@@ -271,7 +271,7 @@ void answerLongs(std::initializer_list<int> longs) {
     send();
 }
 
-/// Has a picture of 3 x 2 in every file, and finds it damaged at the action `when`.
+/// Has a picture of 3 x 2 in every file, and reports damage at the action `when`.
 template <int when>
 void findDamage() {
     if (code() == ipc::kQueryBounds) {

@@ -37,7 +37,7 @@ TEST_F(CommandTest, usageErrorsExitWith2AndSayNothingOnStdout) {
         {{"scene", "polish", "a.spl"}, "polish"},
         {{"scene", "format", "a.spl"}, "--output"},
         {{"scene", "check", "a.spl", "-o", "x"}, "-o"},
-        {{"scene", "format", "a.spl", "-o", ""}, "empty"}, // once replaced the file itself
+        {{"scene", "format", "a.spl", "-o", ""}, "empty"}, // must not replace the file itself
         {{"plot", "a.spl"}, "--output"},
         {{"plot", "a.spl", "-o", "o", "--frames", "5"}, "frames are A-B"},
         {{"plot", "a.spl", "-o", "o", "--frames", "9-5"}, "frames are A-B"},
@@ -184,7 +184,7 @@ TEST_F(CommandTest, infoOfADamagedFileSaysSoOnceAndExitsWith1) {
     const std::string drivers = driverFolder({"earlyDamage"});
     const struct {
         std::string file;
-        std::string says; ///< behind the file's name in quotes
+        std::string says; ///< after the file's name in quotes
         const char* out = "";
         std::vector<std::string> options = {"--timeout", "100"};
     } cases[] = {

@@ -74,8 +74,8 @@ std::optional<tdr::SharedBlock> blockFor(const tdr::PictureSource& source) {
     return block ? std::optional(std::move(*block)) : std::nullopt;
 }
 
-/// Which driver is to write, as far as the user says so, the output's ending does, or the kind of
-/// the file that the output is now.
+/// Selects the writing driver by --to, by the output's ending, or by the kind of an existing output
+/// file.
 Outcome<std::optional<std::size_t>> Conversion::chooseWriter() {
     const std::string& target = options_.output;
     const Problem mattes{ExitCode::Failed,
@@ -123,7 +123,7 @@ Outcome<void> Conversion::run() {
         return file.failure();
     }
     pixels_ = blockFor(picture->source);
-    std::optional<RunningDriver> other; // not needed if the reading driver can write, too
+    std::optional<RunningDriver> other; // not needed if the reading driver can also write
     if (!pixels_ || picture->driver != driver) {
         auto taken = drivers_.take(driver);
         if (!taken) {

@@ -76,7 +76,7 @@ Text formatsText(tdr::Session& driver) {
 struct QueryRow {
     std::int16_t code;
     Text (*ask)(tdr::Session& driver);
-    std::string_view name = {}; ///< where it is not the name of the code
+    std::string_view name = {}; ///< if it differs from the name of the code
 };
 
 constexpr QueryRow kQueries[] = {

@@ -40,7 +40,7 @@ nlohmann::ordered_json jsonOf(const PictureFacts& facts) {
               {"channels", facts.format.channels}}}};
 }
 
-/// Asks the driver for what it says of itself and of the file that it has open.
+/// Queries the driver about itself and its open file.
 tdr::Status ask(tdr::Session& driver, PictureFacts& facts) {
     const auto vendor = driver.vendorName();
     const auto name = vendor ? driver.formatName() : vendor;

@@ -12,7 +12,7 @@
 /// failure and causes no SIGPIPE; any other error is reported and gives `Failed`.
 [[nodiscard]] ExitCode say(std::string_view text);
 
-/// Writes one line "tdr: text" to stderr: something that the user should know.
+/// Writes one line "tdr: text" to stderr: a message for the user.
 void warn(std::string_view text);
 
 /// Writes the reason of a failure in the same way and returns its exit status.

@@ -37,14 +37,14 @@ using Outcome = tdr::Result<T, Problem>;
 /// "softimageFilter: get vendor name: refused: ...": the driver is the subject itself.
 [[nodiscard]] Problem problemWith(const tdr::Failure& failure);
 
-/// True when `text` has `file` in it as a name of its own, not as a part of another word.
+/// True when `text` contains `file` as a whole name, not as a part of another word.
 [[nodiscard]] bool namesFile(std::string_view text, std::string_view file);
 
 /// "a.pic: softimageFilter: get line: refused: ..."; without the first name if the driver's own
 /// reason has it.
 [[nodiscard]] Problem problemWith(std::string_view file, const tdr::Failure& failure);
 
-/// "a.pic: ..." from a problem that does not name its file yet.
+/// "a.pic: ..." from a problem without its file's name.
 [[nodiscard]] Problem problemWith(std::string_view file, const Problem& problem);
 
 /// "a.pic: No such file or directory" from an errno value.

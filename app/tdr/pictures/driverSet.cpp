@@ -224,7 +224,7 @@ Outcome<std::optional<std::size_t>> DriverSet::byEnding(const fs::path& path) {
 Outcome<std::optional<std::size_t>> DriverSet::byKind(const std::string& kind) {
     for (std::size_t i = 0; i < entries_.size(); ++i) {
         if (name(i) == kind) {
-            ask(entries_[i]); // whoever takes it wants to know its ending
+            ask(entries_[i]); // every caller needs its ending
             return std::optional(i);
         }
     }

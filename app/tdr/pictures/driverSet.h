@@ -61,12 +61,12 @@ class DriverSet {
     /// ending. A driver that cannot be started comes last.
     [[nodiscard]] std::vector<std::size_t> readersFor(const std::filesystem::path& path);
 
-    /// The first driver whose files end like `path`, if there is one. Fails when there is none and
-    /// one that could not be asked might be it.
+    /// The first driver for the ending of `path`, if there is one. Fails if there is none, but a
+    /// driver that could not be queried might be the one.
     [[nodiscard]] Outcome<std::optional<std::size_t>> byEnding(const std::filesystem::path& path);
 
-    /// The driver that `kind` means: its name, or the ending of its files with the dot or without.
-    /// Fails when there is none.
+    /// The driver named by `kind`: its name, or the ending of its files with or without the dot.
+    /// Fails if there is none.
     [[nodiscard]] Outcome<std::optional<std::size_t>> byKind(const std::string& kind);
 
     [[nodiscard]] std::size_t size() const { return entries_.size(); }

@@ -12,8 +12,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Why no driver reads a file: the reasons of drivers that know it but cannot open it, or that none
-/// knows it. A driver that itself failed is always reported.
+/// Why no driver reads a file: the reasons of drivers that know its format but cannot open it, or
+/// that no driver knows it. A driver that itself failed is always reported.
 class Refusals {
   public:
     void add(const std::string& driver, const tdr::Failure& failure, const FileNames& names) {
@@ -50,7 +50,7 @@ class Refusals {
     std::vector<std::string> reasons_;
 };
 
-/// After these no other driver is asked: the run is to end, or there is no memory.
+/// True for failures after which no other driver is tried: a signal, or out of memory.
 bool endsTheSearch(const tdr::Failure& failure) {
     return failure.kind == tdr::FailureKind::NoMemory || tdr::InterruptGuard::signal() != 0;
 }
@@ -62,7 +62,7 @@ tdr::Result<tdr::PictureSource> openWith(tdr::Session& driver, const std::string
     return tdr::PictureSource::open(driver, path);
 }
 
-/// The file with the first driver that accepts it; none when all refuse.
+/// The file with the first driver that accepts it; none if all refuse.
 Outcome<std::optional<PictureFile>> findReader(DriverSet& drivers, const std::string& path,
                                                base::UniqueFd file, Refusals& refusals) {
     auto link = DriverLink::make(file.get(), path);

@@ -14,7 +14,7 @@
 
 /// A file that is connected for reading, with its driver.
 struct PictureFile {
-    std::size_t driver;                     ///< its number in the set
+    std::size_t driver;                     ///< its index in the set
     DriverLink link;                        ///< leads the driver to the file
     base::UniqueFd file;                    ///< the file of the link
     std::unique_ptr<RunningDriver> running; ///< at a fixed address: the source borrows its session
@@ -25,11 +25,11 @@ struct PictureFile {
 [[nodiscard]] Outcome<PictureFile> openPicture(DriverSet& drivers,
                                                const std::filesystem::path& path);
 
-/// The same for a file that is open for reading already.
+/// The same for a file that is already open for reading.
 [[nodiscard]] Outcome<PictureFile>
 openPicture(DriverSet& drivers, const std::filesystem::path& path, base::UniqueFd file);
 
-/// The same for a file of which nothing is known: none when it cannot be read or no driver reads
-/// it. Fails when a driver that might be the one failed itself.
+/// The same for an optional file: none if it cannot be read or no driver reads it. Fails if a
+/// driver that might be the right one failed itself.
 [[nodiscard]] Outcome<std::optional<PictureFile>> tryPicture(DriverSet& drivers,
                                                              const std::filesystem::path& path);

@@ -14,7 +14,7 @@ Reader Reader::the;
 
 namespace {
 
-/// What a character is to a style.
+/// The kind of a character in a style.
 enum Kind : std::uint8_t { kOrdinary, kBlank, kAlone, kEnd };
 
 /// The kind of each character; the first entry is for EOF.

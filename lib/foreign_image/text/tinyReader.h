@@ -100,7 +100,7 @@ class Reader {
     const Style* style_ = nullptr;
     char* word_ = animTokenLine;
     std::int64_t line_ = 1;
-    const std::uint8_t* kinds_ = nullptr; ///< what each character is, from EOF on
+    const std::uint8_t* kinds_ = nullptr; ///< the kind of each character, from EOF on
 };
 
 } // namespace text

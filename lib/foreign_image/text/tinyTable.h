@@ -97,7 +97,7 @@ Outcome readFrom(text::Reader& in, const Rows& rows, const Row* row, Draft& draf
     return in.word().empty() ? Outcome::EndOfFile : Outcome::Again;
 }
 
-/// The same where the current token need not be a word of the table.
+/// The same if the current token need not be a word of the table.
 template <typename Rows, typename Draft>
 Outcome read(text::Reader& in, const Rows& rows, Draft& draft, std::uint64_t* seen = nullptr) {
     return readFrom(in, rows, find(rows, in.word()), draft, seen);

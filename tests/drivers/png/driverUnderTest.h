@@ -21,7 +21,7 @@ inline constexpr const char* kMe = "PNG Filter";
 inline constexpr const char* kIdentity =
     "PNG Filter, Tarvo Works, PNG, test., .png, %s.%d.png, 1, 16435, 8, 1, 0, 1";
 inline constexpr const char* kEnding = ".png";
-inline constexpr const char* kSecondEnding = "without"; // the name is used as it stands
+inline constexpr const char* kSecondEnding = "without"; // the name is used unchanged
 inline constexpr int kClosedAfterReading = 0;
 inline constexpr bool kRefusedBoundsMoveTheOrigin = false;
 

@@ -83,7 +83,7 @@ inline std::string makePng(const PngKind& kind) {
                       static_cast<png_byte>(255 - i)};
         alphas[i] = static_cast<png_byte>(i % 2 == 0 ? 255 : i * 15);
     }
-    png_set_sRGB(png, info, PNG_sRGB_INTENT_PERCEPTUAL); // samples are taken as they are
+    png_set_sRGB(png, info, PNG_sRGB_INTENT_PERCEPTUAL); // samples are used unchanged
     const int entries = 1 << std::min(kind.depth, 8);
     if (kind.colour == PNG_COLOR_TYPE_PALETTE) {
         png_set_PLTE(png, info, colours.data(), entries);

@@ -25,7 +25,7 @@ TEST_F(SoftimageTest, WithoutAFormatThePictureIsBlack) {
 }
 
 TEST_F(SoftimageTest, LinesThatWereNeverSentAreNotWritten) {
-    // A picture 1 wide and 4 high, whose line y is of the value y + 1.
+    // A picture 1 wide and 4 high, whose line y has the value y + 1.
     const auto written = [](int value) {
         return support::bytes({0, value, value, value, 0, value});
     };

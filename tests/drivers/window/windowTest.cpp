@@ -153,7 +153,7 @@ const End kEnds[] = {
      },
      false},
     {"server gone", Desk::Manager::Bare, [](Desk& desk, WindowId) { desk.killServer(); }, false},
-    // It has been told to draw when it goes on, but there is nobody left to draw for.
+    // It has an event to draw when it continues, but the server has gone.
     {"server gone when it draws", Desk::Manager::Bare,
      [](Desk& desk, WindowId) {
          desk.coverBriefly({0, 0, 640, 480});

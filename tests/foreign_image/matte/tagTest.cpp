@@ -55,7 +55,7 @@ std::string bytesOf(const Words& words) {
     return support::tag(1, 1, 1, words).substr(104);
 }
 
-/// Reads a row of these words over a row of ones, and checks what it left of the stream.
+/// Reads a row of these words over a row of ones, and checks the position of the stream.
 std::string decoded(const std::string& bytes, std::size_t width, long after, bool cut) {
     const UniqueTag record = matte(static_cast<int>(width), 1, 1);
     setRow(record.get(), 0, 0, std::string(width, '1'));
@@ -70,7 +70,7 @@ std::string decoded(const std::string& bytes, std::size_t width, long after, boo
     return rowOf(record.get(), 0, 0);
 }
 
-/// The bytes in which the row is written, which give the same pixels back.
+/// The bytes of the written row, which read back as the same pixels.
 std::string encoded(const std::string& pixels) {
     const UniqueTag record = matte(static_cast<int>(pixels.size()), 1, 1);
     setRow(record.get(), 0, 0, pixels);

@@ -160,7 +160,7 @@ TEST_F(PictureWhole, SurvivesEveryChainThatLosesNothing) {
 }
 
 TEST_F(PictureWhole, ASmallPictureToTheByte) {
-    const UniquePicture record = picture(2, 2, 0xE0); // the channel without a plane is zeros
+    const UniquePicture record = picture(2, 2, 0xE0); // the channel without a plane is zero
     for (std::size_t c = 0; c < 3; ++c) {
         std::fill_n(record->planes[c], 4, 0x10 * (c + 1));
         ++record->planes[c][3];
@@ -173,11 +173,11 @@ TEST_F(PictureWhole, ASmallPictureToTheByte) {
 TEST_F(PictureWhole, WhatIsCutOffIsZero) {
     const UniquePicture record = picture(9, 5, 0xF0);
     const std::string whole = write(record, chainOf({{0, 0xF0}}));
-    for (const std::size_t lines : {4U, 2U, 0U}) { // and half of the one behind them
+    for (const std::size_t lines : {4U, 2U, 0U}) { // and half of the next one
         const support::CaptureStderr captured;
         const UniquePicture cut = read(whole.substr(0, 108 + lines * 36 + 18));
         ASSERT_NE(cut, nullptr);
-        for (std::size_t c = 0; c < 4; ++c) { // the line that is cut may hold either
+        for (std::size_t c = 0; c < 4; ++c) { // the cut line may hold either
             std::fill(record->planes[c] + 9 * lines, record->planes[c] + 45, std::uint8_t{0});
             std::fill_n(cut->planes[c] + 9 * lines, 9, std::uint8_t{0});
         }
@@ -213,7 +213,7 @@ TEST_F(PictureWhole, ClaimsCostNothing) {
 TEST_F(PictureWhole, AFullDiskIsReported) {
     const support::CaptureStderr captured;
     std::filesystem::create_symlink("/dev/full", path);
-    for (const int side : {300, 1}) { // the small one fails only when it is closed
+    for (const int side : {300, 1}) { // the small one fails only at close
         EXPECT_EQ(pictureWriteFile(path.c_str(), picture(side, side, 0xF0).get(), nullptr), 1);
     }
     const std::string said = captured.text();

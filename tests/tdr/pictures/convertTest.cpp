@@ -153,7 +153,7 @@ TEST_F(ConvertTest, exactlyTheNamedFileIsReadAndWritten) {
         std::string beside; ///< the name that a driver would use instead, or empty
         const std::string* content = nullptr;
         const Pixels* pixels = nullptr;
-        bool written = true; ///< mattes are not
+        bool written = true; ///< false for mattes
     };
     const Case cases[] = {
         {"holiday.jpg", "holiday.jpg.pic", &pic, &colours},

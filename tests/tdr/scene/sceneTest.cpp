@@ -291,7 +291,7 @@ TEST_F(SceneTest, aFileIsNeverReplacedByOneThatHoldsLess) {
         const char* what;
         std::string name;
         std::string content;
-        std::string says; ///< why it stays
+        std::string says; ///< why the file is not replaced
         bool loss = true; ///< otherwise a note
     } cases[] = {
         {"unknown", "a.spl", spline("  gloss\n"), "1 unknown word when it was read"},

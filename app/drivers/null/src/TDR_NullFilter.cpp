@@ -29,7 +29,7 @@ class TDR_NullFilter : public TDR_Driver {
     int devicePredicate() override { return 1; }
 
     // The size comes only from the host. Without one the connect is refused, so that a host that
-    // tries drivers on its file does not select this one; for reading without a line, since the
+    // tries drivers on its file does not select this one; for reading without a line, because the
     // file may be another driver's.
     int connectToFile(char* name, int mode) override {
         connected_ = base::isPictureSide(bounds[2]) && base::isPictureSide(bounds[3]);
