@@ -46,12 +46,23 @@ bool isManaged(Display* display, Window window) {
            isViewable(display, window);
 }
 
+std::string textOf(Display* display, Window window, const char* property) {
+    Atom type = 0;
+    int format = 0;
+    unsigned long size = 0;
+    unsigned long left = 0;
+    unsigned char* bytes = nullptr;
+    XGetWindowProperty(display, window, XInternAtom(display, property, False), 0, 300, False,
+                       AnyPropertyType, &type, &format, &size, &left, &bytes);
+    std::string text(reinterpret_cast<const char*>(bytes), bytes != nullptr ? size : 0);
+    XFree(bytes);
+    return text;
+}
+
+/// The title; nothing unless the old property and the newer one agree on it.
 std::string titleOf(Display* display, Window window) {
-    char* name = nullptr;
-    XFetchName(display, window, &name);
-    std::string title = name != nullptr ? name : "";
-    XFree(name);
-    return title;
+    const std::string title = textOf(display, window, "WM_NAME");
+    return title == textOf(display, window, "_NET_WM_NAME") ? title : "";
 }
 
 } // namespace
@@ -191,6 +202,17 @@ void Desk::xdotool(const std::vector<std::string>& arguments) const {
     command.insert(command.end(), arguments.begin(), arguments.end());
     const auto tool = start(command);
     EXPECT_EQ(tool->exitStatus(), 0) << tool->err();
+}
+
+void Desk::ask(Window window, const char* what) {
+    XEvent event{};
+    event.xclient.type = ClientMessage;
+    event.xclient.window = window;
+    event.xclient.message_type = XInternAtom(display(), "WM_PROTOCOLS", False);
+    event.xclient.format = 32;
+    event.xclient.data.l[0] = static_cast<long>(XInternAtom(display(), what, False));
+    XSendEvent(display(), window, False, NoEventMask, &event);
+    XSync(display(), False);
 }
 
 void Desk::destroy(Window window) {

@@ -65,6 +65,9 @@ class Desk {
     /// Destroys a window of another program at once.
     void destroy(WindowId window);
 
+    /// Sends a window a request of the protocols between managers and windows.
+    void ask(WindowId window, const char* what);
+
     /// Covers a part of the screen with a white window for a moment. The windows below have been
     /// notified when this returns.
     void coverBriefly(const Place& part);

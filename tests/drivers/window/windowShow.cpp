@@ -3,9 +3,9 @@
 //   tdr_window_show paste WIDTH HEIGHT TITLE          pasteBuffer
 //   tdr_window_show try   WIDTH HEIGHT TITLE          tryPasteBuffer; prints "failed" if it says so
 //   tdr_window_show depth WIDTH HEIGHT TITLE DEPTH    a visual of that depth
-//   tdr_window_show wait  WIDTH HEIGHT TITLE MODE     waits like a link, on input and window
 // It prints "done" at its end, to distinguish a return from a death, and exits with 3 when
-// descriptors are left open. A picture that is 0 wide or high, or too large, is passed as null.
+// descriptors are left open or the error handler is not the own one. A picture that is 0 wide or
+// high, or too large, is passed as null.
 #include "TDR_BufferWindow.h"
 #include "windowPattern.h"
 
@@ -16,6 +16,8 @@
 #include <poll.h>
 #include <string_view>
 #include <unistd.h>
+
+#include <X11/Xlib.h> // last, for its macros have everyday names
 
 namespace {
 
@@ -53,6 +55,10 @@ void showInDepth(const Request& want) {
     }
 }
 
+int ownHandler(Display* /*display*/, XErrorEvent* /*error*/) {
+    return 0;
+}
+
 long openDescriptors() {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
@@ -64,6 +70,7 @@ int main(int argc, char** argv) {
         return 2;
     }
     const long before = openDescriptors();
+    XSetErrorHandler(ownHandler);
     Request want{std::atol(argv[2]), std::atol(argv[3]), argv[4], nullptr,
                  argc > 5 ? std::atoi(argv[5]) : 0};
     std::vector<std::uint32_t> pixels;
@@ -74,5 +81,6 @@ int main(int argc, char** argv) {
     const std::string_view what = argv[1];
     (what == "paste" ? paste : what == "try" ? tryToPaste : showInDepth)(want);
     say("done");
-    return openDescriptors() == before ? 0 : 3;
+    const bool restored = XSetErrorHandler(nullptr) == ownHandler;
+    return restored && openDescriptors() == before ? 0 : 3;
 }

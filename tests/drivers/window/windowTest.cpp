@@ -93,7 +93,10 @@ TEST_P(OnEveryDesk, ShowsEveryPixelAtItsPlaceUntilEscape) {
     EXPECT_EQ(program->out(), kEntering);
 
     desk.awaitFocus(window);
-    desk.xdotool({"key", "a"}); // read and dropped
+    desk.ask(window, "WM_TAKE_FOCUS"); // read and dropped, as is the key
+    desk.xdotool({"key", "a"});
+    desk.coverBriefly({0, 0, 640, 480});
+    expectPicture(desk, window, 301, 203);
     desk.xdotool({"key", "Escape"});
     expectQuietEnd(*program);
 }
@@ -107,6 +110,11 @@ TEST_P(OnEveryDesk, DrawsAnewWhatWasCovered) {
         desk.coverBriefly(part);
         expectPicture(desk, window, 200, 100);
     }
+    program->kill(SIGSTOP); // two parts at once
+    desk.coverBriefly({20, 440, 10, 10});
+    desk.coverBriefly({150, 390, 40, 60});
+    program->kill(SIGCONT);
+    expectPicture(desk, window, 200, 100);
     desk.awaitFocus(window);
     desk.xdotool({"key", "Escape"});
     expectQuietEnd(*program);
