@@ -9,7 +9,7 @@
 #include "tinySpline.h"
 #include "tinyTag.h"
 
-#include <type_traits>
+#include <memory>
 
 namespace {
 
@@ -28,19 +28,6 @@ void expectNullWithoutMemory(Read read, IsRight isRight) {
                                   record.reset();
                               });
 }
-
-template <class Record>
-struct DisposerOf {
-    void operator()(Record* record) const {
-        if constexpr (std::is_same_v<Record, Scene>) {
-            sceneDispose(&record);
-        } else if constexpr (std::is_same_v<Record, Model>) {
-            modelDispose(&record);
-        } else {
-            splineDispose(&record);
-        }
-    }
-};
 
 class OutOfMemory : public PictureFiles {
   protected:
@@ -73,15 +60,15 @@ TEST_F(OutOfMemory, ReadersAnswerNull) {
 
 /// Reads and writes a sample with failing allocations: if a call reports success, its result is
 /// right.
-template <class Record, class Read, class Write>
+template <class Owner, class Read, class Write>
 void expectSampleOrFailure(const std::string& sample, Read read, Write write,
                            const std::string& copy) {
     SCOPED_TRACE(sample);
-    const auto isWhole = [&](const Record& record) {
+    const auto isWhole = [&](const typename Owner::element_type& record) {
         return write(record) == 1 && contentOf(copy) == contentOf(sample);
     };
-    expectNullWithoutMemory<std::unique_ptr<Record, DisposerOf<Record>>>(read, isWhole);
-    const std::unique_ptr<Record, DisposerOf<Record>> record(read());
+    expectNullWithoutMemory<Owner>(read, isWhole);
+    const Owner record(read());
     int written = 0;
     withEachAllocationFailing([&] { written = write(*record); },
                               [&](bool failed) {
@@ -96,17 +83,17 @@ TEST_F(OutOfMemory, ScenesSplinesAndTrees) {
     const std::string lamp = samples + "desk_lamp";
     const std::string lighthouse = samples + "lighthouse";
     const std::string copy = dir / "copy";
-    expectSampleOrFailure<Spline>(
+    expectSampleOrFailure<std::unique_ptr<Spline, SplineDisposer>>(
         vase + ".spl", [&] { return splineReadFile(vase.c_str()); },
         [&](const Spline& spline) { return splineWriteFile(copy.c_str(), &spline, 0); },
         copy + ".spl");
-    expectSampleOrFailure<Model>(
+    expectSampleOrFailure<std::unique_ptr<Model, ModelDisposer>>(
         lamp + ".hrc", [&] { return modelReadFile(lamp.c_str()); },
         [&](const Model& root) { return modelWriteFile(copy.c_str(), &root, 0); }, copy + ".hrc");
-    expectSampleOrFailure<Scene>(
+    expectSampleOrFailure<std::unique_ptr<Scene, SceneDisposer>>(
         lighthouse + ".scn",
         [&]() -> Scene* {
-            std::unique_ptr<Scene, DisposerOf<Scene>> scene(sceneAllocate());
+            std::unique_ptr<Scene, SceneDisposer> scene(sceneAllocate());
             if (scene != nullptr) {
                 scene->name = strdup(lighthouse.c_str());
             }
