@@ -67,10 +67,13 @@ TEST_F(PictureTest, aFileIsWholeWhenEveryLineWasWrittenOnce) {
         std::size_t refused = std::string::npos; ///< the step that must be refused
         bool whole = true;
     };
-    const Case cases[] = {{"a"},         {"4a"},         {"0a"},          {"204a"},
-                          {"43210"},     {"01234"},      {"30142"},       {"aa", 1},
-                          {"a2", 1},     {"4321044", 5}, {"3", 9, false}, {"4320", 9, false},
-                          {"", 9, false}};
+    const Case cases[] = {{"a"},           {"4a"},
+                          {"0a"},          {"204a"},
+                          {"43210"},       {"01234"},
+                          {"30142"},       {"aa", 1},
+                          {"a2", 1},       {"4321044", 5},
+                          {"3", 9, false}, {"4320", 9, false},
+                          {"", 9, false},  {"4321s", 4, false}}; // 's': a block that is too small
     const Picture picture = motley(3, 5);
     for (const auto& [program, file] :
          {std::pair("softimageFilter", "a.pic"), std::pair("pngFilter", "a.png")}) {
@@ -81,13 +84,16 @@ TEST_F(PictureTest, aFileIsWholeWhenEveryLineWasWrittenOnce) {
             ASSERT_TRUE(driver->transfersCaches());
             auto writer = PictureTarget::open(*driver, folder() / file, 3, 5);
             auto block = SharedBlock::create(picture.pixels.size());
-            ASSERT_TRUE(writer && block);
+            const auto small = SharedBlock::create(1);
+            ASSERT_TRUE(writer && block && small);
             for (std::size_t i = 0; i < c.order.size(); ++i) {
-                const std::int32_t line = c.order[i] == 'a' ? 0 : c.order[i] - '0';
+                const std::int32_t line = c.order[i] < 'a' ? c.order[i] - '0' : 0;
                 std::ranges::copy(std::span(picture.pixels).subspan(tdr::pictureBytes(3, line)),
                                   block->bytes().begin());
                 const auto done =
-                    c.order[i] == 'a' ? writer->writeAll(*block) : writer->writeLine(*block, line);
+                    c.order[i] == 'a'
+                        ? writer->writeAll(*block)
+                        : writer->writeLine(c.order[i] == 's' ? *small : *block, line);
                 EXPECT_EQ(done.ok(), i < c.refused) << i;
             }
             EXPECT_EQ(writer->close().ok(), c.whole);
