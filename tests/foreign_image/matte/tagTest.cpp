@@ -138,7 +138,7 @@ TEST(TagRows, AreReadFromWordsThatTheWriterNeverMakes) {
     } cases[] = {
         {"a stream of 18", 18, false, {0x4012, 0xF00F, 0x8000, 0x7777}, "111100000000111110", 6},
         {"a stream inside a row", 20, false, {0x4003, 0xA000, 0xC011}, "101" + ones(17), 6},
-        {"a stream longer than the row", 4, false, {0x4021, 0xA000, 0xFFFF, 0xFFFF, 7}, "1010", 8},
+        {"a stream longer than the row", 4, false, {0x4021, 0xAFFF, 0xFFFF, 0xFFFF, 7}, "1010", 8},
         {"empty runs", 4, false, {0x8000, 0xC000, 0x4000, 0x3C00}, "1111", 8},
         {"a run longer than the row", 4, false, {0xC100, 7}, "1111", 2},
         {"cut", 20, true, {0xC005}, "11111" + zeros(15), 2},

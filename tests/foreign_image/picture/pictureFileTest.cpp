@@ -87,6 +87,7 @@ TEST_F(PictureHeader, WhatIsReadAndWhatIsRefused) {
         {"a channel twice", head(2, 3, "\x01\x08\x02\xE0\x00\x08\x02\x30"s), true, ""},
         {"channels of 16 bits", head(2, 3, "\x01\x08\x02\xE0\x00\x10\x02\x10"s), false,
          "stores 16 bits per channel"},
+        {"channels of 4 bits", head(2, 3, "\x00\x04\x02\xE0"s), false, "stores 4 bits per channel"},
         {"chained to nothing", head(2, 3, "\x01\x08\x02\xE0"s), false, "ends inside"},
         {"no packet", head(2, 3, ""), false, "ends inside its channel packets"},
     };
@@ -240,10 +241,12 @@ TEST(PictureNotes, AreReadAndChangedInTheHeadsOfPicturesAndMattesOnly) {
     for (const auto& row : cases) {
         SCOPED_TRACE(row.name);
         const base::UniqueFile stream = streamOf(row.file);
+        PictureNotes read{1, 1, "x"};
+        EXPECT_EQ(pictureNotesRead(stream.get(), &read), row.changed.empty() ? 0 : 1);
+        EXPECT_STREQ(read.comment, "") << "what every new file says is no comment";
         PictureNotes change{1.2F, 2, {}};
         std::memset(change.comment, 'c', kFileCommentSize);
         EXPECT_EQ(pictureNotesWrite(stream.get(), &change), row.changed.empty() ? 0 : 1);
-        PictureNotes read{1, 1, "x"};
         EXPECT_EQ(pictureNotesRead(stream.get(), &read), row.changed.empty() ? 0 : 1);
         EXPECT_EQ(read.ratio, row.changed.empty() ? 0.0F : 1.2F);
         EXPECT_EQ(std::string(read.comment), row.changed.empty() ? "" : change.comment);
