@@ -61,9 +61,8 @@ void reportCut(const char* word, bool tooLong, std::size_t most) {
 } // namespace
 
 void Reader::setStyle(const Style& style) {
-    static_assert(EOF == -1);
     style_ = &style;
-    kinds_ = (style.bracesAlone ? kFileKinds : kAnimationKinds).data() + 1;
+    kinds_ = (style.bracesAlone ? kFileKinds : kAnimationKinds).data() - EOF; // -1
     word_ = style.bracesAlone ? fileWord : animTokenLine;
 }
 

@@ -76,11 +76,7 @@ TEST_F(FcurveTextTest, OldKeysEndAfterTheirFlag) {
     }
 }
 
-TEST_F(FcurveTextTest, WhatStoodThereIsReplacedOrNothingTaken) {
-    const Input in(kTwoKeys + " NEXT");
-    in_animToken(in);
-    EXPECT_EQ(fcurveReadAsciiAnimation(in, nullptr), 1);
-    EXPECT_STREQ(animToken, "NEXT");
+TEST_F(FcurveTextTest, WhatStoodThereIsReplaced) {
     Fcurve* curve = twoKeys().release();
     const Input none("CURVE_TYPE CAM_FOV X");
     in_animToken(none);

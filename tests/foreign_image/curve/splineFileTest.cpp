@@ -118,16 +118,6 @@ TEST_F(SplineFileTest, OnlyBezierTextHasHandles) {
     EXPECT_EQ(read(kHeader + bodyOf(spline))->name, nullptr) << "written as an empty one";
 }
 
-TEST_F(SplineFileTest, AQuoteInsideANameBecomesTheOtherKind) {
-    const OwnedSpline spline = bezier();
-    std::free(std::exchange(spline->name, strdup("a\"} b")));
-    const OwnedSpline again = read(fileOf(spline.get(), 0));
-    ASSERT_NE(again, nullptr);
-    EXPECT_STREQ(again->name, "a'} b");
-    EXPECT_EQ(again->keyCount, 2);
-    EXPECT_EQ(notices(), "dropped a\"} b 0;");
-}
-
 TEST_F(SplineFileTest, NumbersFillFiveColumnsOfThreeDecimals) {
     FM = 9;
     FD = 1;
@@ -320,14 +310,6 @@ TEST_F(SplineFileTest, WritingFailsCleanly) {
     for (const int flavour : {0, 1}) {
         EXPECT_EQ(splineWriteFile((folder_ / "full").c_str(), spline.get(), flavour), 0);
     }
-}
-
-TEST_F(SplineFileTest, BothFlavoursHoldTheSame) {
-    const OwnedSpline spline = bezier();
-    const std::string text = fileOf(spline.get(), 0);
-    const std::string binary = fileOf(read(text).get(), 1);
-    EXPECT_EQ(fileOf(read(binary).get(), 0), text);
-    EXPECT_EQ(fileOf(read(binary).get(), 1), binary);
 }
 
 // --- Records -------------------------------------------------------------------------------------
