@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstring>
 #include <numbers>
+#include <tuple>
 
 namespace {
 
@@ -387,6 +388,20 @@ TEST_F(ModelFile, UnknownTokensAreToldAndSkipped) {
     const std::string reader = messages();
     EXPECT_TRUE(reader.starts_with("Error: tinyModel ")) << reader;
     EXPECT_TRUE(reader.ends_with("): illegal token: 99\n")) << reader;
+}
+
+TEST_F(ModelFile, RecordsOfAlmostNoBytesAreRefused) {
+    std::int16_t node[] = {2, 8, 16, 0};
+    std::int16_t name[] = {1, 0};
+    std::int16_t step[] = {5, 0};
+    for (std::int16_t* spline : {step, name}) {
+        Prototype prototype{};
+        std::tie(prototype.lengths[0], prototype.lists[0]) = std::pair(std::int16_t{4}, node);
+        std::tie(prototype.lengths[8], prototype.lists[8]) = std::pair(std::int16_t{2}, spline);
+        const std::string body = std::string(12, '\0') + be16(2) + std::string(6, '\0');
+        const Tree root(modelReadBinary(Input(body), &prototype));
+        EXPECT_EQ(root != nullptr, spline == step) << "empty names fill memory from nothing";
+    }
 }
 
 TEST_F(ModelFile, EveryTruncationAndBitFlipEndsCleanly) {
