@@ -7,11 +7,13 @@
 #include "tdr/interruptGuard.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <exception>
 #include <fcntl.h>
 #include <new>
+#include <string_view>
 #include <unistd.h>
 
 namespace {
@@ -46,15 +48,15 @@ void refuseEmptyValues(CLI::App& app) {
     }
 }
 
-ExitCode run(int argc, char** argv, std::span<const AddSubcommand> subcommands, Command& command) {
+ExitCode run(int argc, char** argv, std::span<const Subcommand> subcommands, Command& command) {
     CLI::App app("Reads, converts and describes image files through their drivers.", "tdr");
     app.set_version_flag("--version", TDR_VERSION);
     app.require_subcommand(1);
     app.fallthrough();
     app.footer("Exit status: 0 done, 1 failed, 2 usage, 3 a driver could not be started or died.");
     addSharedOptions(app, command.drivers);
-    for (const AddSubcommand add : subcommands) {
-        add(app, command);
+    for (const Subcommand& subcommand : subcommands) {
+        subcommand.add(app, command);
     }
     refuseEmptyValues(app);
     try {
@@ -91,16 +93,28 @@ void openStandardStreams() {
     }
 }
 
+/// The exit status when out of memory: of the chosen subcommand, found without any memory.
+ExitCode outOfMemoryStatus = ExitCode::Failed;
+
+void setOutOfMemoryStatus(std::span<char*> arguments, std::span<const Subcommand> subcommands) {
+    for (const std::string_view argument : arguments) {
+        const auto chosen = std::ranges::find(subcommands, argument, &Subcommand::name);
+        if (chosen != subcommands.end()) {
+            outOfMemoryStatus = chosen->failed;
+            return;
+        }
+    }
+}
+
 /// Some library calls end the process when out of memory. The next run removes what is left.
 [[noreturn]] void endForWantOfMemory() {
     (void)writeWhole(STDERR_FILENO, "tdr: out of memory\n");
-    std::_Exit(static_cast<int>(ExitCode::Failed));
+    std::_Exit(static_cast<int>(outOfMemoryStatus));
 }
 
 /// A run throws most likely because it is out of memory; its objects have cleaned up by then.
-/// `failed` is read afterwards.
 template <typename Run>
-ExitCode withoutThrowing(Run run, const ExitCode& failed) {
+ExitCode withoutThrowing(Run run) {
     try {
         return run();
     } catch (const std::bad_alloc&) {
@@ -110,26 +124,26 @@ ExitCode withoutThrowing(Run run, const ExitCode& failed) {
         (void)writeWhole(STDERR_FILENO, error.what());
         (void)writeWhole(STDERR_FILENO, "\n");
     }
-    return failed;
+    return outOfMemoryStatus;
 }
 
 } // namespace
 
-int runCommand(int argc, char** argv, std::span<const AddSubcommand> subcommands) {
+int runCommand(int argc, char** argv, std::span<const Subcommand> subcommands) {
     openStandardStreams();
+    setOutOfMemoryStatus({argv, static_cast<std::size_t>(argc)}, subcommands);
     std::set_terminate(endForWantOfMemory);
     Command command;
     ExitCode exit = ExitCode::Failed;
     {
         const tdr::InterruptGuard guard;
-        exit =
-            withoutThrowing([&] { return run(argc, argv, subcommands, command); }, command.failed);
+        exit = withoutThrowing([&] { return run(argc, argv, subcommands, command); });
     }
     if (const int signal = tdr::InterruptGuard::signal(); signal != 0) {
         tdr::InterruptGuard::endBySignal(signal);
     }
     if (!command.successor.empty()) { // only now, with the signals' original actions restored
-        exit = withoutThrowing([&] { return handOver(command.successor, argv); }, command.failed);
+        exit = withoutThrowing([&] { return handOver(command.successor, argv); });
     }
     return static_cast<int>(exit);
 }

@@ -4,8 +4,15 @@
 
 int main(int argc, char** argv) {
     // In the order of the help.
-    static constexpr AddSubcommand kSubcommands[] = {
-        addDrivers, addQuery, addInfo, addConvert, addCompare, addView, addScene, addPlot,
+    static constexpr Subcommand kSubcommands[] = {
+        {"drivers", addDrivers},
+        {"query", addQuery},
+        {"info", addInfo},
+        {"convert", addConvert},
+        {"compare", addCompare, ExitCode::NotCompared}, // a script reads 1 as "different"
+        {"view", addView},
+        {"scene", addScene},
+        {"plot", addPlot},
     };
     return runCommand(argc, argv, kSubcommands);
 }

@@ -17,9 +17,9 @@ WORKERS = 6 * os.cpu_count()  # runs wait more than they compute
 OLD = b"what the target held before\n"
 WHOLE_BLOCK = 9 * 7 * 4  # bytes of the picture's block; without it a conversion goes line by line
 
-# The command, the file it writes, the processes to fail one at a time, environment.
-Scenario = collections.namedtuple("Scenario", "name command target processes environment",
-                                  defaults=({},))
+# The command, the file it writes, the processes to fail one at a time, environment, status of failure.
+Scenario = collections.namedtuple("Scenario", "name command target processes environment failed",
+                                  defaults=({}, 1))
 CONVERSION = ("tdr", "softimageFilter", "pngFilter")
 SCENARIOS = [
     Scenario("pic-to-png", "convert in.pic out.png", "out.png", CONVERSION),
@@ -27,6 +27,7 @@ SCENARIOS = [
     Scenario("tag-to-png", "convert in.tag out.png", "out.png", CONVERSION),
     Scenario("lines", "convert in.pic out.png", "out.png", CONVERSION,
              {"FAULT_BLOCK": str(WHOLE_BLOCK)}),
+    Scenario("compare", "compare in.pic in.png", "bystander", CONVERSION, {}, 4),
     Scenario("scene", "scene format in.scn -o in.scn", "in.scn", ("tdr",)),
     Scenario("plot", "plot in.spl -o out.svg", "out.svg", ("tdr",)),
 ]
@@ -116,7 +117,8 @@ class Death:
 def goodStatuses(case):
     """The allowed exit statuses; a negative one is a signal."""
     if case.death is None or case.death.who == "driver":
-        return (0, 1, 2, 3) if case.kind == "stat" else (0, 1, 3)  # 2: an option's folder
+        failed = case.scenario.failed
+        return (0, failed, 2, 3) if case.kind == "stat" else (0, failed, 3)  # 2: an option's folder
     number = signal.Signals["SIG" + case.death.name]
     return {"TSTP": (0,), "PIPE": (0, 3, -number)}.get(case.death.name, (0, -number))
 

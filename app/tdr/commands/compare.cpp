@@ -193,8 +193,6 @@ void addCompare(CLI::App& app, Command& command) {
     auto files = std::make_shared<std::pair<std::string, std::string>>();
     sub->add_option("a", files->first, "One picture")->required()->type_name("A");
     sub->add_option("b", files->second, "The other picture")->required()->type_name("B");
-    sub->callback([&command, files] {
-        command.failed = ExitCode::NotCompared;
-        command.exit = run(command.drivers, files->first, files->second);
-    });
+    sub->callback(
+        [&command, files] { command.exit = run(command.drivers, files->first, files->second); });
 }

@@ -4,6 +4,7 @@
 #include "output/console.h"
 #include "pictures/pictureFile.h"
 #include "subcommands.h"
+#include "tdr/interruptGuard.h"
 
 #include <CLI/App.hpp>
 #include <CLI/Config.hpp>
@@ -61,6 +62,7 @@ ExitCode showOne(const std::string& file, const DriverOptions& driverOptions, Js
     DriverSet drivers(driverOptions);
     const FileKind kind = kindOf(file);
     const auto info = kind.describe(file, drivers);
+    const tdr::InterruptGuard::Pause nothingToCleanUp; // a large scene takes long
     if (json != nullptr) {
         writeJson(*json, file, kind, info);
     } else if (info) {

@@ -19,14 +19,17 @@ class App;
 struct Command {
     DriverOptions drivers;
     ExitCode exit = ExitCode::Done;
-    ExitCode failed = ExitCode::Failed; ///< if an exception ends it (out of memory)
     std::string successor;
 };
 
-using AddSubcommand = void (*)(CLI::App& app, Command& command);
+struct Subcommand {
+    const char* name;
+    void (*add)(CLI::App& app, Command& command);
+    ExitCode failed = ExitCode::Failed; ///< the exit status if it runs out of memory
+};
 
 /// Runs a program with these subcommands; returns its exit status.
-[[nodiscard]] int runCommand(int argc, char** argv, std::span<const AddSubcommand> subcommands);
+[[nodiscard]] int runCommand(int argc, char** argv, std::span<const Subcommand> subcommands);
 
 void addDrivers(CLI::App& app, Command& command);
 void addQuery(CLI::App& app, Command& command);

@@ -16,10 +16,10 @@ namespace {
 
 constexpr char kAccessList[] = "system.posix_acl_access";
 
-/// Only these belong to users. The system manages the others, even those that we may set, and some
-/// apply only to the content for which they were set.
+/// Only these belong to users, the trusted ones to the administrator. The system manages the
+/// others, even those that we may set, and some apply only to the content for which they were set.
 bool isUsers(std::string_view name) {
-    return name.starts_with("user.") || name == kAccessList;
+    return name.starts_with("user.") || name.starts_with("trusted.") || name == kAccessList;
 }
 
 constexpr mode_t kGroupBits = 0070;

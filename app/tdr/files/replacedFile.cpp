@@ -3,6 +3,7 @@
 
 #include "fileAttributes.h"
 #include "output/wholeWrite.h"
+#include "tdr/interruptGuard.h"
 
 #include <array>
 #include <cerrno>
@@ -123,6 +124,9 @@ Outcome<void> ReplacedFile::write(std::string_view text) {
 }
 
 Outcome<void> ReplacedFile::commit() {
+    if (tdr::InterruptGuard::signal() != 0) {
+        return problemWith(named_, EINTR);
+    }
     struct stat written {};
     if (::fstat(file_.fd(), &written) != 0) {
         return problemWith(named_, errno);

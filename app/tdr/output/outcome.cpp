@@ -4,6 +4,7 @@
 #include "tdr/interruptGuard.h"
 
 #include <cctype>
+#include <cerrno>
 #include <cstddef>
 #include <cstring>
 
@@ -63,5 +64,7 @@ Problem problemWith(std::string_view file, const Problem& problem) {
 }
 
 Problem problemWith(std::string_view file, int error) {
-    return {ExitCode::Failed, std::string(file) + ": " + std::strerror(error)};
+    const bool interrupted = error == EINTR && tdr::InterruptGuard::signal() != 0;
+    return {ExitCode::Failed,
+            std::string(file) + ": " + (interrupted ? "interrupted" : std::strerror(error))};
 }

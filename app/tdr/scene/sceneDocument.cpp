@@ -5,6 +5,7 @@
 #include "files/readableFile.h"
 #include "files/replacedFile.h"
 #include "output/utf8Text.h"
+#include "tdr/interruptGuard.h"
 #include "tinyFile.h"
 
 #include <array>
@@ -246,6 +247,7 @@ Outcome<void> write(const SceneDocument& document, const fs::path& target, Scene
 } // namespace
 
 Outcome<SceneDocument> readSceneDocument(const fs::path& file) {
+    const tdr::InterruptGuard::Pause nothingToCleanUp; // a large file takes long
     try {
         return read(file);
     } catch (const std::bad_alloc&) {

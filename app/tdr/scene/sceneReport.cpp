@@ -13,6 +13,10 @@
 
 namespace {
 
+/// An unknown word on the line of the last one, or on the next, has the same cause: a reader that
+/// has lost its place knows some of the words by chance.
+constexpr std::int64_t kSameCause = 1;
+
 /// The phrase for notices of one kind: its name, the word in quotes, the detail between two texts.
 struct Phrase {
     const char* one;     ///< also the beginning of the phrase
@@ -113,12 +117,14 @@ void SceneReport::add(const AnimNotice& notice) {
                                                          : "");
         return;
     }
-    if (notice.kind == AnimNoticeKind::UnknownWord && notice.follows && !remarks.empty()) {
+    const bool unknown = notice.kind == AnimNoticeKind::UnknownWord;
+    if (unknown && !remarks.empty() && (notice.follows || notice.line - runEnd_ <= kSameCause)) {
         extendRun(notice.line);
         return;
     }
     append(animSeverity(notice.kind), placeOf(notice), phraseOf(notice));
     run_ = 0;
+    runEnd_ = notice.line > 0 ? notice.line : kNoRun;
 }
 
 void SceneReport::addMessage(std::string_view message) {
@@ -130,6 +136,7 @@ void SceneReport::addMessage(std::string_view message) {
 /// Words that a reader skips after an unknown word have the same cause.
 void SceneReport::extendRun(std::int64_t line) {
     SceneRemark& last = remarks.back();
+    runEnd_ = line;
     if (run_++ == 0) {
         beforeRun_ = last.text;
     }

@@ -114,6 +114,6 @@ void addViewHere(CLI::App& app, Command& command) {
 } // namespace
 
 int main(int argc, char** argv) {
-    static constexpr AddSubcommand kSubcommands[] = {addViewHere};
+    static constexpr Subcommand kSubcommands[] = {{"view", addViewHere}};
     return runCommand(argc, argv, kSubcommands);
 }

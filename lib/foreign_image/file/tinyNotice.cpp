@@ -21,13 +21,14 @@ char failureReason[kDetailSize] = "";
 bool failureSaid = false; ///< a separate message has reported it
 
 /// True for notices that result from line ends of another system.
-bool followsFromLineEnds(AnimNoticeKind kind) {
-    return kind == AnimNoticeKind::UnknownWord || kind == AnimNoticeKind::Missing ||
-           kind == AnimNoticeKind::BadNumber;
+bool followsFromLineEnds(const AnimNotice& notice) {
+    const bool ofReading = notice.line > 0;
+    return ofReading &&
+           (animSeverity(notice.kind) == AnimSeverity::Loss || notice.kind == AnimNoticeKind::Kept);
 }
 
 void send(const AnimNotice& notice) {
-    if (theObserver != nullptr && !(lineEndsReported && followsFromLineEnds(notice.kind))) {
+    if (theObserver != nullptr && !(lineEndsReported && followsFromLineEnds(notice))) {
         theObserver(theContext, notice);
     }
 }

@@ -167,7 +167,7 @@ enum class AnimNoticeKind : std::uint8_t {
     Surplus,   ///< text or bytes after the end, for example a second model; `word`: the first of
                ///< them, "" for bytes
     LineEnds,  ///< the file has line ends of another system; `word`: "DOS line ends" or "old Mac
-               ///< line ends"; reported once, and no UnknownWord, Missing or BadNumber after it
+               ///< line ends"; reported once, and no loss of reading or Kept after it
     // The call returns its failure value (0 or null).
     Failed, ///< `detail`: why ("Input/output error"); also printed on the message stream
     // Notes: properties of the format; nothing has gone wrong.

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <regex>
 
 namespace {
 
@@ -142,6 +143,9 @@ TEST_F(SceneTest, checkTellsEachLossOnceWithItsLine) {
                               "TIME 1 VALUE 2 KEYTYPE KEYFRAME \n\n";
     const std::string lamp = contentOf(sample("desk_lamp.hrc"));
     const std::string spline = "SPLN: x v2.60\n\n\nspline\n{\n";
+    const std::string scene = contentOf(sample("lighthouse.scn"));
+    std::string mistyped = scene;
+    mistyped[mistyped.find("FLAGS", mistyped.find("LIG_INTX")) + 1] = 'Q';
     const struct {
         const char* name;
         std::string bytes;
@@ -156,6 +160,10 @@ TEST_F(SceneTest, checkTellsEachLossOnceWithItsLine) {
          kScene + curve + "TIME 2 VALEU 3 \n   LEFT_SLOPE 0 \n\nTIME 3 VALUE 2 \nFAR 7 \n",
          {":12: ", "unknown word \"VALEU\" and 9 words behind it, up to line 16\n",
           ": 10 unknown "}},
+        {"curve.scn", mistyped, {":224: unknown word \"FQAGS\" and ", ": 339 unknown words\n"}},
+        {"dos.scn",
+         std::regex_replace(scene, std::regex("\n"), "\r\n"),
+         {":1: DOS line ends\n", ": 1 line ends of another system\n"}},
         {"numbers.scn",
          kScene + "PAUSE 0 \nFRAME 1 40000 1 1 \nRATE thirty \n",
          {":7: dropped \"FRAME\" given before; the later value counts; ",
@@ -188,7 +196,7 @@ TEST_F(SceneTest, checkTellsEachLossOnceWithItsLine) {
             ASSERT_NE(at, std::string::npos) << whole << "is not in:\n" << ended.out;
         }
     }
-    EXPECT_EQ(std::ranges::count(ended.out, '\n'), 20);
+    EXPECT_EQ(std::ranges::count(ended.out, '\n'), 24) << ended.out;
     EXPECT_TRUE(contains(run({"info", in("words.scn")}).out, "check     4 unknown words"));
 }
 
