@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "stderrLines.h"
 
+#include "base/retry.h"
+
 #include <array>
 #include <cerrno>
 #include <cstddef>
@@ -35,7 +37,8 @@ void StderrLines::open(base::UniqueFd pipe, std::function<void(std::string_view)
 void StderrLines::drain() noexcept {
     std::array<char, 4096> bytes;
     for (std::size_t taken = 0; pipe_.valid() && taken < kLargestPipe;) {
-        const ssize_t got = ::read(pipe_.get(), bytes.data(), bytes.size());
+        const ssize_t got =
+            base::retried([&] { return ::read(pipe_.get(), bytes.data(), bytes.size()); });
         if (got > 0) {
             taken += static_cast<std::size_t>(got);
             keep({bytes.data(), static_cast<std::size_t>(got)});
@@ -43,7 +46,7 @@ void StderrLines::drain() noexcept {
             pipe_.reset();
         } else if (errno == EAGAIN) {
             return;
-        } else if (errno != EINTR) {
+        } else {
             lost_ = true;
             pipe_.reset();
         }

@@ -2,6 +2,7 @@
 #include "wholeWrite.h"
 
 #include "base/holdSigpipe.h"
+#include "base/retry.h"
 #include "tdr/interruptGuard.h"
 
 #include <algorithm>
@@ -51,10 +52,8 @@ int writeWhole(int fd, std::string_view text) {
 int copyWhole(int from, int to) {
     std::array<char, 1 << 16> bytes;
     for (off_t at = 0;;) {
-        const ssize_t got = ::pread(from, bytes.data(), bytes.size(), at);
-        if (got < 0 && errno == EINTR) {
-            continue;
-        }
+        const ssize_t got =
+            base::retried([&] { return ::pread(from, bytes.data(), bytes.size(), at); });
         if (got <= 0) {
             return got < 0 ? errno : 0;
         }

@@ -2,6 +2,7 @@
 #include "pngChunks.h"
 
 #include "base/byteOrder.h"
+#include "base/retry.h"
 
 #include <algorithm>
 #include <array>
@@ -60,29 +61,27 @@ void appendBe32(std::string& to, std::uint32_t value) {
 /// Reads exactly these bytes of the file; false on failure, with errno 0 at the end of the file.
 bool readAt(int fd, char* bytes, std::size_t count, std::int64_t at) {
     while (count > 0) {
-        const ssize_t got = ::pread(fd, bytes, count, at);
-        if (got == 0 || (got < 0 && errno != EINTR)) {
+        const ssize_t got = base::retried([&] { return ::pread(fd, bytes, count, at); });
+        if (got <= 0) {
             errno = got == 0 ? 0 : errno;
             return false;
         }
-        const ssize_t step = std::max<ssize_t>(got, 0);
-        bytes += step;
-        count -= static_cast<std::size_t>(step);
-        at += step;
+        bytes += got;
+        count -= static_cast<std::size_t>(got);
+        at += got;
     }
     return true;
 }
 
 bool writeAt(int fd, const char* bytes, std::size_t count, std::int64_t at) {
     while (count > 0) {
-        const ssize_t put = ::pwrite(fd, bytes, count, at);
-        if (put < 0 && errno != EINTR) {
+        const ssize_t put = base::retried([&] { return ::pwrite(fd, bytes, count, at); });
+        if (put < 0) {
             return false;
         }
-        const ssize_t step = std::max<ssize_t>(put, 0);
-        bytes += step;
-        count -= static_cast<std::size_t>(step);
-        at += step;
+        bytes += put;
+        count -= static_cast<std::size_t>(put);
+        at += put;
     }
     return true;
 }

@@ -2,6 +2,7 @@
 #include "sceneDocument.h"
 
 #include "base/byteOrder.h"
+#include "base/retry.h"
 #include "files/readableFile.h"
 #include "files/replacedFile.h"
 #include "output/utf8Text.h"
@@ -85,11 +86,12 @@ struct Beginning {
     /// False, with errno set, when it cannot be read.
     bool read(int fd) {
         while (size < bytes.size()) {
-            const ssize_t got = ::read(fd, bytes.data() + size, bytes.size() - size);
-            if (got == 0 || (got < 0 && errno != EINTR)) {
+            const ssize_t got =
+                base::retried([&] { return ::read(fd, bytes.data() + size, bytes.size() - size); });
+            if (got <= 0) {
                 return got == 0;
             }
-            size += got > 0 ? static_cast<std::size_t>(got) : 0;
+            size += static_cast<std::size_t>(got);
         }
         return true;
     }
