@@ -93,7 +93,7 @@ void openStandardStreams() {
     }
 }
 
-/// The exit status when out of memory: of the chosen subcommand, found without any memory.
+/// The exit status of the selected subcommand when out of memory, found without allocating.
 ExitCode outOfMemoryStatus = ExitCode::Failed;
 
 void setOutOfMemoryStatus(std::span<char*> arguments, std::span<const Subcommand> subcommands) {

@@ -14,7 +14,7 @@
 namespace {
 
 /// An unknown word on the line of the last one, or on the next, has the same cause: a reader that
-/// has lost its place knows some of the words by chance.
+/// is out of step recognises some words by chance.
 constexpr std::int64_t kSameCause = 1;
 
 /// The phrase for notices of one kind: its name, the word in quotes, the detail between two texts.

@@ -59,7 +59,7 @@ std::string textOf(Display* display, Window window, const char* property) {
     return text;
 }
 
-/// The title; nothing unless the old property and the newer one agree on it.
+/// The title; empty unless the old and the newer property agree.
 std::string titleOf(Display* display, Window window) {
     const std::string title = textOf(display, window, "WM_NAME");
     return title == textOf(display, window, "_NET_WM_NAME") ? title : "";

@@ -4,7 +4,7 @@
 //   tdr_window_show try   WIDTH HEIGHT TITLE          tryPasteBuffer; prints "failed" if it says so
 //   tdr_window_show depth WIDTH HEIGHT TITLE DEPTH    a visual of that depth
 // It prints "done" at its end, to distinguish a return from a death, and exits with 3 when
-// descriptors are left open or the error handler is not the own one. A picture that is 0 wide or
+// descriptors are left open or the error handler has not been restored. A picture that is 0 wide or
 // high, or too large, is passed as null.
 #include "TDR_BufferWindow.h"
 #include "windowPattern.h"
@@ -17,7 +17,7 @@
 #include <string_view>
 #include <unistd.h>
 
-#include <X11/Xlib.h> // last, for its macros have everyday names
+#include <X11/Xlib.h> // last, because its macros have common names
 
 namespace {
 
