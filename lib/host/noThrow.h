@@ -16,7 +16,7 @@ auto withoutThrowing(Call&& call) noexcept -> decltype(call()) {
     try {
         return call();
     } catch (const std::bad_alloc&) {
-        return Failure{FailureKind::NoMemory, "no memory"};
+        return Failure{FailureKind::NoMemory, "out of memory"};
     } catch (...) {
         return Failure{FailureKind::NoMemory, "exception"};
     }

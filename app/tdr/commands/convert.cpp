@@ -77,6 +77,9 @@ std::optional<tdr::SharedBlock> blockFor(const tdr::PictureSource& source) {
 /// Selects the writing driver by --to, by the output's ending, or by the kind of an existing output
 /// file.
 Outcome<std::optional<std::size_t>> Conversion::chooseWriter() {
+    if (options_.output == "-") { // elsewhere it names a stream; a file of that name surprises
+        return Problem{ExitCode::Failed, "-: standard output cannot be written; ./- names a file"};
+    }
     const std::string& target = options_.output;
     const Problem mattes{ExitCode::Failed,
                          target + ": mattes (.tag) can be read, but not be written yet"};

@@ -102,6 +102,8 @@ TEST_F(ConvertTest, whatCannotBeReadOrWrittenIsNamedWithItsReason) {
         EXPECT_TRUE(contains(ended.err, c.says));
         EXPECT_EQ(ended.out, "");
     }
+    EXPECT_EQ(run({"convert", in("small.pic"), "-"}).err,
+              "tdr: -: standard output cannot be written; ./- names a file\n");
     EXPECT_EQ(namesIn(files().path()), before);
 }
 
