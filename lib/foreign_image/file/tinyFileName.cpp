@@ -14,8 +14,11 @@ MallocString fileNameOf(std::string_view base, std::string_view ending) {
 }
 
 base::UniqueFile fileOpen(const MallocString& fileName, char mode) {
-    errno = ENOMEM;
-    return fileName != nullptr ? base::openFile(fileName.get(), mode) : nullptr;
+    if (fileName == nullptr) {
+        errno = ENOMEM;
+        return nullptr;
+    }
+    return base::openFile(fileName.get(), mode);
 }
 
 base::UniqueFile fileOpen(std::string_view name, std::string_view ending, char mode) {
