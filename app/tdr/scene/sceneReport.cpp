@@ -122,9 +122,10 @@ void SceneReport::add(const AnimNotice& notice) {
         extendRun(notice.line);
         return;
     }
+    const std::size_t droppedBefore = dropped;
     append(animSeverity(notice.kind), placeOf(notice), phraseOf(notice));
     run_ = 0;
-    runEnd_ = notice.line > 0 ? notice.line : kNoRun;
+    runEnd_ = unknown && dropped == droppedBefore ? notice.line : kNoRun;
 }
 
 void SceneReport::addMessage(std::string_view message) {

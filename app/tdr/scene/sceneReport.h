@@ -55,9 +55,10 @@ struct SceneReport {
 
     static constexpr std::int64_t kNoRun = INT64_MIN / 2;
 
-    std::int64_t runEnd_ = kNoRun; ///< line of the last remark, or of the last word of its run
-    std::size_t run_ = 0;          ///< words skipped after the unknown one of the last remark
-    std::string beforeRun_;        ///< text of the last remark without them
+    std::int64_t runEnd_ =
+        kNoRun;             ///< line of the last unknown word, if the last remark is about it
+    std::size_t run_ = 0;   ///< words skipped after the unknown one of the last remark
+    std::string beforeRun_; ///< text of the last remark without them
 };
 
 /// Writes the number of losses of each kind as members of an object that the caller has begun.
