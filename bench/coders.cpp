@@ -202,8 +202,8 @@ void copyPixels(Sample& sample) {
 /// driver does for line requests.
 template <typename Move>
 void eachLine(Sample& sample, Move move) {
-    const softimage::ChannelLines lines = {sample.out[kRed].data(), sample.out[kGreen].data(),
-                                           sample.out[kBlue].data(), sample.out[kAlpha].data()};
+    const softimage::ChannelLines lines = {sample.out[kAlpha].data(), sample.out[kBlue].data(),
+                                           sample.out[kGreen].data(), sample.out[kRed].data()};
     for (std::uint32_t row = 0; row < sample.height(); ++row) {
         move(lines, sample.pixels.data(), sample.width());
         benchmark::ClobberMemory();

@@ -13,15 +13,12 @@ struct Case {
     const char* name;
     int format;
     int bytes;
-    std::vector<int> channels; // of each byte of a pixel
+    std::vector<int> channels; // the line of each byte of a pixel
 };
 
 const Case kCases[] = {
-    {"RGBA", 0, 4, {kAlpha, kBlue, kGreen, kRed}},
-    {"RGB", -99, 3, {kBlue, kGreen, kRed}},
-    {"alpha", -98, 1, {kAlpha}},
-    {"matte", 1, 1, {}},
-    {"none set", -1, 1, {}},
+    {"RGBA", 0, 4, {0, 1, 2, 3}}, {"RGB", -99, 3, {1, 2, 3}}, {"alpha", -98, 1, {0}},
+    {"matte", 1, 1, {}},          {"none set", -1, 1, {}},
 };
 
 constexpr std::size_t kRoom = 1300;

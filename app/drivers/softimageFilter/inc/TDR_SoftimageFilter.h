@@ -85,7 +85,7 @@ class TDR_SoftimageFilter : public TDR_Driver {
     base::UniqueFile file;                                         ///< the open file
     std::unique_ptr<Picture, PictureDisposer> picture;             ///< header, while a PIC is open
     std::unique_ptr<ChannelPacket, ChannelPacketDisposer> packets; ///< the PIC's chain
-    /// One line of each channel of the file, in the order of a picture's lines.
+    /// One line of each channel of the file: alpha, blue, green, red.
     std::array<std::unique_ptr<std::uint8_t[]>, kPictureChannels> channelBuffers;
     std::unique_ptr<Tag, TagDisposer> tag; ///< header and rows, while a TAG is open
     std::int16_t tagChannelCount = 1;      ///< matte channels of the last TAG

@@ -208,7 +208,7 @@ bool TDR_SoftimageFilter::createTempBuffers() {
     }
     for (const ChannelPacket* packet = packets.get(); packet != nullptr; packet = packet->next) {
         for (std::size_t i = 0; i < channelBuffers.size(); ++i) {
-            if ((packet->channels & kChannelMasks[i]) != 0 && !channelBuffers[i]) {
+            if ((packet->channels & kChannelMasks[kHostChannels[i]]) != 0 && !channelBuffers[i]) {
                 channelBuffers[i].reset(new (std::nothrow)
                                             std::uint8_t[static_cast<std::size_t>(width())]{});
                 if (!channelBuffers[i]) {

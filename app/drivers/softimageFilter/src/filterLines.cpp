@@ -97,7 +97,10 @@ void TDR_SoftimageFilter::copyFromTempBuffers(int format, unsigned char* hostLin
 }
 
 void TDR_SoftimageFilter::pointAtChannels(bool attach) {
-    std::ranges::copy(attach ? channelLines() : ChannelLines{}, picture->linePointers);
+    const ChannelLines lines = attach ? channelLines() : ChannelLines{};
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        picture->linePointers[kHostChannels[i]] = lines[i];
+    }
 }
 
 // --- Writing -------------------------------------------------------------------------------------

@@ -11,20 +11,17 @@ namespace softimage {
 
 namespace {
 
-/// The channels of a format's pixels: `first` is the channel of byte 0, the others follow
-/// downwards.
+/// The channels of a format's pixels: `first` is the line of byte 0, the others follow.
 struct PixelLayout {
     int format;
     std::size_t first;
     std::size_t count;
-
-    [[nodiscard]] std::size_t channelOf(std::size_t byte) const { return first - byte; }
 };
 
 constexpr PixelLayout kLayouts[] = {
-    {kFormatRgba, kAlpha, base::kHostPixelBytes},
-    {kFormatRgb, kBlue, 3},
-    {kFormatAlpha, kAlpha, 1},
+    {kFormatRgba, 0, base::kHostPixelBytes},
+    {kFormatRgb, 1, 3},
+    {kFormatAlpha, 0, 1},
 };
 
 const PixelLayout* findLayout(int format) {
@@ -92,11 +89,11 @@ void joinIntoFour(const ChannelLines& channels, std::size_t width, std::uint8_t*
         std::array<const std::uint8_t*, kPictureChannels> lines{};
         for (std::size_t i = 0; i < lines.size(); ++i) {
             if (channels[i] == nullptr) {
-                takeByte(pixels + (kAlpha - i), count, aside[i]);
+                takeByte(pixels + i, count, aside[i]);
             }
             lines[i] = channels[i] != nullptr ? channels[i] + start : aside[i];
         }
-        joinFour(lines[kAlpha], lines[kBlue], lines[kGreen], lines[kRed], count, pixels);
+        joinFour(lines[0], lines[1], lines[2], lines[3], count, pixels);
     }
 }
 
@@ -128,12 +125,11 @@ void hostLineToChannels(int format, const std::uint8_t* hostLine, std::size_t wi
         return;
     }
     if (isComplete(*layout, channels)) {
-        splitFour(hostLine, width, channels[kAlpha], channels[kBlue], channels[kGreen],
-                  channels[kRed]);
+        splitFour(hostLine, width, channels[0], channels[1], channels[2], channels[3]);
         return;
     }
     for (std::size_t i = 0; i < layout->count; ++i) {
-        std::uint8_t* channel = channels[layout->channelOf(i)];
+        std::uint8_t* channel = channels[layout->first + i];
         if (channel != nullptr) {
             splitOne(hostLine + i, layout->count, width, channel);
         }
@@ -147,8 +143,7 @@ void channelsToHostLine(int format, const ChannelLines& channels, std::size_t wi
         return;
     }
     if (isComplete(*layout, channels)) {
-        joinFour(channels[kAlpha], channels[kBlue], channels[kGreen], channels[kRed], width,
-                 hostLine);
+        joinFour(channels[0], channels[1], channels[2], channels[3], width, hostLine);
         return;
     }
     if (layout->count == base::kHostPixelBytes) {
@@ -156,7 +151,7 @@ void channelsToHostLine(int format, const ChannelLines& channels, std::size_t wi
         return;
     }
     for (std::size_t i = 0; i < layout->count; ++i) {
-        const std::uint8_t* channel = channels[layout->channelOf(i)];
+        const std::uint8_t* channel = channels[layout->first + i];
         if (channel != nullptr) {
             joinOne(channel, width, hostLine + i, layout->count);
         }

@@ -16,8 +16,11 @@ inline constexpr int kFormatTag = 1;     ///< matte bits
 inline constexpr int kFormatRgb = -99;   ///< blue, green, red
 inline constexpr int kFormatAlpha = -98; ///< alpha
 
-/// One line of each channel, indexed by PictureChannel as the lines of a picture are; null if the
-/// file has no such channel. The bytes of a host pixel run the other way, from alpha to red.
+/// The channel of each byte of an RGBA host pixel. A picture's own lines run the other way.
+inline constexpr std::array<PictureChannel, kPictureChannels> kHostChannels = {kAlpha, kBlue,
+                                                                               kGreen, kRed};
+
+/// One line of each channel in the order of kHostChannels; null if the file has no such channel.
 using ChannelLines = std::array<std::uint8_t*, kPictureChannels>;
 
 /// Bytes of one pixel in a host line of `format`; 1 for a format that is none of the above.
