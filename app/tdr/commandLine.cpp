@@ -56,7 +56,8 @@ ExitCode run(int argc, char** argv, std::span<const Subcommand> subcommands, Com
     app.footer("Exit status: 0 done, 1 failed, 2 usage, 3 a driver could not be started or died.");
     addSharedOptions(app, command.drivers);
     for (const Subcommand& subcommand : subcommands) {
-        subcommand.add(app, command);
+        Arguments arguments(*app.add_subcommand(subcommand.name, subcommand.help));
+        subcommand.add(arguments, command);
     }
     refuseEmptyValues(app);
     try {

@@ -5,14 +5,15 @@
 int main(int argc, char** argv) {
     // In the order of the help.
     static constexpr Subcommand kSubcommands[] = {
-        {"drivers", addDrivers},
-        {"query", addQuery},
-        {"info", addInfo},
-        {"convert", addConvert},
-        {"compare", addCompare, ExitCode::NotCompared}, // a script reads 1 as "different"
-        {"view", addView},
-        {"scene", addScene},
-        {"plot", addPlot},
+        {"drivers", "List the drivers and what they say of themselves", addDrivers},
+        {"query", "Ask a driver all sixteen queries", addQuery},
+        {"info", "Tell what files are: who reads them, size, format", addInfo},
+        {"convert", "Read a picture and write it in another format", addConvert},
+        {"compare", "Tell whether two pictures have the same pixels", addCompare,
+         ExitCode::NotCompared}, // a script reads 1 as "different"
+        {"view", kViewHelp, addView},
+        {"scene", "Check, reformat and convert .scn, .spl, .hrc files", addScene},
+        {"plot", "Draw curves, splines or trees of a file as SVG", addPlot},
     };
     return runCommand(argc, argv, kSubcommands);
 }

@@ -6,9 +6,6 @@
 #include "pictures/pictureFile.h"
 #include "subcommands.h"
 
-#include <CLI/App.hpp>
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 #include <algorithm>
 #include <array>
 #include <fmt/format.h>
@@ -186,13 +183,13 @@ ExitCode run(const DriverOptions& options, const std::string& pathA, const std::
 
 } // namespace
 
-void addCompare(CLI::App& app, Command& command) {
-    auto* sub = app.add_subcommand("compare", "Tell whether two pictures have the same pixels");
-    sub->footer("Exit status: 0 equal, 1 different, 2 usage, 3 a driver could not be started or "
-                "died, 4 could not be compared (damaged or unreadable).");
+void addCompare(Arguments& arguments, Command& command) {
+    arguments.footer(
+        "Exit status: 0 equal, 1 different, 2 usage, 3 a driver could not be started or "
+        "died, 4 could not be compared (damaged or unreadable).");
     auto files = std::make_shared<std::pair<std::string, std::string>>();
-    sub->add_option("a", files->first, "One picture")->required()->type_name("A");
-    sub->add_option("b", files->second, "The other picture")->required()->type_name("B");
-    sub->callback(
+    arguments.value("a", "A", files->first, "One picture").require();
+    arguments.value("b", "B", files->second, "The other picture").require();
+    arguments.run(
         [&command, files] { command.exit = run(command.drivers, files->first, files->second); });
 }

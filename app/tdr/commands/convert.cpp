@@ -11,9 +11,6 @@
 #include "pictures/pictureFile.h"
 #include "subcommands.h"
 
-#include <CLI/App.hpp>
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 #include <fmt/format.h>
 #include <fmt/ranges.h>
 #include <optional>
@@ -288,22 +285,20 @@ ExitCode convert(const DriverOptions& drivers, const ConvertOptions& options) {
 
 } // namespace
 
-void addConvert(CLI::App& app, Command& command) {
-    auto* sub = app.add_subcommand("convert", "Read a picture and write it in another format");
+void addConvert(Arguments& arguments, Command& command) {
     auto options = std::make_shared<ConvertOptions>();
-    sub->add_option("in", options->input, "Picture to read")->required()->type_name("IN");
-    sub->add_option("out", options->output,
-                    "Picture to write; its ending chooses the format (or see --to)")
-        ->required()
-        ->type_name("OUT");
-    sub->add_option("--to", options->kind,
-                    "Write this kind of file, whatever OUT is called: an ending or a driver's name")
-        ->type_name("KIND");
-    sub->add_option("--channel", options->channel, "Which of several mattes, counted from 1")
-        ->type_name("N")
-        ->check(CLI::Range(1, base::kMaxTagChannels));
-    addAlphaOptions(*sub, options->alpha);
-    sub->add_flag("--keep-damaged", options->keepDamaged,
-                  "Write what can be read of a damaged picture; the exit status is still 1");
-    sub->callback([&command, options] { command.exit = convert(command.drivers, *options); });
+    arguments.value("in", "IN", options->input, "Picture to read").require();
+    arguments
+        .value("out", "OUT", options->output,
+               "Picture to write; its ending chooses the format (or see --to)")
+        .require();
+    arguments.value(
+        "--to", "KIND", options->kind,
+        "Write this kind of file, whatever OUT is called: an ending or a driver's name");
+    arguments.value("--channel", "N", options->channel, "Which of several mattes, counted from 1")
+        .range(1, base::kMaxTagChannels);
+    addAlphaOptions(arguments, options->alpha);
+    arguments.flag("--keep-damaged", options->keepDamaged,
+                   "Write what can be read of a damaged picture; the exit status is still 1");
+    arguments.run([&command, options] { command.exit = convert(command.drivers, *options); });
 }

@@ -5,10 +5,6 @@
 #include "pictures/driverSet.h"
 #include "subcommands.h"
 
-#include <CLI/App.hpp>
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
-
 namespace {
 
 /// The row of one driver, or why it has none.
@@ -55,7 +51,6 @@ ExitCode listDrivers(const DriverOptions& options) {
 
 } // namespace
 
-void addDrivers(CLI::App& app, Command& command) {
-    auto* sub = app.add_subcommand("drivers", "List the drivers and what they say of themselves");
-    sub->callback([&command] { command.exit = listDrivers(command.drivers); });
+void addDrivers(Arguments& arguments, Command& command) {
+    arguments.run([&command] { command.exit = listDrivers(command.drivers); });
 }

@@ -6,9 +6,6 @@
 #include "subcommands.h"
 #include "tdr/interruptGuard.h"
 
-#include <CLI/App.hpp>
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 #include <fmt/format.h>
 
 namespace {
@@ -94,10 +91,9 @@ ExitCode showInfo(const DriverOptions& driverOptions, const InfoOptions& options
 
 } // namespace
 
-void addInfo(CLI::App& app, Command& command) {
-    auto* sub = app.add_subcommand("info", "Tell what files are: who reads them, size, format");
+void addInfo(Arguments& arguments, Command& command) {
     auto options = std::make_shared<InfoOptions>();
-    sub->add_option("files", options->files, "Files to describe")->required()->type_name("FILE");
-    sub->add_flag("--json", options->json, "Print a JSON array with one object a file");
-    sub->callback([&command, options] { command.exit = showInfo(command.drivers, *options); });
+    arguments.value("files", "FILE", options->files, "Files to describe").require();
+    arguments.flag("--json", options->json, "Print a JSON array with one object a file");
+    arguments.run([&command, options] { command.exit = showInfo(command.drivers, *options); });
 }

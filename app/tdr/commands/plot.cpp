@@ -6,10 +6,6 @@
 #include "output/utf8Text.h"
 #include "subcommands.h"
 
-#include <CLI/App.hpp>
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
-#include <CLI/Validators.hpp>
 #include <charconv>
 #include <fmt/format.h>
 
@@ -97,27 +93,21 @@ ExitCode plot(PlotOptions& options) {
 
 } // namespace
 
-void addPlot(CLI::App& app, Command& command) {
-    auto* sub = app.add_subcommand("plot", "Draw curves, splines or trees of a file as SVG");
+void addPlot(Arguments& arguments, Command& command) {
     auto options = std::make_shared<PlotOptions>();
-    sub->add_option("file", options->file, "A .scn, .spl or .hrc file")
-        ->required()
-        ->type_name("FILE");
-    sub->add_option("-o,--output", options->output, "SVG file to write")
-        ->required()
-        ->type_name("OUT");
-    sub->add_option("--curve", options->choice.channels,
-                    "Only curves of this channel, CAM_FOV for example (may be repeated)")
-        ->type_name("CHANNEL")
-        ->allow_extra_args(false);
-    sub->add_option("--frames", options->frames, "Only these frames (default: all, and some room)")
-        ->type_name("A-B")
-        ->check(checkFrames);
-    sub->add_option("--show", options->show,
-                    "What to draw: curves (default for scenes), splines or trees")
-        ->type_name("KIND")
-        ->check(CLI::IsMember({"curves", "splines", "trees"}));
-    sub->callback([&command, options] {
+    arguments.value("file", "FILE", options->file, "A .scn, .spl or .hrc file").require();
+    arguments.value("-o,--output", "OUT", options->output, "SVG file to write").require();
+    arguments.value("--curve", "CHANNEL", options->choice.channels,
+                    "Only curves of this channel, CAM_FOV for example (may be repeated)");
+    arguments
+        .value("--frames", "A-B", options->frames,
+               "Only these frames (default: all, and some room)")
+        .check(checkFrames);
+    arguments
+        .value("--show", "KIND", options->show,
+               "What to draw: curves (default for scenes), splines or trees")
+        .oneOf({"curves", "splines", "trees"});
+    arguments.run([&command, options] {
         command.exit = withinMemory(options->file, [&] { return plot(*options); });
     });
 }

@@ -7,9 +7,6 @@
 #include "pictures/formatText.h"
 #include "subcommands.h"
 
-#include <CLI/App.hpp>
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 #include <fmt/format.h>
 #include <limits>
 #include <string_view>
@@ -133,11 +130,9 @@ ExitCode queryDriver(const DriverOptions& options, const std::string& name) {
 
 } // namespace
 
-void addQuery(CLI::App& app, Command& command) {
-    auto* sub = app.add_subcommand("query", "Ask a driver all sixteen queries");
+void addQuery(Arguments& arguments, Command& command) {
     auto name = std::make_shared<std::string>();
-    sub->add_option("driver", *name, "Name of a driver, or path of its program")
-        ->required()
-        ->type_name("DRIVER");
-    sub->callback([&command, name] { command.exit = queryDriver(command.drivers, *name); });
+    arguments.value("driver", "DRIVER", *name, "Name of a driver, or path of its program")
+        .require();
+    arguments.run([&command, name] { command.exit = queryDriver(command.drivers, *name); });
 }

@@ -5,9 +5,6 @@
 #include "scene/sceneDocument.h"
 #include "subcommands.h"
 
-#include <CLI/App.hpp>
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 #include <fmt/format.h>
 #include <vector>
 
@@ -178,25 +175,24 @@ constexpr Action kActions[] = {
 
 } // namespace
 
-void addScene(CLI::App& app, Command& command) {
-    auto* group = app.add_subcommand("scene", "Check, reformat and convert .scn, .spl, .hrc files");
-    group->require_subcommand(1);
+void addScene(Arguments& arguments, Command& command) {
     for (const Action& action : kActions) {
-        auto* sub = group->add_subcommand(action.name, action.help);
+        auto sub = arguments.subcommand(action.name, action.help);
         auto options = std::make_shared<SceneOptions>();
-        sub->add_option("file", options->files,
-                        action.writes ? "A .scn, .spl or .hrc file" : ".scn, .spl or .hrc files")
-            ->required()
-            ->expected(1, action.writes ? 1 : CLI::detail::expected_max_vector_size)
-            ->type_name("FILE");
+        auto files =
+            sub.value("file", "FILE", options->files,
+                      action.writes ? "A .scn, .spl or .hrc file" : ".scn, .spl or .hrc files");
+        files.require();
         if (action.writes) {
-            sub->add_option("-o,--output", options->output,
-                            action.outputRequired ? "File to write"
-                                                  : "File to write (default: FILE itself)")
-                ->required(action.outputRequired)
-                ->type_name("OUT");
+            files.single();
+            auto output = sub.value("-o,--output", "OUT", options->output,
+                                    action.outputRequired ? "File to write"
+                                                          : "File to write (default: FILE itself)");
+            if (action.outputRequired) {
+                output.require();
+            }
         }
-        sub->callback([&command, &action, options] {
+        sub.run([&command, &action, options] {
             command.exit =
                 withinMemory(options->files.front(), [&] { return action.run(*options); });
         });

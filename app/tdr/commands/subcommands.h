@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
-// The subcommands: one file each, which registers itself and its options with the command line.
+// The subcommands: one file each, which adds its arguments to the command line.
 #pragma once
 
+#include "arguments.h"
 #include "output/outcome.h"
 #include "pictures/alpha.h"
 #include "pictures/driverSet.h"
@@ -9,10 +10,6 @@
 #include <functional>
 #include <span>
 #include <string>
-
-namespace CLI {
-class App;
-}
 
 /// Shared by all subcommands. The selected subcommand stores its exit status in `exit`, or in
 /// `successor` the name of a program in the same folder to execute with the same arguments.
@@ -24,25 +21,31 @@ struct Command {
 
 struct Subcommand {
     const char* name;
-    void (*add)(CLI::App& app, Command& command);
+    const char* help;
+    /// Adds the subcommand's arguments and what it does.
+    void (*add)(Arguments& arguments, Command& command);
     ExitCode failed = ExitCode::Failed; ///< the exit status if it runs out of memory
 };
 
 /// Runs a program with these subcommands; returns its exit status.
 [[nodiscard]] int runCommand(int argc, char** argv, std::span<const Subcommand> subcommands);
 
-void addDrivers(CLI::App& app, Command& command);
-void addQuery(CLI::App& app, Command& command);
-void addInfo(CLI::App& app, Command& command);
-void addConvert(CLI::App& app, Command& command);
-void addCompare(CLI::App& app, Command& command);
-void addView(CLI::App& app, Command& command);
-void addScene(CLI::App& app, Command& command);
-void addPlot(CLI::App& app, Command& command);
+void addDrivers(Arguments& arguments, Command& command);
+void addQuery(Arguments& arguments, Command& command);
+void addInfo(Arguments& arguments, Command& command);
+void addConvert(Arguments& arguments, Command& command);
+void addCompare(Arguments& arguments, Command& command);
+void addView(Arguments& arguments, Command& command);
+void addScene(Arguments& arguments, Command& command);
+void addPlot(Arguments& arguments, Command& command);
+
+/// Adds --premultiply and --unpremultiply, which exclude each other.
+void addAlphaOptions(Arguments& arguments, AlphaChange& change);
 
 /// `tdr view` and its function: tdr executes tdr-view, which calls `view`.
 struct ViewOptions {
     std::string file;
     AlphaChange alpha = AlphaChange::None;
 };
-void addViewWith(CLI::App& app, std::function<void(const ViewOptions& options)> view);
+void addViewWith(Arguments& arguments, std::function<void(const ViewOptions& options)> view);
+inline constexpr char kViewHelp[] = "Show a picture in a window; Escape closes it";

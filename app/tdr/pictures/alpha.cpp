@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "alpha.h"
 
-#include <CLI/App.hpp>
-#include <CLI/Config.hpp>
-#include <CLI/Formatter.hpp>
 #include <algorithm>
 #include <cstddef>
 
@@ -41,14 +38,4 @@ void changeAlpha(AlphaChange change, std::span<std::uint8_t> pixels) {
     } else if (change == AlphaChange::Unpremultiply) {
         changeAll<divided>(pixels);
     }
-}
-
-void addAlphaOptions(CLI::App& sub, AlphaChange& change) {
-    auto* multiply = sub.add_flag_callback(
-        "--premultiply", [&change] { change = AlphaChange::Premultiply; },
-        "Multiply the colours by their alpha");
-    auto* divide = sub.add_flag_callback(
-        "--unpremultiply", [&change] { change = AlphaChange::Unpremultiply; },
-        "Divide the colours by their alpha");
-    multiply->excludes(divide);
 }

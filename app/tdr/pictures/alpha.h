@@ -6,10 +6,6 @@
 #include <cstdint>
 #include <span>
 
-namespace CLI {
-class App;
-}
-
 enum class AlphaChange {
     None,
     Premultiply,   ///< colour x alpha / 255, rounded to the nearest
@@ -19,6 +15,3 @@ enum class AlphaChange {
 
 /// Changes pixels of four bytes, in the order alpha, blue, green, red.
 void changeAlpha(AlphaChange change, std::span<std::uint8_t> pixels);
-
-/// Adds --premultiply and --unpremultiply, which exclude each other, to a subcommand.
-void addAlphaOptions(CLI::App& sub, AlphaChange& change);

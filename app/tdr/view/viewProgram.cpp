@@ -105,8 +105,8 @@ ExitCode view(const DriverOptions& driverOptions, const ViewOptions& options) {
     return picture->damaged ? ExitCode::Failed : ExitCode::Done; // its driver has reported why
 }
 
-void addViewHere(CLI::App& app, Command& command) {
-    addViewWith(app, [&command](const ViewOptions& options) {
+void addViewHere(Arguments& arguments, Command& command) {
+    addViewWith(arguments, [&command](const ViewOptions& options) {
         command.exit = view(command.drivers, options);
     });
 }
@@ -114,6 +114,6 @@ void addViewHere(CLI::App& app, Command& command) {
 } // namespace
 
 int main(int argc, char** argv) {
-    static constexpr Subcommand kSubcommands[] = {{"view", addViewHere}};
+    static constexpr Subcommand kSubcommands[] = {{"view", kViewHelp, addViewHere}};
     return runCommand(argc, argv, kSubcommands);
 }

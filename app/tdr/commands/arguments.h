@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: MIT
+// The arguments of a subcommand, as its help lists them. The parser is hidden behind them, because
+// its headers take many times as long to compile as a subcommand.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace CLI {
+class App;
+class Option;
+} // namespace CLI
+
+/// One argument that has been added. It belongs to the parser; this is a reference to it.
+class Argument {
+  public:
+    explicit Argument(CLI::Option& option) : option_(option) {}
+
+    Argument& require();
+    /// Only one value, for a target that holds several.
+    Argument& single();
+    Argument& range(std::int32_t least, std::int32_t most);
+    Argument& oneOf(std::vector<std::string> values);
+    /// `problem` returns an empty text for a good value, what is wrong otherwise.
+    Argument& check(std::string (*problem)(const std::string& value));
+    /// Not both. Applies to both directions.
+    Argument& exclude(const Argument& other);
+
+  private:
+    CLI::Option& option_;
+};
+
+/// The arguments of a subcommand, or of a group of subcommands. A reference like Argument; every
+/// target must outlive the run.
+class Arguments {
+  public:
+    explicit Arguments(CLI::App& app) : app_(app) {}
+
+    /// A subcommand of this one, one of which must be given.
+    Arguments subcommand(const std::string& name, const std::string& help);
+    /// Text below the list of arguments.
+    void footer(const std::string& text);
+
+    /// `names` is "-o,--output" for an option and a plain word for an argument recognised by its
+    /// place; `type` is what the help calls the value. A vector takes one value an option, which
+    /// may be repeated, or all the values that follow.
+    Argument value(const std::string& names, const std::string& type, std::string& target,
+                   const std::string& help);
+    Argument value(const std::string& names, const std::string& type, std::int32_t& target,
+                   const std::string& help);
+    Argument value(const std::string& names, const std::string& type,
+                   std::vector<std::string>& target, const std::string& help);
+    Argument flag(const std::string& names, bool& target, const std::string& help);
+    Argument flag(const std::string& names, std::function<void()> set, const std::string& help);
+
+    /// What the subcommand does, called when all the arguments are good.
+    void run(std::function<void()> action);
+
+  private:
+    CLI::App& app_;
+};
