@@ -132,7 +132,7 @@ Outcome<void> ReplacedFile::commit() {
         return problemWith(named_, errno);
     }
     if (written.st_size == 0) {
-        return Problem{ExitCode::Failed, named_ + ": the driver wrote nothing"};
+        return Problem{ExitCode::Failed, named_ + ": nothing was written"};
     }
     if (!place_.stream.valid()) {
         return takePlace();

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: MIT
 #include "alpha.h"
 
+#include "base/hostPixel.h"
+
 #include <algorithm>
 #include <cstddef>
 
 namespace {
 
 constexpr unsigned kOpaque = 255;
-constexpr std::size_t kPixelBytes = 4;
 
 std::uint8_t multiplied(unsigned colour, unsigned alpha) {
     return static_cast<std::uint8_t>((colour * alpha + kOpaque / 2) / kOpaque);
@@ -21,10 +22,12 @@ std::uint8_t divided(unsigned colour, unsigned alpha) {
 
 template <std::uint8_t (&Change)(unsigned colour, unsigned alpha)>
 void changeAll(std::span<std::uint8_t> pixels) {
-    for (std::size_t i = 0; i + kPixelBytes <= pixels.size(); i += kPixelBytes) {
+    for (std::size_t i = 0; i + base::kHostPixelBytes <= pixels.size();
+         i += base::kHostPixelBytes) {
         std::uint8_t* pixel = &pixels[i];
         const std::uint8_t alpha = pixel[0];
-        for (std::size_t channel = 1; alpha != kOpaque && channel < kPixelBytes; ++channel) {
+        for (std::size_t channel = 1; alpha != kOpaque && channel < base::kHostPixelBytes;
+             ++channel) {
             pixel[channel] = Change(pixel[channel], alpha);
         }
     }

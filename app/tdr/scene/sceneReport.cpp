@@ -149,6 +149,9 @@ void SceneReport::extendRun(std::int64_t line) {
 void SceneReport::append(AnimSeverity severity, std::string place, std::string text) {
     SceneRemark* last = remarks.empty() ? nullptr : &remarks.back();
     if (last != nullptr && !place.empty() && last->place == place && last->parts < kMostParts) {
+        if (last->text.ends_with(text)) {
+            return; // the same once more, for the next of several equal rows
+        }
         ++last->parts;
         last->severity = std::min(last->severity, severity);
         last->text += "; " + text;

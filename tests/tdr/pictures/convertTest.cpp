@@ -362,7 +362,7 @@ TEST_F(ConvertTest, aDriverThatWritesNothingIsAFailure) {
     const Ended ended = run(
         {"convert", smallPic(), in("o.1039-1"), "--driver-dir", driverFolder({"echo", "dies"})});
     EXPECT_EQ(ended.exit, 1);
-    EXPECT_TRUE(contains(ended.err, in("o.1039-1") + ": the driver wrote nothing"));
+    EXPECT_TRUE(contains(ended.err, in("o.1039-1") + ": nothing was written"));
     EXPECT_EQ(namesIn(files().path()), Names{"small.pic"});
 }
 
