@@ -34,6 +34,13 @@ std::string textOfLink(int link) {
     return {text.data(), size > 0 ? static_cast<std::size_t>(size) : 0};
 }
 
+/// The errno of closing a copy of the descriptor. Some file systems report a failed write only when
+/// a descriptor of the file is closed.
+int errorOfClose(int fd) {
+    base::UniqueFd copy(::fcntl(fd, F_DUPFD_CLOEXEC, 0));
+    return copy.valid() && ::close(copy.release()) == 0 ? 0 : errno;
+}
+
 } // namespace
 
 // --- The place of the new file -------------------------------------------------------------------
@@ -146,6 +153,9 @@ Outcome<void> ReplacedFile::takePlace() {
         if (const auto kept = takeOverAttributes(place_.old.get(), file_.fd()); !kept.empty()) {
             return Problem{ExitCode::Failed, named_ + ": " + kept};
         }
+    }
+    if (const int error = errorOfClose(file_.fd()); error != 0) {
+        return problemWith(named_, error);
     }
     if (sync_ && ::fsync(file_.fd()) != 0) {
         return problemWith(named_ + ": not on the disk", errno);
