@@ -1,18 +1,10 @@
 // SPDX-License-Identifier: MIT
-// The window on Xlib, and the only file that includes it.
-//
-// Xlib ends the process when its server goes away, and by default also when a request fails (for
-// example drawing in a window that another client has destroyed). A diagnostic window must not do
-// that to a driver. So every call into Xlib goes through `shielded`, which catches both. A lost
-// connection is left by a long jump, because Xlib allows no return from that handler; it skips no
-// destructor, because only functions of plain data run below `shielded`. A child process for the
-// window would also be safe, but it would keep the link's sockets open, could not be forked from a
-// program with threads, and would have no descriptor to wait on.
+// The window on Xlib. Every call into Xlib goes through `shielded`.
 #include "TDR_BufferWindow.h"
 
 #include "base/diagnostics.h"
-#include "base/holdSigpipe.h"
 #include "bufferWindowPixels.h"
+#include "xlibShield.h"
 
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
@@ -20,13 +12,8 @@
 #include <X11/keysym.h>
 #include <algorithm>
 #include <array>
-#include <atomic>
-#include <csetjmp>
 #include <cstring>
-#include <mutex>
 #include <new>
-#include <type_traits>
-#include <unistd.h>
 
 namespace {
 
@@ -76,73 +63,6 @@ struct BufferWindow::State {
 };
 
 namespace {
-
-// --- The shield ----------------------------------------------------------------------------------
-
-std::mutex gHandlers; // held while Xlib's handlers are ours
-XErrorHandler gErrorBefore = nullptr;
-XIOErrorHandler gLossBefore = nullptr;
-thread_local std::jmp_buf* tWayOut = nullptr; // set while this thread runs below the shield
-thread_local Display* tLost = nullptr;        // the connection over which it has jumped there
-thread_local bool tRequestFailed = false;
-
-int onRequestError(Display* display, XErrorEvent* error) {
-    if (tWayOut == nullptr) {
-        return gErrorBefore(display, error);
-    }
-    tRequestFailed = true;
-    return 0;
-}
-
-int onConnectionLost(Display* display) {
-    if (tWayOut == nullptr) {
-        return gLossBefore(display);
-    }
-    tLost = display;
-    std::longjmp(*tWayOut, 1);
-}
-
-template <typename Data>
-bool runToTheEnd(void (*work)(Data&), Data& data) {
-    std::jmp_buf wayOut;
-    tRequestFailed = false;
-    if (setjmp(wayOut) != 0) {
-        tWayOut = nullptr;
-        return false;
-    }
-    tWayOut = &wayOut;
-    work(data);
-    tWayOut = nullptr;
-    return true;
-}
-
-/// Xlib's data for a lost connection (about 80 KiB) cannot be freed. The latest are remembered, so
-/// that leak checkers do not report them.
-void remember(const void* lost) {
-    static std::array<const void*, 128> all;
-    static std::atomic<std::size_t> count = 0;
-    all[count++ % all.size()] = lost;
-}
-
-/// Runs `work`, which may call Xlib and must not have objects with destructors on its stack. False
-/// when a connection was lost meanwhile, even one that Xlib was still opening: its descriptor is
-/// then closed, and the connection must not be used.
-template <typename Data>
-bool shielded(void (*work)(Data&), Data& data) {
-    static_assert(std::is_trivially_destructible_v<Data>);
-    const std::lock_guard<std::mutex> lock(gHandlers);
-    const base::HoldSigpipe held; // for writes to a server that has gone
-    gErrorBefore = XSetErrorHandler(onRequestError);
-    gLossBefore = XSetIOErrorHandler(onConnectionLost);
-    const bool connected = runToTheEnd(work, data);
-    XSetErrorHandler(gErrorBefore);
-    XSetIOErrorHandler(gLossBefore);
-    if (!connected) {
-        remember(tLost);
-        ::close(ConnectionNumber(tLost));
-    }
-    return connected;
-}
 
 // --- Opening, below the shield -------------------------------------------------------------------
 
@@ -253,7 +173,7 @@ void openShielded(State& state) {
     setTitle(state);
     XMapWindow(state.display, state.window);
     XSync(state.display, False); // failures show here and not as a blank window
-    if (tRequestFailed) {
+    if (requestFailed()) {
         state.failure = "the X display refused the window";
     }
 }
@@ -460,7 +380,7 @@ void BufferWindow::letGo(bool connected) {
         XDestroyImage(state_->strip);
     }
     if (state_->display != nullptr && (!connected || !shielded(closeShielded, *state_))) {
-        remember(state_->gc);
+        rememberLost(state_->gc);
     }
     state_.reset();
 }
