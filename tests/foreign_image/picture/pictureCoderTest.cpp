@@ -7,11 +7,9 @@
 #include <algorithm>
 #include <array>
 #include <gtest/gtest.h>
-#include <map>
 #include <random>
 #include <sys/mman.h>
 #include <unistd.h>
-#include <utility>
 
 namespace {
 
@@ -21,60 +19,32 @@ using Lines = std::vector<Bytes>; ///< one line per channel, in pixel order
 enum : std::size_t { kRaw, kPure, kMixed };
 
 constexpr std::uint8_t kGuard = 0xA7;
-constexpr std::size_t kGuardSize = 64;
+constexpr std::ptrdiff_t kGuardSize = 64;
 
-/// Memory followed by a page whose access ends the program.
-class FencedBytes {
-  public:
-    explicit FencedBytes(std::size_t size) : size_(size) {
-        const auto page = static_cast<std::size_t>(getpagesize());
-        whole_ = (size + page - 1) / page * page + page;
-        if (const auto found = spare().extract(whole_)) {
-            memory_ = found.mapped();
-        } else {
-            memory_ = static_cast<std::uint8_t*>(
-                mmap(nullptr, whole_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
-            mprotect(memory_ + whole_ - page, page, PROT_NONE);
+/// The end of a region of memory, at a page whose access ends the program.
+std::uint8_t* fence(std::size_t region) {
+    constexpr std::size_t kRegions = 16;
+    constexpr std::size_t kSize = std::size_t{1} << 17;
+    const auto page = static_cast<std::size_t>(getpagesize());
+    static std::uint8_t* const memory = [page] {
+        auto* const all = static_cast<std::uint8_t*>(mmap(
+            nullptr, kRegions * kSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+        for (std::size_t end = kSize; end <= kRegions * kSize; end += kSize) {
+            mprotect(all + end - page, page, PROT_NONE);
         }
-        begin_ = memory_ + whole_ - page - size;
-        std::fill(begin(), end(), kGuard);
-    }
-    ~FencedBytes() {
-        if (memory_ != nullptr) {
-            spare().emplace(whole_, memory_);
-        }
-    }
-    FencedBytes(FencedBytes&& other) noexcept
-        : memory_(std::exchange(other.memory_, nullptr)), whole_(other.whole_),
-          begin_(other.begin_), size_(other.size_) {}
-    FencedBytes(const FencedBytes&) = delete;
-    FencedBytes& operator=(const FencedBytes&) = delete;
-    FencedBytes& operator=(FencedBytes&&) = delete;
+        return all;
+    }();
+    return memory + (region + 1) * kSize - page;
+}
 
-    [[nodiscard]] std::uint8_t* begin() const { return begin_; }
-    [[nodiscard]] std::uint8_t* end() const { return begin_ + size_; }
-
-  private:
-    /// Unused memory by size, for reuse: mapping new memory takes too long.
-    static std::multimap<std::size_t, std::uint8_t*>& spare() {
-        static std::multimap<std::size_t, std::uint8_t*> regions;
-        return regions;
-    }
-
-    std::uint8_t* memory_ = nullptr;
-    std::size_t whole_ = 0;
-    std::uint8_t* begin_ = nullptr;
-    std::size_t size_ = 0;
-};
-
-/// Lines in separate memory: each directly before a fence or, with an offset, at this distance
-/// after a boundary of kGuardSize with guards on both sides.
+/// Lines in separate regions, each directly before the fence and behind guard bytes.
 class PlacedLines {
   public:
     PlacedLines(std::size_t channels, std::size_t width) : width_(width) {
-        for (std::size_t c = 0; c < channels; ++c) {
-            memory_.emplace_back(kGuardSize + width);
-            pointers_.push_back(memory_[c].begin() + kGuardSize);
+        while (pointers_.size() < channels) {
+            std::uint8_t* const end = fence(regionsInUse++);
+            pointers_.push_back(end - width);
+            std::fill(pointers_.back() - kGuardSize, end, kGuard);
         }
     }
     explicit PlacedLines(const Lines& lines) : PlacedLines(lines.size(), lines[0].size()) {
@@ -82,6 +52,9 @@ class PlacedLines {
             std::copy(lines[c].begin(), lines[c].end(), pointers_[c]);
         }
     }
+    ~PlacedLines() { regionsInUse -= pointers_.size(); }
+    PlacedLines(const PlacedLines&) = delete;
+    PlacedLines& operator=(const PlacedLines&) = delete;
 
     [[nodiscard]] std::uint8_t* const* pointers() const { return pointers_.data(); }
 
@@ -92,16 +65,15 @@ class PlacedLines {
         }
         return lines;
     }
-
     [[nodiscard]] bool guardsHold() const {
-        return std::all_of(memory_.begin(), memory_.end(), [](const FencedBytes& bytes) {
-            return std::count(bytes.begin(), bytes.begin() + kGuardSize, kGuard) == 64;
+        return std::ranges::all_of(pointers_, [](const std::uint8_t* line) {
+            return std::count(line - kGuardSize, line, kGuard) == kGuardSize;
         });
     }
 
   private:
+    static inline std::size_t regionsInUse = 0; ///< the last lines made are the first to go
     std::size_t width_;
-    std::vector<FencedBytes> memory_;
     std::vector<std::uint8_t*> pointers_;
 };
 
@@ -176,17 +148,16 @@ std::string different(std::size_t count) {
     return letters;
 }
 
-Bytes join(std::initializer_list<Bytes> parts) {
-    Bytes all;
-    for (const Bytes& part : parts) {
-        all.insert(all.end(), part.begin(), part.end());
-    }
-    return all;
+/// The bytes of letters of one channel, behind a control byte.
+Bytes literal(std::uint8_t control, const std::string& letters) {
+    Bytes bytes = lettered(letters, 1)[0];
+    bytes.insert(bytes.begin(), control);
+    return bytes;
 }
 
-/// Bytes of letters of one channel.
-Bytes bytesOf(const std::string& letters) {
-    return lettered(letters, 1)[0];
+Bytes operator+(Bytes first, const Bytes& second) {
+    first.insert(first.end(), second.begin(), second.end());
+    return first;
 }
 
 struct Golden {
@@ -215,17 +186,16 @@ std::vector<Golden> goldenLines() {
         {"mixed: run of 65535", kMixed, times(65535, 'a'), 1, {0x80, 0xFF, 0xFF, 10}},
         {"mixed: run of 65536", kMixed, times(65536, 'a'), 1, {0x80, 0xFF, 0xFF, 10, 0x00, 10}},
         {"mixed: run of 65537", kMixed, times(65537, 'a'), 1, {0x80, 0xFF, 0xFF, 10, 0x81, 10}},
-        {"mixed: 127 different", kMixed, different(127), 1,
-         join({{0x7E}, bytesOf(different(127))})},
-        {"mixed: 128 different", kMixed, all128, 1, join({{0x7F}, bytesOf(all128)})},
+        {"mixed: 127 different", kMixed, different(127), 1, literal(0x7E, different(127))},
+        {"mixed: 128 different", kMixed, all128, 1, literal(0x7F, all128)},
         {"mixed: 130 different", kMixed, all130, 1,
-         join({{0x7F}, bytesOf(all128), {0x01}, bytesOf(all130.substr(128))})},
+         literal(0x7F, all128) + literal(1, all130.substr(128))},
         {"mixed: a run that begins with the 127th pixel", kMixed, different(126) + "dd", 1,
-         join({{0x7D}, bytesOf(different(126)), {0x81, 13}})},
+         literal(0x7D, different(126)) + Bytes{0x81, 13}},
         {"mixed: a run that begins with the 128th pixel", kMixed, different(127) + "ddd", 1,
-         join({{0x7F}, bytesOf(different(127) + "d"), {0x81, 13}})},
+         literal(0x7F, different(127) + "d") + Bytes{0x81, 13}},
         {"mixed: a run that begins with the 129th pixel", kMixed, all128 + "dd", 1,
-         join({{0x7F}, bytesOf(all128), {0x81, 13}})},
+         literal(0x7F, all128) + Bytes{0x81, 13}},
         {"pure: one pixel", kPure, "a", 1, {1, 10}},
         {"pure: A A B B loses the first B", kPure, "aabb", 1, {2, 10, 1, 11}},
         {"pure: A B loses B", kPure, "ab", 2, {1, 10, 110}},
@@ -369,7 +339,7 @@ TEST(PictureCoders, DoTheSameAtEveryWidthAndAlignment) {
                     const Lines lines = structured(&random, channels, width, kChanges[width % 5]);
                     const Bytes bytes = encode(plainForm(), encoding, lines);
                     ASSERT_EQ(encode(table, encoding, lines), bytes);
-                    file = join({file, bytes});
+                    file = file + bytes;
                     first = line == 0 ? lines : first;
                 }
                 Lines again;
