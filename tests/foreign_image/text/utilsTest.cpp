@@ -6,9 +6,9 @@
 #include "tinyFile.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <limits>
+#include <tuple>
 
 namespace {
 
@@ -17,22 +17,17 @@ using namespace animtext;
 class UtilsTest : public AnimText {};
 
 TEST_F(UtilsTest, OnlyBlankTabAndNewlineSeparateTokens) {
-    const Input in(" \t\n\n  FOO\r\nBAR");
-    EXPECT_EQ(in_animToken(in), 1);
-    EXPECT_STREQ(animToken, "FOO\r");
-    EXPECT_EQ(animTokenLineNumber(), 3);
-    EXPECT_EQ(in_animToken(in), 1) << "a token that the end of the file ends is one";
-    EXPECT_STREQ(animToken, "BAR");
-    EXPECT_EQ(animTokenLineNumber(), 4);
-    EXPECT_EQ(in_animToken(in), 0);
+    const Input in(" \t\n\n  FOO\r\n{one}  two");
+    for (const auto& [token, line] : {std::pair("FOO\r", 3), std::pair("{one}", 4)}) {
+        EXPECT_EQ(in_animToken(in), 1);
+        EXPECT_STREQ(animToken, token);
+        EXPECT_EQ(animTokenLineNumber(), line);
+    }
+    EXPECT_EQ(in.rest(), " two") << "of the blanks one is consumed";
+    const Input last("BAR");
+    EXPECT_EQ(in_animToken(last), 1) << "a token that the end of the file ends is one";
+    EXPECT_EQ(in_animToken(last), 0);
     EXPECT_STREQ(animToken, "");
-}
-
-TEST_F(UtilsTest, TokensConsumeExactlyTheCharacterThatEndsThem) {
-    const Input in("{one}  two");
-    EXPECT_EQ(in_animToken(in), 1);
-    EXPECT_STREQ(animToken, "{one}");
-    EXPECT_EQ(in.rest(), " two");
 }
 
 TEST_F(UtilsTest, LongTokensAreCutAndTheRestConsumed) {
@@ -67,67 +62,58 @@ TEST_F(UtilsTest, NumbersConvertAsTheLibraryDoes) {
     }
 }
 
-TEST_F(UtilsTest, NumbersThatAreNoneOrDoNotFitAreReported) {
-    std::int16_t small = 0;
-    std::int32_t large = 0;
-    float real = 0.0F;
-    const Input in("32767 -32768\r 2147483647 -0.5e3 .5\r\n"
-                   "40000 12x thirty 2147483648 0,9 -\n1e39 INF");
-    in_animSValue(in, &small);
-    in_animSValue(in, &small);
-    in_animLValue(in, &large);
-    in_animFValue(in, &real);
-    in_animFValue(in, &real);
-    EXPECT_EQ(notices(), "");
-    in_animSValue(in, &small);
-    EXPECT_EQ(small, static_cast<std::int16_t>(40000));
-    in_animSValue(in, &small);
-    in_animSValue(in, &small);
-    EXPECT_EQ(small, 0);
-    in_animLValue(in, &large);
-    in_animFValue(in, &real);
-    in_animFValue(in, &real);
-    EXPECT_FALSE(std::signbit(real));
-    in_animFValue(in, &real);
-    in_animFValue(in, &real);
-    EXPECT_EQ(notices(), "number 40000 2;number 12x 2;number thirty 2;number 2147483648 2;"
-                         "number 0,9 2;number - 2;number 1e39 3;number INF 3;");
+TEST_F(UtilsTest, TypedReadersReportWhatIsNoneOrDoesNotFitAndStoreNothingAtTheEnd) {
+    enum Type { kShort, kLong, kFloat };
+    const struct {
+        Type type;
+        const char* word;
+        float value;
+        bool good = true;
+    } cases[] = {
+        {kShort, "32767", 32767},
+        {kShort, "-32768\r", -32768},
+        {kShort, "70000", 4464, false}, // only the low 16 bits
+        {kShort, "12x", 12, false},
+        {kShort, "thirty", 0, false},
+        {kLong, "70000", 70000},
+        {kLong, "-2147483648", -2147483648.0F},
+        {kLong, "2147483648", -2147483648.0F, false},
+        {kFloat, "-0.5e3", -500},
+        {kFloat, ".5\r", 0.5F},
+        {kFloat, "0,9", 0, false},
+        {kFloat, "-", 0, false},
+        {kFloat, "1e39", kLargest, false},
+        {kFloat, "INF", 0, false},
+    };
+    for (const auto& [type, word, value, good] : cases) {
+        SCOPED_TRACE(word);
+        std::int16_t small = 7;
+        std::int32_t large = 7;
+        float real = 7;
+        const auto read = [&](const char* text) {
+            return type == kShort
+                       ? in_animSValue(Input(text), &small) + in_animSValue_na(Input(text))
+                   : type == kLong
+                       ? in_animLValue(Input(text), &large)
+                       : in_animFValue(Input(text), &real) + in_animFValue_na(Input(text));
+        };
+        EXPECT_EQ(read(word), type == kLong ? 1 : 2);
+        EXPECT_EQ(notices().empty(), good);
+        EXPECT_EQ(read(" "), 0);
+        EXPECT_EQ(type == kShort ? small : type == kLong ? static_cast<float>(large) : real, value);
+        EXPECT_EQ(type == kShort ? animSValue : type == kFloat ? animFValue : value, value);
+        EXPECT_FALSE(value == 0 && std::signbit(real));
+    }
 }
-
-TEST_F(UtilsTest, TypedReadersStoreNothingAtEndOfFile) {
-    std::int16_t small = 0;
-    std::int32_t large = 0;
-    float real = 0.0F;
-    const Input in("70000 70000 2.5 70000 2.5");
-    EXPECT_EQ(in_animSValue(in, &small), 1);
-    EXPECT_EQ(small, 4464) << "only the low 16 bits";
-    EXPECT_EQ(in_animLValue(in, &large), 1);
-    EXPECT_EQ(large, 70000);
-    EXPECT_EQ(in_animFValue(in, &real), 1);
-    EXPECT_EQ(real, 2.5F);
-    EXPECT_EQ(in_animSValue_na(in), 1);
-    EXPECT_EQ(animSValue, 4464);
-    EXPECT_EQ(in_animFValue_na(in), 1);
-    EXPECT_EQ(animFValue, 2.5F);
-    EXPECT_EQ(in_animSValue(in, &small) | in_animLValue(in, &large) | in_animFValue(in, &real) |
-                  in_animSValue_na(in) | in_animFValue_na(in),
-              0);
-    EXPECT_EQ(small, 4464);
-    EXPECT_EQ(large, 70000);
-    EXPECT_EQ(real, 2.5F);
-}
-
-struct StringCase {
-    const char* name;
-    std::string text;
-    const char* result; ///< null for no string
-    const char* rest;
-};
 
 TEST_F(UtilsTest, QuotedStrings) {
     const std::string long237(237, 'a');
     const std::string long300 = long237 + std::string(63, 'b');
-    const StringCase cases[] = {
+    const struct {
+        const char* name;
+        std::string text;
+        const char *result, *rest; ///< null for no string
+    } cases[] = {
         {"plain", " \n'a name' NEXT", "a name", " NEXT"},
         {"two lines", "'a\n\tb'", "a\n\tb", ""},
         {"empty", "'' x", nullptr, " x"},
@@ -138,7 +124,7 @@ TEST_F(UtilsTest, QuotedStrings) {
         {"longest", "'" + long237 + "'z", long237.c_str(), "z"},
         {"too long", "'" + long300 + "'z", long237.c_str(), "z"},
     };
-    for (const StringCase& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         const Input in(c.text);
         const MallocString got(stringReadAsciiAnimation(in));
@@ -167,9 +153,9 @@ TEST_F(UtilsTest, IndentationFollowsItsDepth) {
     EXPECT_EQ(animIndentLength, 0);
 }
 
-TEST_F(UtilsTest, VectorsStandOnADeeperLine) {
-    const Vector vector = {1.0F, -2.5F, 1e-7F};
-    const HVector hvector = {1.0F, 2.0F, 3.0F, 123456789.0F};
+TEST_F(UtilsTest, VectorsStandOnADeeperLineAndAreReadFromAny) {
+    Vector vector = {1.0F, -2.5F, 1e-7F};
+    HVector hvector = {1.0F, 2.0F, 3.0F, 123456789.0F};
     EXPECT_EQ(written([&](std::FILE* f) {
                   incIndent(1);
                   EXPECT_EQ(vectorWriteAsciiAnimation(f, &vector), 1);
@@ -179,16 +165,10 @@ TEST_F(UtilsTest, VectorsStandOnADeeperLine) {
               }),
               "\n      1 -2.5 1e-07 \n      1 2 3 1.23457e+08 ");
     EXPECT_EQ(animIndentLength, 1);
-}
-
-TEST_F(UtilsTest, VectorReadersConsumeTheirNumbersOnly) {
     const Input in("1 2 3 4 5 6 7 a b c rest 8");
-    Vector vector{};
-    HVector hvector{};
     EXPECT_EQ(vectorReadAsciiAnimation(in, &vector), 1);
-    EXPECT_EQ(vector.z, 3.0F);
     EXPECT_EQ(hvectorReadAsciiAnimation(in, &hvector), 1);
-    EXPECT_EQ(hvector.w, 7.0F);
+    EXPECT_EQ(vector.z + hvector.w, 10.0F);
     EXPECT_EQ(vectorReadAsciiAnimation(in, nullptr), 0);
     EXPECT_STREQ(animToken, "c");
     EXPECT_EQ(in_animToken(in), 1);
@@ -214,22 +194,19 @@ TEST_F(UtilsTest, ScalarsAreNumbersOrCurves) {
     };
     EXPECT_EQ(scalar(nullptr), "2 ");
     const std::string text = scalar(curve.get());
-    EXPECT_EQ(text.find("\n   CURVE_TYPE CAM_FOV \n"), 0U) << text;
+    EXPECT_TRUE(text.starts_with("\n   CURVE_TYPE CAM_FOV \n")) << text;
     const struct {
-        const char* name;
-        std::string text;
+        std::string text; ///< the current token is "5"
         int readFirst, result;
         float value; ///< -1: unchanged
         const char* token;
-    } cases[] = {
-        {"a curve", text + "NEXT", 1, 1, -1.0F, "NEXT"},
-        {"a number", "3 ROLL 7", 1, 1, 3.0F, "ROLL"},
-        {"the number ends the file", "7", 1, 1, 7.0F, ""},
-        {"nothing", " ", 1, 0, -1.0F, ""},
-        {"the current token is the number", "6", 0, 1, 5.0F, "6"},
-    };
+    } cases[] = {{text + "NEXT", 1, 1, -1.0F, "NEXT"},
+                 {"3 ROLL 7", 1, 1, 3.0F, "ROLL"},
+                 {"7", 1, 1, 7.0F, ""},
+                 {" ", 1, 0, -1.0F, ""},
+                 {"6", 0, 1, 5.0F, "6"}};
     for (const auto& row : cases) {
-        SCOPED_TRACE(row.name);
+        SCOPED_TRACE(row.text);
         in_animToken(Input("5"));
         float value = -1.0F;
         Fcurve* read = nullptr;
@@ -255,32 +232,28 @@ TEST_F(UtilsTest, TheFirstCurveDecidesHowATripleIsWritten) {
     EXPECT_EQ(triple(curve.get(), curve.get()), single + single);
 
     const struct {
-        const char* name;
         std::string text;
         int result;
         float x, z;
-        std::array<float, 3> curves; ///< their values, 0 for none
+        int curves;
         const char* token;
-    } cases[] = {
-        {"numbers", " 1 2 3 NEXT", 1, 1, 3, {}, "NEXT"},
-        {"one number", "4", 1, 4, -1, {}, ""},
-        {"nothing", " ", 0, -1, -1, {}, ""},
-        {"curves", single + single + single + "NEXT", 1, -1, -1, {9, 9, 9}, "NEXT"},
-        {"two of three are enough", single + single + "CURVE_TYPE", 1, -1, -1, {9, 9, 0}, ""},
-    };
+    } cases[] = {{" 1 2 3 NEXT", 1, 1, 3, 0, "NEXT"},
+                 {"4", 1, 4, -1, 0, ""},
+                 {" ", 0, -1, -1, 0, ""},
+                 {single + single + single + "NEXT", 1, -1, -1, 3, "NEXT"},
+                 {single + single + "CURVE_TYPE", 1, -1, -1, 2, ""}}; // two of three are enough
     for (const auto& row : cases) {
-        SCOPED_TRACE(row.name);
+        SCOPED_TRACE(row.text);
         float x = -1.0F;
         float z = -1.0F;
         Fcurve* read[3] = {};
         EXPECT_EQ(value3ReadAsciiAnimation(Input(row.text), &x, nullptr, &z, &read[0], &read[1],
                                            &read[2]),
                   row.result);
-        EXPECT_EQ(x, row.x);
-        EXPECT_EQ(z, row.z);
+        EXPECT_EQ(std::pair(x, z), std::pair(row.x, row.z));
         EXPECT_STREQ(animToken, row.token);
-        for (std::size_t i = 0; i < 3; ++i) {
-            EXPECT_EQ(fcurveValue(read[i], 0.0F), row.curves[i]);
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_EQ(fcurveValue(read[i], 0.0F), i < row.curves ? 9.0F : 0.0F);
         }
         fcurveArrayDispose(read, 3);
     }
@@ -301,8 +274,11 @@ TEST_F(UtilsTest, WhatIsWrittenIsAlwaysANumber) {
                       text::putFixed(f, value);
                       std::fputc('|', f);
                   }
+                  std::tie(FM, FD) = std::pair(9, 1);
+                  text::putFixed(f, 2.5F);
+                  std::tie(FM, FD) = std::pair(5, 3);
               }),
-              "1.000|2.500|-3.000|12345.678|0.000|");
+              "1.000|2.500|-3.000|12345.678|0.000|      2.5");
 }
 
 TEST_F(UtilsTest, WordReaderReadsAsScanf) {
@@ -310,24 +286,17 @@ TEST_F(UtilsTest, WordReaderReadsAsScanf) {
     text::Reader& words = text::Reader::on(in, text::kFileStyle);
     float real = 0.0F;
     std::int16_t whole = 0;
-    EXPECT_TRUE(words.next());
-    EXPECT_EQ(words.word(), "word") << "a carriage return is white space here";
-    EXPECT_TRUE(words.next());
-    EXPECT_EQ(words.word(), "{");
+    const auto word = [&words] { return words.next() ? words.word() : ""; };
+    EXPECT_EQ(word(), "word") << "a carriage return is white space here";
+    EXPECT_EQ(word(), "{");
     EXPECT_EQ(animTokenLineNumber(), 2);
-    EXPECT_TRUE(words.number(real));
+    EXPECT_TRUE(words.number(real) && real == -35.0F);
     EXPECT_FALSE(words.number(real)) << "a brace stays";
-    EXPECT_EQ(real, -35.0F);
-    EXPECT_TRUE(words.next());
-    EXPECT_EQ(words.word(), "}");
-    EXPECT_TRUE(words.number(whole));
-    EXPECT_EQ(whole, 12);
-    EXPECT_TRUE(words.next());
-    EXPECT_EQ(words.word(), "x");
-    EXPECT_TRUE(words.number(whole));
-    EXPECT_EQ(whole, 7);
-    EXPECT_TRUE(words.number(real));
-    EXPECT_EQ(real, 0.5F);
+    EXPECT_EQ(word(), "}");
+    EXPECT_TRUE(words.number(whole) && whole == 12);
+    EXPECT_EQ(word(), "x");
+    EXPECT_TRUE(words.number(whole) && whole == 7);
+    EXPECT_TRUE(words.number(real) && real == 0.5F);
     EXPECT_FALSE(words.number(real)) << "an exponent alone is none";
     EXPECT_EQ(in.rest(), "e5");
 }
