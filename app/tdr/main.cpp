@@ -11,6 +11,7 @@ int main(int argc, char** argv) {
         {"convert", "Read a picture and write it in another format", addConvert},
         {"compare", "Tell whether two pictures have the same pixels", addCompare,
          ExitCode::NotCompared}, // a script reads 1 as "different"
+        {"hash", "Print the MD5 of the pixels of pictures, whatever their formats", addHash},
         {"view", kViewHelp, addView},
         {"scene", "Check, reformat and convert .scn, .spl, .hrc files", addScene},
         {"plot", "Draw curves, splines or trees of a file as SVG", addPlot},

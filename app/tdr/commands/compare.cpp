@@ -3,7 +3,7 @@
 // driver of its format.
 #include "output/console.h"
 #include "pictures/metadata.h"
-#include "pictures/pictureFile.h"
+#include "pictures/pictureLines.h"
 #include "subcommands.h"
 
 #include <algorithm>
@@ -14,54 +14,7 @@
 namespace {
 
 using Pixel = std::array<std::uint8_t, tdr::kPixelBytes>;
-
-/// One side of the comparison: an open picture and the block for its lines.
-struct Side {
-    std::string path;
-    PictureFile picture;
-    tdr::SharedBlock block;
-
-    static Outcome<Side> open(DriverSet& drivers, const std::string& path) {
-        auto picture = openPicture(drivers, path);
-        if (!picture) {
-            return picture.failure();
-        }
-        auto block = tdr::SharedBlock::create(tdr::lineBytes(picture->source.width()));
-        if (!block) {
-            return problemWith(path, block.failure());
-        }
-        return Side{path, std::move(*picture), std::move(*block)};
-    }
-
-    [[nodiscard]] const tdr::PictureShape& shape() const { return picture.source.shape(); }
-
-    /// A damaged line is a failure: its missing pixels read as zero and would be compared.
-    Outcome<void> readLine(std::int32_t line) {
-        const auto read = picture.source.readLine(block, line);
-        if (!read) {
-            picture.running->passOnLines(read.failure().lastLine);
-            return picture.running->problem(path, read.failure());
-        }
-        return checkDamage();
-    }
-
-    [[nodiscard]] Outcome<void> checkDamage() const {
-        if (!picture.running->session.damage().empty()) {
-            return Problem{ExitCode::Failed, path + ": damaged, and so cannot be compared"};
-        }
-        return {};
-    }
-
-    [[nodiscard]] Pixel pixel(std::int32_t x) const {
-        Pixel pixel{};
-        const std::size_t at = static_cast<std::size_t>(x) * tdr::kPixelBytes;
-        std::ranges::copy(block.bytes().subspan(at, tdr::kPixelBytes), pixel.begin());
-        return pixel;
-    }
-
-    /// Number of pictures in the file: its mattes, else 1.
-    [[nodiscard]] std::int32_t mattes() const { return shape().matte ? shape().channels : 1; }
-};
+using Line = std::span<const std::uint8_t>;
 
 struct Differences {
     std::int64_t count = 0;
@@ -73,84 +26,81 @@ std::string colourText(const Pixel& pixel) {
     return fmt::format("#{:02x}{:02x}{:02x}{:02x}", pixel[3], pixel[2], pixel[1], pixel[0]);
 }
 
-void compareLine(const Side& a, const Side& b, std::int32_t line, Differences& found) {
-    for (std::int32_t x = 0; x < a.shape().width; ++x) {
-        const Pixel one = a.pixel(x);
-        const Pixel other = b.pixel(x);
+Pixel pixelOf(Line line, std::int32_t x) {
+    Pixel pixel{};
+    const std::size_t at = static_cast<std::size_t>(x) * tdr::kPixelBytes;
+    std::ranges::copy(line.subspan(at, tdr::kPixelBytes), pixel.begin());
+    return pixel;
+}
+
+void compareLine(Line a, Line b, const tdr::PictureShape& shape, std::int32_t line,
+                 Differences& found) {
+    for (std::int32_t x = 0; x < shape.width; ++x) {
+        const Pixel one = pixelOf(a, x);
+        const Pixel other = pixelOf(b, x);
         if (one != other && found.count++ == 0) {
-            found.first =
-                fmt::format("first at column {} of line {} from the top: {} and {}", x,
-                            a.shape().height - 1 - line, colourText(one), colourText(other));
+            found.first = fmt::format("first at column {} of line {} from the top: {} and {}", x,
+                                      shape.height - 1 - line, colourText(one), colourText(other));
         }
     }
 }
 
-Outcome<Differences> compareLines(Side& a, Side& b) {
+Outcome<Differences> compareLines(PictureLines& a, PictureLines& b) {
     Differences found;
-    const std::int32_t mattes = a.mattes();
-    for (std::int32_t matte = 0; matte < mattes && found.count == 0; ++matte) {
+    for (std::int32_t matte = 0; matte < a.mattes() && found.count == 0; ++matte) {
         for (std::int32_t line = a.shape().height; line-- > 0;) {
-            for (Side* side : {&a, &b}) {
-                side->picture.source.selectMatte(matte);
-                if (const auto read = side->readLine(line); !read) {
-                    return read.failure();
-                }
+            const auto one = a.read(line, matte);
+            if (!one) {
+                return one.failure();
             }
-            compareLine(a, b, line, found);
+            const auto other = b.read(line, matte);
+            if (!other) {
+                return other.failure();
+            }
+            compareLine(*one, *other, a.shape(), line, found);
         }
-        if (found.count > 0 && mattes > 1) {
+        if (found.count > 0 && a.mattes() > 1) {
             found.first = fmt::format("matte {}, {}", matte + 1, found.first);
         }
     }
     return found;
 }
 
-/// The properties that must be equal before pixels are compared, as text.
-std::string shapeText(const Side& side) {
-    const tdr::PictureShape& shape = side.shape();
-    return fmt::format("{} x {}", shape.width, shape.height) +
-           (side.mattes() > 1 ? fmt::format(" with {} mattes", side.mattes()) : "");
-}
-
 /// Drivers transfer 8 bits of a sample; the others are not compared, and this text says so.
-Outcome<std::string> depthText(const Side& a, const Side& b) {
-    for (const Side* side : {&a, &b}) {
-        const auto metadata = readMetadata(pathOfDescriptor(side->picture.file.get()));
+Outcome<std::string> depthText(const PictureLines& a, const PictureLines& b) {
+    for (const PictureLines* side : {&a, &b}) {
+        const auto metadata = readMetadata(pathOfDescriptor(side->picture().file.get()));
         if (!metadata) {
-            return problemWith(side->path, metadata.failure());
+            return problemWith(side->path(), metadata.failure());
         }
         if (metadata->png && metadata->png->sampleBits > 8) {
             return fmt::format(" in the upper 8 of the {} bits of {}", metadata->png->sampleBits,
-                               printable(side->path));
+                               printable(side->path()));
         }
     }
     return std::string();
 }
 
-/// Reports in one line whether they are equal, or what differs. Only a successful close proves that
-/// the lines were the answers to their requests.
+/// Reports in one line whether they are equal, or what differs.
 Outcome<ExitCode> compare(DriverSet& drivers, const std::string& pathA, const std::string& pathB) {
-    auto a = Side::open(drivers, pathA);
+    auto a = PictureLines::of(openPicture(drivers, pathA), pathA, "compared");
     if (!a) {
         return a.failure();
     }
-    auto b = Side::open(drivers, pathB);
+    auto b = PictureLines::of(openPicture(drivers, pathB), pathB, "compared");
     if (!b) {
         return b.failure();
     }
     const std::string names = printable(pathA) + " and " + printable(pathB);
-    if (shapeText(*a) != shapeText(*b)) {
-        warn(fmt::format("{} differ: {} and {}", names, shapeText(*a), shapeText(*b)));
+    if (a->sizeText() != b->sizeText()) {
+        warn(fmt::format("{} differ: {} and {}", names, a->sizeText(), b->sizeText()));
         return ExitCode::Failed;
     }
     auto found = compareLines(*a, *b);
-    for (Side* side : {&*a, &*b}) {
-        if (const auto closed = side->picture.source.close(); found && !closed) {
-            found = side->picture.running->problem(side->path, closed.failure());
-        } else if (const auto whole = side->checkDamage(); found && !whole) {
-            found = whole.failure();
+    for (PictureLines* side : {&*a, &*b}) {
+        if (const auto closed = side->close(); found && !closed) {
+            found = closed.failure();
         }
-        side->picture.running->passOnLines();
     }
     if (!found) {
         return found.failure();
@@ -166,7 +116,7 @@ Outcome<ExitCode> compare(DriverSet& drivers, const std::string& pathA, const st
         return depth.failure();
     }
     const ExitCode said = say(
-        fmt::format("{}: {}, all {} pixels are equal{}\n", names, shapeText(*a), pixels, *depth));
+        fmt::format("{}: {}, all {} pixels are equal{}\n", names, a->sizeText(), pixels, *depth));
     return said == ExitCode::Done ? said : ExitCode::NotCompared;
 }
 

@@ -34,6 +34,7 @@ void addDrivers(Arguments& arguments, Command& command);
 void addQuery(Arguments& arguments, Command& command);
 void addInfo(Arguments& arguments, Command& command);
 void addConvert(Arguments& arguments, Command& command);
+void addHash(Arguments& arguments, Command& command);
 void addCompare(Arguments& arguments, Command& command);
 void addView(Arguments& arguments, Command& command);
 void addScene(Arguments& arguments, Command& command);

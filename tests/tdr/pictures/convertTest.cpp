@@ -301,16 +301,18 @@ TEST_F(DamagedTest, endsWith1AndTheOldFileUnlessItIsToBeKept) {
     }
 }
 
-TEST_F(DamagedTest, cannotBeCompared) {
+TEST_F(DamagedTest, cannotBeComparedOrHashed) {
     const auto cases = damaged();
     for (const Damaged& c : cases) {
         SCOPED_TRACE(c.name);
         const auto file = files().write(c.name, c.content);
-        const Ended ended = run({"compare", file, file});
-        EXPECT_EQ(ended.exit, 4);
-        EXPECT_EQ(ended.out, "");
-        EXPECT_TRUE(contains(ended.err, file + "' is cut short or damaged"));
-        EXPECT_TRUE(contains(ended.err, "tdr: " + file + ": damaged, and so cannot be compared\n"));
+        for (const std::string use : {"compare", "hash"}) {
+            const Ended ended = run({use, file, file});
+            EXPECT_EQ(ended.exit, use == "compare" ? 4 : 1);
+            EXPECT_EQ(ended.out, "");
+            EXPECT_TRUE(contains(ended.err, file + "' is cut short or damaged"));
+            EXPECT_TRUE(contains(ended.err, "tdr: " + file + ": damaged, and so cannot be " + use));
+        }
     }
 }
 
