@@ -7,10 +7,7 @@
 #include "support/tempDir.h"
 #include "tdr/session.h"
 
-#include <chrono>
-#include <filesystem>
-#include <gtest/gtest.h>
-#include <string>
+#include <stdexcept>
 
 namespace tdr {
 
@@ -24,20 +21,10 @@ inline void PrintTo(FailureKind kind, std::ostream* out) {
 namespace testing_host {
 
 using namespace std::chrono_literals;
+using namespace tdr;
 
-/// Checks that every test leaves as many descriptors, children and segments as before.
-class NothingLeft : public ::testing::Test {
+class HostTest : public support::NothingLeft {
   protected:
-    void SetUp() override {
-        descriptors_ = support::openDescriptors();
-        segments_ = support::segmentsOf();
-    }
-    void TearDown() override {
-        EXPECT_EQ(support::openDescriptors(), descriptors_);
-        EXPECT_EQ(support::segmentsOf(), segments_);
-        EXPECT_FALSE(support::hasChildren());
-    }
-
     /// Path of a scripted driver that behaves like this.
     std::filesystem::path scripted(const std::string& behaviour) {
         std::filesystem::path link = folder_.path() / behaviour;
@@ -46,31 +33,28 @@ class NothingLeft : public ::testing::Test {
         }
         return link;
     }
-
-    tdr::Result<tdr::Session> start(const std::string& behaviour, tdr::StartOptions options = {}) {
-        return tdr::Session::start(scripted(behaviour), std::move(options));
-    }
-
     /// Path of a driver of this project.
     static std::filesystem::path real(const std::string& driver) {
         return std::filesystem::path(TDR_BIN_DIR) / driver;
     }
 
-    [[nodiscard]] const support::TempDir& folder() const { return folder_; }
-
-    /// Limits for drivers that will be late: short for a fast test, but long enough for a start on
-    /// a busy machine.
-    static tdr::StartOptions impatient() {
-        tdr::StartOptions options;
-        options.limits.request = 300ms;
-        options.limits.end = 300ms;
-        return options;
+    /// A session that starts; otherwise the test ends here.
+    static Result<Session> mustStart(const std::filesystem::path& driver,
+                                     StartOptions options = {}) {
+        auto session = Session::start(driver, std::move(options));
+        if (!session) {
+            throw std::runtime_error(session.failure().text());
+        }
+        return session;
     }
+    Result<Session> start(const std::string& behaviour, StartOptions options = {}) {
+        return mustStart(scripted(behaviour), std::move(options));
+    }
+
+    [[nodiscard]] const support::TempDir& folder() const { return folder_; }
 
   private:
     support::TempDir folder_;
-    std::set<std::string> descriptors_;
-    std::set<int> segments_;
 };
 
 /// False once the process has ended (even if it has not been waited for).

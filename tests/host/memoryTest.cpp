@@ -6,25 +6,20 @@
 #include "support/pictureFiles.h"
 #include "tdr/picture.h"
 
-#include <cerrno>
 #include <cstring>
 #include <optional>
 
 namespace {
 
-using tdr::FailureKind;
-using tdr::Picture;
-using tdr::Result;
-using tdr::Session;
-using tdr::Status;
+using namespace testing_host;
 
-class MemoryTest : public testing_host::NothingLeft {
+class MemoryTest : public HostTest {
   protected:
     /// Records the result of a call.
     template <typename Answer>
     bool note(const Answer& answer) {
         if (!answer) {
-            const tdr::Failure& failure = answer.failure();
+            const Failure& failure = answer.failure();
             const bool noMemory = failure.kind == FailureKind::NoMemory ||
                                   (failure.kind == FailureKind::CouldNotStart &&
                                    failure.what.find(std::strerror(ENOMEM)) != std::string::npos);
@@ -59,14 +54,14 @@ TEST_F(MemoryTest, everyCallAnswersItsFailure) {
         }
         asked = note(driver->vendorName()) && note(driver->fileNaming()) &&
                 note(driver->format(0)) && note(driver->queryLongs(1028));
-        if (!note(tdr::writePicture(*driver, path, picture)) && driver->alive()) {
-            retried = tdr::writePicture(*driver, path, picture).ok();
+        if (!note(writePicture(*driver, path, picture)) && driver->alive()) {
+            retried = writePicture(*driver, path, picture).ok();
         }
-        read.emplace(tdr::readPicture(*driver, path));
+        read.emplace(readPicture(*driver, path));
         note(*read);
-        const auto damaged = tdr::readPicture(*driver, cut);
+        const auto damaged = readPicture(*driver, cut);
         damageTold = !note(damaged) || !driver->damage().empty();
-        const auto refused = tdr::readPicture(*driver, foreign);
+        const auto refused = readPicture(*driver, foreign);
         if (refused || refused.failure().kind != FailureKind::NotMyFormat) {
             note(refused);
         }

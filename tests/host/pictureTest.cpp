@@ -9,20 +9,14 @@
 
 namespace {
 
-using tdr::FailureKind;
-using tdr::Picture;
-using tdr::PictureSource;
-using tdr::PictureTarget;
-using tdr::Session;
-using tdr::SharedBlock;
-using testing_host::NothingLeft;
+using namespace testing_host;
 
-class PictureTest : public NothingLeft {};
+using PictureTest = HostTest;
 
 /// A picture in which every byte differs from its neighbours.
 Picture motley(std::int32_t width, std::int32_t height) {
     Picture picture{width, height, {}};
-    picture.pixels.resize(tdr::lineBytes(width) * static_cast<std::size_t>(height));
+    picture.pixels.resize(lineBytes(width) * static_cast<std::size_t>(height));
     std::uint32_t state = 1;
     for (std::uint8_t& byte : picture.pixels) {
         state = state * 1664525 + 1013904223;
@@ -36,11 +30,11 @@ constexpr const char* kReadOrders[] = {"a", "aa", "0a", "4a", "a0", "a4a", "40a1
 
 TEST_F(PictureTest, linesAndWholePicturesAreReadInAnyOrder) {
     const Picture picture = motley(3, 5);
-    const std::size_t lineSize = tdr::lineBytes(3);
+    const std::size_t lineSize = lineBytes(3);
     for (const auto& [program, file] :
          {std::pair("softimageFilter", "a.pic"), std::pair("pngFilter", "a.png")}) {
         auto driver = Session::start(real(program));
-        ASSERT_TRUE(driver && tdr::writePicture(*driver, folder() / file, picture));
+        ASSERT_TRUE(driver && writePicture(*driver, folder() / file, picture));
         for (const std::string order : kReadOrders) {
             SCOPED_TRACE(program + (": " + order));
             auto reader = PictureSource::open(*driver, folder() / file);
@@ -77,18 +71,17 @@ TEST_F(PictureTest, aFileIsWholeWhenEveryLineWasWrittenOnce) {
     const Picture picture = motley(3, 5);
     for (const auto& [program, file] :
          {std::pair("softimageFilter", "a.pic"), std::pair("pngFilter", "a.png")}) {
-        auto driver = Session::start(real(program));
-        ASSERT_TRUE(driver);
+        auto driver = mustStart(real(program));
         for (const Case& c : cases) {
             SCOPED_TRACE(program + (": " + c.order));
-            ASSERT_TRUE(driver->transfersCaches());
+            ASSERT_TRUE(*driver->transfersCaches());
             auto writer = PictureTarget::open(*driver, folder() / file, 3, 5);
             auto block = SharedBlock::create(picture.pixels.size());
             const auto small = SharedBlock::create(1);
             ASSERT_TRUE(writer && block && small);
             for (std::size_t i = 0; i < c.order.size(); ++i) {
                 const std::int32_t line = c.order[i] < 'a' ? c.order[i] - '0' : 0;
-                std::ranges::copy(std::span(picture.pixels).subspan(tdr::pictureBytes(3, line)),
+                std::ranges::copy(std::span(picture.pixels).subspan(pictureBytes(3, line)),
                                   block->bytes().begin());
                 const auto done =
                     c.order[i] == 'a'
@@ -98,33 +91,31 @@ TEST_F(PictureTest, aFileIsWholeWhenEveryLineWasWrittenOnce) {
             }
             EXPECT_EQ(writer->close().ok(), c.whole);
             if (c.whole) {
-                EXPECT_EQ(tdr::readPicture(*driver, folder() / file)->pixels, picture.pixels);
+                EXPECT_EQ(readPicture(*driver, folder() / file)->pixels, picture.pixels);
             }
         }
     }
 }
 
 TEST_F(PictureTest, aFailedJobLeavesTheDriverAsItsStartDid) {
-    auto driver = Session::start(real("softimageFilter"));
-    ASSERT_TRUE(driver);
+    auto driver = mustStart(real("softimageFilter"));
     const Picture picture = motley(4, 3);
     const std::string good = folder() / "good.pic";
     const auto read = [&](const char* name, const std::string& content) {
-        return tdr::readPicture(*driver, folder().write(name, content)).ok();
+        return readPicture(*driver, folder().write(name, content)).ok();
     };
     const auto write = [&](const std::string& path) {
-        return tdr::writePicture(*driver, path, picture).ok();
+        return writePicture(*driver, path, picture).ok();
     };
     std::filesystem::create_symlink("/dev/full", folder() / "full.pic");
     std::filesystem::create_symlink("/proc/self/mem", folder() / "unreadable.pic");
     const std::pair<const char*, std::function<bool()>> jobs[] = {
         {"a foreign file", [&] { return read("text.pic", "text"); }},
-        {"no file", [&] { return tdr::readPicture(*driver, folder() / "missing.pic").ok(); }},
-        {"a read error",
-         [&] { return tdr::readPicture(*driver, folder() / "unreadable.pic").ok(); }},
+        {"no file", [&] { return readPicture(*driver, folder() / "missing.pic").ok(); }},
+        {"a read error", [&] { return readPicture(*driver, folder() / "unreadable.pic").ok(); }},
         {"a size that is none", [&] { return read("0.pic", support::rawPic(0, 1, 0xE0, "")); }},
         {"unknown channels", [&] { return read("x.pic", support::rawPic(1, 1, 0x80, "abc")); }},
-        {"too large", [&] { return tdr::readPicture(*driver, good, 47).ok(); }},
+        {"too large", [&] { return readPicture(*driver, good, 47).ok(); }},
         {"no folder", [&] { return write(folder() / "missing/a.pic"); }},
         {"a full disk", [&] { return write(folder() / "full.pic"); }},
         {"a reader that is dropped", [&] { return !PictureSource::open(*driver, good); }},
@@ -133,93 +124,61 @@ TEST_F(PictureTest, aFailedJobLeavesTheDriverAsItsStartDid) {
     };
     for (const auto& [name, job] : jobs) {
         SCOPED_TRACE(name);
-        const auto written = tdr::writePicture(*driver, good, picture);
+        const auto written = writePicture(*driver, good, picture);
         ASSERT_TRUE(written) << written.failure().text();
         EXPECT_FALSE(driver->isConnected());
         EXPECT_FALSE(job());
-        const auto back = tdr::readPicture(*driver, good);
+        const auto back = readPicture(*driver, good);
         ASSERT_TRUE(back) << back.failure().text();
         EXPECT_EQ(back->pixels, picture.pixels);
         EXPECT_FALSE(job());
     }
 }
 
-TEST_F(PictureTest, topAndBottomMayBeAlike) {
-    auto driver = Session::start(real("softimageFilter"));
-    ASSERT_TRUE(driver);
-    Picture picture = motley(5, 3);
-    std::ranges::copy_n(picture.pixels.begin(), 20, picture.pixels.end() - 20);
-    ASSERT_TRUE(tdr::writePicture(*driver, folder() / "a.pic", picture));
-    EXPECT_EQ(tdr::readPicture(*driver, folder() / "a.pic")->pixels, picture.pixels);
-}
-
-/// How often an echoing driver received `request` ("4/1430") during `job`.
-std::size_t requestsIn(const std::vector<std::string>& lines, const std::string& request) {
-    return static_cast<std::size_t>(std::ranges::count_if(
-        lines, [&](const std::string& line) { return line.starts_with(request + ":"); }));
-}
-
 TEST_F(PictureTest, aDriverThatOnlyAgreesToWholePicturesGetsLines) {
     std::vector<std::string> lines;
-    tdr::StartOptions options;
+    StartOptions options;
     options.onDriverLine = [&lines](std::string_view line) { lines.emplace_back(line); };
     auto driver = start("echo", options);
-    ASSERT_TRUE(driver);
-    const auto caches = driver->transfersCaches();
-    ASSERT_TRUE(caches) << caches.failure().text();
-    EXPECT_FALSE(*caches);
-    ASSERT_TRUE(tdr::writePicture(*driver, "any", motley(2, 7)));
+    EXPECT_FALSE(*driver->transfersCaches());
+    ASSERT_TRUE(writePicture(*driver, "any", motley(2, 7)));
     ASSERT_TRUE(driver->end());
-    EXPECT_EQ(requestsIn(lines, "4/1433"), 1U) << "the question";
-    EXPECT_EQ(requestsIn(lines, "4/1434"), 7U);
-}
-
-TEST_F(PictureTest, realDriversMoveWholePictures) {
-    for (const char* program : {"softimageFilter", "pngFilter", "nullFilter"}) {
-        auto driver = Session::start(real(program));
-        ASSERT_TRUE(driver);
-        EXPECT_TRUE(*driver->transfersCaches()) << program;
-    }
+    const auto countOf = [&](const char* code) {
+        return std::ranges::count_if(lines, [&](auto& line) { return line.starts_with(code); });
+    };
+    EXPECT_EQ(countOf("4/1433:"), 1) << "the question";
+    EXPECT_EQ(countOf("4/1434:"), 7);
 }
 
 TEST_F(PictureTest, outsideCommandsRunOnceAConnection) {
     const auto command = folder().write("count", "#!/bin/sh\necho run >> \"$0.log\"\n", 0755);
-    auto driver = Session::start(real("softimageFilter"));
-    ASSERT_TRUE(driver);
+    auto driver = mustStart(real("softimageFilter"));
     const Picture picture = motley(4, 3);
-    ASSERT_TRUE(tdr::writePicture(*driver, folder() / "a.pic", picture));
+    ASSERT_TRUE(writePicture(*driver, folder() / "a.pic", picture));
     ASSERT_TRUE(driver->setPreReadCommand(command));
-    EXPECT_EQ(tdr::readPicture(*driver, folder() / "a.pic")->pixels, picture.pixels);
+    EXPECT_EQ(readPicture(*driver, folder() / "a.pic")->pixels, picture.pixels);
     EXPECT_EQ(std::filesystem::file_size(command + ".log"), 4U);
-}
-
-/// The pixels of a file of hand-made bytes.
-Picture readBytes(Session& driver, const std::string& path) {
-    auto picture = tdr::readPicture(driver, path);
-    EXPECT_TRUE(picture) << picture.failure().text();
-    return picture ? *picture : Picture{};
 }
 
 using Pixels = std::vector<std::uint8_t>;
 
 TEST_F(PictureTest, missingChannelsAreOpaqueBlack) {
-    auto driver = Session::start(real("softimageFilter"));
-    ASSERT_TRUE(driver) << driver.failure().text();
+    auto driver = mustStart(real("softimageFilter"));
     // Files run from the top, blocks from the bottom; pixels are alpha, blue, green, red.
     const auto colour =
         folder().write("rgb.pic", support::rawPic(1, 2, 0xE0, support::bytes({1, 2, 3, 4, 5, 6})));
-    EXPECT_EQ(readBytes(*driver, colour).pixels, (Pixels{255, 6, 5, 4, 255, 3, 2, 1}));
+    EXPECT_EQ(readPicture(*driver, colour)->pixels, (Pixels{255, 6, 5, 4, 255, 3, 2, 1}));
     const auto line = folder().write("1.pic", support::rawPic(2, 1, 0xE0, "abcdef"));
-    EXPECT_EQ(readBytes(*driver, line).pixels, (Pixels{255, 'c', 'b', 'a', 255, 'f', 'e', 'd'}));
+    EXPECT_EQ(readPicture(*driver, line)->pixels, (Pixels{255, 'c', 'b', 'a', 255, 'f', 'e', 'd'}));
     const auto alpha = folder().write("a.pic", support::rawPic(1, 2, 0x10, support::bytes({7, 8})));
-    EXPECT_EQ(readBytes(*driver, alpha).pixels, (Pixels{8, 0, 0, 0, 7, 0, 0, 0}));
+    EXPECT_EQ(readPicture(*driver, alpha)->pixels, (Pixels{8, 0, 0, 0, 7, 0, 0, 0}));
     auto reader = PictureSource::open(*driver, colour);
-    auto block = SharedBlock::create(tdr::lineBytes(1));
+    auto block = SharedBlock::create(lineBytes(1));
     ASSERT_TRUE(reader && block);
     ASSERT_TRUE(reader->readLine(*block, 1));
     EXPECT_TRUE(std::ranges::equal(block->bytes(), Pixels{255, 3, 2, 1})) << "by its lines";
 
-    auto whole = SharedBlock::create(tdr::pictureBytes(1, 2));
+    auto whole = SharedBlock::create(pictureBytes(1, 2));
     ASSERT_TRUE(whole && reader->close());
     std::ranges::fill(whole->bytes(), std::uint8_t{9});
     reader = PictureSource::open(*driver, colour);
@@ -229,60 +188,51 @@ TEST_F(PictureTest, missingChannelsAreOpaqueBlack) {
 }
 
 TEST_F(PictureTest, aFileWithAlphaKeepsItHoweverLittleThereIs) {
-    auto driver = Session::start(real("softimageFilter"));
-    ASSERT_TRUE(driver);
-    struct Case {
-        const char* what;
-        std::vector<std::size_t> opaque; ///< rows from the bottom, of four
-    };
-    for (const auto& [what, opaque] :
-         {Case{"none at all", {}}, Case{"the bottom row", {0}}, Case{"a row in between", {2}},
-          Case{"the top row", {3}}, Case{"both ends", {0, 3}}}) {
+    auto driver = mustStart(real("softimageFilter"));
+    for (const std::string rows : {"0000", "1000", "0010", "0001", "1001"}) { // 1 is opaque
         Picture picture = motley(3, 4);
         for (std::size_t pixel = 0; pixel < 12; ++pixel) {
-            const bool isOpaque = std::ranges::find(opaque, pixel / 3) != opaque.end();
-            picture.pixels[pixel * 4] = isOpaque ? 255 : 0;
+            picture.pixels[pixel * 4] = rows[pixel / 3] == '1' ? 255 : 0;
         }
-        ASSERT_TRUE(tdr::writePicture(*driver, folder() / "a.pic", picture));
-        EXPECT_EQ(tdr::readPicture(*driver, folder() / "a.pic")->pixels, picture.pixels) << what;
+        ASSERT_TRUE(writePicture(*driver, folder() / "a.pic", picture));
+        EXPECT_EQ(readPicture(*driver, folder() / "a.pic")->pixels, picture.pixels) << rows;
     }
+    Picture alike = motley(5, 3); // at the top and at the bottom
+    std::ranges::copy_n(alike.pixels.begin(), 20, alike.pixels.end() - 20);
+    ASSERT_TRUE(writePicture(*driver, folder() / "a.pic", alike));
+    EXPECT_EQ(readPicture(*driver, folder() / "a.pic")->pixels, alike.pixels);
 }
 
 TEST_F(PictureTest, aMatteIsItsFirstChannelInWhite) {
-    auto driver = Session::start(real("softimageFilter"));
-    ASSERT_TRUE(driver) << driver.failure().text();
+    auto driver = mustStart(real("softimageFilter"));
     // Two channels of 10 pixels: literals, pixels from bit 13 down. Channel 0: 1000000011 at the
     // top, 0100000000 below; channel 1 the opposite.
     const auto path =
         folder().write("m.tag.tag", support::tag(10, 2, 2,
                                                  {0b00'1000000011'0000, 0b00'0111111100'0000, //
                                                   0b00'0100000000'0000, 0b00'1011111111'0000}));
-    const Picture picture = readBytes(*driver, path);
-    ASSERT_EQ(picture.width, 10);
-    std::string seen;
-    for (std::size_t at = 0; at < picture.pixels.size(); at += tdr::kPixelBytes) {
-        const Pixels pixel(&picture.pixels[at], &picture.pixels[at] + 4);
-        seen += pixel == Pixels{255, 255, 255, 255} ? '1'
-                : pixel == Pixels{255, 0, 0, 0}     ? '0'
-                                                    : '?';
+    const auto picture = readPicture(*driver, path);
+    ASSERT_TRUE(picture);
+    Pixels expected;
+    for (const char bit : std::string("0100000000"
+                                      "1000000011")) {
+        const std::uint8_t colour = bit == '1' ? 255 : 0;
+        expected.insert(expected.end(), {255, colour, colour, colour});
     }
-    EXPECT_EQ(seen, "0100000000"
-                    "1000000011");
+    EXPECT_EQ(picture->pixels, expected);
 }
 
 TEST_F(PictureTest, aDriverWithoutFilesServesWhatTheHostHasSet) {
-    auto driver = Session::start(real("nullFilter"));
-    ASSERT_TRUE(driver);
+    auto driver = mustStart(real("nullFilter"));
     EXPECT_FALSE(PictureSource::open(*driver, "any")) << "no size set";
     ASSERT_TRUE(driver->setBounds({0, 0, 3, 2}));
-    const auto ramp = tdr::readPicture(*driver, "any");
+    const auto ramp = readPicture(*driver, "any");
     ASSERT_TRUE(ramp) << ramp.failure().text();
     EXPECT_EQ(Pixels(ramp->pixels.end() - 4, ramp->pixels.end()), (Pixels{255, 3, 1, 2}));
 }
 
 TEST_F(PictureTest, whatCannotBeIsRefused) {
-    auto driver = Session::start(real("softimageFilter"));
-    ASSERT_TRUE(driver);
+    auto driver = mustStart(real("softimageFilter"));
     const auto out = folder() / "a.pic";
     for (const auto& [width, height] : {std::pair(0, 1), std::pair(1, 0), std::pair(-1, 1),
                                         std::pair(32768, 1), std::pair(1, 32768)}) {
@@ -290,19 +240,19 @@ TEST_F(PictureTest, whatCannotBeIsRefused) {
         ASSERT_FALSE(writer) << width << " x " << height;
         EXPECT_EQ(writer.failure().kind, FailureKind::BadArgument);
     }
-    EXPECT_FALSE(tdr::writePicture(*driver, out, Picture{2, 2, Pixels(15)}));
-    EXPECT_FALSE(tdr::writePicture(*driver, out, Picture{0, 0, {}}));
+    EXPECT_FALSE(writePicture(*driver, out, Picture{2, 2, Pixels(15)}));
+    EXPECT_FALSE(writePicture(*driver, out, Picture{0, 0, {}}));
     EXPECT_FALSE(std::filesystem::exists(out));
 
-    ASSERT_TRUE(tdr::writePicture(*driver, out, motley(4, 4)));
-    const auto tooMuch = tdr::readPicture(*driver, out, 63);
+    ASSERT_TRUE(writePicture(*driver, out, motley(4, 4)));
+    const auto tooMuch = readPicture(*driver, out, 63);
     ASSERT_FALSE(tooMuch);
     EXPECT_EQ(tooMuch.failure().kind, FailureKind::NoMemory);
-    EXPECT_TRUE(tdr::readPicture(*driver, out, 64));
+    EXPECT_TRUE(readPicture(*driver, out, 64));
 
     auto reader = PictureSource::open(*driver, out);
-    auto small = SharedBlock::create(tdr::lineBytes(4) - 1);
-    auto block = SharedBlock::create(tdr::lineBytes(4));
+    auto small = SharedBlock::create(lineBytes(4) - 1);
+    auto block = SharedBlock::create(lineBytes(4));
     ASSERT_TRUE(reader && small && block);
     EXPECT_EQ(reader->readLine(*small, 0).failure().kind, FailureKind::BadArgument);
     EXPECT_EQ(reader->readLine(*block, 4).failure().kind, FailureKind::Refused);

@@ -6,37 +6,28 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <cstdio>
-#include <functional>
-#include <limits>
 #include <sys/shm.h>
 #include <sys/syscall.h>
-#include <unistd.h>
 
 namespace {
 
-using tdr::FailureKind;
-using tdr::Session;
-using tdr::SharedBlock;
-using testing_host::NothingLeft;
+using namespace testing_host;
 
-class RequestTest : public NothingLeft {};
+using RequestTest = HostTest;
 
 /// The scripted driver answers a query with longs 10 * code + i and strings "code-i".
 TEST_F(RequestTest, everyQueryUnderstandsItsAnswer) {
     auto driver = start("echo");
-    ASSERT_TRUE(driver) << driver.failure().text();
     EXPECT_EQ(*driver->accessModes(), 10240);
     EXPECT_EQ(*driver->vendorName(), "1025-0");
     EXPECT_EQ(*driver->formatCount(), 10260);
     EXPECT_EQ(*driver->currentFormat(), 10270);
-    EXPECT_EQ(**driver->format(1), (tdr::PixelFormat{10281, 10282, {10283, 10284}}));
+    EXPECT_EQ(**driver->format(1), (PixelFormat{10281, 10282, {10283, 10284}}));
     EXPECT_EQ(driver->lastLine(), "0/1028: 1");
     EXPECT_EQ(*driver->format(2), std::nullopt);
-    EXPECT_EQ(*driver->bounds(), (tdr::Bounds{10290, 10291, 10292, 10293}));
-    EXPECT_EQ(*driver->tiling(), (tdr::Pair{10300, 10301}));
-    EXPECT_EQ(*driver->stampBounds(), (tdr::Pair{10310, 10311}));
+    EXPECT_EQ(*driver->bounds(), (Bounds{10290, 10291, 10292, 10293}));
+    EXPECT_EQ(*driver->tiling(), (Pair{10300, 10301}));
+    EXPECT_EQ(*driver->stampBounds(), (Pair{10310, 10311}));
     EXPECT_EQ(*driver->currentCell(), 10320);
     EXPECT_EQ(*driver->formatName(), "1033-0");
     EXPECT_EQ(*driver->startCell(), 10340);
@@ -44,96 +35,63 @@ TEST_F(RequestTest, everyQueryUnderstandsItsAnswer) {
     EXPECT_EQ(*driver->defaultPreReadCommand(), "1036-0");
     EXPECT_EQ(*driver->defaultPostWriteCommand(), "1037-0");
     EXPECT_EQ(*driver->writeDirection(), 10380);
-    EXPECT_EQ(*driver->fileNaming(), (tdr::FileNaming{"1039-0", "1039-1", 10390, "1039-2"}));
+    EXPECT_EQ(*driver->fileNaming(), (FileNaming{"1039-0", "1039-1", 10390, "1039-2"}));
     EXPECT_EQ(*driver->queryLongs(1029), (std::vector<std::int32_t>{10290, 10291, 10292, 10293}));
 }
 
 TEST_F(RequestTest, everyActionSendsItsCodeAndArguments) {
     std::vector<std::string> echoes;
-    const auto isAction = [](const std::string& line) { return line.starts_with("4/"); };
-    tdr::StartOptions options;
+    StartOptions options;
     options.onDriverLine = [&echoes](std::string_view line) { echoes.emplace_back(line); };
     auto driver = start("echo", options);
-    ASSERT_TRUE(driver) << driver.failure().text();
     auto block = SharedBlock::create(100);
     ASSERT_TRUE(block);
-    const std::string b =
-        " 100 " + std::to_string(block->key()) + " " + std::to_string(block->id());
-    struct Case {
-        const char* name;
-        std::function<tdr::Status(Session&)> act;
-        std::string onWire;
-    };
-    const Case cases[] = {
-        {"format", [](Session& d) { return d.setPixelFormat(1); }, "4/1424: 1"},
-        {"bounds",
-         [](Session& d) {
-             return d.setBounds({1, -2, 3, 4});
-         },
-         "4/1425: 1 -2 3 4"},
-        {"tiling",
-         [](Session& d) {
-             return d.setTiling({5, 6});
-         },
-         "4/1426: 5 6"},
-        {"stamp bounds",
-         [](Session& d) {
-             return d.setStampBounds({7, 8});
-         },
-         "4/1427: 7 8"},
-        {"cell", [](Session& d) { return d.setCurrentCell(9); }, "4/1428: 9"},
-        {"get cache", [&](Session& d) { return d.getCache(*block, 3); }, "4/1429:" + b + " 3"},
-        {"get line", [&](Session& d) { return d.getLine(*block, 7, 3); }, "4/1430:" + b + " 7 3"},
-        {"get stamp", [&](Session& d) { return d.getStamp(*block, 3); }, "4/1432:" + b + " 3"},
-        {"put cache", [&](Session& d) { return d.putCache(*block, 3); }, "4/1433:" + b + " 3"},
-        {"put line", [&](Session& d) { return d.putLine(*block, 7, 3); }, "4/1434:" + b + " 7 3"},
-        {"put stamp", [&](Session& d) { return d.putStamp(*block, 3); }, "4/1436:" + b + " 3"},
-        {"start cell", [](Session& d) { return d.setStartCell(-1); }, "4/1437: -1"},
-        {"end cell", [](Session& d) { return d.setEndCell(99); }, "4/1438: 99"},
-        {"read", [](Session& d) { return d.connectToFile("a/b", tdr::Access::Read, 4); },
-         "4/1439: 0 4 'a/b'"},
-        {"write", [](Session& d) { return d.connectToFile("a/b", tdr::Access::Write); },
-         "4/1439: 1 0 'a/b'"},
-        {"disconnect", [](Session& d) { return d.disconnectFromFile(); }, "4/1440:"},
-        {"pre-read", [](Session& d) { return d.setPreReadCommand("gunzip"); }, "4/1441: 'gunzip'"},
-        {"post-write", [](Session& d) { return d.setPostWriteCommand(""); }, "4/1442: ''"},
-        {"own",
-         [](Session& d) {
-             return d.order(1500, std::array{1, 2}, "x");
-         },
-         "4/1500: 1 2 'x'"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        const auto done = c.act(*driver);
-        ASSERT_TRUE(done) << done.failure().text();
+    const auto expectSent = [&](const Status& done, const std::string& onWire) {
+        ASSERT_TRUE(done) << onWire << ": " << done.failure().text();
+        const auto isAction = [](const std::string& line) { return line.starts_with("4/"); };
         const auto last = std::find_if(echoes.rbegin(), echoes.rend(), isAction);
         ASSERT_NE(last, echoes.rend());
-        EXPECT_EQ(*last, c.onWire);
-    }
+        EXPECT_EQ(*last, onWire);
+    };
+    const std::string b =
+        " 100 " + std::to_string(block->key()) + " " + std::to_string(block->id());
+    expectSent(driver->setPixelFormat(1), "4/1424: 1");
+    expectSent(driver->setBounds({1, -2, 3, 4}), "4/1425: 1 -2 3 4");
+    expectSent(driver->setTiling({5, 6}), "4/1426: 5 6");
+    expectSent(driver->setStampBounds({7, 8}), "4/1427: 7 8");
+    expectSent(driver->setCurrentCell(9), "4/1428: 9");
+    expectSent(driver->getCache(*block, 3), "4/1429:" + b + " 3");
+    expectSent(driver->getLine(*block, 7, 3), "4/1430:" + b + " 7 3");
+    expectSent(driver->getStamp(*block, 3), "4/1432:" + b + " 3");
+    expectSent(driver->putCache(*block, 3), "4/1433:" + b + " 3");
+    expectSent(driver->putLine(*block, 7, 3), "4/1434:" + b + " 7 3");
+    expectSent(driver->putStamp(*block, 3), "4/1436:" + b + " 3");
+    expectSent(driver->setStartCell(-1), "4/1437: -1");
+    expectSent(driver->setEndCell(99), "4/1438: 99");
+    expectSent(driver->connectToFile("a/b", Access::Read, 4), "4/1439: 0 4 'a/b'");
+    expectSent(driver->connectToFile("a/b", Access::Write), "4/1439: 1 0 'a/b'");
+    expectSent(driver->disconnectFromFile(), "4/1440:");
+    expectSent(driver->setPreReadCommand("gunzip"), "4/1441: 'gunzip'");
+    expectSent(driver->setPostWriteCommand(""), "4/1442: ''");
+    expectSent(driver->order(1500, std::array{1, 2}, "x"), "4/1500: 1 2 'x'");
 }
 
 TEST_F(RequestTest, whatDoesNotFitIsNotSent) {
     auto driver = start("echo");
-    ASSERT_TRUE(driver);
-    const std::string path1023(1023, 'p');
-    const std::string path1024(1024, 'p');
-    const std::string text2047(2047, 't');
-    const std::string text2048(2048, 't');
-    const std::vector<std::int32_t> longs256(256);
-    const std::vector<std::int32_t> longs257(257);
-    EXPECT_TRUE(driver->connectToFile(path1023, tdr::Access::Read));
-    EXPECT_TRUE(driver->setPreReadCommand(text2047));
-    EXPECT_TRUE(driver->order(1500, longs256));
-    const tdr::Status refused[] = {
-        driver->connectToFile(path1024, tdr::Access::Read),
-        driver->setPreReadCommand(text2048),
+    const std::string text(2048, 't');
+    const std::vector<std::int32_t> longs(257);
+    EXPECT_TRUE(driver->connectToFile(text.substr(0, 1023), Access::Read));
+    EXPECT_TRUE(driver->setPreReadCommand(text.substr(0, 2047)));
+    EXPECT_TRUE(driver->order(1500, std::span(longs).first(256)));
+    const Status refused[] = {
+        driver->connectToFile(text.substr(0, 1024), Access::Read),
+        driver->setPreReadCommand(text),
         driver->setPostWriteCommand(std::string_view("a\0b", 3)),
-        driver->order(1500, longs257),
+        driver->order(1500, longs),
         driver->getTile(),
         driver->putTile(),
     };
-    for (const tdr::Status& status : refused) {
+    for (const Status& status : refused) {
         ASSERT_FALSE(status);
         EXPECT_EQ(status.failure().kind, FailureKind::BadArgument) << status.failure().text();
     }
@@ -143,7 +101,6 @@ TEST_F(RequestTest, whatDoesNotFitIsNotSent) {
 
 TEST_F(RequestTest, anErrorReplyIsAFailureWithTheDriversReason) {
     auto driver = start("refuses");
-    ASSERT_TRUE(driver);
     auto block = SharedBlock::create(4);
     const auto vendor = driver->vendorName();
     ASSERT_FALSE(vendor);
@@ -159,7 +116,6 @@ TEST_F(RequestTest, anErrorReplyIsAFailureWithTheDriversReason) {
 /// in "opens".
 TEST_F(RequestTest, aConnectTellsAForeignFileFromADamagedOne) {
     auto driver = start("reader");
-    ASSERT_TRUE(driver);
     struct Case {
         const char* path;
         std::optional<FailureKind> kind;
@@ -175,7 +131,7 @@ TEST_F(RequestTest, aConnectTellsAForeignFileFromADamagedOne) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.path);
-        const auto done = driver->connectToFile(c.path, tdr::Access::Read);
+        const auto done = driver->connectToFile(c.path, Access::Read);
         EXPECT_EQ(done ? std::nullopt : std::optional(done.failure().kind), c.kind);
         EXPECT_EQ(driver->damage(), c.damage);
         EXPECT_TRUE(driver->vendorName());

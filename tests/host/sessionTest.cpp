@@ -3,51 +3,38 @@
 #include "base/uniqueFd.h"
 #include "hostTesting.h"
 #include "tdr/interruptGuard.h"
-#include "tdr/sharedBlock.h"
 
-#include <array>
 #include <atomic>
 #include <csignal>
 #include <poll.h>
 #include <sys/shm.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 
 namespace {
 
-using tdr::FailureKind;
-using tdr::Session;
-using testing_host::isRunning;
-using testing_host::NothingLeft;
-using namespace std::chrono_literals;
+using namespace testing_host;
 
-class SessionTest : public NothingLeft {};
+using SessionTest = HostTest;
 
 // --- Start ---------------------------------------------------------------------------------------
 
 TEST_F(SessionTest, aProgramThatIsNoneSaysWhy) {
     folder().write("notExecutable", "#!/bin/sh\n", 0644);
     folder().write("noProgram", "\x01\x02\x03", 0755);
-    struct Case {
-        std::string program;
-        const char* says;
-    };
-    const Case cases[] = {
+    const std::pair<std::string, const char*> cases[] = {
         {folder() / "missing", "No such file or directory"},
         {folder() / "notExecutable", "Permission denied"},
         {folder() / "noProgram", "exit status 127"}, // the shell is tried on it
         {folder().path().string(), "Permission denied"},
         {"sh", "does not exist"}, // a name alone is not searched along PATH
     };
-    for (const Case& c : cases) {
-        const auto driver = Session::start(c.program);
-        ASSERT_FALSE(driver) << c.program;
+    for (const auto& [program, says] : cases) {
+        const auto driver = Session::start(program);
+        ASSERT_FALSE(driver) << program;
         EXPECT_EQ(driver.failure().kind, FailureKind::CouldNotStart);
-        EXPECT_NE(driver.failure().text().find(c.program), std::string::npos);
-        EXPECT_NE(driver.failure().text().find(c.says), std::string::npos)
-            << driver.failure().text();
+        EXPECT_NE(driver.failure().text().find(program), std::string::npos);
+        EXPECT_NE(driver.failure().text().find(says), std::string::npos) << driver.failure().text();
     }
 }
 
@@ -55,10 +42,9 @@ TEST_F(SessionTest, aProgramThatIsNoneSaysWhy) {
 
 TEST_F(SessionTest, aFloodOnStderrBlocksNobody) {
     std::size_t lines = 0;
-    tdr::StartOptions options;
+    StartOptions options;
     options.onDriverLine = [&lines](std::string_view) { ++lines; };
     auto driver = start("floods", options);
-    ASSERT_TRUE(driver);
     const auto vendor = driver->vendorName();
     ASSERT_TRUE(vendor) << vendor.failure().text();
     EXPECT_TRUE(driver->end());
@@ -70,8 +56,7 @@ TEST_F(SessionTest, aFloodOnStderrBlocksNobody) {
 
 TEST_F(SessionTest, aDriverEndsWhenToldToAndIsWaitedForOnce) {
     for (const bool dismissed : {false, true}) {
-        auto driver = Session::start(real("nullFilter"));
-        ASSERT_TRUE(driver) << driver.failure().text();
+        auto driver = mustStart(real("nullFilter"));
         for (int i = 0; dismissed && i < 2; ++i) {
             driver->dismiss();
         }
@@ -84,15 +69,16 @@ TEST_F(SessionTest, aDriverEndsWhenToldToAndIsWaitedForOnce) {
 }
 
 TEST_F(SessionTest, aDriverThatDoesNotEndIsKilled) {
-    auto driver = start("stubborn", impatient());
-    ASSERT_TRUE(driver);
+    StartOptions impatient;
+    impatient.limits.end = 300ms;
+    auto driver = start("stubborn", impatient);
     const pid_t pid = driver->pid();
     const auto end = driver->end();
     ASSERT_FALSE(end);
     EXPECT_EQ(end.failure().kind, FailureKind::TimedOut);
     EXPECT_FALSE(isRunning(pid));
 
-    auto forgotten = start("stubborn", impatient());
+    auto forgotten = start("stubborn", impatient);
     ASSERT_TRUE(forgotten);
     const pid_t other = forgotten->pid();
     *forgotten = std::move(*driver); // drops the session
@@ -120,43 +106,23 @@ TEST_F(SessionTest, signalActionsAreTheHostsOwn) {
     }
 }
 
-/// Checks SIGPIPE's action all the time, because another thread of the host may use it.
-class ActionWatch {
-  public:
-    ActionWatch() : thread_([this] { look(); }) {}
-    ~ActionWatch() { changes(); }
-    int changes() {
-        done_ = true;
-        if (thread_.joinable()) {
-            thread_.join();
-        }
-        return changes_;
-    }
-
-  private:
-    void look() {
-        while (!done_) {
-            struct sigaction now {};
-            sigaction(SIGPIPE, nullptr, &now);
-            changes_ += now.sa_handler != SIG_IGN ? 1 : 0;
-        }
-    }
-    std::atomic<bool> done_ = false;
-    std::atomic<int> changes_ = 0;
-    std::thread thread_;
-};
-
+/// At no moment, because another thread of the host may rely on them.
 TEST_F(SessionTest, signalActionsAreTheHostsOwnAllTheTime) {
     const auto before = std::signal(SIGPIPE, SIG_IGN);
-    {
-        ActionWatch watch;
-        auto driver = start("echo");
-        ASSERT_TRUE(driver) << driver.failure().text();
-        for (int i = 0; i < 3000; ++i) {
-            EXPECT_TRUE(driver->vendorName());
+    std::atomic<int> changes = 0;
+    std::jthread watch([&](const std::stop_token& done) {
+        while (!done.stop_requested()) {
+            struct sigaction now {};
+            sigaction(SIGPIPE, nullptr, &now);
+            changes += now.sa_handler != SIG_IGN ? 1 : 0;
         }
-        EXPECT_EQ(watch.changes(), 0);
+    });
+    auto driver = start("echo");
+    for (int i = 0; i < 3000; ++i) {
+        EXPECT_TRUE(driver->vendorName());
     }
+    watch = {};
+    EXPECT_EQ(changes, 0);
     std::signal(SIGPIPE, before);
 }
 
@@ -183,7 +149,7 @@ struct HostProcess {
 using Request = FailureKind (*)(Session&);
 
 FailureKind askForALine(Session& driver) {
-    auto block = tdr::SharedBlock::create(4096);
+    auto block = SharedBlock::create(4096);
     const auto got = driver.getLine(*block, 0);
     return got ? FailureKind::Refused : got.failure().kind;
 }
@@ -194,15 +160,14 @@ FailureKind endIt(Session& driver) {
 
 HostProcess forkHost(const std::filesystem::path& program, bool guarded,
                      Request request = askForALine) {
-    std::array<int, 2> ends{};
-    if (pipe(ends.data()) != 0) {
-        return {};
-    }
+    int ends[2] = {-1, -1};
+    EXPECT_EQ(pipe(ends), 0);
+    const base::UniqueFd fromHost(ends[0]);
+    base::UniqueFd toTest(ends[1]);
     HostProcess host;
     host.pid = fork();
     if (host.pid == 0) {
-        close(ends[0]);
-        std::optional<tdr::InterruptGuard> guard;
+        std::optional<InterruptGuard> guard;
         if (guarded) {
             guard.emplace();
         }
@@ -210,26 +175,17 @@ HostProcess forkHost(const std::filesystem::path& program, bool guarded,
         {
             auto driver = Session::start(program);
             const pid_t pid = driver->pid();
-            (void)!write(ends[1], &pid, sizeof pid);
+            (void)!write(toTest.get(), &pid, sizeof pid);
             interrupted = request(*driver) == FailureKind::Interrupted;
         }
         if (interrupted) {
-            tdr::InterruptGuard::endBySignal(tdr::InterruptGuard::signal());
+            InterruptGuard::endBySignal(InterruptGuard::signal());
         }
         _exit(1);
     }
-    close(ends[1]);
-    if (read(ends[0], &host.driver, sizeof host.driver) != sizeof host.driver) {
-        host.driver = -1;
-    }
-    close(ends[0]);
+    toTest.reset();
+    EXPECT_EQ(read(fromHost.get(), &host.driver, sizeof host.driver), ssize_t{sizeof host.driver});
     return host;
-}
-
-int waitStatusOf(pid_t pid) {
-    int status = 0;
-    waitpid(pid, &status, 0);
-    return status;
 }
 
 TEST_F(SessionTest, aSignalUnwindsAGuardedHost) {
@@ -245,7 +201,8 @@ TEST_F(SessionTest, aSignalUnwindsAGuardedHost) {
         const HostProcess host = forkHost(scripted(driver), true, request);
         ASSERT_GT(host.driver, 0);
         kill(host.pid, signal);
-        const int status = waitStatusOf(host.pid);
+        int status = 0;
+        EXPECT_EQ(waitpid(host.pid, &status, 0), host.pid);
         EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << status;
         EXPECT_FALSE(isRunning(host.driver));
         EXPECT_TRUE(support::segmentsOf(host.pid).empty());
@@ -255,9 +212,9 @@ TEST_F(SessionTest, aSignalUnwindsAGuardedHost) {
 TEST_F(SessionTest, anIgnoredSignalStaysIgnored) {
     const auto before = std::signal(SIGHUP, SIG_IGN);
     {
-        const tdr::InterruptGuard guard;
+        const InterruptGuard guard;
         raise(SIGHUP);
-        EXPECT_EQ(tdr::InterruptGuard::signal(), 0);
+        EXPECT_EQ(InterruptGuard::signal(), 0);
     }
     EXPECT_EQ(std::signal(SIGHUP, before), SIG_IGN);
 }
@@ -267,7 +224,7 @@ TEST_F(SessionTest, aDriverEndsWhenItsHostVanishes) {
     ASSERT_GT(host.driver, 0);
     const base::UniqueFd driver(static_cast<int>(syscall(SYS_pidfd_open, host.driver, 0)));
     kill(host.pid, SIGKILL);
-    waitStatusOf(host.pid);
+    EXPECT_EQ(waitpid(host.pid, nullptr, 0), host.pid);
     if (driver.valid()) { // otherwise it has already ended
         pollfd ended{driver.get(), POLLIN, 0};
         EXPECT_EQ(poll(&ended, 1, 20'000), 1) << "the driver outlives its host";

@@ -1,29 +1,19 @@
 // SPDX-License-Identifier: MIT
 // Checks of the caller: strangers that connect first, wrappers that fork, hosts of other users.
-#include "base/uniqueFd.h"
 #include "ipcTesting.h"
 #include "ipc_caller.h"
 #include "ipc_inner.h"
-#include "ipc_peer.h"
-#include "ipc_socket.h"
-#include "support/captureStderr.h"
 #include "support/denyCall.h"
+#include "support/processState.h"
 #include "support/program.h"
 #include "support/tempDir.h"
 
-#include <cerrno>
-#include <filesystem>
-#include <fstream>
-#include <gtest/gtest.h>
-#include <netinet/in.h>
+#include <array>
 #include <poll.h>
 #include <sys/syscall.h>
-#include <sys/wait.h>
-#include <thread>
 
 using namespace testing_ipc;
 using namespace std::chrono_literals;
-using support::CaptureStderr;
 
 namespace {
 
@@ -45,19 +35,17 @@ base::UniqueFd connectTo(int port, in_addr_t from = INADDR_LOOPBACK) {
 /// Connects to the port of this process's child, with an init request, before `gate` is opened for
 /// the child. True if the connection was closed.
 bool intrude(const std::filesystem::path& gate) {
+    const std::string option("-ipc_link_port\0", 15);
     std::string words; // of the child's command line
     support::eventually("a child with a port", [&] {
-        std::ifstream children("/proc/self/task/" + std::to_string(getpid()) + "/children");
-        std::string pid;
-        children >> pid;
-        std::ifstream commandLine("/proc/" + pid + "/cmdline");
-        words.assign(std::istreambuf_iterator<char>(commandLine), {});
-        return words.find("-ipc_link_port") != std::string::npos;
+        for (const pid_t child : support::childrenOf(getpid())) {
+            words = support::contentOf("/proc/" + std::to_string(child) + "/cmdline");
+        }
+        return words.find(option) != std::string::npos;
     });
-    const std::string option("-ipc_link_port\0", 15);
     const base::UniqueFd fd = connectTo(std::stoi(words.substr(words.find(option) + 15)));
     IPC_DataPacket request = packetOf({66, 67}, 3, 300);
-    sendsockdata(fd.get(), &request);
+    sendsockdata(fd.get(), &request); // it may already have been hung up on
     std::ofstream(gate) << "open";
     pollfd watched{fd.get(), POLLIN, 0};
     poll(&watched, 1, 20000);

@@ -2,22 +2,15 @@
 // The child's half of the handshake against a parent that follows a script.
 #include "IPC_LinkIrix.h"
 #include "ipcTesting.h"
-#include "ipc_socket.h"
-#include "support/captureStderr.h"
 #include "support/leakCounters.h"
 
-#include <cerrno>
 #include <fcntl.h>
 #include <functional>
-#include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <thread>
-#include <unistd.h>
 
 using namespace testing_ipc;
 using namespace std::string_literals;
-using support::CaptureStderr;
 
 namespace {
 
@@ -50,12 +43,12 @@ ScriptedParent::Script replies(short messageClass, short code, std::int32_t pid)
         IPC_DataPacket reply = packetOf({11, 12, 102, 39}, messageClass, code);
         reply.numof_longs = 1;
         reply.longdata[0] = pid;
-        sendsockdata(fd, &reply);
+        sendTo(fd, reply);
     };
 }
 
-class Handshake : public testing::Test {
-  protected:
+class Handshake : public support::NothingLeft {
+  private:
     const KeepAction child_{SIGCHLD};
     const KeepAction pipe_{SIGPIPE};
 };
@@ -148,32 +141,28 @@ TEST_F(Handshake, APortWhereNobodyListensGivesNoLink) {
     auto* const generic = reinterpret_cast<sockaddr*>(&address);
     ASSERT_EQ(bind(taken.get(), generic, size), 0);
     ASSERT_EQ(getsockname(taken.get(), generic, &size), 0);
-    const auto before = support::openDescriptors();
     std::signal(SIGCHLD, SIG_DFL);
-    const std::string connecting =
-        "getservsock: connecting socket: "s + std::strerror(ECONNREFUSED) + "\n";
-    for (const int port : {0, -1, 65536}) {
+    const std::string refused = "connecting socket: "s + std::strerror(ECONNREFUSED);
+    const std::string invalid = "Invalid portnumber of server";
+    for (const auto& [port, says] : {std::pair(int{ntohs(address.sin_port)}, refused),
+                                     {0, invalid},
+                                     {-1, invalid},
+                                     {65536, invalid}}) {
         const CaptureStderr said;
-        EXPECT_EQ(getservsock(port), -1) << port;
-        EXPECT_EQ(said.text(), "getservsock: Invalid portnumber of server\n");
-    }
-    {
-        const CaptureStderr said;
-        const IPC_LinkIrix link(102, 39, ntohs(address.sin_port));
+        const IPC_LinkIrix link(102, 39, port);
         EXPECT_EQ(link.linkStatus, 1);
         EXPECT_EQ(link.sockfd, -1);
-        EXPECT_EQ(said.text(), connecting + "IPC_LinkIrix: Error initializing socket to parent.\n");
+        EXPECT_EQ(said.text(), "getservsock: " + says +
+                                   "\nIPC_LinkIrix: Error initializing socket to parent.\n");
     }
     EXPECT_EQ(KeepAction::current(SIGCHLD), SIG_DFL);
-    EXPECT_EQ(support::openDescriptors(), before);
 }
 
 TEST_F(Handshake, ARequestToAParentThatHasGoneFails) {
     SocketPair pair;
     pair.far.reset();
     const CaptureStderr said;
-    IPC_DataPacket packet;
-    std::memset(&packet, 0x5a, sizeof packet);
+    IPC_DataPacket packet = noise();
     EXPECT_EQ(sendinitrequest(102, 39, pair.near.get(), &packet), -1);
     EXPECT_NE(said.text().find("sendinitrequest: Error while sending init data\n"),
               std::string::npos);

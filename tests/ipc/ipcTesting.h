@@ -2,14 +2,14 @@
 // Shared by the tests of the link.
 #pragma once
 
-#include "IPC_Link.h"
 #include "base/uniqueFd.h"
+#include "ipc_socket.h"
+#include "support/captureStderr.h"
 
-#include <array>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <initializer_list>
+#include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <string>
@@ -20,13 +20,15 @@
 
 namespace testing_ipc {
 
+using support::CaptureStderr;
+
 /// Two connected stream sockets.
 struct SocketPair {
     base::UniqueFd near;
     base::UniqueFd far;
-    explicit SocketPair(int type = SOCK_STREAM) {
+    SocketPair() {
         int ends[2] = {-1, -1};
-        if (socketpair(AF_UNIX, type | SOCK_CLOEXEC, 0, ends) != 0) {
+        if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) {
             std::abort();
         }
         near.reset(ends[0]);
@@ -42,21 +44,15 @@ inline void put(int fd, std::string_view bytes) {
 /// Everything that can be read without waiting, or up to the end of the stream.
 inline std::string takeAll(int fd, int flags = MSG_DONTWAIT) {
     std::string all;
-    std::array<char, 8192> part{};
+    char part[8192];
     ssize_t got = 0;
-    while ((got = recv(fd, part.data(), part.size(), flags)) > 0) {
-        all.append(part.data(), static_cast<std::size_t>(got));
+    while ((got = recv(fd, part, sizeof part, flags)) > 0) {
+        all.append(part, static_cast<std::size_t>(got));
     }
     return all;
 }
 
-/// True when the other end has closed or shut down and no bytes are left.
-inline bool atEnd(int fd) {
-    char byte = 0;
-    return recv(fd, &byte, 1, MSG_DONTWAIT) == 0;
-}
-
-/// The same, or the other end has discarded unread bytes.
+/// True when the other end has closed or shut down, and no bytes are left or they were discarded.
 inline bool hasGone(int fd) {
     char byte = 0;
     return recv(fd, &byte, 1, MSG_DONTWAIT) == 0 || errno == ECONNRESET;
@@ -79,6 +75,24 @@ inline IPC_DataPacket packetOf(ipc::Ends ends, short messageClass, short code) {
     IPC_DataPacket packet{};
     ipc::fillHeader(packet, ends, messageClass, code);
     return packet;
+}
+
+/// A packet full of bytes that must not survive.
+inline IPC_DataPacket noise() {
+    IPC_DataPacket packet;
+    std::memset(&packet, 0x5a, sizeof packet);
+    return packet;
+}
+
+inline void sendTo(int fd, IPC_DataPacket packet) {
+    ASSERT_EQ(sendsockdata(fd, &packet), 0);
+}
+
+/// Reads the next packet, which must be this one.
+inline void expectNext(int fd, const IPC_DataPacket& expected) {
+    IPC_DataPacket packet = noise();
+    ASSERT_EQ(readsockdata(fd, &packet), 0);
+    EXPECT_TRUE(same(packet, expected));
 }
 
 /// Saves a signal's action and restores it.

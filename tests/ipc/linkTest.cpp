@@ -2,18 +2,15 @@
 // The link's base class and the socket link, from a connected socket on.
 #include "IPC_LinkIrix.h"
 #include "ipcTesting.h"
-#include "ipc_socket.h"
-#include "support/captureStderr.h"
 #include "support/leakCounters.h"
 
 #include <algorithm>
+#include <array>
 #include <chrono>
 #include <fcntl.h>
-#include <gtest/gtest.h>
 #include <thread>
 
 using namespace testing_ipc;
-using support::CaptureStderr;
 
 namespace {
 
@@ -48,8 +45,7 @@ TEST(Link, ClearDataKeepsFurtherCommandWords) {
     LooseEnd link;
     link.peerId = 3;
     link.peerSubId = 4;
-    IPC_DataPacket packet;
-    std::memset(&packet, 0x5a, sizeof packet);
+    IPC_DataPacket packet = noise();
     IPC_DataPacket expected = packetOf({1, 2, 3, 4}, 4, 1424);
     std::fill(expected.datacmd + 6, std::end(expected.datacmd), short{0x5a5a});
     link.clearData(4, 1424, &packet);
@@ -66,34 +62,31 @@ TEST(Link, TheBaseStampsAndSendsNothing) {
         const auto sender = static_cast<short>(stamp != 0 ? 1 : 90);
         EXPECT_TRUE(same(packet, packetOf({sender, 2, 3, 4}, 4, 1424)));
     }
-    IPC_DataPacket packet;
-    std::memset(&packet, 0x5a, sizeof packet);
+    IPC_DataPacket packet = noise();
     EXPECT_EQ(link.receive(IPC_QUEUE_SOCKETS, IPC_BLOCKING_FOREVER, 0, 0, &packet), 0);
     EXPECT_TRUE(same(packet, IPC_DataPacket{}));
 }
 
 TEST(Link, SendsOneValueAPacket) {
     LooseEnd link;
-    IPC_DataPacket expected = packetOf({1, 2, -1, -1}, 1, 1124);
+    const IPC_DataPacket none = packetOf({1, 2, -1, -1}, 1, 1124);
+    IPC_DataPacket expected = none;
     expected.numof_longs = 1;
     expected.longdata[0] = -7;
     EXPECT_EQ(link.transmit_long(1, 1124, -7), 5);
     EXPECT_TRUE(same(link.sent, expected));
     EXPECT_EQ(link.stamped, 0);
-
-    expected = packetOf({1, 2, -1, -1}, 1, 1124);
+    expected = none;
     expected.numof_floats = 1;
     expected.floatdata[0] = 2.5F;
     EXPECT_EQ(link.transmit_float(1, 1124, 2.5F), 5);
     EXPECT_TRUE(same(link.sent, expected));
-
-    for (const std::size_t length : {0U, 1U, 2046U, 2047U}) {
-        const std::string text(length, 'x');
-        expected = packetOf({1, 2, -1, -1}, 1, 1124);
+    for (const int length : {0, 1, 2046, 2047}) {
+        expected = none;
         expected.numof_strings = 1;
-        expected.numof_chars = static_cast<std::int32_t>(length) + 1;
-        std::memcpy(expected.chardata, text.data(), length);
-        EXPECT_EQ(link.transmit_string(1, 1124, text.c_str()), 5) << length;
+        expected.numof_chars = length + 1;
+        std::fill_n(expected.chardata, length, 'x');
+        EXPECT_EQ(link.transmit_string(1, 1124, expected.chardata), 5) << length;
         EXPECT_TRUE(same(link.sent, expected)) << length;
     }
 }
@@ -119,19 +112,16 @@ IPC_DataPacket oneOfEach() {
 }
 
 /// Results of the three receive helpers for the link's next packet.
-std::array<int, 3> receiveAll(LooseEnd& link, std::string* text = nullptr) {
+std::array<int, 3> receiveAll(LooseEnd& link, const std::string& text = "ab") {
     long number = 0;
     float fraction = 0;
-    char out[2048];
-    std::memset(out, 0x5a, sizeof out);
+    char out[2048] = "before";
     const std::array<int, 3> results = {link.receive_long(1, 1124, &number),
                                         link.receive_float(1, 1124, &fraction),
                                         link.receive_string(1, 1124, out)};
     EXPECT_EQ(number, results[0] == 1 ? -7 : 0);
     EXPECT_EQ(fraction, results[1] == 1 ? 2.5F : 0);
-    if (text != nullptr) {
-        *text = std::string(out, strnlen(out, sizeof out));
-    }
+    EXPECT_EQ(std::string(out, strnlen(out, sizeof out)), results[2] == 1 ? text : "before");
     return results;
 }
 
@@ -171,19 +161,14 @@ TEST(Link, AReceivedStringIsAlwaysTerminated) {
     link.incoming = oneOfEach();
     link.incoming.numof_chars = 2048;
     std::memset(link.incoming.chardata, 'x', sizeof link.incoming.chardata);
-    std::string text;
-    EXPECT_EQ(receiveAll(link, &text)[2], 1);
-    EXPECT_EQ(text, std::string(2047, 'x'));
+    EXPECT_EQ(receiveAll(link, std::string(2047, 'x'))[2], 1);
 }
 
 /// The parent's part for a link: accepts its connection and answers its init request as 3, 4.
 void greet(int listener) {
     const base::UniqueFd fd(accept4(listener, nullptr, nullptr, SOCK_CLOEXEC));
-    IPC_DataPacket request;
-    EXPECT_EQ(readsockdata(fd.get(), &request), 0);
-    EXPECT_TRUE(same(request, packetOf({1, 2, -1, -1}, 3, 300)));
-    IPC_DataPacket reply = packetOf({3, 4, 1, 2}, 1, 101);
-    EXPECT_EQ(sendsockdata(fd.get(), &reply), 0);
+    expectNext(fd.get(), packetOf({1, 2, -1, -1}, 3, 300));
+    sendTo(fd.get(), packetOf({3, 4, 1, 2}, 1, 101));
 }
 
 /// A port on which a parent has greeted the next link.
@@ -214,15 +199,10 @@ struct Connected {
     }
 };
 
-class SocketLink : public testing::Test {
-  protected:
-    void SetUp() override { before_ = support::openDescriptors(); }
-    void TearDown() override { EXPECT_EQ(support::openDescriptors(), before_); }
+class SocketLink : public support::NothingLeft {
+  private:
     const KeepAction pipe_{SIGPIPE};
     const KeepAction child_{SIGCHLD};
-
-  private:
-    std::set<std::string> before_;
 };
 
 TEST_F(SocketLink, LearnsItsParentsIdsAndCountsItself) {
@@ -245,14 +225,11 @@ TEST_F(SocketLink, StampsAndSendsAndReceives) {
     IPC_DataPacket packet = packetOf({90, 91, 92, 93}, 4, 1424);
     EXPECT_EQ(c.link.transmit(&packet, 0), 0);
     EXPECT_EQ(c.link.transmit(&packet, 1), 0);
-    for (const short sender : {short{90}, short{1}}) {
-        IPC_DataPacket received{};
-        ASSERT_EQ(readsockdata(c.far.get(), &received), 0);
-        EXPECT_TRUE(same(received, packetOf({sender, 2, 3, 4}, 4, 1424)));
-    }
+    expectNext(c.far.get(), packetOf({90, 2, 3, 4}, 4, 1424));
+    expectNext(c.far.get(), packetOf({1, 2, 3, 4}, 4, 1424));
     IPC_DataPacket received{};
     EXPECT_EQ(c.poll(&received), 0);
-    ASSERT_EQ(sendsockdata(c.far.get(), &packet), 0);
+    sendTo(c.far.get(), packet);
     EXPECT_EQ(c.link.get_next_socket(IPC_QUEUE_SOCKETS, IPC_BLOCKING_TIMED, 0, 0), c.link.sockfd);
     EXPECT_EQ(c.poll(&received), 1);
     EXPECT_TRUE(same(received, packet));
@@ -261,7 +238,7 @@ TEST_F(SocketLink, StampsAndSendsAndReceives) {
 TEST_F(SocketLink, AClosedLinkSaysSoQuietly) {
     Connected c;
     c.link.close();
-    EXPECT_TRUE(atEnd(c.far.get()));
+    EXPECT_TRUE(hasGone(c.far.get()));
     const CaptureStderr said;
     IPC_DataPacket packet = packetOf({}, 4, 1424);
     EXPECT_EQ(c.link.transmit(&packet, 0), -1);
@@ -300,10 +277,8 @@ TEST_F(SocketLink, ClosingKillsOnceWhenAsked) {
     c.link.setKillOnDestroy(1);
     c.link.close();
     c.link.close();
-    IPC_DataPacket packet{};
-    ASSERT_EQ(readsockdata(c.far.get(), &packet), 0);
-    EXPECT_TRUE(same(packet, packetOf({1, 2, 3, 4}, 4, 400)));
-    EXPECT_TRUE(atEnd(c.far.get()));
+    expectNext(c.far.get(), packetOf({1, 2, 3, 4}, 4, 400));
+    EXPECT_TRUE(hasGone(c.far.get()));
 }
 
 TEST_F(SocketLink, FortyEmptyReadsFromAForeignParentMeanDeath) {
@@ -329,17 +304,16 @@ TEST_F(SocketLink, FortyEmptyReadsFromAForeignParentMeanDeath) {
 
 TEST_F(SocketLink, APacketEndsTheCountOfEmptyReads) {
     Connected c;
-    IPC_DataPacket empty{};
-    IPC_DataPacket full = packetOf({}, 4, 1424);
+    const IPC_DataPacket empty{};
     IPC_DataPacket packet{};
-    sendsockdata(c.far.get(), &empty);
-    sendsockdata(c.far.get(), &empty);
-    sendsockdata(c.far.get(), &full);
+    for (const IPC_DataPacket& sent : {empty, empty, packetOf({}, 4, 1424)}) {
+        sendTo(c.far.get(), sent);
+    }
     for (const int count : {1, 2, 0}) {
         EXPECT_EQ(c.poll(&packet), 1);
         EXPECT_EQ(c.link.emptyReads, count);
     }
-    sendsockdata(c.far.get(), &empty);
+    sendTo(c.far.get(), empty);
     EXPECT_EQ(c.poll(&packet), 1);
     EXPECT_EQ(c.poll(&packet), 0);
     EXPECT_EQ(c.link.emptyReads, 1) << "a wait that ran out changes nothing";
@@ -358,7 +332,7 @@ TEST_F(SocketLink, WhatIsOutOfStepClosesTheLinkThatItCameOver) {
             IPC_DataPacket packet = packetOf({}, 4, 1424);
             if (garbage) {
                 put(babbling.far.get(), "\x7f\xff\xff\xff");
-                ASSERT_EQ(sendsockdata(babbling.far.get(), &packet), 0);
+                sendTo(babbling.far.get(), packet);
             } else {
                 put(babbling.far.get(), {"\0\0\0\6\0\1", 6}); // and then a reset
                 IPC_DataPacket unread = packet;
@@ -373,7 +347,7 @@ TEST_F(SocketLink, WhatIsOutOfStepClosesTheLinkThatItCameOver) {
             EXPECT_NE(takeAll(babbling.far.get()).size(), 32U) << "told to end as if in step";
             EXPECT_TRUE(!garbage || hasGone(babbling.far.get()));
 
-            ASSERT_EQ(sendsockdata(quiet.far.get(), &packet), 0);
+            sendTo(quiet.far.get(), packet);
             EXPECT_EQ(quiet.poll(&packet), 1);
             quiet.link.close();
             EXPECT_EQ(quiet.poll(&packet), -2) << "waits although there is nothing to wait for";
@@ -384,8 +358,8 @@ TEST_F(SocketLink, WhatIsOutOfStepClosesTheLinkThatItCameOver) {
 TEST_F(SocketLink, LinksThatShareTheSetHearEachOther) {
     Connected a;
     Connected b;
-    IPC_DataPacket sent = packetOf({}, 4, 1424);
-    ASSERT_EQ(sendsockdata(b.far.get(), &sent), 0);
+    const IPC_DataPacket sent = packetOf({}, 4, 1424);
+    sendTo(b.far.get(), sent);
     IPC_DataPacket packet{};
     EXPECT_EQ(a.poll(&packet), 0);
     a.link.shareSocketSet = 1;

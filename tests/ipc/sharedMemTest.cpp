@@ -3,9 +3,7 @@
 #include "support/captureStderr.h"
 #include "support/leakCounters.h"
 
-#include <cerrno>
 #include <cstring>
-#include <gtest/gtest.h>
 #include <sys/random.h>
 #include <sys/shm.h>
 
@@ -36,14 +34,7 @@ std::string line(const char* what, int error) {
     return "(" + std::to_string(getpid()) + ") " + what + ": " + std::strerror(error) + "\n";
 }
 
-class SharedMem : public testing::Test {
-  protected:
-    void SetUp() override { before_ = support::segmentsOf(); }
-    void TearDown() override { EXPECT_EQ(support::segmentsOf(), before_) << "segments left"; }
-
-  private:
-    std::set<int> before_;
-};
+using SharedMem = support::NothingLeft;
 
 TEST_F(SharedMem, AFreshKeyComesFromItsRange) {
     std::set<int> keys;
@@ -91,19 +82,17 @@ TEST_F(SharedMem, AGivenKeyFindsTheBlockThatIsThere) {
 TEST_F(SharedMem, WhatCannotBeHadIsNull) {
     auto [key, id, block] = Block();
     ASSERT_NE(block, nullptr);
-    struct Case {
+    const struct {
         const char* name;
-        int size;
-        int key;
-    };
-    const Case cases[] = {
+        int size, key;
+    } cases[] = {
         {"more than the block that is there", 65, key},
         {"negative size", -1, key},
         {"most negative size", INT32_MIN, privateKey()},
         {"negative size with a fresh key", -1, -1},
         {"nothing", 0, privateKey()},
     };
-    for (const Case& bad : cases) {
+    for (const auto& bad : cases) {
         SCOPED_TRACE(bad.name);
         const CaptureStderr said;
         int badKey = bad.key;

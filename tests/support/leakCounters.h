@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
+#include <gtest/gtest.h>
 #include <limits>
 #include <set>
 #include <string>
@@ -67,5 +68,19 @@ inline std::set<int> segmentsOf(pid_t pid = getpid()) {
     }
     return ids;
 }
+
+/// Checks that every test leaves as many descriptors, children and segments as before.
+class NothingLeft : public testing::Test {
+  protected:
+    void TearDown() override {
+        EXPECT_EQ(openDescriptors(), descriptors_);
+        EXPECT_EQ(segmentsOf(), segments_);
+        EXPECT_FALSE(hasChildren());
+    }
+
+  private:
+    const std::set<std::string> descriptors_ = openDescriptors();
+    const std::set<int> segments_ = segmentsOf();
+};
 
 } // namespace support
