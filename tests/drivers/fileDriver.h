@@ -20,19 +20,9 @@ class FileDriver : public Driver {
   public:
     FileDriver() : Driver(0) {}
 
-    using Driver::accessModes;
     using Driver::bounds;
     using Driver::currentFormat;
     using Driver::data;
-    using Driver::formatCount;
-    using Driver::formatName;
-    using Driver::me;
-    using Driver::namingExtension;
-    using Driver::namingFlag;
-    using Driver::namingPrefix;
-    using Driver::namingTemplate;
-    using Driver::vendorName;
-    using Driver::writeDirection;
     using Transfer = TDR_Driver::Transfer;
 
     int postWrites = 0;

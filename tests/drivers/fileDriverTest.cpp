@@ -46,20 +46,6 @@ class FileDriverTest : public testing::Test {
     TestDriver driver;
 };
 
-TEST_F(FileDriverTest, IdentityIsWhatHostsLookFor) {
-    std::string identity = driver.me;
-    for (const char* text : {driver.vendorName, driver.formatName, driver.namingPrefix,
-                             driver.namingExtension, driver.namingTemplate}) {
-        identity += std::string(", ") + text;
-    }
-    for (const int number : {driver.namingFlag, driver.accessModes, driver.writeDirection,
-                             driver.formatCount, driver.currentFormat, driver.devicePredicate()}) {
-        identity += ", " + std::to_string(number);
-    }
-    EXPECT_EQ(identity, kIdentity);
-    EXPECT_EQ(driver.format(0), (std::vector{4, 8, 8, 0x40, 0x20, 0x10, 0x08}));
-}
-
 // --- Connecting ----------------------------------------------------------------------------------
 
 TEST_F(FileDriverTest, RefusalsLeaveNothingOpen) {
@@ -117,29 +103,24 @@ TEST_F(FileDriverTest, BoundsStayWhileAFileIsOpen) {
     }
 }
 
-TEST_F(FileDriverTest, DeclaresItsFileAndItsLines) {
-    using Transfer = TDR_Driver::Transfer;
-    const std::string line(std::size_t{kWidth} * 4, 'u');
-    const auto expectOpen = [&](bool forGets, bool forPuts) {
-        for (const Transfer get : {Transfer::GetLine, Transfer::GetCache}) {
-            EXPECT_EQ(driver.isOpenFor(get), forGets);
-            EXPECT_TRUE(!forGets || driver.declaredLineBytes(get) == line.size());
-        }
-        for (const Transfer put : {Transfer::PutLine, Transfer::PutCache}) {
-            EXPECT_EQ(driver.isOpenFor(put), forPuts);
-            EXPECT_TRUE(!forPuts || driver.declaredLineBytes(put) == line.size());
-        }
+TEST_F(FileDriverTest, ServesBlocksThatAreLargeEnoughInTheFilesDirection) {
+    std::string small(std::size_t{kWidth} * 4 - 1, 'u');
+    std::string line = small + 'u';
+    std::string all(line.size() * kHeight, 'u');
+    const auto expectServed = [&](bool gets, bool puts) {
+        EXPECT_EQ(driver.putAll(all) == 0, puts);
+        EXPECT_EQ(driver.get(line, kHeight - 1) == 0, gets);
+        EXPECT_EQ(driver.getAll(all) == 0, gets);
+        EXPECT_EQ(std::max(driver.put(small, 0), driver.get(small, 0)), -1);
+        EXPECT_EQ(std::max(driver.putAll(line), driver.getAll(line)), -1);
     };
-    expectOpen(false, false);
+    expectServed(false, false);
     ASSERT_EQ(driver.write(in("a"), kWidth, kHeight), 0);
-    expectOpen(false, true);
-    EXPECT_EQ(driver.putAll(std::string(line.size() * kHeight, 'u')), 0);
-    EXPECT_EQ(driver.disconnectFromFile(), 1);
-    expectOpen(false, false);
+    expectServed(false, true);
+    driver.disconnectFromFile();
+    expectServed(false, false);
     ASSERT_EQ(driver.read(in("a")), 0);
-    expectOpen(true, false);
-    EXPECT_EQ(driver.line(kHeight - 1), line);
-    EXPECT_EQ(driver.disconnectFromFile(), kClosedAfterReading);
+    expectServed(true, false);
 }
 
 // --- Writing -------------------------------------------------------------------------------------

@@ -3,8 +3,6 @@
 // and reads replies. It does not use the host library, so that neither hides the other's faults.
 #pragma once
 
-#include "IPC_Codes.h"
-#include "IPC_Link.h"
 #include "base/uniqueFd.h"
 #include "ipc_socket.h"
 
@@ -13,9 +11,7 @@
 #include <algorithm>
 #include <csignal>
 #include <poll.h>
-#include <stdexcept>
 #include <string>
-#include <string_view>
 #include <sys/socket.h>
 #include <thread>
 #include <vector>
@@ -34,14 +30,8 @@ struct Message {
 
     [[nodiscard]] IPC_DataPacket packet() const {
         IPC_DataPacket p{};
-        p.numof_cmds = ipc::kCommandWords;
-        const std::int16_t words[] = {kHostId,
-                                      kHostSubId,
-                                      ipc::kDriverId,
-                                      ipc::kDriverSubId,
-                                      static_cast<std::int16_t>(messageClass),
-                                      static_cast<std::int16_t>(code)};
-        std::ranges::copy(words, p.datacmd);
+        ipc::fillHeader(p, {kHostId, kHostSubId, ipc::kDriverId, ipc::kDriverSubId},
+                        static_cast<short>(messageClass), static_cast<short>(code));
         p.numof_longs = static_cast<std::int32_t>(longs.size());
         std::ranges::copy(longs, p.longdata);
         p.numof_strings = static_cast<std::int32_t>(strings.size());
@@ -77,28 +67,23 @@ class FakeHost {
     [[nodiscard]] int port() const { return port_; }
     [[nodiscard]] int fd() const { return connection_.get(); }
 
-    /// Waits for the driver in a thread and answers its first packet with `answer` (class, code).
-    void connectDriver(int answerClass = ipc::kClassStatus, int answer = ipc::kInitDataReady) {
-        handshake_ = std::thread([this, answerClass, answer] {
+    /// Waits for the driver in a thread and answers its first packet.
+    void connectDriver() {
+        handshake_ = std::thread([this] {
             if (!readable(listening_.get(), kPatience)) {
                 return;
             }
             connection_.reset(accept4(listening_.get(), nullptr, nullptr, SOCK_CLOEXEC));
             IPC_DataPacket request{};
             if (readsockdata(connection_.get(), &request) == 0) {
-                Message reply{answerClass, answer};
-                IPC_DataPacket p = reply.packet();
-                sendsockdata(connection_.get(), &p);
+                send(Message{ipc::kClassStatus, ipc::kInitDataReady});
             }
         });
     }
     void awaitDriver() { handshake_.join(); }
 
-    void send(const Message& message) {
-        IPC_DataPacket p = message.packet();
-        send(p);
-    }
-    void send(IPC_DataPacket& p) { ASSERT_EQ(sendsockdata(connection_.get(), &p), 0); }
+    void send(const Message& message) { send(message.packet()); }
+    void send(IPC_DataPacket p) { ASSERT_EQ(sendsockdata(connection_.get(), &p), 0); }
 
     /// The driver's next packet; fails the test if none arrives.
     IPC_DataPacket receive() {

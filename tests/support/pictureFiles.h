@@ -14,6 +14,10 @@ inline std::string be16(int value) {
     return {static_cast<char>(value >> 8), static_cast<char>(value)};
 }
 
+inline std::string be32(std::uint32_t value) {
+    return be16(static_cast<int>(value >> 16)) + be16(static_cast<int>(value & 0xFFFF));
+}
+
 inline std::string bytes(std::initializer_list<int> values) {
     std::string all;
     for (const int value : values) {
@@ -45,6 +49,18 @@ inline std::string tag(int width, int height, int channels, const std::vector<in
         file += be16(word);
     }
     return file;
+}
+
+/// A chunk of a PNG file.
+inline std::string pngChunk(const std::string& name, const std::string& data) {
+    std::uint32_t crc = 0xFFFFFFFF;
+    for (const char byte : name + data) {
+        crc ^= static_cast<std::uint8_t>(byte);
+        for (int bit = 0; bit < 8; ++bit) {
+            crc = crc >> 1 ^ ((crc & 1) != 0 ? 0xEDB88320 : 0);
+        }
+    }
+    return be32(static_cast<std::uint32_t>(data.size())) + name + data + be32(~crc);
 }
 
 } // namespace support

@@ -27,12 +27,12 @@ namespace fs = std::filesystem;
 
 /// The environment of a run.
 struct Around {
-    int stdoutFd = -1;                      ///< instead of capturing stdout
-    std::optional<rlim_t> largestFile = {}; ///< RLIMIT_FSIZE
-    std::optional<rlim_t> memory = {};      ///< RLIMIT_AS
-    bool ignoreSizeSignal = false;          ///< SIGXFSZ ignored, so that writes fail with EFBIG
-    bool otherUser = false;                 ///< as nobody; only possible for root
-    void (*prepare)() = nullptr;            ///< called in the child before the program
+    int stdoutFd = -1;                  ///< instead of capturing stdout
+    rlim_t largestFile = RLIM_INFINITY; ///< RLIMIT_FSIZE
+    rlim_t memory = RLIM_INFINITY;      ///< RLIMIT_AS
+    bool ignoreSizeSignal = false;      ///< SIGXFSZ ignored, so that writes fail with EFBIG
+    bool otherUser = false;             ///< as nobody; only possible for root
+    void (*prepare)() = nullptr;        ///< called in the child before the program
 };
 
 struct Ended {
@@ -100,14 +100,10 @@ class Running : public support::Program {
         if (around.stdoutFd >= 0) {
             dup2(around.stdoutFd, STDOUT_FILENO);
         }
-        if (around.largestFile) {
-            const rlimit limit{*around.largestFile, *around.largestFile};
-            setrlimit(RLIMIT_FSIZE, &limit);
-        }
-        if (around.memory) {
-            const rlimit limit{*around.memory, *around.memory};
-            setrlimit(RLIMIT_AS, &limit);
-        }
+        const rlimit size{around.largestFile, around.largestFile};
+        const rlimit memory{around.memory, around.memory};
+        setrlimit(RLIMIT_FSIZE, &size);
+        setrlimit(RLIMIT_AS, &memory);
         if (around.ignoreSizeSignal) {
             std::signal(SIGXFSZ, SIG_IGN);
         }

@@ -72,11 +72,8 @@ TEST_F(Actions, BadCountsAreAnsweredAsEachRequestHasIt) {
     };
     for (const auto& c : cases) {
         for (const int count : {0, c.longs - 1, c.longs + 1}) {
-            if (count < 0 || count > ipc::kMaxLongs) {
-                continue;
-            }
             const std::vector<std::int32_t> longs(static_cast<std::size_t>(count), 1);
-            if (count != c.longs) {
+            if (count <= ipc::kMaxLongs) {
                 EXPECT_EQ(handle(action(c.code, longs)), c.badReply) << c.name << " " << count;
             }
         }
@@ -229,15 +226,14 @@ TEST_F(Actions, ACellThatWasSetCountsAsNewForGood) {
 }
 
 TEST_F(Actions, BlockThatCannotBeAttachedStopsTheRequest) {
-    testing::internal::CaptureStderr();
-    const std::vector<std::int32_t> tooLarge = {1 << 20, block.key(), block.id(), 1, 1};
-    const std::vector<std::int32_t> negative = {-1, block.key(), block.id(), 1, 1};
-    for (const auto& longs : {tooLarge, negative}) {
+    for (const int size : {1 << 20, -1}) {
+        const support::CaptureStderr said;
+        const std::vector<std::int32_t> longs = {size, block.key(), block.id(), 1, 1};
         EXPECT_EQ(handle(action(1430, longs)), "1/102");
         EXPECT_EQ(handle(action(1434, longs)), "1/102"); // and no notice
+        EXPECT_NE(said.text(), "");
     }
     EXPECT_EQ(calls(), "");
-    EXPECT_NE(testing::internal::GetCapturedStderr(), "");
 }
 
 TEST_F(Actions, PutCacheWithThreeLongsIsRefusedAndCarriedOut) {
@@ -273,11 +269,11 @@ TEST_F(Actions, ConnectHandsOverNameAndMode) {
 }
 
 TEST_F(Actions, LongFileNameIsCutAndReported) {
-    testing::internal::CaptureStderr();
+    const support::CaptureStderr said;
     EXPECT_EQ(handle(action(1439, {1, 1}, {std::string(1024, 'n')})), "1/101");
     EXPECT_EQ(std::string(driver->fileName), std::string(1023, 'n'));
     EXPECT_EQ(calls(), "connect:" + std::string(1023, 'n') + "(1)");
-    EXPECT_NE(testing::internal::GetCapturedStderr().find("was cut"), std::string::npos);
+    EXPECT_NE(said.text().find("was cut"), std::string::npos);
 }
 
 TEST_F(Actions, DisconnectRunsThePostWriteCommandWhenAFileWasClosed) {

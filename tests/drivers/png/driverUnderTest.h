@@ -17,9 +17,6 @@ class PngFilterTest : public testing::Test {
 // --- For fileDriverTest.cpp ----------------------------------------------------------------------
 
 inline constexpr const char* kMe = "PNG Filter";
-/// Names; then flag, access modes, write direction, formats, current format, whether it works.
-inline constexpr const char* kIdentity =
-    "PNG Filter, Tarvo Works, PNG, test., .png, %s.%d.png, 1, 16435, 8, 1, 0, 1";
 inline constexpr const char* kEnding = ".png";
 inline constexpr const char* kSecondEnding = "without"; // the name is used unchanged
 inline constexpr int kClosedAfterReading = 0;

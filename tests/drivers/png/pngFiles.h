@@ -2,13 +2,11 @@
 // PNG files of every kind made in memory.
 #pragma once
 
+#include "support/pictureFiles.h"
+
 #include <algorithm>
-#include <cstdint>
-#include <cstdlib>
 #include <gtest/gtest.h>
 #include <png.h>
-#include <string>
-#include <vector>
 
 /// The properties of a generated file.
 struct PngKind {
@@ -21,17 +19,10 @@ struct PngKind {
     int filters = PNG_ALL_FILTERS;
 };
 
+/// Channels of each colour type: grey, -, red green blue, palette, grey alpha, -, all four.
 inline int channelsOf(int colour) {
-    switch (colour) {
-    case PNG_COLOR_TYPE_GRAY_ALPHA:
-        return 2;
-    case PNG_COLOR_TYPE_RGB:
-        return 3;
-    case PNG_COLOR_TYPE_RGB_ALPHA:
-        return 4;
-    default:
-        return 1;
-    }
+    constexpr int kChannels[] = {1, 0, 3, 1, 2, 0, 4};
+    return kChannels[colour];
 }
 
 /// Value of a sample: different for neighbours, every value of shallow depths occurs.
@@ -99,13 +90,10 @@ inline std::string makePng(const PngKind& kind) {
     png_write_info(png, info);
     std::vector<std::string> rows;
     std::vector<png_bytep> pointers;
-    rows.reserve(static_cast<std::size_t>(kind.height));
-    pointers.reserve(rows.capacity());
+    rows.reserve(static_cast<std::size_t>(kind.height)); // none of them moves
     for (int y = 0; y < kind.height; ++y) {
         rows.push_back(packedRow(kind, y));
-    }
-    for (auto& row : rows) {
-        pointers.push_back(reinterpret_cast<png_bytep>(row.data()));
+        pointers.push_back(reinterpret_cast<png_bytep>(rows.back().data()));
     }
     png_write_image(png, pointers.data());
     png_write_end(png, nullptr);
@@ -132,19 +120,6 @@ inline std::vector<std::string> hostLines(const std::string& png) {
 
 /// The file with another size in its IHDR and the right checksum.
 inline std::string withSize(std::string png, unsigned width, unsigned height) {
-    for (std::size_t i = 0; i < 4; ++i) {
-        png[16 + i] = static_cast<char>(width >> (24 - 8 * i));
-        png[20 + i] = static_cast<char>(height >> (24 - 8 * i));
-    }
-    std::uint32_t crc = 0xFFFFFFFF;
-    for (std::size_t i = 12; i < 29; ++i) {
-        crc ^= static_cast<std::uint8_t>(png[i]);
-        for (int bit = 0; bit < 8; ++bit) {
-            crc = crc >> 1 ^ ((crc & 1) != 0 ? 0xEDB88320 : 0);
-        }
-    }
-    for (std::size_t i = 0; i < 4; ++i) {
-        png[29 + i] = static_cast<char>(~crc >> (24 - 8 * i));
-    }
-    return png;
+    const std::string ihdr = support::be32(width) + support::be32(height) + png.substr(24, 5);
+    return png.replace(8, 25, support::pngChunk("IHDR", ihdr));
 }

@@ -53,9 +53,6 @@ class SoftimageTest : public testing::Test {
 // --- For fileDriverTest.cpp ----------------------------------------------------------------------
 
 inline constexpr const char* kMe = "Softimage Filter";
-/// Names; then flag, access modes, write direction, formats, current format, whether it works.
-inline constexpr const char* kIdentity =
-    "Softimage Filter, SOFTIMAGE Inc., SOFTIMAGE, test., .pic, %s.%d.pic, 1, 16435, 8, 1, -1, 0";
 inline constexpr const char* kEnding = ".pic";
 inline constexpr const char* kSecondEnding = ".tag";
 inline constexpr int kClosedAfterReading = 1;

@@ -5,39 +5,25 @@
 #include "tdr/commandTesting.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <sys/mman.h>
-#include <utility>
 
 namespace {
 
 using namespace commandTesting;
+using support::be32;
 using support::bytes;
 
 // --- Files, byte by byte -------------------------------------------------------------------------
 
-std::string be32(std::uint32_t value) {
-    return support::be16(static_cast<int>(value >> 16)) +
-           support::be16(static_cast<int>(value & 0xFFFF));
-}
-
-std::uint32_t crcOf(const std::string& text) {
-    std::uint32_t crc = 0xFFFFFFFF;
-    for (const char byte : text) {
-        crc ^= static_cast<std::uint8_t>(byte);
-        for (int bit = 0; bit < 8; ++bit) {
-            crc = crc >> 1 ^ ((crc & 1) != 0 ? 0xEDB88320 : 0);
-        }
-    }
-    return ~crc;
-}
-
 using Chunk = std::pair<std::string, std::string>; ///< name and data
 using Chunks = std::vector<Chunk>;
 
-std::string encoded(const Chunk& chunk) {
-    return be32(static_cast<std::uint32_t>(chunk.second.size())) + chunk.first + chunk.second +
-           be32(crcOf(chunk.first + chunk.second));
+std::string encoded(const Chunks& chunks) {
+    std::string all;
+    for (const auto& [name, data] : chunks) {
+        all += support::pngChunk(name, data);
+    }
+    return all;
 }
 
 const std::string kSignature = "\x89PNG\r\n\x1a\n";
@@ -45,19 +31,14 @@ const std::string kSignature = "\x89PNG\r\n\x1a\n";
 /// One pixel: grey of 8 bits, or colour and alpha of 16.
 std::string png(int bits, const Chunks& before, const Chunks& behind = {}) {
     const bool grey = bits == 8;
-    std::string file = kSignature;
-    file += encoded({"IHDR", be32(1) + be32(1) + bytes({bits, grey ? 0 : 6, 0, 0, 0})});
-    for (const Chunk& chunk : before) {
-        file += encoded(chunk);
-    }
-    file += encoded(
-        {"IDAT", grey ? bytes({0x78, 1, 1, 2, 0, 0xfd, 0xff, 0, 0x4d, 0, 0x4f, 0, 0x4e})
-                      : bytes({0x78, 1,    1,    9,    0,    0xf6, 0xff, 0,    0x12, 0x34,
-                               0x56, 0x78, 0x9a, 0xbc, 0xff, 0xff, 0x0d, 0xfa, 0x04, 0x69})});
-    for (const Chunk& chunk : behind) {
-        file += encoded(chunk);
-    }
-    return file + encoded({"IEND", ""});
+    const std::string pixels =
+        grey ? bytes({0x78, 1, 1, 2, 0, 0xfd, 0xff, 0, 0x4d, 0, 0x4f, 0, 0x4e})
+             : bytes({0x78, 1,    1,    9,    0,    0xf6, 0xff, 0,    0x12, 0x34,
+                      0x56, 0x78, 0x9a, 0xbc, 0xff, 0xff, 0x0d, 0xfa, 0x04, 0x69});
+    return kSignature +
+           encoded({{"IHDR", be32(1) + be32(1) + bytes({bits, grey ? 0 : 6, 0, 0, 0})}}) +
+           encoded(before) + encoded({{"IDAT", pixels}}) + encoded(behind) +
+           encoded({{"IEND", ""}});
 }
 
 /// All chunks of a file except IHDR, pixels and IEND. Every checksum has to be right.
@@ -69,7 +50,7 @@ Chunks chunksOf(const std::string& file) {
         const auto byte = [&](std::size_t i) { return static_cast<std::uint8_t>(file[at + i]); };
         const std::size_t size = static_cast<std::size_t>(byte(1)) << 16 | byte(2) << 8 | byte(3);
         const Chunk chunk{file.substr(at + 4, 4), file.substr(at + 8, size)};
-        EXPECT_EQ(encoded(chunk), file.substr(at, size + 12));
+        EXPECT_EQ(encoded({chunk}), file.substr(at, size + 12));
         if (chunk.first != "IHDR" && chunk.first != "IDAT" && chunk.first != "IEND") {
             found.push_back(chunk);
         }
@@ -266,23 +247,19 @@ TEST_F(CarryTest, oneOfSeveralMattesIsChosen) {
 TEST_F(CarryTest, coloursAreMultipliedByTheirAlphaAndDivided) {
     struct Case {
         const char* option;
-        std::vector<int> pixel; ///< red, green, blue, alpha
-        std::vector<int> result;
+        std::string pixel; ///< red, green, blue, alpha
+        std::string result;
     };
     const Case cases[] = {
-        {"--premultiply", {255, 100, 1, 128}, {128, 50, 1, 128}}, // 128, 50.196, 0.502
-        {"--premultiply", {255, 100, 1, 0}, {0, 0, 0, 0}},
-        {"--premultiply", {255, 100, 1, 255}, {255, 100, 1, 255}},
-        {"--unpremultiply", {128, 50, 1, 128}, {255, 100, 2, 128}}, // 255, 99.6, 1.99
-        {"--unpremultiply", {200, 50, 1, 100}, {255, 128, 3, 100}}, // 510, 127.5, 2.55
-        {"--unpremultiply", {9, 8, 7, 0}, {9, 8, 7, 0}},
+        {"--premultiply", bytes({255, 100, 1, 128}), bytes({128, 50, 1, 128})}, // 128, 50.2, 0.502
+        {"--premultiply", bytes({255, 100, 1, 0}), bytes({0, 0, 0, 0})},
+        {"--premultiply", bytes({255, 100, 1, 255}), bytes({255, 100, 1, 255})},
+        {"--unpremultiply", bytes({128, 50, 1, 128}), bytes({255, 100, 2, 128})}, // 255, 99.6, 1.99
+        {"--unpremultiply", bytes({200, 50, 1, 100}), bytes({255, 128, 3, 100})}, // 510, 127.5, 2.6
+        {"--unpremultiply", bytes({9, 8, 7, 0}), bytes({9, 8, 7, 0})},
     };
-    const auto one = [&](const std::string& name, const std::vector<int>& rgba) {
-        std::string pixel;
-        for (const int value : rgba) {
-            pixel += static_cast<char>(value);
-        }
-        return files().write(name, support::rawPic(1, 1, 0xF0, pixel));
+    const auto one = [&](const std::string& name, const std::string& rgba) {
+        return files().write(name, support::rawPic(1, 1, 0xF0, rgba));
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(std::string(c.option) + testing::PrintToString(c.pixel));

@@ -5,8 +5,7 @@
 #include "tdr/picture.h"
 
 #include <algorithm>
-#include <sys/resource.h>
-#include <sys/stat.h>
+#include <map>
 
 namespace {
 
@@ -62,6 +61,8 @@ TEST_F(ConvertTest, whatCannotBeReadOrWrittenIsNamedWithItsReason) {
     files().write("secret.pic", contentOf(pic), 0000);
     files().write("mine.pic", contentOf(pic), 0644);
     fs::create_directory(in("folder.pic"));
+    fs::create_symlink("/dev/full", in("full.pic"));
+    fs::create_symlink("/dev/full", in("full.png"));
     fs::permissions(files().path(), fs::perms(0755));
     const auto before = namesIn(files().path());
     struct Case {
@@ -89,6 +90,8 @@ TEST_F(ConvertTest, whatCannotBeReadOrWrittenIsNamedWithItsReason) {
         {"small.pic", "small.pic/o.png", "small.pic/o.png: Not a directory"},
         {"small.pic", "o.png", "Permission denied", true},
         {"small.pic", "mine.pic", "mine.pic: Permission denied", true},
+        {"small.pic", "full.pic", "No space left on device"},
+        {"small.pic", "full.png", "No space left on device"},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.input + " to " + c.output);
@@ -105,40 +108,21 @@ TEST_F(ConvertTest, whatCannotBeReadOrWrittenIsNamedWithItsReason) {
     EXPECT_EQ(run({"convert", in("small.pic"), "-"}).err,
               "tdr: -: standard output cannot be written; ./- names a file\n");
     EXPECT_EQ(namesIn(files().path()), before);
+    EXPECT_TRUE(fs::is_character_file("/dev/full")) << "never replaced";
 }
 
 TEST_F(ConvertTest, aFailedWriteLeavesTheOldFileAndNoOther) {
     const auto old = smallPic("old.pic");
     const std::string oldContent = contentOf(old);
-    struct Case {
-        const char* name;
-        Around around;
-        const char* says;
-    };
-    const Case cases[] = {
-        {"at the first lines", {.largestFile = 2000, .ignoreSizeSignal = true}, "File too large"},
-        {"among the lines", {.largestFile = 90'000, .ignoreSizeSignal = true}, "File too large"},
-        {"with the limit's signal", {.largestFile = 90'000}, "File too large"},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.name);
-        const Ended ended = run({"convert", sample("photograph.png"), old}, c.around);
+    for (const Around& around : {Around{.largestFile = 2000, .ignoreSizeSignal = true},
+                                 {.largestFile = 90'000, .ignoreSizeSignal = true},
+                                 {.largestFile = 90'000}}) {
+        const Ended ended = run({"convert", sample("photograph.png"), old}, around);
         EXPECT_EQ(ended.exit, 1);
-        EXPECT_TRUE(contains(ended.err, "Unable to write file '" + old + "' - " + c.says));
+        EXPECT_TRUE(contains(ended.err, "Unable to write file '" + old + "' - File too large"));
         EXPECT_EQ(ended.err.find(old), ended.err.rfind(old)) << "the name once: " << ended.err;
         EXPECT_EQ(contentOf(old), oldContent);
         EXPECT_EQ(namesIn(files().path()), Names{"old.pic"});
-    }
-}
-
-TEST_F(ConvertTest, aFullDeviceIsAFailure) {
-    for (const std::string ending : {".pic", ".png"}) {
-        fs::create_symlink("/dev/full", in("full" + ending));
-        const Ended ended = run({"convert", sample("photograph.png"), in("full" + ending)});
-        EXPECT_EQ(ended.exit, 1);
-        EXPECT_TRUE(contains(ended.err, "full" + ending));
-        EXPECT_TRUE(contains(ended.err, "No space left on device"));
-        EXPECT_TRUE(fs::is_character_file("/dev/full")) << "never replaced";
     }
 }
 
@@ -245,11 +229,8 @@ TEST_F(ConvertTest, theKindOfTheNewFileIsWhatIsSaidOrNamedOrThereOrRead) {
 /// Files with a valid header and missing pixels.
 class DamagedTest : public ConvertTest {
   protected:
-    struct Damaged {
-        std::string name;
-        std::string content;
-    };
-    std::vector<Damaged> damaged() {
+    /// Names and contents.
+    std::map<std::string, std::string> damaged() {
         EXPECT_EQ(run({"convert", sample("cutout.png"), in("whole.pic")}).exit, 0);
         const std::string pic = contentOf(in("whole.pic"));
         const std::string png = contentOf(sample("cutout.png"));
@@ -275,9 +256,9 @@ double secondsOfChildren() {
 }
 
 TEST_F(DamagedTest, endsWith1AndTheOldFileUnlessItIsToBeKept) {
-    for (const Damaged& c : damaged()) {
-        SCOPED_TRACE(c.name);
-        const auto from = files().write(c.name, c.content);
+    for (const auto& [name, content] : damaged()) {
+        SCOPED_TRACE(name);
+        const auto from = files().write(name, content);
         const auto to = files().write("old.png", "old");
         const double before = secondsOfChildren();
         const Ended ended = run({"convert", from, to});
@@ -287,14 +268,14 @@ TEST_F(DamagedTest, endsWith1AndTheOldFileUnlessItIsToBeKept) {
                                             " is damaged (see --keep-damaged)\n"));
         EXPECT_EQ(std::count(ended.err.begin(), ended.err.end(), '\n'), 2) << ended.err;
         EXPECT_EQ(contentOf(to), "old");
-        EXPECT_EQ(namesIn(files().path()), (Names{c.name, "old.png"}));
+        EXPECT_EQ(namesIn(files().path()), (Names{name, "old.png"}));
         EXPECT_LT(secondsOfChildren() - before, 2) << "it stops where nothing follows";
-        if (c.name != "claim.pic") {
+        if (name != "claim.pic") {
             const Ended kept = run({"convert", "--keep-damaged", from, to});
             EXPECT_EQ(kept.exit, 1);
             EXPECT_TRUE(contains(kept.err, from + "' is cut short or damaged"));
             EXPECT_TRUE(contains(kept.err, to + ": written, but " + from + " is damaged\n"));
-            const std::string reader = c.name.ends_with(".png") ? "pngFilter" : "softimageFilter";
+            const std::string reader = name.ends_with(".png") ? "pngFilter" : "softimageFilter";
             EXPECT_EQ(pixelsOf("pngFilter", to), pixelsOf(reader, from));
         }
         fs::remove(from);
@@ -302,10 +283,9 @@ TEST_F(DamagedTest, endsWith1AndTheOldFileUnlessItIsToBeKept) {
 }
 
 TEST_F(DamagedTest, cannotBeComparedOrHashed) {
-    const auto cases = damaged();
-    for (const Damaged& c : cases) {
-        SCOPED_TRACE(c.name);
-        const auto file = files().write(c.name, c.content);
+    for (const auto& [name, content] : damaged()) {
+        SCOPED_TRACE(name);
+        const auto file = files().write(name, content);
         for (const std::string use : {"compare", "hash"}) {
             const Ended ended = run({use, file, file});
             EXPECT_EQ(ended.exit, use == "compare" ? 4 : 1);
