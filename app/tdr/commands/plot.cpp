@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // tdr plot FILE -o OUT.svg: draws the contents of a scene file.
-#include "plot/plot.h"
 #include "files/replacedFile.h"
 #include "output/console.h"
 #include "output/utf8Text.h"
+#include "plot/drawings.h"
 #include "subcommands.h"
 
 #include <charconv>

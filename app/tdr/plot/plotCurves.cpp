@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Curves over time: a panel for each group, one below the other with the same frames.
+#include "drawings.h"
 #include "output/utf8Text.h"
-#include "plot.h"
 #include "plotPanel.h"
 #include "svg.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // A spline from the front, from above and from the side, with its control points and handles.
+#include "drawings.h"
 #include "output/utf8Text.h"
-#include "plot.h"
 #include "scene/sceneWalk.h"
 #include "scene/splineSegments.h"
 #include "svg.h"

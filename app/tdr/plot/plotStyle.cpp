@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "plot.h"
+#include "drawings.h"
 
 const char* const kPlotStyle =
     "text{font-family:'DejaVu Sans',Verdana,Helvetica,Arial,sans-serif;fill:#1f2937}"

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // A tree of nodes: the root on the left, children to the right of their parent, one row for each
 // leaf.
+#include "drawings.h"
 #include "output/utf8Text.h"
-#include "plot.h"
 #include "scene/sceneFields.h"
 #include "scene/sceneWalk.h"
 #include "svg.h"

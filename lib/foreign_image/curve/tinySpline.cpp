@@ -14,9 +14,6 @@ const char* const BezSegmentName[kBezierSegments] = {"--------", "CURVE", "LINEA
 const char* const BezConstraintName[kBezierConstraints] = {"--------", "C0", "C1",
                                                            "C2",       "G1", "G2"};
 
-int FM = 5;
-int FD = 3;
-
 namespace {
 
 bool same(const Vector& a, const Vector& b) {

@@ -5,6 +5,7 @@
 #include "base/byteOrder.h"
 #include "tinyFile.h"
 #include "tinyNotice.h"
+#include "tinyVector.h"
 
 #include <bit>
 #include <cstdint>

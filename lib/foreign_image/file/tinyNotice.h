@@ -3,7 +3,7 @@
 // reason why a call fails.
 #pragma once
 
-#include "tinyUtils.h"
+#include "tinyAnimNotice.h"
 
 #include <cstdarg>
 #include <cstdint>

@@ -27,11 +27,6 @@ extern const char* const SplineTypeName[kSplineTypes];
 extern const char* const BezSegmentName[kBezierSegments];
 extern const char* const BezConstraintName[kBezierConstraints];
 
-/// Field width and digits after the point of every number in spline and hierarchy texts: by default
-/// 5 and 3.
-extern int FM;
-extern int FD;
-
 /// Bit of `SplineKey::flags`: the point is selected.
 inline constexpr std::uint32_t kSplineKeySelected = 0x10000;
 

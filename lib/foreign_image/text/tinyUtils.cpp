@@ -16,6 +16,8 @@ char* const animToken = animTokenLine;
 std::int16_t animSValue = 0;
 float animFValue = 0.0F;
 float animFileVersion = RELEASE_NUMBER;
+int FM = 5;
+int FD = 3;
 std::int32_t animIndentLength = 0;
 char* animIndentString = nullptr;
 

@@ -3,7 +3,6 @@
 
 #include "file/tinyNotice.h"
 #include "file/tinyNumberText.h"
-#include "tinySpline.h"
 #include "tinyUtils.h"
 
 #include <algorithm>
