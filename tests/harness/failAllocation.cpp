@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: MIT
-// Preloaded. FAULT_ALLOCATION="LOG PROGRAM N": the N-th allocation of PROGRAM fails; with N = 0
-// none fails and LOG gets "alloc COUNT". Counting starts at `main`, after the libraries' own
-// allocations. FAULT_BLOCK=BYTES: shared memory of this size cannot be created.
+// Preloaded into the programs that faultCall traces. From `main` on, after the libraries' own
+// allocations, each allocation makes a marked system call: faultCall counts it and can make it
+// fail. FAULT_BLOCK=BYTES: shared memory of this size cannot be created.
 #include <atomic>
 #include <cerrno>
 #include <cstddef>
-#include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <dlfcn.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -22,37 +20,16 @@ namespace {
 
 using Main = int (*)(int, char**, char**);
 
-char logName[512];
-std::atomic<long> failing = -1; ///< its number; -1: not this program
-std::atomic<long> seen = 0;
 Main realMain = nullptr;
+std::atomic<bool> running = false;
 
 bool fails() {
-    if (failing < 0 || ++seen != failing) {
-        return false;
-    }
-    errno = ENOMEM;
-    return true;
+    return running && syscall(SYS_getppid, FAULT_MARK) < 0;
 }
 
-void tellCount() {
-    if (failing.exchange(-1) == 0) {
-        if (std::FILE* log = std::fopen(logName, "a")) {
-            std::fprintf(log, "alloc %ld\n", seen.load());
-            std::fclose(log);
-        }
-    }
-}
-
-int countingMain(int argc, char** argv, char** environment) {
-    char program[64] = "";
-    long number = 0;
-    const char* plan = std::getenv("FAULT_ALLOCATION");
-    if (plan != nullptr && std::sscanf(plan, "%511s %63s %ld", logName, program, &number) == 3 &&
-        std::strcmp(program, program_invocation_short_name) == 0) {
-        std::atexit(tellCount);
-        failing = number;
-    }
+int markedMain(int argc, char** argv, char** environment) {
+    running = true;
+    static_cast<void>(fails()); // the first mark: counting begins
     return realMain(argc, argv, environment);
 }
 
@@ -86,6 +63,6 @@ int __libc_start_main(Main main, int argc, char** argv, void (*init)(), void (*f
     realMain = main;
     const auto next =
         reinterpret_cast<decltype(&__libc_start_main)>(dlsym(RTLD_NEXT, "__libc_start_main"));
-    return next(countingMain, argc, argv, init, fini, loaderEnd, stackEnd);
+    return next(markedMain, argc, argv, init, fini, loaderEnd, stackEnd);
 }
 }

@@ -1,18 +1,20 @@
 // SPDX-License-Identifier: MIT
 // faultCall LOG KIND N FAULT PROGRAM [ARGUMENT...]: becomes PROGRAM, whose N-th system call of KIND
 // fails with FAULT: the name of an error, or "short" for a transfer of one byte. LOG gets a line
-// that names the call; with N = 0 nothing fails and LOG gets "KIND COUNT" for each kind.
+// that names the call; with N = 0 nothing fails and LOG gets "counted KIND COUNT FAULT..." for each
+// kind.
 //
 // The process id stays the same, so that a host sees the driver that it started; the tracer is not
-// its child. Calls count from the program's entry point on, without the loader's. A child counts as
-// its parent until it executes a program. Exit status 77: tracing is forbidden.
+// its child. Calls count from the program's `main` on, where failAllocation.cpp, preloaded, makes
+// the first of its marked calls. A child counts as its parent until it executes a program. Exit
+// status 77: tracing is forbidden.
 #include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <elf.h>
 #include <fcntl.h>
+#include <filesystem>
 #include <fstream>
 #include <map>
 #include <string>
@@ -24,46 +26,54 @@
 #include <sys/user.h>
 #include <sys/wait.h>
 #include <unistd.h>
-#include <utility>
 #include <vector>
 
 namespace {
 
-/// The kinds, and the calls of each.
-const std::pair<std::string_view, std::vector<unsigned long long>> kKinds[] = {
-    {"read", {SYS_read, SYS_pread64, SYS_recvfrom, SYS_readv, SYS_recvmsg, SYS_getdents64}},
-    {"write", {SYS_write, SYS_pwrite64, SYS_sendto, SYS_writev, SYS_sendmsg, SYS_copy_file_range}},
-    {"open", {SYS_open, SYS_openat}},
-    {"close", {SYS_close}},
-    {"lseek", {SYS_lseek}},
-    {"rename", {SYS_rename, SYS_renameat, SYS_renameat2}},
-    {"fsync", {SYS_fsync, SYS_fdatasync}},
-    {"mmap", {SYS_mmap, SYS_mremap}},
-    {"shmget", {SYS_shmget}},
-    {"shmat", {SYS_shmat}},
-    {"shmctl", {SYS_shmctl}},
-    {"socket", {SYS_socket}},
-    {"bind", {SYS_bind}},
-    {"listen", {SYS_listen}},
-    {"accept", {SYS_accept, SYS_accept4}},
-    {"connect", {SYS_connect}},
-    {"sockname", {SYS_getsockname}},
-    {"sockopt", {SYS_setsockopt}},
-    {"select", {SYS_select, SYS_pselect6}},
-    {"poll", {SYS_poll, SYS_ppoll}},
-    {"wait", {SYS_wait4, SYS_waitid}},
-    {"clone", {SYS_fork, SYS_vfork, SYS_clone, SYS_clone3}},
-    {"execve", {SYS_execve}},
-    {"pipe", {SYS_pipe2}},
-    {"eventfd", {SYS_eventfd2}},
-    {"pidfd", {SYS_pidfd_open}},
-    {"dup", {SYS_dup2, SYS_dup3, SYS_fcntl}},
-    {"getrandom", {SYS_getrandom}},
-    {"stat", {SYS_stat, SYS_fstat, SYS_newfstatat, SYS_statx}},
-    {"access", {SYS_access, SYS_faccessat2}},
-    {"link", {SYS_readlink, SYS_symlink, SYS_symlinkat, SYS_linkat}},
-    {"mkdir", {SYS_mkdir, SYS_mkdirat}},
-    {"chmod", {SYS_ftruncate, SYS_fchmod, SYS_fchown, SYS_fchmodat, SYS_fsetxattr}},
+/// The system calls of one kind, and how they fail.
+struct Kind {
+    std::string_view name, faults;
+    std::vector<unsigned long long> calls;
+};
+const Kind kKinds[] = {
+    {"read",
+     "EINTR EIO ECONNRESET short",
+     {SYS_read, SYS_pread64, SYS_recvfrom, SYS_readv, SYS_recvmsg, SYS_getdents64}},
+    {"write",
+     "EINTR EIO ENOSPC EPIPE short",
+     {SYS_write, SYS_pwrite64, SYS_sendto, SYS_writev, SYS_sendmsg, SYS_copy_file_range}},
+    {"open", "EINTR EMFILE EIO ENOMEM", {SYS_open, SYS_openat}},
+    {"close", "EINTR EIO ENOSPC", {SYS_close}},
+    {"lseek", "EIO", {SYS_lseek}},
+    {"rename", "EIO ENOSPC", {SYS_rename, SYS_renameat, SYS_renameat2}},
+    {"fsync", "EIO ENOSPC", {SYS_fsync, SYS_fdatasync}},
+    {"mmap", "ENOMEM", {SYS_mmap, SYS_mremap}},
+    {"shmget", "ENOMEM ENOSPC", {SYS_shmget}},
+    {"shmat", "ENOMEM EMFILE", {SYS_shmat}},
+    {"shmctl", "ENOMEM", {SYS_shmctl}},
+    {"socket", "EMFILE ENOMEM", {SYS_socket}},
+    {"bind", "ENOMEM", {SYS_bind}},
+    {"listen", "ENOMEM", {SYS_listen}},
+    {"accept", "EINTR EMFILE ECONNRESET", {SYS_accept, SYS_accept4}},
+    {"connect", "EINTR ECONNRESET ENOMEM", {SYS_connect}},
+    {"sockname", "ENOMEM", {SYS_getsockname}},
+    {"sockopt", "ENOMEM", {SYS_setsockopt}},
+    {"select", "EINTR ENOMEM", {SYS_select, SYS_pselect6}},
+    {"poll", "EINTR ENOMEM", {SYS_poll, SYS_ppoll}},
+    {"wait", "EINTR", {SYS_wait4, SYS_waitid}},
+    {"clone", "ENOMEM", {SYS_fork, SYS_vfork, SYS_clone, SYS_clone3}},
+    {"execve", "EIO ENOMEM", {SYS_execve}},
+    {"pipe", "EMFILE", {SYS_pipe2}},
+    {"eventfd", "EMFILE", {SYS_eventfd2}},
+    {"pidfd", "EMFILE", {SYS_pidfd_open}},
+    {"dup", "EMFILE", {SYS_dup2, SYS_dup3, SYS_fcntl}},
+    {"getrandom", "EINTR", {SYS_getrandom}},
+    {"stat", "EIO", {SYS_stat, SYS_fstat, SYS_newfstatat, SYS_statx}},
+    {"access", "EIO", {SYS_access, SYS_faccessat2}},
+    {"link", "EIO", {SYS_readlink, SYS_symlink, SYS_symlinkat, SYS_linkat}},
+    {"mkdir", "ENOSPC", {SYS_mkdir, SYS_mkdirat}},
+    {"chmod", "EIO", {SYS_ftruncate, SYS_fchmod, SYS_fchown, SYS_fchmodat, SYS_fsetxattr}},
+    {"alloc", "ENOMEM", {SYS_getppid}},
 };
 
 /// Calls whose third argument is a count of bytes.
@@ -74,11 +84,17 @@ constexpr std::array kTransfers = {SYS_read,  SYS_pread64,  SYS_recvfrom,
 /// still closes.
 constexpr std::array<std::string_view, 3> kReal = {"close", "select", "poll"};
 
-/// Exempt are the removal of a segment, on which all cleanup relies, and fcntl calls other than
-/// duplicating a descriptor.
+/// True for the marked calls of failAllocation.cpp.
+bool isMark(const __ptrace_syscall_info& info) {
+    return info.entry.nr == SYS_getppid && info.entry.args[0] == FAULT_MARK;
+}
+
+/// Exempt are the removal of a segment, on which all cleanup relies, fcntl calls other than
+/// duplicating a descriptor, and calls without the mark that could have it.
 bool exempt(const __ptrace_syscall_info& info) {
     return (info.entry.nr == SYS_shmctl && info.entry.args[1] == IPC_RMID) ||
-           (info.entry.nr == SYS_fcntl && info.entry.args[1] != F_DUPFD_CLOEXEC);
+           (info.entry.nr == SYS_fcntl && info.entry.args[1] != F_DUPFD_CLOEXEC) ||
+           (info.entry.nr == SYS_getppid && !isMark(info));
 }
 
 /// The negative number of an error by its name; 0 for an unknown name.
@@ -94,18 +110,15 @@ int resultNamed(std::string_view name) {
 /// The object of a call: its descriptor's file, or its path.
 std::string objectOf(pid_t task, const __ptrace_syscall_info& info) {
     const std::string process = "/proc/" + std::to_string(task);
-    std::array<char, 4096> link{};
     const auto fd = std::to_string(static_cast<int>(info.entry.args[0]));
-    if (readlink((process + "/fd/" + fd).c_str(), link.data(), link.size() - 1) > 0) {
-        return link.data();
-    }
-    std::string text;
-    for (int argument = 0; argument < 2 && text.empty(); ++argument) {
+    std::error_code none;
+    std::string object = std::filesystem::read_symlink(process + "/fd/" + fd, none);
+    for (int argument = 0; argument < 2 && object.empty(); ++argument) {
         std::ifstream memory(process + "/mem", std::ios::binary);
         memory.seekg(static_cast<std::streamoff>(info.entry.args[argument]));
-        std::getline(memory, text, '\0');
+        std::getline(memory, object, '\0');
     }
-    return text;
+    return object;
 }
 
 template <typename Change>
@@ -124,8 +137,6 @@ class Tracer {
     void run();
 
   private:
-    void plantBreakpoint();
-    void leaveBreakpoint();
     bool stopped(pid_t task, int status, int& signal);
     void enter(pid_t task, const __ptrace_syscall_info& info);
 
@@ -136,8 +147,6 @@ class Tracer {
     int result_;        ///< of the failing call; 0: it is a short one
     pid_t failing_ = 0; ///< the task that is in it
     bool counting_ = false;
-    unsigned long entry_ = 0; ///< the program's entry point
-    long entryWord_ = 0;
     std::map<std::string_view, int> counts_;
 };
 
@@ -147,11 +156,15 @@ void Tracer::run() {
     while ((task = waitpid(-1, &status, __WALL)) > 0) {
         int signal = 0;
         if (WIFSTOPPED(status) && stopped(task, status, signal)) {
-            ptrace(counting_ ? PTRACE_SYSCALL : PTRACE_CONT, task, 0, signal);
+            ptrace(PTRACE_SYSCALL, task, 0, signal);
         }
     }
-    for (const auto& [kind, count] : counts_) {
-        number_ == 0 && std::ofstream(log_, std::ios::app) << kind << ' ' << count << std::endl;
+    for (const Kind& kind : kKinds) {
+        if (number_ == 0) {
+            std::ofstream(log_, std::ios::app)
+                << "counted " << kind.name << ' ' << counts_[kind.name] << ' ' << kind.faults
+                << std::endl;
+        }
     }
 }
 
@@ -166,9 +179,7 @@ bool Tracer::stopped(pid_t task, int status, int& signal) {
         ptrace(PTRACE_LISTEN, task, 0, 0);
         return false;
     }
-    if (event == PTRACE_EVENT_EXEC && !counting_) {
-        plantBreakpoint();
-    } else if (event == 0 && WSTOPSIG(status) == (SIGTRAP | 0x80)) {
+    if (event == 0 && WSTOPSIG(status) == (SIGTRAP | 0x80)) {
         __ptrace_syscall_info info{};
         ptrace(PTRACE_GET_SYSCALL_INFO, task, sizeof info, &info);
         if (info.op == PTRACE_SYSCALL_INFO_ENTRY) {
@@ -178,38 +189,22 @@ bool Tracer::stopped(pid_t task, int status, int& signal) {
             changeRegisters(task, [=](auto& registers) { registers.rax = result; });
             failing_ = 0;
         }
-    } else if (event == 0 && WSTOPSIG(status) == SIGTRAP && !counting_) {
-        leaveBreakpoint();
     } else if (event == 0) {
         signal = WSTOPSIG(status);
     }
     return true;
 }
 
-void Tracer::plantBreakpoint() {
-    std::ifstream vector("/proc/" + std::to_string(program_) + "/auxv", std::ios::binary);
-    std::array<unsigned long, 2> pair{};
-    while (vector.read(reinterpret_cast<char*>(pair.data()), sizeof pair) && pair[0] != AT_ENTRY) {
-    }
-    entry_ = pair[1];
-    entryWord_ = ptrace(PTRACE_PEEKTEXT, program_, entry_, 0);
-    constexpr long kByte = 0xff;
-    constexpr long kInt3 = 0xcc;
-    ptrace(PTRACE_POKETEXT, program_, entry_, (entryWord_ & ~kByte) | kInt3);
-}
-
-void Tracer::leaveBreakpoint() {
-    changeRegisters(program_, [this](auto& registers) { registers.rip = entry_; });
-    ptrace(PTRACE_POKETEXT, program_, entry_, entryWord_);
-    counting_ = true;
-}
-
 void Tracer::enter(pid_t task, const __ptrace_syscall_info& info) {
-    const auto* const found = std::ranges::find_if(kKinds, [&info](const auto& row) {
-        return std::ranges::count(row.second, info.entry.nr) > 0;
+    if (!counting_) {
+        counting_ = isMark(info);
+        return;
+    }
+    const auto* const found = std::ranges::find_if(kKinds, [&info](const Kind& kind) {
+        return std::ranges::count(kind.calls, info.entry.nr) > 0;
     });
-    if (found == std::end(kKinds) || exempt(info) || ++counts_[found->first] != number_ ||
-        found->first != kind_) {
+    if (found == std::end(kKinds) || exempt(info) || ++counts_[found->name] != number_ ||
+        found->name != kind_) {
         return;
     }
     std::ofstream(log_, std::ios::app) << kind_ << " failed: " << objectOf(task, info) << std::endl;

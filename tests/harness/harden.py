@@ -5,8 +5,8 @@
 BIN holds tdr and the drivers, TOOLS the programs built from this folder. The last lines are a table
 of what was tried and what held; exit status 1: not all held, 77: this system forbids tracing.
 """
-import argparse, collections, contextlib, ctypes, multiprocessing, os, pathlib, random, shutil
-import signal, struct, subprocess, sys, tempfile, time, zlib
+import argparse, collections, contextlib, ctypes, multiprocessing, os, pathlib, random, re, shutil
+import signal, subprocess, sys, tempfile, time
 
 SHORT = 500    # calls that the short form fails
 DEADLINE = 40  # seconds until a run counts as hanging
@@ -15,7 +15,7 @@ PATIENCE = 60  # the same in runs without a fault
 SETTLE = 5     # seconds for orphans to end by themselves
 WORKERS = 6 * os.cpu_count()  # runs wait more than they compute
 OLD = b"what the target held before\n"
-WHOLE_BLOCK = 9 * 7 * 4  # bytes of the picture's block; without it a conversion goes line by line
+WIDTH, HEIGHT = 9, 7  # of the picture; without a block for all of it a conversion goes line by line
 
 # The command, the file it writes, the processes to fail one at a time, environment, status of failure.
 Scenario = collections.namedtuple("Scenario", "name command target processes environment failed",
@@ -26,26 +26,13 @@ SCENARIOS = [
     Scenario("png-to-pic", "convert in.png out.pic", "out.pic", CONVERSION),
     Scenario("tag-to-png", "convert in.tag out.png", "out.png", CONVERSION),
     Scenario("lines", "convert in.pic out.png", "out.png", CONVERSION,
-             {"FAULT_BLOCK": str(WHOLE_BLOCK)}),
+             {"FAULT_BLOCK": str(WIDTH * HEIGHT * 4)}),
     Scenario("compare", "compare in.pic in.png", "bystander", CONVERSION, {}, 4),
     Scenario("scene", "scene format in.scn -o in.scn", "in.scn", ("tdr",)),
     Scenario("plot", "plot in.spl -o out.svg", "out.svg", ("tdr",)),
 ]
 SAMPLES = {"in.tag": "fuzz/corpus/matte/literal", "in.scn": "samples/lighthouse.scn",
            "in.spl": "samples/vase.spl"}
-
-# The faults of each kind of call. "short": a transfer of one byte.
-FAULTS = {
-    "read": "EINTR EIO ECONNRESET short", "write": "EINTR EIO ENOSPC EPIPE short",
-    "open": "EINTR EMFILE EIO ENOMEM", "close": "EINTR EIO ENOSPC", "lseek": "EIO",
-    "rename": "EIO ENOSPC", "fsync": "EIO ENOSPC", "mmap": "ENOMEM", "shmget": "ENOMEM ENOSPC",
-    "shmat": "ENOMEM EMFILE", "shmctl": "ENOMEM", "socket": "EMFILE ENOMEM", "bind": "ENOMEM",
-    "listen": "ENOMEM", "accept": "EINTR EMFILE ECONNRESET", "connect": "EINTR ECONNRESET ENOMEM",
-    "sockname": "ENOMEM", "sockopt": "ENOMEM", "select": "EINTR ENOMEM", "poll": "EINTR ENOMEM",
-    "wait": "EINTR", "clone": "ENOMEM", "execve": "EIO ENOMEM", "pipe": "EMFILE",
-    "eventfd": "EMFILE", "pidfd": "EMFILE", "dup": "EMFILE", "getrandom": "EINTR", "stat": "EIO",
-    "access": "EIO", "link": "EIO", "mkdir": "ENOSPC", "chmod": "EIO", "alloc": "null",
-}
 
 # Deaths: the process, the signal, and the number of runs in the full and in the short form.
 DEATHS = [("driver", "KILL", 50, 10), ("tdr", "KILL", 50, 10), ("both", "KILL", 50, 10)] + [
@@ -56,17 +43,6 @@ Case = collections.namedtuple("Case", "scenario process kind number fault death"
 
 def lineOf(case):
     return f"{case.scenario.name} {case.process} {case.kind} {case.number} {case.fault}"
-
-
-def smallPng(width, height):
-    """A PNG whose pixels are all different."""
-    rows = b"".join(b"\0" + bytes((x * 29 + y * 53 + c * 71) & 255 for x in range(width)
-                                  for c in range(4)) for y in range(height))
-    chunks = ((b"IHDR", struct.pack(">IIBBBBB", width, height, 8, 6, 0, 0, 0)),
-              (b"IDAT", zlib.compress(rows)), (b"IEND", b""))
-    return b"\x89PNG\r\n\x1a\n" + b"".join(
-        struct.pack(">I", len(data)) + kind + data + struct.pack(">I", zlib.crc32(kind + data))
-        for kind, data in chunks)
 
 
 def childrenOf(pid):
@@ -169,9 +145,7 @@ class Bench:
                    str(folder / "drivers"), *case.scenario.command.split()]
         trace = [str(self.tools / "faultCall"), str(folder / "log"), case.kind, str(case.number),
                  case.fault]
-        if case.kind == "alloc":
-            environment["FAULT_ALLOCATION"] = f"{folder}/log {case.process} {case.number}"
-        elif case.process == "tdr":
+        if case.process == "tdr":
             command = trace + command
         elif case.process:
             wrapper = folder / "drivers" / case.process
@@ -238,15 +212,14 @@ def learn(bench):
     """All cases of failing calls: runs each scenario without a fault and counts its calls."""
     for scenario in SCENARIOS:
         for process in scenario.processes:
+            wrong, protocol = bench.run(Case(scenario, process, "count", 0, "none"))
+            assert not wrong and protocol.startswith("exit 0"), (scenario, wrong, protocol)
             counts = collections.Counter()
-            for kind in ("count", "alloc"):
-                wrong, protocol = bench.run(Case(scenario, process, kind, 0, "none"))
-                assert not wrong and protocol.startswith("exit 0"), (scenario, wrong, protocol)
-                for words in map(str.split, protocol.splitlines()):
-                    if len(words) == 2 and words[0] in FAULTS:
-                        counts[words[0]] = max(counts[words[0]], int(words[1]))
-            yield from (Case(scenario, process, kind, number, fault) for kind in counts
-                        for fault in FAULTS[kind].split() for number in range(1, counts[kind] + 1))
+            for kind, count, faults in re.findall(r"^counted (\w+) (\d+) (.*)$", protocol, re.M):
+                counts[kind, faults] = max(counts[kind, faults], int(count))
+            yield from (Case(scenario, process, kind, number, fault) for kind, faults in counts
+                        for fault in faults.split()
+                        for number in range(1, counts[kind, faults] + 1))
 
 
 def sample(cases, size):
@@ -286,8 +259,11 @@ def harden(options, samples):
         shutil.copy(source / name, samples / made)
     scene = (samples / "in.scn").read_bytes()
     (samples / "in.scn").write_bytes(scene.replace(b"\n   ", b"\n"))  # what formatting restores
-    (samples / "in.png").write_bytes(smallPng(9, 7))
-    subprocess.run([f"{options.bin}/tdr", "convert", "in.png", "in.pic"], cwd=samples, check=True)
+    raw = (source / "fuzz/corpus/picture/raw").read_bytes()  # becomes larger, its pixels all different
+    (samples / "raw.pic").write_bytes(raw[:92] + bytes((0, WIDTH, 0, HEIGHT)) + raw[96:108]
+                                      + bytes(range(WIDTH * HEIGHT * 4)))
+    for made, name in (("raw.pic", "in.png"), ("in.png", "in.pic")):
+        subprocess.run([f"{options.bin}/tdr", "convert", made, name], cwd=samples, check=True)
     first = Bench(options, samples)
     if options.case:
         name, process, kind, number, fault = options.case.split()
