@@ -3,7 +3,6 @@
 // leaves nothing behind.
 #include "foreign_image/picture/pictureTesting.h"
 #include "foreign_image/textFiles.h"
-#include "support/captureStderr.h"
 #include "support/failingMemory.h"
 #include "tinyFile.h"
 #include "tinyTag.h"

@@ -6,7 +6,6 @@
 #include "support/captureStderr.h"
 #include "support/commaLocale.h"
 
-#include <cstring>
 #include <gtest/gtest.h>
 
 namespace {
@@ -45,28 +44,26 @@ TEST(FileHeader, ANewerVersionWarnsAndIsRead) {
     const std::string both = "Warning, file version 2.7 is later than DKit release version 2.6\n"
                              "Attempt to read: An error may occur...\n";
     const struct {
-        const char* name;
         std::string version;
         int level;
         std::string message;
     } cases[] = {
-        {"2.7", "\x40\x2C\xCC\xCD"s, 1, both},
-        {"2.7, messages off", "\x40\x2C\xCC\xCD"s, 0, ""},
-        {"2.5", "\x40\x20\x00\x00"s, 1, ""},
-        {"not a number", "\x7F\xC0\x00\x00"s, 1, ""},
+        {"\x40\x2C\xCC\xCD"s, 1, both}, // 2.7
+        {"\x40\x2C\xCC\xCD"s, 0, ""},
+        {"\x40\x20\x00\x00"s, 1, ""}, // 2.5
+        {"\x7F\xC0\x00\x00"s, 1, ""}, // not a number
     };
     for (const auto& row : cases) {
-        SCOPED_TRACE(row.name);
         const support::CaptureStderr captured;
         option.level = row.level;
-        const base::UniqueFile stream = streamOf(headerOf(row.version));
-        EXPECT_EQ(headerReadBinary(stream.get(), nullptr, nullptr), typeWord("PICT"));
+        EXPECT_EQ(headerReadBinary(streamOf(headerOf(row.version)).get(), nullptr, nullptr),
+                  typeWord("PICT"));
         optionReset();
         EXPECT_EQ(captured.text(), row.message);
     }
 }
 
-TEST(FileHeader, AnotherMagicConsumes88BytesAndFails) {
+TEST(FileHeader, AnotherMagicConsumes88BytesAndFailsAsACutOneDoes) {
     const base::UniqueFile stream = streamOf("\x54" + headerOf("abcd").substr(1) + "rest");
     float version = 1;
     char comment[kFileCommentSize] = {'x'};
@@ -74,9 +71,6 @@ TEST(FileHeader, AnotherMagicConsumes88BytesAndFails) {
     EXPECT_EQ(std::ftell(stream.get()), 88);
     EXPECT_EQ(version, 0.0F);
     EXPECT_EQ(comment[0], '\0');
-}
-
-TEST(FileHeader, EveryTruncationFails) {
     forEachTruncation(headerOf("\x40\x26\x66\x66"s), 0, [](const std::string& cut) {
         EXPECT_EQ(headerReadBinary(streamOf(cut).get(), nullptr, nullptr), 0U) << cut.size();
     });
@@ -93,19 +87,18 @@ TEST(FileHeader, AsciiIsOneLineAndAnEmptyOneInEveryLocale) {
 
 TEST(FileHeader, AsciiReadsTheTypeWordAndDropsTheLine) {
     const struct {
-        const char* name;
         std::string text;
         std::uint32_t type;
         std::string rest;
     } cases[] = {
-        {"a header", "SCEN: Niofle v2.60\n\nfps 25", typeWord("SCEN"), "\nfps 25"},
-        {"a line of 90 bytes", "SPLN" + std::string(86, 'x') + "\n", typeWord("SPLN"), "xxxxxxx\n"},
-        {"only a word", "HRCH", typeWord("HRCH"), ""},
-        {"too short", "HR", 0, ""},
-        {"nothing", "", 0, ""},
+        {"SCEN: Niofle v2.60\n\nfps 25", typeWord("SCEN"), "\nfps 25"},
+        {"SPLN" + std::string(86, 'x') + "\n", typeWord("SPLN"), "xxxxxxx\n"}, // 90 bytes
+        {"HRCH", typeWord("HRCH"), ""},
+        {"HR", 0, ""},
+        {"", 0, ""},
     };
     for (const auto& row : cases) {
-        SCOPED_TRACE(row.name);
+        SCOPED_TRACE(row.text);
         const base::UniqueFile stream = streamOf(row.text);
         float version = 5;
         EXPECT_EQ(headerReadAscii(stream.get(), &version), row.type);
@@ -164,66 +157,48 @@ std::string block(std::string bytes) {
     return written([&](std::FILE* f) { EXPECT_EQ(userDataWriteAscii(f, &record, "  "), 4); });
 }
 
-TEST(FileUserData, RowsHold24Bytes) {
-    const std::string row24 = "\t00 00 00 00 00 00 00 00 00 00 00 00 "
-                              "00 00 00 00 00 00 00 00 00 00 00 00 \n";
+TEST(FileUserData, RowsHold24BytesAndAreRead) {
+    const std::string row24 = "\t" + repeated(24, "00 ") + "\n";
     const struct {
-        const char* name;
-        std::string bytes;
-        std::string text;
+        std::string bytes, text;
     } cases[] = {
-        {"none", "", "size 0\n  {\n"},
-        {"three", "\x01\xAB\x10", "size 3\n  {\n\t01 ab 10 \n"},
-        {"a whole row", std::string(24, '\0'), "size 24\n  {\n" + row24},
-        {"one more", std::string(25, '\0'), "size 25\n  {\n" + row24 + "\t00 \n"},
+        {"", "size 0\n  {\n"},
+        {"\x01\xAB\x10", "size 3\n  {\n\t01 ab 10 \n"},
+        {std::string(24, '\0'), "size 24\n  {\n" + row24},
+        {std::string(49, '\0'), "size 49\n  {\n" + row24 + row24 + "\t00 \n"},
     };
-    for (const auto& row : cases) {
-        EXPECT_EQ(block(row.bytes), "\n  userData \"ABCD\"\n  " + row.text + "  }\n") << row.name;
+    for (const auto& [bytes, text] : cases) {
+        EXPECT_EQ(block(bytes), "\n  userData \"ABCD\"\n  " + text + "  }\n");
+        const base::UniqueFile stream = streamOf(block(bytes) + "next");
+        const UniqueUserData record(userDataReadAscii(stream.get()));
+        ASSERT_NE(record, nullptr);
+        EXPECT_EQ(std::string(record->tag, 4), "ABCD");
+        ASSERT_EQ(record->size, std::ssize(bytes));
+        EXPECT_TRUE(std::equal(bytes.begin(), bytes.end(), reinterpret_cast<char*>(record->data)));
+        EXPECT_EQ(restOf(stream.get()), "\nnext");
     }
-}
-
-TEST(FileUserData, ReadsWhatWasWritten) {
-    std::string bytes;
-    for (int i = 0; i < 300; ++i) {
-        bytes.push_back(static_cast<char>(i));
-    }
-    const base::UniqueFile stream = streamOf(block(bytes) + "next");
-    const UniqueUserData record(userDataReadAscii(stream.get()));
-    ASSERT_NE(record, nullptr);
-    EXPECT_EQ(std::string(record->tag, 4), "ABCD");
-    ASSERT_EQ(record->size, 300);
-    EXPECT_EQ(std::memcmp(record->data, bytes.data(), bytes.size()), 0);
-    EXPECT_EQ(restOf(stream.get()), "\nnext");
 }
 
 TEST(FileUserData, DamageIsBoundedByTheFile) {
-    const struct {
-        const char* name;
-        std::string text;
-        std::int32_t size; ///< -1: no record
-    } cases[] = {
-        {"nothing", "", -1},
-        {"a tag only", "\"ABCDEF\"", 0},
-        {"two billion bytes claimed", "\"AB\" size 2000000000 { 1 2 3 }", 3},
-        {"a negative size", "\"AB\" size -5 { 1 2 3 }", 0},
-        {"a size beyond every number", "\"AB\" size 99999999999999999999 { 1 2 }", 2},
-        {"no size", "\"AB\" { 1 2 }", 0},
-        {"no bytes", "\"AB\" size 7 }", 0},
-        {"no closing brace", "\"AB\" size 2 { 1 2", 2},
-        {"a word among the bytes", "\"AB\" size 3 { 1 zz 3 }", 1},
-        {"two blocks", "\"AB\" size 3 { 1 2 3 } size 1 { 4 } ", 3},
-        {"sized twice", "\"AB\" size 3 { 1 2 3 size 1 { 4 } ", 1},
+    const std::pair<const char*, std::int32_t> cases[] = {
+        {"\"ABCDEF\"", 0},
+        {"\"AB\" size 2000000000 { 1 2 3 }", 3},
+        {"\"AB\" size -5 { 1 2 3 }", 0},
+        {"\"AB\" size 99999999999999999999 { 1 2 }", 2},
+        {"\"AB\" { 1 2 }", 0},
+        {"\"AB\" size 7 }", 0},
+        {"\"AB\" size 2 { 1 2", 2},
+        {"\"AB\" size 3 { 1 zz 3 }", 1},
+        {"\"AB\" size 3 { 1 2 3 } size 1 { 4 } ", 3},
+        {"\"AB\" size 3 { 1 2 3 size 1 { 4 } ", 1},
     };
-    for (const auto& row : cases) {
-        SCOPED_TRACE(row.name);
-        const base::UniqueFile stream = streamOf(row.text);
-        const UniqueUserData record(userDataReadAscii(stream.get()));
-        ASSERT_EQ(record == nullptr, row.size < 0);
-        if (record != nullptr) {
-            EXPECT_EQ(record->size, row.size);
-            EXPECT_EQ(record->data == nullptr, row.size == 0);
-        }
+    for (const auto& [text, size] : cases) {
+        const UniqueUserData record(userDataReadAscii(streamOf(text).get()));
+        ASSERT_NE(record, nullptr) << text;
+        EXPECT_EQ(record->size, size) << text;
+        EXPECT_EQ(record->data == nullptr, size == 0) << text;
     }
+    EXPECT_EQ(userDataReadAscii(streamOf("").get()), nullptr);
 }
 
 } // namespace

@@ -2,23 +2,16 @@
 // TAG mattes: words, rows, headers, whole files, damage, full disks.
 #include "tinyTag.h"
 
-#include "foreign_image/testBytes.h"
-#include "support/captureStderr.h"
+#include "foreign_image/picture/pictureTesting.h"
 #include "support/descriptors.h"
 #include "support/leakCounters.h"
-#include "support/tempDir.h"
-#include "tinySoftType.h"
 
-#include <algorithm>
 #include <array>
-#include <cerrno>
-#include <gtest/gtest.h>
 #include <random>
-#include <vector>
 
 namespace {
 
-using namespace testbytes;
+using namespace picturetesting;
 using UniqueTag = std::unique_ptr<Tag, TagDisposer>;
 using Words = std::vector<int>;
 
@@ -31,13 +24,11 @@ UniqueTag matte(int width, int height, int channels) {
     return record;
 }
 
-/// Sets row `row` to pixels written as '0' and '1'.
+/// Sets pixels written as '0' and '1' in a row of zeros.
 void setRow(Tag* record, int channel, int row, const std::string& pixels) {
     std::uint8_t* bits = tagTakeRow(record, channel, row);
     for (std::size_t x = 0; x < pixels.size(); ++x) {
-        const auto bit = static_cast<std::uint8_t>(0x80U >> (x % 8));
-        bits[x / 8] =
-            static_cast<std::uint8_t>(pixels[x] == '1' ? bits[x / 8] | bit : bits[x / 8] & ~bit);
+        bits[x / 8] |= static_cast<std::uint8_t>((pixels[x] - '0') << (7 - x % 8));
     }
 }
 
@@ -120,8 +111,7 @@ TEST(TagRows, OfEveryWidthComeBack) {
         SCOPED_TRACE(width);
         std::string pixels;
         while (pixels.size() < width) {
-            pixels +=
-                std::string(1 + random() % (width % 3 == 0 ? 60 : 20), random() % 2 ? '1' : '0');
+            pixels.append(1 + random() % (width % 3 == 0 ? 60 : 20), random() % 2 ? '1' : '0');
         }
         encoded(pixels.substr(0, width));
     }
@@ -152,7 +142,6 @@ TEST(TagRows, AreReadFromWordsThatTheWriterNeverMakes) {
 }
 
 TEST(TagRecord, TakesTablesAndRowsWhenTheyAreTouched) {
-    EXPECT_EQ(matte(1, 1, 1)->ratio, 1.0F);
     for (const auto& [width, height, channels] :
          {std::array{0, 1, 1}, {1, 0, 1}, {1, 1, 0}, {1, 1, -3}}) {
         EXPECT_EQ(tagAllocateChannels(matte(width, height, channels).get()), 0);
@@ -164,19 +153,20 @@ TEST(TagRecord, TakesTablesAndRowsWhenTheyAreTouched) {
     EXPECT_EQ(record->channels[1][1], nullptr);
     std::uint8_t* row = tagTakeRow(record.get(), 1, 1);
     ASSERT_NE(row, nullptr);
-    EXPECT_TRUE(std::all_of(row, row + 24, [](std::uint8_t byte) { return byte == 0; }));
+    EXPECT_EQ(std::count(row, row + 24, 0), 24);
     EXPECT_EQ(tagAllocateChannels(record.get()), 1) << "tables that exist are kept";
     EXPECT_EQ(record->channels[1][1], row);
-    EXPECT_EQ(tagTakeRow(record.get(), 2, 0), nullptr);
-    EXPECT_EQ(tagTakeRow(record.get(), 0, 2), nullptr);
-    EXPECT_EQ(tagTakeRow(record.get(), 0, -1), nullptr);
+    for (const auto& [channel, outside] : {std::pair(2, 0), {0, 2}, {0, -1}}) {
+        EXPECT_EQ(tagTakeRow(record.get(), channel, outside), nullptr);
+    }
     EXPECT_EQ(tagReadScanline(stdin, record.get(), 2), 0);
     EXPECT_EQ(tagWriteScanline(stdout, record.get(), -1), 0);
-    Tag* none = nullptr;
-    EXPECT_EQ(tagDispose(&none), 1);
     Tag* some = tagAllocate();
-    EXPECT_EQ(tagDispose(&some), 1);
-    EXPECT_EQ(some, nullptr);
+    EXPECT_EQ(some->ratio, 1.0F);
+    for (int times = 0; times < 2; ++times) {
+        EXPECT_EQ(tagDispose(&some), 1);
+        EXPECT_EQ(some, nullptr);
+    }
 }
 
 UniqueTag checkered(int width, int height, int channels) {
@@ -208,56 +198,50 @@ TEST(TagFile, ASmallMatteToTheByte) {
 TEST(TagFile, SurvivesARoundTripAndClosesItsStreams) {
     const support::TempDir dir;
     const auto before = support::openDescriptors();
-    auto captured = std::make_unique<support::CaptureStderr>();
-    const UniqueTag record = checkered(100, 7, 3);
-    record->ratio = 1.5F;
-    record->fields = 2;
-    const std::string path = dir / "a.tag";
-    EXPECT_EQ(tagWriteFile(path.c_str(), record.get()), 1);
-    const UniqueTag again(tagReadFile(path.c_str()));
-    ASSERT_NE(again, nullptr);
-    EXPECT_EQ(again->ratio, 1.5F);
-    EXPECT_EQ(again->fields, 2);
-    for (int c = 0; c < 3; ++c) {
-        for (int r = 0; r < 7; ++r) {
-            EXPECT_EQ(rowOf(again.get(), c, r), rowOf(record.get(), c, r));
-            EXPECT_NE(again->channels[c][r], nullptr);
+    {
+        const support::CaptureStderr captured;
+        const UniqueTag record = checkered(100, 7, 3);
+        record->ratio = 1.5F;
+        record->fields = 2;
+        EXPECT_EQ(tagWriteFile((dir / "a.tag").c_str(), record.get()), 1);
+        const UniqueTag again(tagReadFile((dir / "a.tag").c_str()));
+        ASSERT_NE(again, nullptr);
+        EXPECT_EQ(again->ratio, 1.5F);
+        EXPECT_EQ(again->fields, 2);
+        for (int i = 0; i < 21; ++i) {
+            EXPECT_EQ(rowOf(again.get(), i / 7, i % 7), rowOf(record.get(), i / 7, i % 7));
         }
+        EXPECT_EQ(captured.text(), "");
     }
-    EXPECT_EQ(captured->text(), "");
-    captured.reset();
     EXPECT_EQ(support::openDescriptors(), before);
 }
 
 TEST(TagFile, WhatIsReadAndWhatIsRefused) {
     const struct {
-        const char* name;
         std::string file;
         bool read;
-        const char* message;
+        const char* message = "";
     } cases[] = {
-        {"a matte", support::tag(2, 3, 1), true, ""},
-        {"largest", support::tag(32767, 32767, 253), true, ""},
-        {"width 0", support::tag(0, 3, 1), false, "is 0 pixels wide"},
-        {"height 40000", support::tag(2, 40000, 1), false, "and 40000 high"},
-        {"no channel", support::tag(2, 3, 0), false, "has 0 channels: must be 1 to 253"},
-        {"254 channels", support::tag(2, 3, 254), false, "has 254 channels"},
-        {"65535 channels", support::tag(2, 3, 65535), false, "has 65535 channels"},
-        {"a picture", support::tag(2, 3, 1).replace(88, 4, "PICT"), false, ""},
-        {"another magic", "T" + support::tag(2, 3, 1).substr(1), false, ""},
+        {support::tag(2, 3, 1), true},
+        {support::tag(32767, 32767, 253), true},
+        {support::tag(0, 3, 1), false, "is 0 pixels wide"},
+        {support::tag(2, 40000, 1), false, "and 40000 high"},
+        {support::tag(2, 3, 0), false, "has 0 channels: must be 1 to 253"},
+        {support::tag(2, 3, 254), false, "has 254 channels"},
+        {support::tag(2, 3, 65535), false, "has 65535 channels"},
+        {support::tag(2, 3, 1).replace(88, 4, "PICT"), false},
+        {"T" + support::tag(2, 3, 1).substr(1), false},
     };
     const support::TempDir dir;
     for (const auto& row : cases) {
-        SCOPED_TRACE(row.name);
+        SCOPED_TRACE(row.message);
         const support::CaptureStderr captured;
         const UniqueTag record(tagAllocate());
         const base::UniqueFile stream(
             tagReadFileHeader(dir.write("a.tag", row.file).c_str(), record.get()));
         EXPECT_EQ(stream != nullptr, row.read);
         EXPECT_EQ(record->channels, nullptr);
-        const std::string said = captured.text();
-        EXPECT_NE(said.find(row.message), std::string::npos) << said;
-        EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), row.message[0] != '\0' ? 1 : 0);
+        expectSaid(captured, row.message);
     }
 }
 
@@ -280,15 +264,10 @@ TEST(TagFile, AReadErrorIsNotACutFile) {
         const UniqueTag cut(tagReadFile(dir.write("cut.tag", whole).c_str()));
         ASSERT_NE(cut, nullptr);
         EXPECT_EQ(rowOf(cut.get(), 0, 1), ones(37) + zeros(3));
-        EXPECT_NE(captured.text().find("cut short or damaged"), std::string::npos);
+        expectSaid(captured, "cut short or damaged");
     }
-    for (const std::size_t given : {0UL, 100UL, 104UL, 107UL, 112UL}) {
-        const std::string failing = dir / (std::to_string(given) + ".tag");
-        const support::FailingPipe pipe(failing, whole.substr(0, given));
-        const support::CaptureStderr captured;
-        EXPECT_EQ(UniqueTag(tagReadFile(failing.c_str())), nullptr) << given;
-        EXPECT_EQ(captured.text(), "tinyTag: '" + failing +
-                                       "' could not be read: Resource temporarily unavailable.\n");
+    for (const std::size_t given : {0U, 100U, 104U, 107U, 112U}) {
+        expectReadError<UniqueTag>("tinyTag", "a.tag", tagReadFile, whole.substr(0, given));
     }
 }
 
@@ -318,13 +297,11 @@ TEST(TagFile, ClaimsCostNothing) {
 }
 
 TEST(TagFile, AFullDiskIsReported) {
-    const support::TempDir dir;
     const support::CaptureStderr captured;
-    const std::string full = dir / "a.tag";
-    std::filesystem::create_symlink("/dev/full", full);
-    EXPECT_EQ(tagWriteFile(full.c_str(), checkered(100, 7, 3).get()), 1);
-    EXPECT_EQ(captured.text(),
-              "tinyTag: '" + full + "' could not be written: No space left on device.\n");
+    const support::TempDir dir;
+    std::filesystem::create_symlink("/dev/full", dir / "a.tag");
+    EXPECT_EQ(tagWriteFile((dir / "a.tag").c_str(), checkered(100, 7, 3).get()), 1);
+    expectSaid(captured, "/a.tag' could not be written: No space left on device.\n");
 }
 
 } // namespace

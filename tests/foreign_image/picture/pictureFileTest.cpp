@@ -1,12 +1,9 @@
 // SPDX-License-Identifier: MIT
 // PIC files: header and packets byte by byte, what is refused, whole pictures, damage, full disks.
 #include "pictureTesting.h"
-#include "support/captureStderr.h"
-#include "support/descriptors.h"
 #include "support/leakCounters.h"
 #include "tinyPictureNotes.h"
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -17,10 +14,9 @@ using namespace picturetesting;
 
 TEST(PictureRecord, LeavesItsPointerWithTheCaller) {
     Picture* record = pictureAllocate();
-    Picture* const before = record;
     EXPECT_EQ(record->ratio, 1.0F);
     EXPECT_EQ(pictureDispose(&record), 1);
-    EXPECT_EQ(record, before);
+    EXPECT_NE(record, nullptr);
     ChannelPacket* chain = chainOf({{2, 0xE0}, {2, 0x10}}).release();
     channelPacketDispose(&chain);
     EXPECT_EQ(chain, nullptr);
@@ -30,21 +26,18 @@ using PictureHeader = PictureFiles;
 using PictureWhole = PictureFiles;
 
 TEST_F(PictureHeader, IsWrittenToTheByte) {
-    const struct {
-        const char* name;
+    struct {
         std::uint8_t planes;
-        bool ownChain;
+        Chain chain;
         std::string packets;
     } cases[] = {
-        {"colour", 0xE0, false, kRgbPacket},
-        {"colour and alpha", 0xF0, false, kRgbThenAlpha},
-        {"a chain of the caller's", 0xF0, true, "\x01\x08\x00\x10\x00\x08\x01\xC0"s},
+        {0xE0, nullptr, kRgbPacket},
+        {0xF0, nullptr, kRgbThenAlpha},
+        {0xF0, chainOf({{0, 0x10}, {1, 0xC0}}), "\x01\x08\x00\x10\x00\x08\x01\xC0"s},
     };
-    for (const auto& row : cases) {
-        SCOPED_TRACE(row.name);
+    for (auto& row : cases) {
         {
-            const Created made(path, picture(0x102, 3, row.planes),
-                               row.ownChain ? chainOf({{0, 0x10}, {1, 0xC0}}).release() : nullptr);
+            const Created made(path, picture(0x102, 3, row.planes), row.chain.release());
             ASSERT_NE(made.stream, nullptr);
             EXPECT_EQ(std::ftell(made.stream.get()), static_cast<long>(104 + row.packets.size()));
         }
@@ -53,38 +46,31 @@ TEST_F(PictureHeader, IsWrittenToTheByte) {
 }
 
 TEST_F(PictureHeader, WhatIsReadAndWhatIsRefused) {
-    const std::string tag = "\x00\x08\x02\x10"s;
-    std::string endless;
-    while (endless.size() < 4000) {
-        endless += "\x01\x08\x02\x00"s;
-    }
+    const std::string three = "\x01\x08\x02\x80\x01\x08\x02\x40\x01\x08\x02\x20"s;
     const struct {
         const char* name;
         std::string file;
         bool read;
-        const char* message; ///< part of the message; empty: none
+        const char* message = ""; ///< part of the message
     } cases[] = {
-        {"a picture", head(2, 3, kRgbPacket), true, ""},
-        {"largest size", head(32767, 32767, kRgbPacket), true, ""},
+        {"a picture", head(2, 3, kRgbPacket), true},
+        {"largest size", head(32767, 32767, kRgbPacket), true},
         {"width 0", head(0, 3, kRgbPacket), false, "is 0 pixels wide and 3 high"},
         {"height 0", head(2, 0, kRgbPacket), false, "is 2 pixels wide and 0 high"},
         {"width 32768", head(32768, 3, kRgbPacket), false, "is 32768 pixels wide"},
         {"height 65535", head(2, 65535, kRgbPacket), false, "and 65535 high"},
-        {"another type word", head(2, 3, kRgbPacket).replace(88, 4, "STAG"), false, ""},
-        {"another magic", head(2, 3, kRgbPacket).replace(0, 1, "T"), false, ""},
-        {"an empty file", "", false, ""},
-        {"a mask nobody serves", head(2, 3, "\x00\x08\x02\x80"s), true, ""},
-        {"an empty mask", head(2, 3, "\x00\x08\x02\x00"s), true, ""},
-        {"an unknown encoding", head(2, 3, "\x00\x08\x09\xE0"s), true, ""},
-        {"four packets", head(2, 3, "\x01\x08\x02\x80\x01\x08\x02\x40\x01\x08\x02\x20"s + tag),
-         true, ""},
-        {"five packets",
-         head(2, 3,
-              "\x01\x08\x02\x80\x01\x08\x02\x40\x01\x08\x02\x20\x01\x08\x02\x10"s +
-                  "\x00\x08\x02\x00"s),
-         false, "more channel packets than channels"},
-        {"an endless chain", head(2, 3, endless), false, "more channel packets than channels"},
-        {"a channel twice", head(2, 3, "\x01\x08\x02\xE0\x00\x08\x02\x30"s), true, ""},
+        {"another type word", head(2, 3, kRgbPacket).replace(88, 4, "STAG"), false},
+        {"another magic", head(2, 3, kRgbPacket).replace(0, 1, "T"), false},
+        {"an empty file", "", false},
+        {"a mask nobody serves", head(2, 3, "\x00\x08\x02\x80"s), true},
+        {"an empty mask", head(2, 3, "\x00\x08\x02\x00"s), true},
+        {"an unknown encoding", head(2, 3, "\x00\x08\x09\xE0"s), true},
+        {"four packets", head(2, 3, three + "\x00\x08\x02\x10"s), true},
+        {"five packets", head(2, 3, three + "\x01\x08\x02\x10\x00\x08\x02\x00"s), false,
+         "more channel packets than channels"},
+        {"an endless chain", head(2, 3, repeated(1000, "\x01\x08\x02\x00"s)), false,
+         "more channel packets than channels"},
+        {"a channel twice", head(2, 3, "\x01\x08\x02\xE0\x00\x08\x02\x30"s), true},
         {"channels of 16 bits", head(2, 3, "\x01\x08\x02\xE0\x00\x10\x02\x10"s), false,
          "stores 16 bits per channel"},
         {"channels of 4 bits", head(2, 3, "\x00\x04\x02\xE0"s), false, "stores 4 bits per channel"},
@@ -99,10 +85,7 @@ TEST_F(PictureHeader, WhatIsReadAndWhatIsRefused) {
         EXPECT_TRUE(row.read || errno == 0) << "errno is for files that cannot be opened";
         EXPECT_EQ(opened.stream != nullptr, row.read);
         EXPECT_EQ(opened.chain != nullptr, row.read);
-        const std::string said = captured.text();
-        EXPECT_NE(said.find(row.message), std::string::npos) << said;
-        EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), row.message[0] != '\0' ? 1 : 0)
-            << said;
+        expectSaid(captured, row.message);
     }
 }
 
@@ -114,7 +97,7 @@ TEST_F(PictureHeader, ASizeThatNoFileHoldsTouchesNoFile) {
     errno = 0;
     EXPECT_EQ(Created(path, std::move(record)).stream, nullptr);
     EXPECT_EQ(errno, EINVAL);
-    EXPECT_NE(captured.text().find("must be 1 to 32767"), std::string::npos);
+    expectSaid(captured, "must be 1 to 32767");
     EXPECT_EQ(contentOf(path), "precious");
 }
 
@@ -128,28 +111,24 @@ bool samePlanes(const Picture& a, const Picture& b) {
 }
 
 TEST_F(PictureWhole, SurvivesEveryChainThatLosesNothing) {
-    const struct {
-        const char* name;
-        std::uint8_t planes;
-        Chain chain;
-    } cases[] = {
-        {"default colour", 0xE0, nullptr},
-        {"default colour and alpha", 0xF0, nullptr},
-        {"all in one", 0xF0, chainOf({{2, 0xF0}})},
-        {"raw", 0xF0, chainOf({{0, 0xF0}})},
-        {"alpha first", 0xF0, chainOf({{2, 0x10}, {0, 0xE0}})},
-        {"four packets", 0xF0, chainOf({{2, 0x10}, {2, 0x20}, {0, 0x40}, {0x12, 0x80}})},
-        {"alpha only", 0x10, chainOf({{2, 0x10}})},
-        {"two channels", 0xA0, chainOf({{2, 0xA0}})},
+    const std::pair<std::uint8_t, Chain> cases[] = {
+        {0xE0, nullptr},
+        {0xF0, nullptr},
+        {0xF0, chainOf({{2, 0xF0}})},
+        {0xF0, chainOf({{0, 0xF0}})},
+        {0xF0, chainOf({{2, 0x10}, {0, 0xE0}})},
+        {0xF0, chainOf({{2, 0x10}, {2, 0x20}, {0, 0x40}, {0x12, 0x80}})},
+        {0x10, chainOf({{2, 0x10}})},
+        {0xA0, chainOf({{2, 0xA0}})},
     };
     const auto before = support::openDescriptors();
-    for (const auto& row : cases) {
-        SCOPED_TRACE(row.name);
+    for (const auto& [planes, chain] : cases) {
+        SCOPED_TRACE(&chain - &cases[0].second);
         const support::CaptureStderr captured;
-        const UniquePicture record = picture(300, 41, row.planes);
+        const UniquePicture record = picture(300, 41, planes);
         record->ratio = 1.5F;
         record->fields = 2;
-        const UniquePicture again = read(write(record, row.chain));
+        const UniquePicture again = read(write(record, chain));
         ASSERT_NE(again, nullptr);
         EXPECT_EQ(again->ratio, 1.5F);
         EXPECT_EQ(again->fields, 2);
@@ -183,19 +162,15 @@ TEST_F(PictureWhole, WhatIsCutOffIsZero) {
             std::fill_n(cut->planes[c] + 9 * lines, 9, std::uint8_t{0});
         }
         EXPECT_TRUE(samePlanes(*record, *cut)) << lines;
-        EXPECT_NE(captured.text().find("cut short or damaged"), std::string::npos);
+        expectSaid(captured, "cut short or damaged");
     }
 }
 
 TEST_F(PictureWhole, AReadErrorIsNotACutFile) {
     const std::string whole = write(picture(9, 5, 0xF0));
     for (const std::size_t given : {0UL, 50UL, 100UL, 110UL, 112UL, whole.size() - 1}) {
-        const std::string failing = dir / (std::to_string(given) + ".pic");
-        const support::FailingPipe pipe(failing, whole.substr(0, given));
-        const support::CaptureStderr captured;
-        EXPECT_EQ(UniquePicture(pictureReadFile(failing.c_str())), nullptr) << given;
-        EXPECT_EQ(captured.text(), "tinyPicture: '" + failing +
-                                       "' could not be read: Resource temporarily unavailable.\n");
+        expectReadError<UniquePicture>("tinyPicture", "a.pic", pictureReadFile,
+                                       whole.substr(0, given));
     }
 }
 
@@ -203,8 +178,7 @@ TEST_F(PictureWhole, ClaimsCostNothing) {
     const support::CaptureStderr captured;
     // 11585 x 11585 x 4 is just above 512 MiB.
     EXPECT_EQ(read(head(11586, 11586, "\x00\x08\x02\xF0"s)), nullptr);
-    EXPECT_NE(captured.text().find("too large to be read as a whole"), std::string::npos);
-
+    expectSaid(captured, "too large to be read as a whole");
     const support::Growth growth;
     const UniquePicture claimed = read(head(11000, 11000, "\x00\x08\x02\xF0"s));
     ASSERT_NE(claimed, nullptr);
@@ -212,14 +186,12 @@ TEST_F(PictureWhole, ClaimsCostNothing) {
 }
 
 TEST_F(PictureWhole, AFullDiskIsReported) {
-    const support::CaptureStderr captured;
     std::filesystem::create_symlink("/dev/full", path);
     for (const int side : {300, 1}) { // the small one fails only at close
+        const support::CaptureStderr captured;
         EXPECT_EQ(pictureWriteFile(path.c_str(), picture(side, side, 0xF0).get(), nullptr), 1);
+        expectSaid(captured, "No space left on device");
     }
-    const std::string said = captured.text();
-    EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 2);
-    EXPECT_NE(said.find("No space left on device"), std::string::npos);
 }
 
 /// A comment that fills its field has no terminating zero in the file.
@@ -227,32 +199,28 @@ TEST(PictureNotes, AreReadAndChangedInTheHeadsOfPicturesAndMattesOnly) {
     const std::string notes =
         std::string(80, 'c') + "PICT" + be16(2) + be16(1) + "\x3f\x99\x99\x9a"s + be16(2);
     const auto typed = [&](const char* type) { return std::string(notes).replace(80, 4, type); };
-    const struct {
-        const char* name;
-        std::string file;
-        std::string changed; ///< empty: refused
-    } cases[] = {
-        {"picture", kBinaryHeader + "PICT\0\2\0\1\0\0\0\0\0\3pixels"s, typed("PICT") + "pixels"},
-        {"matte", kBinaryHeader + "STAG\0\2\0\1\x3f\x80\0\0\0\3\0\1"s, typed("STAG") + "\0\1"s},
-        {"another kind", kBinaryHeader + "SCEN" + std::string(20, 'x'), ""},
-        {"another magic", std::string(88, 'x') + "PICT" + std::string(20, 'x'), ""},
-        {"cut", kBinaryHeader + "PICT" + std::string(9, 'x'), ""},
+    const std::pair<std::string, std::string> cases[] = {
+        // The file, and what it is after its first eight bytes when changed; "": refused.
+        {kBinaryHeader + "PICT\0\2\0\1\0\0\0\0\0\3pixels"s, typed("PICT") + "pixels"},
+        {kBinaryHeader + "STAG\0\2\0\1\x3f\x80\0\0\0\3\0\1"s, typed("STAG") + "\0\1"s},
+        {kBinaryHeader + "SCEN" + std::string(20, 'x'), ""},
+        {std::string(88, 'x') + "PICT" + std::string(20, 'x'), ""},
+        {kBinaryHeader + "PICT" + std::string(9, 'x'), ""},
     };
-    for (const auto& row : cases) {
-        SCOPED_TRACE(row.name);
-        const base::UniqueFile stream = streamOf(row.file);
+    for (const auto& [file, changed] : cases) {
+        SCOPED_TRACE(file.substr(88));
+        const int done = changed.empty() ? 0 : 1;
+        const base::UniqueFile stream = streamOf(file);
         PictureNotes read{1, 1, "x"};
-        EXPECT_EQ(pictureNotesRead(stream.get(), &read), row.changed.empty() ? 0 : 1);
+        EXPECT_EQ(pictureNotesRead(stream.get(), &read), done);
         EXPECT_STREQ(read.comment, "") << "what every new file says is no comment";
         PictureNotes change{1.2F, 2, {}};
         std::memset(change.comment, 'c', kFileCommentSize);
-        EXPECT_EQ(pictureNotesWrite(stream.get(), &change), row.changed.empty() ? 0 : 1);
-        EXPECT_EQ(pictureNotesRead(stream.get(), &read), row.changed.empty() ? 0 : 1);
-        EXPECT_EQ(read.ratio, row.changed.empty() ? 0.0F : 1.2F);
-        EXPECT_EQ(std::string(read.comment), row.changed.empty() ? "" : change.comment);
-        std::rewind(stream.get());
-        const std::string now = restOf(stream.get());
-        EXPECT_EQ(now, row.changed.empty() ? row.file : row.file.substr(0, 8) + row.changed);
+        EXPECT_EQ(pictureNotesWrite(stream.get(), &change), done);
+        EXPECT_EQ(pictureNotesRead(stream.get(), &read), done);
+        EXPECT_EQ(read.ratio, done == 0 ? 0.0F : 1.2F);
+        EXPECT_EQ(std::string(read.comment), done == 0 ? "" : change.comment);
+        EXPECT_EQ(contentOf(stream.get()), done == 0 ? file : file.substr(0, 8) + changed);
     }
     std::array<int, 2> ends{};
     ASSERT_EQ(pipe(ends.data()), 0);

@@ -3,6 +3,8 @@
 #pragma once
 
 #include "foreign_image/testBytes.h"
+#include "support/captureStderr.h"
+#include "support/descriptors.h"
 #include "support/memoryFile.h"
 #include "tinyPicture.h"
 #include "tinySoftType.h"
@@ -83,6 +85,24 @@ struct Created {
         std::copy(record->planes, record->planes + 4, record->linePointers);
     }
 };
+
+/// Checks that one line was reported, with this in it; for "" none.
+inline void expectSaid(const support::CaptureStderr& captured, std::string_view message) {
+    EXPECT_NE(captured.text().find(message), std::string::npos) << captured.text();
+    EXPECT_EQ(captured.lines(), message.empty() ? 0 : 1) << captured.text();
+}
+
+/// Checks that a file that cannot be read after these bytes is not taken for a cut one.
+template <typename Owner>
+void expectReadError(const std::string& who, const char* name, auto read, std::string_view bytes) {
+    const support::TempDir dir;
+    const std::string path = dir / name;
+    const support::FailingPipe pipe(path, bytes);
+    const support::CaptureStderr captured;
+    EXPECT_EQ(Owner(read(path.c_str())), nullptr) << bytes.size();
+    EXPECT_EQ(captured.text(),
+              who + ": '" + path + "' could not be read: Resource temporarily unavailable.\n");
+}
 
 /// A folder with one picture in it.
 class PictureFiles : public ::testing::Test {
