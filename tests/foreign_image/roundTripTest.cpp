@@ -3,7 +3,7 @@
 // scenes with paths, splines and hierarchies in both flavours. Also the members that a format
 // cannot hold.
 #include "animText.h"
-#include "support/tempDir.h"
+#include "support/commaLocale.h"
 #include "textFiles.h"
 #include "tinyFile.h"
 
@@ -322,6 +322,20 @@ TEST_F(RoundTrip, WhatAFileHoldsBesidesIsReported) {
         EXPECT_EQ(kind->pass(base, ""), test.read);
         EXPECT_EQ(notices(), test.notices);
     }
+}
+
+TEST_F(RoundTrip, SamplesAreFixedPointsInEveryLocale) {
+    const support::CommaLocale comma;
+    for (const Kind& kind : kKinds) {
+        EXPECT_TRUE(kind.pass(kind.sample, base));
+        EXPECT_EQ(notices(), "");
+        EXPECT_EQ(contentOf(base + kind.ending), contentOf(kind.sample + kind.ending));
+    }
+    messages();
+    dir.write("r.scn", "SSCN v2.75 ");
+    EXPECT_TRUE(passScene(base, ""));
+    EXPECT_NE(messages().find("version 2.75 is later than the dkit release version 2.6\n"),
+              std::string::npos);
 }
 
 TEST_F(RoundTrip, AReadErrorIsNotAnEndOfFile) {

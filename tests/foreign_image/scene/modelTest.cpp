@@ -224,16 +224,10 @@ TEST_F(ModelText, DepthIsBounded) {
     EXPECT_EQ(notices(), "failed  0;failed  1;cut mesh 1;");
 }
 
-TEST_F(ModelText, QuotesWidthAndDecimals) {
+TEST_F(ModelText, AQuoteInsideANameBecomesTheOtherKind) {
     const std::string text = write(Tree(node("a\"} b")).get());
     EXPECT_STREQ(reread(text)->name, "a'} b");
     EXPECT_EQ(notices(), "dropped a\"} b 0;");
-    FM = 9;
-    FD = 1;
-    const std::string wide = write(Tree(node("x")).get());
-    FM = 5;
-    FD = 3;
-    EXPECT_NE(wide.find("\nscaling            0.0       0.0       0.0\n"), wide.npos) << wide;
 }
 
 TEST_F(ModelText, DegreesComeOutAsTheyWentIn) {
@@ -284,17 +278,6 @@ TEST_F(ModelFile, BinaryFileByHand) {
     const Tree again = readBytes(lonelyNode());
     ASSERT_NE(again, nullptr);
     EXPECT_EQ(fileOf(again.get(), 1), lonelyNode());
-}
-
-TEST_F(ModelFile, BothFlavoursHoldTheSame) {
-    const Tree root = sample();
-    const std::string text = fileOf(root.get(), 0);
-    EXPECT_EQ(text, contentOf(TDR_SOURCE_DIR "/samples/desk_lamp.hrc"));
-    const std::string binary = fileOf(root.get(), 1);
-    const Tree again = readBytes(binary);
-    ASSERT_NE(again, nullptr);
-    EXPECT_EQ(fileOf(again.get(), 1), binary);
-    EXPECT_EQ(fileOf(again.get(), 0), text);
 }
 
 TEST_F(ModelFile, ContentsSurviveTheBinaryForm) {

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Tokens, numbers, quoted strings, indentation, vectors, scalars and triples.
 #include "foreign_image/animText.h"
-#include "support/commaLocale.h"
 #include "text/tinyUtilsText.h"
 #include "tinyFile.h"
 
@@ -299,21 +298,6 @@ TEST_F(UtilsTest, WordReaderReadsAsScanf) {
     EXPECT_TRUE(words.number(real) && real == 0.5F);
     EXPECT_FALSE(words.number(real)) << "an exponent alone is none";
     EXPECT_EQ(in.rest(), "e5");
-}
-
-TEST_F(UtilsTest, NumbersIgnoreTheLocale) {
-    const support::CommaLocale comma;
-    EXPECT_EQ(text::toFloat("2.5"), 2.5F);
-    EXPECT_EQ(text::toFloat("2,5"), 2.0F);
-    EXPECT_EQ(written([](std::FILE* f) {
-                  text::putFloat(f, 2.5F);
-                  text::putFixed(f, 2.5F);
-              }),
-              "2.5 2.500");
-    const Input in("2.5");
-    float real = 0.0F;
-    EXPECT_TRUE(text::Reader::on(in, text::kFileStyle).number(real));
-    EXPECT_EQ(real, 2.5F);
 }
 
 } // namespace
