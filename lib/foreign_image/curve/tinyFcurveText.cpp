@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The text form of curves and keys: docs/toolkit-formats.md.
+#include "file/tinyNotice.h"
 #include "file/tinyUtilsGrow.h"
 #include "text/tinyTable.h"
 #include "tinyFcurve.h"
@@ -47,11 +48,6 @@ Outcome readKeyType(std::FILE* stream, FcvKey& key) {
     return endKey(stream, table::readChoice(stream, kKeyType, key.keyType));
 }
 
-constexpr KeyRow withReader(KeyRow row, Outcome (*read)(std::FILE*, FcvKey&)) {
-    row.read = read;
-    return row;
-}
-
 bool isOnPath(const FcvKey& key) {
     return key.keyType == kKeyKeypath;
 }
@@ -63,9 +59,9 @@ constexpr KeyRow kKeyRows[] = {
     KeyRows::number<&FcvKey::leftSlope>("LEFT_SLOPE"),
     KeyRows::onTheSameLine(KeyRows::number<&FcvKey::rightSlope>("RIGHT_SLOPE")),
     KeyRows::choice<kKeyInterpolation, &FcvKey::interpolation>("INTERPOLATION"),
-    KeyRows::onTheSameLine(withReader(KeyRows::number<&FcvKey::flag>("FLAG"), readFlag)),
+    KeyRows::onTheSameLine(KeyRows::readBy(readFlag, KeyRows::number<&FcvKey::flag>("FLAG"))),
     KeyRows::onTheSameLine(KeyRows::number<&FcvKey::splineIndex>("SPLINE_INDEX", isOnPath)),
-    withReader(KeyRows::choice<kKeyType, &FcvKey::keyType>("KEYTYPE"), readKeyType),
+    KeyRows::readBy(readKeyType, KeyRows::choice<kKeyType, &FcvKey::keyType>("KEYTYPE")),
 };
 
 int fcvkeyWriteAsciiAnimation(std::FILE* stream, const FcvKey* key) {
@@ -104,6 +100,15 @@ using Rows = table::Rows<Draft>;
 
 Outcome readChannel(std::FILE* stream, Draft& draft);
 
+void writeChannel(std::FILE* stream, const Fcurve& curve) {
+    const bool kept = curve.type == 0 && curve.unknownChannel != nullptr;
+    const std::string_view name = kept ? curve.unknownChannel : table::nameAt(fcv_name, curve.type);
+    if (name.empty() && curve.type != 0) {
+        notice::written(AnimNoticeKind::Dropped, "CURVE_TYPE", "%d, which has no word", curve.type);
+    }
+    text::putWord(stream, name);
+}
+
 Outcome readKeys(std::FILE* stream, Draft& draft) {
     GrowingArray<FcvKey> keys;
     const Outcome outcome = table::readCounted(stream, "keys", fcvkeyReadAsciiAnimation, keys);
@@ -117,11 +122,7 @@ Outcome readKeys(std::FILE* stream, Draft& draft) {
 
 /// In the order in which they are written.
 constexpr Row kCurveRows[] = {
-    {"CURVE_TYPE", readChannel,
-     [](std::FILE* stream, const Fcurve& curve) {
-         const bool kept = curve.type == 0 && curve.unknownChannel != nullptr;
-         text::putWord(stream, kept ? curve.unknownChannel : table::nameAt(fcv_name, curve.type));
-     }},
+    {"CURVE_TYPE", readChannel, writeChannel},
     Rows::number<&Fcurve::preExtrapolation>("PRE_EXTRAPOLATION"),
     Rows::onTheSameLine(Rows::number<&Fcurve::postExtrapolation>("POST_EXTRAPOLATION")),
     Rows::number<&Fcurve::flags>("FLAGS"),

@@ -15,6 +15,7 @@ constexpr char kReader[] = "SplineReadAsciiAnimation";
 constexpr table::Choice kTypeWords = {SplineTypeName, kReader, "spline type", true};
 constexpr table::Choice kConstraintWords = {BezConstraintName, nullptr, "", true};
 constexpr table::Choice kSegmentWords = {BezSegmentName, nullptr, "", true};
+constexpr table::Choice kFlagWords = {table::kYes};
 constexpr table::Choice kSelectionWords = {table::kSelection, kReader, "select", true};
 
 /// Maximum length of the kept text of the numbers after KEYFRAME and KEYLIST.
@@ -124,7 +125,11 @@ constexpr Row flag(std::string_view word) {
                 draft.record->*Member = 1;
                 return Outcome::Next;
             },
-            [](std::FILE*, const Spline&) {}, table::isSet<Member, Spline>};
+            [](std::FILE*, const Spline&) {},
+            table::isSet<Member, Spline>,
+            false,
+            &kFlagWords,
+            [](const Spline& spline) { return int{spline.*Member}; }};
 }
 
 /// A row of one of the display fields, whose bit is set when it is read.
@@ -202,7 +207,7 @@ constexpr Row numbers(std::string_view word) {
 
 /// In the order in which a spline is written; the first word begins the form.
 constexpr Row kSplineRows[] = {
-    {"SPLINE", readType, Rows::choice<kTypeWords, &Spline::type>("").write},
+    Rows::readBy(readType, Rows::choice<kTypeWords, &Spline::type>("SPLINE")),
     {"NAME", readName, [](std::FILE* stream, const Spline& s) { text::putQuoted(stream, s.name); }},
     flag<&Spline::close>("CLOSE"),
     flag<&Spline::phantom>("PHANTOM"),

@@ -60,7 +60,7 @@ Outcome readColourIndex(std::FILE* stream, Draft& b) {
 
 constexpr Row kRows[] = {
     {"LIGHT_NAME", readName, writeName},
-    {"LIGHT_TYPE", readType, Rows::choice<kTypeWords, &Light::type>("").write},
+    Rows::readBy(readType, Rows::choice<kTypeWords, &Light::type>("LIGHT_TYPE")),
     Rows::triple<&Light::colour, kLightRed>("COLOUR"),
     Rows::scalar<&Light::fallOffStart, kLightFallOffStart>("FALL_OFF_START"),
     Rows::scalar<&Light::fallOffEnd, kLightFallOffEnd>("FALL_OFF_END"),

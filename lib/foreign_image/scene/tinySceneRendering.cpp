@@ -21,12 +21,13 @@ constexpr const char* kFormats[kPictureFormatCount] = {
     "35MM_137",  "35MM_166",      "35MM_185",   "70MM_PANAVISION", "70MM_IMAX", "70MM_OMNIMAX",
     "NTSC",      "PAL",           "HDTV",       "SLIDE_35MM",      "6CM_X_6CM", "6CM_X_9CM",
     "4IN_X_5IN", "CUSTOM_ASPECT", "CUSTOM_SIZE"};
+constexpr table::Choice kFormatWords = {kFormats};
 
 Outcome readFormat(std::FILE* stream, ScenePicture& picture) {
     if (!in_animToken(stream)) {
         return Outcome::EndOfFile;
     }
-    const int format = table::indexOf(kFormats, animToken);
+    const int format = table::indexOf(kFormatWords.names, animToken);
     if (format < 0) {
         optionPrint("PictureReadAsciiAnimation: error, unknown picture format '%s'.\n", animToken);
         animNotify(AnimNoticeKind::UnknownWord, animToken);
@@ -66,7 +67,8 @@ bool hasSize(const ScenePicture& picture) {
 }
 
 constexpr PictureRow kPictureRows[] = {
-    {"FORMAT_TYPE", readFormat, writeFormat, hasFormat},
+    {"FORMAT_TYPE", readFormat, writeFormat, hasFormat, false, &kFormatWords,
+     [](const ScenePicture& picture) { return int{picture.format}; }},
     size<&ScenePicture::aspect>("ASPECT", hasAspect),
     size<&ScenePicture::width>("WIDTH", hasSize),
     size<&ScenePicture::height>("HEIGHT", hasSize),
@@ -207,7 +209,8 @@ constexpr Row kRows[] = {
     Rows::flag<kMemoryWords, kSettings, &Settings::memoryStatistics>("MEMORY_STATISTICS"),
     Rows::flag<kTreeWords, kSettings, &Settings::treeStatistics>("TREE_STATISTICS"),
     Rows::flag<kLineWords, kSettings, &Settings::lineStatistics>("LINE_STATISTICS"),
-    {"ANTIALIAS", readAntialias, writeAntialias, hasAntialias},
+    {"ANTIALIAS", readAntialias, writeAntialias, hasAntialias, false, &kAntialiasWords,
+     [](const Scene& scene) { return int{scene.rendering.antialias}; }},
     Rows::flag<kCullingWords, kSettings, &Settings::backCulling>("BACK_CULLING"),
     Rows::flag<kFadeWords, kSettings, &Settings::fadeActive>("FADE"),
     fade<kFadeStart>("FADE_START"),

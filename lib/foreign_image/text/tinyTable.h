@@ -4,6 +4,7 @@
 // written; they are read in any order.
 #pragma once
 
+#include "file/tinyNotice.h"
 #include "file/tinyUtilsGrow.h"
 #include "tinyReader.h"
 #include "tinySoftType.h"
@@ -43,6 +44,31 @@ template <typename Draft>
 template <typename Draft>
 using RecordOf = std::remove_reference_t<decltype(recordOf(std::declval<Draft&>()))>;
 
+/// The index of `word` among `names`, or -1.
+[[nodiscard]] constexpr int indexOf(std::span<const char* const> names, std::string_view word) {
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        if (names[i] == word) {
+            return static_cast<int>(i);
+        }
+    }
+    return -1;
+}
+
+/// The name at `index`, or "" if there is none.
+[[nodiscard]] constexpr std::string_view nameAt(std::span<const char* const> names, int index) {
+    return index >= 0 && static_cast<std::size_t>(index) < names.size() ? names[std::size_t(index)]
+                                                                        : "";
+}
+
+/// Words for 0, 1, 2 ... and the message about any other: "`reader`: error, unknown `what`
+/// animToken '...'." Without a `reader` only the observer is told.
+struct Choice {
+    std::span<const char* const> names;
+    const char* reader = nullptr;
+    const char* what = "";
+    bool orFirst = false; ///< a code without a word is written as the first word, else as nothing
+};
+
 /// One keyword. It is the current token when the reader is called. A row without a writer is only
 /// read; a row with `present` is written only if that returns true.
 template <typename Draft>
@@ -52,6 +78,9 @@ struct Row {
     void (*write)(std::FILE*, const RecordOf<Draft>&) = nullptr;
     bool (*present)(const RecordOf<Draft>&) = nullptr;
     bool goesOn = false; ///< written on the line of the row before
+    /// Of a code: its words, and the code. A code without a word is reported when it is written.
+    const Choice* words = nullptr;
+    int (*code)(const RecordOf<Draft>&) = nullptr;
 };
 
 /// The row whose word is `word`, or null.
@@ -111,6 +140,15 @@ Outcome readBlock(std::FILE* stream, const Rows& rows, Draft& draft) {
     return in.next() ? read(in, rows, draft, &seen) : Outcome::EndOfFile;
 }
 
+/// Reports a code without a word; 0 need not have one where it is not written.
+template <typename Row, typename Record>
+void reportCode(const Row& row, const Record& record, bool isWritten) {
+    const int code = row.code(record);
+    if (nameAt(row.words->names, code).empty() && (isWritten || code != 0)) {
+        notice::written(AnimNoticeKind::Dropped, row.word.data(), "%d, which has no word", code);
+    }
+}
+
 /// Begins a line with a keyword.
 inline void putKeyword(std::FILE* stream, std::string_view word) {
     animWriteNewLine(stream);
@@ -121,7 +159,12 @@ inline void putKeyword(std::FILE* stream, std::string_view word) {
 template <typename Rows, typename Record>
 void write(std::FILE* stream, const Rows& rows, const Record& record) {
     for (const auto& row : rows) {
-        if (row.write == nullptr || (row.present != nullptr && !row.present(record))) {
+        const bool isWritten =
+            row.write != nullptr && (row.present == nullptr || row.present(record));
+        if (row.code != nullptr) {
+            reportCode(row, record, isWritten);
+        }
+        if (!isWritten) {
             continue;
         }
         if (row.goesOn) {
@@ -144,31 +187,6 @@ int writeDeeper(std::FILE* stream, const Rows& rows, const Record& record) {
 }
 
 // --- Words ---------------------------------------------------------------------------------------
-
-/// The index of `word` among `names`, or -1.
-[[nodiscard]] constexpr int indexOf(std::span<const char* const> names, std::string_view word) {
-    for (std::size_t i = 0; i < names.size(); ++i) {
-        if (names[i] == word) {
-            return static_cast<int>(i);
-        }
-    }
-    return -1;
-}
-
-/// The name at `index`, or "" if there is none.
-[[nodiscard]] constexpr std::string_view nameAt(std::span<const char* const> names, int index) {
-    return index >= 0 && static_cast<std::size_t>(index) < names.size() ? names[std::size_t(index)]
-                                                                        : "";
-}
-
-/// Words for 0, 1, 2 ... and the message about any other: "`reader`: error, unknown `what`
-/// animToken '...'." Without a `reader` only the observer is told.
-struct Choice {
-    std::span<const char* const> names;
-    const char* reader = nullptr;
-    const char* what = "";
-    bool orFirst = false; ///< a code without a word is written as the first word, else as nothing
-};
 
 inline constexpr const char* kActive[] = {"INACTIVE", "ACTIVE"};
 inline constexpr const char* kYes[] = {"NO", "YES"};
@@ -283,10 +301,13 @@ struct Rows {
                 [](std::FILE* stream, const Record& record) {
                     putName(stream, nameAt(Words.names, (record.*....*Path)), Words);
                 },
-                present};
+                present,
+                false,
+                &Words,
+                [](const Record& record) { return int{(record.*....*Path)}; }};
     }
 
-    /// One of two words; every number except 0 counts as the second.
+    /// One of two words; every number except 0 is written as the second.
     template <const Choice& Words, auto... Path>
     static constexpr Row<Draft> flag(std::string_view word, Present present = nullptr) {
         Row<Draft> row = choice<Words, Path...>(word, present);
@@ -306,6 +327,12 @@ struct Rows {
                 [](std::FILE* stream, const Record& record) {
                     text::putQuoted(stream, (record.*....*Path));
                 }};
+    }
+
+    /// A row that is read in another way.
+    static constexpr Row<Draft> readBy(Outcome (*read)(std::FILE*, Draft&), Row<Draft> row) {
+        row.read = read;
+        return row;
     }
 
     /// A row that continues the line of the row before.
