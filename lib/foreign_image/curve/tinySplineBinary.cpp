@@ -149,7 +149,12 @@ void writePoints(std::FILE* stream, const Spline& spline, const Prototype& proto
 // --- Splines -------------------------------------------------------------------------------------
 
 bool readName(std::FILE* stream, Spline& spline, const Prototype& /*prototype*/) {
+    const std::int64_t place = notice::wanted() ? std::ftell(stream) : 0;
     splineTakeName(spline, stringReadBinary(stream));
+    if (notice::wanted() && std::ftell(stream) - place > std::int64_t{kFileStringSize}) {
+        notice::atByte(AnimNoticeKind::Cut, "", place, "at most %zu characters are kept",
+                       kFileStringSize - 1);
+    }
     return std::feof(stream) == 0 && std::ferror(stream) == 0;
 }
 

@@ -7,6 +7,7 @@
 #include "tinySplineInner.h"
 
 #include <algorithm>
+#include <string>
 
 namespace {
 
@@ -40,9 +41,24 @@ class LineWriter {
 
     void count(std::string_view head, std::int64_t value) { line(head, NumberText(value).view()); }
 
-    /// Writes a code as its name; one without a name is written as the first.
+    /// Writes a code as its name; one without a name is written as the first, and reported.
     void code(std::string_view head, std::span<const char* const> names, int value) {
         line(head, splineNameOf(names, value));
+        if (table::nameAt(names, value).empty()) {
+            const std::size_t begin = head.find_first_not_of(' ');
+            const std::string word(head.substr(begin, head.find(' ', begin) - begin));
+            notice::written(AnimNoticeKind::Dropped, word.c_str(), "%d, which has no name", value);
+        }
+    }
+
+    /// Writes a word if the flag is set.
+    void flag(const char* word, int value) {
+        if (value != 0) {
+            line("  ", word);
+        }
+        if (value != 0 && value != 1) {
+            notice::written(AnimNoticeKind::Dropped, word, "%d becomes 1", value);
+        }
     }
 
     void vector(std::string_view head, const Vector& value) {
@@ -276,6 +292,11 @@ Outcome setFlag(std::FILE*, Draft& draft) {
 }
 
 Outcome readName(std::FILE*, Draft& draft) {
+    if (draft.in.peek() != '"') {
+        animNotify(AnimNoticeKind::Missing, "name", "a name in quotes expected");
+        draft.unknown.reported();
+        return Outcome::Next;
+    }
     splineTakeName(*draft.record, draft.in.quoted());
     return Outcome::Next;
 }
@@ -321,12 +342,8 @@ int splineWriteAscii(std::FILE* stream, const Spline* spline, const char* prefix
     out.count("  nbKeys     ", std::ssize(keys));
     out.number("  tension    ", spline->tension);
     out.count("  step       ", spline->step);
-    if (spline->close != 0) {
-        out.line("  close");
-    }
-    if (spline->phantom != 0) {
-        out.line("  phantom");
-    }
+    out.flag("close", spline->close);
+    out.flag("phantom", spline->phantom);
     if (bezier) {
         out.code("  constraint ", BezConstraintName, spline->constraint);
         out.code("  segment    ", BezSegmentName, spline->segment);

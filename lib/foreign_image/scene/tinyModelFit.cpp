@@ -5,10 +5,12 @@
 #include "tinyFile.h"
 #include "tinyModelFields.h"
 #include "tinyModelInner.h"
+#include "tinyOpaque.h"
 
 #include <algorithm>
 #include <cstddef>
 #include <limits>
+#include <string_view>
 
 namespace {
 
@@ -30,6 +32,45 @@ bool splinesFit(const Model& node) {
         notice::Call::fail("a node lacks a spline that its count tells of");
     }
     return whole;
+}
+
+constexpr std::string_view kBlanks = " \t\n\v\f\r";
+
+/// Removes the first word, string in quotes or brace of `text`; a string without its end is "".
+std::string_view takeWord(std::string_view& text) {
+    constexpr std::string_view kEndsWord = " \t\n\v\f\r{}\"";
+    const bool quoted = text.front() == '"';
+    const std::size_t end = quoted ? text.find('"', 1) + 1 : text.find_first_of(kEndsWord);
+    const std::string_view word = text.substr(0, quoted ? end : std::max<std::size_t>(end, 1));
+    text.remove_prefix(word.size());
+    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
+    return word;
+}
+
+/// True when a reader of text ends the kept block at its end: braces and quotes are closed, and
+/// outside them there is no word of a node besides the block's own.
+bool endsItself(std::string_view block) {
+    int depth = 0;
+    for (bool first = true; !block.empty(); first = false) {
+        const std::string_view word = takeWord(block);
+        depth += word == "{" ? 1 : word == "}" ? -1 : 0;
+        const bool known = first ? modelHasValue(word) : word != "}" && modelIsTextWord(word);
+        if (word.empty() || depth < 0 || depth > kOpaqueMaxNesting || (depth == 0 && known)) {
+            return false;
+        }
+    }
+    return depth == 0;
+}
+
+bool textFits(const Model& node) {
+    for (const Opaque* block = node.contents; block != nullptr; block = block->next) {
+        if (!endsItself(block->text)) {
+            notice::Call::fail("a node's block \"%.60s\" would not read back from text",
+                               block->text);
+            return false;
+        }
+    }
+    return splinesFit(node);
 }
 
 /// The counts of a binary file have 16 bits.
@@ -75,7 +116,7 @@ bool modelFitsScene(const Model* root) {
 }
 
 bool modelFitsText(const Model* root) {
-    return fits(root, kModelMaxTextDepth, splinesFit);
+    return fits(root, kModelMaxTextDepth, textFits);
 }
 
 bool modelFitsBinary(const Model* root) {
@@ -103,8 +144,8 @@ void modelReportSceneMembers(const Model& node, bool text) {
         {"ALGORITHM_TYPE", node.algorithm != 0},
         {"SHAPE_INTERP_TYPE", node.shapeInterpolation != 0},
         {"SHAPE", node.shapes != nullptr},
-        {"TRANSLATION",
-         move.path != nullptr || move.constraintName != nullptr || move.pathModelName != nullptr},
+        {"TRANSLATION", move.path != nullptr || move.constraintName != nullptr ||
+                            move.constraintType != 0 || move.pathModelName != nullptr},
         {"CURVE_TYPE", std::any_of(std::begin(node.curves), std::end(node.curves),
                                    [](const Fcurve* curve) { return curve != nullptr; })},
         {"MATERIAL", node.animationContents != nullptr},

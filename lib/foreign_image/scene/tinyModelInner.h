@@ -69,5 +69,7 @@ template <typename Element>
 /// `text` the four numbers that otherwise only binary files hold.
 void modelReportSceneMembers(const Model& node, bool text);
 
-/// True for a known word inside a node of the hierarchy file's text.
+/// True for a known word inside a node of the hierarchy file's text; and for one that does not
+/// begin a block that is kept as text.
 [[nodiscard]] bool modelIsTextWord(std::string_view word);
+[[nodiscard]] bool modelHasValue(std::string_view word);

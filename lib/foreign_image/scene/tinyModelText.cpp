@@ -105,7 +105,12 @@ Outcome readSpline(std::FILE* stream, Draft& draft) {
     return table::next(spline != nullptr ? 1 : 0);
 }
 
+/// Without a tag only the word is lost; what follows it is kept as a block.
 Outcome readUserData(std::FILE* stream, Draft& draft) {
+    if (draft.in.peek() != '"') {
+        animNotify(AnimNoticeKind::Missing, "userData", "a tag in quotes expected");
+        return Outcome::Next;
+    }
     UserData* data = userDataReadAscii(stream);
     if (data == nullptr) {
         return Outcome::EndOfFile;
@@ -162,6 +167,11 @@ ModelOwner readTree(std::FILE* stream) {
 
 bool modelIsTextWord(std::string_view word) {
     return table::find(kNodeRows, word) != nullptr;
+}
+
+bool modelHasValue(std::string_view word) {
+    const auto* row = table::find(kNodeRows, word);
+    return row != nullptr && row->read != readContents;
 }
 
 Model* modelReadAscii(std::FILE* stream) {

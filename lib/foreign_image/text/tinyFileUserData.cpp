@@ -83,7 +83,11 @@ void userDataDispose(UserData** record) {
 
 int userDataWriteAscii(std::FILE* stream, const UserData* record, const char* indent) {
     const std::int32_t size = record->data != nullptr ? std::max(record->size, 0) : 0;
-    const char* tag = record->tag;
+    char tag[sizeof record->tag];
+    std::replace_copy(std::begin(record->tag), std::end(record->tag), tag, '"', '\'');
+    if (std::memcmp(tag, record->tag, sizeof tag) != 0) {
+        notice::written(AnimNoticeKind::Dropped, "userData", "a quote inside a tag becomes '");
+    }
     std::fprintf(stream, "\n%suserData \"%c%c%c%c\"\n", indent, tag[0], tag[1], tag[2], tag[3]);
     std::fprintf(stream, "%ssize %d\n", indent, size);
     std::fprintf(stream, "%s{\n", indent);
@@ -101,15 +105,16 @@ int userDataWriteAscii(std::FILE* stream, const UserData* record, const char* in
 UserData* userDataReadAscii(std::FILE* stream) {
     const notice::Call call;
     Draft draft = {text::Reader::on(stream, text::kFileStyle)};
-    const MallocString tag(draft.in.quoted());
+    std::size_t size = 0;
+    const MallocString tag(draft.in.quoted(&size));
     std::unique_ptr<UserData, UserDataDisposer> record(newRecords<UserData>(1));
     if (tag == nullptr || record == nullptr) {
         return nullptr;
     }
-    if (std::strlen(tag.get()) > sizeof record->tag) {
+    if (size > sizeof record->tag) {
         animNotify(AnimNoticeKind::Cut, tag.get(), "a tag has 4 characters");
     }
-    std::memcpy(record->tag, tag.get(), strnlen(tag.get(), sizeof record->tag));
+    std::memcpy(record->tag, tag.get(), std::min(size, sizeof record->tag));
     readLines(draft);
     record->size = static_cast<std::int32_t>(draft.bytes.size());
     record->data = draft.bytes.release();

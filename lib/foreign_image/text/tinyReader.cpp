@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <cstring>
 
 namespace text {
@@ -158,7 +159,7 @@ int Reader::peek() {
     return c;
 }
 
-char* Reader::quoted() {
+char* Reader::quoted(std::size_t* size) {
     int c = skipBlanks();
     while (style_->bracesAlone && c != EOF && c != style_->quote) {
         c = get();
@@ -177,8 +178,15 @@ char* Reader::quoted() {
             word_[length++] = static_cast<char>(c);
         }
     }
-    const bool zero = std::memchr(word_ + begin, '\0', length - begin) != nullptr;
-    char* content = strndup(word_ + begin, length - begin);
+    const std::size_t used = strnlen(word_ + begin, length - begin);
+    const bool zero = used < length - begin && size == nullptr;
+    auto* content = static_cast<char*>(std::calloc(length - begin + 1, 1));
+    if (content != nullptr) {
+        std::memcpy(content, word_ + begin, size != nullptr ? length - begin : used);
+    }
+    if (size != nullptr) {
+        *size = length - begin;
+    }
     if (begin != 0) {
         word_[length++] = style_->quote;
     }

@@ -58,7 +58,8 @@ class Reader {
     /// character that is not blank counts as the opening quote, and the word becomes the string
     /// with its quotes; in other text everything before the first quote is skipped. Null at end of
     /// file (the word is then empty) or when out of memory; otherwise the caller must `free` it.
-    [[nodiscard]] char* quoted();
+    /// A zero byte ends it and is reported, unless the caller asks for its `size`.
+    [[nodiscard]] char* quoted(std::size_t* size = nullptr);
 
     /// Reads the rest of the line as one word, without leading blanks. False at end of file.
     bool restOfLine();
