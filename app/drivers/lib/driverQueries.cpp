@@ -56,9 +56,7 @@ int TDR_Driver::doInfoMessage() {
     }
     const auto* row =
         std::ranges::find(Queries::kRows, data.datacmd[ipc::kWordCode], &Queries::Row::code);
-    return sendSafely(row == std::end(Queries::kRows)
-                          ? Queries::call<&TDR_Driver::otherClass0Response>
-                          : row->send);
+    return row == std::end(Queries::kRows) ? otherClass0Response() : row->send(*this);
 }
 
 int TDR_Driver::otherClass0Response() {

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "TDR_BufferWindow.h"
 
-#include "base/holdSigpipe.h"
-
 #include <cstdio>
 #include <poll.h>
 
@@ -15,7 +13,6 @@ void waitForEvent(const BufferWindow& window) {
 }
 
 void say(const char* what, const char* title) {
-    const base::HoldSigpipe held; // nobody may be reading
     std::printf("pasteBuffer:  %s event loop for window titled \"%s\".\n", what, title);
     std::fflush(stdout);
 }

@@ -11,8 +11,6 @@
 #include <mutex>
 #include <unistd.h>
 
-namespace xlib {
-
 namespace {
 
 std::mutex gHandlers; // held while Xlib's handlers are ours
@@ -77,5 +75,3 @@ bool runShielded(void (*work)(void* data), void* data) {
     }
     return connected;
 }
-
-} // namespace xlib

@@ -152,8 +152,27 @@ const Form& formOf(const Source& source) {
     return *std::ranges::find_if(kForms, [&](const Form& form) { return form.present(source); });
 }
 
+/// Reports the values of the source that its form does not write.
+void reportUnwritten(const Source& source, const Form& used) {
+    for (const Form* form = &used + 1; form < std::end(kForms) - 1; ++form) {
+        if (form->present(source)) {
+            notice::written(AnimNoticeKind::ByFormat, form->word.data(),
+                            "of a position that has another form");
+        }
+    }
+    if (source.timing != nullptr && source.path == nullptr && source.pathModelName == nullptr) {
+        notice::written(AnimNoticeKind::Dropped, "CURVE_TYPE", "of a position without a path");
+    }
+    if (source.constraintType != 0 && source.constraintName == nullptr) {
+        notice::written(AnimNoticeKind::Dropped, "CONSTRAINT", "%d, which has no name",
+                        source.constraintType);
+    }
+    reportHiddenCurves(source.curves);
+}
+
 int write(std::FILE* stream, const Source& source) {
     const Form& form = formOf(source);
+    reportUnwritten(source, form);
     text::putWord(stream, form.word);
     form.write(stream, source);
     return 1;
@@ -231,18 +250,13 @@ int positionRead(std::FILE* stream, AnimatedPosition& position, Fcurve** timing,
 
 void positionWrite(std::FILE* stream, const AnimatedPosition& position, const Fcurve* timing,
                    const Fcurve* const* curves) {
-    const Source source = {&position.fixed,         timing,
-                           position.path,           position.constraintName,
-                           position.constraintType, {curves[0], curves[1], curves[2]},
-                           position.pathModelName};
-    for (const Form* form = &formOf(source) + 1; form < std::end(kForms) - 1; ++form) {
-        if (form->present(source)) {
-            notice::written(AnimNoticeKind::ByFormat, form->word.data(),
-                            "of a position that has another form");
-        }
-    }
-    reportHiddenCurves(curves);
-    write(stream, source);
+    write(stream, {&position.fixed,
+                   timing,
+                   position.path,
+                   position.constraintName,
+                   position.constraintType,
+                   {curves[0], curves[1], curves[2]},
+                   position.pathModelName});
 }
 
 int positionWriteAsciiAnimation(std::FILE* stream, const Vector* fixed, const Fcurve* timing,

@@ -106,25 +106,34 @@ bool addShape(Draft& draft) {
     return true;
 }
 
+bool tokenIsCurve() {
+    return std::string_view(animToken) == "CURVE_TYPE";
+}
+
 Outcome readShapeName(std::FILE* stream, Draft& draft) {
     return addShape(draft) ? table::readQuoted(stream, draft.shape->name) : Outcome::EndOfFile;
 }
 
 Outcome readInterpolation(std::FILE* stream, Draft& draft) {
-    if (draft.shape == nullptr && !addShape(draft)) {
+    if ((draft.shape == nullptr && !addShape(draft)) || !in_animToken(stream)) {
         return Outcome::EndOfFile;
     }
-    return table::again(valueReadAsciiAnimation(stream, nullptr, &draft.shape->interpolation, 1));
+    if (!tokenIsCurve() && text::parseFloat(animToken).exact) {
+        animNotify(AnimNoticeKind::ByFormat, "INTERP_FCURVE", "a number without a curve");
+    }
+    return table::again(valueReadAsciiAnimation(stream, nullptr, &draft.shape->interpolation, 0));
 }
 
-/// Reads the count, then as many curves as there are, whatever the count is.
+/// Reads the count and at most that many curves.
 Outcome readWeights(std::FILE* stream, Draft& draft) {
-    if ((draft.shape == nullptr && !addShape(draft)) || !in_animToken(stream) ||
-        !in_animToken(stream)) {
+    std::int32_t count = 0;
+    if ((draft.shape == nullptr && !addShape(draft)) || in_animLValue(stream, &count) == 0) {
         return Outcome::EndOfFile;
     }
-    int result = 1;
-    while (result != 0 && std::string_view(animToken) == "CURVE_TYPE") {
+    const std::int64_t line = animTokenLineNumber();
+    int result = in_animToken(stream);
+    int found = 0;
+    for (; result != 0 && found < count && tokenIsCurve(); ++found) {
         Fcurve* curve = nullptr;
         result = fcurveReadAsciiAnimation(stream, &curve);
         if (curve != nullptr &&
@@ -132,6 +141,10 @@ Outcome readWeights(std::FILE* stream, Draft& draft) {
             fcurveDispose(&curve);
             return Outcome::EndOfFile;
         }
+    }
+    if (found < count) {
+        notice::atLine(AnimNoticeKind::Missing, "WEIGHT_FCURVES", line,
+                       "%d curves announced, %d found", count, found);
     }
     return table::again(result);
 }

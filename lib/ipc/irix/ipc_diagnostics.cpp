@@ -2,6 +2,7 @@
 #include "ipc_diagnostics.h"
 
 #include "base/diagnostics.h"
+#include "base/holdSigpipe.h"
 
 #include <algorithm>
 
@@ -39,6 +40,7 @@ FailureText textOf(PeerFailure failure) {
 } // namespace
 
 void sayFailedWrite(const WireField& field, int error) {
+    const base::HoldSigpipe apart;
     base::sayError(field.writeText, error);
 }
 

@@ -93,7 +93,7 @@ bool TDR_SoftimageFilter::startReading() {
 int TDR_SoftimageFilter::disconnectFromFile() {
     int result = 0;
     if (isOpen() && file && lineCache && writing) {
-        flushKeptLines();
+        result = flushKeptLines() ? 1 : 0;
     }
     if (file) {
         // Kept: Closing a file that was only read runs the post-write command.
@@ -105,7 +105,8 @@ int TDR_SoftimageFilter::disconnectFromFile() {
     return result;
 }
 
-void TDR_SoftimageFilter::flushKeptLines() {
+bool TDR_SoftimageFilter::flushKeptLines() {
+    bool flushed = false;
     for (long k = lastWrittenLine + 1L; k < height(); ++k) {
         unsigned char* line = lineCache[static_cast<std::size_t>(k)].get();
         // Kept: Lines that were never sent are not written.
@@ -115,7 +116,7 @@ void TDR_SoftimageFilter::flushKeptLines() {
             continue;
         }
         if (lineOffsets[static_cast<std::size_t>(k)] != 0) {
-            writeLine(k, line);
+            flushed = writeLine(k, line) || flushed;
         } else if (lastWrittenLine != -1) {
             // Kept: The first line after a gap is written blank.
             // A reader would expect the pixels that were sent. They are dropped and the line is
@@ -125,9 +126,10 @@ void TDR_SoftimageFilter::flushKeptLines() {
                     std::memset(buffer.get(), 0, static_cast<std::size_t>(width()));
                 }
             }
-            writeLine(k, nullptr);
+            flushed = writeLine(k, nullptr) || flushed;
         }
     }
+    return flushed;
 }
 
 bool TDR_SoftimageFilter::closeFile() {
