@@ -10,6 +10,7 @@
 #include <csignal>
 #include <cstring>
 #include <filesystem>
+#include <fstream>
 #include <functional>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -233,7 +234,8 @@ void readFile() {
     sendStatus(path.ends_with("opens") ? ipc::kStatusOk : ipc::kStatusError);
 }
 
-/// Has a picture of 3 x 2 in every file, and reports damage at the action `when`.
+/// Has a black picture of 3 x 2 in every file, also in one that it has written, and reports damage
+/// at the action `when`.
 Act damageAt(int when) {
     return [=] {
         if (code() == ipc::kQueryBounds) {
@@ -241,6 +243,9 @@ Act damageAt(int when) {
         } else if (code() == ipc::kQueryIthFormat) {
             replyLongs({4, 8, 8, 1, 2, 3, 4});
         } else {
+            if (code() == ipc::kActionConnectToFile && asked.longdata[0] == 1) { // for writing
+                std::ofstream(asked.chardata) << "written";
+            }
             const std::string path = asked.numof_strings != 0 ? asked.chardata : "the picture";
             say(code() == when ? "'" + path + "' is cut short or damaged\n" : "");
             answerQuietly();
@@ -308,6 +313,7 @@ const Behaviour kBehaviours[] = {
     {kStubborn, Stage::AtRequest, {answerWell}},
     {"refuses", Stage::AtRequest, {remark("cannot do that"), status(ipc::kStatusError)}},
     {"reader", Stage::AtRequest, {readFile}},
+    {"black", Stage::AtRequest, {damageAt(0)}},
     {"earlyDamage", Stage::AtRequest, {damageAt(ipc::kActionConnectToFile)}},
     {"lateDamage", Stage::AtRequest, {damageAt(ipc::kActionDisconnectFromFile)}},
     {"exits", Stage::AtRequest, {remark("out of ideas"), leave(9)}},

@@ -9,6 +9,7 @@
 #include "pictures/alpha.h"
 #include "pictures/metadata.h"
 #include "pictures/pictureFile.h"
+#include "pictures/readBack.h"
 #include "subcommands.h"
 
 #include <fmt/format.h>
@@ -25,6 +26,7 @@ struct ConvertOptions {
     std::int32_t channel = 0; ///< of a matte, counted from 1; 0: the first, with a report
     AlphaChange alpha = AlphaChange::None;
     bool keepDamaged = false;
+    bool verify = false;
 };
 
 /// Size of pixels above which a picture is converted line by line: room for a film frame of 4096 x
@@ -41,14 +43,18 @@ class Conversion {
     Outcome<void> run();
 
   private:
-    Outcome<std::optional<std::size_t>> chooseWriter();
     Outcome<void> chooseMatte(PictureFile& picture);
-    Outcome<void> convert(PictureFile& picture, RunningDriver& writer, ReplacedFile& file);
+    Outcome<void> convert(PictureFile& picture, std::size_t driver, RunningDriver& writer,
+                          ReplacedFile& file);
     Outcome<void> read(PictureFile& picture);
     Outcome<void> checkDamage(PictureFile& picture);
     Outcome<void> write(PictureFile& picture, RunningDriver& writer, const ReplacedFile& file);
     Outcome<void> copyLines(PictureFile& picture, RunningDriver& writer,
                             tdr::PictureTarget& target);
+    Outcome<PixelLine> lineOf(PictureFile& picture, std::int32_t line);
+    Outcome<void> verify(PictureFile& picture, std::size_t driver, const ReplacedFile& file);
+    Outcome<void> finishReading(PictureFile& picture);
+    void reportLosses(const std::vector<std::string>& metadata);
     [[nodiscard]] Problem inputProblem(PictureFile& picture, const tdr::Failure& failure) const;
     [[nodiscard]] Problem outputProblem(const RunningDriver& writer,
                                         const tdr::Failure& failure) const;
@@ -56,6 +62,7 @@ class Conversion {
     DriverSet drivers_;
     const ConvertOptions& options_;
     std::optional<tdr::SharedBlock> pixels_; ///< the whole picture, unless it is large
+    std::optional<tdr::SharedBlock> line_;   ///< of a large one
     std::string guessed_;                    ///< the new file's kind, if nothing determines it
     std::vector<std::string> losses_;        ///< what the new file cannot hold
     bool damaged_ = false;                   ///< the input was not read in full
@@ -71,41 +78,12 @@ std::optional<tdr::SharedBlock> blockFor(const tdr::PictureSource& source) {
     return block ? std::optional(std::move(*block)) : std::nullopt;
 }
 
-/// Selects the writing driver by --to, by the output's ending, or by the kind of an existing output
-/// file.
-Outcome<std::optional<std::size_t>> Conversion::chooseWriter() {
-    if (options_.output == "-") { // elsewhere it names a stream; a file of that name surprises
-        return Problem{ExitCode::Failed, "-: standard output cannot be written; ./- names a file"};
-    }
-    const std::string& target = options_.output;
-    const Problem mattes{ExitCode::Failed,
-                         target + ": mattes (.tag) can be read, but not be written yet"};
-    if (hasExtension(options_.kind.empty() ? target : "." + options_.kind, ".tag")) {
-        return mattes;
-    }
-    if (!options_.kind.empty()) {
-        return drivers_.byKind(options_.kind);
-    }
-    auto byEnding = drivers_.byEnding(target);
-    if (!byEnding || *byEnding) {
-        return byEnding;
-    }
-    const auto present = tryPicture(drivers_, target);
-    if (!present) {
-        return present.failure();
-    }
-    if (*present && (*present)->source.shape().matte) {
-        return mattes;
-    }
-    return *present ? std::optional((*present)->driver) : std::nullopt;
-}
-
 Outcome<void> Conversion::run() {
     auto input = openReadable(options_.input);
     if (!input) {
         return input.failure();
     }
-    const auto chosen = chooseWriter();
+    const auto chosen = writerFor(drivers_, options_.output, options_.kind);
     if (!chosen) {
         return chosen.failure();
     }
@@ -135,7 +113,7 @@ Outcome<void> Conversion::run() {
         }
     }
     drivers_.dismissOthers();
-    return convert(*picture, other ? *other : *picture->running, *file);
+    return convert(*picture, driver, other ? *other : *picture->running, *file);
 }
 
 /// Selects the requested matte, and records the others as losses.
@@ -156,7 +134,8 @@ Outcome<void> Conversion::chooseMatte(PictureFile& picture) {
     return {};
 }
 
-Outcome<void> Conversion::convert(PictureFile& picture, RunningDriver& writer, ReplacedFile& file) {
+Outcome<void> Conversion::convert(PictureFile& picture, std::size_t driver, RunningDriver& writer,
+                                  ReplacedFile& file) {
     const auto metadata = readMetadata(pathOfDescriptor(picture.file.get()));
     if (!metadata) {
         return problemWith(options_.input, metadata.failure());
@@ -170,29 +149,36 @@ Outcome<void> Conversion::convert(PictureFile& picture, RunningDriver& writer, R
         writer.session.kill();                         // it would complete a discarded file
         return written;
     }
-    for (RunningDriver* done : {picture.running.get(), &writer}) {
-        done->passOnLines();
-        done->session.dismiss();
-    }
+    writer.session.dismiss();
     const auto left = carryMetadata(*metadata, file.path());
-    if (!left) {
-        return problemWith(options_.output, left.failure());
+    auto good = left ? verify(picture, driver, file) : problemWith(options_.output, left.failure());
+    if (good) {
+        good = finishReading(picture);
     }
-    if (auto replaced = file.commit(); !replaced) {
-        return replaced;
+    picture.running->passOnLines();
+    writer.passOnLines();
+    if (good) {
+        good = file.commit();
     }
+    if (!good) {
+        return good;
+    }
+    reportLosses(*left);
+    return damaged_ ? Problem{ExitCode::Failed,
+                              options_.output + ": written, but " + options_.input + " is damaged"}
+                    : Outcome<void>();
+}
+
+void Conversion::reportLosses(const std::vector<std::string>& metadata) {
     if (!guessed_.empty()) {
         warn(fmt::format("{}: written as {}, by the driver of {} (see --to)", options_.output,
                          guessed_, options_.input));
     }
-    losses_.insert(losses_.end(), left->begin(), left->end());
+    losses_.insert(losses_.end(), metadata.begin(), metadata.end());
     if (!losses_.empty()) {
         warn(fmt::format("{}: not carried from {}: {}", options_.output, options_.input,
                          fmt::join(losses_, ", ")));
     }
-    return damaged_ ? Problem{ExitCode::Failed,
-                              options_.output + ": written, but " + options_.input + " is damaged"}
-                    : Outcome<void>();
 }
 
 /// Reads the whole picture and closes its file, unless the conversion is line by line.
@@ -250,17 +236,47 @@ Outcome<void> Conversion::copyLines(PictureFile& picture, RunningDriver& writer,
     if (!block) {
         return inputProblem(picture, block.failure());
     }
+    line_.emplace(std::move(*block));
     for (std::int32_t line = picture.source.height(); line-- > 0;) {
-        if (const auto read = picture.source.readLine(*block, line); !read) {
-            return inputProblem(picture, read.failure());
+        if (const auto read = lineOf(picture, line); !read) {
+            return read.failure();
         }
         if (auto whole = checkDamage(picture); !whole) {
             return whole;
         }
-        changeAlpha(options_.alpha, block->bytes());
-        if (const auto written = target.writeLine(*block, line); !written) {
+        if (const auto written = target.writeLine(*line_, line); !written) {
             return outputProblem(writer, written.failure());
         }
+    }
+    return {};
+}
+
+/// A line as the writing driver gets it. That of a large picture is read, also for a second time.
+Outcome<PixelLine> Conversion::lineOf(PictureFile& picture, std::int32_t line) {
+    const std::size_t size = tdr::lineBytes(picture.source.width());
+    if (pixels_) {
+        return PixelLine(pixels_->bytes().subspan(static_cast<std::size_t>(line) * size, size));
+    }
+    if (const auto read = picture.source.readLine(*line_, line); !read) {
+        return inputProblem(picture, read.failure());
+    }
+    changeAlpha(options_.alpha, line_->bytes());
+    return PixelLine(line_->bytes());
+}
+
+Outcome<void> Conversion::verify(PictureFile& picture, std::size_t driver,
+                                 const ReplacedFile& file) {
+    return options_.verify
+               ? readBack({options_.input, picture.source.width(), picture.source.height(),
+                           [&](std::int32_t line) { return lineOf(picture, line); }},
+                          drivers_, driver, file)
+               : Outcome<void>();
+}
+
+/// Closes the file of a picture that is converted line by line.
+Outcome<void> Conversion::finishReading(PictureFile& picture) {
+    if (pixels_) {
+        return {};
     }
     if (const auto closed = picture.source.close(); !closed) {
         return inputProblem(picture, closed.failure());
@@ -300,5 +316,7 @@ void addConvert(Arguments& arguments, Command& command) {
     addAlphaOptions(arguments, options->alpha);
     arguments.flag("--keep-damaged", options->keepDamaged,
                    "Write what can be read of a damaged picture; the exit status is still 1");
+    arguments.flag("--verify", options->verify,
+                   "Read the new file back and compare its pixels before it replaces OUT");
     arguments.run([&command, options] { command.exit = convert(command.drivers, *options); });
 }

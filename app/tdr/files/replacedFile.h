@@ -30,6 +30,9 @@ class ReplacedFile {
     /// Where to write: a short, absolute path, valid while this object exists.
     [[nodiscard]] const std::filesystem::path& path() const { return path_; }
 
+    /// The user's name of the target.
+    [[nodiscard]] const std::string& target() const { return named_; }
+
     /// For messages about the new file, which the user knows as the target.
     [[nodiscard]] const FileNames& names() const { return link_.names(); }
 
@@ -55,7 +58,7 @@ class ReplacedFile {
           link_(std::move(link)), path_(std::move(path)) {}
     Outcome<void> takePlace();
 
-    std::string named_; ///< the user's name of the target
+    std::string named_;
     Place place_;
     TemporaryFile file_;
     DriverLink link_;

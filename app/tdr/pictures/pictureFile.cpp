@@ -62,14 +62,16 @@ tdr::Result<tdr::PictureSource> openWith(tdr::Session& driver, const std::string
     return tdr::PictureSource::open(driver, path);
 }
 
-/// The file with the first driver that accepts it; none if all refuse.
+/// The file with the first driver of `order` that accepts it; none if all refuse.
 Outcome<std::optional<PictureFile>> findReader(DriverSet& drivers, const std::string& path,
-                                               base::UniqueFd file, Refusals& refusals) {
+                                               base::UniqueFd file,
+                                               const std::vector<std::size_t>& order,
+                                               Refusals& refusals) {
     auto link = DriverLink::make(file.get(), path);
     if (!link) {
         return link.failure();
     }
-    for (const std::size_t driver : drivers.readersFor(path)) {
+    for (const std::size_t driver : order) {
         auto started = drivers.take(driver);
         if (!started) {
             if (endsTheSearch(started.failure())) {
@@ -97,6 +99,16 @@ Outcome<std::optional<PictureFile>> findReader(DriverSet& drivers, const std::st
     return std::optional<PictureFile>();
 }
 
+Outcome<PictureFile> openWithOneOf(DriverSet& drivers, const std::string& path, base::UniqueFd file,
+                                   const std::vector<std::size_t>& order) {
+    Refusals refusals;
+    auto found = findReader(drivers, path, std::move(file), order, refusals);
+    if (!found) {
+        return found.failure();
+    }
+    return *found ? Outcome<PictureFile>(std::move(**found)) : refusals.problem(path);
+}
+
 } // namespace
 
 Outcome<PictureFile> openPicture(DriverSet& drivers, const fs::path& path) {
@@ -105,12 +117,12 @@ Outcome<PictureFile> openPicture(DriverSet& drivers, const fs::path& path) {
 }
 
 Outcome<PictureFile> openPicture(DriverSet& drivers, const fs::path& path, base::UniqueFd file) {
-    Refusals refusals;
-    auto found = findReader(drivers, path.string(), std::move(file), refusals);
-    if (!found) {
-        return found.failure();
-    }
-    return *found ? Outcome<PictureFile>(std::move(**found)) : refusals.problem(path.string());
+    return openWithOneOf(drivers, path.string(), std::move(file), drivers.readersFor(path));
+}
+
+Outcome<PictureFile> openPicture(DriverSet& drivers, const fs::path& path, base::UniqueFd file,
+                                 std::size_t driver) {
+    return openWithOneOf(drivers, path.string(), std::move(file), {driver});
 }
 
 Outcome<std::optional<PictureFile>> tryPicture(DriverSet& drivers, const fs::path& path) {
@@ -119,9 +131,37 @@ Outcome<std::optional<PictureFile>> tryPicture(DriverSet& drivers, const fs::pat
         return std::optional<PictureFile>();
     }
     Refusals refusals;
-    auto found = findReader(drivers, path.string(), std::move(*file), refusals);
+    auto found =
+        findReader(drivers, path.string(), std::move(*file), drivers.readersFor(path), refusals);
     if (found && !*found && refusals.code() == ExitCode::DriverFailed) {
         return refusals.problem(path.string()); // it might have been the one
     }
     return found;
+}
+
+Outcome<std::optional<std::size_t>> writerFor(DriverSet& drivers, const std::string& target,
+                                              const std::string& kind) {
+    if (target == "-") { // elsewhere it names a stream; a file of that name surprises
+        return Problem{ExitCode::Failed, "-: standard output cannot be written; ./- names a file"};
+    }
+    const Problem mattes{ExitCode::Failed,
+                         target + ": mattes (.tag) can be read, but not be written yet"};
+    if (hasExtension(kind.empty() ? target : "." + kind, ".tag")) {
+        return mattes;
+    }
+    if (!kind.empty()) {
+        return drivers.byKind(kind);
+    }
+    auto byEnding = drivers.byEnding(target);
+    if (!byEnding || *byEnding) {
+        return byEnding;
+    }
+    const auto present = tryPicture(drivers, target);
+    if (!present) {
+        return present.failure();
+    }
+    if (*present && (*present)->source.shape().matte) {
+        return mattes;
+    }
+    return *present ? std::optional((*present)->driver) : std::nullopt;
 }

@@ -29,7 +29,18 @@ struct PictureFile {
 [[nodiscard]] Outcome<PictureFile>
 openPicture(DriverSet& drivers, const std::filesystem::path& path, base::UniqueFd file);
 
+/// The same with one driver.
+[[nodiscard]] Outcome<PictureFile> openPicture(DriverSet& drivers,
+                                               const std::filesystem::path& path,
+                                               base::UniqueFd file, std::size_t driver);
+
 /// The same for an optional file: none if it cannot be read or no driver reads it. Fails if a
 /// driver that might be the right one failed itself.
 [[nodiscard]] Outcome<std::optional<PictureFile>> tryPicture(DriverSet& drivers,
                                                              const std::filesystem::path& path);
+
+/// The driver that writes the file `target`: by `kind`, if that is not empty (see
+/// `DriverSet::byKind`), by the ending, or by the kind of the file that is there; none if nothing
+/// of it decides. Fails for targets that cannot be written: standard output, mattes.
+[[nodiscard]] Outcome<std::optional<std::size_t>>
+writerFor(DriverSet& drivers, const std::string& target, const std::string& kind = {});

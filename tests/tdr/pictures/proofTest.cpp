@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// What proves that pixels are the same: tdr hash.
+// What proves that pixels are the same: tdr hash, tdr convert --verify, tdr compare with its
+// figures and its picture.
 #include "support/pictureFiles.h"
 #include "tdr/commandTesting.h"
 
@@ -56,6 +57,74 @@ TEST_F(ProofTest, hashAgreesWithFfmpeg) {
             GTEST_SKIP() << "ffmpeg is not installed";
         }
         EXPECT_EQ(run({"hash", sample(name)}).out, ffmpeg.out()) << ffmpeg.err();
+    }
+}
+
+TEST_F(ProofTest, aPictureThatReadsBackAsItWasReadIsWritten) {
+    const auto matte = files().write("m.tag", support::tag(2, 1, 2, {0x2000, 0x1000}));
+    files().write("old.pic", "text");
+    const auto cut = files().write("cut.pic", contentOf(pic("a.pic")).substr(0, 110));
+    // Large enough to be converted line by line, with alpha to multiply by.
+    const auto large =
+        files().write("large.pic", support::rawPic(32767, 520, 0xF0,
+                                                   std::string(std::size_t{32767} * 520 * 4, 'l')));
+    const struct {
+        std::vector<std::string> line;
+        int exit = 0;
+    } cases[] = {
+        {{sample("photograph.png"), in("old.pic")}},
+        {{"--premultiply", sample("cutout.png"), in("o.pic")}},
+        {{in("o.pic"), in("o.pic")}},
+        {{"--channel", "2", matte, in("o.png")}},
+        {{"--keep-damaged", cut, in("o.png")}, 1},
+        {{"--premultiply", large, in("o.pic")}},
+    };
+    for (const auto& c : cases) {
+        std::vector<std::string> line = {"convert", "--verify"};
+        line.insert(line.end(), c.line.begin(), c.line.end());
+        SCOPED_TRACE(testing::PrintToString(line));
+        const Ended ended = run(line);
+        EXPECT_EQ(ended.exit, c.exit);
+        EXPECT_EQ(ended.err.empty(), c.exit == 0) << ended.err;
+        EXPECT_EQ(run({"hash", line.back()}).exit, 0) << "a whole picture";
+    }
+}
+
+TEST_F(ProofTest, aPictureThatReadsBackOtherwiseIsNotWritten) {
+    const std::string black(18, '\0');
+    const auto good = files().write("good.pic", support::rawPic(3, 2, 0xE0, black));
+    const auto other =
+        files().write("other.pic", support::rawPic(3, 2, 0xE0, black.substr(6) + "abcdef"));
+    const auto small = pic("small.pic");
+    const auto target = files().write("o.1039-1", "old"); // the ending of the scripted driver
+    const std::string unlike = target + ": not written, because ";
+    const struct {
+        const char* driver; ///< reads every file back as black, 3 x 2
+        std::string from;
+        int exit;
+        std::string says;
+    } cases[] = {
+        {"black", good, 0, ""},
+        {"black", other, 1,
+         "tdr: " + unlike + "its pixels would differ from those of " + other +
+             ": first at column 1 of line 1 from the top: #000000ff and #616263ff\n"},
+        {"black", small, 1, "tdr: " + unlike + "it would have 3 x 2 pixels instead of 2 x 1\n"},
+        {"lateDamage", good, 1,
+         "damaged, and so cannot be verified (the new file, when read back)\n"},
+        {"echo", good, 1,
+         "tdr: " + target + ": the file is empty (the new file, when read back)\n"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.driver) + " " + c.from);
+        files().write("o.1039-1", "old");
+        fs::remove_all(driverFolder({}));
+        const auto before = namesIn(files().path());
+        const Ended ended =
+            run({"convert", "--verify", c.from, target, "--driver-dir", driverFolder({c.driver})});
+        EXPECT_EQ(ended.exit, c.exit) << ended.err;
+        EXPECT_TRUE(contains(ended.err, c.says));
+        EXPECT_EQ(contentOf(target), c.exit == 0 ? "written" : "old");
+        EXPECT_EQ(namesIn(files().path()), before);
     }
 }
 
