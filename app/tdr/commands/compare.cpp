@@ -2,68 +2,84 @@
 // tdr compare A B: compares two pictures pixel by pixel. Each is read line by line through the
 // driver of its format.
 #include "output/console.h"
+#include "pictures/differencePicture.h"
 #include "pictures/metadata.h"
 #include "pictures/pictureLines.h"
+#include "pictures/pixelDifferences.h"
 #include "subcommands.h"
 
-#include <algorithm>
-#include <array>
 #include <fmt/format.h>
-#include <span>
+#include <optional>
+#include <utility>
 
 namespace {
 
-using Pixel = std::array<std::uint8_t, tdr::kPixelBytes>;
-using Line = std::span<const std::uint8_t>;
-
-struct Differences {
-    std::int64_t count = 0;
-    std::string first; ///< the position and the values of the two pixels
+struct CompareOptions {
+    std::string a;
+    std::string b;
+    std::string diff; ///< the picture of the differences; empty: none
 };
 
-/// "#rrggbbaa" from the drivers' order: alpha, blue, green, red.
-std::string colourText(const Pixel& pixel) {
-    return fmt::format("#{:02x}{:02x}{:02x}{:02x}", pixel[3], pixel[2], pixel[1], pixel[0]);
+/// The first matte that differs, or the last one.
+struct Compared {
+    std::int32_t matte = 0;
+    PixelDifferences differences;
+};
+
+Outcome<PixelDifferences> compareLines(PictureLines& a, PictureLines& b, std::int32_t matte) {
+    PixelDifferences differences;
+    const std::int32_t height = a.shape().height;
+    for (std::int32_t line = height; line-- > 0;) {
+        const auto one = a.read(line, matte);
+        if (!one) {
+            return one.failure();
+        }
+        const auto other = b.read(line, matte);
+        if (!other) {
+            return other.failure();
+        }
+        differences.add(*one, *other, height - 1 - line);
+    }
+    return differences;
 }
 
-Pixel pixelOf(Line line, std::int32_t x) {
-    Pixel pixel{};
-    const std::size_t at = static_cast<std::size_t>(x) * tdr::kPixelBytes;
-    std::ranges::copy(line.subspan(at, tdr::kPixelBytes), pixel.begin());
-    return pixel;
+Outcome<Compared> compareMattes(PictureLines& a, PictureLines& b) {
+    Compared compared;
+    for (std::int32_t matte = 0; matte < a.mattes() && compared.differences.count() == 0; ++matte) {
+        auto differences = compareLines(a, b, matte);
+        if (!differences) {
+            return differences.failure();
+        }
+        compared = {matte, std::move(*differences)};
+    }
+    return compared;
 }
 
-void compareLine(Line a, Line b, const tdr::PictureShape& shape, std::int32_t line,
-                 Differences& found) {
-    for (std::int32_t x = 0; x < shape.width; ++x) {
-        const Pixel one = pixelOf(a, x);
-        const Pixel other = pixelOf(b, x);
-        if (one != other && found.count++ == 0) {
-            found.first = fmt::format("first at column {} of line {} from the top: {} and {}", x,
-                                      shape.height - 1 - line, colourText(one), colourText(other));
+/// Compares them, draws their differences, and closes both: only that proves what was read.
+Outcome<Compared> compareAndClose(PictureLines& a, PictureLines& b,
+                                  std::optional<DifferencePicture>& picture) {
+    auto compared = compareMattes(a, b);
+    if (compared && picture) {
+        const int largest = compared->differences.largest();
+        if (auto drawn = picture->draw(a, b, compared->matte, largest); !drawn) {
+            compared = drawn.failure();
         }
     }
-}
-
-Outcome<Differences> compareLines(PictureLines& a, PictureLines& b) {
-    Differences found;
-    for (std::int32_t matte = 0; matte < a.mattes() && found.count == 0; ++matte) {
-        for (std::int32_t line = a.shape().height; line-- > 0;) {
-            const auto one = a.read(line, matte);
-            if (!one) {
-                return one.failure();
-            }
-            const auto other = b.read(line, matte);
-            if (!other) {
-                return other.failure();
-            }
-            compareLine(*one, *other, a.shape(), line, found);
-        }
-        if (found.count > 0 && a.mattes() > 1) {
-            found.first = fmt::format("matte {}, {}", matte + 1, found.first);
+    for (PictureLines* side : {&a, &b}) {
+        if (const auto closed = side->close(); compared && !closed) {
+            compared = closed.failure();
         }
     }
-    return found;
+    if (compared && picture) {
+        if (auto written = picture->commit(); !written) {
+            compared = written.failure();
+        }
+    }
+    return compared;
+}
+
+std::int64_t pixelsOf(const PictureLines& picture) {
+    return std::int64_t{picture.shape().width} * picture.shape().height;
 }
 
 /// Drivers transfer 8 bits of a sample; the others are not compared, and this text says so.
@@ -81,49 +97,64 @@ Outcome<std::string> depthText(const PictureLines& a, const PictureLines& b) {
     return std::string();
 }
 
-/// Reports in one line whether they are equal, or what differs.
-Outcome<ExitCode> compare(DriverSet& drivers, const std::string& pathA, const std::string& pathB) {
-    auto a = PictureLines::of(openPicture(drivers, pathA), pathA, "compared");
-    if (!a) {
-        return a.failure();
-    }
-    auto b = PictureLines::of(openPicture(drivers, pathB), pathB, "compared");
-    if (!b) {
-        return b.failure();
-    }
-    const std::string names = printable(pathA) + " and " + printable(pathB);
-    if (a->sizeText() != b->sizeText()) {
-        warn(fmt::format("{} differ: {} and {}", names, a->sizeText(), b->sizeText()));
-        return ExitCode::Failed;
-    }
-    auto found = compareLines(*a, *b);
-    for (PictureLines* side : {&*a, &*b}) {
-        if (const auto closed = side->close(); found && !closed) {
-            found = closed.failure();
-        }
-    }
-    if (!found) {
-        return found.failure();
-    }
-    const std::int64_t pixels = std::int64_t{a->shape().width} * a->shape().height;
-    if ((*found).count > 0) {
-        warn(fmt::format("{} differ: {} of {} pixels, {}", names, (*found).count, pixels,
-                         (*found).first));
-        return ExitCode::Failed;
-    }
-    const auto depth = depthText(*a, *b);
+ExitCode reportDifferent(const std::string& names, const PictureLines& a,
+                         const Compared& compared) {
+    const PixelDifferences& found = compared.differences;
+    warn(fmt::format("{} differ: {} of {} pixels, {}{}; largest difference {} of 255, PSNR {:.2f} "
+                     "dB over red, green, blue and alpha",
+                     names, found.count(), pixelsOf(a),
+                     a.mattes() > 1 ? fmt::format("matte {}, ", compared.matte + 1) : "",
+                     found.first(), found.largest(), found.psnr()));
+    return ExitCode::Failed;
+}
+
+Outcome<ExitCode> reportEqual(const std::string& names, const PictureLines& a,
+                              const PictureLines& b) {
+    const auto depth = depthText(a, b);
     if (!depth) {
         return depth.failure();
     }
-    const ExitCode said = say(
-        fmt::format("{}: {}, all {} pixels are equal{}\n", names, a->sizeText(), pixels, *depth));
+    const ExitCode said = say(fmt::format("{}: {}, all {} pixels are equal{}\n", names,
+                                          a.sizeText(), pixelsOf(a), *depth));
     return said == ExitCode::Done ? said : ExitCode::NotCompared;
 }
 
+/// Reports in one line whether they are equal, or what differs.
+Outcome<ExitCode> compare(DriverSet& drivers, const CompareOptions& options) {
+    std::optional<DifferencePicture> picture;
+    if (!options.diff.empty()) {
+        auto begun = DifferencePicture::begin(drivers, options.diff);
+        if (!begun) {
+            return begun.failure();
+        }
+        picture.emplace(std::move(*begun));
+    }
+    auto a = PictureLines::of(openPicture(drivers, options.a), options.a, "compared");
+    if (!a) {
+        return a.failure();
+    }
+    auto b = PictureLines::of(openPicture(drivers, options.b), options.b, "compared");
+    if (!b) {
+        return b.failure();
+    }
+    const std::string names = printable(options.a) + " and " + printable(options.b);
+    if (a->sizeText() != b->sizeText()) {
+        warn(fmt::format("{} differ: {} and {}{}", names, a->sizeText(), b->sizeText(),
+                         picture ? "; " + printable(options.diff) + " is not written" : ""));
+        return ExitCode::Failed;
+    }
+    const auto compared = compareAndClose(*a, *b, picture);
+    if (!compared) {
+        return compared.failure();
+    }
+    return compared->differences.count() > 0 ? reportDifferent(names, *a, *compared)
+                                             : reportEqual(names, *a, *b);
+}
+
 /// A failure is not a difference and has a separate exit status.
-ExitCode run(const DriverOptions& options, const std::string& pathA, const std::string& pathB) {
-    DriverSet drivers(options);
-    const auto compared = compare(drivers, pathA, pathB);
+ExitCode run(const DriverOptions& driverOptions, const CompareOptions& options) {
+    DriverSet drivers(driverOptions);
+    const auto compared = compare(drivers, options);
     if (compared) {
         return *compared;
     }
@@ -137,9 +168,10 @@ void addCompare(Arguments& arguments, Command& command) {
     arguments.footer(
         "Exit status: 0 equal, 1 different, 2 usage, 3 a driver could not be started or "
         "died, 4 could not be compared (damaged or unreadable).");
-    auto files = std::make_shared<std::pair<std::string, std::string>>();
-    arguments.value("a", "A", files->first, "One picture").require();
-    arguments.value("b", "B", files->second, "The other picture").require();
-    arguments.run(
-        [&command, files] { command.exit = run(command.drivers, files->first, files->second); });
+    auto options = std::make_shared<CompareOptions>();
+    arguments.value("a", "A", options->a, "One picture").require();
+    arguments.value("b", "B", options->b, "The other picture").require();
+    arguments.value("--diff", "OUT", options->diff,
+                    "Picture of the differences to write; the largest becomes white");
+    arguments.run([&command, options] { command.exit = run(command.drivers, *options); });
 }

@@ -128,4 +128,51 @@ TEST_F(ProofTest, aPictureThatReadsBackOtherwiseIsNotWritten) {
     }
 }
 
+TEST_F(ProofTest, differencesAreDrawnAndMeasured) {
+    const auto rgba = [&](const std::string& name, std::initializer_list<int> pixels) {
+        return files().write(name, support::rawPic(2, 1, 0xF0, support::bytes(pixels)));
+    };
+    const auto a = rgba("a.pic", {10, 20, 30, 255, 9, 9, 9, 255});
+    const auto b = rgba("b.pic", {10, 25, 31, 255, 9, 9, 9, 245}); // by 5, 1 and, in alpha, 10
+    const auto drawn = rgba("drawn.pic", {0, 127, 25, 255, 255, 255, 255, 255});
+    const auto black = rgba("black.pic", {0, 0, 0, 255, 0, 0, 0, 255});
+    const auto first = rgba("first.pic", {255, 255, 255, 255, 0, 0, 0, 255});
+    const auto tag = files().write("a.tag", support::tag(2, 1, 2, {0x2000, 0x1000}));
+    const auto last = files().write("b.tag", support::tag(2, 1, 2, {0x2000, 0x3000}));
+    const auto high = files().write("c.pic", support::rawPic(2, 2, 0xE0, "abcdefabcdef"));
+    fs::create_symlink("/dev/full", in("full.png"));
+    const struct {
+        std::string one;
+        std::string other;
+        std::string out;
+        int exit;
+        std::string says;
+        std::string drawn = {}; ///< empty: nothing is written
+    } cases[] = {
+        // 10 log 255^2 / (126 / 8)
+        {a, b, "o.png", 1,
+         "; largest difference 10 of 255, PSNR 36.16 dB over red, green, blue and alpha\n", drawn},
+        {a, a, "o.pic", 0, "", black},
+        {tag, last, "o.png", 1, "matte 2, first at column 0", first},
+        {a, high, "o.png", 1, "2 x 1 and 2 x 2; " + in("o.png") + " is not written\n"},
+        {a, in("none.pic"), "o.png", 4, "none.pic: No such file"},
+        {a, b, "o.tag", 4, "o.tag: mattes (.tag) can be read, but not be written yet\n"},
+        {a, b, "o.0001", 4, "o.0001: no driver has this name or writes files with this ending"},
+        {a, b, "full.png", 4, "No space left on device"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.one + " " + c.other + " " + c.out);
+        const auto before = namesIn(files().path());
+        const Ended ended = run({"compare", c.one, c.other, "--diff", in(c.out)});
+        EXPECT_EQ(ended.exit, c.exit);
+        EXPECT_TRUE(contains(ended.err, c.says));
+        if (c.drawn.empty()) {
+            EXPECT_EQ(namesIn(files().path()), before);
+        } else {
+            EXPECT_EQ(run({"compare", in(c.out), c.drawn}).exit, 0);
+            fs::remove(in(c.out));
+        }
+    }
+}
+
 } // namespace
