@@ -72,7 +72,7 @@ void IPC_Link::clearData(short messageClass, short command, IPC_DataPacket* p) {
 int IPC_Link::transmit(IPC_DataPacket* p, int stampSender) {
     // Kept: Only the sender's first id is stamped on request.
     // A reader would expect the four identity words to be treated alike. The other three are always
-    // written, so a peer can forward a packet with another first id.
+    // written.
     if (stampSender != 0) {
         p->datacmd[ipc::kWordSenderId] = localId;
     }

@@ -343,6 +343,10 @@ constexpr Case kCases[] = {
     {"camera", "mode without a word", "DEPTH_OF_FIELD\nNEAR_FOCUS 4 FAR_FOCUS 5 ", 1, "4", nullptr,
      "Camera@unknown depth of field animToken 'NEAR_FOCUS'.\n", "unknown NEAR_FOCUS 2;"},
 
+    {"camera", "any order, and old words",
+     "ENLARGE ACTIVE TYPE 3 FAR 7 STEREO 1 NEAR 2 POSITION CONSTRAINT 4 'eye' LIGHT ", 1, "LIGHT",
+     nullptr, "", "by format TYPE 1;by format STEREO 1;"},
+
     {"light", "no block", "LIGHT ENLARGE X", 1, "ENLARGE", nullptr, "", "unknown LIGHT 1;"},
     {"light", "nothing", " ", 0, ""},
     {"light", "end in a name", "LIGHT_NAME", 0, ""},
@@ -405,18 +409,6 @@ TEST_F(AnimationText, StandInTheirMembers) {
     const SplineKey points[] = {{{-1, 0, 0}, {0, 1.5F, 0}, {1, 0, 0}, 5, 2, kSplineKeySelected},
                                 {{2, 0, 0}, {3, 0, -4}, {4, 0, 0}, 0, 0, 0xF0000000}};
     EXPECT_EQ(std::memcmp(s->keys, points, sizeof points), 0);
-
-    OwnedCamera camera;
-    animSetLineNumber(1);
-    const Input block("ENLARGE ACTIVE TYPE 3 FAR 7 STEREO 1 NEAR 2 DEPTH_OF_FIELD CUSTOM "
-                      "YAW_PITCH_ROLL 1 2 3 POSITION CONSTRAINT 4 'eye' LIGHT ");
-    in_animToken(block);
-    EXPECT_EQ(cameraReadAsciiAnimation(block, &camera), 1);
-    expectLeft("LIGHT", "", "by format TYPE 1;by format STEREO 1;");
-    EXPECT_EQ(Numbers({camera.enlarge, camera.depthOfField}), Numbers({1, 2}));
-    EXPECT_EQ(std::vector({camera.far, camera.near, camera.yawPitchRoll[2]}),
-              std::vector({7.0F, 2.0F, 3.0F}));
-    EXPECT_STREQ(camera.position.constraintName, "eye");
 }
 
 TEST_F(AnimationText, KeysOfOldFilesEndAfterTheirFlag) {

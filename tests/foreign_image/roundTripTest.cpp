@@ -387,6 +387,61 @@ TEST_F(RoundTrip, SamplesAreFixedPointsInEveryLocale) {
               std::string::npos);
 }
 
+TEST_F(RoundTrip, DamagedSamplesReadBackAsTheyAreWritten) {
+    option.level = 0;
+    std::mt19937 random(1);
+    for (const Kind& kind : kKinds) {
+        const std::string whole = contentOf(kind.sample + kind.ending);
+        const auto expectFixed = [&](const std::string& damaged) {
+            dir.write("r" + kind.ending, damaged);
+            const std::string once =
+                kind.pass(base, dir / "once") ? contentOf(dir / "once" + kind.ending) : "";
+            // A light without a type is written without its word: the next word is read in its
+            // place.
+            if (!once.empty() && once.find("LIGHT_TYPE \n") == once.npos) {
+                EXPECT_TRUE(kind.pass(dir / "once", dir / "twice"));
+                EXPECT_EQ(contentOf(dir / "twice" + kind.ending), once) << "from " << damaged;
+            }
+        };
+        for (std::size_t round = 0; round < 400; ++round) {
+            expectFixed(whole.substr(0, whole.size() * round / 400));
+            std::string damaged = whole;
+            for (auto bytes = random() % 9; bytes > 0; --bytes) {
+                damaged[random() % damaged.size()] = static_cast<char>(random());
+            }
+            expectFixed(damaged);
+        }
+        notices();
+    }
+}
+
+TEST_F(RoundTrip, WhatIsNoFileOfItsKindIsRefused) {
+    const OwnedSpline spline(splineAllocate());
+    const Tree tree(Random(1).node(false));
+    for (const Kind& kind : kKinds) {
+        SCOPED_TRACE(kind.ending);
+        for (const std::string& bytes :
+             {""s, "SPL"s, "PICT: Niofle v2.60\n\nspline { }"s, "SPLN: x\n"s,
+              "SPLN: x\n\nmodel { }"s, "HRCH: x\n\nspline { }"s, kBinaryHeader + "BEZR",
+              kBinaryHeader + "PROT\0\0BEZR"s, kBinaryHeader + "PROT\0\0"s}) {
+            dir.write("r" + kind.ending, bytes);
+            EXPECT_FALSE(kind.pass(base, "")) << bytes;
+        }
+        EXPECT_FALSE(kind.pass(dir / "absent", ""));
+        EXPECT_FALSE(kind.pass(kind.sample, dir / "absent/r"));
+        std::filesystem::create_symlink("/dev/full", dir / "full" + kind.ending);
+        EXPECT_FALSE(kind.pass(kind.sample, dir / "full"));
+    }
+    for (const int flavour : {-1, 1, 2}) { // a binary file needs room too
+        EXPECT_EQ(splineWriteFile((dir / "full").c_str(), spline.get(), flavour), 0);
+        EXPECT_EQ(modelWriteFile((dir / "full").c_str(), tree.get(), flavour), 0);
+    }
+    EXPECT_EQ(splineWriteFile(base.c_str(), nullptr, 0) + modelWriteFile(base.c_str(), nullptr, 0),
+              0);
+    EXPECT_TRUE(splineReadFile(nullptr) == nullptr && modelReadFile(nullptr) == nullptr);
+    EXPECT_EQ(contentOf(base + ".spl"), kBinaryHeader + "PROT\0\0"s) << "no file is touched";
+}
+
 TEST_F(RoundTrip, AReadErrorIsNotAnEndOfFile) {
     for (const Kind& kind : kKinds) {
         std::filesystem::create_directory(base + kind.ending);

@@ -11,6 +11,7 @@
 #include <string>
 #include <string_view>
 #include <sys/mman.h>
+#include <vector>
 
 namespace testbytes {
 
@@ -20,6 +21,15 @@ using support::contentOf;
 
 inline std::string be32(std::uint32_t value) {
     return be16(static_cast<int>(value >> 16)) + be16(static_cast<int>(value & 0xFFFF));
+}
+
+/// The numbers as big-endian 16-bit words.
+inline std::string words(const std::vector<int>& numbers) {
+    std::string bytes;
+    for (const int number : numbers) {
+        bytes += be16(number);
+    }
+    return bytes;
 }
 
 /// The header of 88 bytes that every binary file of the toolkit begins with, by hand.

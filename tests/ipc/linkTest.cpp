@@ -222,6 +222,7 @@ TEST_F(SocketLink, LearnsItsParentsIdsAndCountsItself) {
 
 TEST_F(SocketLink, StampsAndSendsAndReceives) {
     Connected c;
+    c.link.connect(1); // a connected link keeps its connection
     IPC_DataPacket packet = packetOf({90, 91, 92, 93}, 4, 1424);
     EXPECT_EQ(c.link.transmit(&packet, 0), 0);
     EXPECT_EQ(c.link.transmit(&packet, 1), 0);
@@ -284,6 +285,7 @@ TEST_F(SocketLink, ClosingKillsOnceWhenAsked) {
 TEST_F(SocketLink, FortyEmptyReadsFromAForeignParentMeanDeath) {
     Connected c;
     IPC_DataPacket packet = packetOf({}, 4, 1424);
+    put(c.far.get(), {"\0\0\0\6\0\1", 6}); // a packet that the end cuts counts as empty
     c.far.reset();
     c.link.parentPid = getppid();
     const auto start = std::chrono::steady_clock::now();

@@ -76,7 +76,7 @@ void TDR_Driver::cleanup() {
     // A driver with files calls this from its own destructor, so nothing is open when ours runs.
     // NOLINTBEGIN(clang-analyzer-optin.cplusplus.VirtualCall)
     if (attempt(me, [this] { return disconnectFromFile(); }) == 1) {
-        executePostWriteCommand();
+        runAround(&TDR_Driver::executePostWriteCommand);
     }
     // NOLINTEND(clang-analyzer-optin.cplusplus.VirtualCall)
     preReadCommand.reset();
@@ -150,7 +150,7 @@ int TDR_Driver::doEventNotification() {
         parentDied();
         return 0;
     }
-    return otherClass2Response();
+    return sendSafely([](TDR_Driver& driver) { return driver.otherClass2Response(); });
 }
 
 void TDR_Driver::parentDied() {
@@ -185,4 +185,17 @@ int TDR_Driver::sendError() {
 
 int TDR_Driver::reply(int result) {
     return result == -1 ? sendError() : sendOK();
+}
+
+/// Calls an operation that sends its own reply; answers with an error if it throws.
+int TDR_Driver::sendSafely(int (*send)(TDR_Driver& driver)) {
+    constexpr int kThrown = std::numeric_limits<int>::min(); // no result of a transmit
+    const int result = attempt(
+        me, [&] { return send(*this); }, kThrown);
+    return result == kThrown ? sendError() : result;
+}
+
+/// Runs an outside command before or after a request, whose answer does not depend on it.
+void TDR_Driver::runAround(int (TDR_Driver::*command)()) {
+    attempt(me, [&] { return (this->*command)(); });
 }

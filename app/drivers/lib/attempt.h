@@ -7,9 +7,9 @@
 #include <exception>
 #include <new>
 
-/// The result of `operation`; -1, with a line that begins with `me`, when it throws.
+/// The result of `operation`; `thrown`, with a line that begins with `me`, when it throws.
 template <class Operation>
-int attempt(const char* me, Operation operation) noexcept {
+int attempt(const char* me, Operation operation, int thrown = -1) noexcept {
     try {
         return operation();
     } catch (const std::bad_alloc&) {
@@ -19,5 +19,5 @@ int attempt(const char* me, Operation operation) noexcept {
     } catch (...) {
         base::say("%s: An operation failed without a reason.\n", me);
     }
-    return -1;
+    return thrown;
 }

@@ -103,14 +103,14 @@ struct TDR_Driver::Actions {
         const std::int32_t mode = r.longs[0];
         d.currentCell = r.longs[1];
         if (mode == ipc::kConnectForReading) {
-            d.executePreReadCommand();
+            d.runAround(&TDR_Driver::executePreReadCommand);
         }
         return d.answer([&] { return d.connectToFile(d.fileName, mode); });
     }
     static int disconnectFromFile(TDR_Driver& d, const Request&) {
         const int result = attempt(d.me, [&] { return d.disconnectFromFile(); });
         if (result == 1) {
-            d.executePostWriteCommand();
+            d.runAround(&TDR_Driver::executePostWriteCommand);
         }
         return d.reply(result);
     }

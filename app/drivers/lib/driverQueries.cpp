@@ -56,7 +56,9 @@ int TDR_Driver::doInfoMessage() {
     }
     const auto* row =
         std::ranges::find(Queries::kRows, data.datacmd[ipc::kWordCode], &Queries::Row::code);
-    return row == std::end(Queries::kRows) ? otherClass0Response() : row->send(*this);
+    return sendSafely(row == std::end(Queries::kRows)
+                          ? Queries::call<&TDR_Driver::otherClass0Response>
+                          : row->send);
 }
 
 int TDR_Driver::otherClass0Response() {

@@ -64,7 +64,7 @@ void TDR_Driver::enterCell(std::int32_t cell) {
     // get request runs the pre-read command.
     currentCell = cell;
     if (runsCommandsAroundTransfers(accessModes)) {
-        executePreReadCommand();
+        runAround(&TDR_Driver::executePreReadCommand);
     }
 }
 
@@ -95,7 +95,7 @@ int TDR_Driver::BlockRequests::put(TDR_Driver& d, const Request& r, Operation op
         result = d.answer([&] { return operation(block.bytes()); });
     }
     if (postWriteIsDue() && runsCommandsAroundTransfers(d.accessModes)) {
-        d.executePostWriteCommand();
+        d.runAround(&TDR_Driver::executePostWriteCommand);
     }
     return result;
 }

@@ -72,7 +72,8 @@ bool fillStandardDescriptors() {
 
 /// Tells the host and the caller whether the driver can work on this machine.
 int answerPredicate(TDR_Driver& driver, bool hasHost) {
-    const bool works = driver.devicePredicate() != 0;
+    const bool works = attempt(
+                           gInvocationName, [&] { return driver.devicePredicate(); }, 0) != 0;
     if (hasHost) {
         works ? driver.sendOK() : driver.sendError();
     }

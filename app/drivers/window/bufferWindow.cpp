@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The window on Xlib. Every call into Xlib goes through `shielded`.
+// The window on Xlib. Every call into Xlib goes through `xlib::shielded`.
 #include "TDR_BufferWindow.h"
 
 #include "base/diagnostics.h"
@@ -173,7 +173,7 @@ void openShielded(State& state) {
     setTitle(state);
     XMapWindow(state.display, state.window);
     XSync(state.display, False); // failures show here and not as a blank window
-    if (requestFailed()) {
+    if (xlib::requestFailed()) {
         state.failure = "the X display refused the window";
     }
 }
@@ -312,7 +312,7 @@ bool refused(long width, long height, const std::uint32_t* pixels) {
 
 std::optional<BufferWindow::ScreenSize> BufferWindow::screenSize() {
     ScreenSize size;
-    const bool connected = shielded(askScreenSize, size);
+    const bool connected = xlib::shielded(askScreenSize, size);
     return connected && size.width > 0 ? std::optional(size) : std::nullopt;
 }
 
@@ -340,7 +340,7 @@ bool BufferWindow::open(long width, long height, const std::uint32_t* pixels, co
     state_->pixels = empty ? nullptr : pixels;
     state_->title = title != nullptr ? title : "";
     state_->depth = depth;
-    const bool connected = shielded(openShielded, *state_);
+    const bool connected = xlib::shielded(openShielded, *state_);
     const char* failure = connected ? state_->failure : "the X server went away";
     if (failure != nullptr) {
         base::say("BufferWindow: %s (display \"%s\").\n", failure, XDisplayName(nullptr));
@@ -357,7 +357,7 @@ bool BufferWindow::handlePending() {
     if (closed()) {
         return false;
     }
-    const bool connected = shielded(takeEventsShielded, *state_);
+    const bool connected = xlib::shielded(takeEventsShielded, *state_);
     lost_ = !connected;
     if (lost_) {
         base::say("BufferWindow: the X server went away - closing window.\n");
@@ -379,8 +379,8 @@ void BufferWindow::letGo(bool connected) {
         state_->strip->data = nullptr; // ours, not Xlib's to free
         XDestroyImage(state_->strip);
     }
-    if (state_->display != nullptr && (!connected || !shielded(closeShielded, *state_))) {
-        rememberLost(state_->gc);
+    if (state_->display != nullptr && (!connected || !xlib::shielded(closeShielded, *state_))) {
+        xlib::rememberLost(state_->gc);
     }
     state_.reset();
 }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "TDR_BufferWindow.h"
 
+#include "base/holdSigpipe.h"
+
 #include <cstdio>
 #include <poll.h>
 
@@ -13,6 +15,7 @@ void waitForEvent(const BufferWindow& window) {
 }
 
 void say(const char* what, const char* title) {
+    const base::HoldSigpipe held; // nobody may be reading
     std::printf("pasteBuffer:  %s event loop for window titled \"%s\".\n", what, title);
     std::fflush(stdout);
 }

@@ -11,6 +11,8 @@
 #include <mutex>
 #include <unistd.h>
 
+namespace xlib {
+
 namespace {
 
 std::mutex gHandlers; // held while Xlib's handlers are ours
@@ -75,3 +77,5 @@ bool runShielded(void (*work)(void* data), void* data) {
     }
     return connected;
 }
+
+} // namespace xlib

@@ -11,6 +11,8 @@
 
 #include <type_traits>
 
+namespace xlib {
+
 /// Runs `work` with `data` below the shield, one thread at a time.
 [[nodiscard]] bool runShielded(void (*work)(void* data), void* data);
 
@@ -38,3 +40,5 @@ template <typename Data>
 /// Xlib's data for a lost connection (about 80 KiB) cannot be freed. The latest are remembered, so
 /// that leak checkers do not report them.
 void rememberLost(const void* lost);
+
+} // namespace xlib

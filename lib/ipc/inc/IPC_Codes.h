@@ -105,7 +105,7 @@ inline constexpr std::int16_t kUnknownId = -1;   ///< either id of an unknown pe
 IPC_MESSAGE_CLASSES(IPC_CLASS_CONSTANT)
 #undef IPC_CLASS_CONSTANT
 
-#define IPC_CODE_CONSTANT(constant, class, number, name)                                           \
+#define IPC_CODE_CONSTANT(constant, messageClass, number, name)                                    \
     inline constexpr std::int16_t constant = number;
 IPC_MESSAGES(IPC_CODE_CONSTANT)
 #undef IPC_CODE_CONSTANT
@@ -124,7 +124,7 @@ struct Message {
     std::string_view name;
 };
 inline constexpr Message kMessages[] = {
-#define IPC_MESSAGE(constant, class, number, name) {class, number, name},
+#define IPC_MESSAGE(constant, messageClass, number, name) {messageClass, number, name},
     IPC_MESSAGES(IPC_MESSAGE)
 #undef IPC_MESSAGE
 };

@@ -136,6 +136,9 @@ void IPC_LinkIrix::connect(const char* path, IPC_EXEC_MODE mode) {
 }
 
 void IPC_LinkIrix::connect(int port) {
+    if (sockfd != -1) {
+        return;
+    }
     sockfd = getservsock(port);
     if (sockfd >= 0 && !ipc::addToSet(sockfd, &scset)) {
         base::say("IPC_LinkIrix: Too many open descriptors.\n");
@@ -217,6 +220,9 @@ int IPC_LinkIrix::receive(IPC_QUEUE_MODE queueMode, IPC_BLOCKING_MODE blockingMo
     }
     if (read.end != ipc::ReadEnd::Complete && read.end != ipc::ReadEnd::Closed) {
         return -1;
+    }
+    if (read.end == ipc::ReadEnd::Closed) {
+        *p = {}; // nothing of a packet that the peer's end has cut may be carried out
     }
     emptyReads = p->numof_cmds == 0 ? emptyReads + 1 : 0;
     if (emptyReads >= kEmptyReadsBeforeDoubt) {

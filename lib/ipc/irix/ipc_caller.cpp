@@ -35,24 +35,24 @@ struct SocketInfo {
 };
 
 /// A connection as its far end sees it. A `near` of zeros means a listening socket.
-struct Ends {
+struct Sides {
     sockaddr_in far{};
     sockaddr_in near{};
 };
 
-std::optional<Ends> endsOf(int fd) {
-    Ends ends;
-    socklen_t farSize = sizeof ends.far;
-    socklen_t nearSize = sizeof ends.near;
-    const bool known = getpeername(fd, reinterpret_cast<sockaddr*>(&ends.far), &farSize) == 0 &&
-                       getsockname(fd, reinterpret_cast<sockaddr*>(&ends.near), &nearSize) == 0 &&
-                       ends.far.sin_family == AF_INET;
-    return known ? std::optional(ends) : std::nullopt;
+std::optional<Sides> sidesOf(int fd) {
+    Sides sides;
+    socklen_t farSize = sizeof sides.far;
+    socklen_t nearSize = sizeof sides.near;
+    const bool known = getpeername(fd, reinterpret_cast<sockaddr*>(&sides.far), &farSize) == 0 &&
+                       getsockname(fd, reinterpret_cast<sockaddr*>(&sides.near), &nearSize) == 0 &&
+                       sides.far.sin_family == AF_INET;
+    return known ? std::optional(sides) : std::nullopt;
 }
 
 /// Queries the kernel for one socket; nullopt if there is none or the kernel does not support the
 /// query, which gives the same error.
-std::optional<SocketInfo> askKernel(const Ends& ends) {
+std::optional<SocketInfo> askKernel(const Sides& sides) {
     const base::UniqueFd kernel(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_SOCK_DIAG));
     struct {
         nlmsghdr head{};
@@ -65,10 +65,10 @@ std::optional<SocketInfo> askKernel(const Ends& ends) {
     question.request.sdiag_protocol = IPPROTO_TCP;
     question.request.idiag_states = ~0U;
     inet_diag_sockid& id = question.request.id;
-    id.idiag_src[0] = ends.far.sin_addr.s_addr;
-    id.idiag_sport = ends.far.sin_port;
-    id.idiag_dst[0] = ends.near.sin_addr.s_addr;
-    id.idiag_dport = ends.near.sin_port;
+    id.idiag_src[0] = sides.far.sin_addr.s_addr;
+    id.idiag_sport = sides.far.sin_port;
+    id.idiag_dst[0] = sides.near.sin_addr.s_addr;
+    id.idiag_dport = sides.near.sin_port;
     id.idiag_cookie[0] = id.idiag_cookie[1] = INET_DIAG_NOCOOKIE;
     if (send(kernel.get(), &question, sizeof question, 0) < 0) {
         return std::nullopt;
@@ -90,9 +90,9 @@ std::optional<SocketInfo> askKernel(const Ends& ends) {
 
 /// Searches the socket in the system's table of connections; nullopt when that cannot be read or
 /// does not have the near end either.
-std::optional<SocketInfo> askTable(const Ends& ends) {
+std::optional<SocketInfo> askTable(const Sides& sides) {
     const base::UniqueFile table = base::openFile("/proc/net/tcp", 'r');
-    const bool listening = ends.near.sin_port == 0;
+    const bool listening = sides.near.sin_port == 0;
     bool meaningful = listening;
     SocketInfo found;
     char line[256];
@@ -110,10 +110,10 @@ std::optional<SocketInfo> askTable(const Ends& ends) {
         const auto is = [](const sockaddr_in& end, unsigned address, unsigned port) {
             return end.sin_addr.s_addr == address && ntohs(end.sin_port) == port;
         };
-        const bool connected = is(ends.far, from, fromPort) && is(ends.near, to, toPort);
-        const bool listens = info.state == TCP_LISTEN && ntohs(ends.far.sin_port) == fromPort &&
-                             (from == INADDR_ANY || from == ends.far.sin_addr.s_addr);
-        meaningful = meaningful || (is(ends.near, from, fromPort) && is(ends.far, to, toPort));
+        const bool connected = is(sides.far, from, fromPort) && is(sides.near, to, toPort);
+        const bool listens = info.state == TCP_LISTEN && ntohs(sides.far.sin_port) == fromPort &&
+                             (from == INADDR_ANY || from == sides.far.sin_addr.s_addr);
+        meaningful = meaningful || (is(sides.near, from, fromPort) && is(sides.far, to, toPort));
         if (listening ? listens : connected) {
             found = info;
         }
@@ -121,9 +121,9 @@ std::optional<SocketInfo> askTable(const Ends& ends) {
     return table != nullptr && meaningful ? std::optional(found) : std::nullopt;
 }
 
-std::optional<SocketInfo> lookUp(const Ends& ends) {
-    const std::optional<SocketInfo> told = askKernel(ends);
-    return told ? told : askTable(ends);
+std::optional<SocketInfo> lookUp(const Sides& sides) {
+    const std::optional<SocketInfo> told = askKernel(sides);
+    return told ? told : askTable(sides);
 }
 
 // --- Who holds it --------------------------------------------------------------------------------
@@ -230,17 +230,17 @@ bool isProcOurs() {
 } // namespace
 
 bool isLocalCall(int fd) {
-    const std::optional<Ends> ends = endsOf(fd);
+    const std::optional<Sides> sides = sidesOf(fd);
     constexpr unsigned kFirstByte = 24;
-    return ends && ntohl(ends->far.sin_addr.s_addr) >> kFirstByte == IN_LOOPBACKNET;
+    return sides && ntohl(sides->far.sin_addr.s_addr) >> kFirstByte == IN_LOOPBACKNET;
 }
 
 bool isCallOf(pid_t child, int fd) {
-    const std::optional<Ends> ends = endsOf(fd);
-    if (!ends) {
+    const std::optional<Sides> sides = sidesOf(fd);
+    if (!sides) {
         return false; // already closed
     }
-    const std::optional<SocketInfo> caller = lookUp(*ends);
+    const std::optional<SocketInfo> caller = lookUp(*sides);
     if (!caller) {
         return true;
     }
@@ -252,10 +252,10 @@ bool isCallOf(pid_t child, int fd) {
 }
 
 std::optional<uid_t> strangerBehind(int fd) {
-    const std::optional<Ends> ends = endsOf(fd);
-    std::optional<SocketInfo> host = ends ? lookUp(*ends) : std::nullopt;
+    const std::optional<Sides> sides = sidesOf(fd);
+    std::optional<SocketInfo> host = sides ? lookUp(*sides) : std::nullopt;
     if (host && host->inode == 0) {
-        host = lookUp({ends->far, {}}); // it still waits to be accepted by the listener
+        host = lookUp({sides->far, {}}); // it still waits to be accepted by the listener
     }
     const bool ours = !host || host->inode == 0 || host->owner == 0 || host->owner == geteuid() ||
                       host->owner == getuid();

@@ -2,7 +2,6 @@
 #include "ipc_diagnostics.h"
 
 #include "base/diagnostics.h"
-#include "base/holdSigpipe.h"
 
 #include <algorithm>
 
@@ -40,7 +39,6 @@ FailureText textOf(PeerFailure failure) {
 } // namespace
 
 void sayFailedWrite(const WireField& field, int error) {
-    const base::HoldSigpipe apart;
     base::sayError(field.writeText, error);
 }
 

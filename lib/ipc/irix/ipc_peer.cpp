@@ -16,6 +16,7 @@
 #include <poll.h>
 #include <string>
 #include <sys/socket.h>
+#include <sys/uio.h>
 #include <unistd.h>
 
 namespace ipc {
@@ -126,11 +127,13 @@ void dropCatchers() {
     execvp(plan.arguments[0], plan.arguments.data());
     const char* const reason = strerrordesc_np(errno);
     std::signal(SIGPIPE, SIG_IGN); // the exit status is more specific
+    std::array<iovec, 3> line{};
     const std::array<const char*, 3> texts = {
         "doexec: exec failed: ", reason != nullptr ? reason : "?", "\n"};
-    for (const char* text : texts) {
-        (void)!write(STDERR_FILENO, text, std::strlen(text));
-    }
+    std::ranges::transform(texts, line.begin(), [](const char* text) {
+        return iovec{const_cast<char*>(text), std::strlen(text)}; // writev does not write to it
+    });
+    (void)!writev(STDERR_FILENO, line.data(), static_cast<int>(line.size()));
     _exit(kExecFailedStatus);
 }
 
@@ -176,15 +179,13 @@ bool worthAnotherTry(int error) {
     return error == EAGAIN || error == EWOULDBLOCK || error == EINTR || error == ECONNABORTED;
 }
 
-/// Waits until the peer itself connects, ends, or is late. It may have connected just before its
-/// end, so the listener is checked once more after the end is seen.
+/// Waits until the peer itself connects, ends, or is late.
 Trouble awaitConnection(const PeerOptions& options, int listener, Deadline deadline, Peer& peer) {
-    bool ended = peer.process.hasEnded();
     for (;;) {
         pollfd watched[] = {
             {listener, POLLIN, 0}, {peer.process.fd(), POLLIN, 0}, {options.cancelFd, POLLIN, 0}};
         const bool late = pollTimeout(deadline) == 0;
-        (void)poll(watched, std::size(watched), ended ? 0 : peer.process.pollTimeout(deadline));
+        (void)poll(watched, std::size(watched), peer.process.pollTimeout(deadline));
         base::UniqueFd caller = acceptConnection(listener);
         if (!caller.valid() && !worthAnotherTry(errno)) {
             return {PeerFailure::Accept, errno};
@@ -195,14 +196,13 @@ Trouble awaitConnection(const PeerOptions& options, int listener, Deadline deadl
             peer.socket = std::move(caller);
             return {};
         }
-        if (ended) {
+        if (peer.process.hasEnded()) {
             return {PeerFailure::Died, ESRCH};
         }
         if (isCancelled(options)) {
             return {PeerFailure::Cancelled};
         }
-        ended = peer.process.hasEnded();
-        if (late && !ended) {
+        if (late) {
             return {PeerFailure::Late, ETIMEDOUT};
         }
     }

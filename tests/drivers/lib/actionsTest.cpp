@@ -31,7 +31,12 @@ struct ThrowingDriver : RecordingDriver {
     using RecordingDriver::RecordingDriver;
     int setTiling(long, long) override { throw std::bad_alloc(); }
     int connectToFile(char*, int) override { throw std::runtime_error("no such colour"); }
-    int disconnectFromFile() override { throw 7; }
+    int disconnectFromFile() override { return closes ? 1 : throw 7; }
+    int sendVendorName() override { throw std::runtime_error("no vendor"); }
+    int otherClass2Response() override { throw std::runtime_error("no event"); }
+    int executePreReadCommand() override { throw std::runtime_error("no shell"); }
+    int executePostWriteCommand() override { throw std::runtime_error("no shell again"); }
+    bool closes = false;
 };
 
 class Throwing : public ConnectedDriver<ThrowingDriver> {};
@@ -41,11 +46,19 @@ TEST_F(Throwing, AnOperationThatThrowsHasFailed) {
     EXPECT_EQ(handle(action(1426, {1, 1})), "1/102");
     EXPECT_EQ(handle(action(1439, {0, 0}, {"file"})), "1/102");
     EXPECT_EQ(handle(action(1440)), "1/102");
+    driver->closes = true;
+    EXPECT_EQ(handle(action(1440)), "1/101") << "commands do not change the answer";
+    EXPECT_EQ(handle(support::query(ipc::kQueryVendorName)), "1/102");
+    EXPECT_EQ(handle(support::Message{ipc::kClassEvent, 201}), "1/102");
     EXPECT_EQ(handle(action(1424, {0})), "1/101");
     driver.reset(); // closes its file once more
     EXPECT_EQ(said.text(), "IPC Driver (Base Class): Out of memory.\n"
+                           "IPC Driver (Base Class): no shell.\n"
                            "IPC Driver (Base Class): no such colour.\n"
-                           "IPC Driver (Base Class): An operation failed without a reason.\n");
+                           "IPC Driver (Base Class): An operation failed without a reason.\n"
+                           "IPC Driver (Base Class): no shell again.\n"
+                           "IPC Driver (Base Class): no vendor.\n"
+                           "IPC Driver (Base Class): no event.\n");
 }
 
 TEST_F(Actions, BadCountsAreAnsweredAsEachRequestHasIt) {

@@ -38,8 +38,10 @@ TEST_F(PngFilterTest, ARowInTheFileCannotBeReplaced) {
     EXPECT_EQ(filter.put(hostLine(kWidth, 1), 1), 0) << "kept";
     EXPECT_EQ(filter.put(hostLine(kWidth, 8), 1), 0) << "replaced";
     EXPECT_EQ(filter.put(hostLine(kWidth, 2), 2), 0);
+    const support::CaptureStderr said;
     EXPECT_EQ(filter.put(hostLine(kWidth, 9), 1), -1) << "written";
     EXPECT_EQ(filter.put(hostLine(kWidth, 9), 2), -1);
+    EXPECT_EQ(said.lines(), 2) << said.text();
     EXPECT_EQ(filter.put(hostLine(kWidth, 0), 0), 0);
     EXPECT_EQ(filter.disconnectFromFile(), 1);
     EXPECT_EQ(linesOf(folder / "a.png"),

@@ -24,6 +24,15 @@ TEST_F(SoftimageTest, WithoutAFormatThePictureIsBlack) {
               picHeader(2, 1, "000802E0") + bytes("81 000000"));
 }
 
+TEST_F(SoftimageTest, WithoutAFileNothingIsTransferred) {
+    ASSERT_EQ(filter.setBounds(0, 0, 2, 1), 0);
+    char block[8] = {};
+    EXPECT_EQ(filter.getLine(block, sizeof block, 0, 0), -1);
+    EXPECT_EQ(filter.putLine(block, sizeof block, 0, 0), -1);
+    EXPECT_EQ(filter.getCache(block, sizeof block, 0), -1);
+    EXPECT_EQ(filter.putCache(block, sizeof block, 0), -1);
+}
+
 TEST_F(SoftimageTest, LinesThatWereNeverSentAreNotWritten) {
     // A picture 1 wide and 4 high, whose line y has the value y + 1.
     const auto written = [](int value) {

@@ -109,20 +109,6 @@ TEST_F(FcurveValueTest, ValuesWorkedOutByHand) {
     EXPECT_EQ(messages(), "");
 }
 
-TEST_F(FcurveValueTest, CyclingGivesWhatSteppingByPeriodsGives) {
-    const Curve curve = curveOf({key(-1, 2), key(0.5F, 7), key(6, 3)}, kCycle, kCycle);
-    for (float time = -100; time <= 100; time += 0.25F) {
-        float stepped = time;
-        for (; stepped < -1; stepped += 7) {
-        }
-        for (; stepped > 6; stepped -= 7) {
-        }
-        EXPECT_NEAR(fcurveFloatValue(curve.get(), time), fcurveFloatValue(curve.get(), stepped),
-                    1e-4)
-            << time;
-    }
-}
-
 TEST_F(FcurveValueTest, SearchAndWalkAgreeForAnyOrder) {
     std::mt19937 random(1);
     int unsorted = 0;

@@ -42,10 +42,6 @@ std::string rowOf(const Tag* record, int channel, int row) {
     return pixels;
 }
 
-std::string bytesOf(const Words& words) {
-    return support::tag(1, 1, 1, words).substr(104);
-}
-
 /// Reads a row of these words over a row of ones, and checks the position of the stream.
 std::string decoded(const std::string& bytes, std::size_t width, long after, bool cut) {
     const UniqueTag record = matte(static_cast<int>(width), 1, 1);
@@ -101,7 +97,7 @@ TEST(TagRows, AreWrittenInTheWordsOfTheFormat) {
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.name);
-        EXPECT_EQ(encoded(row.pixels), bytesOf(row.words));
+        EXPECT_EQ(encoded(row.pixels), words(row.words));
     }
 }
 
@@ -137,7 +133,7 @@ TEST(TagRows, AreReadFromWordsThatTheWriterNeverMakes) {
     };
     for (const auto& row : cases) {
         SCOPED_TRACE(row.name);
-        EXPECT_EQ(decoded(bytesOf(row.words), row.width, row.after, row.cut), row.pixels);
+        EXPECT_EQ(decoded(words(row.words), row.width, row.after, row.cut), row.pixels);
     }
 }
 

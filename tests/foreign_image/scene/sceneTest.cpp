@@ -6,7 +6,6 @@
 #include "tinyScene.h"
 
 #include <cstring>
-#include <random>
 #include <vector>
 
 namespace {
@@ -397,39 +396,6 @@ TEST_F(SceneFile, LinesOfANode) {
     EXPECT_FLOAT_EQ(node->rotation[0], 1.5707964F) << "radians in memory";
     EXPECT_EQ(node->selection, 2);
     EXPECT_TRUE(write(scene.get()).ends_with(text + "\n"));
-}
-
-// --- Files ---------------------------------------------------------------------------------------
-
-TEST_F(SceneFile, DamagedBytesEndCleanlyAndThenStayTheSame) {
-    const std::string bytes = contentOf(TDR_SOURCE_DIR "/samples/lighthouse.scn");
-    option.level = 0;
-    const auto isRead = [this](std::string_view damaged) {
-        file.set(damaged);
-        const OwnedScene scene = fresh();
-        if (sceneReadAsciiAnimation(scene.get()) == 0) {
-            return false;
-        }
-        // A light without a type is written without its word, so the next word is read in its
-        // place.
-        for (Light* light = scene->lights; light != nullptr; light = light->next) {
-            light->type = light->type == 0 ? std::int16_t{kLightPoint} : light->type;
-        }
-        expectFixed(scene.get());
-        return true;
-    };
-    for (std::size_t length = bytes.find("v2.60") + 5; length < bytes.size(); length += 7) {
-        EXPECT_TRUE(isRead(std::string_view(bytes).substr(0, length))) << length;
-    }
-    std::mt19937 random(1);
-    for (int round = 0; round < 400; ++round) {
-        SCOPED_TRACE(round);
-        std::string damaged = bytes;
-        for (int i = 0; i < 8; ++i) {
-            damaged[random() % damaged.size()] = static_cast<char>(random());
-        }
-        isRead(damaged);
-    }
 }
 
 TEST_F(SceneFile, LongListsTakeTimeInProportion) {

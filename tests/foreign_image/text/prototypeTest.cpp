@@ -14,15 +14,6 @@ using OwnedPrototype = std::unique_ptr<Prototype, PrototypeDisposer>;
 
 class PrototypeTest : public AnimText {};
 
-/// The numbers as big-endian 16-bit words.
-std::string words(const std::vector<int>& numbers) {
-    std::string bytes;
-    for (const int number : numbers) {
-        bytes += be16(number);
-    }
-    return bytes;
-}
-
 std::string bytesOf(const Prototype* prototype) {
     return written([prototype](std::FILE* f) { EXPECT_EQ(prototypeWrite(f, prototype), 1); });
 }

@@ -236,7 +236,7 @@ class TDR_Driver {
 
     /// Whether the request fits the driver's declarations: an open file for it, a line inside the
     /// picture (for a request of one line) and a block with room for it. The framework checks this
-    /// before each operation; true for a driver that declares nothing.
+    /// before each of these operations; true for a driver that declares neither.
     [[nodiscard]] bool mayTransfer(Transfer transfer, long line = 0) const;
 
   private:
@@ -248,6 +248,8 @@ class TDR_Driver {
     int reply(int result);
     template <class Operation>
     int answer(Operation operation);
+    int sendSafely(int (*send)(TDR_Driver& driver));
+    void runAround(int (TDR_Driver::*command)());
     int sendLong(short code, std::int32_t value);
     int sendLongs(short code, const std::int32_t* values, int count);
     int sendText(short code, const char* text);

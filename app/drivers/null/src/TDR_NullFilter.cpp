@@ -33,7 +33,7 @@ class TDR_NullFilter : public TDR_Driver {
     // file may be another driver's.
     int connectToFile(char* name, int mode) override {
         connected_ = base::isPictureSide(bounds[2]) && base::isPictureSide(bounds[3]);
-        if (!connected_ && mode != 0) {
+        if (!connected_ && mode != ipc::kConnectForReading) {
             base::say("%s: '%s': set a width and height of 1 to %d first.\n", me, name,
                       base::kMaxPictureSide);
         }

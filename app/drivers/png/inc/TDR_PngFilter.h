@@ -52,7 +52,7 @@ class TDR_PngFilter : public TDR_Driver {
     bool closePreviousFile();
     bool openForReading(const char* name);
     bool createFile(const char* name);
-    void refuse(const char* name, const char* reason) const;
+    void refuse(const char* action, const char* name, const char* reason) const;
     bool getRow(long y, char* line);
     bool putRow(long y, const char* line);
     void noteDamage();

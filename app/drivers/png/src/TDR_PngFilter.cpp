@@ -73,8 +73,8 @@ bool TDR_PngFilter::closePreviousFile() {
     return result != -1;
 }
 
-void TDR_PngFilter::refuse(const char* name, const char* reason) const {
-    base::say("%s: Unable to open file '%s' - %s.\n", me, name, reason);
+void TDR_PngFilter::refuse(const char* action, const char* name, const char* reason) const {
+    base::say("%s: Unable to %s file '%s' - %s.\n", me, action, name, reason);
 }
 
 bool TDR_PngFilter::openForReading(const char* name) {
@@ -82,7 +82,7 @@ bool TDR_PngFilter::openForReading(const char* name) {
     reading_ = PngPicture::open(name, report);
     if (!reading_) {
         if (*report.reason() != '\0') {
-            refuse(name, report.reason());
+            refuse("open", name, report.reason());
         }
         return false;
     }
@@ -100,7 +100,7 @@ bool TDR_PngFilter::createFile(const char* name) {
     PngReport report;
     writing_ = PngWriter::create(name, bounds[2], bounds[3], report);
     if (!writing_) {
-        refuse(name, report.reason());
+        refuse("create", name, report.reason());
     }
     return writing_ != nullptr;
 }
@@ -168,6 +168,9 @@ bool TDR_PngFilter::putRow(long y, const char* line) {
     const bool put = writing_->writeRow(static_cast<int>(bounds[3] - 1 - y),
                                         reinterpret_cast<const std::uint8_t*>(line));
     noteWriteFailure();
+    if (!put && !failureSaid_) {
+        base::say("%s: Line %ld of file '%s' is already written.\n", me, y, openName_);
+    }
     return put;
 }
 

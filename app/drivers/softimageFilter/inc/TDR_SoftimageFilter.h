@@ -118,7 +118,7 @@ class TDR_SoftimageFilter : public TDR_Driver {
     [[nodiscard]] std::size_t hostLineBytes() const;
     [[nodiscard]] std::size_t packedLineBytes() const;
     bool keepLine(long k, const unsigned char* hostLine);
-    bool flushKeptLines();
+    void flushKeptLines();
     bool closeFile();
 
     /// The current position in the file. Never 0 while it is written, because 0 means "not known".

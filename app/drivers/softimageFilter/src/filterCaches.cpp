@@ -18,6 +18,9 @@ void fetchBefore(const char* line, std::size_t lineBytes) {
 } // namespace
 
 int TDR_SoftimageFilter::getCache(char* block, int, long) {
+    if (!isOpenFor(Transfer::GetCache)) {
+        return -1;
+    }
     const std::size_t lineBytes = packedLineBytes();
     base::PopulateBackwards pages(block, lineBytes * static_cast<std::size_t>(height()));
     // Kept: A whole picture is read by its rows, not by file order.
@@ -46,6 +49,9 @@ int TDR_SoftimageFilter::getCache(char* block, int, long) {
 }
 
 int TDR_SoftimageFilter::putCache(char* block, int, long) {
+    if (!isOpenFor(Transfer::PutCache)) {
+        return -1;
+    }
     const std::size_t lineBytes = packedLineBytes();
     base::populate(block, lineBytes * static_cast<std::size_t>(height()));
     // Kept: A whole picture is written by its rows and ends on line 0.

@@ -93,7 +93,7 @@ bool TDR_SoftimageFilter::startReading() {
 int TDR_SoftimageFilter::disconnectFromFile() {
     int result = 0;
     if (isOpen() && file && lineCache && writing) {
-        result = flushKeptLines() ? 1 : 0;
+        flushKeptLines();
     }
     if (file) {
         // Kept: Closing a file that was only read runs the post-write command.
@@ -105,8 +105,7 @@ int TDR_SoftimageFilter::disconnectFromFile() {
     return result;
 }
 
-bool TDR_SoftimageFilter::flushKeptLines() {
-    bool flushed = false;
+void TDR_SoftimageFilter::flushKeptLines() {
     for (long k = lastWrittenLine + 1L; k < height(); ++k) {
         unsigned char* line = lineCache[static_cast<std::size_t>(k)].get();
         // Kept: Lines that were never sent are not written.
@@ -116,7 +115,7 @@ bool TDR_SoftimageFilter::flushKeptLines() {
             continue;
         }
         if (lineOffsets[static_cast<std::size_t>(k)] != 0) {
-            flushed = writeLine(k, line) || flushed;
+            writeLine(k, line);
         } else if (lastWrittenLine != -1) {
             // Kept: The first line after a gap is written blank.
             // A reader would expect the pixels that were sent. They are dropped and the line is
@@ -126,10 +125,9 @@ bool TDR_SoftimageFilter::flushKeptLines() {
                     std::memset(buffer.get(), 0, static_cast<std::size_t>(width()));
                 }
             }
-            flushed = writeLine(k, nullptr) || flushed;
+            writeLine(k, nullptr);
         }
     }
-    return flushed;
 }
 
 bool TDR_SoftimageFilter::closeFile() {

@@ -47,6 +47,9 @@ std::size_t TDR_SoftimageFilter::packedLineBytes() const {
 }
 
 int TDR_SoftimageFilter::getLine(char* block, int, long, long y) {
+    if (!isOpenFor(Transfer::GetLine)) {
+        return -1;
+    }
     const long k = height() - 1 - y;
     if (lineOffsets[indexOf(k)] == 0 && !fill_offset_table()) {
         return -1;
@@ -55,6 +58,9 @@ int TDR_SoftimageFilter::getLine(char* block, int, long, long y) {
 }
 
 int TDR_SoftimageFilter::putLine(char* block, int, long, long y) {
+    if (!isOpenFor(Transfer::PutLine)) {
+        return -1;
+    }
     const long k = height() - 1 - y;
     const bool done =
         k == lastWrittenLine + 1L ? writeLine(k, bytesOf(block)) : keepLine(k, bytesOf(block));

@@ -35,14 +35,14 @@ void removeFromSet(int fd, fd_set* set);
 /// Writes one packet, one write call a field. Returns 0; -1 when a write failed (a line on stderr)
 /// or a count of `p` is negative or above its capacity (a line, nothing is sent); -2 when a SIGPIPE
 /// was raised meanwhile: the peer has gone (one raised by the line on stderr does not count). The
-/// signal does not end the process here; afterwards SIGPIPE has its default action in any case.
+/// signal does not end the process here; after writing, SIGPIPE has its default action in any case.
 int sendsockdata(int fd, IPC_DataPacket* p);
 
 /// Clears `p` and reads one packet into it. Returns 0, also when the peer has closed the stream
 /// before the end: the missing part is then zero, so that a close between packets reads as a packet
 /// without command words. -1, with a line on stderr, when a read fails or a count is negative or
-/// above its capacity; in the latter case the socket is shut down, because the stream is out of
-/// step.
+/// above its capacity; after a refused count or a read that failed inside a packet the socket is
+/// shut down, because the stream is out of step.
 int readsockdata(int fd, IPC_DataPacket* p);
 
 /// Reads `n` bytes into `buf`. Returns their number, which is less than `n` only when the peer has
