@@ -7,10 +7,7 @@
 #include "support/captureStderr.h"
 #include "support/tempDir.h"
 
-#include <algorithm>
-#include <cstdio>
 #include <gtest/gtest.h>
-#include <string>
 #include <vector>
 
 /// A driver, usually without a link, used as the framework uses it: blocks have a real size, the
@@ -89,6 +86,14 @@ class FileDriver : public Driver {
     }
 };
 
+/// A driver and a folder for its files.
+template <class Driver>
+class WithFolder : public testing::Test {
+  protected:
+    support::TempDir folder;
+    Driver filter;
+};
+
 /// A host line of `w` RGBA pixels, different for each `seed`, with runs and without.
 inline std::string hostLine(int w, int seed) {
     std::string line;
@@ -117,7 +122,6 @@ struct Sample {
     std::size_t head;               ///< minimum size of a file that can be opened
     std::vector<std::string> lines; ///< from the bottom
     bool fromTheTop = true;         ///< lines after a cut one are lost
-    char before = 'x';              ///< in the host's block; 0 if bits are OR-ed into it
 };
 
 /// A short file whose header claims the largest size.

@@ -133,8 +133,7 @@ TEST_F(PeersTest, aDriverThatFailsInARequestEndsTheSession) {
 TEST_F(PeersTest, aSystemWithoutDescriptorsOfProcessesSeesDeathsToo) {
     const auto good = scripted("echo");
     const auto bad = scripted("leavesAnHeir");
-    const pid_t host = fork();
-    if (host == 0) {
+    const int allHeld = support::exitStatusInChild([&] {
         bool held = support::denyCall(SYS_pidfd_open, ENOSYS);
         auto lasting = Session::start(good);
         held = held && lasting && lasting->vendorName() && lasting->end();
@@ -142,11 +141,9 @@ TEST_F(PeersTest, aSystemWithoutDescriptorsOfProcessesSeesDeathsToo) {
         const Status asked = dying ? askVendor(*dying) : Status(dying.failure());
         held = held && !asked && asked.failure().kind == FailureKind::Died && asked.failure().end &&
                asked.failure().end->exitStatus == 9;
-        _exit(held && !support::hasChildren() ? 0 : 1);
-    }
-    int status = -1;
-    EXPECT_EQ(waitpid(host, &status, 0), host);
-    EXPECT_EQ(status, 0);
+        return held && !support::hasChildren() ? 1 : 0;
+    });
+    EXPECT_EQ(allHeld, 1);
 }
 
 /// Every answer of this driver comes one request late, which shows only at the end.

@@ -116,12 +116,11 @@ TEST_F(RequestTest, anErrorReplyIsAFailureWithTheDriversReason) {
 /// in "opens".
 TEST_F(RequestTest, aConnectTellsAForeignFileFromADamagedOne) {
     auto driver = start("reader");
-    struct Case {
+    const struct {
         const char* path;
         std::optional<FailureKind> kind;
         const char* damage;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"", FailureKind::NotMyFormat, ""},
         {"cannot open", FailureKind::Refused, ""},
         {"is cut short or damaged", FailureKind::Refused, "is cut short or damaged"},
@@ -129,7 +128,7 @@ TEST_F(RequestTest, aConnectTellsAForeignFileFromADamagedOne) {
         {"is cut short or damaged; opens", {}, "is cut short or damaged; opens"},
         {"opens", {}, ""},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.path);
         const auto done = driver->connectToFile(c.path, Access::Read);
         EXPECT_EQ(done ? std::nullopt : std::optional(done.failure().kind), c.kind);

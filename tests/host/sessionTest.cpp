@@ -127,46 +127,31 @@ TEST_F(SessionTest, signalActionsAreTheHostsOwnAllTheTime) {
 }
 
 TEST_F(SessionTest, otherChildrenAreNotWaitedFor) {
-    const pid_t own = fork();
-    if (own == 0) {
-        _exit(5);
-    }
-    {
-        auto driver = start("exits");
-        EXPECT_FALSE(driver->vendorName());
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(own, &status, 0), own);
-    EXPECT_EQ(WEXITSTATUS(status), 5);
+    const pid_t own = support::startChild([] { return 5; });
+    EXPECT_FALSE(start("exits")->vendorName());
+    EXPECT_EQ(support::exitStatusOf(own), 5);
 }
 
-/// A separate host process; reports the pid of its driver through a pipe, then hangs in a request.
-struct HostProcess {
-    pid_t pid = -1;
-    pid_t driver = -1;
-};
+using Request = Status (*)(Session&);
 
-using Request = FailureKind (*)(Session&);
-
-FailureKind askForALine(Session& driver) {
+Status askForALine(Session& driver) {
     auto block = SharedBlock::create(4096);
-    const auto got = driver.getLine(*block, 0);
-    return got ? FailureKind::Refused : got.failure().kind;
+    return driver.getLine(*block, 0);
 }
-FailureKind endIt(Session& driver) {
+Status endIt(Session& driver) {
     const auto ended = driver.end();
-    return ended ? FailureKind::Refused : ended.failure().kind;
+    return ended ? Status() : Status(ended.failure());
 }
 
-HostProcess forkHost(const std::filesystem::path& program, bool guarded,
-                     Request request = askForALine) {
+/// Starts a host in a process of its own, which hangs in a request. Returns its pid and its
+/// driver's.
+std::pair<pid_t, pid_t> forkHost(const std::filesystem::path& program, bool guarded,
+                                 Request request = askForALine) {
     int ends[2] = {-1, -1};
     EXPECT_EQ(pipe(ends), 0);
     const base::UniqueFd fromHost(ends[0]);
     base::UniqueFd toTest(ends[1]);
-    HostProcess host;
-    host.pid = fork();
-    if (host.pid == 0) {
+    const pid_t host = support::startChild([&] {
         std::optional<InterruptGuard> guard;
         if (guarded) {
             guard.emplace();
@@ -176,36 +161,32 @@ HostProcess forkHost(const std::filesystem::path& program, bool guarded,
             auto driver = Session::start(program);
             const pid_t pid = driver->pid();
             (void)!write(toTest.get(), &pid, sizeof pid);
-            interrupted = request(*driver) == FailureKind::Interrupted;
+            const Status done = request(*driver);
+            interrupted = !done && done.failure().kind == FailureKind::Interrupted;
         }
         if (interrupted) {
             InterruptGuard::endBySignal(InterruptGuard::signal());
         }
-        _exit(1);
-    }
+        return 1;
+    });
     toTest.reset();
-    EXPECT_EQ(read(fromHost.get(), &host.driver, sizeof host.driver), ssize_t{sizeof host.driver});
-    return host;
+    pid_t driver = -1;
+    EXPECT_EQ(read(fromHost.get(), &driver, sizeof driver), ssize_t{sizeof driver});
+    return {host, driver};
 }
 
 TEST_F(SessionTest, aSignalUnwindsAGuardedHost) {
-    struct Case {
-        int signal;
-        const char* driver;
-        Request request;
-    };
+    using Case = std::tuple<int, const char*, Request>;
     for (const auto& [signal, driver, request] :
          {Case{SIGINT, "freezes", askForALine}, Case{SIGTERM, "freezes", askForALine},
           Case{SIGHUP, "freezes", askForALine}, Case{SIGINT, "stubborn", endIt}}) {
         SCOPED_TRACE(driver);
-        const HostProcess host = forkHost(scripted(driver), true, request);
-        ASSERT_GT(host.driver, 0);
-        kill(host.pid, signal);
-        int status = 0;
-        EXPECT_EQ(waitpid(host.pid, &status, 0), host.pid);
-        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << status;
-        EXPECT_FALSE(isRunning(host.driver));
-        EXPECT_TRUE(support::segmentsOf(host.pid).empty());
+        const auto [host, itsDriver] = forkHost(scripted(driver), true, request);
+        ASSERT_GT(itsDriver, 0);
+        kill(host, signal);
+        EXPECT_EQ(support::exitStatusOf(host), 256 + signal);
+        EXPECT_FALSE(isRunning(itsDriver));
+        EXPECT_TRUE(support::segmentsOf(host).empty());
     }
 }
 
@@ -220,16 +201,16 @@ TEST_F(SessionTest, anIgnoredSignalStaysIgnored) {
 }
 
 TEST_F(SessionTest, aDriverEndsWhenItsHostVanishes) {
-    const HostProcess host = forkHost(real("nullFilter"), false);
-    ASSERT_GT(host.driver, 0);
-    const base::UniqueFd driver(static_cast<int>(syscall(SYS_pidfd_open, host.driver, 0)));
-    kill(host.pid, SIGKILL);
-    EXPECT_EQ(waitpid(host.pid, nullptr, 0), host.pid);
+    const auto [host, pid] = forkHost(real("nullFilter"), false);
+    ASSERT_GT(pid, 0);
+    const base::UniqueFd driver(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
+    kill(host, SIGKILL);
+    EXPECT_EQ(support::exitStatusOf(host), 256 + SIGKILL);
     if (driver.valid()) { // otherwise it has already ended
         pollfd ended{driver.get(), POLLIN, 0};
         EXPECT_EQ(poll(&ended, 1, 20'000), 1) << "the driver outlives its host";
     }
-    for (const int id : support::segmentsOf(host.pid)) {
+    for (const int id : support::segmentsOf(host)) {
         shmctl(id, IPC_RMID, nullptr); // no cleanup is possible after SIGKILL
     }
 }

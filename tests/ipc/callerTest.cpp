@@ -8,7 +8,6 @@
 #include "support/program.h"
 #include "support/tempDir.h"
 
-#include <array>
 #include <poll.h>
 #include <sys/syscall.h>
 
@@ -89,29 +88,15 @@ TEST_F(Callers, OnlyTheStartedProgramAndItsDescendantsAreTaken) {
     }
 }
 
-/// A process of another user that connects to `port` and stays.
-pid_t otherUserCalls(int port, uid_t user) {
-    const pid_t pid = fork();
-    if (pid == 0) {
-        if (setresuid(user, user, user) != 0) {
-            _exit(1);
-        }
-        const base::UniqueFd fd = connectTo(port);
-        _exit(pause());
-    }
-    return pid;
-}
-
 TEST_F(Callers, AreJudgedByTheirDescriptorsThenByTheirUser) {
     const bool isRoot = geteuid() == 0;
-    struct Case {
+    const struct {
         const char* name;
         uid_t user;
         bool byOther; ///< the expected process is not the one that connects
         long denied;  ///< system call that fails in the checking process; -1: none
         bool taken;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"the child", geteuid(), false, -1, true},
         {"another process", geteuid(), true, -1, false},
         {"the child, without the kernel's answers", geteuid(), false, SYS_sendto, true},
@@ -120,29 +105,30 @@ TEST_F(Callers, AreJudgedByTheirDescriptorsThenByTheirUser) {
         {"of another user, who knows", kNobody, true, SYS_getdents64, false},
         {"nothing can be read", kNobody, true, SYS_socket, true},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         if (c.user == kNobody && !isRoot) {
             continue;
         }
         SCOPED_TRACE(c.name);
         unsigned short port = 0;
         const base::UniqueFd listener(createsocket(&port));
-        const pid_t caller = otherUserCalls(port, c.user);
+        const pid_t caller = support::startChild([&] {
+            const bool isUser = setresuid(c.user, c.user, c.user) == 0;
+            const base::UniqueFd call = isUser ? connectTo(port) : base::UniqueFd();
+            return isUser ? pause() : 1;
+        });
         const base::UniqueFd fd = ipc::acceptConnection(listener.get());
-        const pid_t judge = fork();
-        if (judge == 0) {
+        const int taken = support::exitStatusInChild([&] {
             bool denied = c.denied < 0 || support::denyCall(c.denied, EACCES);
             if (c.denied == SYS_socket) {
                 denied = denied && support::denyCall(SYS_openat, EACCES);
             }
             const pid_t asked = c.byOther ? getpid() : caller;
-            _exit(denied ? static_cast<int>(ipc::isCallOf(asked, fd.get())) : 9);
-        }
-        int status = 0;
-        EXPECT_EQ(waitpid(judge, &status, 0), judge);
-        EXPECT_EQ(WEXITSTATUS(status), c.taken ? 1 : 0);
+            return denied ? static_cast<int>(ipc::isCallOf(asked, fd.get())) : 9;
+        });
+        EXPECT_EQ(taken, c.taken ? 1 : 0);
         kill(caller, SIGKILL);
-        EXPECT_EQ(waitpid(caller, &status, 0), caller);
+        EXPECT_EQ(support::exitStatusOf(caller), 256 + SIGKILL);
         EXPECT_FALSE(ipc::isCallOf(caller, fd.get())) << "it has gone, and shows user 0";
     }
 }
@@ -180,32 +166,18 @@ TEST_F(Callers, ADriverRefusesAStrangersPort) {
                                        {kNobody, kNobody},
                                        {kOther, kNobody}}) {
         SCOPED_TRACE(testing::Message() << driver << " calls " << host);
-        std::array<int, 2> ports{};
-        ASSERT_EQ(pipe(ports.data()), 0);
-        const base::UniqueFd readEnd(ports[0]);
-        const base::UniqueFd writeEnd(ports[1]);
-        const pid_t listens = fork();
-        if (listens == 0) {
-            unsigned short port = 0;
-            _exit(setresuid(host, host, host) != 0 || createsocket(&port) < 0 ||
-                  write(ports[1], &port, sizeof port) != sizeof port || pause());
-        }
         unsigned short port = 0;
-        ASSERT_EQ(read(ports[0], &port, sizeof port), ssize_t{sizeof port});
+        ASSERT_EQ(seteuid(host), 0); // which owns the socket then
+        const base::UniqueFd listener(createsocket(&port));
+        ASSERT_EQ(seteuid(0), 0);
         const CaptureStderr said;
-        const pid_t calls = fork();
-        if (calls == 0) {
-            _exit(setresuid(driver, driver, driver) != 0 ? 9 : getservsock(port) < 0);
-        }
-        int status = 0;
-        waitpid(calls, &status, 0);
+        const int failed = support::exitStatusInChild(
+            [&] { return setresuid(driver, driver, driver) != 0 ? 9 : getservsock(port) < 0; });
         const bool refused = host != 0 && host != driver;
-        EXPECT_EQ(WEXITSTATUS(status), refused ? 1 : 0);
+        EXPECT_EQ(failed, refused ? 1 : 0);
         EXPECT_EQ(said.text(), refused ? "getservsock: Refusing port " + std::to_string(port) +
                                              ", which belongs to user 65534.\n"
                                        : "");
-        kill(listens, SIGKILL);
-        waitpid(listens, nullptr, 0);
     }
 }
 

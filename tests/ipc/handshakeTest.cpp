@@ -5,47 +5,12 @@
 #include "support/leakCounters.h"
 
 #include <fcntl.h>
-#include <functional>
 #include <poll.h>
-#include <thread>
 
 using namespace testing_ipc;
 using namespace std::string_literals;
 
 namespace {
-
-/// Listens, accepts one connection, reads the init request and passes the socket to the script.
-class ScriptedParent {
-  public:
-    using Script = std::function<void(int fd)>;
-
-    explicit ScriptedParent(Script script) : listener_(createsocket(&port_)) {
-        thread_ = std::thread([this, script = std::move(script)] {
-            const base::UniqueFd fd(accept(listener_.get(), nullptr, nullptr));
-            readsockdata(fd.get(), &request);
-            script(fd.get());
-            (void)takeAll(fd.get(), 0); // until the child has closed
-        });
-    }
-    ~ScriptedParent() { thread_.join(); }
-
-    [[nodiscard]] int port() const { return port_; }
-    IPC_DataPacket request{};
-
-  private:
-    unsigned short port_ = 0;
-    base::UniqueFd listener_;
-    std::thread thread_;
-};
-
-ScriptedParent::Script replies(short messageClass, short code, std::int32_t pid) {
-    return [=](int fd) {
-        IPC_DataPacket reply = packetOf({11, 12, 102, 39}, messageClass, code);
-        reply.numof_longs = 1;
-        reply.longdata[0] = pid;
-        sendTo(fd, reply);
-    };
-}
 
 class Handshake : public support::NothingLeft {
   private:
@@ -57,7 +22,7 @@ TEST_F(Handshake, TheRequestAndTheReplyIntroduceTheEnds) {
     for (const short messageClass : {short{1}, short{3}, short{6}}) {
         SCOPED_TRACE(messageClass);
         std::signal(SIGCHLD, SIG_DFL);
-        ScriptedParent parent(replies(messageClass, 101, 4711));
+        ScriptedParent parent(replies(packetOf({11, 12, 102, 39}, messageClass, 101), 4711));
         {
             const IPC_LinkIrix link(102, 39, parent.port());
             EXPECT_EQ(link.linkStatus, 0);
@@ -81,7 +46,7 @@ TEST_F(Handshake, AnyOtherReplyFailsButItsSenderIsNoted) {
         int peerId;
         const char* said;
     } cases[] = {
-        {"another code", replies(2, 201, 4711), 11,
+        {"another code", replies(packetOf({11, 12}, 2, 201), 0), 11,
          "getinitdata: Invalid init from parent, received 201 instead\n"
          "IPC_LinkIrix: Received kill from parent.\n"},
         {"no reply", [](int fd) { shutdown(fd, SHUT_WR); }, 0, "received 0 instead\n"},
@@ -102,7 +67,7 @@ TEST_F(Handshake, AnyOtherReplyFailsButItsSenderIsNoted) {
 TEST_F(Handshake, AReplyAfterTheFirstSecondIsNotSeen) {
     ScriptedParent parent([](int fd) {
         poll(nullptr, 0, 1500);
-        replies(1, 101, 4711)(fd);
+        sendTo(fd, packetOf({11, 12}, 1, 101));
     });
     const auto start = std::chrono::steady_clock::now();
     const CaptureStderr said;

@@ -2,21 +2,20 @@
 // Shared by the tests of the link.
 #pragma once
 
-#include "base/uniqueFd.h"
 #include "ipc_socket.h"
 #include "support/captureStderr.h"
 
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <functional>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <string>
 #include <string_view>
 #include <sys/socket.h>
 #include <sys/time.h>
-#include <unistd.h>
+#include <thread>
 
 namespace testing_ipc {
 
@@ -93,6 +92,40 @@ inline void expectNext(int fd, const IPC_DataPacket& expected) {
     IPC_DataPacket packet = noise();
     ASSERT_EQ(readsockdata(fd, &packet), 0);
     EXPECT_TRUE(same(packet, expected));
+}
+
+/// A parent in a thread: listens, accepts one connection, reads the init request and passes the
+/// socket to the script.
+class ScriptedParent {
+  public:
+    using Script = std::function<void(int fd)>;
+
+    explicit ScriptedParent(Script script) : listener_(createsocket(&port_)) {
+        thread_ = std::jthread([this, script = std::move(script)] {
+            const base::UniqueFd fd(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+            readsockdata(fd.get(), &request);
+            script(fd.get());
+            (void)takeAll(fd.get(), 0); // until the child has closed
+        });
+    }
+
+    [[nodiscard]] int port() const { return port_; }
+    IPC_DataPacket request{};
+
+  private:
+    unsigned short port_ = 0;
+    base::UniqueFd listener_;
+    std::jthread thread_;
+};
+
+/// Answers with a packet of one long.
+inline ScriptedParent::Script replies(const IPC_DataPacket& header, std::int32_t pid) {
+    return [=](int fd) {
+        IPC_DataPacket reply = header;
+        reply.numof_longs = 1;
+        reply.longdata[0] = pid;
+        sendTo(fd, reply);
+    };
 }
 
 /// Saves a signal's action and restores it.

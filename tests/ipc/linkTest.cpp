@@ -8,7 +8,6 @@
 #include <array>
 #include <chrono>
 #include <fcntl.h>
-#include <thread>
 
 using namespace testing_ipc;
 
@@ -127,12 +126,11 @@ std::array<int, 3> receiveAll(LooseEnd& link, const std::string& text = "ab") {
 
 TEST(Link, TakesOneValueFromTheRightPacketOnly) {
     using Change = void (*)(LooseEnd&);
-    struct Case {
+    const struct {
         const char* name;
         Change change;
         std::array<int, 3> results;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"as expected", [](LooseEnd&) {}, {1, 1, 1}},
         {"time ran out", [](LooseEnd& l) { l.result = 0; }, {-1, -1, -1}},
         {"error", [](LooseEnd& l) { l.result = -1; }, {-1, -1, -1}},
@@ -147,7 +145,7 @@ TEST(Link, TakesOneValueFromTheRightPacketOnly) {
         {"two strings", [](LooseEnd& l) { l.incoming.numof_strings = 2; }, {1, 1, -1}},
         {"no characters", [](LooseEnd& l) { l.incoming.numof_chars = 0; }, {1, 1, -1}},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         LooseEnd link;
         link.incoming = oneOfEach();
         c.change(link);
@@ -164,30 +162,12 @@ TEST(Link, AReceivedStringIsAlwaysTerminated) {
     EXPECT_EQ(receiveAll(link, std::string(2047, 'x'))[2], 1);
 }
 
-/// The parent's part for a link: accepts its connection and answers its init request as 3, 4.
-void greet(int listener) {
-    const base::UniqueFd fd(accept4(listener, nullptr, nullptr, SOCK_CLOEXEC));
-    expectNext(fd.get(), packetOf({1, 2, -1, -1}, 3, 300));
-    sendTo(fd.get(), packetOf({3, 4, 1, 2}, 1, 101));
-}
-
-/// A port on which a parent has greeted the next link.
-class GreetingPort {
-  public:
-    GreetingPort() : listener_(createsocket(&port_)), parent_(greet, listener_.get()) {}
-    [[nodiscard]] int port() const { return port_; }
-
-  private:
-    unsigned short port_ = 0;
-    base::UniqueFd listener_;
-    std::jthread parent_;
-};
-
 /// A link after its handshake, and the other end of its connection, which is then a pair of local
 /// sockets.
 struct Connected {
+    ScriptedParent parent{replies(packetOf({3, 4, 1, 2}, 1, 101), 0)};
     base::UniqueFd far;
-    IPC_LinkIrix link{1, 2, GreetingPort().port()};
+    IPC_LinkIrix link{1, 2, parent.port()};
 
     Connected() {
         SocketPair pair;
@@ -214,6 +194,7 @@ TEST_F(SocketLink, LearnsItsParentsIdsAndCountsItself) {
         EXPECT_EQ(c.link.peerId, 3);
         EXPECT_EQ(c.link.peerSubId, 4);
         EXPECT_EQ(c.link.parentPid, 0);
+        EXPECT_TRUE(same(c.parent.request, packetOf({1, 2, -1, -1}, 3, 300)));
         EXPECT_EQ(IPC_Link::population, before + 1);
     }
     EXPECT_EQ(IPC_Link::population, before - 1) << "a socket link lowers it twice";

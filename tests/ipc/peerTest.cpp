@@ -56,19 +56,7 @@ class PeerStarting : public support::NothingLeft {
 
 /// Everything from a pipe until its last writer ends.
 std::string drain(const base::UniqueFd& pipe) {
-    std::string all;
-    char part[256];
-    ssize_t got = 0;
-    while ((got = read(pipe.get(), part, sizeof part)) > 0) {
-        all.append(part, static_cast<std::size_t>(got));
-    }
-    return all;
-}
-
-int exitStatusOf(pid_t pid) {
-    int status = 0;
-    EXPECT_EQ(waitpid(pid, &status, 0), pid);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+    return support::contentOf("/proc/self/fd/" + std::to_string(pipe.get()));
 }
 
 TEST_F(PeerStarting, OnlyTheGivenFaceListensToOtherMachines) {
@@ -85,13 +73,12 @@ TEST_F(PeerStarting, OnlyTheGivenFaceListensToOtherMachines) {
 }
 
 TEST_F(PeerStarting, SocketsKeepClearOfStandardDescriptors) {
-    const pid_t child = fork();
-    if (child == 0) {
+    const int fd = support::exitStatusInChild([] {
         close(STDIN_FILENO);
         unsigned short port = 0;
-        _exit(createsocket(&port));
-    }
-    EXPECT_GT(exitStatusOf(child), STDERR_FILENO);
+        return createsocket(&port);
+    });
+    EXPECT_GT(fd, STDERR_FILENO);
 }
 
 TEST_F(PeerStarting, AGoodPeerIsConnectedAndGreeted) {
@@ -105,7 +92,7 @@ TEST_F(PeerStarting, AGoodPeerIsConnectedAndGreeted) {
     EXPECT_EQ(poll(&ended, 1, 0), 0);
     start.peer.socket.reset();
     EXPECT_EQ(poll(&ended, 1, -1), 1);
-    EXPECT_EQ(exitStatusOf(start.peer.process.pid()), 0) << "the peer saw no good reply";
+    EXPECT_EQ(support::exitStatusOf(start.peer.process.pid()), 0) << "the peer saw no good reply";
     EXPECT_EQ(drain(start.peer.stderrPipe), "");
 }
 
@@ -299,19 +286,18 @@ TEST_F(PeerStarting, ALinkStartsAProgramInADirectory) {
 }
 
 TEST_F(PeerStarting, ARunningProcessIsAskedToConnect) {
-    struct Case {
+    const struct {
         const char* name;
         short messageClass, code;
         int sign; ///< of the result
         const char* said;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"init request of any class", 6, 300, 1, ""},
         {"kill of any class", 6, 201, 0, "connecttoprocess: Got kill.\n"},
         {"something else", 3, 101, -1,
          "connecttoprocess: Unknown init response.Received 101 instead of IPC_INITDATARDY.\n"},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         const SocketPair server;
         IPC_DataPacket request{};

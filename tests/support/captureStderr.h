@@ -3,10 +3,10 @@
 #pragma once
 
 #include "base/uniqueFd.h"
+#include "support/tempDir.h"
 
 #include <algorithm>
 #include <cstdio>
-#include <string>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -28,13 +28,7 @@ class CaptureStderr {
     /// All that has been written so far.
     [[nodiscard]] std::string text() const {
         std::fflush(stderr);
-        std::string all;
-        char part[4096];
-        ssize_t got = 0;
-        while ((got = pread(file_.get(), part, sizeof part, static_cast<off_t>(all.size()))) > 0) {
-            all.append(part, static_cast<std::size_t>(got));
-        }
-        return all;
+        return contentOf("/proc/self/fd/" + std::to_string(file_.get()));
     }
     [[nodiscard]] auto lines() const {
         const std::string all = text();

@@ -5,9 +5,7 @@
 #include "support/tempDir.h"
 
 #include <clocale>
-#include <cstdlib>
 #include <gtest/gtest.h>
-#include <string>
 
 namespace support {
 

@@ -5,9 +5,6 @@
 #include "base/uniqueFd.h"
 #include "support/tempDir.h"
 
-#include <filesystem>
-#include <string>
-#include <string_view>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -31,11 +28,7 @@ class MemoryFile {
     }
 
     [[nodiscard]] std::string get() const {
-        std::string bytes(static_cast<std::size_t>(lseek(fd_.get(), 0, SEEK_END)), '\0');
-        if (pread(fd_.get(), bytes.data(), bytes.size(), 0) != std::ssize(bytes)) {
-            std::abort();
-        }
-        return bytes;
+        return contentOf("/proc/self/fd/" + std::to_string(fd_.get()));
     }
 
   private:

@@ -3,9 +3,11 @@
 #pragma once
 
 #include <fstream>
+#include <functional>
 #include <set>
 #include <string>
-#include <sys/types.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace support {
 
@@ -27,6 +29,27 @@ inline char stateOf(pid_t pid) {
     std::string name;
     char state = 0;
     return stat >> id >> name >> state ? state : '\0';
+}
+
+/// Waits for a child and returns its exit status, 256 + the signal that ended it, or -1.
+inline int exitStatusOf(pid_t child) {
+    int status = -1;
+    if (waitpid(child, &status, 0) != child) {
+        return -1;
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 256 + WTERMSIG(status);
+}
+
+/// Starts a child process that runs `body` and ends with its result.
+inline pid_t startChild(const std::function<int()>& body) {
+    const pid_t child = fork();
+    if (child == 0) {
+        _exit(body());
+    }
+    return child;
+}
+inline int exitStatusInChild(const std::function<int()>& body) {
+    return exitStatusOf(startChild(body));
 }
 
 } // namespace support

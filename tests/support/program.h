@@ -9,7 +9,6 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <fcntl.h>
 #include <functional>
 #include <gtest/gtest.h>
@@ -44,10 +43,8 @@ inline bool eventually(const std::string& what, const std::function<bool()>& con
 /// A child process with pipes at its three standard streams. Killed and reaped at the end.
 class Program {
   public:
-    /// `environment` is added to the test's own; "NAME" without "=" removes that name. `prepare`
-    /// runs in the child just before the program.
+    /// `prepare` runs in the child just before the program.
     explicit Program(std::vector<std::string> command,
-                     const std::vector<std::string>& environment = {},
                      const std::function<void()>& prepare = nullptr) {
         std::vector<char*> arguments;
         arguments.reserve(command.size() + 1);
@@ -69,7 +66,6 @@ class Program {
             for (int i = 0; i < 3; ++i) {
                 dup2(theirs[static_cast<std::size_t>(i)].get(), i);
             }
-            setEnvironment(environment);
             if (prepare) {
                 prepare();
             }
@@ -109,16 +105,6 @@ class Program {
     }
 
   private:
-    static void setEnvironment(const std::vector<std::string>& environment) {
-        for (const std::string& entry : environment) {
-            const std::size_t equals = entry.find('=');
-            if (equals == std::string::npos) {
-                unsetenv(entry.c_str());
-            } else {
-                setenv(entry.substr(0, equals).c_str(), entry.c_str() + equals + 1, 1);
-            }
-        }
-    }
     const std::string& more(std::size_t stream) {
         std::array<char, 65536> bytes;
         ssize_t count = 0;

@@ -2,11 +2,10 @@
 // A shared block as a host makes it: a new key, owned and removed by the test.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
 #include <random>
-#include <stdexcept>
 #include <sys/ipc.h>
 #include <sys/shm.h>
 
@@ -23,9 +22,8 @@ class SharedBlock {
         address_ = id_ < 0 ? nullptr : shmat(id_, nullptr, 0);
         // NOLINTNEXTLINE(performance-no-int-to-ptr): the system's failure value
         if (address_ == nullptr || address_ == reinterpret_cast<void*>(-1)) {
-            throw std::runtime_error("no shared memory for a test");
+            std::abort();
         }
-        size_ = size;
     }
     ~SharedBlock() {
         abandon();
@@ -36,7 +34,6 @@ class SharedBlock {
 
     [[nodiscard]] int key() const { return key_; }
     [[nodiscard]] int id() const { return id_; }
-    [[nodiscard]] std::size_t size() const { return size_; }
     [[nodiscard]] std::uint8_t* bytes() const { return static_cast<std::uint8_t*>(address_); }
 
     /// Detaches the block without removing it, like the death of its host.
@@ -57,7 +54,6 @@ class SharedBlock {
     int key_ = -1;
     int id_ = -1;
     void* address_ = nullptr;
-    std::size_t size_ = 0;
 };
 
 } // namespace support

@@ -11,11 +11,10 @@ namespace {
 using namespace commandTesting;
 
 TEST_F(CommandTest, usageErrorsExitWith2AndSayNothingOnStdout) {
-    struct Case {
+    const struct {
         std::vector<std::string> line;
         const char* says;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {{}, "subcommand"},
         {{"nosuch"}, "nosuch"},
         {{"query"}, "driver"},
@@ -45,36 +44,28 @@ TEST_F(CommandTest, usageErrorsExitWith2AndSayNothingOnStdout) {
         {{"plot", "a.spl", "-o", "o", "--frames", "1-2x"}, "frames are A-B"},
         {{"plot", "a.spl", "-o", "o", "--show", "meshes"}, "meshes"},
     };
-    for (const Case& c : cases) {
-        const Ended ended = run(c.line);
-        SCOPED_TRACE(testing::PrintToString(c.line));
-        EXPECT_EQ(ended.exit, 2);
-        EXPECT_EQ(ended.out, "");
-        EXPECT_TRUE(contains(ended.err, c.says));
+    for (const auto& c : cases) {
+        EXPECT_EQ(expectFailed(c.line, c.says, 2).out, "");
     }
 }
 
 TEST_F(CommandTest, helpAndVersionAreNoFailures) {
     EXPECT_EQ(run({"--version"}).exit, 0);
     for (const char* subcommand : {"drivers", "query", "info", "convert"}) {
-        const Ended ended = run({subcommand, "--help"});
-        EXPECT_EQ(ended.exit, 0) << subcommand;
-        EXPECT_TRUE(contains(ended.out, subcommand));
+        EXPECT_TRUE(contains(expectDone({subcommand, "--help"}).out, subcommand));
     }
 }
 
 TEST_F(CommandTest, driversListsWhatIsBesideItAndInOtherFolders) {
-    const Ended own = run({"drivers"});
-    EXPECT_EQ(own.exit, 0) << own.err;
+    const Ended own = expectDone({"drivers"});
     for (const char* driver : {"nullFilter", "pngFilter", "softimageFilter  SOFTIMAGE Inc."}) {
         EXPECT_TRUE(contains(own.out, driver));
     }
-    const Ended more = run({"drivers", "--driver-dir", driverFolder({"echo", "dies"})});
-    EXPECT_EQ(more.exit, 3) << "one could not be started";
+    const Ended more = expectFailed({"drivers", "--driver-dir", driverFolder({"echo", "dies"})},
+                                    "(exit status 7): no licence found\n", 3);
     EXPECT_TRUE(contains(more.out, "echoFilter       1025-0          1033-0     1039-1  1039-2"));
     EXPECT_TRUE(contains(more.out, "softimageFilter"));
     EXPECT_TRUE(contains(more.err, "diesFilter"));
-    EXPECT_TRUE(contains(more.err, "(exit status 7): no licence found\n"));
 }
 
 TEST_F(CommandTest, aFolderWithoutDriversIsNamed) {
@@ -89,16 +80,14 @@ TEST_F(CommandTest, aFolderWithoutDriversIsNamed) {
         std::filesystem::create_directory(locked);
         std::filesystem::permissions(files().path(), std::filesystem::perms(0755));
         std::filesystem::permissions(locked, std::filesystem::perms(0700));
-        const Ended other = run({"drivers", "--driver-dir", locked}, {.otherUser = true});
-        EXPECT_EQ(other.exit, 1);
-        EXPECT_EQ(other.err, "tdr: " + locked + ": Permission denied\n");
+        expectFailed({"drivers", "--driver-dir", locked},
+                     "tdr: " + locked + ": Permission denied\n", 1, {.otherUser = true});
     }
 }
 
 TEST_F(CommandTest, queryShowsAllSixteenAnswers) {
-    const Ended ended = run({"query", "softimageFilter"});
-    EXPECT_EQ(ended.exit, 0) << ended.err;
-    EXPECT_EQ(ended.out, R"(CODE  QUERY                       ANSWER
+    EXPECT_EQ(expectDone({"query", "softimageFilter"}).out,
+              R"(CODE  QUERY                       ANSWER
 1024  access modes                0x4033: 0x4000 (no outside commands around transfers), 0x0033
 1025  vendor name                 "SOFTIMAGE Inc."
 1026  format count                1
@@ -116,8 +105,7 @@ TEST_F(CommandTest, queryShowsAllSixteenAnswers) {
 1038  write direction             8
 1039  file naming                 prefix "test.", extension ".pic", number 1, template "%s.%d.pic"
 )");
-    const Ended png = run({"query", std::string(TDR_BIN_DIR) + "/pngFilter"});
-    EXPECT_EQ(png.exit, 0) << png.err;
+    const Ended png = expectDone({"query", std::string(TDR_BIN_DIR) + "/pngFilter"});
     for (const char* row :
          {"modes                0x4033: 0x4000 (no outside", "\"Tarvo Works\"",
           "count                1\n", "0: 4 channels of 8 bits (0x40 0x20 0x10 0x08)\n1029",
@@ -129,22 +117,19 @@ TEST_F(CommandTest, queryShowsAllSixteenAnswers) {
 
 TEST_F(CommandTest, aDriverThatFailsExitsWith3AndItsReason) {
     const std::string folder = driverFolder({"dies", "exits", "freezes", "refuses"});
-    struct Case {
+    const struct {
         const char* driver;
-        int exit;
         const char* says;
+    } cases[] = {
+        {"noneFilter", "noneFilter: no such driver"},
+        {"/nowhere/aFilter", "No such file or directory"},
+        {"diesFilter", "(exit status 7): no licence found"},
+        {"exitsFilter", "access modes: the driver died (exit status 9): out of ideas"},
+        {"freezesFilter", "access modes: no answer within 1 s"},
     };
-    const Case cases[] = {
-        {"noneFilter", 3, "noneFilter: no such driver"},
-        {"/nowhere/aFilter", 3, "No such file or directory"},
-        {"diesFilter", 3, "(exit status 7): no licence found"},
-        {"exitsFilter", 3, "access modes: the driver died (exit status 9): out of ideas"},
-        {"freezesFilter", 3, "access modes: no answer within 1 s"},
-    };
-    for (const Case& c : cases) {
-        const Ended ended = run({"query", c.driver, "--driver-dir", folder, "--timeout", "1"});
-        EXPECT_EQ(ended.exit, c.exit) << c.driver;
-        EXPECT_TRUE(contains(ended.err, c.says));
+    for (const auto& c : cases) {
+        const Ended ended =
+            expectFailed({"query", c.driver, "--driver-dir", folder, "--timeout", "1"}, c.says, 3);
         EXPECT_EQ(ended.out, "");
     }
     const Ended refused = run({"query", "refusesFilter", "--driver-dir", folder});
@@ -172,15 +157,13 @@ TEST_F(CommandTest, aSignalEndsTheWaitForADriverThatHangsInItsStart) {
 TEST_F(CommandTest, infoTellsWhoReadsAFileAndItsSize) {
     const auto pic = files().write("a.pic", support::rawPic(2, 1, 0xE0, "abcdef"));
     const auto tag = files().write("m.tag", support::tag(10, 1, 3, {0, 0, 0}));
-    const auto text = run({"info", pic, tag, sample("cutout.png")});
-    EXPECT_EQ(text.exit, 0) << text.err;
+    const Ended text = expectDone({"info", pic, tag, sample("cutout.png")});
     EXPECT_TRUE(contains(text.out, pic + ": picture\n  size      2 x 1\n"));
     EXPECT_TRUE(contains(text.out, "3 channels of 1 bit (0x02 0x02 0x02)"));
     EXPECT_TRUE(contains(text.out, "pngFilter (Tarvo Works, PNG)"));
 
-    const auto json = run({"info", "--json", pic, in("none.pic"), tag});
-    EXPECT_EQ(json.exit, 1) << "one file failed";
-    EXPECT_TRUE(contains(json.err, "none.pic: No such file or directory"));
+    const Ended json = expectFailed({"info", "--json", pic, in("none.pic"), tag},
+                                    "none.pic: No such file or directory");
     const auto all = nlohmann::json::parse(json.out);
     ASSERT_EQ(all.size(), 3U);
     EXPECT_EQ(all[0]["file"], pic);
@@ -214,9 +197,7 @@ TEST_F(CommandTest, infoOfADamagedFileSaysSoOnceAndExitsWith1) {
     for (const auto& c : cases) {
         std::vector<std::string> line = {"info", c.file};
         line.insert(line.end(), c.options.begin(), c.options.end());
-        const Ended ended = run(line);
-        EXPECT_EQ(ended.exit, 1);
-        EXPECT_TRUE(contains(ended.err, "'" + c.file + "'" + c.says));
+        const Ended ended = expectFailed(line, "'" + c.file + "'" + c.says);
         EXPECT_EQ(ended.err.find(c.file), ended.err.rfind(c.file)) << ended.err;
         EXPECT_FALSE(contains(ended.err, "no driver reads it"));
         EXPECT_TRUE(contains(ended.out, c.out));
@@ -240,12 +221,11 @@ TEST_F(CommandTest, compareTellsEqualFromDifferentFromNotComparable) {
     const auto last = files().write("b.tag", support::tag(2, 1, 2, {0x2000, 0x3000}));
     const auto one = files().write("c.tag", support::tag(2, 1, 1, {0x2000}));
     const std::string folder = driverFolder({"dies"});
-    struct Case {
+    const struct {
         std::vector<std::string> line;
         int exit;
         std::string says;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {{a, same}, 0, a + " and " + same + ": 2 x 1, all 2 pixels are equal\n"},
         {{tag, tag}, 0, "2 x 1 with 2 mattes, all 2 pixels are equal\n"},
         {{a, other}, 1, "differ: 1 of 2 pixels, first at column 1 of line 0 from the top"},
@@ -257,17 +237,15 @@ TEST_F(CommandTest, compareTellsEqualFromDifferentFromNotComparable) {
         {{text, a}, 4, "text.pic: no driver reads it"},
         {{"--driver-dir", folder, text, a}, 3, "no licence found"},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         std::vector<std::string> line = c.line;
         line.insert(line.begin(), "compare");
-        const Ended ended = run(line);
-        SCOPED_TRACE(testing::PrintToString(line));
-        EXPECT_EQ(ended.exit, c.exit);
-        EXPECT_TRUE(contains(c.exit == 0 ? ended.out : ended.err, c.says));
-        EXPECT_EQ(c.exit == 0 ? ended.err : ended.out, "");
+        const Ended ended = expectEnd(c.exit, line, c.exit == 0 ? "" : c.says);
+        EXPECT_TRUE(contains(ended.out + ended.err, c.says));
+        EXPECT_EQ(ended.out.empty(), c.exit != 0);
     }
     const base::UniqueFd device(open("/dev/full", O_WRONLY | O_CLOEXEC));
-    EXPECT_EQ(run({"compare", a, same}, {.stdoutFd = device.get()}).exit, 4) << "nobody was told";
+    expectFailed({"compare", a, same}, "No space left", 4, {.stdoutFd = device.get()});
     EXPECT_TRUE(contains(run({"compare", "--help"}).out, "4 could not be compared"));
 }
 
@@ -276,10 +254,7 @@ TEST_F(CommandTest, aReaderThatHasSeenEnoughIsNoFailure) {
     ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
     const base::UniqueFd writeEnd(ends[1]);
     close(ends[0]);
-    const Ended ended = run({"drivers"}, {.stdoutFd = writeEnd.get()});
-    EXPECT_EQ(ended.signal, 0);
-    EXPECT_EQ(ended.exit, 0);
-    EXPECT_EQ(ended.err, "");
+    expectDone({"drivers"}, {.stdoutFd = writeEnd.get()});
 }
 
 } // namespace

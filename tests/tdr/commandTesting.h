@@ -2,24 +2,13 @@
 // Runs the command as users do, and checks for leaks.
 #pragma once
 
-#include "base/uniqueFd.h"
 #include "support/leakCounters.h"
 #include "support/processState.h"
 #include "support/program.h"
 #include "support/tempDir.h"
 
-#include <csignal>
-#include <fcntl.h>
-#include <filesystem>
 #include <grp.h>
-#include <gtest/gtest.h>
 #include <memory>
-#include <optional>
-#include <set>
-#include <string>
-#include <sys/resource.h>
-#include <unistd.h>
-#include <vector>
 
 namespace commandTesting {
 
@@ -42,8 +31,10 @@ struct Ended {
     std::string err;
 };
 
-inline std::set<std::string> namesIn(const fs::path& folder) {
-    std::set<std::string> names;
+using Names = std::set<std::string>;
+
+inline Names namesIn(const fs::path& folder) {
+    Names names;
     for (const auto& entry : fs::directory_iterator(folder)) {
         names.insert(entry.path().filename().string());
     }
@@ -65,9 +56,8 @@ using support::stateOf;
 /// One run of the command, from its start to its end.
 class Running : public support::Program {
   public:
-    explicit Running(std::vector<std::string> arguments, const Around& around = {},
-                     const std::string& program = TDR_COMMAND)
-        : Program(inFront(program, std::move(arguments)), {}, [&around] { become(around); }) {}
+    Running(std::vector<std::string> command, const Around& around)
+        : Program(std::move(command), [&around] { become(around); }) {}
 
     Ended wait() {
         const int status = exitStatus(kLongest);
@@ -91,11 +81,6 @@ class Running : public support::Program {
   private:
     static constexpr std::chrono::seconds kLongest{250}; // the tests have their own limits
 
-    static std::vector<std::string> inFront(const std::string& program,
-                                            std::vector<std::string> arguments) {
-        arguments.insert(arguments.begin(), program);
-        return arguments;
-    }
     static void become(const Around& around) {
         if (around.stdoutFd >= 0) {
             dup2(around.stdoutFd, STDOUT_FILENO);
@@ -129,14 +114,32 @@ class CommandTest : public ::testing::Test {
     }
 
     Ended run(std::vector<std::string> arguments, const Around& around = {}) {
-        Running running(std::move(arguments), around,
-                        around.otherUser ? commandForAll() : TDR_COMMAND);
-        pids_.insert(running.pid());
-        return running.wait();
+        return startRun(std::move(arguments), around)->wait();
     }
 
-    std::unique_ptr<Running> startRun(std::vector<std::string> arguments) {
-        auto running = std::make_unique<Running>(std::move(arguments));
+    /// Runs the command, which must end well and without a word on stderr.
+    Ended expectDone(std::vector<std::string> arguments, const Around& around = {}) {
+        return expectEnd(0, std::move(arguments), "", around);
+    }
+    /// Runs the command, which must say this on stderr and end with this status.
+    Ended expectFailed(std::vector<std::string> arguments, const std::string& says, int exit = 1,
+                       const Around& around = {}) {
+        return expectEnd(exit, std::move(arguments), says, around);
+    }
+    Ended expectEnd(int exit, std::vector<std::string> arguments, const std::string& says,
+                    const Around& around = {}) {
+        SCOPED_TRACE(testing::PrintToString(arguments));
+        Ended ended = run(std::move(arguments), around);
+        EXPECT_EQ(ended.exit, exit) << ended.err;
+        EXPECT_TRUE(contains(ended.err, says));
+        EXPECT_EQ(ended.err.empty(), says.empty()) << ended.err;
+        return ended;
+    }
+
+    std::unique_ptr<Running> startRun(std::vector<std::string> arguments,
+                                      const Around& around = {}) {
+        arguments.insert(arguments.begin(), around.otherUser ? commandForAll() : TDR_COMMAND);
+        auto running = std::make_unique<Running>(std::move(arguments), around);
         pids_.insert(running->pid());
         return running;
     }

@@ -95,20 +95,18 @@ TEST_F(Actions, BadCountsAreAnsweredAsEachRequestHasIt) {
 }
 
 TEST_F(Actions, SettingsAreStoredByTheBase) {
-    EXPECT_EQ(handle(action(1424, {3})), "1/101");
-    EXPECT_EQ(driver->currentFormat, 3);
-    EXPECT_EQ(handle(action(1425, {1, 2, 30, 40})), "1/101");
-    EXPECT_EQ(driver->bounds[1], 2);
-    EXPECT_EQ(driver->bounds[3], 40);
-    EXPECT_EQ(handle(action(1426, {5, 6})), "1/101");
-    EXPECT_EQ(driver->tiling[1], 6);
-    EXPECT_EQ(handle(action(1427, {70, 80})), "1/101");
-    EXPECT_EQ(driver->stampBounds[0], 80); // the second value, in the first slot
-    EXPECT_EQ(driver->stampBounds[1], 0);
-    EXPECT_EQ(handle(action(1437, {-9})), "1/101");
-    EXPECT_EQ(driver->startCell, -9);
-    EXPECT_EQ(handle(action(1438, {9})), "1/101");
-    EXPECT_EQ(driver->endCell, 9);
+    const auto expectStored = [&](int code, const std::vector<std::int32_t>& longs, int query,
+                                  const std::vector<std::int32_t>& stored) {
+        EXPECT_EQ(handle(action(code, longs)), "1/101") << code;
+        const IPC_DataPacket p = ask(support::query(query));
+        EXPECT_EQ(std::vector(p.longdata, p.longdata + p.numof_longs), stored) << code;
+    };
+    expectStored(1424, {3}, 1027, {3});
+    expectStored(1425, {1, 2, 30, 40}, 1029, {1, 2, 30, 40});
+    expectStored(1426, {5, 6}, 1030, {5, 6});
+    expectStored(1427, {70, 80}, 1031, {80, 0}); // the second value, in the first slot
+    expectStored(1437, {-9}, 1034, {-9});
+    expectStored(1438, {9}, 1035, {9});
 }
 
 TEST_F(Actions, SettingTheSameCellIsNoChange) {

@@ -6,7 +6,6 @@
 #include "support/tempDir.h"
 
 #include <cstring>
-#include <filesystem>
 
 using support::action;
 using support::Program;

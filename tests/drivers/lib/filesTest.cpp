@@ -2,11 +2,8 @@
 // Access checks and outside commands, without a host.
 #include "recordingDriver.h"
 #include "support/captureStderr.h"
+#include "support/processState.h"
 #include "support/tempDir.h"
-
-#include <csignal>
-#include <functional>
-#include <sys/wait.h>
 
 namespace fs = std::filesystem;
 
@@ -36,13 +33,10 @@ class Files : public ::testing::Test {
 
 /// Runs `body` in a child as an unprivileged user and returns its result.
 int asNobody(const std::function<int()>& body) {
-    const pid_t child = fork();
-    if (child == 0) {
+    return support::exitStatusInChild([&] {
         const bool dropped = getuid() != 0 || (setgid(65534) == 0 && setuid(65534) == 0);
-        _exit(dropped ? body() & 0xFF : 99);
-    }
-    int status = 0;
-    return waitpid(child, &status, 0) == child && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+        return dropped ? body() & 0xFF : 99;
+    });
 }
 
 TEST_F(Files, PathIsSplitAtItsLastSlash) {

@@ -9,66 +9,50 @@ using support::query;
 
 namespace {
 
-class Loop : public ConnectedDriver<> {
-  protected:
-    /// Handles `p` and returns what went to stderr.
-    std::string handleCapturing(IPC_DataPacket p) {
+using Loop = ConnectedDriver<>;
+
+TEST_F(Loop, AnswersOnlyWhatIsForThisDriverAndReportsWhatIsMalformed) {
+    const char* unknown = "IPC Driver (Base Class): Ignoring IPC message of unknown class...\n";
+    const struct {
+        const char* name;
+        std::vector<std::int16_t> words; ///< sender, receiver, class, code
+        const char* replies;
+        const char* said = "";
+    } cases[] = {
+        {"right", {7, 8, 102, 39, 0, 1024}, "1/1124"},
+        {"other first id", {7, 8, 101, 39, 0, 1024}, ""},
+        {"other second id", {7, 8, 102, 38, 0, 1024}, ""},
+        {"unknown ids", {7, 8, -1, -1, 0, 1024}, ""},
+        {"four command words", {7, 8, 102, 39}, ""},
+        {"short query",
+         {7, 8, 102, 39, 0},
+         "",
+         "IPC Driver (Base Class): doInfoMessage() data.numof_cmds < 6 !\n"},
+        {"short event",
+         {7, 8, 102, 39, 2},
+         "",
+         "IPC Driver (Base Class): doEventNotification() data.numof_cmds < 6 !\n"},
+        {"short action", {7, 8, 102, 39, 4}, ""},
+        {"status", {7, 8, 102, 39, 1, 101}, ""},
+        {"init", {7, 8, 102, 39, 3, 101}, ""},
+        {"data", {7, 8, 102, 39, 5, 101}, ""},
+        {"misc", {7, 8, 102, 39, 6, 101}, ""},
+        {"first unknown class", {7, 8, 102, 39, 7, 101}, "", unknown},
+        {"large class", {7, 8, 102, 39, 300, 101}, "", unknown},
+        {"negative class", {7, 8, 102, 39, -1, 101}, "", unknown},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        IPC_DataPacket p{};
+        p.numof_cmds = static_cast<std::int32_t>(c.words.size());
+        std::ranges::copy(c.words, p.datacmd);
         host.send(p);
         const support::CaptureStderr said;
         driver->handleEvent();
-        return said.text();
+        EXPECT_EQ(said.text(), c.said);
+        EXPECT_EQ(host.replies(), c.replies);
+        EXPECT_EQ(gExitFlag, 0);
     }
-};
-
-TEST_F(Loop, HearsOnlyPacketsForThisDriver) {
-    struct {
-        const char* name;
-        int commands, id, subId;
-        const char* replies;
-    } const cases[] = {
-        {"right", 6, 102, 39, "1/1124"},        {"other first id", 6, 101, 39, ""},
-        {"other second id", 6, 102, 38, ""},    {"unknown ids", 6, -1, -1, ""},
-        {"four command words", 4, 102, 39, ""},
-    };
-    for (const auto& c : cases) {
-        IPC_DataPacket p = query(1024).packet();
-        p.numof_cmds = c.commands;
-        p.datacmd[2] = static_cast<std::int16_t>(c.id);
-        p.datacmd[3] = static_cast<std::int16_t>(c.subId);
-        host.send(p);
-        driver->handleEvent();
-        EXPECT_EQ(host.replies(), c.replies) << c.name;
-    }
-}
-
-TEST_F(Loop, ShortPacketsAreReportedByClassAndNotAnswered) {
-    const struct {
-        int messageClass;
-        const char* message;
-    } cases[] = {
-        {0, "IPC Driver (Base Class): doInfoMessage() data.numof_cmds < 6 !\n"},
-        {2, "IPC Driver (Base Class): doEventNotification() data.numof_cmds < 6 !\n"},
-        {4, ""},
-    };
-    for (const auto& c : cases) {
-        IPC_DataPacket p = Message{c.messageClass, 1024}.packet();
-        p.numof_cmds = 5;
-        EXPECT_EQ(handleCapturing(p), c.message);
-        EXPECT_EQ(host.replies(), "");
-    }
-}
-
-TEST_F(Loop, ClassesWithoutWorkAreSilentAndUnknownOnesReported) {
-    for (const int silent : {1, 3, 5, 6}) {
-        EXPECT_EQ(handleCapturing(Message{silent, 101}.packet()), "") << silent;
-    }
-    for (const int unknown : {7, 300, -1}) {
-        EXPECT_EQ(handleCapturing(Message{unknown, 101}.packet()),
-                  "IPC Driver (Base Class): Ignoring IPC message of unknown class...\n")
-            << unknown;
-    }
-    EXPECT_EQ(host.replies(), "");
-    EXPECT_EQ(gExitFlag, 0);
 }
 
 TEST_F(Loop, EndCodesEndWithoutReplyAndOtherEventsAreErrors) {

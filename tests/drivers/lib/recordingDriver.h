@@ -7,7 +7,6 @@
 #include "support/fakeHost.h"
 
 #include <memory>
-#include <string>
 
 /// Records every operation as "name(arguments)" in `calls`; the operations return `result`.
 class RecordingDriver : public TDR_Driver {
@@ -24,20 +23,15 @@ class RecordingDriver : public TDR_Driver {
     using TDR_Driver::bounds;
     using TDR_Driver::cellChanged;
     using TDR_Driver::currentCell;
-    using TDR_Driver::currentFormat;
     using TDR_Driver::data;
-    using TDR_Driver::endCell;
     using TDR_Driver::fileName;
     using TDR_Driver::formatCount;
     using TDR_Driver::formats;
     using TDR_Driver::link;
-    using TDR_Driver::me;
     using TDR_Driver::namingTemplate;
     using TDR_Driver::postWriteCommand;
     using TDR_Driver::preReadCommand;
-    using TDR_Driver::stampBounds;
     using TDR_Driver::startCell;
-    using TDR_Driver::tiling;
 
     std::string calls;
     int result = 0;

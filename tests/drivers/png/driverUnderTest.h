@@ -8,11 +8,7 @@
 
 class TestDriver : public FileDriver<TDR_PngFilter> {};
 
-class PngFilterTest : public testing::Test {
-  protected:
-    support::TempDir folder;
-    TestDriver filter;
-};
+using PngFilterTest = WithFolder<TestDriver>;
 
 // --- For fileDriverTest.cpp ----------------------------------------------------------------------
 

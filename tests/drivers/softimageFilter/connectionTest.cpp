@@ -2,12 +2,7 @@
 // Opening, refusing and closing files.
 #include "driverUnderTest.h"
 
-#include "base/uniqueFd.h"
-
 #include <fcntl.h>
-#include <filesystem>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 

@@ -6,8 +6,6 @@
 #include "drivers/fileDriver.h"
 #include "support/pictureFiles.h"
 
-#include <string_view>
-
 class TestDriver : public FileDriver<TDR_SoftimageFilter> {
   public:
     using TDR_SoftimageFilter::isOpen;
@@ -44,11 +42,7 @@ inline constexpr std::string_view kRgbaRaw = "000800F0";
 inline constexpr int kOnes = 0xC000;
 inline constexpr int kZeros = 0x8000;
 
-class SoftimageTest : public testing::Test {
-  protected:
-    support::TempDir folder;
-    TestDriver filter;
-};
+using SoftimageTest = WithFolder<TestDriver>;
 
 // --- For fileDriverTest.cpp ----------------------------------------------------------------------
 
@@ -84,7 +78,7 @@ inline std::vector<Refusal> refusals(const support::TempDir& folder) {
     };
 }
 
-/// A picture of mixed packets and a matte.
+/// A picture of mixed packets.
 inline std::vector<Sample> samples() {
     Sample picture{"good.pic", picHeader(6, 4, kRgbaMixed), 112, {}};
     for (int y = 3; y >= 0; --y) {
@@ -99,14 +93,7 @@ inline std::vector<Sample> samples() {
         line += support::bytes({c + 8, c, c, c, c + 8, c + 4, c, c, c + 8, c + 7, c + 6, c + 5});
         picture.lines.insert(picture.lines.begin(), line);
     }
-    // Two channels: 30 ones and 10 pixels of a literal; 20 pixels of a bit stream and 20 ones.
-    std::vector<int> words;
-    for (int row = 0; row < 3; ++row) {
-        words.insert(words.end(), {kOnes | 30, 0x3FFF, 0x4000 | 20, 0xFFFF, 0xFFFF, kOnes | 20});
-    }
-    Sample matte{"good.tag", support::tag(40, 3, 2, words), 104, {}, true, 0};
-    matte.lines.assign(3, std::string(10, '\xFF'));
-    return {picture, matte};
+    return {picture};
 }
 
 inline std::vector<Claim> claims() {

@@ -27,16 +27,22 @@ std::uint8_t sample(std::size_t channel, std::size_t x) {
     return static_cast<std::uint8_t>(channel * 64 + x % 61);
 }
 
+/// A channel's line at this offset, between bytes that must stay.
+std::vector<std::uint8_t> lineOf(std::size_t channel, std::size_t width, std::size_t shift) {
+    std::vector<std::uint8_t> line(kRoom, 0xEE);
+    for (std::size_t x = 0; x < width; ++x) {
+        line[shift + x] = sample(channel, x);
+    }
+    return line;
+}
+
 /// One layout, width, misalignment and set of existing buffers (a bit for each).
 void checkOnce(const Case& c, std::size_t width, std::size_t shift, unsigned present) {
     std::vector<std::uint8_t> storage[kPictureChannels];
     ChannelLines lines{};
     for (std::size_t i = 0; i < kPictureChannels; ++i) {
-        storage[i].assign(kRoom, 0xEE);
+        storage[i] = lineOf(i, width, shift);
         lines[i] = (present >> i & 1U) != 0 ? storage[i].data() + shift : nullptr;
-        for (std::size_t x = 0; lines[i] != nullptr && x < width; ++x) {
-            lines[i][x] = sample(i, x);
-        }
     }
     std::vector<std::uint8_t> host(kRoom * 4, 0x77);
     std::vector<std::uint8_t> expected = host;
@@ -52,16 +58,13 @@ void checkOnce(const Case& c, std::size_t width, std::size_t shift, unsigned pre
     channelsToHostLine(c.format, lines, width, host.data() + shift);
     EXPECT_EQ(host, expected);
 
-    std::vector<std::uint8_t> before[kPictureChannels];
-    for (std::size_t i = 0; i < kPictureChannels; ++i) {
-        before[i] = storage[i];
-        storage[i].assign(kRoom, 0xEE);
+    for (auto& line : storage) {
+        line.assign(kRoom, 0xEE);
     }
     hostLineToChannels(c.format, host.data() + shift, width, lines);
     for (const int channel : c.channels) {
         const auto i = static_cast<std::size_t>(channel);
-        EXPECT_EQ(storage[i],
-                  lines[i] != nullptr ? before[i] : std::vector<std::uint8_t>(kRoom, 0xEE));
+        EXPECT_EQ(storage[i], lineOf(i, lines[i] != nullptr ? width : 0, shift));
     }
 }
 

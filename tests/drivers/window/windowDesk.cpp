@@ -1,11 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "windowDesk.h"
 
-#include <csignal>
-#include <filesystem>
-#include <fstream>
-#include <gtest/gtest.h>
-
 // Last, because its macros have common names.
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
@@ -67,10 +62,6 @@ std::string titleOf(Display* display, Window window) {
 
 } // namespace
 
-void Desk::Closer::operator()(Display* display) const {
-    XCloseDisplay(display);
-}
-
 Desk::Desk(const std::string& screen, Manager manager) : managed_(manager == Manager::Openbox) {
     startServer(screen);
     if (display_ && managed_) {
@@ -89,30 +80,26 @@ Desk::~Desk() {
 
 void Desk::startServer(const std::string& screen) {
     XSetErrorHandler(ignoreError);
-    server_ = std::make_unique<Program>(std::vector<std::string>{"Xvfb", "-displayfd", "1",
-                                                                 "-screen", "0", screen,
-                                                                 "-nolisten", "tcp", "-noreset"},
-                                        std::vector<std::string>{});
+    server_ = std::make_unique<Program>(std::vector<std::string>{
+        "Xvfb", "-displayfd", "1", "-screen", "0", screen, "-nolisten", "tcp", "-noreset"});
     const auto numbered = [this] { return server_->out().find('\n') != std::string::npos; };
     if (!eventually("an X server (scripts/setup test installs it)", numbered)) {
         return;
     }
     number_ = server_->out().substr(0, server_->out().find('\n'));
-    display_.reset(XOpenDisplay((":" + number_).c_str()));
-    ASSERT_TRUE(display_);
-    XSetWindowBackground(display_.get(), DefaultRootWindow(display_.get()),
-                         WhitePixel(display_.get(), DefaultScreen(display_.get())));
-    XClearWindow(display_.get(), DefaultRootWindow(display_.get()));
-    XSync(display_.get(), False);
+    Display* const display = XOpenDisplay((":" + number_).c_str());
+    ASSERT_TRUE(display);
+    display_.reset(display, XCloseDisplay);
+    XSetWindowBackground(display, DefaultRootWindow(display),
+                         WhitePixel(display, DefaultScreen(display)));
+    XClearWindow(display, DefaultRootWindow(display));
+    XSync(display, False);
 }
 
 void Desk::startManager() {
-    std::vector<std::string> surroundings{environment()};
-    for (const char* name : {"HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME"}) {
-        surroundings.push_back(name + ("=" + home_.path().string()));
-    }
-    manager_ = std::make_unique<Program>(std::vector<std::string>{"openbox", "--sm-disable"},
-                                         surroundings);
+    const std::string home = "=" + home_.path().string();
+    manager_ = start({"env", "HOME" + home, "XDG_CONFIG_HOME" + home, "XDG_CACHE_HOME" + home,
+                      "XDG_DATA_HOME" + home, "openbox", "--sm-disable"});
     // It announces itself before it manages windows, and ignores those that appear in between.
     const Window probe =
         XCreateSimpleWindow(display(), DefaultRootWindow(display()), 0, 0, 20, 20, 0, 0, 0);
@@ -125,7 +112,8 @@ void Desk::startManager() {
 }
 
 std::unique_ptr<Program> Desk::start(std::vector<std::string> command) const {
-    return std::make_unique<Program>(std::move(command), std::vector<std::string>{environment()});
+    command.insert(command.begin(), {"env", "DISPLAY=:" + number_});
+    return std::make_unique<Program>(std::move(command));
 }
 
 Window Desk::find(Window below, const std::string& title) const {

@@ -7,8 +7,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <string>
-#include <vector>
 
 /// Declared here, because the window system's header would define names like None in every test.
 struct _XDisplay;
@@ -32,10 +30,6 @@ struct Screenshot {
     int depth = 0;
     std::uint32_t masks[3] = {}; ///< red, green, blue
     std::vector<std::uint32_t> pixels;
-    [[nodiscard]] std::uint32_t at(int column, int row) const {
-        return pixels[static_cast<std::size_t>(row) * static_cast<std::size_t>(width) +
-                      static_cast<std::size_t>(column)];
-    }
 };
 
 /// A virtual screen, with or without a window manager. Its root is white.
@@ -81,15 +75,11 @@ class Desk {
     void startServer(const std::string& screen);
     void startManager();
     WindowId find(WindowId below, const std::string& title) const;
-    [[nodiscard]] std::string environment() const { return "DISPLAY=:" + number_; }
 
-    struct Closer {
-        void operator()(_XDisplay* display) const;
-    };
     support::TempDir home_;
     std::string number_;
     std::unique_ptr<Program> server_;
-    std::unique_ptr<_XDisplay, Closer> display_;
+    std::shared_ptr<_XDisplay> display_;
     std::unique_ptr<Program> manager_;
     bool managed_ = false;
 };

@@ -15,7 +15,6 @@
 #include <iterator>
 #include <poll.h>
 #include <string_view>
-#include <unistd.h>
 
 #include <X11/Xlib.h> // last, because its macros have common names
 

@@ -14,7 +14,6 @@
 
 #include <algorithm>
 #include <atomic>
-#include <sys/file.h>
 #include <sys/ipc.h>
 #include <sys/shm.h>
 #include <sys/syscall.h>
@@ -24,8 +23,6 @@
 namespace {
 
 using namespace commandTesting;
-namespace fs = std::filesystem;
-using Names = std::set<std::string>;
 
 constexpr char kAccessList[] = "system.posix_acl_access";
 
@@ -56,30 +53,6 @@ class FilesTest : public CommandTest {
         const auto written = file->write(text);
         const auto done = written ? file->commit() : written;
         return done ? "" : done.failure().text;
-    }
-
-    /// A process that runs `act`, which does not return, and is killed when `act` requests it.
-    template <typename Act>
-    static pid_t killedProcess(Act act) {
-        int ready[2];
-        EXPECT_EQ(pipe(ready), 0);
-        const pid_t pid = fork();
-        if (pid == 0) {
-            act([&] {
-                (void)!write(ready[1], "r", 1);
-                for (;;) {
-                    pause();
-                }
-            });
-            _exit(1);
-        }
-        char byte = 0;
-        EXPECT_EQ(read(ready[0], &byte, 1), 1);
-        kill(pid, SIGKILL);
-        EXPECT_EQ(waitpid(pid, nullptr, 0), pid);
-        close(ready[0]);
-        close(ready[1]);
-        return pid;
     }
 
   private:
@@ -141,8 +114,7 @@ TEST_F(FilesTest, aGroupThatCannotBeKeptIsAllowedNoMoreThanOthers) {
     fs::permissions(files().path(), fs::perms(0777));
     fs::permissions(pic, fs::perms(0644));
     unsetenv("TMPDIR");
-    const Ended ended = run({"convert", pic, target}, {.otherUser = true});
-    EXPECT_EQ(ended.exit, 0) << ended.err;
+    expectDone({"convert", pic, target}, {.otherUser = true});
     struct stat after {};
     ASSERT_EQ(stat(target.c_str(), &after), 0);
     EXPECT_EQ(after.st_uid, 65534U);
@@ -198,9 +170,8 @@ TEST_F(FilesTest, syncIsAskedForAndItsFailureIsReported) {
     const auto pic = picture();
     const auto old = files().write("b.png", "old");
     const Around failing{.prepare = [] { support::denyCall(SYS_fsync, EIO); }};
-    const Ended ended = run({"convert", "--sync", pic, old}, failing);
-    EXPECT_EQ(ended.exit, 1);
-    EXPECT_TRUE(contains(ended.err, old + ": not on the disk: Input/output error"));
+    expectFailed({"convert", "--sync", pic, old}, old + ": not on the disk: Input/output error", 1,
+                 failing);
     EXPECT_EQ(contentOf(old), "old");
     EXPECT_EQ(run({"convert", pic, old}, failing).exit, 0) << "only when it is asked for";
     EXPECT_EQ(run({"convert", "--sync", pic, old}).exit, 0);
@@ -264,7 +235,9 @@ TEST_F(FilesTest, memoryThatRunsOutLeavesNothing) {
 }
 
 TEST_F(FilesTest, onlyTheMarksOfCertainlyDeadProcessesAreDead) {
-    const std::string text = std::to_string(killedProcess([](auto ready) { ready(); }));
+    const pid_t dead = support::startChild([] { return 0; });
+    EXPECT_EQ(support::exitStatusOf(dead), 0);
+    const std::string text = std::to_string(dead);
     const std::string mark = ownMark(); // tdr-WORLD-PID-START-NUMBER
     const std::string world = mark.substr(0, 20);
     const std::string pid = std::to_string(getpid());
@@ -361,11 +334,10 @@ TEST_F(FilesTest, aLimitOfFileSizeIsAReasonAndLeavesNothing) {
     const auto scene = in("a.scn");
     fs::copy_file(sample("lighthouse.scn"), scene);
     const std::string before = contentOf(scene);
-    const Ended plot = run({"plot", scene, "-o", in("a.svg")}, {.largestFile = 1000});
-    EXPECT_EQ(plot.exit, 1) << "signal " << plot.signal;
-    EXPECT_TRUE(contains(plot.err, "a.svg: File too large"));
-    const Ended format = run({"scene", "format", scene, "-o", scene}, {.largestFile = 100});
-    EXPECT_EQ(format.exit, 1) << "signal " << format.signal;
+    expectFailed({"plot", scene, "-o", in("a.svg")}, "a.svg: File too large", 1,
+                 {.largestFile = 1000});
+    expectFailed({"scene", "format", scene, "-o", scene}, "File too large", 1,
+                 {.largestFile = 100});
     EXPECT_EQ(contentOf(scene), before);
     EXPECT_EQ(namesIn(files().path()), Names{"a.scn"});
     EXPECT_EQ(privateNames(), Names());
@@ -382,9 +354,8 @@ TEST_F(FilesTest, closedStreamsAreNotTakenByFiles) {
     }};
     EXPECT_EQ(run({"convert", pic, in("b.png")}, closed).exit, 0);
     EXPECT_EQ(run({"compare", pic, in("b.png")}).exit, 0);
-    const Ended info = run({"info", pic}, {.prepare = [] { close(STDOUT_FILENO); }});
-    EXPECT_EQ(info.exit, 1) << "what is said reaches nobody";
-    EXPECT_TRUE(contains(info.err, "standard output: Bad file descriptor"));
+    expectFailed({"info", pic}, "standard output: Bad file descriptor", 1,
+                 {.prepare = [] { close(STDOUT_FILENO); }});
 }
 
 TEST_F(FilesTest, aTerminalGetsNoControlCharacters) {

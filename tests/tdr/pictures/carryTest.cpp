@@ -85,14 +85,13 @@ TEST_F(CarryTest, aPicturesHeadGoesToPngAndBack) {
     const auto fraction = [](std::uint32_t under, std::uint32_t over) {
         return Chunks{{"pHYs", be32(under) + be32(over) + '\0'}};
     };
-    struct Case {
+    const struct {
         const char* name;
         std::uint32_t ratio;
         std::string comment;
         Chunks chunks;
         std::uint32_t ratioBack;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"nothing to carry", kOne, kNone, {}, kOne},
         {"1.2", 0x3F99999A, kNone, fraction(5, 6), 0x3F99999A},
         {"no short fraction", 0x3F99999B, kNone, {}, 0x3F99999B},
@@ -103,14 +102,12 @@ TEST_F(CarryTest, aPicturesHeadGoesToPngAndBack) {
         {"a comment", kOne, "take 2, \xe9", {{"tEXt", comment("take 2, \xe9")}}, kOne},
         {"a comment that fills its field", kOne, longest, {{"tEXt", comment(longest)}}, kOne},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         const auto first = files().write("a.pic", pic(c.ratio, 3, c.comment));
-        const Ended there = run({"convert", first, in("a.png")});
-        const Ended back = run({"convert", in("a.png"), in("b.pic")});
-        const Ended copied = run({"convert", first, in("c.pic")});
-        EXPECT_EQ(there.exit + back.exit + copied.exit, 0);
-        EXPECT_EQ(there.err + back.err + copied.err, "");
+        expectDone({"convert", first, in("a.png")});
+        expectDone({"convert", in("a.png"), in("b.pic")});
+        expectDone({"convert", first, in("c.pic")});
         if (!c.chunks.empty()) {
             EXPECT_EQ(chunksOf(contentOf(in("a.png"))), c.chunks);
         }
@@ -133,15 +130,12 @@ TEST_F(CarryTest, aPngKeepsWhatHoldsForItsCopy) {
     all.insert(all.begin(), {{"bKGD", "black "}, {"prVT", "unsafe"}});
     const auto from = files().write("a.png", png(16, all, behind));
 
-    const Ended copied = run({"convert", from, in("b.png")});
-    EXPECT_EQ(copied.exit, 0);
-    EXPECT_EQ(copied.err, "tdr: " + in("b.png") + ": not carried from " + from +
-                              ": 16 bits a sample, background colour, chunk prVT\n");
+    expectEnd(0, {"convert", from, in("b.png")},
+              "tdr: " + in("b.png") + ": not carried from " + from +
+                  ": 16 bits a sample, background colour, chunk prVT\n");
     EXPECT_EQ(chunksOf(contentOf(in("b.png"))), both);
 
-    const Ended ended = run({"convert", from, in("b.pic")});
-    EXPECT_EQ(ended.exit, 0);
-    EXPECT_EQ(ended.err,
+    expectEnd(0, {"convert", from, in("b.pic")},
               "tdr: " + in("b.pic") + ": not carried from " + from +
                   ": 16 bits a sample, background colour, chunk prVT, gamma, colour profile, "
                   "resolution, chunk prVt, text \"Title\", time of change\n");
@@ -181,14 +175,13 @@ TEST_F(CarryTest, whatHasNoPlaceIsTold) {
     std::string wrongSum = png(8, {{"tEXt", comment("x")}});
     wrongSum[33 + 8 + 9 + 3] ^= 1;
     const std::string large(std::size_t{3} << 20, 'x');
-    struct Case {
+    const struct {
         const char* name;
         std::string from;
         std::string content;
         std::string to;
         std::string told;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"fields", "a.pic", pic(kOne, 1, kNone), "b.png", "field code 1"},
         {"a long comment", "a.png", png(8, {{"tEXt", comment(std::string(81, 'c'))}}), "b.pic",
          "comment behind its first 80 bytes"},
@@ -200,12 +193,10 @@ TEST_F(CarryTest, whatHasNoPlaceIsTold) {
         {"mattes", "m.tag", support::tag(1, 1, 3, {0, 0x2000, 0}), "b.png",
          "mattes 2 to 3 (see --channel)"},
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         const auto from = files().write(c.from, c.content);
-        const Ended ended = run({"convert", from, in(c.to)});
-        EXPECT_EQ(ended.exit, 0);
-        EXPECT_EQ(ended.err,
+        expectEnd(0, {"convert", from, in(c.to)},
                   "tdr: " + in(c.to) + ": not carried from " + from + ": " + c.told + "\n");
     }
 }
@@ -213,10 +204,8 @@ TEST_F(CarryTest, whatHasNoPlaceIsTold) {
 TEST_F(CarryTest, aCommentThatDoesNotFitTheDiskLeavesTheOldFile) {
     const auto old = files().write("old.png", "old");
     const auto from = files().write("a.png", png(8, {{"tEXt", std::string(100'000, 'x')}}));
-    const Ended ended =
-        run({"convert", from, old}, {.largestFile = 50'000, .ignoreSizeSignal = true});
-    EXPECT_EQ(ended.exit, 1);
-    EXPECT_EQ(ended.err, "tdr: " + old + ": File too large\n");
+    expectFailed({"convert", from, old}, "tdr: " + old + ": File too large\n", 1,
+                 {.largestFile = 50'000, .ignoreSizeSignal = true});
     EXPECT_EQ(contentOf(old), "old");
     EXPECT_EQ(namesIn(files().path()), (std::set<std::string>{"a.png", "old.png"}));
 }
@@ -230,27 +219,22 @@ TEST_F(CarryTest, oneOfSeveralMattesIsChosen) {
     };
     const std::string wanted[] = {white(true, false), white(false, true), white(true, true)};
     for (int channel = 1; channel <= 3; ++channel) {
-        const Ended ended =
-            run({"convert", "--channel", std::to_string(channel), tag, in("o.pic")});
-        EXPECT_EQ(ended.exit, 0);
-        EXPECT_EQ(ended.err, "");
+        expectDone({"convert", "--channel", std::to_string(channel), tag, in("o.pic")});
         const auto expected = files().write("e.pic", wanted[channel - 1]);
         EXPECT_EQ(run({"compare", expected, in("o.pic")}).exit, 0) << channel;
     }
-    const Ended beyond = run({"convert", "--channel", "4", tag, in("o.pic")});
-    EXPECT_EQ(beyond.exit, 1);
-    EXPECT_EQ(beyond.err, "tdr: " + tag + ": has no --channel 4, the last one is 3\n");
+    expectFailed({"convert", "--channel", "4", tag, in("o.pic")},
+                 "tdr: " + tag + ": has no --channel 4, the last one is 3\n");
     EXPECT_EQ(run({"convert", "--channel", "1", in("o.pic"), in("p.pic")}).exit, 1);
     EXPECT_EQ(run({"convert", "--channel", "0", tag, in("o.pic")}).exit, 2);
 }
 
 TEST_F(CarryTest, coloursAreMultipliedByTheirAlphaAndDivided) {
-    struct Case {
+    const struct {
         const char* option;
         std::string pixel; ///< red, green, blue, alpha
         std::string result;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"--premultiply", bytes({255, 100, 1, 128}), bytes({128, 50, 1, 128})}, // 128, 50.2, 0.502
         {"--premultiply", bytes({255, 100, 1, 0}), bytes({0, 0, 0, 0})},
         {"--premultiply", bytes({255, 100, 1, 255}), bytes({255, 100, 1, 255})},
@@ -261,11 +245,10 @@ TEST_F(CarryTest, coloursAreMultipliedByTheirAlphaAndDivided) {
     const auto one = [&](const std::string& name, const std::string& rgba) {
         return files().write(name, support::rawPic(1, 1, 0xF0, rgba));
     };
-    for (const Case& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(std::string(c.option) + testing::PrintToString(c.pixel));
-        EXPECT_EQ(run({"convert", c.option, one("a.pic", c.pixel), in("b.png")}).exit, 0);
-        const Ended same = run({"compare", one("c.pic", c.result), in("b.png")});
-        EXPECT_EQ(same.exit, 0) << same.err;
+        expectDone({"convert", c.option, one("a.pic", c.pixel), in("b.png")});
+        expectDone({"compare", one("c.pic", c.result), in("b.png")});
     }
     EXPECT_EQ(run({"convert", "--premultiply", "--unpremultiply", in("a.pic"), in("b.png")}).exit,
               2);

@@ -5,14 +5,6 @@
 #include "support/program.h"
 #include "support/tempDir.h"
 
-#include <csignal>
-#include <fstream>
-#include <string>
-#include <sys/prctl.h>
-#include <sys/wait.h>
-#include <unistd.h>
-#include <vector>
-
 namespace browser {
 
 inline constexpr const char* kProgram = "/usr/bin/chromium";
@@ -39,7 +31,9 @@ inline void endLeftOver() {
 inline std::string run(const std::vector<std::string>& options, const std::string& file) {
     const support::TempDir home;
     prctl(PR_SET_CHILD_SUBREAPER, 1);
-    std::vector<std::string> line = {kProgram,
+    std::vector<std::string> line = {"env",
+                                     "HOME=" + home.path().string(),
+                                     kProgram,
                                      "--headless",
                                      "--no-sandbox",
                                      "--disable-gpu",
@@ -54,7 +48,7 @@ inline std::string run(const std::vector<std::string>& options, const std::strin
                                      "--user-data-dir=" + (home / "profile")};
     line.insert(line.end(), options.begin(), options.end());
     line.push_back("file://" + file);
-    support::Program program(line, {"HOME=" + home.path().string()});
+    support::Program program(line);
     program.exitStatus(std::chrono::seconds(250)); // a loaded machine is slow
     endLeftOver();
     return program.out();

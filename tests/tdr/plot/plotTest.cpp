@@ -4,7 +4,6 @@
 #include "tdr/commandTesting.h"
 #include "tdr/picture.h"
 
-#include <algorithm>
 #include <cmath>
 
 namespace {
@@ -26,54 +25,31 @@ struct Area {
     int left, top, right, bottom;
 };
 
-/// A drawing as the browser rendered it.
-class Shot {
-  public:
-    Shot(const std::string& png, int width, int height) : width_(width), height_(height) {
-        auto driver = tdr::Session::start(std::string(TDR_BIN_DIR) + "/pngFilter");
-        auto picture = tdr::readPicture(*driver, png);
-        EXPECT_TRUE(picture) << picture.failure().text();
-        if (picture) {
-            pixels_ = picture->pixels;
-        }
-        EXPECT_EQ(pixels_.size(), std::size_t(width) * std::size_t(height) * 4);
-        pixels_.resize(std::size_t(width) * std::size_t(height) * 4);
-    }
-
-    /// Pixels of about that colour.
-    [[nodiscard]] int count(const Colour& colour, const Area& area) const {
-        int found = 0;
-        for (int y = area.top; y < area.bottom; ++y) {
-            for (int x = area.left; x < area.right; ++x) {
-                found += isLike(colour, x, y) ? 1 : 0;
-            }
-        }
-        return found;
-    }
-
-    /// Percentage of the columns that have such a pixel.
-    [[nodiscard]] int coverage(const Colour& colour, const Area& area) const {
-        int columns = 0;
+/// Pixels of about that colour in a drawing.
+int count(const tdr::Picture& drawn, const Colour& colour, const Area& area) {
+    constexpr int kNear = 40;
+    int found = 0;
+    for (int y = area.top; y < area.bottom; ++y) {
         for (int x = area.left; x < area.right; ++x) {
-            columns += count(colour, {x, area.top, x + 1, area.bottom}) > 0 ? 1 : 0;
+            // Bottom line first; alpha, blue, green, red.
+            const auto at =
+                tdr::pictureBytes(drawn.width, drawn.height - 1 - y) + std::size_t(x) * 4;
+            found += std::abs(drawn.pixels.at(at + 3) - colour.red) < kNear &&
+                     std::abs(drawn.pixels[at + 2] - colour.green) < kNear &&
+                     std::abs(drawn.pixels[at + 1] - colour.blue) < kNear;
         }
-        return columns * 100 / (area.right - area.left);
     }
+    return found;
+}
 
-  private:
-    [[nodiscard]] bool isLike(const Colour& colour, int x, int y) const {
-        // Bottom line first; alpha, blue, green, red.
-        const auto* p =
-            &pixels_[(std::size_t(height_ - 1 - y) * std::size_t(width_) + std::size_t(x)) * 4];
-        constexpr int kNear = 40;
-        return std::abs(p[3] - colour.red) < kNear && std::abs(p[2] - colour.green) < kNear &&
-               std::abs(p[1] - colour.blue) < kNear;
+/// Percentage of the columns that have such a pixel.
+int coverage(const tdr::Picture& drawn, const Colour& colour, const Area& area) {
+    int columns = 0;
+    for (int x = area.left; x < area.right; ++x) {
+        columns += count(drawn, colour, {x, area.top, x + 1, area.bottom}) > 0 ? 1 : 0;
     }
-
-    int width_;
-    int height_;
-    std::vector<std::uint8_t> pixels_;
-};
+    return columns * 100 / (area.right - area.left);
+}
 
 int countOf(const std::string& text, const std::string& part) {
     int count = 0;
@@ -110,9 +86,12 @@ class PlotTest : public CommandTest {
     }
 
     /// The last plot in the browser.
-    Shot shot(int width, int height) {
+    tdr::Picture shot(int width, int height) {
         browser::screenshot(in("o.svg"), in("o.png"), width, height);
-        return {in("o.png"), width, height};
+        auto driver = tdr::Session::start(std::string(TDR_BIN_DIR) + "/pngFilter");
+        auto picture = tdr::readPicture(*driver, in("o.png"));
+        EXPECT_TRUE(picture && picture->width == width && picture->height == height);
+        return std::move(*picture);
     }
 
     std::string said_; ///< what the last plot wrote to stderr
@@ -131,14 +110,14 @@ class BrowserTest : public PlotTest {
 
 TEST_F(BrowserTest, aCurveIsSolidBetweenItsKeysAndBrokenOutside) {
     plot({sample("lighthouse.scn"), "--curve", "cam_fov", "--frames", "-100-400"});
-    const Shot drawn = shot(1016, 398);
+    const tdr::Picture drawn = shot(1016, 398);
     // The panel is 640 pixels wide from 112 on: frame 1 is at 241, frame 240 at 547.
-    EXPECT_GT(drawn.coverage(kBlue, {252, 120, 536, 310}), 94) << "inside, but for keys' rims";
+    EXPECT_GT(coverage(drawn, kBlue, {252, 120, 536, 310}), 94) << "inside, but for keys' rims";
     for (const Area& outside : {Area{116, 120, 232, 310}, Area{558, 120, 748, 310}}) {
-        EXPECT_GT(drawn.coverage(kBlue, outside), 20);
-        EXPECT_LT(drawn.coverage(kBlue, outside), 90);
+        EXPECT_GT(coverage(drawn, kBlue, outside), 20);
+        EXPECT_LT(coverage(drawn, kBlue, outside), 90);
     }
-    EXPECT_EQ(drawn.count(kOrange, {0, 0, 1016, 398}), 0);
+    EXPECT_EQ(count(drawn, kOrange, {0, 0, 1016, 398}), 0);
 }
 
 TEST_F(BrowserTest, whatIsCrowdedIsDrawnInFull) {
@@ -148,48 +127,48 @@ TEST_F(BrowserTest, whatIsCrowdedIsDrawnInFull) {
                        std::to_string(i == 2500 ? 1000 : i % 7));
     }
     plot({files().write("spike.scn", cameraWith(curveText("CAM_FOV", keys)))});
-    const Shot spike = shot(1016, 398);
-    EXPECT_GT(spike.count(kBlue, {425, 130, 439, 280}), 100) << "one key far above the others";
-    EXPECT_GT(spike.coverage(kBlue, {160, 280, 700, 310}), 99) << "a solid line between its keys";
+    const tdr::Picture spike = shot(1016, 398);
+    EXPECT_GT(count(spike, kBlue, {425, 130, 439, 280}), 100) << "one key far above the others";
+    EXPECT_GT(coverage(spike, kBlue, {160, 280, 700, 310}), 99) << "a solid line between its keys";
 
     plot({files().write("cycle.scn", cameraWith(curveText("CAM_FOV POST_EXTRAPOLATION 2",
                                                           {"TIME 1 VALUE 0", "TIME 1.1 VALUE 3",
                                                            "TIME 1.2 "
                                                            "VALUE 0"})))});
-    const Shot cycle = shot(1016, 398);
+    const tdr::Picture cycle = shot(1016, 398);
     for (int row = 160; row < 270; ++row) { // one uniform shade, no moire pattern
-        EXPECT_GT(cycle.count({0xAF, 0xC4, 0xF4}, {180, row, 690, row + 1}), 480) << row;
+        EXPECT_GT(count(cycle, {0xAF, 0xC4, 0xF4}, {180, row, 690, row + 1}), 480) << row;
     }
 
     const std::string same = curveText("LIG_COL_R", {"TIME 5 VALUE 0", "TIME 90 VALUE 1"});
     plot({files().write("same.scn",
                         "SSCN \nx v2.60 \n\nLIGHT \n   COLOUR \n" + same + same + same)});
-    const Shot alike = shot(1016, 398);
+    const tdr::Picture alike = shot(1016, 398);
     for (const Colour& colour : {kRed, kGreen, kBlue}) {
-        EXPECT_GT(alike.count(colour, {180, 130, 640, 300}), 50) << "of three equal curves";
+        EXPECT_GT(count(alike, colour, {180, 130, 640, 300}), 50) << "of three equal curves";
     }
 }
 
 TEST_F(BrowserTest, aSplineIsDrawnInThreeViewsWithPointsAndHandles) {
     plot({sample("vase.spl")});
-    const Shot drawn = shot(1000, 1004);
+    const tdr::Picture drawn = shot(1000, 1004);
     for (const Area& view :
          {Area{101, 125, 459, 483}, Area{581, 125, 939, 483}, Area{101, 575, 459, 933}}) {
-        EXPECT_GT(drawn.count(kBlue, view), 20);
-        EXPECT_GT(drawn.count(kOrange, view), 20);
-        EXPECT_GT(drawn.count(kRed, view), 20) << "the selected point";
+        EXPECT_GT(count(drawn, kBlue, view), 20);
+        EXPECT_GT(count(drawn, kOrange, view), 20);
+        EXPECT_GT(count(drawn, kRed, view), 20) << "the selected point";
     }
-    EXPECT_GT(drawn.coverage(kBlue, {230, 125, 320, 483}), 60) << "the front has a profile";
-    EXPECT_LT(drawn.coverage(kBlue, {581, 125, 939, 483}), 5) << "the side has none";
+    EXPECT_GT(coverage(drawn, kBlue, {230, 125, 320, 483}), 60) << "the front has a profile";
+    EXPECT_LT(coverage(drawn, kBlue, {581, 125, 939, 483}), 5) << "the side has none";
 }
 
 TEST_F(BrowserTest, aTreeIsDrawnAsBoxesAndBranches) {
     const std::string svg = plot({sample("desk_lamp.hrc")});
     EXPECT_EQ(countOf(svg, "<rect class=\"node"), 7);
     EXPECT_EQ(countOf(svg, "class=\"branch\""), 6);
-    const Shot drawn = shot(1200, 300);
-    EXPECT_GT(drawn.count(kNode, {41, 76, 1200, 300}), 10000);
-    EXPECT_GT(drawn.count(kBranch, {41, 76, 1200, 300}), 100);
+    const tdr::Picture drawn = shot(1200, 300);
+    EXPECT_GT(count(drawn, kNode, {41, 76, 1200, 300}), 10000);
+    EXPECT_GT(count(drawn, kBranch, {41, 76, 1200, 300}), 100);
 }
 
 TEST_F(BrowserTest, namesFromTheFileAreTextAndNothingElse) {
@@ -231,10 +210,7 @@ TEST_F(PlotTest, theCurvesOfAScene) {
 }
 
 TEST_F(PlotTest, aPictureThatCannotBeMadeHasAReason) {
-    const struct {
-        std::vector<std::string> line;
-        const char* reason;
-    } cases[] = {
+    const std::pair<std::vector<std::string>, const char*> cases[] = {
         {{"plot", sample("lighthouse.scn"), "--curve", "CAM_XYZ", "-o", in("o.svg")},
          "lighthouse.scn: no curve of channel CAM_XYZ"},
         {{"plot", sample("vase.spl"), "--show", "curves", "-o", in("o.svg")},
@@ -243,10 +219,8 @@ TEST_F(PlotTest, aPictureThatCannotBeMadeHasAReason) {
         {{"plot", sample("vase.spl"), "-o", in("no/o.svg")}, "no/o.svg: "},
         {{"plot", sample("vase.spl"), "-o", "/dev/full"}, "/dev/full: No space left on device"},
     };
-    for (const auto& c : cases) {
-        const Ended ended = run(c.line);
-        EXPECT_EQ(ended.exit, 1);
-        EXPECT_TRUE(contains(ended.err, c.reason));
+    for (const auto& [line, reason] : cases) {
+        expectFailed(line, reason);
     }
     EXPECT_TRUE(namesIn(files().path()).empty());
 }

@@ -9,7 +9,6 @@ namespace {
 
 using namespace commandTesting;
 using Json = nlohmann::json;
-using Names = std::set<std::string>;
 
 const std::string kScene = "SSCN \nmade by hand v2.60 \n\nFRAME 5 25 1 1 \nRATE 25 \n";
 
@@ -17,9 +16,7 @@ class SceneTest : public CommandTest {
   protected:
     /// The JSON of the one file.
     Json info(const std::string& file) {
-        const Ended ended = run({"info", "--json", file});
-        EXPECT_EQ(ended.exit, 0) << ended.err;
-        return Json::parse(ended.out).at(0); // throws, and so fails, if it is not JSON
+        return Json::parse(expectDone({"info", "--json", file}).out).at(0); // throws for no JSON
     }
 
     /// A copy of a sample in the test's folder.
@@ -31,9 +28,7 @@ class SceneTest : public CommandTest {
 // --- Info ----------------------------------------------------------------------------------------
 
 TEST_F(SceneTest, infoTellsWhatASceneHolds) {
-    const Ended ended = run({"info", sample("lighthouse.scn")});
-    EXPECT_EQ(ended.exit, 0);
-    EXPECT_EQ(ended.err, "");
+    const Ended ended = expectDone({"info", sample("lighthouse.scn")});
     for (const char* part :
          {": scene\n", "frames    1 to 240\n", "rate      30 frames per second",
           "path      objects \"MODELS\"\n", "camera    at along the path \"cam_flight\"\n",
@@ -90,8 +85,7 @@ TEST_F(SceneTest, jsonIsValidWhateverTheFileSays) {
     const Json named = info(files().write("name.scn", kScene + "LIGHT \n   LIGHT_NAME '" + name +
                                                           "' \n   LIGHT_TYPE POINT \n"));
     EXPECT_EQ(named["lights"][0]["name"], "a\"b\\<&>\\xff\xc3\xa9\x01");
-    const Ended text = run({"info", in("name.scn")});
-    EXPECT_TRUE(contains(text.out, "a\"b\\<&>\\xff\xc3\xa9\\x01"));
+    EXPECT_TRUE(contains(run({"info", in("name.scn")}).out, "a\"b\\<&>\\xff\xc3\xa9\\x01"));
 
     std::string deep = kScene + "HIERARCHY \n   MODEL 'n0' '' \n";
     for (int i = 1; i < 4000; ++i) {
@@ -127,9 +121,7 @@ TEST_F(SceneTest, aBigFileTakesLittleMemoryAndTooLittleIsSaid) {
     for (const auto& line : with(nodes)) {
         EXPECT_EQ(run(line, {.memory = enough}).exit, 0) << testing::PrintToString(line);
         fs::remove(nodes + ".out");
-        const Ended little = run(line, {.memory = rlim_t{22} << 20});
-        EXPECT_EQ(little.exit, 1) << testing::PrintToString(line);
-        EXPECT_EQ(little.err, "tdr: " + nodes + ": out of memory\n");
+        expectFailed(line, "tdr: " + nodes + ": out of memory\n", 1, {.memory = rlim_t{22} << 20});
     }
     EXPECT_EQ(namesIn(files().path()), (Names{"big.scn", "big.scn.out", "nodes.hrc"}));
 }
@@ -185,9 +177,8 @@ TEST_F(SceneTest, checkTellsEachLossOnceWithItsLine) {
     for (const auto& c : cases) {
         line.push_back(files().write(c.name, c.bytes));
     }
-    const Ended ended = run(line);
-    EXPECT_EQ(ended.exit, 1);
-    EXPECT_EQ(ended.err, "tdr: " + in("none.scn") + ": No such file or directory\n");
+    const Ended ended =
+        expectFailed(line, "tdr: " + in("none.scn") + ": No such file or directory\n");
     EXPECT_TRUE(contains(ended.out, "vase.spl: everything was read\n"));
     for (const auto& c : cases) {
         std::size_t at = 0;
@@ -202,8 +193,8 @@ TEST_F(SceneTest, checkTellsEachLossOnceWithItsLine) {
 }
 
 TEST_F(SceneTest, whatHasNoLossIsWhole) {
-    const Ended ended = run({"scene", "check", sample("lighthouse.scn"), sample("desk_lamp.hrc")});
-    EXPECT_EQ(ended.exit, 0);
+    const Ended ended =
+        expectDone({"scene", "check", sample("lighthouse.scn"), sample("desk_lamp.hrc")});
     EXPECT_EQ(ended.out, sample("lighthouse.scn") + ": everything was read\n" +
                              sample("desk_lamp.hrc") + ": everything was read\n");
 }
@@ -247,10 +238,7 @@ TEST_F(SceneTest, everyWayToFailHasItsOwnReason) {
              {std::vector<std::string>{"scene", "check", c.file},
               {"scene", "format", c.file, "-o", in("out")},
               {"plot", c.file, "-o", in("out")}}) {
-            const Ended ended = run(line);
-            EXPECT_EQ(ended.exit, 1) << c.file;
-            EXPECT_EQ(ended.out, "");
-            EXPECT_TRUE(contains(ended.err, c.reason));
+            EXPECT_EQ(expectFailed(line, c.reason).out, "");
             EXPECT_FALSE(std::filesystem::exists(in("out")));
         }
     }
@@ -260,9 +248,7 @@ TEST_F(SceneTest, everyWayToFailHasItsOwnReason) {
 
 TEST_F(SceneTest, formatWritesTheSamplesAsTheyAre) {
     for (const char* name : {"lighthouse.scn", "vase.spl", "desk_lamp.hrc"}) {
-        const Ended ended = run({"scene", "format", sample(name), "-o", in("out")});
-        EXPECT_EQ(ended.exit, 0);
-        EXPECT_EQ(ended.out + ended.err, "");
+        EXPECT_EQ(expectDone({"scene", "format", sample(name), "-o", in("out")}).out, "");
         EXPECT_EQ(contentOf(in("out")), contentOf(sample(name))) << name;
     }
     EXPECT_EQ(namesIn(files().path()), Names{"out"});
@@ -286,9 +272,8 @@ TEST_F(SceneTest, binaryAndTextReplaceTheFileAndComeBackEqual) {
         EXPECT_EQ(run({"scene", "text", file}).exit, 0);
         EXPECT_EQ(contentOf(file), contentOf(sample(name)));
     }
-    const Ended scene = run({"scene", "binary", sample("lighthouse.scn"), "-o", in("o")});
-    EXPECT_EQ(scene.exit, 1);
-    EXPECT_TRUE(contains(scene.err, "lighthouse.scn: scenes have no binary flavour"));
+    expectFailed({"scene", "binary", sample("lighthouse.scn"), "-o", in("o")},
+                 "lighthouse.scn: scenes have no binary flavour");
 }
 
 TEST_F(SceneTest, aFileIsNeverReplacedByOneThatHoldsLess) {

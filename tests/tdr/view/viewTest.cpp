@@ -4,7 +4,6 @@
 #include "support/pictureFiles.h"
 
 #include <algorithm>
-#include <csignal>
 
 namespace {
 
@@ -96,24 +95,22 @@ TEST_F(View, FailsWithItsServer) {
 TEST_F(View, SaysWhatIsWrong) {
     const std::string good = folder_.write("a.pic", kOne);
     const std::string bad = folder_.write("b.pic", "no picture");
-    struct {
-        const char* name;
-        std::unique_ptr<Program> program;
-        std::string reason;
-    } wrongs[] = {
-        {"missing", view(good + "x"), "No such file"},
-        {"no picture", view(bad), "no driver reads it"},
-        {"no display",
-         std::make_unique<Program>(std::vector<std::string>{TDR_COMMAND, "view", good},
-                                   std::vector<std::string>{"DISPLAY"}),
-         "no X display"},
+    const struct {
+        std::string file;
+        const char* display;
+        const char* reason;
+    } cases[] = {
+        {good + "x", "--", "No such file"},
+        {bad, "--", "no driver reads it"},
+        {good, "--unset=DISPLAY", "no X display"},
     };
-    for (auto& row : wrongs) {
-        SCOPED_TRACE(row.name);
-        EXPECT_EQ(row.program->exitStatus(), 1);
-        EXPECT_EQ(row.program->out(), "");
-        EXPECT_NE(row.program->err().find(row.reason), std::string::npos) << row.program->err();
-        EXPECT_EQ(std::ranges::count(row.program->err(), '\n'), 1) << row.program->err();
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.reason);
+        const auto program = desk_.start({"env", c.display, TDR_COMMAND, "view", c.file});
+        EXPECT_EQ(program->exitStatus(), 1);
+        EXPECT_EQ(program->out(), "");
+        EXPECT_NE(program->err().find(c.reason), std::string::npos) << program->err();
+        EXPECT_EQ(std::ranges::count(program->err(), '\n'), 1) << program->err();
     }
 }
 
