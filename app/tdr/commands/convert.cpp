@@ -150,6 +150,9 @@ Outcome<void> Conversion::convert(PictureFile& picture, std::size_t driver, Runn
         return written;
     }
     writer.session.dismiss();
+    if (pixels_) { // else it may have to read the lines again
+        picture.running->session.dismiss();
+    }
     const auto left = carryMetadata(*metadata, file.path());
     auto good = left ? verify(picture, driver, file) : problemWith(options_.output, left.failure());
     if (good) {

@@ -83,31 +83,34 @@ Outcome<std::vector<std::string>> hashesOf(PictureLines& picture) {
     return closed ? Outcome<std::vector<std::string>>(std::move(hashes)) : closed.failure();
 }
 
-/// Nothing is printed of a file that fails; the next one is still the next frame.
-ExitCode hashFile(const DriverOptions& options, const std::string& file, std::size_t frame,
-                  FrameList& list) {
+Outcome<std::string> linesOf(const DriverOptions& options, const std::string& file,
+                             std::size_t frame, FrameList& list) {
     DriverSet drivers(options);
     auto picture = PictureLines::of(openPicture(drivers, file), file, "hashed");
     if (!picture) {
-        return fail(picture.failure());
+        return picture.failure();
     }
     const auto hashes = hashesOf(*picture);
     if (!hashes) {
-        return fail(hashes.failure());
+        return hashes.failure();
     }
     std::string lines;
     for (std::size_t matte = 0; matte < hashes->size(); ++matte) {
         lines += list.line(matte, frame, picture->shape(), (*hashes)[matte]);
     }
-    return say(lines);
+    return lines;
 }
 
+/// Nothing is printed of a file that fails; the next one is still the next frame. Ends when the
+/// output fails.
 ExitCode hash(const DriverOptions& options, const std::vector<std::string>& files) {
     ExitCode exit = ExitCode::Done;
+    ExitCode said = ExitCode::Done;
     FrameList list;
-    for (std::size_t frame = 0; frame < files.size(); ++frame) {
+    for (std::size_t frame = 0; frame < files.size() && said == ExitCode::Done; ++frame) {
         exit = worse(exit, withinMemory(files[frame], [&] {
-                         return hashFile(options, files[frame], frame, list);
+                         const auto lines = linesOf(options, files[frame], frame, list);
+                         return lines ? said = say(*lines) : fail(lines.failure());
                      }));
     }
     return exit;

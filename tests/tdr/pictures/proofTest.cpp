@@ -4,6 +4,8 @@
 #include "support/pictureFiles.h"
 #include "tdr/commandTesting.h"
 
+#include <algorithm>
+
 namespace {
 
 using namespace commandTesting;
@@ -47,6 +49,10 @@ TEST_F(ProofTest, hashIsOfThePixelsAndNotOfTheFile) {
             "0,          5,          5,        1,        8, 4c3f70d2027bec6874b487e24ca1d277\n" +
             stream("1", "2x1") +
             "1,          5,          5,        1,        8, a37b9efbb7ddaaf92ac941fb12053a35\n");
+    const base::UniqueFd full(open("/dev/full", O_WRONLY | O_CLOEXEC));
+    const Ended untold = run({"hash", rgb, rgb}, {.stdoutFd = full.get()});
+    EXPECT_EQ(untold.exit, 1);
+    EXPECT_EQ(std::count(untold.err.begin(), untold.err.end(), '\n'), 1) << untold.err;
 }
 
 TEST_F(ProofTest, hashAgreesWithFfmpeg) {
