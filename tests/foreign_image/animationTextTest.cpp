@@ -247,9 +247,7 @@ TEST_F(AnimationText, DamagedReadsBackAsItIsWritten) {
 // --- Odd text ---
 
 struct Case {
-    const char* form;
-    const char* name;
-    const char* in;
+    const char *form, *in;
     int result;
     const char* next; ///< the look-ahead afterwards
     /// The rewritten text, with blanks and line ends as one blank, $ for the lines of an empty
@@ -267,106 +265,111 @@ constexpr std::string_view kPlainKey =
     " LEFT_SLOPE 0 RIGHT_SLOPE 0 INTERPOLATION LINEAR FLAG 0 KEYTYPE ";
 
 constexpr Case kCases[] = {
-    {"curve", "defaults of a key", "CURVE_TYPE CAM_FOV KEYS 1 VALUE 3 KEYTYPE RAWDATA X", 1, "X",
+    // Defaults of a key.
+    {"curve", "CURVE_TYPE CAM_FOV KEYS 1 VALUE 3 KEYTYPE RAWDATA X", 1, "X",
      "CURVE_TYPE CAM_FOV$1 TIME 0 VALUE 3%RAWDATA"},
-    {"curve", "no keys, but their count", "CURVE_TYPE CAM_FAR KEYS 0 X Y", 1, "X",
-     "CURVE_TYPE CAM_FAR$0"},
-    {"curve", "a negative count", "CURVE_TYPE CAM_FAR KEYS -3 X Y", 1, "X", "CURVE_TYPE CAM_FAR$0"},
-    {"curve", "kept also where nothing follows", "CURVE_TYPE CAM_FOV KEYS 0", 0, "",
-     "CURVE_TYPE CAM_FOV$0"},
-    {"curve", "ends before its keys", "CURVE_TYPE CAM_FOV FLAGS 3 X Y", 1, "X", ""},
-    {"curve", "an unknown first word", "X Y Z", 1, "Y", "", "", "unknown X 1;"},
-    {"curve", "unknown words",
+    {"curve", "CURVE_TYPE CAM_FAR KEYS 0 X Y", 1, "X", "CURVE_TYPE CAM_FAR$0"},
+    {"curve", "CURVE_TYPE CAM_FAR KEYS -3 X Y", 1, "X", "CURVE_TYPE CAM_FAR$0"},
+    // Kept also where nothing follows.
+    {"curve", "CURVE_TYPE CAM_FOV KEYS 0", 0, "", "CURVE_TYPE CAM_FOV$0"},
+    // Ends before its keys.
+    {"curve", "CURVE_TYPE CAM_FOV FLAGS 3 X Y", 1, "X", ""},
+    // An unknown first word.
+    {"curve", "X Y Z", 1, "Y", "", "", "unknown X 1;"},
+    {"curve",
      "CURVE_TYPE CAM_FOV INTERPOLATION CUBIC KEYS 1 TIME 1 INTERPOLATION ODD KEYTYPE NONE X", 1,
      "X", "CURVE_TYPE CAM_FOV$1 TIME 1 VALUE 0%FREEFORM",
      "Fcurve@unknown interp animToken 'CUBIC'.\n"
      "Fcvkey@unknown interp animToken 'ODD'.\n"
      "Fcvkey@unknown keytype animToken 'NONE'.\n",
      "unknown CUBIC 1;unknown ODD 1;unknown NONE 1;"},
-    {"curve", "an unknown channel keeps its name", "CURVE_TYPE OF_OURS KEYS 0 X", 1, "X",
-     "CURVE_TYPE OF_OURS$0", "", "kept OF_OURS 1;"},
-    {"curve", "no channel at all", "CURVE_TYPE  PRE_EXTRAPOLATION 0 KEYS 0 X", 1, "X",
-     "CURVE_TYPE$0"},
-    {"curve", "fewer keys than announced",
-     "CURVE_TYPE MDL_POS KEYS 32767 TIME 4 KEYTYPE KEYFRAME X", 1, "X",
+    // An unknown channel keeps its name.
+    {"curve", "CURVE_TYPE OF_OURS KEYS 0 X", 1, "X", "CURVE_TYPE OF_OURS$0", "", "kept OF_OURS 1;"},
+    // No channel at all.
+    {"curve", "CURVE_TYPE  PRE_EXTRAPOLATION 0 KEYS 0 X", 1, "X", "CURVE_TYPE$0"},
+    // Fewer keys than announced.
+    {"curve", "CURVE_TYPE MDL_POS KEYS 32767 TIME 4 KEYTYPE KEYFRAME X", 1, "X",
      "CURVE_TYPE MDL_POS$1 TIME 4 VALUE 0%KEYFRAME", "", "missing KEYS 1;"},
-    {"curve", "a word after its keys", "CURVE_TYPE MDL_POS KEYS 1 TIME 4 KEYTYPE KEYFRAME TIME 5",
-     1, "TIME", "CURVE_TYPE MDL_POS$1 TIME 4 VALUE 0%KEYFRAME"},
+    // A word after its keys.
+    {"curve", "CURVE_TYPE MDL_POS KEYS 1 TIME 4 KEYTYPE KEYFRAME TIME 5", 1, "TIME",
+     "CURVE_TYPE MDL_POS$1 TIME 4 VALUE 0%KEYFRAME"},
 
-    {"spline", "nothing but its type", "SPLINE CARDINAL X", 1, "X", "SPLINE CARDINAL & POINTS 0"},
-    {"spline", "unknown type", "SPLINE NURBS KEYLIST 3 X", 1, "X",
-     "SPLINE LINEAR & KEYLIST 3 POINTS 0", "Spline@unknown spline type animToken 'NURBS'.\n",
-     "unknown NURBS 1;"},
-    {"spline", "no type", "SPLINE STEP 3 X", 1, "X",
+    {"spline", "SPLINE CARDINAL X", 1, "X", "SPLINE CARDINAL & POINTS 0"},
+    {"spline", "SPLINE NURBS KEYLIST 3 X", 1, "X", "SPLINE LINEAR & KEYLIST 3 POINTS 0",
+     "Spline@unknown spline type animToken 'NURBS'.\n", "unknown NURBS 1;"},
+    {"spline", "SPLINE STEP 3 X", 1, "X",
      "SPLINE LINEAR NAME '' TENSION 0 STEP 3 CONSTRAINT -------- SEGMENT -------- POINTS 0",
      "Spline@unknown spline type animToken 'STEP'.\n", "unknown STEP 1;"},
-    {"spline", "a second spline ends it", "SPLINE LINEAR SPLINE BEZIER", 1, "SPLINE",
-     "SPLINE LINEAR & POINTS 0"},
-    {"spline", "unknown selection and constraint",
-     "SPLINE LINEAR CONSTRAINT C9 SELECTED SELECTED KEYLIST 3 X", 1, "X",
+    // A second spline ends it.
+    {"spline", "SPLINE LINEAR SPLINE BEZIER", 1, "SPLINE", "SPLINE LINEAR & POINTS 0"},
+    {"spline", "SPLINE LINEAR CONSTRAINT C9 SELECTED SELECTED KEYLIST 3 X", 1, "X",
      "SPLINE LINEAR & KEYLIST 3 POINTS 0", "Spline@unknown select animToken 'SELECTED'.\n",
      "unknown C9 1;unknown SELECTED 1;"},
-    {"spline", "older words are kept",
+    // Older words are kept.
+    {"spline",
      "SPLINE LINEAR KEYFRAME 1 2 KEYLIST 3 -4.5 +6 .7 WIRE_COLOUR_INDEX 3 7 SELECTED UNSELECTED X",
      1, "X",
      "SPLINE LINEAR & KEYFRAME 1 2 KEYLIST 3 -4.5 +6 .7 WIRE_COLOUR 490 SELECTED UNSELECTED "
      "POINTS 0"},
-    {"spline", "older words without numbers", "SPLINE LINEAR KEYFRAME KEYLIST X", 1, "X",
+    // Older words without numbers.
+    {"spline", "SPLINE LINEAR KEYFRAME KEYLIST X", 1, "X",
      "SPLINE LINEAR & KEYFRAME KEYLIST POINTS 0"},
-    {"spline", "fewer points than announced, short ones, a handle without a Bezier spline",
-     "SPLINE BSPLINE POINTS 30000 POSITION 1 2 3 POSITION 4 5 6 FLAG 9 NEXT 7 8 9 LIGHT", 1,
-     "LIGHT", "SPLINE BSPLINE & POINTS 2 POSITION 1 2 3 FLAG 0 POSITION 4 5 6 NEXT 7 8 9 FLAG 9",
+    // Fewer points than announced, short ones, a handle without a Bezier spline.
+    {"spline", "SPLINE BSPLINE POINTS 30000 POSITION 1 2 3 POSITION 4 5 6 FLAG 9 NEXT 7 8 9 LIGHT",
+     1, "LIGHT", "SPLINE BSPLINE & POINTS 2 POSITION 1 2 3 FLAG 0 POSITION 4 5 6 NEXT 7 8 9 FLAG 9",
      "", "missing POINTS 1;"},
-    {"spline", "more points than announced",
-     "SPLINE LINEAR POINTS 1 POSITION 1 2 3 FLAG 0 POSITION 4 5 6", 1, "POSITION",
+    // More points than announced.
+    {"spline", "SPLINE LINEAR POINTS 1 POSITION 1 2 3 FLAG 0 POSITION 4 5 6", 1, "POSITION",
      "SPLINE LINEAR & POINTS 1 POSITION 1 2 3 FLAG 0"},
-    {"spline", "a negative count, then again", "SPLINE LINEAR POINTS -1 POINTS 1 POSITION 1 2 3 X",
-     1, "X", "SPLINE LINEAR & POINTS 1 POSITION 1 2 3 FLAG 0"},
-    {"spline", "its first word is gone", "BEZIER X", 1, "X", "SPLINE BEZIER & POINTS 0"},
-    {"spline", "no spline at all", "INTEREST X", 1, "INTEREST", "SPLINE LINEAR & POINTS 0", "",
-     "missing INTEREST 1;"},
+    // A negative count, then again.
+    {"spline", "SPLINE LINEAR POINTS -1 POINTS 1 POSITION 1 2 3 X", 1, "X",
+     "SPLINE LINEAR & POINTS 1 POSITION 1 2 3 FLAG 0"},
+    // Its first word is gone.
+    {"spline", "BEZIER X", 1, "X", "SPLINE BEZIER & POINTS 0"},
+    {"spline", "INTEREST X", 1, "INTEREST", "SPLINE LINEAR & POINTS 0", "", "missing INTEREST 1;"},
 
-    {"position", "unknown form", "ORBIT ROLL 0", 1, "ROLL", "STATIC 0 0 0",
-     "Position@unknown animToken 'ORBIT'.\n", "unknown ORBIT 1;"},
-    {"position", "nothing", "", 0, "", "STATIC 0 0 0"},
+    {"position", "ORBIT ROLL 0", 1, "ROLL", "STATIC 0 0 0", "Position@unknown animToken 'ORBIT'.\n",
+     "unknown ORBIT 1;"},
+    {"position", "", 0, "", "STATIC 0 0 0"},
 
-    {"camera", "no block", "FRAME 1 2", 1, "1", nullptr, "", "unknown FRAME 1;"},
-    {"camera", "no block at the end", "FRAME", 1, "", nullptr, "", "unknown FRAME 1;"},
-    {"camera", "nothing at all", " ", 0, ""},
-    {"camera", "end after a choice", "ENLARGE ACTIVE", 0, ""},
-    {"camera", "end after a number", "ROLL 3", 0, ""},
-    {"camera", "end inside a value", "ROLL", 0, ""},
-    {"camera", "unknown depth", "DEPTH_OF_FIELD DEEP ROLL 1 X ", 1, "X", nullptr,
+    {"camera", "FRAME 1 2", 1, "1", nullptr, "", "unknown FRAME 1;"},
+    {"camera", "FRAME", 1, "", nullptr, "", "unknown FRAME 1;"},
+    {"camera", " ", 0, ""},
+    {"camera", "ENLARGE ACTIVE", 0, ""},
+    {"camera", "ROLL 3", 0, ""},
+    {"camera", "ROLL", 0, ""},
+    {"camera", "DEPTH_OF_FIELD DEEP ROLL 1 X ", 1, "X", nullptr,
      "Camera@unknown depth of field animToken 'DEEP'.\n", "unknown DEEP 1;"},
-    {"camera", "unknown enlarge", "ENLARGE MAYBE X", 1, "X", nullptr,
+    {"camera", "ENLARGE MAYBE X", 1, "X", nullptr,
      "Camera@unknown enlarge active animToken 'MAYBE'.\n", "unknown MAYBE 1;"},
-    {"camera", "mode without a word", "DEPTH_OF_FIELD\nNEAR_FOCUS 4 FAR_FOCUS 5 ", 1, "4", nullptr,
+    // Mode without a word.
+    {"camera", "DEPTH_OF_FIELD\nNEAR_FOCUS 4 FAR_FOCUS 5 ", 1, "4", nullptr,
      "Camera@unknown depth of field animToken 'NEAR_FOCUS'.\n", "unknown NEAR_FOCUS 2;"},
 
-    {"camera", "any order, and old words",
-     "ENLARGE ACTIVE TYPE 3 FAR 7 STEREO 1 NEAR 2 POSITION CONSTRAINT 4 'eye' LIGHT ", 1, "LIGHT",
-     nullptr, "", "by format TYPE 1;by format STEREO 1;"},
+    // Any order, and old words.
+    {"camera", "ENLARGE ACTIVE TYPE 3 FAR 7 STEREO 1 NEAR 2 POSITION CONSTRAINT 4 'eye' LIGHT ", 1,
+     "LIGHT", nullptr, "", "by format TYPE 1;by format STEREO 1;"},
 
-    {"light", "no block", "LIGHT ENLARGE X", 1, "ENLARGE", nullptr, "", "unknown LIGHT 1;"},
-    {"light", "nothing", " ", 0, ""},
-    {"light", "end in a name", "LIGHT_NAME", 0, ""},
-    {"light", "end after a name", "LIGHT_NAME 'x'", 0, ""},
-    {"light", "two names", "LIGHT_NAME 'x' LIGHT_NAME 'y' Z ", 1, "Z", nullptr, "",
-     "dropped LIGHT_NAME 1;"},
-    {"light", "unknown state", "SELECTED HALF Z ", 1, "Z", nullptr,
-     "Light@unknown select animToken 'HALF'.\n", "unknown HALF 1;"},
-    {"light", "unknown type", "LIGHT_TYPE\nLASER Z ", 1, "Z", nullptr,
+    {"light", "LIGHT ENLARGE X", 1, "ENLARGE", nullptr, "", "unknown LIGHT 1;"},
+    {"light", " ", 0, ""},
+    {"light", "LIGHT_NAME", 0, ""},
+    {"light", "LIGHT_NAME 'x'", 0, ""},
+    {"light", "LIGHT_NAME 'x' LIGHT_NAME 'y' Z ", 1, "Z", nullptr, "", "dropped LIGHT_NAME 1;"},
+    {"light", "SELECTED HALF Z ", 1, "Z", nullptr, "Light@unknown select animToken 'HALF'.\n",
+     "unknown HALF 1;"},
+    {"light", "LIGHT_TYPE\nLASER Z ", 1, "Z", nullptr,
      "Light@unknown light type animToken 'LASER'.\n", "unknown LASER 2;"},
-    {"light", "type without a word", "LIGHT_TYPE\nCOLOUR 0.5 1 1 Z ", 1, "0.5", nullptr,
+    // Type without a word.
+    {"light", "LIGHT_TYPE\nCOLOUR 0.5 1 1 Z ", 1, "0.5", nullptr,
      "Light@unknown light type animToken 'COLOUR'.\n", "unknown COLOUR 2;"},
-    {"light", "end in an old pair", "WIRE_COLOUR_INDEX 3", 0, "", nullptr, "",
-     "by format WIRE_COLOUR_INDEX 1;"},
+    // End in an old pair.
+    {"light", "WIRE_COLOUR_INDEX 3", 0, "", nullptr, "", "by format WIRE_COLOUR_INDEX 1;"},
 };
 
 TEST_F(AnimationText, IsReadAndWrittenAgain) {
     for (const Case& c : kCases) {
         for (const bool dropped : {true, false}) {
-            SCOPED_TRACE(testing::Message() << c.form << ": " << c.name << ", dropped " << dropped);
+            SCOPED_TRACE(testing::Message() << c.form << ": " << c.in << ", dropped " << dropped);
             animSetLineNumber(1);
             std::string out;
             EXPECT_EQ(form(c.form).pass(Input(c.in), out, dropped), c.result);

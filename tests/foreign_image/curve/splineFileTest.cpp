@@ -90,38 +90,40 @@ TEST_F(SplineFileTest, OnlyBezierTextHasHandles) {
 
 TEST_F(SplineFileTest, TextIsReadWordByWord) {
     const struct {
-        const char *name, *body; ///< the text between the braces of the spline
-        const char *type, *x;    ///< of the points, each followed by a blank
+        const char* body;     ///< the text between the braces of the spline
+        const char *type, *x; ///< of the points, each followed by a blank
         const char* notices = "";
     } cases[] = {
-        {"no blanks but between words", "type CARDINAL nbKeys 1 controlPoints { position 4 5 6 }",
-         "CARDINAL", "4 "},
-        {"carriage returns", "type BSPLINE\r\nnbKeys 0\r\ncontrolPoints\r\n{\r\n}\r\n", "BSPLINE",
-         ""},
-        {"hole is accepted", "hole type BEZIER hole", "BEZIER", ""},
-        {"unknown type", "type NURBS", "LINEAR", "", "unknown NURBS 2;"},
-        {"unknown words and blocks", "colour 3 knots { position 1 { x } } type BEZIER", "BEZIER",
-         "", "unknown colour 2;"},
-        {"fewer points than announced", "nbKeys 30000 controlPoints { [0] position 1 2 3 }",
-         "LINEAR", "1 ", "missing nbKeys 2;"},
-        {"more points than announced",
-         "nbKeys 1 controlPoints { position 1 0 0 position 2 0 0 position 3 0 0 }", "LINEAR",
+        {"type CARDINAL nbKeys 1 controlPoints { position 4 5 6 }", "CARDINAL", "4 "},
+        {"type BSPLINE\r\nnbKeys 0\r\ncontrolPoints\r\n{\r\n}\r\n", "BSPLINE", ""},
+        // Hole is accepted.
+        {"hole type BEZIER hole", "BEZIER", ""},
+        {"type NURBS", "LINEAR", "", "unknown NURBS 2;"},
+        // Unknown words and blocks.
+        {"colour 3 knots { position 1 { x } } type BEZIER", "BEZIER", "", "unknown colour 2;"},
+        // Fewer points than announced.
+        {"nbKeys 30000 controlPoints { [0] position 1 2 3 }", "LINEAR", "1 ", "missing nbKeys 2;"},
+        // More points than announced.
+        {"nbKeys 1 controlPoints { position 1 0 0 position 2 0 0 position 3 0 0 }", "LINEAR",
          "1 2 3 ", "missing nbKeys 2;"},
-        {"an index begins a point",
-         "controlPoints { [0] [1] position 7 0 0 [2] flag ( ODD SELECTED ) }", "LINEAR", "0 7 0 ",
+        // An index begins a point.
+        {"controlPoints { [0] [1] position 7 0 0 [2] flag ( ODD SELECTED ) }", "LINEAR", "0 7 0 ",
          "unknown ODD 2;"},
-        {"a point begins with any word", "controlPoints { next 1 2 3 segment ODD constraint C1 }",
-         "LINEAR", "0 ", "unknown ODD 2;"},
-        {"numbers that are none", "controlPoints { position a position 5 b }", "LINEAR", "0 5 ",
+        // A point begins with any word.
+        {"controlPoints { next 1 2 3 segment ODD constraint C1 }", "LINEAR", "0 ",
+         "unknown ODD 2;"},
+        // Numbers that are none.
+        {"controlPoints { position a position 5 b }", "LINEAR", "0 5 ",
          "missing position 2;missing position 2;"},
-        {"a flag without blanks",
-         "controlPoints { position 1 2 3 flag (ODD SELECTED) } type BEZIER", "BEZIER", "1 ",
+        // A flag without blanks.
+        {"controlPoints { position 1 2 3 flag (ODD SELECTED) } type BEZIER", "BEZIER", "1 ",
          "unknown (ODD 2;"},
-        {"a flag without brackets", "controlPoints { position 1 2 3 flag SELECTED } type BEZIER",
-         "BEZIER", "1 ", "unknown SELECTED 2;"},
+        // A flag without brackets.
+        {"controlPoints { position 1 2 3 flag SELECTED } type BEZIER", "BEZIER", "1 ",
+         "unknown SELECTED 2;"},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
+        SCOPED_TRACE(c.body);
         const OwnedSpline spline = read("SPLN: header\nspline { "s + c.body + " }\n");
         ASSERT_NE(spline, nullptr);
         EXPECT_STREQ(SplineTypeName[spline->type], c.type);

@@ -114,27 +114,31 @@ TEST(FileStrings, BinaryEndsWithAZero) {
 TEST(FileStrings, LongOnesAreCutAndConsumed) {
     const std::string x255(255, 'x');
     const struct {
-        const char* name;
         char* (*read)(std::FILE*);
         std::string file;
         const char* value; ///< null: no string
         int next;          ///< the character after it
     } cases[] = {
-        {"empty", stringReadBinary, "\0n"s, "", 'n'},
-        {"plain", stringReadBinary, "ab\0n"s, "ab", 'n'},
-        {"cut by the file", stringReadBinary, "ab", "ab", EOF},
-        {"no file at all", stringReadBinary, "", "", EOF},
-        {"255", stringReadBinary, x255 + "\0n"s, x255.c_str(), 'n'},
-        {"256", stringReadBinary, x255 + "x\0n"s, x255.c_str(), 'n'},
-        {"9999", stringReadBinary, std::string(9999, 'x') + "\0n"s, x255.c_str(), 'n'},
-        {"quoted, empty", stringReadAscii, " \"\"n", "", 'n'},
-        {"blanks and lines inside", stringReadAscii, "junk \"a b\nc\"n", "a b\nc", 'n'},
-        {"quoted, cut by the file", stringReadAscii, "\"ab", "ab", EOF},
-        {"no quote", stringReadAscii, "abc", nullptr, EOF},
-        {"quoted, 256", stringReadAscii, "\"" + x255 + "x\"n", x255.c_str(), 'n'},
+        {stringReadBinary, "\0n"s, "", 'n'},
+        {stringReadBinary, "ab\0n"s, "ab", 'n'},
+        // Cut by the file.
+        {stringReadBinary, "ab", "ab", EOF},
+        // No file at all.
+        {stringReadBinary, "", "", EOF},
+        {stringReadBinary, x255 + "\0n"s, x255.c_str(), 'n'},
+        {stringReadBinary, x255 + "x\0n"s, x255.c_str(), 'n'},
+        {stringReadBinary, std::string(9999, 'x') + "\0n"s, x255.c_str(), 'n'},
+        {stringReadAscii, " \"\"n", "", 'n'},
+        // Blanks and lines inside.
+        {stringReadAscii, "junk \"a b\nc\"n", "a b\nc", 'n'},
+        // Quoted, cut by the file.
+        {stringReadAscii, "\"ab", "ab", EOF},
+        // No quote.
+        {stringReadAscii, "abc", nullptr, EOF},
+        {stringReadAscii, "\"" + x255 + "x\"n", x255.c_str(), 'n'},
     };
     for (const auto& row : cases) {
-        SCOPED_TRACE(row.name);
+        SCOPED_TRACE(row.file.substr(0, 20));
         const base::UniqueFile stream = streamOf(row.file);
         const MallocString string(row.read(stream.get()));
         EXPECT_STREQ(string.get(), row.value);

@@ -48,37 +48,46 @@ TEST_F(PictureHeader, IsWrittenToTheByte) {
 TEST_F(PictureHeader, WhatIsReadAndWhatIsRefused) {
     const std::string three = "\x01\x08\x02\x80\x01\x08\x02\x40\x01\x08\x02\x20"s;
     const struct {
-        const char* name;
         std::string file;
         bool read;
         const char* message = ""; ///< part of the message
     } cases[] = {
-        {"a picture", head(2, 3, kRgbPacket), true},
-        {"largest size", head(32767, 32767, kRgbPacket), true},
-        {"width 0", head(0, 3, kRgbPacket), false, "is 0 pixels wide and 3 high"},
-        {"height 0", head(2, 0, kRgbPacket), false, "is 2 pixels wide and 0 high"},
-        {"width 32768", head(32768, 3, kRgbPacket), false, "is 32768 pixels wide"},
-        {"height 65535", head(2, 65535, kRgbPacket), false, "and 65535 high"},
-        {"another type word", head(2, 3, kRgbPacket).replace(88, 4, "STAG"), false},
-        {"another magic", head(2, 3, kRgbPacket).replace(0, 1, "T"), false},
-        {"an empty file", "", false},
-        {"a mask nobody serves", head(2, 3, "\x00\x08\x02\x80"s), true},
-        {"an empty mask", head(2, 3, "\x00\x08\x02\x00"s), true},
-        {"an unknown encoding", head(2, 3, "\x00\x08\x09\xE0"s), true},
-        {"four packets", head(2, 3, three + "\x00\x08\x02\x10"s), true},
-        {"five packets", head(2, 3, three + "\x01\x08\x02\x10\x00\x08\x02\x00"s), false,
+        {head(2, 3, kRgbPacket), true},
+        {head(32767, 32767, kRgbPacket), true},
+        {head(0, 3, kRgbPacket), false, "is 0 pixels wide and 3 high"},
+        {head(2, 0, kRgbPacket), false, "is 2 pixels wide and 0 high"},
+        {head(32768, 3, kRgbPacket), false, "is 32768 pixels wide"},
+        {head(2, 65535, kRgbPacket), false, "and 65535 high"},
+        {head(2, 3, kRgbPacket).replace(88, 4, "STAG"), false},
+        {head(2, 3, kRgbPacket).replace(0, 1, "T"), false},
+        {"", false},
+        // A mask nobody serves.
+        {head(2, 3, "\x00\x08\x02\x80"s), true},
+        // An empty mask.
+        {head(2, 3, "\x00\x08\x02\x00"s), true},
+        // An unknown encoding.
+        {head(2, 3, "\x00\x08\x09\xE0"s), true},
+        // Four packets.
+        {head(2, 3, three + "\x00\x08\x02\x10"s), true},
+        // Five packets.
+        {head(2, 3, three + "\x01\x08\x02\x10\x00\x08\x02\x00"s), false,
          "more channel packets than channels"},
-        {"an endless chain", head(2, 3, repeated(1000, "\x01\x08\x02\x00"s)), false,
+        // An endless chain.
+        {head(2, 3, repeated(1000, "\x01\x08\x02\x00"s)), false,
          "more channel packets than channels"},
-        {"a channel twice", head(2, 3, "\x01\x08\x02\xE0\x00\x08\x02\x30"s), true},
-        {"channels of 16 bits", head(2, 3, "\x01\x08\x02\xE0\x00\x10\x02\x10"s), false,
-         "stores 16 bits per channel"},
-        {"channels of 4 bits", head(2, 3, "\x00\x04\x02\xE0"s), false, "stores 4 bits per channel"},
-        {"chained to nothing", head(2, 3, "\x01\x08\x02\xE0"s), false, "ends inside"},
-        {"no packet", head(2, 3, ""), false, "ends inside its channel packets"},
+        // A channel twice.
+        {head(2, 3, "\x01\x08\x02\xE0\x00\x08\x02\x30"s), true},
+        // Channels of 16 bits.
+        {head(2, 3, "\x01\x08\x02\xE0\x00\x10\x02\x10"s), false, "stores 16 bits per channel"},
+        // Channels of 4 bits.
+        {head(2, 3, "\x00\x04\x02\xE0"s), false, "stores 4 bits per channel"},
+        // Chained to nothing.
+        {head(2, 3, "\x01\x08\x02\xE0"s), false, "ends inside"},
+        // No packet.
+        {head(2, 3, ""), false, "ends inside its channel packets"},
     };
     for (const auto& row : cases) {
-        SCOPED_TRACE(row.name);
+        SCOPED_TRACE(testing::Message() << row.message << ", row " << &row - cases);
         const support::CaptureStderr captured;
         errno = EPERM;
         const Opened opened = open(row.file);

@@ -158,27 +158,25 @@ TEST_F(PictureLines, AnUnknownEncodingMovesNothing) {
 }
 
 TEST_F(PictureWriting, AChannelThatIsNamedTwiceReadsAsTheLaterPacketHasIt) {
-    const auto packet = [](int type, int width, int channels, char value) {
-        const bool isRaw = type == kEncodingRaw;
-        std::string line =
-            isRaw ? ""
-                  : std::string(1, static_cast<char>(type == kEncodingPure ? width : width + 127));
-        return line.append(static_cast<std::size_t>(isRaw ? width * channels : channels), value);
-    };
     for (const CoderTable* table : coderTables()) {
         codersUse(table);
         for (const int width : {2, 15, 64, 127}) {
-            for (const int type : {kEncodingRaw, kEncodingPure, kEncodingMixed}) {
-                SCOPED_TRACE(testing::Message() << table->name << width << ", type " << type);
-                const char coder = static_cast<char>(type);
-                std::string file = head(width, 3, "\1\10"s + coder + "\xF0\0\10"s + coder + '\x90');
-                for (int row = 0; row < 3; ++row) {
-                    file += packet(type, width, 4, 1) + packet(type, width, 2, 2);
-                }
-                const UniquePicture whole = read(file);
+            const std::pair<char, std::string> controls[] = {
+                {kEncodingRaw, ""},
+                {kEncodingPure, {static_cast<char>(width)}},
+                {kEncodingMixed, {static_cast<char>(width + 127)}}};
+            for (const auto& [type, control] : controls) {
+                SCOPED_TRACE(testing::Message() << table->name << width << ", type " << int{type});
+                const std::size_t pixels =
+                    type == kEncodingRaw ? static_cast<std::size_t>(width) : 1;
+                const std::string line =
+                    control + std::string(4 * pixels, 1) + control + std::string(2 * pixels, 2);
+                const UniquePicture whole =
+                    read(head(width, 3, "\1\10"s + type + "\xF0\0\10"s + type + '\x90') + line +
+                         line + line);
                 ASSERT_NE(whole, nullptr);
                 for (int c = 0; c < 4; ++c) {
-                    const std::uint8_t value = c == kRed || c == kAlpha ? 2 : 1;
+                    const int value = c == kRed || c == kAlpha ? 2 : 1;
                     EXPECT_EQ(std::count(whole->planes[c], whole->planes[c] + 3 * width, value),
                               3 * width)
                         << c;

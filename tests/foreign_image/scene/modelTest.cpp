@@ -147,36 +147,39 @@ TEST_F(ModelText, WritesAndReadsTheNodeHeaderToTheLetter) {
 }
 
 struct TextCase {
-    const char* name;
     const char* body;    ///< after the word "model"
     const char* written; ///< the text after the header lines of the node when it is written again
-    const char* notices;
+    const char* notices = "";
 };
 
 constexpr TextCase kTextCases[] = {
-    {"empty node", "{ }", "}\n", ""},
-    {"no braces round the root", "name \"a\" }", "}\n", ""},
-    {"unknown block kept", "{\n mesh\n {\n  1 {2} \"}\"\n }\n}",
-     "\n  mesh\n {\n  1 {2} \"}\"\n }\n}\n", ""},
-    {"braces without blanks", "{mesh{a}material{b}}", "\n  mesh{a}\n\n  material{b}\n}\n", ""},
-    {"block without braces", "{ texture a b c\nactor_data }",
-     "\n  texture a b c\n\n  actor_data\n}\n", ""},
-    {"table words inside braces and quotes", "{ face { mesh } \"patch\" x }",
-     "\n  face { mesh } \"patch\" x\n}\n", ""},
-    {"unknown word kept and told", "{\n\nfoo 1 2\nmesh 3 }", "\n  foo 1 2\n\n  mesh 3\n}\n",
-     "kept foo 3;"},
-    {"too few numbers", "{ scaling 2 mesh }", "\n  mesh\n}\n", "missing scaling 1;"},
-    {"name without quotes", "{ name\nmesh }", "\n  mesh\n}\n", "missing name 2;"},
-    {"end of file in a block", "{ mesh { a \"b", "\n  mesh { a \"b\" }\n}\n",
-     "cut mesh 1;missing } 1;"},
-    {"end of file in a node", "{ name \"a\"\n", "}\n", "missing } 2;"},
-    {"user data", "{ userData \"ABCD\" size 2 { 0a ff } }",
-     "\n  userData \"ABCD\"\n  size 2\n  {\n\t0a ff \n  }\n}\n", ""},
+    {"{ }", "}\n"},
+    // No braces round the root.
+    {"name \"a\" }", "}\n"},
+    // Unknown block kept.
+    {"{\n mesh\n {\n  1 {2} \"}\"\n }\n}", "\n  mesh\n {\n  1 {2} \"}\"\n }\n}\n"},
+    // Braces without blanks.
+    {"{mesh{a}material{b}}", "\n  mesh{a}\n\n  material{b}\n}\n"},
+    // Block without braces.
+    {"{ texture a b c\nactor_data }", "\n  texture a b c\n\n  actor_data\n}\n"},
+    // Table words inside braces and quotes.
+    {"{ face { mesh } \"patch\" x }", "\n  face { mesh } \"patch\" x\n}\n"},
+    {"{\n\nfoo 1 2\nmesh 3 }", "\n  foo 1 2\n\n  mesh 3\n}\n", "kept foo 3;"},
+    // Too few numbers.
+    {"{ scaling 2 mesh }", "\n  mesh\n}\n", "missing scaling 1;"},
+    // Name without quotes.
+    {"{ name\nmesh }", "\n  mesh\n}\n", "missing name 2;"},
+    // End of file in a block.
+    {"{ mesh { a \"b", "\n  mesh { a \"b\" }\n}\n", "cut mesh 1;missing } 1;"},
+    // End of file in a node.
+    {"{ name \"a\"\n", "}\n", "missing } 2;"},
+    {"{ userData \"ABCD\" size 2 { 0a ff } }",
+     "\n  userData \"ABCD\"\n  size 2\n  {\n\t0a ff \n  }\n}\n"},
 };
 
 TEST_F(ModelText, KeepsWhatItDoesNotKnow) {
     for (const TextCase& test : kTextCases) {
-        SCOPED_TRACE(test.name);
+        SCOPED_TRACE(test.body);
         const Tree root = read(test.body);
         ASSERT_NE(root, nullptr);
         EXPECT_EQ(notices(), test.notices);

@@ -72,35 +72,36 @@ TEST_F(PrototypeTest, InitialisersFillTheirLists) {
 
 TEST_F(PrototypeTest, SectionsAsBytes) {
     const struct {
-        const char* name;
         std::vector<int> section, again; ///< words after its four letters, and when it is written
         const char* messages = "";
     } cases[] = {
-        {"empty", {0}, {0}},
-        {"face", {7, 3, 1, 2, 0, 0}, {7, 3, 1, 2, 0, 0}},
-        {"the carried lists come last",
-         {16, 1, -2, 17, 1, 300, 23, 1, 0, 0},
-         {23, 1, 0, 16, 1, -2, 17, 1, 300, 0}},
-        {"illegal tag",
-         {4, 2, 9, 9, 7, 1, 0, 0},
-         {7, 1, 0, 0},
-         "Error: tinyFile 917): illegal token: 4\n"},
-        {"other illegal tags",
-         {24, 0, -1, 1, 5, 0},
+        {{0}, {0}},
+        {{7, 3, 1, 2, 0, 0}, {7, 3, 1, 2, 0, 0}},
+        // The carried lists come last.
+        {{16, 1, -2, 17, 1, 300, 23, 1, 0, 0}, {23, 1, 0, 16, 1, -2, 17, 1, 300, 0}},
+        // Illegal tag.
+        {{4, 2, 9, 9, 7, 1, 0, 0}, {7, 1, 0, 0}, "Error: tinyFile 917): illegal token: 4\n"},
+        {{24, 0, -1, 1, 5, 0},
          {0},
          "Error: tinyFile 917): illegal token: 24\nError: tinyFile 917): illegal token: -1\n"},
-        {"a list twice", {7, 1, 4, 7, 2, 5, 6, 0}, {7, 2, 5, 6, 0}},
-        {"lengths below 1", {7, 0, 6, -3, 20, 1, 8, 0}, {20, 1, 8, 0}},
-        {"shorter than it says", {7, 32767, 1, 2}, {7, 2, 1, 2, 0}},
-        {"no end", {7, 1, 2, 20, 1, 5}, {7, 1, 2, 20, 1, 5, 0}},
-        {"skipping past the end", {4, 32767, 1}, {0}, "Error: tinyFile 917): illegal token: 4\n"},
-        {"nothing", {}, {0}},
+        // A list twice.
+        {{7, 1, 4, 7, 2, 5, 6, 0}, {7, 2, 5, 6, 0}},
+        // Lengths below 1.
+        {{7, 0, 6, -3, 20, 1, 8, 0}, {20, 1, 8, 0}},
+        // Shorter than it says.
+        {{7, 32767, 1, 2}, {7, 2, 1, 2, 0}},
+        // No end.
+        {{7, 1, 2, 20, 1, 5}, {7, 1, 2, 20, 1, 5, 0}},
+        // Skipping past the end.
+        {{4, 32767, 1}, {0}, "Error: tinyFile 917): illegal token: 4\n"},
+        {{}, {0}},
     };
     for (const auto& c : cases) {
+        SCOPED_TRACE(testing::PrintToString(c.section));
         const OwnedPrototype prototype = readSection(words(c.section));
-        ASSERT_NE(prototype, nullptr) << c.name;
-        EXPECT_EQ(bytesOf(prototype.get()), "PROT" + words(c.again)) << c.name;
-        EXPECT_EQ(messages(), c.messages) << c.name;
+        ASSERT_NE(prototype, nullptr);
+        EXPECT_EQ(bytesOf(prototype.get()), "PROT" + words(c.again));
+        EXPECT_EQ(messages(), c.messages);
         forEachTruncation(words(c.section), 0,
                           [](const std::string& cut) { EXPECT_NE(readSection(cut), nullptr); });
         messages();

@@ -109,22 +109,21 @@ TEST_F(UtilsTest, QuotedStrings) {
     const std::string long237(237, 'a');
     const std::string long300 = long237 + std::string(63, 'b');
     const struct {
-        const char* name;
         std::string text;
         const char *result, *rest; ///< null for no string
     } cases[] = {
-        {"plain", " \n'a name' NEXT", "a name", " NEXT"},
-        {"two lines", "'a\n\tb'", "a\n\tb", ""},
-        {"empty", "'' x", nullptr, " x"},
-        {"end of file", " \t\n", nullptr, ""},
-        {"not closed", "'abc", "abc", ""},
-        {"any first character", "Xab'c", "ab", "c"},
-        {"only a first character", "X'", "", ""},
-        {"longest", "'" + long237 + "'z", long237.c_str(), "z"},
-        {"too long", "'" + long300 + "'z", long237.c_str(), "z"},
+        {" \n'a name' NEXT", "a name", " NEXT"},
+        {"'a\n\tb'", "a\n\tb", ""},
+        {"'' x", nullptr, " x"},
+        {" \t\n", nullptr, ""},
+        {"'abc", "abc", ""},
+        {"Xab'c", "ab", "c"},
+        {"X'", "", ""},
+        {"'" + long237 + "'z", long237.c_str(), "z"},
+        {"'" + long300 + "'z", long237.c_str(), "z"},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.name);
+        SCOPED_TRACE(c.text);
         const Input in(c.text);
         const MallocString got(stringReadAsciiAnimation(in));
         EXPECT_STREQ(got.get(), c.result);
