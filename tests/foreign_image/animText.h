@@ -9,7 +9,6 @@
 #include "tinyUtils.h"
 
 #include <gtest/gtest.h>
-#include <optional>
 #include <sstream>
 
 namespace animtext {

@@ -10,10 +10,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
-#include <filesystem>
 #include <random>
 #include <type_traits>
-#include <vector>
 
 namespace {
 
@@ -49,7 +47,7 @@ void visit(auto& v, Spline& s, bool scene) {
     v.codes(5, s.constraint);
     v.codes(2, s.segment);
     if (scene) {
-        v.codes(7, s.display);
+        v.codes(1, s.display);
         v.codes(500, s.wireColour);
         v.codes(9, s.lineType);
         v.codes(3, s.selection);
@@ -113,9 +111,10 @@ class Random {
             std::for_each_n(s->keys, s->keyCount,
                             [](SplineKey& key) { key = {{}, key.position, {}, 0, 0, key.flags}; });
         }
-        s->wireColour = (s->display & kSplineHasWireColour) != 0 ? s->wireColour : std::int16_t{0};
-        s->lineType = (s->display & kSplineHasLineType) != 0 ? s->lineType : std::int16_t{0};
-        s->selection = (s->display & kSplineHasSelection) != 0 ? s->selection : std::int16_t{0};
+        s->display *= 7; // none of the three members, or all
+        if (s->display == 0) {
+            s->wireColour = s->lineType = s->selection = 0;
+        }
         return s;
     }
     Model* node(bool scene) {

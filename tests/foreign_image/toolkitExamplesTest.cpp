@@ -11,8 +11,6 @@
 #include <cmath>
 #include <cstring>
 #include <gtest/gtest.h>
-#include <memory>
-#include <string>
 
 namespace {
 

@@ -5,7 +5,6 @@
 #include "tinyFile.h"
 
 #include <cstring>
-#include <vector>
 
 namespace {
 
@@ -210,12 +209,15 @@ TEST_F(SplineFileTest, ThePrototypeSaysWhichFieldsThereAre) {
 // --- Records -------------------------------------------------------------------------------------
 
 TEST_F(SplineFileTest, TypesByName) {
-    for (int type = 0; type < kSplineTypes; ++type) {
-        EXPECT_EQ(splineGetTypeByName(SplineTypeName[type]), type);
+    for (const auto& [name, type] : {std::pair("CARDINAL", 3),
+                                     {"BSPLINE", 2},
+                                     {"BEZIER", 1},
+                                     {"LINEAR", 0},
+                                     {"bezier", 0},
+                                     {"", 0}}) {
+        EXPECT_EQ(splineGetTypeByName(name), type);
     }
-    for (const char* name : {"bezier", "", static_cast<const char*>(nullptr)}) {
-        EXPECT_EQ(splineGetTypeByName(name), kSplineLinear);
-    }
+    EXPECT_EQ(splineGetTypeByName(nullptr), kSplineLinear);
 }
 
 TEST_F(SplineFileTest, ShrinkingRemovesRepeatedPoints) {

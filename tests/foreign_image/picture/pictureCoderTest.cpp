@@ -5,7 +5,6 @@
 #include "picture/coders/tinyPictureCoders.h"
 
 #include <algorithm>
-#include <array>
 #include <gtest/gtest.h>
 #include <random>
 #include <sys/mman.h>
@@ -161,55 +160,54 @@ Bytes operator+(Bytes first, const Bytes& second) {
 }
 
 struct Golden {
-    const char* name;
     std::size_t encoding;
     std::string letters;
     std::size_t channels;
     Bytes bytes;
 };
 
-std::vector<Golden> goldenLines() {
-    const std::string all128 = different(128);
-    const std::string all130 = different(130);
-    return {
-        {"raw interleaves", kRaw, "ab", 3, {10, 110, 210, 11, 111, 211}},
-        {"mixed: four equal RGB pixels", kMixed, "aaaa", 3, {0x83, 10, 110, 210}},
-        {"mixed: one pixel", kMixed, "a", 3, {0x00, 10, 110, 210}},
-        {"mixed: A A B", kMixed, "aab", 1, {0x81, 10, 0x00, 11}},
-        {"mixed: A B B", kMixed, "abb", 1, {0x00, 10, 0x81, 11}},
-        {"mixed: A B", kMixed, "ab", 2, {0x01, 10, 110, 11, 111}},
-        {"mixed: run of 127", kMixed, times(127, 'a'), 1, {0xFE, 10}},
-        {"mixed: run of 128", kMixed, times(128, 'a'), 1, {0x80, 0x00, 0x80, 10}},
-        {"mixed: run of 129", kMixed, times(129, 'a'), 1, {0x80, 0x00, 0x81, 10}},
-        {"mixed: run of 200", kMixed, times(200, 'a'), 1, {0x80, 0x00, 0xC8, 10}},
-        {"mixed: run of 256", kMixed, times(256, 'a'), 1, {0x80, 0x01, 0x00, 10}},
-        {"mixed: run of 65535", kMixed, times(65535, 'a'), 1, {0x80, 0xFF, 0xFF, 10}},
-        {"mixed: run of 65536", kMixed, times(65536, 'a'), 1, {0x80, 0xFF, 0xFF, 10, 0x00, 10}},
-        {"mixed: run of 65537", kMixed, times(65537, 'a'), 1, {0x80, 0xFF, 0xFF, 10, 0x81, 10}},
-        {"mixed: 127 different", kMixed, different(127), 1, literal(0x7E, different(127))},
-        {"mixed: 128 different", kMixed, all128, 1, literal(0x7F, all128)},
-        {"mixed: 130 different", kMixed, all130, 1,
-         literal(0x7F, all128) + literal(1, all130.substr(128))},
-        {"mixed: a run that begins with the 127th pixel", kMixed, different(126) + "dd", 1,
-         literal(0x7D, different(126)) + Bytes{0x81, 13}},
-        {"mixed: a run that begins with the 128th pixel", kMixed, different(127) + "ddd", 1,
-         literal(0x7F, different(127) + "d") + Bytes{0x81, 13}},
-        {"mixed: a run that begins with the 129th pixel", kMixed, all128 + "dd", 1,
-         literal(0x7F, all128) + Bytes{0x81, 13}},
-        {"pure: one pixel", kPure, "a", 1, {1, 10}},
-        {"pure: A A B B loses the first B", kPure, "aabb", 1, {2, 10, 1, 11}},
-        {"pure: A B loses B", kPure, "ab", 2, {1, 10, 110}},
-        {"pure: run of 254", kPure, times(254, 'a'), 1, {254, 10}},
-        {"pure: run of 255", kPure, times(255, 'a'), 1, {255, 10}},
-        {"pure: run of 256", kPure, times(256, 'a'), 1, {255, 10, 1, 10}},
-        {"pure: 255 and another, which is kept", kPure, times(255, 'a') + "b", 1, {255, 10, 1, 11}},
-        {"pure: 254 and another, which is lost", kPure, times(254, 'a') + "b", 1, {254, 10}},
-    };
-}
+const Golden kGoldenLines[] = {
+    {kRaw, "ab", 3, {10, 110, 210, 11, 111, 211}},
+    {kMixed, "aaaa", 3, {0x83, 10, 110, 210}},
+    {kMixed, "a", 3, {0x00, 10, 110, 210}},
+    {kMixed, "aab", 1, {0x81, 10, 0x00, 11}},
+    {kMixed, "abb", 1, {0x00, 10, 0x81, 11}},
+    {kMixed, "ab", 2, {0x01, 10, 110, 11, 111}},
+    {kMixed, times(127, 'a'), 1, {0xFE, 10}},
+    {kMixed, times(128, 'a'), 1, {0x80, 0x00, 0x80, 10}},
+    {kMixed, times(129, 'a'), 1, {0x80, 0x00, 0x81, 10}},
+    {kMixed, times(200, 'a'), 1, {0x80, 0x00, 0xC8, 10}},
+    {kMixed, times(256, 'a'), 1, {0x80, 0x01, 0x00, 10}},
+    {kMixed, times(65535, 'a'), 1, {0x80, 0xFF, 0xFF, 10}},
+    {kMixed, times(65536, 'a'), 1, {0x80, 0xFF, 0xFF, 10, 0x00, 10}},
+    {kMixed, times(65537, 'a'), 1, {0x80, 0xFF, 0xFF, 10, 0x81, 10}},
+    {kMixed, different(127), 1, literal(0x7E, different(127))},
+    {kMixed, different(128), 1, literal(0x7F, different(128))},
+    {kMixed, different(130), 1, literal(0x7F, different(128)) + literal(1, "ca")},
+    // Mixed: a run that begins with the 127th pixel.
+    {kMixed, different(126) + "dd", 1, literal(0x7D, different(126)) + Bytes{0x81, 13}},
+    // Mixed: a run that begins with the 128th pixel.
+    {kMixed, different(127) + "ddd", 1, literal(0x7F, different(127) + "d") + Bytes{0x81, 13}},
+    // Mixed: a run that begins with the 129th pixel.
+    {kMixed, different(128) + "dd", 1, literal(0x7F, different(128)) + Bytes{0x81, 13}},
+    {kPure, "a", 1, {1, 10}},
+    // Pure: A A B B loses the first B.
+    {kPure, "aabb", 1, {2, 10, 1, 11}},
+    // Pure: A B loses B.
+    {kPure, "ab", 2, {1, 10, 110}},
+    {kPure, times(254, 'a'), 1, {254, 10}},
+    {kPure, times(255, 'a'), 1, {255, 10}},
+    {kPure, times(256, 'a'), 1, {255, 10, 1, 10}},
+    // Pure: 255 and another, which is kept.
+    {kPure, times(255, 'a') + "b", 1, {255, 10, 1, 11}},
+    // Pure: 254 and another, which is lost.
+    {kPure, times(254, 'a') + "b", 1, {254, 10}},
+
+};
 
 TEST(PictureCoders, WriteTheBytesOfTheFormat) {
-    for (const Golden& golden : goldenLines()) {
-        SCOPED_TRACE(golden.name);
+    for (const Golden& golden : kGoldenLines) {
+        SCOPED_TRACE(golden.letters);
         const Lines lines = lettered(golden.letters, golden.channels);
         for (const CoderTable* table : coderTables()) {
             EXPECT_EQ(encode(*table, golden.encoding, lines), golden.bytes) << table->name;

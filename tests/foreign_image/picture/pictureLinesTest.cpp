@@ -4,9 +4,7 @@
 #include "pictureTesting.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <optional>
-#include <vector>
 
 namespace {
 

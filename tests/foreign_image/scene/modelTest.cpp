@@ -290,14 +290,16 @@ TEST_F(ModelFile, UnknownTokensAreToldAndSkipped) {
         written([&](std::FILE* f) { EXPECT_EQ(modelWriteBinary(f, root.get(), &prototype), 1); });
     EXPECT_EQ(body, "x\0\0\3"s);
     const std::string writer = messages();
-    EXPECT_TRUE(writer.starts_with("Error: tinyModel: ")) << writer;
-    EXPECT_TRUE(writer.ends_with(": illegal token: 99\n")) << writer;
+    EXPECT_TRUE(writer.starts_with("Error: tinyModel: ") &&
+                writer.ends_with(": illegal token: 99\n"))
+        << writer;
     const Tree again(modelReadBinary(Input(body), &prototype));
     ASSERT_NE(again, nullptr);
     EXPECT_EQ(again->hidden, 3);
     const std::string reader = messages();
-    EXPECT_TRUE(reader.starts_with("Error: tinyModel ")) << reader;
-    EXPECT_TRUE(reader.ends_with("): illegal token: 99\n")) << reader;
+    EXPECT_TRUE(reader.starts_with("Error: tinyModel ") &&
+                reader.ends_with("): illegal token: 99\n"))
+        << reader;
 }
 
 TEST_F(ModelFile, RecordsOfAlmostNoBytesAreRefused) {

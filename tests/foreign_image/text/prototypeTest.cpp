@@ -5,7 +5,6 @@
 
 #include <array>
 #include <numeric>
-#include <vector>
 
 namespace {
 
