@@ -123,7 +123,6 @@ std::string trees(const Scene* scene) {
 }
 
 struct Case {
-    const char* name;
     std::string body;
     /// What the rewritten text contains; "|a< b<a |9" stands for trees and RATE.
     std::vector<const char*> kept;
@@ -133,53 +132,43 @@ struct Case {
 const std::string kShapeCurve = "CURVE_TYPE SWEIGHT KEYS 1 TIME 1 VALUE 2 KEYTYPE FREEFORM ";
 
 const Case kCases[] = {
-    {"frame order", "FRAME 1 2 3 4 ", {"\nFRAME 1 2 3 4 "}},
-    {"whole parts",
-     "PAUSE 2.9 RATE 29.97 ",
-     {"\nPAUSE 2 \nRATE 29 "},
-     "",
-     "by format 2.9 3;by format 29.97 3;"},
-    {"toward zero",
-     "PAUSE -2.9 RATE 1e9 ",
-     {"\nPAUSE -2 \nRATE 32767 "},
-     "",
-     "by format -2.9 3;number 1e9 3;"},
-    {"one path writes six",
-     "FILE_PATH TEXTURE_PATH 'a b' ",
+    {"FRAME 1 2 3 4 ", {"\nFRAME 1 2 3 4 "}},
+    {"PAUSE 2.9 RATE 29.97 ", {"\nPAUSE 2 \nRATE 29 "}, "", "by format 2.9 3;by format 29.97 3;"},
+    // Toward zero.
+    {"PAUSE -2.9 RATE 1e9 ", {"\nPAUSE -2 \nRATE 32767 "}, "", "by format -2.9 3;number 1e9 3;"},
+    // One path writes six.
+    {"FILE_PATH TEXTURE_PATH 'a b' ",
      {"\n\n\nFILE_PATH \n   OBJECT_PATH '' \n   TEXTURE_PATH 'a b' \n   PICTURE_PATH '' \n   "
       "MATERIAL_LIB '' \n   TEXTURE_LIB '' \n   PALETTE_LIB '' \nFRAME"}},
-    {"no paths", "FILE_PATH OBJECT_PATH '' FRAME 7 8 9 10 ", {"\n\n\nFRAME 7 8 9 10 "}},
-    {"picture without sizes",
-     "PICTURE FORMAT_TYPE NTSC ASPECT 2 WIDTH 3 RATE 5 ",
+    // No paths.
+    {"FILE_PATH OBJECT_PATH '' FRAME 7 8 9 10 ", {"\n\n\nFRAME 7 8 9 10 "}},
+    // Picture without sizes.
+    {"PICTURE FORMAT_TYPE NTSC ASPECT 2 WIDTH 3 RATE 5 ",
      {"\nPICTURE \n   FORMAT_TYPE NTSC \nPIXEL"}},
-    {"picture with aspect",
-     "PICTURE ASPECT 1.5 FORMAT_TYPE CUSTOM_ASPECT ",
+    // Picture with aspect.
+    {"PICTURE ASPECT 1.5 FORMAT_TYPE CUSTOM_ASPECT ",
      {"\nPICTURE \n   FORMAT_TYPE CUSTOM_ASPECT \n   ASPECT 1.5 \nPIXEL"}},
-    {"unknown format",
-     "PICTURE FORMAT_TYPE BETA ",
+    {"PICTURE FORMAT_TYPE BETA ",
      {"   FORMAT_TYPE 35MM_137 \n"},
      "PictureReadAsciiAnimation: error, unknown picture format 'BETA'.\n",
      "unknown BETA 3;"},
-    {"filter last", "ANTIALIAS FIXED 1 2 3 FILTER 8 ", {"\nANTIALIAS FIXED 8 2 3 "}},
-    {"antialias word",
-     "ANTIALIAS SOME 4 5 6 RATE 9 ",
+    // Filter last.
+    {"ANTIALIAS FIXED 1 2 3 FILTER 8 ", {"\nANTIALIAS FIXED 8 2 3 "}},
+    {"ANTIALIAS SOME 4 5 6 RATE 9 ",
      {"||9"},
      "SceneReadAsciiAnimation: error, unknown antialias animToken 'SOME'.\n",
      "unknown SOME 3;"},
-    {"ambience curves",
-     "AMBIENCE CURVE_TYPE FAD_RED KEYS 0 CURVE_TYPE FAD_RED KEYS 0 CURVE_TYPE "
+    {"AMBIENCE CURVE_TYPE FAD_RED KEYS 0 CURVE_TYPE FAD_RED KEYS 0 CURVE_TYPE "
      "FAD_RED KEYS 0 RATE 9 ",
      {"||9"},
      "",
      "by format CURVE_TYPE 3;by format CURVE_TYPE 3;by format CURVE_TYPE 3;"},
-    {"unknown words",
-     "ONE\nRATE 3\nTWO 2\nRATE 9 ",
+    {"ONE\nRATE 3\nTWO 2\nRATE 9 ",
      {"||9"},
      "SceneReadAsciiAnimation: error, unknown animToken 'ONE'.\n",
      "unknown ONE 3;unknown TWO 5;dropped RATE 6;"},
-    {"unknown at the end", "RATE 9 ONE", {"||9"}, "", "unknown ONE 3;"},
-    {"words of a layout",
-     "CAMERA_VISIBLE 1 WINDOW_LAYOUT WINDOW_TYPE TOP CAMERA_TYPE a GRID_VISIBLE a AXIS_VISIBLE a "
+    {"RATE 9 ONE", {"||9"}, "", "unknown ONE 3;"},
+    {"CAMERA_VISIBLE 1 WINDOW_LAYOUT WINDOW_TYPE TOP CAMERA_TYPE a GRID_VISIBLE a AXIS_VISIBLE a "
      "RULER_VISIBLE a FIELD_VISIBLE a X_AXIS_LOCK a Y_AXIS_LOCK a Z_AXIS_LOCK a CAMERA_POSITION 1 "
      "2 3 CAMERA_INTEREST 1 2 3 MINIMUM_VIEW 1 2 3 MAXIMUM_VIEW 1 2 3 DELTA 1 2 3 CAMERA_FOV 1 "
      "CAMERA_ASPECT 1 CAMERA_NEAR 1 DISPLAY_TYPE 1 PICTURE 'a b' PICTURE_FRAME 1 2 3 4 5 6 "
@@ -187,63 +176,61 @@ const Case kCases[] = {
      {"\nPAUSE 0 \nRATE 9 \nRENDERING_TYPE WIRE_FRAME "},
      "",
      "by format CAMERA_VISIBLE 3;by format WINDOW_LAYOUT 3;by format MULTI_SELECT 3;"},
-    {"cut short", "FRAME 5 6", {"\nFRAME 5 6 1 1 "}},
+    {"FRAME 5 6", {"\nFRAME 5 6 1 1 "}},
 
-    {"names",
-     "HIERARCHY MODEL 'a' '' MODEL 'b' 'a' MODEL 'c' 'b' MODEL 'd' 'a' RATE 9 ",
+    {"HIERARCHY MODEL 'a' '' MODEL 'b' 'a' MODEL 'c' 'b' MODEL 'd' 'a' RATE 9 ",
      {"|a< b<a c<b d<a |9"}},
-    {"two trees",
-     "HIERARCHY MODEL 'a' '' HIERARCHY MODEL 'a' '' MODEL 'b' 'a' RATE 9 ",
-     {"|a< a< b<a |9"}},
-    {"the last of a name, or a numbered one",
-     "HIERARCHY MODEL 'a' '' MODEL 'a' 'a' MODEL 'c' 'a' 0 MODEL 'd' 'a' RATE 9 ",
+    {"HIERARCHY MODEL 'a' '' HIERARCHY MODEL 'a' '' MODEL 'b' 'a' RATE 9 ", {"|a< a< b<a |9"}},
+    // The last of a name, or a numbered one.
+    {"HIERARCHY MODEL 'a' '' MODEL 'a' 'a' MODEL 'c' 'a' 0 MODEL 'd' 'a' RATE 9 ",
      {"|a< a<a d<a c<a |9", "MODEL 'c' 'a' 0 \n", "MODEL 'd' 'a' \n"}},
-    {"no names", "HIERARCHY MODEL '' '' MODEL '' '' 0 MODEL '' '' 1 RATE 9 ", {"|-< -<- -<- |9"}},
-    {"unknown parent",
-     "HIERARCHY MODEL 'a' '' MODEL 'b' 'x' RATE 9 ",
+    {"HIERARCHY MODEL '' '' MODEL '' '' 0 MODEL '' '' 1 RATE 9 ", {"|-< -<- -<- |9"}},
+    // Unknown parent.
+    {"HIERARCHY MODEL 'a' '' MODEL 'b' 'x' RATE 9 ",
      {"|a< b<a |9"},
      "ModelReadAsciiAnimation: error, cannot find model 'x'.\n",
      "unknown x 3;"},
-    {"number too large",
-     "HIERARCHY MODEL 'a' '' MODEL 'b' 'a' 1 RATE 9 ",
+    // Number too large.
+    {"HIERARCHY MODEL 'a' '' MODEL 'b' 'a' 1 RATE 9 ",
      {"|a< b<a |9"},
      "ModelReadAsciiAnimation: error, cannot find model 'a'.\n",
      "unknown a 3;"},
-    {"empty", "HIERARCHY RATE 9 ", {"||9"}},
-    {"lines without a node", "HIERARCHY SCALING 1 2 3 RATE 9 ", {"|-< |9"}},
-    {"unknown lines, and words of the rendering settings that belong to them",
-     "HIERARCHY MODEL 'a' ''\nfoo\n 1\tb\nSHAPE TEXTURE 'wood' PICTURE 'x' FILTER 2 FRAME 9 9 1 1",
+    {"HIERARCHY RATE 9 ", {"||9"}},
+    // Lines without a node.
+    {"HIERARCHY SCALING 1 2 3 RATE 9 ", {"|-< |9"}},
+    // Unknown lines, and words of the rendering settings that belong to them.
+    {"HIERARCHY MODEL 'a' ''\nfoo\n 1\tb\nSHAPE TEXTURE 'wood' PICTURE 'x' FILTER 2 FRAME 9 9 1 1",
      {"\n      foo\n 1\tb \n      SHAPE \n      TEXTURE 'wood' PICTURE 'x' FILTER 2 \n|a< |",
       "\nFRAME 9 9 "},
      "",
      "kept foo 4;"},
-    {"fewer weights than announced",
-     "HIERARCHY MODEL 'a' '' SHAPE SHAPE_NAME 'x' INTERP_FCURVE " + kShapeCurve +
+    // Fewer weights than announced.
+    {"HIERARCHY MODEL 'a' '' SHAPE SHAPE_NAME 'x' INTERP_FCURVE " + kShapeCurve +
          "WEIGHT_FCURVES 30000 " + repeated(3, kShapeCurve) + "SHAPE 7 SHAPE_NAME 'y' RATE 9 ",
      {"SHAPE_NAME 'x' \n         INTERP_FCURVE ", "WEIGHT_FCURVES 3 \n", "SHAPE_NAME 'y'",
       "SHAPE 7 \n", "|a< |9"},
      "",
      "missing WEIGHT_FCURVES 3;"},
 
-    {"up to a scene word", "WAVE a\n  b c\nRATE 9 ", {"\nWAVE a\n  b c \n||9"}},
-    {"words in quotes and braces",
-     "WAVE 'RATE 7' { RATE 8 } x RATE 9 ",
-     {"\nWAVE 'RATE 7' { RATE 8 } x \n||9"}},
-    {"glued braces are words", "WAVE {RATE x} RATE 9 ", {"\nWAVE {RATE x} \n||9"}},
-    {"two waves", "WAVE a WAVE b RATE 9 ", {"\nWAVE a \nWAVE b \n||9"}},
-    {"line end first", "WAVE\n  a\nRATE 9 ", {"\nWAVE\n  a \n||9"}},
-    {"quote inside a word", "WAVE it's RATE 9 ", {"\nWAVE it's \n||9"}},
-    {"end of file in braces",
-     "RATE 9 WAVE { a { b",
-     {"\nWAVE { a { b } } \n||9"},
-     "",
-     "cut WAVE 3;"},
-    {"end of file in quotes", "RATE 9 WAVE 'a ", {"\nWAVE 'a ' \n||9"}, "", "cut WAVE 3;"},
+    // Up to a scene word.
+    {"WAVE a\n  b c\nRATE 9 ", {"\nWAVE a\n  b c \n||9"}},
+    // Words in quotes and braces.
+    {"WAVE 'RATE 7' { RATE 8 } x RATE 9 ", {"\nWAVE 'RATE 7' { RATE 8 } x \n||9"}},
+    // Glued braces are words.
+    {"WAVE {RATE x} RATE 9 ", {"\nWAVE {RATE x} \n||9"}},
+    {"WAVE a WAVE b RATE 9 ", {"\nWAVE a \nWAVE b \n||9"}},
+    // Line end first.
+    {"WAVE\n  a\nRATE 9 ", {"\nWAVE\n  a \n||9"}},
+    {"WAVE it's RATE 9 ", {"\nWAVE it's \n||9"}},
+    // End of file in braces.
+    {"RATE 9 WAVE { a { b", {"\nWAVE { a { b } } \n||9"}, "", "cut WAVE 3;"},
+    // End of file in quotes.
+    {"RATE 9 WAVE 'a ", {"\nWAVE 'a ' \n||9"}, "", "cut WAVE 3;"},
 };
 
 TEST_F(SceneFile, ReadsAndWritesItsLines) {
     for (const Case& test : kCases) {
-        SCOPED_TRACE(test.name);
+        SCOPED_TRACE(test.body);
         const OwnedScene scene = read(test.body);
         EXPECT_EQ(complaints(), test.messages);
         EXPECT_EQ(notices(), test.notices);
