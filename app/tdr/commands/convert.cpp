@@ -3,6 +3,7 @@
 // if it knows both formats. Both use one shared block without a copy: for the whole picture or, if
 // it is large, line by line.
 #include "base/limits.h"
+#include "files/extension.h"
 #include "files/readableFile.h"
 #include "files/replacedFile.h"
 #include "output/console.h"

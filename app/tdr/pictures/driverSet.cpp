@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "driverSet.h"
 
+#include "files/extension.h"
 #include "output/console.h"
 
 #include <algorithm>
-#include <cctype>
 #include <chrono>
 #include <map>
 #include <numeric>
@@ -42,11 +42,6 @@ std::vector<fs::path> driversIn(const fs::path& directory, std::error_code& erro
         }
     }
     return programs;
-}
-
-bool sameLetter(char a, char b) {
-    return std::tolower(static_cast<unsigned char>(a)) ==
-           std::tolower(static_cast<unsigned char>(b));
 }
 
 std::string_view withoutDot(std::string_view ending) {
@@ -144,12 +139,6 @@ Problem RunningDriver::problem(std::string_view file, const tdr::Failure& failur
     return problemWith(file, named);
 }
 
-bool hasExtension(const fs::path& path, std::string_view extension) {
-    const std::string name = path.filename().string();
-    return !extension.empty() && name.size() >= extension.size() &&
-           std::equal(extension.rbegin(), extension.rend(), name.rbegin(), sameLetter);
-}
-
 // --- Choosing one --------------------------------------------------------------------------------
 
 DriverSet::DriverSet(DriverOptions options) : options_(std::move(options)) {
@@ -229,8 +218,7 @@ Outcome<std::optional<std::size_t>> DriverSet::byKind(const std::string& kind) {
         }
     }
     auto found = find(kind, [&](const std::string& extension) {
-        return !extension.empty() &&
-               std::ranges::equal(withoutDot(kind), withoutDot(extension), sameLetter);
+        return !extension.empty() && sameLetters(withoutDot(kind), withoutDot(extension));
     });
     if (found && !*found) {
         return Problem{ExitCode::Failed,

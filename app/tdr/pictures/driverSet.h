@@ -97,6 +97,3 @@ class DriverSet {
     DriverOptions options_;
     std::vector<Entry> entries_;
 };
-
-/// True when the name of `path` ends in `extension`, upper or lower case.
-[[nodiscard]] bool hasExtension(const std::filesystem::path& path, std::string_view extension);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "pictureFile.h"
 
+#include "files/extension.h"
 #include "files/readableFile.h"
 #include "tdr/interruptGuard.h"
 

@@ -3,12 +3,15 @@
 
 #include "base/byteOrder.h"
 #include "base/retry.h"
+#include "files/driverLink.h"
+#include "files/extension.h"
 #include "files/readableFile.h"
 #include "files/replacedFile.h"
 #include "output/utf8Text.h"
 #include "tdr/interruptGuard.h"
 #include "tinyFile.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -138,18 +141,30 @@ FileStamp stampFrom(const struct stat& status) {
 }
 
 /// Examines the file before the toolkit reads it.
-Outcome<Beginning> examine(const fs::path& file, FileStamp& stamp) {
-    const auto fd = openReadable(file);
-    if (!fd) {
-        return fd.failure();
-    }
+Outcome<Beginning> examine(int fd, const fs::path& file, FileStamp& stamp) {
     Beginning beginning;
     struct stat status {};
-    if (::fstat(fd->get(), &status) != 0 || !beginning.read(fd->get())) {
+    if (::fstat(fd, &status) != 0 || !beginning.read(fd)) {
         return problemWith(file.string(), errno);
     }
     stamp = stampFrom(status);
     return beginning;
+}
+
+/// The kind by the first bytes of a file, or by the ending of its name if they do not tell; or
+/// null.
+const SceneFormat* formatOf(const Beginning& beginning, const fs::path& file) {
+    const bool binary = beginning.isBinary();
+    const std::string_view begun = binary ? beginning.type() : beginning.first();
+    for (const SceneFormat& format : kFormats) {
+        const bool older = format.olderLayout != nullptr && begun == format.olderLayout;
+        if (binary ? format.hasBinary && (begun == format.magic || older) : begun == format.magic) {
+            return &format;
+        }
+    }
+    const auto* named = std::ranges::find_if(
+        kFormats, [&](const SceneFormat& format) { return hasExtension(file, format.ending); });
+    return named == std::end(kFormats) ? nullptr : named;
 }
 
 Problem problemOf(const fs::path& file, std::string_view reason) {
@@ -173,12 +188,12 @@ std::string writeTo(const SceneDocument& document, const std::string& file, Scen
 } // namespace
 
 const SceneFormat* sceneFormatOf(const fs::path& file) {
-    for (const SceneFormat& format : kFormats) {
-        if (file.native().ends_with(format.ending)) {
-            return &format;
-        }
+    const auto fd = openReadable(file);
+    Beginning beginning;
+    if (fd && !beginning.read(fd->get())) {
+        beginning = {};
     }
-    return nullptr;
+    return formatOf(beginning, file);
 }
 
 Outcome<FileStamp> stampOf(const fs::path& file) {
@@ -196,29 +211,60 @@ bool isSameFile(const fs::path& a, const fs::path& b) {
 
 namespace {
 
-Outcome<SceneDocument> read(const fs::path& file) {
-    SceneDocument document;
-    document.format = sceneFormatOf(file);
-    if (document.format == nullptr) {
-        return problemOf(file, "the name does not end in .scn, .spl or .hrc");
+/// The toolkit's call: 0 when the file was read, else its errno, -1 if it set none.
+int readWithToolkit(SceneDocument& document, const std::string& path) {
+    const SceneListener listener(document.report);
+    errno = 0;
+    if (document.format->read(document, baseOf(path, *document.format))) {
+        return 0;
     }
-    const auto beginning = examine(file, document.stamp);
+    return errno != 0 ? errno : -1;
+}
+
+/// The toolkit opens only names with its ending; any other file is read through a link.
+Outcome<int> readAnyName(SceneDocument& document, int fd, const fs::path& file) {
+    if (file.native().ends_with(document.format->ending)) {
+        const tdr::InterruptGuard::Pause nothingToCleanUp; // a large file takes long
+        return readWithToolkit(document, file.string());
+    }
+    auto link = DriverLink::make(fd, file.string());
+    if (!link) {
+        return link.failure();
+    }
+    const auto path = link->path(document.format->ending);
+    if (!path) {
+        return path.failure();
+    }
+    const int error = readWithToolkit(document, *path);
+    document.report.rename(link->names());
+    return error;
+}
+
+Outcome<SceneDocument> read(const fs::path& file) {
+    const auto fd = openReadable(file);
+    if (!fd) {
+        return fd.failure();
+    }
+    SceneDocument document;
+    const auto beginning = examine(fd->get(), file, document.stamp);
     if (!beginning) {
         return beginning.failure();
+    }
+    document.format = formatOf(*beginning, file);
+    if (document.format == nullptr) {
+        return problemOf(file, "not a scene, spline or hierarchy: it does not begin like one");
     }
     if (document.format->hasBinary && beginning->isBinary()) {
         document.flavour = SceneFlavour::Binary;
     }
-    bool read = false;
-    errno = 0;
-    {
-        const SceneListener listener(document.report);
-        read = document.format->read(document, baseOf(file.string(), *document.format));
+    const auto error = readAnyName(document, fd->get(), file);
+    if (!error) {
+        return error.failure();
     }
-    if (!read && errno == ENOMEM) {
+    if (*error == ENOMEM) {
         return problemOf(file, "out of memory");
     }
-    if (!read) {
+    if (*error != 0) {
         return problemOf(file, whyNotRead(*beginning, *document.format, document.report));
     }
     const auto now = stampOf(file);
@@ -249,7 +295,6 @@ Outcome<void> write(const SceneDocument& document, const fs::path& target, Scene
 } // namespace
 
 Outcome<SceneDocument> readSceneDocument(const fs::path& file) {
-    const tdr::InterruptGuard::Pause nothingToCleanUp; // a large file takes long
     try {
         return read(file);
     } catch (const std::bad_alloc&) {

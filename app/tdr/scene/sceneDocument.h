@@ -43,7 +43,7 @@ struct SceneDocument {
 /// One kind of file.
 struct SceneFormat {
     const char* name;        ///< "scene"
-    const char* ending;      ///< ".scn"
+    const char* ending;      ///< ".scn", the only one that the toolkit opens
     const char* magic;       ///< the first four letters of the text flavour
     bool hasBinary;          ///< a binary flavour exists
     const char* olderLayout; ///< type word of a binary layout that is not read; may be null
@@ -52,12 +52,12 @@ struct SceneFormat {
     bool (*write)(const SceneDocument& document, const std::string& base, SceneFlavour flavour);
 };
 
-/// The kind by the ending of the file's name (the only ending that the toolkit opens for it), or
-/// null.
+/// The kind by the first bytes of the file, or by the ending of its name (in any case) if they do
+/// not tell or cannot be read; or null.
 [[nodiscard]] const SceneFormat* sceneFormatOf(const std::filesystem::path& file);
 
-/// Reads a file whose name has one of the endings. Fails with the reason: not readable, empty, of
-/// another kind, an unsupported layout, cut short, changed meanwhile, out of memory.
+/// Reads a scene, spline or hierarchy, whatever its name. Fails with the reason: not readable,
+/// empty, of another kind, an unsupported layout, cut short, changed meanwhile, out of memory.
 Outcome<SceneDocument> readSceneDocument(const std::filesystem::path& file);
 
 /// Decides, from the report of writing, whether the new file replaces the old one: success, or why

@@ -162,6 +162,13 @@ void SceneReport::append(AnimSeverity severity, std::string place, std::string t
     }
 }
 
+void SceneReport::rename(const FileNames& names) {
+    failure = names.in(failure);
+    for (SceneRemark& remark : remarks) {
+        remark.text = names.in(remark.text);
+    }
+}
+
 std::string SceneReport::losses() const {
     return inNumbers(notices, isLoss);
 }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "base/uniqueFile.h"
+#include "files/driverLink.h"
 #include "output/jsonWriter.h"
 #include "tinyUtils.h"
 
@@ -39,6 +40,9 @@ struct SceneReport {
     void add(const AnimNotice& notice);
     /// Handles a message of the toolkit. Nearly all are also notices and are ignored here.
     void addMessage(std::string_view message);
+
+    /// Puts the user's name of the file into all texts.
+    void rename(const FileNames& names);
 
     /// True when nothing was lost.
     [[nodiscard]] bool whole() const { return losses().empty(); }

@@ -211,6 +211,26 @@ TEST_F(SceneTest, aFileOfNonsenseHasABoundedCheck) {
     EXPECT_TRUE(contains(ended.out, ": 100000 unknown words, 100000 bad numbers, 99999 dropped\n"));
 }
 
+TEST_F(SceneTest, theContentDecidesWhatAFileIs) {
+    const struct {
+        const char* sample;
+        const char* name;
+        const char* kind;
+    } cases[] = {{"lighthouse.scn", "SHOT.SCN", "scene"},
+                 {"vase.spl", "vase", "spline"},
+                 {"desk_lamp.hrc", "lamp.scn", "hierarchy"}};
+    for (const auto& c : cases) {
+        const std::string file = files().write(c.name, contentOf(sample(c.sample)));
+        EXPECT_TRUE(contains(run({"info", file}).out, file + ": " + c.kind + "\n"));
+        EXPECT_TRUE(contains(run({"scene", "check", file}).out, file + ": everything was read"));
+        EXPECT_EQ(run({"scene", "format", file, "-o", file}).err, "");
+        EXPECT_EQ(contentOf(file), contentOf(sample(c.sample)));
+    }
+    const Ended ended = run({"scene", "check", files().write("gone", "SPLN: x v2.60\n\n")});
+    EXPECT_TRUE(contains(ended.err, "gone: cut short or damaged"));
+    EXPECT_FALSE(contains(ended.err, ".spl"));
+}
+
 TEST_F(SceneTest, everyWayToFailHasItsOwnReason) {
     const std::string binary = "\x53\x80\xF6\x34" + std::string(84, '\0');
     std::filesystem::create_directory(in("folder.scn"));
@@ -221,15 +241,15 @@ TEST_F(SceneTest, everyWayToFailHasItsOwnReason) {
         {in("none.scn"), "none.scn: No such file or directory"},
         {in("folder.scn"), "folder.scn: Is a directory"},
         {files().write("empty.spl", ""), "empty.spl: the file is empty"},
-        {files().write("a.txt", "SSCN"), "a.txt: the name does not end in .scn, .spl or .hrc"},
+        {files().write("a.txt", "hello"), "a.txt: not a scene, spline or hierarchy"},
         {files().write("magic.scn", "hello"), "magic.scn: not a scene file: it does not begin with "
                                               "SSCN"},
-        {files().write("magic.spl", "HRCH: x"), "magic.spl: not a spline file: it does not begin "
-                                                "with SPLN or as a binary file"},
+        {files().write("magic.SPL", "hello"), "magic.SPL: not a spline file: it does not begin "
+                                              "with SPLN or as a binary file"},
         {files().write("magic.hrc", "x"), "magic.hrc: not a hierarchy file"},
         {files().write("header.hrc", binary.substr(0, 50)), "header.hrc: ends inside its header"},
         {files().write("older.spl", binary + "BEZR"), "older.spl: is of the older layout BEZR"},
-        {files().write("other.hrc", binary + "SPLN"), "other.hrc: holds \"SPLN\" and no hierarchy"},
+        {files().write("other.hrc", binary + "PICT"), "other.hrc: holds \"PICT\" and no hierarchy"},
         {files().write("short.spl", "SPLN: x v2.60\n\n\nspline\n{\n"), "short.spl: cut short or "
                                                                        "damaged (line "},
     };
