@@ -399,6 +399,7 @@ TEST_F(AnimationText, StandInTheirMembers) {
               Numbers({31, 1, 2, 7, kInterpolateSpline, 1}));
     const FcvKey keys[] = {{1.0F, 0.5F, 3.0F, -2.0F, 0, kInterpolateLinear, kKeyFreeform, -1},
                            {24.5F, 1e6F, 0.0F, 0.0F, 5, kInterpolateConstant, kKeyKeypath, 9}};
+    // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison): exact values, no padding
     EXPECT_EQ(std::memcmp(curve->keys, keys, sizeof keys), 0);
     EXPECT_EQ(readCurve("CURVE_TYPE CAM_FOV X", curve.release()), nullptr) << "replaced";
 
@@ -411,6 +412,7 @@ TEST_F(AnimationText, StandInTheirMembers) {
               Numbers({1, 1, kSplineBezier, 2, 12, 3, 1, 7, 490, 2, 3}));
     const SplineKey points[] = {{{-1, 0, 0}, {0, 1.5F, 0}, {1, 0, 0}, 5, 2, kSplineKeySelected},
                                 {{2, 0, 0}, {3, 0, -4}, {4, 0, 0}, 0, 0, 0xF0000000}};
+    // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison): exact values, no padding
     EXPECT_EQ(std::memcmp(s->keys, points, sizeof points), 0);
 }
 

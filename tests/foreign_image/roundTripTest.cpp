@@ -131,7 +131,7 @@ class Random {
         }
         if (!scene) {
             m->splineCount = upTo(2);
-            m->splines = static_cast<Spline**>(std::malloc(2 * sizeof(Spline*)));
+            m->splines = static_cast<Spline**>(std::malloc(2 * sizeof(void*)));
             std::generate_n(m->splines, m->splineCount, [this] { return spline(true); });
         }
         return m;

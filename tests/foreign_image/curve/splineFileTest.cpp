@@ -60,6 +60,7 @@ TEST_F(SplineFileTest, TextFile) {
               std::vector<int>({1, 1, kSplineBezier, 2, -3, 4, 2}));
     const SplineKey key = {{0, 0.125F, 12345.678F}, {1, 2.5F, -3}, {9, 8, 7}, 1, 1,
                            kSplineKeySelected};
+    // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison): exact values, no padding
     EXPECT_EQ(std::memcmp(s->keys, &key, sizeof key), 0);
     EXPECT_EQ(fileOf(s.get(), 0), whole);
     EXPECT_EQ(messages() + notices(), "");
@@ -234,6 +235,7 @@ TEST_F(SplineFileTest, ShrinkingRemovesRepeatedPoints) {
     spline->keys[4].constraint = 2; // has no effect, and the first of the two stays
     EXPECT_EQ(splineShrinkBezier(spline.get()), 2);
     ASSERT_EQ(spline->keyCount, 4);
+    // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison): exact values, no padding
     EXPECT_EQ(std::memcmp(spline->keys, keys, sizeof keys), 0);
     EXPECT_EQ(splineShrinkBezier(spline.get()), 0);
     spline->keys[1] = spline->keys[0];
