@@ -205,8 +205,8 @@ TEST_F(SessionTest, aDriverEndsWhenItsHostVanishes) {
     ASSERT_GT(pid, 0);
     const base::UniqueFd driver(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
     kill(host, SIGKILL);
-    EXPECT_EQ(support::exitStatusOf(host), 256 + SIGKILL);
-    if (driver.valid()) { // otherwise it has already ended
+    (void)support::exitStatusOf(host); // it may have ended by itself
+    if (driver.valid()) {              // otherwise it has already ended
         pollfd ended{driver.get(), POLLIN, 0};
         EXPECT_EQ(poll(&ended, 1, 20'000), 1) << "the driver outlives its host";
     }

@@ -128,6 +128,16 @@ inline ScriptedParent::Script replies(const IPC_DataPacket& header, std::int32_t
     };
 }
 
+/// A set of these descriptors.
+struct Set : fd_set {
+    Set(std::initializer_list<int> fds) : fd_set{} {
+        FD_ZERO(this);
+        for (const int fd : fds) {
+            EXPECT_TRUE(ipc::addToSet(fd, this));
+        }
+    }
+};
+
 /// Saves a signal's action and restores it.
 class KeepAction {
   public:

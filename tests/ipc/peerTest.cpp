@@ -222,9 +222,8 @@ TEST_F(PeerStarting, TheGivenFaceTellsWhatWentWrong) {
     for (const Case& bad : cases) {
         SCOPED_TRACE(bad.behaviour);
         const std::string path = program(bad.behaviour);
-        fd_set set;
-        FD_ZERO(&set);
-        const fd_set empty = set;
+        Set set{};
+        const Set empty{};
         int pid = -1;
         short id = -5;
         short subId = -5;
@@ -308,8 +307,7 @@ TEST_F(PeerStarting, ARunningProcessIsAskedToConnect) {
             sendTo(fd.get(), packetOf({5, 6, 1, 2}, c.messageClass, c.code));
             readsockdata(fd.get(), &reply);
         });
-        fd_set set;
-        FD_ZERO(&set);
+        Set set{};
         const CaptureStderr said;
         int fd = connecttoprocess(1, 2, 5, 6, server.near.get(), &set);
         process.join();

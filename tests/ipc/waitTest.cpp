@@ -12,16 +12,6 @@ namespace {
 
 constexpr auto kOtherQueueMode = static_cast<IPC_QUEUE_MODE>(2);
 
-/// A set of these descriptors.
-struct Set : fd_set {
-    Set(std::initializer_list<int> fds) : fd_set{} {
-        FD_ZERO(this);
-        for (const int fd : fds) {
-            EXPECT_TRUE(ipc::addToSet(fd, this));
-        }
-    }
-};
-
 int poll(fd_set* set, IPC_QUEUE_MODE queueMode = IPC_QUEUE_SOCKETS) {
     return getsockfd(set, queueMode, IPC_BLOCKING_TIMED, 0, 0);
 }
@@ -63,9 +53,8 @@ TEST(Wait, AClosedDescriptorIsAnError) {
 }
 
 TEST(Wait, SetsHoldDescriptors0To255) {
-    fd_set set;
-    FD_ZERO(&set);
-    const fd_set empty = set;
+    Set set{};
+    const Set empty{};
     for (const int fd : {-1, 256, 1023, 1024, 1000000}) {
         EXPECT_FALSE(ipc::addToSet(fd, &set)) << fd;
         EXPECT_FALSE(ipc::isInSet(fd, &set)) << fd;
@@ -80,8 +69,7 @@ TEST(Wait, SetsHoldDescriptors0To255) {
 TEST(Wait, AReadyDescriptorBeyond255IsNotFound) {
     const SocketPair pair;
     const base::UniqueFd high(fcntl(pair.near.get(), F_DUPFD_CLOEXEC, 256));
-    fd_set set;
-    FD_ZERO(&set);
+    Set set{};
     FD_SET(high.get(), &set);
     put(pair.far.get(), "x");
     EXPECT_EQ(poll(&set), -2);
@@ -121,11 +109,7 @@ TEST(Wait, TheEventQueueEndsAWaitWhenAskedFor) {
 TEST(Wait, KillsocksTellsAllAndEmptiesTheSet) {
     const KeepAction pipe(SIGPIPE);
     SocketPair pairs[3];
-    fd_set set;
-    FD_ZERO(&set);
-    for (SocketPair& pair : pairs) {
-        ASSERT_TRUE(ipc::addToSet(pair.near.get(), &set));
-    }
+    Set set{pairs[0].near.get(), pairs[1].near.get(), pairs[2].near.get()};
     pairs[1].far.reset();
     const CaptureStderr said;
     killsocks(7, 8, &set);

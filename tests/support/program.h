@@ -85,9 +85,6 @@ class Program {
 
     [[nodiscard]] pid_t pid() const { return pid_; }
 
-    void write(const std::string& text) const {
-        EXPECT_EQ(::write(ours_[0].get(), text.data(), text.size()), std::ssize(text));
-    }
     /// Closes the read end of its stderr.
     void dropErr() { ours_[2].reset(); }
     void kill(int signal) const { ::kill(pid_, signal); }

@@ -52,12 +52,6 @@ class TempDir {
         return path;
     }
 
-    /// Makes a folder and returns its path.
-    [[nodiscard]] std::string folder(std::string_view name) const {
-        std::filesystem::create_directory(path_ / name);
-        return *this / name;
-    }
-
     /// Makes a FIFO without readers and writers and returns its path.
     [[nodiscard]] std::string fifo(std::string_view name) const {
         std::string path = *this / name;

@@ -126,6 +126,7 @@ class CommandTest : public ::testing::Test {
                        const Around& around = {}) {
         return expectEnd(exit, std::move(arguments), says, around);
     }
+    /// Both; it says nothing when `says` is empty.
     Ended expectEnd(int exit, std::vector<std::string> arguments, const std::string& says,
                     const Around& around = {}) {
         SCOPED_TRACE(testing::PrintToString(arguments));

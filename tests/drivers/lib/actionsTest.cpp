@@ -164,12 +164,7 @@ TEST_F(Actions, TransfersGoTheirWay) {
         {"put line", 1434, {8, 4}, 0, 0, "send(1225,2) putLine(1000,4,8) send(101,2)"},
         {"last line", 1434, {9, 4}, 0, 0, "send(1225,2) putLine(1000,4,9) send(101,2) postWrite()"},
         {"last, no commands", 1434, {9, 4}, kNone, 0, "send(1225,2) putLine(1000,4,9) send(101,2)"},
-        {"far line",
-         1434,
-         {INT32_MAX, 3},
-         0,
-         0,
-         "send(1225,2) putLine(1000,3,2147483647) send(101,2)"},
+        {"far", 1434, {INT32_MAX, 3}, 0, 0, "send(1225,2) putLine(1000,3,2147483647) send(101,2)"},
         {"failing put", 1434, {8, 3}, 0, -1, "send(1225,2) putLine(1000,3,8) send(102,2)"},
         {"put stamp", 1436, {3}, 0, 0, "send(1225,2) putStamp(1000,3) send(101,2)"},
     };

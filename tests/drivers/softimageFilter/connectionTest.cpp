@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Opening, refusing and closing files.
 #include "driverUnderTest.h"
-
-#include <fcntl.h>
+#include "support/descriptors.h"
 
 namespace {
 
@@ -12,10 +11,7 @@ TEST_F(SoftimageTest, AFullPipeIsRefused) {
     for (const std::string& content :
          {picHeader(1, 2, kRgbaRaw) + bytes("01020304 05060708"), support::tag(3, 2, 1, {0, 0})}) {
         const std::string path = folder / (content.substr(88, 4) == "PICT" ? "p.pic" : "p.tag");
-        ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
-        const base::UniqueFd pipe(open(path.c_str(), O_RDWR | O_CLOEXEC));
-        ASSERT_EQ(write(pipe.get(), content.data(), content.size()),
-                  static_cast<ssize_t>(content.size()));
+        const support::FailingPipe pipe(path, content);
         const support::CaptureStderr said;
         EXPECT_EQ(filter.read(path), -1);
         EXPECT_FALSE(filter.isOpen());

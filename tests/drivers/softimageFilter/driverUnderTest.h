@@ -64,9 +64,10 @@ inline std::vector<Refusal> refusals(const support::TempDir& folder) {
     const auto tag = [&](const char* name, int channels) {
         return folder.write(name, support::tag(1, 1, channels));
     };
+    std::filesystem::create_directory(folder / "sub.pic");
     return {
         {"FIFO without a reader", folder.fifo("out.pic"), 1, "' - No such device"},
-        {"a folder to write", folder.folder("sub.pic"), 1, "' - Is a directory"},
+        {"a folder to write", folder / "sub.pic", 1, "' - Is a directory"},
         {"name without ending", pic("bare", 1, 1, kRgbaRaw), 0, nullptr},
         {"PIC of width 0", pic("w.pic", 0, 1, kRgbaRaw), 0, "32767"},
         {"PIC of height -1", pic("h.pic", 1, 65535, kRgbaRaw), 0, "32767"},

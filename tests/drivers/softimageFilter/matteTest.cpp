@@ -7,6 +7,7 @@ namespace {
 
 TEST_F(SoftimageTest, MatteBitsArePackedFromBitZeroUpwards) {
     // Literals keep 14 pixels from bit 13 down.
+    const std::vector<int> runs = {kOnes | 20, kZeros | 20, kOnes | 14, 0};
     const struct {
         const char* name;
         int width, height, channels;
@@ -17,12 +18,7 @@ TEST_F(SoftimageTest, MatteBitsArePackedFromBitZeroUpwards) {
         {"two rows", 10, 2, 1, {0b11000000010000, 0b00000000110000}, {"80 83", "83 82"}},
         // 101, 010, 111; so pixels are (1,0,1) (0,1,1) (1,0,1): bits from 0 up 101 011 10 | 1.
         {"channels in a pixel", 3, 1, 3, {0b101 << 11, 0b010 << 11, 0b111 << 11}, {"F5 81"}},
-        {"runs",
-         20,
-         3,
-         1,
-         {kOnes | 20, kZeros | 20, kOnes | 14, 0},
-         {"FF BF 80", "80 80 80", "FF FF 8F"}},
+        {"runs", 20, 3, 1, runs, {"FF BF 80", "80 80 80", "FF FF 8F"}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);

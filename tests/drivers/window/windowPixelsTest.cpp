@@ -7,15 +7,14 @@
 
 namespace {
 
-struct Layout {
-    const char* name;
-    ScreenPixel screen;
-    std::vector<unsigned char> bytes; ///< of red 255 green 0 blue 128, then red 0 green 8 blue 255
-};
-
 TEST(WindowPixels, AreStoredInTheScreensLayout) {
+    // Red 255 green 0 blue 128, then red 0 green 8 blue 255.
     const std::uint32_t row[] = {0x7f8000ffU, 0x00ff0800U};
-    const Layout layouts[] = {
+    const struct {
+        const char* name;
+        ScreenPixel screen;
+        std::vector<unsigned char> bytes; ///< of the row's two pixels
+    } layouts[] = {
         {"three bytes, low first",
          {0xff0000, 0xff00, 0xff, 24, 3, false},
          {0x80, 0x00, 0xff, 0xff, 0x08, 0x00}},
@@ -32,7 +31,7 @@ TEST(WindowPixels, AreStoredInTheScreensLayout) {
          {0xffffffffU, 0, 0, 32, 4, false},
          {0xff, 0xff, 0xff, 0xff, 0, 0, 0, 0}},
     };
-    for (const Layout& layout : layouts) {
+    for (const auto& layout : layouts) {
         std::vector<unsigned char> bytes(layout.bytes.size() + 1, 0xaa);
         PixelEncoder(layout.screen).encodeRow(row, bytes.data());
         EXPECT_EQ(bytes.back(), 0xaa) << layout.name;

@@ -87,7 +87,6 @@ TEST_F(FilesTest, theNewFileKeepsModeGroupOwnerAndAttributes) {
     if (attributes) {
         ASSERT_EQ(getxattr(file.c_str(), "user.note", value, sizeof value), 4);
     }
-    RecordProperty("lists", lists);
 
     const mode_t mask = umask(0027);
     EXPECT_EQ(replace(in("new.txt"), "new"), "");

@@ -279,21 +279,6 @@ TEST_F(DamagedTest, cannotBeComparedOrHashed) {
     }
 }
 
-TEST_F(ConvertTest, aLargePictureGoesLineByLine) {
-    // All except the first pixels are missing and therefore black or transparent.
-    const auto huge = files().write("huge.pic", support::rawPic(32767, 520, 0x10, "abc"));
-    const Ended ended = run({"convert", "--keep-damaged", huge, in("huge2.pic")});
-    EXPECT_EQ(ended.exit, 1) << ended.err;
-    EXPECT_TRUE(contains(run({"info", in("huge2.pic")}).out, "32767 x 520"));
-    auto driver = tdr::Session::start(fs::path(TDR_BIN_DIR) / "softimageFilter");
-    auto reader = tdr::PictureSource::open(*driver, in("huge2.pic"));
-    auto block = tdr::SharedBlock::create(tdr::lineBytes(32767));
-    ASSERT_TRUE(reader && block);
-    ASSERT_TRUE(reader->readLine(*block, 519));
-    EXPECT_EQ(Pixels(block->bytes().begin(), block->bytes().begin() + 16),
-              (Pixels{'a', 0, 0, 0, 'b', 0, 0, 0, 'c', 0, 0, 0, 0, 0, 0, 0}));
-}
-
 // The scripted driver reports the ending "1039-1", so it writes such a target.
 
 TEST_F(ConvertTest, aDriverThatDiesOrHangsLeavesTheOldFile) {

@@ -33,10 +33,9 @@ TEST_F(ProofTest, hashIsOfThePixelsAndNotOfTheFile) {
                                                              "def\xff"));
     const auto high = files().write("c.pic", support::rawPic(2, 2, 0xE0, "ABCDEFabcdef"));
     const auto mattes = files().write("d.tag", support::tag(2, 1, 2, {0x2000, 0x1000}));
-    EXPECT_EQ(run({"convert", rgb, in("a.png")}).exit, 0);
-    const Ended ended = run({"hash", rgb, in("a.png"), in("none.pic"), rgba, high, mattes});
-    EXPECT_EQ(ended.exit, 1);
-    EXPECT_EQ(ended.err, "tdr: " + in("none.pic") + ": No such file or directory\n");
+    expectDone({"convert", rgb, in("a.png")});
+    const Ended ended = expectFailed({"hash", rgb, in("a.png"), in("none.pic"), rgba, high, mattes},
+                                     "tdr: " + in("none.pic") + ": No such file or directory\n");
     EXPECT_EQ(
         ended.out,
         kHead + stream("0", "2x1") + kColumns +
@@ -88,11 +87,8 @@ TEST_F(ProofTest, aPictureThatReadsBackAsItWasReadIsWritten) {
     for (const auto& c : cases) {
         std::vector<std::string> line = {"convert", "--verify"};
         line.insert(line.end(), c.line.begin(), c.line.end());
-        SCOPED_TRACE(testing::PrintToString(line));
-        const Ended ended = run(line);
-        EXPECT_EQ(ended.exit, c.exit);
-        EXPECT_EQ(ended.err.empty(), c.exit == 0) << ended.err;
-        EXPECT_EQ(run({"hash", line.back()}).exit, 0) << "a whole picture";
+        expectEnd(c.exit, line, c.exit == 0 ? "" : "damaged");
+        expectDone({"hash", line.back()}); // a whole picture
     }
 }
 
@@ -125,10 +121,9 @@ TEST_F(ProofTest, aPictureThatReadsBackOtherwiseIsNotWritten) {
         files().write("o.1039-1", "old");
         fs::remove_all(driverFolder({}));
         const auto before = namesIn(files().path());
-        const Ended ended =
-            run({"convert", "--verify", c.from, target, "--driver-dir", driverFolder({c.driver})});
-        EXPECT_EQ(ended.exit, c.exit) << ended.err;
-        EXPECT_TRUE(contains(ended.err, c.says));
+        expectEnd(c.exit,
+                  {"convert", "--verify", c.from, target, "--driver-dir", driverFolder({c.driver})},
+                  c.says);
         EXPECT_EQ(contentOf(target), c.exit == 0 ? "written" : "old");
         EXPECT_EQ(namesIn(files().path()), before);
     }
@@ -169,9 +164,7 @@ TEST_F(ProofTest, differencesAreDrawnAndMeasured) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.one + " " + c.other + " " + c.out);
         const auto before = namesIn(files().path());
-        const Ended ended = run({"compare", c.one, c.other, "--diff", in(c.out)});
-        EXPECT_EQ(ended.exit, c.exit);
-        EXPECT_TRUE(contains(ended.err, c.says));
+        expectEnd(c.exit, {"compare", c.one, c.other, "--diff", in(c.out)}, c.says);
         if (c.drawn.empty()) {
             EXPECT_EQ(namesIn(files().path()), before);
         } else {

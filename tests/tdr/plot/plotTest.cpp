@@ -68,6 +68,14 @@ std::string curveText(const std::string& head, const std::vector<std::string>& k
     return text;
 }
 
+std::vector<std::string> manyKeys(int count) {
+    std::vector<std::string> keys;
+    for (int i = 0; i < count; ++i) {
+        keys.push_back("TIME " + std::to_string(i) + " VALUE " + std::to_string(i % 7));
+    }
+    return keys;
+}
+
 std::string cameraWith(const std::string& curve) {
     return "SSCN \nx v2.60 \n\nFRAME 1 100 1 1 \nCAMERA \n   FIELD_OF_VIEW \n" + curve +
            "ENLARGE INACTIVE \n";
@@ -121,11 +129,8 @@ TEST_F(BrowserTest, aCurveIsSolidBetweenItsKeysAndBrokenOutside) {
 }
 
 TEST_F(BrowserTest, whatIsCrowdedIsDrawnInFull) {
-    std::vector<std::string> keys;
-    for (int i = 0; i < 5000; ++i) {
-        keys.push_back("TIME " + std::to_string(i) + " VALUE " +
-                       std::to_string(i == 2500 ? 1000 : i % 7));
-    }
+    std::vector<std::string> keys = manyKeys(5000);
+    keys[2500] = "TIME 2500 VALUE 1000";
     plot({files().write("spike.scn", cameraWith(curveText("CAM_FOV", keys)))});
     const tdr::Picture spike = shot(1016, 398);
     EXPECT_GT(count(spike, kBlue, {425, 130, 439, 280}), 100) << "one key far above the others";
@@ -133,8 +138,7 @@ TEST_F(BrowserTest, whatIsCrowdedIsDrawnInFull) {
 
     plot({files().write("cycle.scn", cameraWith(curveText("CAM_FOV POST_EXTRAPOLATION 2",
                                                           {"TIME 1 VALUE 0", "TIME 1.1 VALUE 3",
-                                                           "TIME 1.2 "
-                                                           "VALUE 0"})))});
+                                                           "TIME 1.2 VALUE 0"})))});
     const tdr::Picture cycle = shot(1016, 398);
     for (int row = 160; row < 270; ++row) { // one uniform shade, no moire pattern
         EXPECT_GT(count(cycle, {0xAF, 0xC4, 0xF4}, {180, row, 690, row + 1}), 480) << row;
@@ -226,11 +230,6 @@ TEST_F(PlotTest, aPictureThatCannotBeMadeHasAReason) {
 }
 
 TEST_F(PlotTest, hostileCurvesGiveSmallValidPictures) {
-    std::vector<std::string> many;
-    many.reserve(30000);
-    for (int i = 0; i < 30000; ++i) {
-        many.push_back("TIME " + std::to_string(i) + " VALUE " + std::to_string(i % 7));
-    }
     const struct {
         const char* name;
         std::string curve;
@@ -258,7 +257,7 @@ TEST_F(PlotTest, hostileCurvesGiveSmallValidPictures) {
          curveText("CAM_FOV PRE_EXTRAPOLATION 2 POST_EXTRAPOLATION 2",
                    {"TIME 10 VALUE 1", "TIME 10 VALUE 2"}),
          "class=\"key\""},
-        {"30,000 keys", curveText("CAM_FOV", many), "class=\"key\""},
+        {"30,000 keys", curveText("CAM_FOV", manyKeys(30000)), "class=\"key\""},
     };
     for (const auto& c : cases) {
         const std::string svg = plot({files().write("c.scn", cameraWith(c.curve))});

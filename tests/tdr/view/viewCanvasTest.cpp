@@ -9,16 +9,14 @@ namespace {
 
 using Line = std::vector<std::uint8_t>;
 
-struct SizeRow {
-    const char* name;
-    ViewSize picture;
-    double ratio;
-    ViewSize shown; ///< in a room of 800 x 600
-};
-
 TEST(ViewSize, StretchesByTheRatioAndFitsTheRoom) {
     const double nan = std::numeric_limits<double>::quiet_NaN();
-    const SizeRow rows[] = {
+    const struct {
+        const char* name;
+        ViewSize picture;
+        double ratio;
+        ViewSize shown; ///< in a room of 800 x 600
+    } rows[] = {
         {"as it is", {640, 480}, 1, {640, 480}},
         {"fits exactly", {800, 600}, 1, {800, 600}},
         {"one column too many", {801, 600}, 1, {800, 599}},
@@ -33,7 +31,7 @@ TEST(ViewSize, StretchesByTheRatioAndFitsTheRoom) {
         {"wild ratio", {300, 200}, 1e30, {300, 200}},
         {"not a number", {300, 200}, nan, {300, 200}},
     };
-    for (const SizeRow& row : rows) {
+    for (const auto& row : rows) {
         EXPECT_EQ(viewSize(row.picture, row.ratio, {800, 600}), row.shown) << row.name;
     }
 }

@@ -29,29 +29,23 @@ TEST_F(View, ShowsPixelsOverACheckerboardAndFitsThemToTheScreen) {
     for (int i = 0; i < 1240 * 100; ++i) {
         many += support::bytes({200, 100, 50});
     }
+    const std::string large = support::rawPic(1240, 100, 0xE0, many);
+    using Pixels = std::vector<std::uint32_t>; // red, green, blue; from the top
+    // Over 204: 100 * 200 / 255 + 204 * 55 / 255 = 122.4, 44; divided by its alpha 100 is 128.
+    const Pixels asItIs = {0xc86432, 0xc86432, 0x7a2c2c, 0x7a2c2c,
+                           0x010203, 0x010203, 0xcccccc, 0xcccccc};
+    const Pixels divided = {0xc86432, 0xc86432, 0x902c2c, 0x902c2c,
+                            0x010203, 0x010203, 0xcccccc, 0xcccccc};
+    const Pixels reduced(std::size_t{620} * 50, 0xc86432);
     const struct {
         const char* option;
-        std::string title;
-        std::string pic;
+        std::string title, pic;
         Place place;
-        std::vector<std::uint32_t> pixels; ///< red, green, blue; from the top
+        Pixels pixels;
     } cases[] = {
-        // Over 204: 100 * 200 / 255 + 204 * 55 / 255 = 122.4, 44; divided by its alpha 100 is 128.
-        {"--timeout=100",
-         "2 x 2",
-         wide,
-         {10, 468, 4, 2},
-         {0xc86432, 0xc86432, 0x7a2c2c, 0x7a2c2c, 0x010203, 0x010203, 0xcccccc, 0xcccccc}},
-        {"--unpremultiply",
-         "2 x 2",
-         wide,
-         {10, 468, 4, 2},
-         {0xc86432, 0xc86432, 0x902c2c, 0x902c2c, 0x010203, 0x010203, 0xcccccc, 0xcccccc}},
-        {"--timeout=100",
-         "1240 x 100",
-         support::rawPic(1240, 100, 0xE0, many),
-         {10, 420, 620, 50},
-         std::vector<std::uint32_t>(std::size_t{620} * 50, 0xc86432)},
+        {"--timeout=100", "2 x 2", wide, {10, 468, 4, 2}, asItIs},
+        {"--unpremultiply", "2 x 2", wide, {10, 468, 4, 2}, divided},
+        {"--timeout=100", "1240 x 100", large, {10, 420, 620, 50}, reduced},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.option + c.title);
