@@ -89,7 +89,7 @@ TEST_F(UtilsTest, TypedReadersReportWhatIsNoneOrDoesNotFitAndStoreNothingAtTheEn
         std::int16_t small = 7;
         std::int32_t large = 7;
         float real = 7;
-        const auto read = [&](const char* text) {
+        const auto read = [&, type = type](const char* text) {
             return type == kShort
                        ? in_animSValue(Input(text), &small) + in_animSValue_na(Input(text))
                    : type == kLong
