@@ -126,13 +126,7 @@ std::string whyNotRead(const Beginning& beginning, const SceneFormat& format,
     if (binary && beginning.type() != "PROT" && beginning.type() != format.magic) {
         return fmt::format("holds \"{}\" and no {}", utf8Text(beginning.type()), format.name);
     }
-    if (!report.failure.empty()) {
-        return report.failure;
-    }
-    const std::string place = report.remarks.empty() ? "" : report.remarks.back().place;
-    return place.empty() ? fmt::format("cut short or damaged, or without a {}", format.name)
-                         : fmt::format("cut short or damaged ({}{})",
-                                       place.starts_with('b') ? "" : "line ", place);
+    return report.failure;
 }
 
 FileStamp stampFrom(const struct stat& status) {

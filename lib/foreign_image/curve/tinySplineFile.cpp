@@ -37,7 +37,11 @@ constexpr int (*kWriters[])(std::FILE*, const Spline&) = {writeText, writeBinary
 
 Spline* readText(std::FILE* stream) {
     text::Reader& in = text::Reader::on(stream, text::kFileStyle);
-    if (!text::readHeader(stream, kSplineWord) || !in.next() || in.word() != "spline") {
+    if (!text::readHeader(stream, kSplineWord) || !in.next()) {
+        return nullptr;
+    }
+    if (in.word() != "spline") {
+        notice::Call::fail("no \"spline\" after its header");
         return nullptr;
     }
     SplinePointer spline(splineReadAscii(stream, nullptr, nullptr));
@@ -48,6 +52,7 @@ Spline* readText(std::FILE* stream) {
 }
 
 Spline* readBinary(std::FILE* stream) {
+    text::Reader::setWordLine(0); // no failure is on a line
     std::uint32_t word = binary::readHeader(stream);
     PrototypePointer prototype;
     if (word == kPrototypeWord) {
@@ -55,7 +60,9 @@ Spline* readBinary(std::FILE* stream) {
         word = 0;
         binary::read(stream, word);
     }
-    // "BEZR", an older layout, is not read.
+    if (word == typeWord("BEZR")) {
+        notice::Call::fail("the older layout BEZR is not read");
+    }
     SplinePointer spline(word == kSplineWord && !notice::Call::failed()
                              ? splineReadBinary(stream, prototype.get())
                              : nullptr);
@@ -83,18 +90,19 @@ int splineWriteFile(const char* baseName, const Spline* spline, int flavour) {
 }
 
 Spline* splineReadFile(const char* baseName) {
-    SplinePointer spline;
-    fileRead(baseName, ".spl", [&](std::FILE* stream) {
+    return fileRead(baseName, ".spl", [](std::FILE* stream) -> Spline* {
         std::uint32_t word = 0;
-        if (!binary::read(stream, word)) {
-            return;
+        const bool whole = binary::read(stream, word);
+        if (!notice::Call::good(stream)) {
+            return nullptr;
         }
         std::rewind(stream);
         for (const auto& reader : kReaders) {
-            if (reader.word == word) {
-                spline.reset(reader.read(stream));
+            if (whole && reader.word == word) {
+                return reader.read(stream);
             }
         }
+        notice::Call::fail("not a spline file");
+        return nullptr;
     });
-    return spline.release();
 }

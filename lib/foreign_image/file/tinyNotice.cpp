@@ -117,6 +117,10 @@ void UnknownRun::add(const char* word) {
     }
 }
 
+const char* reasonOf(int error) {
+    return error == ENOMEM ? "out of memory" : std::strerror(error != 0 ? error : EIO);
+}
+
 Call::Call(const char* doing, const char* fileName) : doing_(doing), fileName_(fileName) {
     if (callsUnderWay++ == 0) {
         failureReason[0] = '\0';
@@ -155,10 +159,6 @@ void Call::fail(const char* format, ...) {
 void Call::failAsSaid(const char* reason) {
     failureSaid = failureReason[0] == '\0';
     fail("%s", reason);
-}
-
-void Call::failForSystem(int error) {
-    fail("%s", std::strerror(error != 0 ? error : EIO));
 }
 
 bool Call::good(std::FILE* stream) {

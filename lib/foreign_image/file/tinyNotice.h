@@ -56,6 +56,9 @@ class UnknownRun {
     bool told_ = false;
 };
 
+/// The system's reason for a failed request: `error` is an errno, or 0 if there is none.
+[[nodiscard]] const char* reasonOf(int error);
+
 /// One public call that reads or writes. Calls nest: the outermost begins without a failure and, at
 /// its end, reports the first one that was set, to the observer and on the message stream.
 class Call {
@@ -73,8 +76,8 @@ class Call {
     /// As `fail`, after a separate message has reported the reason.
     static void failAsSaid(const char* reason);
 
-    /// Sets the system's reason for a failed request: `error` is an errno, or 0 if there is none.
-    static void failForSystem(int error);
+    /// As `fail`, with the system's reason for a failed request.
+    static void failForSystem(int error) { fail("%s", reasonOf(error)); }
 
     /// True when nothing has failed so far, the stream included.
     [[nodiscard]] static bool good(std::FILE* stream);

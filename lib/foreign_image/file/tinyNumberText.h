@@ -11,6 +11,11 @@ class NumberText {
     /// As "%g", with 6 significant digits.
     explicit NumberText(double value) : NumberText(value, std::chars_format::general, 6) {}
 
+    /// As "%.9g", which every float needs at most.
+    [[nodiscard]] static NumberText exact(double value) {
+        return {value, std::chars_format::general, 9};
+    }
+
     /// As "%.*f" with that many decimals, at most 60.
     NumberText(double value, int decimals)
         : NumberText(value, std::chars_format::fixed, decimals > 60 ? 60 : decimals) {}

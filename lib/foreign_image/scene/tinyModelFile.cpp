@@ -59,7 +59,11 @@ int writeBinaryFile(std::FILE* stream, const Model* root) {
 
 Model* readTextFile(std::FILE* stream) {
     text::Reader& in = text::Reader::on(stream, text::kFileStyle);
-    if (!text::readHeader(stream, kHierarchyType) || !in.next() || in.word() != "model") {
+    if (!text::readHeader(stream, kHierarchyType) || !in.next()) {
+        return nullptr;
+    }
+    if (in.word() != "model") {
+        notice::Call::fail("no \"model\" after its header");
         return nullptr;
     }
     ModelOwner root(modelReadAscii(stream));
@@ -70,6 +74,7 @@ Model* readTextFile(std::FILE* stream) {
 }
 
 Model* readBinaryFile(std::FILE* stream) {
+    text::Reader::setWordLine(0); // no failure is on a line
     std::uint32_t type = binary::readHeader(stream);
     PrototypeOwner prototype;
     if (type == kPrototypeType) {
@@ -117,18 +122,18 @@ int modelWriteFile(const char* baseName, const Model* root, int flavour) {
 }
 
 Model* modelReadFile(const char* baseName) {
-    ModelOwner root;
-    fileRead(baseName, ".hrc", [&](std::FILE* stream) {
+    return fileRead(baseName, ".hrc", [](std::FILE* stream) -> Model* {
         const std::uint32_t firstWord = readTypeWord(stream);
         if (!notice::Call::good(stream)) {
-            return;
+            return nullptr;
         }
         std::rewind(stream);
         for (const Flavour& flavour : kFlavours) {
             if (flavour.firstWord == firstWord && firstWord != 0) {
-                root.reset(flavour.read(stream));
+                return flavour.read(stream);
             }
         }
+        notice::Call::fail("not a hierarchy file");
+        return nullptr;
     });
-    return root.release();
 }

@@ -6,20 +6,22 @@
 #include "base/uniqueFile.h"
 #include "file/tinyFileBinary.h"
 #include "file/tinyFileName.h"
+#include "file/tinyNotice.h"
 #include "tinyReader.h"
 
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <utility>
 
-/// Opens `baseName` + `ending` and calls `read` with the stream. A failed read becomes the reason
-/// why the current call fails. False, with errno set, when the file cannot be opened; true when
-/// nothing failed.
+/// Opens `baseName` + `ending` and calls `read` with the stream, which returns a pointer to what it
+/// read, or null. Without a reason of its own the current call then fails because the file is cut
+/// short or damaged.
 template <typename Read>
-bool fileRead(const char* baseName, const char* ending, Read read);
+auto fileRead(const char* baseName, const char* ending, Read read) -> decltype(read(nullptr));
 
 /// Opens the file, calls `write`, which returns 1 or 0, and closes the file. 1 when all of it was
-/// written, else 0; a failed write is then the reason why the current call fails.
+/// written, else 0; the system's reason is then why the current call fails.
 template <typename Write>
 int fileWrite(const char* baseName, const char* ending, Write write);
 
@@ -56,19 +58,24 @@ namespace textfile {
 } // namespace textfile
 
 template <typename Read>
-bool fileRead(const char* baseName, const char* ending, Read read) {
+auto fileRead(const char* baseName, const char* ending, Read read) -> decltype(read(nullptr)) {
     if (baseName == nullptr) {
-        return false;
+        return nullptr;
     }
     const MallocString name = fileNameOf(baseName, ending);
     const notice::Call call("read", name.get());
+    text::Reader::setWordLine(0);
     const base::UniqueFile file = fileOpen(name, 'r');
     if (file == nullptr) {
-        return false;
+        notice::Call::failForSystem(errno);
+        return nullptr;
     }
     animSetLineNumber(1);
-    read(file.get());
-    return notice::Call::good(file.get());
+    auto result = read(file.get());
+    if (result == nullptr && notice::Call::good(file.get())) {
+        notice::Call::fail("cut short or damaged");
+    }
+    return result;
 }
 
 template <typename Write>
@@ -77,6 +84,7 @@ int fileWrite(const char* baseName, const char* ending, Write write) {
     const notice::Call call("write", name.get());
     base::UniqueFile file = fileOpen(name, 'w');
     if (file == nullptr) {
+        notice::Call::failForSystem(errno);
         return 0;
     }
     const int written = write(file.get());

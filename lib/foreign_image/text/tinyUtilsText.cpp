@@ -102,8 +102,8 @@ void reportRounding(const NumberText& written, float value, double unit) {
     if (!std::isfinite(value)) {
         notice::written(AnimNoticeKind::BadNumber, written.c_str(), "finite number");
     } else if (text::fromUnit(text::parseFloat(written.view()).value, unit) != value) {
-        notice::written(AnimNoticeKind::Rounded, written.c_str(), "%.9g",
-                        static_cast<double>(value) * unit);
+        notice::written(AnimNoticeKind::Rounded, written.c_str(), "%s",
+                        NumberText::exact(static_cast<double>(value) * unit).c_str());
     }
 }
 
