@@ -323,7 +323,9 @@ constexpr Case kCases[] = {
      "SPLINE LINEAR & POINTS 1 POSITION 1 2 3 FLAG 0"},
     // A negative count, then again.
     {"spline", "SPLINE LINEAR POINTS -1 POINTS 1 POSITION 1 2 3 X", 1, "X",
-     "SPLINE LINEAR & POINTS 1 POSITION 1 2 3 FLAG 0"},
+     "SPLINE LINEAR & POINTS 1 POSITION 1 2 3 FLAG 0", "", "dropped POINTS 1;"},
+    {"spline", "SPLINE LINEAR FLAG 3 POINTS 1 POSITION 1 2 3 X", 1, "X",
+     "SPLINE LINEAR & POINTS 1 POSITION 1 2 3 FLAG 0", "", "by format FLAG 1;"},
     // Its first word is gone.
     {"spline", "BEZIER X", 1, "X", "SPLINE BEZIER & POINTS 0"},
     {"spline", "INTEREST X", 1, "INTEREST", "SPLINE LINEAR & POINTS 0", "", "missing INTEREST 1;"},
@@ -484,6 +486,11 @@ TEST_F(AnimationText, CodesWithoutAWordWriteNoneAndOtherLevelsAreSilent) {
         cameraReadAsciiAnimation(Input("MAYBE X"), &camera);
         EXPECT_EQ(messages(), "");
     }
+    in_animToken(Input("TYPE"));
+    cameraReadAsciiAnimation(Input("12 X"), &camera);
+    EXPECT_EQ(animSValue, 12) << "also of a dropped number";
+    lightReadAsciiAnimation(Input("WIRE_COLOUR_INDEX 3 7 SHADOW_TYPE 8 X"), light.get());
+    EXPECT_EQ(animSValue + light->shadowType, 16);
 }
 
 TEST_F(AnimationText, ALightIsReadIntoWhatItWas) {

@@ -345,6 +345,23 @@ TEST_F(RoundTrip, WhatAFileHoldsBesidesIsReported) {
          "SSCN\nx v2.60\nCAMERA POSITION PATH_MODEL CURVE_TYPE CAM_POS KEYS 0 NAME '' INTEREST "
          "CONSTRAINT 2 '' NEAR 1 ",
          true, "dropped CURVE_TYPE 0;dropped CONSTRAINT 0;"},
+        // Repeated words.
+        {".scn",
+         "SSCN\nx v2.60\nHIERARCHY MODEL 'a' '' HIDDEN 1 HIDDEN 2 MODEL 'b' 'a' HIDDEN 1 SPLINE "
+         "LINEAR STEP 1 STEP 2 POINTS 1 POSITION 1 2 3 FLAG 1 FLAG 1\nFADE_START CURVE_TYPE "
+         "CAM_FOV FLAGS 1 FLAGS 2 KEYS 1 TIME 1 TIME 2 KEYTYPE FREEFORM ",
+         true, "dropped HIDDEN 3;dropped STEP 3;dropped FLAG 3;dropped FLAGS 4;dropped TIME 4;"},
+        {".hrc",
+         "HRCH: x\n\nmodel { name \"a\" name \"b\" mesh 1 mesh 2 spline { type BEZIER step 1 step "
+         "2 "
+         "controlPoints { position 1 2 3 position 1 2 3 next 1 2 3 next 1 2 3 } } model { name "
+         "\"c\" } }",
+         true, "dropped name 3;dropped step 3;dropped next 3;"},
+        // A word that begins with a zero byte.
+        {".scn", "SSCN\nx v2.60\n\0abc\nPAUSE x\n"s, true, "cut  3;unknown  3;number x 4;"},
+        // A parent with another name.
+        {".scn", "SSCN\nx v2.60\nHIERARCHY MODEL 'a' '' MODEL 'b' 'x' 0 HIDDEN 1 ", true,
+         "dropped x 3;"},
         // A name without quotes.
         {".spl", "SPLN: x\nspline { name flight type BEZIER }", true, "missing name 2;"},
         // A name and a tag without quotes.
@@ -374,6 +391,12 @@ TEST_F(RoundTrip, SamplesAreFixedPointsInEveryLocale) {
         EXPECT_EQ(notices(), "");
         EXPECT_EQ(contentOf(base + kind.ending), contentOf(kind.sample + kind.ending));
     }
+    std::string detail;
+    animSetObserver(
+        [](void* to, const AnimNotice& n) { *static_cast<std::string*>(to) = n.detail; }, &detail);
+    written([](std::FILE* f) { valueWriteAsciiAnimation(f, 0.1234567F, nullptr); });
+    EXPECT_EQ(detail, "0.123456702");
+    animSetObserver(nullptr, nullptr);
     messages();
     dir.write("r.scn", "SSCN v2.75 ");
     EXPECT_TRUE(passScene(base, ""));
@@ -412,6 +435,7 @@ TEST_F(RoundTrip, DamagedSamplesReadBackAsTheyAreWritten) {
 TEST_F(RoundTrip, WhatIsNoFileOfItsKindIsRefused) {
     const OwnedSpline spline(splineAllocate());
     const Tree tree(Random(1).node(false));
+    const auto saysWhy = [&] { return notices().find("failed ") != ""s.npos && messages() != ""; };
     for (const Kind& kind : kKinds) {
         SCOPED_TRACE(kind.ending);
         for (const std::string& bytes :
@@ -420,9 +444,12 @@ TEST_F(RoundTrip, WhatIsNoFileOfItsKindIsRefused) {
               kBinaryHeader + "PROT\0\0BEZR"s, kBinaryHeader + "PROT\0\0"s}) {
             dir.write("r" + kind.ending, bytes);
             EXPECT_FALSE(kind.pass(base, "")) << bytes;
+            EXPECT_TRUE(saysWhy());
         }
         EXPECT_FALSE(kind.pass(dir / "absent", ""));
+        EXPECT_TRUE(saysWhy());
         EXPECT_FALSE(kind.pass(kind.sample, dir / "absent/r"));
+        EXPECT_TRUE(saysWhy());
         std::filesystem::create_symlink("/dev/full", dir / "full" + kind.ending);
         EXPECT_FALSE(kind.pass(kind.sample, dir / "full"));
     }
@@ -453,6 +480,8 @@ TEST_F(RoundTrip, WhatCannotBeWrittenTouchesNoFile) {
     std::free(std::exchange(scene->camera.curves[0]->keys, fcvkeyAllocate(1)));
     EXPECT_EQ(sceneWriteAsciiAnimation("x", 2.02F, scene.get()), 0) << "keys would end at FLAG";
     EXPECT_EQ(sceneWriteAsciiAnimation("x\ny", 2.6F, scene.get()), 0);
+    const std::string longest(233, 'x'); // with its version, 239 characters
+    EXPECT_EQ(sceneWriteAsciiAnimation((longest + "x").c_str(), 2.6F, scene.get()), 0);
     const Tree wide(Random(4).node(false));
     for (std::size_t i = 0; i < 65536; ++i) {
         Model* child = modelAllocate();
@@ -462,7 +491,7 @@ TEST_F(RoundTrip, WhatCannotBeWrittenTouchesNoFile) {
     }
     EXPECT_EQ(modelWriteFile(base.c_str(), wide.get(), 1), 0) << "counts are 16 bits";
     EXPECT_FALSE(std::filesystem::exists(base + ".scn") || std::filesystem::exists(base + ".hrc"));
-    EXPECT_EQ(notices(), "failed  0;failed  0;failed  0;");
+    EXPECT_EQ(notices(), "failed  0;failed  0;failed  0;failed  0;");
     for (const char* text : {"mesh }", "mesh {", "mesh \"", "mesh { } name", "name \"x\""}) {
         const Tree node(modelAllocate());
         node->contents = static_cast<Opaque*>(std::calloc(1, sizeof(Opaque)));
@@ -470,7 +499,7 @@ TEST_F(RoundTrip, WhatCannotBeWrittenTouchesNoFile) {
         EXPECT_EQ(modelWriteFile(base.c_str(), node.get(), 0), 0) << "ends elsewhere: " << text;
     }
     notices();
-    EXPECT_EQ(sceneWriteAsciiAnimation("x", 2.03F, scene.get()), 1);
+    EXPECT_EQ(sceneWriteAsciiAnimation(longest.c_str(), 2.03F, scene.get()), 1);
 }
 
 } // namespace

@@ -114,7 +114,7 @@ Outcome readType(std::FILE* stream, Draft& draft) {
 
 Outcome readName(std::FILE* stream, Draft& draft) {
     splineTakeName(*draft.record, stringReadAsciiAnimation(stream));
-    return animToken[0] != '\0' ? Outcome::Next : Outcome::EndOfFile;
+    return text::Reader::on(stream).atEnd() ? Outcome::EndOfFile : Outcome::Next;
 }
 
 /// A row of a word without a value.
@@ -128,6 +128,7 @@ constexpr Row flag(std::string_view word) {
             [](std::FILE*, const Spline&) {},
             table::isSet<Member, Spline>,
             false,
+            true,
             &kFlagWords,
             [](const Spline& spline) { return int{spline.*Member}; }};
 }
@@ -168,6 +169,11 @@ Outcome readSelection(std::FILE* stream, Draft& draft) {
         draft.record->selection = state;
     }
     return outcome;
+}
+
+Outcome dropFlag(std::FILE* stream, Draft&) {
+    animNotify(AnimNoticeKind::ByFormat, "FLAG", "of a spline");
+    return table::next(in_animSValue_na(stream));
 }
 
 bool tokenIsNumber() {
@@ -222,11 +228,13 @@ constexpr Row kSplineRows[] = {
     displayNumber<&Spline::lineType, kSplineHasLineType>("LINE_TYPE"),
     display<kSplineHasSelection>(Rows::choice<kSelectionWords, &Spline::selection>("SELECTED"),
                                  readSelection),
+    {"FLAG", dropFlag},
     {"POINTS", readPoints, writePoints},
 };
 
+/// FLAG in place of a type is not one: it follows the word SPLINE in a key of a damaged curve.
 bool tokenIsKeyword() {
-    return table::find(kSplineRows, animToken) != nullptr;
+    return table::find(kSplineRows, animToken) != nullptr && std::strcmp(animToken, "FLAG") != 0;
 }
 
 /// Reads the form from its first word or, if that has been consumed, from its type.
@@ -241,7 +249,7 @@ int readInto(std::FILE* stream, Spline* spline, bool endsAfterPoints) {
     } else if (draft.record != nullptr) {
         outcome = readRecord(stream, kSplineRows, draft);
     }
-    const bool more = outcome != Outcome::EndOfFile && animToken[0] != '\0';
+    const bool more = outcome != Outcome::EndOfFile && !text::Reader::on(stream).atEnd();
     return notice::Call::good(stream) && more ? 1 : 0;
 }
 

@@ -148,6 +148,7 @@ struct Draft {
     std::int32_t found = 0;
     std::int16_t announced = -1;
     std::int64_t announcedOn = 0; ///< line
+    std::uint64_t keySeen = 0;    ///< words of the last point
     SplineKey surplus = {};       ///< receives the values of points beyond the record's count
 };
 
@@ -158,6 +159,7 @@ void beginKey(Draft& draft) {
     }
     draft.full = draft.full || !draft.keys.push({});
     draft.begun = true;
+    draft.keySeen = 0;
     ++draft.found;
 }
 
@@ -171,7 +173,7 @@ SplineKey& lastKey(Draft& draft) {
 // Readers of one value, after its word.
 
 Outcome takeVector(Draft& draft, Vector& vector, const char* what) {
-    if (!draft.in.numbers(vector, what)) {
+    if (draft.in.numbers(vector, what) < 3) {
         draft.unknown.reported();
     }
     return Outcome::Next;
@@ -231,9 +233,10 @@ Outcome readKeyFlag(std::FILE*, Draft& draft) {
 }
 
 using Row = table::Row<Draft>;
+using Rows = table::Rows<Draft>;
 
 constexpr Row kKeyRows[] = {
-    {"position", readPosition},
+    Rows::repeated({"position", readPosition}), // a further one begins a point
     {"previous",
      [](std::FILE*, Draft& d) { return takeVector(d, lastKey(d).previous, "previous"); }},
     {"next", [](std::FILE*, Draft& d) { return takeVector(d, lastKey(d).next, "next"); }},
@@ -241,13 +244,15 @@ constexpr Row kKeyRows[] = {
      [](std::FILE*, Draft& d) { return takeCode(d, BezConstraintName, lastKey(d).constraint); }},
     {"segment",
      [](std::FILE*, Draft& d) { return takeCode(d, BezSegmentName, lastKey(d).segment); }},
-    {"flag", readKeyFlag},
+    Rows::repeated({"flag", readKeyFlag}),
 };
 
 /// Reads a block from its opening brace to the closing one. Unknown words are skipped together with
 /// their blocks.
 Outcome readBlock(Draft& draft, std::span<const Row> rows) {
     text::Reader& in = draft.in;
+    const bool points = rows.data() == kKeyRows;
+    std::uint64_t seen = 0;
     std::size_t depth = 0;
     while (in.next()) {
         const Row* row = depth <= 1 ? table::find(rows, in.word()) : nullptr;
@@ -260,10 +265,11 @@ Outcome readBlock(Draft& draft, std::span<const Row> rows) {
             --depth;
         } else if (row != nullptr) {
             draft.unknown.end();
+            table::noteRepeated(rows, row, points ? draft.keySeen : seen);
             if (row->read(in.stream(), draft) == Outcome::EndOfFile) {
                 return Outcome::EndOfFile;
             }
-        } else if (in.word().starts_with('[')) {
+        } else if (points && depth <= 1 && in.word().starts_with('[')) {
             draft.unknown.end();
             beginKey(draft);
         } else {
@@ -313,12 +319,13 @@ constexpr Row kSplineRows[] = {
     {"nbKeys", readCount},
     {"tension", readNumber<&Spline::tension>},
     {"step", readNumber<&Spline::step>},
-    {"close", setFlag<&Spline::close>},
-    {"phantom", setFlag<&Spline::phantom>},
+    Rows::repeated({"close", setFlag<&Spline::close>}),
+    Rows::repeated({"phantom", setFlag<&Spline::phantom>}),
     {"constraint", readCode<&Spline::constraint, BezConstraintName>},
     {"segment", readCode<&Spline::segment, BezSegmentName>},
-    {"controlPoints", [](std::FILE*, Draft& draft) { return readBlock(draft, kKeyRows); }},
-    {"hole", [](std::FILE*, Draft&) { return Outcome::Next; }},
+    Rows::repeated(
+        {"controlPoints", [](std::FILE*, Draft& draft) { return readBlock(draft, kKeyRows); }}),
+    Rows::repeated({"hole", [](std::FILE*, Draft&) { return Outcome::Next; }}),
 };
 
 } // namespace

@@ -125,5 +125,5 @@ int fcurveWriteAsciiAnimation(std::FILE* stream, const Fcurve* curve);
 /// may be null: the same text is then read and dropped. Never takes more keys than the text holds,
 /// whatever count it states.
 /// Returns 1, with the first token after the curve as the current one, or 0 at end of file;
-/// `*curve` then has the keys read so far, or is null if there were none.
+/// `*curve` then has the keys read so far, perhaps none, or is null before any "KEYS".
 int fcurveReadAsciiAnimation(std::FILE* stream, Fcurve** curve);

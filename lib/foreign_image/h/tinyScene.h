@@ -152,8 +152,9 @@ int sceneAppendSpline(Scene* scene, Spline* spline);
 /// beyond the limits of tinyModel.h.
 int sceneWriteAsciiAnimation(const char* headerText, float version, const Scene* scene);
 
-/// Reads the file of the scene's name plus ".scn" into the scene: values read replace those held,
-/// lights, trees and splines are appended to the lists. Prints a message. Returns 1, or 0 when the
-/// scene or its name is missing, the file cannot be opened or read, it is not a scene file, it has
-/// the line ends of an old Mac, or when out of memory.
+/// Reads the file of the scene's name plus ".scn" into the scene: values read replace those held
+/// (but a curve that is held still counts before a number that is read, and so does a form of a
+/// position before another one), lights, trees and splines are appended to the lists. Prints a
+/// message. Returns 1, or 0 when the scene or its name is missing, the file cannot be opened or
+/// read, it is not a scene file, it has the line ends of an old Mac, or when out of memory.
 int sceneReadAsciiAnimation(Scene* scene);

@@ -22,7 +22,7 @@ constexpr table::Choice kEnlargeWords = {table::kActive, kReader, "enlarge activ
 
 Outcome dropNumber(std::FILE* stream, Camera&) {
     animNotify(AnimNoticeKind::ByFormat, animToken);
-    return table::next(in_animToken(stream));
+    return table::next(in_animSValue_na(stream));
 }
 
 constexpr Row kRows[] = {

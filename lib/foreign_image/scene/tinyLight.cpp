@@ -55,7 +55,19 @@ Outcome dropScalar(std::FILE* stream, Draft&) {
 Outcome readColourIndex(std::FILE* stream, Draft& b) {
     animNotify(AnimNoticeKind::ByFormat, animToken);
     b.record->wireColour = kLightIndexedWireColour;
-    return table::next(in_animToken(stream) != 0 && in_animToken(stream) != 0 ? 1 : 0);
+    return table::next(in_animSValue_na(stream) != 0 ? in_animSValue_na(stream) : 0);
+}
+
+/// A small integer, which `animSValue` receives too.
+template <auto Member>
+constexpr Row small(std::string_view word) {
+    return Rows::readBy(
+        [](std::FILE* stream, Draft& draft) {
+            const int found = in_animSValue_na(stream);
+            draft.record->*Member = found != 0 ? animSValue : draft.record->*Member;
+            return table::next(found);
+        },
+        Rows::number<Member>(word));
 }
 
 constexpr Row kRows[] = {
@@ -70,14 +82,14 @@ constexpr Row kRows[] = {
     Rows::scalar<&Light::coneAngle, kLightCone>("CONE_ANGLE", isSpot),
     Rows::scalar<&Light::spreadAngle, kLightSpread>("SPREAD_ANGLE", isSpot),
     Rows::curveOnly<kLightHidden>("HIDDEN"),
-    Rows::number<&Light::shadowType>("SHADOW_TYPE"),
-    Rows::number<&Light::shadowMapRes>("SHADOW_MAP_RES"),
-    Rows::number<&Light::shadowFilterSize>("SHADOW_FILTER_SIZE"),
-    Rows::number<&Light::shadowFilterStep>("SHADOW_FILTER_STEP"),
+    small<&Light::shadowType>("SHADOW_TYPE"),
+    small<&Light::shadowMapRes>("SHADOW_MAP_RES"),
+    small<&Light::shadowFilterSize>("SHADOW_FILTER_SIZE"),
+    small<&Light::shadowFilterStep>("SHADOW_FILTER_STEP"),
     Rows::plain<&Light::shadowFadeStart>("SHADOW_FADE_START"),
     Rows::plain<&Light::shadowFadeRate>("SHADOW_FADE_RATE"),
-    Rows::number<&Light::wireColour>("WIRE_COLOUR"),
-    Rows::number<&Light::lineType>("LINE_TYPE"),
+    small<&Light::wireColour>("WIRE_COLOUR"),
+    small<&Light::lineType>("LINE_TYPE"),
     Rows::choice<kSelectWords, &Light::selection>("SELECTED"),
     {"DECAY", dropScalar},
     {"WIRE_COLOUR_INDEX", readColourIndex},

@@ -37,6 +37,7 @@ struct Draft {
     Opaque** contentsEnd = nullptr;
     ModelShape** shapesEnd = nullptr;
     ModelShape* shape = nullptr; ///< the last shape of the node
+    std::uint64_t seen = 0;      ///< words of the node so far
     std::vector<Entry> entries;  ///< nodes in the order of the file; the root first
     std::unordered_map<std::string, std::size_t> latest; ///< last entry of each name
 };
@@ -87,10 +88,10 @@ constexpr Row whereSet(Row row) {
 
 template <int State>
 constexpr Row selectionState(std::string_view word) {
-    return {word, [](std::FILE*, Draft& draft) {
-                draft.record->selection = State;
-                return Outcome::Next;
-            }};
+    return Rows::repeated({word, [](std::FILE*, Draft& draft) {
+                               draft.record->selection = State;
+                               return Outcome::Next;
+                           }});
 }
 
 // --- Shapes --------------------------------------------------------------------------------------
@@ -117,6 +118,9 @@ Outcome readShapeName(std::FILE* stream, Draft& draft) {
 Outcome readInterpolation(std::FILE* stream, Draft& draft) {
     if ((draft.shape == nullptr && !addShape(draft)) || !in_animToken(stream)) {
         return Outcome::EndOfFile;
+    }
+    if (draft.shape->interpolation != nullptr) {
+        animNotify(AnimNoticeKind::Dropped, "INTERP_FCURVE", "given before");
     }
     if (!tokenIsCurve() && text::parseFloat(animToken).exact) {
         animNotify(AnimNoticeKind::ByFormat, "INTERP_FCURVE", "a number without a curve");
@@ -176,6 +180,10 @@ Outcome readContents(std::FILE* stream, Draft& draft) {
     return opaqueRead(text::Reader::on(stream), animToken, endsContents, draft.contentsEnd);
 }
 
+constexpr Row kept(std::string_view word) {
+    return Rows::repeated({word, readContents});
+}
+
 bool isShapeWord(std::string_view word) {
     return word == "SHAPE_NAME" || word == "INTERP_FCURVE" || word == "WEIGHT_FCURVES";
 }
@@ -210,30 +218,31 @@ constexpr Row kRows[] = {
     whereSet<&Model::boundingBox>(Rows::flag<kBoxWords, &Model::boundingBox>("BOUNDING_BOX")),
     whereSet<&Model::shapeInterpolation>(
         Rows::choice<kShapeWords, &Model::shapeInterpolation>("SHAPE_INTERP_TYPE")),
-    {"SHAPE", readShapes, writeShapes, [](const Model& node) { return node.shapes != nullptr; }},
-    {"SHAPE_NAME", readShapeName},
-    {"INTERP_FCURVE", readInterpolation},
-    {"WEIGHT_FCURVES", readWeights},
+    Rows::repeated({"SHAPE", readShapes, writeShapes,
+                    [](const Model& node) { return node.shapes != nullptr; }}),
+    Rows::repeated({"SHAPE_NAME", readShapeName}),
+    Rows::repeated({"INTERP_FCURVE", readInterpolation}),
+    Rows::repeated({"WEIGHT_FCURVES", readWeights}),
     selectionState<0>("UNSELECTED"),
     selectionState<1>("NODE_SELECTED"),
     selectionState<2>("BRANCH_SELECTED"),
     selectionState<3>("INHERIT_SELECTED"),
-    {"NODE_LATTICE", readContents},
-    {"TREE_LATTICE", readContents},
-    {"MATERIAL_INDEX", readContents},
-    {"MATERIAL", readContents},
-    {"LTEXTURE", readContents},
-    {"LTEXTURE_3D", readContents},
-    {"TEXTURE", readContents},
-    {"TEXTURE_3D", readContents},
-    {"CLUSTER", readContents},
-    {"SPLINE_NODE", readContents},
-    {"SPLINE_TREE", readContents},
-    {"PATCH_NODE", readContents},
-    {"PATCH_TREE", readContents},
-    {"WEIGHT", readContents},
-    {"DYNA_SETUP", readContents},
-    {"DYNA_CONST", readContents},
+    kept("NODE_LATTICE"),
+    kept("TREE_LATTICE"),
+    kept("MATERIAL_INDEX"),
+    kept("MATERIAL"),
+    kept("LTEXTURE"),
+    kept("LTEXTURE_3D"),
+    kept("TEXTURE"),
+    kept("TEXTURE_3D"),
+    kept("CLUSTER"),
+    kept("SPLINE_NODE"),
+    kept("SPLINE_TREE"),
+    kept("PATCH_NODE"),
+    kept("PATCH_TREE"),
+    kept("WEIGHT"),
+    kept("DYNA_SETUP"),
+    kept("DYNA_CONST"),
 };
 
 /// True for the scene's words that end a block kept as text: only those that open an element,
@@ -268,7 +277,16 @@ bool addNode(Draft& draft, std::size_t parent, char* name) {
     draft.contentsEnd = &node->animationContents;
     draft.shapesEnd = &node->shapes;
     draft.shape = nullptr;
+    draft.seen = 0;
     return true;
+}
+
+/// Reports a name of the parent that is not that of the entry whose number follows.
+void reportOtherName(const char* ofEntry, const char* name) {
+    const std::string_view given = name != nullptr ? name : "";
+    if (given != (ofEntry != nullptr ? ofEntry : "")) {
+        animNotify(AnimNoticeKind::Dropped, given.data(), "the number after it counts");
+    }
 }
 
 /// The entry for the parent's name, or for the number after it; the root, with a message, if there
@@ -277,6 +295,7 @@ std::size_t findParent(const Draft& draft, const char* name, const char* number)
     if (*number != '\0') {
         const auto index = static_cast<std::size_t>(std::strtoul(number, nullptr, 10));
         if (index < draft.entries.size()) {
+            reportOtherName(draft.entries[index].node->name, name);
             return index;
         }
     } else if (name != nullptr) {
@@ -326,13 +345,14 @@ std::optional<Outcome> readItem(std::FILE* stream, Draft& draft) {
         animNotify(AnimNoticeKind::Kept, animToken);
         return readContents(stream, draft);
     }
+    table::noteRepeated(kRows, row, draft.seen);
     return row->read(stream, draft);
 }
 
 /// Reads entries up to a word that does not belong to the tree; 0 at end of file.
 int readTree(std::FILE* stream, Draft& draft) {
     bool more = in_animToken(stream) != 0;
-    while (more && animToken[0] != '\0') {
+    while (more && !text::Reader::on(stream).atEnd()) {
         const std::optional<Outcome> outcome = readItem(stream, draft);
         if (!outcome) {
             return 1;

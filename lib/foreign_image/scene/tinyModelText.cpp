@@ -25,6 +25,7 @@ struct OpenNode {
     Model* lastChild = nullptr;
     Opaque** contentsEnd = &node->contents;
     UserData** userDataEnd = &node->userData;
+    std::uint64_t seen = 0; ///< its words so far
 };
 
 /// A tree while it is read.
@@ -73,11 +74,10 @@ Outcome readName(std::FILE*, Draft& draft) {
 
 Outcome readTriple(Draft& draft, float (&values)[3], double unit, const char* word) {
     Vector read = {};
-    if (draft.in.numbers(read, word)) {
-        values[0] = text::fromUnit(read.x, unit);
-        values[1] = text::fromUnit(read.y, unit);
-        values[2] = text::fromUnit(read.z, unit);
-    }
+    const int found = draft.in.numbers(read, word);
+    const float numbers[] = {read.x, read.y, read.z};
+    std::transform(numbers, numbers + found, values,
+                   [&](float number) { return text::fromUnit(number, unit); });
     return Outcome::Next;
 }
 
@@ -124,38 +124,48 @@ Outcome readContents(std::FILE*, Draft& draft) {
     return opaqueRead(draft.in, draft.in.word(), modelIsTextWord, draft.open.back().contentsEnd);
 }
 
-constexpr table::Row<Draft> kNodeRows[] = {
+using Row = table::Row<Draft>;
+
+constexpr Row several(std::string_view word, Outcome (*read)(std::FILE*, Draft&)) {
+    return table::Rows<Draft>::repeated({word, read});
+}
+
+constexpr Row kNodeRows[] = {
     {"}", leaveNode},
     {"name", readName},
     {"scaling", readScaling},
     {"rotation", readRotation},
     {"translation", readTranslation},
-    {"mesh", readContents},
-    {"patch", readContents},
-    {"face", readContents},
-    {"spline", readSpline},
-    {"clusters", readContents},
-    {"material", readContents},
-    {"texture", readContents},
-    {"texture3D", readContents},
-    {"actor_data", readContents},
-    {"userData", readUserData},
-    {"model", enterNode},
+    several("mesh", readContents),
+    several("patch", readContents),
+    several("face", readContents),
+    several("spline", readSpline),
+    several("clusters", readContents),
+    several("material", readContents),
+    several("texture", readContents),
+    several("texture3D", readContents),
+    several("actor_data", readContents),
+    several("userData", readUserData),
+    several("model", enterNode),
 };
+
+/// Reads the item that begins with the current word.
+Outcome readItem(std::FILE* stream, Draft& draft) {
+    const Row* row = table::find(kNodeRows, draft.in.word());
+    if (row == nullptr) {
+        animNotify(AnimNoticeKind::Kept, draft.in.c_str());
+        return readContents(stream, draft);
+    }
+    table::noteRepeated(kNodeRows, row, draft.open.back().seen);
+    return row->read(stream, draft);
+}
 
 /// Reads a tree after the word of its root, and reports if the file ends inside it.
 ModelOwner readTree(std::FILE* stream) {
     Draft draft = {text::Reader::on(stream, text::kFileStyle)};
     Outcome outcome = enterNode(stream, draft);
-    if (outcome == Outcome::Next && !draft.in.next()) {
-        outcome = Outcome::EndOfFile;
-    }
-    while (outcome == Outcome::Again || outcome == Outcome::Next) {
-        outcome = table::read(draft.in, kNodeRows, draft);
-        if (outcome == Outcome::Again) {
-            animNotify(AnimNoticeKind::Kept, draft.in.c_str());
-            outcome = readContents(stream, draft);
-        }
+    while (outcome == Outcome::Again || (outcome == Outcome::Next && draft.in.next())) {
+        outcome = readItem(stream, draft);
     }
     if (outcome != Outcome::Done && !notice::Call::failed()) {
         animNotify(AnimNoticeKind::Missing, "}", "the file ends inside a node");

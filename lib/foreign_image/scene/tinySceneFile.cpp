@@ -8,6 +8,7 @@
 #include "tinySceneInner.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
 #include <new>
 
@@ -71,11 +72,10 @@ bool lineEndsServe() {
 bool readHeader(std::FILE* stream, const char* fileName) {
     static_cast<void>(in_animToken(stream));
     if (std::strcmp(animToken, "SSCN") != 0) {
-        if (std::strncmp(animToken, "SSCN\r", 5) == 0) {
-            static_cast<void>(lineEndsServe());
-        }
         if (notice::Call::good(stream)) { // otherwise there is another reason
-            notice::Call::failAsSaid("not a scene file");
+            if (std::strncmp(animToken, "SSCN\r", 5) != 0 || lineEndsServe()) {
+                notice::Call::failAsSaid("not a scene file");
+            }
             optionPrint("Not a scene file\n");
         }
         return false;
@@ -100,7 +100,7 @@ class BodyReader {
 
     void read() {
         bool more = in_.next();
-        while (more && !in_.word().empty() && !notice::Call::failed()) {
+        while (more && !in_.atEnd() && !notice::Call::failed()) {
             const Outcome outcome = readKeyword();
             more = outcome == Outcome::Again || (outcome == Outcome::Next && in_.next());
         }
@@ -203,6 +203,9 @@ bool hasKeys(const Scene& scene) {
            hasKeys(scene.rendering.fadeCurves, kFadeCount);
 }
 
+/// Characters of the header line that a reader keeps.
+constexpr std::size_t kMostOfHeader = text::kAnimationStyle.mostOfWord;
+
 /// True when the text will read back; otherwise sets the reason why the call fails.
 bool fits(const char* headerText, float version, const Scene& scene) {
     const float readBack = text::parseFloat(NumberText(version, 2).view()).value;
@@ -212,6 +215,10 @@ bool fits(const char* headerText, float version, const Scene& scene) {
     }
     if (headerText != nullptr && std::strpbrk(headerText, "\n\r") != nullptr) {
         notice::Call::fail("the text of the header has more than one line");
+    }
+    const std::string_view text = headerText != nullptr ? headerText : "";
+    if (text.size() + std::strlen(" v") + NumberText(version, 2).view().size() > kMostOfHeader) {
+        notice::Call::fail("the line of the header has more than %zu characters", kMostOfHeader);
     }
     for (const SceneHierarchy* tree = scene.hierarchies; tree != nullptr; tree = tree->next) {
         if (tree->root != nullptr && !modelFitsScene(tree->root)) {
@@ -234,6 +241,7 @@ int sceneWriteAsciiAnimation(const char* headerText, float version, const Scene*
     }
     base::UniqueFile file = fileOpen(fileName, 'w');
     if (file == nullptr) {
+        notice::Call::failAsSaid(notice::reasonOf(errno));
         // Kept: The writer's message about a file that it cannot open has no newline.
         // A reader would expect it to look like the reader's, with quotes, full stop and newline.
         optionPrint("Unable to open file %s", fileName != nullptr ? fileName.get() : "");
@@ -256,8 +264,10 @@ int sceneReadAsciiAnimation(Scene* scene) {
     }
     const MallocString fileName = fileNameOf(scene->name, ".scn");
     const notice::Call call("read", fileName.get());
+    text::Reader::setWordLine(0);
     const base::UniqueFile file = fileOpen(fileName, 'r');
     if (file == nullptr) {
+        notice::Call::failAsSaid(notice::reasonOf(errno));
         optionPrint("Unable to open file '%s'.\n", fileName != nullptr ? fileName.get() : "");
         return 0;
     }

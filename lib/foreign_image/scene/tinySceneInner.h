@@ -17,14 +17,13 @@
 // dropped if it is not one of the block's words.
 template <typename Rows, typename Draft>
 int sceneReadBlock(std::FILE* stream, const Rows& rows, Draft& draft) {
-    if (animToken[0] != '\0' && table::find(rows, animToken) == nullptr) {
+    text::Reader& in = text::Reader::on(stream);
+    if (!in.atEnd() && table::find(rows, in.word()) == nullptr) {
         animNotify(AnimNoticeKind::UnknownWord, animToken);
-        static_cast<void>(in_animToken(stream));
+        static_cast<void>(in.next());
         return 1;
     }
-    std::uint64_t seen = 0;
-    return table::read(text::Reader::on(stream), rows, draft, &seen) == table::Outcome::Again ? 1
-                                                                                              : 0;
+    return table::read(in, rows, draft) == table::Outcome::Again ? 1 : 0;
 }
 
 /// A scene while its file is read, with the ends of its lists.

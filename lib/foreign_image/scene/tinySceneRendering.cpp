@@ -67,7 +67,7 @@ bool hasSize(const ScenePicture& picture) {
 }
 
 constexpr PictureRow kPictureRows[] = {
-    {"FORMAT_TYPE", readFormat, writeFormat, hasFormat, false, &kFormatWords,
+    {"FORMAT_TYPE", readFormat, writeFormat, hasFormat, false, false, &kFormatWords,
      [](const ScenePicture& picture) { return int{picture.format}; }},
     size<&ScenePicture::aspect>("ASPECT", hasAspect),
     size<&ScenePicture::width>("WIDTH", hasSize),
@@ -209,7 +209,7 @@ constexpr Row kRows[] = {
     Rows::flag<kMemoryWords, kSettings, &Settings::memoryStatistics>("MEMORY_STATISTICS"),
     Rows::flag<kTreeWords, kSettings, &Settings::treeStatistics>("TREE_STATISTICS"),
     Rows::flag<kLineWords, kSettings, &Settings::lineStatistics>("LINE_STATISTICS"),
-    {"ANTIALIAS", readAntialias, writeAntialias, hasAntialias, false, &kAntialiasWords,
+    {"ANTIALIAS", readAntialias, writeAntialias, hasAntialias, false, false, &kAntialiasWords,
      [](const Scene& scene) { return int{scene.rendering.antialias}; }},
     Rows::flag<kCullingWords, kSettings, &Settings::backCulling>("BACK_CULLING"),
     Rows::flag<kFadeWords, kSettings, &Settings::fadeActive>("FADE"),

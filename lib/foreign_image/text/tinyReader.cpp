@@ -96,11 +96,13 @@ void Reader::unget(int c) {
 
 void Reader::set(std::string_view word) {
     word_[word.copy(word_, style_->mostOfWord)] = '\0';
+    zeroFirst_ = false;
 }
 
 /// Empties the word, skips blanks and returns the first other character.
 inline int Reader::skipBlanks() {
     word_[0] = '\0';
+    zeroFirst_ = false;
     std::FILE* const stream = stream_; // locals: a store through a char pointer could alias members
     const std::uint8_t* const kinds = kinds_;
     std::int64_t line = line_;
@@ -137,6 +139,7 @@ bool Reader::collect(int c, Belongs belongs) {
         std::ungetc(c, stream);
     }
     if (cut || zero) {
+        zeroFirst_ = word[0] == '\0';
         reportCut(word, cut, most);
     }
     return length != 0;
@@ -191,6 +194,7 @@ char* Reader::quoted(std::size_t* size) {
         word_[length++] = style_->quote;
     }
     word_[length] = '\0';
+    zeroFirst_ = word_[0] == '\0';
     if (cut || zero) {
         reportCut(word_, cut, style_->mostOfQuoted);
     }
@@ -229,18 +233,18 @@ bool Reader::number(float& value) {
     return found;
 }
 
-bool Reader::numbers(Vector& vector, const char* what) {
+int Reader::numbers(Vector& vector, const char* what) {
     const std::int64_t line = wordLine();
     int found = 0;
     for (float* value : {&vector.x, &vector.y, &vector.z}) {
         if (!number(*value)) {
             notice::atLine(AnimNoticeKind::Missing, what, line, "3 numbers expected, %d found",
                            found);
-            return false;
+            break;
         }
         ++found;
     }
-    return true;
+    return found;
 }
 
 } // namespace text

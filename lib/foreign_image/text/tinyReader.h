@@ -51,6 +51,10 @@ class Reader {
     [[nodiscard]] const char* c_str() const { return word_; }
     void set(std::string_view word);
 
+    /// True when there is no last word: it was the end of file. (A word can be empty, too: one that
+    /// begins with a zero byte.)
+    [[nodiscard]] bool atEnd() const { return word_[0] == '\0' && !zeroFirst_; }
+
     /// The first character of the next word, which stays in the stream; EOF at end of file.
     int peek();
 
@@ -69,9 +73,9 @@ class Reader {
     bool number(std::int16_t& value);
     bool number(float& value);
 
-    /// Reads three numbers, up to the first missing one, which is reported with `what`; true if all
-    /// were read.
-    bool numbers(Vector& vector, const char* what);
+    /// Reads three numbers, up to the first missing one, which is reported with `what`; returns how
+    /// many were read.
+    int numbers(Vector& vector, const char* what);
 
     /// Read one character, or put the last one back.
     int get();
@@ -100,6 +104,7 @@ class Reader {
     std::FILE* stream_ = nullptr;
     const Style* style_ = nullptr;
     char* word_ = animTokenLine;
+    bool zeroFirst_ = false; ///< the word begins with a zero byte
     std::int64_t line_ = 1;
     const std::uint8_t* kinds_ = nullptr; ///< the kind of each character, from EOF on
 };

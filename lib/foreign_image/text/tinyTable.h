@@ -77,7 +77,8 @@ struct Row {
     Outcome (*read)(std::FILE*, Draft&) = nullptr;
     void (*write)(std::FILE*, const RecordOf<Draft>&) = nullptr;
     bool (*present)(const RecordOf<Draft>&) = nullptr;
-    bool goesOn = false; ///< written on the line of the row before
+    bool goesOn = false;  ///< written on the line of the row before
+    bool repeats = false; ///< an element of a list, or a word without a value
     /// Of a code: its words, and the code. A code without a word is reported when it is written.
     const Choice* words = nullptr;
     int (*code)(const RecordOf<Draft>&) = nullptr;
@@ -95,26 +96,24 @@ template <typename Rows>
     return nullptr;
 }
 
-/// Reports a repeated word of a record: the later value counts. `seen` has a bit for each row, by
-/// its index.
+/// Reports a repeated word of a record. `seen` has a bit for each row, by its index.
 template <typename Rows, typename Row>
 void noteRepeated(const Rows& rows, const Row* row, std::uint64_t& seen) {
     const std::uint64_t bit = std::uint64_t{1} << (row - std::data(rows));
-    if ((seen & bit) != 0) {
-        animNotify(AnimNoticeKind::Dropped, animToken, "given before; the later value counts");
+    if ((seen & bit) != 0 && !row->repeats) {
+        animNotify(AnimNoticeKind::Dropped, row->word.data(),
+                   "given before; one of the values is lost");
     }
     seen |= bit;
 }
 
 /// Reads rows while the current token is a word of the table, starting with `row`, the row of the
-/// current token. Again: it stopped at another token. With `seen` repeated words are reported.
+/// current token, and reports repeated words. Again: it stopped at another token.
 template <typename Rows, typename Row, typename Draft>
-Outcome readFrom(text::Reader& in, const Rows& rows, const Row* row, Draft& draft,
-                 std::uint64_t* seen = nullptr) {
+Outcome readFrom(text::Reader& in, const Rows& rows, const Row* row, Draft& draft) {
+    std::uint64_t seen = 0;
     for (; row != nullptr; row = find(rows, in.word())) {
-        if (seen != nullptr) {
-            noteRepeated(rows, row, *seen);
-        }
+        noteRepeated(rows, row, seen);
         const Outcome outcome = row->read(in.stream(), draft);
         if (outcome == Outcome::Done || outcome == Outcome::EndOfFile) {
             return outcome;
@@ -123,21 +122,20 @@ Outcome readFrom(text::Reader& in, const Rows& rows, const Row* row, Draft& draf
             return Outcome::EndOfFile;
         }
     }
-    return in.word().empty() ? Outcome::EndOfFile : Outcome::Again;
+    return in.atEnd() ? Outcome::EndOfFile : Outcome::Again;
 }
 
 /// The same if the current token need not be a word of the table.
 template <typename Rows, typename Draft>
-Outcome read(text::Reader& in, const Rows& rows, Draft& draft, std::uint64_t* seen = nullptr) {
-    return readFrom(in, rows, find(rows, in.word()), draft, seen);
+Outcome read(text::Reader& in, const Rows& rows, Draft& draft) {
+    return readFrom(in, rows, find(rows, in.word()), draft);
 }
 
 /// Reads the block of rows that begins with the next token.
 template <typename Rows, typename Draft>
 Outcome readBlock(std::FILE* stream, const Rows& rows, Draft& draft) {
-    std::uint64_t seen = 0;
     text::Reader& in = text::Reader::on(stream);
-    return in.next() ? read(in, rows, draft, &seen) : Outcome::EndOfFile;
+    return in.next() ? read(in, rows, draft) : Outcome::EndOfFile;
 }
 
 /// Reports a code without a word; 0 need not have one where it is not written.
@@ -221,7 +219,7 @@ Outcome readChoice(std::FILE* stream, const Choice& choice, Code& code) {
 inline Outcome readQuoted(std::FILE* stream, char*& string) {
     std::free(string);
     string = stringReadAsciiAnimation(stream);
-    return animToken[0] == '\0' ? Outcome::EndOfFile : Outcome::Next;
+    return text::Reader::on(stream).atEnd() ? Outcome::EndOfFile : Outcome::Next;
 }
 
 /// Convert a reader's 1 or 0 to a row's outcome: the look-ahead was read, or the file ended; or
@@ -303,6 +301,7 @@ struct Rows {
                 },
                 present,
                 false,
+                false,
                 &Words,
                 [](const Record& record) { return int{(record.*....*Path)}; }};
     }
@@ -332,6 +331,12 @@ struct Rows {
     /// A row that is read in another way.
     static constexpr Row<Draft> readBy(Outcome (*read)(std::FILE*, Draft&), Row<Draft> row) {
         row.read = read;
+        return row;
+    }
+
+    /// A row that may stand several times in a record.
+    static constexpr Row<Draft> repeated(Row<Draft> row) {
+        row.repeats = true;
         return row;
     }
 
@@ -383,7 +388,7 @@ Outcome readCounted(std::FILE* stream, const char* what, Outcome (*readOne)(std:
         if (outcome != Outcome::Again && !records.push(record)) {
             outcome = Outcome::EndOfFile;
         }
-        if (outcome == Outcome::Done && animToken[0] == '\0' && i + 1 < count) {
+        if (outcome == Outcome::Done && text::Reader::on(stream).atEnd() && i + 1 < count) {
             outcome = Outcome::EndOfFile; // the record is complete, the list is not
         }
     }

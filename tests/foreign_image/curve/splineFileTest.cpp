@@ -109,6 +109,8 @@ TEST_F(SplineFileTest, TextIsReadWordByWord) {
         // An index begins a point.
         {"controlPoints { [0] [1] position 7 0 0 [2] flag ( ODD SELECTED ) }", "LINEAR", "0 7 0 ",
          "unknown ODD 2;"},
+        // An index in an unknown block begins none.
+        {"extra { [0] 1 [1] 2 } type BEZIER", "BEZIER", "", "unknown extra 2;"},
         // A point begins with any word.
         {"controlPoints { next 1 2 3 segment ODD constraint C1 }", "LINEAR", "0 ",
          "unknown ODD 2;"},

@@ -217,6 +217,7 @@ TEST_F(ModelText, AQuoteInsideANameBecomesTheOtherKind) {
 }
 
 TEST_F(ModelText, DegreesComeOutAsTheyWentIn) {
+    EXPECT_EQ(read("{ scaling 1.5xyz 2 3 }")->scaling[0], 1.5F) << "as far as there are numbers";
     for (const char* degrees : {"0.001", "-359.999", "7200.123", "123456.789", "99999999.000"}) {
         const std::string line = std::string("{ rotation ") + degrees + " 0 0 }";
         const std::string once = write(read(line).get());

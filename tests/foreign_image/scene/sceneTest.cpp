@@ -305,6 +305,10 @@ TEST_F(SceneFile, Headers) {
         {"SSCN\n\n \t", reading + "Bad header.\n", 1.5F, 0},
         {"SPLN: x\n", "Not a scene file\n", 1.5F, 0},
         {"", "Not a scene file\n", 1.5F, 0},
+        {"SSCN\rx v2.60\r",
+         "Not a scene file\nUnable to read file '" + (dir / "s.scn") +
+             "': it has old Mac line ends.\n",
+         1.5F, 0},
     };
     for (const auto& test : cases) {
         SCOPED_TRACE(test.bytes);

@@ -154,7 +154,7 @@ TEST_F(SceneTest, checkTellsEachLossOnceWithItsLine) {
         {"dos.scn", dos, {":1: DOS line ends\n", ": 1 line ends of another system\n"}},
         {"numbers.scn",
          kScene + "PAUSE 0 \nFRAME 1 40000 1 1 \nRATE thirty \n",
-         {":7: dropped \"FRAME\" given before; the later value counts; ",
+         {":7: dropped \"FRAME\" given before; one of the values is lost; ",
           "bad number \"40000\" (expected: whole number from -32768 to 32767)\n",
           ":8: ", "bad number \"thirty\" (expected: number)\n", ": 2 bad numbers, 2 dropped\n"}},
         {"cut.scn",
