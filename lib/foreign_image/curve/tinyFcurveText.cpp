@@ -14,7 +14,7 @@
 namespace {
 
 using table::Outcome;
-using CurvePointer = std::unique_ptr<Fcurve, FcurveDisposer>;
+using UniqueCurve = std::unique_ptr<Fcurve, FcurveDisposer>;
 
 constexpr const char* kInterpolations[] = {"CONSTANT", "LINEAR", "SPLINE"};
 constexpr const char* kKeyTypes[] = {"FREEFORM", "KEYFRAME", "KEYPATH", "RAWDATA"};
@@ -158,7 +158,7 @@ Outcome readChannel(std::FILE* stream, Draft& draft) {
 }
 
 /// Reads the curve whose first word is the current token; null in `curve` if it has no keys.
-int readCurve(std::FILE* stream, CurvePointer& curve) {
+int readCurve(std::FILE* stream, UniqueCurve& curve) {
     Draft draft = {curve.get()};
     Outcome outcome = Outcome::Again;
     const Row* first = table::find(kCurveRows, animToken);
@@ -202,7 +202,7 @@ int fcurveReadAsciiAnimation(std::FILE* stream, Fcurve** curve) {
     if (curve != nullptr) {
         fcurveDispose(curve);
     }
-    CurvePointer read(fcurveAllocate());
+    UniqueCurve read(fcurveAllocate());
     if (read == nullptr) {
         return 0;
     }

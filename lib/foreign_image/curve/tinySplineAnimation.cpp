@@ -240,7 +240,7 @@ bool tokenIsKeyword() {
 /// Reads the form from its first word or, if that has been consumed, from its type.
 int readInto(std::FILE* stream, Spline* spline, bool endsAfterPoints) {
     const notice::Call call;
-    const SplinePointer dropped(spline == nullptr ? splineAllocate() : nullptr);
+    const UniqueSpline dropped(spline == nullptr ? splineAllocate() : nullptr);
     Draft draft = {spline != nullptr ? spline : dropped.get(), endsAfterPoints};
     Outcome outcome = Outcome::EndOfFile;
     if (kSplineRows[0].word != animToken && table::indexOf(SplineTypeName, animToken) < 0) {

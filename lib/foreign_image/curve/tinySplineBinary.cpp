@@ -17,8 +17,6 @@ constexpr int kPointSlot = 9;
 constexpr int kReaderLine = 412;
 constexpr std::int16_t kWriterLine = 298;
 
-using PrototypePointer = std::unique_ptr<Prototype, PrototypeDisposer>;
-
 /// The tokens of a list without its closing 0.
 std::span<const std::int16_t> tokensOf(const Prototype& prototype, int slot) {
     if (prototype.lists[slot] == nullptr || prototype.lengths[slot] < 1) {
@@ -185,7 +183,7 @@ constexpr Field<Spline> kSplineFields[] = {
 };
 
 /// The given prototype, or the built-in one, which `owned` then holds.
-const Prototype* prototypeOr(const Prototype* given, PrototypePointer& owned) {
+const Prototype* prototypeOr(const Prototype* given, UniquePrototype& owned) {
     if (given == nullptr) {
         Prototype* made = nullptr;
         prototypeInitSpline(&made, 1);
@@ -207,7 +205,7 @@ bool splineIsOnlyAName(const Prototype& prototype) {
 
 int splineWriteBinary(std::FILE* stream, const Spline* spline, const Prototype* prototype) {
     const notice::Call call("write");
-    PrototypePointer owned;
+    UniquePrototype owned;
     const Prototype* used = prototypeOr(prototype, owned);
     if (spline == nullptr || used == nullptr) {
         return 0;
@@ -221,9 +219,9 @@ int splineWriteBinary(std::FILE* stream, const Spline* spline, const Prototype* 
 
 Spline* splineReadBinary(std::FILE* stream, const Prototype* prototype) {
     const notice::Call call;
-    PrototypePointer owned;
+    UniquePrototype owned;
     const Prototype* used = prototypeOr(prototype, owned);
-    SplinePointer spline(splineAllocate());
+    UniqueSpline spline(splineAllocate());
     if (used == nullptr || spline == nullptr) {
         return nullptr;
     }

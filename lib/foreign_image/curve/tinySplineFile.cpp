@@ -10,8 +10,6 @@
 
 namespace {
 
-using PrototypePointer = std::unique_ptr<Prototype, PrototypeDisposer>;
-
 constexpr std::uint32_t kSplineWord = typeWord("SPLN");
 constexpr std::uint32_t kPrototypeWord = typeWord("PROT");
 
@@ -25,7 +23,7 @@ int writeBinary(std::FILE* stream, const Spline& spline) {
     if (prototypeInitSpline(&made, 1) == 0) {
         return 0;
     }
-    const PrototypePointer prototype(made);
+    const UniquePrototype prototype(made);
     headerWriteBinary(stream, nullptr);
     prototypeWrite(stream, prototype.get());
     text::put(stream, "SPLN");
@@ -44,7 +42,7 @@ Spline* readText(std::FILE* stream) {
         notice::Call::fail("no \"spline\" after its header");
         return nullptr;
     }
-    SplinePointer spline(splineReadAscii(stream, nullptr, nullptr));
+    UniqueSpline spline(splineReadAscii(stream, nullptr, nullptr));
     if (spline != nullptr) {
         text::reportSurplus(in);
     }
@@ -54,7 +52,7 @@ Spline* readText(std::FILE* stream) {
 Spline* readBinary(std::FILE* stream) {
     text::Reader::setWordLine(0); // no failure is on a line
     std::uint32_t word = binary::readHeader(stream);
-    PrototypePointer prototype;
+    UniquePrototype prototype;
     if (word == kPrototypeWord) {
         prototype.reset(prototypeRead(stream));
         word = 0;
@@ -63,9 +61,9 @@ Spline* readBinary(std::FILE* stream) {
     if (word == typeWord("BEZR")) {
         notice::Call::fail("the older layout BEZR is not read");
     }
-    SplinePointer spline(word == kSplineWord && !notice::Call::failed()
-                             ? splineReadBinary(stream, prototype.get())
-                             : nullptr);
+    UniqueSpline spline(word == kSplineWord && !notice::Call::failed()
+                            ? splineReadBinary(stream, prototype.get())
+                            : nullptr);
     if (spline != nullptr) {
         binary::reportSurplus(stream);
     }

@@ -12,7 +12,7 @@
 #include <span>
 #include <utility>
 
-using SplinePointer = std::unique_ptr<Spline, SplineDisposer>;
+using UniqueSpline = std::unique_ptr<Spline, SplineDisposer>;
 
 /// Maximum number of points of a spline: the record counts them in 16 bits.
 inline constexpr std::size_t kMostSplineKeys = std::numeric_limits<std::int16_t>::max();

@@ -368,7 +368,7 @@ int splineWriteAscii(std::FILE* stream, const Spline* spline, const char* prefix
 
 Spline* splineReadAscii(std::FILE* stream, const void* /*unused*/, const void* /*unusedToo*/) {
     const notice::Call call;
-    SplinePointer spline(splineAllocate());
+    UniqueSpline spline(splineAllocate());
     if (spline == nullptr) {
         return nullptr;
     }

@@ -11,6 +11,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <memory>
+
+using UniquePrototype = std::unique_ptr<Prototype, PrototypeDisposer>;
 
 namespace binary {
 

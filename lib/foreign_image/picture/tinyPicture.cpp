@@ -19,7 +19,7 @@ namespace {
 using UniquePicture = std::unique_ptr<Picture, PictureDisposer>;
 using UniqueReader = std::unique_ptr<PictureReader, PictureReaderDisposer>;
 using UniqueWriter = std::unique_ptr<PictureWriter, PictureWriterDisposer>;
-using Chain = std::unique_ptr<ChannelPacket, ChannelPacketDisposer>;
+using UniqueChain = std::unique_ptr<ChannelPacket, ChannelPacketDisposer>;
 
 void linesFromPlanes(Picture* record) {
     std::copy(std::begin(record->planes), std::end(record->planes), record->linePointers);
@@ -100,7 +100,7 @@ Picture* pictureReadFile(const char* name) {
     }
     ChannelPacket* packets = nullptr;
     const base::UniqueFile stream(pictureReadFileHeader(name, record.get(), &packets));
-    const Chain chain(packets);
+    const UniqueChain chain(packets);
     if (stream == nullptr || !takePlanes(name, record.get(), chainChannels(chain.get()))) {
         return nullptr;
     }
@@ -121,7 +121,7 @@ Picture* pictureReadFile(const char* name) {
 int pictureWriteFile(const char* name, Picture* record, const ChannelPacket* chain) {
     ChannelPacket* packets = const_cast<ChannelPacket*>(chain);
     std::FILE* stream = pictureWriteFileHeader(name, record, &packets);
-    const Chain ownChain(chain == nullptr ? packets : nullptr);
+    const UniqueChain ownChain(chain == nullptr ? packets : nullptr);
     // Kept: Writing a whole picture reports success even if the file could not be opened.
     // A reader would expect 0; the call always returns 1.
     if (stream == nullptr) {

@@ -23,7 +23,7 @@ constexpr std::size_t kPictureHeaderSize = 12; ///< width, height, ratio, fields
 constexpr std::size_t kPacketSize = 4;         ///< chained, size, type, channels
 constexpr std::uint8_t kBitsPerChannel = 8;
 
-using Chain = std::unique_ptr<ChannelPacket, ChannelPacketDisposer>;
+using UniqueChain = std::unique_ptr<ChannelPacket, ChannelPacketDisposer>;
 
 bool sizeIsGood(const char* name, const Picture& record) {
     if (record.width > 0 && record.height > 0) {
@@ -89,8 +89,8 @@ bool readPictureHeader(std::FILE* stream, const char* name, Picture* record) {
 }
 
 /// Reads the chain: at most as many packets as there are channels, so that it ends.
-Chain readChain(std::FILE* stream, const char* name) {
-    Chain chain;
+UniqueChain readChain(std::FILE* stream, const char* name) {
+    UniqueChain chain;
     ChannelPacket* last = nullptr;
     std::uint8_t bytes[kPacketSize] = {1};
     for (int count = 0; bytes[0] != 0; ++count) {

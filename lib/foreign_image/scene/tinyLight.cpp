@@ -27,23 +27,23 @@ bool isSpot(const Light& light) {
     return light.type == kLightSpot;
 }
 
-Outcome readName(std::FILE* stream, Draft& b) {
-    if (b.record->name == b.nameBefore) {
-        b.record->name = nullptr;
+Outcome readName(std::FILE* stream, Draft& draft) {
+    if (draft.record->name == draft.nameBefore) {
+        draft.record->name = nullptr;
     }
-    return table::readQuoted(stream, b.record->name);
+    return table::readQuoted(stream, draft.record->name);
 }
 
 void writeName(std::FILE* stream, const Light& light) {
     text::putQuoted(stream, light.name);
 }
 
-Outcome readType(std::FILE* stream, Draft& b) {
-    const Outcome outcome = table::readChoice(stream, kTypeWords, b.type);
+Outcome readType(std::FILE* stream, Draft& draft) {
+    const Outcome outcome = table::readChoice(stream, kTypeWords, draft.type);
     // Kept: An unknown light type replaces the type that the light had.
     // A reader would expect an unknown word to leave the record unchanged, as everywhere else. It
     // gives the type 0, or that of an earlier line of the same block.
-    b.record->type = outcome == Outcome::Next ? b.type : b.record->type;
+    draft.record->type = outcome == Outcome::Next ? draft.type : draft.record->type;
     return outcome;
 }
 
@@ -52,9 +52,9 @@ Outcome dropScalar(std::FILE* stream, Draft&) {
     return table::again(valueReadAsciiAnimation(stream, nullptr, nullptr, 1));
 }
 
-Outcome readColourIndex(std::FILE* stream, Draft& b) {
+Outcome readColourIndex(std::FILE* stream, Draft& draft) {
     animNotify(AnimNoticeKind::ByFormat, animToken);
-    b.record->wireColour = kLightIndexedWireColour;
+    draft.record->wireColour = kLightIndexedWireColour;
     return table::next(in_animSValue_na(stream) != 0 ? in_animSValue_na(stream) : 0);
 }
 

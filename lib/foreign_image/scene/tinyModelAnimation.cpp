@@ -33,7 +33,7 @@ struct Entry {
 /// A tree while it is read. `record` is the node whose lines are being read.
 struct Draft {
     Model* record = nullptr;
-    ModelOwner root;
+    UniqueModel root;
     Opaque** contentsEnd = nullptr;
     ModelShape** shapesEnd = nullptr;
     ModelShape* shape = nullptr; ///< the last shape of the node

@@ -22,6 +22,10 @@ using modelbinary::kModelList;
 using modelbinary::Reader;
 using modelbinary::Writer;
 
+/// The line numbers of this module in the two messages about a token.
+constexpr int kReaderLine = 156;
+constexpr std::int16_t kWriterLine = 129;
+
 /// A partly read node: its children are missing, and its blocks have not been sorted by their
 /// positions.
 struct Pending {
@@ -48,8 +52,8 @@ void writeNode(Writer& out, const Model& node, std::span<const std::int16_t> tok
 }
 
 /// Reads the fields of one node.
-ModelOwner readNode(Reader& in, std::span<const std::int16_t> tokens) {
-    ModelOwner node(modelAllocate());
+UniqueModel readNode(Reader& in, std::span<const std::int16_t> tokens) {
+    UniqueModel node(modelAllocate());
     if (node == nullptr) {
         in.fail();
         return nullptr;
@@ -89,8 +93,8 @@ const char* smallRecords(const Prototype& prototype, std::span<const std::int16_
     return splineIsOnlyAName(prototype) ? "splines have fewer than 2 bytes" : nullptr;
 }
 
-ModelOwner readTree(Reader& in, std::span<const std::int16_t> tokens) {
-    ModelOwner root = readNode(in, tokens);
+UniqueModel readTree(Reader& in, std::span<const std::int16_t> tokens) {
+    UniqueModel root = readNode(in, tokens);
     std::size_t nodes = 1;
     std::vector<Pending> open = {{root.get(), in.children}};
     while (in.good() && !open.empty()) {
@@ -125,8 +129,7 @@ int modelWriteBinary(std::FILE* stream, const Model* root, const Prototype* prot
     const std::span<const std::int16_t> tokens = fieldTokens(prototype);
     for (const std::int16_t token : tokens) {
         if (findField(token) == nullptr) {
-            optionPrint("Error: %s: %hd: illegal token: %hd\n", "tinyModel",
-                        static_cast<std::int16_t>(__LINE__), token);
+            optionPrint("Error: %s: %hd: illegal token: %hd\n", "tinyModel", kWriterLine, token);
         }
     }
     Writer out(stream, prototype);
@@ -153,7 +156,7 @@ Model* modelReadBinary(std::FILE* stream, const Prototype* prototype) {
     // treated as a field without bytes.
     for (const std::int16_t token : tokens) {
         if (findField(token) == nullptr) {
-            optionPrint("Error: %s %d): illegal token: %hd\n", "tinyModel", __LINE__, token);
+            optionPrint("Error: %s %d): illegal token: %hd\n", "tinyModel", kReaderLine, token);
             binary::reportToken(stream, token);
         }
     }
@@ -161,7 +164,7 @@ Model* modelReadBinary(std::FILE* stream, const Prototype* prototype) {
         notice::Call::fail("a tree whose %s each", which);
         return nullptr;
     }
-    ModelOwner root;
+    UniqueModel root;
     try {
         Reader in(stream, prototype);
         root = readTree(in, tokens);

@@ -107,7 +107,7 @@ class Reader {
     [[nodiscard]] bool good() const { return !failed_; }
 
     /// Blocks of the node being read, each with its position among them.
-    std::vector<std::pair<std::uint16_t, OpaqueOwner>> blocks;
+    std::vector<std::pair<std::uint16_t, UniqueOpaque>> blocks;
     std::size_t children = 0; ///< of the node being read
 
   private:

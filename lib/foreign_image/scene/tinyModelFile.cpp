@@ -16,8 +16,6 @@ namespace {
 constexpr std::uint32_t kHierarchyType = typeWord("HRCH");
 constexpr std::uint32_t kPrototypeType = typeWord("PROT");
 
-using PrototypeOwner = std::unique_ptr<Prototype, PrototypeDisposer>;
-
 std::uint32_t readTypeWord(std::FILE* stream) {
     std::uint32_t word = 0;
     return binary::read(stream, word) ? word : 0;
@@ -32,13 +30,13 @@ bool hasSplines(const Model* root) {
 }
 
 /// The lists that the tree needs: the node's, and the spline's if a node has one.
-PrototypeOwner makePrototype(const Model* root) {
+UniquePrototype makePrototype(const Model* root) {
     Prototype* prototype = nullptr;
     if (prototypeInitModel(&prototype, 1) == 0 ||
         (hasSplines(root) && prototypeInitSpline(&prototype, 0) == 0)) {
         return nullptr;
     }
-    return PrototypeOwner(prototype);
+    return UniquePrototype(prototype);
 }
 
 int writeTextFile(std::FILE* stream, const Model* root) {
@@ -47,7 +45,7 @@ int writeTextFile(std::FILE* stream, const Model* root) {
 }
 
 int writeBinaryFile(std::FILE* stream, const Model* root) {
-    const PrototypeOwner prototype = makePrototype(root);
+    const UniquePrototype prototype = makePrototype(root);
     if (prototype == nullptr) {
         return 0;
     }
@@ -66,7 +64,7 @@ Model* readTextFile(std::FILE* stream) {
         notice::Call::fail("no \"model\" after its header");
         return nullptr;
     }
-    ModelOwner root(modelReadAscii(stream));
+    UniqueModel root(modelReadAscii(stream));
     if (root != nullptr) {
         text::reportSurplus(in);
     }
@@ -76,7 +74,7 @@ Model* readTextFile(std::FILE* stream) {
 Model* readBinaryFile(std::FILE* stream) {
     text::Reader::setWordLine(0); // no failure is on a line
     std::uint32_t type = binary::readHeader(stream);
-    PrototypeOwner prototype;
+    UniquePrototype prototype;
     if (type == kPrototypeType) {
         prototype.reset(prototypeRead(stream));
         type = readTypeWord(stream);
@@ -85,9 +83,9 @@ Model* readBinaryFile(std::FILE* stream) {
         prototypeInitModel(&ours, 1);
         prototype.reset(ours);
     }
-    ModelOwner root(type == kHierarchyType && prototype != nullptr
-                        ? modelReadBinary(stream, prototype.get())
-                        : nullptr);
+    UniqueModel root(type == kHierarchyType && prototype != nullptr
+                         ? modelReadBinary(stream, prototype.get())
+                         : nullptr);
     if (root != nullptr) {
         binary::reportSurplus(stream);
     }

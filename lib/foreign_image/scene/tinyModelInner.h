@@ -17,7 +17,7 @@
 /// Degrees in a radian, as the hierarchy file rounds it.
 inline constexpr double kModelDegrees = 57.2957795;
 
-using ModelOwner = std::unique_ptr<Model, ModelDisposer>;
+using UniqueModel = std::unique_ptr<Model, ModelDisposer>;
 
 /// The node after `node` in the walk through the subtree of `root`, or null at its end; `level`
 /// changes by the difference of their depths.

@@ -31,7 +31,7 @@ struct OpenNode {
 /// A tree while it is read.
 struct Draft {
     text::Reader& in;
-    ModelOwner root = nullptr;
+    UniqueModel root = nullptr;
     std::size_t nodes = 0;
     std::vector<OpenNode> open = {}; ///< from the root to the node being read
 
@@ -161,7 +161,7 @@ Outcome readItem(std::FILE* stream, Draft& draft) {
 }
 
 /// Reads a tree after the word of its root, and reports if the file ends inside it.
-ModelOwner readTree(std::FILE* stream) {
+UniqueModel readTree(std::FILE* stream) {
     Draft draft = {text::Reader::on(stream, text::kFileStyle)};
     Outcome outcome = enterNode(stream, draft);
     while (outcome == Outcome::Again || (outcome == Outcome::Next && draft.in.next())) {
@@ -189,7 +189,7 @@ Model* modelReadAscii(std::FILE* stream) {
         return nullptr;
     }
     const notice::Call call;
-    ModelOwner root;
+    UniqueModel root;
     try {
         root = readTree(stream);
     } catch (const std::bad_alloc&) {

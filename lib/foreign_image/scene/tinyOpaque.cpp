@@ -19,7 +19,7 @@ class Scanner {
         : in_(in), style_(in.style()), ends_(ends) {}
 
     /// Null when the block was too large or too deep, or out of memory.
-    OpaqueOwner read(std::string_view firstWord) {
+    UniqueOpaque read(std::string_view firstWord) {
         for (const char c : firstWord) {
             feed(c);
         }
@@ -145,7 +145,7 @@ class Scanner {
         ended_ = true;
     }
 
-    OpaqueOwner finish() {
+    UniqueOpaque finish() {
         cut_ = cut_ || dropped_ || quoted_ || depth_ > 0;
         if (quoted_) {
             text_.push_back(style_.quote);
@@ -190,8 +190,8 @@ void opaqueDispose(Opaque** list) {
     }
 }
 
-OpaqueOwner opaqueAllocate(std::string_view text) {
-    OpaqueOwner block(newRecords<Opaque>(1));
+UniqueOpaque opaqueAllocate(std::string_view text) {
+    UniqueOpaque block(newRecords<Opaque>(1));
     if (block != nullptr && (block->text = newRecords<char>(text.size() + 1)) != nullptr) {
         text.copy(block->text, text.size());
         return block;
@@ -199,7 +199,7 @@ OpaqueOwner opaqueAllocate(std::string_view text) {
     return nullptr;
 }
 
-void opaqueAppend(Opaque**& end, OpaqueOwner block) {
+void opaqueAppend(Opaque**& end, UniqueOpaque block) {
     if (block != nullptr) {
         *end = block.release();
         end = &(*end)->next;

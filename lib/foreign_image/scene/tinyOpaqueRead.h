@@ -11,13 +11,13 @@
 struct OpaqueDisposer {
     void operator()(Opaque* list) const noexcept { opaqueDispose(&list); }
 };
-using OpaqueOwner = std::unique_ptr<Opaque, OpaqueDisposer>;
+using UniqueOpaque = std::unique_ptr<Opaque, OpaqueDisposer>;
 
 /// A new block of that text, or null when out of memory.
-[[nodiscard]] OpaqueOwner opaqueAllocate(std::string_view text);
+[[nodiscard]] UniqueOpaque opaqueAllocate(std::string_view text);
 
 /// Appends to a list whose last link is `*end`, and advances `end`. Null blocks add nothing.
-void opaqueAppend(Opaque**& end, OpaqueOwner block);
+void opaqueAppend(Opaque**& end, UniqueOpaque block);
 
 /// Reads the block that begins with `first` (usually the current word, which is the last one read
 /// in any case) up to the next word outside braces and quotes for which `ends` is true, and appends

@@ -19,8 +19,8 @@ template <int Index>
 constexpr SceneRow path(std::string_view word) {
     return {
         word,
-        [](std::FILE* stream, SceneDraft& b) {
-            return table::readQuoted(stream, b.record->paths[Index]);
+        [](std::FILE* stream, SceneDraft& draft) {
+            return table::readQuoted(stream, draft.record->paths[Index]);
         },
         [](std::FILE* stream, const Scene& scene) { text::putQuoted(stream, scene.paths[Index]); }};
 }
@@ -31,8 +31,8 @@ constexpr SceneRow kPathRows[] = {
     path<kTextureLibrary>("TEXTURE_LIB"), path<kPaletteLibrary>("PALETTE_LIB"),
 };
 
-Outcome readPaths(std::FILE* stream, SceneDraft& b) {
-    return table::readBlock(stream, kPathRows, b);
+Outcome readPaths(std::FILE* stream, SceneDraft& draft) {
+    return table::readBlock(stream, kPathRows, draft);
 }
 
 void writePaths(std::FILE* stream, const Scene& scene) {
@@ -51,9 +51,9 @@ bool hasPaths(const Scene& scene) {
 constexpr std::int16_t Scene::*kFrameLine[] = {&Scene::frameStart, &Scene::frameEnd,
                                                &Scene::frameThird, &Scene::frameFourth};
 
-Outcome readFrames(std::FILE* stream, SceneDraft& b) {
+Outcome readFrames(std::FILE* stream, SceneDraft& draft) {
     for (const auto member : kFrameLine) {
-        if (!in_animSValue(stream, &(b.record->*member))) {
+        if (!in_animSValue(stream, &(draft.record->*member))) {
             return Outcome::EndOfFile;
         }
     }
@@ -70,12 +70,12 @@ void writeFrames(std::FILE* stream, const Scene& scene) {
 template <auto Member>
 constexpr SceneRow wholePart(std::string_view word) {
     return {word,
-            [](std::FILE* stream, SceneDraft& b) {
+            [](std::FILE* stream, SceneDraft& draft) {
                 float value = 0.0F;
                 if (!in_animFValue(stream, &value)) {
                     return Outcome::EndOfFile;
                 }
-                b.record->*Member = text::toShort(value, animToken);
+                draft.record->*Member = text::toShort(value, animToken);
                 return Outcome::Next;
             },
             [](std::FILE* stream, const Scene& scene) {
@@ -92,9 +92,9 @@ void hangIn(Element**& end, Element* element) {
     end = &element->next;
 }
 
-Outcome readCamera(std::FILE* stream, SceneDraft& b) {
+Outcome readCamera(std::FILE* stream, SceneDraft& draft) {
     return in_animToken(stream) != 0
-               ? table::again(cameraReadAsciiAnimation(stream, &b.record->camera))
+               ? table::again(cameraReadAsciiAnimation(stream, &draft.record->camera))
                : Outcome::EndOfFile;
 }
 
@@ -102,51 +102,51 @@ void writeCamera(std::FILE* stream, const Scene& scene) {
     cameraWriteAsciiAnimation(stream, &scene.camera);
 }
 
-Outcome readLight(std::FILE* stream, SceneDraft& b) {
+Outcome readLight(std::FILE* stream, SceneDraft& draft) {
     Light* light = lightAllocate();
     const int result = lightReadAsciiAnimation(stream, light);
     if (light != nullptr) {
-        hangIn(b.lightsEnd, light);
+        hangIn(draft.lightsEnd, light);
     }
     return table::again(result);
 }
 
-Outcome readHierarchy(std::FILE* stream, SceneDraft& b) {
+Outcome readHierarchy(std::FILE* stream, SceneDraft& draft) {
     auto* element = newRecords<SceneHierarchy>(1);
     const int result =
         objectReadAsciiAnimation(stream, element != nullptr ? &element->root : nullptr);
     if (element != nullptr && element->root != nullptr) {
-        hangIn(b.hierarchiesEnd, element);
+        hangIn(draft.hierarchiesEnd, element);
     } else {
         std::free(element);
     }
     return table::again(result);
 }
 
-Outcome readSpline(std::FILE* stream, SceneDraft& b) {
+Outcome readSpline(std::FILE* stream, SceneDraft& draft) {
     auto* element = newRecords<SceneSpline>(1);
     Spline* spline = element != nullptr ? splineAllocate() : nullptr;
     const int result = splineReadAsciiAnimation(stream, spline);
     if (spline != nullptr) {
         element->spline = spline;
-        hangIn(b.splinesEnd, element);
+        hangIn(draft.splinesEnd, element);
     } else {
         std::free(element);
     }
     return table::again(result);
 }
 
-Outcome readWave(std::FILE* stream, SceneDraft& b) {
-    return opaqueRead(text::Reader::on(stream), animToken, sceneIsWord, b.waveEnd);
+Outcome readWave(std::FILE* stream, SceneDraft& draft) {
+    return opaqueRead(text::Reader::on(stream), animToken, sceneIsWord, draft.waveEnd);
 }
 
 // --- Read and dropped ----------------------------------------------------------------------------
 
 /// Reports the current token as a word that the record cannot hold, before `Read` skips its value.
 template <auto Read>
-Outcome dropped(std::FILE* stream, SceneDraft& b) {
+Outcome dropped(std::FILE* stream, SceneDraft& draft) {
     animNotify(AnimNoticeKind::ByFormat, animToken);
-    return Read(stream, b);
+    return Read(stream, draft);
 }
 
 template <int Count>
@@ -190,8 +190,8 @@ constexpr SceneRow kLayoutRows[] = {
     {"DEPTH_CUE", dropTokens<5>},
 };
 
-Outcome dropLayout(std::FILE* stream, SceneDraft& b) {
-    return table::readBlock(stream, kLayoutRows, b);
+Outcome dropLayout(std::FILE* stream, SceneDraft& draft) {
+    return table::readBlock(stream, kLayoutRows, draft);
 }
 
 // --- Tables --------------------------------------------------------------------------------------

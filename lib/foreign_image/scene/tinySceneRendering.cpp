@@ -100,8 +100,8 @@ constexpr table::Choice kFieldWords = {table::kYes, kReader, "on field"};
 template <auto Member>
 constexpr Row integers(std::string_view word) {
     return {word,
-            [](std::FILE* stream, SceneDraft& b) {
-                for (std::int32_t& value : b.record->rendering.*Member) {
+            [](std::FILE* stream, SceneDraft& draft) {
+                for (std::int32_t& value : draft.record->rendering.*Member) {
                     if (in_animLValue(stream, &value) == 0) {
                         return Outcome::EndOfFile;
                     }
@@ -115,8 +115,8 @@ constexpr Row integers(std::string_view word) {
             }};
 }
 
-Outcome readPicture(std::FILE* stream, SceneDraft& b) {
-    return table::readBlock(stream, kPictureRows, b.record->rendering.picture);
+Outcome readPicture(std::FILE* stream, SceneDraft& draft) {
+    return table::readBlock(stream, kPictureRows, draft.record->rendering.picture);
 }
 
 void writePicture(std::FILE* stream, const Scene& scene) {
@@ -127,8 +127,8 @@ bool hasPicture(const Scene& scene) {
     return scene.rendering.picture.set != 0;
 }
 
-Outcome readAntialias(std::FILE* stream, SceneDraft& b) {
-    Settings& settings = b.record->rendering;
+Outcome readAntialias(std::FILE* stream, SceneDraft& draft) {
+    Settings& settings = draft.record->rendering;
     // Kept: The first integer of "ANTIALIAS" is the value of "FILTER".
     // A reader would expect two settings. Both words set one member, so the last one in the file
     // counts, and both are written with the same number.
@@ -159,8 +159,8 @@ bool hasAntialias(const Scene& scene) {
 template <int Index>
 constexpr Row fade(std::string_view word) {
     return {word,
-            [](std::FILE* stream, SceneDraft& b) {
-                Settings& settings = b.record->rendering;
+            [](std::FILE* stream, SceneDraft& draft) {
+                Settings& settings = draft.record->rendering;
                 return table::again(valueReadAsciiAnimation(stream, &settings.fade[Index],
                                                             &settings.fadeCurves[Index], 1));
             },
@@ -170,8 +170,8 @@ constexpr Row fade(std::string_view word) {
             }};
 }
 
-Outcome readFadeColour(std::FILE* stream, SceneDraft& b) {
-    Settings& settings = b.record->rendering;
+Outcome readFadeColour(std::FILE* stream, SceneDraft& draft) {
+    Settings& settings = draft.record->rendering;
     return table::again(
         tripleRead(stream, &settings.fade[kFadeRed], &settings.fadeCurves[kFadeRed]));
 }
@@ -183,8 +183,8 @@ void writeFadeColour(std::FILE* stream, const Scene& scene) {
 // Kept: Ambience is never animated.
 // A reader would expect curves to be kept like those of the fade colour. They are read and dropped,
 // and the writer writes three plain numbers.
-Outcome readAmbience(std::FILE* stream, SceneDraft& b) {
-    return table::readPlainTriple(stream, b.record->rendering.ambience);
+Outcome readAmbience(std::FILE* stream, SceneDraft& draft) {
+    return table::readPlainTriple(stream, draft.record->rendering.ambience);
 }
 
 void writeAmbience(std::FILE* stream, const Scene& scene) {

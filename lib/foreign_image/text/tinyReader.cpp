@@ -37,10 +37,6 @@ constexpr Kinds kFileKinds = kindsOf(kFileStyle);
 
 char fileWord[kFileStyle.mostOfWord + 1] = "";
 
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-
 /// True when `c` can follow `before` in a number; `before` is zero for the first character.
 bool goesOnNumber(int c, char before) {
     const bool afterExponent = before == 'e' || before == 'E';

@@ -20,10 +20,6 @@ namespace {
 
 constexpr std::string_view kSpace = " \t\n\v\f\r";
 
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-
 /// Removes leading white space and a sign from `word`; true for a minus.
 bool takeSign(std::string_view& word) {
     word.remove_prefix(std::min(word.find_first_not_of(kSpace), word.size()));
