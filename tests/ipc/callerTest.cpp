@@ -171,8 +171,9 @@ TEST_F(Callers, ADriverRefusesAStrangersPort) {
         const base::UniqueFd listener(createsocket(&port));
         ASSERT_EQ(seteuid(0), 0);
         const CaptureStderr said;
-        const int failed = support::exitStatusInChild(
-            [&] { return setresuid(driver, driver, driver) != 0 ? 9 : getservsock(port) < 0; });
+        const int failed = support::exitStatusInChild([uid = driver, port] {
+            return setresuid(uid, uid, uid) != 0 ? 9 : getservsock(port) < 0;
+        });
         const bool refused = host != 0 && host != driver;
         EXPECT_EQ(failed, refused ? 1 : 0);
         EXPECT_EQ(said.text(), refused ? "getservsock: Refusing port " + std::to_string(port) +

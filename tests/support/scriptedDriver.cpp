@@ -100,7 +100,7 @@ void answerQuery() {
     for (; answer.numof_strings < shape.strings; ++answer.numof_strings) {
         const std::string text =
             std::to_string(code()) + "-" + std::to_string(answer.numof_strings);
-        std::strcpy(answer.chardata + answer.numof_chars, text.c_str());
+        std::memcpy(answer.chardata + answer.numof_chars, text.c_str(), text.size() + 1);
         answer.numof_chars += static_cast<int>(text.size()) + 1;
     }
     sendsockdata(socketFd, &answer);
