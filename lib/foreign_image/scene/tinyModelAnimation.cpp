@@ -188,8 +188,10 @@ bool isShapeWord(std::string_view word) {
     return word == "SHAPE_NAME" || word == "INTERP_FCURVE" || word == "WEIGHT_FCURVES";
 }
 
-/// "SHAPE" precedes the shapes; if anything else follows it, it is kept as text.
+/// "SHAPE" precedes the shapes; if anything else follows it, it is kept as text with the rest of
+/// its line.
 Outcome readShapes(std::FILE* stream, Draft& draft) {
+    const std::int64_t line = animTokenLineNumber();
     if (!in_animToken(stream)) {
         opaqueAppend(draft.contentsEnd, opaqueAllocate("SHAPE"));
         return Outcome::EndOfFile;
@@ -197,7 +199,7 @@ Outcome readShapes(std::FILE* stream, Draft& draft) {
     if (isShapeWord(animToken)) {
         return Outcome::Again;
     }
-    if (endsContents(animToken)) {
+    if (endsContents(animToken) || animTokenLineNumber() != line) {
         opaqueAppend(draft.contentsEnd, opaqueAllocate("SHAPE"));
         return Outcome::Again;
     }
