@@ -2,13 +2,13 @@
 // tdr compare A B: compares two pictures pixel by pixel. Each is read line by line through the
 // driver of its format.
 #include "output/console.h"
+#include "output/formatted.h"
 #include "pictures/differencePicture.h"
 #include "pictures/metadata.h"
 #include "pictures/pictureLines.h"
 #include "pictures/pixelDifferences.h"
 #include "subcommands.h"
 
-#include <fmt/format.h>
 #include <optional>
 #include <utility>
 
@@ -90,8 +90,8 @@ Outcome<std::string> depthText(const PictureLines& a, const PictureLines& b) {
             return problemWith(side->path(), metadata.failure());
         }
         if (metadata->png && metadata->png->sampleBits > 8) {
-            return fmt::format(" in the upper 8 of the {} bits of {}", metadata->png->sampleBits,
-                               printable(side->path()));
+            return formatted(" in the upper 8 of the {} bits of {}", metadata->png->sampleBits,
+                             printable(side->path()));
         }
     }
     return std::string();
@@ -100,11 +100,11 @@ Outcome<std::string> depthText(const PictureLines& a, const PictureLines& b) {
 ExitCode reportDifferent(const std::string& names, const PictureLines& a,
                          const Compared& compared) {
     const PixelDifferences& found = compared.differences;
-    warn(fmt::format("{} differ: {} of {} pixels, {}{}; largest difference {} of 255, PSNR {:.2f} "
-                     "dB over red, green, blue and alpha",
-                     names, found.count(), pixelsOf(a),
-                     a.mattes() > 1 ? fmt::format("matte {}, ", compared.matte + 1) : "",
-                     found.first(), found.largest(), found.psnr()));
+    warn(formatted("{} differ: {} of {} pixels, {}{}; largest difference {} of 255, PSNR {:.2f} "
+                   "dB over red, green, blue and alpha",
+                   names, found.count(), pixelsOf(a),
+                   a.mattes() > 1 ? formatted("matte {}, ", compared.matte + 1) : "", found.first(),
+                   found.largest(), found.psnr()));
     return ExitCode::Failed;
 }
 
@@ -114,8 +114,8 @@ Outcome<ExitCode> reportEqual(const std::string& names, const PictureLines& a,
     if (!depth) {
         return depth.failure();
     }
-    const ExitCode said = say(fmt::format("{}: {}, all {} pixels are equal{}\n", names,
-                                          a.sizeText(), pixelsOf(a), *depth));
+    const ExitCode said = say(
+        formatted("{}: {}, all {} pixels are equal{}\n", names, a.sizeText(), pixelsOf(a), *depth));
     return said == ExitCode::Done ? said : ExitCode::NotCompared;
 }
 
@@ -139,8 +139,8 @@ Outcome<ExitCode> compare(DriverSet& drivers, const CompareOptions& options) {
     }
     const std::string names = printable(options.a) + " and " + printable(options.b);
     if (a->sizeText() != b->sizeText()) {
-        warn(fmt::format("{} differ: {} and {}{}", names, a->sizeText(), b->sizeText(),
-                         picture ? "; " + printable(options.diff) + " is not written" : ""));
+        warn(formatted("{} differ: {} and {}{}", names, a->sizeText(), b->sizeText(),
+                       picture ? "; " + printable(options.diff) + " is not written" : ""));
         return ExitCode::Failed;
     }
     const auto compared = compareAndClose(*a, *b, picture);

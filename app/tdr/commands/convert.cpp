@@ -7,14 +7,13 @@
 #include "files/readableFile.h"
 #include "files/replacedFile.h"
 #include "output/console.h"
+#include "output/formatted.h"
 #include "pictures/alpha.h"
 #include "pictures/metadata.h"
 #include "pictures/pictureFile.h"
 #include "pictures/readBack.h"
 #include "subcommands.h"
 
-#include <fmt/format.h>
-#include <fmt/ranges.h>
 #include <optional>
 #include <utility>
 
@@ -124,13 +123,13 @@ Outcome<void> Conversion::chooseMatte(PictureFile& picture) {
     if (options_.channel > mattes) {
         return Problem{ExitCode::Failed,
                        mattes == 0 ? options_.input + ": not a matte; it has no --channel to choose"
-                                   : fmt::format("{}: has no --channel {}, the last one is {}",
-                                                 options_.input, options_.channel, mattes)};
+                                   : formatted("{}: has no --channel {}, the last one is {}",
+                                               options_.input, options_.channel, mattes)};
     }
     if (options_.channel > 0) {
         picture.source.selectMatte(options_.channel - 1);
     } else if (mattes > 1) {
-        losses_.push_back(fmt::format("mattes 2 to {} (see --channel)", mattes));
+        losses_.push_back(formatted("mattes 2 to {} (see --channel)", mattes));
     }
     return {};
 }
@@ -175,13 +174,16 @@ Outcome<void> Conversion::convert(PictureFile& picture, std::size_t driver, Runn
 
 void Conversion::reportLosses(const std::vector<std::string>& metadata) {
     if (!guessed_.empty()) {
-        warn(fmt::format("{}: written as {}, by the driver of {} (see --to)", options_.output,
-                         guessed_, options_.input));
+        warn(formatted("{}: written as {}, by the driver of {} (see --to)", options_.output,
+                       guessed_, options_.input));
     }
     losses_.insert(losses_.end(), metadata.begin(), metadata.end());
     if (!losses_.empty()) {
-        warn(fmt::format("{}: not carried from {}: {}", options_.output, options_.input,
-                         fmt::join(losses_, ", ")));
+        std::string list;
+        for (const std::string& loss : losses_) {
+            list += (list.empty() ? "" : ", ") + loss;
+        }
+        warn(formatted("{}: not carried from {}: {}", options_.output, options_.input, list));
     }
 }
 

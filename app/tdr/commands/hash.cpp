@@ -2,12 +2,12 @@
 // tdr hash FILE...: the MD5 of the pixels of pictures, which does not depend on their formats.
 #include "base/hostPixel.h"
 #include "output/console.h"
+#include "output/formatted.h"
 #include "pictures/pictureLines.h"
 #include "subcommands.h"
 
 #include <algorithm>
 #include <array>
-#include <fmt/format.h>
 #include <nettle/md5.h>
 #include <utility>
 
@@ -21,8 +21,8 @@ class FrameList {
     std::string line(std::size_t stream, std::size_t frame, const tdr::PictureShape& shape,
                      std::string_view hash) {
         return describe(stream, {shape.width, shape.height}) +
-               fmt::format("{}, {:10}, {:10}, {:8}, {:8}, {}\n", stream, frame, frame, 1,
-                           tdr::pictureBytes(shape.width, shape.height), hash);
+               formatted("{}, {:10}, {:10}, {:8}, {:8}, {}\n", stream, frame, frame, 1,
+                         tdr::pictureBytes(shape.width, shape.height), hash);
     }
 
   private:
@@ -36,9 +36,9 @@ class FrameList {
         streams_.resize(std::max(streams_.size(), stream + 1));
         streams_[stream] = size;
         return (first ? "#format: frame checksums\n#version: 2\n#hash: MD5\n" : "") +
-               fmt::format("#tb {0}: 1/25\n#media_type {0}: video\n#codec_id {0}: rawvideo\n"
-                           "#dimensions {0}: {1}x{2}\n#sar {0}: 0/1\n",
-                           stream, size.first, size.second) +
+               formatted("#tb {0}: 1/25\n#media_type {0}: video\n#codec_id {0}: rawvideo\n"
+                         "#dimensions {0}: {1}x{2}\n#sar {0}: 0/1\n",
+                         stream, size.first, size.second) +
                (first ? "#stream#, dts,        pts, duration,     size, hash\n" : "");
     }
 
@@ -64,7 +64,7 @@ Outcome<std::string> hashOf(PictureLines& picture, std::int32_t matte) {
     md5_digest(&md5, digest.size(), digest.data());
     std::string text;
     for (const std::uint8_t byte : digest) {
-        text += fmt::format("{:02x}", byte);
+        text += formatted("{:02x}", byte);
     }
     return text;
 }

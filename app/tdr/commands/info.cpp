@@ -2,11 +2,10 @@
 // tdr info FILE...: describes files.
 #include "info/fileKinds.h"
 #include "output/console.h"
+#include "output/formatted.h"
 #include "pictures/pictureFile.h"
 #include "subcommands.h"
 #include "tdr/interruptGuard.h"
-
-#include <fmt/format.h>
 
 namespace {
 
@@ -16,9 +15,9 @@ struct InfoOptions {
 };
 
 std::string textOf(const std::string& file, const FileKind& kind, const FileInfo& info) {
-    std::string text = fmt::format("{}: {}\n", printable(file), kind.name);
+    std::string text = formatted("{}: {}\n", printable(file), kind.name);
     for (const auto& [label, value] : info.rows()) {
-        text += fmt::format("  {:<8}  {}\n", label, value);
+        text += formatted("  {:<8}  {}\n", label, value);
     }
     return text;
 }

@@ -2,12 +2,12 @@
 // tdr plot FILE -o OUT.svg: draws the contents of a scene file.
 #include "files/replacedFile.h"
 #include "output/console.h"
+#include "output/formatted.h"
 #include "output/utf8Text.h"
 #include "plot/drawings.h"
 #include "subcommands.h"
 
 #include <charconv>
-#include <fmt/format.h>
 
 namespace {
 

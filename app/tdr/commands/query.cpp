@@ -2,12 +2,12 @@
 // tdr query DRIVER: the answers to all sixteen queries, as a table.
 #include "IPC_Codes.h"
 #include "output/console.h"
+#include "output/formatted.h"
 #include "output/table.h"
 #include "pictures/driverSet.h"
 #include "pictures/formatText.h"
 #include "subcommands.h"
 
-#include <fmt/format.h>
 #include <limits>
 #include <string_view>
 
@@ -33,16 +33,16 @@ std::string quoted(const std::string& text) {
 }
 
 std::string pairText(const tdr::Pair& pair) {
-    return fmt::format("{}, {}", pair.first, pair.second);
+    return formatted("{}, {}", pair.first, pair.second);
 }
 
 std::string boundsText(const tdr::Bounds& b) {
-    return fmt::format("x {}, y {}, width {}, height {}", b.x, b.y, b.width, b.height);
+    return formatted("x {}, y {}, width {}, height {}", b.x, b.y, b.width, b.height);
 }
 
 std::string namingText(const tdr::FileNaming& naming) {
-    return fmt::format("prefix {}, extension {}, number {}, template {}", quoted(naming.prefix),
-                       quoted(naming.extension), naming.number, quoted(naming.pattern));
+    return formatted("prefix {}, extension {}, number {}, template {}", quoted(naming.prefix),
+                     quoted(naming.extension), naming.number, quoted(naming.pattern));
 }
 
 std::string cellText(std::int32_t cell) {
@@ -65,7 +65,7 @@ Text formatsText(tdr::Session& driver) {
         if (!*format) {
             break;
         }
-        all += (i == 0 ? "" : "; ") + fmt::format("{}: {}", i, formatText(**format));
+        all += (i == 0 ? "" : "; ") + formatted("{}: {}", i, formatText(**format));
     }
     return all.empty() ? "none" : all;
 }

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 // tdr scene check|format|binary|text: checks and rewrites scene files.
 #include "output/console.h"
+#include "output/formatted.h"
 #include "output/utf8Text.h"
 #include "scene/sceneDocument.h"
 #include "subcommands.h"
 
-#include <fmt/format.h>
 #include <vector>
 
 namespace {
@@ -37,9 +37,9 @@ ExitCode checkOne(const std::string& file) {
         text += lineOf(file, remark) + '\n';
     }
     if (report.dropped != 0) {
-        text += fmt::format("{}: {} further remarks\n", name, report.dropped);
+        text += formatted("{}: {} further remarks\n", name, report.dropped);
     }
-    text += fmt::format("{}: {}\n", name, verdictOn(report));
+    text += formatted("{}: {}\n", name, verdictOn(report));
     return worse(report.whole() ? ExitCode::Done : ExitCode::Failed, say(text));
 }
 
@@ -126,7 +126,7 @@ class Rewriting {
             }
         }
         if (told > kMostTold) {
-            warn(fmt::format("{}: {} further remarks", file, told - kMostTold));
+            warn(formatted("{}: {} further remarks", file, told - kMostTold));
         }
     }
 

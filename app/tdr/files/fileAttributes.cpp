@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "fileAttributes.h"
 
+#include "output/formatted.h"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <fmt/format.h>
+#include <linux/limits.h>
 #include <string_view>
 #include <sys/stat.h>
 #include <sys/xattr.h>
@@ -78,7 +80,7 @@ std::vector<Attribute> attributesOf(const std::string& path, int& error) {
 }
 
 std::string lost(std::string_view what, int error) {
-    return fmt::format("cannot keep {}: {}", what, std::strerror(error));
+    return formatted("cannot keep {}: {}", what, std::strerror(error));
 }
 
 } // namespace
@@ -100,7 +102,7 @@ std::string takeOverAttributes(int from, int to) {
         mode &= ~kSetIdBits;
     }
     int error = 0;
-    auto attributes = attributesOf(fmt::format("/proc/self/fd/{}", from), error);
+    auto attributes = attributesOf(formatted("/proc/self/fd/{}", from), error);
     if (error != 0) {
         return lost("its extended attributes", error);
     }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "privateFolder.h"
 
+#include "output/formatted.h"
 #include "processMark.h"
 
 #include <array>
@@ -9,7 +10,6 @@
 #include <cstdlib>
 #include <dirent.h>
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -35,7 +35,7 @@ void removeNoted(int folder, const std::string& note) {
     const std::string_view noted(path.data(), size > 0 ? static_cast<std::size_t>(size) : 0);
     const std::string_view mark(note.data(), note.size() - kNoteEnding.size());
     // The note is removed first: an unreachable disk then stops one run and not every run.
-    if (::unlinkat(folder, note.c_str(), 0) == 0 && noted.ends_with(fmt::format("/.{}", mark))) {
+    if (::unlinkat(folder, note.c_str(), 0) == 0 && noted.ends_with(formatted("/.{}", mark))) {
         ::unlink(path.data());
     }
 }
@@ -98,8 +98,8 @@ Outcome<PrivateFolder> PrivateFolder::open() {
             continue;
         }
         const std::string mark = ownMark();
-        for (const std::string& name : {fmt::format("tdr-{}", ::geteuid()), mark + ".d"}) {
-            PrivateFolder folder(fmt::format("{}/{}", place, name), mark);
+        for (const std::string& name : {formatted("tdr-{}", ::geteuid()), mark + ".d"}) {
+            PrivateFolder folder(formatted("{}/{}", place, name), mark);
             if (folder.enter()) {
                 static bool cleared = false;
                 if (!std::exchange(cleared, true)) {
@@ -124,11 +124,11 @@ PrivateFolder::~PrivateFolder() {
 }
 
 std::string PrivateFolder::pathOf(std::string_view name) const {
-    return fmt::format("{}/{}", pathOfDescriptor(fd_.get()), name);
+    return formatted("{}/{}", pathOfDescriptor(fd_.get()), name);
 }
 
 std::string pathOfDescriptor(int fd) {
     char self[32] = {}; // the number in /proc, which may be of another namespace
     const ssize_t size = ::readlink("/proc/self", self, sizeof self - 1);
-    return fmt::format("/proc/{}/fd/{}", size > 0 ? self : "self", fd);
+    return formatted("/proc/{}/fd/{}", size > 0 ? self : "self", fd);
 }

@@ -2,13 +2,13 @@
 #include "processMark.h"
 
 #include "base/uniqueFd.h"
+#include "output/formatted.h"
 
 #include <cerrno>
 #include <charconv>
 #include <csignal>
 #include <cstdint>
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <optional>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -52,7 +52,7 @@ std::uint64_t thisWorld() {
     if (boot.empty() || pids == 0) {
         return 0;
     }
-    return hashOf(fmt::format("{} {} {}", boot, pids, namespaceId("/proc/self/ns/time")));
+    return hashOf(formatted("{} {} {}", boot, pids, namespaceId("/proc/self/ns/time")));
 }
 
 /// The start time of a process, from the 22nd field of its state. The 2nd is its name, which may
@@ -116,7 +116,7 @@ bool procIsOurs() {
 std::string ownMark() {
     static unsigned number = 0;
     const Process& own = ownProcess();
-    return fmt::format("{}{:016x}-{}-{}-{}", kPrefix, own.world, own.pid, own.start, ++number);
+    return formatted("{}{:016x}-{}-{}-{}", kPrefix, own.world, own.pid, own.start, ++number);
 }
 
 bool isOfDeadProcess(std::string_view name) {
@@ -131,7 +131,7 @@ bool isOfDeadProcess(std::string_view name) {
     if (::kill(pid, 0) != 0) {
         return errno == ESRCH;
     }
-    const auto start = startIn(textOf(fmt::format("/proc/{}/stat", pid).c_str()));
+    const auto start = startIn(textOf(formatted("/proc/{}/stat", pid).c_str()));
     return procIsOurs() && start &&
            *start != process->start; // the number now belongs to another process
 }

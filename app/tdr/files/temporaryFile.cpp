@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "temporaryFile.h"
 
+#include "output/formatted.h"
+
 #include <array>
 #include <cerrno>
 #include <climits>
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -14,11 +15,11 @@
 /// kill.
 void TemporaryFile::noteWhere() const {
     std::array<char, PATH_MAX> path{};
-    const std::string link = fmt::format("/proc/self/fd/{}", folder_.get());
+    const std::string link = formatted("/proc/self/fd/{}", folder_.get());
     const ssize_t size = ::readlink(link.c_str(), path.data(), path.size());
     if (size > 0) {
         const std::string_view where(path.data(), static_cast<std::size_t>(size));
-        const std::string target = fmt::format("{}/{}", where, name_);
+        const std::string target = formatted("{}/{}", where, name_);
         [[maybe_unused]] const int noted = ::symlinkat(target.c_str(), notes_.fd(), note_.c_str());
     }
 }

@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "fileKinds.h"
 #include "output/console.h"
+#include "output/formatted.h"
 #include "pictures/formatText.h"
 #include "pictures/pictureFile.h"
-
-#include <fmt/format.h>
 
 namespace {
 
@@ -20,10 +19,10 @@ struct PictureFacts {
 
 InfoRows rowsOf(const PictureFacts& facts) {
     return {
-        {"size", fmt::format("{} x {}", facts.shape.width, facts.shape.height)},
-        {"driver", fmt::format("{} ({}, {})", facts.driver, printable(facts.vendor),
-                               printable(facts.formatName))},
-        {"format", fmt::format("{}: {}", facts.current, formatText(facts.format))},
+        {"size", formatted("{} x {}", facts.shape.width, facts.shape.height)},
+        {"driver", formatted("{} ({}, {})", facts.driver, printable(facts.vendor),
+                             printable(facts.formatName))},
+        {"format", formatted("{}: {}", facts.current, formatText(facts.format))},
     };
 }
 

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 // Scenes, splines and hierarchies for `tdr info`.
 #include "fileKinds.h"
+#include "output/formatted.h"
 #include "output/utf8Text.h"
 #include "scene/sceneFields.h"
 #include "scene/sceneJson.h"
 #include "scene/sceneWalk.h"
 
 #include <algorithm>
-#include <fmt/format.h>
 
 namespace {
 
@@ -23,11 +23,11 @@ std::string quoted(const char* name) {
 }
 
 std::string triple(double x, double y, double z) {
-    return fmt::format("{:g} {:g} {:g}", x, y, z);
+    return formatted("{:g} {:g} {:g}", x, y, z);
 }
 
 std::string plural(std::size_t count, const char* noun) {
-    return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
+    return formatted("{} {}{}", count, noun, count == 1 ? "" : "s");
 }
 
 /// Adds lines under one label and reports how many exceed the limit.
@@ -44,7 +44,7 @@ class Lines {
     }
     ~Lines() {
         if (count_ > kMostLines) {
-            rows_.emplace_back(label_, fmt::format("and {} more", count_ - kMostLines));
+            rows_.emplace_back(label_, formatted("and {} more", count_ - kMostLines));
         }
     }
     Lines(const Lines&) = delete;
@@ -59,19 +59,19 @@ class Lines {
 /// The text for a curve in place of a number: "curve CAM_FOV (4 keys)".
 std::string curveText(const Fcurve& curve) {
     const std::string channel = channelOf(curve);
-    return fmt::format("curve {}({})", channel.empty() ? "" : channel + ' ',
-                       plural(static_cast<std::size_t>(std::max<int>(curve.keyCount, 0)), "key"));
+    return formatted("curve {}({})", channel.empty() ? "" : channel + ' ',
+                     plural(static_cast<std::size_t>(std::max<int>(curve.keyCount, 0)), "key"));
 }
 
 std::string numberText(double value, const Fcurve* curve) {
-    return curve != nullptr ? curveText(*curve) : fmt::format("{:g}", value);
+    return curve != nullptr ? curveText(*curve) : formatted("{:g}", value);
 }
 
 std::string tripleText(const double (&values)[3], Fcurve* const* curves) {
     return curves[0] == nullptr && curves[1] == nullptr && curves[2] == nullptr
                ? triple(values[0], values[1], values[2])
-               : fmt::format("[{}, {}, {}]", numberText(values[0], curves[0]),
-                             numberText(values[1], curves[1]), numberText(values[2], curves[2]));
+               : formatted("[{}, {}, {}]", numberText(values[0], curves[0]),
+                           numberText(values[1], curves[1]), numberText(values[2], curves[2]));
 }
 
 std::string positionText(const AnimatedPosition& position, Fcurve* const* curves) {
@@ -90,11 +90,11 @@ std::string positionText(const AnimatedPosition& position, Fcurve* const* curves
 
 std::string splineText(const Spline& spline, const std::string& owner) {
     const bool known = spline.type >= 0 && spline.type < kSplineTypes;
-    return fmt::format("{}: {}, {}{}{}{}", quoted(spline.name),
-                       known ? SplineTypeName[spline.type] : "unknown type",
-                       plural(static_cast<std::size_t>(std::max<int>(spline.keyCount, 0)), "point"),
-                       spline.close != 0 ? ", closed" : "", spline.phantom != 0 ? ", phantom" : "",
-                       owner.empty() ? "" : ", " + owner);
+    return formatted("{}: {}, {}{}{}{}", quoted(spline.name),
+                     known ? SplineTypeName[spline.type] : "unknown type",
+                     plural(static_cast<std::size_t>(std::max<int>(spline.keyCount, 0)), "point"),
+                     spline.close != 0 ? ", closed" : "", spline.phantom != 0 ? ", phantom" : "",
+                     owner.empty() ? "" : ", " + owner);
 }
 
 /// "3 blocks (mesh, material, ...)".
@@ -107,7 +107,7 @@ std::string blocksText(const Opaque* list) {
                      utf8Text(std::string_view(list->text, opaqueWordLength(list)));
         }
     }
-    return count == 0 ? "" : fmt::format("{} ({})", plural(count, "block"), words);
+    return count == 0 ? "" : formatted("{} ({})", plural(count, "block"), words);
 }
 
 /// The contents of a node besides its transformation: "; 1 spline; 2 blocks (mesh, material)".
@@ -126,7 +126,7 @@ std::string nodeText(const SceneNode& entry) {
     const Model& node = *entry.node;
     const auto& s = node.scaling;
     const auto& r = node.rotation;
-    return fmt::format(
+    return formatted(
         "{:{}}{}: translation {}; rotation {}; scaling {}{}", "",
         2 * std::min(entry.depth, kMostIndent), quoted(node.name),
         positionText(node.translation, node.curves + kModelTranslationX),
@@ -140,14 +140,14 @@ void addTrees(InfoRows& rows, const SceneDocument& document) {
     for (std::size_t i = 0; i < std::min(trees.size(), kMostTrees); ++i) {
         const SceneNodes nodes = nodesOf(trees[i]);
         rows.emplace_back(
-            "tree", fmt::format("{}, {}", quoted(trees[i]->name), plural(nodes.count(), "node")));
+            "tree", formatted("{}, {}", quoted(trees[i]->name), plural(nodes.count(), "node")));
         Lines lines(rows, "");
         for (const SceneNode& node : nodes) {
             lines.add([&] { return "  " + nodeText(node); });
         }
     }
     if (trees.size() > kMostTrees) {
-        rows.emplace_back("tree", fmt::format("and {} more", trees.size() - kMostTrees));
+        rows.emplace_back("tree", formatted("and {} more", trees.size() - kMostTrees));
     }
 }
 
@@ -155,7 +155,7 @@ std::string lightText(const Light& light) {
     constexpr const char* kTypes[] = {"light", "point light", "spot", "infinite light"};
     const bool known = light.type > 0 && light.type < std::ssize(kTypes);
     const auto& c = light.colour;
-    return fmt::format(
+    return formatted(
         "{}: {}, at {}{}, colour {}", quoted(light.name), kTypes[known ? light.type : 0],
         positionText(light.position, light.curves + kLightPositionX),
         light.type == kLightSpot
@@ -172,25 +172,24 @@ void addCamera(InfoRows& rows, const Camera& camera) {
         return numberText(shortest(plain), camera.curves[curve]);
     };
     rows.emplace_back("",
-                      fmt::format("field of view {}, roll {}, near {}, far {}",
-                                  value(camera.fieldOfView, kCameraFieldOfView),
-                                  value(camera.roll, kCameraRoll), value(camera.near, kCameraNear),
-                                  value(camera.far, kCameraFar)));
+                      formatted("field of view {}, roll {}, near {}, far {}",
+                                value(camera.fieldOfView, kCameraFieldOfView),
+                                value(camera.roll, kCameraRoll), value(camera.near, kCameraNear),
+                                value(camera.far, kCameraFar)));
 }
 
 void addScene(InfoRows& rows, const Scene& scene) {
     const SceneRendering& r = scene.rendering;
-    rows.emplace_back("frames", fmt::format("{} to {}", scene.frameStart, scene.frameEnd));
-    rows.emplace_back("rate",
-                      fmt::format("{} frames per second, pause {}", scene.rate, scene.pause));
-    rows.emplace_back("render", fmt::format("frames {} to {} step {}, {} x {}, pixel ratio {:g}",
-                                            r.frame[0], r.frame[1], r.frame[2], r.resolution[0],
-                                            r.resolution[1], shortest(r.pixelRatio)));
+    rows.emplace_back("frames", formatted("{} to {}", scene.frameStart, scene.frameEnd));
+    rows.emplace_back("rate", formatted("{} frames per second, pause {}", scene.rate, scene.pause));
+    rows.emplace_back("render", formatted("frames {} to {} step {}, {} x {}, pixel ratio {:g}",
+                                          r.frame[0], r.frame[1], r.frame[2], r.resolution[0],
+                                          r.resolution[1], shortest(r.pixelRatio)));
     constexpr const char* kPaths[kScenePathCount] = {"objects",      "textures",    "pictures",
                                                      "materials in", "textures in", "palettes in"};
     for (std::size_t i = 0; i < kScenePathCount; ++i) {
         if (scene.paths[i] != nullptr) {
-            rows.emplace_back("path", fmt::format("{} {}", kPaths[i], quoted(scene.paths[i])));
+            rows.emplace_back("path", formatted("{} {}", kPaths[i], quoted(scene.paths[i])));
         }
     }
     addCamera(rows, scene.camera);
@@ -209,7 +208,7 @@ void addCurves(InfoRows& rows, const SceneDocument& document) {
         }
     });
     rows.emplace_back("curves",
-                      fmt::format("{}{}{}", count, channels, count > kMostChannels ? ", ..." : ""));
+                      formatted("{}{}{}", count, channels, count > kMostChannels ? ", ..." : ""));
 }
 
 InfoRows rowsOf(const SceneDocument& document) {

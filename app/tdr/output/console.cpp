@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "console.h"
 
+#include "formatted.h"
 #include "utf8Text.h"
 #include "wholeWrite.h"
 
 #include <cerrno>
 #include <cstring>
-#include <fmt/format.h>
 #include <unistd.h>
 
 namespace {
@@ -19,7 +19,7 @@ std::string forTerminal(std::string text) {
          at = text.find(kFirstByte, at + 1)) {
         const auto code = static_cast<unsigned char>(text.substr(at + 1, 1)[0]);
         if (code >= 0x80 && code < 0xA0) {
-            text.replace(at, 2, fmt::format("\\u00{:02x}", code));
+            text.replace(at, 2, formatted("\\u00{:02x}", code));
         }
     }
     return text;

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "utf8Text.h"
 
+#include "formatted.h"
+
 #include <cstddef>
 #include <cstdint>
-#include <fmt/format.h>
 
 namespace {
 
@@ -83,7 +84,7 @@ std::string escaped(std::string_view text, bool (*keeps)(std::uint32_t)) {
             shown += text.substr(0, c.bytes);
         } else {
             for (std::size_t i = 0; i < c.bytes; ++i) {
-                shown += fmt::format("\\x{:02x}", byteAt(text, i));
+                shown += formatted("\\x{:02x}", byteAt(text, i));
             }
         }
         text.remove_prefix(c.bytes);

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "formatText.h"
 
+#include "output/formatted.h"
+
 #include <cstddef>
-#include <fmt/format.h>
 
 namespace {
 
@@ -17,8 +18,8 @@ std::string channelCodes(const tdr::PixelFormat& format) {
         if (i == kMostShown) {
             return codes + " ...";
         }
-        codes += fmt::format("{}0x{:02x}", i == 0 ? "" : " ",
-                             static_cast<std::uint32_t>(format.channels[i]));
+        codes += formatted("{}0x{:02x}", i == 0 ? "" : " ",
+                           static_cast<std::uint32_t>(format.channels[i]));
     }
     return codes;
 }
@@ -26,24 +27,24 @@ std::string channelCodes(const tdr::PixelFormat& format) {
 std::string depthText(const tdr::PixelFormat& format) {
     const char* plural = format.depth1 == 1 ? "" : "s";
     return format.depth1 == format.depth2
-               ? fmt::format("{} bit{}", format.depth1, plural)
-               : fmt::format("{} and {} bits", format.depth1, format.depth2);
+               ? formatted("{} bit{}", format.depth1, plural)
+               : formatted("{} and {} bits", format.depth1, format.depth2);
 }
 
 } // namespace
 
 std::string formatText(const tdr::PixelFormat& format) {
     const std::size_t count = format.channels.size();
-    return fmt::format("{} channel{} of {} ({})", count, count == 1 ? "" : "s", depthText(format),
-                       channelCodes(format));
+    return formatted("{} channel{} of {} ({})", count, count == 1 ? "" : "s", depthText(format),
+                     channelCodes(format));
 }
 
 std::string accessModesText(std::int32_t modes) {
     const auto bits = static_cast<std::uint32_t>(modes);
-    std::string text = fmt::format("0x{:04x}", bits);
+    std::string text = formatted("0x{:04x}", bits);
     if ((bits & kNoCommands) != 0) {
-        text += fmt::format(": 0x{:04x} (no outside commands around transfers), 0x{:04x}",
-                            kNoCommands, bits & ~kNoCommands);
+        text += formatted(": 0x{:04x} (no outside commands around transfers), 0x{:04x}",
+                          kNoCommands, bits & ~kNoCommands);
     }
     return text;
 }

@@ -4,6 +4,7 @@
 #include "base/byteOrder.h"
 #include "base/uniqueFd.h"
 #include "base/uniqueFile.h"
+#include "output/formatted.h"
 #include "pixelRatio.h"
 #include "tinyPictureNotes.h"
 
@@ -12,7 +13,6 @@
 #include <cmath>
 #include <cstring>
 #include <fcntl.h>
-#include <fmt/format.h>
 #include <string_view>
 #include <unistd.h>
 #include <utility>
@@ -81,7 +81,7 @@ bool isComment(const PngChunk& chunk) {
 std::string wordsFor(const PngChunk& chunk) {
     if (chunk.name == "tEXt" || chunk.name == "zTXt" || chunk.name == "iTXt") {
         const std::string keyword = chunk.data.substr(0, chunk.data.find('\0'));
-        return keyword.empty() ? "text" : fmt::format("text \"{:.79}\"", keyword);
+        return keyword.empty() ? "text" : formatted("text \"{:.79}\"", keyword);
     }
     const auto row = std::ranges::find(kChunkWords, std::string_view(chunk.name),
                                        &std::pair<std::string_view, std::string_view>::first);
@@ -103,7 +103,7 @@ class Losses {
     }
     void addPngOnly(const PngChunks& png) {
         if (png.sampleBits > 8) {
-            add(fmt::format("{} bits a sample", png.sampleBits));
+            add(formatted("{} bits a sample", png.sampleBits));
         }
         for (const std::string& name : png.left) {
             add(wordsFor({name, {}}));
@@ -136,7 +136,7 @@ int carryToHeader(const Metadata& from, std::FILE* stream, Losses& losses) {
         return isOnlyRatio || (isComment(chunk) && !std::exchange(commented, true));
     });
     if (from.comment.size() > kFileCommentSize) {
-        losses.add(fmt::format("comment behind its first {} bytes", kFileCommentSize));
+        losses.add(formatted("comment behind its first {} bytes", kFileCommentSize));
     }
     PictureNotes notes{from.ratio, from.fields, {}};
     from.comment.copy(notes.comment, kFileCommentSize);
@@ -155,7 +155,7 @@ int carryToChunks(const Metadata& from, int fd, Losses& losses) {
         chunks.push_back({"tEXt", std::string(kCommentKeyword) + from.comment});
     }
     if (from.fields != kFullFrame) {
-        losses.add(fmt::format("field code {}", from.fields));
+        losses.add(formatted("field code {}", from.fields));
     }
     return chunks.empty() ? 0 : insertPngChunks(fd, chunks);
 }
@@ -164,13 +164,13 @@ int carryToChunks(const Metadata& from, int fd, Losses& losses) {
 void loseAll(const Metadata& from, Losses& losses) {
     loseChunks(from, losses, [](const PngChunk&) { return false; });
     if (!from.png && meantRatio(from.ratio) != 1) {
-        losses.add(fmt::format("pixel ratio {:g}", from.ratio));
+        losses.add(formatted("pixel ratio {:g}", from.ratio));
     }
     if (!from.png && !from.comment.empty()) {
         losses.add("comment");
     }
     if (from.fields != kFullFrame) {
-        losses.add(fmt::format("field code {}", from.fields));
+        losses.add(formatted("field code {}", from.fields));
     }
 }
 

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "pictureLines.h"
 
-#include <fmt/format.h>
+#include "output/formatted.h"
+
 #include <utility>
 
 Outcome<PictureLines> PictureLines::of(Outcome<PictureFile> picture, std::string path,
@@ -17,8 +18,8 @@ Outcome<PictureLines> PictureLines::of(Outcome<PictureFile> picture, std::string
 }
 
 std::string PictureLines::sizeText() const {
-    return fmt::format("{} x {}", shape().width, shape().height) +
-           (mattes() > 1 ? fmt::format(" with {} mattes", mattes()) : "");
+    return formatted("{} x {}", shape().width, shape().height) +
+           (mattes() > 1 ? formatted(" with {} mattes", mattes()) : "");
 }
 
 Outcome<std::span<const std::uint8_t>> PictureLines::read(std::int32_t line, std::int32_t matte) {

@@ -2,11 +2,11 @@
 #include "pixelDifferences.h"
 
 #include "base/hostPixel.h"
+#include "output/formatted.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <fmt/format.h>
 
 namespace {
 
@@ -14,7 +14,7 @@ constexpr double kPeak = 255;
 
 /// "#rrggbbaa"
 std::string colourText(PixelLine pixel) {
-    return fmt::format("#{:02x}{:02x}{:02x}{:02x}", pixel[3], pixel[2], pixel[1], pixel[0]);
+    return formatted("#{:02x}{:02x}{:02x}{:02x}", pixel[3], pixel[2], pixel[1], pixel[0]);
 }
 
 } // namespace
@@ -32,9 +32,9 @@ void PixelDifferences::add(PixelLine a, PixelLine b, std::int32_t fromTop) {
             worst = std::max(worst, apart);
         }
         if (worst > 0 && count_++ == 0) {
-            first_ = fmt::format("first at column {} of line {} from the top: {} and {}",
-                                 at / base::kHostPixelBytes, fromTop, colourText(a.subspan(at)),
-                                 colourText(b.subspan(at)));
+            first_ = formatted("first at column {} of line {} from the top: {} and {}",
+                               at / base::kHostPixelBytes, fromTop, colourText(a.subspan(at)),
+                               colourText(b.subspan(at)));
         }
         largest_ = std::max(largest_, worst);
     }

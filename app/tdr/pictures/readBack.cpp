@@ -2,9 +2,9 @@
 #include "readBack.h"
 
 #include "files/readableFile.h"
+#include "output/formatted.h"
 #include "pictureLines.h"
 
-#include <fmt/format.h>
 #include <utility>
 
 namespace {
@@ -39,8 +39,8 @@ Outcome<void> compareLines(const OriginalPicture& original, PictureLines& back) 
         }
         differences.add(*after, *before, original.height - 1 - line);
         if (differences.count() > 0) {
-            return notWritten(back, fmt::format("its pixels would differ from those of {}: {}",
-                                                original.name, differences.first()));
+            return notWritten(back, formatted("its pixels would differ from those of {}: {}",
+                                              original.name, differences.first()));
         }
     }
     const auto closed = back.close();
@@ -57,8 +57,8 @@ Outcome<void> readBack(const OriginalPicture& original, DriverSet& drivers, std:
     }
     const tdr::PictureShape& shape = back->shape();
     if (shape.width != original.width || shape.height != original.height) {
-        return notWritten(*back, fmt::format("it would have {} pixels instead of {} x {}",
-                                             back->sizeText(), original.width, original.height));
+        return notWritten(*back, formatted("it would have {} pixels instead of {} x {}",
+                                           back->sizeText(), original.width, original.height));
     }
     return compareLines(original, *back);
 }

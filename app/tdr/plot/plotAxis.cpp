@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "plotAxis.h"
 
+#include "output/formatted.h"
+
 #include <algorithm>
 #include <cmath>
-#include <fmt/format.h>
 
 namespace {
 
@@ -81,7 +82,7 @@ std::vector<PlotTick> PlotAxis::ticks(int most) const {
         if (value > range_.most) {
             break;
         }
-        ticks.push_back({value, fmt::format("{:.{}g}", value == 0 ? 0.0 : value, digits)});
+        ticks.push_back({value, formatted("{:.{}g}", value == 0 ? 0.0 : value, digits)});
     }
     return ticks;
 }

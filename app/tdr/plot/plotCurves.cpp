@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Curves over time: a panel for each group, one below the other with the same frames.
 #include "drawings.h"
+#include "output/formatted.h"
 #include "output/utf8Text.h"
 #include "plotPanel.h"
 #include "svg.h"
@@ -8,7 +9,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cmath>
-#include <fmt/format.h>
 #include <map>
 
 namespace {
@@ -38,7 +38,7 @@ void setTitles(std::vector<PlotPanel>& panels) {
     std::vector<std::size_t> numbers;            // of each panel's element among these
     for (std::size_t i = 0; i < panels.size(); ++i) {
         const OwnedCurve& first = panels[i].curves.front();
-        panels[i].title = fmt::format("{} · {}", first.owner, first.group);
+        panels[i].title = formatted("{} · {}", first.owner, first.group);
         const bool continued = i > 0 && belongTogether(first, panels[i - 1].curves.front());
         elements[panels[i].title] += continued ? 0 : 1;
         numbers.push_back(elements[panels[i].title]);
@@ -50,9 +50,9 @@ void setTitles(std::vector<PlotPanel>& panels) {
         }
         const std::size_t alike = elements[panels[begin].title];
         for (std::size_t i = begin; i < end; ++i) {
-            panels[i].title += alike > 1 ? fmt::format(" ({} of {})", numbers[i], alike) : "";
+            panels[i].title += alike > 1 ? formatted(" ({} of {})", numbers[i], alike) : "";
             panels[i].title +=
-                i > begin ? fmt::format(" (panel {} of {})", i - begin + 1, end - begin) : "";
+                i > begin ? formatted(" (panel {} of {})", i - begin + 1, end - begin) : "";
         }
     }
 }
@@ -139,8 +139,8 @@ Outcome<std::vector<OwnedCurve>> chosen(const SceneDocument& document, const Cur
         const std::string& channel =
             choice.channels[static_cast<std::size_t>(missing - found.begin())];
         return Problem{ExitCode::Failed,
-                       fmt::format("no curve of channel {} (tdr info lists those there are)",
-                                   utf8Text(std::string_view(channel)))};
+                       formatted("no curve of channel {} (tdr info lists those there are)",
+                                 utf8Text(std::string_view(channel)))};
     }
     return all.empty() ? Outcome<std::vector<OwnedCurve>>(Problem{ExitCode::Failed, "no curves"})
                        : all;
@@ -150,8 +150,8 @@ Outcome<std::vector<OwnedCurve>> chosen(const SceneDocument& document, const Cur
 void drawFarFrames(Svg& svg, const std::vector<double>& times) {
     if (const auto far = farFrom(times)) {
         svg.text("far", {kLeft, 88},
-                 fmt::format("frame {:g} lies far from the rest; --frames={:.0f}-{:.0f} shows that",
-                             far->farthest, std::floor(far->least), std::ceil(far->most)));
+                 formatted("frame {:g} lies far from the rest; --frames={:.0f}-{:.0f} shows that",
+                           far->farthest, std::floor(far->least), std::ceil(far->most)));
     }
 }
 
@@ -185,7 +185,7 @@ Outcome<Plot> plotCurves(const SceneDocument& document, const std::string& title
     return Plot{svg.take(),
                 shown == panels.size()
                     ? ""
-                    : fmt::format("the first {} of {} groups of curves are drawn; choose channels "
-                                  "with --curve",
-                                  shown, panels.size())};
+                    : formatted("the first {} of {} groups of curves are drawn; choose channels "
+                                "with --curve",
+                                shown, panels.size())};
 }

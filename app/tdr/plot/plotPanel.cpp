@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "plotPanel.h"
 
+#include "output/formatted.h"
 #include "output/utf8Text.h"
 #include "plotSamples.h"
 
 #include <algorithm>
 #include <cmath>
-#include <fmt/format.h>
 
 const char* const kPanelStyle =
     ".c0{color:#2563eb}.c1{color:#d97706}.c2{color:#059669}.c3{color:#dc2626}.c4{color:#7c3aed}"
@@ -83,9 +83,9 @@ std::string dashesOf(std::string_view piece, const Share& share) {
     const double period = dash + gap;
     return share.index == 0
                ? ""
-               : fmt::format("stroke-dasharray:{} {};stroke-dashoffset:-{}", svgNumber(dash),
-                             svgNumber(period * static_cast<double>(share.of) - dash),
-                             svgNumber(period * static_cast<double>(share.index)));
+               : formatted("stroke-dasharray:{} {};stroke-dashoffset:-{}", svgNumber(dash),
+                           svgNumber(period * static_cast<double>(share.of) - dash),
+                           svgNumber(period * static_cast<double>(share.index)));
 }
 
 // --- Drawing -------------------------------------------------------------------------------------
@@ -117,7 +117,7 @@ class PanelWriter {
     }
 
     void curve(const Drawn& drawn, const std::vector<Drawn>& all, int clip) {
-        svg_.begin(fmt::format("c{}", drawn.colour).c_str(), channelOf(drawn.curve()), clip);
+        svg_.begin(formatted("c{}", drawn.colour).c_str(), channelOf(drawn.curve()), clip);
         for (const PlotPiece& piece : drawn.pieces) {
             if (piece.band.empty()) {
                 line(piece, shareOf(drawn, piece, all));
@@ -157,7 +157,7 @@ class PanelWriter {
         for (const PlotSample& sample : piece.line) {
             points.push_back({frames_.place(sample.time), values_.place(sample.value)});
         }
-        svg_.polyline(fmt::format("curve {}", piece.name).c_str(), points,
+        svg_.polyline(formatted("curve {}", piece.name).c_str(), points,
                       dashesOf(piece.name, share));
     }
 
@@ -185,7 +185,7 @@ class PanelWriter {
         for (std::size_t i = 0; i < all.size(); ++i) {
             if (isIn(range(), all[i])) {
                 tangents(curve, i);
-                svg_.begin("", fmt::format("frame {}, value {}", all[i].time, all[i].value));
+                svg_.begin("", formatted("frame {}, value {}", all[i].time, all[i].value));
                 svg_.circle("key", placeOf(all[i]), 4);
                 svg_.end();
             }
@@ -213,9 +213,9 @@ class PanelWriter {
         for (const auto& [count, times, values] : columns) {
             if (count > 0) {
                 const double x = frames_.place((times.least + times.most) / 2);
-                svg_.begin("", fmt::format("{} key{}, frames {:g} to {:g}, values {:g} to {:g}",
-                                           count, count == 1 ? "" : "s", times.least, times.most,
-                                           values.least, values.most));
+                svg_.begin("", formatted("{} key{}, frames {:g} to {:g}, values {:g} to {:g}",
+                                         count, count == 1 ? "" : "s", times.least, times.most,
+                                         values.least, values.most));
                 svg_.line("keys", {x, values_.place(values.least) + 4},
                           {x, values_.place(values.most) - 4});
                 svg_.end();
@@ -287,7 +287,7 @@ PlotRange valuesOf(const std::vector<Drawn>& all, const PlotRange& frames) {
 std::string nameOf(std::int16_t extrapolation) {
     return extrapolation >= 0 && extrapolation < std::ssize(kExtrapolations)
                ? kExtrapolations[extrapolation]
-               : fmt::format("unknown ({})", extrapolation);
+               : formatted("unknown ({})", extrapolation);
 }
 
 bool areDrawnAlike(const Drawn& a, const Drawn& b) {
@@ -307,18 +307,18 @@ std::string noteOn(const Drawn& drawn, const std::vector<Drawn>& all) {
         const std::string other = channelOf(first.curve());
         return "same as " + (other != channelOf(curve)
                                  ? shortened(other, kLegendColumns)
-                                 : fmt::format("curve {} here", &first - all.data() + 1));
+                                 : formatted("curve {} here", &first - all.data() + 1));
     }
-    return fmt::format("before {}, after {}{}", nameOf(curve.preExtrapolation),
-                       nameOf(curve.postExtrapolation),
-                       curve.ascending == 0 ? ", keys out of order" : "");
+    return formatted("before {}, after {}{}", nameOf(curve.preExtrapolation),
+                     nameOf(curve.postExtrapolation),
+                     curve.ascending == 0 ? ", keys out of order" : "");
 }
 
 void drawLegend(Svg& svg, const std::vector<Drawn>& all, double left, double top) {
     double y = top + 12;
     for (const Drawn& drawn : all) {
         const std::string channel = channelOf(drawn.curve());
-        svg.begin(fmt::format("c{}", drawn.colour).c_str(), channel);
+        svg.begin(formatted("c{}", drawn.colour).c_str(), channel);
         svg.line("curve inside", {left + 16, y - 4}, {left + 44, y - 4});
         svg.circle("key", {left + 30, y - 4}, 4);
         svg.end();
@@ -349,11 +349,11 @@ void drawFar(Svg& svg, PanelWriter& writer, const std::vector<Drawn>& all, const
     }
     const double x = frames.to() + 16;
     svg.text("far", {x, top + kPanelHeight + 4},
-             fmt::format("{} far from the rest: value {:g};",
-                         far->count == 1 ? "one key is" : fmt::format("{} keys are", far->count),
-                         far->farthest));
+             formatted("{} far from the rest: value {:g};",
+                       far->count == 1 ? "one key is" : formatted("{} keys are", far->count),
+                       far->farthest));
     svg.text("far", {x, top + kPanelHeight + 20},
-             fmt::format("the rest goes from {:g} to {:g}", far->least, far->most));
+             formatted("the rest goes from {:g} to {:g}", far->least, far->most));
 }
 
 } // namespace

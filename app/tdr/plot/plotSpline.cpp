@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // A spline from the front, from above and from the side, with its control points and handles.
 #include "drawings.h"
+#include "output/formatted.h"
 #include "output/utf8Text.h"
 #include "scene/sceneWalk.h"
 #include "scene/splineSegments.h"
@@ -8,7 +9,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <fmt/format.h>
 
 namespace {
 
@@ -217,12 +217,12 @@ void drawNotes(Svg& svg, const Drawn& drawn, const std::string& owner, double to
     if (!owner.empty()) {
         note(owner);
     }
-    note(fmt::format("type {}{}{}", known ? SplineTypeName[spline.type] : "unknown",
-                     spline.close != 0 ? ", closed" : "", spline.phantom != 0 ? ", phantom" : ""));
-    note(fmt::format("{} control points, {}", std::max<int>(spline.keyCount, 0),
-                     spline.keyCount > kMostPoints ? fmt::format("the first {} drawn", kMostPoints)
-                                                   : "numbered from 0"));
-    note(fmt::format("tension {:g}, step {}", spline.tension, spline.step));
+    note(formatted("type {}{}{}", known ? SplineTypeName[spline.type] : "unknown",
+                   spline.close != 0 ? ", closed" : "", spline.phantom != 0 ? ", phantom" : ""));
+    note(formatted("{} control points, {}", std::max<int>(spline.keyCount, 0),
+                   spline.keyCount > kMostPoints ? formatted("the first {} drawn", kMostPoints)
+                                                 : "numbered from 0"));
+    note(formatted("tension {:g}, step {}", spline.tension, spline.step));
     y += 14;
     const auto mark = [&](const char* text) { svg.text("small", {x + 44, y}, text); };
     y += 24;
@@ -287,12 +287,12 @@ Outcome<Plot> plotSplines(const SceneDocument& document, const std::string& titl
     for (std::size_t i = 0; i < shown; ++i) {
         drawSpline(svg, splines[i], kHeader + static_cast<double>(i) * kFigure);
         if (splines[i].spline->keyCount > kMostPoints) {
-            leftOut = fmt::format("of each spline the first {} points are drawn", kMostPoints);
+            leftOut = formatted("of each spline the first {} points are drawn", kMostPoints);
         }
     }
     if (shown < all) {
-        leftOut += fmt::format("{}the first {} of {} splines are drawn",
-                               leftOut.empty() ? "" : ", ", shown, all);
+        leftOut += formatted("{}the first {} of {} splines are drawn", leftOut.empty() ? "" : ", ",
+                             shown, all);
     }
     return Plot{svg.take(), leftOut};
 }

@@ -2,13 +2,13 @@
 // A tree of nodes: the root on the left, children to the right of their parent, one row for each
 // leaf.
 #include "drawings.h"
+#include "output/formatted.h"
 #include "output/utf8Text.h"
 #include "scene/sceneFields.h"
 #include "scene/sceneWalk.h"
 #include "svg.h"
 
 #include <algorithm>
-#include <fmt/format.h>
 #include <vector>
 
 namespace {
@@ -50,7 +50,7 @@ bool isMoved(const Model& node) {
 }
 
 std::string triple(double x, double y, double z) {
-    return fmt::format("{:.4g} {:.4g} {:.4g}", x, y, z);
+    return formatted("{:.4g} {:.4g} {:.4g}", x, y, z);
 }
 
 /// The node's contents in one line: the kept blocks' words, splines, curves.
@@ -63,12 +63,12 @@ std::string contentsOf(const Model& node) {
         }
     }
     if (node.splineCount > 0) {
-        add(node.splineCount == 1 ? "spline" : fmt::format("{} splines", node.splineCount));
+        add(node.splineCount == 1 ? "spline" : formatted("{} splines", node.splineCount));
     }
     const auto curves =
         std::ranges::count_if(node.curves, [](const Fcurve* curve) { return curve != nullptr; });
     if (curves > 0) {
-        add(curves == 1 ? "1 curve" : fmt::format("{} curves", curves));
+        add(curves == 1 ? "1 curve" : formatted("{} curves", curves));
     }
     if (node.userData != nullptr) {
         add("user data");
@@ -90,10 +90,10 @@ std::string titleOf(const Model& node) {
     const Vector& v = node.translation.fixed;
     const auto& r = node.rotation;
     const auto& s = node.scaling;
-    return fmt::format("{}: translation {}, rotation {} degrees, scaling {}", utf8Text(node.name),
-                       triple(shortest(v.x), shortest(v.y), shortest(v.z)),
-                       triple(degrees(r[0]), degrees(r[1]), degrees(r[2])),
-                       triple(shortest(s[0]), shortest(s[1]), shortest(s[2])));
+    return formatted("{}: translation {}, rotation {} degrees, scaling {}", utf8Text(node.name),
+                     triple(shortest(v.x), shortest(v.y), shortest(v.z)),
+                     triple(degrees(r[0]), degrees(r[1]), degrees(r[2])),
+                     triple(shortest(s[0]), shortest(s[1]), shortest(s[2])));
 }
 
 /// Places the shown nodes of a tree in columns and rows: leaves one below the other, a parent at
@@ -172,7 +172,7 @@ class TreePlot {
             top += kTreeGap;
         }
         return {svg.take(),
-                shown_ == all_ ? "" : fmt::format("{} of {} nodes are drawn", shown_, all_)};
+                shown_ == all_ ? "" : formatted("{} of {} nodes are drawn", shown_, all_)};
     }
 
   private:
@@ -222,8 +222,7 @@ class TreePlot {
                       double top) const {
         const double from = columnAt(entry.depth) + widths_[entry.depth];
         if (entry.hidden != 0) {
-            svg.text("more", {from + 8, middleOf(entry, top) - 6},
-                     fmt::format("+{}", entry.hidden));
+            svg.text("more", {from + 8, middleOf(entry, top) - 6}, formatted("+{}", entry.hidden));
         }
         for (std::size_t i = entry.firstChild; i != 0 && i <= entry.lastChild; ++i) {
             if (tree[i].node->parent == entry.node) {
@@ -241,8 +240,8 @@ class TreePlot {
         const double y = middleOf(entry, top) - kBox / 2;
         const std::string note = shortened(noteOf(node), kNoteColumns);
         svg.begin("item", titleOf(node));
-        svg.rect(fmt::format("node{}{}", entry.depth == 0 ? " root" : "",
-                             node.hidden != 0 ? " hidden" : "")
+        svg.rect(formatted("node{}{}", entry.depth == 0 ? " root" : "",
+                           node.hidden != 0 ? " hidden" : "")
                      .c_str(),
                  {x, y}, widths_[entry.depth], kBox, 7);
         svg.text("name", {x + 12, y + (note.empty() ? 28 : 20)}, nameOf(node));

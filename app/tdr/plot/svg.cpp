@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "svg.h"
 
+#include "output/formatted.h"
 #include "output/utf8Text.h"
 
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
-#include <fmt/format.h>
 
 namespace {
 
@@ -67,60 +67,60 @@ std::string svgEscaped(std::string_view text) {
 Svg::Svg(double width, double height, std::string_view style, std::string_view title) {
     const std::string w = svgNumber(width);
     const std::string h = svgNumber(height);
-    out_ = fmt::format("<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"{}\" height=\"{}\" "
-                       "viewBox=\"0 0 {} {}\">\n<title>{}</title>\n<style>{}</style>\n"
-                       "<rect class=\"paper\" width=\"{}\" height=\"{}\"/>\n",
-                       w, h, w, h, svgEscaped(title), style, w, h);
+    out_ = formatted("<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"{}\" height=\"{}\" "
+                     "viewBox=\"0 0 {} {}\">\n<title>{}</title>\n<style>{}</style>\n"
+                     "<rect class=\"paper\" width=\"{}\" height=\"{}\"/>\n",
+                     w, h, w, h, svgEscaped(title), style, w, h);
 }
 
 void Svg::line(const char* style, SvgPoint a, SvgPoint b) {
-    out_ += fmt::format("<line class=\"{}\" x1=\"{}\" y1=\"{}\" x2=\"{}\" y2=\"{}\"/>\n", style,
-                        svgNumber(a.x), svgNumber(a.y), svgNumber(b.x), svgNumber(b.y));
+    out_ += formatted("<line class=\"{}\" x1=\"{}\" y1=\"{}\" x2=\"{}\" y2=\"{}\"/>\n", style,
+                      svgNumber(a.x), svgNumber(a.y), svgNumber(b.x), svgNumber(b.y));
 }
 
 void Svg::rect(const char* style, SvgPoint corner, double width, double height, double round) {
     out_ +=
-        fmt::format("<rect class=\"{}\" x=\"{}\" y=\"{}\" width=\"{}\" height=\"{}\"{}/>\n", style,
-                    svgNumber(corner.x), svgNumber(corner.y), svgNumber(width), svgNumber(height),
-                    round > 0 ? fmt::format(" rx=\"{}\"", svgNumber(round)) : "");
+        formatted("<rect class=\"{}\" x=\"{}\" y=\"{}\" width=\"{}\" height=\"{}\"{}/>\n", style,
+                  svgNumber(corner.x), svgNumber(corner.y), svgNumber(width), svgNumber(height),
+                  round > 0 ? formatted(" rx=\"{}\"", svgNumber(round)) : "");
 }
 
 void Svg::circle(const char* style, SvgPoint centre, double radius) {
-    out_ += fmt::format("<circle class=\"{}\" cx=\"{}\" cy=\"{}\" r=\"{}\"/>\n", style,
-                        svgNumber(centre.x), svgNumber(centre.y), svgNumber(radius));
+    out_ += formatted("<circle class=\"{}\" cx=\"{}\" cy=\"{}\" r=\"{}\"/>\n", style,
+                      svgNumber(centre.x), svgNumber(centre.y), svgNumber(radius));
 }
 
 void Svg::text(const char* style, SvgPoint at, std::string_view utf8, SvgAnchor anchor) {
-    out_ += fmt::format("<text class=\"{}\" x=\"{}\" y=\"{}\" text-anchor=\"{}\">{}</text>\n",
-                        style, svgNumber(at.x), svgNumber(at.y),
-                        kAnchors[static_cast<std::size_t>(anchor)], svgEscaped(utf8));
+    out_ += formatted("<text class=\"{}\" x=\"{}\" y=\"{}\" text-anchor=\"{}\">{}</text>\n", style,
+                      svgNumber(at.x), svgNumber(at.y), kAnchors[static_cast<std::size_t>(anchor)],
+                      svgEscaped(utf8));
 }
 
 void Svg::upwardText(const char* style, SvgPoint at, std::string_view utf8) {
     const std::string x = svgNumber(at.x);
     const std::string y = svgNumber(at.y);
-    out_ += fmt::format("<text class=\"{}\" x=\"{}\" y=\"{}\" text-anchor=\"middle\" "
-                        "transform=\"rotate(-90 {} {})\">{}</text>\n",
-                        style, x, y, x, y, svgEscaped(utf8));
+    out_ += formatted("<text class=\"{}\" x=\"{}\" y=\"{}\" text-anchor=\"middle\" "
+                      "transform=\"rotate(-90 {} {})\">{}</text>\n",
+                      style, x, y, x, y, svgEscaped(utf8));
 }
 
 void Svg::polyline(const char* style, const std::vector<SvgPoint>& points, std::string_view rules) {
-    out_ += fmt::format("<polyline class=\"{}\"{} points=\"{}\"/>\n", style,
-                        rules.empty() ? "" : fmt::format(" style=\"{}\"", rules), listOf(points));
+    out_ += formatted("<polyline class=\"{}\"{} points=\"{}\"/>\n", style,
+                      rules.empty() ? "" : formatted(" style=\"{}\"", rules), listOf(points));
 }
 
 void Svg::polygon(const char* style, const std::vector<SvgPoint>& corners) {
-    out_ += fmt::format("<polygon class=\"{}\" points=\"{}\"/>\n", style, listOf(corners));
+    out_ += formatted("<polygon class=\"{}\" points=\"{}\"/>\n", style, listOf(corners));
 }
 
 void Svg::path(const char* style, std::string_view data) {
-    out_ += fmt::format("<path class=\"{}\" d=\"{}\"/>\n", style, data);
+    out_ += formatted("<path class=\"{}\" d=\"{}\"/>\n", style, data);
 }
 
 void Svg::begin(const char* style, std::string_view title, int clip) {
-    out_ += fmt::format("<g class=\"{}\"{}>{}\n", style,
-                        clip != 0 ? fmt::format(" clip-path=\"url(#clip{})\"", clip) : "",
-                        title.empty() ? "" : "<title>" + svgEscaped(title) + "</title>");
+    out_ += formatted("<g class=\"{}\"{}>{}\n", style,
+                      clip != 0 ? formatted(" clip-path=\"url(#clip{})\"", clip) : "",
+                      title.empty() ? "" : "<title>" + svgEscaped(title) + "</title>");
 }
 
 void Svg::end() {
@@ -129,10 +129,10 @@ void Svg::end() {
 
 int Svg::clip(SvgPoint corner, double width, double height) {
     ++clips_;
-    out_ += fmt::format("<clipPath id=\"clip{}\"><rect x=\"{}\" y=\"{}\" width=\"{}\" "
-                        "height=\"{}\"/></clipPath>\n",
-                        clips_, svgNumber(corner.x), svgNumber(corner.y), svgNumber(width),
-                        svgNumber(height));
+    out_ += formatted("<clipPath id=\"clip{}\"><rect x=\"{}\" y=\"{}\" width=\"{}\" "
+                      "height=\"{}\"/></clipPath>\n",
+                      clips_, svgNumber(corner.x), svgNumber(corner.y), svgNumber(width),
+                      svgNumber(height));
     return clips_;
 }
 

@@ -7,6 +7,7 @@
 #include "files/extension.h"
 #include "files/readableFile.h"
 #include "files/replacedFile.h"
+#include "output/formatted.h"
 #include "output/utf8Text.h"
 #include "tdr/interruptGuard.h"
 #include "tinyFile.h"
@@ -15,7 +16,6 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <fmt/format.h>
 #include <new>
 #include <string_view>
 #include <sys/stat.h>
@@ -114,17 +114,17 @@ std::string whyNotRead(const Beginning& beginning, const SceneFormat& format,
                        const SceneReport& report) {
     const bool binary = format.hasBinary && beginning.isBinary();
     if (!binary && beginning.first() != format.magic) {
-        return fmt::format("not a {} file: it does not begin with {}{}", format.name, format.magic,
-                           format.hasBinary ? " or as a binary file" : "");
+        return formatted("not a {} file: it does not begin with {}{}", format.name, format.magic,
+                         format.hasBinary ? " or as a binary file" : "");
     }
     if (binary && beginning.size < beginning.bytes.size()) {
         return "ends inside its header";
     }
     if (binary && format.olderLayout != nullptr && beginning.type() == format.olderLayout) {
-        return fmt::format("is of the older layout {}, which is not read", format.olderLayout);
+        return formatted("is of the older layout {}, which is not read", format.olderLayout);
     }
     if (binary && beginning.type() != "PROT" && beginning.type() != format.magic) {
-        return fmt::format("holds \"{}\" and no {}", utf8Text(beginning.type()), format.name);
+        return formatted("holds \"{}\" and no {}", utf8Text(beginning.type()), format.name);
     }
     return report.failure;
 }
@@ -162,7 +162,7 @@ const SceneFormat* formatOf(const Beginning& beginning, const fs::path& file) {
 }
 
 Problem problemOf(const fs::path& file, std::string_view reason) {
-    return {ExitCode::Failed, fmt::format("{}: {}", file.string(), reason)};
+    return {ExitCode::Failed, formatted("{}: {}", file.string(), reason)};
 }
 
 /// Writes the file; returns an empty text, or why it failed.
@@ -176,7 +176,7 @@ std::string writeTo(const SceneDocument& document, const std::string& file, Scen
     const int error = errno;
     return !report.failure.empty() ? report.failure
            : error != 0            ? std::strerror(error)
-                        : fmt::format("the {} does not fit the form", document.format->name);
+                        : formatted("the {} does not fit the form", document.format->name);
 }
 
 } // namespace

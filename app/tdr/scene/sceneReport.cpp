@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "sceneReport.h"
 
+#include "output/formatted.h"
 #include "output/utf8Text.h"
 #include "tinySoftType.h"
 
 #include <algorithm>
-#include <fmt/format.h>
 #include <iterator>
 #include <new>
 #include <span>
@@ -53,14 +53,14 @@ std::string phraseOf(const AnimNotice& notice) {
     case AnimNoticeKind::Failed:
         return detail;
     default:
-        return fmt::format("{}{}{}", phrase.one, word.empty() ? "" : " \"" + word + '"',
-                           detail.empty() ? "" : phrase.before + detail + phrase.after);
+        return formatted("{}{}{}", phrase.one, word.empty() ? "" : " \"" + word + '"',
+                         detail.empty() ? "" : phrase.before + detail + phrase.after);
     }
 }
 
 std::string placeOf(const AnimNotice& notice) {
-    return notice.line > 0    ? fmt::format("{}", notice.line)
-           : notice.byte >= 0 ? fmt::format("byte {}", notice.byte)
+    return notice.line > 0    ? formatted("{}", notice.line)
+           : notice.byte >= 0 ? formatted("byte {}", notice.byte)
                               : "";
 }
 
@@ -73,8 +73,8 @@ std::string inNumbers(std::span<const std::size_t> notices, bool (*counts)(AnimN
     std::string text;
     for (std::size_t i = 0; i < notices.size(); ++i) {
         if (notices[i] != 0 && counts(static_cast<AnimNoticeKind>(i))) {
-            text += fmt::format("{}{} {}", text.empty() ? "" : ", ", notices[i],
-                                notices[i] == 1 ? kPhrases[i].one : kPhrases[i].several);
+            text += formatted("{}{} {}", text.empty() ? "" : ", ", notices[i],
+                              notices[i] == 1 ? kPhrases[i].one : kPhrases[i].several);
         }
     }
     return text;
@@ -105,15 +105,15 @@ void takeNotice(void* report, const AnimNotice& notice) {
 
 std::string lineOf(std::string_view file, const SceneRemark& remark) {
     const bool isByte = remark.place.starts_with('b');
-    return fmt::format("{}:{}{}{} {}", utf8Text(file), isByte ? " " : "", remark.place,
-                       remark.place.empty() ? "" : ":", remark.text);
+    return formatted("{}:{}{}{} {}", utf8Text(file), isByte ? " " : "", remark.place,
+                     remark.place.empty() ? "" : ":", remark.text);
 }
 
 void SceneReport::add(const AnimNotice& notice) {
     ++notices[static_cast<std::size_t>(notice.kind)];
     if (notice.kind == AnimNoticeKind::Failed) {
-        failure = phraseOf(notice) + (notice.line > 0    ? fmt::format(" (line {})", notice.line)
-                                      : notice.byte >= 0 ? fmt::format(" (byte {})", notice.byte)
+        failure = phraseOf(notice) + (notice.line > 0    ? formatted(" (line {})", notice.line)
+                                      : notice.byte >= 0 ? formatted(" (byte {})", notice.byte)
                                                          : "");
         return;
     }
@@ -141,9 +141,9 @@ void SceneReport::extendRun(std::int64_t line) {
     if (run_++ == 0) {
         beforeRun_ = last.text;
     }
-    const std::string end = fmt::format("{}", line);
-    last.text = fmt::format("{} and {} word{} behind it{}", beforeRun_, run_, run_ == 1 ? "" : "s",
-                            last.place == end ? "" : ", up to line " + end);
+    const std::string end = formatted("{}", line);
+    last.text = formatted("{} and {} word{} behind it{}", beforeRun_, run_, run_ == 1 ? "" : "s",
+                          last.place == end ? "" : ", up to line " + end);
 }
 
 void SceneReport::append(AnimSeverity severity, std::string place, std::string text) {

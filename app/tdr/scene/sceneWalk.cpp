@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "sceneWalk.h"
 
+#include "output/formatted.h"
 #include "output/utf8Text.h"
 #include "sceneFields.h"
-
-#include <fmt/format.h>
 
 namespace {
 
@@ -50,7 +49,7 @@ void visitShapes(const Model& node, const std::string& owner, const CurveVisitor
         }
         for (std::int32_t i = 0; i < shape->weightCount; ++i) {
             if (shape->weights[i] != nullptr) {
-                visit({shape->weights[i], shape, owner, group + " weights", fmt::format("{}", i),
+                visit({shape->weights[i], shape, owner, group + " weights", formatted("{}", i),
                        "value"});
             }
         }

@@ -4,6 +4,7 @@
 #include "TDR_BufferWindow.h"
 #include "commands/subcommands.h"
 #include "output/console.h"
+#include "output/formatted.h"
 #include "pictures/alpha.h"
 #include "pictures/metadata.h"
 #include "pictures/pictureFile.h"
@@ -13,7 +14,6 @@
 #include <algorithm>
 #include <array>
 #include <csignal>
-#include <fmt/format.h>
 #include <utility>
 
 namespace {
@@ -80,8 +80,8 @@ Outcome<View> readView(DriverSet& drivers, const ViewOptions& options) {
     }
     picture->running->passOnLines();
     const std::string name = std::filesystem::path(file).filename().string();
-    return View{fmt::format("{} - {} x {} - {}", printable(name), size.width, size.height,
-                            printable(*format)),
+    return View{formatted("{} - {} x {} - {}", printable(name), size.width, size.height,
+                          printable(*format)),
                 shown, canvas.pixels(), !picture->running->session.damage().empty()};
 }
 
