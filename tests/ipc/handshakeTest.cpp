@@ -4,6 +4,7 @@
 #include "ipcTesting.h"
 #include "support/leakCounters.h"
 
+#include <chrono>
 #include <fcntl.h>
 #include <poll.h>
 

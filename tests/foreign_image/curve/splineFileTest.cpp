@@ -4,6 +4,7 @@
 #include "support/memoryFile.h"
 #include "tinyFile.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace {
