@@ -173,11 +173,20 @@ Holds anyEntry(const ProcPath& path, Each each) {
     }
 }
 
+/// True for a process that has ended and waits for its parent: it has no descriptors, but only root
+/// may list them.
+bool isZombie(pid_t pid) {
+    const base::UniqueFile status = base::openFile(procPath("/proc/%d/stat", pid).data(), 'r');
+    char state = ' ';
+    // NOLINTNEXTLINE(cert-err34-c): the system's own text
+    return status && std::fscanf(status.get(), "%*d (%*[^)]) %c", &state) == 1 && state == 'Z';
+}
+
 /// Whether a descriptor of this process itself is the socket.
 Holds holdsItself(pid_t pid, std::uint32_t inode) {
     std::array<char, 64> wanted{};
     const int length = std::snprintf(wanted.data(), wanted.size(), "socket:[%u]", inode);
-    return anyEntry(procPath("/proc/%d/fd", pid), [&](int fd) {
+    const Holds found = anyEntry(procPath("/proc/%d/fd", pid), [&](int fd) {
         std::array<char, 64> target{};
         const ssize_t got =
             readlink(procPath("/proc/%d/fd/%d", pid, fd).data(), target.data(), target.size());
@@ -188,6 +197,7 @@ Holds holdsItself(pid_t pid, std::uint32_t inode) {
                    ? Holds::Yes
                    : Holds::No;
     });
+    return found == Holds::Unknown && isZombie(pid) ? Holds::No : found;
 }
 
 Holds holdsBelow(pid_t pid, std::uint32_t inode, int depth);
