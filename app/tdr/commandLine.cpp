@@ -6,7 +6,6 @@
 #include "output/wholeWrite.h"
 #include "tdr/interruptGuard.h"
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
@@ -18,62 +17,42 @@
 
 namespace {
 
-void addSharedOptions(CLI::App& app, DriverOptions& drivers) {
-    app.add_option("--driver-dir", drivers.directories,
-                   "Folder to look for drivers in too, before tdr's own (may be repeated)")
-        ->type_name("DIR")
-        ->check(CLI::ExistingDirectory)
-        ->allow_extra_args(false);
-    app.add_option("--timeout", drivers.timeout,
-                   "Seconds to wait for an answer of a driver (default: 20 for its start, 120 for "
-                   "a request)")
-        ->type_name("SECONDS")
-        ->check(CLI::Range(0.001, 1e6));
-    app.add_flag_callback("--sync", ReplacedFile::syncToDisk,
-                          "End only when the files written are on the disk");
-}
-
-std::string checkNotEmpty(const std::string& value) {
-    return value.empty() ? "may not be empty" : "";
-}
-
-/// No option or argument accepts an empty value: it usually comes from an unset variable, and for
-/// some it would have another meaning.
-void refuseEmptyValues(CLI::App& app) {
-    for (CLI::Option* option : app.get_options()) {
-        option->check(checkNotEmpty);
-    }
-    for (CLI::App* sub : app.get_subcommands({})) {
-        refuseEmptyValues(*sub);
-    }
+void addSharedOptions(Arguments shared, DriverOptions& drivers) {
+    shared
+        .value("--driver-dir", "DIR", drivers.directories,
+               "Folder to look for drivers in too, before tdr's own (may be repeated)")
+        .existingFolder();
+    shared
+        .value("--timeout", "SECONDS", drivers.timeout,
+               "Seconds to wait for an answer of a driver (default: 20 for its start, 120 for a "
+               "request)")
+        .range(0.001, 1e6);
+    shared.flag("--sync", ReplacedFile::syncToDisk,
+                "End only when the files written are on the disk");
 }
 
 ExitCode run(int argc, char** argv, std::span<const Subcommand> subcommands, Command& command) {
-    CLI::App app("Reads, converts and describes image files through their drivers.", "tdr");
-    app.set_version_flag("--version", TDR_VERSION);
-    app.require_subcommand(1);
-    app.fallthrough();
-    app.footer("Exit status: 0 done, 1 failed, 2 usage, 3 a driver could not be started or died.");
-    addSharedOptions(app, command.drivers);
+    ArgumentParser parser("tdr", "Reads, converts and describes image files through their drivers.",
+                          TDR_VERSION);
+    Arguments all = parser.all();
+    all.footer("Exit status: 0 done, 1 failed, 2 usage, 3 a driver could not be started or died.");
+    addSharedOptions(all, command.drivers);
     for (const Subcommand& subcommand : subcommands) {
-        Arguments arguments(*app.add_subcommand(subcommand.name, subcommand.help));
+        Arguments arguments = all.subcommand(subcommand.name, subcommand.help);
         subcommand.add(arguments, command);
     }
-    refuseEmptyValues(app);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::Success& wanted) { // --help, --version
-        std::ostringstream text;
-        app.exit(wanted, text, text);
-        return say(text.str());
-    } catch (const CLI::ParseError& error) {
-        // An unknown word explains more than the missing argument that results from it.
-        const auto unknown = app.remaining(true);
-        warn(unknown.empty() ? error.what() : "unknown argument: " + unknown.front());
-        warn("'tdr --help' shows what there is");
-        return ExitCode::Usage;
+    const Parsed parsed = parser.parse(argc, argv);
+    switch (parsed.as) {
+    case Parsed::As::Run:
+        return command.exit;
+    case Parsed::As::Text:
+        return say(parsed.text);
+    case Parsed::As::Error:
+        break;
     }
-    return command.exit;
+    warn(parsed.text);
+    warn("'tdr --help' shows what there is");
+    return ExitCode::Usage;
 }
 
 /// Executes the program of that name in this one's folder. Returns only on failure.

@@ -420,7 +420,7 @@ TEST_F(RoundTrip, DamagedSamplesReadBackAsTheyAreWritten) {
                 EXPECT_EQ(contentOf(dir / "twice" + kind.ending), once) << "from " << damaged;
             }
         };
-        for (std::size_t round = 0; round < 400; ++round) {
+        for (std::size_t round = 0; round < 400; round += kStep) {
             expectFixed(whole.substr(0, whole.size() * round / 400));
             std::string damaged = whole;
             for (auto bytes = random() % 9; bytes > 0; --bytes) {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "base/uniqueFile.h"
+#include "support/effort.h"
 #include "support/pictureFiles.h"
 #include "support/tempDir.h"
 
@@ -66,19 +67,22 @@ inline std::string written(const std::function<void(std::FILE*)>& write) {
     return contentOf(stream.get());
 }
 
-/// Calls `check` with the bytes cut to every size from `from` to one less than complete.
+using support::kStep;
+using support::kWholeSeries;
+
+/// Calls `check` with the bytes cut to every size (of kStep) from `from` to one less than complete.
 inline void forEachTruncation(const std::string& whole, std::size_t from,
                               const std::function<void(const std::string&)>& check) {
-    for (std::size_t size = from; size < whole.size(); ++size) {
+    for (std::size_t size = from; size < whole.size(); size += kStep) {
         check(whole.substr(0, size));
     }
 }
 
-/// Calls `check` with the bytes with every single bit from byte `from` on flipped, and the byte
-/// that it is in.
+/// Calls `check` with the bytes with every single bit (of kStep) from byte `from` on flipped, and
+/// the byte that it is in.
 inline void forEachBitFlip(const std::string& whole, std::size_t from,
                            const std::function<void(const std::string&, std::size_t)>& check) {
-    for (std::size_t bit = 8 * from; bit < 8 * whole.size(); ++bit) {
+    for (std::size_t bit = 8 * from; bit < 8 * whole.size(); bit += kStep) {
         std::string flipped = whole;
         flipped[bit / 8] = static_cast<char>(flipped[bit / 8] ^ (1 << bit % 8));
         check(flipped, bit / 8);

@@ -2,6 +2,7 @@
 #include "arguments.h"
 
 #include <CLI/CLI.hpp>
+#include <sstream>
 #include <utility>
 
 Argument& Argument::require() {
@@ -16,6 +17,16 @@ Argument& Argument::single() {
 
 Argument& Argument::range(std::int32_t least, std::int32_t most) {
     option_.check(CLI::Range(least, most));
+    return *this;
+}
+
+Argument& Argument::range(double least, double most) {
+    option_.check(CLI::Range(least, most));
+    return *this;
+}
+
+Argument& Argument::existingFolder() {
+    option_.check(CLI::ExistingDirectory);
     return *this;
 }
 
@@ -53,6 +64,11 @@ Argument Arguments::value(const std::string& names, const std::string& type, std
     return Argument(*app_.add_option(names, target, help)->type_name(type));
 }
 
+Argument Arguments::value(const std::string& names, const std::string& type, double& target,
+                          const std::string& help) {
+    return Argument(*app_.add_option(names, target, help)->type_name(type));
+}
+
 Argument Arguments::value(const std::string& names, const std::string& type,
                           std::vector<std::string>& target, const std::string& help) {
     CLI::Option* option = app_.add_option(names, target, help)->type_name(type);
@@ -70,4 +86,49 @@ Argument Arguments::flag(const std::string& names, std::function<void()> set,
 
 void Arguments::run(std::function<void()> action) {
     app_.callback(std::move(action));
+}
+
+namespace {
+
+std::string checkNotEmpty(const std::string& value) {
+    return value.empty() ? "may not be empty" : "";
+}
+
+/// No option or argument accepts an empty value: it usually comes from an unset variable, and for
+/// some it would have another meaning.
+void refuseEmptyValues(CLI::App& app) {
+    for (CLI::Option* option : app.get_options()) {
+        option->check(checkNotEmpty);
+    }
+    for (CLI::App* sub : app.get_subcommands({})) {
+        refuseEmptyValues(*sub);
+    }
+}
+
+} // namespace
+
+ArgumentParser::ArgumentParser(const std::string& program, const std::string& help,
+                               const std::string& version)
+    : app_(std::make_unique<CLI::App>(help, program)) {
+    app_->set_version_flag("--version", version);
+    app_->fallthrough();
+}
+
+ArgumentParser::~ArgumentParser() = default;
+
+Parsed ArgumentParser::parse(int argc, char** argv) {
+    refuseEmptyValues(*app_);
+    try {
+        app_->parse(argc, argv);
+    } catch (const CLI::Success& wanted) { // --help, --version
+        std::ostringstream text;
+        app_->exit(wanted, text, text);
+        return {Parsed::As::Text, text.str()};
+    } catch (const CLI::ParseError& error) {
+        // An unknown word explains more than the missing argument that results from it.
+        const auto unknown = app_->remaining(true);
+        return {Parsed::As::Error,
+                unknown.empty() ? error.what() : "unknown argument: " + unknown.front()};
+    }
+    return {};
 }

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -22,6 +23,8 @@ class Argument {
     /// Only one value, for a target that holds several.
     Argument& single();
     Argument& range(std::int32_t least, std::int32_t most);
+    Argument& range(double least, double most);
+    Argument& existingFolder();
     Argument& oneOf(std::vector<std::string> values);
     /// `problem` returns an empty text for a good value, what is wrong otherwise.
     Argument& check(std::string (*problem)(const std::string& value));
@@ -50,6 +53,8 @@ class Arguments {
                    const std::string& help);
     Argument value(const std::string& names, const std::string& type, std::int32_t& target,
                    const std::string& help);
+    Argument value(const std::string& names, const std::string& type, double& target,
+                   const std::string& help);
     Argument value(const std::string& names, const std::string& type,
                    std::vector<std::string>& target, const std::string& help);
     Argument flag(const std::string& names, bool& target, const std::string& help);
@@ -60,4 +65,32 @@ class Arguments {
 
   private:
     CLI::App& app_;
+};
+
+/// What became of a command line.
+struct Parsed {
+    enum class As : std::uint8_t {
+        Run,   ///< the selected subcommand has run
+        Text,  ///< a text was asked for, as by --help
+        Error, ///< the arguments are wrong
+    };
+    As as = As::Run;
+    std::string text; ///< what was asked for, or what is wrong
+};
+
+/// A command line: options that may stand anywhere, and subcommands, one of which must be given.
+class ArgumentParser {
+  public:
+    ArgumentParser(const std::string& program, const std::string& help, const std::string& version);
+    ~ArgumentParser();
+    ArgumentParser(const ArgumentParser&) = delete;
+    ArgumentParser& operator=(const ArgumentParser&) = delete;
+
+    [[nodiscard]] Arguments all() const { return Arguments(*app_); }
+
+    /// Sets the targets and runs the selected subcommand. Passes on what that throws.
+    [[nodiscard]] Parsed parse(int argc, char** argv);
+
+  private:
+    std::unique_ptr<CLI::App> app_;
 };

@@ -22,7 +22,7 @@ constexpr std::string_view kDriverSuffix = "Filter";
 constexpr std::size_t kMostLines = 100;
 
 std::vector<fs::path> directoriesOf(const DriverOptions& options) {
-    std::vector<fs::path> all = options.directories;
+    std::vector<fs::path> all(options.directories.begin(), options.directories.end());
     all.push_back(ownDirectory());
     return all;
 }
@@ -75,13 +75,13 @@ std::vector<fs::path> findDrivers(const DriverOptions& options) {
 
 std::vector<Problem> driverlessDirectories(const DriverOptions& options) {
     std::vector<Problem> problems;
-    for (const fs::path& directory : options.directories) {
+    for (const std::string& directory : options.directories) {
         std::error_code error;
         if (!driversIn(directory, error).empty()) {
             continue;
         }
-        problems.push_back(error ? problemWith(directory.string(), error.value())
-                                 : Problem{ExitCode::Failed, directory.string() +
+        problems.push_back(error ? problemWith(directory, error.value())
+                                 : Problem{ExitCode::Failed, directory +
                                                                  ": no drivers in this folder "
                                                                  "(executables named *Filter)"});
     }

@@ -16,8 +16,8 @@
 
 /// Where to look for drivers, and their time limit.
 struct DriverOptions {
-    std::vector<std::filesystem::path> directories; ///< searched before the command's own directory
-    double timeout = 0;                             ///< seconds an answer may take; 0: the default
+    std::vector<std::string> directories; ///< searched before the command's own directory
+    double timeout = 0;                   ///< seconds an answer may take; 0: the default
 };
 
 /// A running driver with the lines it has written to stderr. They are kept until it is known

@@ -12,6 +12,8 @@
 
 namespace {
 
+using support::kStep;
+
 using Bytes = std::vector<std::uint8_t>;
 using Lines = std::vector<Bytes>; ///< one line per channel, in pixel order
 
@@ -313,7 +315,7 @@ void compareDecoding(const CoderTable& table, std::size_t encoding, std::size_t 
 TEST(PictureCoders, DoTheSameAtEveryWidthAndAlignment) {
     forEachForm([](const CoderTable& table, std::size_t channels) {
         std::mt19937 random(static_cast<unsigned>(channels));
-        for (std::size_t width = 1; width <= 300; ++width) {
+        for (std::size_t width = 1; width <= 300; width += kStep) {
             for (std::size_t encoding = 0; encoding < kEncodings; ++encoding) {
                 SCOPED_TRACE("width " + std::to_string(width) + ", encoding " +
                              std::to_string(encoding));
@@ -338,7 +340,7 @@ TEST(PictureCoders, DoTheSameAtEveryWidthAndAlignment) {
 TEST(PictureCoders, ReadTheSameFromRubbish) {
     forEachForm([](const CoderTable& table, std::size_t channels) {
         std::mt19937 random(static_cast<unsigned>(200 + channels));
-        for (unsigned round = 0; round < 2000; ++round) {
+        for (unsigned round = 0; round < 2000 / kStep; ++round) {
             Bytes file(random() % 600);
             // Mostly controls of short packets, so that lines have many packets.
             for (std::uint8_t& byte : file) {

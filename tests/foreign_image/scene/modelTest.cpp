@@ -197,7 +197,7 @@ TEST_F(ModelText, DepthIsBounded) {
         return read("{" + repeated(levels - 1, " model {") + std::string(levels, '}'));
     };
     write(nested(kModelMaxTextDepth).get());
-    const Tree deepest = nested(kModelMaxNodes);
+    const Tree deepest = nested(kModelMaxNodes / kStep);
     ASSERT_NE(deepest, nullptr) << "as many levels as nodes";
     EXPECT_EQ(modelNodeFindByName(deepest.get(), "x"), nullptr);
     EXPECT_EQ(modelWriteFile("never-written", deepest.get(), 0), 0) << "its text would be blanks";

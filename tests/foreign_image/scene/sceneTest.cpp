@@ -388,14 +388,17 @@ TEST_F(SceneFile, LinesOfANode) {
 }
 
 TEST_F(SceneFile, LongListsTakeTimeInProportion) {
-    const std::string body =
-        repeated(60000, "LIGHT LIGHT_TYPE SPOT HIERARCHY MODEL 'a' '' SPLINE LINEAR WAVE x\n");
+    const std::string body = repeated(
+        60000 / kStep, "LIGHT LIGHT_TYPE SPOT HIERARCHY MODEL 'a' '' SPLINE LINEAR WAVE x\n");
     EXPECT_GT(write(read(body).get()).size(), body.size());
     const std::string root = "HIERARCHY MODEL 'a' ''\n";
     const std::string wide = repeated(100000, "MODEL 'b' 'a' MATERIAL x MATERIAL y\n");
     EXPECT_NE(read(root + wide)->hierarchies, nullptr);
     const OwnedScene deep = read(root + repeated(100000, "MODEL 'a' 'a'\n"));
     EXPECT_GT(write(deep.get()).size(), 3000000U) << "a level costs as much as a node";
+    if (!kWholeSeries) {
+        return;
+    }
     readFile("SSCN\nx v2.60\n" + root + repeated(kModelMaxNodes, "MODEL 'a' 'a'\n"), 0);
     EXPECT_NE(messages().find(": a tree of more than 1048576 nodes.\n"), std::string::npos);
 }
