@@ -71,11 +71,11 @@ void measure(const bench::BenchPicture& picture, const fs::path& folder) {
     const auto file = [&](const char* name) { return (folder / name).string(); };
     writePam(file("raw.pam"), picture);
     run({kImageMagick, file("raw.pam"), file("start.png")});
-    run({kTdr, "convert", file("start.png"), file("a.pic")});
+    run({kTdr, "convert", "--force", file("start.png"), file("a.pic")});
 
     compare("convert to PIC " + picture.name,
             {command("cp", {"cp", file("raw.pam"), file("copy.pam")}),
-             command("ours", {kTdr, "convert", file("a.pic"), file("b.pic")}),
+             command("ours", {kTdr, "convert", "--force", file("a.pic"), file("b.pic")}),
              command("ImageMagick SGI",
                      {kImageMagick, "-compress", "RLE", file("raw.pam"), file("b.sgi")}),
              command("ImageMagick TGA",
@@ -85,7 +85,7 @@ void measure(const bench::BenchPicture& picture, const fs::path& folder) {
             {command("ImageMagick",
                      {kImageMagick, file("raw.pam"), "-define",
                       std::string("png:compression-level=") + kPngLevel, file("peer.png")}),
-             command("ours", {kTdr, "convert", file("a.pic"), file("b.png")})},
+             command("ours", {kTdr, "convert", "--force", file("a.pic"), file("b.png")})},
             kRounds);
 }
 

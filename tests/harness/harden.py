@@ -22,10 +22,10 @@ Scenario = collections.namedtuple("Scenario", "name command target processes env
                                   defaults=({}, 1))
 CONVERSION = ("tdr", "softimageFilter", "pngFilter")
 SCENARIOS = [
-    Scenario("pic-to-png", "convert in.pic out.png", "out.png", CONVERSION),
-    Scenario("png-to-pic", "convert in.png out.pic", "out.pic", CONVERSION),
-    Scenario("tag-to-png", "convert in.tag out.png", "out.png", CONVERSION),
-    Scenario("lines", "convert in.pic out.png", "out.png", CONVERSION,
+    Scenario("pic-to-png", "convert --force in.pic out.png", "out.png", CONVERSION),
+    Scenario("png-to-pic", "convert --force in.png out.pic", "out.pic", CONVERSION),
+    Scenario("tag-to-png", "convert --force in.tag out.png", "out.png", CONVERSION),
+    Scenario("lines", "convert --force in.pic out.png", "out.png", CONVERSION,
              {"FAULT_BLOCK": str(WIDTH * HEIGHT * 4)}),
     Scenario("compare", "compare in.pic in.png", "bystander", CONVERSION, {}, 4),
     Scenario("scene", "scene format in.scn -o in.scn", "in.scn", ("tdr",)),

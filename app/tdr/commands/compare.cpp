@@ -18,6 +18,7 @@ struct CompareOptions {
     std::string a;
     std::string b;
     std::string diff; ///< the picture of the differences; empty: none
+    bool force = false;
 };
 
 /// The first matte that differs, or the last one.
@@ -123,7 +124,8 @@ Outcome<ExitCode> reportEqual(const std::string& names, const PictureLines& a,
 Outcome<ExitCode> compare(DriverSet& drivers, const CompareOptions& options) {
     std::optional<DifferencePicture> picture;
     if (!options.diff.empty()) {
-        auto begun = DifferencePicture::begin(drivers, options.diff);
+        auto begun = DifferencePicture::begin(drivers, options.diff,
+                                              options.force ? Existing::Replaced : Existing::Kept);
         if (!begun) {
             return begun.failure();
         }
@@ -173,5 +175,6 @@ void addCompare(Arguments& arguments, Command& command) {
     arguments.value("b", "B", options->b, "The other picture").require();
     arguments.value("--diff", "OUT", options->diff,
                     "Picture of the differences to write; the largest becomes white");
+    arguments.flag("--force", options->force, "Replace an existing file OUT");
     arguments.run([&command, options] { command.exit = run(command.drivers, *options); });
 }

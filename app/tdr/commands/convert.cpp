@@ -27,6 +27,8 @@ struct ConvertOptions {
     AlphaChange alpha = AlphaChange::None;
     bool keepDamaged = false;
     bool verify = false;
+    bool force = false;
+    bool skipExisting = false;
 };
 
 /// Size of pixels above which a picture is converted line by line: room for a film frame of 4096 x
@@ -83,6 +85,13 @@ Outcome<void> Conversion::run() {
     if (!input) {
         return input.failure();
     }
+    const bool skips = options_.skipExisting && !checkIsNew(options_.output);
+    if (skips) {
+        return {};
+    }
+    if (const auto isNew = options_.force ? Outcome<void>() : checkIsNew(options_.output); !isNew) {
+        return isNew;
+    }
     const auto chosen = writerFor(drivers_, options_.output, options_.kind);
     if (!chosen) {
         return chosen.failure();
@@ -96,7 +105,8 @@ Outcome<void> Conversion::run() {
     }
     const std::size_t driver = chosen->value_or(picture->driver);
     guessed_ = *chosen ? "" : drivers_.extension(driver);
-    auto file = ReplacedFile::begin(options_.output, drivers_.extension(driver));
+    auto file = ReplacedFile::begin(options_.output, drivers_.extension(driver),
+                                    options_.force ? Existing::Replaced : Existing::Kept);
     if (!file) {
         return file.failure();
     }
@@ -322,6 +332,9 @@ void addConvert(Arguments& arguments, Command& command) {
     addAlphaOptions(arguments, options->alpha);
     arguments.flag("--keep-damaged", options->keepDamaged,
                    "Write what can be read of a damaged picture; the exit status is still 1");
+    auto force = arguments.flag("--force", options->force, "Replace an existing file OUT");
+    force.exclude(arguments.flag("--skip-existing", options->skipExisting,
+                                 "Do nothing if the file OUT exists"));
     arguments.flag("--verify", options->verify,
                    "Read the new file back and compare its pixels before it replaces OUT");
     arguments.run([&command, options] { command.exit = convert(command.drivers, *options); });

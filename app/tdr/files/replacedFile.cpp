@@ -41,7 +41,17 @@ int errorOfClose(int fd) {
     return copy.valid() && ::close(copy.release()) == 0 ? 0 : errno;
 }
 
+Problem existsAlready(const std::string& target) {
+    return {ExitCode::Failed, target + ": exists already (see --force)"};
+}
+
 } // namespace
+
+Outcome<void> checkIsNew(const fs::path& target) {
+    struct stat old {};
+    const bool exists = ::stat(target.c_str(), &old) == 0 && S_ISREG(old.st_mode);
+    return exists ? existsAlready(target.string()) : Outcome<void>();
+}
 
 // --- The place of the new file -------------------------------------------------------------------
 
@@ -92,7 +102,8 @@ Outcome<ReplacedFile::Place> ReplacedFile::find(const fs::path& target) {
     return place;
 }
 
-Outcome<ReplacedFile> ReplacedFile::begin(const fs::path& target, std::string_view ending) {
+Outcome<ReplacedFile> ReplacedFile::begin(const fs::path& target, std::string_view ending,
+                                          Existing existing) {
     std::error_code error;
     if (fs::is_directory(target, error) || !target.has_filename()) {
         return Problem{ExitCode::Failed,
@@ -101,6 +112,9 @@ Outcome<ReplacedFile> ReplacedFile::begin(const fs::path& target, std::string_vi
     auto place = find(target);
     if (!place) {
         return place.failure();
+    }
+    if (existing == Existing::Kept && place->old.valid()) {
+        return existsAlready(target.string());
     }
     auto file = place->stream.valid()
                     ? TemporaryFile::unnamed()
@@ -117,8 +131,8 @@ Outcome<ReplacedFile> ReplacedFile::begin(const fs::path& target, std::string_vi
     if (!path) {
         return path.failure();
     }
-    return ReplacedFile(target.string(), std::move(*place), std::move(*file), std::move(*link),
-                        std::move(*path));
+    return ReplacedFile(target.string(), existing, std::move(*place), std::move(*file),
+                        std::move(*link), std::move(*path));
 }
 
 // --- Its content ---------------------------------------------------------------------------------
@@ -160,8 +174,8 @@ Outcome<void> ReplacedFile::takePlace() {
     if (sync_ && ::fsync(file_.fd()) != 0) {
         return problemWith(named_ + ": not on the disk", errno);
     }
-    if (const int error = file_.rename(place_.name); error != 0) {
-        return problemWith(named_, error);
+    if (const int error = file_.rename(place_.name, existing_); error != 0) {
+        return error == EEXIST ? existsAlready(named_) : problemWith(named_, error);
     }
     if (sync_) {
         const base::UniqueFd folder(

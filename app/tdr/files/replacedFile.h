@@ -11,6 +11,9 @@
 #include <string>
 #include <string_view>
 
+/// Fails if `target` is a regular file, which may not be replaced.
+[[nodiscard]] Outcome<void> checkIsNew(const std::filesystem::path& target);
+
 /// Until `commit` the target is unchanged; without it the new file is removed. Move-only.
 ///
 /// The new file is in the target's folder under a name of ours, and only its descriptor is used: a
@@ -20,9 +23,10 @@
 class ReplacedFile {
   public:
     /// Creates the empty new file; its path ends in `ending`. Fails if the target is a folder or
-    /// may not be written, or if its folder allows no new file.
-    static Outcome<ReplacedFile> begin(const std::filesystem::path& target,
-                                       std::string_view ending);
+    /// may not be written, if its folder allows no new file, or if a regular file exists that is to
+    /// be kept.
+    static Outcome<ReplacedFile> begin(const std::filesystem::path& target, std::string_view ending,
+                                       Existing existing = Existing::Replaced);
 
     /// From now on `commit` waits until the new file and its name are on the disk.
     static void syncToDisk() { sync_ = true; }
@@ -39,7 +43,8 @@ class ReplacedFile {
     /// Writes `text` as the new file's content.
     Outcome<void> write(std::string_view text);
 
-    /// Puts the new file in the target's place. Fails if it is empty.
+    /// Puts the new file in the target's place. Fails if it is empty, or if a file to be kept has
+    /// appeared there.
     Outcome<void> commit();
 
   private:
@@ -52,13 +57,14 @@ class ReplacedFile {
     };
     static Outcome<Place> find(const std::filesystem::path& target);
     static Outcome<Place> findBehindLinks(const std::filesystem::path& target);
-    ReplacedFile(std::string named, Place place, TemporaryFile file, DriverLink link,
-                 std::filesystem::path path)
-        : named_(std::move(named)), place_(std::move(place)), file_(std::move(file)),
-          link_(std::move(link)), path_(std::move(path)) {}
+    ReplacedFile(std::string named, Existing existing, Place place, TemporaryFile file,
+                 DriverLink link, std::filesystem::path path)
+        : named_(std::move(named)), existing_(existing), place_(std::move(place)),
+          file_(std::move(file)), link_(std::move(link)), path_(std::move(path)) {}
     Outcome<void> takePlace();
 
     std::string named_;
+    Existing existing_;
     Place place_;
     TemporaryFile file_;
     DriverLink link_;

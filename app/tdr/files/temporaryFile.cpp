@@ -6,10 +6,35 @@
 #include <array>
 #include <cerrno>
 #include <climits>
+#include <cstdio>
 #include <fcntl.h>
 #include <string_view>
 #include <sys/stat.h>
 #include <unistd.h>
+
+namespace {
+
+/// Renames `from` unless `to` exists: 0, or errno. Not all file systems can do that in one step; of
+/// the others, most can add a second name.
+int renameToNew(int folder, const char* from, const char* to) {
+    if (::renameat2(folder, from, folder, to, RENAME_NOREPLACE) == 0) {
+        return 0;
+    }
+    if (errno != EINVAL) {
+        return errno;
+    }
+    if (::linkat(folder, from, folder, to, 0) == 0) {
+        ::unlinkat(folder, from, 0);
+        return 0;
+    }
+    struct stat status {};
+    if (::fstatat(folder, to, &status, AT_SYMLINK_NOFOLLOW) == 0) {
+        return EEXIST;
+    }
+    return ::renameat(folder, from, folder, to) == 0 ? 0 : errno;
+}
+
+} // namespace
 
 /// No note is made if the folder's path is too long for it; the file then stays there only after a
 /// kill.
@@ -78,11 +103,15 @@ int TemporaryFile::lookUp(const std::string& name) const {
     return ours.st_dev == named.st_dev && ours.st_ino == named.st_ino ? 0 : ESTALE;
 }
 
-int TemporaryFile::rename(const std::string& name) {
+int TemporaryFile::rename(const std::string& name, Existing existing) {
     if (const int error = lookUp(name_); error != 0) {
         return error;
     }
-    if (::renameat(folder_.get(), name_.c_str(), folder_.get(), name.c_str()) != 0) {
+    if (existing == Existing::Kept) {
+        if (const int error = renameToNew(folder_.get(), name_.c_str(), name.c_str()); error != 0) {
+            return error;
+        }
+    } else if (::renameat(folder_.get(), name_.c_str(), folder_.get(), name.c_str()) != 0) {
         return errno;
     }
     renamed_ = true;

@@ -5,8 +5,12 @@
 #include "output/outcome.h"
 #include "privateFolder.h"
 
+#include <cstdint>
 #include <string>
 #include <sys/types.h>
+
+/// What becomes of an existing file of the wanted name.
+enum class Existing : std::uint8_t { Replaced, Kept };
 
 /// An empty file to write to, by its descriptor. The private folder notes its location, so that the
 /// next run removes it if this one is killed. Move-only.
@@ -27,9 +31,9 @@ class TemporaryFile {
     [[nodiscard]] int fd() const { return file_.get(); }
     [[nodiscard]] int folder() const { return folder_.get(); }
 
-    /// Renames it to `name` in its folder, replacing an existing file: 0, or errno. ESTALE means
-    /// that its own name now belongs to another file.
-    [[nodiscard]] int rename(const std::string& name);
+    /// Renames it to `name` in its folder: 0, or errno. EEXIST means that an existing file is kept,
+    /// ESTALE that its own name now belongs to another file.
+    [[nodiscard]] int rename(const std::string& name, Existing existing);
 
   private:
     explicit TemporaryFile(PrivateFolder notes)

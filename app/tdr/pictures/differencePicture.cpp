@@ -25,7 +25,13 @@ void drawLine(PixelLine a, PixelLine b, int largest, std::span<std::uint8_t> dra
 
 } // namespace
 
-Outcome<DifferencePicture> DifferencePicture::begin(DriverSet& drivers, const std::string& target) {
+Outcome<DifferencePicture> DifferencePicture::begin(DriverSet& drivers, const std::string& target,
+                                                    Existing existing) {
+    if (existing == Existing::Kept) { // before any driver starts
+        if (const auto isNew = checkIsNew(target); !isNew) {
+            return isNew.failure();
+        }
+    }
     auto chosen = writerFor(drivers, target);
     if (chosen && !*chosen) {
         chosen = drivers.byKind(target); // which says what endings there are
@@ -33,7 +39,7 @@ Outcome<DifferencePicture> DifferencePicture::begin(DriverSet& drivers, const st
     if (!chosen) {
         return chosen.failure();
     }
-    auto file = ReplacedFile::begin(target, drivers.extension(**chosen));
+    auto file = ReplacedFile::begin(target, drivers.extension(**chosen), existing);
     if (!file) {
         return file.failure();
     }

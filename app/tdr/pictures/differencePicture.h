@@ -14,7 +14,8 @@
 class DifferencePicture {
   public:
     /// Begins the file at `target`, written by the driver for its name.
-    static Outcome<DifferencePicture> begin(DriverSet& drivers, const std::string& target);
+    static Outcome<DifferencePicture> begin(DriverSet& drivers, const std::string& target,
+                                            Existing existing);
 
     /// Draws the matte `matte` of two pictures of the same size, of which `largest` is the largest
     /// difference.

@@ -113,7 +113,7 @@ TEST_F(FilesTest, aGroupThatCannotBeKeptIsAllowedNoMoreThanOthers) {
     fs::permissions(files().path(), fs::perms(0777));
     fs::permissions(pic, fs::perms(0644));
     unsetenv("TMPDIR");
-    expectDone({"convert", pic, target}, {.otherUser = true});
+    expectDone({"convert", "--force", pic, target}, {.otherUser = true});
     struct stat after {};
     ASSERT_EQ(stat(target.c_str(), &after), 0);
     EXPECT_EQ(after.st_uid, 65534U);
@@ -169,12 +169,43 @@ TEST_F(FilesTest, syncIsAskedForAndItsFailureIsReported) {
     const auto pic = picture();
     const auto old = files().write("b.png", "old");
     const Around failing{.prepare = [] { support::denyCall(SYS_fsync, EIO); }};
-    expectFailed({"convert", "--sync", pic, old}, old + ": not on the disk: Input/output error", 1,
-                 failing);
+    expectFailed({"convert", "--force", "--sync", pic, old},
+                 old + ": not on the disk: Input/output error", 1, failing);
     EXPECT_EQ(contentOf(old), "old");
-    EXPECT_EQ(run({"convert", pic, old}, failing).exit, 0) << "only when it is asked for";
-    EXPECT_EQ(run({"convert", "--sync", pic, old}).exit, 0);
+    EXPECT_EQ(run({"convert", "--force", pic, old}, failing).exit, 0)
+        << "only when it is asked for";
+    EXPECT_EQ(run({"convert", "--force", "--sync", pic, old}).exit, 0);
     EXPECT_EQ(namesIn(files().path()), (Names{"a.png", "b.png"}));
+}
+
+TEST_F(FilesTest, aFileThatAppearsMeanwhileIsKept) {
+    const struct {
+        const char* name;
+        void (*prepare)();
+    } systems[] = {
+        {"a system that knows how", [] {}},
+        {"one that only adds names", [] { support::denyCall(SYS_renameat2, EINVAL); }},
+        {"one that does not even that", [] { support::denyCall(SYS_linkat, EPERM); }},
+    };
+    const pid_t child = support::startChild([&] {
+        for (const auto& system : systems) { // each can do less than the one before
+            system.prepare();
+            auto file = ReplacedFile::begin(in("a.txt"), ".txt", Existing::Kept);
+            EXPECT_TRUE(file && file->write("new"));
+            files().write("a.txt", "other");
+            const auto refused = file->commit();
+            EXPECT_FALSE(refused) << system.name;
+            EXPECT_EQ(refused.failure().text, in("a.txt") + ": exists already (see --force)");
+            EXPECT_EQ(contentOf(in("a.txt")), "other") << system.name;
+            fs::remove(in("a.txt"));
+            EXPECT_TRUE(file->commit()) << system.name;
+            EXPECT_EQ(contentOf(in("a.txt")), "new") << system.name;
+            fs::remove(in("a.txt"));
+        }
+        return ::testing::Test::HasFailure() ? 1 : 0;
+    });
+    EXPECT_EQ(support::exitStatusOf(child), 0);
+    EXPECT_EQ(namesIn(files().path()), Names());
 }
 
 // --- Interference --------------------------------------------------------------------------------

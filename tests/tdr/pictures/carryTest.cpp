@@ -105,9 +105,9 @@ TEST_F(CarryTest, aPicturesHeadGoesToPngAndBack) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         const auto first = files().write("a.pic", pic(c.ratio, 3, c.comment));
-        expectDone({"convert", first, in("a.png")});
-        expectDone({"convert", in("a.png"), in("b.pic")});
-        expectDone({"convert", first, in("c.pic")});
+        expectDone({"convert", "--force", first, in("a.png")});
+        expectDone({"convert", "--force", in("a.png"), in("b.pic")});
+        expectDone({"convert", "--force", first, in("c.pic")});
         if (!c.chunks.empty()) {
             EXPECT_EQ(chunksOf(contentOf(in("a.png"))), c.chunks);
         }
@@ -196,7 +196,7 @@ TEST_F(CarryTest, whatHasNoPlaceIsTold) {
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
         const auto from = files().write(c.from, c.content);
-        expectEnd(0, {"convert", from, in(c.to)},
+        expectEnd(0, {"convert", "--force", from, in(c.to)},
                   "tdr: " + in(c.to) + ": not carried from " + from + ": " + c.told + "\n");
     }
 }
@@ -204,7 +204,7 @@ TEST_F(CarryTest, whatHasNoPlaceIsTold) {
 TEST_F(CarryTest, aCommentThatDoesNotFitTheDiskLeavesTheOldFile) {
     const auto old = files().write("old.png", "old");
     const auto from = files().write("a.png", png(8, {{"tEXt", std::string(100'000, 'x')}}));
-    expectFailed({"convert", from, old}, "tdr: " + old + ": File too large\n", 1,
+    expectFailed({"convert", "--force", from, old}, "tdr: " + old + ": File too large\n", 1,
                  {.largestFile = 50'000, .ignoreSizeSignal = true});
     EXPECT_EQ(contentOf(old), "old");
     EXPECT_EQ(namesIn(files().path()), (std::set<std::string>{"a.png", "old.png"}));
@@ -219,11 +219,11 @@ TEST_F(CarryTest, oneOfSeveralMattesIsChosen) {
     };
     const std::string wanted[] = {white(true, false), white(false, true), white(true, true)};
     for (int channel = 1; channel <= 3; ++channel) {
-        expectDone({"convert", "--channel", std::to_string(channel), tag, in("o.pic")});
+        expectDone({"convert", "--force", "--channel", std::to_string(channel), tag, in("o.pic")});
         const auto expected = files().write("e.pic", wanted[channel - 1]);
         EXPECT_EQ(run({"compare", expected, in("o.pic")}).exit, 0) << channel;
     }
-    expectFailed({"convert", "--channel", "4", tag, in("o.pic")},
+    expectFailed({"convert", "--force", "--channel", "4", tag, in("o.pic")},
                  "tdr: " + tag + ": has no --channel 4, the last one is 3\n");
     EXPECT_EQ(run({"convert", "--channel", "1", in("o.pic"), in("p.pic")}).exit, 1);
     EXPECT_EQ(run({"convert", "--channel", "0", tag, in("o.pic")}).exit, 2);
@@ -247,7 +247,7 @@ TEST_F(CarryTest, coloursAreMultipliedByTheirAlphaAndDivided) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(std::string(c.option) + testing::PrintToString(c.pixel));
-        expectDone({"convert", c.option, one("a.pic", c.pixel), in("b.png")});
+        expectDone({"convert", "--force", c.option, one("a.pic", c.pixel), in("b.png")});
         expectDone({"compare", one("c.pic", c.result), in("b.png")});
     }
     EXPECT_EQ(run({"convert", "--premultiply", "--unpremultiply", in("a.pic"), in("b.png")}).exit,

@@ -93,8 +93,8 @@ TEST_F(ConvertTest, whatCannotBeReadOrWrittenIsNamedWithItsReason) {
         if (c.otherUser && geteuid() != 0) {
             continue;
         }
-        const Ended ended = expectFailed({"convert", in(c.input), in(c.output)}, c.says, 1,
-                                         {.otherUser = c.otherUser});
+        const Ended ended = expectFailed({"convert", "--force", in(c.input), in(c.output)}, c.says,
+                                         1, {.otherUser = c.otherUser});
         EXPECT_TRUE(ended.err.starts_with("tdr: "));
         EXPECT_TRUE(contains(ended.err, files().path().string()));
         EXPECT_EQ(ended.out, "");
@@ -105,6 +105,29 @@ TEST_F(ConvertTest, whatCannotBeReadOrWrittenIsNamedWithItsReason) {
     EXPECT_TRUE(fs::is_character_file("/dev/full")) << "never replaced";
 }
 
+TEST_F(ConvertTest, aFileThatExistsIsReplacedOnlyWhenThatIsAskedFor) {
+    const auto text = files().write("no-picture.pic", "text"); // so no driver has been asked
+    const auto old = files().write("old.png", "old");
+    fs::create_symlink("old.png", in("link.png"));
+    fs::create_symlink("new.png", in("dangling.png"));
+    for (const std::string name : {"old.png", "link.png"}) {
+        expectFailed({"convert", text, in(name)},
+                     "tdr: " + in(name) + ": exists already (see --force)\n");
+        expectDone({"convert", "--skip-existing", text, in(name)});
+        EXPECT_EQ(contentOf(old), "old");
+    }
+    expectFailed({"compare", text, text, "--diff", old}, old + ": exists already", 4);
+    const auto pic = smallPic();
+    for (const std::string name : {"dangling.png", "link.png"}) {
+        expectDone({"convert", name == "link.png" ? "--force" : "--skip-existing", pic, in(name)});
+        EXPECT_TRUE(fs::is_symlink(in(name)));
+    }
+    EXPECT_EQ(contentOf(old), contentOf(in("new.png")));
+    expectDone({"compare", pic, pic, "--diff", old, "--force"});
+    EXPECT_NE(contentOf(old), contentOf(in("new.png")));
+    expectDone({"convert", pic, "/dev/null", "--to", "pic"});
+}
+
 TEST_F(ConvertTest, aFailedWriteLeavesTheOldFileAndNoOther) {
     const auto old = smallPic("old.pic");
     const std::string oldContent = contentOf(old);
@@ -112,7 +135,7 @@ TEST_F(ConvertTest, aFailedWriteLeavesTheOldFileAndNoOther) {
                                  {.largestFile = 90'000, .ignoreSizeSignal = true},
                                  {.largestFile = 90'000}}) {
         const Ended ended =
-            expectFailed({"convert", sample("photograph.png"), old},
+            expectFailed({"convert", "--force", sample("photograph.png"), old},
                          "Unable to write file '" + old + "' - File too large", 1, around);
         EXPECT_EQ(ended.err.find(old), ended.err.rfind(old)) << "the name once: " << ended.err;
         EXPECT_EQ(contentOf(old), oldContent);
@@ -154,15 +177,15 @@ TEST_F(ConvertTest, exactlyTheNamedFileIsReadAndWritten) {
         if (!c.beside.empty()) {
             files().write(c.beside, other);
         }
-        expectDone({"convert", in(c.name), in("o.png")});
+        expectDone({"convert", "--force", in(c.name), in("o.png")});
         EXPECT_EQ(pixelsOf("pngFilter", in("o.png")), *c.pixels);
-        expectEnd(c.written ? 0 : 1, {"convert", in("o.png"), in(c.name)},
+        expectEnd(c.written ? 0 : 1, {"convert", "--force", in("o.png"), in(c.name)},
                   c.written ? "" : "tdr: " + in(c.name) + kMattes); // no guess
         EXPECT_EQ(kindOf(contentOf(in(c.name))), c.written ? "PICT" : "STAG");
         EXPECT_EQ(run({"compare", in(c.name), in("o.png")}).exit, 0);
         EXPECT_TRUE(c.beside.empty() || contentOf(in(c.beside)) == other);
     }
-    expectDone({"convert", in("bare"), in("bare")});
+    expectDone({"convert", "--force", in("bare"), in("bare")});
     expectDone({"compare", in("bare"), in("o.png")});
 }
 
@@ -198,7 +221,7 @@ TEST_F(ConvertTest, theKindOfTheNewFileIsWhatIsSaidOrNamedOrThereOrRead) {
         if (c.present != nullptr) {
             files().write(c.target, *c.present);
         }
-        std::vector<std::string> line = {"convert", sample("cutout.png"), in(c.target)};
+        std::vector<std::string> line = {"convert", "--force", sample("cutout.png"), in(c.target)};
         if (c.kind != nullptr) {
             line.insert(line.end(), {"--to", c.kind});
         }
@@ -248,7 +271,8 @@ TEST_F(DamagedTest, endsWith1AndTheOldFileUnlessItIsToBeKept) {
         const auto from = files().write(name, content);
         const auto to = files().write("old.png", "old");
         const double before = secondsOfChildren();
-        const Ended ended = expectFailed({"convert", from, to}, from + "' is cut short or damaged");
+        const Ended ended =
+            expectFailed({"convert", "--force", from, to}, from + "' is cut short or damaged");
         EXPECT_TRUE(contains(ended.err, "tdr: " + to + ": not written, because " + from +
                                             " is damaged (see --keep-damaged)\n"));
         EXPECT_EQ(std::count(ended.err.begin(), ended.err.end(), '\n'), 2) << ended.err;
@@ -256,7 +280,7 @@ TEST_F(DamagedTest, endsWith1AndTheOldFileUnlessItIsToBeKept) {
         EXPECT_EQ(namesIn(files().path()), (Names{name, "old.png"}));
         EXPECT_LT(secondsOfChildren() - before, 2) << "it stops where nothing follows";
         if (name != "claim.pic") {
-            const Ended kept = expectFailed({"convert", "--keep-damaged", from, to},
+            const Ended kept = expectFailed({"convert", "--force", "--keep-damaged", from, to},
                                             from + "' is cut short or damaged");
             EXPECT_TRUE(contains(kept.err, to + ": written, but " + from + " is damaged\n"));
             const std::string reader = name.ends_with(".png") ? "pngFilter" : "softimageFilter";
@@ -284,7 +308,7 @@ TEST_F(DamagedTest, cannotBeComparedOrHashed) {
 TEST_F(ConvertTest, aDriverThatDiesOrHangsLeavesTheOldFile) {
     const std::string drivers = driverFolder({"freezesAtPut"});
     const auto target = files().write("o.1039-1", "old");
-    auto running = startRun({"convert", smallPic(), target, "--driver-dir", drivers});
+    auto running = startRun({"convert", "--force", smallPic(), target, "--driver-dir", drivers});
     const pid_t stopped = running->awaitStoppedChild();
     ASSERT_GT(stopped, 0);
     kill(stopped, SIGKILL);
@@ -292,8 +316,9 @@ TEST_F(ConvertTest, aDriverThatDiesOrHangsLeavesTheOldFile) {
     EXPECT_EQ(died.exit, 3);
     EXPECT_TRUE(contains(died.err, target + ": freezesAtPutFilter: put line: the driver died "
                                             "(signal 9 (Killed))"));
-    expectFailed({"convert", smallPic(), target, "--driver-dir", drivers, "--timeout", "2"},
-                 "put line: no answer within 2 s", 3);
+    expectFailed(
+        {"convert", "--force", smallPic(), target, "--driver-dir", drivers, "--timeout", "2"},
+        "put line: no answer within 2 s", 3);
     EXPECT_EQ(contentOf(target), "old");
     EXPECT_EQ(namesIn(files().path()), (Names{"o.1039-1", "small.pic"}));
 }

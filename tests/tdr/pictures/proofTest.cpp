@@ -88,7 +88,7 @@ TEST_F(ProofTest, aPictureThatReadsBackAsItWasReadIsWritten) {
         {{"--premultiply", large, in("o.pic")}},
     };
     for (const auto& c : cases) {
-        std::vector<std::string> line = {"convert", "--verify"};
+        std::vector<std::string> line = {"convert", "--force", "--verify"};
         line.insert(line.end(), c.line.begin(), c.line.end());
         expectEnd(c.exit, line, c.exit == 0 ? "" : "damaged");
         expectDone({"hash", line.back()}); // a whole picture
@@ -125,7 +125,8 @@ TEST_F(ProofTest, aPictureThatReadsBackOtherwiseIsNotWritten) {
         fs::remove_all(driverFolder({}));
         const auto before = namesIn(files().path());
         expectEnd(c.exit,
-                  {"convert", "--verify", c.from, target, "--driver-dir", driverFolder({c.driver})},
+                  {"convert", "--force", "--verify", c.from, target, "--driver-dir",
+                   driverFolder({c.driver})},
                   c.says);
         EXPECT_EQ(contentOf(target), c.exit == 0 ? "written" : "old");
         EXPECT_EQ(namesIn(files().path()), before);
