@@ -12,6 +12,7 @@ int main(int argc, char** argv) {
         {"compare", "Tell whether two pictures have the same pixels", addCompare,
          ExitCode::NotCompared}, // a script reads 1 as "different"
         {"hash", "Print the MD5 of the pixels of pictures, whatever their formats", addHash},
+        {"thumbnail", "Write a small PNG of a picture", addThumbnail},
         {"view", kViewHelp, addView},
         {"scene", "Check, reformat and convert .scn, .spl, .hrc files", addScene},
         {"plot", "Draw curves, splines or trees of a file as SVG", addPlot},

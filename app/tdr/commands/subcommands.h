@@ -36,6 +36,7 @@ void addInfo(Arguments& arguments, Command& command);
 void addConvert(Arguments& arguments, Command& command);
 void addHash(Arguments& arguments, Command& command);
 void addCompare(Arguments& arguments, Command& command);
+void addThumbnail(Arguments& arguments, Command& command);
 void addView(Arguments& arguments, Command& command);
 void addScene(Arguments& arguments, Command& command);
 void addPlot(Arguments& arguments, Command& command);
