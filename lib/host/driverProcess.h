@@ -87,10 +87,10 @@ class DriverProcess {
 
     /// What the session knows about the driver, to choose how to transfer whole pictures.
     struct Knowledge {
-        std::optional<bool> caches; ///< see Session::transfersCaches
-        bool connected = false;     ///< a file is open
-        bool preRead = false;       ///< an outside command is set
-        bool postWrite = false;     ///< an outside command is set
+        std::optional<bool> caches[2]; ///< see Session::transfersCaches; by Access
+        bool connected = false;        ///< a file is open
+        bool preRead = false;          ///< an outside command is set
+        bool postWrite = false;        ///< an outside command is set
     };
     Knowledge known;
 

@@ -103,6 +103,9 @@ Result<PictureSource> PictureSource::open(Session& driver, std::string_view path
                                           std::int32_t cell) {
     letGo(driver);
     auto opened = withoutThrowing([&]() -> Result<PictureSource> {
+        if (const auto asked = driver.transfersCaches(Access::Read); !asked) {
+            return asked.failure();
+        }
         PictureSource reader(driver, path, cell);
         Status done = driver.connectToFile(path, Access::Read, cell);
         if (done) {
@@ -203,14 +206,11 @@ Result<PictureTarget> PictureTarget::open(Session& driver, std::string_view path
                            "a picture of " + sizeText(width, height) +
                                " pixels cannot be written; sides are 1 to 32767"};
         }
-        PictureTarget writer(driver, width, height, cell);
-        Status done = driver.setPixelFormat(0);
-        if (done) {
-            done = driver.setBounds({0, 0, width, height});
+        if (const auto asked = driver.transfersCaches(Access::Write); !asked) {
+            return asked.failure();
         }
-        if (done) {
-            done = driver.connectToFile(path, Access::Write, cell);
-        }
+        PictureTarget writer(driver, path, width, height, cell);
+        const Status done = writer.connect();
         return done ? Result<PictureTarget>(std::move(writer))
                     : Result<PictureTarget>(done.failure());
     });
@@ -218,6 +218,14 @@ Result<PictureTarget> PictureTarget::open(Session& driver, std::string_view path
         letGo(driver);
     }
     return opened;
+}
+
+Status PictureTarget::connect() {
+    Status done = driver_->setPixelFormat(0);
+    if (done) {
+        done = driver_->setBounds({0, 0, width_, height_});
+    }
+    return done ? driver_->connectToFile(path_, Access::Write, cell_) : done;
 }
 
 Status PictureTarget::writeLine(const SharedBlock& block, std::int32_t line) {

@@ -14,7 +14,7 @@ namespace tdr {
 namespace {
 
 /// Whether a put request's notice comes before the answer.
-enum class Notice { None, Expected };
+enum class Notice { None, Expected, Possible };
 
 /// Receives the answer to an action.
 Status takeAnswer(DriverProcess& process, Notice notice) {
@@ -25,13 +25,12 @@ Status takeAnswer(DriverProcess& process, Notice notice) {
     if (process.packetIsBare(ipc::kClassStatus, ipc::kStatusError)) {
         return process.refused();
     }
-    if (notice == Notice::Expected) {
-        return process.packetIsBare(ipc::kClassEvent, ipc::kEventBlockTaken)
-                   ? takeAnswer(process, Notice::None)
-                   : Status(process.broken());
+    if (notice != Notice::None && process.packetIsBare(ipc::kClassEvent, ipc::kEventBlockTaken)) {
+        return takeAnswer(process, Notice::None);
     }
-    return process.packetIsBare(ipc::kClassStatus, ipc::kStatusOk) ? Status()
-                                                                   : Status(process.broken());
+    const bool done =
+        notice != Notice::Expected && process.packetIsBare(ipc::kClassStatus, ipc::kStatusOk);
+    return done ? Status() : Status(process.broken());
 }
 
 Status act(DriverProcess& process, std::int16_t code, std::span<const std::int32_t> longs,
@@ -162,24 +161,28 @@ Status Session::putStamp(const SharedBlock& block, std::int32_t cell) {
     return transfer(*process_, ipc::kActionPutStamp, block, cell, Notice::Expected);
 }
 
-Result<bool> Session::transfersCaches() {
-    auto& known = process_->known;
-    if (known.caches || known.connected) {
-        return known.caches.value_or(false);
+Result<bool> Session::transfersCaches(Access access) {
+    if (hasOutsideCommands()) {
+        return false;
+    }
+    auto& known = process_->known.caches[static_cast<std::size_t>(access)];
+    if (known || isConnected()) {
+        return known.value_or(false);
     }
     return process_->attempt([&]() -> Result<bool> {
         auto block = SharedBlock::create(1);
         if (!block) {
             return block.failure();
         }
-        const Status asked[] = {getCache(*block), putCache(*block)};
-        for (const Status& answer : asked) {
-            if (!answer && answer.failure().kind != FailureKind::Refused) {
-                return answer.failure();
-            }
+        // A driver without whole pictures need not announce that it takes the block.
+        const Status asked = access == Access::Read ? getCache(*block)
+                                                    : transfer(*process_, ipc::kActionPutCache,
+                                                               *block, 0, Notice::Possible);
+        if (!asked && asked.failure().kind != FailureKind::Refused) {
+            return asked.failure();
         }
-        known.caches = !asked[0] && !asked[1];
-        return *known.caches;
+        known = !asked;
+        return *known;
     });
 }
 

@@ -8,6 +8,7 @@
 #include "pictureJob.h"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <string>
 #include <utility>
@@ -58,10 +59,15 @@ std::span<std::uint8_t> rowOf(const SharedBlock& block, std::int32_t width, std:
     return block.bytes().subspan(pictureBytes(width, line), lineBytes(width));
 }
 
-/// Whether whole pictures may be requested from `driver`. Reading may need a second connection,
-/// which would run outside commands twice.
-Result<bool> mayUseCaches(Session& driver) {
-    return driver.hasOutsideCommands() ? Result<bool>(false) : driver.transfersCaches();
+/// True if all pixels have the bytes of the first one, and these are `pixel`.
+bool isAll(std::span<const std::uint8_t> pixels, std::span<const std::uint8_t> pixel) {
+    return std::ranges::equal(pixels.first(kPixelBytes), pixel) &&
+           std::memcmp(pixels.data(), &pixels[kPixelBytes], pixels.size() - kPixelBytes) == 0;
+}
+
+/// A driver may refuse whole pictures although it may transfer them, as the session knows.
+bool isRefused(const Status& done) {
+    return !done && done.failure().kind == FailureKind::Refused;
 }
 
 } // namespace
@@ -74,7 +80,7 @@ Status PictureSource::readAll(SharedBlock& block, BlockState state) {
             return badArgument("read picture: the block is too small");
         }
         const bool byLines = shape_.matte || state_ != State::Fresh;
-        const auto caches = byLines ? Result<bool>(false) : mayUseCaches(*driver_);
+        const auto caches = byLines ? Result<bool>(false) : driver_->transfersCaches(Access::Read);
         if (!caches) {
             return caches.failure();
         }
@@ -89,14 +95,22 @@ Status PictureSource::readAll(SharedBlock& block, BlockState state) {
 /// A driver does not change the bytes of channels that are missing from the file. In a blank block
 /// only a missing alpha is then wrong, and a single non-zero alpha value shows that the file has
 /// alpha.
+///
+/// A driver that refuses, or that may have done nothing although it answered OK, is asked for the
+/// lines.
 Status PictureSource::readCache(SharedBlock& block, BlockState state) {
     const auto pixels = block.bytes().first(pictureBytes(shape_.width, shape_.height));
     if (state == BlockState::Used) {
         base::populate(pixels.data(), pixels.size());
         fillOpaqueBlack(pixels);
     }
+    const std::array<std::uint8_t, kPixelBytes> before = {pixels[0], pixels[1], pixels[2],
+                                                          pixels[3]};
     state_ = State::Cache;
     Status done = driver_->getCache(block, cell_);
+    if (isRefused(done) || (done && isAll(pixels, before))) {
+        return readLines(block);
+    }
     if (!done) {
         return done;
     }
@@ -143,10 +157,6 @@ Status PictureSource::readLines(SharedBlock& block) {
 
 Result<Picture> readPicture(Session& driver, std::string_view path, std::size_t maxBytes) {
     auto picture = withoutThrowing([&]() -> Result<Picture> {
-        letGo(driver);
-        if (const auto asked = driver.transfersCaches(); !asked) {
-            return asked.failure();
-        }
         auto reader = PictureSource::open(driver, path);
         if (!reader) {
             return reader.failure();
@@ -186,7 +196,7 @@ Status PictureTarget::writeAll(const SharedBlock& block) {
             return badArgument("write picture: the block is too small");
         }
         const bool fresh = std::ranges::find(written_, true) == written_.end();
-        const auto caches = fresh ? mayUseCaches(*driver_) : Result<bool>(false);
+        const auto caches = fresh ? driver_->transfersCaches(Access::Write) : Result<bool>(false);
         if (!caches) {
             return caches.failure();
         }
@@ -194,8 +204,14 @@ Status PictureTarget::writeAll(const SharedBlock& block) {
     });
 }
 
+/// After a refusal the lines go to a new file: nobody knows what the driver has stored.
 Status PictureTarget::writeCache(const SharedBlock& block) {
     Status done = driver_->putCache(block, cell_);
+    if (isRefused(done)) {
+        letGo(*driver_);
+        done = connect();
+        return done ? writeLines(block) : done;
+    }
     written_.assign(written_.size(), true);
     missing_ = done ? 0 : missing_;
     return done;
@@ -226,10 +242,6 @@ Status writePicture(Session& driver, std::string_view path, const Picture& pictu
         const auto all = base::checkedProduct(picture.width, picture.height, kPixelBytes);
         if (!all || *all == 0 || picture.pixels.size() != *all) {
             return badArgument("write picture: size and pixels differ");
-        }
-        letGo(driver);
-        if (const auto asked = driver.transfersCaches(); !asked) {
-            return asked.failure();
         }
         auto block = SharedBlock::create(*all);
         if (!block) {

@@ -27,10 +27,11 @@ class HostTest : public support::NothingLeft {
   protected:
     /// Path of a scripted driver that behaves like this.
     std::filesystem::path scripted(const std::string& behaviour) {
-        std::filesystem::path link = folder_.path() / behaviour;
-        std::error_code isThere;
-        std::filesystem::create_symlink(TDR_SCRIPTED_DRIVER, link, isThere);
-        return link;
+        return linkTo(TDR_SCRIPTED_DRIVER, behaviour);
+    }
+    /// Path of the manual's driver with this flaw.
+    std::filesystem::path flawed(const std::string& flaw) {
+        return linkTo(TDR_FLAWED_DRIVER, flaw);
     }
     /// Path of a driver of this project.
     static std::filesystem::path real(const std::string& driver) {
@@ -53,6 +54,13 @@ class HostTest : public support::NothingLeft {
     [[nodiscard]] const support::TempDir& folder() const { return folder_; }
 
   private:
+    std::filesystem::path linkTo(const char* program, const std::string& name) {
+        std::filesystem::path link = folder_.path() / name;
+        std::error_code isThere;
+        std::filesystem::create_symlink(program, link, isThere);
+        return link;
+    }
+
     support::TempDir folder_;
 };
 

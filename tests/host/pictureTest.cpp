@@ -74,7 +74,6 @@ TEST_F(PictureTest, aFileIsWholeWhenEveryLineWasWrittenOnce) {
         auto driver = mustStart(real(program));
         for (const Case& c : cases) {
             SCOPED_TRACE(program + (": " + c.order));
-            ASSERT_TRUE(*driver->transfersCaches());
             auto writer = PictureTarget::open(*driver, folder() / file, 3, 5);
             auto block = SharedBlock::create(picture.pixels.size());
             const auto small = SharedBlock::create(1);
@@ -140,14 +139,44 @@ TEST_F(PictureTest, aDriverThatOnlyAgreesToWholePicturesGetsLines) {
     StartOptions options;
     options.onDriverLine = [&lines](std::string_view line) { lines.emplace_back(line); };
     auto driver = start("echo", options);
-    EXPECT_FALSE(*driver->transfersCaches());
-    ASSERT_TRUE(writePicture(*driver, "any", motley(2, 7)));
-    ASSERT_TRUE(driver->end());
     const auto countOf = [&](const char* code) {
         return std::ranges::count_if(lines, [&](auto& line) { return line.starts_with(code); });
     };
+    EXPECT_FALSE(readPicture(*driver, "any")) << "it has no picture";
+    EXPECT_EQ(countOf("4/1429:"), 1) << "the question";
+    EXPECT_EQ(countOf("4/1433:"), 0) << "nothing is put while reading";
+    ASSERT_TRUE(writePicture(*driver, "any", motley(2, 7)));
+    ASSERT_TRUE(driver->end());
+    EXPECT_EQ(countOf("4/1429:"), 1);
     EXPECT_EQ(countOf("4/1433:"), 1) << "the question";
     EXPECT_EQ(countOf("4/1434:"), 7);
+
+    auto quiet = start("noNotice");
+    const auto asked = quiet->transfersCaches(Access::Write);
+    EXPECT_TRUE(asked && !*asked) << "it does not take the block, and so need not say so";
+}
+
+TEST_F(PictureTest, aDriverWithoutWholePicturesIsReadAndWrittenByLines) {
+    Picture picture = motley(3, 5);
+    for (std::size_t alpha = 0; alpha < picture.pixels.size(); alpha += kPixelBytes) {
+        picture.pixels[alpha] = 255; // PPM has none
+    }
+    for (const char* flaw : {"none", "refusesCaches", "ignoresCaches"}) {
+        SCOPED_TRACE(flaw);
+        auto driver = mustStart(flawed(flaw));
+        const auto written = writePicture(*driver, folder() / "a.ppm", picture);
+        ASSERT_TRUE(written) << written.failure().text();
+        const auto back = readPicture(*driver, folder() / "a.ppm");
+        ASSERT_TRUE(back) << back.failure().text();
+        EXPECT_EQ(back->pixels, picture.pixels);
+
+        auto reader = PictureSource::open(*driver, folder() / "a.ppm");
+        auto used = SharedBlock::create(picture.pixels.size());
+        ASSERT_TRUE(reader && used);
+        std::ranges::fill(used->bytes(), std::uint8_t{7});
+        ASSERT_TRUE(reader->readAll(*used));
+        EXPECT_TRUE(std::ranges::equal(used->bytes(), picture.pixels)) << "in a used block";
+    }
 }
 
 TEST_F(PictureTest, outsideCommandsRunOnceAConnection) {

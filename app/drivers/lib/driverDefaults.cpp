@@ -4,6 +4,22 @@
 
 #include <algorithm>
 
+namespace {
+
+/// Calls `transfer` for the place in `block` of each line and its number, from the top line down,
+/// the order of most files. -1 as soon as one fails.
+template <class OneLine>
+int forEachLine(char* block, std::size_t lineBytes, long lines, OneLine transfer) {
+    for (long line = lines; line-- > 0;) {
+        if (transfer(block + static_cast<std::size_t>(line) * lineBytes, line) == -1) {
+            return -1;
+        }
+    }
+    return 0;
+}
+
+} // namespace
+
 int TDR_Driver::setPixelFormat(int index) {
     currentFormat = index;
     return 0;
@@ -55,11 +71,17 @@ int TDR_Driver::setPostWriteCommand(const char* command) {
     return set_post_write_cmd(command);
 }
 
-int TDR_Driver::getCache(char*, int, long) {
-    return 0;
+int TDR_Driver::getCache(char* block, int, long cell) {
+    const auto size = declaredLineBytes(Transfer::GetLine);
+    return !size ? 0 : forEachLine(block, *size, bounds[3], [&](char* at, long line) {
+        return getLine(at, static_cast<int>(*size), cell, line);
+    });
 }
-int TDR_Driver::putCache(char*, int, long) {
-    return 0;
+int TDR_Driver::putCache(char* block, int, long cell) {
+    const auto size = declaredLineBytes(Transfer::PutLine);
+    return !size ? 0 : forEachLine(block, *size, bounds[3], [&](char* at, long line) {
+        return putLine(at, static_cast<int>(*size), cell, line);
+    });
 }
 int TDR_Driver::getLine(char*, int, long, long) {
     return 0;

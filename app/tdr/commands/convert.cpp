@@ -118,9 +118,6 @@ Outcome<void> Conversion::run() {
             return problemWith(options_.output, taken.failure());
         }
         other.emplace(std::move(*taken));
-        if (const auto asked = other->session.transfersCaches(); !asked) {
-            return outputProblem(*other, asked.failure());
-        }
     }
     drivers_.dismissOthers();
     return convert(*picture, driver, other ? *other : *picture->running, *file);

@@ -56,13 +56,6 @@ bool endsTheSearch(const tdr::Failure& failure) {
     return failure.kind == tdr::FailureKind::NoMemory || tdr::InterruptGuard::signal() != 0;
 }
 
-tdr::Result<tdr::PictureSource> openWith(tdr::Session& driver, const std::string& path) {
-    if (const auto asked = driver.transfersCaches(); !asked) {
-        return asked.failure();
-    }
-    return tdr::PictureSource::open(driver, path);
-}
-
 /// The file with the first driver of `order` that accepts it; none if all refuse.
 Outcome<std::optional<PictureFile>> findReader(DriverSet& drivers, const std::string& path,
                                                base::UniqueFd file,
@@ -87,7 +80,7 @@ Outcome<std::optional<PictureFile>> findReader(DriverSet& drivers, const std::st
         }
         auto running = std::make_unique<RunningDriver>(std::move(*started));
         running->names.add(link->names());
-        auto source = openWith(running->session, *linked);
+        auto source = tdr::PictureSource::open(running->session, *linked);
         if (source) {
             return std::optional(PictureFile{driver, std::move(*link), std::move(file),
                                              std::move(running), std::move(*source)});

@@ -122,7 +122,8 @@ class TDR_Driver {
     virtual int setStampBounds(long width, long height);
     virtual int getStamp(char* block, int size, long cell);
     virtual int putStamp(char* block, int size, long cell);
-    /// The whole picture, all lines in a row, bottom line first.
+    /// The whole picture, all lines in a row, bottom line first. The base class does nothing; for a
+    /// driver that declares its line size it transfers every line, from the top one down.
     virtual int getCache(char* block, int size, long cell);
     virtual int putCache(char* block, int size, long cell);
     virtual int getLine(char* block, int size, long cell, long line);

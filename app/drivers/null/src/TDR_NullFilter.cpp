@@ -50,39 +50,27 @@ class TDR_NullFilter : public TDR_Driver {
         return connected_ && resized ? -1 : TDR_Driver::setBounds(x, y, width, height);
     }
 
-    // With these two the framework refuses lines outside the picture and blocks that are too small.
-    // Put requests need no operation: the base class reports success.
+    // With these two the framework refuses lines outside the picture and blocks that are too small,
+    // and transfers whole pictures by their lines. Put requests need no operation: the base class
+    // reports success.
     std::optional<std::size_t> declaredLineBytes(Transfer) const override {
         return static_cast<std::size_t>(bounds[2]) * base::kHostPixelBytes;
     }
     bool isOpenFor(Transfer) const override { return connected_; }
 
-    int getLine(char* block, int, long, long line) override {
-        fillLine(reinterpret_cast<std::uint8_t*>(block), line);
-        return 0;
-    }
-
-    int getCache(char* block, int, long) override {
-        auto* bytes = reinterpret_cast<std::uint8_t*>(block);
-        for (long line = 0; line < bounds[3]; ++line) {
-            bytes = fillLine(bytes, line);
-        }
-        return 0;
-    }
-
-  private:
     // Red rises along the line, green with the lines, blue with both; alpha is opaque.
-    // Returns the end of the line.
-    std::uint8_t* fillLine(std::uint8_t* pixel, long line) const {
+    int getLine(char* block, int, long, long line) override {
+        auto* pixel = reinterpret_cast<std::uint8_t*>(block);
         for (long x = 0; x < bounds[2]; ++x, pixel += base::kHostPixelBytes) {
             pixel[0] = 255;
             pixel[1] = static_cast<std::uint8_t>(x + line);
             pixel[2] = static_cast<std::uint8_t>(line);
             pixel[3] = static_cast<std::uint8_t>(x);
         }
-        return pixel;
+        return 0;
     }
 
+  private:
     bool connected_ = false;
 };
 

@@ -81,9 +81,9 @@ class PictureSource {
     Status readLine(SharedBlock& block, std::int32_t line);
 
     /// Reads all lines into `block`, one after the other, the bottom line first. If the driver
-    /// supports it (`Session::transfersCaches` was called before the file was opened) and no line
-    /// has been read, this takes a few requests instead of one for each line. A blank block is
-    /// faster still, because this process then touches only a few of its pages.
+    /// transfers whole pictures and no line has been read, this takes a few requests instead of one
+    /// for each line. A blank block is faster still, because this process then touches only a few
+    /// of its pages.
     Status readAll(SharedBlock& block, BlockState state = BlockState::Used);
 
     /// Disconnects. Success means that the driver's answers belonged to the requests.
@@ -137,14 +137,17 @@ class PictureTarget {
     Status close();
 
   private:
-    PictureTarget(Session& driver, std::int32_t width, std::int32_t height, std::int32_t cell)
-        : driver_(&driver), width_(width), height_(height), cell_(cell), missing_(height),
-          written_(static_cast<std::size_t>(height)) {}
+    PictureTarget(Session& driver, std::string_view path, std::int32_t width, std::int32_t height,
+                  std::int32_t cell)
+        : driver_(&driver), path_(path), width_(width), height_(height), cell_(cell),
+          missing_(height), written_(static_cast<std::size_t>(height)) {}
 
+    Status connect();
     Status writeCache(const SharedBlock& block);
     Status writeLines(const SharedBlock& block);
 
     Session* driver_;
+    std::string path_;
     std::int32_t width_;
     std::int32_t height_;
     std::int32_t cell_;

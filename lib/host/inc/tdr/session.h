@@ -166,11 +166,12 @@ class Session {
     Status putLine(const SharedBlock& block, std::int32_t line, std::int32_t cell = 0);
     Status putStamp(const SharedBlock& block, std::int32_t cell = 0);
 
-    /// Whether the driver transfers whole pictures (getCache, putCache). A driver that does not
-    /// still answers OK and does nothing, so this can be tested only while no file is connected,
-    /// when other drivers refuse. Tested once a session; while a file is connected the result is
-    /// false without a test.
-    Result<bool> transfersCaches();
+    /// Whether the driver may transfer whole pictures in this direction (getCache or putCache).
+    /// False for a driver that answers OK while no file is connected: it has done nothing. Others
+    /// refuse then; with a file they may still refuse. Sends one request, once a session; none, and
+    /// the result is false, while a file is connected or an outside command is set, which the
+    /// request could run.
+    Result<bool> transfersCaches(Access access);
 
     /// True from a connect, even a refused one, to the disconnect.
     [[nodiscard]] bool isConnected() const;
