@@ -59,7 +59,7 @@ Outcome<void> write(DriverSet& drivers, const std::string& output, const tdr::Pi
     if (!png) {
         return png.failure();
     }
-    auto file = ReplacedFile::begin(output, drivers.extension(**png));
+    auto file = ReplacedFile::begin(output, drivers.extension(**png), Existing::Overwritten);
     if (!file) {
         return file.failure();
     }

@@ -83,13 +83,13 @@ Outcome<ReplacedFile::Place> ReplacedFile::findBehindLinks(const fs::path& targe
     return problemWith(target.string(), ELOOP);
 }
 
-Outcome<ReplacedFile::Place> ReplacedFile::find(const fs::path& target) {
+Outcome<ReplacedFile::Place> ReplacedFile::find(const fs::path& target, Existing existing) {
     struct stat old {};
     const bool exists = ::stat(target.c_str(), &old) == 0;
     if ((!exists && errno != ENOENT) || (exists && ::access(target.c_str(), W_OK) != 0)) {
         return problemWith(target.string(), errno);
     }
-    if (!exists || S_ISREG(old.st_mode)) {
+    if (!exists || (S_ISREG(old.st_mode) && existing != Existing::Overwritten)) {
         return findBehindLinks(target);
     }
     Place place;
@@ -109,7 +109,7 @@ Outcome<ReplacedFile> ReplacedFile::begin(const fs::path& target, std::string_vi
         return Problem{ExitCode::Failed,
                        target.string() + ": names a folder; name the file to write in it"};
     }
-    auto place = find(target);
+    auto place = find(target, existing);
     if (!place) {
         return place.failure();
     }
@@ -158,7 +158,11 @@ Outcome<void> ReplacedFile::commit() {
     if (!place_.stream.valid()) {
         return takePlace();
     }
-    const int error = copyWhole(file_.fd(), place_.stream.get());
+    if (::ftruncate(place_.stream.get(), 0) != 0 && errno != EINVAL) { // of a device or a pipe
+        return problemWith(named_, errno);
+    }
+    int error = copyWhole(file_.fd(), place_.stream.get());
+    error = error == 0 ? errorOfClose(place_.stream.get()) : error;
     return error == 0 ? Outcome<void>() : problemWith(named_, error);
 }
 

@@ -53,9 +53,9 @@ class ReplacedFile {
         base::UniqueFd folder; ///< of a regular file, existing or not; then also the new file's
         std::string name;      ///< in the folder
         base::UniqueFd old;    ///< the existing file, if any: for inspection only
-        base::UniqueFd stream; ///< instead of all these: a target that is not a regular file
+        base::UniqueFd stream; ///< instead of all these: a target that is written to itself
     };
-    static Outcome<Place> find(const std::filesystem::path& target);
+    static Outcome<Place> find(const std::filesystem::path& target, Existing existing);
     static Outcome<Place> findBehindLinks(const std::filesystem::path& target);
     ReplacedFile(std::string named, Existing existing, Place place, TemporaryFile file,
                  DriverLink link, std::filesystem::path path)

@@ -10,7 +10,11 @@
 #include <sys/types.h>
 
 /// What becomes of an existing file of the wanted name.
-enum class Existing : std::uint8_t { Replaced, Kept };
+enum class Existing : std::uint8_t {
+    Replaced,    ///< by the new one
+    Overwritten, ///< by the new content: it stays the same file, for programs that hold it open
+    Kept,
+};
 
 /// An empty file to write to, by its descriptor. The private folder notes its location, so that the
 /// next run removes it if this one is killed. Move-only.

@@ -3,6 +3,8 @@
 #include "support/pictureFiles.h"
 #include "tdr/commandTesting.h"
 
+#include <array>
+
 namespace {
 
 using namespace commandTesting;
@@ -109,9 +111,12 @@ TEST_F(ThumbnailTest, overwritesItsTargetButNeverThePicture) {
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.input + std::string(" ") + c.output);
-        files().write("old.jpeg", "old");
+        const base::UniqueFd held(open(files().write("old.jpeg", "old").c_str(), O_RDONLY));
         expectEnd(c.exit, {"thumbnail", in(c.input), in(c.output)}, c.says);
         const bool written = c.says.find("itself") == std::string::npos && c.input[0] != 'n';
+        std::array<char, 4> found{};
+        EXPECT_GE(read(held.get(), found.data(), found.size()), 3); // the same file
+        EXPECT_EQ(std::string_view(found.data() + 1, 3) == "PNG", written);
         EXPECT_EQ(contentOf(in("old.jpeg")) != "old", written);
         EXPECT_EQ(contentOf(picture), whole);
     }
