@@ -27,6 +27,7 @@ SCENARIOS = [
     Scenario("tag-to-png", "convert --force in.tag out.png", "out.png", CONVERSION),
     Scenario("lines", "convert --force in.pic out.png", "out.png", CONVERSION,
              {"FAULT_BLOCK": str(WIDTH * HEIGHT * 4)}),
+    Scenario("batch", "convert --force -j 1 in.pic -o out.png", "out.png", CONVERSION),
     Scenario("compare", "compare in.pic in.png", "bystander", CONVERSION, {}, 4),
     Scenario("scene", "scene format in.scn -o in.scn", "in.scn", ("tdr",)),
     Scenario("plot", "plot in.spl -o out.svg", "out.svg", ("tdr",)),

@@ -67,13 +67,13 @@ Outcome<void> write(DriverSet& drivers, const std::string& output, const tdr::Pi
     if (!writer) {
         return problemWith(output, writer.failure());
     }
-    writer->names.add(file->names());
-    const auto written = tdr::writePicture(writer->session, file->path().native(), picture);
+    (*writer)->names.add(file->names());
+    const auto written = tdr::writePicture((*writer)->session, file->path().native(), picture);
     if (!written) {
-        writer->passOnLines(written.failure().lastLine);
-        return writer->problem(output, written.failure());
+        (*writer)->passOnLines(written.failure().lastLine);
+        return (*writer)->problem(output, written.failure());
     }
-    writer->passOnLines();
+    (*writer)->passOnLines();
     return file->commit();
 }
 

@@ -5,6 +5,7 @@
 #include "processMark.h"
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -90,7 +91,7 @@ bool PrivateFolder::enter() {
 }
 
 Outcome<PrivateFolder> PrivateFolder::open() {
-    const char* named = std::getenv("TMPDIR"); // NOLINT(concurrency-mt-unsafe): one thread
+    const char* named = std::getenv("TMPDIR"); // NOLINT(concurrency-mt-unsafe): nothing sets it
     const char* const places[] = {named != nullptr ? named : "", "/tmp", "/var/tmp", "/dev/shm"};
     int error = ENOENT;
     for (const char* place : places) {
@@ -101,8 +102,8 @@ Outcome<PrivateFolder> PrivateFolder::open() {
         for (const std::string& name : {formatted("tdr-{}", ::geteuid()), mark + ".d"}) {
             PrivateFolder folder(formatted("{}/{}", place, name), mark);
             if (folder.enter()) {
-                static bool cleared = false;
-                if (!std::exchange(cleared, true)) {
+                static std::atomic<bool> cleared = false;
+                if (!cleared.exchange(true)) {
                     removeLeftOvers(folder.fd());
                 }
                 return folder;

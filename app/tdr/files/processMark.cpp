@@ -4,6 +4,7 @@
 #include "base/uniqueFd.h"
 #include "output/formatted.h"
 
+#include <atomic>
 #include <cerrno>
 #include <charconv>
 #include <csignal>
@@ -114,7 +115,7 @@ bool procIsOurs() {
 } // namespace
 
 std::string ownMark() {
-    static unsigned number = 0;
+    static std::atomic<unsigned> number = 0;
     const Process& own = ownProcess();
     return formatted("{}{:016x}-{}-{}-{}", kPrefix, own.world, own.pid, own.start, ++number);
 }

@@ -144,6 +144,11 @@ Outcome<void> ReplacedFile::write(std::string_view text) {
     return error == 0 ? Outcome<void>() : problemWith(named_, error);
 }
 
+Outcome<void> ReplacedFile::setTime(const timespec& changed) {
+    const std::array<timespec, 2> times = {{{0, UTIME_OMIT}, changed}};
+    return ::futimens(file_.fd(), times.data()) == 0 ? Outcome<void>() : problemWith(named_, errno);
+}
+
 Outcome<void> ReplacedFile::commit() {
     if (tdr::InterruptGuard::signal() != 0) {
         return problemWith(named_, EINTR);

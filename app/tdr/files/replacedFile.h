@@ -7,6 +7,7 @@
 #include "output/outcome.h"
 #include "temporaryFile.h"
 
+#include <ctime>
 #include <filesystem>
 #include <string>
 #include <string_view>
@@ -46,6 +47,9 @@ class ReplacedFile {
     /// Puts the new file in the target's place. Fails if it is empty, or if a file to be kept has
     /// appeared there.
     Outcome<void> commit();
+
+    /// Sets the new file's time of change.
+    Outcome<void> setTime(const timespec& changed);
 
   private:
     /// The place of the new file.

@@ -25,7 +25,30 @@ std::string forTerminal(std::string text) {
     return text;
 }
 
+/// Where this thread's messages are collected, if they are.
+thread_local std::string* collected = nullptr;
+
+void putMessage(const std::string& line) {
+    if (collected != nullptr) {
+        *collected += line;
+    } else {
+        (void)writeWhole(STDERR_FILENO, line);
+    }
+}
+
 } // namespace
+
+CollectedMessages::CollectedMessages() {
+    collected = &lines_;
+}
+
+CollectedMessages::~CollectedMessages() {
+    collected = nullptr;
+}
+
+void showMessages(std::string_view lines) {
+    (void)writeWhole(STDERR_FILENO, lines);
+}
 
 ExitCode say(std::string_view text) {
     const int error = ::isatty(STDOUT_FILENO) == 1
@@ -41,7 +64,7 @@ ExitCode say(std::string_view text) {
 }
 
 void warn(std::string_view text) {
-    (void)writeWhole(STDERR_FILENO, "tdr: " + printable(text) + "\n");
+    putMessage("tdr: " + printable(text) + "\n");
 }
 
 ExitCode fail(const Problem& problem) {
@@ -50,7 +73,7 @@ ExitCode fail(const Problem& problem) {
 }
 
 void passOn(std::string_view driverLine) {
-    (void)writeWhole(STDERR_FILENO, printable(driverLine) + "\n");
+    putMessage(printable(driverLine) + "\n");
 }
 
 std::string printable(std::string_view text) {

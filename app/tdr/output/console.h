@@ -7,6 +7,7 @@
 #include <new>
 #include <string>
 #include <string_view>
+#include <utility>
 
 /// Writes all of `text` to stdout. A reader that stops early (`tdr drivers | head -1`) is not a
 /// failure and causes no SIGPIPE; any other error is reported and gives `Failed`.
@@ -17,6 +18,23 @@ void warn(std::string_view text);
 
 /// Writes the reason of a failure in the same way and returns its exit status.
 [[nodiscard]] ExitCode fail(const Problem& problem);
+
+/// While it exists, what this thread would write to stderr is collected instead.
+class CollectedMessages {
+  public:
+    CollectedMessages();
+    ~CollectedMessages();
+    CollectedMessages(const CollectedMessages&) = delete;
+    CollectedMessages& operator=(const CollectedMessages&) = delete;
+
+    std::string take() { return std::exchange(lines_, {}); }
+
+  private:
+    std::string lines_;
+};
+
+/// Writes to stderr what was collected.
+void showMessages(std::string_view lines);
 
 /// The result of `work`; when out of memory, a problem of `file`.
 template <typename Work>

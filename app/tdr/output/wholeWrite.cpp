@@ -15,10 +15,10 @@
 
 namespace {
 
-/// Waits until `fd` accepts bytes: 0, or EINTR for a guarded signal.
-int awaitRoom(int fd) {
+/// Waits until `fd` accepts bytes, or has some: 0, or EINTR for a guarded signal.
+int await(int fd, short event) {
     std::array<pollfd, 2> watched = {
-        {{fd, POLLOUT, 0}, {tdr::InterruptGuard::wakeDescriptor(), POLLIN, 0}}};
+        {{fd, event, 0}, {tdr::InterruptGuard::wakeDescriptor(), POLLIN, 0}}};
     while (::poll(watched.data(), watched.size(), -1) < 0) {
         if (errno != EINTR) {
             return errno;
@@ -34,7 +34,7 @@ int writeWhole(int fd, std::string_view text) {
     struct stat status {};
     const bool ready = ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode);
     while (!text.empty()) {
-        if (const int error = ready ? 0 : awaitRoom(fd); error != 0) {
+        if (const int error = ready ? 0 : await(fd, POLLOUT); error != 0) {
             return error;
         }
         // A ready pipe has room for this many bytes, so that the write does not block.
@@ -62,5 +62,18 @@ int copyWhole(int from, int to) {
             return error;
         }
         at += got;
+    }
+}
+
+ssize_t readSome(int fd, void* to, std::size_t size) {
+    for (;;) {
+        if (const int error = await(fd, POLLIN); error != 0) {
+            errno = error;
+            return -1;
+        }
+        const ssize_t got = ::read(fd, to, size);
+        if (got >= 0 || (errno != EINTR && errno != EAGAIN)) {
+            return got;
+        }
     }
 }

@@ -47,15 +47,15 @@ Outcome<DifferencePicture> DifferencePicture::begin(DriverSet& drivers, const st
     if (!writer) {
         return problemWith(target, writer.failure());
     }
-    writer->names.add(file->names());
+    (*writer)->names.add(file->names());
     return DifferencePicture(std::move(*file), std::move(*writer));
 }
 
 Outcome<void> DifferencePicture::draw(PictureLines& a, PictureLines& b, std::int32_t matte,
                                       int largest) {
     const tdr::PictureShape& shape = a.shape();
-    auto target =
-        tdr::PictureTarget::open(writer_.session, file_.path().native(), shape.width, shape.height);
+    auto target = tdr::PictureTarget::open(writer_->session, file_.path().native(), shape.width,
+                                           shape.height);
     auto block = target ? tdr::SharedBlock::create(tdr::lineBytes(shape.width)) : target.failure();
     if (!block) {
         return problem(block.failure());
@@ -77,11 +77,11 @@ Outcome<void> DifferencePicture::draw(PictureLines& a, PictureLines& b, std::int
     if (const auto closed = target->close(); !closed) {
         return problem(closed.failure());
     }
-    writer_.passOnLines();
+    writer_->passOnLines();
     return {};
 }
 
 Problem DifferencePicture::problem(const tdr::Failure& failure) {
-    writer_.passOnLines(failure.lastLine);
-    return writer_.problem(file_.target(), failure);
+    writer_->passOnLines(failure.lastLine);
+    return writer_->problem(file_.target(), failure);
 }

@@ -25,10 +25,10 @@ class DifferencePicture {
     Outcome<void> commit() { return file_.commit(); }
 
   private:
-    DifferencePicture(ReplacedFile file, RunningDriver writer)
+    DifferencePicture(ReplacedFile file, LentDriver writer)
         : file_(std::move(file)), writer_(std::move(writer)) {}
     [[nodiscard]] Problem problem(const tdr::Failure& failure);
 
     ReplacedFile file_;
-    RunningDriver writer_;
+    LentDriver writer_;
 };

@@ -5,6 +5,7 @@
 #include "output/console.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <map>
 #include <numeric>
@@ -27,10 +28,11 @@ std::vector<fs::path> directoriesOf(const DriverOptions& options) {
     return all;
 }
 
+/// Also one that cannot be examined: its start will tell why.
 bool isDriver(const fs::path& path) {
     std::error_code error;
     return path.filename().string().ends_with(kDriverSuffix) && fs::is_regular_file(path, error) &&
-           ::access(path.c_str(), X_OK) == 0;
+           (::access(path.c_str(), X_OK) == 0 || errno != EACCES);
 }
 
 /// The drivers in one directory, unordered. None if it cannot be read.
@@ -141,7 +143,7 @@ Problem RunningDriver::problem(std::string_view file, const tdr::Failure& failur
 
 // --- Choosing one --------------------------------------------------------------------------------
 
-DriverSet::DriverSet(DriverOptions options) : options_(std::move(options)) {
+DriverSet::DriverSet(DriverOptions options, Drivers use) : options_(std::move(options)), use_(use) {
     for (fs::path& program : findDrivers(options_)) {
         entries_.push_back({std::move(program), false, {}, {}, {}});
     }
@@ -167,7 +169,7 @@ void DriverSet::ask(Entry& entry) {
     const auto naming = running->session.fileNaming();
     if (naming) {
         entry.extension = naming->extension;
-        entry.running.emplace(std::move(*running));
+        entry.idle.push_back(std::move(*running));
     } else {
         entry.failure = naming.failure();
     }
@@ -238,24 +240,59 @@ std::string DriverSet::knownEndings() {
     return known.empty() ? known : known + ")";
 }
 
-tdr::Result<RunningDriver> DriverSet::take(std::size_t driver) {
+tdr::Result<LentDriver> DriverSet::take(std::size_t driver) {
     Entry& entry = entries_[driver];
     ask(entry); // every caller needs its ending
-    if (entry.running) {
-        RunningDriver running = std::move(*entry.running);
-        entry.running.reset();
-        return running;
-    }
-    if (entry.failure) {
+    if (entry.idle.empty() && entry.failure) {
         return *entry.failure;
     }
-    return startDriver(entry.program, options_);
+    if (entry.idle.empty()) {
+        auto started = startDriver(entry.program, options_);
+        if (!started) {
+            return started.failure();
+        }
+        entry.idle.push_back(std::move(*started));
+    }
+    lent_.splice(lent_.begin(), entry.idle, entry.idle.begin());
+    return LentDriver(&lent_.front(), GiveBack{this, driver, lent_.begin()});
 }
 
-void DriverSet::dismissOthers() {
+void GiveBack::operator()(RunningDriver* /*running*/) const noexcept {
+    set->giveBack(driver, place);
+}
+
+/// One that has failed ends. So does one that a failure elsewhere has left with an open file: at an
+/// end request it would complete a file that is discarded.
+void DriverSet::giveBack(std::size_t driver, List::iterator place) noexcept {
+    if (place->session.alive() && !place->session.isConnected()) {
+        place->lines->clear();
+        place->names = {};
+        List& idle = entries_[driver].idle;
+        idle.splice(idle.begin(), lent_, place);
+    } else {
+        place->session.kill();
+        lent_.erase(place);
+    }
+}
+
+void DriverSet::dismissIdle() {
     for (Entry& entry : entries_) {
-        if (entry.running) {
-            entry.running->session.dismiss();
+        for (RunningDriver& running : entry.idle) {
+            running.session.dismiss();
         }
+        dismissed_.splice(dismissed_.end(), entry.idle);
+    }
+}
+
+void DriverSet::spareIdle() {
+    if (use_ == Drivers::ForOne) {
+        dismissIdle();
+    }
+}
+
+void DriverSet::spare(LentDriver& driver) {
+    if (use_ == Drivers::ForOne) {
+        driver.reset();
+        dismissIdle();
     }
 }

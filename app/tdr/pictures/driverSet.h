@@ -7,7 +7,9 @@
 #include "tdr/session.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
+#include <list>
 #include <memory>
 #include <optional>
 #include <string>
@@ -52,10 +54,29 @@ struct RunningDriver {
 [[nodiscard]] tdr::Result<RunningDriver> startDriver(const std::filesystem::path& program,
                                                      const DriverOptions& options);
 
-/// All drivers found, for choosing one by a file's name.
+class DriverSet;
+
+/// Whether drivers are kept for more pictures when they have done one.
+enum class Drivers : std::uint8_t { ForOne, ForMany };
+
+/// Gives a driver back to the set that has lent it.
+struct GiveBack {
+    DriverSet* set = nullptr;
+    std::size_t driver = 0;
+    std::list<RunningDriver>::iterator place = {};
+    void operator()(RunningDriver* running) const noexcept;
+};
+using LentDriver = std::unique_ptr<RunningDriver, GiveBack>;
+
+/// All drivers found, for choosing one by a file's name. For use by one thread. Must outlive the
+/// drivers that it has lent.
 class DriverSet {
   public:
-    explicit DriverSet(DriverOptions options);
+    explicit DriverSet(DriverOptions options, Drivers use = Drivers::ForOne);
+    DriverSet(const DriverSet&) = delete;
+    DriverSet& operator=(const DriverSet&) = delete;
+    /// Ends all drivers.
+    ~DriverSet() { dismissIdle(); }
 
     /// Indices of the drivers in the order in which to try them on `path`: first those with its
     /// ending. A driver that cannot be started comes last.
@@ -73,21 +94,28 @@ class DriverSet {
     [[nodiscard]] std::string name(std::size_t driver) const;
     [[nodiscard]] const std::string& extension(std::size_t driver) const;
 
-    /// A driver, owned by the caller: the process that was queried, or a new one.
-    [[nodiscard]] tdr::Result<RunningDriver> take(std::size_t driver);
+    /// Lends a driver: one that is running and idle, or a new one. It is given back with its
+    /// pointer, and kept for the next caller if it is in order.
+    [[nodiscard]] tdr::Result<LentDriver> take(std::size_t driver);
 
-    /// Sends the end request to the drivers that were started but not taken. They end while the
-    /// caller continues.
-    void dismissOthers();
+    /// The rest of a picture needs no idle driver. Unless they are kept for more pictures, they get
+    /// the end request now and end while the caller continues.
+    void spareIdle();
+    /// The same, and `driver` has done its part.
+    void spare(LentDriver& driver);
 
   private:
+    friend GiveBack;
+    using List = std::list<RunningDriver>; ///< moving them needs no memory
     struct Entry {
         std::filesystem::path program;
         bool asked = false;
         std::string extension; ///< as the driver reports it, once queried
-        std::optional<RunningDriver> running;
+        List idle;
         std::optional<tdr::Failure> failure; ///< why it could not be queried
     };
+    void giveBack(std::size_t driver, List::iterator place) noexcept;
+    void dismissIdle();
     void ask(Entry& entry);
     template <typename Matches>
     [[nodiscard]] Outcome<std::optional<std::size_t>> find(const std::string& wanted,
@@ -96,4 +124,7 @@ class DriverSet {
 
     DriverOptions options_;
     std::vector<Entry> entries_;
+    Drivers use_;
+    List lent_;
+    List dismissed_;
 };

@@ -198,6 +198,13 @@ base::UniqueFile openAs(const std::filesystem::path& path, int flags, const char
 
 } // namespace
 
+bool beginsAsPicture(const std::filesystem::path& path) {
+    const base::UniqueFile stream = openAs(path, O_RDONLY, "r");
+    PictureNotes notes{};
+    return stream && (pictureNotesRead(stream.get(), &notes) == 1 ||
+                      readPngChunks(::fileno(stream.get())).has_value());
+}
+
 Outcome<Metadata> readMetadata(const std::filesystem::path& path) {
     Metadata found;
     const base::UniqueFile stream = openAs(path, O_RDONLY, "r");

@@ -24,6 +24,9 @@ struct Metadata {
 /// system's reason, when the file cannot be read: the losses are then unknown.
 [[nodiscard]] Outcome<Metadata> readMetadata(const std::filesystem::path& path);
 
+/// True for a PIC, TAG or PNG file, by its first bytes.
+[[nodiscard]] bool beginsAsPicture(const std::filesystem::path& path);
+
 /// Writes `from` into the picture file at `to`, which a driver has just written. Returns texts for
 /// everything that does not fit there, or a problem: the file is then useless.
 [[nodiscard]] Outcome<std::vector<std::string>> carryMetadata(const Metadata& from,

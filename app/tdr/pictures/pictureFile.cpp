@@ -78,7 +78,7 @@ Outcome<std::optional<PictureFile>> findReader(DriverSet& drivers, const std::st
         if (!linked) {
             return linked.failure();
         }
-        auto running = std::make_unique<RunningDriver>(std::move(*started));
+        LentDriver running = std::move(*started);
         running->names.add(link->names());
         auto source = tdr::PictureSource::open(running->session, *linked);
         if (source) {

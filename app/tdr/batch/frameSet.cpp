@@ -1,0 +1,111 @@
+// SPDX-License-Identifier: MIT
+#include "frameSet.h"
+
+#include "output/formatted.h"
+
+#include <algorithm>
+#include <charconv>
+
+namespace {
+
+constexpr std::size_t kMostFrames = 1'000'000;
+
+/// Takes a number that is not negative from the front of `text`.
+std::optional<std::int32_t> takeNumber(std::string_view& text) {
+    std::int32_t number = 0;
+    const auto [rest, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || number < 0) {
+        return {};
+    }
+    text.remove_prefix(static_cast<std::size_t>(rest - text.data()));
+    return number;
+}
+
+/// Takes a number behind `sign`, or returns `otherwise` if the sign is missing.
+std::optional<std::int32_t> takeAfter(char sign, std::string_view& text, std::int32_t otherwise) {
+    if (!text.starts_with(sign)) {
+        return otherwise;
+    }
+    text.remove_prefix(1);
+    return takeNumber(text);
+}
+
+bool addRange(std::string_view text, Frames& frames) {
+    const auto first = takeNumber(text);
+    const char stepSign = text.starts_with('-') ? 'x' : '\0'; // only a range has a step
+    const auto last = first ? takeAfter('-', text, *first) : first;
+    const auto step = last ? takeAfter(stepSign, text, 1) : last;
+    if (!step || !text.empty() || *step == 0 || *last < *first) {
+        return false;
+    }
+    for (std::int64_t frame = *first; frame <= *last; frame += *step) {
+        if (frames.size() == kMostFrames) {
+            return false;
+        }
+        frames.push_back(static_cast<std::int32_t>(frame));
+    }
+    return true;
+}
+
+/// A list of ranges as text, up to a limit.
+class RangeList {
+  public:
+    explicit RangeList(std::size_t most) : left_(most) {}
+    void add(std::int32_t first, std::int32_t last) {
+        if (left_ == 0) {
+            text_ += more_ ? "" : " and more";
+            more_ = true;
+            return;
+        }
+        --left_;
+        text_ += text_.empty() ? "" : ", ";
+        text_ += first == last ? formatted("{}", first) : formatted("{}-{}", first, last);
+    }
+    [[nodiscard]] const std::string& text() const { return text_; }
+
+  private:
+    std::size_t left_;
+    std::string text_;
+    bool more_ = false;
+};
+
+} // namespace
+
+std::optional<Frames> parseFrames(std::string_view text) {
+    Frames frames;
+    for (;;) {
+        const std::size_t comma = text.find(',');
+        if (!addRange(text.substr(0, comma), frames)) {
+            return {};
+        }
+        if (comma == std::string_view::npos) {
+            break;
+        }
+        text.remove_prefix(comma + 1);
+    }
+    std::ranges::sort(frames);
+    frames.erase(std::unique(frames.begin(), frames.end()), frames.end());
+    return frames;
+}
+
+std::string textOf(std::span<const std::int32_t> frames, std::size_t most) {
+    RangeList list(most);
+    for (std::size_t i = 0; i < frames.size();) {
+        const std::size_t first = i++;
+        while (i < frames.size() && frames[i] - 1 == frames[i - 1]) {
+            ++i;
+        }
+        list.add(frames[first], frames[i - 1]);
+    }
+    return list.text();
+}
+
+std::string gapsIn(std::span<const std::int32_t> frames, std::size_t most) {
+    RangeList list(most);
+    for (std::size_t i = 1; i < frames.size(); ++i) {
+        if (frames[i] - 1 > frames[i - 1]) {
+            list.add(frames[i - 1] + 1, frames[i] - 1);
+        }
+    }
+    return list.text();
+}

@@ -1,0 +1,210 @@
+// SPDX-License-Identifier: MIT
+#include "inputs.h"
+
+#include "base/uniqueFd.h"
+#include "output/formatted.h"
+#include "output/wholeWrite.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <fcntl.h>
+#include <map>
+#include <sys/stat.h>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::vector<fs::directory_entry> entriesOf(const fs::path& folder, std::error_code& error) {
+    std::vector<fs::directory_entry> entries;
+    for (fs::directory_iterator at(folder, error); !error && at != fs::directory_iterator();
+         at.increment(error)) {
+        entries.push_back(*at);
+    }
+    return entries;
+}
+
+std::string withReason(const fs::path& path, const std::error_code& error) {
+    return path.string() + ": " + error.message();
+}
+
+class Finder {
+  public:
+    explicit Finder(const InputRule& rule) : rule_(rule) {}
+
+    void addName(const std::string& name);
+    void addListed(const std::string& name);
+    FoundInputs take() { return std::move(found_); }
+
+  private:
+    bool addFolder(const std::string& name);
+    void search(const fs::path& folder, const fs::path& below);
+    void addPattern(const std::string& name, const FramePattern& pattern);
+    void addFrames(const FramePattern& pattern, const Frames& frames);
+
+    const InputRule& rule_;
+    FoundInputs found_;
+};
+
+void Finder::addName(const std::string& name) {
+    std::error_code error;
+    if (addFolder(name)) {
+        return;
+    }
+    auto pattern = FramePattern::parse(name);
+    const bool literal = name == "-" || fs::exists(fs::symlink_status(name, error));
+    if (!literal && !pattern) {
+        found_.problems.push_back(pattern.failure().text);
+    } else if (!literal && *pattern) {
+        addPattern(name, **pattern);
+    } else {
+        found_.inputs.push_back({name});
+    }
+}
+
+void Finder::addListed(const std::string& name) {
+    if (!addFolder(name)) {
+        found_.inputs.push_back({name});
+    }
+}
+
+// --- Patterns ------------------------------------------------------------------------------------
+
+void Finder::addPattern(const std::string& name, const FramePattern& pattern) {
+    found_.patterns = true;
+    std::error_code error;
+    Frames frames;
+    for (const auto& entry : entriesOf(pattern.folder(), error)) {
+        if (const auto frame = pattern.frameOf(entry.path().filename().string())) {
+            frames.push_back(*frame);
+        }
+    }
+    if (error) {
+        found_.problems.push_back(withReason(pattern.folder(), error));
+        return;
+    }
+    std::ranges::sort(frames);
+    if (rule_.frames) {
+        Frames missing;
+        std::ranges::set_difference(*rule_.frames, frames, std::back_inserter(missing));
+        if (!missing.empty()) {
+            found_.problems.push_back(formatted("{}: no frame {}", name, textOf(missing)));
+        }
+        addFrames(pattern, *rule_.frames);
+    } else if (frames.empty()) {
+        found_.problems.push_back(name + ": no file has a name of this pattern");
+    } else {
+        if (const std::string gaps = gapsIn(frames); !gaps.empty()) {
+            found_.notes.push_back(formatted("{}: no frame {}; skipped", name, gaps));
+        }
+        addFrames(pattern, frames);
+    }
+}
+
+void Finder::addFrames(const FramePattern& pattern, const Frames& frames) {
+    for (const std::int32_t frame : frames) {
+        found_.inputs.push_back({pattern.path(frame), {}, frame});
+    }
+}
+
+// --- Folders -------------------------------------------------------------------------------------
+
+bool Finder::addFolder(const std::string& name) {
+    std::error_code error;
+    if (!rule_.searchFolders || !fs::is_directory(name, error)) {
+        return false;
+    }
+    search(name, {});
+    return true;
+}
+
+/// Adds the files of a folder and then those of the folders in it. Hidden names, and folders behind
+/// links, do not count.
+void Finder::search(const fs::path& folder, const fs::path& below) {
+    std::error_code error;
+    std::vector<std::string> files;
+    std::vector<std::string> folders;
+    for (const auto& entry : entriesOf(folder, error)) {
+        std::error_code ignored;
+        const std::string name = entry.path().filename().string();
+        if (name.starts_with('.')) {
+            continue;
+        }
+        if (entry.is_regular_file(ignored)) {
+            files.push_back(name);
+        } else if (entry.is_directory(ignored) && !entry.is_symlink(ignored)) {
+            folders.push_back(name);
+        }
+    }
+    if (error) {
+        found_.problems.push_back(withReason(folder, error));
+        return;
+    }
+    std::ranges::sort(files);
+    std::ranges::sort(folders);
+    for (const std::string& name : files) {
+        const std::string path = (folder / name).string();
+        if (!rule_.isMeant || rule_.isMeant(path)) {
+            found_.inputs.push_back({path, below.string()});
+        }
+    }
+    for (const std::string& name : folders) {
+        const bool isLeftOut =
+            !rule_.leftOut.empty() && fs::equivalent(folder / name, rule_.leftOut, error);
+        if (!isLeftOut) {
+            search(folder / name, below / name);
+        }
+    }
+}
+
+} // namespace
+
+FoundInputs findInputs(const InputRule& rule) {
+    Finder finder(rule);
+    for (const std::string& name : rule.names) {
+        finder.addName(name);
+    }
+    for (const std::string& name : rule.listed) {
+        finder.addListed(name);
+    }
+    return finder.take();
+}
+
+Outcome<std::vector<std::string>> readFileList(const std::string& file, char separator) {
+    const bool isInput = file == "-";
+    const base::UniqueFd opened(isInput ? -1 : ::open(file.c_str(), O_RDONLY | O_CLOEXEC));
+    const int fd = isInput ? STDIN_FILENO : opened.get();
+    std::string text;
+    std::array<char, 1 << 16> bytes{};
+    ssize_t got = fd < 0 ? -1 : 1;
+    while (got > 0) {
+        got = readSome(fd, bytes.data(), bytes.size());
+        text.append(bytes.data(), static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+    }
+    if (got < 0) {
+        return problemWith(isInput ? "standard input" : file, errno);
+    }
+    std::vector<std::string> names;
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t end = std::min(text.find(separator, at), text.size());
+        if (end > at) {
+            names.push_back(text.substr(at, end - at));
+        }
+        at = end + 1;
+    }
+    return names;
+}
+
+Standing lookUpFile(const std::string& path) {
+    struct stat status {};
+    if (::stat(path.c_str(), &status) == 0) {
+        return {S_ISREG(status.st_mode), formatted("{}:{}", status.st_dev, status.st_ino)};
+    }
+    std::error_code error;
+    const fs::path whole = fs::weakly_canonical(path, error);
+    return {false, error ? path : whole.string()};
+}

@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: MIT
+// From the words of a command line to the files that they name: lists, folders and patterns.
+#pragma once
+
+#include "frameSet.h"
+#include "plan.h"
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// Which files are meant.
+struct InputRule {
+    std::vector<std::string> names;    ///< files, folders and patterns
+    std::vector<std::string> listed;   ///< file names without patterns
+    bool searchFolders = false;        ///< also all folders in them
+    std::string leftOut = {};          ///< a folder that is not searched
+    std::optional<Frames> frames = {}; ///< of patterns; none: those that exist
+    /// Whether a file in a folder is one to read.
+    std::function<bool(const std::string& path)> isMeant = {};
+};
+
+struct FoundInputs {
+    std::vector<PlannedInput> inputs;
+    std::vector<std::string> notes;    ///< what is skipped
+    std::vector<std::string> problems; ///< what is missing
+    bool patterns = false;             ///< a name was a pattern
+};
+
+/// Finds the files. A name that exists is no pattern. Folders are read once, in the order of their
+/// names; numbers are never tried out.
+[[nodiscard]] FoundInputs findInputs(const InputRule& rule);
+
+/// The file names in `file`, or in standard input if that is "-", one a line or, with `separator`
+/// 0, each with a zero byte behind it. Empty names do not count.
+[[nodiscard]] Outcome<std::vector<std::string>> readFileList(const std::string& file,
+                                                             char separator);
+
+/// What a path leads to, by asking the system.
+[[nodiscard]] Standing lookUpFile(const std::string& path);

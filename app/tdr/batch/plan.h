@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: MIT
+// What a run reads and writes, decided before the first file is written. Nothing here reads or
+// writes a file or knows a driver.
+#pragma once
+
+#include "framePattern.h"
+#include "output/outcome.h"
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+/// A file to read.
+struct PlannedInput {
+    std::string path;
+    std::string folder = {};                ///< below the folder that was searched for it
+    std::optional<std::int32_t> frame = {}; ///< if a pattern has found it
+};
+
+/// A file to read and the file to write.
+struct Job {
+    PlannedInput input;
+    std::string output;
+    bool skipped = false; ///< the output exists already
+};
+
+/// Where the files of a run are written.
+struct OutputRule {
+    std::string target;                     ///< the file, the pattern or the folder
+    bool isFolder = false;                  ///< where each file keeps its name ...
+    std::string ending = {};                ///< ... with this ending (".png"), or its own if empty
+    std::optional<std::int32_t> start = {}; ///< the first number in a pattern instead of its own
+    std::int32_t step = 1;                  ///< then the distance of the next one
+};
+
+/// The jobs, in the order of the inputs. Fails if a name cannot be formed.
+[[nodiscard]] Outcome<std::vector<Job>> planJobs(const std::vector<PlannedInput>& inputs,
+                                                 const OutputRule& rule);
+
+/// What a path leads to.
+struct Standing {
+    bool isFile = false;  ///< an existing regular file
+    std::string identity; ///< the same for all names of one file, existing or not
+};
+using LookUp = std::function<Standing(const std::string& path)>;
+
+/// What becomes of existing outputs.
+enum class IfExisting : std::uint8_t { Refuse, Skip, Replace };
+
+/// Marks the jobs to skip. Returns why the plan would lose or overwrite something: two inputs for
+/// one output, an output that another job reads, an existing output; nothing if it is good.
+/// `reserved` are paths that the run writes besides.
+[[nodiscard]] std::vector<std::string> checkJobs(std::vector<Job>& jobs, IfExisting existing,
+                                                 const LookUp& lookUp,
+                                                 const std::vector<std::string>& reserved = {});

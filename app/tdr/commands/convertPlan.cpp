@@ -1,0 +1,170 @@
+// SPDX-License-Identifier: MIT
+#include "convertPlan.h"
+
+#include "batch/inputs.h"
+#include "output/console.h"
+#include "output/formatted.h"
+#include "pictures/metadata.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <optional>
+#include <system_error>
+#include <utility>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr std::size_t kMostProblems = 20;
+
+Problem usage(const std::string& what) {
+    return {ExitCode::Usage, what + "; see 'tdr convert --help'"};
+}
+
+/// Shows all problems but the last one, which is returned.
+Problem refusal(std::vector<std::string> problems) {
+    if (problems.size() > kMostProblems) {
+        const std::size_t left = problems.size() - kMostProblems;
+        problems.resize(kMostProblems);
+        problems.push_back(formatted("and {} more; nothing was written", left));
+    }
+    std::for_each(problems.begin(), problems.end() - 1, [](const auto& text) { warn(text); });
+    return {ExitCode::Failed, problems.back()};
+}
+
+class Planner {
+  public:
+    Planner(const DriverOptions& drivers, const ConvertOptions& options)
+        : options_(options), driverOptions_(drivers) {}
+
+    Outcome<ConvertPlan> plan();
+
+  private:
+    Outcome<void> splitWords();
+    Outcome<FoundInputs> find();
+    Outcome<std::string> ending();
+    Outcome<std::vector<Job>> match(const FoundInputs& found);
+
+    /// Looked for only if the plan needs them.
+    DriverSet& drivers() {
+        return drivers_ ? *drivers_ : drivers_.emplace(driverOptions_, Drivers::ForMany);
+    }
+
+    const ConvertOptions& options_;
+    const DriverOptions& driverOptions_;
+    std::optional<DriverSet> drivers_;
+    std::vector<std::string> names_;
+    std::string output_;
+    bool inFolder_ = false;
+};
+
+Outcome<void> Planner::splitWords() {
+    names_ = options_.files;
+    output_ = options_.output;
+    if (output_.empty()) {
+        if (names_.size() != 2 || !options_.list.empty()) {
+            return usage(names_.size() > 1 || !options_.list.empty()
+                             ? "several files need -o: convert IN... -o OUT"
+                             : "a file to write is missing: convert IN OUT");
+        }
+        output_ = names_.back();
+        names_.pop_back();
+        return {};
+    }
+    std::error_code error;
+    inFolder_ = output_.ends_with('/') || fs::is_directory(output_, error);
+    return names_.empty() && options_.list.empty() ? usage("there is no file to read")
+                                                   : Outcome<void>();
+}
+
+Outcome<FoundInputs> Planner::find() {
+    InputRule rule{names_, {}, options_.recursive, inFolder_ ? output_ : "", {}, {}};
+    if (!options_.list.empty()) {
+        auto listed = readFileList(options_.list, options_.zeros ? '\0' : '\n');
+        if (!listed) {
+            return listed.failure();
+        }
+        rule.listed = std::move(*listed);
+    }
+    if (!options_.frames.empty()) {
+        rule.frames = parseFrames(options_.frames);
+    }
+    rule.isMeant = [this](const std::string& path) {
+        const auto driver = drivers().byEnding(path);
+        return (driver && *driver) || beginsAsPicture(path);
+    };
+    auto found = findInputs(rule);
+    if (rule.frames && !found.patterns && found.problems.empty()) {
+        return usage("--frames needs a pattern: shot.%04d.pic");
+    }
+    if (found.inputs.empty() && found.problems.empty()) {
+        found.problems.emplace_back("no picture was found");
+    }
+    return found;
+}
+
+/// The ending of new files in a folder: that of the driver `--to`, or `--to` itself if a driver has
+/// it.
+Outcome<std::string> Planner::ending() {
+    const std::string& kind = options_.picture.kind;
+    if (kind.empty() || !inFolder_) {
+        return std::string();
+    }
+    const auto driver = drivers().byKind(kind);
+    if (!driver) {
+        return driver.failure();
+    }
+    const bool isName = drivers().name(**driver) == kind;
+    return isName ? drivers().extension(**driver) : (kind.starts_with('.') ? "" : ".") + kind;
+}
+
+Outcome<std::vector<Job>> Planner::match(const FoundInputs& found) {
+    auto ending = this->ending();
+    if (!ending) {
+        return ending.failure();
+    }
+    OutputRule rule{output_, inFolder_, std::move(*ending), {}, options_.step};
+    if (options_.start >= 0) {
+        rule.start = options_.start;
+    }
+    return planJobs(found.inputs, rule);
+}
+
+Outcome<ConvertPlan> Planner::plan() {
+    if (auto split = splitWords(); !split) {
+        return split.failure();
+    }
+    auto found = find();
+    if (!found) {
+        return found.failure();
+    }
+    if (!found->problems.empty()) {
+        return refusal(std::move(found->problems));
+    }
+    auto jobs = match(*found);
+    if (!jobs) {
+        return jobs.failure();
+    }
+    std::vector<std::string> reserved;
+    if (!options_.run.report.empty()) {
+        reserved.push_back(options_.run.report);
+    }
+    auto problems = checkJobs(*jobs, options_.run.existing, lookUpFile, reserved);
+    if (!problems.empty()) {
+        return refusal(std::move(problems));
+    }
+    for (const std::string& note : found->notes) {
+        if (!options_.run.quiet) {
+            warn(note);
+        }
+    }
+    const bool isBatch = found->patterns || options_.recursive || !options_.output.empty();
+    return ConvertPlan{std::move(*jobs), inFolder_, isBatch};
+}
+
+} // namespace
+
+Outcome<ConvertPlan> planConversions(const DriverOptions& drivers, const ConvertOptions& options) {
+    return Planner(drivers, options).plan();
+}

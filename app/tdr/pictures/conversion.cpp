@@ -1,0 +1,186 @@
+// SPDX-License-Identifier: MIT
+#include "conversion.h"
+
+#include "output/console.h"
+#include "output/formatted.h"
+#include "pictureInput.h"
+#include "pictureOutput.h"
+
+#include <optional>
+#include <utility>
+
+namespace {
+
+/// From an open input to the end of the output. Both use one shared block without a copy: for the
+/// whole picture or, if it is large, line by line.
+class Conversion {
+  public:
+    Conversion(const ConversionOptions& options, PictureInput& input, PictureOutput& output)
+        : options_(options), input_(input), output_(output) {}
+
+    Outcome<void> run();
+
+  private:
+    Outcome<void> read();
+    Outcome<void> checkDamage();
+    Outcome<void> write();
+    Outcome<void> copyLines();
+    Outcome<PixelLine> lineOf(std::int32_t line);
+    Outcome<void> verify();
+    Outcome<void> finishReading();
+    void reportLosses(const std::vector<std::string>& metadata);
+
+    const ConversionOptions& options_;
+    PictureInput& input_;
+    PictureOutput& output_;
+    std::optional<tdr::SharedBlock> pixels_; ///< the whole picture, unless it is large
+    std::optional<tdr::SharedBlock> line_;   ///< of a large one
+};
+
+Outcome<void> Conversion::run() {
+    if (auto read = this->read(); !read) {
+        return read;
+    }
+    if (auto written = write(); !written) {
+        input_.passOnLines();
+        return written;
+    }
+    const auto left = output_.close(input_.metadata);
+    auto good = left ? verify() : left.failure();
+    if (good) {
+        good = finishReading();
+    }
+    input_.passOnLines();
+    if (good) {
+        good = output_.commit(options_.preserveTime ? input_.time() : std::nullopt);
+    }
+    if (!good) {
+        return good;
+    }
+    reportLosses(*left);
+    return input_.damaged() ? Problem{ExitCode::Failed, output_.name() + ": written, but " +
+                                                            input_.name() + " is damaged"}
+                            : Outcome<void>();
+}
+
+void Conversion::reportLosses(const std::vector<std::string>& metadata) {
+    if (options_.quiet) {
+        return;
+    }
+    if (!output_.guessed.empty()) {
+        warn(formatted("{}: written as {}, by the driver of {} (see --to)", output_.name(),
+                       output_.guessed, input_.name()));
+    }
+    std::string list;
+    for (const auto* losses : {&std::as_const(input_.losses), &metadata}) {
+        for (const std::string& loss : *losses) {
+            list += (list.empty() ? "" : ", ") + loss;
+        }
+    }
+    if (!list.empty()) {
+        warn(formatted("{}: not carried from {}: {}", output_.name(), input_.name(), list));
+    }
+}
+
+/// Reads the whole picture, unless it is large or memory is short.
+Outcome<void> Conversion::read() {
+    const std::size_t bytes = tdr::pictureBytes(input_.width(), input_.height());
+    if (bytes > options_.mostBytes) {
+        return {};
+    }
+    auto block = tdr::SharedBlock::create(bytes);
+    if (!block) {
+        return {};
+    }
+    pixels_.emplace(std::move(*block));
+    if (auto read = input_.readAll(*pixels_); !read) {
+        return read;
+    }
+    changeAlpha(options_.alpha, pixels_->bytes());
+    return checkDamage();
+}
+
+/// Fails if the input is damaged and --keep-damaged is not set.
+Outcome<void> Conversion::checkDamage() {
+    if (options_.keepDamaged || !input_.damaged()) {
+        return {};
+    }
+    input_.passOnLines();
+    return Problem{ExitCode::Failed, output_.name() + ": not written, because " + input_.name() +
+                                         " is damaged (see --keep-damaged)"};
+}
+
+/// Writes the picture that was read, or reads and writes it line by line.
+Outcome<void> Conversion::write() {
+    if (auto begun = output_.begin(input_.width(), input_.height()); !begun) {
+        return begun;
+    }
+    return pixels_ ? output_.writeAll(*pixels_) : copyLines();
+}
+
+Outcome<void> Conversion::copyLines() {
+    auto block = tdr::SharedBlock::create(tdr::lineBytes(input_.width()));
+    if (!block) {
+        return problemWith(input_.name(), block.failure());
+    }
+    line_.emplace(std::move(*block));
+    for (std::int32_t line = input_.height(); line-- > 0;) {
+        if (const auto read = lineOf(line); !read) {
+            return read.failure();
+        }
+        if (auto whole = checkDamage(); !whole) {
+            return whole;
+        }
+        if (auto written = output_.writeLine(*line_, line); !written) {
+            return written;
+        }
+    }
+    return {};
+}
+
+/// A line as the output gets it. That of a large picture is read, also for a second time.
+Outcome<PixelLine> Conversion::lineOf(std::int32_t line) {
+    const std::size_t size = tdr::lineBytes(input_.width());
+    if (pixels_) {
+        return PixelLine(pixels_->bytes().subspan(static_cast<std::size_t>(line) * size, size));
+    }
+    if (auto read = input_.readLine(*line_, line); !read) {
+        return read.failure();
+    }
+    changeAlpha(options_.alpha, line_->bytes());
+    return PixelLine(line_->bytes());
+}
+
+Outcome<void> Conversion::verify() {
+    return options_.verify ? output_.verify({input_.name(), input_.width(), input_.height(),
+                                             [&](std::int32_t line) { return lineOf(line); }})
+                           : Outcome<void>();
+}
+
+/// Closes the file of a picture that is converted line by line.
+Outcome<void> Conversion::finishReading() {
+    if (pixels_) {
+        return {};
+    }
+    if (auto closed = input_.close(); !closed) {
+        return closed;
+    }
+    return checkDamage(); // a driver may find it only when it closes the file
+}
+
+} // namespace
+
+Converted convertPicture(DriverSet& drivers, const ConversionOptions& options,
+                         const std::string& input, const std::string& output) {
+    const auto from = openInput(drivers, input, options.channel);
+    if (!from) {
+        return {from.failure()};
+    }
+    const auto to = openOutput(drivers, output, options.kind, options.existing, **from);
+    if (!to) {
+        return {to.failure()};
+    }
+    Conversion conversion(options, **from, **to);
+    auto outcome = conversion.run();
+    return {std::move(outcome), (*from)->damaged()};
+}
