@@ -7,8 +7,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <cstdlib>
 #include <map>
 #include <numeric>
+#include <ranges>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
@@ -18,13 +20,34 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::string_view kDriverSuffix = "Filter";
+constexpr std::string_view kExample = "nullFilter";
 
 /// Maximum number of kept lines of one driver, which may report every line of a picture.
 constexpr std::size_t kMostLines = 100;
 
+/// Where drivers are installed, below a prefix and below ~/.local.
+constexpr const char* kInstalledDrivers = "lib/tdr/drivers";
+
+void addEach(std::vector<fs::path>& all, std::string_view listed) {
+    for (const auto part : std::views::split(listed, ':')) {
+        if (!part.empty()) { // not the current folder, as in a PATH
+            all.emplace_back(std::string_view(part.begin(), part.end()));
+        }
+    }
+}
+
+/// The first that has a driver of some name wins. A program that runs set-user-id must not execute
+/// what its caller's environment names.
 std::vector<fs::path> directoriesOf(const DriverOptions& options) {
     std::vector<fs::path> all(options.directories.begin(), options.directories.end());
+    if (const char* listed = ::secure_getenv("TDR_DRIVER_PATH"); listed != nullptr) {
+        addEach(all, listed);
+    }
+    if (const char* home = ::secure_getenv("HOME"); home != nullptr && *home == '/') {
+        all.push_back(fs::path(home) / ".local" / kInstalledDrivers);
+    }
     all.push_back(ownDirectory());
+    all.push_back(ownDirectory().parent_path() / kInstalledDrivers);
     return all;
 }
 
@@ -182,10 +205,14 @@ std::vector<std::size_t> DriverSet::readersFor(const fs::path& path) {
         ask(entries_[i]);
         return hasExtension(path, entries_[i].extension);
     };
-    const auto match = std::find_if(order.begin(), order.end(), isMatch);
-    if (match != order.end()) {
+    auto others = order.begin();
+    if (const auto match = std::ranges::find_if(order, isMatch); match != order.end()) {
         std::rotate(order.begin(), match, match + 1); // the others are not started for now
+        ++others;
     }
+    // The null driver is an example: it is not tried on files of other kinds.
+    order.erase(std::remove_if(others, order.end(), [&](auto i) { return name(i) == kExample; }),
+                order.end());
     std::stable_partition(order.begin(), order.end(),
                           [&](std::size_t i) { return !entries_[i].failure; });
     return order;

@@ -18,7 +18,7 @@
 
 /// Where to look for drivers, and their time limit.
 struct DriverOptions {
-    std::vector<std::string> directories; ///< searched before the command's own directory
+    std::vector<std::string> directories; ///< searched before all others
     double timeout = 0;                   ///< seconds an answer may take; 0: the default
 };
 
@@ -39,8 +39,9 @@ struct RunningDriver {
 /// The directory of this program.
 [[nodiscard]] std::filesystem::path ownDirectory();
 
-/// Executables named *Filter in the directories of `options` and in the command's own one, sorted
-/// by name; of two with the same name, the one in the first directory.
+/// Executables named *Filter, sorted by name; of two with the same name, the one in the first
+/// directory. Searched are those of `options`, of TDR_DRIVER_PATH, ~/.local/lib/tdr/drivers, the
+/// command's own one and its prefix's lib/tdr/drivers.
 [[nodiscard]] std::vector<std::filesystem::path> findDrivers(const DriverOptions& options);
 
 /// A problem for each directory of `options` that has no drivers or cannot be read.
