@@ -51,7 +51,8 @@ ExitCode run(int argc, char** argv, std::span<const Subcommand> subcommands, Com
         break;
     }
     warn(parsed.text);
-    warn("'tdr --help' shows what there is");
+    warn(parsed.usage);
+    warn("'" + parsed.helper + "' shows what there is");
     return ExitCode::Usage;
 }
 

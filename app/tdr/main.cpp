@@ -16,6 +16,7 @@ int main(int argc, char** argv) {
         {"view", kViewHelp, addView},
         {"scene", "Check, reformat and convert .scn, .spl, .hrc files", addScene},
         {"plot", "Draw curves, splines or trees of a file as SVG", addPlot},
+        {"completion", "Print what bash or zsh reads to complete these arguments", addCompletion},
     };
     return runCommand(argc, argv, kSubcommands);
 }

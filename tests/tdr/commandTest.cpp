@@ -16,7 +16,13 @@ TEST_F(CommandTest, usageErrorsExitWith2AndSayNothingOnStdout) {
         const char* says;
     } cases[] = {
         {{}, "subcommand"},
-        {{"nosuch"}, "nosuch"},
+        {{"nosuch"}, "unknown argument: nosuch\ntdr: Usage: tdr [OPTIONS] SUBCOMMAND\n"},
+        {{"covnert", "a"}, "covnert (did you mean convert?)"},
+        {{"scene", "chek", "a"}, "chek (did you mean check?)\ntdr: Usage: tdr scene [OPTIONS] "},
+        {{"convert", "a", "b", "--verfy"},
+         "--verfy (did you mean --verify?)\ntdr: Usage: tdr convert "},
+        {{"hash", "a", "--drivr-dir", "."}, "(did you mean --driver-dir?)"},
+        {{"info", "--x"}, "unknown argument: --x\n"},
         {{"query"}, "driver"},
         {{"query", "a", "b"}, "argument: b"},
         {{"info"}, "files"},
@@ -70,6 +76,49 @@ TEST_F(CommandTest, driversListsWhatIsBesideItAndInOtherFolders) {
     EXPECT_TRUE(contains(more.out, "echoFilter       1025-0          1033-0     1039-1  1039-2"));
     EXPECT_TRUE(contains(more.out, "softimageFilter"));
     EXPECT_TRUE(contains(more.err, "diesFilter"));
+}
+
+TEST_F(CommandTest, bashCompletesSubcommandsAndTheirOptions) {
+    const auto script = files().write("completion", expectDone({"completion", "bash"}).out);
+    const struct {
+        const char* typed;
+        const char* words;
+    } cases[] = {
+        {"tdr co", "convert compare completion "},
+        {"tdr scene --sync f", "format "},
+        {"tdr convert a.pic --ver", "--verify "},
+        {"tdr scene check a.scn --driver", "--driver-dir "},
+        {"tdr plot a", ""},
+    };
+    for (const auto& c : cases) {
+        support::Program bash({"bash", "-c",
+                               ". \"$0\"; read -ra COMP_WORDS <<< \"$1\"; "
+                               "COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _tdr; "
+                               "printf '%s ' ${COMPREPLY[@]}",
+                               script, c.typed});
+        EXPECT_EQ(bash.exitStatus(), 0);
+        EXPECT_EQ(bash.out(), *c.words == '\0' ? " " : c.words) << c.typed << bash.err();
+    }
+}
+
+TEST_F(CommandTest, theFirstDriverOfANameIsUsed) {
+    setenv("TDR_DRIVER_PATH", (":" + in("a") + ":" + in("b")).c_str(), 1);
+    setenv("HOME", in("home").c_str(), 1);
+    const fs::path folders[] = {in("option"), in("a"),
+                                in("b"),      in("home") + "/.local/lib/tdr/drivers",
+                                in("bin"),    in("lib") + "/tdr/drivers"};
+    for (const fs::path& folder : folders) {
+        fs::create_directories(folder);
+        fs::create_symlink(TDR_SCRIPTED_DRIVER, folder / "echoFilter");
+    }
+    fs::copy_file(TDR_COMMAND, in("bin/tdr"));
+    for (const fs::path& folder : folders) {
+        support::Program listing({in("bin/tdr"), "drivers", "--driver-dir", in("option")});
+        EXPECT_EQ(listing.exitStatus(), folder == folders[0] ? 0 : 1) << "an empty --driver-dir";
+        EXPECT_TRUE(contains(listing.out(), (folder / "echoFilter").string() + "\n"));
+        fs::remove(folder / "echoFilter");
+    }
+    unsetenv("TDR_DRIVER_PATH");
 }
 
 TEST_F(CommandTest, aFolderWithoutDriversIsNamed) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "arguments.h"
 
+#include "output/nearest.h"
+
 #include <CLI/CLI.hpp>
 #include <sstream>
 #include <utility>
@@ -90,6 +92,56 @@ void Arguments::run(std::function<void()> action) {
 
 namespace {
 
+/// The long names of its options, and its subcommands.
+std::vector<std::string> wordsOf(const CLI::App& app) {
+    std::vector<std::string> words;
+    for (const CLI::App* sub : app.get_subcommands({})) {
+        words.push_back(sub->get_name());
+    }
+    for (const CLI::Option* option : app.get_options()) {
+        for (const std::string& name : option->get_lnames()) {
+            words.push_back("--" + name);
+        }
+    }
+    return words;
+}
+
+/// The options that stand anywhere.
+std::vector<std::string> sharedOptions(const CLI::App& root) {
+    std::vector<std::string> words = wordsOf(root);
+    std::erase_if(words, [](const std::string& word) {
+        return !word.starts_with("--") || word == "--help" || word == "--version";
+    });
+    return words;
+}
+
+void addWords(std::vector<CommandWords>& all, const std::string& name, const CLI::App& app,
+              const std::vector<std::string>& everywhere) {
+    CommandWords words{name, wordsOf(app)};
+    words.words.insert(words.words.end(), everywhere.begin(), everywhere.end());
+    all.push_back(std::move(words));
+    for (const CLI::App* sub : app.get_subcommands({})) {
+        addWords(all, name + ' ' + sub->get_name(), *sub, everywhere);
+    }
+}
+
+} // namespace
+
+std::vector<CommandWords> Arguments::commandWords() const {
+    const CLI::App* root = &app_;
+    while (root->get_parent() != nullptr) {
+        root = root->get_parent();
+    }
+    const std::vector<std::string> shared = sharedOptions(*root);
+    std::vector<CommandWords> all{{root->get_name(), wordsOf(*root)}};
+    for (const CLI::App* sub : root->get_subcommands({})) {
+        addWords(all, root->get_name() + ' ' + sub->get_name(), *sub, shared);
+    }
+    return all;
+}
+
+namespace {
+
 std::string checkNotEmpty(const std::string& value) {
     return value.empty() ? "may not be empty" : "";
 }
@@ -103,6 +155,49 @@ void refuseEmptyValues(CLI::App& app) {
     for (CLI::App* sub : app.get_subcommands({})) {
         refuseEmptyValues(*sub);
     }
+}
+
+/// The subcommand that the arguments selected, as far as they were understood, with its full name.
+struct Selected {
+    const CLI::App* app;
+    std::string name;
+};
+
+Selected selectedIn(const CLI::App& app) {
+    Selected selected{&app, app.get_name()};
+    for (auto inner = app.get_subcommands(); !inner.empty();
+         inner = selected.app->get_subcommands()) {
+        selected = {inner.front(), selected.name + ' ' + inner.front()->get_name()};
+    }
+    return selected;
+}
+
+/// What may stand in the place of `word`.
+std::vector<std::string> knownLike(const std::string& word, const CLI::App& app,
+                                   const CLI::App& selected) {
+    std::vector<std::string> known = wordsOf(selected);
+    const std::vector<std::string> shared = sharedOptions(app);
+    known.insert(known.end(), shared.begin(), shared.end());
+    std::erase_if(known, [&](const std::string& other) {
+        return other.starts_with('-') != word.starts_with('-');
+    });
+    return known;
+}
+
+Parsed usageError(const CLI::App& app, const CLI::ParseError& error) {
+    const Selected selected = selectedIn(app);
+    std::string text = error.what();
+    // An unknown word explains more than the missing argument that results from it.
+    if (const auto unknown = app.remaining(true); !unknown.empty()) {
+        const std::string meant =
+            nearest(unknown.front(), knownLike(unknown.front(), app, *selected.app));
+        text = "unknown argument: " + unknown.front() +
+               (meant.empty() ? "" : " (did you mean " + meant + "?)");
+    }
+    const std::string help = CLI::Formatter().make_usage(selected.app, selected.name);
+    const std::size_t begin = help.find("Usage");
+    const std::string usage = help.substr(begin, help.find('\n', begin) - begin);
+    return {Parsed::As::Error, text, usage, selected.name + " --help"};
 }
 
 } // namespace
@@ -123,12 +218,9 @@ Parsed ArgumentParser::parse(int argc, char** argv) {
     } catch (const CLI::Success& wanted) { // --help, --version
         std::ostringstream text;
         app_->exit(wanted, text, text);
-        return {Parsed::As::Text, text.str()};
+        return {Parsed::As::Text, text.str(), {}, {}};
     } catch (const CLI::ParseError& error) {
-        // An unknown word explains more than the missing argument that results from it.
-        const auto unknown = app_->remaining(true);
-        return {Parsed::As::Error,
-                unknown.empty() ? error.what() : "unknown argument: " + unknown.front()};
+        return usageError(*app_, error);
     }
     return {};
 }

@@ -35,6 +35,13 @@ class Argument {
     CLI::Option& option_;
 };
 
+/// A command with its subcommands' names, "tdr scene check", and what may follow it: the long names
+/// of its options, and subcommands.
+struct CommandWords {
+    std::string command;
+    std::vector<std::string> words;
+};
+
 /// The arguments of a subcommand, or of a group of subcommands. A reference like Argument; every
 /// target must outlive the run.
 class Arguments {
@@ -63,6 +70,9 @@ class Arguments {
     /// What the subcommand does, called when all the arguments are good.
     void run(std::function<void()> action);
 
+    /// Of all commands of the program.
+    [[nodiscard]] std::vector<CommandWords> commandWords() const;
+
   private:
     CLI::App& app_;
 };
@@ -75,7 +85,9 @@ struct Parsed {
         Error, ///< the arguments are wrong
     };
     As as = As::Run;
-    std::string text; ///< what was asked for, or what is wrong
+    std::string text;   ///< what was asked for, or what is wrong
+    std::string usage;  ///< how the selected subcommand is used
+    std::string helper; ///< the command line that shows more
 };
 
 /// A command line: options that may stand anywhere, and subcommands, one of which must be given.

@@ -30,6 +30,7 @@ struct Subcommand {
 /// Runs a program with these subcommands; returns its exit status.
 [[nodiscard]] int runCommand(int argc, char** argv, std::span<const Subcommand> subcommands);
 
+void addCompletion(Arguments& arguments, Command& command);
 void addDrivers(Arguments& arguments, Command& command);
 void addQuery(Arguments& arguments, Command& command);
 void addInfo(Arguments& arguments, Command& command);
