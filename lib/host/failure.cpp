@@ -10,9 +10,9 @@ namespace tdr {
 
 namespace {
 
-constexpr std::array kKindNames = {"CouldNotStart", "Refused",     "NotMyFormat",
-                                   "Died",          "TimedOut",    "ProtocolBroken",
-                                   "Interrupted",   "BadArgument", "NoMemory"};
+constexpr std::array kKindNames = {"CouldNotStart", "Refused",        "NotMyFormat", "Died",
+                                   "TimedOut",      "ProtocolBroken", "Interrupted", "CannotOpen",
+                                   "Damaged",       "BadArgument",    "NoMemory"};
 static_assert(kKindNames.size() == static_cast<std::size_t>(FailureKind::NoMemory) + 1);
 
 } // namespace

@@ -155,13 +155,9 @@ Status PictureSource::readLines(SharedBlock& block) {
     return {};
 }
 
-Result<Picture> readPicture(Session& driver, std::string_view path, std::size_t maxBytes) {
-    auto picture = withoutThrowing([&]() -> Result<Picture> {
-        auto reader = PictureSource::open(driver, path);
-        if (!reader) {
-            return reader.failure();
-        }
-        const std::size_t bytes = pictureBytes(reader->width(), reader->height());
+Result<Picture> PictureSource::readAndClose(std::size_t maxBytes) {
+    return withoutThrowing([&]() -> Result<Picture> {
+        const std::size_t bytes = pictureBytes(shape_.width, shape_.height);
         if (bytes > maxBytes) {
             return Failure{FailureKind::NoMemory, "read picture: " + std::to_string(bytes) +
                                                       " bytes of pixels, more than the " +
@@ -171,16 +167,23 @@ Result<Picture> readPicture(Session& driver, std::string_view path, std::size_t 
         if (!block) {
             return block.failure();
         }
-        Status done = reader->readAll(*block, BlockState::Blank);
+        Status done = readAll(*block, BlockState::Blank);
         if (done) {
-            done = reader->close();
+            done = close();
         }
         if (!done) {
             return done.failure();
         }
         const auto pixels = block->bytes();
         base::populate(pixels.data(), pixels.size());
-        return Picture{reader->width(), reader->height(), {pixels.begin(), pixels.end()}};
+        return Picture{shape_.width, shape_.height, {pixels.begin(), pixels.end()}};
+    });
+}
+
+Result<Picture> readPicture(Session& driver, std::string_view path, std::size_t maxBytes) {
+    auto picture = withoutThrowing([&]() -> Result<Picture> {
+        auto reader = PictureSource::open(driver, path);
+        return reader ? reader->readAndClose(maxBytes) : reader.failure();
     });
     if (!picture) {
         letGo(driver);

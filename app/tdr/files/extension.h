@@ -1,12 +1,8 @@
 // SPDX-License-Identifier: MIT
-// Endings of file names, in upper or lower case.
+// Endings of file names.
 #pragma once
 
-#include <filesystem>
-#include <string_view>
+#include "base/extension.h"
 
-/// Compares ASCII letters without their case.
-[[nodiscard]] bool sameLetters(std::string_view a, std::string_view b);
-
-/// True when the name of `path` ends in `extension`, which is not empty.
-[[nodiscard]] bool hasExtension(const std::filesystem::path& path, std::string_view extension);
+using base::hasExtension;
+using base::sameLetters;

@@ -125,11 +125,11 @@ Outcome<ReplacedFile> ReplacedFile::begin(const fs::path& target, std::string_vi
     }
     auto link = DriverLink::make(file->fd(), target.string());
     if (!link) {
-        return link.failure();
+        return problemWith(target.native(), link.failure());
     }
     auto path = link->path(ending);
     if (!path) {
-        return path.failure();
+        return problemWith(target.native(), path.failure());
     }
     return ReplacedFile(target.string(), existing, std::move(*place), std::move(*file),
                         std::move(*link), std::move(*path));

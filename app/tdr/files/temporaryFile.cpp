@@ -58,7 +58,7 @@ bool TemporaryFile::create(int folder, mode_t mode) {
 Outcome<TemporaryFile> TemporaryFile::in(base::UniqueFd folder, mode_t mode) {
     auto notes = PrivateFolder::open();
     if (!notes) {
-        return notes.failure();
+        return problemWith(notes.failure());
     }
     TemporaryFile file(std::move(*notes));
     file.folder_ = std::move(folder);
@@ -72,7 +72,7 @@ Outcome<TemporaryFile> TemporaryFile::in(base::UniqueFd folder, mode_t mode) {
 Outcome<TemporaryFile> TemporaryFile::unnamed() {
     auto notes = PrivateFolder::open();
     if (!notes) {
-        return notes.failure();
+        return problemWith(notes.failure());
     }
     TemporaryFile file(std::move(*notes));
     if (!file.create(file.notes_.fd(), S_IRUSR | S_IWUSR)) {

@@ -18,6 +18,8 @@ ExitCode exitCodeOf(tdr::FailureKind kind) {
     case tdr::FailureKind::Refused:
     case tdr::FailureKind::NotMyFormat:
     case tdr::FailureKind::Interrupted:
+    case tdr::FailureKind::CannotOpen:
+    case tdr::FailureKind::Damaged:
     case tdr::FailureKind::BadArgument:
     case tdr::FailureKind::NoMemory:
         break;
@@ -55,7 +57,8 @@ Problem problemWith(std::string_view file, const tdr::Failure& failure) {
         return {ExitCode::Failed, std::string(file) + ": interrupted"};
     }
     const bool named =
-        failure.kind == tdr::FailureKind::Refused && namesFile(failure.lastLine, file);
+        (failure.kind == tdr::FailureKind::Refused && namesFile(failure.lastLine, file)) ||
+        (failure.kind == tdr::FailureKind::Damaged && namesFile(failure.what, file));
     return {exitCodeOf(failure.kind), (named ? "" : std::string(file) + ": ") + failure.text()};
 }
 

@@ -3,30 +3,23 @@
 
 #include "files/extension.h"
 #include "output/console.h"
+#include "tdr/driverSearch.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <cstdlib>
-#include <map>
-#include <numeric>
 #include <ranges>
 #include <system_error>
-#include <unistd.h>
 #include <utility>
 
 namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::string_view kDriverSuffix = "Filter";
 constexpr std::string_view kExample = "nullFilter";
 
 /// Maximum number of kept lines of one driver, which may report every line of a picture.
 constexpr std::size_t kMostLines = 100;
-
-/// Where drivers are installed, below a prefix and below ~/.local.
-constexpr const char* kInstalledDrivers = "lib/tdr/drivers";
 
 void addEach(std::vector<fs::path>& all, std::string_view listed) {
     for (const auto part : std::views::split(listed, ':')) {
@@ -43,30 +36,8 @@ std::vector<fs::path> directoriesOf(const DriverOptions& options) {
     if (const char* listed = ::secure_getenv("TDR_DRIVER_PATH"); listed != nullptr) {
         addEach(all, listed);
     }
-    if (const char* home = ::secure_getenv("HOME"); home != nullptr && *home == '/') {
-        all.push_back(fs::path(home) / ".local" / kInstalledDrivers);
-    }
-    all.push_back(ownDirectory());
-    all.push_back(ownDirectory().parent_path() / kInstalledDrivers);
+    std::ranges::move(tdr::driverFolders(), std::back_inserter(all));
     return all;
-}
-
-/// Also one that cannot be examined: its start will tell why.
-bool isDriver(const fs::path& path) {
-    std::error_code error;
-    return path.filename().string().ends_with(kDriverSuffix) && fs::is_regular_file(path, error) &&
-           (::access(path.c_str(), X_OK) == 0 || errno != EACCES);
-}
-
-/// The drivers in one directory, unordered. None if it cannot be read.
-std::vector<fs::path> driversIn(const fs::path& directory, std::error_code& error) {
-    std::vector<fs::path> programs;
-    for (const auto& entry : fs::directory_iterator(directory, error)) {
-        if (isDriver(entry.path())) {
-            programs.push_back(entry.path());
-        }
-    }
-    return programs;
 }
 
 std::string_view withoutDot(std::string_view ending) {
@@ -83,26 +54,14 @@ fs::path ownDirectory() {
 }
 
 std::vector<fs::path> findDrivers(const DriverOptions& options) {
-    std::map<std::string, fs::path> byName;
-    for (const fs::path& directory : directoriesOf(options)) {
-        std::error_code error;
-        for (const fs::path& program : driversIn(directory, error)) {
-            byName.emplace(program.filename().string(), program);
-        }
-    }
-    std::vector<fs::path> programs;
-    programs.reserve(byName.size());
-    for (auto& [name, path] : byName) {
-        programs.push_back(std::move(path));
-    }
-    return programs;
+    return tdr::findDrivers(directoriesOf(options));
 }
 
 std::vector<Problem> driverlessDirectories(const DriverOptions& options) {
     std::vector<Problem> problems;
     for (const std::string& directory : options.directories) {
         std::error_code error;
-        if (!driversIn(directory, error).empty()) {
+        if (!tdr::driversIn(directory, error).empty()) {
             continue;
         }
         problems.push_back(error ? problemWith(directory, error.value())
@@ -199,22 +158,15 @@ void DriverSet::ask(Entry& entry) {
 }
 
 std::vector<std::size_t> DriverSet::readersFor(const fs::path& path) {
-    std::vector<std::size_t> order(entries_.size());
-    std::iota(order.begin(), order.end(), 0);
-    const auto isMatch = [&](std::size_t i) {
+    const auto endingOf = [&](std::size_t i) {
         ask(entries_[i]);
-        return hasExtension(path, entries_[i].extension);
+        return entries_[i].failure ? std::nullopt : std::optional(entries_[i].extension);
     };
-    auto others = order.begin();
-    if (const auto match = std::ranges::find_if(order, isMatch); match != order.end()) {
-        std::rotate(order.begin(), match, match + 1); // the others are not started for now
-        ++others;
-    }
+    auto order = tdr::readingOrder(path, entries_.size(), endingOf);
     // The null driver is an example: it is not tried on files of other kinds.
-    order.erase(std::remove_if(others, order.end(), [&](auto i) { return name(i) == kExample; }),
-                order.end());
-    std::stable_partition(order.begin(), order.end(),
-                          [&](std::size_t i) { return !entries_[i].failure; });
+    std::erase_if(order, [&](std::size_t i) {
+        return name(i) == kExample && !hasExtension(path, entries_[i].extension);
+    });
     return order;
 }
 

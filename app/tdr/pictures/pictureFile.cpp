@@ -3,9 +3,8 @@
 
 #include "files/extension.h"
 #include "files/readableFile.h"
-#include "tdr/interruptGuard.h"
+#include "tdr/driverSearch.h"
 
-#include <algorithm>
 #include <utility>
 #include <vector>
 
@@ -13,94 +12,53 @@ namespace fs = std::filesystem;
 
 namespace {
 
-/// Why no driver reads a file: the reasons of drivers that know its format but cannot open it, or
-/// that no driver knows it. A driver that itself failed is always reported.
-class Refusals {
+/// The drivers of the set, of which one at a time is running.
+class Trials : public tdr::DriverChoice {
   public:
-    void add(const std::string& driver, const tdr::Failure& failure, const FileNames& names) {
-        asked_ += (asked_.empty() ? "" : ", ") + driver;
-        code_ = worse(code_, exitCodeOf(failure.kind));
-        known_ = known_ || failure.kind == tdr::FailureKind::Refused;
-        if (failure.kind != tdr::FailureKind::NotMyFormat) {
-            addReason(names.in(failure.text()));
+    explicit Trials(DriverSet& drivers) : drivers_(drivers) {}
+
+    [[nodiscard]] std::string name(std::size_t driver) const override {
+        return drivers_.name(driver);
+    }
+    [[nodiscard]] std::string ending(std::size_t driver) const override {
+        return drivers_.extension(driver);
+    }
+    tdr::Result<tdr::Session*> start(std::size_t driver) override {
+        auto taken = drivers_.take(driver);
+        if (!taken) {
+            return taken.failure();
         }
+        running = std::move(*taken);
+        return &running->session;
     }
 
-    [[nodiscard]] Problem problem(const std::string& file) const {
-        std::string text =
-            known_ ? ""
-                   : "no driver reads it (asked: " + (asked_.empty() ? "none found" : asked_) + ")";
-        for (const std::string& reason : reasons_) {
-            text += (text.empty() ? "" : "; ") + reason;
-        }
-        return {code_, (namesFile(text, file) ? "" : file + ": ") + text};
-    }
-
-    [[nodiscard]] ExitCode code() const { return code_; }
+    LentDriver running; ///< the last one
 
   private:
-    void addReason(std::string reason) {
-        if (std::ranges::find(reasons_, reason) == reasons_.end()) {
-            reasons_.push_back(std::move(reason));
-        }
-    }
-
-    ExitCode code_ = ExitCode::Failed;
-    std::string asked_;
-    bool known_ = false; ///< to a driver that cannot open it
-    std::vector<std::string> reasons_;
+    DriverSet& drivers_;
 };
 
-/// True for failures after which no other driver is tried: a signal, or out of memory.
-bool endsTheSearch(const tdr::Failure& failure) {
-    return failure.kind == tdr::FailureKind::NoMemory || tdr::InterruptGuard::signal() != 0;
-}
-
-/// The file with the first driver of `order` that accepts it; none if all refuse.
-Outcome<std::optional<PictureFile>> findReader(DriverSet& drivers, const std::string& path,
-                                               base::UniqueFd file,
-                                               const std::vector<std::size_t>& order,
-                                               Refusals& refusals) {
+/// The file with the first driver of `order` that accepts it.
+tdr::Result<PictureFile> findReader(DriverSet& drivers, const std::string& path,
+                                    base::UniqueFd file, const std::vector<std::size_t>& order) {
     auto link = DriverLink::make(file.get(), path);
     if (!link) {
         return link.failure();
     }
-    for (const std::size_t driver : order) {
-        auto started = drivers.take(driver);
-        if (!started) {
-            if (endsTheSearch(started.failure())) {
-                return problemWith(path, started.failure());
-            }
-            refusals.add(drivers.name(driver), started.failure(), link->names());
-            continue;
-        }
-        const auto linked = link->path(drivers.extension(driver));
-        if (!linked) {
-            return linked.failure();
-        }
-        LentDriver running = std::move(*started);
-        running->names.add(link->names());
-        auto source = tdr::PictureSource::open(running->session, *linked);
-        if (source) {
-            return std::optional(PictureFile{driver, std::move(*link), std::move(file),
-                                             std::move(running), std::move(*source)});
-        }
-        if (endsTheSearch(source.failure())) {
-            return problemWith(path, source.failure());
-        }
-        refusals.add(drivers.name(driver), source.failure(), link->names());
+    Trials trials(drivers);
+    auto found = tdr::findReader(trials, order, *link);
+    if (!found) {
+        return found.failure();
     }
-    return std::optional<PictureFile>();
+    trials.running->names.add(link->names());
+    return PictureFile{found->driver, std::move(*link), std::move(file), std::move(trials.running),
+                       std::move(found->source)};
 }
 
 Outcome<PictureFile> openWithOneOf(DriverSet& drivers, const std::string& path, base::UniqueFd file,
                                    const std::vector<std::size_t>& order) {
-    Refusals refusals;
-    auto found = findReader(drivers, path, std::move(file), order, refusals);
-    if (!found) {
-        return found.failure();
-    }
-    return *found ? Outcome<PictureFile>(std::move(**found)) : refusals.problem(path);
+    auto found = findReader(drivers, path, std::move(file), order);
+    return found ? Outcome<PictureFile>(std::move(*found)) : problemWith(path, found.failure());
 }
 
 } // namespace
@@ -124,13 +82,13 @@ Outcome<std::optional<PictureFile>> tryPicture(DriverSet& drivers, const fs::pat
     if (!file) {
         return std::optional<PictureFile>();
     }
-    Refusals refusals;
-    auto found =
-        findReader(drivers, path.string(), std::move(*file), drivers.readersFor(path), refusals);
-    if (found && !*found && refusals.code() == ExitCode::DriverFailed) {
-        return refusals.problem(path.string()); // it might have been the one
+    auto found = findReader(drivers, path.string(), std::move(*file), drivers.readersFor(path));
+    const bool none = !found && (found.failure().kind == tdr::FailureKind::NotMyFormat ||
+                                 found.failure().kind == tdr::FailureKind::Damaged);
+    if (found || none) {
+        return found ? std::optional<PictureFile>(std::move(*found)) : std::nullopt;
     }
-    return found;
+    return problemWith(path.string(), found.failure()); // a driver that might have been the one
 }
 
 Outcome<std::optional<std::size_t>> writerFor(DriverSet& drivers, const std::string& target,

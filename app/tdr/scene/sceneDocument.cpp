@@ -223,11 +223,11 @@ Outcome<int> readAnyName(SceneDocument& document, int fd, const fs::path& file) 
     }
     auto link = DriverLink::make(fd, file.string());
     if (!link) {
-        return link.failure();
+        return problemWith(file.native(), link.failure());
     }
     const auto path = link->path(document.format->ending);
     if (!path) {
-        return path.failure();
+        return problemWith(file.native(), path.failure());
     }
     const int error = readWithToolkit(document, *path);
     document.report.rename(link->names());

@@ -3,8 +3,8 @@
 // left after a kill.
 #include "base/uniqueFile.h"
 #include "files/privateFolder.h"
-#include "files/processMark.h"
 #include "files/replacedFile.h"
+#include "host/processMark.h"
 #include "output/outcome.h"
 #include "support/denyCall.h"
 #include "support/failingMemory.h"
@@ -268,7 +268,7 @@ TEST_F(FilesTest, onlyTheMarksOfCertainlyDeadProcessesAreDead) {
     const pid_t dead = support::startChild([] { return 0; });
     EXPECT_EQ(support::exitStatusOf(dead), 0);
     const std::string text = std::to_string(dead);
-    const std::string mark = ownMark(); // tdr-WORLD-PID-START-NUMBER
+    const std::string mark = tdr::ownMark(); // tdr-WORLD-PID-START-NUMBER
     const std::string world = mark.substr(0, 20);
     const std::string pid = std::to_string(getpid());
     const std::string rest = mark.substr(21 + pid.size());
@@ -291,7 +291,7 @@ TEST_F(FilesTest, onlyTheMarksOfCertainlyDeadProcessesAreDead) {
         {"", false},
     };
     for (const auto& [name, gone] : cases) {
-        EXPECT_EQ(isOfDeadProcess(name), gone) << name;
+        EXPECT_EQ(tdr::isOfDeadProcess(name), gone) << name;
     }
 }
 

@@ -51,6 +51,16 @@ void fillOpaqueBlack(std::span<std::uint8_t> line);
 void expandMatte(std::span<const std::uint8_t> bits, std::int32_t channels,
                  std::span<std::uint8_t> line, std::int32_t channel = 0);
 
+/// A picture in memory.
+struct Picture {
+    std::int32_t width = 0;
+    std::int32_t height = 0;
+    std::vector<std::uint8_t> pixels; ///< lines one after the other, the bottom line first
+};
+
+/// Larger pictures are not read into memory by default, because a small file can claim any size.
+inline constexpr std::size_t kDefaultPictureLimit = std::size_t{1} << 30;
+
 /// The contents of a block before a picture is read into it.
 enum class BlockState {
     Used,  ///< anything
@@ -85,6 +95,10 @@ class PictureSource {
     /// for each line. A blank block is faster still, because this process then touches only a few
     /// of its pages.
     Status readAll(SharedBlock& block, BlockState state = BlockState::Used);
+
+    /// Reads all lines into memory and closes: the pixels, or `NoMemory` if they need more than
+    /// `maxBytes`.
+    Result<Picture> readAndClose(std::size_t maxBytes = kDefaultPictureLimit);
 
     /// Disconnects. Success means that the driver's answers belonged to the requests.
     /// `Session::damage` reports what a damaged file lacked.
@@ -154,16 +168,6 @@ class PictureTarget {
     std::int32_t missing_;      ///< lines
     std::vector<bool> written_; ///< lines that have been sent
 };
-
-/// A picture in memory.
-struct Picture {
-    std::int32_t width = 0;
-    std::int32_t height = 0;
-    std::vector<std::uint8_t> pixels; ///< lines one after the other, the bottom line first
-};
-
-/// Larger pictures are not read into memory by default, because a small file can claim any size.
-inline constexpr std::size_t kDefaultPictureLimit = std::size_t{1} << 30;
 
 /// Reads all of `path` through `driver`; `NoMemory` when its pixels need more than `maxBytes`.
 /// Afterwards, also after a failure, no file is open in the driver. A damaged file is read as far

@@ -22,6 +22,8 @@ enum class FailureKind {
     TimedOut,       ///< no answer within the limit; the driver has been killed
     ProtocolBroken, ///< an answer that does not fit the request; the driver has been killed
     Interrupted,    ///< an InterruptGuard saw a signal; the driver has been killed
+    CannotOpen,     ///< the file: missing, empty, not permitted, not a regular file
+    Damaged,        ///< the file has a driver's format, but cannot be read, or not in full
     BadArgument,    ///< the caller's error: nothing was sent, or a file was closed before it was
                     ///< complete
     NoMemory,       ///< out of memory, no shared block, or a driver's line could not be read

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
-#include "driverLink.h"
+#include "tdr/driverLink.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <unistd.h>
+
+namespace tdr {
 
 namespace {
 
@@ -36,10 +39,10 @@ std::string FileNames::in(std::string text) const {
     return text;
 }
 
-Outcome<DriverLink> DriverLink::make(int fd, std::string named) {
+Result<DriverLink> DriverLink::make(int fd, std::string named) {
     auto folder = PrivateFolder::open();
     if (!folder) {
-        return problemWith(named, folder.failure());
+        return folder.failure();
     }
     return DriverLink(std::move(*folder), pathOfDescriptor(fd), std::move(named));
 }
@@ -63,10 +66,13 @@ bool DriverLink::link(const std::string& name) {
     return true;
 }
 
-Outcome<std::string> DriverLink::path(std::string_view ending) {
+Result<std::string> DriverLink::path(std::string_view ending) {
     const std::string name = folder_.mark() + ".f" + std::string(ending);
     if (!link(name) || (ending == kPictureEnding && !link(name + std::string(kMatteEnding)))) {
-        return problemWith(named_ + ": a link to it in our folder", errno);
+        return Failure{FailureKind::CannotOpen,
+                       std::string("a link to it in our folder: ") + std::strerror(errno)};
     }
     return folder_.pathOf(name);
 }
+
+} // namespace tdr

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+namespace tdr {
+
 /// A new name at each call: "tdr-WORLD-PID-START-NUMBER". WORLD is 16 hexadecimal digits for this
 /// boot of this machine, our pid namespace and our time namespace together: only within one of
 /// these does a pid with its start time identify one process. (It is a 64-bit hash: two worlds that
@@ -14,3 +16,5 @@
 
 /// True when `name` begins with the mark of a process of our own world that is certainly gone.
 [[nodiscard]] bool isOfDeadProcess(std::string_view name);
+
+} // namespace tdr

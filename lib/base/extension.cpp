@@ -5,6 +5,8 @@
 #include <cctype>
 #include <string>
 
+namespace base {
+
 bool sameLetters(std::string_view a, std::string_view b) {
     return std::ranges::equal(
         a, b, {}, [](unsigned char c) { return std::tolower(c); },
@@ -16,3 +18,5 @@ bool hasExtension(const std::filesystem::path& path, std::string_view extension)
     return !extension.empty() && name.size() >= extension.size() &&
            sameLetters(std::string_view(name).substr(name.size() - extension.size()), extension);
 }
+
+} // namespace base

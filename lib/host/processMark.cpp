@@ -2,17 +2,20 @@
 #include "processMark.h"
 
 #include "base/uniqueFd.h"
-#include "output/formatted.h"
 
 #include <atomic>
 #include <cerrno>
 #include <charconv>
+#include <cinttypes>
 #include <csignal>
 #include <cstdint>
+#include <cstdio>
 #include <fcntl.h>
 #include <optional>
 #include <sys/stat.h>
 #include <unistd.h>
+
+namespace tdr {
 
 namespace {
 
@@ -53,7 +56,8 @@ std::uint64_t thisWorld() {
     if (boot.empty() || pids == 0) {
         return 0;
     }
-    return hashOf(formatted("{} {} {}", boot, pids, namespaceId("/proc/self/ns/time")));
+    return hashOf(boot + " " + std::to_string(pids) + " " +
+                  std::to_string(namespaceId("/proc/self/ns/time")));
 }
 
 /// The start time of a process, from the 22nd field of its state. The 2nd is its name, which may
@@ -117,7 +121,10 @@ bool procIsOurs() {
 std::string ownMark() {
     static std::atomic<unsigned> number = 0;
     const Process& own = ownProcess();
-    return formatted("{}{:016x}-{}-{}-{}", kPrefix, own.world, own.pid, own.start, ++number);
+    char text[100];
+    std::snprintf(text, sizeof text, "%s%016" PRIx64 "-%" PRIu64 "-%" PRIu64 "-%u", kPrefix.data(),
+                  own.world, own.pid, own.start, ++number);
+    return text;
 }
 
 bool isOfDeadProcess(std::string_view name) {
@@ -132,7 +139,9 @@ bool isOfDeadProcess(std::string_view name) {
     if (::kill(pid, 0) != 0) {
         return errno == ESRCH;
     }
-    const auto start = startIn(textOf(formatted("/proc/{}/stat", pid).c_str()));
+    const auto start = startIn(textOf(("/proc/" + std::to_string(pid) + "/stat").c_str()));
     return procIsOurs() && start &&
            *start != process->start; // the number now belongs to another process
 }
+
+} // namespace tdr

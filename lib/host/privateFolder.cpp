@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include "privateFolder.h"
+#include "tdr/privateFolder.h"
 
-#include "output/formatted.h"
 #include "processMark.h"
 
 #include <array>
@@ -9,11 +8,14 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
+#include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
 #include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
+
+namespace tdr {
 
 namespace {
 
@@ -36,7 +38,7 @@ void removeNoted(int folder, const std::string& note) {
     const std::string_view noted(path.data(), size > 0 ? static_cast<std::size_t>(size) : 0);
     const std::string_view mark(note.data(), note.size() - kNoteEnding.size());
     // The note is removed first: an unreachable disk then stops one run and not every run.
-    if (::unlinkat(folder, note.c_str(), 0) == 0 && noted.ends_with(formatted("/.{}", mark))) {
+    if (::unlinkat(folder, note.c_str(), 0) == 0 && noted.ends_with("/." + std::string(mark))) {
         ::unlink(path.data());
     }
 }
@@ -90,7 +92,7 @@ bool PrivateFolder::enter() {
     return false;
 }
 
-Outcome<PrivateFolder> PrivateFolder::open() {
+Result<PrivateFolder> PrivateFolder::open() {
     const char* named = std::getenv("TMPDIR"); // NOLINT(concurrency-mt-unsafe): nothing sets it
     const char* const places[] = {named != nullptr ? named : "", "/tmp", "/var/tmp", "/dev/shm"};
     int error = ENOENT;
@@ -99,8 +101,8 @@ Outcome<PrivateFolder> PrivateFolder::open() {
             continue;
         }
         const std::string mark = ownMark();
-        for (const std::string& name : {formatted("tdr-{}", ::geteuid()), mark + ".d"}) {
-            PrivateFolder folder(formatted("{}/{}", place, name), mark);
+        for (const std::string& name : {"tdr-" + std::to_string(::geteuid()), mark + ".d"}) {
+            PrivateFolder folder(std::string(place) + "/" + name, mark);
             if (folder.enter()) {
                 static std::atomic<bool> cleared = false;
                 if (!cleared.exchange(true)) {
@@ -111,7 +113,8 @@ Outcome<PrivateFolder> PrivateFolder::open() {
             error = errno;
         }
     }
-    return problemWith("no folder of our own in TMPDIR or /tmp", error);
+    return Failure{FailureKind::CannotOpen,
+                   std::string("no folder of our own in TMPDIR or /tmp: ") + std::strerror(error)};
 }
 
 PrivateFolder::~PrivateFolder() {
@@ -125,11 +128,13 @@ PrivateFolder::~PrivateFolder() {
 }
 
 std::string PrivateFolder::pathOf(std::string_view name) const {
-    return formatted("{}/{}", pathOfDescriptor(fd_.get()), name);
+    return pathOfDescriptor(fd_.get()) + "/" + std::string(name);
 }
 
 std::string pathOfDescriptor(int fd) {
     char self[32] = {}; // the number in /proc, which may be of another namespace
     const ssize_t size = ::readlink("/proc/self", self, sizeof self - 1);
-    return formatted("/proc/{}/fd/{}", size > 0 ? self : "self", fd);
+    return std::string("/proc/") + (size > 0 ? self : "self") + "/fd/" + std::to_string(fd);
 }
+
+} // namespace tdr
