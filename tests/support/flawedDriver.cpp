@@ -5,28 +5,127 @@
 #include "ppmFilter.inc"
 #undef createDriver
 
+#include <cstdlib>
 #include <string>
+#include <unistd.h>
 
 namespace {
 
+bool is(std::string_view flaw) {
+    const std::string_view name = gInvocationName;
+    return name == flaw || name == std::string(flaw) + "Filter";
+}
+
 class FlawedDriver : public PpmFilter {
   public:
-    explicit FlawedDriver(int port) : PpmFilter(port) {}
+    explicit FlawedDriver(int port) : PpmFilter(port) {
+        namingExtension = is("noEnding") ? "ppm" : namingExtension;
+        formatCount = is("noFormats") ? 0 : formatCount;
+        vendorName = is("noVendor") ? "" : vendorName;
+    }
+    ~FlawedDriver() override {
+        if (is("failsAtEnd")) {
+            _exit(3);
+        }
+    }
 
+    int devicePredicate() override {
+        if (is("predicateFails")) {
+            _exit(7);
+        }
+        return is("notHere") ? 0 : 1;
+    }
+    int otherClass4Response() override { return is("agrees") ? 0 : -1; }
+    int otherClass0Response() override { return is("agrees") ? sendOK() : sendError(); }
+    int setBounds(long x, long y, long width, long height) override {
+        return PpmFilter::setBounds(x, y, is("ownBounds") ? width + 1 : width, height);
+    }
+    int setPixelFormat(int index) override {
+        return is("noFormatSet") ? 0 : PpmFilter::setPixelFormat(index);
+    }
+
+    int connectToFile(char* name, int mode) override {
+        if (is("oneConnect") && connected_) {
+            return -1;
+        }
+        const int result = is("readsOnly") && mode != 0 ? -1 : PpmFilter::connectToFile(name, mode);
+        if (is("complains") && result == -1) {
+            base::say("%s: '%s' is not a PPM.\n", me, name);
+        }
+        connected_ = result == 0;
+        next_ = mode == 0 ? bounds[3] - 1 : 0;
+        currentFormat = is("noCurrentFormat") ? -1 : currentFormat;
+        if (is("emptyBounds") && mode == 0) {
+            bounds[2] = bounds[3] = 0;
+        }
+        return is("acceptsAll") ? 0 : result;
+    }
+    int disconnectFromFile() override {
+        const int result = connected_ ? PpmFilter::disconnectFromFile() : 0;
+        if (is("dies") && connected_) {
+            std::abort();
+        }
+        const bool refuses = is("mustBeOpen") && !connected_;
+        connected_ = false;
+        return refuses ? -1 : result;
+    }
+
+    std::optional<std::size_t> declaredLineBytes(Transfer transfer) const override {
+        return is("anyLine") || is("anyBlock") ? std::nullopt
+                                               : PpmFilter::declaredLineBytes(transfer);
+    }
+    bool isOpenFor(Transfer transfer) const override {
+        return is("needsNoFile")    ? true
+               : is("anyDirection") ? connected_
+                                    : PpmFilter::isOpenFor(transfer);
+    }
+
+    int getLine(char* block, int size, long cell, long line) override {
+        const std::size_t pictureLine = static_cast<std::size_t>(bounds[2]) * 4;
+        if (!isOpen(Transfer::GetLine)) {
+            return 0;
+        }
+        if (line < 0 || line >= bounds[3] || blockBytes < pictureLine) {
+            return is("anyBlock") && line >= 0 && line < bounds[3] ? 0 : is("anyLine") ? 0 : -1;
+        }
+        const long wanted = is("inOrder") ? next_ : line;
+        next_ = (next_ + bounds[3] - 1) % bounds[3];
+        const int result = PpmFilter::getLine(block, size, cell, wanted);
+        if (is("pastTheLine")) {
+            block[pictureLine] = 1;
+        }
+        return result;
+    }
+    int putLine(char* block, int size, long cell, long line) override {
+        if (!isOpen(Transfer::PutLine)) {
+            return 0;
+        }
+        const long wanted = is("asTheyCome") ? bounds[3] - 1 - next_ : line;
+        next_ = (next_ + 1) % bounds[3];
+        if (is("upsideDown")) {
+            return PpmFilter::putLine(block, size, cell, bounds[3] - 1 - wanted);
+        }
+        return PpmFilter::putLine(block, size, cell, wanted);
+    }
     int getCache(char* block, int size, long cell) override {
-        return is("refusesCaches")   ? -1
-               : is("ignoresCaches") ? 0
-                                     : PpmFilter::getCache(block, size, cell);
+        if (is("refusesCaches") || is("ignoresCaches")) {
+            return is("refusesCaches") ? -1 : 0;
+        }
+        const int result = PpmFilter::getCache(block, size, cell);
+        if (is("otherCache")) {
+            block[static_cast<std::size_t>(bounds[2]) * 4 + 1] ^= 1; // line 1
+        }
+        return result;
     }
     int putCache(char* block, int size, long cell) override {
         return is("refusesCaches") ? -1 : PpmFilter::putCache(block, size, cell);
     }
 
   private:
-    static bool is(std::string_view flaw) {
-        const std::string_view name = gInvocationName;
-        return name == flaw || name == std::string(flaw) + "Filter";
-    }
+    [[nodiscard]] bool isOpen(Transfer transfer) const { return PpmFilter::isOpenFor(transfer); }
+
+    bool connected_ = false;
+    long next_ = 0;
 };
 
 } // namespace

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
-// tdr query DRIVER: the answers to all sixteen queries, as a table.
+// tdr query DRIVER: the answers to all sixteen queries, as a table; or what is wrong with the
+// driver.
 #include "IPC_Codes.h"
+#include "lint/driverLint.h"
 #include "output/console.h"
 #include "output/formatted.h"
 #include "output/table.h"
@@ -128,11 +130,47 @@ ExitCode queryDriver(const DriverOptions& options, const std::string& name) {
     return worse(exit, say(table.text()));
 }
 
+struct QueryOptions {
+    std::string driver;
+    std::string file;
+    bool lint = false;
+};
+
+/// Each fault and each note is a line.
+ExitCode lint(const DriverOptions& drivers, const QueryOptions& options) {
+    const auto program = findDriver(drivers, options.driver);
+    const auto report = program ? lintDriver(*program, drivers, options.file) : program.failure();
+    if (!report) {
+        return fail(report.failure());
+    }
+    const std::string name = program->filename().string();
+    std::string text;
+    for (const std::string& note : report->notes) {
+        text += formatted("{}: note: {}\n", name, note);
+    }
+    for (const std::string& fault : report->faults) {
+        text += formatted("{}: {}\n", name, fault);
+    }
+    const std::size_t count = report->faults.size();
+    text += formatted("{}: {} fault{}\n", name, count == 0 ? "no" : std::to_string(count),
+                      count == 1 ? "" : "s");
+    return worse(count == 0 ? ExitCode::Done : ExitCode::Failed, say(text));
+}
+
 } // namespace
 
 void addQuery(Arguments& arguments, Command& command) {
-    auto name = std::make_shared<std::string>();
-    arguments.value("driver", "DRIVER", *name, "Name of a driver, or path of its program")
+    auto options = std::make_shared<QueryOptions>();
+    arguments.value("driver", "DRIVER", options->driver, "Name of a driver, or path of its program")
         .require();
-    arguments.run([&command, name] { command.exit = queryDriver(command.drivers, *name); });
+    arguments.value("file", "FILE", options->file, "With --lint: also read this picture");
+    arguments.flag("--lint", options->lint,
+                   "Check that the driver does what docs/writing-a-driver.md asks for");
+    arguments.run([&command, options] {
+        command.exit = options->lint ? lint(command.drivers, *options)
+                       : options->file.empty()
+                           ? queryDriver(command.drivers, options->driver)
+                           : fail({ExitCode::Usage, "unknown argument: " + options->file +
+                                                        " (a file to read needs --lint)"});
+    });
 }

@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: MIT
+// tdr query --lint: our drivers pass, and each flaw of a driver is found.
+#include "tdr/commandTesting.h"
+
+namespace {
+
+using namespace commandTesting;
+
+class LintTest : public CommandTest {
+  protected:
+    /// Path of the manual's driver with this flaw.
+    std::string flawed(const std::string& flaw) {
+        fs::create_symlink(TDR_FLAWED_DRIVER, files() / (flaw + "Filter"));
+        return in(flaw + "Filter");
+    }
+};
+
+TEST_F(LintTest, ourDriversHaveNoFaults) {
+    expectDone({"convert", sample("photograph.png"), in("a.pic")});
+    const struct {
+        const char* driver;
+        std::vector<std::string> file;
+        const char* says;
+    } cases[] = {
+        {"softimageFilter", {}, "softimageFilter: no faults\n"},
+        {"softimageFilter", {in("a.pic")}, "softimageFilter: no faults\n"},
+        {"pngFilter", {sample("cutout.png")}, "pngFilter: no faults\n"},
+        {"nullFilter", {}, "nullFilter: note: writing: it writes no file"},
+        {TDR_PPM_DRIVER, {}, "ppmFilter: no faults\n"},
+    };
+    for (const auto& c : cases) {
+        std::vector<std::string> line = {"query", "--lint", c.driver};
+        line.insert(line.end(), c.file.begin(), c.file.end());
+        EXPECT_TRUE(contains(expectDone(line).out, c.says));
+    }
+}
+
+TEST_F(LintTest, eachFlawIsFound) {
+    constexpr struct {
+        const char* flaw;
+        const char* says;
+    } kCases[] = {
+        {"predicateFails", "predicate: with -predicate it exits neither with 0, yes, nor with 1"},
+        {"noVendor", "identity: no vendorName"},
+        {"noEnding", "identity: namingExtension is not an ending with its dot"},
+        {"noFormats", "identity: no formats"},
+        {"ownBounds", "settings: the bounds are not those that were set"},
+        {"noFormatSet", "settings: currentFormat is not the format that was set"},
+        {"agrees", "settings: an unknown action is not refused"},
+        {"needsNoFile", "without a file: get line without an open file is not refused"},
+        {"mustBeOpen", "without a file: disconnect without an open file failed"},
+        {"acceptsAll", "other files: a missing file is not refused"},
+        {"complains", "other files: a file of another format is refused with a line"},
+        {"upsideDown", "writing: line 0 has other pixels than were put, when the lines come in the "
+                       "order 4, 3, 2, 1, 0"},
+        {"asTheyCome", "other pixels than were put, when the lines come in the order 0, 1, 2"},
+        {"pastTheLine", "writing: line 4 is written past its end"},
+        {"anyDirection", "get line from a file that is being written is not refused"},
+        {"anyLine", "reading: get line -1, below the picture, is not refused"},
+        {"anyBlock", "reading: get line with a block that is one byte too small is not refused"},
+        {"noCurrentFormat", "a connect for reading sets no currentFormat"},
+        {"emptyBounds", "connect for reading, with bounds and format failed"},
+        {"inOrder", "reading: lines have other pixels when they are got in another order"},
+        {"oneConnect", "reading: connect while a file is open failed"},
+        {"otherCache", "whole pictures: line 1 of the whole picture has other pixels"},
+        {"ignoresCaches", "whole pictures: line 0 of the whole picture has other pixels"},
+        {"dies", "failed: diesFilter: disconnect from file: the driver died"},
+        {"failsAtEnd", "end with an open file: ends with exit status 3"},
+    };
+    for (const auto& c : kCases) {
+        SCOPED_TRACE(c.flaw);
+        const Ended ended = run({"query", "--lint", flawed(c.flaw)});
+        EXPECT_EQ(ended.exit, 1) << ended.err;
+        EXPECT_TRUE(contains(ended.out, c.says));
+    }
+    EXPECT_TRUE(contains(expectDone({"query", "--lint", flawed("notHere")}).out,
+                         "note: predicate: it says that it cannot work on this machine"));
+    EXPECT_TRUE(contains(expectDone({"query", "--lint", flawed("refusesCaches")}).out,
+                         "note: whole pictures: it refuses whole pictures"));
+    files().write("a.ppm", "P6 1 1 255\nabc");
+    EXPECT_TRUE(contains(expectDone({"query", "--lint", flawed("readsOnly"), in("a.ppm")}).out,
+                         "note: writing: it refuses to write"));
+    expectFailed({"query", "--lint", flawed("none"), in("none.ppm")}, "No such file");
+}
+
+} // namespace
