@@ -10,6 +10,7 @@
 #include <functional>
 #include <span>
 #include <string>
+#include <vector>
 
 /// Shared by all subcommands. The selected subcommand stores its exit status in `exit`, or in
 /// `successor` the name of a program in the same folder to execute with the same arguments.
@@ -47,8 +48,9 @@ void addAlphaOptions(Arguments& arguments, AlphaChange& change);
 
 /// `tdr view` and its function: tdr executes tdr-view, which calls `view`.
 struct ViewOptions {
-    std::string file;
+    std::vector<std::string> files;
+    double rate = 25; ///< pictures a second while they are played
     AlphaChange alpha = AlphaChange::None;
 };
 void addViewWith(Arguments& arguments, std::function<void(const ViewOptions& options)> view);
-inline constexpr char kViewHelp[] = "Show a picture in a window; Escape closes it";
+inline constexpr char kViewHelp[] = "Show pictures in a window; q or Escape closes it";

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// tdr view FILE: executes the program tdr-view. Loading the window system's libraries takes a
+// tdr view FILE...: executes the program tdr-view. Loading the window system's libraries takes a
 // quarter of the start of tdr, so no other subcommand loads them.
 #include "subcommands.h"
 
@@ -8,7 +8,10 @@
 
 void addViewWith(Arguments& arguments, std::function<void(const ViewOptions& options)> view) {
     auto options = std::make_shared<ViewOptions>();
-    arguments.value("file", "FILE", options->file, "Picture to show").require();
+    arguments.value("file", "FILE", options->files, "Pictures to show").require();
+    arguments
+        .value("--rate", "N", options->rate, "Pictures a second that Return plays (default: 25)")
+        .range(0.01, 1000.0);
     addAlphaOptions(arguments, options->alpha);
     arguments.run([options, view = std::move(view)] { view(*options); });
 }

@@ -1,99 +1,64 @@
 // SPDX-License-Identifier: MIT
 #include "viewCanvas.h"
 
-#include "pictures/pixelRatio.h"
+#include "base/byteOrder.h"
+#include "base/hostPixel.h"
+#include "pictures/alpha.h"
 
 #include <algorithm>
-#include <cmath>
+#include <array>
 #include <cstddef>
+#include <vector>
 
 namespace {
 
-constexpr std::uint64_t kOpaque = 255;
+constexpr std::uint32_t kOpaque = 0xff000000U;
 
-int rounded(double side, int most) {
-    return static_cast<int>(std::clamp(std::lround(side), 1L, static_cast<long>(most)));
+/// Where a channel is in a pixel, in bits from the lowest.
+constexpr std::array kShifts = {0, 0, 8, 16, 24};
+
+std::uint32_t grey(std::uint32_t value) {
+    return kOpaque | value << 16 | value << 8 | value;
 }
 
-/// Scales `from` samples to `to`: both cover a length of from * to, in which a sample of the source
-/// is `to` long and one of the result `from`. Cuts the source sample that begins at `position` at
-/// the borders of results, calls add(result, length) for each piece and done(result) after the last
-/// piece of a result. Moves `position` to the sample's end.
-template <typename Add, typename Done>
-void distribute(std::uint64_t& position, std::uint64_t from, std::uint64_t to, Add add, Done done) {
-    const std::uint64_t end = position + to;
-    while (position < end) {
-        const std::uint64_t result = position / from;
-        const std::uint64_t border = (result + 1) * from;
-        const std::uint64_t next = std::min(end, border);
-        add(static_cast<std::size_t>(result), next - position);
-        position = next;
-        if (position == border) {
-            done(static_cast<std::size_t>(result));
+void drawCheckerboard(const ViewPort& port, Raster& to) {
+    const PixelSize shown = port.shown();
+    const int right = std::min(port.left() + shown.width, to.size.width);
+    const int bottom = std::min(port.top() + shown.height, to.size.height);
+    for (int row = std::max(port.top(), 0); row < bottom; ++row) {
+        const auto fromBottom = static_cast<std::size_t>(to.size.height - 1 - row);
+        std::uint32_t* line = &to.pixels[fromBottom * static_cast<std::size_t>(to.size.width)];
+        for (int column = std::max(port.left(), 0); column < right; ++column) {
+            line[column] = grey(checkerboard(column, row));
         }
     }
 }
 
 } // namespace
 
-ViewSize viewSize(ViewSize picture, double ratio, ViewSize room) {
-    const double stretch = meantRatio(ratio);
-    const double width = picture.width * std::max(stretch, 1.0);
-    const double height = picture.height / std::min(stretch, 1.0);
-    const double scale = std::min({1.0, room.width / width, room.height / height});
-    return {rounded(width * scale, room.width), rounded(height * scale, room.height)};
-}
-
-ViewCanvas::ViewCanvas(ViewSize picture, ViewSize shown)
-    : picture_(picture), shown_(shown), line_(static_cast<std::size_t>(shown.width)),
-      rows_(static_cast<std::size_t>(shown.width)),
-      pixels_(static_cast<std::size_t>(shown.width) * static_cast<std::size_t>(shown.height)) {}
-
-void ViewCanvas::narrowLine(std::span<const std::uint8_t> line) {
-    std::ranges::fill(line_, Sums<std::uint32_t>{});
-    const auto from = static_cast<std::uint64_t>(picture_.width);
-    const auto to = static_cast<std::uint64_t>(shown_.width);
-    std::uint64_t position = 0;
-    for (std::size_t i = 0; i < from; ++i) {
-        const auto pixel = line.subspan(4 * i, 4);
-        const auto add = [&](std::size_t column, std::uint64_t length) {
-            const std::uint32_t alpha = static_cast<std::uint32_t>(length) * pixel[0];
-            Sums<std::uint32_t>& sums = line_[column];
-            sums[0] += alpha;
-            for (std::size_t channel = 1; channel < sums.size(); ++channel) {
-                sums[channel] += alpha * pixel[channel]; // at most 32767 x 255 x 255 in all
-            }
-        };
-        distribute(position, from, to, add, [](std::size_t) {});
-    }
-}
-
-void ViewCanvas::addLine(std::span<const std::uint8_t> line) {
-    narrowLine(line);
-    const auto add = [&](std::size_t, std::uint64_t length) {
-        for (std::size_t column = 0; column < line_.size(); ++column) {
-            for (std::size_t channel = 0; channel < line_[column].size(); ++channel) {
-                rows_[column][channel] += length * line_[column][channel];
-            }
+Raster layerOf(const tdr::Picture& picture, const ViewLayer& layer) {
+    Raster raster({picture.width, picture.height});
+    const bool colours = layer.channel == ViewChannel::Colours;
+    const int shift = kShifts[static_cast<std::size_t>(layer.channel)];
+    const std::size_t size = tdr::lineBytes(picture.width);
+    std::vector<std::uint8_t> line(size);
+    for (std::size_t i = 0; i < raster.pixels.size(); ++i) {
+        const std::size_t byte = i * base::kHostPixelBytes % size;
+        if (byte == 0) {
+            std::copy_n(&picture.pixels[i * base::kHostPixelBytes], size, line.begin());
+            changeAlpha(colours && !layer.premultiplied ? AlphaChange::Premultiply
+                                                        : AlphaChange::None,
+                        line);
         }
-    };
-    distribute(position_, static_cast<std::uint64_t>(picture_.height),
-               static_cast<std::uint64_t>(shown_.height), add,
-               [this](std::size_t row) { emitRow(static_cast<int>(row)); });
+        const std::uint32_t pixel = base::loadBe32(&line[byte]);
+        raster.pixels[i] = colours ? pixel : grey(pixel >> shift & 0xffU);
+    }
+    return raster;
 }
 
-void ViewCanvas::emitRow(int row) {
-    const std::uint64_t whole = kOpaque * static_cast<std::uint64_t>(picture_.width) *
-                                static_cast<std::uint64_t>(picture_.height);
-    const auto fromBottom = static_cast<std::size_t>(shown_.height - 1 - row);
-    std::uint32_t* to = &pixels_[fromBottom * rows_.size()];
-    for (int column = 0; column < shown_.width; ++column) {
-        Sums<std::uint64_t>& sums = rows_[static_cast<std::size_t>(column)];
-        const std::uint64_t below = checkerboard(column, row) * (whole - sums[0]);
-        const auto over = [&](std::size_t channel) {
-            return static_cast<std::uint32_t>((sums[channel] + below + whole / 2) / whole);
-        };
-        *to++ = over(3) | over(2) << 8 | over(1) << 16 | 0xffU << 24;
-        sums = {};
-    }
+Raster drawView(const Raster& layer, const ViewPort& port) {
+    Raster window(port.window());
+    drawCheckerboard(port, window);
+    Scaler(layer.size, port.shown()).draw(layer, window, port.left(), port.top());
+    return window;
 }

@@ -185,6 +185,11 @@ void Desk::awaitFocus(Window window) {
     });
 }
 
+void Desk::focus(Window window) {
+    XSetInputFocus(display(), window, RevertToPointerRoot, CurrentTime);
+    XSync(display(), False);
+}
+
 void Desk::xdotool(const std::vector<std::string>& arguments) const {
     std::vector<std::string> command{"xdotool"};
     command.insert(command.end(), arguments.begin(), arguments.end());

@@ -53,6 +53,8 @@ class Desk {
     /// Gives the window the keyboard focus by the pointer or, with a manager, waits until that
     /// does.
     void awaitFocus(WindowId window);
+    /// Gives the window the keyboard focus wherever the pointer is; not with a manager.
+    void focus(WindowId window);
     /// Runs xdotool, which types and clicks.
     void xdotool(const std::vector<std::string>& arguments) const;
 

@@ -2,6 +2,7 @@
 // `tdr view` on a separate screen.
 #include "drivers/window/windowDesk.h"
 #include "support/pictureFiles.h"
+#include "view/viewCanvas.h"
 
 #include <algorithm>
 
@@ -22,6 +23,16 @@ class View : public ::testing::Test {
     Desk desk_{"640x480x24"};
 };
 
+/// A pixel over the checkerboard, red first.
+std::uint32_t over(int column, int row, int red, int green, int blue, int alpha) {
+    const auto mixed = [&](int colour) {
+        const auto below = static_cast<int>(checkerboard(column, row));
+        return static_cast<std::uint32_t>((2 * colour * alpha / 255 + 1) / 2 +
+                                          (2 * below * (255 - alpha) / 255 + 1) / 2);
+    };
+    return mixed(red) << 16 | mixed(green) << 8 | mixed(blue);
+}
+
 TEST_F(View, ShowsPixelsOverACheckerboardAndFitsThemToTheScreen) {
     std::string wide = support::rawPic(2, 2, 0xF0, kFour);
     wide.replace(96, 4, support::bytes({0x40, 0, 0, 0})); // ratio 2.0
@@ -30,29 +41,43 @@ TEST_F(View, ShowsPixelsOverACheckerboardAndFitsThemToTheScreen) {
         many += support::bytes({200, 100, 50});
     }
     const std::string large = support::rawPic(1240, 100, 0xE0, many);
-    using Pixels = std::vector<std::uint32_t>; // red, green, blue; from the top
-    // Over 204: 100 * 200 / 255 + 204 * 55 / 255 = 122.4, 44; divided by its alpha 100 is 128.
-    const Pixels asItIs = {0xc86432, 0xc86432, 0x7a2c2c, 0x7a2c2c,
-                           0x010203, 0x010203, 0xcccccc, 0xcccccc};
-    const Pixels divided = {0xc86432, 0xc86432, 0x902c2c, 0x902c2c,
-                            0x010203, 0x010203, 0xcccccc, 0xcccccc};
-    const Pixels reduced(std::size_t{620} * 50, 0xc86432);
+    using Pixel = std::uint32_t (*)(int column, int row);
+    const Pixel quarters = [](int column, int row) {
+        return row >= 80      ? column < 160 ? 0x010203U : over(column, row, 0, 0, 0, 0)
+                    : column < 160 ? 0xc86432U
+                              : over(column, row, 100, 0, 0, 200);
+    };
+    const Pixel divided = [](int column, int row) { // 100 divided by its alpha is 128
+        return row >= 80      ? column < 160 ? 0x010203U : over(column, row, 0, 0, 0, 0)
+                    : column < 160 ? 0xc86432U
+                              : over(column, row, 128, 0, 0, 200);
+    };
     const struct {
         const char* option;
         std::string title, pic;
         Place place;
-        Pixels pixels;
+        Pixel pixel;
     } cases[] = {
-        {"--timeout=100", "2 x 2", wide, {10, 468, 4, 2}, asItIs},
-        {"--unpremultiply", "2 x 2", wide, {10, 468, 4, 2}, divided},
-        {"--timeout=100", "1240 x 100", large, {10, 420, 620, 50}, reduced},
+        {"--timeout=100", "2 x 2 - SOFTIMAGE - 8000%", wide, {10, 310, 320, 160}, quarters},
+        {"--unpremultiply", "2 x 2 - SOFTIMAGE - 8000%", wide, {10, 310, 320, 160}, divided},
+        {"--timeout=100",
+         "1240 x 100 - SOFTIMAGE - 50%",
+         large,
+         {10, 420, 620, 50},
+         [](int /*column*/, int /*row*/) { return 0xc86432U; }},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.option + c.title);
         const auto program = view(folder_.write("a.pic", c.pic), c.option);
-        const WindowId window = desk_.window("a.pic - " + c.title + " - SOFTIMAGE");
+        const WindowId window = desk_.window("a.pic - " + c.title);
         EXPECT_EQ(desk_.place(window), c.place);
-        eventually("every pixel", [&] { return desk_.screenshot(window).pixels == c.pixels; });
+        std::vector<std::uint32_t> pixels;
+        for (int row = 0; row < c.place.height; ++row) {
+            for (int column = 0; column < c.place.width; ++column) {
+                pixels.push_back(c.pixel(column, row));
+            }
+        }
+        eventually("every pixel", [&] { return desk_.screenshot(window).pixels == pixels; });
         desk_.awaitFocus(window);
         desk_.xdotool({"key", "Escape"});
         EXPECT_EQ(program->exitStatus(), 0);
@@ -60,9 +85,108 @@ TEST_F(View, ShowsPixelsOverACheckerboardAndFitsThemToTheScreen) {
     }
 }
 
+std::string plain(int width, int height, int red) {
+    std::string pixels;
+    for (int i = 0; i < width * height; ++i) {
+        pixels += support::bytes({red, 100, 50});
+    }
+    return support::rawPic(width, height, 0xE0, pixels);
+}
+
+/// What a user does, and what the title then says after the picture's size.
+TEST(ViewKeys, DoWhatTheManualSays) {
+    const struct {
+        std::vector<std::string> does; ///< for xdotool
+        std::string file, title;
+    } steps[] = {
+        {{"key", "space"}, "c.pic", " - 2 of 2"}, // the second one cannot be read
+        {{"key", "Right"}, "a.pic", " - 1 of 2"},
+        {{"key", "Left"}, "c.pic", " - 2 of 2"},
+        {{"key", "plus"}, "c.pic", " - 2 of 2 - 200%"},
+        {{"key", "Up"}, "a.pic", " - 1 of 2 - 200%"}, // of the same size: it stays there
+        {{"key", "r"}, "a.pic", " - 1 of 2 - red - 200%"},
+        {{"key", "g"}, "a.pic", " - 1 of 2 - green - 200%"},
+        {{"key", "b"}, "a.pic", " - 1 of 2 - blue - 200%"},
+        {{"key", "a"}, "a.pic", " - 1 of 2 - alpha - 200%"},
+        {{"key", "c", "p"}, "a.pic", " - 1 of 2 - premultiplied - 200%"},
+        {{"key", "p", "1"}, "a.pic", " - 1 of 2"},
+        {{"key", "minus"}, "a.pic", " - 1 of 2 - 67%"},
+        {{"key", "f"}, "a.pic", " - 1 of 2"},
+        {{"mousemove", "--window", "%1", "10", "20"},
+         "a.pic",
+         " - 1 of 2 - 10, 20: 200 100 50 255"},
+        {{"click", "4"}, "a.pic", " - 1 of 2 - 200% - 10, 20: 200 100 50 255"},
+        {{"mousedown", "1", "mousemove_relative", "--", "-6", "-8", "mouseup", "1"},
+         "a.pic",
+         " - 1 of 2 - 200% - 10, 20: 200 100 50 255"}, // it is dragged along
+        {{"mousemove_relative", "2", "4"}, "a.pic", " - 1 of 2 - 200% - 11, 22: 200 100 50 255"},
+        {{"click", "5", "key", "q"}, "", ""},
+    };
+    for (const auto manager : {Desk::Manager::Bare, Desk::Manager::Openbox}) {
+        Desk desk("640x480x24", manager);
+        const support::TempDir folder;
+        const auto program = desk.start(
+            {TDR_COMMAND, "view", folder.write("a.pic", plain(400, 300, 200)),
+             folder.write("b.pic", "no picture"), folder.write("c.pic", plain(400, 300, 210))});
+        const std::string size = " - 400 x 300 - SOFTIMAGE";
+        const WindowId window = desk.window("a.pic" + size + " - 1 of 3");
+        desk.xdotool({"mousemove", "600", "10"});
+        if (manager == Desk::Manager::Bare) {
+            desk.focus(window);
+        } else {
+            desk.awaitFocus(window);
+        }
+        for (const auto& step : steps) {
+            SCOPED_TRACE(testing::PrintToString(step.does));
+            auto does = step.does;
+            std::ranges::replace(does, "%1", std::to_string(window));
+            desk.xdotool(does);
+            if (!step.file.empty()) {
+                EXPECT_EQ(desk.window(step.file + size + step.title), window);
+            }
+        }
+        EXPECT_EQ(program->exitStatus(), 1);
+        EXPECT_NE(program->err().find("b.pic: no driver reads it"), std::string::npos);
+        EXPECT_EQ(std::ranges::count(program->err(), '\n'), 1) << program->err();
+    }
+}
+
+TEST(ViewKeys, FillTheScreenAndPlay) {
+    for (const auto manager : {Desk::Manager::Bare, Desk::Manager::Openbox}) {
+        Desk desk("640x480x24", manager);
+        const support::TempDir folder;
+        const auto program = desk.start({TDR_COMMAND, "view", "--rate", "200",
+                                         folder.write("a.pic", plain(400, 300, 200)),
+                                         folder.write("b.pic", plain(400, 300, 100))});
+        const std::string size = " - 400 x 300 - SOFTIMAGE";
+        const WindowId window = desk.window("a.pic" + size + " - 1 of 2");
+        desk.awaitFocus(window);
+        const Place small = desk.place(window);
+        desk.xdotool({"key", "F11", "r"});
+        eventually("a picture that fills the screen", [&] {
+            const Screenshot shot = desk.screenshot(window);
+            return desk.place(window) == Place{0, 0, 640, 480} && shot.pixels[0] == 0 &&
+                   shot.pixels[std::size_t{240} * 640 + 320] == 0xc8c8c8;
+        });
+        desk.xdotool({"key", "F11"});
+        eventually("a small window", [&] {
+            const Screenshot shot = desk.screenshot(window);
+            return desk.place(window) == small && shot.pixels[0] == 0xc8c8c8;
+        });
+        desk.xdotool({"key", "Return"});
+        for (const std::uint32_t red : {0x646464U, 0xc8c8c8U, 0x646464U}) {
+            eventually("the next picture",
+                       [&] { return desk.screenshot(window).pixels[0] == red; });
+        }
+        desk.xdotool({"key", "Return", "Escape"});
+        EXPECT_EQ(program->exitStatus(), 0);
+        EXPECT_EQ(program->err(), "");
+    }
+}
+
 TEST_F(View, ShowsADamagedPictureAndSaysSo) {
     const auto program = view(folder_.write("cut.pic", support::rawPic(9, 7, 0xF0, "abcd")));
-    const WindowId window = desk_.window("cut.pic - 9 x 7 - SOFTIMAGE");
+    const WindowId window = desk_.window("cut.pic - 9 x 7 - SOFTIMAGE - 3600%");
     desk_.awaitFocus(window);
     desk_.xdotool({"key", "Escape"});
     EXPECT_EQ(program->exitStatus(), 1);
@@ -71,15 +195,14 @@ TEST_F(View, ShowsADamagedPictureAndSaysSo) {
 
 TEST_F(View, EndsBySignalWhileTheWindowStands) {
     const auto program = view(folder_.write("a.pic", kOne));
-    desk_.window("a.pic - 1 x 1 - SOFTIMAGE");
-    eventually("the window's message", [&] { return !program->out().empty(); });
+    desk_.window("a.pic - 1 x 1 - SOFTIMAGE - 32000%");
     program->kill(SIGTERM);
     EXPECT_EQ(program->exitStatus(), 256 + SIGTERM);
 }
 
 TEST_F(View, FailsWithItsServer) {
     const auto program = view(folder_.write("a.pic", kOne));
-    desk_.window("a.pic - 1 x 1 - SOFTIMAGE");
+    desk_.window("a.pic - 1 x 1 - SOFTIMAGE - 32000%");
     desk_.killServer();
     EXPECT_EQ(program->exitStatus(), 1);
     EXPECT_NE(program->err().find("the X server went away"), std::string::npos) << program->err();

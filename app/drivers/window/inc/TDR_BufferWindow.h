@@ -29,6 +29,34 @@ void pasteBuffer(long width, long height, const std::uint32_t* pixels, const cha
 [[nodiscard]] bool tryPasteBuffer(long width, long height, const std::uint32_t* pixels,
                                   const char* title);
 
+/// Keys without a character. The others are their ASCII character.
+enum WindowKey : int {
+    kKeyReturn = 13,
+    kKeyEscape = 27,
+    kKeyLeft = 256,
+    kKeyRight,
+    kKeyUp,   ///< also a page up
+    kKeyDown, ///< also a page down
+    kKeyF11,
+};
+
+/// What the user does in a window of `BufferWindow::openForInput`.
+struct WindowInput {
+    enum class Kind : std::uint8_t {
+        Key,    ///< `key` was pressed
+        Wheel,  ///< turned by one step at x, y: `key` is 1 away from the user, -1 towards
+        Point,  ///< the pointer is at x, y, counted from the upper left corner
+        Leave,  ///< the pointer has left the window
+        Resize, ///< the window is now x by y pixels
+    };
+    Kind kind = Kind::Key;
+    int x = 0;
+    int y = 0;
+    int movedX = 0; ///< of a Point: how far the pointer has moved with its left button held
+    int movedY = 0;
+    int key = 0; ///< of WindowKey or ASCII
+};
+
 /// The window beneath `pasteBuffer`, for a process that waits on more than the window. Such a
 /// process passes `eventFd()` to the link, and queue modes other than 1 then end on its events:
 ///
@@ -63,6 +91,24 @@ class BufferWindow {
     [[nodiscard]] bool open(long width, long height, const std::uint32_t* pixels, const char* title,
                             int depth = 0);
 
+    /// The same for a program that takes what the user does: the window can be resized, and Escape
+    /// is a key like any other.
+    [[nodiscard]] bool openForInput(long width, long height, const std::uint32_t* pixels,
+                                    const char* title);
+
+    /// What the user did next in a window of `openForInput`, as far as `handlePending` has seen it.
+    [[nodiscard]] std::optional<WindowInput> nextInput();
+
+    /// Shows another picture at once, from the window's upper left corner. Where the window is
+    /// larger, it is black. Neither side may be 0.
+    void show(long width, long height, const std::uint32_t* pixels);
+
+    void setTitle(const char* title);
+
+    /// Lets the window fill the screen, or gives it its former size. By the window manager if there
+    /// is one; a Resize follows.
+    void fillScreen(bool fill);
+
     /// The descriptor that becomes readable on events of the window system, -1 when closed. It
     /// belongs to the window and ends with it: remove it from every set when `closed()`.
     [[nodiscard]] int eventFd() const;
@@ -82,6 +128,9 @@ class BufferWindow {
     struct State; ///< inner
 
   private:
+    bool prepare(long width, long height, const std::uint32_t* pixels);
+    bool openPrepared(const char* title, int depth, bool forInput);
+    void run(void (*work)(State& state));
     void letGo(bool connected);
     std::unique_ptr<State> state_;
     bool lost_ = false;

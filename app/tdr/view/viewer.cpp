@@ -1,0 +1,288 @@
+// SPDX-License-Identifier: MIT
+#include "viewer.h"
+
+#include "output/console.h"
+#include "output/formatted.h"
+#include "tdr/interruptGuard.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <iterator>
+#include <poll.h>
+#include <utility>
+
+namespace {
+
+/// Part of the screen kept free for the window's frame and its distance from the corner.
+constexpr PixelSize kKeptFree{20, 50};
+
+struct KeyRow {
+    int key;
+    void (Viewer::*act)(int argument);
+    int argument = 0;
+};
+
+constexpr KeyRow kKeys[] = {
+    {'q', &Viewer::quit},
+    {kKeyEscape, &Viewer::quit},
+    {kKeyRight, &Viewer::step, 1},
+    {kKeyDown, &Viewer::step, 1},
+    {' ', &Viewer::step, 1},
+    {kKeyLeft, &Viewer::step, -1},
+    {kKeyUp, &Viewer::step, -1},
+    {kKeyReturn, &Viewer::play},
+    {'+', &Viewer::zoom, 1},
+    {'=', &Viewer::zoom, 1}, // the same key on many keyboards
+    {'-', &Viewer::zoom, -1},
+    {'1', &Viewer::showPixels},
+    {'f', &Viewer::fit},
+    {'r', &Viewer::showChannel, static_cast<int>(ViewChannel::Red)},
+    {'g', &Viewer::showChannel, static_cast<int>(ViewChannel::Green)},
+    {'b', &Viewer::showChannel, static_cast<int>(ViewChannel::Blue)},
+    {'a', &Viewer::showChannel, static_cast<int>(ViewChannel::Alpha)},
+    {'c', &Viewer::showChannel, static_cast<int>(ViewChannel::Colours)},
+    {'p', &Viewer::changePremultiplied},
+    {kKeyF11, &Viewer::fillScreen},
+};
+
+constexpr std::array kChannelTexts = {"", " - red", " - green", " - blue", " - alpha"};
+
+} // namespace
+
+Viewer::Viewer(const DriverOptions& drivers, const ViewOptions& options)
+    : drivers_(drivers), options_(options) {
+    for (const std::string& file : options.files) {
+        files_.push_back({file});
+    }
+}
+
+ExitCode Viewer::run() {
+    const auto screen = BufferWindow::screenSize();
+    if (!screen) {
+        return fail(
+            {ExitCode::Failed, files_.front().name + ": no X display to show it on (see DISPLAY)"});
+    }
+    room_ = {std::max(screen->width - kKeptFree.width, 1),
+             std::max(screen->height - kKeptFree.height, 1)};
+    if (!readNear(0)) {
+        return exit_;
+    }
+    if (openWindow()) {
+        serve();
+    }
+    if (!done_ && window_.lost()) {
+        return fail({ExitCode::Failed, files_[file_].name + ": its window failed, see above"});
+    }
+    return exit_;
+}
+
+// --- Files ---------------------------------------------------------------------------------------
+
+/// Reads the file that is `step` from the current one, or the first beyond it that can be read.
+/// Those that cannot are reported and left out from then on. False if none is left.
+bool Viewer::readNear(int step) {
+    while (!files_.empty()) {
+        const std::size_t count = files_.size();
+        const std::size_t near = (file_ + count + static_cast<std::size_t>(step)) % count;
+        auto read = readForView(drivers_, files_[near].name, options_.alpha, room_);
+        if (read) {
+            becomeCurrent(near, std::move(*read));
+            return true;
+        }
+        exit_ = worse(exit_, fail(read.failure()));
+        if (tdr::InterruptGuard::signal() != 0) {
+            return false;
+        }
+        files_.erase(files_.begin() + static_cast<std::ptrdiff_t>(near));
+        file_ -= near < file_ || file_ == files_.size() ? 1 : 0;
+    }
+    return false;
+}
+
+void Viewer::becomeCurrent(std::size_t file, ViewPicture picture) {
+    if (!std::exchange(files_[file].told, true)) {
+        std::ranges::for_each(picture.lines, passOn);
+    }
+    exit_ = picture.damaged ? worse(exit_, ExitCode::Failed) : exit_;
+    const bool sameShape =
+        picture_ && picture_->size == picture.size && picture_->ratio == picture.ratio;
+    if (!sameShape) { // pictures of one shape can be compared at one place
+        const PixelSize window =
+            port_ ? port_->window() : windowSize(picture.size, picture.ratio, room_);
+        port_.emplace(picture.size, picture.ratio, window);
+    }
+    picture_ = std::move(picture);
+    file_ = file;
+    raster_.reset();
+    changed_ = true;
+}
+
+// --- The window ----------------------------------------------------------------------------------
+
+bool Viewer::openWindow() {
+    drawPicture();
+    title_ = title();
+    return window_.openForInput(drawn_->size.width, drawn_->size.height, drawn_->pixels.data(),
+                                title_.c_str());
+}
+
+void Viewer::serve() {
+    while (!done_ && window_.handlePending() && tdr::InterruptGuard::signal() == 0) {
+        bool idle = true;
+        while (const auto input = window_.nextInput()) {
+            take(*input);
+            idle = false;
+        }
+        stepWhenDue();
+        if (!update() && idle) {
+            wait();
+        }
+    }
+}
+
+void Viewer::take(const WindowInput& input) {
+    switch (input.kind) {
+    case WindowInput::Kind::Key: {
+        const auto* row = std::ranges::find(kKeys, input.key, &KeyRow::key);
+        if (row != std::end(kKeys)) {
+            (this->*row->act)(row->argument);
+        }
+        break;
+    }
+    case WindowInput::Kind::Wheel:
+        port_->zoom(input.key, input.x, input.y);
+        changed_ = true;
+        break;
+    case WindowInput::Kind::Point:
+        pointer_ = input;
+        port_->pan(input.movedX, input.movedY);
+        changed_ = changed_ || input.movedX != 0 || input.movedY != 0;
+        break;
+    case WindowInput::Kind::Leave:
+        pointer_.reset();
+        break;
+    case WindowInput::Kind::Resize:
+        port_->resizeWindow({input.x, input.y});
+        changed_ = true;
+        break;
+    }
+}
+
+void Viewer::stepWhenDue() {
+    const auto now = Clock::now();
+    if (!due_ || now < *due_) {
+        return;
+    }
+    const auto period = std::chrono::duration_cast<Clock::duration>(
+        std::chrono::duration<double>(1 / options_.rate));
+    due_ = std::max(*due_ + period, now); // no picture is left out to catch up
+    step(1);
+}
+
+/// Shows what has changed; false if nothing has.
+bool Viewer::update() {
+    const std::string now = title();
+    const bool changed = std::exchange(changed_, false);
+    if (changed) {
+        drawPicture();
+        window_.show(drawn_->size.width, drawn_->size.height, drawn_->pixels.data());
+    }
+    if (now != title_) {
+        window_.setTitle(now.c_str());
+    }
+    return std::exchange(title_, now) != now || changed;
+}
+
+void Viewer::drawPicture() {
+    if (!raster_) {
+        raster_ = layerOf(picture_->picture, layer_);
+    }
+    drawn_ = drawView(*raster_, *port_);
+}
+
+void Viewer::wait() const {
+    using std::chrono::milliseconds;
+    pollfd sources[] = {{window_.eventFd(), POLLIN, 0},
+                        {tdr::InterruptGuard::wakeDescriptor(), POLLIN, 0}};
+    const auto left =
+        due_ ? std::chrono::ceil<milliseconds>(*due_ - Clock::now()) : milliseconds(-1);
+    const auto timeout = due_ ? std::max(left.count(), milliseconds::rep{0}) : left.count();
+    ::poll(sources, std::size(sources), static_cast<int>(timeout));
+}
+
+std::string Viewer::title() const {
+    std::string text = picture_->description;
+    if (options_.files.size() > 1) {
+        text += formatted(" - {} of {}", file_ + 1, files_.size());
+    }
+    text += kChannelTexts[static_cast<std::size_t>(layer_.channel)];
+    text += layer_.premultiplied ? " - premultiplied" : "";
+    if (port_->scale() != 1) {
+        text += formatted(" - {}%", std::max(std::lround(100 * port_->scale()), 1L));
+    }
+    return text + pixelText();
+}
+
+/// The pixel under the pointer: column and line, red, green, blue and alpha.
+std::string Viewer::pixelText() const {
+    const auto pixel = pointer_ ? port_->pixelAt(pointer_->x, pointer_->y) : std::nullopt;
+    if (!pixel) {
+        return {};
+    }
+    const std::string place = formatted(" - {}, {}", pixel->column, pixel->line);
+    const tdr::Picture& picture = picture_->picture;
+    if (picture.width != picture_->size.width || picture.height != picture_->size.height) {
+        return place;
+    }
+    const auto row = static_cast<std::size_t>(picture.height - 1 - pixel->line);
+    const auto column = static_cast<std::size_t>(pixel->column);
+    const std::uint8_t* value =
+        &picture.pixels[row * tdr::lineBytes(picture.width) + column * tdr::kPixelBytes];
+    return place + formatted(": {} {} {} {}", value[3], value[2], value[1], value[0]);
+}
+
+// --- Keys ----------------------------------------------------------------------------------------
+
+void Viewer::step(int files) {
+    done_ = !readNear(files) || done_;
+}
+
+void Viewer::play(int /*unused*/) {
+    due_ = due_ ? std::nullopt : std::optional(Clock::now());
+}
+
+void Viewer::zoom(int steps) {
+    const PixelSize window = port_->window();
+    const WindowInput middle{WindowInput::Kind::Point, window.width / 2, window.height / 2};
+    const WindowInput at = pointer_.value_or(middle);
+    port_->zoom(steps, at.x, at.y);
+    changed_ = true;
+}
+
+void Viewer::showPixels(int /*unused*/) {
+    port_->showPixels();
+    changed_ = true;
+}
+
+void Viewer::fit(int /*unused*/) {
+    port_->fit();
+    changed_ = true;
+}
+
+void Viewer::showChannel(int channel) {
+    layer_.channel = static_cast<ViewChannel>(channel);
+    raster_.reset();
+    changed_ = true;
+}
+
+void Viewer::changePremultiplied(int /*unused*/) {
+    layer_.premultiplied = !layer_.premultiplied;
+    raster_.reset();
+    changed_ = true;
+}
+
+void Viewer::fillScreen(int /*unused*/) {
+    fillsScreen_ = !fillsScreen_;
+    window_.fillScreen(fillsScreen_);
+}
