@@ -29,8 +29,8 @@ SCENARIOS = [
              {"FAULT_BLOCK": str(WIDTH * HEIGHT * 4)}),
     Scenario("batch", "convert --force -j 1 in.pic -o out.png", "out.png", CONVERSION),
     Scenario("compare", "compare in.pic in.png", "bystander", CONVERSION, {}, 4),
-    Scenario("scene", "scene format in.scn -o in.scn", "in.scn", ("tdr",)),
-    Scenario("plot", "plot in.spl -o out.svg", "out.svg", ("tdr",)),
+    Scenario("scene", "scene format in.scn --in-place", "in.scn", ("tdr",)),
+    Scenario("plot", "plot in.spl -o out.svg --force", "out.svg", ("tdr",)),
 ]
 SAMPLES = {"in.tag": "fuzz/corpus/matte/literal", "in.scn": "samples/lighthouse.scn",
            "in.spl": "samples/vase.spl"}

@@ -44,10 +44,13 @@ TEST_F(CommandTest, usageErrorsExitWith2AndSayNothingOnStdout) {
         {{"scene"}, "subcommand"},
         {{"scene", "check"}, "file"},
         {{"scene", "polish", "a.spl"}, "polish"},
-        {{"scene", "format", "a.spl"}, "--output"},
+        {{"scene", "format", "a.spl"}, "scene format: --output or --in-place is required"},
+        {{"scene", "text", "a.spl", "--force"}, "--output or --in-place is required"},
+        {{"scene", "binary", "a.spl", "--in-place", "-o", "b.spl"}, "--in-place"},
         {{"scene", "check", "a.spl", "-o", "x"}, "-o"},
         {{"scene", "format", "a.spl", "-o", ""}, "empty"}, // must not replace the file itself
         {{"plot", "a.spl"}, "--output"},
+        {{"plot", "a.spl", "-o", "o.png"}, "only SVG can be written: o.png"},
         {{"plot", "a.spl", "-o", "o", "--frames", "5"}, "frames are A-B"},
         {{"plot", "a.spl", "-o", "o", "--frames", "9-5"}, "frames are A-B"},
         {{"plot", "a.spl", "-o", "o", "--frames", "1-99999999999"}, "frames are A-B"},
@@ -86,7 +89,7 @@ TEST_F(CommandTest, bashCompletesSubcommandsAndTheirOptions) {
     } cases[] = {
         {"tdr co", "convert compare completion "},
         {"tdr scene --sync f", "format "},
-        {"tdr convert a.pic --ver", "--verify "},
+        {"tdr convert a.pic --verif", "--verify "},
         {"tdr scene check a.scn --driver", "--driver-dir "},
         {"tdr plot a", ""},
     };

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // tdr plot FILE -o OUT.svg: draws the contents of a scene file.
+#include "files/extension.h"
 #include "files/replacedFile.h"
 #include "output/console.h"
 #include "output/formatted.h"
@@ -9,11 +10,14 @@
 
 #include <charconv>
 
+namespace fs = std::filesystem;
+
 namespace {
 
 struct PlotOptions {
     std::string file;
     std::string output;
+    bool force = false;
     std::string show;
     std::string frames;
     CurveChoice choice;
@@ -40,8 +44,13 @@ std::string checkFrames(const std::string& text) {
     return framesIn(text) ? "" : "frames are A-B with whole numbers, A below B: " + text;
 }
 
-Outcome<void> save(const std::string& target, const std::string& text) {
-    auto file = ReplacedFile::begin(target, ".svg");
+std::string checkOutput(const std::string& name) {
+    const bool writable = !fs::path(name).has_extension() || hasExtension(name, ".svg");
+    return writable ? "" : "only SVG can be written: " + name;
+}
+
+Outcome<void> save(const std::string& target, const std::string& text, Existing existing) {
+    auto file = ReplacedFile::begin(target, ".svg", existing);
     if (!file) {
         return file.failure();
     }
@@ -49,9 +58,19 @@ Outcome<void> save(const std::string& target, const std::string& text) {
     return written ? file->commit() : written;
 }
 
+/// To the file, or to stdout for "-".
+ExitCode write(const PlotOptions& options, const std::string& svg) {
+    if (options.output == "-") {
+        return say(svg);
+    }
+    const auto saved =
+        save(options.output, svg, options.force ? Existing::Replaced : Existing::Kept);
+    return saved ? ExitCode::Done : fail(saved.failure());
+}
+
 /// The default of --show for each kind of file.
 Outcome<Plot> draw(const SceneDocument& document, const PlotOptions& options) {
-    const std::string title = utf8Text(std::filesystem::path(options.file).filename().string());
+    const std::string title = utf8Text(fs::path(options.file).filename().string());
     const std::string usual = document.scene != nullptr    ? "curves"
                               : document.spline != nullptr ? "splines"
                                                            : "trees";
@@ -79,9 +98,8 @@ ExitCode plot(PlotOptions& options) {
     if (!drawn->leftOut.empty()) {
         warn(options.file + ": " + drawn->leftOut);
     }
-    const auto saved = save(options.output, drawn->svg);
-    if (!saved) {
-        return fail(saved.failure());
+    if (const ExitCode exit = write(options, drawn->svg); exit != ExitCode::Done) {
+        return exit;
     }
     if (!document->report.whole()) {
         return fail({ExitCode::Failed,
@@ -96,7 +114,10 @@ ExitCode plot(PlotOptions& options) {
 void addPlot(Arguments& arguments, Command& command) {
     auto options = std::make_shared<PlotOptions>();
     arguments.value("file", "FILE", options->file, "A .scn, .spl or .hrc file").require();
-    arguments.value("-o,--output", "OUT", options->output, "SVG file to write").require();
+    arguments.value("-o,--output", "OUT", options->output, "SVG file to write; - for stdout")
+        .require()
+        .check(checkOutput);
+    arguments.flag("--force", options->force, "Replace an existing file OUT");
     arguments.value("--curve", "CHANNEL", options->choice.channels,
                     "Only curves of this channel, CAM_FOV for example (may be repeated)");
     arguments

@@ -13,6 +13,8 @@ namespace {
 struct SceneOptions {
     std::vector<std::string> files;
     std::string output;
+    bool inPlace = false;
+    bool force = false;
 };
 
 // --- Check ---------------------------------------------------------------------------------------
@@ -61,15 +63,15 @@ class Rewriting {
   public:
     Rewriting(const SceneDocument& document, const SceneOptions& options)
         : document_(document), file_(options.files.front()),
-          target_(options.output.empty() ? file_ : options.output),
-          inPlace_(isSameFile(file_, target_)) {}
+          target_(options.inPlace ? file_ : options.output), inPlace_(isSameFile(file_, target_)),
+          existing_(options.inPlace || options.force ? Existing::Replaced : Existing::Kept) {}
 
     ExitCode into(SceneFlavour flavour) {
-        const auto written =
-            writeSceneDocument(document_, target_, flavour, [&](const SceneReport& ofWriting) {
-                writing_ = ofWriting;
-                return inPlace_ ? approve() : Outcome<void>();
-            });
+        const auto written = writeSceneDocument(document_, target_, flavour, existing_,
+                                                [&](const SceneReport& ofWriting) {
+                                                    writing_ = ofWriting;
+                                                    return inPlace_ ? approve() : Outcome<void>();
+                                                });
         return written ? tell() : fail(written.failure());
     }
 
@@ -134,6 +136,7 @@ class Rewriting {
     const std::string& file_;
     const std::string& target_;
     bool inPlace_;
+    Existing existing_;
     SceneReport writing_;
 };
 
@@ -159,18 +162,16 @@ struct Action {
     const char* name;
     const char* help;
     ExitCode (*run)(const SceneOptions&);
-    bool writes;         ///< takes one file and --output; otherwise many files
-    bool outputRequired; ///< if false, the default is the file itself
+    bool writes; ///< takes one file, and --output or --in-place; otherwise many files
 };
 
 constexpr Action kActions[] = {
     {"check", "Tell whether everything in files was understood, and each place where not", check,
-     false, false},
-    {"format", "Read a file and write it again in the same flavour", format, true, true},
-    {"binary", "Write a spline or hierarchy in the binary flavour", turnInto<SceneFlavour::Binary>,
-     true, false},
-    {"text", "Write a spline or hierarchy in the text flavour", turnInto<SceneFlavour::Text>, true,
      false},
+    {"format", "Read a file and write it again in the same flavour", format, true},
+    {"binary", "Write a spline or hierarchy in the binary flavour", turnInto<SceneFlavour::Binary>,
+     true},
+    {"text", "Write a spline or hierarchy in the text flavour", turnInto<SceneFlavour::Text>, true},
 };
 
 } // namespace
@@ -185,14 +186,16 @@ void addScene(Arguments& arguments, Command& command) {
         files.require();
         if (action.writes) {
             files.single();
-            auto output = sub.value("-o,--output", "OUT", options->output,
-                                    action.outputRequired ? "File to write"
-                                                          : "File to write (default: FILE itself)");
-            if (action.outputRequired) {
-                output.require();
-            }
+            auto output = sub.value("-o,--output", "OUT", options->output, "File to write");
+            output.exclude(sub.flag("--in-place", options->inPlace, "Replace FILE itself"));
+            sub.flag("--force", options->force, "Replace an existing file OUT");
         }
         sub.run([&command, &action, options] {
+            if (action.writes && options->output.empty() && !options->inPlace) {
+                command.exit = fail({ExitCode::Usage, "scene " + std::string(action.name) +
+                                                          ": --output or --in-place is required"});
+                return;
+            }
             command.exit =
                 withinMemory(options->files.front(), [&] { return action.run(*options); });
         });

@@ -269,9 +269,9 @@ Outcome<SceneDocument> read(const fs::path& file) {
 }
 
 Outcome<void> write(const SceneDocument& document, const fs::path& target, SceneFlavour flavour,
-                    const SceneApproval& approve) {
+                    Existing existing, const SceneApproval& approve) {
     const SceneFormat& format = *document.format;
-    auto file = ReplacedFile::begin(target, format.ending);
+    auto file = ReplacedFile::begin(target, format.ending, existing);
     if (!file) {
         return file.failure();
     }
@@ -297,9 +297,10 @@ Outcome<SceneDocument> readSceneDocument(const fs::path& file) {
 }
 
 Outcome<void> writeSceneDocument(const SceneDocument& document, const fs::path& target,
-                                 SceneFlavour flavour, const SceneApproval& approve) {
+                                 SceneFlavour flavour, Existing existing,
+                                 const SceneApproval& approve) {
     try {
-        return write(document, target, flavour, approve);
+        return write(document, target, flavour, existing, approve);
     } catch (const std::bad_alloc&) {
         return problemOf(target, "out of memory");
     }

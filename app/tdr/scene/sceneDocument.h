@@ -2,6 +2,7 @@
 // The three kinds of scene files, read into the toolkit's records and written from them.
 #pragma once
 
+#include "files/temporaryFile.h"
 #include "output/outcome.h"
 #include "sceneReport.h"
 #include "tinyFcurve.h"
@@ -64,9 +65,11 @@ Outcome<SceneDocument> readSceneDocument(const std::filesystem::path& file);
 /// not.
 using SceneApproval = std::function<Outcome<void>(const SceneReport& ofWriting)>;
 
-/// Writes the document next to `target` and, if approved, replaces the target.
+/// Writes the document next to `target` and, if approved, puts it in the target's place. Fails if a
+/// regular file exists there that is to be kept.
 Outcome<void> writeSceneDocument(const SceneDocument& document, const std::filesystem::path& target,
-                                 SceneFlavour flavour, const SceneApproval& approve);
+                                 SceneFlavour flavour, Existing existing,
+                                 const SceneApproval& approve);
 
 /// True when both names lead to the same file.
 [[nodiscard]] bool isSameFile(const std::filesystem::path& a, const std::filesystem::path& b);

@@ -85,7 +85,7 @@ class PlotTest : public CommandTest {
   protected:
     std::string plot(std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), "plot");
-        arguments.insert(arguments.end(), {"-o", in("o.svg")});
+        arguments.insert(arguments.end(), {"-o", in("o.svg"), "--force"});
         const Ended ended = run(arguments);
         EXPECT_EQ(ended.exit, 0) << ended.err;
         EXPECT_EQ(ended.out, "");

@@ -105,9 +105,10 @@ TEST_F(SceneTest, aBigFileTakesLittleMemoryAndTooLittleIsSaid) {
     const std::string big = files().write("big.scn", scene);
     const auto with = [](const std::string& file) {
         const std::string out = file + ".out";
-        return std::vector<std::vector<std::string>>{{"info", file, "--json"},
-                                                     {"scene", "check", file},
-                                                     {"scene", "format", file, "-o", out}};
+        return std::vector<std::vector<std::string>>{
+            {"info", file, "--json"},
+            {"scene", "check", file},
+            {"scene", "format", file, "-o", out, "--force"}};
     };
     const rlim_t enough = 3 * scene.size() + (rlim_t{40} << 20);
     for (const auto& line : with(big)) {
@@ -213,7 +214,7 @@ TEST_F(SceneTest, theContentDecidesWhatAFileIs) {
         const std::string file = files().write(c.name, contentOf(sample(c.sample)));
         EXPECT_TRUE(contains(run({"info", file}).out, file + ": " + c.kind + "\n"));
         EXPECT_TRUE(contains(run({"scene", "check", file}).out, file + ": everything was read"));
-        EXPECT_EQ(run({"scene", "format", file, "-o", file}).err, "");
+        EXPECT_EQ(run({"scene", "format", file, "--in-place"}).err, "");
         EXPECT_EQ(contentOf(file), contentOf(sample(c.sample)));
     }
     const Ended ended = run({"scene", "check", files().write("gone", "SPLN: x v2.60\n\n")});
@@ -258,7 +259,8 @@ TEST_F(SceneTest, everyWayToFailHasItsOwnReason) {
 
 TEST_F(SceneTest, formatWritesTheSamplesAsTheyAre) {
     for (const char* name : {"lighthouse.scn", "vase.spl", "desk_lamp.hrc"}) {
-        EXPECT_EQ(expectDone({"scene", "format", sample(name), "-o", in("out")}).out, "");
+        EXPECT_EQ(expectDone({"scene", "format", sample(name), "-o", in("out"), "--force"}).out,
+                  "");
         EXPECT_EQ(contentOf(in("out")), contentOf(sample(name))) << name;
     }
     EXPECT_EQ(namesIn(files().path()), Names{"out"});
@@ -274,12 +276,15 @@ TEST_F(SceneTest, formatWritesTheVersionOfTheToolkit) {
 TEST_F(SceneTest, binaryAndTextReplaceTheFileAndComeBackEqual) {
     for (const char* name : {"vase.spl", "desk_lamp.hrc"}) {
         const std::string file = copyOf(name);
-        EXPECT_EQ(run({"scene", "binary", file}).exit, 0);
+        expectFailed({"scene", "binary", file, "-o", file},
+                     file + ": exists already (see --force)");
+        EXPECT_EQ(run({"scene", "binary", file, "--in-place"}).exit, 0);
         EXPECT_TRUE(contentOf(file).starts_with("\x53\x80\xF6\x34"));
         EXPECT_EQ(info(file)["flavour"], "binary");
-        EXPECT_EQ(run({"scene", "format", file, "-o", file}).exit, 0) << "keeps the flavour";
+        EXPECT_EQ(run({"scene", "format", file, "-o", file, "--force"}).exit, 0)
+            << "keeps the flavour";
         EXPECT_TRUE(contentOf(file).starts_with("\x53\x80\xF6\x34"));
-        EXPECT_EQ(run({"scene", "text", file}).exit, 0);
+        EXPECT_EQ(run({"scene", "text", "--in-place", file}).exit, 0);
         EXPECT_EQ(contentOf(file), contentOf(sample(name)));
     }
     expectFailed({"scene", "binary", sample("lighthouse.scn"), "-o", in("o")},
@@ -310,7 +315,7 @@ TEST_F(SceneTest, aFileIsNeverReplacedByOneThatHoldsLess) {
         SCOPED_TRACE(c.what);
         const std::string file = files().write(c.name, c.content);
         const std::string out = in("b" + fs::path(c.name).extension().string());
-        const Ended inPlace = run({"scene", "format", file, "-o", file});
+        const Ended inPlace = run({"scene", "format", file, "--in-place"});
         EXPECT_EQ(inPlace.exit, 1);
         EXPECT_TRUE(contains(inPlace.err, "tdr: " + file +
                                               ": not replaced, name another file "
@@ -327,7 +332,7 @@ TEST_F(SceneTest, aFileIsNeverReplacedByOneThatHoldsLess) {
         fs::remove(out);
     }
     const std::string file = files().write("a.spl", spline("  gloss\n"));
-    EXPECT_EQ(run({"scene", "text", file}).exit, 1) << "in place by itself";
+    EXPECT_EQ(run({"scene", "text", file, "-o", file, "--force"}).exit, 1) << "in place too";
     EXPECT_EQ(contentOf(file), spline("  gloss\n"));
     EXPECT_TRUE(contains(run({"scene", "text", file, "-o", in("b.spl")}).err,
                          "a.spl:6: unknown word \"gloss\"\n"));
