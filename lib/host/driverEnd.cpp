@@ -5,6 +5,7 @@
 #include "requestNames.h"
 
 #include <array>
+#include <csignal>
 #include <poll.h>
 #include <sys/wait.h>
 #include <thread>
@@ -71,8 +72,14 @@ Failure DriverProcess::interruption() {
 }
 
 Failure DriverProcess::late() {
+    const bool isJobs = jobDeadline_ && deadline_ == *jobDeadline_;
+    signalGroup(SIGTERM);
+    if (options_.ownGroup) {
+        (void)peer_.process.awaitEnd(ipc::deadlineAfter(kLastBreath));
+    }
     kill();
-    return failure(FailureKind::TimedOut, "no answer within " + seconds(limit_));
+    return isJobs ? failure(FailureKind::TimedOut, "not done in the time for the picture")
+                  : failure(FailureKind::TimedOut, "no answer within " + seconds(limit_));
 }
 
 Failure DriverProcess::linesLost() {
@@ -120,6 +127,13 @@ Result<DriverEnd> DriverProcess::end() {
     return ended;
 }
 
+/// To the driver and to what it has started, if it leads a group.
+void DriverProcess::signalGroup(int signal) const noexcept {
+    if (options_.ownGroup && peer_.process.pid() > 0 && !ended_) {
+        ::kill(-peer_.process.pid(), signal);
+    }
+}
+
 /// Takes the exit status of the ended process. Returns false when it is not available yet: a tracer
 /// (a debugger, the leak sanitizer) takes the status of a killed process first.
 bool DriverProcess::reap() noexcept {
@@ -154,6 +168,7 @@ bool DriverProcess::awaitExit(std::chrono::milliseconds limit, int cancelFd) noe
 DriverEnd DriverProcess::kill() noexcept {
     answerDue_ = false;
     if (!ended_) {
+        signalGroup(SIGKILL);
         peer_.process.kill();
         awaitExit(kAfterKill);
     }

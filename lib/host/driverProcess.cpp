@@ -57,6 +57,7 @@ Result<std::unique_ptr<DriverProcess>> DriverProcess::start(const std::filesyste
     peerOptions.limit = process->options_.limits.start;
     peerOptions.cancelFd = interruptFd();
     peerOptions.captureStderr = true;
+    peerOptions.ownGroup = process->options_.ownGroup;
     ipc::PeerStart started = ipc::startPeer(peerOptions);
     process->peer_ = std::move(started.peer);
     process->answerDue_ = true;
@@ -118,6 +119,9 @@ void DriverProcess::begin(std::int16_t messageClass, std::int16_t code,
     requestCode_ = code;
     limit_ = limit;
     deadline_ = Clock::now() + limit;
+    if (jobDeadline_) {
+        deadline_ = std::min(deadline_, *jobDeadline_);
+    }
 }
 
 // --- Requests ------------------------------------------------------------------------------------

@@ -54,6 +54,11 @@ class DriverProcess {
     [[nodiscard]] const std::string& damage() const { return lines_.damage(); }
     void forgetDamage() { lines_.forgetDamage(); }
 
+    /// See Session::setDeadline.
+    void setDeadline(std::optional<std::chrono::steady_clock::time_point> deadline) {
+        jobDeadline_ = deadline;
+    }
+
     /// Runs one call of the session: requests, answers and the result. Never throws; if a request
     /// stays without its answer, the session ends.
     template <typename Call>
@@ -112,6 +117,7 @@ class DriverProcess {
     Status awaitLastBytes();
     Status awaitStartUpOk();
     bool reap() noexcept;
+    void signalGroup(int signal) const noexcept;
     /// Waits until the process has ended, `limit` has passed, or `cancelFd` is readable; true when
     /// it has ended.
     bool awaitExit(std::chrono::milliseconds limit, int cancelFd = -1) noexcept;
@@ -133,6 +139,7 @@ class DriverProcess {
     std::int16_t requestCode_ = 0;
     std::chrono::milliseconds limit_{}; ///< how long its answer may take
     std::chrono::steady_clock::time_point deadline_;
+    std::optional<std::chrono::steady_clock::time_point> jobDeadline_;
     bool answerDue_ = false; ///< a request has been begun and its answer not received
     bool dismissed_ = false; ///< the end request has been sent
     bool ended_ = false;     ///< the process has been waited for

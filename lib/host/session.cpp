@@ -42,6 +42,10 @@ const std::string& Session::damage() const {
     return process_->damage();
 }
 
+void Session::setDeadline(std::optional<std::chrono::steady_clock::time_point> deadline) {
+    process_->setDeadline(deadline);
+}
+
 void Session::kill() {
     process_->kill();
 }

@@ -91,7 +91,7 @@ void Finder::addPattern(const std::string& name, const FramePattern& pattern) {
     if (rule_.frames) {
         Frames missing;
         std::ranges::set_difference(*rule_.frames, frames, std::back_inserter(missing));
-        if (!missing.empty()) {
+        if (!missing.empty() && !rule_.mayBeMissing) {
             found_.problems.push_back(formatted("{}: no frame {}", name, textOf(missing)));
         }
         addFrames(pattern, *rule_.frames);

@@ -17,6 +17,7 @@ struct InputRule {
     bool searchFolders = false;        ///< also all folders in them
     std::string leftOut = {};          ///< a folder that is not searched
     std::optional<Frames> frames = {}; ///< of patterns; none: those that exist
+    bool mayBeMissing = false;         ///< a command fetches them
     /// Whether a file in a folder is one to read.
     std::function<bool(const std::string& path)> isMeant = {};
 };

@@ -43,11 +43,43 @@ std::optional<std::int32_t> numberOf(const PlannedInput& input, std::int32_t fir
     return fits ? std::optional(static_cast<std::int32_t>(number)) : std::nullopt;
 }
 
+std::vector<Job> joined(const std::vector<PlannedInput>& inputs, const OutputRule& rule) {
+    Job job{inputs.front(), rule.target};
+    for (std::size_t i = 1; i < inputs.size(); ++i) {
+        job.more.push_back(inputs[i].path);
+    }
+    return {std::move(job)};
+}
+
+/// A job for each matte of a single file, if it has several and the target is a pattern.
+std::vector<Job> planMattes(const std::vector<PlannedInput>& inputs, const OutputRule& rule) {
+    std::vector<Job> jobs;
+    const auto pattern = FramePattern::parse(rule.target);
+    const bool may = inputs.size() == 1 && !inputs.front().frame && !rule.isFolder &&
+                     rule.mattesIn && pattern && *pattern;
+    const std::int32_t mattes = may ? rule.mattesIn(inputs.front().path) : 0;
+    for (std::int32_t matte = 1; mattes > 1 && matte <= mattes; ++matte) {
+        const std::int32_t number = rule.start.value_or(1) + (matte - 1) * rule.step;
+        jobs.push_back({inputs.front(), (*pattern)->path(number), false, {}, matte});
+    }
+    return jobs;
+}
+
 } // namespace
 
 Outcome<std::vector<Job>> planJobs(const std::vector<PlannedInput>& inputs,
                                    const OutputRule& rule) {
     std::vector<Job> jobs;
+    if (inputs.size() == 1 && inputs.front().path == kStream) {
+        jobs.push_back({inputs.front(), rule.target}); // its pictures are numbered as they come
+        return jobs;
+    }
+    if (rule.joins && !inputs.empty()) {
+        return joined(inputs, rule);
+    }
+    if (auto mattes = planMattes(inputs, rule); !mattes.empty()) {
+        return mattes;
+    }
     const bool counts = !rule.isFolder && (inputs.size() > 1 || rule.start || rule.step != 1 ||
                                            (inputs.size() == 1 && inputs.front().frame));
     const std::int32_t first =
@@ -81,9 +113,15 @@ std::vector<std::string> checkJobs(std::vector<Job>& jobs, IfExisting existing,
                                    const LookUp& lookUp, const std::vector<std::string>& reserved) {
     std::vector<std::string> problems;
     std::unordered_map<std::string, const Job*> readers;
-    for (const Job& job : jobs) {
-        const auto [reader, first] = readers.emplace(lookUp(job.input.path).identity, &job);
+    const auto addReader = [&](const std::string& path, const Job& job) {
+        const auto [reader, first] = readers.emplace(lookUp(path).identity, &job);
         reader->second = first ? &job : nullptr; // null: several
+    };
+    for (const Job& job : jobs) {
+        addReader(job.input.path, job);
+        for (const std::string& path : job.more) {
+            addReader(path, job);
+        }
     }
     std::unordered_map<std::string, const Job*> writers;
     for (const std::string& path : reserved) {

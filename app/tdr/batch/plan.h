@@ -23,7 +23,9 @@ struct PlannedInput {
 struct Job {
     PlannedInput input;
     std::string output;
-    bool skipped = false; ///< the output exists already
+    bool skipped = false;               ///< the output exists already
+    std::vector<std::string> more = {}; ///< further inputs for the same output
+    std::int32_t channel = 0;           ///< the matte to read of several, from 1; 0: any
 };
 
 /// Where the files of a run are written.
@@ -33,6 +35,10 @@ struct OutputRule {
     std::string ending = {};                ///< ... with this ending (".png"), or its own if empty
     std::optional<std::int32_t> start = {}; ///< the first number in a pattern instead of its own
     std::int32_t step = 1;                  ///< then the distance of the next one
+    bool joins = false;                     ///< all inputs go to one file
+    /// The number of mattes in a file, each of which gets a file of its own if the target is a
+    /// pattern.
+    std::function<std::int32_t(const std::string& path)> mattesIn = {};
 };
 
 /// The jobs, in the order of the inputs. Fails if a name cannot be formed.

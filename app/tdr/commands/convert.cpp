@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <limits>
 #include <memory>
 #include <system_error>
 #include <thread>
@@ -32,12 +33,40 @@ Outcome<void> makeFolderOf(const std::string& file) {
     return error ? problemWith(folder.string(), error.value()) : Outcome<void>();
 }
 
+/// The files for the pictures on standard input: one, or those of a pattern.
+StreamNames streamNames(const ConvertOptions& options, const std::string& output) {
+    return [&options, output](std::size_t picture) -> Outcome<std::string> {
+        const auto pattern = FramePattern::parse(output);
+        if (!pattern) {
+            return pattern.failure();
+        }
+        if (output != "-" && !*pattern && picture > 0) {
+            return Problem{ExitCode::Failed, output + ": written, but standard input has more "
+                                                      "pictures; a pattern takes them all"};
+        }
+        const std::int64_t number = (options.start < 0 ? 1 : options.start) +
+                                    static_cast<std::int64_t>(picture) * options.step;
+        if (number > std::numeric_limits<std::int32_t>::max()) {
+            return Problem{ExitCode::Failed, output + ": the number of a picture is out of range"};
+        }
+        return *pattern ? (*pattern)->path(static_cast<std::int32_t>(number)) : output;
+    };
+}
+
+Converted convertJob(DriverSet& drivers, const ConvertOptions& options, const Job& job) {
+    if (job.input.path == "-") {
+        return convertStream(drivers, options.picture, streamNames(options, job.output));
+    }
+    Conversion conversion{{job.input.path}, job.output, job.channel, job.input.frame.value_or(0)};
+    conversion.inputs.insert(conversion.inputs.end(), job.more.begin(), job.more.end());
+    return convertPicture(drivers, options.picture, conversion);
+}
+
 JobResult convertOne(DriverSet& drivers, const ConvertOptions& options, bool inFolder,
                      const Job& job) {
     const auto made = inFolder ? makeFolderOf(job.output) : Outcome<void>();
     const Converted converted =
-        made ? convertPicture(drivers, options.picture, job.input.path, job.output)
-             : Converted{made.failure()};
+        made ? convertJob(drivers, options, job) : Converted{made.failure()};
     if (converted.outcome) {
         return {};
     }
@@ -70,7 +99,8 @@ ExitCode convert(const DriverOptions& drivers, ConvertOptions& options) {
     const std::size_t processors = std::max(1U, std::thread::hardware_concurrency());
     const std::size_t wanted =
         options.jobs > 0 ? static_cast<std::size_t>(options.jobs) : processors;
-    options.run.workers = std::clamp<std::size_t>(wanted, 1, plan->jobs.size());
+    const bool toStream = plan->jobs.front().output == "-"; // its pictures have an order
+    options.run.workers = toStream ? 1 : std::clamp<std::size_t>(wanted, 1, plan->jobs.size());
     options.run.counts = plan->isBatch;
     if (options.megabytes > 0) {
         const std::size_t each =
@@ -79,7 +109,9 @@ ExitCode convert(const DriverOptions& drivers, ConvertOptions& options) {
     }
     return doJobs(plan->jobs, options.run, [&]() -> Worker {
         const auto use = plan->isBatch ? Drivers::ForMany : Drivers::ForOne;
-        return [&, own = std::make_shared<DriverSet>(drivers, use)](const Job& job) {
+        DriverOptions grouped = drivers;
+        grouped.ownGroups = options.picture.timeout > 0;
+        return [&, own = std::make_shared<DriverSet>(std::move(grouped), use)](const Job& job) {
             return convertOne(*own, options, plan->inFolder, job);
         };
     });
@@ -93,6 +125,10 @@ void addInputs(Arguments& arguments, ConvertOptions& options) {
     arguments.value("--files-from", "FILE", options.list,
                     "Read the names of more pictures from FILE, or - for standard input");
     arguments.flag("-0,--null", options.zeros, "They end with a zero byte instead of a line end");
+    arguments.value("--from", "KIND", options.picture.from,
+                    "Read this kind of file, whatever its name: an ending or a driver's name");
+    arguments.value("--pre-read", "CMD", options.picture.preRead,
+                    "Command that the reading driver runs before each file");
     arguments
         .value("--frames", "LIST", options.frames,
                "Frames of the patterns, all of which have to exist: 1-100x2,120")
@@ -107,6 +143,12 @@ void addOutputs(Arguments& arguments, ConvertOptions& options) {
     arguments.value("--start", "N", options.start, "Number the new frames from N")
         .range(0, 999'999'999);
     arguments.value("--step", "N", options.step, "Number them N apart").range(1, 999'999);
+    arguments
+        .value("--threshold", "N", options.picture.threshold,
+               "In a matte, set what is above N of 255 (default: 127)")
+        .range(0, 254);
+    arguments.value("--post-write", "CMD", options.picture.postWrite,
+                    "Command that the writing driver runs with each new file");
     auto force = arguments.flag("--force", options.force, "Replace existing files");
     force.exclude(arguments.flag("--skip-existing", options.skipExisting,
                                  "Leave out pictures whose new file exists"));
@@ -131,6 +173,10 @@ void addRun(Arguments& arguments, ConvertOptions& options) {
         .value("-j,--jobs", "N", options.jobs,
                "Pictures to convert at a time (default: the number of processors)")
         .range(1, kMostJobs);
+    arguments
+        .value("--picture-timeout", "SECONDS", options.picture.timeout,
+               "Give up a picture, and end its drivers with all they have started, after this time")
+        .range(0.001, 1e6);
     arguments
         .value("--max-memory", "MB", options.megabytes,
                "Memory for pixels of all jobs together; larger pictures go line by line")

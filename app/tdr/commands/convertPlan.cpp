@@ -4,7 +4,9 @@
 #include "batch/inputs.h"
 #include "output/console.h"
 #include "output/formatted.h"
+#include "pictures/matteOutput.h"
 #include "pictures/metadata.h"
+#include "pictures/namedPicture.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -45,6 +47,7 @@ class Planner {
     Outcome<FoundInputs> find();
     Outcome<std::string> ending();
     Outcome<std::vector<Job>> match(const FoundInputs& found);
+    Outcome<void> checkWays(const std::vector<Job>& jobs);
 
     /// Looked for only if the plan needs them.
     DriverSet& drivers() {
@@ -79,7 +82,13 @@ Outcome<void> Planner::splitWords() {
 }
 
 Outcome<FoundInputs> Planner::find() {
-    InputRule rule{names_, {}, options_.recursive, inFolder_ ? output_ : "", {}, {}};
+    InputRule rule{names_,
+                   {},
+                   options_.recursive,
+                   inFolder_ ? output_ : "",
+                   {},
+                   !options_.picture.preRead.empty(),
+                   {}};
     if (!options_.list.empty()) {
         auto listed = readFileList(options_.list, options_.zeros ? '\0' : '\n');
         if (!listed) {
@@ -111,6 +120,9 @@ Outcome<std::string> Planner::ending() {
     if (kind.empty() || !inFolder_) {
         return std::string();
     }
+    if (isMatte({}, kind.substr(kind.starts_with('.') ? 1 : 0))) {
+        return (kind.starts_with('.') ? "" : ".") + kind;
+    }
     const auto driver = drivers().byKind(kind);
     if (!driver) {
         return driver.failure();
@@ -128,7 +140,44 @@ Outcome<std::vector<Job>> Planner::match(const FoundInputs& found) {
     if (options_.start >= 0) {
         rule.start = options_.start;
     }
+    const auto pattern = FramePattern::parse(output_);
+    rule.joins = !inFolder_ && found.inputs.size() > 1 && pattern && !*pattern &&
+                 isMatte(output_, options_.picture.kind);
+    if (options_.picture.channel == 0) {
+        rule.mattesIn = mattesIn;
+    }
     return planJobs(found.inputs, rule);
+}
+
+/// Streams and outside commands have rules of their own.
+Outcome<void> Planner::checkWays(const std::vector<Job>& jobs) {
+    const ConversionOptions& picture = options_.picture;
+    const bool commands = !picture.preRead.empty() || !picture.postWrite.empty();
+    const bool reads =
+        std::ranges::any_of(jobs, [](const Job& job) { return job.input.path == "-"; });
+    const bool writes = std::ranges::any_of(jobs, [](const Job& job) { return job.output == "-"; });
+    if (commands && (picture.verify || picture.preserveTime || reads || writes)) {
+        return usage("--pre-read and --post-write do not go together with --verify, "
+                     "--preserve-time or -");
+    }
+    if (picture.verify && writes) {
+        return usage("--verify cannot read standard output");
+    }
+    if (reads && (inFolder_ || jobs.size() > 1)) {
+        return usage("- for input goes alone, to a file, a pattern or -");
+    }
+    for (const Job& job : jobs) {
+        const NamedFile in{job.input.path, picture.from, picture.preRead};
+        const NamedFile out{job.output, picture.kind, picture.postWrite};
+        for (const NamedFile& file : {in, out}) {
+            const auto driver =
+                file.command.empty() ? Outcome<std::size_t>(0) : driverFor(drivers(), file);
+            if (!driver) {
+                return driver.failure();
+            }
+        }
+    }
+    return {};
 }
 
 Outcome<ConvertPlan> Planner::plan() {
@@ -145,6 +194,9 @@ Outcome<ConvertPlan> Planner::plan() {
     auto jobs = match(*found);
     if (!jobs) {
         return jobs.failure();
+    }
+    if (const auto good = checkWays(*jobs); !good) {
+        return good.failure();
     }
     std::vector<std::string> reserved;
     if (!options_.run.report.empty()) {

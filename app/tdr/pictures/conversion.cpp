@@ -1,21 +1,28 @@
 // SPDX-License-Identifier: MIT
 #include "conversion.h"
 
+#include "matteOutput.h"
+#include "namedPicture.h"
 #include "output/console.h"
 #include "output/formatted.h"
+#include "pamStream.h"
 #include "pictureInput.h"
 #include "pictureOutput.h"
+#include "streamPicture.h"
 
+#include <chrono>
+#include <memory>
 #include <optional>
+#include <unistd.h>
 #include <utility>
 
 namespace {
 
 /// From an open input to the end of the output. Both use one shared block without a copy: for the
 /// whole picture or, if it is large, line by line.
-class Conversion {
+class Copying {
   public:
-    Conversion(const ConversionOptions& options, PictureInput& input, PictureOutput& output)
+    Copying(const ConversionOptions& options, PictureInput& input, PictureOutput& output)
         : options_(options), input_(input), output_(output) {}
 
     Outcome<void> run();
@@ -37,7 +44,7 @@ class Conversion {
     std::optional<tdr::SharedBlock> line_;   ///< of a large one
 };
 
-Outcome<void> Conversion::run() {
+Outcome<void> Copying::run() {
     if (auto read = this->read(); !read) {
         return read;
     }
@@ -63,7 +70,7 @@ Outcome<void> Conversion::run() {
                             : Outcome<void>();
 }
 
-void Conversion::reportLosses(const std::vector<std::string>& metadata) {
+void Copying::reportLosses(const std::vector<std::string>& metadata) {
     if (options_.quiet) {
         return;
     }
@@ -83,7 +90,7 @@ void Conversion::reportLosses(const std::vector<std::string>& metadata) {
 }
 
 /// Reads the whole picture, unless it is large or memory is short.
-Outcome<void> Conversion::read() {
+Outcome<void> Copying::read() {
     const std::size_t bytes = tdr::pictureBytes(input_.width(), input_.height());
     if (bytes > options_.mostBytes) {
         return {};
@@ -101,7 +108,7 @@ Outcome<void> Conversion::read() {
 }
 
 /// Fails if the input is damaged and --keep-damaged is not set.
-Outcome<void> Conversion::checkDamage() {
+Outcome<void> Copying::checkDamage() {
     if (options_.keepDamaged || !input_.damaged()) {
         return {};
     }
@@ -111,14 +118,14 @@ Outcome<void> Conversion::checkDamage() {
 }
 
 /// Writes the picture that was read, or reads and writes it line by line.
-Outcome<void> Conversion::write() {
+Outcome<void> Copying::write() {
     if (auto begun = output_.begin(input_.width(), input_.height()); !begun) {
         return begun;
     }
     return pixels_ ? output_.writeAll(*pixels_) : copyLines();
 }
 
-Outcome<void> Conversion::copyLines() {
+Outcome<void> Copying::copyLines() {
     auto block = tdr::SharedBlock::create(tdr::lineBytes(input_.width()));
     if (!block) {
         return problemWith(input_.name(), block.failure());
@@ -139,7 +146,7 @@ Outcome<void> Conversion::copyLines() {
 }
 
 /// A line as the output gets it. That of a large picture is read, also for a second time.
-Outcome<PixelLine> Conversion::lineOf(std::int32_t line) {
+Outcome<PixelLine> Copying::lineOf(std::int32_t line) {
     const std::size_t size = tdr::lineBytes(input_.width());
     if (pixels_) {
         return PixelLine(pixels_->bytes().subspan(static_cast<std::size_t>(line) * size, size));
@@ -151,14 +158,14 @@ Outcome<PixelLine> Conversion::lineOf(std::int32_t line) {
     return PixelLine(line_->bytes());
 }
 
-Outcome<void> Conversion::verify() {
+Outcome<void> Copying::verify() {
     return options_.verify ? output_.verify({input_.name(), input_.width(), input_.height(),
                                              [&](std::int32_t line) { return lineOf(line); }})
                            : Outcome<void>();
 }
 
 /// Closes the file of a picture that is converted line by line.
-Outcome<void> Conversion::finishReading() {
+Outcome<void> Copying::finishReading() {
     if (pixels_) {
         return {};
     }
@@ -168,19 +175,94 @@ Outcome<void> Conversion::finishReading() {
     return checkDamage(); // a driver may find it only when it closes the file
 }
 
+constexpr std::string_view kStream = "-";
+
+using OpenedInput = Outcome<std::unique_ptr<PictureInput>>;
+using OpenedOutput = Outcome<std::unique_ptr<PictureOutput>>;
+
+OpenedInput inputFor(DriverSet& drivers, const ConversionOptions& options,
+                     const Conversion& conversion, const std::string& path) {
+    if (!options.preRead.empty()) {
+        return openNamedInput(drivers, {path, options.from, options.preRead, conversion.frame});
+    }
+    return openInput(drivers, path, options.from,
+                     conversion.channel > 0 ? conversion.channel : options.channel);
+}
+
+OpenedOutput outputFor(DriverSet& drivers, const ConversionOptions& options,
+                       const Conversion& conversion, const PictureInput& input) {
+    const std::string& path = conversion.output;
+    if (path == kStream) {
+        return streamOutput();
+    }
+    if (!options.postWrite.empty()) {
+        return openNamedOutput(drivers, {path, options.kind, options.postWrite, conversion.frame});
+    }
+    if (isMatte(path, options.kind)) {
+        const auto channels = static_cast<std::int32_t>(conversion.inputs.size());
+        return openMatte(path, {options.threshold, channels}, options.existing);
+    }
+    return openOutput(drivers, path, options.kind, options.existing, input);
+}
+
+void beginTime(DriverSet& drivers, const ConversionOptions& options) {
+    if (options.timeout > 0) {
+        const std::chrono::duration<double> limit(options.timeout);
+        drivers.setDeadline(std::chrono::steady_clock::now() +
+                            std::chrono::ceil<std::chrono::milliseconds>(limit));
+    }
+}
+
 } // namespace
 
 Converted convertPicture(DriverSet& drivers, const ConversionOptions& options,
-                         const std::string& input, const std::string& output) {
-    const auto from = openInput(drivers, input, options.channel);
-    if (!from) {
-        return {from.failure()};
+                         const Conversion& conversion) {
+    beginTime(drivers, options);
+    std::unique_ptr<PictureOutput> output;
+    bool damaged = false;
+    for (const std::string& path : conversion.inputs) {
+        const auto input = inputFor(drivers, options, conversion, path);
+        if (!input) {
+            return {input.failure(), damaged};
+        }
+        if (!output) {
+            auto opened = outputFor(drivers, options, conversion, **input);
+            if (!opened) {
+                return {opened.failure()};
+            }
+            output = std::move(*opened);
+        }
+        auto outcome = Copying(options, **input, *output).run();
+        damaged = damaged || (*input)->damaged();
+        const bool goesOn = outcome || (damaged && options.keepDamaged);
+        if (!goesOn || &path == &conversion.inputs.back()) {
+            return {std::move(outcome), damaged};
+        }
     }
-    const auto to = openOutput(drivers, output, options.kind, options.existing, **from);
-    if (!to) {
-        return {to.failure()};
+    return {};
+}
+
+Converted convertStream(DriverSet& drivers, const ConversionOptions& options,
+                        const StreamNames& names) {
+    PamReader reader(STDIN_FILENO, "standard input");
+    for (std::size_t picture = 0;; ++picture) {
+        const auto next = reader.next();
+        if (!next) {
+            return {next.failure(), picture > 0};
+        }
+        if (!*next) {
+            return picture > 0
+                       ? Converted{}
+                       : Converted{Problem{ExitCode::Failed, reader.name() + ": has no picture"}};
+        }
+        beginTime(drivers, options);
+        const auto input = streamInput(reader);
+        auto path = names(picture);
+        const auto output =
+            path ? outputFor(drivers, options, {{}, *path}, *input) : path.failure();
+        auto outcome = output ? Copying(options, *input, **output).run() : output.failure();
+        if (!outcome) {
+            return {std::move(outcome)};
+        }
     }
-    Conversion conversion(options, **from, **to);
-    auto outcome = conversion.run();
-    return {std::move(outcome), (*from)->damaged()};
 }

@@ -10,7 +10,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
+#include <vector>
 
 /// Size of pixels above which a picture is converted line by line: room for a film frame of 4096 x
 /// 3112, but small enough that a small file with a large claimed size does no harm.
@@ -19,6 +21,9 @@ inline constexpr std::size_t kMostPixelBytes = std::size_t{64} << 20;
 /// What is the same for all pictures of a run.
 struct ConversionOptions {
     std::string kind;         ///< of the output: a driver's name or an ending; empty: not given
+    std::string from;         ///< of the input, likewise
+    std::string preRead;      ///< an outside command of the reading driver; empty: none
+    std::string postWrite;    ///< of the writing driver
     std::int32_t channel = 0; ///< of a matte, counted from 1; 0: the first, with a report
     AlphaChange alpha = AlphaChange::None;
     bool keepDamaged = false;
@@ -27,13 +32,30 @@ struct ConversionOptions {
     bool quiet = false; ///< losses are not reported
     Existing existing = Existing::Kept;
     std::size_t mostBytes = kMostPixelBytes; ///< of pixels in memory
+    double timeout = 0;                      ///< seconds for a picture; 0: no limit
+    std::int32_t threshold = 127;            ///< of alpha or luminance in a matte
 };
+
+/// What to read and what to write.
+struct Conversion {
+    std::vector<std::string> inputs; ///< several become the channels of a matte
+    std::string output;
+    std::int32_t channel = 0; ///< of a matte, instead of that of the options
+    std::int32_t frame = 0;
+};
+
+/// Numbers the files for the pictures of a stream.
+using StreamNames = std::function<Outcome<std::string>(std::size_t picture)>;
 
 struct Converted {
     Outcome<void> outcome = {}; ///< damaged input is a problem, even if the file was written
     bool damaged = false;       ///< the input was not read in full
 };
 
-/// Converts the file `input` to the file `output`.
+/// Converts one picture; "-" as the output is standard output.
 [[nodiscard]] Converted convertPicture(DriverSet& drivers, const ConversionOptions& options,
-                                       const std::string& input, const std::string& output);
+                                       const Conversion& conversion);
+
+/// Converts all pictures on standard input, each to the file of its name.
+[[nodiscard]] Converted convertStream(DriverSet& drivers, const ConversionOptions& options,
+                                      const StreamNames& names);

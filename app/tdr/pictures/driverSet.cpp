@@ -89,6 +89,7 @@ tdr::Result<RunningDriver> startDriver(const fs::path& program, const DriverOpti
     static_cast<void>(removed); // once a run is enough
     auto lines = std::make_shared<std::vector<std::string>>();
     tdr::StartOptions startOptions;
+    startOptions.ownGroup = options.ownGroups;
     if (options.timeout > 0) {
         const std::chrono::duration<double> timeout(options.timeout);
         const auto limit = std::chrono::ceil<std::chrono::milliseconds>(timeout);
@@ -233,6 +234,7 @@ tdr::Result<LentDriver> DriverSet::take(std::size_t driver) {
         entry.idle.push_back(std::move(*started));
     }
     lent_.splice(lent_.begin(), entry.idle, entry.idle.begin());
+    lent_.front().session.setDeadline(deadline_);
     return LentDriver(&lent_.front(), GiveBack{this, driver, lent_.begin()});
 }
 
@@ -246,6 +248,7 @@ void DriverSet::giveBack(std::size_t driver, List::iterator place) noexcept {
     if (place->session.alive() && !place->session.isConnected()) {
         place->lines->clear();
         place->names = {};
+        place->session.setDeadline({});
         List& idle = entries_[driver].idle;
         idle.splice(idle.begin(), lent_, place);
     } else {

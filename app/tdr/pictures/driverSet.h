@@ -6,6 +6,7 @@
 #include "output/outcome.h"
 #include "tdr/session.h"
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
@@ -19,7 +20,8 @@
 /// Where to look for drivers, and their time limit.
 struct DriverOptions {
     std::vector<std::string> directories; ///< searched before all others
-    double timeout = 0;                   ///< seconds an answer may take; 0: the default
+    bool ownGroups = false; ///< drivers end together with the outside commands that they run
+    double timeout = 0;     ///< seconds an answer may take; 0: the default
 };
 
 /// A running driver with the lines it has written to stderr. They are kept until it is known
@@ -99,6 +101,11 @@ class DriverSet {
     /// pointer, and kept for the next caller if it is in order.
     [[nodiscard]] tdr::Result<LentDriver> take(std::size_t driver);
 
+    /// From now on drivers that are lent have to answer until then.
+    void setDeadline(std::optional<std::chrono::steady_clock::time_point> deadline) {
+        deadline_ = deadline;
+    }
+
     /// The rest of a picture needs no idle driver. Unless they are kept for more pictures, they get
     /// the end request now and end while the caller continues.
     void spareIdle();
@@ -126,6 +133,7 @@ class DriverSet {
     DriverOptions options_;
     std::vector<Entry> entries_;
     Drivers use_;
+    std::optional<std::chrono::steady_clock::time_point> deadline_;
     List lent_;
     List dismissed_;
 };

@@ -198,6 +198,15 @@ base::UniqueFile openAs(const std::filesystem::path& path, int flags, const char
 
 } // namespace
 
+std::vector<std::string> textsOf(const Metadata& metadata) {
+    Losses losses;
+    if (metadata.png) {
+        losses.addPngOnly(*metadata.png);
+    }
+    loseAll(metadata, losses);
+    return losses.take();
+}
+
 bool beginsAsPicture(const std::filesystem::path& path) {
     const base::UniqueFile stream = openAs(path, O_RDONLY, "r");
     PictureNotes notes{};

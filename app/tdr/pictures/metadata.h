@@ -24,6 +24,9 @@ struct Metadata {
 /// system's reason, when the file cannot be read: the losses are then unknown.
 [[nodiscard]] Outcome<Metadata> readMetadata(const std::filesystem::path& path);
 
+/// Texts for all of it, for an output that holds none.
+[[nodiscard]] std::vector<std::string> textsOf(const Metadata& metadata);
+
 /// True for a PIC, TAG or PNG file, by its first bytes.
 [[nodiscard]] bool beginsAsPicture(const std::filesystem::path& path);
 

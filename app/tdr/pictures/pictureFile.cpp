@@ -96,8 +96,9 @@ Outcome<std::optional<std::size_t>> writerFor(DriverSet& drivers, const std::str
     if (target == "-") { // elsewhere it names a stream; a file of that name surprises
         return Problem{ExitCode::Failed, "-: standard output cannot be written; ./- names a file"};
     }
-    const Problem mattes{ExitCode::Failed,
-                         target + ": mattes (.tag) can be read, but not be written yet"};
+    const Problem mattes{
+        ExitCode::Failed,
+        target + ": mattes are written only by 'tdr convert', to names that end in .tag"};
     if (hasExtension(kind.empty() ? target : "." + kind, ".tag")) {
         return mattes;
     }

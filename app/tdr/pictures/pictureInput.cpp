@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "pictureInput.h"
 
+#include "files/readableFile.h"
 #include "output/formatted.h"
 #include "pictureFile.h"
 
@@ -93,11 +94,20 @@ Outcome<void> DriverInput::readNotes() {
     return {};
 }
 
+Outcome<PictureFile> openAs(DriverSet& drivers, const std::string& path, const std::string& kind) {
+    if (kind.empty()) {
+        return openPicture(drivers, path);
+    }
+    auto file = openReadable(path);
+    const auto driver = file ? drivers.byKind(kind) : file.failure();
+    return driver ? openPicture(drivers, path, std::move(*file), **driver) : driver.failure();
+}
+
 } // namespace
 
 Outcome<std::unique_ptr<PictureInput>> openInput(DriverSet& drivers, const std::string& path,
-                                                 std::int32_t matte) {
-    auto picture = openPicture(drivers, path);
+                                                 const std::string& kind, std::int32_t matte) {
+    auto picture = openAs(drivers, path, kind);
     if (!picture) {
         return picture.failure();
     }

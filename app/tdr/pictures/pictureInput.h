@@ -49,7 +49,8 @@ class PictureInput {
     std::string name_;
 };
 
-/// Opens the file `path` with the driver that reads it. `matte` is the one to read of several,
+/// Opens the file `path` with the driver that reads it, or with that of `kind` (see
+/// `DriverSet::byKind`) if it is not empty. `matte` is the one to read of several,
 /// counted from 1; 0: the first, and the others are losses.
 [[nodiscard]] Outcome<std::unique_ptr<PictureInput>>
-openInput(DriverSet& drivers, const std::string& path, std::int32_t matte);
+openInput(DriverSet& drivers, const std::string& path, const std::string& kind, std::int32_t matte);

@@ -90,6 +90,7 @@ struct ChildPlan {
     std::array<char*, 4> arguments{}; ///< path, option, port, null
     int stderrFd = -1;                ///< becomes descriptor 2; -1: unchanged
     bool defaultChildSignal = true;
+    bool ownGroup = false;
 };
 
 /// Resets the signals that the parent catches to their default action: a handler in the child would
@@ -116,6 +117,9 @@ void dropCatchers() {
         sigaction(SIGCHLD, &defaultAction, nullptr);
     }
     dropCatchers();
+    if (plan.ownGroup) {
+        setpgid(0, 0);
+    }
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);
@@ -160,8 +164,10 @@ Trouble spawn(const PeerOptions& options, unsigned short port, int stderrFd, Pee
     std::string path = options.path;
     std::string option = "-ipc_link_port";
     std::string number = std::to_string(port);
-    const ChildPlan plan{
-        {path.data(), option.data(), number.data(), nullptr}, stderrFd, !options.ignoreChildSignal};
+    const ChildPlan plan{{path.data(), option.data(), number.data(), nullptr},
+                         stderrFd,
+                         !options.ignoreChildSignal,
+                         options.ownGroup};
     const pid_t pid = forkProgram(plan);
     if (pid < 0) {
         return {PeerFailure::Fork, errno};

@@ -161,7 +161,7 @@ TEST_F(ProofTest, differencesAreDrawnAndMeasured) {
         {tag, last, "o.png", 1, "matte 2, first at column 0", first},
         {a, high, "o.png", 1, "2 x 1 and 2 x 2; " + in("o.png") + " is not written\n"},
         {a, in("none.pic"), "o.png", 4, "none.pic: No such file"},
-        {a, b, "o.tag", 4, "o.tag: mattes (.tag) can be read, but not be written yet\n"},
+        {a, b, "o.tag", 4, "o.tag: mattes are written only by 'tdr convert'"},
         {a, b, "o.0001", 4, "o.0001: no driver has this name or writes files with this ending"},
         {a, b, "full.png", 4, "No space left on device"},
     };

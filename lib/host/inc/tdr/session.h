@@ -41,6 +41,9 @@ struct Limits {
 
 struct StartOptions {
     Limits limits;
+    /// The driver leads a process group of its own: where it has to be ended, the outside commands
+    /// that it runs end with it. Signals from a terminal then reach only the host.
+    bool ownGroup = false;
     std::int16_t hostId = 1;    ///< this end's two ids for drivers; any values
     std::int16_t hostSubId = 1; ///< see `hostId`
     /// Called with every line (without its newline) that the driver writes to stderr, only during
@@ -183,6 +186,10 @@ class Session {
     /// other count, and a packet holds 256. Always `BadArgument`; nothing is sent.
     Status getTile();
     Status putTile();
+
+    /// A moment at which no answer is waited for any longer, besides the limit of each request;
+    /// none by default. A driver that is late then is killed, as after `Limits::request`.
+    void setDeadline(std::optional<std::chrono::steady_clock::time_point> deadline);
 
     /// Sends the end request without waiting for the driver's exit. No request may follow; `end` or
     /// the destructor still waits.

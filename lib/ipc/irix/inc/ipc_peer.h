@@ -42,6 +42,10 @@ struct PeerOptions {
     /// failed start waits for its child, and the caller waits for the child of a successful start.
     bool ignoreChildSignal = false;
 
+    /// Make the child the leader of a new process group, so that it can be ended together with what
+    /// it has started.
+    bool ownGroup = false;
+
     /// Make the listening socket reachable from other machines too.
     bool listenOnAllInterfaces = false;
 };

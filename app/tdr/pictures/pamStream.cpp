@@ -1,0 +1,186 @@
+// SPDX-License-Identifier: MIT
+#include "pamStream.h"
+
+#include "base/hostPixel.h"
+#include "base/limits.h"
+#include "output/formatted.h"
+#include "output/wholeWrite.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+
+namespace {
+
+constexpr std::size_t kLongestLine = 1024; ///< of a header
+constexpr int kMostLines = 100;            ///< of a header
+constexpr std::int32_t kLargestByte = 255;
+constexpr std::int32_t kLargestSample = 65535;
+constexpr std::int32_t kMostSamples = 4;
+
+/// The words of a header that give a number.
+constexpr std::pair<std::string_view, std::int32_t PamHeader::*> kNumbers[] = {
+    {"WIDTH", &PamHeader::width},
+    {"HEIGHT", &PamHeader::height},
+    {"DEPTH", &PamHeader::depth},
+    {"MAXVAL", &PamHeader::largest},
+};
+
+/// Reads "WORD NUMBER"; false if the number is malformed. Other words are passed over.
+bool readNumber(std::string_view line, PamHeader& header) {
+    const std::size_t end = std::min(line.find_first_of(" \t"), line.size());
+    const std::string_view word = line.substr(0, end);
+    const auto row =
+        std::ranges::find(kNumbers, word, [](const auto& number) { return number.first; });
+    if (row == std::end(kNumbers)) {
+        return true;
+    }
+    line.remove_prefix(std::min(line.find_first_not_of(" \t", end), line.size()));
+    std::int32_t& value = header.*(row->second);
+    const auto [rest, error] = std::from_chars(line.data(), line.data() + line.size(), value);
+    return error == std::errc() &&
+           std::string_view(rest, static_cast<std::size_t>(line.data() + line.size() - rest))
+                   .find_first_not_of(" \t\r") == std::string_view::npos;
+}
+
+bool isGood(const PamHeader& header) {
+    return base::isPictureSide(header.width) && base::isPictureSide(header.height) &&
+           header.depth >= 1 && header.depth <= kMostSamples && header.largest >= 1 &&
+           header.largest <= kLargestSample;
+}
+
+} // namespace
+
+Problem PamReader::problem(std::string_view what) const {
+    return {ExitCode::Failed, formatted("{}: {}", name_, what)};
+}
+
+/// Makes `size` bytes available from `at_` on; false if the stream ends before.
+Outcome<bool> PamReader::fill(std::size_t size) {
+    if (bytes_.size() - at_ >= size) {
+        return true;
+    }
+    bytes_.erase(0, at_);
+    at_ = 0;
+    while (bytes_.size() < size) {
+        std::array<char, 1 << 16> some{};
+        const ssize_t got = readSome(fd_, some.data(), some.size());
+        if (got < 0) {
+            return problemWith(name_, errno);
+        }
+        if (got == 0) {
+            return false;
+        }
+        bytes_.append(some.data(), static_cast<std::size_t>(got));
+    }
+    return true;
+}
+
+Outcome<std::string> PamReader::headerLine() {
+    for (std::size_t size = 1; size <= kLongestLine; ++size) {
+        const auto there = fill(size);
+        if (!there) {
+            return there.failure();
+        }
+        if (!*there) {
+            return problem("ends inside a PAM header");
+        }
+        if (bytes_[at_ + size - 1] == '\n') {
+            std::string line = bytes_.substr(at_, size - 1);
+            at_ += size;
+            return line;
+        }
+    }
+    return problem("a line of a PAM header is too long");
+}
+
+Outcome<void> PamReader::readHeader() {
+    header_ = {};
+    for (int lines = 0; lines < kMostLines; ++lines) {
+        const auto line = headerLine();
+        if (!line) {
+            return line.failure();
+        }
+        if (line->starts_with("ENDHDR")) {
+            return isGood(header_)
+                       ? Outcome<void>()
+                       : problem(formatted("a PAM picture of {} x {} pixels with {} samples up to "
+                                           "{} cannot be read",
+                                           header_.width, header_.height, header_.depth,
+                                           header_.largest));
+        }
+        if (!readNumber(*line, header_)) {
+            return problem("a number in a PAM header is malformed");
+        }
+    }
+    return problem("a PAM header has no end");
+}
+
+Outcome<std::optional<PamHeader>> PamReader::next() {
+    const auto more = fill(1);
+    if (!more) {
+        return more.failure();
+    }
+    if (!*more) {
+        return std::optional<PamHeader>();
+    }
+    const auto magic = fill(3);
+    if (!magic) {
+        return magic.failure();
+    }
+    if (!*magic || bytes_.compare(at_, 3, "P7\n") != 0) {
+        return problem("not a PAM picture");
+    }
+    at_ += 3;
+    if (const auto read = readHeader(); !read) {
+        return read.failure();
+    }
+    left_ = header_.height;
+    return std::optional(header_);
+}
+
+Outcome<void> PamReader::readLine(std::span<std::uint8_t> line) {
+    const auto depth = static_cast<std::size_t>(header_.depth);
+    const std::size_t wide = header_.largest > kLargestByte ? 2 : 1;
+    const auto width = static_cast<std::size_t>(header_.width);
+    const auto there = fill(width * depth * wide);
+    if (!there) {
+        return there.failure();
+    }
+    if (!*there) {
+        return problem(formatted("ends inside a PAM picture, {} lines before its end", left_));
+    }
+    const auto* at = reinterpret_cast<const std::uint8_t*>(bytes_.data() + at_);
+    const auto sample = [&] {
+        const int value = wide == 2 ? at[0] << 8 | at[1] : at[0];
+        at += wide;
+        const int most = header_.largest;
+        return static_cast<std::uint8_t>(
+            most == kLargestByte ? value
+                                 : (std::min(value, most) * kLargestByte + most / 2) / most);
+    };
+    for (std::size_t x = 0; x < width; ++x) {
+        std::uint8_t* pixel = &line[x * base::kHostPixelBytes];
+        pixel[3] = sample();
+        pixel[2] = depth < 3 ? pixel[3] : sample();
+        pixel[1] = depth < 3 ? pixel[3] : sample();
+        pixel[0] = depth % 2 == 0 ? sample() : kLargestByte;
+    }
+    at_ += width * depth * wide;
+    --left_;
+    return {};
+}
+
+std::string pamHeader(std::int32_t width, std::int32_t height) {
+    return formatted("P7\nWIDTH {}\nHEIGHT {}\nDEPTH 4\nMAXVAL 255\nTUPLTYPE RGB_ALPHA\nENDHDR\n",
+                     width, height);
+}
+
+void addPamLine(std::span<const std::uint8_t> line, std::string& bytes) {
+    for (std::size_t at = 0; at < line.size(); at += base::kHostPixelBytes) {
+        for (std::size_t i = base::kHostPixelBytes; i-- > 0;) {
+            bytes += static_cast<char>(line[at + i]);
+        }
+    }
+}
