@@ -19,31 +19,31 @@ constexpr PixelSize kKeptFree{20, 50};
 
 struct KeyRow {
     int key;
+    int argument;
     void (Viewer::*act)(int argument);
-    int argument = 0;
 };
 
 constexpr KeyRow kKeys[] = {
-    {'q', &Viewer::quit},
-    {kKeyEscape, &Viewer::quit},
-    {kKeyRight, &Viewer::step, 1},
-    {kKeyDown, &Viewer::step, 1},
-    {' ', &Viewer::step, 1},
-    {kKeyLeft, &Viewer::step, -1},
-    {kKeyUp, &Viewer::step, -1},
-    {kKeyReturn, &Viewer::play},
-    {'+', &Viewer::zoom, 1},
-    {'=', &Viewer::zoom, 1}, // the same key on many keyboards
-    {'-', &Viewer::zoom, -1},
-    {'1', &Viewer::showPixels},
-    {'f', &Viewer::fit},
-    {'r', &Viewer::showChannel, static_cast<int>(ViewChannel::Red)},
-    {'g', &Viewer::showChannel, static_cast<int>(ViewChannel::Green)},
-    {'b', &Viewer::showChannel, static_cast<int>(ViewChannel::Blue)},
-    {'a', &Viewer::showChannel, static_cast<int>(ViewChannel::Alpha)},
-    {'c', &Viewer::showChannel, static_cast<int>(ViewChannel::Colours)},
-    {'p', &Viewer::changePremultiplied},
-    {kKeyF11, &Viewer::fillScreen},
+    {'q', 0, &Viewer::quit},
+    {kKeyEscape, 0, &Viewer::quit},
+    {kKeyRight, 1, &Viewer::step},
+    {kKeyDown, 1, &Viewer::step},
+    {' ', 1, &Viewer::step},
+    {kKeyLeft, -1, &Viewer::step},
+    {kKeyUp, -1, &Viewer::step},
+    {kKeyReturn, 0, &Viewer::play},
+    {'+', 1, &Viewer::zoom},
+    {'=', 1, &Viewer::zoom}, // the same key on many keyboards
+    {'-', -1, &Viewer::zoom},
+    {'1', 0, &Viewer::showPixels},
+    {'f', 0, &Viewer::fit},
+    {'r', static_cast<int>(ViewChannel::Red), &Viewer::showChannel},
+    {'g', static_cast<int>(ViewChannel::Green), &Viewer::showChannel},
+    {'b', static_cast<int>(ViewChannel::Blue), &Viewer::showChannel},
+    {'a', static_cast<int>(ViewChannel::Alpha), &Viewer::showChannel},
+    {'c', static_cast<int>(ViewChannel::Colours), &Viewer::showChannel},
+    {'p', 0, &Viewer::changePremultiplied},
+    {kKeyF11, 0, &Viewer::fillScreen},
 };
 
 constexpr std::array kChannelTexts = {"", " - red", " - green", " - blue", " - alpha"};
@@ -230,7 +230,7 @@ std::string Viewer::pixelText() const {
     if (!pixel) {
         return {};
     }
-    const std::string place = formatted(" - {}, {}", pixel->column, pixel->line);
+    std::string place = formatted(" - {}, {}", pixel->column, pixel->line);
     const tdr::Picture& picture = picture_->picture;
     if (picture.width != picture_->size.width || picture.height != picture_->size.height) {
         return place;
