@@ -210,28 +210,129 @@ TEST_F(CommandTest, aSignalEndsTheWaitForADriverThatHangsInItsStart) {
     }
 }
 
-TEST_F(CommandTest, infoTellsWhoReadsAFileAndItsSize) {
-    const auto pic = files().write("a.pic", support::rawPic(2, 1, 0xE0, "abcdef"));
-    const auto tag = files().write("m.tag", support::tag(10, 1, 3, {0, 0, 0}));
-    const Ended text = expectDone({"info", pic, tag, sample("cutout.png")});
-    EXPECT_TRUE(contains(text.out, pic + ": picture\n  size      2 x 1\n"));
-    EXPECT_TRUE(contains(text.out, "3 channels of 1 bit (0x02 0x02 0x02)"));
-    EXPECT_TRUE(contains(text.out, "pngFilter (Tarvo Works, PNG)"));
+/// A picture with another ratio, field code, comment and version, and two packets, one of them of
+/// an unknown encoding.
+std::string oddPicture() {
+    std::string file = support::fileHeader("PICT", 3, 2);
+    file.replace(4, 4, support::bytes({0x40, 0x2C, 0xCC, 0xCD})); // 2.7
+    file.replace(8, 13, "caf\xe9 \x1b-note-1");
+    file.replace(96, 6, support::bytes({0x7F, 0xC0, 0, 0, 0, 7}));
+    return file + support::bytes({1, 8, 0x12, 0xE0, 0, 8, 7, 0x10});
+}
 
-    const Ended json = expectFailed({"info", "--json", pic, in("none.pic"), tag},
-                                    "none.pic: No such file or directory");
-    const auto all = nlohmann::json::parse(json.out);
-    ASSERT_EQ(all.size(), 3U);
-    EXPECT_EQ(all[0]["file"], pic);
-    EXPECT_EQ(all[0]["kind"], "picture");
-    EXPECT_EQ(all[0]["driver"], "softimageFilter");
-    EXPECT_EQ(all[0]["width"], 2);
-    EXPECT_EQ(all[0]["height"], 1);
-    EXPECT_EQ(all[0]["matte"], false);
-    EXPECT_EQ(all[0]["format"]["channels"], (std::vector{0x40, 0x20, 0x10, 0x08}));
-    EXPECT_EQ(all[1]["error"], in("none.pic") + ": No such file or directory");
-    EXPECT_EQ(all[2]["matte"], true);
-    EXPECT_EQ(all[2]["format"]["depths"], (std::vector{1, 1}));
+TEST_F(CommandTest, infoReadsHeadersWithoutADriver) {
+    const auto pic = files().write("a.pic", support::rawPic(2, 1, 0xE0, ""));
+    const auto tag = files().write("any", support::tag(10, 1, 3, {0, 0, 0}));
+    const auto odd = files().write("odd.png", oddPicture());
+    const Ended text = expectEnd(0, {"info", pic, tag, odd, sample("cutout.png")},
+                                 "tdr: " + odd + ": file version 2.7 is later than");
+    EXPECT_TRUE(contains(text.out, pic + ": picture\n  size      2 x 1\n  format    PIC\n"
+                                         "  ratio     1\n  fields    full frame\n"
+                                         "  packet    red green blue, 8 bits, raw\n"
+                                         "  version   2.6\n"));
+    EXPECT_TRUE(contains(text.out, tag + ": matte\n  size      10 x 1\n  format    TAG\n"));
+    EXPECT_TRUE(contains(text.out, "  channels  3 of 1 bit\n"));
+    EXPECT_TRUE(contains(text.out, "  ratio     nan\n  fields    code 7\n"
+                                   "  packet    red green blue, 8 bits, mixed\n"
+                                   "  packet    alpha, 8 bits, unknown coding 7\n"
+                                   "  comment   \"caf\\xe9 \\x1b-note-1\"\n  version   2.7\n"));
+    EXPECT_TRUE(contains(text.out, "pngFilter (Tarvo Works, PNG)"));
+    // A driver with this ending would never answer.
+    expectDone({"info", pic, "--driver-dir", driverFolder({"freezes"}), "--timeout", "1"});
+}
+
+/// Checks the output of `--json` against its schema with a program that knows only JSON.
+void expectValid(const support::TempDir& folder, const std::string& json) {
+    support::Program validator(
+        {"/usr/bin/python3", "-c",
+         "import json, sys, jsonschema\n"
+         "jsonschema.validate(*(json.load(open(name)) for name in sys.argv[1:]))",
+         folder.write("valid.json", json), std::string(TDR_SOURCE_DIR) + "/docs/info.schema.json"});
+    EXPECT_EQ(validator.exitStatus(), 0) << validator.err() << json;
+}
+
+TEST_F(CommandTest, infoAsJsonFitsItsSchemaWhateverTheNames) {
+    const std::string name = "a\xff\"\x01.pic";
+    const auto pic = files().write(name, oddPicture());
+    const auto scene =
+        files().write("s.scn", "SSCN \nmade by hand v2.60 \n\nLIGHT \n   LIGHT_NAME 'caf\xe9' \n"
+                               "WAVE \n   '\xe9' \n\nSPLINE LINEAR \n   NAME 'l\xff' \n");
+    const auto tag = files().write("m.tag", support::tag(10, 1, 3));
+    const Ended ended =
+        run({"info", "--json", pic, in("none\xff.pic"), tag, sample("cutout.png"), scene,
+             sample("lighthouse.scn"), sample("desk_lamp.hrc"), sample("vase.spl")});
+    EXPECT_EQ(ended.exit, 1);
+    expectValid(files(), ended.out);
+    const auto all = nlohmann::json::parse(ended.out);
+    ASSERT_EQ(all.size(), 8U);
+    EXPECT_EQ(all[0]["file"], in("a\\xff\"\x01.pic"));
+    EXPECT_EQ(all[0]["fileBase64"].get<std::string>().substr(0, 4), "L3Rt") << "/tmp";
+    EXPECT_EQ(all[0]["comment"], "caf\\xe9 \x1b-note-1");
+    EXPECT_EQ(all[0]["commentBase64"], "Y2Fm6SAbLW5vdGUtMQ==");
+    EXPECT_EQ(all[0]["ratio"], nullptr);
+    EXPECT_EQ(all[0]["fields"], 7);
+    EXPECT_EQ(all[0]["packets"][0]["channels"], (std::vector{"red", "green", "blue"}));
+    EXPECT_EQ(all[0]["packets"][0]["coding"], "mixed");
+    EXPECT_EQ(all[0]["packets"][1]["coding"], 7);
+    EXPECT_EQ(all[1]["code"], "missing");
+    EXPECT_EQ(all[2]["kind"], "matte");
+    EXPECT_EQ(all[2]["channelCount"], 3);
+    EXPECT_EQ(all[3]["driver"], "pngFilter");
+    EXPECT_EQ(all[3]["format"]["channels"], (std::vector{0x40, 0x20, 0x10, 0x08}));
+    EXPECT_EQ(all[4]["lights"][0]["name"], "caf\\xe9");
+    EXPECT_EQ(all[4]["lights"][0]["nameBase64"], "Y2Fm6Q==");
+    EXPECT_EQ(all[4]["splines"][0]["nameBase64"], "bP8=");
+}
+
+TEST_F(CommandTest, infoTellsApartWhyAFileIsNotRead) {
+    const std::string pic = support::rawPic(2, 1, 0xE0, "");
+    const std::string folder = driverFolder({"dies"});
+    fs::create_directory(in("folder.pic"));
+    const struct {
+        std::string file;
+        std::string says;
+        const char* code;
+        int exit = 1;
+    } cases[] = {
+        {in("none.pic"), "No such file or directory", "missing"},
+        {files().write("empty.pic", ""), "the file is empty", "empty"},
+        {in("folder.pic"), "Is a directory", "notAFile"},
+        {files().fifo("pipe.pic"), "not a regular file", "notAFile"},
+        {files().write("early.pic", pic.substr(0, 50)), "ends inside its header", "damaged"},
+        {files().write("cut.pic", pic.substr(0, 100)), "ends inside its header", "damaged"},
+        {files().write("packets.pic", pic.substr(0, 106)), "ends inside its channel packets",
+         "damaged"},
+        {files().write("wide.tag", support::tag(-1, 1, 3)),
+         "is 65535 pixels wide and 1 high: must be 1 to 32767", "damaged"},
+        {files().write("cut.scn", "SPLN"), "", "damaged"},
+        {files().write("text.pic", "abcdef"), "no driver reads it", "wrongKind"},
+        {files().write("text.xyz", "abcdef"), "no licence found", "driver", 3},
+    };
+    for (const auto& c : cases) {
+        const bool dead = c.exit == 3;
+        std::vector<std::string> line = {"info", "--json", c.file};
+        if (dead) {
+            line.insert(line.end(), {"--driver-dir", folder});
+        }
+        const Ended ended = expectFailed(line, c.file + ": " + (dead ? "" : c.says), c.exit);
+        const auto all = nlohmann::json::parse(ended.out);
+        EXPECT_EQ(all[0]["code"], c.code) << c.file;
+        EXPECT_TRUE(contains(all[0]["error"], c.says));
+        expectValid(files(), ended.out);
+    }
+}
+
+TEST_F(CommandTest, infoPrintsEachFileAsSoonAsItIsKnown) {
+    const auto pic = files().write("a.pic", support::rawPic(2, 1, 0xE0, ""));
+    const std::string drivers = driverFolder({"freezes"});
+    for (const char* form : {"--json", "--sync"}) {
+        auto running = startRun({"info", form, pic, files().write("b.1039-1", "x"), "--driver-dir",
+                                 drivers, "--timeout", "100"});
+        support::eventually("the first file",
+                            [&] { return running->out().find("PIC") != std::string::npos; });
+        running->kill(SIGTERM);
+        running->wait();
+    }
 }
 
 TEST_F(CommandTest, infoOfADamagedFileSaysSoOnceAndExitsWith1) {
@@ -243,8 +344,6 @@ TEST_F(CommandTest, infoOfADamagedFileSaysSoOnceAndExitsWith1) {
         std::vector<std::string> options = {"--timeout", "100"};
     } cases[] = {
         {files().write("cut.png", contentOf(sample("cutout.png")).substr(0, 30)), " - "},
-        {files().write("cut.pic", support::rawPic(2, 1, 0xE0, "").substr(0, 100)),
-         " ends inside its header"},
         {files().write("a.1039-1", "x"),
          " is cut short or damaged\n",
          "size      3 x 2",

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
 // tdr info FILE...: describes files.
-#include "info/fileKinds.h"
+#include "info/fileInfo.h"
 #include "output/console.h"
 #include "output/formatted.h"
-#include "pictures/pictureFile.h"
 #include "subcommands.h"
 #include "tdr/interruptGuard.h"
 
@@ -14,8 +13,8 @@ struct InfoOptions {
     bool json = false;
 };
 
-std::string textOf(const std::string& file, const FileKind& kind, const FileInfo& info) {
-    std::string text = formatted("{}: {}\n", printable(file), kind.name);
+std::string textOf(const std::string& file, const FileInfo& info) {
+    std::string text = formatted("{}: {}\n", printable(file), info.kind);
     for (const auto& [label, value] : info.rows()) {
         text += formatted("  {:<8}  {}\n", label, value);
     }
@@ -36,33 +35,37 @@ class Output {
     ExitCode exit_ = ExitCode::Done;
 };
 
-void writeJson(JsonWriter& json, const std::string& file, const FileKind& kind,
-               const Outcome<FileInfo>& info) {
+/// An error has a text, which names the file as messages do, and a code, which is one word.
+void writeError(JsonWriter& json, const std::string& text, Cause cause) {
+    json.member("error", printable(text));
+    json.member("code", wordOf(cause));
+}
+
+void writeJson(JsonWriter& json, const std::string& file, const Outcome<FileInfo>& info) {
     json.beginObject();
     json.member("file", file);
-    if (info) {
-        json.member("kind", kind.name);
+    if (!info) {
+        writeError(json, info.failure().text, info.failure().cause);
+    } else {
+        json.member("kind", info->kind);
         info->json(json);
         if (!info->damage.empty()) {
-            json.member("error", info->damage);
+            writeError(json, info->damage, Cause::Damaged);
         }
-    } else {
-        json.member("error", info.failure().text);
     }
     json.end();
+    json.flush();
 }
 
 /// Only one file is in memory at a time: its description is written before the next one is read.
-ExitCode showOne(const std::string& file, const DriverOptions& driverOptions, JsonWriter* json,
+ExitCode showOne(const std::string& file, const DriverOptions& drivers, JsonWriter* json,
                  Output& output) {
-    DriverSet drivers(driverOptions);
-    const FileKind kind = kindOf(file);
-    const auto info = kind.describe(file, drivers);
+    const auto info = describeFile(file, drivers);
     const tdr::InterruptGuard::Pause nothingToCleanUp; // a large scene takes long
     if (json != nullptr) {
-        writeJson(*json, file, kind, info);
+        writeJson(*json, file, info);
     } else if (info) {
-        output.write(textOf(file, kind, *info));
+        output.write(textOf(file, *info));
     }
     if (!info) {
         return fail(info.failure());

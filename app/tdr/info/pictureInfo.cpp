@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "fileKinds.h"
+#include "fileInfo.h"
 #include "output/console.h"
 #include "output/formatted.h"
 #include "pictures/formatText.h"
@@ -63,7 +63,9 @@ tdr::Status ask(tdr::Session& driver, PictureFacts& facts) {
 
 } // namespace
 
-Outcome<FileInfo> describePicture(const std::filesystem::path& file, DriverSet& drivers) {
+Outcome<FileInfo> describeByDriver(const std::filesystem::path& file,
+                                   const DriverOptions& options) {
+    DriverSet drivers(options);
     auto picture = openPicture(drivers, file);
     if (!picture) {
         return picture.failure();
@@ -78,7 +80,7 @@ Outcome<FileInfo> describePicture(const std::filesystem::path& file, DriverSet& 
         return running.problem(file.string(), asked.failure());
     }
     running.passOnLines();
-    return FileInfo{[facts] { return rowsOf(facts); },
+    return FileInfo{facts.shape.matte ? "matte" : "picture", [facts] { return rowsOf(facts); },
                     [facts](JsonWriter& out) { out.members(jsonOf(facts)); },
                     running.names.in(running.session.damage())};
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Scenes, splines and hierarchies for `tdr info`.
-#include "fileKinds.h"
+#include "fileInfo.h"
 #include "output/formatted.h"
 #include "output/utf8Text.h"
 #include "scene/sceneFields.h"
@@ -237,13 +237,13 @@ InfoRows rowsOf(const SceneDocument& document) {
 
 } // namespace
 
-Outcome<FileInfo> describeScene(const std::filesystem::path& file, DriverSet& /*drivers*/) {
+Outcome<FileInfo> describeScene(const std::filesystem::path& file, const char* kind) {
     auto read = readSceneDocument(file);
     if (!read) {
         return read.failure();
     }
     const auto document = std::make_shared<const SceneDocument>(std::move(*read));
-    return FileInfo{[document] { return rowsOf(*document); },
+    return FileInfo{kind, [document] { return rowsOf(*document); },
                     [document](JsonWriter& out) {
                         writeJson(out, *document);
                         writeJson(out, document->report);

@@ -4,6 +4,7 @@
 #include "utf8Text.h"
 
 #include <algorithm>
+#include <nettle/base64.h>
 
 namespace {
 
@@ -12,6 +13,48 @@ constexpr std::size_t kPiece = 32768;
 
 std::string dumped(const JsonWriter::Json& value, int indent) {
     return value.dump(indent, ' ', false, JsonWriter::Json::error_handler_t::replace);
+}
+
+constexpr char kBase64[] = "Base64"; // after the name of a member
+
+std::string base64Of(std::string_view bytes) {
+    std::string text(BASE64_ENCODE_RAW_LENGTH(bytes.size()), '\0');
+    base64_encode_raw(text.data(), bytes.size(),
+                      reinterpret_cast<const std::uint8_t*>(bytes.data()));
+    return text;
+}
+
+/// True for a text that JSON cannot express.
+bool isForeign(const JsonWriter::Json& value) {
+    return value.is_string() && !isUtf8(value.get_ref<const std::string&>());
+}
+
+/// The value with foreign texts in both their forms.
+JsonWriter::Json expressible(const JsonWriter::Json& value) {
+    if (isForeign(value)) {
+        return validUtf8(value.get_ref<const std::string&>());
+    }
+    if (!value.is_structured()) {
+        return value;
+    }
+    JsonWriter::Json all =
+        value.is_array() ? JsonWriter::Json::array() : JsonWriter::Json::object();
+    for (const auto& [name, part] : value.items()) {
+        if (value.is_array()) {
+            all.push_back(expressible(part));
+            continue;
+        }
+        all[name] = expressible(part);
+        if (isForeign(part)) {
+            all[name + kBase64] = base64Of(part.get_ref<const std::string&>());
+        }
+    }
+    return all;
+}
+
+/// True when a text in it is foreign.
+bool holdsForeign(const JsonWriter::Json& value) {
+    return value.is_structured() ? std::ranges::any_of(value, holdsForeign) : isForeign(value);
 }
 
 /// A beginning of the text of at most `kPiece` bytes that does not end inside a character.
@@ -53,8 +96,16 @@ JsonWriter& JsonWriter::key(std::string_view name) {
 
 void JsonWriter::value(const Json& small) {
     place();
-    for (const char c : dumped(small, 2)) { // line ends in strings are escaped
+    for (const char c : dumped(holdsForeign(small) ? expressible(small) : small,
+                               2)) { // line ends in strings are escaped
         c == '\n' ? newLine() : put({&c, 1});
+    }
+}
+
+void JsonWriter::member(std::string_view name, const Json& small) {
+    key(name).value(small);
+    if (isForeign(small)) {
+        key(std::string(name) + kBase64).base64(small.get_ref<const std::string&>());
     }
 }
 
@@ -76,6 +127,16 @@ void JsonWriter::text(std::string_view bytes) {
     put("\"");
 }
 
+void JsonWriter::base64(std::string_view bytes) {
+    constexpr std::size_t kWhole = kPiece / 4 * 3; // without padding, except in the last piece
+    place();
+    put("\"");
+    for (std::size_t at = 0; at < bytes.size(); at += kWhole) {
+        put(base64Of(bytes.substr(at, kWhole)));
+    }
+    put("\"");
+}
+
 void JsonWriter::hex(std::span<const std::uint8_t> bytes) {
     constexpr char kDigits[] = "0123456789abcdef";
     place();
@@ -87,10 +148,14 @@ void JsonWriter::hex(std::span<const std::uint8_t> bytes) {
     put("\"");
 }
 
-void JsonWriter::finish() {
-    waiting_ += '\n';
+void JsonWriter::flush() {
     sink_(waiting_);
     waiting_.clear();
+}
+
+void JsonWriter::finish() {
+    waiting_ += '\n';
+    flush();
 }
 
 /// Starts a value or a name: after a comma, on a new line.

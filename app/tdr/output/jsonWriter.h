@@ -26,18 +26,23 @@ class JsonWriter {
     /// The name of the next value; only inside an object.
     JsonWriter& key(std::string_view name);
 
-    /// A small value, which is held in memory; bytes that are not UTF-8 are replaced.
+    /// A small value, which is held in memory. Names and texts in it may have any bytes: one that
+    /// is not UTF-8 is written with "\x9f" for each wrong byte, and the next member of its object,
+    /// called as its own with Base64 appended, has its bytes.
     void value(const Json& small);
 
-    void member(std::string_view name, const Json& small) { key(name).value(small); }
+    void member(std::string_view name, const Json& small);
     /// All members of a small object.
     void members(const Json& small);
 
     /// A text of any length, as a string; bytes that are not UTF-8 are written as "\x9f".
     void text(std::string_view bytes);
+    void base64(std::string_view bytes);
     /// The bytes as a string of hexadecimal digits.
     void hex(std::span<const std::uint8_t> bytes);
 
+    /// Passes to the sink what is known so far.
+    void flush();
     /// Ends the document and passes everything to the sink.
     void finish();
 

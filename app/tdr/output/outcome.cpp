@@ -27,6 +27,46 @@ ExitCode exitCodeOf(tdr::FailureKind kind) {
     return ExitCode::Failed;
 }
 
+const char* wordOf(Cause cause) {
+    constexpr const char* kWords[] = {"failed",  "missing",   "empty",  "notAFile", "unreadable",
+                                      "damaged", "wrongKind", "driver", "noMemory"};
+    return kWords[static_cast<std::size_t>(cause)];
+}
+
+namespace {
+
+Cause causeOf(const tdr::Failure& failure) {
+    switch (failure.kind) {
+    case tdr::FailureKind::Refused: // with a reason of the driver
+    case tdr::FailureKind::Damaged:
+        return Cause::Damaged;
+    case tdr::FailureKind::CannotOpen:
+        return Cause::Unreadable;
+    case tdr::FailureKind::NotMyFormat:
+        return Cause::WrongKind;
+    case tdr::FailureKind::NoMemory:
+        return Cause::NoMemory;
+    default:
+        return exitCodeOf(failure.kind) == ExitCode::DriverFailed ? Cause::Driver : Cause::Failed;
+    }
+}
+
+Cause causeOf(int error) {
+    switch (error) {
+    case ENOENT:
+    case ENOTDIR:
+        return Cause::Missing;
+    case EISDIR:
+        return Cause::NotAFile;
+    case ENOMEM:
+        return Cause::NoMemory;
+    default:
+        return Cause::Unreadable;
+    }
+}
+
+} // namespace
+
 bool namesFile(std::string_view text, std::string_view file) {
     const auto isPartOfName = [&](std::size_t at) {
         constexpr std::string_view kOthers = "/._-";
@@ -48,8 +88,9 @@ static bool isInterruption(const tdr::Failure& failure) {
 }
 
 Problem problemWith(const tdr::Failure& failure) {
-    return isInterruption(failure) ? Problem{ExitCode::Failed, "interrupted"}
-                                   : Problem{exitCodeOf(failure.kind), failure.text()};
+    return isInterruption(failure)
+               ? Problem{ExitCode::Failed, "interrupted"}
+               : Problem{exitCodeOf(failure.kind), failure.text(), causeOf(failure)};
 }
 
 Problem problemWith(std::string_view file, const tdr::Failure& failure) {
@@ -59,15 +100,17 @@ Problem problemWith(std::string_view file, const tdr::Failure& failure) {
     const bool named =
         (failure.kind == tdr::FailureKind::Refused && namesFile(failure.lastLine, file)) ||
         (failure.kind == tdr::FailureKind::Damaged && namesFile(failure.what, file));
-    return {exitCodeOf(failure.kind), (named ? "" : std::string(file) + ": ") + failure.text()};
+    return {exitCodeOf(failure.kind), (named ? "" : std::string(file) + ": ") + failure.text(),
+            causeOf(failure)};
 }
 
 Problem problemWith(std::string_view file, const Problem& problem) {
-    return {problem.code, std::string(file) + ": " + problem.text};
+    return {problem.code, std::string(file) + ": " + problem.text, problem.cause};
 }
 
 Problem problemWith(std::string_view file, int error) {
-    const bool interrupted = error == EINTR && tdr::InterruptGuard::signal() != 0;
-    return {ExitCode::Failed,
-            std::string(file) + ": " + (interrupted ? "interrupted" : std::strerror(error))};
+    if (error == EINTR && tdr::InterruptGuard::signal() != 0) {
+        return {ExitCode::Failed, std::string(file) + ": interrupted"};
+    }
+    return {ExitCode::Failed, std::string(file) + ": " + std::strerror(error), causeOf(error)};
 }

@@ -4,6 +4,7 @@
 
 #include "tdr/result.h"
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -21,10 +22,27 @@ enum class ExitCode : int {
     return a < b ? b : a;
 }
 
+/// What is wrong with a file, for programs.
+enum class Cause : std::uint8_t {
+    Failed, ///< none of the others
+    Missing,
+    Empty,
+    NotAFile,   ///< a folder, a pipe, a device
+    Unreadable, ///< the system refuses
+    Damaged,    ///< of a known kind, but cut or with impossible values
+    WrongKind,  ///< of no known kind
+    Driver,     ///< a driver could not be started, died or did not answer
+    NoMemory,
+};
+
+/// The cause as one word: "wrongKind".
+[[nodiscard]] const char* wordOf(Cause cause);
+
 /// A failure: the message for the user, and the exit status.
 struct Problem {
     ExitCode code = ExitCode::Failed;
     std::string text;
+    Cause cause = Cause::Failed;
 };
 
 /// A value (or success without a value, for `void`), or the problem.

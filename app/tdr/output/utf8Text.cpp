@@ -102,6 +102,17 @@ std::string validUtf8(std::string_view text) {
     return escaped(text, [](std::uint32_t) { return true; });
 }
 
+bool isUtf8(std::string_view text) {
+    while (!text.empty()) {
+        const Character c = firstOf(text);
+        if (c.code == kNone) {
+            return false;
+        }
+        text.remove_prefix(c.bytes);
+    }
+    return true;
+}
+
 std::string utf8Text(const char* text) {
     return text != nullptr ? utf8Text(std::string_view(text)) : std::string();
 }

@@ -138,7 +138,7 @@ int carryToHeader(const Metadata& from, std::FILE* stream, Losses& losses) {
     if (from.comment.size() > kFileCommentSize) {
         losses.add(formatted("comment behind its first {} bytes", kFileCommentSize));
     }
-    PictureNotes notes{from.ratio, from.fields, {}};
+    PictureNotes notes{from.ratio, from.fields, {}, 0};
     from.comment.copy(notes.comment, kFileCommentSize);
     return pictureNotesWrite(stream, &notes) == 1 ? 0 : errno;
 }

@@ -46,5 +46,5 @@ Outcome<void> PictureLines::checkDamage() const {
         return {};
     }
     picture_.running->passOnLines();
-    return Problem{ExitCode::Failed, path_ + ": damaged, and so cannot be " + use_};
+    return Problem{ExitCode::Failed, path_ + ": damaged, and so cannot be " + use_, Cause::Damaged};
 }

@@ -161,8 +161,8 @@ const SceneFormat* formatOf(const Beginning& beginning, const fs::path& file) {
     return named == std::end(kFormats) ? nullptr : named;
 }
 
-Problem problemOf(const fs::path& file, std::string_view reason) {
-    return {ExitCode::Failed, formatted("{}: {}", file.string(), reason)};
+Problem problemOf(const fs::path& file, std::string_view reason, Cause cause = Cause::Failed) {
+    return {ExitCode::Failed, formatted("{}: {}", file.string(), reason), cause};
 }
 
 /// Writes the file; returns an empty text, or why it failed.
@@ -246,7 +246,8 @@ Outcome<SceneDocument> read(const fs::path& file) {
     }
     document.format = formatOf(*beginning, file);
     if (document.format == nullptr) {
-        return problemOf(file, "not a scene, spline or hierarchy: it does not begin like one");
+        return problemOf(file, "not a scene, spline or hierarchy: it does not begin like one",
+                         Cause::WrongKind);
     }
     if (document.format->hasBinary && beginning->isBinary()) {
         document.flavour = SceneFlavour::Binary;
@@ -256,10 +257,11 @@ Outcome<SceneDocument> read(const fs::path& file) {
         return error.failure();
     }
     if (*error == ENOMEM) {
-        return problemOf(file, "out of memory");
+        return problemOf(file, "out of memory", Cause::NoMemory);
     }
     if (*error != 0) {
-        return problemOf(file, whyNotRead(*beginning, *document.format, document.report));
+        return problemOf(file, whyNotRead(*beginning, *document.format, document.report),
+                         Cause::Damaged);
     }
     const auto now = stampOf(file);
     if (!now || *now != document.stamp) {
@@ -292,7 +294,7 @@ Outcome<SceneDocument> readSceneDocument(const fs::path& file) {
     try {
         return read(file);
     } catch (const std::bad_alloc&) {
-        return problemOf(file, "out of memory");
+        return problemOf(file, "out of memory", Cause::NoMemory);
     }
 }
 
@@ -302,6 +304,6 @@ Outcome<void> writeSceneDocument(const SceneDocument& document, const fs::path& 
     try {
         return write(document, target, flavour, existing, approve);
     } catch (const std::bad_alloc&) {
-        return problemOf(target, "out of memory");
+        return problemOf(target, "out of memory", Cause::NoMemory);
     }
 }

@@ -27,7 +27,7 @@ Json number(float value) {
 }
 
 Json text(const char* value) {
-    return value != nullptr ? Json(validUtf8(value)) : Json();
+    return value != nullptr ? Json(value) : Json();
 }
 
 Json triple(const Vector& v) {
@@ -201,19 +201,37 @@ void writePosition(JsonWriter& out, const char* name, const AnimatedPosition& po
 
 // --- Trees ---------------------------------------------------------------------------------------
 
-void writeBlocks(JsonWriter& out, const char* name, const Opaque* list) {
+/// The bytes of the blocks that are not UTF-8, null for the others.
+void writeBytes(JsonWriter& out, const std::string& name, const Opaque* list) {
     out.key(name).beginArray();
     for (; list != nullptr; list = list->next) {
-        out.text(list->text);
+        if (isUtf8(list->text)) {
+            out.value(nullptr);
+        } else {
+            out.base64(list->text);
+        }
     }
     out.end();
+}
+
+void writeBlocks(JsonWriter& out, const char* name, const Opaque* list) {
+    bool foreign = false;
+    out.key(name).beginArray();
+    for (const Opaque* block = list; block != nullptr; block = block->next) {
+        out.text(block->text);
+        foreign = foreign || !isUtf8(block->text);
+    }
+    out.end();
+    if (foreign) {
+        writeBytes(out, std::string(name) + "Base64", list);
+    }
 }
 
 void writeUserData(JsonWriter& out, const UserData* list) {
     out.key("userData").beginArray();
     for (; list != nullptr; list = list->next) {
         out.beginObject();
-        out.member("tag", utf8Text(std::string_view(list->tag, sizeof list->tag)));
+        out.member("tag", std::string(list->tag, sizeof list->tag));
         out.member("size", list->size);
         out.key("hex").hex({list->data, static_cast<std::size_t>(list->size)});
         out.end();

@@ -3,7 +3,6 @@
 
 #include "output/formatted.h"
 #include "output/utf8Text.h"
-#include "tinySoftType.h"
 
 #include <algorithm>
 #include <iterator>
@@ -80,25 +79,14 @@ std::string inNumbers(std::span<const std::size_t> notices, bool (*counts)(AnimN
     return text;
 }
 
-/// Adds to the report; no exception may cross the toolkit.
-template <typename Add>
-void addSafely(void* context, Add add) {
+/// No exception may cross the toolkit.
+void takeNotice(void* context, const AnimNotice& notice) {
     auto* report = static_cast<SceneReport*>(context);
     try {
-        add(*report);
+        report->add(notice);
     } catch (const std::bad_alloc&) {
         ++report->dropped;
     }
-}
-
-/// The toolkit prints each message in one write to a stream without a buffer.
-ssize_t takeMessage(void* report, const char* bytes, std::size_t size) {
-    addSafely(report, [&](SceneReport& r) { r.addMessage({bytes, size}); });
-    return static_cast<ssize_t>(size);
-}
-
-void takeNotice(void* report, const AnimNotice& notice) {
-    addSafely(report, [&](SceneReport& r) { r.add(notice); });
 }
 
 } // namespace
@@ -188,15 +176,10 @@ void writeJson(JsonWriter& out, const SceneReport& report) {
 }
 
 SceneListener::SceneListener(SceneReport& report)
-    : stream_(fopencookie(&report, "w", {nullptr, takeMessage, nullptr, nullptr})) {
-    if (stream_ != nullptr) {
-        std::setvbuf(stream_.get(), nullptr, _IONBF, 0);
-    }
-    option.stream = stream_.get(); // null: no messages
+    : messages_([&report](std::string_view message) { report.addMessage(message); }) {
     animSetObserver(takeNotice, &report);
 }
 
 SceneListener::~SceneListener() {
     animSetObserver(nullptr, nullptr);
-    optionReset();
 }

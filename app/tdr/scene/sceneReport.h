@@ -3,8 +3,8 @@
 // positions, the reason of a failure, and notes on the format.
 #pragma once
 
-#include "base/uniqueFile.h"
 #include "files/driverLink.h"
+#include "files/toolkitMessages.h"
 #include "output/jsonWriter.h"
 #include "tinyUtils.h"
 
@@ -78,5 +78,5 @@ class SceneListener {
     SceneListener& operator=(const SceneListener&) = delete;
 
   private:
-    base::UniqueFile stream_;
+    ToolkitMessages messages_;
 };

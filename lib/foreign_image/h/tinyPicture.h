@@ -102,6 +102,12 @@ struct ChannelPacketDisposer {
 [[nodiscard]] std::FILE* pictureReadFileHeader(const char* name, Picture* record,
                                                ChannelPacket** chain);
 
+/// As `pictureReadFileHeader` of a file that is open: `stream` is at its beginning, `name` is for
+/// messages. Returns 1, with the stream at the first scanline; or, with `*chain` null, 0 when it is
+/// not a PIC picture (no message) and -1 when it is refused or cannot be read (with a message).
+[[nodiscard]] int pictureReadHeader(std::FILE* stream, const char* name, Picture* record,
+                                    ChannelPacket** chain);
+
 /// Encodes one scanline from the record's line pointers and advances them. Always 1, also when
 /// nothing is written because the chain is null; a failed write shows in `ferror(stream)`.
 int pictureWriteScanline(std::FILE* stream, Picture* record, const ChannelPacket* chain);

@@ -14,6 +14,7 @@ struct PictureNotes {
     float ratio;                        ///< pixel aspect ratio as the file has it
     std::int16_t fields;                ///< field code; 3 is a full frame
     char comment[kFileCommentSize + 1]; ///< bytes of no particular encoding
+    float version;                      ///< of the writer; not changed in a file
 };
 
 /// Reads the notes of the PIC or TAG file that `stream` is open on, from any position. Returns 1;

@@ -64,6 +64,11 @@ void tagDropRow(Tag* record, int row);
 /// a message).
 [[nodiscard]] std::FILE* tagReadFileHeader(const char* name, Tag* record);
 
+/// As `tagReadFileHeader` of a file that is open: `stream` is at its beginning, `name` is for
+/// messages. Returns 1, with the stream at the first scanline; 0 when it is not a TAG (no message);
+/// -1 when it is refused or cannot be read (with a message).
+[[nodiscard]] int tagReadHeader(std::FILE* stream, const char* name, Tag* record);
+
 /// Appends row `row` of every channel as one scanline. Returns the channel count, or 0 when `row`
 /// is out of range. A failed write shows in `ferror(stream)`.
 int tagWriteScanline(std::FILE* stream, const Tag* record, int row);

@@ -95,19 +95,23 @@ std::FILE* tagWriteFileHeader(const char* name, const Tag* record) {
 
 std::FILE* tagReadFileHeader(const char* name, Tag* record) {
     base::UniqueFile stream = fileOpen(name, kEnding, 'r');
-    if (stream == nullptr) {
-        return nullptr;
+    if (stream != nullptr && tagReadHeader(stream.get(), name, record) != 1) {
+        stream.reset();
+        errno = 0;
     }
-    const std::uint32_t type = headerReadBinary(stream.get(), nullptr, nullptr);
-    if (type == kTypeTag && readTagHeader(stream.get(), name, record)) {
-        return stream.release();
-    }
-    if (type == 0 && std::ferror(stream.get()) != 0) {
+    return stream.release();
+}
+
+int tagReadHeader(std::FILE* stream, const char* name, Tag* record) {
+    const std::uint32_t type = headerReadBinary(stream, nullptr, nullptr);
+    if (type == 0 && std::ferror(stream) != 0) {
         sayUnreadable(name, errno);
+        return -1;
     }
-    stream.reset();
-    errno = 0;
-    return nullptr;
+    if (type != kTypeTag) {
+        return 0;
+    }
+    return readTagHeader(stream, name, record) ? 1 : -1;
 }
 
 int tagWriteFile(const char* name, const Tag* record) {

@@ -185,18 +185,25 @@ std::FILE* pictureWriteFileHeader(const char* name, const Picture* record, Chann
 std::FILE* pictureReadFileHeader(const char* name, Picture* record, ChannelPacket** chain) {
     *chain = nullptr;
     base::UniqueFile stream = fileOpen(name, kEnding, 'r');
-    if (stream == nullptr) {
-        return nullptr;
-    }
-    const std::uint32_t type = headerReadBinary(stream.get(), nullptr, nullptr);
-    if (type == kTypePicture && readPictureHeader(stream.get(), name, record)) {
-        *chain = readChain(stream.get(), name).release();
-    } else if (type == 0 && std::ferror(stream.get()) != 0) {
-        sayUnreadable(name, errno);
-    }
-    if (*chain == nullptr) {
+    if (stream != nullptr && pictureReadHeader(stream.get(), name, record, chain) != 1) {
         stream.reset();
         errno = 0;
     }
     return stream.release();
+}
+
+int pictureReadHeader(std::FILE* stream, const char* name, Picture* record, ChannelPacket** chain) {
+    *chain = nullptr;
+    const std::uint32_t type = headerReadBinary(stream, nullptr, nullptr);
+    if (type == 0 && std::ferror(stream) != 0) {
+        sayUnreadable(name, errno);
+        return -1;
+    }
+    if (type != kTypePicture) {
+        return 0;
+    }
+    if (readPictureHeader(stream, name, record)) {
+        *chain = readChain(stream, name).release();
+    }
+    return *chain != nullptr ? 1 : -1;
 }

@@ -8,6 +8,7 @@
 namespace {
 
 // The positions are the same in both kinds of file.
+constexpr long kVersionOffset = 4;
 constexpr long kCommentOffset = 8;
 constexpr long kTypeOffset = 88;
 constexpr long kRatioOffset = 96;
@@ -43,6 +44,7 @@ int pictureNotesRead(std::FILE* stream, PictureNotes* notes) {
     if (const int read = readHead(stream, head); read != 1) {
         return read;
     }
+    notes->version = base::loadBeFloat(head + kVersionOffset);
     notes->ratio = base::loadBeFloat(head + kRatioOffset);
     notes->fields = base::loadBeS16(head + kFieldsOffset);
     std::memcpy(notes->comment, head + kCommentOffset, kFileCommentSize);
