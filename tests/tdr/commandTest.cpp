@@ -242,12 +242,14 @@ TEST_F(CommandTest, infoReadsHeadersWithoutADriver) {
 }
 
 /// Checks the output of `--json` against its schema with a program that knows only JSON.
-void expectValid(const support::TempDir& folder, const std::string& json) {
+void expectValid(const support::TempDir& folder, const std::string& json,
+                 const std::string& subcommand = "info") {
     support::Program validator(
         {"/usr/bin/python3", "-c",
          "import json, sys, jsonschema\n"
          "jsonschema.validate(*(json.load(open(name)) for name in sys.argv[1:]))",
-         folder.write("valid.json", json), std::string(TDR_SOURCE_DIR) + "/docs/info.schema.json"});
+         folder.write(".valid.json", json),
+         std::string(TDR_SOURCE_DIR) + "/docs/" + subcommand + ".schema.json"});
     EXPECT_EQ(validator.exitStatus(), 0) << validator.err() << json;
 }
 
@@ -362,6 +364,87 @@ TEST_F(CommandTest, infoOfADamagedFileSaysSoOnceAndExitsWith1) {
         const std::string error = nlohmann::json::parse(json.out)[0]["error"];
         EXPECT_TRUE(contains(error, "'" + c.file + "'"));
     }
+}
+
+// --- Check ---------------------------------------------------------------------------------------
+
+/// A picture of 2 x 3 pixels with one mixed packet; each line is a literal of two pixels, 7 bytes
+/// from 108 on.
+std::string mixedPicture() {
+    std::string file = support::fileHeader("PICT", 2, 3) + support::bytes({0, 8, 2, 0xE0});
+    for (const char* line : {"abcdef", "ghijkl", "mnopqr"}) {
+        file += '\1' + std::string(line);
+    }
+    return file;
+}
+
+TEST_F(CommandTest, checkTellsWhereAFileIsDamagedAndGoesOn) {
+    const std::string mixed = mixedPicture();
+    std::string overlong = mixed;
+    overlong[115] = 2; // three pixels in a line of two
+    const std::string png = contentOf(sample("cutout.png"));
+    const std::string tag = support::tag(10, 2, 2, {0, 0, 0, 0});
+    const std::string scene = contentOf(sample("lighthouse.scn"));
+    using Json = nlohmann::json;
+    const struct {
+        const char* name;
+        std::string content;
+        Json expected; ///< members of the object
+    } cases[] = {
+        {"whole.pic", mixed, {{"kind", "picture"}, {"whole", true}, {"lines", 3}}},
+        {"longer", mixed + "x", {{"whole", false}, {"linesIntact", 3}, {"byte", 129}}},
+        {"overlong.pic", overlong, {{"linesIntact", 1}, {"line", 1}, {"byte", 115}}},
+        {"cut.pic", mixed.substr(0, 128), {{"linesIntact", 2}, {"line", 2}, {"byte", 122}}},
+        {"coding.pic", oddPicture(), {{"whole", false}, {"linesIntact", 0}, {"byte", 112}}},
+        {"whole.tag", tag, {{"kind", "matte"}, {"whole", true}, {"linesIntact", 2}}},
+        {"cut.tag", tag.substr(0, 111), {{"whole", false}, {"line", 1}, {"byte", 108}}},
+        {"whole.png", png, {{"kind", "picture"}, {"whole", true}, {"lines", 508}}},
+        {"cut.png", png.substr(0, png.size() / 2), {{"whole", false}, {"code", "damaged"}}},
+        {"whole.scn", scene, {{"kind", "scene"}, {"whole", true}, {"remarks", Json::array()}}},
+        {"odd.scn", "SSCN \nby hand v2.60 \n\nGIZMO \n", {{"whole", false}, {"line", 4}}},
+        {"text.pic", "text", {{"whole", false}, {"code", "wrongKind"}}},
+    };
+    std::vector<std::string> line = {"check", "--json"};
+    for (const auto& c : cases) {
+        line.push_back(files().write(c.name, c.content));
+    }
+    const Ended ended =
+        expectFailed(line, "tdr: 12 files: 4 whole, 7 damaged, 1 failed, 0 skipped\n");
+    expectValid(files(), ended.out, "check");
+    const Json all = Json::parse(ended.out);
+    ASSERT_EQ(all.size(), std::size(cases));
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        EXPECT_EQ(all[i]["file"], in(cases[i].name));
+        for (const auto& [name, value] : cases[i].expected.items()) {
+            EXPECT_EQ(all[i].value(name, Json()), value) << name << " of " << all[i];
+        }
+    }
+    EXPECT_EQ(all[10]["remarks"][0]["line"], all[10]["line"]);
+
+    EXPECT_EQ(expectDone({"check", in("whole.pic")}).out,
+              in("whole.pic") + ": all 3 lines are intact\n");
+    EXPECT_EQ(run({"check", in("cut.pic")}).out,
+              in("cut.pic") +
+                  ": 2 of 3 lines are intact, line 2 from the top is damaged (byte 122)\n");
+    EXPECT_EQ(run({"check", in("odd.scn")}).out, run({"scene", "check", in("odd.scn")}).out);
+}
+
+TEST_F(CommandTest, checkFindsFilesInFoldersByContentAndEnding) {
+    fs::create_directories(in("a/deep"));
+    fs::create_directory_symlink(in("a"), in("a/deep/loop"));
+    files().write("a/2", support::rawPic(2, 1, 0xE0, "abcdef"));
+    files().write("a/deep/1.tag", support::tag(2, 1, 1, {0}));
+    files().write("a/notes.txt", "nothing of ours");
+    files().write("a/.keep", "");
+    const Ended whole = run({"check", "-r", in("a")});
+    EXPECT_EQ(whole.exit, 0);
+    EXPECT_EQ(whole.out, in("a/2") + ": all 1 lines are intact\n" + in("a/deep/1.tag") +
+                             ": all 1 lines are intact\n");
+    EXPECT_TRUE(contains(whole.err, "tdr: 3 files: 2 whole, 0 damaged, 0 failed, 1 skipped\n"));
+
+    files().write("a/empty.png", "");
+    expectFailed({"check", "-r", in("a")}, "2 whole, 0 damaged, 1 failed, 1 skipped\n");
+    expectFailed({"check", in("a")}, "Is a directory");
 }
 
 TEST_F(CommandTest, compareTellsEqualFromDifferentFromNotComparable) {

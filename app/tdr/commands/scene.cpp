@@ -2,7 +2,6 @@
 // tdr scene check|format|binary|text: checks and rewrites scene files.
 #include "output/console.h"
 #include "output/formatted.h"
-#include "output/utf8Text.h"
 #include "scene/sceneDocument.h"
 #include "subcommands.h"
 
@@ -19,30 +18,13 @@ struct SceneOptions {
 
 // --- Check ---------------------------------------------------------------------------------------
 
-std::string verdictOn(const SceneReport& report) {
-    const std::string losses = report.losses();
-    const std::string changes = report.changes();
-    return !losses.empty()    ? losses
-           : !changes.empty() ? "everything was read that the format keeps: " + changes
-                              : "everything was read";
-}
-
 ExitCode checkOne(const std::string& file) {
     const auto document = readSceneDocument(file);
     if (!document) {
         return fail(document.failure());
     }
     const SceneReport& report = document->report;
-    const std::string name = utf8Text(std::string_view(file));
-    std::string text;
-    for (const SceneRemark& remark : report.remarks) {
-        text += lineOf(file, remark) + '\n';
-    }
-    if (report.dropped != 0) {
-        text += formatted("{}: {} further remarks\n", name, report.dropped);
-    }
-    text += formatted("{}: {}\n", name, verdictOn(report));
-    return worse(report.whole() ? ExitCode::Done : ExitCode::Failed, say(text));
+    return worse(report.whole() ? ExitCode::Done : ExitCode::Failed, say(textOf(file, report)));
 }
 
 ExitCode check(const SceneOptions& options) {

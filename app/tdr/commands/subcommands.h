@@ -35,11 +35,13 @@ void addCompletion(Arguments& arguments, Command& command);
 void addDrivers(Arguments& arguments, Command& command);
 void addQuery(Arguments& arguments, Command& command);
 void addInfo(Arguments& arguments, Command& command);
+void addCheck(Arguments& arguments, Command& command);
 void addConvert(Arguments& arguments, Command& command);
 void addHash(Arguments& arguments, Command& command);
 void addCompare(Arguments& arguments, Command& command);
 void addThumbnail(Arguments& arguments, Command& command);
 void addView(Arguments& arguments, Command& command);
+void addSalvage(Arguments& arguments, Command& command);
 void addScene(Arguments& arguments, Command& command);
 void addPlot(Arguments& arguments, Command& command);
 

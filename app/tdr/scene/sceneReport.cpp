@@ -167,6 +167,26 @@ std::string SceneReport::changes() const {
     });
 }
 
+std::string SceneReport::verdict() const {
+    const std::string lost = losses();
+    const std::string changed = changes();
+    return !lost.empty()      ? lost
+           : !changed.empty() ? "everything was read that the format keeps: " + changed
+                              : "everything was read";
+}
+
+std::string textOf(std::string_view file, const SceneReport& report) {
+    const std::string name = utf8Text(file);
+    std::string text;
+    for (const SceneRemark& remark : report.remarks) {
+        text += lineOf(file, remark) + '\n';
+    }
+    if (report.dropped != 0) {
+        text += formatted("{}: {} further remarks\n", name, report.dropped);
+    }
+    return text + formatted("{}: {}\n", name, report.verdict());
+}
+
 void writeJson(JsonWriter& out, const SceneReport& report) {
     for (std::size_t i = 0; i < report.notices.size(); ++i) {
         if (isLoss(static_cast<AnimNoticeKind>(i))) {

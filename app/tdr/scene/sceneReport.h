@@ -50,6 +50,9 @@ struct SceneReport {
     /// The number of losses: "2 unknown words, 1 bad number"; empty if there are none.
     [[nodiscard]] std::string losses() const;
 
+    /// "everything was read", or what was not.
+    [[nodiscard]] std::string verdict() const;
+
     /// The number of changes by the format: "12 rounded numbers"; or empty.
     [[nodiscard]] std::string changes() const;
 
@@ -64,6 +67,9 @@ struct SceneReport {
     std::size_t run_ = 0;   ///< words skipped after the unknown one of the last remark
     std::string beforeRun_; ///< text of the last remark without them
 };
+
+/// A line for each remark and one with the verdict.
+[[nodiscard]] std::string textOf(std::string_view file, const SceneReport& report);
 
 /// Writes the number of losses of each kind as members of an object that the caller has begun.
 void writeJson(JsonWriter& out, const SceneReport& report);

@@ -178,4 +178,71 @@ TEST_F(ProofTest, differencesAreDrawnAndMeasured) {
     }
 }
 
+/// Removes `count` bytes of the file, or sets them to `value`.
+std::string damagedBy(std::string file, std::size_t at, std::size_t count, int value) {
+    return value < 0 ? file.erase(at, count)
+                     : file.replace(at, count, count, static_cast<char>(value));
+}
+
+TEST_F(CommandTest, salvageFindsTheLinesAfterTheDamage) {
+    const std::string pic = in("p.pic");
+    expectDone({"convert", sample("photograph.png"), pic});
+    const std::string bytes = contentOf(pic);
+    constexpr int kRemoved = -1;
+    const struct {
+        std::size_t at; ///< in thousandths of the file
+        std::size_t count;
+        int value;
+        int lost; ///< lines
+    } cases[] = {
+        {100, 64, 0, 1},       {100, 64, 0xFF, 1},       {420, 512, kRemoved, 1},
+        {300, 1, kRemoved, 1}, {500, 9000, kRemoved, 6},
+    };
+    for (const auto& c : cases) {
+        const std::string bad = files().write(
+            "bad.pic", damagedBy(bytes, bytes.size() * c.at / 1000, c.count, c.value));
+        const Ended ended = run({"salvage", bad, in("good.pic"), "--force", "--fill", "#00000000"});
+        EXPECT_EQ(ended.exit, 1) << ended.err;
+        int lines = 0;
+        std::sscanf(ended.out.c_str() + ended.out.find(": "), ": %d of 303", &lines);
+        EXPECT_EQ(lines, 303 - c.lost) << c.at << ' ' << ended.out;
+        // Every line that is not lost is right: the photograph has no transparent pixel.
+        const std::string compared = run({"compare", pic, in("good.pic")}).err;
+        EXPECT_TRUE(contains(compared, std::to_string((303 - lines) * 640) + " of 193920 pixels"))
+            << c.at << ' ' << ended.out;
+    }
+}
+
+TEST_F(CommandTest, salvageRefusesWhatItCannotDo) {
+    const auto pic = files().write("a.pic", support::rawPic(2, 1, 0xE0, "abcdef"));
+    const auto none = files().write("none.pic", support::rawPic(2, 2, 0xE0, "abc"));
+    const struct {
+        std::vector<std::string> line;
+        const char* says;
+        int exit = 1;
+    } cases[] = {
+        {{pic, in("o.png")}, "only PIC", 2},
+        {{pic, in("o.pic"), "--fill", "#ff00f"}, "#rrggbb", 2},
+        {{pic, in("o.pic"), "--fill", "#ff00fg"}, "#rrggbb", 2},
+        {{files().write("t.tag", support::tag(1, 1, 1)), in("o.pic")}, "not a PIC picture"},
+        {{in("gone.pic"), in("o.pic")}, "No such file"},
+        {{pic, none}, "exists already"},
+    };
+    for (const auto& c : cases) {
+        std::vector<std::string> line = c.line;
+        line.insert(line.begin(), "salvage");
+        expectFailed(line, c.says, c.exit);
+        EXPECT_FALSE(fs::exists(in("o.pic")));
+    }
+    EXPECT_EQ(expectDone({"salvage", pic, in("o.pic")}).out,
+              in("o.pic") + ": 1 of 1 lines of " + pic + "\n");
+    EXPECT_TRUE(contains(run({"salvage", none, in("o.pic"), "--force"}).out,
+                         ": 0 of 2 lines of " + none + "; lost are lines 0 to 1 from the top"));
+    // Every byte could begin a line: the search is bounded.
+    const auto hostile =
+        files().write("h.pic", support::fileHeader("PICT", 32767, 32767) +
+                                   support::bytes({0, 8, 2, 0x10}) + std::string(200000, '\x01'));
+    EXPECT_EQ(run({"salvage", hostile, in("o.pic"), "--force"}).exit, 1);
+}
+
 } // namespace

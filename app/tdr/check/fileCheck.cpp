@@ -1,0 +1,150 @@
+// SPDX-License-Identifier: MIT
+#include "fileCheck.h"
+
+#include "files/extension.h"
+#include "files/readableFile.h"
+#include "output/console.h"
+#include "output/formatted.h"
+#include "pictures/pictureLines.h"
+#include "pictures/toolkitPicture.h"
+#include "scene/sceneDocument.h"
+#include "tdr/interruptGuard.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <sys/stat.h>
+#include <utility>
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::string verdictOn(const CheckedLines& lines) {
+    if (!lines.byte) {
+        return formatted("all {} lines are intact", lines.count);
+    }
+    return lines.intact == lines.count
+               ? formatted("all {} lines are intact, but other bytes follow them (byte {})",
+                           lines.count, *lines.byte)
+               : formatted("{} of {} lines are intact, line {} from the top is damaged (byte {})",
+                           lines.intact, lines.count, lines.intact, *lines.byte);
+}
+
+/// Notes bytes after the last line at `end`.
+void checkEnd(std::FILE* stream, std::int64_t end, CheckedLines& lines) {
+    struct stat status {};
+    if (::fstat(::fileno(stream), &status) == 0 && status.st_size > end) {
+        lines.byte = end;
+    }
+}
+
+/// 0, or errno.
+int checkPicture(ToolkitPicture& file, CheckedLines& lines) {
+    const std::unique_ptr<PictureReader, PictureReaderDisposer> reader(
+        pictureReaderAllocate(file.stream.get()));
+    if (reader == nullptr) {
+        return errno;
+    }
+    lines.count = file.picture.height;
+    if (channelPacketIsDecodable(file.chain.get()) == 0) {
+        lines.byte = pictureReaderPosition(reader.get()); // its lines cannot be told apart
+        return 0;
+    }
+    for (; lines.intact < lines.count; ++lines.intact) {
+        const std::int64_t begin = pictureReaderPosition(reader.get());
+        if (pictureReaderScanline(reader.get(), &file.picture, file.chain.get()) == 0) {
+            lines.byte = begin;
+            return pictureReaderError(reader.get());
+        }
+    }
+    checkEnd(file.stream.get(), pictureReaderPosition(reader.get()), lines);
+    return 0;
+}
+
+/// 0, or errno.
+int checkMatte(ToolkitPicture& file, CheckedLines& lines) {
+    lines.count = file.matte->height;
+    for (; lines.intact < lines.count; ++lines.intact) {
+        const std::int64_t begin = ftello(file.stream.get());
+        if (tagReadScanline(file.stream.get(), file.matte.get(), lines.intact) == 0) {
+            return errno != 0 ? errno : EIO;
+        }
+        tagDropRow(file.matte.get(), lines.intact);
+        if (std::feof(file.stream.get()) != 0) {
+            lines.byte = begin;
+            return 0;
+        }
+    }
+    checkEnd(file.stream.get(), ftello(file.stream.get()), lines);
+    return 0;
+}
+
+Outcome<FileCheck> checkLines(const std::string& name, ToolkitPicture& file) {
+    const tdr::InterruptGuard::Pause nothingToCleanUp; // a large picture takes long
+    const bool matte = file.matte != nullptr;
+    CheckedLines lines;
+    if (const int error = matte ? checkMatte(file, lines) : checkPicture(file, lines); error != 0) {
+        return problemWith(name, error);
+    }
+    return FileCheck{matte ? "matte" : "picture", !lines.byte, verdictOn(lines), lines, {}};
+}
+
+/// A driver says only that something is damaged, and on standard error what.
+Outcome<FileCheck> checkByDriver(const std::string& name, const DriverOptions& options) {
+    DriverSet drivers(options);
+    auto picture = PictureLines::of(openPicture(drivers, name), name, "read in full");
+    if (!picture) {
+        return picture.failure();
+    }
+    const std::int32_t height = picture->shape().height;
+    for (std::int32_t matte = 0; matte < picture->mattes(); ++matte) {
+        for (std::int32_t line = height; line-- > 0;) {
+            if (const auto read = picture->read(line, matte); !read) {
+                return read.failure();
+            }
+        }
+    }
+    if (const auto closed = picture->close(); !closed) {
+        return closed.failure();
+    }
+    const CheckedLines lines{height, height, {}};
+    return FileCheck{
+        picture->shape().matte ? "matte" : "picture", true, verdictOn(lines), lines, {}};
+}
+
+Outcome<FileCheck> checkScene(const fs::path& file, const char* kind) {
+    auto document = readSceneDocument(file);
+    if (!document) {
+        return document.failure();
+    }
+    SceneReport& report = document->report;
+    return FileCheck{kind, report.whole(), report.verdict(), {}, std::move(report)};
+}
+
+} // namespace
+
+Outcome<FileCheck> checkFile(const fs::path& file, const DriverOptions& drivers) {
+    if (const SceneFormat* scene = sceneFormatOf(file); scene != nullptr) {
+        return checkScene(file, scene->name);
+    }
+    auto fd = openReadable(file);
+    if (!fd) {
+        return fd.failure();
+    }
+    auto picture = openToolkitPicture(file.string(), std::move(*fd));
+    if (!picture) {
+        return picture.failure();
+    }
+    return *picture ? checkLines(file.string(), **picture) : checkByDriver(file.string(), drivers);
+}
+
+bool hasKnownEnding(const fs::path& file, DriverSet& drivers) {
+    constexpr const char* kEndings[] = {".pic", ".tag", ".scn", ".spl", ".hrc"};
+    if (std::ranges::any_of(kEndings,
+                            [&](const char* ending) { return hasExtension(file, ending); })) {
+        return true;
+    }
+    const auto driver = drivers.byEnding(file);
+    return driver && *driver;
+}

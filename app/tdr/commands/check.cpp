@@ -1,0 +1,125 @@
+// SPDX-License-Identifier: MIT
+// tdr check FILE...: tells which files are whole.
+#include "batch/inputs.h"
+#include "check/checkText.h"
+#include "output/console.h"
+#include "output/formatted.h"
+#include "subcommands.h"
+#include "tdr/interruptGuard.h"
+
+namespace {
+
+struct CheckOptions {
+    std::vector<std::string> files;
+    bool recursive = false;
+    bool json = false;
+};
+
+/// One run over all files.
+class Checking {
+  public:
+    Checking(const DriverOptions& drivers, bool json)
+        : options_(drivers), known_(drivers), asJson_(json) {
+        json_.beginArray();
+    }
+
+    /// A file that was found in a folder is skipped if it is of no kind that can be checked.
+    void add(const std::string& file, bool found) {
+        exit_ = worse(exit_, withinMemory(file, [&] { return check(file, found); }));
+    }
+
+    /// Of a folder that could not be searched.
+    void addProblem(const std::string& problem) {
+        ++failed_;
+        exit_ = worse(exit_, fail({ExitCode::Failed, problem}));
+    }
+
+    [[nodiscard]] bool goesOn() const {
+        return said_ == ExitCode::Done && tdr::InterruptGuard::signal() == 0;
+    }
+
+    ExitCode end() {
+        json_.end();
+        if (asJson_) {
+            json_.finish();
+        }
+        if (const std::size_t all = whole_ + damaged_ + failed_ + skipped_; all > 1) {
+            warn(formatted("{} files: {} whole, {} damaged, {} failed, {} skipped", all, whole_,
+                           damaged_, failed_, skipped_));
+        }
+        return worse(exit_, said_);
+    }
+
+  private:
+    ExitCode check(const std::string& file, bool found) {
+        const auto result = checkFile(file, options_);
+        if (!result && found && isOfNoKind(result.failure().cause) &&
+            !hasKnownEnding(file, known_)) {
+            ++skipped_;
+            return ExitCode::Done;
+        }
+        if (asJson_) {
+            writeJson(json_, file, result);
+        } else if (result) {
+            say_(textOf(file, *result));
+        }
+        if (!result) {
+            ++(result.failure().cause == Cause::Damaged ? damaged_ : failed_);
+            return fail(result.failure());
+        }
+        ++(result->whole ? whole_ : damaged_);
+        return result->whole ? ExitCode::Done : ExitCode::Failed;
+    }
+
+    static bool isOfNoKind(Cause cause) {
+        return cause == Cause::WrongKind || cause == Cause::Empty || cause == Cause::NotAFile;
+    }
+
+    void say_(std::string_view text) {
+        if (said_ == ExitCode::Done) {
+            said_ = say(text);
+        }
+    }
+
+    const DriverOptions& options_;
+    DriverSet known_; ///< for the endings of its files
+    bool asJson_;
+    JsonWriter json_{[this](std::string_view bytes) { say_(bytes); }};
+    ExitCode exit_ = ExitCode::Done;
+    ExitCode said_ = ExitCode::Done;
+    std::size_t whole_ = 0;
+    std::size_t damaged_ = 0;
+    std::size_t failed_ = 0;
+    std::size_t skipped_ = 0;
+};
+
+ExitCode checkAll(const DriverOptions& drivers, const CheckOptions& options) {
+    Checking checking(drivers, options.json);
+    for (const std::string& file : options.files) {
+        InputRule rule;
+        rule.listed = {file};
+        rule.searchFolders = options.recursive;
+        const FoundInputs found = findInputs(rule);
+        for (const std::string& problem : found.problems) {
+            checking.addProblem(problem);
+        }
+        for (const PlannedInput& input : found.inputs) {
+            if (checking.goesOn()) {
+                checking.add(input.path, input.path != file);
+            }
+        }
+    }
+    return checking.end();
+}
+
+} // namespace
+
+void addCheck(Arguments& arguments, Command& command) {
+    auto options = std::make_shared<CheckOptions>();
+    arguments
+        .value("files", "FILE", options->files, "Pictures, mattes, scenes, splines, hierarchies")
+        .require();
+    arguments.flag("-r,--recursive", options->recursive, "Check all files in folders");
+    arguments.flag("--json", options->json, "Print a JSON array with one object a file");
+    arguments.run([&command, options] { command.exit = checkAll(command.drivers, *options); });
+}
