@@ -58,7 +58,7 @@ std::string lineOf(const Job& job, const JobResult& result) {
 Outcome<RunReport> RunReport::begin(const std::string& path, IfExisting existing) {
     const int ifThere = existing == IfExisting::Replace ? O_TRUNC : O_EXCL;
     base::UniqueFd file(::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | ifThere, kNewFile));
-    if (!file.valid()) { // a device or a pipe is no file to lose
+    if (!file.valid()) { // a device or a pipe: nothing to replace
         const int error = errno;
         struct stat there {};
         const bool isStream = ::stat(path.c_str(), &there) == 0 && !S_ISREG(there.st_mode);
