@@ -220,10 +220,10 @@ TEST(PictureNotes, AreReadAndChangedInTheHeadsOfPicturesAndMattesOnly) {
         SCOPED_TRACE(file.substr(88));
         const int done = changed.empty() ? 0 : 1;
         const base::UniqueFile stream = streamOf(file);
-        PictureNotes read{1, 1, "x"};
+        PictureNotes read{1, 1, "x", 1};
         EXPECT_EQ(pictureNotesRead(stream.get(), &read), done);
         EXPECT_STREQ(read.comment, "") << "what every new file says is no comment";
-        PictureNotes change{1.2F, 2, {}};
+        PictureNotes change{1.2F, 2, {}, 0};
         std::memset(change.comment, 'c', kFileCommentSize);
         EXPECT_EQ(pictureNotesWrite(stream.get(), &change), done);
         EXPECT_EQ(pictureNotesRead(stream.get(), &read), done);
