@@ -365,7 +365,7 @@ TEST_F(FilesTest, aLimitOfFileSizeIsAReasonAndLeavesNothing) {
     const std::string before = contentOf(scene);
     expectFailed({"plot", scene, "-o", in("a.svg")}, "a.svg: File too large", 1,
                  {.largestFile = 1000});
-    expectFailed({"scene", "format", scene, "-o", scene}, "File too large", 1,
+    expectFailed({"scene", "format", scene, "--in-place"}, "File too large", 1,
                  {.largestFile = 100});
     EXPECT_EQ(contentOf(scene), before);
     EXPECT_EQ(namesIn(files().path()), Names{"a.scn"});
