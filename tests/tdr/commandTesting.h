@@ -106,6 +106,12 @@ class Running : public support::Program {
 /// files. After every test no segment or child may be left.
 class CommandTest : public ::testing::Test {
   protected:
+    /// The drivers that a developer has set up for himself stay out of sight.
+    CommandTest() {
+        unsetenv("TDR_DRIVER_PATH");
+        setenv("HOME", scratch_.path().c_str(), 1);
+    }
+
     void TearDown() override {
         for (const pid_t pid : pids_) {
             EXPECT_TRUE(support::segmentsOf(pid).empty());

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "fileCheck.h"
 
-#include "files/extension.h"
+#include "base/extension.h"
 #include "files/readableFile.h"
 #include "output/console.h"
 #include "output/formatted.h"
@@ -142,7 +142,7 @@ Outcome<FileCheck> checkFile(const fs::path& file, const DriverOptions& drivers)
 bool hasKnownEnding(const fs::path& file, DriverSet& drivers) {
     constexpr const char* kEndings[] = {".pic", ".tag", ".scn", ".spl", ".hrc"};
     if (std::ranges::any_of(kEndings,
-                            [&](const char* ending) { return hasExtension(file, ending); })) {
+                            [&](const char* ending) { return base::hasExtension(file, ending); })) {
         return true;
     }
     const auto driver = drivers.byEnding(file);

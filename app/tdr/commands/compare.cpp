@@ -86,7 +86,7 @@ std::int64_t pixelsOf(const PictureLines& picture) {
 /// Drivers transfer 8 bits of a sample; the others are not compared, and this text says so.
 Outcome<std::string> depthText(const PictureLines& a, const PictureLines& b) {
     for (const PictureLines* side : {&a, &b}) {
-        const auto metadata = readMetadata(pathOfDescriptor(side->picture().file.get()));
+        const auto metadata = readMetadata(tdr::pathOfDescriptor(side->picture().file.get()));
         if (!metadata) {
             return problemWith(side->path(), metadata.failure());
         }

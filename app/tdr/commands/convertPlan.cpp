@@ -77,8 +77,7 @@ Outcome<void> Planner::splitWords() {
     }
     std::error_code error;
     inFolder_ = output_.ends_with('/') || fs::is_directory(output_, error);
-    return names_.empty() && options_.list.empty() ? usage("there is no file to read")
-                                                   : Outcome<void>();
+    return names_.empty() && options_.list.empty() ? usage("name a file to read") : Outcome<void>();
 }
 
 Outcome<FoundInputs> Planner::find() {

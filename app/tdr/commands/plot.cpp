@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // tdr plot FILE -o OUT.svg: draws the contents of a scene file.
-#include "files/extension.h"
+#include "base/extension.h"
 #include "files/replacedFile.h"
 #include "output/console.h"
 #include "output/formatted.h"
@@ -45,7 +45,7 @@ std::string checkFrames(const std::string& text) {
 }
 
 std::string checkOutput(const std::string& name) {
-    const bool writable = !fs::path(name).has_extension() || hasExtension(name, ".svg");
+    const bool writable = !fs::path(name).has_extension() || base::hasExtension(name, ".svg");
     return writable ? "" : "only SVG can be written: " + name;
 }
 

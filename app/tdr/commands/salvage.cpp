@@ -2,8 +2,8 @@
 // tdr salvage IN OUT: writes the lines of a damaged PIC picture that can still be read.
 #include "subcommands.h"
 
+#include "base/extension.h"
 #include "base/retry.h"
-#include "files/extension.h"
 #include "files/readableFile.h"
 #include "files/replacedFile.h"
 #include "output/console.h"
@@ -53,7 +53,7 @@ std::string checkColour(const std::string& text) {
 }
 
 std::string checkTarget(const std::string& out) {
-    return hasExtension(out, ".pic") ? "" : "only PIC pictures (.pic) can be written";
+    return base::hasExtension(out, ".pic") ? "" : "only PIC pictures (.pic) can be written";
 }
 
 Outcome<std::vector<std::uint8_t>> bytesOf(int fd, const std::string& name) {

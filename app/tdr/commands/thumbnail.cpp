@@ -86,7 +86,7 @@ Outcome<void> makeThumbnail(DriverSet& drivers, const ThumbnailOptions& options)
     if (!picture) {
         return picture.failure();
     }
-    const auto metadata = readMetadata(pathOfDescriptor(picture->file.get()));
+    const auto metadata = readMetadata(tdr::pathOfDescriptor(picture->file.get()));
     if (!metadata) {
         return problemWith(options.input, metadata.failure());
     }

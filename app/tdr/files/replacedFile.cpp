@@ -123,7 +123,7 @@ Outcome<ReplacedFile> ReplacedFile::begin(const fs::path& target, std::string_vi
     if (!file) {
         return problemWith(target.string(), file.failure());
     }
-    auto link = DriverLink::make(file->fd(), target.string());
+    auto link = tdr::DriverLink::make(file->fd(), target.string());
     if (!link) {
         return problemWith(target.native(), link.failure());
     }

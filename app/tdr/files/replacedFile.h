@@ -3,8 +3,8 @@
 #pragma once
 
 #include "base/uniqueFd.h"
-#include "driverLink.h"
 #include "output/outcome.h"
+#include "tdr/driverLink.h"
 #include "temporaryFile.h"
 
 #include <ctime>
@@ -39,7 +39,7 @@ class ReplacedFile {
     [[nodiscard]] const std::string& target() const { return named_; }
 
     /// For messages about the new file, which the user knows as the target.
-    [[nodiscard]] const FileNames& names() const { return link_.names(); }
+    [[nodiscard]] const tdr::FileNames& names() const { return link_.names(); }
 
     /// Writes `text` as the new file's content.
     Outcome<void> write(std::string_view text);
@@ -62,7 +62,7 @@ class ReplacedFile {
     static Outcome<Place> find(const std::filesystem::path& target, Existing existing);
     static Outcome<Place> findBehindLinks(const std::filesystem::path& target);
     ReplacedFile(std::string named, Existing existing, Place place, TemporaryFile file,
-                 DriverLink link, std::filesystem::path path)
+                 tdr::DriverLink link, std::filesystem::path path)
         : named_(std::move(named)), existing_(existing), place_(std::move(place)),
           file_(std::move(file)), link_(std::move(link)), path_(std::move(path)) {}
     Outcome<void> takePlace();
@@ -71,7 +71,7 @@ class ReplacedFile {
     Existing existing_;
     Place place_;
     TemporaryFile file_;
-    DriverLink link_;
+    tdr::DriverLink link_;
     std::filesystem::path path_;
 
     inline static bool sync_ = false;

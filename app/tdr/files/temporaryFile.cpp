@@ -56,7 +56,7 @@ bool TemporaryFile::create(int folder, mode_t mode) {
 }
 
 Outcome<TemporaryFile> TemporaryFile::in(base::UniqueFd folder, mode_t mode) {
-    auto notes = PrivateFolder::open();
+    auto notes = tdr::PrivateFolder::open();
     if (!notes) {
         return problemWith(notes.failure());
     }
@@ -70,7 +70,7 @@ Outcome<TemporaryFile> TemporaryFile::in(base::UniqueFd folder, mode_t mode) {
 }
 
 Outcome<TemporaryFile> TemporaryFile::unnamed() {
-    auto notes = PrivateFolder::open();
+    auto notes = tdr::PrivateFolder::open();
     if (!notes) {
         return problemWith(notes.failure());
     }

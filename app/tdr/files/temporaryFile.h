@@ -3,7 +3,7 @@
 #pragma once
 
 #include "output/outcome.h"
-#include "privateFolder.h"
+#include "tdr/privateFolder.h"
 
 #include <cstdint>
 #include <string>
@@ -40,13 +40,13 @@ class TemporaryFile {
     [[nodiscard]] int rename(const std::string& name, Existing existing);
 
   private:
-    explicit TemporaryFile(PrivateFolder notes)
+    explicit TemporaryFile(tdr::PrivateFolder notes)
         : notes_(std::move(notes)), name_("." + notes_.mark()), note_(notes_.noteName()) {}
     [[nodiscard]] bool create(int folder, mode_t mode);
     void noteWhere() const;
     [[nodiscard]] int lookUp(const std::string& name) const;
 
-    PrivateFolder notes_;
+    tdr::PrivateFolder notes_;
     std::string name_;
     std::string note_;
     base::UniqueFd folder_; ///< none if it has no name

@@ -144,7 +144,7 @@ Outcome<void> lintUsersFile(LintRun& run, const std::string& file) {
     if (!opened) {
         return opened.failure();
     }
-    auto link = DriverLink::make(opened->get(), file);
+    auto link = tdr::DriverLink::make(opened->get(), file);
     const auto path = link ? link->path(run.ending) : link.failure();
     if (!path) {
         return problemWith(file, path.failure());

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "driverSet.h"
 
-#include "files/extension.h"
+#include "base/extension.h"
 #include "output/console.h"
 #include "tdr/driverSearch.h"
 
@@ -166,7 +166,7 @@ std::vector<std::size_t> DriverSet::readersFor(const fs::path& path) {
     auto order = tdr::readingOrder(path, entries_.size(), endingOf);
     // The null driver is an example: it is not tried on files of other kinds.
     std::erase_if(order, [&](std::size_t i) {
-        return name(i) == kExample && !hasExtension(path, entries_[i].extension);
+        return name(i) == kExample && !base::hasExtension(path, entries_[i].extension);
     });
     return order;
 }
@@ -189,7 +189,7 @@ Outcome<std::optional<std::size_t>> DriverSet::find(const std::string& wanted, M
 
 Outcome<std::optional<std::size_t>> DriverSet::byEnding(const fs::path& path) {
     return find(path.string(),
-                [&](const std::string& extension) { return hasExtension(path, extension); });
+                [&](const std::string& extension) { return base::hasExtension(path, extension); });
 }
 
 Outcome<std::optional<std::size_t>> DriverSet::byKind(const std::string& kind) {
@@ -200,7 +200,7 @@ Outcome<std::optional<std::size_t>> DriverSet::byKind(const std::string& kind) {
         }
     }
     auto found = find(kind, [&](const std::string& extension) {
-        return !extension.empty() && sameLetters(withoutDot(kind), withoutDot(extension));
+        return !extension.empty() && base::sameLetters(withoutDot(kind), withoutDot(extension));
     });
     if (found && !*found) {
         return Problem{ExitCode::Failed,

@@ -2,8 +2,8 @@
 // The drivers on this machine, started when needed.
 #pragma once
 
-#include "files/driverLink.h"
 #include "output/outcome.h"
+#include "tdr/driverLink.h"
 #include "tdr/session.h"
 
 #include <chrono>
@@ -29,7 +29,7 @@ struct DriverOptions {
 struct RunningDriver {
     tdr::Session session;
     std::shared_ptr<std::vector<std::string>> lines;
-    FileNames names; ///< of the files that it has been given
+    tdr::FileNames names; ///< of the files that it has been given
 
     /// Writes the kept lines to stderr except `shown`, which the caller shows itself.
     void passOnLines(std::string_view shown = {});

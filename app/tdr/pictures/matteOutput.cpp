@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "matteOutput.h"
 
+#include "base/extension.h"
 #include "base/hostPixel.h"
 #include "base/uniqueFile.h"
-#include "files/extension.h"
 #include "files/readableFile.h"
 #include "output/formatted.h"
 #include "tinyTag.h"
@@ -182,7 +182,7 @@ Outcome<void> MatteOutput::commit(std::optional<timespec> time) {
 } // namespace
 
 bool isMatte(const std::string& path, const std::string& kind) {
-    return hasExtension(kind.empty() ? path : "." + kind, kMatteEnding);
+    return base::hasExtension(kind.empty() ? path : "." + kind, kMatteEnding);
 }
 
 Outcome<std::unique_ptr<PictureOutput>> openMatte(const std::string& path, const MatteRule& rule,
@@ -200,7 +200,7 @@ std::int32_t mattesIn(const std::string& path) {
     if (!file) {
         return 0;
     }
-    auto link = DriverLink::make(file->get(), path);
+    auto link = tdr::DriverLink::make(file->get(), path);
     if (!link) {
         return 0;
     }

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "pictureFile.h"
 
-#include "files/extension.h"
+#include "base/extension.h"
 #include "files/readableFile.h"
 #include "tdr/driverSearch.h"
 
@@ -41,7 +41,7 @@ class Trials : public tdr::DriverChoice {
 /// The file with the first driver of `order` that accepts it.
 tdr::Result<PictureFile> findReader(DriverSet& drivers, const std::string& path,
                                     base::UniqueFd file, const std::vector<std::size_t>& order) {
-    auto link = DriverLink::make(file.get(), path);
+    auto link = tdr::DriverLink::make(file.get(), path);
     if (!link) {
         return link.failure();
     }
@@ -99,7 +99,7 @@ Outcome<std::optional<std::size_t>> writerFor(DriverSet& drivers, const std::str
     const Problem mattes{
         ExitCode::Failed,
         target + ": mattes are written only by 'tdr convert', to names that end in .tag"};
-    if (hasExtension(kind.empty() ? target : "." + kind, ".tag")) {
+    if (base::hasExtension(kind.empty() ? target : "." + kind, ".tag")) {
         return mattes;
     }
     if (!kind.empty()) {

@@ -14,10 +14,10 @@
 
 /// A file that is connected for reading, with its driver.
 struct PictureFile {
-    std::size_t driver;  ///< its index in the set
-    DriverLink link;     ///< leads the driver to the file
-    base::UniqueFd file; ///< the file of the link
-    LentDriver running;  ///< at a fixed address: the source borrows its session
+    std::size_t driver;   ///< its index in the set
+    tdr::DriverLink link; ///< leads the driver to the file
+    base::UniqueFd file;  ///< the file of the link
+    LentDriver running;   ///< at a fixed address: the source borrows its session
     tdr::PictureSource source;
 };
 

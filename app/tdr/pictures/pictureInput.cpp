@@ -86,7 +86,7 @@ Outcome<void> DriverInput::chooseMatte(std::int32_t matte) {
 }
 
 Outcome<void> DriverInput::readNotes() {
-    auto read = readMetadata(pathOfDescriptor(picture_.file.get()));
+    auto read = readMetadata(tdr::pathOfDescriptor(picture_.file.get()));
     if (!read) {
         return problemWith(name(), read.failure());
     }

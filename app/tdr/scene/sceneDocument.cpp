@@ -2,13 +2,13 @@
 #include "sceneDocument.h"
 
 #include "base/byteOrder.h"
+#include "base/extension.h"
 #include "base/retry.h"
-#include "files/driverLink.h"
-#include "files/extension.h"
 #include "files/readableFile.h"
 #include "files/replacedFile.h"
 #include "output/formatted.h"
 #include "output/utf8Text.h"
+#include "tdr/driverLink.h"
 #include "tdr/interruptGuard.h"
 #include "tinyFile.h"
 
@@ -156,8 +156,9 @@ const SceneFormat* formatOf(const Beginning& beginning, const fs::path& file) {
             return &format;
         }
     }
-    const auto* named = std::ranges::find_if(
-        kFormats, [&](const SceneFormat& format) { return hasExtension(file, format.ending); });
+    const auto* named = std::ranges::find_if(kFormats, [&](const SceneFormat& format) {
+        return base::hasExtension(file, format.ending);
+    });
     return named == std::end(kFormats) ? nullptr : named;
 }
 
@@ -221,7 +222,7 @@ Outcome<int> readAnyName(SceneDocument& document, int fd, const fs::path& file) 
         const tdr::InterruptGuard::Pause nothingToCleanUp; // a large file takes long
         return readWithToolkit(document, file.string());
     }
-    auto link = DriverLink::make(fd, file.string());
+    auto link = tdr::DriverLink::make(fd, file.string());
     if (!link) {
         return problemWith(file.native(), link.failure());
     }

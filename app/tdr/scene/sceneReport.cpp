@@ -150,7 +150,7 @@ void SceneReport::append(AnimSeverity severity, std::string place, std::string t
     }
 }
 
-void SceneReport::rename(const FileNames& names) {
+void SceneReport::rename(const tdr::FileNames& names) {
     failure = names.in(failure);
     for (SceneRemark& remark : remarks) {
         remark.text = names.in(remark.text);

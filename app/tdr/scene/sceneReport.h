@@ -3,9 +3,9 @@
 // positions, the reason of a failure, and notes on the format.
 #pragma once
 
-#include "files/driverLink.h"
 #include "files/toolkitMessages.h"
 #include "output/jsonWriter.h"
+#include "tdr/driverLink.h"
 #include "tinyUtils.h"
 
 #include <array>
@@ -42,7 +42,7 @@ struct SceneReport {
     void addMessage(std::string_view message);
 
     /// Puts the user's name of the file into all texts.
-    void rename(const FileNames& names);
+    void rename(const tdr::FileNames& names);
 
     /// True when nothing was lost.
     [[nodiscard]] bool whole() const { return losses().empty(); }

@@ -70,7 +70,7 @@ Outcome<ViewPicture> readForView(const DriverOptions& options, const std::string
     if (!format) {
         return problemWith(file, format.failure());
     }
-    const auto metadata = readMetadata(pathOfDescriptor(opened->file.get()));
+    const auto metadata = readMetadata(tdr::pathOfDescriptor(opened->file.get()));
     if (!metadata) {
         return problemWith(file, metadata.failure());
     }

@@ -177,9 +177,13 @@ Holds anyEntry(const ProcPath& path, Each each) {
 /// may list them.
 bool isZombie(pid_t pid) {
     const base::UniqueFile status = base::openFile(procPath("/proc/%d/stat", pid).data(), 'r');
-    char state = ' ';
-    // NOLINTNEXTLINE(cert-err34-c): the system's own text
-    return status && std::fscanf(status.get(), "%*d (%*[^)]) %c", &state) == 1 && state == 'Z';
+    std::array<char, 128> line{};
+    if (!status || std::fgets(line.data(), line.size(), status.get()) == nullptr) {
+        return false;
+    }
+    // The state follows the program's name, which may contain brackets itself.
+    const char* nameEnd = std::strrchr(line.data(), ')');
+    return nameEnd != nullptr && std::string_view(nameEnd).starts_with(") Z");
 }
 
 /// Whether a descriptor of this process itself is the socket.

@@ -2,7 +2,6 @@
 // How the command replaces files: attributes of the new file, interference by others, and what is
 // left after a kill.
 #include "base/uniqueFile.h"
-#include "files/privateFolder.h"
 #include "files/replacedFile.h"
 #include "host/processMark.h"
 #include "output/outcome.h"
@@ -10,6 +9,7 @@
 #include "support/failingMemory.h"
 #include "tdr/commandTesting.h"
 #include "tdr/interruptGuard.h"
+#include "tdr/privateFolder.h"
 #include "tdr/sharedBlock.h"
 
 #include <algorithm>

@@ -268,6 +268,13 @@ TEST_F(PlotTest, hostileCurvesGiveSmallValidPictures) {
     }
 }
 
+TEST_F(PlotTest, aFlatStretchBeginsAtItsKey) {
+    const std::string rises = curveText("CAM_FOV INTERPOLATION LINEAR",
+                                        {"TIME 10 VALUE 1", "TIME 20 VALUE 2", "TIME 30 VALUE 2"});
+    EXPECT_TRUE(contains(plot({files().write("flat.scn", cameraWith(rises))}),
+                         "262.02,138.39 317.75,138.39 \"/>"));
+}
+
 TEST_F(PlotTest, labelsNotesAndTitlesSayWhatIsThere) {
     const std::string few = curveText(
         "CAM_FOV", {"TIME 1 VALUE 1000", "TIME 50 VALUE 1000.002", "TIME 90 VALUE 1000.001"});
