@@ -195,6 +195,14 @@ int TDR_Driver::sendSafely(int (*send)(TDR_Driver& driver)) {
     return result == kThrown ? sendError() : result;
 }
 
+bool TDR_Driver::closeOpenFile() {
+    const int result = disconnectFromFile();
+    if (result == 1) {
+        runAround(&TDR_Driver::executePostWriteCommand);
+    }
+    return result != -1;
+}
+
 /// Runs an outside command before or after a request, whose answer does not depend on it.
 void TDR_Driver::runAround(int (TDR_Driver::*command)()) {
     attempt(me, [&] { return (this->*command)(); });

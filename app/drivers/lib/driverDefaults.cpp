@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Defaults for operations that a driver does not override.
 #include "TDR_Driver.h"
+#include "base/diagnostics.h"
 
 #include <algorithm>
 
@@ -26,6 +27,10 @@ int TDR_Driver::setPixelFormat(int index) {
 }
 
 int TDR_Driver::setBounds(long x, long y, long width, long height) {
+    if ((width != bounds[2] || height != bounds[3]) && saysFileIsOpen()) {
+        base::say("%s: Unable to change bounds of existing file.\n", me);
+        return -1;
+    }
     const long values[] = {x, y, width, height};
     std::ranges::transform(values, bounds, [](long v) { return static_cast<std::int32_t>(v); });
     return 0;
@@ -71,15 +76,23 @@ int TDR_Driver::setPostWriteCommand(const char* command) {
     return set_post_write_cmd(command);
 }
 
+/// The lines of a whole picture have to be declared, as for single lines: the block was checked for
+/// them. Otherwise nothing is done, which is no success for a driver that has a file open.
 int TDR_Driver::getCache(char* block, int, long cell) {
-    const auto size = declaredLineBytes(Transfer::GetLine);
-    return !size ? 0 : forEachLine(block, *size, bounds[3], [&](char* at, long line) {
+    const auto size = declaredLineBytes(Transfer::GetCache);
+    if (!size || size != declaredLineBytes(Transfer::GetLine)) {
+        return saysFileIsOpen() ? -1 : 0;
+    }
+    return forEachLine(block, *size, bounds[3], [&](char* at, long line) {
         return getLine(at, static_cast<int>(*size), cell, line);
     });
 }
 int TDR_Driver::putCache(char* block, int, long cell) {
-    const auto size = declaredLineBytes(Transfer::PutLine);
-    return !size ? 0 : forEachLine(block, *size, bounds[3], [&](char* at, long line) {
+    const auto size = declaredLineBytes(Transfer::PutCache);
+    if (!size || size != declaredLineBytes(Transfer::PutLine)) {
+        return saysFileIsOpen() ? -1 : 0;
+    }
+    return forEachLine(block, *size, bounds[3], [&](char* at, long line) {
         return putLine(at, static_cast<int>(*size), cell, line);
     });
 }
@@ -114,5 +127,14 @@ std::optional<std::size_t> TDR_Driver::declaredLineBytes(Transfer) const {
     return std::nullopt;
 }
 bool TDR_Driver::isOpenFor(Transfer) const {
+    openIsInherited_ = true;
     return true;
+}
+
+bool TDR_Driver::saysFileIsOpen() const {
+    constexpr Transfer kAll[] = {Transfer::GetLine, Transfer::PutLine, Transfer::GetCache,
+                                 Transfer::PutCache};
+    openIsInherited_ = false;
+    const bool open = std::ranges::any_of(kAll, [this](Transfer t) { return isOpenFor(t); });
+    return open && !openIsInherited_;
 }

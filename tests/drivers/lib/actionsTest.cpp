@@ -109,6 +109,19 @@ TEST_F(Actions, SettingsAreStoredByTheBase) {
     expectStored(1438, {9}, 1035, {9});
 }
 
+TEST_F(Actions, ThePictureThatIsOpenKeepsItsSize) {
+    EXPECT_EQ(handle(action(1425, {0, 0, 3, 2})), "1/101");
+    driver->open = true;
+    const support::CaptureStderr said;
+    EXPECT_EQ(handle(action(1425, {9, 9, 3, 4})), "1/102");
+    EXPECT_EQ(handle(action(1425, {9, 9, 4, 2})), "1/102");
+    EXPECT_EQ(std::vector(driver->bounds, driver->bounds + 4), (std::vector{0, 0, 3, 2}));
+    EXPECT_EQ(handle(action(1425, {1, 1, 3, 2})), "1/101");
+    driver->open = false;
+    EXPECT_EQ(handle(action(1425, {1, 1, 4, 4})), "1/101");
+    EXPECT_EQ(said.lines(), 2) << said.text();
+}
+
 TEST_F(Actions, SettingTheSameCellIsNoChange) {
     driver->currentCell = 4;
     EXPECT_EQ(handle(action(1428, {4})), "1/101");
@@ -219,6 +232,53 @@ TEST_F(Actions, DeclaredLinesAreCheckedBeforeTheOperation) {
                       notice + (c.takesCache ? "1/101" : "1/102"));
             EXPECT_EQ(calls().find(put ? "putCache" : "getCache") != std::string::npos,
                       c.takesCache);
+        }
+    }
+}
+
+/// Inherits the transfer of whole pictures, whose lines may have another size.
+struct InheritingDriver : RecordingDriver {
+    using RecordingDriver::RecordingDriver;
+    std::optional<std::size_t> cacheLineBytes;
+    std::optional<std::size_t> declaredLineBytes(Transfer t) const override {
+        return t == Transfer::GetLine || t == Transfer::PutLine ? lineBytes : cacheLineBytes;
+    }
+    int getCache(char* b, int s, long c) override { return TDR_Driver::getCache(b, s, c); }
+    int putCache(char* b, int s, long c) override { return TDR_Driver::putCache(b, s, c); }
+};
+
+class Inheriting : public ConnectedDriver<InheritingDriver> {};
+
+TEST_F(Inheriting, WholePicturesOnlyAsTheirDeclaredLines) {
+    const support::SharedBlock block{4096};
+    driver->bounds[3] = 2;
+    const struct {
+        const char* name;
+        std::optional<bool> open;
+        std::optional<std::size_t> lineBytes, cacheLineBytes;
+        bool ok, transfers;
+    } cases[] = {
+        {"a driver of its own", {}, {}, {}, true, false},
+        {"files, but no sizes", true, {}, {}, false, false},
+        {"lines of any size", true, 5000, {}, false, false},
+        {"the same without files", {}, 5000, {}, true, false},
+        {"lines that overlap", true, 2048, 1024, false, false},
+        {"all declared", true, 2048, 2048, true, true},
+        {"no file", false, 2048, 2048, false, false},
+    };
+    for (const auto& c : cases) {
+        for (const bool put : {false, true}) {
+            SCOPED_TRACE(c.name);
+            driver->open = c.open;
+            driver->lineBytes = c.lineBytes;
+            driver->cacheLineBytes = c.cacheLineBytes;
+            driver->accessModes = ipc::kAccessNoCommands;
+            const std::string answer = c.ok ? "1/101" : "1/102";
+            EXPECT_EQ(handle(action(put ? 1433 : 1429, {4096, block.key(), block.id(), 3})),
+                      (put ? "2/1225 " : "") + answer);
+            const std::string name = put ? "putLine" : "getLine";
+            EXPECT_EQ(std::exchange(driver->calls, ""),
+                      c.transfers ? name + "(2048,3,1) " + name + "(2048,3,0)" : "");
         }
     }
 }

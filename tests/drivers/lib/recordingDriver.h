@@ -45,9 +45,9 @@ class RecordingDriver : public TDR_Driver {
     }
 
     std::optional<std::size_t> lineBytes; ///< what it declares
-    bool open = true;
+    std::optional<bool> open;             ///< what it says about a file
     std::optional<std::size_t> declaredLineBytes(Transfer) const override { return lineBytes; }
-    bool isOpenFor(Transfer) const override { return open; }
+    bool isOpenFor(Transfer t) const override { return open ? *open : TDR_Driver::isOpenFor(t); }
 
     int getStamp(char* b, int s, long c) override { return noteBlock("getStamp", b, s, c); }
     int putStamp(char* b, int s, long c) override { return noteBlock("putStamp", b, s, c); }

@@ -115,15 +115,17 @@ class TDR_Driver {
     // `blockBytes` is its real size. Lines count from the bottom of the picture.
 
     virtual int setPixelFormat(int index);
-    /// Bounds are x, y, width, height, in pixels.
+    /// Bounds are x, y, width, height, in pixels. The base class refuses another width or height
+    /// while `isOpenFor` says that a file is open; `connectToFile` assigns `bounds` itself.
     virtual int setBounds(long x, long y, long width, long height);
     virtual int setTiling(long width, long height);
     virtual int setCurrentCell(long cell);
     virtual int setStampBounds(long width, long height);
     virtual int getStamp(char* block, int size, long cell);
     virtual int putStamp(char* block, int size, long cell);
-    /// The whole picture, all lines in a row, bottom line first. The base class does nothing; for a
-    /// driver that declares its line size it transfers every line, from the top one down.
+    /// The whole picture, all lines in a row, bottom line first. The base class transfers every
+    /// line, from the top one down, if the driver declares the same size for both requests.
+    /// Otherwise it does nothing, and fails if `isOpenFor` says that a file is open.
     virtual int getCache(char* block, int size, long cell);
     virtual int putCache(char* block, int size, long cell);
     virtual int getLine(char* block, int size, long cell, long line);
@@ -187,6 +189,10 @@ class TDR_Driver {
 
     /// The same without the parts of the path; a refusal is reported on stderr.
     bool mayOpen(const char* path, int forWriting);
+
+    /// For `connectToFile`: closes a file that is still open, like a disconnect, and runs the
+    /// post-write command that is then due. False if it cannot be closed: refuse the new file.
+    bool closeOpenFile();
 
     /// Replace a command by a copy of `text`; an empty text removes it. The default commands are
     /// only reported to the host. 0, or -1 with a line on stderr when out of memory: the command is
@@ -255,6 +261,10 @@ class TDR_Driver {
     int sendLongs(short code, const std::int32_t* values, int count);
     int sendText(short code, const char* text);
     void enterCell(std::int32_t cell);
+    /// Whether the driver itself says that a file is open: false without an `isOpenFor` of its own.
+    [[nodiscard]] bool saysFileIsOpen() const;
+
+    mutable bool openIsInherited_ = false; ///< the base class's isOpenFor was called
 };
 
 /// Ends the main loop after the current event when it is not 0.

@@ -45,14 +45,9 @@ class TDR_NullFilter : public TDR_Driver {
         return 0;
     }
 
-    int setBounds(long x, long y, long width, long height) override {
-        const bool resized = width != bounds[2] || height != bounds[3];
-        return connected_ && resized ? -1 : TDR_Driver::setBounds(x, y, width, height);
-    }
-
-    // With these two the framework refuses lines outside the picture and blocks that are too small,
-    // and transfers whole pictures by their lines. Put requests need no operation: the base class
-    // reports success.
+    // With these two the framework refuses lines outside the picture, blocks that are too small and
+    // another size of an open picture, and transfers whole pictures by their lines. Put requests
+    // need no operation: the base class reports success.
     std::optional<std::size_t> declaredLineBytes(Transfer) const override {
         return static_cast<std::size_t>(bounds[2]) * base::kHostPixelBytes;
     }

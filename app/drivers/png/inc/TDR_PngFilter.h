@@ -30,8 +30,6 @@ class TDR_PngFilter : public TDR_Driver {
     int devicePredicate() override { return 1; }
     /// There is one format, 0; any other is refused.
     int setPixelFormat(int format) override;
-    /// While a file is open, width and height cannot change.
-    int setBounds(long x, long y, long width, long height) override;
     int getCache(char* block, int size, long cell) override;
     int putCache(char* block, int size, long cell) override;
     int getLine(char* block, int size, long cell, long y) override;
@@ -47,9 +45,7 @@ class TDR_PngFilter : public TDR_Driver {
     [[nodiscard]] bool isOpenFor(Transfer transfer) const override;
 
   private:
-    [[nodiscard]] bool isOpen() const { return reading_ || writing_; }
     [[nodiscard]] std::size_t lineBytes() const;
-    bool closePreviousFile();
     bool openForReading(const char* name);
     bool createFile(const char* name);
     void refuse(const char* action, const char* name, const char* reason) const;

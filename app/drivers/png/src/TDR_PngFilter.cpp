@@ -41,18 +41,10 @@ int TDR_PngFilter::setPixelFormat(int format) {
     return format == 0 ? 0 : -1;
 }
 
-int TDR_PngFilter::setBounds(long x, long y, long width, long height) {
-    if (isOpen() && (width != bounds[2] || height != bounds[3])) {
-        base::say("%s: Unable to change bounds of existing file.\n", me);
-        return -1;
-    }
-    return TDR_Driver::setBounds(x, y, width, height);
-}
-
 // --- The file ------------------------------------------------------------------------------------
 
 int TDR_PngFilter::connectToFile(char* name, int mode) {
-    if (!closePreviousFile() || !mayOpen(name, mode)) {
+    if (!closeOpenFile() || !mayOpen(name, mode)) {
         return -1;
     }
     const bool open = mode == ipc::kConnectForReading ? openForReading(name) : createFile(name);
@@ -63,14 +55,6 @@ int TDR_PngFilter::connectToFile(char* name, int mode) {
     damageSaid_ = false;
     failureSaid_ = false;
     return 0;
-}
-
-bool TDR_PngFilter::closePreviousFile() {
-    const int result = disconnectFromFile();
-    if (result == 1) {
-        executePostWriteCommand();
-    }
-    return result != -1;
 }
 
 void TDR_PngFilter::refuse(const char* action, const char* name, const char* reason) const {
