@@ -75,7 +75,7 @@ class FlawedDriver : public PpmFilter {
                                                : PpmFilter::declaredLineBytes(transfer);
     }
     bool isOpenFor(Transfer transfer) const override {
-        return is("needsNoFile")    ? true
+        return is("needsNoFile")    ? TDR_Driver::isOpenFor(transfer)
                : is("anyDirection") ? connected_
                                     : PpmFilter::isOpenFor(transfer);
     }
