@@ -273,7 +273,7 @@ constexpr Case kCases[] = {
     // Kept also where nothing follows.
     {"curve", "CURVE_TYPE CAM_FOV KEYS 0", 0, "", "CURVE_TYPE CAM_FOV$0"},
     // Ends before its keys.
-    {"curve", "CURVE_TYPE CAM_FOV FLAGS 3 X Y", 1, "X", ""},
+    {"curve", "CURVE_TYPE CAM_FOV FLAGS 3 X Y", 1, "X", "", "", "missing KEYS 1;"},
     // An unknown first word.
     {"curve", "X Y Z", 1, "Y", "", "", "unknown X 1;"},
     {"curve",
@@ -332,14 +332,18 @@ constexpr Case kCases[] = {
 
     {"position", "ORBIT ROLL 0", 1, "ROLL", "STATIC 0 0 0", "Position@unknown animToken 'ORBIT'.\n",
      "unknown ORBIT 1;"},
-    {"position", "", 0, "", "STATIC 0 0 0"},
+    {"position", "", 0, "", "STATIC 0 0 0", "", "missing  1;"},
+    // The end of the file inside a value.
+    {"position", "STATIC 1 2", 1, "", "STATIC 1 2 0", "", "missing  1;"},
+    {"position", "CONSTRAINT 2 'eye", 1, "", "CONSTRAINT 2 'eye'", "", "missing  1;"},
 
     {"camera", "FRAME 1 2", 1, "1", nullptr, "", "unknown FRAME 1;"},
     {"camera", "FRAME", 1, "", nullptr, "", "unknown FRAME 1;"},
     {"camera", " ", 0, ""},
     {"camera", "ENLARGE ACTIVE", 0, ""},
     {"camera", "ROLL 3", 0, ""},
-    {"camera", "ROLL", 0, ""},
+    {"camera", "ROLL", 0, "", nullptr, "", "missing  1;"},
+    {"camera", "YAW_PITCH_ROLL 1 2", 0, "", nullptr, "", "missing  1;"},
     {"camera", "DEPTH_OF_FIELD DEEP ROLL 1 X ", 1, "X", nullptr,
      "Camera@unknown depth of field animToken 'DEEP'.\n", "unknown DEEP 1;"},
     {"camera", "ENLARGE MAYBE X", 1, "X", nullptr,
@@ -354,7 +358,7 @@ constexpr Case kCases[] = {
 
     {"light", "LIGHT ENLARGE X", 1, "ENLARGE", nullptr, "", "unknown LIGHT 1;"},
     {"light", " ", 0, ""},
-    {"light", "LIGHT_NAME", 0, ""},
+    {"light", "LIGHT_NAME", 0, "", nullptr, "", "missing  1;"},
     {"light", "LIGHT_NAME 'x'", 0, ""},
     {"light", "LIGHT_NAME 'x' LIGHT_NAME 'y' Z ", 1, "Z", nullptr, "", "dropped LIGHT_NAME 1;"},
     {"light", "SELECTED HALF Z ", 1, "Z", nullptr, "Light@unknown select animToken 'HALF'.\n",
@@ -365,7 +369,8 @@ constexpr Case kCases[] = {
     {"light", "LIGHT_TYPE\nCOLOUR 0.5 1 1 Z ", 1, "0.5", nullptr,
      "Light@unknown light type animToken 'COLOUR'.\n", "unknown COLOUR 2;"},
     // End in an old pair.
-    {"light", "WIRE_COLOUR_INDEX 3", 0, "", nullptr, "", "by format WIRE_COLOUR_INDEX 1;"},
+    {"light", "WIRE_COLOUR_INDEX 3", 0, "", nullptr, "",
+     "by format WIRE_COLOUR_INDEX 1;missing  1;"},
 };
 
 TEST_F(AnimationText, IsReadAndWrittenAgain) {

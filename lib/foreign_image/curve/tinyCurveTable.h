@@ -106,7 +106,7 @@ struct CurveRows : Rows<Draft> {
         return {word,
                 [](std::FILE* stream, Draft& draft) {
                     Record& record = recordOf(draft);
-                    if (in_animToken(stream) == 0) {
+                    if (!text::Reader::on(stream).value()) {
                         return Outcome::EndOfFile;
                     }
                     if (std::string_view(animToken) == "CURVE_TYPE") {

@@ -136,7 +136,7 @@ constexpr Row kCurveRows[] = {
 /// Reads a channel name. A curve without a channel is written without a name: the word after
 /// CURVE_TYPE is then the curve's next keyword.
 Outcome readChannel(std::FILE* stream, Draft& draft) {
-    if (in_animToken(stream) == 0) {
+    if (!text::Reader::on(stream).value()) {
         return Outcome::EndOfFile;
     }
     Fcurve& curve = *draft.record;
@@ -170,6 +170,9 @@ int readCurve(std::FILE* stream, UniqueCurve& curve) {
         in_animToken(stream);
     } else {
         outcome = table::readFrom(text::Reader::on(stream), kCurveRows, first, draft);
+        if (!draft.hasKeys) {
+            animNotify(AnimNoticeKind::Missing, "KEYS", "the curve is dropped");
+        }
     }
     if (!draft.hasKeys) {
         curve.reset();

@@ -136,7 +136,7 @@ constexpr Form kForms[] = {
 };
 
 int read(std::FILE* stream, const Target& target) {
-    if (in_animToken(stream) == 0) {
+    if (!text::Reader::on(stream).value()) {
         return 0;
     }
     if (const Form* form = table::find(kForms, animToken); form != nullptr) {

@@ -108,7 +108,7 @@ Outcome takeType(Spline& spline) {
 
 /// "SPLINE" and a type, or the type alone if the word before it has been consumed.
 Outcome readType(std::FILE* stream, Draft& draft) {
-    const bool more = std::strcmp(animToken, "SPLINE") != 0 || in_animToken(stream) != 0;
+    const bool more = std::strcmp(animToken, "SPLINE") != 0 || text::Reader::on(stream).value();
     return more ? takeType(*draft.record) : Outcome::EndOfFile;
 }
 

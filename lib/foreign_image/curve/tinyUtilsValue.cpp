@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Vectors, and scalars and triples of numbers or curves.
+#include "text/tinyReader.h"
 #include "text/tinyUtilsText.h"
 #include "tinyFcurve.h"
 #include "tinyUtils.h"
@@ -81,7 +82,7 @@ int valueWriteAsciiAnimation(std::FILE* stream, float value, const Fcurve* curve
 }
 
 int valueReadAsciiAnimation(std::FILE* stream, float* value, Fcurve** curve, int readFirst) {
-    if (readFirst != 0 && in_animToken(stream) == 0) {
+    if (readFirst != 0 && !text::Reader::on(stream).value()) {
         return 0;
     }
     if (tokenIsCurve()) {
@@ -112,7 +113,7 @@ int value3WriteAsciiAnimation(std::FILE* stream, float x, float y, float z, cons
 
 int value3ReadAsciiAnimation(std::FILE* stream, float* x, float* y, float* z, Fcurve** xCurve,
                              Fcurve** yCurve, Fcurve** zCurve) {
-    if (in_animToken(stream) == 0) {
+    if (!text::Reader::on(stream).value()) {
         return 0;
     }
     if (tokenIsCurve()) {
@@ -125,9 +126,10 @@ int value3ReadAsciiAnimation(std::FILE* stream, float* x, float* y, float* z, Fc
     store(x, text::toFloat(animToken));
     for (float* place : {y, z}) {
         float value = 0.0F;
-        if (in_animFValue(stream, &value) != 0) {
-            store(place, value);
+        if (in_animFValue(stream, &value) == 0) {
+            return 1;
         }
+        store(place, value);
     }
     in_animToken(stream);
     return 1;

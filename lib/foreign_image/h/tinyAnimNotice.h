@@ -15,8 +15,9 @@ enum class AnimNoticeKind : std::uint8_t {
     UnknownWord, ///< an unexpected word; skipped or read as a default
     Cut,         ///< a token, string or block longer than its room, or more entries than there is
                  ///< room for; `detail`: the limit
-    Missing,   ///< fewer entries than announced, or end of file inside a block; `detail`: how many
-               ///< of what were announced and found ("5 keys announced, 3 found")
+    Missing, ///< fewer entries than announced, or end of file inside a block or a value; `detail`:
+             ///< how many
+             ///< of what were announced and found ("5 keys announced, 3 found")
     BadNumber, ///< `word` is not the expected number, or does not fit; `detail`:
                ///< what was expected ("whole number from -32768 to 32767" or "number")
     Dropped,   ///< a value that the record or the form has no place for; `word`: which one

@@ -116,7 +116,7 @@ Outcome readShapeName(std::FILE* stream, Draft& draft) {
 }
 
 Outcome readInterpolation(std::FILE* stream, Draft& draft) {
-    if ((draft.shape == nullptr && !addShape(draft)) || !in_animToken(stream)) {
+    if ((draft.shape == nullptr && !addShape(draft)) || !text::Reader::on(stream).value()) {
         return Outcome::EndOfFile;
     }
     if (draft.shape->interpolation != nullptr) {

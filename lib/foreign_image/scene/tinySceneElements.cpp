@@ -152,7 +152,7 @@ Outcome dropped(std::FILE* stream, SceneDraft& draft) {
 template <int Count>
 Outcome dropTokens(std::FILE* stream, SceneDraft&) {
     for (int i = 0; i < Count; ++i) {
-        if (!in_animToken(stream)) {
+        if (!text::Reader::on(stream).value()) {
             return Outcome::EndOfFile;
         }
     }

@@ -24,7 +24,7 @@ constexpr const char* kFormats[kPictureFormatCount] = {
 constexpr table::Choice kFormatWords = {kFormats};
 
 Outcome readFormat(std::FILE* stream, ScenePicture& picture) {
-    if (!in_animToken(stream)) {
+    if (!text::Reader::on(stream).value()) {
         return Outcome::EndOfFile;
     }
     const int format = table::indexOf(kFormatWords.names, animToken);

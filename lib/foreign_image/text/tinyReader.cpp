@@ -152,6 +152,22 @@ bool Reader::next() {
     return collect(c, [kinds](int next, char) { return kinds[next] == kOrdinary; });
 }
 
+/// Reports that the file ends where a value goes on. In the text flavours a block is then open,
+/// which their readers report.
+void Reader::reportEnd() const {
+    if (!style_->bracesAlone) {
+        animNotify(AnimNoticeKind::Missing, "", "the file ends inside a value");
+    }
+}
+
+bool Reader::value() {
+    const bool found = next();
+    if (!found) {
+        reportEnd();
+    }
+    return found;
+}
+
 int Reader::peek() {
     const int c = skipBlanks();
     unget(c);
@@ -164,6 +180,7 @@ char* Reader::quoted(std::size_t* size) {
         c = get();
     }
     if (c == EOF) {
+        reportEnd();
         return nullptr;
     }
     const std::size_t begin = style_->bracesAlone ? 0 : 1;
@@ -176,6 +193,9 @@ char* Reader::quoted(std::size_t* size) {
         if (!cut) {
             word_[length++] = static_cast<char>(c);
         }
+    }
+    if (c == EOF) {
+        reportEnd();
     }
     const std::size_t used = strnlen(word_ + begin, length - begin);
     const bool zero = used < length - begin && size == nullptr;

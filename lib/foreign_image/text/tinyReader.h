@@ -46,6 +46,9 @@ class Reader {
     /// limit are consumed and reported.
     bool next();
 
+    /// The same for a word that must follow: the end of the file in its place is reported.
+    bool value();
+
     /// The last word read, or set.
     [[nodiscard]] std::string_view word() const { return word_; }
     [[nodiscard]] const char* c_str() const { return word_; }
@@ -97,6 +100,7 @@ class Reader {
 
     void setStyle(const Style& style);
     int skipBlanks();
+    void reportEnd() const;
     bool numberText();
     template <typename Belongs>
     bool collect(int c, Belongs belongs);

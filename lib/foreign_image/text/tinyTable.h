@@ -203,7 +203,7 @@ inline void complain(const Choice& choice) {
 /// Reads a word of the choice into `code`; another word leaves it unchanged.
 template <typename Code>
 Outcome readChoice(std::FILE* stream, const Choice& choice, Code& code) {
-    if (in_animToken(stream) == 0) {
+    if (!text::Reader::on(stream).value()) {
         return Outcome::EndOfFile;
     }
     const int index = indexOf(choice.names, animToken);
@@ -244,11 +244,11 @@ inline Outcome readNumber(std::FILE* stream, float& value) {
 inline Outcome readNumber(std::FILE* stream, std::uint32_t& value) {
     constexpr std::int64_t kLeast = std::numeric_limits<std::int32_t>::min();
     constexpr std::int64_t kMost = std::numeric_limits<std::uint32_t>::max();
-    const int found = in_animToken(stream);
-    if (found != 0) {
+    const bool found = text::Reader::on(stream).value();
+    if (found) {
         value = static_cast<std::uint32_t>(text::toInt(animToken, kLeast, kMost));
     }
-    return next(found);
+    return next(found ? 1 : 0);
 }
 inline Outcome readNumber(std::FILE* stream, Vector& value) {
     return next(vectorReadAsciiAnimation(stream, &value));

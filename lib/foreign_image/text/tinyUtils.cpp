@@ -36,7 +36,7 @@ int in_animToken(std::FILE* stream) {
 }
 
 int in_animSValue(std::FILE* stream, std::int16_t* value) {
-    const int found = in_animToken(stream);
+    const int found = Reader::on(stream).value() ? 1 : 0;
     if (found != 0) {
         *value = text::toShort(animTokenLine);
     }
@@ -48,7 +48,7 @@ int in_animSValue_na(std::FILE* stream) {
 }
 
 int in_animFValue(std::FILE* stream, float* value) {
-    const int found = in_animToken(stream);
+    const int found = Reader::on(stream).value() ? 1 : 0;
     if (found != 0) {
         *value = text::toFloat(animTokenLine);
     }
@@ -61,7 +61,7 @@ int in_animFValue_na(std::FILE* stream) {
 
 int in_animLValue(std::FILE* stream, std::int32_t* value) {
     using Limits = std::numeric_limits<std::int32_t>;
-    const int found = in_animToken(stream);
+    const int found = Reader::on(stream).value() ? 1 : 0;
     if (found != 0) {
         *value = text::toInt(animTokenLine, Limits::min(), Limits::max());
     }

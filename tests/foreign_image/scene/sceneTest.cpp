@@ -176,7 +176,7 @@ const Case kCases[] = {
      {"\nPAUSE 0 \nRATE 9 \nRENDERING_TYPE WIRE_FRAME "},
      "",
      "by format CAMERA_VISIBLE 3;by format WINDOW_LAYOUT 3;by format MULTI_SELECT 3;"},
-    {"FRAME 5 6", {"\nFRAME 5 6 1 1 "}},
+    {"FRAME 5 6", {"\nFRAME 5 6 1 1 "}, "", "missing  3;"},
 
     {"HIERARCHY MODEL 'a' '' MODEL 'b' 'a' MODEL 'c' 'b' MODEL 'd' 'a' RATE 9 ",
      {"|a< b<a c<b d<a |9"}},

@@ -99,6 +99,7 @@ TEST_F(UtilsTest, TypedReadersReportWhatIsNoneOrDoesNotFitAndStoreNothingAtTheEn
         EXPECT_EQ(read(word), type == kLong ? 1 : 2);
         EXPECT_EQ(notices().empty(), good);
         EXPECT_EQ(read(" "), 0);
+        EXPECT_EQ(notices().substr(0, 9), "missing  ");
         EXPECT_EQ(type == kShort ? small : type == kLong ? static_cast<float>(large) : real, value);
         EXPECT_EQ(type == kShort ? animSValue : type == kFloat ? animFValue : value, value);
         EXPECT_FALSE(value == 0 && std::signbit(real));
@@ -111,24 +112,26 @@ TEST_F(UtilsTest, QuotedStrings) {
     const struct {
         std::string text;
         const char *result, *rest; ///< null for no string
+        std::string notices = "";
     } cases[] = {
         {" \n'a name' NEXT", "a name", " NEXT"},
         {"'a\n\tb'", "a\n\tb", ""},
         {"'' x", nullptr, " x"},
-        {" \t\n", nullptr, ""},
-        {"'abc", "abc", ""},
+        {" \t\n", nullptr, "", "missing  2;"},
+        {"'abc", "abc", "", "missing  1;"},
         {"Xab'c", "ab", "c"},
         {"X'", "", ""},
         {"'" + long237 + "'z", long237.c_str(), "z"},
-        {"'" + long300 + "'z", long237.c_str(), "z"},
+        {"'" + long300 + "'z", long237.c_str(), "z", "cut '" + long237 + "' 1;"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.text);
         const Input in(c.text);
+        animSetLineNumber(1);
         const MallocString got(stringReadAsciiAnimation(in));
         EXPECT_STREQ(got.get(), c.result);
         EXPECT_EQ(in.rest(), c.rest);
-        EXPECT_EQ(!notices().empty(), c.text.size() > 300);
+        EXPECT_EQ(notices(), c.notices);
     }
 }
 
