@@ -15,7 +15,8 @@ namespace {
 class Reporter {
   public:
     Reporter(const RunOptions& options, std::size_t total, RunReport* report)
-        : options_(options), progress_(total, options.counts && !options.quiet), report_(report) {}
+        : options_(options), progress_(total, total > 0 && options.counts && !options.quiet),
+          report_(report) {}
 
     void add(const Job& job, const JobResult& result) {
         ++counts_.at(static_cast<std::size_t>(result.fate));
@@ -52,7 +53,7 @@ class Reporter {
         case Fate::Done:
             return formatted("done in {:.3f} s", result.seconds);
         case Fate::Skipped:
-            return "skipped, it exists";
+            return "skipped, " + result.problem;
         case Fate::Damaged:
             return "damaged";
         case Fate::Failed:
@@ -68,10 +69,9 @@ class Reporter {
     ExitCode worst_ = ExitCode::Done;
 };
 
-} // namespace
-
-ExitCode doJobs(const std::vector<Job>& jobs, const RunOptions& options,
-                const std::function<Worker()>& makeWorker) {
+/// Shows and reports what `work` adds.
+ExitCode run(std::size_t total, const RunOptions& options,
+             const std::function<void(Reporter&)>& work) {
     std::optional<RunReport> report;
     if (!options.report.empty()) {
         auto begun = RunReport::begin(options.report, options.existing);
@@ -80,10 +80,28 @@ ExitCode doJobs(const std::vector<Job>& jobs, const RunOptions& options,
         }
         report.emplace(std::move(*begun));
     }
-    Reporter reporter(options, jobs.size(), report ? &*report : nullptr);
-    runJobs(jobs, options.workers, makeWorker,
-            [&](const Job& job, const JobResult& result) { reporter.add(job, result); });
+    Reporter reporter(options, total, report ? &*report : nullptr);
+    work(reporter);
     const ExitCode exit = reporter.end();
     const auto written = report ? report->end() : Outcome<void>();
     return written ? exit : worse(exit, fail(written.failure()));
+}
+
+} // namespace
+
+ExitCode doJobs(const std::vector<Job>& jobs, const RunOptions& options,
+                const std::function<Worker()>& makeWorker) {
+    return run(jobs.size(), options, [&](Reporter& reporter) {
+        runJobs(jobs, options.workers, makeWorker,
+                [&](const Job& job, const JobResult& result) { reporter.add(job, result); });
+    });
+}
+
+ExitCode doJobsAsTheyCome(const std::function<std::optional<Job>()>& next,
+                          const RunOptions& options, const Worker& worker) {
+    return run(0, options, [&](Reporter& reporter) {
+        while (const auto job = next()) {
+            reporter.add(*job, runOne(*job, worker));
+        }
+    });
 }

@@ -4,6 +4,8 @@
 
 #include "runner.h"
 
+#include <functional>
+#include <optional>
 #include <string>
 
 /// How a run is done and shown.
@@ -20,3 +22,7 @@ struct RunOptions {
 /// any job has failed or its input was damaged.
 [[nodiscard]] ExitCode doJobs(const std::vector<Job>& jobs, const RunOptions& options,
                               const std::function<Worker()>& makeWorker);
+
+/// The same for jobs that are known only as they come: `next` gives one, or none at the end.
+[[nodiscard]] ExitCode doJobsAsTheyCome(const std::function<std::optional<Job>()>& next,
+                                        const RunOptions& options, const Worker& worker);

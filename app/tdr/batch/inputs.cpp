@@ -68,7 +68,7 @@ void Finder::addName(const std::string& name) {
 
 void Finder::addListed(const std::string& name) {
     if (!addFolder(name)) {
-        found_.inputs.push_back({name});
+        found_.inputs.push_back({name == "-" ? "./-" : name}); // no stream
     }
 }
 
@@ -122,6 +122,14 @@ bool Finder::addFolder(const std::string& name) {
     return true;
 }
 
+/// True for a regular file, and for a link that leads to none: its file is missing.
+bool isFile(const fs::directory_entry& entry) {
+    std::error_code error;
+    const fs::file_status behind = entry.status(error);
+    return fs::is_regular_file(behind) ||
+           (!(fs::status_known(behind) && fs::exists(behind)) && entry.is_symlink(error));
+}
+
 /// Adds the files of a folder and then those of the folders in it. Hidden names, and folders behind
 /// links, do not count.
 void Finder::search(const fs::path& folder, const fs::path& below) {
@@ -134,7 +142,7 @@ void Finder::search(const fs::path& folder, const fs::path& below) {
         if (name.starts_with('.')) {
             continue;
         }
-        if (entry.is_regular_file(ignored)) {
+        if (isFile(entry)) {
             files.push_back(name);
         } else if (entry.is_directory(ignored) && !entry.is_symlink(ignored)) {
             folders.push_back(name);
@@ -159,6 +167,20 @@ void Finder::search(const fs::path& folder, const fs::path& below) {
             search(folder / name, below / name);
         }
     }
+}
+
+/// Where a link that leads to no file leads: writing would make that file.
+fs::path behindLinks(fs::path path) {
+    constexpr int kMostLinks = 40; // as the system's own limit
+    std::error_code error;
+    for (int links = 0; links < kMostLinks; ++links) {
+        const fs::path target = fs::read_symlink(path, error);
+        if (error) {
+            break;
+        }
+        path = path.parent_path() / target;
+    }
+    return path;
 }
 
 } // namespace
@@ -204,7 +226,13 @@ Standing lookUpFile(const std::string& path) {
     if (::stat(path.c_str(), &status) == 0) {
         return {S_ISREG(status.st_mode), formatted("{}:{}", status.st_dev, status.st_ino)};
     }
+    const fs::path file = behindLinks(path);
+    const fs::path folder = file.has_parent_path() ? file.parent_path() : fs::path(".");
+    if (::stat(folder.c_str(), &status) == 0) {
+        return {false,
+                formatted("{}:{}/{}", status.st_dev, status.st_ino, file.filename().string())};
+    }
     std::error_code error;
-    const fs::path whole = fs::weakly_canonical(path, error);
+    const fs::path whole = fs::weakly_canonical(fs::absolute(file, error), error);
     return {false, error ? path : whole.string()};
 }

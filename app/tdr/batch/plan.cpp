@@ -92,6 +92,12 @@ Outcome<std::vector<Job>> planJobs(const std::vector<PlannedInput>& inputs,
         }
         pattern = std::move(*parsed);
     }
+    if (counts && !pattern && inputs.size() > 1 && rule.target != kStream) {
+        return Problem{ExitCode::Failed,
+                       formatted("{}: one file for {} pictures; a folder ends in / and a pattern "
+                                 "has a number, as in %04d",
+                                 rule.target, inputs.size())};
+    }
     for (const PlannedInput& input : inputs) {
         std::string output = rule.target;
         if (rule.isFolder) {
@@ -109,8 +115,8 @@ Outcome<std::vector<Job>> planJobs(const std::vector<PlannedInput>& inputs,
     return jobs;
 }
 
-std::vector<std::string> checkJobs(std::vector<Job>& jobs, IfExisting existing,
-                                   const LookUp& lookUp, const std::vector<std::string>& reserved) {
+std::vector<std::string> checkJobs(std::vector<Job>& jobs, const PlanRule& rule,
+                                   const LookUp& lookUp) {
     std::vector<std::string> problems;
     std::unordered_map<std::string, const Job*> readers;
     const auto addReader = [&](const std::string& path, const Job& job) {
@@ -123,12 +129,15 @@ std::vector<std::string> checkJobs(std::vector<Job>& jobs, IfExisting existing,
             addReader(path, job);
         }
     }
+    if (!rule.list.empty()) {
+        readers.emplace(lookUp(rule.list).identity, nullptr);
+    }
     std::unordered_map<std::string, const Job*> writers;
-    for (const std::string& path : reserved) {
-        const Standing there = lookUp(path);
+    if (!rule.report.empty()) {
+        const Standing there = lookUp(rule.report);
         writers.emplace(there.identity, nullptr);
         if (readers.contains(there.identity)) {
-            problems.push_back(path + ": is also to be read");
+            problems.push_back(rule.report + ": is also to be read");
         }
     }
     for (Job& job : jobs) {
@@ -138,17 +147,19 @@ std::vector<std::string> checkJobs(std::vector<Job>& jobs, IfExisting existing,
         const Standing there = lookUp(job.output);
         const auto [writer, first] = writers.emplace(there.identity, &job);
         const auto reader = readers.find(there.identity);
-        job.skipped = existing == IfExisting::Skip && there.isFile;
+        job.skipped = rule.existing == IfExisting::Skip && there.isFile;
+        const bool isRead =
+            reader != readers.end() && (reader->second != &job || !rule.inPlace) && !job.skipped;
         if (!first) {
             problems.push_back(writer->second == nullptr
                                    ? job.output + ": would also be written by --report"
                                    : formatted("{}: would be written from {} and from {}",
                                                job.output, writer->second->input.path,
                                                job.input.path));
-        } else if (!job.skipped && reader != readers.end() && reader->second != &job) {
+        } else if (isRead) {
             problems.push_back(formatted("{}: would be written from {}, and is also to be read",
                                          job.output, job.input.path));
-        } else if (existing == IfExisting::Refuse && there.isFile) {
+        } else if (rule.existing == IfExisting::Refuse && there.isFile) {
             problems.push_back(job.output + ": exists already (see --force)");
         }
     }

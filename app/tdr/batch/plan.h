@@ -55,9 +55,15 @@ using LookUp = std::function<Standing(const std::string& path)>;
 /// What becomes of existing outputs.
 enum class IfExisting : std::uint8_t { Refuse, Skip, Replace };
 
+/// What a plan is checked by.
+struct PlanRule {
+    IfExisting existing = IfExisting::Refuse;
+    bool inPlace = true;     ///< a job may write the file that it reads
+    std::string report = {}; ///< a file that the run also writes; empty: none
+    std::string list = {};   ///< a file that it also reads
+};
+
 /// Marks the jobs to skip. Returns why the plan would lose or overwrite something: two inputs for
 /// one output, an output that another job reads, an existing output; nothing if it is good.
-/// `reserved` are paths that the run writes besides.
-[[nodiscard]] std::vector<std::string> checkJobs(std::vector<Job>& jobs, IfExisting existing,
-                                                 const LookUp& lookUp,
-                                                 const std::vector<std::string>& reserved = {});
+[[nodiscard]] std::vector<std::string> checkJobs(std::vector<Job>& jobs, const PlanRule& rule,
+                                                 const LookUp& lookUp);

@@ -11,6 +11,7 @@
 #include <nettle/base64.h>
 #include <nlohmann/json.hpp>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -56,7 +57,14 @@ std::string lineOf(const Job& job, const JobResult& result) {
 } // namespace
 
 Outcome<RunReport> RunReport::begin(const std::string& path, IfExisting existing) {
-    const int ifThere = existing == IfExisting::Replace ? O_TRUNC : O_EXCL;
+    if (path == "-") {
+        base::UniqueFd output(::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0));
+        return output.valid() ? Outcome<RunReport>(RunReport("standard output", std::move(output)))
+                              : problemWith("standard output", errno);
+    }
+    const int ifThere = existing == IfExisting::Replace ? O_TRUNC
+                        : existing == IfExisting::Skip  ? O_APPEND
+                                                        : O_EXCL;
     base::UniqueFd file(::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | ifThere, kNewFile));
     if (!file.valid()) { // a device or a pipe: nothing to replace
         const int error = errno;

@@ -9,7 +9,8 @@
 
 class RunReport {
   public:
-    /// Begins the file; one that exists is emptied, if it may be replaced.
+    /// Begins the file, or standard output for "-". One that exists is emptied if it may be
+    /// replaced, and continued by a run that leaves out what exists.
     static Outcome<RunReport> begin(const std::string& path, IfExisting existing);
 
     /// Adds a line. After a failure nothing more is written.

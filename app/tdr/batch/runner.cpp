@@ -17,24 +17,10 @@
 
 namespace {
 
-/// Does one job. Its messages are collected, so that they stay together.
-JobResult runOne(const Job& job, const Worker& worker) {
-    using Clock = std::chrono::steady_clock;
-    if (job.skipped) {
-        return {Fate::Skipped};
-    }
-    const auto begun = Clock::now();
-    CollectedMessages messages;
-    JobResult result;
-    try {
-        result = worker(job);
-    } catch (const std::bad_alloc&) {
-        result = {Fate::Failed, ExitCode::Failed, job.input.path + ": out of memory"};
-        warn(result.problem);
-    }
-    result.messages = messages.take();
-    result.seconds = std::chrono::duration<double>(Clock::now() - begun).count();
-    return result;
+JobResult withoutMemory(const Job& job) {
+    const std::string problem = job.input.path + ": out of memory";
+    warn(problem);
+    return {Fate::Failed, ExitCode::Failed, problem};
 }
 
 /// The jobs to do and the results, shared by the workers and the thread that reports.
@@ -90,8 +76,7 @@ void work(const std::vector<Job>& jobs, const std::function<Worker()>& makeWorke
         while (const auto index = queue.next()) {
             queue.put(*index, runOne(jobs[*index], worker));
         }
-    } catch (const std::bad_alloc&) { // the others go on, or nobody does
-        warn("a worker is out of memory");
+    } catch (const std::bad_alloc&) { // the others go on; if nobody does, the jobs have failed
     }
     queue.endWorker();
 }
@@ -131,6 +116,24 @@ class Threads {
 
 } // namespace
 
+JobResult runOne(const Job& job, const Worker& worker) {
+    using Clock = std::chrono::steady_clock;
+    if (job.skipped) {
+        return {Fate::Skipped, ExitCode::Done, "it exists"};
+    }
+    const auto begun = Clock::now();
+    CollectedMessages messages;
+    JobResult result;
+    try {
+        result = worker(job);
+    } catch (const std::bad_alloc&) {
+        result = withoutMemory(job);
+    }
+    result.messages = messages.take();
+    result.seconds = std::chrono::duration<double>(Clock::now() - begun).count();
+    return result;
+}
+
 void runJobs(const std::vector<Job>& jobs, std::size_t workers,
              const std::function<Worker()>& makeWorker,
              const std::function<void(const Job& job, const JobResult& result)>& report) {
@@ -138,9 +141,13 @@ void runJobs(const std::vector<Job>& jobs, std::size_t workers,
     Threads threads(queue);
     const std::size_t wanted = std::min(workers, jobs.size());
     if (wanted > 1 && threads.start(wanted, [&] { work(jobs, makeWorker, queue); }) > 0) {
-        JobResult result;
-        for (std::size_t i = 0; i < jobs.size() && queue.take(i, result); ++i) {
-            report(jobs[i], result);
+        for (std::size_t i = 0; i < jobs.size(); ++i) {
+            JobResult result;
+            if (queue.take(i, result)) {
+                report(jobs[i], result);
+            } else if (tdr::InterruptGuard::signal() == 0) { // its worker has ended
+                report(jobs[i], runOne(jobs[i], withoutMemory));
+            }
         }
         return;
     }

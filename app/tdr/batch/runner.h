@@ -22,6 +22,10 @@ struct JobResult {
 /// What does the jobs of one worker, and keeps what the next one needs too.
 using Worker = std::function<JobResult(const Job& job)>;
 
+/// Does one job, unless it is to be skipped. Its messages are collected, so that they stay
+/// together.
+[[nodiscard]] JobResult runOne(const Job& job, const Worker& worker);
+
 /// Runs the jobs with up to `workers` workers, each in a thread of its own if they are several, and
 /// calls `report` for each job in order. Ends early after a signal: the rest is not reported.
 void runJobs(const std::vector<Job>& jobs, std::size_t workers,

@@ -5,11 +5,11 @@
 #include "convertPlan.h"
 #include "output/console.h"
 #include "output/formatted.h"
+#include "streamJobs.h"
 #include "subcommands.h"
 
 #include <algorithm>
 #include <filesystem>
-#include <limits>
 #include <memory>
 #include <system_error>
 #include <thread>
@@ -33,30 +33,7 @@ Outcome<void> makeFolderOf(const std::string& file) {
     return error ? problemWith(folder.string(), error.value()) : Outcome<void>();
 }
 
-/// The files for the pictures on standard input: one, or those of a pattern.
-StreamNames streamNames(const ConvertOptions& options, const std::string& output) {
-    return [&options, output](std::size_t picture) -> Outcome<std::string> {
-        const auto pattern = FramePattern::parse(output);
-        if (!pattern) {
-            return pattern.failure();
-        }
-        if (output != "-" && !*pattern && picture > 0) {
-            return Problem{ExitCode::Failed, output + ": written, but standard input has more "
-                                                      "pictures; a pattern takes them all"};
-        }
-        const std::int64_t number = (options.start < 0 ? 1 : options.start) +
-                                    static_cast<std::int64_t>(picture) * options.step;
-        if (number > std::numeric_limits<std::int32_t>::max()) {
-            return Problem{ExitCode::Failed, output + ": the number of a picture is out of range"};
-        }
-        return *pattern ? (*pattern)->path(static_cast<std::int32_t>(number)) : output;
-    };
-}
-
 Converted convertJob(DriverSet& drivers, const ConvertOptions& options, const Job& job) {
-    if (job.input.path == "-") {
-        return convertStream(drivers, options.picture, streamNames(options, job.output));
-    }
     Conversion conversion{{job.input.path}, job.output, job.channel, job.input.frame.value_or(0)};
     conversion.inputs.insert(conversion.inputs.end(), job.more.begin(), job.more.end());
     return convertPicture(drivers, options.picture, conversion);
@@ -65,13 +42,7 @@ Converted convertJob(DriverSet& drivers, const ConvertOptions& options, const Jo
 JobResult convertOne(DriverSet& drivers, const ConvertOptions& options, bool inFolder,
                      const Job& job) {
     const auto made = inFolder ? makeFolderOf(job.output) : Outcome<void>();
-    const Converted converted =
-        made ? convertJob(drivers, options, job) : Converted{made.failure()};
-    if (converted.outcome) {
-        return {};
-    }
-    const Problem& problem = converted.outcome.failure();
-    return {converted.damaged ? Fate::Damaged : Fate::Failed, fail(problem), problem.text};
+    return resultOf(made ? convertJob(drivers, options, job) : Converted{made.failure()});
 }
 
 ExitCode showPlan(const std::vector<Job>& jobs) {
@@ -96,22 +67,31 @@ ExitCode convert(const DriverOptions& drivers, ConvertOptions& options) {
     if (options.dryRun) {
         return showPlan(plan->jobs);
     }
+    const auto makeDrivers = [&] {
+        const auto use = plan->isBatch ? Drivers::ForMany : Drivers::ForOne;
+        DriverOptions grouped = drivers;
+        grouped.ownGroups = options.picture.timeout > 0;
+        return std::make_shared<DriverSet>(std::move(grouped), use);
+    };
     const std::size_t processors = std::max(1U, std::thread::hardware_concurrency());
     const std::size_t wanted =
         options.jobs > 0 ? static_cast<std::size_t>(options.jobs) : processors;
     const bool toStream = plan->jobs.front().output == "-"; // its pictures have an order
-    options.run.workers = toStream ? 1 : std::clamp<std::size_t>(wanted, 1, plan->jobs.size());
     options.run.counts = plan->isBatch;
+    options.run.workers = toStream ? 1 : std::clamp<std::size_t>(wanted, 1, plan->jobs.size());
     if (options.megabytes > 0) {
         const std::size_t each =
             (static_cast<std::size_t>(options.megabytes) << 20) / options.run.workers;
         options.picture.mostBytes = std::min(options.picture.mostBytes, each);
     }
+    if (plan->jobs.front().input.path == "-") {
+        StreamJobs stream(options, plan->jobs.front().output);
+        const auto own = makeDrivers();
+        return doJobsAsTheyCome([&] { return stream.next(); }, options.run,
+                                [&](const Job& /*job*/) { return stream.convert(*own); });
+    }
     return doJobs(plan->jobs, options.run, [&]() -> Worker {
-        const auto use = plan->isBatch ? Drivers::ForMany : Drivers::ForOne;
-        DriverOptions grouped = drivers;
-        grouped.ownGroups = options.picture.timeout > 0;
-        return [&, own = std::make_shared<DriverSet>(std::move(grouped), use)](const Job& job) {
+        return [&, own = makeDrivers()](const Job& job) {
             return convertOne(*own, options, plan->inFolder, job);
         };
     });

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "convertPlan.h"
 
+#include "base/limits.h"
 #include "batch/inputs.h"
 #include "output/console.h"
 #include "output/formatted.h"
@@ -100,7 +101,7 @@ Outcome<FoundInputs> Planner::find() {
     }
     rule.isMeant = [this](const std::string& path) {
         const auto driver = drivers().byEnding(path);
-        return (driver && *driver) || beginsAsPicture(path);
+        return (driver && *driver) || mayBePicture(path);
     };
     auto found = findInputs(rule);
     if (rule.frames && !found.patterns && found.problems.empty()) {
@@ -145,6 +146,11 @@ Outcome<std::vector<Job>> Planner::match(const FoundInputs& found) {
     if (options_.picture.channel == 0) {
         rule.mattesIn = mattesIn;
     }
+    if (rule.joins && found.inputs.size() > base::kMaxTagChannels) {
+        return Problem{ExitCode::Failed,
+                       formatted("{}: a matte has at most {} channels, not {}", output_,
+                                 base::kMaxTagChannels, found.inputs.size())};
+    }
     return planJobs(found.inputs, rule);
 }
 
@@ -152,18 +158,30 @@ Outcome<std::vector<Job>> Planner::match(const FoundInputs& found) {
 Outcome<void> Planner::checkWays(const std::vector<Job>& jobs) {
     const ConversionOptions& picture = options_.picture;
     const bool commands = !picture.preRead.empty() || !picture.postWrite.empty();
-    const bool reads =
-        std::ranges::any_of(jobs, [](const Job& job) { return job.input.path == "-"; });
+    const bool reads = std::ranges::any_of(jobs, [](const Job& job) {
+        return job.input.path == "-" || std::ranges::count(job.more, "-") > 0;
+    });
     const bool writes = std::ranges::any_of(jobs, [](const Job& job) { return job.output == "-"; });
-    if (commands && (picture.verify || picture.preserveTime || reads || writes)) {
-        return usage("--pre-read and --post-write do not go together with --verify, "
-                     "--preserve-time or -");
-    }
-    if (picture.verify && writes) {
-        return usage("--verify cannot read standard output");
-    }
-    if (reads && (inFolder_ || jobs.size() > 1)) {
-        return usage("- for input goes alone, to a file, a pattern or -");
+    const std::pair<bool, const char*> conflicts[] = {
+        {commands && (picture.verify || picture.preserveTime || reads || writes),
+         "--pre-read and --post-write do not go together with --verify, --preserve-time or -"},
+        {!picture.preRead.empty() && picture.channel > 0,
+         "--pre-read and --channel do not go together"},
+        {!picture.postWrite.empty() && options_.skipExisting,
+         "--skip-existing does not know whether a file of --post-write is whole"},
+        {picture.verify && writes, "--verify cannot read standard output"},
+        {writes && options_.run.report == "-", "standard output takes pictures or the report"},
+        {reads && (inFolder_ || jobs.size() > 1 || !jobs.front().more.empty()),
+         "- for input goes alone, to a file, a pattern or -"},
+        {reads && (picture.channel > 0 || !picture.from.empty() || picture.preserveTime),
+         "--channel, --from and --preserve-time need a file to read"},
+        {inFolder_ && (options_.start >= 0 || options_.step != 1),
+         "--start and --step number the files of a pattern"},
+    };
+    for (const auto& [isThere, what] : conflicts) {
+        if (isThere) {
+            return usage(what);
+        }
     }
     for (const Job& job : jobs) {
         const NamedFile in{job.input.path, picture.from, picture.preRead};
@@ -197,11 +215,11 @@ Outcome<ConvertPlan> Planner::plan() {
     if (const auto good = checkWays(*jobs); !good) {
         return good.failure();
     }
-    std::vector<std::string> reserved;
-    if (!options_.run.report.empty()) {
-        reserved.push_back(options_.run.report);
-    }
-    auto problems = checkJobs(*jobs, options_.run.existing, lookUpFile, reserved);
+    // A command's driver writes the file under its name: before it has read the whole input.
+    const PlanRule rule{options_.run.existing, options_.picture.postWrite.empty(),
+                        options_.run.report == "-" ? "" : options_.run.report,
+                        options_.list == "-" ? "" : options_.list};
+    auto problems = checkJobs(*jobs, rule, lookUpFile);
     if (!problems.empty()) {
         return refusal(std::move(problems));
     }

@@ -5,7 +5,6 @@
 #include "namedPicture.h"
 #include "output/console.h"
 #include "output/formatted.h"
-#include "pamStream.h"
 #include "pictureInput.h"
 #include "pictureOutput.h"
 #include "streamPicture.h"
@@ -13,7 +12,6 @@
 #include <chrono>
 #include <memory>
 #include <optional>
-#include <unistd.h>
 #include <utility>
 
 namespace {
@@ -25,7 +23,11 @@ class Copying {
     Copying(const ConversionOptions& options, PictureInput& input, PictureOutput& output)
         : options_(options), input_(input), output_(output) {}
 
+    /// Fails unless the output has been committed.
     Outcome<void> run();
+
+    /// True if it failed because the input is damaged.
+    [[nodiscard]] bool metDamage() const { return metDamage_; }
 
   private:
     Outcome<void> read();
@@ -42,6 +44,7 @@ class Copying {
     PictureOutput& output_;
     std::optional<tdr::SharedBlock> pixels_; ///< the whole picture, unless it is large
     std::optional<tdr::SharedBlock> line_;   ///< of a large one
+    bool metDamage_ = false;
 };
 
 Outcome<void> Copying::run() {
@@ -65,9 +68,7 @@ Outcome<void> Copying::run() {
         return good;
     }
     reportLosses(*left);
-    return input_.damaged() ? Problem{ExitCode::Failed, output_.name() + ": written, but " +
-                                                            input_.name() + " is damaged"}
-                            : Outcome<void>();
+    return {};
 }
 
 void Copying::reportLosses(const std::vector<std::string>& metadata) {
@@ -101,6 +102,7 @@ Outcome<void> Copying::read() {
     }
     pixels_.emplace(std::move(*block));
     if (auto read = input_.readAll(*pixels_); !read) {
+        metDamage_ = input_.damaged();
         return read;
     }
     changeAlpha(options_.alpha, pixels_->bytes());
@@ -112,9 +114,11 @@ Outcome<void> Copying::checkDamage() {
     if (options_.keepDamaged || !input_.damaged()) {
         return {};
     }
+    metDamage_ = true;
     input_.passOnLines();
-    return Problem{ExitCode::Failed, output_.name() + ": not written, because " + input_.name() +
-                                         " is damaged (see --keep-damaged)"};
+    const char* fate = output_.isPartlyWritten() ? "written only in part" : "not written";
+    return Problem{ExitCode::Failed, formatted("{}: {}, because {} is damaged (see --keep-damaged)",
+                                               output_.name(), fate, input_.name())};
 }
 
 /// Writes the picture that was read, or reads and writes it line by line.
@@ -152,6 +156,7 @@ Outcome<PixelLine> Copying::lineOf(std::int32_t line) {
         return PixelLine(pixels_->bytes().subspan(static_cast<std::size_t>(line) * size, size));
     }
     if (auto read = input_.readLine(*line_, line); !read) {
+        metDamage_ = input_.damaged();
         return read.failure();
     }
     changeAlpha(options_.alpha, line_->bytes());
@@ -196,7 +201,8 @@ OpenedOutput outputFor(DriverSet& drivers, const ConversionOptions& options,
         return streamOutput();
     }
     if (!options.postWrite.empty()) {
-        return openNamedOutput(drivers, {path, options.kind, options.postWrite, conversion.frame});
+        return openNamedOutput(drivers, {path, options.kind, options.postWrite, conversion.frame},
+                               options.existing);
     }
     if (isMatte(path, options.kind)) {
         const auto channels = static_cast<std::int32_t>(conversion.inputs.size());
@@ -213,56 +219,50 @@ void beginTime(DriverSet& drivers, const ConversionOptions& options) {
     }
 }
 
+/// Of a picture for nobody the problem does not matter.
+Converted failed(const std::string& output, const Problem& problem, bool damaged = false) {
+    return {problem, damaged, output == kStream && streamIsUnwanted()};
+}
+
 } // namespace
 
 Converted convertPicture(DriverSet& drivers, const ConversionOptions& options,
                          const Conversion& conversion) {
     beginTime(drivers, options);
     std::unique_ptr<PictureOutput> output;
-    bool damaged = false;
+    std::optional<Problem> damage;
     for (const std::string& path : conversion.inputs) {
         const auto input = inputFor(drivers, options, conversion, path);
         if (!input) {
-            return {input.failure(), damaged};
+            return {input.failure()};
         }
         if (!output) {
             auto opened = outputFor(drivers, options, conversion, **input);
             if (!opened) {
-                return {opened.failure()};
+                return failed(conversion.output, opened.failure());
             }
             output = std::move(*opened);
         }
-        auto outcome = Copying(options, **input, *output).run();
-        damaged = damaged || (*input)->damaged();
-        const bool goesOn = outcome || (damaged && options.keepDamaged);
-        if (!goesOn || &path == &conversion.inputs.back()) {
-            return {std::move(outcome), damaged};
+        Copying copying(options, **input, *output);
+        if (const auto done = copying.run(); !done) {
+            return failed(conversion.output, done.failure(), copying.metDamage());
+        }
+        if ((*input)->damaged() && !damage) {
+            damage = {ExitCode::Failed, output->name() + ": written, but " + path + " is damaged"};
         }
     }
-    return {};
+    return damage ? Converted{*damage, true} : Converted();
 }
 
-Converted convertStream(DriverSet& drivers, const ConversionOptions& options,
-                        const StreamNames& names) {
-    PamReader reader(STDIN_FILENO, "standard input");
-    for (std::size_t picture = 0;; ++picture) {
-        const auto next = reader.next();
-        if (!next) {
-            return {next.failure(), picture > 0};
-        }
-        if (!*next) {
-            return picture > 0
-                       ? Converted{}
-                       : Converted{Problem{ExitCode::Failed, reader.name() + ": has no picture"}};
-        }
-        beginTime(drivers, options);
-        const auto input = streamInput(reader);
-        auto path = names(picture);
-        const auto output =
-            path ? outputFor(drivers, options, {{}, *path}, *input) : path.failure();
-        auto outcome = output ? Copying(options, *input, **output).run() : output.failure();
-        if (!outcome) {
-            return {std::move(outcome)};
-        }
+Converted convertFromStream(DriverSet& drivers, const ConversionOptions& options, PamReader& reader,
+                            const std::string& output) {
+    beginTime(drivers, options);
+    const auto input = streamInput(reader);
+    const auto opened = outputFor(drivers, options, {{reader.name()}, output}, *input);
+    if (!opened) {
+        return failed(output, opened.failure());
     }
+    Copying copying(options, *input, **opened);
+    const auto done = copying.run();
+    return done ? Converted() : failed(output, done.failure(), copying.metDamage());
 }

@@ -7,10 +7,10 @@
 #include "driverSet.h"
 #include "files/temporaryFile.h"
 #include "output/outcome.h"
+#include "pamStream.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -44,18 +44,16 @@ struct Conversion {
     std::int32_t frame = 0;
 };
 
-/// Numbers the files for the pictures of a stream.
-using StreamNames = std::function<Outcome<std::string>(std::size_t picture)>;
-
 struct Converted {
     Outcome<void> outcome = {}; ///< damaged input is a problem, even if the file was written
-    bool damaged = false;       ///< the input was not read in full
+    bool damaged = false;       ///< the damage of an input is the problem
+    bool unwanted = false;      ///< not written: nobody reads standard output any more
 };
 
 /// Converts one picture; "-" as the output is standard output.
 [[nodiscard]] Converted convertPicture(DriverSet& drivers, const ConversionOptions& options,
                                        const Conversion& conversion);
 
-/// Converts all pictures on standard input, each to the file of its name.
-[[nodiscard]] Converted convertStream(DriverSet& drivers, const ConversionOptions& options,
-                                      const StreamNames& names);
+/// Converts the picture whose header `reader` has just read.
+[[nodiscard]] Converted convertFromStream(DriverSet& drivers, const ConversionOptions& options,
+                                          PamReader& reader, const std::string& output);

@@ -207,11 +207,14 @@ std::vector<std::string> textsOf(const Metadata& metadata) {
     return losses.take();
 }
 
-bool beginsAsPicture(const std::filesystem::path& path) {
+bool mayBePicture(const std::filesystem::path& path) {
     const base::UniqueFile stream = openAs(path, O_RDONLY, "r");
+    if (!stream) {
+        return errno != ENOENT && errno != ELOOP;
+    }
     PictureNotes notes{};
-    return stream && (pictureNotesRead(stream.get(), &notes) == 1 ||
-                      readPngChunks(::fileno(stream.get())).has_value());
+    return pictureNotesRead(stream.get(), &notes) == 1 ||
+           readPngChunks(::fileno(stream.get())).has_value();
 }
 
 Outcome<Metadata> readMetadata(const std::filesystem::path& path) {

@@ -27,8 +27,9 @@ struct Metadata {
 /// Texts for all of it, for an output that holds none.
 [[nodiscard]] std::vector<std::string> textsOf(const Metadata& metadata);
 
-/// True for a PIC, TAG or PNG file, by its first bytes.
-[[nodiscard]] bool beginsAsPicture(const std::filesystem::path& path);
+/// True for a PIC, TAG or PNG file, by its first bytes, and for a file that the system does not let
+/// be read: it may be one.
+[[nodiscard]] bool mayBePicture(const std::filesystem::path& path);
 
 /// Writes `from` into the picture file at `to`, which a driver has just written. Returns texts for
 /// everything that does not fit there, or a problem: the file is then useless.

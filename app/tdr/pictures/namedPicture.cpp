@@ -85,6 +85,7 @@ class NamedOutput : public PictureOutput {
     }
     Outcome<void> verify(const OriginalPicture& /*original*/) override { return {}; }
     Outcome<void> commit(std::optional<timespec> /*time*/) override { return {}; }
+    [[nodiscard]] bool isPartlyWritten() const override { return target_.has_value(); }
 
   private:
     LentDriver writer_;
@@ -146,7 +147,11 @@ Outcome<std::unique_ptr<PictureInput>> openNamedInput(DriverSet& drivers, const 
     return Outcome<std::unique_ptr<PictureInput>>(std::move(input));
 }
 
-Outcome<std::unique_ptr<PictureOutput>> openNamedOutput(DriverSet& drivers, const NamedFile& file) {
+Outcome<std::unique_ptr<PictureOutput>> openNamedOutput(DriverSet& drivers, const NamedFile& file,
+                                                        Existing existing) {
+    if (const auto isNew = checkIsNew(file.path); existing == Existing::Kept && !isNew) {
+        return isNew.failure(); // the command of an earlier picture may have made it
+    }
     const auto driver = driverFor(drivers, file);
     auto writer = driver ? take(drivers, file, *driver, &tdr::Session::setPostWriteCommand)
                          : driver.failure();

@@ -21,5 +21,6 @@ struct NamedFile {
 [[nodiscard]] Outcome<std::unique_ptr<PictureInput>> openNamedInput(DriverSet& drivers,
                                                                     const NamedFile& file);
 
-[[nodiscard]] Outcome<std::unique_ptr<PictureOutput>> openNamedOutput(DriverSet& drivers,
-                                                                      const NamedFile& file);
+/// Fails if the file exists and is to be kept.
+[[nodiscard]] Outcome<std::unique_ptr<PictureOutput>>
+openNamedOutput(DriverSet& drivers, const NamedFile& file, Existing existing);

@@ -118,6 +118,13 @@ Outcome<void> PamReader::readHeader() {
 }
 
 Outcome<std::optional<PamHeader>> PamReader::next() {
+    std::vector<std::uint8_t> unused(
+        left_ > 0 ? static_cast<std::size_t>(header_.width) * base::kHostPixelBytes : 0);
+    while (left_ > 0) {
+        if (const auto passed = readLine(unused); !passed) {
+            return passed.failure();
+        }
+    }
     const auto more = fill(1);
     if (!more) {
         return more.failure();

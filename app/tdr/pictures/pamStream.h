@@ -27,7 +27,8 @@ class PamReader {
     /// `name` is the user's name of the stream.
     PamReader(int fd, std::string name) : fd_(fd), name_(std::move(name)) {}
 
-    /// Reads the header of the next picture; none at the end of the stream.
+    /// Reads the header of the next picture, after what is left of the last one; none at the end of
+    /// the stream.
     Outcome<std::optional<PamHeader>> next();
 
     /// Reads the next line from the top into pixels of alpha, blue, green and red.

@@ -35,6 +35,9 @@ class PictureOutput {
     /// Makes the picture visible under its name, with this time of change if it is given.
     virtual Outcome<void> commit(std::optional<timespec> time) = 0;
 
+    /// True when a failure would leave a part of the picture under its name.
+    [[nodiscard]] virtual bool isPartlyWritten() const { return false; }
+
     /// For a report: how the kind of the new file was chosen, if nothing determines it.
     std::string guessed;
 

@@ -3,6 +3,7 @@
 
 #include "output/wholeWrite.h"
 
+#include <cerrno>
 #include <unistd.h>
 #include <utility>
 
@@ -28,23 +29,29 @@ class StreamInput : public PictureInput {
             auto read = reader_.readLine(
                 block.bytes().subspan(static_cast<std::size_t>(line) * size, size));
             if (!read) {
+                damaged_ = true;
                 return read;
             }
         }
         return {};
     }
     Outcome<void> readLine(tdr::SharedBlock& block, std::int32_t line) override {
-        return line == reader_.left() - 1
-                   ? reader_.readLine(block.bytes())
-                   : Problem{ExitCode::Failed,
-                             name() + ": a stream cannot be read twice; its picture is too large "
-                                      "to be verified"};
+        if (line != reader_.left() - 1) {
+            return Problem{ExitCode::Failed,
+                           name() + ": a stream cannot be read twice; its picture is too large to "
+                                    "be verified"};
+        }
+        auto read = reader_.readLine(block.bytes());
+        damaged_ = !read;
+        return read;
     }
     Outcome<void> close() override { return {}; }
+    [[nodiscard]] bool damaged() const override { return damaged_; }
 
   private:
     PamReader& reader_;
     PamHeader header_;
+    bool damaged_ = false;
 };
 
 /// Lines are collected: a write of each would take longer than their conversion.
@@ -80,7 +87,10 @@ class StreamOutput : public PictureOutput {
     Outcome<void> verify(const OriginalPicture& /*original*/) override { return {}; }
     Outcome<void> commit(std::optional<timespec> /*time*/) override { return {}; }
 
+    [[nodiscard]] bool isPartlyWritten() const override { return isInside_; }
+
     [[nodiscard]] static bool isInside() { return isInside_; }
+    [[nodiscard]] static bool isUnwanted() { return isUnwanted_; }
 
   private:
     Outcome<void> add(PixelLine line) {
@@ -90,13 +100,15 @@ class StreamOutput : public PictureOutput {
     Outcome<void> flush() {
         const int error = writeWhole(STDOUT_FILENO, bytes_);
         bytes_.clear();
+        isUnwanted_ = isUnwanted_ || error == EPIPE;
         return error == 0 ? Outcome<void>() : problemWith(name(), error);
     }
 
     std::size_t lineSize_ = 0;
     std::int32_t lines_ = 0;
     std::string bytes_;
-    inline static bool isInside_ = false; ///< a picture that is not whole
+    inline static bool isInside_ = false;   ///< a picture that is not whole
+    inline static bool isUnwanted_ = false; ///< nobody reads what is written
 };
 
 } // namespace
@@ -113,4 +125,8 @@ Outcome<std::unique_ptr<PictureOutput>> streamOutput() {
         return Problem{ExitCode::Failed, "standard output: a terminal shows no pictures"};
     }
     return Outcome<std::unique_ptr<PictureOutput>>(std::make_unique<StreamOutput>());
+}
+
+bool streamIsUnwanted() {
+    return StreamOutput::isUnwanted();
 }

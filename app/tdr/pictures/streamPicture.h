@@ -11,3 +11,6 @@
 
 /// The next picture on standard output. Fails if an earlier one is not whole, or on a terminal.
 [[nodiscard]] Outcome<std::unique_ptr<PictureOutput>> streamOutput();
+
+/// True once the reader of standard output has gone.
+[[nodiscard]] bool streamIsUnwanted();

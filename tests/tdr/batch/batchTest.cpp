@@ -54,7 +54,8 @@ TEST_F(BatchTest, framesAreFoundNumberedAndNamed) {
         {{"-q", "s.%04d.pic", "-o", "o/", "--to", "png", "--frames", "1,3"}, "", {"o"}},
         {{"l.%d.pic", "o.png"}, "", {"o.png"}},
         {{"s.%04d.pic", "o.png", "--frames", "1,3"},
-         "tdr: o.png: would be written from s.0001.pic and from s.0003.pic\n",
+         "tdr: o.png: one file for 2 pictures; a folder ends in / and a pattern has a number, as "
+         "in %04d\n",
          {}},
     };
     const Names before = namesIn(files().path());
@@ -91,8 +92,9 @@ TEST_F(BatchTest, foldersAndListsAreFoundWithTheirStructure) {
     files().write("lines", names);
     files().write("zeros", std::string("in/a.pic\0l.%d\0", 14));
     pic("l.%d");
-    EXPECT_EQ(convert({"--files-from", "lines", "-o", "x", "--to", "png", "-n"}).err,
-              "tdr: x: would be written from in/a.pic and from in/deep/er/b\n");
+    pic("deep/b.png");
+    EXPECT_EQ(convert({"in/deep/er/b", "deep/b.png", "-o", "x/", "--to", "png", "-n"}).err,
+              "tdr: x/b.png: would be written from in/deep/er/b and from deep/b.png\n");
     EXPECT_EQ(convert({"--files-from", "zeros", "-0", "-o", "x/", "--to", "pngFilter", "-n"}).out,
               "in/a.pic -> x/a.png\nl.%d -> x/l.png\n");
     static std::string list;
@@ -140,13 +142,36 @@ TEST_F(BatchTest, aBadFileEndsNothingAndIsCounted) {
         }
     }
     EXPECT_EQ(fates, "done damaged failed skipped failed done ");
-    EXPECT_EQ(with({"--skip-existing", "--report", "r.jsonl"}).err,
-              "tdr: r.jsonl: exists already (see --force)\n");
+    EXPECT_TRUE(with({"--skip-existing", "--report", "r.jsonl"}).err.ends_with(counts(0, 3, 1, 2)))
+        << "goes on";
+    std::ifstream longer(in("r.jsonl"));
+    EXPECT_EQ(std::count(std::istreambuf_iterator<char>(longer), {}, '\n'), 12);
+    EXPECT_EQ(with({"--skip-existing", "--report", "-", "-q"}).out.substr(0, 9), "{\"input\":");
 
     const Ended kept = with({"--force", "--keep-damaged", "-v"});
     EXPECT_TRUE(kept.err.ends_with(counts(3, 0, 1, 2))) << kept.err;
     EXPECT_TRUE(contains(kept.err, "tdr: b.pic -> o/b.png: damaged\n"));
     EXPECT_EQ(namesIn(in("o")), (Names{"a.png", "b.png", "d.png", "e.png"}));
+}
+
+TEST_F(BatchTest, whatCannotBeReadInAFolderIsNotPassedOver) {
+    pic("in/a.pic");
+    fs::create_symlink("nowhere.pic", in("in/b.pic"));
+    fs::create_symlink("nowhere", in("in/c"));
+    const Ended missing = convert({"-r", "in", "-o", "o/", "--to", "png"});
+    EXPECT_EQ(missing.exit, 1);
+    EXPECT_EQ(missing.err, "tdr: in/b.pic: No such file or directory\n" + counts(1, 0, 0, 1));
+}
+
+TEST_F(BatchTest, twoNamesOfOneNewFileClash) {
+    pic("s.1.pic");
+    pic("s.2.pic");
+    fs::create_symlink("o.2.png", in("o.1.png"));
+    EXPECT_EQ(convert({"s.%d.pic", "-o", "o.%d.png", "--force"}).err,
+              "tdr: o.2.png: would be written from s.1.pic and from s.2.pic\n");
+    EXPECT_EQ(convert({"s.1.pic", in("p.png"), "--report", "p.png", "--force"}).err,
+              "tdr: " + in("p.png") + ": would also be written by --report\n");
+    EXPECT_FALSE(fs::exists(in("p.png")));
 }
 
 TEST_F(BatchTest, timesArePreservedAndMemoryIsLimited) {
@@ -175,8 +200,11 @@ TEST_F(BatchTest, progressIsShownOnATerminalOnly) {
         convert({"a.#.pic", "b.#.png"}, {.prepare = [] { dup2(stderrOfRun, STDERR_FILENO); }}).exit,
         0);
     close(terminal);
-    std::string shown(4096, '\0');
-    shown.resize(static_cast<std::size_t>(std::max<ssize_t>(read(screen, shown.data(), 4096), 0)));
+    std::string shown;
+    std::array<char, 4096> some{};
+    for (ssize_t got = 0; (got = read(screen, some.data(), some.size())) > 0;) {
+        shown.append(some.data(), static_cast<std::size_t>(got));
+    }
     EXPECT_TRUE(contains(shown, "\r\x1b[K1 of 3, "));
     EXPECT_TRUE(contains(shown, " left: a.0.pic"));
     EXPECT_TRUE(contains(shown, "\r\x1b[Ktdr: 3 done"));

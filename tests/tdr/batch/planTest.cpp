@@ -97,7 +97,11 @@ TEST(Plan, namesWhatIsWritten) {
         {frames, {"b.%03d.png"}, {"b.008.png", "b.010.png"}},
         {frames, {"b.#.png", false, {}, 100, 5}, {"b.100.png", "b.105.png"}},
         {frames, {"b.#.png", false, {}, {}, 5}, {"b.8.png", "b.13.png"}},
-        {frames, {"b.png"}, {"b.png", "b.png"}},
+        {frames, {"-"}, {"-", "-"}},
+        {frames,
+         {"b.png"},
+         {"b.png: one file for 2 pictures; a folder ends in / and a pattern has a number, as in "
+          "%04d"}},
         {{{"a"}, {"b"}}, {"c.%d"}, {"c.1", "c.2"}},
         {frames, {"%d%d"}, {"%d%d: has 2 places for the number of a frame; a pattern has one"}},
         {{{"a"}, {"b"}},
@@ -147,6 +151,7 @@ TEST(Plan, isRefusedWhereSomethingWouldBeLost) {
          {"a: would be written from a, and is also to be read"}},
         {{{"x", "r"}}, IfExisting::Refuse, {"r: would also be written by --report"}},
         {{{"r", "y"}}, IfExisting::Replace, {"r: is also to be read"}},
+        {{{"x", "l"}}, IfExisting::Replace, {"l: would be written from x, and is also to be read"}},
     };
     for (const auto& c : cases) {
         std::vector<Job> jobs;
@@ -154,9 +159,12 @@ TEST(Plan, isRefusedWhereSomethingWouldBeLost) {
             jobs.push_back({{input}, output});
         }
         SCOPED_TRACE(c.jobs.front().first + std::string(" to ") + c.jobs.front().second);
-        EXPECT_EQ(checkJobs(jobs, c.existing, lookUp, {"r"}), c.problems);
+        EXPECT_EQ(checkJobs(jobs, {c.existing, true, "r", "l"}, lookUp), c.problems);
         EXPECT_EQ(std::ranges::count(jobs, true, &Job::skipped), std::ptrdiff_t(c.skipped));
     }
+    std::vector<Job> inPlace = {{{"a"}, "link"}};
+    EXPECT_EQ(checkJobs(inPlace, {IfExisting::Replace, false}, lookUp),
+              Names{"link: would be written from a, and is also to be read"});
 }
 
 TEST(Runner, reportsEachJobOnceAndInOrder) {
@@ -189,6 +197,17 @@ TEST(Runner, reportsEachJobOnceAndInOrder) {
         EXPECT_EQ(next, jobs.size());
         EXPECT_EQ(made, workers);
     }
+}
+
+TEST(Runner, reportsTheJobsThatNoWorkerCouldDo) {
+    const std::vector<Job> jobs = {{{"a"}, "x"}, {{"b"}, "y", true}, {{"c"}, "z"}};
+    std::string fates;
+    runJobs(
+        jobs, 2, []() -> Worker { throw std::bad_alloc(); },
+        [&](const Job& job, const JobResult& result) {
+            fates += job.input.path + std::to_string(static_cast<int>(result.fate)) + " ";
+        });
+    EXPECT_EQ(fates, "a3 b1 c3 ") << "failed, skipped, failed";
 }
 
 } // namespace

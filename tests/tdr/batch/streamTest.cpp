@@ -42,9 +42,24 @@ TEST_F(StreamTest, picturesFollowEachOther) {
     const std::string both = kHead + "ABCDabcd" + kHead + "1234efgh";
     EXPECT_EQ(shell("$tdr convert -q a.%d.pic -").out, both);
     EXPECT_EQ(shell("$tdr convert -q a.%d.pic - | $tdr convert - 'b.###.pic' && "
-                    "$tdr compare a.2.pic b.002.pic >&2")
-                  .out,
-              "");
+                    "$tdr compare a.2.pic b.002.pic")
+                  .exit,
+              0);
+    fs::remove(in("b.001.pic"));
+    EXPECT_TRUE(contains(shell("$tdr convert -q a.%d.pic - | $tdr convert --skip-existing - -o "
+                               "'b.###.pic' && $tdr compare a.1.pic b.001.pic")
+                             .err,
+                         "1 done, 1 skipped, 0 damaged, 0 failed"));
+    EXPECT_TRUE(
+        contains(shell("(cat b.001.pic; $tdr convert a.1.pic -) | $tdr convert - -o d.#.pic").err,
+                 "0 done, 0 skipped, 0 damaged, 1 failed"));
+    for (const char* rest : {"echo P7", "$tdr convert a.1.pic - | head -c -1"}) {
+        EXPECT_TRUE(contains(shell(std::string("($tdr convert a.1.pic -; ") + rest +
+                                   ") | $tdr convert --force - -o d.#.pic")
+                                 .err,
+                             "1 done, 0 skipped, 1 damaged, 0 failed"))
+            << rest;
+    }
     EXPECT_EQ(shell("$tdr convert -q a.%d.pic - | $tdr convert - -").out, both);
     EXPECT_EQ(shell("$tdr convert a.1.pic - | $tdr convert - c.png").exit, 0);
     const Ended more = shell("$tdr convert -q a.%d.pic - | $tdr convert - --force c.png");
@@ -54,8 +69,20 @@ TEST_F(StreamTest, picturesFollowEachOther) {
         shell("head -c 110 a.1.pic > cut.pic; $tdr convert a.1.pic cut.pic a.2.pic -o -");
     EXPECT_EQ(damaged.out, both) << "nothing of a damaged picture";
     EXPECT_EQ(damaged.exit, 1);
-    EXPECT_EQ(shell("$tdr convert --verify a.1.pic -").exit, 2);
-    EXPECT_EQ(shell("$tdr convert - a.1.pic -o x/").exit, 2);
+    for (const char* line :
+         {"--verify a.1.pic -", "- a.1.pic -o x/", "- a.1.pic -o x.tag", "a.1.pic - -o x.tag",
+          "--channel 2 - x.pic", "--from pic - x.pic", "--preserve-time - x.pic",
+          "a.1.pic - --report -", "a.1.pic -o x/ --step 2"}) {
+        EXPECT_EQ(shell(std::string("$tdr convert ") + line + " </dev/null").exit, 2) << line;
+    }
+}
+
+TEST_F(StreamTest, aReaderThatHasSeenEnoughIsNoFailure) {
+    const std::string photograph = sample("photograph.png"); // larger than a pipe
+    const Ended ended =
+        shell("$tdr convert " + photograph + " " + photograph + " -o - | head -c 10");
+    EXPECT_EQ(ended.exit, 0);
+    EXPECT_EQ(ended.err, "tdr: 0 done, 2 skipped, 0 damaged, 0 failed\n");
 }
 
 TEST_F(StreamTest, everyKindOfPamIsRead) {
@@ -102,8 +129,8 @@ TEST_F(StreamTest, otherProgramsUnderstandIt) {
             shell("$tdr convert -q s.%d.pic - | ffmpeg -v error -f image2pipe -c:v pam -i - -c:v "
                   "png shot.mkv && ffmpeg -v error -i shot.mkv -f image2pipe -c:v pam - | "
                   "$tdr convert - t.%d.pic && $tdr hash s.1.png t.1.pic t.2.pic | grep -v '^#' | "
-                  "cut -d, -f6 | uniq | wc -l");
-        EXPECT_EQ(hashes.out, "1\n") << hashes.err;
+                  "cut -d, -f6 | uniq -c | awk '{print $1}'");
+        EXPECT_EQ(hashes.out, "3\n") << hashes.err;
     }
     if (hasProgram("pamtopnm") || hasProgram("pamfile")) {
         EXPECT_TRUE(contains(shell("$tdr convert s.1.pic - | pamfile").out, "RGB_ALPHA"));
@@ -142,6 +169,21 @@ TEST_F(StreamTest, picturesBecomeMattesAndMattesPictures) {
     EXPECT_TRUE(contains(shell("$tdr convert bright.pic small.pic -o p.tag").err,
                          "the first one has 2 x 1 pixels, number 2 has 1 x 1"));
     EXPECT_FALSE(fs::exists(in("p.tag")));
+    EXPECT_EQ(shell("$tdr convert bright.pic - | $tdr convert - s.tag").exit, 0);
+    EXPECT_EQ(contentOf(in("s.tag")), support::tag(2, 1, 1, {0x1000}));
+
+    const std::string bright = contentOf(in("bright.pic"));
+    files().write("cut.pic", bright.substr(0, bright.size() - 1));
+    const Ended damaged = shell("$tdr convert --keep-damaged cut.pic bright.pic -o d.tag");
+    EXPECT_EQ(damaged.exit, 1);
+    EXPECT_TRUE(contains(damaged.err, "d.tag: written, but cut.pic is damaged"));
+    EXPECT_TRUE(contains(damaged.err, "0 done, 0 skipped, 1 damaged, 0 failed"));
+    EXPECT_TRUE(fs::exists(in("d.tag")));
+    const Ended mixed = shell("$tdr convert --keep-damaged cut.pic small.pic bright.pic -o e.tag");
+    EXPECT_EQ(mixed.exit, 1);
+    EXPECT_TRUE(contains(mixed.err, "0 done, 0 skipped, 0 damaged, 1 failed"));
+    EXPECT_FALSE(fs::exists(in("e.tag")));
+
     files().write("m.tag", support::tag(2, 1, 3, {0x1000, 0x2000, 0x3000}));
     EXPECT_EQ(shell("$tdr convert -q m.tag m.%d.pic && $tdr convert -q m.?.pic -o n.tag && "
                     "cmp m.tag n.tag")
@@ -166,9 +208,20 @@ TEST_F(StreamTest, outsideCommandsGetTheNamedFileAndTheFrame) {
          {"kept.pic 'a b.png' --post-write x", "kept.pic 'a;b.png' --post-write x",
           "kept.pic a.PNG --post-write x", "kept.pic a.jpg --post-write x",
           "kept.pic a.png --post-write x --verify", "kept.pic a.png --pre-read x --verify",
-          "kept.pic a.pic --to png --post-write x", "kept.pic - --pre-read x"}) {
+          "kept.pic a.pic --to png --post-write x", "kept.pic - --pre-read x",
+          "kept.pic a.png --pre-read x --channel 1",
+          "kept.pic a.png --skip-existing --post-write x"}) {
         EXPECT_EQ(shell(std::string("$tdr convert ") + line).exit, 2) << line;
     }
+    const std::string old = contentOf(in("kept.pic"));
+    EXPECT_TRUE(contains(shell("$tdr convert --force kept.pic kept.pic --post-write true").err,
+                         "kept.pic: would be written from kept.pic, and is also to be read"));
+    const Ended part = shell("$tdr convert -j 1 kept.pic kept.pic -o '@.png' --start 5 "
+                             "--post-write 'touch 6.png;'");
+    EXPECT_EQ(part.exit, 1);
+    EXPECT_TRUE(contains(part.err, "6.png: exists already (see --force)"));
+    EXPECT_EQ(contentOf(in("6.png")), "");
+    EXPECT_EQ(contentOf(in("kept.pic")), old);
 }
 
 TEST_F(StreamTest, aPictureThatTakesTooLongEndsWithAllThatItsDriverStarted) {
