@@ -3,11 +3,15 @@
 #include "support/tempDir.h"
 #include "testBytes.h"
 #include "tinyFcurve.h"
+#include "tinyFile.h"
 #include "tinyModel.h"
+#include "tinyPicture.h"
 #include "tinyScene.h"
 #include "tinySoftType.h"
 #include "tinySpline.h"
+#include "tinyTag.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <gtest/gtest.h>
@@ -27,6 +31,28 @@ class ToolkitExamples : public testing::Test {
 };
 
 TEST_F(ToolkitExamples, DoWhatTheySay) {
+    std::unique_ptr<Picture, PictureDisposer> picture(pictureAllocate());
+    picture->width = 3;
+    picture->height = 2;
+    picture->planes[kRed] = static_cast<std::uint8_t*>(std::calloc(1, 6));
+    std::copy_n("\1\2\3\4\5\6", 6, picture->planes[kRed]);
+    pictureWriteFile((dir / "a").c_str(), picture.get(), nullptr);
+    EXPECT_EQ(mirror((dir / "a").c_str(), (dir / "b").c_str()), 3);
+    picture.reset(pictureReadFile((dir / "b").c_str()));
+    ASSERT_NE(picture, nullptr);
+    EXPECT_EQ(std::vector(picture->planes[kRed], picture->planes[kRed] + 6),
+              (std::vector<std::uint8_t>{3, 2, 1, 6, 5, 4}));
+    EXPECT_STREQ(kindOf((dir / "b.pic").c_str()), "picture");
+
+    const std::unique_ptr<Tag, TagDisposer> matte(tagAllocate());
+    matte->width = 10;
+    matte->height = 2;
+    matte->channelCount = 1;
+    tagTakeRow(matte.get(), 0, 1)[1] = 0xC0;
+    EXPECT_EQ(tagWriteFile((dir / "m").c_str(), matte.get()), 1);
+    EXPECT_DOUBLE_EQ(coverage((dir / "m").c_str()), 0.1);
+    EXPECT_STREQ(kindOf((dir / "m.tag").c_str()), "matte");
+
     const std::string samples = TDR_SOURCE_DIR "/samples/";
     EXPECT_FLOAT_EQ(zoomIn((samples + "lighthouse").c_str(), (dir / "near").c_str(), 1.0F),
                     41.5F * 0.75F);
