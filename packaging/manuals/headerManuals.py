@@ -84,6 +84,7 @@ def page_text(source, row, parsed, functions):
 
 def main():
     source, output = map(pathlib.Path, sys.argv[1:])
+    output /= 'man3'
     parsed = [[headers.parse((source / where[0] / file).read_text()) for file in files]
               for _, where, files, *_ in PAGES]
     functions = {unit.name for page in parsed for _, units in page for unit in units if unit.kind == 'function'}

@@ -13,6 +13,11 @@ def quoted(text):
     return f'"{escaped(text)}"'
 
 
+def emphasised(text):
+    """For troff, with *words* in italics."""
+    return re.sub(r'(?<!\S)\*(\w+)\*', r'\\fI\1\\fR', text.replace('\\', '\\e'))
+
+
 class Page:
     def __init__(self, functions):
         self.lines = []
@@ -20,21 +25,22 @@ class Page:
         self.arguments = set()
 
     def text(self):
-        return '\n'.join(self.lines) + '\n'
+        """The page. Bold text is between the bytes 1 and 2."""
+        return '\n'.join(self.lines).replace('\1', '\\fB').replace('\2', '\\fR') + '\n'
 
     def line(self, text):
-        """A line; blocks and headings have their own space."""
-        if self.lines[-1:] == ['.Pp'] and text.startswith(('.Bd', '.Bl', '.Pp')):
-            self.lines.pop()
-        if text != '.Pp' or not self.lines[-1].startswith(('.Ss', '.It')):
-            self.lines.append(text)
+        """A line. Headings, lists and displays have their own space."""
+        for line in text.split('\n'):
+            if self.lines[-1:] == ['.Pp'] and line.startswith(('.Pp', '.Sh', '.Ss', '.Bd', '.Bl', '.El', '.It')):
+                self.lines.pop()
+            if line != '.Pp' or not self.lines[-1].startswith(('.Sh', '.Ss', '.It')):
+                self.lines.append(line)
 
     def plain(self, text):
         """Running text, each sentence on a line of its own."""
         for sentence in re.split(r'(?<=[.?!])\s+|(?<=[.?!]\))\s+', text.strip()):
             if sentence:
-                sentence = re.sub(r"^([.'])", r'\\&\1', sentence.replace('\\', '\\e'))
-                self.line(re.sub(r'(?<!\S)\*(\w+)\*', r'\\fI\1\\fR', sentence))
+                self.line(re.sub(r"^([.'])", r'\\&\1', emphasised(sentence)))
 
     def code(self, code, before, after):
         if code in self.arguments:
@@ -80,16 +86,16 @@ class Page:
                 flush()
                 if not bullets:
                     self.line('.Pp')
-            elif stripped.startswith('- '):
+            elif item := re.match(r'(-|\d+\.) (.*)', stripped):
                 flush()
                 if not bullets:
-                    self.line('.Bl -bullet')
+                    self.line('.Bl -bullet' if item.group(1) == '-' else '.Bl -enum')
                 bullets = True
                 self.line('.It')
-                text = [stripped[2:]]
+                text = [item.group(2)]
             elif bullets and not raw.startswith('   '):
                 flush()
-                self.line('.El')
+                self.line('.El\n.Pp')
                 bullets = False
                 text = [stripped]
             else:
@@ -105,6 +111,18 @@ class Page:
         for line in lines:
             self.line(re.sub(r"^([.'])", r'\\&\1', line.replace('\\', '\\e')))
         self.line('.Ed')
+
+    def table(self, rows):
+        """Rows of cells; the first one is the head, the second one its rule."""
+        head, _, *body = rows
+        widths = [max(len(cell) for cell in column) for column in zip(*[head, *body])]
+        while sum(widths) + 3 * len(widths) > 70:
+            widths[widths.index(max(widths))] -= 1
+        self.line('.TS\nnokeep;\n' + ' '.join('lb' for _ in head) + '\n' +
+                  ' '.join(f'lw({width}n)' for width in widths) + '.')
+        for row in [head, *body]:
+            self.line('\t'.join(f'T{{\n\\&{emphasised(cell)}\nT}}' for cell in row))
+        self.line('.TE\n.Pp')
 
     def prototype(self, space, unit):
         self.line(f'.Ft {quoted(unit.result)}\n.Fo {space}{unit.name}')
