@@ -80,11 +80,12 @@ Outcome fcvkeyReadAsciiAnimation(std::FILE* stream, FcvKey& key) {
     key = {};
     key.interpolation = kInterpolateLinear;
     key.splineIndex = -1;
-    const KeyRow* first = table::find(kKeyRows, animToken);
+    text::Reader& in = text::Reader::on(stream);
+    const KeyRow* first = table::find(kKeyRows, in.word());
     if (first == nullptr) {
         return Outcome::Again;
     }
-    const Outcome outcome = table::readFrom(text::Reader::on(stream), kKeyRows, first, key);
+    const Outcome outcome = table::readFrom(in, kKeyRows, first, key);
     return outcome == Outcome::Again ? Outcome::Done : outcome;
 }
 
@@ -136,17 +137,18 @@ constexpr Row kCurveRows[] = {
 /// Reads a channel name. A curve without a channel is written without a name: the word after
 /// CURVE_TYPE is then the curve's next keyword.
 Outcome readChannel(std::FILE* stream, Draft& draft) {
-    if (!text::Reader::on(stream).value()) {
+    text::Reader& in = text::Reader::on(stream);
+    if (!in.value()) {
         return Outcome::EndOfFile;
     }
     Fcurve& curve = *draft.record;
-    const int type = table::indexOf(fcv_name, animToken);
+    const int type = table::indexOf(fcv_name, in.word());
     curve.type = static_cast<std::int16_t>(type < 0 ? 0 : type);
     std::free(std::exchange(curve.unknownChannel, nullptr));
     if (type >= 0) {
         return Outcome::Next;
     }
-    if (table::find(kCurveRows, animToken) != nullptr) {
+    if (table::find(kCurveRows, in.word()) != nullptr) {
         return Outcome::Again;
     }
     animNotify(AnimNoticeKind::Kept, animToken);
@@ -161,7 +163,7 @@ Outcome readChannel(std::FILE* stream, Draft& draft) {
 int readCurve(std::FILE* stream, UniqueCurve& curve) {
     Draft draft = {curve.get()};
     Outcome outcome = Outcome::Again;
-    const Row* first = table::find(kCurveRows, animToken);
+    const Row* first = table::find(kCurveRows, text::Reader::on(stream).word());
     if (first == nullptr) {
         // Kept: A curve that begins with an unknown word consumes that word.
         // A reader would expect the word to stay for the caller. It is dropped and the next one

@@ -59,7 +59,7 @@ Outcome readRecord(std::FILE* stream, const Rows& rows, Draft& draft) {
 
 /// Reads the point that begins with the current token. Again: the token does not begin a point.
 Outcome readPoint(std::FILE* stream, SplineKey& key) {
-    if (kPointRows[0].word != animToken) {
+    if (kPointRows[0].word != text::Reader::on(stream).word()) {
         return Outcome::Again;
     }
     const Outcome outcome = readRecord(stream, kPointRows, key);

@@ -5,8 +5,8 @@
 #include "tinyFcurve.h"
 #include "tinyUtils.h"
 
-#include <cstring>
 #include <initializer_list>
+#include <string_view>
 
 namespace {
 
@@ -28,10 +28,6 @@ int readFloats(std::FILE* stream, std::initializer_list<float*> values) {
         }
     }
     return 1;
-}
-
-bool tokenIsCurve() {
-    return std::strcmp(animToken, "CURVE_TYPE") == 0;
 }
 
 void store(float* place, float value) {
@@ -85,10 +81,11 @@ int valueReadAsciiAnimation(std::FILE* stream, float* value, Fcurve** curve, int
     if (readFirst != 0 && !text::Reader::on(stream).value()) {
         return 0;
     }
-    if (tokenIsCurve()) {
+    const std::string_view word = text::Reader::on(stream).word();
+    if (word == "CURVE_TYPE") {
         return fcurveReadAsciiAnimation(stream, curve);
     }
-    store(value, text::toFloat(animToken));
+    store(value, text::toFloat(word));
     in_animToken(stream);
     return 1;
 }
@@ -116,14 +113,15 @@ int value3ReadAsciiAnimation(std::FILE* stream, float* x, float* y, float* z, Fc
     if (!text::Reader::on(stream).value()) {
         return 0;
     }
-    if (tokenIsCurve()) {
+    const std::string_view word = text::Reader::on(stream).word();
+    if (word == "CURVE_TYPE") {
         int anyRead = 0;
         for (Fcurve** curve : {xCurve, yCurve, zCurve}) {
             anyRead |= fcurveReadAsciiAnimation(stream, curve);
         }
         return anyRead;
     }
-    store(x, text::toFloat(animToken));
+    store(x, text::toFloat(word));
     for (float* place : {y, z}) {
         float value = 0.0F;
         if (in_animFValue(stream, &value) == 0) {

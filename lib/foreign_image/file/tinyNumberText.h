@@ -9,7 +9,7 @@
 class NumberText {
   public:
     /// As "%g", with 6 significant digits.
-    explicit NumberText(double value) : NumberText(value, std::chars_format::general, 6) {}
+    explicit NumberText(double value);
 
     /// As "%.9g", which every float needs at most.
     [[nodiscard]] static NumberText exact(double value) {
@@ -17,8 +17,7 @@ class NumberText {
     }
 
     /// As "%.*f" with that many decimals, at most 60.
-    NumberText(double value, int decimals)
-        : NumberText(value, std::chars_format::fixed, decimals > 60 ? 60 : decimals) {}
+    NumberText(double value, int decimals);
 
     /// As "%d".
     explicit NumberText(std::int64_t value) {
@@ -30,8 +29,10 @@ class NumberText {
 
   private:
     NumberText(double value, std::chars_format format, int digits) {
-        end(std::to_chars(text_, text_ + sizeof text_ - 1, value, format, digits < 0 ? 0 : digits)
-                .ptr);
+        convert(value, format, digits);
+    }
+    void convert(double value, std::chars_format format, int digits) {
+        end(std::to_chars(text_, text_ + sizeof text_ - 1, value, format, digits).ptr);
     }
     void end(char* end) {
         *end = '\0';

@@ -239,8 +239,8 @@ int sceneWriteAsciiAnimation(const char* headerText, float version, const Scene*
     if (!fits(headerText, version, *scene)) {
         return 0;
     }
-    base::UniqueFile file = fileOpen(fileName, 'w');
-    if (file == nullptr) {
+    textfile::File file = textfile::open(fileName, 'w');
+    if (file.stream == nullptr) {
         notice::Call::failAsSaid(notice::reasonOf(errno));
         // Kept: The writer's message about a file that it cannot open has no newline.
         // A reader would expect it to look like the reader's, with quotes, full stop and newline.
@@ -251,7 +251,7 @@ int sceneWriteAsciiAnimation(const char* headerText, float version, const Scene*
     // A reader would expect the name of the file, as in the message about reading.
     optionPrint("Saving scene file '%s'.\n", scene->name);
     incIndent(0);
-    writeScene(file.get(), headerText, version, *scene);
+    writeScene(file.stream.get(), headerText, version, *scene);
     const bool whole = textfile::close(std::move(file));
     setIndentLength(0);
     incIndent(0);
@@ -265,20 +265,20 @@ int sceneReadAsciiAnimation(Scene* scene) {
     const MallocString fileName = fileNameOf(scene->name, ".scn");
     const notice::Call call("read", fileName.get());
     text::Reader::setWordLine(0);
-    const base::UniqueFile file = fileOpen(fileName, 'r');
-    if (file == nullptr) {
+    const textfile::File file = textfile::open(fileName, 'r');
+    if (file.stream == nullptr) {
         notice::Call::failAsSaid(notice::reasonOf(errno));
         optionPrint("Unable to open file '%s'.\n", fileName != nullptr ? fileName.get() : "");
         return 0;
     }
     animSetLineNumber(1);
-    if (!readHeader(file.get(), fileName.get())) {
+    if (!readHeader(file.stream.get(), fileName.get())) {
         return 0;
     }
     try {
-        BodyReader(file.get(), scene).read();
+        BodyReader(file.stream.get(), scene).read();
     } catch (const std::bad_alloc&) {
         notice::Call::failForMemory();
     }
-    return notice::Call::good(file.get()) ? 1 : 0;
+    return notice::Call::good(file.stream.get()) ? 1 : 0;
 }

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "tinyReader.h"
 
+#include "base/streamBuffer.h"
 #include "file/tinyNotice.h"
 #include "tinyUtilsText.h"
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdlib>
 #include <cstring>
 
@@ -15,14 +17,15 @@ Reader Reader::the;
 
 namespace {
 
-/// The kind of a character in a style.
-enum Kind : std::uint8_t { kOrdinary, kBlank, kAlone, kEnd };
+/// The kind of a character in a style. Those of words come first; a zero byte ends the word for
+/// readers of strings.
+enum Kind : std::uint8_t { kOrdinary, kZero, kBlank, kAlone, kEnd };
 
 /// The kind of each character; the first entry is for EOF.
 using Kinds = std::array<std::uint8_t, 257>;
 
 constexpr Kinds kindsOf(const Style& style) {
-    Kinds kinds = {kEnd};
+    Kinds kinds = {kEnd, kZero};
     for (const char c : style.blanks) {
         kinds[static_cast<std::size_t>(c) + 1] = kBlank;
     }
@@ -45,6 +48,56 @@ bool goesOnNumber(int c, char before) {
            ((c == 'e' || c == 'E') && (isDigit(before) || before == '.'));
 }
 
+/// Characters of most words.
+constexpr std::size_t kShort = 16;
+
+// Eight characters at a time, the first one in the lowest byte.
+constexpr std::size_t kEight = sizeof(std::uint64_t);
+constexpr std::uint64_t kEach = 0x0101010101010101U;
+
+std::uint64_t loadEight(const char* at) {
+    std::uint64_t eight = 0;
+    for (std::size_t i = 0; i < kEight; ++i) {
+        eight |= std::uint64_t{static_cast<unsigned char>(at[i])} << (8 * i);
+    }
+    return eight;
+}
+
+/// The index of the lowest byte that is not zero.
+std::size_t firstByte(std::uint64_t bytes) {
+    return static_cast<std::size_t>(std::countr_zero(bytes)) / 8;
+}
+
+/// The high bit of the lowest of eight characters that need not be ordinary: all except those from
+/// '#' to 'z'. Higher bits may be set as well.
+std::uint64_t marksOf(std::uint64_t eight) {
+    const std::uint64_t below = (eight - kEach * '#') & ~eight;
+    const std::uint64_t above = (eight + kEach * (0x7F - 'z')) | eight;
+    return (below | above) & (kEach * 0x80);
+}
+
+/// The end of the ordinary characters from `at` on, or `last`. Sixteen at a time without a branch:
+/// the lengths of words are hard to predict.
+inline const char* endOfOrdinary(const char* at, const char* last, const std::uint8_t* kinds) {
+    while (last - at >= std::ptrdiff_t{2 * kEight}) {
+        const std::uint64_t first = marksOf(loadEight(at));
+        const std::uint64_t second = marksOf(loadEight(at + kEight));
+        if ((first | second) == 0) {
+            at += 2 * kEight;
+            continue;
+        }
+        at += firstByte(first != 0 ? first : second) + (first != 0 ? 0 : kEight);
+        if (kinds[static_cast<unsigned char>(*at)] != kOrdinary) {
+            return at;
+        }
+        ++at;
+    }
+    while (at != last && kinds[static_cast<unsigned char>(*at)] == kOrdinary) {
+        ++at;
+    }
+    return at;
+}
+
 /// Reports characters that are missing from the word: those beyond the `most` kept, and those after
 /// a zero byte.
 void reportCut(const char* word, bool tooLong, std::size_t most) {
@@ -61,6 +114,7 @@ void Reader::setStyle(const Style& style) {
     style_ = &style;
     kinds_ = (style.bracesAlone ? kFileKinds : kAnimationKinds).data() - EOF; // -1
     word_ = style.bracesAlone ? fileWord : animTokenLine;
+    length_ = std::strlen(word_);
 }
 
 std::int64_t Reader::wordLine() {
@@ -69,6 +123,12 @@ std::int64_t Reader::wordLine() {
 
 void Reader::setWordLine(std::int64_t line) {
     notice::place.line = line;
+}
+
+void Reader::forget() {
+    the.end(0);
+    the.zeroFirst_ = false;
+    animTokenLine[0] = '\0';
 }
 
 void Reader::beginFile(std::int64_t line) {
@@ -91,13 +151,19 @@ void Reader::unget(int c) {
 }
 
 void Reader::set(std::string_view word) {
-    word_[word.copy(word_, style_->mostOfWord)] = '\0';
+    end(word.copy(word_, style_->mostOfWord));
     zeroFirst_ = false;
+}
+
+/// Ends the word after that many characters, or at a zero byte before.
+inline void Reader::end(std::size_t length) {
+    word_[length] = '\0';
+    length_ = std::strlen(word_);
 }
 
 /// Empties the word, skips blanks and returns the first other character.
 inline int Reader::skipBlanks() {
-    word_[0] = '\0';
+    end(0);
     zeroFirst_ = false;
     std::FILE* const stream = stream_; // locals: a store through a char pointer could alias members
     const std::uint8_t* const kinds = kinds_;
@@ -110,6 +176,57 @@ inline int Reader::skipBlanks() {
     notice::place.line = line;
     ++notice::place.words;
     return c;
+}
+
+/// The first character from `at` on that is not blank, or `last`; counts lines.
+inline const char* Reader::skipBuffered(const char* at, const char* last,
+                                        std::int64_t& line) const {
+    const std::uint8_t* const kinds = kinds_;
+    while (at != last && kinds[static_cast<unsigned char>(*at)] == kBlank) {
+        if (*at++ != '\n') {
+            continue;
+        }
+        ++line;
+        for (; last - at >= std::ptrdiff_t{kEight}; at += kEight) { // indentation
+            const std::uint64_t others = loadEight(at) ^ (kEach * ' ');
+            if (others != 0) {
+                at += firstByte(others);
+                break;
+            }
+        }
+    }
+    return at;
+}
+
+/// Takes the next word out of the stream's buffer; `endOf` finds the end of a word. False if it is
+/// not there in one piece with the character after it, or is not an ordinary word; then nothing has
+/// been taken.
+template <typename EndOf>
+inline bool Reader::takeBuffered(EndOf endOf) {
+    const std::string_view buffered = base::bufferedInput(stream_);
+    const char* const last = buffered.data() + buffered.size();
+    std::int64_t line = line_;
+    const char* const word = skipBuffered(buffered.data(), last, line);
+    const char* const end = endOf(word, last);
+    const auto length = static_cast<std::size_t>(end - word);
+    if (end == last || *end == '\0' || length == 0 || length > style_->mostOfWord) {
+        return false;
+    }
+    if (length <= kShort && last - word >= std::ptrdiff_t{kShort}) {
+        std::memcpy(word_, word, kShort); // of constant size, and the word has the room
+    } else {
+        std::memcpy(word_, word, length);
+    }
+    word_[length] = '\0';
+    length_ = length;
+    zeroFirst_ = false;
+    notice::place.line = line;
+    ++notice::place.words;
+    const bool consumed = !style_->bracesAlone;
+    line_ = line + (consumed && *end == '\n' ? 1 : 0);
+    base::takeBuffered(stream_,
+                       static_cast<std::size_t>(end - buffered.data()) + (consumed ? 1 : 0));
+    return true;
 }
 
 /// Reads a word of `c` and the following characters for which `belongs` is true; false if there are
@@ -128,7 +245,7 @@ bool Reader::collect(int c, Belongs belongs) {
         word[length] = static_cast<char>(c);
         length += cut ? 0 : 1;
     }
-    word[length] = '\0';
+    end(length);
     if (!style_->bracesAlone) {
         line_ += c == '\n' ? 1 : 0;
     } else if (c != EOF) {
@@ -143,13 +260,21 @@ bool Reader::collect(int c, Belongs belongs) {
 
 bool Reader::next() {
     const std::uint8_t* const kinds = kinds_;
+    const auto endOfWord = [kinds](const char* at, const char* last) {
+        return endOfOrdinary(at, last, kinds);
+    };
+    return takeBuffered(endOfWord) || nextFromStream();
+}
+
+bool Reader::nextFromStream() {
+    const std::uint8_t* const kinds = kinds_;
     const int c = skipBlanks();
     if (kinds[c] == kAlone) {
         word_[0] = static_cast<char>(c);
-        word_[1] = '\0';
+        end(1);
         return true;
     }
-    return collect(c, [kinds](int next, char) { return kinds[next] == kOrdinary; });
+    return collect(c, [kinds](int next, char) { return kinds[next] <= kZero; });
 }
 
 /// Reports that the file ends where a value goes on. In the text flavours a block is then open,
@@ -184,12 +309,12 @@ char* Reader::quoted(std::size_t* size) {
         return nullptr;
     }
     const std::size_t begin = style_->bracesAlone ? 0 : 1;
-    const std::size_t end = begin + style_->mostOfQuoted;
+    const std::size_t most = begin + style_->mostOfQuoted;
     std::size_t length = begin;
     word_[0] = static_cast<char>(c);
     bool cut = false;
     for (c = get(); c != EOF && c != style_->quote; c = get()) {
-        cut = length == end;
+        cut = length == most;
         if (!cut) {
             word_[length++] = static_cast<char>(c);
         }
@@ -209,7 +334,7 @@ char* Reader::quoted(std::size_t* size) {
     if (begin != 0) {
         word_[length++] = style_->quote;
     }
-    word_[length] = '\0';
+    end(length);
     zeroFirst_ = word_[0] == '\0';
     if (cut || zero) {
         reportCut(word_, cut, style_->mostOfQuoted);
@@ -228,24 +353,30 @@ bool Reader::restOfLine() {
         word_[length] = static_cast<char>(c);
         length += length < style_->mostOfWord ? 1 : 0;
     }
-    word_[length] = '\0';
+    end(length);
     return found;
 }
 
 bool Reader::numberText() {
-    return collect(skipBlanks(), goesOnNumber) &&
-           std::any_of(word_, word_ + std::strlen(word_), isDigit);
+    const auto endOfNumber = [](const char* at, const char* last) {
+        for (char before = '\0'; at != last && goesOnNumber(*at, before); ++at) {
+            before = *at;
+        }
+        return at;
+    };
+    return (takeBuffered(endOfNumber) || collect(skipBlanks(), goesOnNumber)) &&
+           std::ranges::any_of(word(), isDigit);
 }
 
 bool Reader::number(std::int16_t& value) {
     const bool found = numberText();
-    value = found ? toShort(word_) : value;
+    value = found ? toShort(word()) : value;
     return found;
 }
 
 bool Reader::number(float& value) {
     const bool found = numberText();
-    value = found ? toFloat(word_) : value;
+    value = found ? toFloat(word()) : value;
     return found;
 }
 

@@ -50,7 +50,7 @@ class Reader {
     bool value();
 
     /// The last word read, or set.
-    [[nodiscard]] std::string_view word() const { return word_; }
+    [[nodiscard]] std::string_view word() const { return {word_, length_}; }
     [[nodiscard]] const char* c_str() const { return word_; }
     void set(std::string_view word);
 
@@ -89,6 +89,9 @@ class Reader {
     [[nodiscard]] static std::int64_t wordLine();
     static void setWordLine(std::int64_t line);
 
+    /// Empties the word, as at end of file.
+    static void forget();
+
     /// Begins a file: the next character is on that line.
     static void beginFile(std::int64_t line);
 
@@ -99,15 +102,21 @@ class Reader {
     static Reader the;
 
     void setStyle(const Style& style);
+    [[gnu::noinline]] bool nextFromStream();
     int skipBlanks();
     void reportEnd() const;
     bool numberText();
+    const char* skipBuffered(const char* at, const char* last, std::int64_t& line) const;
+    template <typename EndOf>
+    bool takeBuffered(EndOf endOf);
     template <typename Belongs>
     bool collect(int c, Belongs belongs);
+    void end(std::size_t length);
 
     std::FILE* stream_ = nullptr;
     const Style* style_ = nullptr;
     char* word_ = animTokenLine;
+    std::size_t length_ = 0; ///< of the word, up to its first zero byte
     bool zeroFirst_ = false; ///< the word begins with a zero byte
     std::int64_t line_ = 1;
     const std::uint8_t* kinds_ = nullptr; ///< the kind of each character, from EOF on

@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
 #include <span>
 #include <string>
@@ -44,10 +45,31 @@ template <typename Draft>
 template <typename Draft>
 using RecordOf = std::remove_reference_t<decltype(recordOf(std::declval<Draft&>()))>;
 
+/// True when the words are the same. Without a call: most words are short.
+[[nodiscard]] constexpr bool equal(std::string_view a, std::string_view b) {
+    const std::size_t size = a.size();
+    if (size != b.size()) {
+        return false;
+    }
+    if (std::is_constant_evaluated() || size < 4 || size > 16) {
+        return a == b;
+    }
+    const auto differ = [&]<typename Bytes>(std::size_t at, Bytes) {
+        Bytes x;
+        Bytes y;
+        std::memcpy(&x, a.data() + at, sizeof x);
+        std::memcpy(&y, b.data() + at, sizeof y);
+        return x ^ y;
+    };
+    return size < 8 ? (differ(0, std::uint32_t{}) | differ(size - 4, std::uint32_t{})) == 0
+                    : (differ(0, std::uint64_t{}) | differ(size - 8, std::uint64_t{})) == 0;
+}
+
 /// The index of `word` among `names`, or -1.
 [[nodiscard]] constexpr int indexOf(std::span<const char* const> names, std::string_view word) {
+    const char first = word.empty() ? '\0' : word.front();
     for (std::size_t i = 0; i < names.size(); ++i) {
-        if (names[i] == word) {
+        if (*names[i] == first && names[i] == word) {
             return static_cast<int>(i);
         }
     }
@@ -84,13 +106,18 @@ struct Row {
     int (*code)(const RecordOf<Draft>&) = nullptr;
 };
 
-/// The row whose word is `word`, or null.
+/// The row whose word is `word`, or null. The search begins at the row `from`, because most files
+/// have the words of a table in its order.
 template <typename Rows>
-[[nodiscard]] constexpr auto find(const Rows& rows, std::string_view word)
+[[nodiscard]] constexpr auto find(const Rows& rows, std::string_view word, std::size_t from = 0)
     -> decltype(std::data(rows)) {
-    for (const auto& row : rows) {
-        if (row.word == word) {
-            return &row;
+    const std::size_t count = std::size(rows);
+    const char first = word.empty() ? '\0' : word.front();
+    for (std::size_t looked = 0, i = from; looked < count; ++looked, ++i) {
+        i = i < count ? i : 0;
+        const auto* row = std::data(rows) + i;
+        if (row->word.front() == first && equal(row->word, word)) {
+            return row;
         }
     }
     return nullptr;
@@ -112,7 +139,7 @@ void noteRepeated(const Rows& rows, const Row* row, std::uint64_t& seen) {
 template <typename Rows, typename Row, typename Draft>
 Outcome readFrom(text::Reader& in, const Rows& rows, const Row* row, Draft& draft) {
     std::uint64_t seen = 0;
-    for (; row != nullptr; row = find(rows, in.word())) {
+    for (; row != nullptr; row = find(rows, in.word(), std::size_t(row - std::data(rows)) + 1)) {
         noteRepeated(rows, row, seen);
         const Outcome outcome = row->read(in.stream(), draft);
         if (outcome == Outcome::Done || outcome == Outcome::EndOfFile) {
@@ -203,10 +230,11 @@ inline void complain(const Choice& choice) {
 /// Reads a word of the choice into `code`; another word leaves it unchanged.
 template <typename Code>
 Outcome readChoice(std::FILE* stream, const Choice& choice, Code& code) {
-    if (!text::Reader::on(stream).value()) {
+    text::Reader& in = text::Reader::on(stream);
+    if (!in.value()) {
         return Outcome::EndOfFile;
     }
-    const int index = indexOf(choice.names, animToken);
+    const int index = indexOf(choice.names, in.word());
     if (index >= 0) {
         code = static_cast<Code>(index);
     } else {
@@ -244,9 +272,10 @@ inline Outcome readNumber(std::FILE* stream, float& value) {
 inline Outcome readNumber(std::FILE* stream, std::uint32_t& value) {
     constexpr std::int64_t kLeast = std::numeric_limits<std::int32_t>::min();
     constexpr std::int64_t kMost = std::numeric_limits<std::uint32_t>::max();
-    const bool found = text::Reader::on(stream).value();
+    text::Reader& in = text::Reader::on(stream);
+    const bool found = in.value();
     if (found) {
-        value = static_cast<std::uint32_t>(text::toInt(animToken, kLeast, kMost));
+        value = static_cast<std::uint32_t>(text::toInt(in.word(), kLeast, kMost));
     }
     return next(found ? 1 : 0);
 }

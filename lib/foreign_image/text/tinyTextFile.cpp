@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <new>
 
 namespace {
 
@@ -24,8 +25,20 @@ bool hasOldMacLineEnds(std::FILE* stream) {
 
 } // namespace
 
-bool textfile::close(base::UniqueFile file) {
-    const int error = base::closeWritten(std::move(file));
+textfile::File textfile::open(const MallocString& fileName, char mode) {
+    constexpr std::size_t kBufferSize = 65536;
+    File file = {nullptr, fileOpen(fileName, mode)};
+    if (file.stream != nullptr) {
+        file.buffer.reset(new (std::nothrow) char[kBufferSize]);
+    }
+    if (file.buffer != nullptr) {
+        std::setvbuf(file.stream.get(), file.buffer.get(), _IOFBF, kBufferSize);
+    }
+    return file;
+}
+
+bool textfile::close(File file) {
+    const int error = base::closeWritten(std::move(file.stream));
     if (error != 0) {
         notice::Call::failForSystem(error);
         errno = error;

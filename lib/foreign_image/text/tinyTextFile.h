@@ -12,6 +12,7 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
+#include <memory>
 #include <utility>
 
 /// Opens `baseName` + `ending` and calls `read` with the stream, which returns a pointer to what it
@@ -51,9 +52,19 @@ void reportSurplus(std::FILE* stream);
 
 namespace textfile {
 
+/// An open file, or a null stream, with the buffer of the stream: larger than the library's, for
+/// fewer requests to the system.
+struct File {
+    std::unique_ptr<char[]> buffer;
+    base::UniqueFile stream;
+};
+
+/// Opens a file as `fileOpen` does.
+[[nodiscard]] File open(const MallocString& fileName, char mode);
+
 /// Closes a file that was written. A failed write is why the current call fails; false if the call
 /// fails for any reason.
-[[nodiscard]] bool close(base::UniqueFile file);
+[[nodiscard]] bool close(File file);
 
 } // namespace textfile
 
@@ -65,14 +76,14 @@ auto fileRead(const char* baseName, const char* ending, Read read) -> decltype(r
     const MallocString name = fileNameOf(baseName, ending);
     const notice::Call call("read", name.get());
     text::Reader::setWordLine(0);
-    const base::UniqueFile file = fileOpen(name, 'r');
-    if (file == nullptr) {
+    const textfile::File file = textfile::open(name, 'r');
+    if (file.stream == nullptr) {
         notice::Call::failForSystem(errno);
         return nullptr;
     }
     animSetLineNumber(1);
-    auto result = read(file.get());
-    if (result == nullptr && notice::Call::good(file.get())) {
+    auto result = read(file.stream.get());
+    if (result == nullptr && notice::Call::good(file.stream.get())) {
         notice::Call::fail("cut short or damaged");
     }
     return result;
@@ -82,11 +93,11 @@ template <typename Write>
 int fileWrite(const char* baseName, const char* ending, Write write) {
     const MallocString name = fileNameOf(baseName, ending);
     const notice::Call call("write", name.get());
-    base::UniqueFile file = fileOpen(name, 'w');
-    if (file == nullptr) {
+    textfile::File file = textfile::open(name, 'w');
+    if (file.stream == nullptr) {
         notice::Call::failForSystem(errno);
         return 0;
     }
-    const int written = write(file.get());
+    const int written = write(file.stream.get());
     return textfile::close(std::move(file)) ? written : 0;
 }

@@ -29,6 +29,10 @@ namespace {
 constexpr std::int32_t kMostLevels = 1000;
 constexpr std::size_t kBlanksPerLevel = 3;
 
+/// The text that begins a line, and its size. Static, so that it cannot fail.
+char newLine[kMostLevels * kBlanksPerLevel + 2] = "\n";
+std::size_t newLineSize = 1;
+
 } // namespace
 
 int in_animToken(std::FILE* stream) {
@@ -36,11 +40,12 @@ int in_animToken(std::FILE* stream) {
 }
 
 int in_animSValue(std::FILE* stream, std::int16_t* value) {
-    const int found = Reader::on(stream).value() ? 1 : 0;
-    if (found != 0) {
-        *value = text::toShort(animTokenLine);
+    Reader& in = Reader::on(stream);
+    const bool found = in.value();
+    if (found) {
+        *value = text::toShort(in.word());
     }
-    return found;
+    return found ? 1 : 0;
 }
 
 int in_animSValue_na(std::FILE* stream) {
@@ -48,11 +53,12 @@ int in_animSValue_na(std::FILE* stream) {
 }
 
 int in_animFValue(std::FILE* stream, float* value) {
-    const int found = Reader::on(stream).value() ? 1 : 0;
-    if (found != 0) {
-        *value = text::toFloat(animTokenLine);
+    Reader& in = Reader::on(stream);
+    const bool found = in.value();
+    if (found) {
+        *value = text::toFloat(in.word());
     }
-    return found;
+    return found ? 1 : 0;
 }
 
 int in_animFValue_na(std::FILE* stream) {
@@ -61,11 +67,12 @@ int in_animFValue_na(std::FILE* stream) {
 
 int in_animLValue(std::FILE* stream, std::int32_t* value) {
     using Limits = std::numeric_limits<std::int32_t>;
-    const int found = Reader::on(stream).value() ? 1 : 0;
-    if (found != 0) {
-        *value = text::toInt(animTokenLine, Limits::min(), Limits::max());
+    Reader& in = Reader::on(stream);
+    const bool found = in.value();
+    if (found) {
+        *value = text::toInt(in.word(), Limits::min(), Limits::max());
     }
-    return found;
+    return found ? 1 : 0;
 }
 
 char* stringReadAsciiAnimation(std::FILE* stream) {
@@ -84,19 +91,24 @@ void setIndentLength(std::int32_t depth) {
 }
 
 void incIndent(std::int32_t delta) {
-    static char room[kMostLevels * kBlanksPerLevel + 2]; // static, so that it cannot fail
     const std::int64_t depth = std::int64_t{animIndentLength} + delta;
     animIndentLength =
         static_cast<std::int32_t>(std::clamp(depth, std::int64_t{0}, std::int64_t{kMostLevels}));
-    const std::size_t blanks = static_cast<std::size_t>(animIndentLength) * kBlanksPerLevel;
-    room[0] = '\n';
-    std::memset(room + 1, ' ', blanks);
-    room[blanks + 1] = '\0';
-    animIndentString = room;
+    const std::size_t size = 1 + static_cast<std::size_t>(animIndentLength) * kBlanksPerLevel;
+    for (; newLineSize < size; ++newLineSize) {
+        newLine[newLineSize] = ' ';
+    }
+    newLineSize = size;
+    newLine[size] = '\0';
+    animIndentString = newLine;
 }
 
 void animWriteNewLine(std::FILE* stream) {
-    text::put(stream, animIndentString != nullptr ? animIndentString : "\n");
+    if (animIndentString == newLine) {
+        text::put(stream, {newLine, newLineSize});
+    } else {
+        text::put(stream, animIndentString != nullptr ? animIndentString : "\n");
+    }
 }
 
 std::int64_t animTokenLineNumber() {
@@ -108,7 +120,7 @@ void animSetLineNumber(std::int64_t line) {
 }
 
 void animReset() {
-    animTokenLine[0] = '\0';
+    Reader::forget();
     animSValue = 0;
     animFValue = 0.0F;
     animFileVersion = RELEASE_NUMBER;

@@ -17,6 +17,7 @@
 namespace text {
 
 // --- Text to number ------------------------------------------------------------------------------
+// A zero byte follows every word, for the notice about it.
 
 [[nodiscard]] constexpr bool isDigit(char c) {
     return c >= '0' && c <= '9';
@@ -25,17 +26,17 @@ namespace text {
 /// As `atoi`: leading white space, a sign, digits; 0 when there are none. Beyond 64 bits it is
 /// clamped; then the low 32 bits are kept. A word with other characters, or with a value outside
 /// `least` to `most`, is reported as a bad number.
-[[nodiscard]] std::int32_t toInt(const char* word, std::int64_t least, std::int64_t most);
-[[nodiscard]] std::int16_t toShort(const char* word); ///< 16 bits, and their range
+[[nodiscard]] std::int32_t toInt(std::string_view word, std::int64_t least, std::int64_t most);
+[[nodiscard]] std::int16_t toShort(std::string_view word); ///< 16 bits, and their range
 
 /// `toInt` with all 64 bits, of decimal or (`base` 16) hexadecimal digits.
-[[nodiscard]] std::int64_t toWhole(const char* word, std::int64_t least, std::int64_t most,
+[[nodiscard]] std::int64_t toWhole(std::string_view word, std::int64_t least, std::int64_t most,
                                    int base = 10);
 
 /// As `atof` narrowed to a float, hexadecimal floats included; "INF", "NAN" and the like are not
 /// numbers and give 0; a number that is too large gives the largest float of its sign. A word with
 /// other characters is reported as a bad number.
-[[nodiscard]] float toFloat(const char* word);
+[[nodiscard]] float toFloat(std::string_view word);
 
 /// `toFloat` without a report: `exact` if there would be none.
 struct ParsedFloat {

@@ -1,13 +1,18 @@
 // SPDX-License-Identifier: MIT
 // Tokens, numbers, quoted strings, indentation, vectors, scalars and triples.
+#include "file/tinyNumberText.h"
 #include "foreign_image/animText.h"
 #include "text/tinyUtilsText.h"
 #include "tinyFile.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
+#include <cstdio>
 #include <limits>
+#include <random>
 #include <tuple>
+#include <vector>
 
 namespace {
 
@@ -276,6 +281,83 @@ TEST_F(UtilsTest, WhatIsWrittenIsAlwaysANumber) {
                   std::tie(FM, FD) = std::pair(5, 3);
               }),
               "1.000|2.500|-3.000|12345.678|0.000|      2.5");
+}
+
+/// Checks that a number is written as `printf` does, and that the text is read as `strtod` does.
+void expectAsLibrary(double value) {
+    char text[400];
+    for (const int decimals : {-1, 0, 1, 3, 5, 7, 8}) {
+        std::snprintf(text, sizeof text, decimals < 0 ? "%.*g" : "%.*f",
+                      decimals < 0 ? 6 : decimals, value);
+        const NumberText ours = decimals < 0 ? NumberText(value) : NumberText(value, decimals);
+        ASSERT_EQ(ours.view(), text) << decimals;
+        const double real =
+            std::clamp(std::strtod(text, nullptr), double{-kLargest}, double{kLargest});
+        ASSERT_EQ(text::parseFloat(text).value, static_cast<float>(real)) << text;
+    }
+}
+
+TEST_F(UtilsTest, NumbersHaveTheDigitsOfTheLibrary) {
+    std::mt19937 random(5);
+    std::uniform_real_distribution<double> mantissas(-1, 1);
+    for (int power = -8; power < 12; ++power) {
+        const double scale = std::pow(10.0, power);
+        for (const double factor : {1.0, 1 - 5e-7, 1 - 5e-8, 1.5, 1234567.5, 0.9999995}) {
+            for (const double towards : {-1e300, factor * scale, 1e300}) {
+                expectAsLibrary(std::nextafter(factor * scale, towards));
+                expectAsLibrary(-std::nextafter(factor * scale, towards));
+            }
+        }
+        for (int i = 0; i < 200; ++i) {
+            const double value = mantissas(random) * scale;
+            const double middle = std::floor(value / scale * 1e6) + 0.5; // between two texts
+            expectAsLibrary(value);
+            expectAsLibrary(static_cast<float>(value));
+            expectAsLibrary(
+                std::bit_cast<float>(static_cast<std::uint32_t>(random()) & ~0x40000000U));
+            expectAsLibrary(middle * scale / 1e6);
+        }
+    }
+}
+
+/// The words of a text, with their lines, lengths and notices, if the stream reads so many bytes at
+/// a time. Every third word is read as a number first.
+std::string wordsInPieces(std::string_view bytes, std::size_t piece, const text::Style& style) {
+    const Input in(bytes);
+    std::vector<char> buffer(piece);
+    std::setvbuf(in, buffer.data(), _IOFBF, piece);
+    animSetLineNumber(1);
+    text::Reader& reader = text::Reader::on(in, style);
+    std::string all;
+    for (int i = 0; !reader.atEnd() || i == 0; ++i) {
+        float number = 0.0F;
+        if (i % 3 == 2 && reader.number(number)) {
+            all += std::to_string(number) + "=";
+        } else {
+            static_cast<void>(reader.next());
+        }
+        all += std::string(reader.word()) + "@" + std::to_string(animTokenLineNumber()) + ">" +
+               std::to_string(reader.line()) + " ";
+    }
+    return all;
+}
+
+TEST_F(UtilsTest, WordsAreTheSameHoweverTheStreamIsBuffered) {
+    using namespace std::string_literals;
+    const std::string text =
+        "one\n\n         two{3}!|~\xc3\xa9 -1.5e+3x\t\t12345678 1234567890123456\n" +
+        std::string(300, 'a') + " \0 b\0c \"q q\" 'r s'\r\n}\x7f\v\f\x01 end"s;
+    for (const text::Style* style : {&text::kAnimationStyle, &text::kFileStyle}) {
+        const std::string single = wordsInPieces(text, 1, *style);
+        const std::string told = notices();
+        EXPECT_EQ(std::ranges::count(told, ';'), 3) << "a long word and two zero bytes";
+        for (std::size_t piece = 2; piece < 60; ++piece) {
+            EXPECT_EQ(wordsInPieces(text, piece, *style), single) << piece;
+            EXPECT_EQ(notices(), told) << piece;
+        }
+        EXPECT_EQ(wordsInPieces(text, 4096, *style), single);
+        notices();
+    }
 }
 
 TEST_F(UtilsTest, WordReaderReadsAsScanf) {
