@@ -256,6 +256,41 @@ TEST(Wire, APeerThatHasGoneGivesMinusTwoAndNoSignal) {
     }
 }
 
+/// Segments with data that a connection has sent.
+std::uint32_t segmentsOf(int fd) {
+    struct {
+        tcp_info known; // as far as the C library knows it
+        std::uint64_t ratesAndBytes[4];
+        std::uint32_t segments[5];
+        std::uint32_t dataSegmentsOut;
+    } info{};
+    socklen_t size = sizeof info;
+    getsockopt(fd, IPPROTO_TCP, TCP_INFO, &info, &size);
+    return info.dataSegmentsOut;
+}
+
+TEST(Wire, APacketIsTwoSegmentsThatAreSentAtOnce) {
+    const KeepAction pipe(SIGPIPE);
+    const KeepAction child(SIGCHLD); // connecting ignores it
+    unsigned short port = 0;
+    const base::UniqueFd listener(createsocket(&port));
+    base::UniqueFd near(getservsock(port));
+    base::UniqueFd far(accept4(listener.get(), nullptr, nullptr, SOCK_CLOEXEC));
+    no_tcp_delay(near.get());
+    std::uint32_t segments = 0;
+    for (IPC_DataPacket packet : {emptyPacket(), fullPacket()}) {
+        EXPECT_EQ(sendsockdata(near.get(), &packet), 0);
+        EXPECT_EQ(takeAll(far.get()), packet.numof_chars == 0 ? kEmptyWire : kFullWire);
+        segments += 2;
+        EXPECT_EQ(segmentsOf(near.get()), segments);
+    }
+    far.reset();
+    const CaptureStderr said;
+    IPC_DataPacket packet = fullPacket();
+    EXPECT_EQ(sendsockdata(near.get(), &packet), -2) << "only the next packet notices it";
+    EXPECT_EQ(said.text(), "sendsockdata: writing datacmd: "s + std::strerror(EPIPE) + "\n");
+}
+
 TEST(Wire, ASignalDuringAPacketThatWentOutCountsToo) {
     const KeepAction pipe(SIGPIPE);
     const SocketPair pair;

@@ -7,21 +7,42 @@
 #include "ipc_wireTable.h"
 
 #include <cerrno>
+#include <iterator>
+#include <sys/socket.h>
 #include <unistd.h>
 
 namespace {
 
+bool isWritten(const ipc::WireField& field, const IPC_DataPacket& packet) {
+    return !field.skippedWhenEmpty || ipc::elementsOf(field, packet) != 0;
+}
+
+/// The last field of the packet that is written.
+const ipc::WireField* lastField(const IPC_DataPacket& packet) {
+    const ipc::WireField* last = std::end(ipc::kFields) - 1;
+    return isWritten(*last, packet) ? last : last - 1; // which is a count
+}
+
+/// One write call. TCP may hold the bytes back until the next call if `more` follow: a segment for
+/// every field would wake the peer as often.
+ssize_t writeBytes(int fd, const std::uint8_t* bytes, std::size_t count, bool more) {
+    const ssize_t put = more ? send(fd, bytes, count, MSG_MORE) : write(fd, bytes, count);
+    return put < 0 && more && errno == ENOTSOCK ? write(fd, bytes, count) : put;
+}
+
 bool writeField(int fd, const ipc::WireField& field, IPC_DataPacket& packet) {
-    const std::size_t n = ipc::elementsOf(field, packet);
-    if (n == 0 && field.skippedWhenEmpty) {
+    if (!isWritten(field, packet)) {
         return true;
     }
+    const std::size_t n = ipc::elementsOf(field, packet);
     std::uint8_t bytes[ipc::kMaxFieldBytes];
     ipc::copyElements(bytes, ipc::placeOf(field, packet), field.elementSize, n);
+    // The first field goes out by itself, so that a peer that has gone is noticed in this packet.
+    const bool more = &field != std::begin(ipc::kFields) && &field != lastField(packet);
     // Kept: A short write of a packet's field counts as written.
     // A reader would expect the rest to be written after it. The sockets are blocking, so a short
     // write happens only just before a failure, which then affects the next field.
-    return write(fd, bytes, n * field.elementSize) >= 0;
+    return writeBytes(fd, bytes, n * field.elementSize, more) >= 0;
 }
 
 int reportFailedWrite(const ipc::WireField& field, int error) {
