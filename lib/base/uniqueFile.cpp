@@ -5,16 +5,32 @@
 
 #include <cerrno>
 #include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace base {
 
+namespace {
+
+/// Some file systems write a file that has been truncated to the disk when it is closed: an empty
+/// one is not truncated.
+bool makeEmpty(int fd) {
+    struct stat status {};
+    return fstat(fd, &status) == 0 &&
+           (!S_ISREG(status.st_mode) || status.st_size == 0 || ftruncate(fd, 0) == 0);
+}
+
+} // namespace
+
 UniqueFile openFile(const char* path, char mode) {
     const bool writing = mode == 'w';
-    const int purpose = writing ? O_WRONLY | O_CREAT | O_TRUNC : O_RDONLY;
+    const int purpose = writing ? O_WRONLY | O_CREAT : O_RDONLY;
     UniqueFd fd(::open(path, purpose | O_NONBLOCK | O_CLOEXEC, 0666));
     // Opening must not block, but writing waits for a slow reader.
-    if (fd.valid() && writing && fcntl(fd.get(), F_SETFL, 0) != 0) {
+    if (fd.valid() && writing && (!makeEmpty(fd.get()) || fcntl(fd.get(), F_SETFL, 0) != 0)) {
+        const int error = errno;
         fd.reset();
+        errno = error;
     }
     UniqueFile file(fd.valid() ? fdopen(fd.get(), writing ? "w" : "r") : nullptr);
     if (file != nullptr) {

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "tdr/privateFolder.h"
 
+#include "base/uniqueFd.h"
 #include "processMark.h"
 
 #include <array>
-#include <atomic>
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
@@ -12,8 +12,10 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <memory>
+#include <mutex>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 namespace tdr {
 
@@ -71,7 +73,42 @@ bool isOurs(int fd) {
 
 } // namespace
 
-bool PrivateFolder::enter() {
+/// From entering the folder to leaving it: an entry prevents others from removing it.
+class PrivateFolder::Stay {
+  public:
+    /// Enters the folder `path`; null on failure, with the errno in `error`.
+    static std::shared_ptr<const Stay> begin(const std::string& path, int& error) {
+        const std::shared_ptr<Stay> stay(new Stay(path));
+        error = stay->enter() ? 0 : errno;
+        return error == 0 ? stay : nullptr;
+    }
+    Stay(const Stay&) = delete;
+    Stay& operator=(const Stay&) = delete;
+    ~Stay() {
+        if (fd_.valid()) {
+            ::unlinkat(fd_.get(), mark_.c_str(), 0);
+        }
+        ::rmdir(path_.c_str()); // only if it is empty
+    }
+
+    [[nodiscard]] int fd() const { return fd_.get(); }
+
+    /// False when somebody has removed the folder all the same.
+    [[nodiscard]] bool isUsable() const {
+        struct stat status {};
+        return ::fstat(fd_.get(), &status) == 0 && status.st_nlink > 0;
+    }
+
+  private:
+    explicit Stay(std::string path) : path_(std::move(path)), mark_(ownMark()) {}
+    bool enter();
+
+    std::string path_;
+    std::string mark_;
+    base::UniqueFd fd_;
+};
+
+bool PrivateFolder::Stay::enter() {
     for (int tries = 0; tries < kTries; ++tries) {
         if (::mkdir(path_.c_str(), kOursOnly) != 0 && errno != EEXIST) {
             return false;
@@ -81,7 +118,6 @@ bool PrivateFolder::enter() {
             errno = EPERM;
             return false;
         }
-        // An entry prevents others from removing the folder.
         if (fd_.valid() && ::symlinkat("held", fd_.get(), mark_.c_str()) == 0) {
             return true;
         }
@@ -92,7 +128,7 @@ bool PrivateFolder::enter() {
     return false;
 }
 
-Result<PrivateFolder> PrivateFolder::open() {
+Result<std::shared_ptr<const PrivateFolder::Stay>> PrivateFolder::enter() {
     const char* named = std::getenv("TMPDIR"); // NOLINT(concurrency-mt-unsafe): nothing sets it
     const char* const places[] = {named != nullptr ? named : "", "/tmp", "/var/tmp", "/dev/shm"};
     int error = ENOENT;
@@ -100,35 +136,46 @@ Result<PrivateFolder> PrivateFolder::open() {
         if (*place != '/') {
             continue;
         }
-        const std::string mark = ownMark();
-        for (const std::string& name : {"tdr-" + std::to_string(::geteuid()), mark + ".d"}) {
-            PrivateFolder folder(std::string(place) + "/" + name, mark);
-            if (folder.enter()) {
-                static std::atomic<bool> cleared = false;
-                if (!cleared.exchange(true)) {
-                    removeLeftOvers(folder.fd());
-                }
-                return folder;
+        for (const std::string& name : {"tdr-" + std::to_string(::geteuid()), ownMark() + ".d"}) {
+            if (auto stay = Stay::begin(std::string(place) + "/" + name, error)) {
+                return stay;
             }
-            error = errno;
         }
     }
     return Failure{FailureKind::CannotOpen,
                    std::string("no folder of our own in TMPDIR or /tmp: ") + std::strerror(error)};
 }
 
-PrivateFolder::~PrivateFolder() {
-    if (path_.empty()) {
-        return;
+Result<PrivateFolder> PrivateFolder::open() {
+    static std::mutex mutex;
+    static std::weak_ptr<const Stay> current;
+    static bool cleared = false;
+    const std::lock_guard lock(mutex);
+    if (auto stay = current.lock(); stay && stay->isUsable()) {
+        return PrivateFolder(std::move(stay));
     }
-    if (fd_.valid()) {
-        ::unlinkat(fd_.get(), mark_.c_str(), 0);
+    auto entered = enter();
+    if (!entered) {
+        return entered.failure();
     }
-    ::rmdir(path_.c_str()); // only if it is empty
+    current = *entered;
+    if (!std::exchange(cleared, true)) {
+        removeLeftOvers((*entered)->fd());
+    }
+    return PrivateFolder(std::move(*entered));
+}
+
+PrivateFolder::PrivateFolder(std::shared_ptr<const Stay> stay)
+    : stay_(std::move(stay)), mark_(ownMark()) {}
+
+PrivateFolder::~PrivateFolder() = default;
+
+int PrivateFolder::fd() const {
+    return stay_ ? stay_->fd() : -1;
 }
 
 std::string PrivateFolder::pathOf(std::string_view name) const {
-    return pathOfDescriptor(fd_.get()) + "/" + std::string(name);
+    return pathOfDescriptor(fd()) + "/" + std::string(name);
 }
 
 std::string pathOfDescriptor(int fd) {

@@ -2,6 +2,7 @@
 // A file that is removed with its object, or after its process has died.
 #pragma once
 
+#include "base/uniqueFd.h"
 #include "output/outcome.h"
 #include "tdr/privateFolder.h"
 

@@ -130,6 +130,11 @@ DriverSet::DriverSet(DriverOptions options, Drivers use) : options_(std::move(op
     for (fs::path& program : findDrivers(options_)) {
         entries_.push_back({std::move(program), false, {}, {}, {}});
     }
+    if (use == Drivers::ForMany) {
+        if (auto folder = tdr::PrivateFolder::open()) { // otherwise each picture tells why
+            folder_.emplace(std::move(*folder));
+        }
+    }
 }
 
 std::string DriverSet::name(std::size_t driver) const {

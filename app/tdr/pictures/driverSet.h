@@ -133,6 +133,7 @@ class DriverSet {
     DriverOptions options_;
     std::vector<Entry> entries_;
     Drivers use_;
+    std::optional<tdr::PrivateFolder> folder_; ///< entered once for many pictures
     std::optional<std::chrono::steady_clock::time_point> deadline_;
     List lent_;
     List dismissed_;

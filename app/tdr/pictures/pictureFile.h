@@ -2,6 +2,7 @@
 // A picture file, opened with the driver that reads it.
 #pragma once
 
+#include "base/uniqueFd.h"
 #include "driverSet.h"
 #include "output/outcome.h"
 #include "tdr/picture.h"

@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <list>
 #include <sys/ipc.h>
 #include <sys/shm.h>
 #include <sys/syscall.h>
@@ -320,6 +321,28 @@ TEST_F(FilesTest, whatAKilledRunLeavesIsRemovedByTheNext) {
     EXPECT_EQ(support::segmentsOf(), (std::set<int>{block->id(), foreign}));
     EXPECT_EQ(privateNames(), Names());
     shmctl(foreign, IPC_RMID, nullptr);
+}
+
+TEST_F(FilesTest, aRunEntersItsFolderOnceUnlessSomebodyRemovesIt) {
+    std::list<tdr::Result<PrivateFolder>> folders;
+    folders.push_back(PrivateFolder::open());
+    folders.push_back(PrivateFolder::open());
+    ASSERT_TRUE(folders.front() && folders.back());
+    EXPECT_EQ(folders.front()->fd(), folders.back()->fd());
+    EXPECT_NE(folders.front()->mark(), folders.back()->mark());
+    const fs::path path = fs::read_symlink(tdr::pathOfDescriptor(folders.front()->fd()));
+    EXPECT_EQ(namesIn(path).size(), 1U) << "one entry holds it";
+
+    fs::remove_all(path);
+    {
+        const auto again = PrivateFolder::open();
+        ASSERT_TRUE(again);
+        EXPECT_EQ(symlinkat("anything", again->fd(), "link"), 0);
+        folders.clear(); // does not remove the new folder
+        EXPECT_EQ(namesIn(path).size(), 2U);
+        unlinkat(again->fd(), "link", 0);
+    }
+    EXPECT_EQ(privateNames(), Names());
 }
 
 TEST_F(FilesTest, signalsLeaveNothing) {
