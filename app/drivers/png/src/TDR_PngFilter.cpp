@@ -167,6 +167,9 @@ int TDR_PngFilter::putLine(char* block, int, long, long y) {
 }
 
 int TDR_PngFilter::getCache(char* block, int, long) {
+    if (reading_->readWhole(reinterpret_cast<std::uint8_t*>(block))) {
+        return 0;
+    }
     base::PopulateBackwards pages(block, lineBytes() * static_cast<std::size_t>(bounds[3]));
     for (long y = bounds[3] - 1; y >= 0; --y) {
         if (bounds[3] - 1 - y >= reading_->wholeRows()) { // only zeros down to the bottom
@@ -184,6 +187,10 @@ int TDR_PngFilter::getCache(char* block, int, long) {
 
 int TDR_PngFilter::putCache(char* block, int, long) {
     base::populate(block, lineBytes() * static_cast<std::size_t>(bounds[3]));
+    if (writing_->writeWhole(reinterpret_cast<const std::uint8_t*>(block))) {
+        noteWriteFailure();
+        return *writing_->error() == '\0' ? 0 : -1;
+    }
     bool whole = true;
     for (long y = bounds[3] - 1; whole && y >= 0; --y) {
         whole = putRow(y, block + static_cast<std::size_t>(y) * lineBytes());

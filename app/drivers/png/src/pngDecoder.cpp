@@ -3,11 +3,16 @@
 
 #include "base/byteOrder.h"
 #include "base/limits.h"
+#include "base/retry.h"
+#include "wholePng.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <new>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace png_filter {
 
@@ -156,6 +161,25 @@ bool PngDecoder::readRow(std::uint8_t* row) {
 /// A file that ends after its pixels but before IEND is also cut short: text may be missing.
 void PngDecoder::readEnd() {
     lost_ = lost_ || !guarded(png_, [this] { png_read_end(png_, nullptr); });
+}
+
+bool PngDecoder::readWhole(std::uint8_t* lines) const {
+    const int fd = ::fileno(stream_.get());
+    struct stat status {};
+    if (interlaced() || ::fstat(fd, &status) != 0 || !S_ISREG(status.st_mode) ||
+        static_cast<std::size_t>(status.st_size) > kMostWholeBytes) {
+        return false;
+    }
+    const auto size = static_cast<std::size_t>(status.st_size);
+    const std::unique_ptr<std::uint8_t[]> file(new (std::nothrow) std::uint8_t[size]);
+    std::size_t have = 0;
+    for (ssize_t got = 1; file && have < size && got > 0; have += static_cast<std::size_t>(got)) {
+        got = std::max<ssize_t>(0, base::retried([&] {
+                                    return ::pread(fd, &file[have], size - have,
+                                                   static_cast<off_t>(have));
+                                }));
+    }
+    return file && have == size && readWholePng({file.get(), size}, {width_, height_}, lines);
 }
 
 bool PngDecoder::readInterlaced(std::uint8_t* rows) {

@@ -43,6 +43,11 @@ class PngDecoder {
     /// part.
     bool readInterlaced(std::uint8_t* rows);
 
+    /// Before the first row: decodes all into host lines, the bottom line first, if that is simple
+    /// (see `readWholePng`). False if not: then nothing has changed, and the rows are read one by
+    /// one.
+    [[nodiscard]] bool readWhole(std::uint8_t* lines) const;
+
     /// Goes back to row 0. False when the file has changed or cannot be read.
     [[nodiscard]] bool restart();
 

@@ -34,6 +34,12 @@ class PngPicture {
     /// a damaged file are zero. False when the system fails to read it or when out of memory.
     [[nodiscard]] bool readRow(int index, std::uint8_t* row);
 
+    /// All rows as host lines, the bottom line first, if no row has been read yet and
+    /// `PngDecoder::readWhole` can; false if not, and nothing has changed.
+    [[nodiscard]] bool readWhole(std::uint8_t* lines) const {
+        return !rows_ && decoder_->nextRow() == 0 && decoder_->readWhole(lines);
+    }
+
     /// The damage by which rows were lost; empty if none was.
     [[nodiscard]] const char* damage() const { return damage_; }
 

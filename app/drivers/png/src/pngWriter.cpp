@@ -2,7 +2,9 @@
 #include "pngWriter.h"
 
 #include "pngDecoder.h"
+#include "wholePng.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <new>
 #include <utility>
@@ -134,8 +136,25 @@ bool PngWriter::writeRow(int index, const std::uint8_t* row) {
     return index == nextRow_ ? encode(row) && encodeKept() : keep(index, row);
 }
 
+bool PngWriter::writeWhole(const std::uint8_t* lines) {
+    const auto isKept = [](const Row& row) { return row != nullptr; };
+    if (isBroken() || nextRow_ > 0 || std::any_of(kept_.get(), kept_.get() + height_, isKept)) {
+        return false;
+    }
+    const auto error = writeWholePng(stream_.get(), {width_, height_}, lines);
+    if (!error) {
+        return false;
+    }
+    nextRow_ = height_;
+    complete_ = true;
+    if (*error != 0) {
+        fail(*error);
+    }
+    return true;
+}
+
 bool PngWriter::finish() {
-    if (!isBroken() && (nextRow_ == height_ || encodeRest())) {
+    if (!isBroken() && !complete_ && (nextRow_ == height_ || encodeRest())) {
         static_cast<void>(guarded(png_, [this] { png_write_end(png_, nullptr); }));
     }
     if (const int error = base::closeWritten(std::move(stream_)); error != 0) {

@@ -32,6 +32,11 @@ class PngWriter {
     /// False when the row is already in the file, when out of memory, or when the file is broken.
     [[nodiscard]] bool writeRow(int index, const std::uint8_t* row);
 
+    /// Takes all rows as host lines, the bottom line first, and writes them (see `writeWholePng`):
+    /// `error` says whether that failed. False, and nothing has changed, when rows have come before
+    /// or the picture is too large: then they are written one by one.
+    [[nodiscard]] bool writeWhole(const std::uint8_t* lines);
+
     /// Completes the file, with transparent black for missing rows, and closes it. False when the
     /// file is broken.
     [[nodiscard]] bool finish();
@@ -59,6 +64,7 @@ class PngWriter {
     int width_;
     int height_;
     int nextRow_ = 0;
+    bool complete_ = false;       ///< by `writeWhole`
     std::unique_ptr<Row[]> kept_; ///< by row, null if none is kept
 };
 
