@@ -40,6 +40,7 @@ constexpr int kMostSignals = 65; // numbers from 1
 
 std::atomic<int> caught = 0;
 std::atomic<int> wakeFd = -1;
+std::atomic<int> cleanups = 0;
 std::array<struct sigaction, kMostSignals> before;
 
 static_assert(std::atomic<int>::is_always_lock_free, "used in a signal handler");
@@ -106,12 +107,24 @@ InterruptGuard::~InterruptGuard() {
     }
 }
 
-InterruptGuard::Pause::Pause() {
-    letGo(Held::Interrupt);
+InterruptGuard::Pause::Pause() : active_(cleanups == 0) {
+    if (active_) {
+        letGo(Held::Interrupt);
+    }
 }
 
 InterruptGuard::Pause::~Pause() {
-    hold(Held::Interrupt, noteSignal);
+    if (active_) {
+        hold(Held::Interrupt, noteSignal);
+    }
+}
+
+InterruptGuard::Cleanup::Cleanup() {
+    ++cleanups;
+}
+
+InterruptGuard::Cleanup::~Cleanup() {
+    --cleanups;
 }
 
 int InterruptGuard::signal() {

@@ -12,40 +12,35 @@ namespace {
 using Json = JsonWriter::Json;
 
 /// "12" is a line, "byte 96" an offset; no place is neither.
-void addPlace(Json& json, const SceneRemark& remark) {
+DamagePlace placeOf(const SceneRemark& remark) {
     constexpr std::string_view kByte = "byte ";
     const bool isByte = remark.place.starts_with(kByte);
     const std::string_view digits =
         std::string_view(remark.place).substr(isByte ? kByte.size() : 0);
     std::int64_t number = 0;
+    DamagePlace place;
     if (std::from_chars(digits.data(), digits.data() + digits.size(), number).ec == std::errc()) {
-        json[isByte ? "byte" : "line"] = number;
+        (isByte ? place.byte : place.line) = number;
     }
+    return place;
 }
 
-void writeLines(JsonWriter& json, const CheckedLines& lines) {
-    json.members({{"lines", lines.count}, {"linesIntact", lines.intact}});
-    if (lines.byte && lines.intact < lines.count) {
-        json.member("line", lines.intact);
+Json jsonOf(const DamagePlace& place) {
+    Json json = Json::object();
+    if (place.line) {
+        json["line"] = *place.line;
     }
-    if (lines.byte) {
-        json.member("byte", *lines.byte);
+    if (place.byte) {
+        json["byte"] = *place.byte;
     }
+    return json;
 }
 
-/// The place of the first loss belongs to the file, as that of a picture does.
-void writeReport(JsonWriter& json, const SceneReport& report) {
-    const auto first =
-        std::ranges::find(report.remarks, AnimSeverity::Loss, &SceneRemark::severity);
-    if (first != report.remarks.end()) {
-        Json place = Json::object();
-        addPlace(place, *first);
-        json.members(place);
-    }
+void writeRemarks(JsonWriter& json, const SceneReport& report) {
     json.key("remarks").beginArray();
     for (const SceneRemark& remark : report.remarks) {
         Json entry = {{"loss", remark.severity == AnimSeverity::Loss}, {"text", remark.text}};
-        addPlace(entry, remark);
+        entry.update(jsonOf(placeOf(remark)));
         json.value(entry);
     }
     json.end();
@@ -53,6 +48,26 @@ void writeReport(JsonWriter& json, const SceneReport& report) {
 }
 
 } // namespace
+
+DamagePlace damagePlaceOf(const FileCheck& check) {
+    DamagePlace place;
+    if (check.lines && check.lines->byte) {
+        place.byte = *check.lines->byte;
+        if (check.lines->intact < check.lines->count) {
+            place.line = check.lines->intact;
+        }
+    } else if (check.report) {
+        const auto& remarks = check.report->remarks;
+        const auto first = std::ranges::find(remarks, AnimSeverity::Loss, &SceneRemark::severity);
+        return first == remarks.end() ? place : placeOf(*first);
+    }
+    return place;
+}
+
+std::string textOf(const CheckCounts& counts) {
+    return formatted("{} files: {} whole, {} damaged, {} failed, {} skipped", counts.all(),
+                     counts.whole, counts.damaged, counts.failed, counts.skipped);
+}
 
 std::string textOf(const std::string& file, const FileCheck& check) {
     return check.report ? textOf(file, *check.report)
@@ -65,10 +80,11 @@ void writeJson(JsonWriter& json, const std::string& file, const Outcome<FileChec
     if (check) {
         json.members({{"kind", check->kind}, {"whole", check->whole}, {"verdict", check->verdict}});
         if (check->lines) {
-            writeLines(json, *check->lines);
+            json.members({{"lines", check->lines->count}, {"linesIntact", check->lines->intact}});
         }
+        json.members(jsonOf(damagePlaceOf(*check)));
         if (check->report) {
-            writeReport(json, *check->report);
+            writeRemarks(json, *check->report);
         }
     } else {
         json.members({{"whole", false},

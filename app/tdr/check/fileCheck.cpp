@@ -46,6 +46,7 @@ int checkPicture(ToolkitPicture& file, CheckedLines& lines) {
     if (reader == nullptr) {
         return errno;
     }
+    lines.width = file.picture.width;
     lines.count = file.picture.height;
     if (channelPacketIsDecodable(file.chain.get()) == 0) {
         lines.byte = pictureReaderPosition(reader.get()); // its lines cannot be told apart
@@ -64,6 +65,7 @@ int checkPicture(ToolkitPicture& file, CheckedLines& lines) {
 
 /// 0, or errno.
 int checkMatte(ToolkitPicture& file, CheckedLines& lines) {
+    lines.width = file.matte->width;
     lines.count = file.matte->height;
     for (; lines.intact < lines.count; ++lines.intact) {
         const std::int64_t begin = ftello(file.stream.get());
@@ -108,7 +110,7 @@ Outcome<FileCheck> checkByDriver(const std::string& name, const DriverOptions& o
     if (const auto closed = picture->close(); !closed) {
         return closed.failure();
     }
-    const CheckedLines lines{height, height, {}};
+    const CheckedLines lines{picture->shape().width, height, height, {}};
     return FileCheck{
         picture->shape().matte ? "matte" : "picture", true, verdictOn(lines), lines, {}};
 }

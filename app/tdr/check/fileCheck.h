@@ -6,6 +6,7 @@
 #include "pictures/driverSet.h"
 #include "scene/sceneReport.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -13,6 +14,7 @@
 
 /// The lines of a picture or matte, counted from the top one, which is 0.
 struct CheckedLines {
+    std::int32_t width = 0;
     std::int32_t count = 0;
     std::int32_t intact = 0;          ///< those before the first one that is damaged
     std::optional<std::int64_t> byte; ///< where the damage is known to be: the beginning of that
@@ -25,6 +27,16 @@ struct FileCheck {
     std::string verdict;               ///< "30 of 303 lines are intact ..."
     std::optional<CheckedLines> lines; ///< of a picture
     std::optional<SceneReport> report; ///< of a scene, spline or hierarchy
+};
+
+/// How many of the files are what.
+struct CheckCounts {
+    std::size_t whole = 0;
+    std::size_t damaged = 0;
+    std::size_t failed = 0;
+    std::size_t skipped = 0;
+
+    [[nodiscard]] std::size_t all() const { return whole + damaged + failed + skipped; }
 };
 
 /// Reads all of a file by the reader for its content. Fails if it cannot be read, is of an unknown

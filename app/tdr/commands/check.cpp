@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // tdr check FILE...: tells which files are whole.
 #include "batch/inputs.h"
+#include "check/checkPage.h"
 #include "check/checkText.h"
 #include "output/console.h"
 #include "output/formatted.h"
@@ -13,13 +14,15 @@ struct CheckOptions {
     std::vector<std::string> files;
     bool recursive = false;
     bool json = false;
+    std::string page;
+    bool force = false;
 };
 
 /// One run over all files.
 class Checking {
   public:
-    Checking(const DriverOptions& drivers, bool json)
-        : options_(drivers), known_(drivers), asJson_(json) {
+    Checking(const DriverOptions& drivers, bool json, std::optional<CheckPage> page)
+        : options_(drivers), known_(drivers), asJson_(json), page_(std::move(page)) {
         json_.beginArray();
     }
 
@@ -30,7 +33,7 @@ class Checking {
 
     /// Of a folder that could not be searched.
     void addProblem(const std::string& problem) {
-        ++failed_;
+        ++counts_.failed;
         exit_ = worse(exit_, fail({ExitCode::Failed, problem}));
     }
 
@@ -43,11 +46,11 @@ class Checking {
         if (asJson_) {
             json_.finish();
         }
-        if (const std::size_t all = whole_ + damaged_ + failed_ + skipped_; all > 1) {
-            warn(formatted("{} files: {} whole, {} damaged, {} failed, {} skipped", all, whole_,
-                           damaged_, failed_, skipped_));
+        if (counts_.all() > 1) {
+            warn(textOf(counts_));
         }
-        return worse(exit_, said_);
+        const auto shown = page_ ? page_->end(counts_) : Outcome<void>();
+        return worse(worse(exit_, said_), shown ? ExitCode::Done : fail(shown.failure()));
     }
 
   private:
@@ -55,7 +58,7 @@ class Checking {
         const auto result = checkFile(file, options_);
         if (!result && found && isOfNoKind(result.failure().cause) &&
             !hasKnownEnding(file, known_)) {
-            ++skipped_;
+            ++counts_.skipped;
             return ExitCode::Done;
         }
         if (asJson_) {
@@ -63,11 +66,14 @@ class Checking {
         } else if (result) {
             say_(textOf(file, *result));
         }
+        if (page_) {
+            page_->add(file, result);
+        }
         if (!result) {
-            ++(result.failure().cause == Cause::Damaged ? damaged_ : failed_);
+            ++(result.failure().cause == Cause::Damaged ? counts_.damaged : counts_.failed);
             return fail(result.failure());
         }
-        ++(result->whole ? whole_ : damaged_);
+        ++(result->whole ? counts_.whole : counts_.damaged);
         return result->whole ? ExitCode::Done : ExitCode::Failed;
     }
 
@@ -87,18 +93,26 @@ class Checking {
     JsonWriter json_{[this](std::string_view bytes) { say_(bytes); }};
     ExitCode exit_ = ExitCode::Done;
     ExitCode said_ = ExitCode::Done;
-    std::size_t whole_ = 0;
-    std::size_t damaged_ = 0;
-    std::size_t failed_ = 0;
-    std::size_t skipped_ = 0;
+    CheckCounts counts_;
+    std::optional<CheckPage> page_;
 };
 
 ExitCode checkAll(const DriverOptions& drivers, const CheckOptions& options) {
-    Checking checking(drivers, options.json);
+    std::optional<CheckPage> page;
+    if (!options.page.empty()) {
+        auto begun = CheckPage::begin(drivers, options.page, options.force);
+        if (!begun) {
+            return fail(begun.failure());
+        }
+        page.emplace(std::move(*begun));
+    }
+    const std::string pageFolder = page ? page->folder() : "";
+    Checking checking(drivers, options.json, std::move(page));
     for (const std::string& file : options.files) {
         InputRule rule;
         rule.listed = {file};
         rule.searchFolders = options.recursive;
+        rule.leftOut = pageFolder;
         const FoundInputs found = findInputs(rule);
         for (const std::string& problem : found.problems) {
             checking.addProblem(problem);
@@ -121,5 +135,8 @@ void addCheck(Arguments& arguments, Command& command) {
         .require();
     arguments.flag("-r,--recursive", options->recursive, "Check all files in folders");
     arguments.flag("--json", options->json, "Print a JSON array with one object a file");
+    arguments.value("--html", "FOLDER", options->page,
+                    "Write a page for a browser into a new or empty folder");
+    arguments.flag("--force", options->force, "Replace an older page in FOLDER");
     arguments.run([&command, options] { command.exit = checkAll(command.drivers, *options); });
 }

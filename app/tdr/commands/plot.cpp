@@ -49,22 +49,13 @@ std::string checkOutput(const std::string& name) {
     return writable ? "" : "only SVG can be written: " + name;
 }
 
-Outcome<void> save(const std::string& target, const std::string& text, Existing existing) {
-    auto file = ReplacedFile::begin(target, ".svg", existing);
-    if (!file) {
-        return file.failure();
-    }
-    const auto written = file->write(text);
-    return written ? file->commit() : written;
-}
-
 /// To the file, or to stdout for "-".
 ExitCode write(const PlotOptions& options, const std::string& svg) {
     if (options.output == "-") {
         return say(svg);
     }
     const auto saved =
-        save(options.output, svg, options.force ? Existing::Replaced : Existing::Kept);
+        saveText(options.output, ".svg", svg, options.force ? Existing::Replaced : Existing::Kept);
     return saved ? ExitCode::Done : fail(saved.failure());
 }
 

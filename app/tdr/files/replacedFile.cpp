@@ -195,3 +195,13 @@ Outcome<void> ReplacedFile::takePlace() {
     }
     return {};
 }
+
+Outcome<void> saveText(const fs::path& target, std::string_view ending, std::string_view text,
+                       Existing existing) {
+    auto file = ReplacedFile::begin(target, ending, existing);
+    if (!file) {
+        return file.failure();
+    }
+    const auto written = file->write(text);
+    return written ? file->commit() : written;
+}

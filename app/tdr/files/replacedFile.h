@@ -76,3 +76,7 @@ class ReplacedFile {
 
     inline static bool sync_ = false;
 };
+
+/// Writes `text` as a whole to such a file.
+[[nodiscard]] Outcome<void> saveText(const std::filesystem::path& target, std::string_view ending,
+                                     std::string_view text, Existing existing);

@@ -102,6 +102,29 @@ std::string validUtf8(std::string_view text) {
     return escaped(text, [](std::uint32_t) { return true; });
 }
 
+std::string markupText(std::string_view text) {
+    std::string escaped;
+    for (const char c : utf8Text(text)) {
+        switch (c) {
+        case '&':
+            escaped += "&amp;";
+            break;
+        case '<':
+            escaped += "&lt;";
+            break;
+        case '>':
+            escaped += "&gt;";
+            break;
+        case '"':
+            escaped += "&quot;";
+            break;
+        default:
+            escaped += c;
+        }
+    }
+    return escaped;
+}
+
 bool isUtf8(std::string_view text) {
     while (!text.empty()) {
         const Character c = firstOf(text);

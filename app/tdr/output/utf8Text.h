@@ -11,6 +11,9 @@
 /// `text` as valid UTF-8 with its lines: only invalid bytes become "\x9f".
 [[nodiscard]] std::string validUtf8(std::string_view text);
 
+/// `utf8Text` for SVG and HTML, between tags or in double quotes.
+[[nodiscard]] std::string markupText(std::string_view text);
+
 [[nodiscard]] bool isUtf8(std::string_view text);
 
 /// `utf8Text` of a C string; null gives an empty text.

@@ -41,36 +41,13 @@ std::string svgNumber(double value) {
     return text == "-0" ? "0" : std::string(text);
 }
 
-std::string svgEscaped(std::string_view text) {
-    std::string escaped;
-    for (const char c : utf8Text(text)) {
-        switch (c) {
-        case '&':
-            escaped += "&amp;";
-            break;
-        case '<':
-            escaped += "&lt;";
-            break;
-        case '>':
-            escaped += "&gt;";
-            break;
-        case '"':
-            escaped += "&quot;";
-            break;
-        default:
-            escaped += c;
-        }
-    }
-    return escaped;
-}
-
 Svg::Svg(double width, double height, std::string_view style, std::string_view title) {
     const std::string w = svgNumber(width);
     const std::string h = svgNumber(height);
     out_ = formatted("<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"{}\" height=\"{}\" "
                      "viewBox=\"0 0 {} {}\">\n<title>{}</title>\n<style>{}</style>\n"
                      "<rect class=\"paper\" width=\"{}\" height=\"{}\"/>\n",
-                     w, h, w, h, svgEscaped(title), style, w, h);
+                     w, h, w, h, markupText(title), style, w, h);
 }
 
 void Svg::line(const char* style, SvgPoint a, SvgPoint b) {
@@ -93,7 +70,7 @@ void Svg::circle(const char* style, SvgPoint centre, double radius) {
 void Svg::text(const char* style, SvgPoint at, std::string_view utf8, SvgAnchor anchor) {
     out_ += formatted("<text class=\"{}\" x=\"{}\" y=\"{}\" text-anchor=\"{}\">{}</text>\n", style,
                       svgNumber(at.x), svgNumber(at.y), kAnchors[static_cast<std::size_t>(anchor)],
-                      svgEscaped(utf8));
+                      markupText(utf8));
 }
 
 void Svg::upwardText(const char* style, SvgPoint at, std::string_view utf8) {
@@ -101,7 +78,7 @@ void Svg::upwardText(const char* style, SvgPoint at, std::string_view utf8) {
     const std::string y = svgNumber(at.y);
     out_ += formatted("<text class=\"{}\" x=\"{}\" y=\"{}\" text-anchor=\"middle\" "
                       "transform=\"rotate(-90 {} {})\">{}</text>\n",
-                      style, x, y, x, y, svgEscaped(utf8));
+                      style, x, y, x, y, markupText(utf8));
 }
 
 void Svg::polyline(const char* style, const std::vector<SvgPoint>& points, std::string_view rules) {
@@ -120,7 +97,7 @@ void Svg::path(const char* style, std::string_view data) {
 void Svg::begin(const char* style, std::string_view title, int clip) {
     out_ += formatted("<g class=\"{}\"{}>{}\n", style,
                       clip != 0 ? formatted(" clip-path=\"url(#clip{})\"", clip) : "",
-                      title.empty() ? "" : "<title>" + svgEscaped(title) + "</title>");
+                      title.empty() ? "" : "<title>" + markupText(title) + "</title>");
 }
 
 void Svg::end() {

@@ -55,6 +55,3 @@ class Svg {
 
 /// A coordinate: at most two digits after the point, clamped to what browsers can draw; 0 for NaN.
 [[nodiscard]] std::string svgNumber(double value);
-
-/// `text` for use between tags or in quotes.
-[[nodiscard]] std::string svgEscaped(std::string_view text);

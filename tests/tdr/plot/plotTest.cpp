@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // tdr plot: the contents of the SVG, and its rendering in a browser.
-#include "browser.h"
+#include "tdr/browser.h"
 #include "tdr/commandTesting.h"
 #include "tdr/picture.h"
 

@@ -27,6 +27,18 @@ class InterruptGuard {
         ~Pause();
         Pause(const Pause&) = delete;
         Pause& operator=(const Pause&) = delete;
+
+      private:
+        bool active_;
+    };
+
+    /// While one exists, pauses have no effect: what contains them has something to clean up.
+    class Cleanup {
+      public:
+        Cleanup();
+        ~Cleanup();
+        Cleanup(const Cleanup&) = delete;
+        Cleanup& operator=(const Cleanup&) = delete;
     };
 
     /// The signal that arrived while the last guard existed, or 0.

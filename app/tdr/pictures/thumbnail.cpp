@@ -1,0 +1,92 @@
+// SPDX-License-Identifier: MIT
+#include "thumbnail.h"
+
+#include "files/replacedFile.h"
+#include "metadata.h"
+#include "pictureFile.h"
+#include "pixelRatio.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace {
+
+/// With square pixels, and no side longer than before.
+PixelSize sizeOfThumbnail(const tdr::PictureShape& shape, double ratio, int most) {
+    const double stretch = meantRatio(ratio);
+    const double width = shape.width * std::min(stretch, 1.0);
+    const double height = shape.height / std::max(stretch, 1.0);
+    const double scale = std::min({1.0, most / width, most / height});
+    const auto side = [&](double length) {
+        return std::clamp(static_cast<int>(std::lround(length * scale)), 1, most);
+    };
+    return {side(width), side(height)};
+}
+
+tdr::Result<Raster> readReduced(tdr::PictureSource& source, PixelSize reduced) {
+    LineReducer reducer({source.width(), source.height()}, reduced);
+    auto block = tdr::SharedBlock::create(tdr::lineBytes(source.width()));
+    if (!block) {
+        return block.failure();
+    }
+    for (std::int32_t line = source.height(); line-- > 0;) {
+        if (const auto read = source.readLine(*block, line); !read) {
+            return read.failure();
+        }
+        reducer.add(block->bytes());
+    }
+    if (const auto closed = source.close(); !closed) {
+        return closed.failure();
+    }
+    return reducer.finish();
+}
+
+Outcome<void> write(DriverSet& drivers, const std::string& output, const tdr::Picture& picture,
+                    Existing existing) {
+    const auto png = writerFor(drivers, output, "png");
+    if (!png) {
+        return png.failure();
+    }
+    auto file = ReplacedFile::begin(output, drivers.extension(**png), existing);
+    if (!file) {
+        return file.failure();
+    }
+    auto writer = drivers.take(**png);
+    if (!writer) {
+        return problemWith(output, writer.failure());
+    }
+    (*writer)->names.add(file->names());
+    const auto written = tdr::writePicture((*writer)->session, file->path().native(), picture);
+    if (!written) {
+        (*writer)->passOnLines(written.failure().lastLine);
+        return (*writer)->problem(output, written.failure());
+    }
+    (*writer)->passOnLines();
+    return file->commit();
+}
+
+} // namespace
+
+Outcome<Thumbnail> writeThumbnail(DriverSet& drivers, const std::string& input,
+                                  const std::string& output, std::int32_t most, Existing existing) {
+    auto picture = openPicture(drivers, input);
+    if (!picture) {
+        return picture.failure();
+    }
+    const auto metadata = readMetadata(tdr::pathOfDescriptor(picture->file.get()));
+    if (!metadata) {
+        return problemWith(input, metadata.failure());
+    }
+    RunningDriver& reader = *picture->running;
+    const PixelSize size = sizeOfThumbnail(picture->source.shape(), metadata->ratio, most);
+    const auto reduced = readReduced(picture->source, size);
+    if (!reduced) {
+        reader.passOnLines(reduced.failure().lastLine);
+        return reader.problem(input, reduced.failure());
+    }
+    reader.passOnLines();
+    if (const auto written = write(drivers, output, asPicture(*reduced), existing); !written) {
+        return written.failure();
+    }
+    return Thumbnail{size, reader.session.damage().empty()};
+}
