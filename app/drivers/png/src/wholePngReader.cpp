@@ -37,8 +37,8 @@ struct Chunk {
 
 /// Takes the first chunk of `rest`; none if it is not whole.
 std::optional<Chunk> takeChunk(Bytes& rest) {
-    const std::size_t length = rest.size() < kFrame ? SIZE_MAX : base::loadBe32(rest.data());
-    if (length > rest.size() - kFrame) {
+    const std::size_t length = rest.size() < kFrame ? 0 : base::loadBe32(rest.data());
+    if (rest.size() < kFrame || length > rest.size() - kFrame) {
         return {};
     }
     const Bytes named = rest.subspan(4, 4 + length);
