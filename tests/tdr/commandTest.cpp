@@ -394,6 +394,9 @@ TEST_F(CommandTest, checkTellsWhereAFileIsDamagedAndGoesOn) {
         {"longer", mixed + "x", {{"whole", false}, {"linesIntact", 3}, {"byte", 129}}},
         {"overlong.pic", overlong, {{"linesIntact", 1}, {"line", 1}, {"byte", 115}}},
         {"cut.pic", mixed.substr(0, 128), {{"linesIntact", 2}, {"line", 2}, {"byte", 122}}},
+        {"zeros.pic", mixed + std::string(9, '\0'), {{"linesIntact", 3}, {"byte", 129}}},
+        {"crash.pic", mixed.substr(0, 115) + std::string(14, '\0'), {{"linesIntact", 1}}},
+        {"none.pic", support::rawPic(2, 3, 0, ""), {{"linesIntact", 0}, {"byte", 108}}},
         {"coding.pic", oddPicture(), {{"whole", false}, {"linesIntact", 0}, {"byte", 112}}},
         {"whole.tag", tag, {{"kind", "matte"}, {"whole", true}, {"linesIntact", 2}}},
         {"cut.tag", tag.substr(0, 111), {{"whole", false}, {"line", 1}, {"byte", 108}}},
@@ -408,7 +411,7 @@ TEST_F(CommandTest, checkTellsWhereAFileIsDamagedAndGoesOn) {
         line.push_back(files().write(c.name, c.content));
     }
     const Ended ended =
-        expectFailed(line, "tdr: 12 files: 4 whole, 7 damaged, 1 failed, 0 skipped\n");
+        expectFailed(line, "tdr: 15 files: 4 whole, 10 damaged, 1 failed, 0 skipped\n");
     expectValid(files(), ended.out, "check");
     const Json all = Json::parse(ended.out);
     ASSERT_EQ(all.size(), std::size(cases));
@@ -418,7 +421,7 @@ TEST_F(CommandTest, checkTellsWhereAFileIsDamagedAndGoesOn) {
             EXPECT_EQ(all[i].value(name, Json()), value) << name << " of " << all[i];
         }
     }
-    EXPECT_EQ(all[10]["remarks"][0]["line"], all[10]["line"]);
+    EXPECT_EQ(all[13]["remarks"][0]["line"], all[13]["line"]);
 
     EXPECT_EQ(expectDone({"check", in("whole.pic")}).out,
               in("whole.pic") + ": all 3 lines are intact\n");

@@ -7,6 +7,7 @@
 #include "output/formatted.h"
 #include "pictures/pictureLines.h"
 #include "pictures/toolkitPicture.h"
+#include "pictures/zeroTail.h"
 #include "scene/sceneDocument.h"
 #include "tdr/interruptGuard.h"
 
@@ -48,15 +49,17 @@ int checkPicture(ToolkitPicture& file, CheckedLines& lines) {
     }
     lines.width = file.picture.width;
     lines.count = file.picture.height;
-    if (channelPacketIsDecodable(file.chain.get()) == 0) {
+    if (channelPacketIsDecodable(file.chain.get()) == 0 || !hasChannels(file.chain.get())) {
         lines.byte = pictureReaderPosition(reader.get()); // its lines cannot be told apart
         return 0;
     }
+    const ZeroTail zeros = ZeroTail::of(file);
     for (; lines.intact < lines.count; ++lines.intact) {
         const std::int64_t begin = pictureReaderPosition(reader.get());
-        if (pictureReaderScanline(reader.get(), &file.picture, file.chain.get()) == 0) {
+        const bool read = pictureReaderScanline(reader.get(), &file.picture, file.chain.get()) != 0;
+        if (!read || zeros.cover(begin, pictureReaderPosition(reader.get()))) {
             lines.byte = begin;
-            return pictureReaderError(reader.get());
+            return read ? 0 : pictureReaderError(reader.get());
         }
     }
     checkEnd(file.stream.get(), pictureReaderPosition(reader.get()), lines);

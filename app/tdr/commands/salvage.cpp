@@ -56,6 +56,10 @@ std::string checkTarget(const std::string& out) {
     return base::hasExtension(out, ".pic") ? "" : "only PIC pictures (.pic) can be written";
 }
 
+Problem changedMeanwhile(const std::string& name) {
+    return {ExitCode::Failed, name + ": was changed while it was read"};
+}
+
 Outcome<std::vector<std::uint8_t>> bytesOf(int fd, const std::string& name) {
     struct stat status {};
     if (::fstat(fd, &status) != 0) {
@@ -69,8 +73,7 @@ Outcome<std::vector<std::uint8_t>> bytesOf(int fd, const std::string& name) {
         const ssize_t got = base::retried(
             [&] { return ::pread(fd, &bytes[at], bytes.size() - at, static_cast<off_t>(at)); });
         if (got <= 0) {
-            return got < 0 ? problemWith(name, errno)
-                           : Problem{ExitCode::Failed, name + ": was changed while it was read"};
+            return got < 0 ? problemWith(name, errno) : changedMeanwhile(name);
         }
         at += static_cast<std::size_t>(got);
     }
@@ -94,30 +97,31 @@ void setLines(Picture& picture, std::uint8_t* channels) {
     }
 }
 
-/// errno of the first failure, or 0.
-int writeLines(std::FILE* stream, const ToolkitPicture& file, const ChannelPacket* chain,
-               LinesAt& lines, const SalvagedLines& salvaged, const Colour& fill) {
+Outcome<void> writeLines(std::FILE* stream, const ToolkitPicture& file, const ChannelPacket* chain,
+                         LinesAt& lines, const SalvagedLines& salvaged,
+                         const SalvageOptions& options) {
     const std::unique_ptr<PictureWriter, PictureWriterDisposer> writer(
         pictureWriterAllocate(stream));
     if (writer == nullptr) {
-        return ENOMEM;
+        return problemWith(options.out, ENOMEM);
     }
     const auto width = static_cast<std::size_t>(file.picture.width);
+    const Colour fill = *colourOf(options.fill);
     std::vector<std::uint8_t> lost(width * fill.size());
     for (std::size_t c = 0; c < fill.size(); ++c) {
         std::fill_n(lost.begin() + static_cast<std::ptrdiff_t>(c * width), width, fill[c]);
     }
     Picture record = file.picture;
     for (const std::int64_t begin : salvaged.begins) {
-        if (begin >= 0) {
-            lines.read(begin, 0);
+        if (begin >= 0 && !lines.read(begin, 0)) {
+            return changedMeanwhile(options.in);
         }
         setLines(record, begin >= 0 ? lines.channels(0).data() : lost.data());
         if (pictureWriterScanline(writer.get(), &record, chain) == 0) {
-            return pictureWriterError(writer.get());
+            return problemWith(options.out, pictureWriterError(writer.get()));
         }
     }
-    return 0;
+    return {};
 }
 
 Outcome<void> write(const ToolkitPicture& file, LinesAt& lines, const SalvagedLines& salvaged,
@@ -136,26 +140,33 @@ Outcome<void> write(const ToolkitPicture& file, LinesAt& lines, const SalvagedLi
     if (stream == nullptr) {
         return problemWith(options.out, errno);
     }
-    int error = writeLines(stream.get(), file, packets, lines, salvaged, *colourOf(options.fill));
+    if (auto written = writeLines(stream.get(), file, packets, lines, salvaged, options);
+        !written) {
+        return written;
+    }
     const int closed = base::closeWritten(std::move(stream));
-    error = error != 0 ? error : closed;
-    stream.reset(error == 0 ? std::fopen(path.c_str(), "r+e") : nullptr);
+    stream.reset(closed == 0 ? std::fopen(path.c_str(), "r+e") : nullptr);
     if (stream == nullptr || pictureNotesWrite(stream.get(), &file.notes) != 1) {
-        return problemWith(options.out, error != 0 ? error : errno);
+        return problemWith(options.out, closed != 0 ? closed : errno);
     }
     return target->commit();
 }
 
 std::string reportOn(const SalvageOptions& options, const SalvagedLines& salvaged) {
     const auto count = static_cast<std::int32_t>(salvaged.begins.size());
-    const std::int32_t lost = salvaged.lostEnd - salvaged.lostFirst;
+    const std::int32_t lost = salvaged.lost();
     std::string text = formatted("{}: {} of {} lines of {}", printable(options.out), count - lost,
                                  count, printable(options.in));
     if (lost > 0) {
         text += lost == 1 ? formatted("; lost is line {} from the top", salvaged.lostFirst)
                           : formatted("; lost are lines {} to {} from the top", salvaged.lostFirst,
                                       salvaged.lostEnd - 1);
-        text += formatted(" (bytes {} to {})", salvaged.damageBegin, salvaged.damageEnd);
+    }
+    if (salvaged.damaged() > 0) {
+        text += formatted("{} (bytes {} to {})", lost > 0 ? "" : "; some bytes belong to no line",
+                          salvaged.damageBegin, salvaged.damageEnd);
+    } else if (lost > 0 && lost < count) {
+        text += " (a guess: no byte is between the others)";
     }
     return text + '\n';
 }
@@ -175,6 +186,9 @@ Outcome<ToolkitPicture> openPic(const std::string& in) {
     if (channelPacketIsDecodable((*opened)->chain.get()) == 0) {
         return Problem{ExitCode::Failed, in + ": a channel packet has an unknown coding"};
     }
+    if (!hasChannels((*opened)->chain.get())) {
+        return Problem{ExitCode::Failed, in + ": no packet has a channel", Cause::Damaged};
+    }
     return std::move(**opened);
 }
 
@@ -187,19 +201,19 @@ ExitCode salvage(const SalvageOptions& options) {
     if (!bytes) {
         return fail(bytes.failure());
     }
-    auto lines = LinesAt::of(*file, options.in);
+    auto lines = LinesAt::of(*file, options.in, *bytes);
     if (!lines) {
         return fail(lines.failure());
     }
     SalvagedLines salvaged;
     {
         const tdr::InterruptGuard::Pause nothingToCleanUp; // the search takes long
-        salvaged = salvageLines(*file, *lines, *bytes);
+        salvaged = salvageLines(*file, *lines);
     }
     if (const auto written = write(*file, *lines, salvaged, options); !written) {
         return fail(written.failure());
     }
-    const bool whole = salvaged.lostFirst == salvaged.lostEnd;
+    const bool whole = salvaged.lost() == 0 && salvaged.damaged() == 0;
     return worse(whole ? ExitCode::Done : ExitCode::Failed, say(reportOn(options, salvaged)));
 }
 

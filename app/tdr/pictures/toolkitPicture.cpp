@@ -65,6 +65,13 @@ Problem damaged(const std::string& name, const std::string& why) {
 
 } // namespace
 
+bool hasChannels(const ChannelPacket* chain) {
+    while (chain != nullptr && (chain->channels & 0xF0U) == 0) {
+        chain = chain->next;
+    }
+    return chain != nullptr;
+}
+
 Found openToolkitPicture(const std::string& name, base::UniqueFd file) {
     ToolkitPicture opened;
     opened.stream.reset(::fdopen(file.get(), "r"));

@@ -23,6 +23,9 @@ struct ToolkitPicture {
     std::string warning; ///< of the toolkit about the file's version, or empty
 };
 
+/// True if a packet of the chain has a channel that can be read: without one lines have no bytes.
+[[nodiscard]] bool hasChannels(const ChannelPacket* chain);
+
 /// Opens `file`, whatever its name; `name` is the user's. None if it is of another kind. Fails if
 /// its header is damaged or cannot be read.
 [[nodiscard]] Outcome<std::optional<ToolkitPicture>> openToolkitPicture(const std::string& name,

@@ -178,38 +178,87 @@ TEST_F(ProofTest, differencesAreDrawnAndMeasured) {
     }
 }
 
-/// Removes `count` bytes of the file, or sets them to `value`.
+constexpr int kRemoved = -1;
+constexpr int kInserted = -2;
+constexpr std::size_t kRest = std::string::npos;
+
+/// Removes or inserts `count` bytes of the file, or sets them to `value`.
 std::string damagedBy(std::string file, std::size_t at, std::size_t count, int value) {
-    return value < 0 ? file.erase(at, count)
-                     : file.replace(at, count, count, static_cast<char>(value));
+    count = value == kInserted ? count : std::min(count, file.size() - at);
+    return value == kRemoved    ? file.erase(at, count)
+           : value == kInserted ? file.insert(at, count, '\0')
+                                : file.replace(at, count, count, static_cast<char>(value));
+}
+
+/// The number before " of 303 lines".
+int linesIn(const std::string& report) {
+    int lines = -1;
+    std::sscanf(report.c_str() + report.find(": "), ": %d of 303", &lines);
+    return lines;
 }
 
 TEST_F(CommandTest, salvageFindsTheLinesAfterTheDamage) {
     const std::string pic = in("p.pic");
     expectDone({"convert", sample("photograph.png"), pic});
-    const std::string bytes = contentOf(pic);
-    constexpr int kRemoved = -1;
+    const std::string mixed = contentOf(pic);
+    const std::string pam = run({"convert", sample("photograph.png"), "-"}).out;
+    const std::string raw =
+        support::rawPic(640, 303, 0xF0, pam.substr(pam.find("ENDHDR\n") + sizeof "ENDHDR"));
     const struct {
+        const std::string& file;
         std::size_t at; ///< in thousandths of the file
         std::size_t count;
         int value;
-        int lost; ///< lines
+        int lost;              ///< lines
+        const char* says = ""; ///< after them
     } cases[] = {
-        {100, 64, 0, 1},       {100, 64, 0xFF, 1},       {420, 512, kRemoved, 1},
-        {300, 1, kRemoved, 1}, {500, 9000, kRemoved, 6},
+        {mixed, 100, 64, 0, 1},
+        {mixed, 100, 64, 0xFF, 1},
+        {mixed, 420, 512, kRemoved, 1},
+        {mixed, 300, 1, kRemoved, 1},
+        {mixed, 500, 9000, kRemoved, 6},
+        {mixed, 1000, 9, kInserted, 0, "; some bytes belong to no line (bytes 564897 to 564906)\n"},
+        {raw, 600, 64, kInserted, 0, "; some bytes belong to no line (bytes 466028 to 466092)\n"},
+        {raw, 30, 1500, kRemoved, 1},
+        // Cut off, inside a line and after one; filled with zero bytes.
+        {mixed, 191, kRest, kRemoved, 242},
+        {raw, 54, kRest, kRemoved, 287},
+        {mixed, 700, kRest, 0, 90},
     };
     for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << (&c.file == &raw) << ' ' << c.at << ' ' << c.value);
         const std::string bad = files().write(
-            "bad.pic", damagedBy(bytes, bytes.size() * c.at / 1000, c.count, c.value));
+            "bad.pic", damagedBy(c.file, c.file.size() * c.at / 1000, c.count, c.value));
         const Ended ended = run({"salvage", bad, in("good.pic"), "--force", "--fill", "#00000000"});
         EXPECT_EQ(ended.exit, 1) << ended.err;
-        int lines = 0;
-        std::sscanf(ended.out.c_str() + ended.out.find(": "), ": %d of 303", &lines);
-        EXPECT_EQ(lines, 303 - c.lost) << c.at << ' ' << ended.out;
-        // Every line that is not lost is right: the photograph has no transparent pixel.
+        const int lines = linesIn(ended.out);
+        EXPECT_EQ(lines, 303 - c.lost) << ended.out;
+        EXPECT_TRUE(contains(ended.out, c.says)) << ended.out;
+        // Every line that is not lost is right: the photograph has no black line.
         const std::string compared = run({"compare", pic, in("good.pic")}).err;
-        EXPECT_TRUE(contains(compared, std::to_string((303 - lines) * 640) + " of 193920 pixels"))
-            << c.at << ' ' << ended.out;
+        EXPECT_TRUE(c.lost == 0 ||
+                    contains(compared, std::to_string(c.lost * 640) + " of 193920 pixels"))
+            << compared << ended.out;
+        if (c.count == kRest) {
+            EXPECT_EQ(linesIn(run({"check", bad}).out), lines);
+        }
+    }
+}
+
+TEST_F(CommandTest, salvageGuessesWhereWholeLinesAreMissing) {
+    const std::string dark(std::size_t{3} * 64 * 10, '\x10');
+    const std::string light(std::size_t{3} * 64 * 10, '\xC0');
+    const struct {
+        std::string pixels; ///< of 30 lines
+        const char* says;
+    } cases[] = {
+        {dark + light, "lost are lines 10 to 19 from the top (a guess: no byte is between the "},
+        {dark, "lost are lines 10 to 29 from the top (a guess"},
+        {dark + light + dark, " 30 of 30 lines"},
+    };
+    for (const auto& c : cases) {
+        const auto bad = files().write("bad.pic", support::rawPic(64, 30, 0xE0, c.pixels));
+        EXPECT_TRUE(contains(run({"salvage", bad, in("o.pic"), "--force"}).out, c.says)) << c.says;
     }
 }
 
@@ -227,6 +276,7 @@ TEST_F(CommandTest, salvageRefusesWhatItCannotDo) {
         {{files().write("t.tag", support::tag(1, 1, 1)), in("o.pic")}, "not a PIC picture"},
         {{in("gone.pic"), in("o.pic")}, "No such file"},
         {{pic, none}, "exists already"},
+        {{files().write("e.pic", support::rawPic(2, 1, 0, "")), in("o.pic")}, "has a channel"},
     };
     for (const auto& c : cases) {
         std::vector<std::string> line = c.line;

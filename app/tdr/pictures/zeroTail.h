@@ -1,0 +1,29 @@
+// SPDX-License-Identifier: MIT
+// Zero bytes at the end of a PIC picture in place of its lines. A file system leaves them there for
+// what was not yet written when the machine crashed.
+#pragma once
+
+#include "toolkitPicture.h"
+
+#include <cstdint>
+
+class ZeroTail {
+  public:
+    /// That of an open picture. It is found only if all its lines are coded: of raw ones zero bytes
+    /// are black pixels.
+    static ZeroTail of(const ToolkitPicture& file);
+
+    /// True if no encoder writes a line with these bytes: all of them are zero, or so many at its
+    /// end that they are packets of one black pixel each.
+    [[nodiscard]] bool cover(std::int64_t begin, std::int64_t end) const {
+        return begin >= begin_ || end > certain_;
+    }
+
+    /// True if there are more zero bytes than a line has at its end.
+    [[nodiscard]] bool isThere() const { return end_ > certain_; }
+
+  private:
+    std::int64_t begin_ = INT64_MAX;   ///< of the zero bytes
+    std::int64_t certain_ = INT64_MAX; ///< a line that goes on beyond this is none
+    std::int64_t end_ = 0;             ///< of the file
+};
