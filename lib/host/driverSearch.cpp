@@ -92,6 +92,27 @@ std::string problemOf(int fd) {
 
 } // namespace
 
+bool endsNames(std::string_view ending) {
+    constexpr std::size_t kLongest = 32;
+    return ending.size() <= kLongest && ending.find('/') == std::string_view::npos;
+}
+
+Result<std::string> endingOf(Session& driver) {
+    return withoutThrowing([&]() -> Result<std::string> {
+        auto naming = driver.fileNaming();
+        if (!naming) {
+            return naming.failure();
+        }
+        if (!endsNames(naming->extension)) {
+            return Failure{FailureKind::ProtocolBroken,
+                           driver.program().filename().string() +
+                               ": it reports an ending that no name can have: '" +
+                               naming->extension + "'"};
+        }
+        return std::move(naming->extension);
+    });
+}
+
 Result<base::UniqueFd> openReadable(const std::filesystem::path& path) {
     return withoutThrowing([&]() -> Result<base::UniqueFd> {
         // Without O_NONBLOCK opening a pipe would wait for its writer.

@@ -16,7 +16,7 @@ class StartedDrivers : public DriverChoice {
     StartedDrivers(std::vector<std::filesystem::path> programs, const StartOptions& options)
         : options_(options) {
         for (std::filesystem::path& program : programs) {
-            rows_.push_back({std::move(program), nullptr, {}});
+            rows_.push_back({std::move(program), nullptr, {}, {}});
         }
     }
 
@@ -33,17 +33,10 @@ class StartedDrivers : public DriverChoice {
         if (row.session) {
             return row.session.get();
         }
-        auto started = Session::start(row.program, options_);
-        if (!started) {
-            return started.failure();
+        if (!row.failure) {
+            row.failure = startRow(row);
         }
-        const auto naming = started->fileNaming();
-        if (!naming) {
-            return naming.failure();
-        }
-        row.ending = naming->extension;
-        row.session = std::make_unique<Session>(std::move(*started));
-        return row.session.get();
+        return row.failure ? Result<Session*>(*row.failure) : row.session.get();
     }
 
     /// The session of the driver that reads; the others get the end request together.
@@ -62,7 +55,23 @@ class StartedDrivers : public DriverChoice {
         std::filesystem::path program;
         std::unique_ptr<Session> session;
         std::string ending;
+        std::optional<Failure> failure; ///< of its start or first query; it is not started again
     };
+
+    [[nodiscard]] std::optional<Failure> startRow(Row& row) const {
+        auto started = Session::start(row.program, options_);
+        if (!started) {
+            return started.failure();
+        }
+        auto ending = endingOf(*started);
+        if (!ending) {
+            return ending.failure();
+        }
+        row.ending = std::move(*ending);
+        row.session = std::make_unique<Session>(std::move(*started));
+        return {};
+    }
+
     StartOptions options_;
     std::vector<Row> rows_;
 };
@@ -111,6 +120,9 @@ Failure OpenedPicture::named(Failure failure) const {
 
 Result<Picture> OpenedPicture::read(std::size_t maxBytes) {
     return withoutThrowing([&]() -> Result<Picture> {
+        if (!driver_->isConnected()) {
+            return Failure{FailureKind::BadArgument, "read picture: it is already read and closed"};
+        }
         auto picture = source_.readAndClose(maxBytes);
         if (!picture) {
             return named(picture.failure());

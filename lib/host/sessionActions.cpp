@@ -41,6 +41,14 @@ Status act(DriverProcess& process, std::int16_t code, std::span<const std::int32
     });
 }
 
+/// `isSet` is what is known of the command afterwards. After a failure it may be the old one.
+Status setCommand(DriverProcess& process, std::int16_t code, std::string_view command,
+                  bool& isSet) {
+    Status done = act(process, code, {}, command);
+    isSet = !command.empty() || (isSet && !done);
+    return done;
+}
+
 /// A transfer of the whole picture or of the stamp.
 Status transfer(DriverProcess& process, std::int16_t code, const SharedBlock& block,
                 std::int32_t cell, Notice notice) {
@@ -110,13 +118,12 @@ Status Session::setEndCell(std::int32_t cell) {
 }
 
 Status Session::setPreReadCommand(std::string_view command) {
-    process_->known.preRead = process_->known.preRead || !command.empty(); // also if it fails
-    return act(*process_, ipc::kActionSetPreReadCommand, {}, command);
+    return setCommand(*process_, ipc::kActionSetPreReadCommand, command, process_->known.preRead);
 }
 
 Status Session::setPostWriteCommand(std::string_view command) {
-    process_->known.postWrite = process_->known.postWrite || !command.empty(); // also if it fails
-    return act(*process_, ipc::kActionSetPostWriteCommand, {}, command);
+    return setCommand(*process_, ipc::kActionSetPostWriteCommand, command,
+                      process_->known.postWrite);
 }
 
 Status Session::connectToFile(std::string_view path, Access access, std::int32_t cell) {

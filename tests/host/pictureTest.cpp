@@ -161,7 +161,7 @@ TEST_F(PictureTest, aDriverWithoutWholePicturesIsReadAndWrittenByLines) {
     for (std::size_t alpha = 0; alpha < picture.pixels.size(); alpha += kPixelBytes) {
         picture.pixels[alpha] = 255; // PPM has none
     }
-    for (const char* flaw : {"none", "refusesCaches", "ignoresCaches"}) {
+    for (const char* flaw : {"none", "refusesCaches", "ignoresCaches", "anyBlock"}) {
         SCOPED_TRACE(flaw);
         auto driver = mustStart(flawed(flaw));
         const auto written = writePicture(*driver, folder() / "a.ppm", picture);
@@ -187,6 +187,9 @@ TEST_F(PictureTest, outsideCommandsRunOnceAConnection) {
     ASSERT_TRUE(driver->setPreReadCommand(command));
     EXPECT_EQ(readPicture(*driver, folder() / "a.pic")->pixels, picture.pixels);
     EXPECT_EQ(std::filesystem::file_size(command + ".log"), 4U);
+    EXPECT_TRUE(driver->hasOutsideCommands());
+    ASSERT_TRUE(driver->setPreReadCommand(""));
+    EXPECT_FALSE(driver->hasOutsideCommands());
 }
 
 using Pixels = std::vector<std::uint8_t>;

@@ -6,6 +6,7 @@
 #undef createDriver
 
 #include <cstdlib>
+#include <fcntl.h>
 #include <string>
 #include <unistd.h>
 
@@ -19,7 +20,10 @@ bool is(std::string_view flaw) {
 class FlawedDriver : public PpmFilter {
   public:
     explicit FlawedDriver(int port) : PpmFilter(port) {
-        namingExtension = is("noEnding") ? "ppm" : namingExtension;
+        namingExtension = is("noEnding")      ? "ppm"
+                          : is("slashEnding") ? "/a"
+                          : is("longEnding")  ? ".a-very-long-ending-of-33-letters!"
+                                              : namingExtension;
         formatCount = is("noFormats") ? 0 : formatCount;
         vendorName = is("noVendor") ? "" : vendorName;
     }
@@ -33,11 +37,23 @@ class FlawedDriver : public PpmFilter {
         if (is("predicateFails")) {
             _exit(7);
         }
+        hang("hangsPredicate");
         return is("notHere") ? 0 : 1;
     }
+    int sendVendorName() override {
+        hang("hangsVendor");
+        return is("mixesVendor") ? sendOK() : PpmFilter::sendVendorName();
+    }
+    int sendFormatCount() override { return die("diesCount"), PpmFilter::sendFormatCount(); }
+    int sendAccessModes() override { return die("diesAccess"), PpmFilter::sendAccessModes(); }
+    int sendEndCell() override { return die("diesEndCell"), PpmFilter::sendEndCell(); }
     int otherClass4Response() override { return is("agrees") ? 0 : -1; }
     int otherClass0Response() override { return is("agrees") ? sendOK() : sendError(); }
     int setBounds(long x, long y, long width, long height) override {
+        if (is("resizes") && connected_) {
+            bounds[2] = static_cast<std::int32_t>(width);
+            return -1;
+        }
         return PpmFilter::setBounds(x, y, is("ownBounds") ? width + 1 : width, height);
     }
     int setPixelFormat(int index) override {
@@ -47,6 +63,13 @@ class FlawedDriver : public PpmFilter {
     int connectToFile(char* name, int mode) override {
         if (is("oneConnect") && connected_) {
             return -1;
+        }
+        if ((is("silentMissing") && access(name, F_OK) != 0 && mode == 0) ||
+            (is("dropsCommand") && disconnectFromFile() == -1)) {
+            return -1;
+        }
+        if (mode != 0) {
+            hang("hangsWriting");
         }
         const int result = is("readsOnly") && mode != 0 ? -1 : PpmFilter::connectToFile(name, mode);
         if (is("complains") && result == -1) {
@@ -90,7 +113,10 @@ class FlawedDriver : public PpmFilter {
         }
         const long wanted = is("inOrder") ? next_ : line;
         next_ = (next_ + bounds[3] - 1) % bounds[3];
+        const int saved = is("silentDamage") ? silence() : -1;
         const int result = PpmFilter::getLine(block, size, cell, wanted);
+        dup2(saved, STDERR_FILENO);
+        close(saved);
         if (is("pastTheLine")) {
             block[pictureLine] = 1;
         }
@@ -122,6 +148,22 @@ class FlawedDriver : public PpmFilter {
     }
 
   private:
+    static void hang(const char* flaw) {
+        while (is(flaw)) {
+            pause();
+        }
+    }
+    static void die(const char* flaw) {
+        if (is(flaw)) {
+            _exit(1);
+        }
+    }
+    /// Standard error, which leads nowhere from now on.
+    static int silence() {
+        const int saved = dup(STDERR_FILENO);
+        dup2(open("/dev/null", O_WRONLY | O_CLOEXEC), STDERR_FILENO);
+        return saved;
+    }
     [[nodiscard]] bool isOpen(Transfer transfer) const { return PpmFilter::isOpenFor(transfer); }
 
     bool connected_ = false;

@@ -154,12 +154,11 @@ void DriverSet::ask(Entry& entry) {
         entry.failure = running.failure();
         return;
     }
-    const auto naming = running->session.fileNaming();
-    if (naming) {
-        entry.extension = naming->extension;
+    if (auto ending = tdr::endingOf(running->session)) {
+        entry.extension = std::move(*ending);
         entry.idle.push_back(std::move(*running));
     } else {
-        entry.failure = naming.failure();
+        entry.failure = ending.failure();
     }
 }
 

@@ -13,6 +13,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
 #include <system_error>
 #include <vector>
 
@@ -33,6 +34,13 @@ namespace tdr {
 /// folder.
 [[nodiscard]] std::vector<std::filesystem::path>
 findDrivers(std::span<const std::filesystem::path> folders);
+
+/// Whether names can end in `ending`: at most 32 bytes, none of them a slash.
+[[nodiscard]] bool endsNames(std::string_view ending);
+
+/// The ending of the driver's files, from its file naming. `ProtocolBroken` if names cannot end in
+/// it: such a driver is faulty.
+[[nodiscard]] Result<std::string> endingOf(Session& driver);
 
 /// Opens a regular file that is not empty for reading. Otherwise `CannotOpen`, with the path and
 /// the reason in the system's words: missing, a folder, not permitted, empty.
@@ -55,8 +63,8 @@ class DriverChoice {
 
     /// For messages.
     [[nodiscard]] virtual std::string name(std::size_t driver) const = 0;
-    /// A running session with the driver. It is needed until the next call, or as long as the
-    /// picture that is found with it.
+    /// A running session with the driver, which has told its `endingOf`. It is needed until the
+    /// next call, or as long as the picture that is found with it.
     virtual Result<Session*> start(std::size_t driver) = 0;
     /// The ending of the driver's files, ".pic". Called after `start`.
     [[nodiscard]] virtual std::string ending(std::size_t driver) const = 0;

@@ -6,7 +6,9 @@
 //     if (!pixels) { report(pixels.failure().text()); return; }
 //
 // The kinds of failures tell what to say: `CannotOpen` (no such file, not permitted, empty),
-// `NotMyFormat` (no driver knows it), `Damaged`; all others are about a driver or this process.
+// `NotMyFormat` (no driver knows it), `Damaged`; all others are about a driver or this process. A
+// driver that fails itself is skipped. If no other one reads the file, the kind is that of its
+// failure, also for a file of no known format: nobody knows whether the driver would have read it.
 #pragma once
 
 #include "tdr/driverSearch.h"
@@ -38,8 +40,9 @@ class OpenedPicture {
     /// For single lines, and for files with several mattes.
     [[nodiscard]] PictureSource& source() { return source_; }
 
-    /// Reads all pixels and closes the file, so only once: in the drivers' order (see picture.h) or
-    /// as RGBA. `Damaged` if the file lacks a part, `NoMemory` if they need more than `maxBytes`.
+    /// Reads all pixels and closes the file: in the drivers' order (see picture.h) or as RGBA.
+    /// `Damaged` if the file lacks a part, `NoMemory` if they need more than `maxBytes`;
+    /// afterwards, when the file is closed, `BadArgument`.
     Result<Picture> read(std::size_t maxBytes = kDefaultPictureLimit);
     Result<RgbaPicture> readRgba(std::size_t maxBytes = kDefaultPictureLimit);
 

@@ -41,8 +41,8 @@ struct Limits {
 
 struct StartOptions {
     Limits limits;
-    /// The driver leads a process group of its own: where it has to be ended, the outside commands
-    /// that it runs end with it. Signals from a terminal then reach only the host.
+    /// The driver leads a process group of its own: where it has to be ended, what it has started
+    /// ends too, and else continues. Signals from a terminal then reach only the host.
     bool ownGroup = false;
     std::int16_t hostId = 1;    ///< this end's two ids for drivers; any values
     std::int16_t hostSubId = 1; ///< see `hostId`
