@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <exception>
 #include <fcntl.h>
@@ -112,6 +113,7 @@ ExitCode withoutThrowing(Run run) {
 
 int runCommand(int argc, char** argv, std::span<const Subcommand> subcommands) {
     openStandardStreams();
+    std::signal(SIGCHLD, SIG_DFL); // inherited as ignored, it would hide how drivers end
     setOutOfMemoryStatus({argv, static_cast<std::size_t>(argc)}, subcommands);
     std::set_terminate(endForWantOfMemory);
     Command command;

@@ -4,6 +4,7 @@
 #include "files/readableFile.h"
 #include "lintTrial.h"
 #include "output/console.h"
+#include "tdr/interruptGuard.h"
 
 #include <cerrno>
 #include <csignal>
@@ -40,15 +41,19 @@ void LintTrial::end() {
 }
 
 bool LintTrial::expect(bool good, const std::string& text) {
-    if (!good && driver().alive()) {
+    if (!good) {
         fault(text);
     }
     return good;
 }
 
 void LintTrial::failed(const tdr::Failure& failure, const std::string& request) {
-    run.interrupted = run.interrupted || failure.kind == tdr::FailureKind::Interrupted;
-    fault(request + " failed: " + printable(failure.text()));
+    if (failure.kind == tdr::FailureKind::Interrupted ||
+        failure.kind == tdr::FailureKind::NoMemory) {
+        run.problem = problemWith(failure);
+    } else if (!std::exchange(ended_, running_ && !driver().alive())) {
+        fault(request + " failed: " + printable(failure.text()));
+    }
 }
 
 bool LintTrial::done(const tdr::Status& answer, const std::string& request) {
@@ -67,17 +72,30 @@ void LintTrial::refused(const tdr::Status& answer, const std::string& request) {
     }
 }
 
+std::optional<tdr::SharedBlock> LintTrial::block(std::size_t bytes) {
+    auto made = tdr::SharedBlock::create(bytes);
+    if (!made) {
+        run.problem = problemWith(made.failure());
+    }
+    return made ? std::optional(std::move(*made)) : std::nullopt;
+}
+
 // --- A run ---------------------------------------------------------------------------------------
 
 namespace {
 
-/// A new folder that is removed with everything in it.
+/// A new folder that is removed with everything in it; in the places of our private folder.
 class ScratchFolder {
   public:
     ScratchFolder() {
-        std::error_code error;
-        std::string path = (fs::temp_directory_path(error) / "tdr-lint-XXXXXX").native();
-        path_ = !error && ::mkdtemp(path.data()) != nullptr ? path : "";
+        const char* const named = std::getenv("TMPDIR"); // NOLINT(concurrency-mt-unsafe)
+        for (const char* place : {named != nullptr ? named : "", "/tmp", "/var/tmp", "/dev/shm"}) {
+            std::string path = std::string(place) + "/tdr-lint-XXXXXX";
+            if (*place == '/' && ::mkdtemp(path.data()) != nullptr) {
+                path_ = path;
+                return;
+            }
+        }
     }
     ~ScratchFolder() {
         std::error_code error;
@@ -92,31 +110,50 @@ class ScratchFolder {
     fs::path path_;
 };
 
-/// In microseconds.
-constexpr int kPredicateLimit = 10'000'000;
-constexpr int kPredicateStep = 5'000;
+constexpr double kPredicateLimit = 10; // seconds, unless the user has another limit
+constexpr int kPredicateStep = 5'000;  // microseconds
+
+/// Starts `program -predicate` in a process group of its own; 0 if that fails.
+pid_t startPredicate(std::string program) {
+    std::string option = "-predicate";
+    char* const arguments[] = {program.data(), option.data(), nullptr};
+    posix_spawnattr_t ownGroup;
+    ::posix_spawnattr_init(&ownGroup);
+    ::posix_spawnattr_setflags(&ownGroup, POSIX_SPAWN_SETPGROUP);
+    pid_t pid = 0;
+    const int error = ::posix_spawn(&pid, program.c_str(), nullptr, &ownGroup, arguments, environ);
+    ::posix_spawnattr_destroy(&ownGroup);
+    return error == 0 ? pid : 0;
+}
+
+/// Waits for the end of a process group's leader; kills the group after `seconds` or a signal.
+int statusWithin(pid_t pid, double seconds) {
+    int status = 0;
+    pid_t ended = 0;
+    const auto steps = static_cast<long>(seconds * 1e6 / kPredicateStep);
+    for (long i = 0; ended == 0 && i <= steps && tdr::InterruptGuard::signal() == 0; ++i) {
+        ended = ::waitpid(pid, &status, WNOHANG);
+        ::usleep(ended == 0 ? kPredicateStep : 0);
+    }
+    if (ended == 0) {
+        ::kill(-pid, SIGKILL);
+        ::waitpid(pid, &status, 0);
+    }
+    return status;
+}
 
 /// Runs the driver with -predicate, which answers with its exit status alone.
 void lintPredicate(LintRun& run) {
     LintTrial trial(run, "predicate");
-    std::string program = run.program;
-    std::string option = "-predicate";
-    char* const arguments[] = {program.data(), option.data(), nullptr};
-    pid_t pid = 0;
-    int status = 0;
-    if (::posix_spawn(&pid, program.c_str(), nullptr, nullptr, arguments, environ) != 0) {
+    const pid_t pid = startPredicate(run.program);
+    if (pid == 0) {
         return; // its start will tell why
     }
-    int waited = 0;
-    for (pid_t ended = 0; ended == 0 && waited < kPredicateLimit; waited += kPredicateStep) {
-        ended = ::waitpid(pid, &status, WNOHANG);
-        ::usleep(ended == 0 ? kPredicateStep : 0);
-    }
-    if (waited >= kPredicateLimit) {
-        ::kill(pid, SIGKILL);
-        ::waitpid(pid, &status, 0);
-    }
-    if (!WIFEXITED(status) || WEXITSTATUS(status) > 1) {
+    const double limit = run.options.timeout > 0 ? run.options.timeout : kPredicateLimit;
+    const int status = statusWithin(pid, limit);
+    if (tdr::InterruptGuard::signal() != 0) {
+        run.problem = Problem{ExitCode::Failed, "interrupted"};
+    } else if (!WIFEXITED(status) || WEXITSTATUS(status) > 1) {
         trial.fault("with -predicate it exits neither with 0, yes, nor with 1, no");
     } else if (WEXITSTATUS(status) == 1) {
         trial.note("it says that it cannot work on this machine (devicePredicate)");
@@ -126,7 +163,7 @@ void lintPredicate(LintRun& run) {
 template <typename Check, typename... Path>
 void runCheck(LintRun& run, const char* rule, Check check, const Path&... path) {
     LintTrial trial(run, rule);
-    if (!run.interrupted && trial.start()) {
+    if (!run.problem && trial.start()) {
         check(trial, path...);
         trial.end();
     }
@@ -162,12 +199,13 @@ Outcome<LintReport> lintDriver(const fs::path& program, const DriverOptions& opt
                                const std::string& file) {
     const ScratchFolder scratch;
     if (scratch.path().empty()) {
-        return problemWith("a new folder in TMPDIR", errno);
+        return problemWith("a new folder in TMPDIR or /tmp", errno);
     }
-    if (const auto first = startDriver(program, options); !first) {
+    LintRun run{program, options, scratch.path(), {}, {}, {}, {}};
+    run.options.ownGroups = true; // one that hangs may have started others
+    if (const auto first = startDriver(program, run.options); !first) {
         return problemWith(first.failure());
     }
-    LintRun run{program, options, scratch.path(), {}, {}, {}, false};
     lintPredicate(run);
     runCheck(run, "identity", lintIdentity);
     runCheck(run, "settings", lintSettings);
@@ -176,13 +214,14 @@ Outcome<LintReport> lintDriver(const fs::path& program, const DriverOptions& opt
     runCheck(run, "writing", lintWriting);
     if (!run.writtenFile.empty()) {
         runCheck(run, "wrong puts", lintWrongPuts);
+        runCheck(run, "post-write command", lintPostWrite);
         lintFile(run, run.writtenFile);
+        runCheck(run, "damage", lintDamage, run.writtenFile);
     }
-    if (!file.empty() && !run.interrupted) {
+    if (!file.empty() && !run.problem) {
         if (const auto done = lintUsersFile(run, file); !done) {
             return done.failure();
         }
     }
-    return run.interrupted ? Outcome<LintReport>(Problem{ExitCode::Failed, "interrupted"})
-                           : std::move(run.report);
+    return run.problem ? Outcome<LintReport>(*run.problem) : std::move(run.report);
 }

@@ -21,9 +21,9 @@ struct LintRun {
     DriverOptions options;
     std::filesystem::path folder; ///< for new files
     LintReport report;
-    std::string ending;       ///< of the driver's files
-    std::string writtenFile;  ///< a picture that the driver has written, or empty
-    bool interrupted = false; ///< by a signal
+    std::string ending;             ///< of the driver's files
+    std::string writtenFile;        ///< a picture that the driver has written, or empty
+    std::optional<Problem> problem; ///< not the driver's: a signal, out of memory; ends the run
 };
 
 class LintTrial {
@@ -40,10 +40,20 @@ class LintTrial {
     void note(const std::string& text) { run.report.notes.push_back(rule_ + ": " + text); }
     /// A fault unless `good`; returns it.
     bool expect(bool good, const std::string& text);
+    /// The query has to be answered. None after a fault.
+    template <typename Value>
+    std::optional<Value> answered(const tdr::Result<Value>& answer, const std::string& query) {
+        if (!answer) {
+            failed(answer.failure(), query);
+        }
+        return answer ? std::optional(*answer) : std::nullopt;
+    }
     /// The request has to be done.
     bool done(const tdr::Status& answer, const std::string& request);
     /// The request has to be refused, with an error reply.
     void refused(const tdr::Status& answer, const std::string& request);
+    /// Shared memory; without it the run has a problem.
+    std::optional<tdr::SharedBlock> block(std::size_t bytes);
 
     LintRun& run;
 
@@ -51,6 +61,7 @@ class LintTrial {
     void failed(const tdr::Failure& failure, const std::string& request);
 
     std::string rule_;
+    bool ended_ = false; ///< the driver has, and that is reported
     std::optional<RunningDriver> running_;
 };
 
@@ -61,6 +72,8 @@ void lintWithoutFile(LintTrial& trial);
 void lintForeignFiles(LintTrial& trial);
 void lintWriting(LintTrial& trial);
 void lintWrongPuts(LintTrial& trial);
+void lintPostWrite(LintTrial& trial);
 void lintReading(LintTrial& trial, const std::string& path);
+void lintDamage(LintTrial& trial, const std::string& path);
 void lintWholePictures(LintTrial& trial, const std::string& path);
 void lintEnd(LintTrial& trial, const std::string& path);

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: MIT
 // tdr query --lint: our drivers pass, and each flaw of a driver is found.
+#include "support/denyCall.h"
 #include "tdr/commandTesting.h"
+
+#include <map>
+#include <sys/syscall.h>
 
 namespace {
 
@@ -64,15 +68,29 @@ TEST_F(LintTest, eachFlawIsFound) {
         {"oneConnect", "reading: connect while a file is open failed"},
         {"otherCache", "whole pictures: line 1 of the whole picture has other pixels"},
         {"ignoresCaches", "whole pictures: line 0 of the whole picture has other pixels"},
+        {"slashEnding", "identity: namingExtension has a / or more than 32 bytes"},
+        {"longEnding", "identity: namingExtension has a / or more than 32 bytes"},
+        {"mixesVendor", "identity: vendor name failed: mixesVendorFilter: vendor name: an answer"},
+        {"diesCount", "identity: format count failed: diesCountFilter: format count: the driver"},
+        {"diesAccess", "identity: access modes failed"},
+        {"diesEndCell", "identity: end cell failed"},
+        {"silentMissing", "other files: a missing file is refused without a line"},
+        {"resizes", "reading: set bounds changes the size of a picture that is open"},
+        {"dropsCommand", "post-write command: a connect while a written file is open does not run"},
+        {"silentDamage", "damage: a file that was cut is read without a line with 'cut short"},
         {"dies", "failed: diesFilter: disconnect from file: the driver died"},
         {"failsAtEnd", "end with an open file: ends with exit status 3"},
     };
+    // The command's parent ignores the ends of its children, and there is no such TMPDIR.
+    setenv("TMPDIR", in("missing").c_str(), 1);
+    const Around around{.prepare = [] { std::signal(SIGCHLD, SIG_IGN); }};
     for (const auto& c : kCases) {
         SCOPED_TRACE(c.flaw);
-        const Ended ended = run({"query", "--lint", flawed(c.flaw)});
+        const Ended ended = run({"query", "--lint", flawed(c.flaw)}, around);
         EXPECT_EQ(ended.exit, 1) << ended.err;
         EXPECT_TRUE(contains(ended.out, c.says));
     }
+    unsetenv("TMPDIR");
     EXPECT_TRUE(contains(expectDone({"query", "--lint", flawed("notHere")}).out,
                          "note: predicate: it says that it cannot work on this machine"));
     EXPECT_TRUE(contains(expectDone({"query", "--lint", flawed("refusesCaches")}).out,
@@ -81,6 +99,25 @@ TEST_F(LintTest, eachFlawIsFound) {
     EXPECT_TRUE(contains(expectDone({"query", "--lint", flawed("readsOnly"), in("a.ppm")}).out,
                          "note: writing: it refuses to write"));
     expectFailed({"query", "--lint", flawed("none"), in("none.ppm")}, "No such file");
+}
+
+TEST_F(LintTest, aDriverThatHangsIsAFaultAfterTheUsersLimit) {
+    for (const auto& [flaw, says] : std::map<std::string, std::string>{
+             {"hangsPredicate", "predicate: with -predicate it exits neither with 0"},
+             {"hangsVendor", "identity: vendor name failed"},
+             {"hangsWriting", "writing: connect for writing failed"}}) {
+        const Ended ended = run({"--timeout", "1", "query", "--lint", flawed(flaw)});
+        EXPECT_EQ(ended.exit, 1) << ended.err;
+        EXPECT_TRUE(contains(ended.out, says));
+        EXPECT_TRUE(contains(ended.out, flaw + "Filter: 1 fault\n"));
+    }
+}
+
+TEST_F(LintTest, withoutSharedMemoryNothingIsSaidOfTheDriver) {
+    const Around around{.prepare = [] { support::denyCall(SYS_shmget, ENOSPC); }};
+    const Ended ended =
+        expectFailed({"query", "--lint", flawed("none")}, "No space left on device", 1, around);
+    EXPECT_EQ(ended.out, "");
 }
 
 } // namespace

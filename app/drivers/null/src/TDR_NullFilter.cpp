@@ -30,12 +30,14 @@ class TDR_NullFilter : public TDR_Driver {
 
     // The size comes only from the host. Without one the connect is refused, so that a host that
     // tries drivers on its file does not select this one; for reading without a line, because the
-    // file may be another driver's.
+    // file may be another driver's, unless there is none.
     int connectToFile(char* name, int mode) override {
         connected_ = base::isPictureSide(bounds[2]) && base::isPictureSide(bounds[3]);
         if (!connected_ && mode != ipc::kConnectForReading) {
             base::say("%s: '%s': set a width and height of 1 to %d first.\n", me, name,
                       base::kMaxPictureSide);
+        } else if (!connected_) {
+            mayOpen(name, mode);
         }
         return connected_ ? 0 : -1;
     }
