@@ -382,6 +382,11 @@ TEST_F(CommandTest, checkTellsWhereAFileIsDamagedAndGoesOn) {
     std::string overlong = mixed;
     overlong[115] = 2; // three pixels in a line of two
     const std::string png = contentOf(sample("cutout.png"));
+    std::string note = support::bytes({0, 0, 0, 1}) + "tEXta" + support::bytes({1, 2, 3, 4});
+    note = std::string(png).insert(33, note);
+    expectDone({"scene", "binary", sample("vase.spl"), "-o", in("b.spl")});
+    expectDone({"scene", "binary", sample("desk_lamp.hrc"), "-o", in("b.hrc")});
+    const std::string spline = contentOf(in("b.spl"));
     const std::string tag = support::tag(10, 2, 2, {0, 0, 0, 0});
     const std::string scene = contentOf(sample("lighthouse.scn"));
     using Json = nlohmann::json;
@@ -404,6 +409,15 @@ TEST_F(CommandTest, checkTellsWhereAFileIsDamagedAndGoesOn) {
         {"cut.png", png.substr(0, png.size() / 2), {{"whole", false}, {"code", "damaged"}}},
         {"whole.scn", scene, {{"kind", "scene"}, {"whole", true}, {"remarks", Json::array()}}},
         {"odd.scn", "SSCN \nby hand v2.60 \n\nGIZMO \n", {{"whole", false}, {"line", 4}}},
+        {"trail.png", png + "x", {{"linesIntact", 508}, {"byte", png.size()}}},
+        {"note.png", note, {{"whole", false}, {"linesIntact", 508}, {"byte", 33}}},
+        // The first bytes decide, the ending only if they are of nothing known.
+        {"spline", spline, {{"kind", "spline"}, {"whole", true}}},
+        {"cut", spline.substr(0, spline.size() - 5), {{"whole", false}, {"code", "damaged"}}},
+        {"tree.pic", contentOf(in("b.hrc")), {{"kind", "hierarchy"}, {"whole", true}}},
+        {"mixed.scn", mixed, {{"kind", "picture"}, {"whole", true}}},
+        {"png.hrc", png, {{"kind", "picture"}, {"whole", true}}},
+        {"text.spl", "text", {{"whole", false}, {"code", "wrongKind"}}},
         {"text.pic", "text", {{"whole", false}, {"code", "wrongKind"}}},
     };
     std::vector<std::string> line = {"check", "--json"};
@@ -411,7 +425,7 @@ TEST_F(CommandTest, checkTellsWhereAFileIsDamagedAndGoesOn) {
         line.push_back(files().write(c.name, c.content));
     }
     const Ended ended =
-        expectFailed(line, "tdr: 15 files: 4 whole, 10 damaged, 1 failed, 0 skipped\n");
+        expectFailed(line, "tdr: 23 files: 8 whole, 13 damaged, 2 failed, 0 skipped\n");
     expectValid(files(), ended.out, "check");
     const Json all = Json::parse(ended.out);
     ASSERT_EQ(all.size(), std::size(cases));

@@ -6,6 +6,7 @@
 #include "output/console.h"
 #include "output/formatted.h"
 #include "pictures/pictureLines.h"
+#include "pictures/pngChunks.h"
 #include "pictures/toolkitPicture.h"
 #include "pictures/zeroTail.h"
 #include "scene/sceneDocument.h"
@@ -113,9 +114,21 @@ Outcome<FileCheck> checkByDriver(const std::string& name, const DriverOptions& o
     if (const auto closed = picture->close(); !closed) {
         return closed.failure();
     }
-    const CheckedLines lines{picture->shape().width, height, height, {}};
-    return FileCheck{
-        picture->shape().matte ? "matte" : "picture", true, verdictOn(lines), lines, {}};
+    CheckedLines lines{picture->shape().width, height, height, {}};
+    const auto fd = openReadable(name);
+    const auto damage = fd ? findPngDamage(fd->get()) : std::nullopt;
+    if (damage) {
+        lines.byte = damage->byte;
+    }
+    const char* kind = picture->shape().matte ? "matte" : "picture";
+    return FileCheck{kind,
+                     !damage,
+                     damage && !damage->what.empty()
+                         ? formatted("all {} lines are intact, but {} (byte {})", height,
+                                     printable(damage->what), damage->byte)
+                         : verdictOn(lines),
+                     lines,
+                     {}};
 }
 
 Outcome<FileCheck> checkScene(const fs::path& file, const char* kind) {

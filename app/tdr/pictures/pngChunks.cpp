@@ -39,10 +39,10 @@ constexpr std::array<std::uint32_t, 256> kCrcTable = [] {
     return table;
 }();
 
-/// The checksum of a chunk, over its name and its data.
-std::uint32_t crcOf(std::string_view nameAndData) {
-    std::uint32_t crc = 0xFFFFFFFFU;
-    for (const char byte : nameAndData) {
+/// Goes on with the checksum of a chunk, which is over its name and its data.
+std::uint32_t crcOf(std::string_view bytes, std::uint32_t before = 0) {
+    std::uint32_t crc = ~before;
+    for (const char byte : bytes) {
         crc = kCrcTable[(crc ^ static_cast<std::uint8_t>(byte)) & 0xFF] ^ (crc >> 8);
     }
     return ~crc;
@@ -200,6 +200,46 @@ std::optional<PngChunks> readPngChunks(int fd) {
         return std::nullopt;
     }
     return ChunkWalk(fd, size).run();
+}
+
+namespace {
+
+/// True if the checksum after the name and data from `at` on is right.
+bool isIntact(int fd, std::int64_t at, std::int64_t count) {
+    std::vector<char> piece(std::size_t{64} << 10);
+    std::uint32_t crc = 0;
+    for (std::int64_t left = count; left > 0;) {
+        const auto size = static_cast<std::size_t>(std::min(left, std::ssize(piece)));
+        if (!readAt(fd, piece.data(), size, at + count - left)) {
+            return false;
+        }
+        crc = crcOf({piece.data(), size}, crc);
+        left -= static_cast<std::int64_t>(size);
+    }
+    return readAt(fd, piece.data(), 4, at + count) && be32(piece.data()) == crc;
+}
+
+} // namespace
+
+std::optional<PngDamage> findPngDamage(int fd) {
+    char head[8];
+    if (!readAt(fd, head, sizeof head, 0) || std::string_view(head, sizeof head) != kSignature) {
+        return {};
+    }
+    std::int64_t at = static_cast<std::int64_t>(kSignature.size());
+    for (int i = 0; i < kMostChunks && readAt(fd, head, sizeof head, at); ++i) {
+        const std::int64_t length = be32(head);
+        const std::string name(head + 4, 4);
+        // Drivers check the others.
+        if ((isAncillary(name) || name == "IEND") && !isIntact(fd, at + 4, 4 + length)) {
+            return PngDamage{"the checksum of " + name + " is wrong", at};
+        }
+        at += kFrame + length;
+        if (name == "IEND") {
+            return sizeOf(fd) > at ? std::optional(PngDamage{"", at}) : std::nullopt;
+        }
+    }
+    return PngDamage{"the chunk IEND is missing", at};
 }
 
 int insertPngChunks(int fd, std::span<const PngChunk> chunks) {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <span>
 #include <string>
@@ -31,6 +32,15 @@ struct PngChunks {
 /// The chunks of the PNG that `fd` is open on; nullopt when it is not a PNG. A cut file gives the
 /// chunks before the cut. An unreadable file counts as a PNG.
 [[nodiscard]] std::optional<PngChunks> readPngChunks(int fd);
+
+struct PngDamage {
+    std::string what; ///< "the checksum of tEXt is wrong"; empty for bytes after the end
+    std::int64_t byte;
+};
+
+/// The first damage that decoding the pixels does not show: in the other chunks of the PNG that
+/// `fd` is open on, or after its end. None also if it is not a PNG or cannot be read.
+[[nodiscard]] std::optional<PngDamage> findPngDamage(int fd);
 
 /// Inserts `chunks` after the header of the PNG that `fd` is open on for reading and writing, and
 /// moves the following bytes. 0, or errno; the file is then useless.

@@ -17,6 +17,7 @@
 #include <cerrno>
 #include <cstring>
 #include <new>
+#include <optional>
 #include <string_view>
 #include <sys/stat.h>
 #include <system_error>
@@ -81,10 +82,34 @@ std::string baseOf(const std::string& file, const SceneFormat& format) {
 
 // --- Why a file is not read ----------------------------------------------------------------------
 
-/// The beginning of a file: as much of its header as it has.
+/// The word after the section that begins at `at`: lists, each with a tag, a count and as many
+/// tokens, up to the tag 0. None if the file ends before.
+std::optional<std::array<char, kTypeSize>> typeAfterSection(int fd, off_t at) {
+    constexpr int kMostLists = 1024; // a file of ours has 20
+    const auto readAt = [fd](void* to, std::size_t count, off_t from) {
+        return base::retried([&] { return ::pread(fd, to, count, from); }) ==
+               static_cast<ssize_t>(count);
+    };
+    for (int list = 0; list < kMostLists; ++list) {
+        std::uint8_t head[4]; // tag, count
+        if (!readAt(head, sizeof head, at)) {
+            return {};
+        }
+        if (base::loadBe16(head) == 0) {
+            std::array<char, kTypeSize> type;
+            return readAt(type.data(), type.size(), at + 2) ? std::optional(type) : std::nullopt;
+        }
+        const auto count = static_cast<std::int16_t>(base::loadBe16(head + 2));
+        at += 4 + 2 * std::max<off_t>(count, 0);
+    }
+    return {};
+}
+
+/// The beginning of a file: as much of its header as it has, and the type of its contents.
 struct Beginning {
     std::array<char, kFileHeaderSize + kTypeSize> bytes = {};
     std::size_t size = 0;
+    std::array<char, kTypeSize> contents = {};
 
     /// False, with errno set, when it cannot be read.
     bool read(int fd) {
@@ -96,13 +121,15 @@ struct Beginning {
             }
             size += static_cast<std::size_t>(got);
         }
+        std::copy_n(bytes.end() - kTypeSize, kTypeSize, contents.begin());
+        if (isBinary() && type() == "PROT") {
+            contents = typeAfterSection(fd, std::ssize(bytes)).value_or(contents);
+        }
         return true;
     }
 
     [[nodiscard]] std::string_view first() const { return {bytes.data(), kTypeSize}; }
-    [[nodiscard]] std::string_view type() const {
-        return {bytes.data() + kFileHeaderSize, kTypeSize};
-    }
+    [[nodiscard]] std::string_view type() const { return {contents.data(), kTypeSize}; }
     [[nodiscard]] bool isBinary() const {
         std::uint8_t word[kTypeSize];
         std::memcpy(word, bytes.data(), sizeof word);
@@ -110,23 +137,30 @@ struct Beginning {
     }
 };
 
-std::string whyNotRead(const Beginning& beginning, const SceneFormat& format,
-                       const SceneReport& report) {
+struct Reason {
+    std::string text;
+    Cause cause = Cause::Damaged;
+};
+
+Reason whyNotRead(const Beginning& beginning, const SceneFormat& format,
+                  const SceneReport& report) {
     const bool binary = format.hasBinary && beginning.isBinary();
     if (!binary && beginning.first() != format.magic) {
-        return formatted("not a {} file: it does not begin with {}{}", format.name, format.magic,
-                         format.hasBinary ? " or as a binary file" : "");
+        return {formatted("not a {} file: it does not begin with {}{}", format.name, format.magic,
+                          format.hasBinary ? " or as a binary file" : ""),
+                Cause::WrongKind};
     }
     if (binary && beginning.size < beginning.bytes.size()) {
-        return "ends inside its header";
+        return {"ends inside its header"};
     }
     if (binary && format.olderLayout != nullptr && beginning.type() == format.olderLayout) {
-        return formatted("is of the older layout {}, which is not read", format.olderLayout);
+        return {formatted("is of the older layout {}, which is not read", format.olderLayout)};
     }
     if (binary && beginning.type() != "PROT" && beginning.type() != format.magic) {
-        return formatted("holds \"{}\" and no {}", utf8Text(beginning.type()), format.name);
+        return {formatted("holds \"{}\" and no {}", utf8Text(beginning.type()), format.name),
+                Cause::WrongKind};
     }
-    return report.failure;
+    return {report.failure};
 }
 
 FileStamp stampFrom(const struct stat& status) {
@@ -143,6 +177,12 @@ Outcome<Beginning> examine(int fd, const fs::path& file, FileStamp& stamp) {
     }
     stamp = stampFrom(status);
     return beginning;
+}
+
+/// True for the first bytes of a picture or matte, whatever the name of its file.
+bool isPicture(const Beginning& beginning) {
+    const bool toolkits = beginning.type() == "PICT" || beginning.type() == "STAG";
+    return (beginning.isBinary() && toolkits) || beginning.first() == "\x89PNG";
 }
 
 /// The kind by the first bytes of a file, or by the ending of its name if they do not tell; or
@@ -188,7 +228,7 @@ const SceneFormat* sceneFormatOf(const fs::path& file) {
     if (fd && !beginning.read(fd->get())) {
         beginning = {};
     }
-    return formatOf(beginning, file);
+    return isPicture(beginning) ? nullptr : formatOf(beginning, file);
 }
 
 Outcome<FileStamp> stampOf(const fs::path& file) {
@@ -261,8 +301,8 @@ Outcome<SceneDocument> read(const fs::path& file) {
         return problemOf(file, "out of memory", Cause::NoMemory);
     }
     if (*error != 0) {
-        return problemOf(file, whyNotRead(*beginning, *document.format, document.report),
-                         Cause::Damaged);
+        const Reason why = whyNotRead(*beginning, *document.format, document.report);
+        return problemOf(file, why.text, why.cause);
     }
     const auto now = stampOf(file);
     if (!now || *now != document.stamp) {

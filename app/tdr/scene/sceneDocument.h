@@ -53,8 +53,8 @@ struct SceneFormat {
     bool (*write)(const SceneDocument& document, const std::string& base, SceneFlavour flavour);
 };
 
-/// The kind by the first bytes of the file, or by the ending of its name (in any case) if they do
-/// not tell or cannot be read; or null.
+/// The kind by the first bytes of the file, or by the ending of its name (in any case) if they are
+/// of nothing known or cannot be read; or null, also for a picture whatever its name.
 [[nodiscard]] const SceneFormat* sceneFormatOf(const std::filesystem::path& file);
 
 /// Reads a scene, spline or hierarchy, whatever its name. Fails with the reason: not readable,
