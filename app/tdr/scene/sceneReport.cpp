@@ -3,6 +3,7 @@
 
 #include "output/formatted.h"
 #include "output/utf8Text.h"
+#include "sceneWords.h"
 
 #include <algorithm>
 #include <iterator>
@@ -111,7 +112,10 @@ void SceneReport::add(const AnimNotice& notice) {
         return;
     }
     const std::size_t droppedBefore = dropped;
-    append(animSeverity(notice.kind), placeOf(notice), phraseOf(notice));
+    const bool isGuessed = remarks.size() < kMostRemarks && notice.detail[0] == '\0' &&
+                           (unknown || notice.kind == AnimNoticeKind::Kept);
+    append(animSeverity(notice.kind), placeOf(notice),
+           phraseOf(notice) + (isGuessed ? hintFor(notice.word) : ""));
     run_ = 0;
     runEnd_ = unknown && dropped == droppedBefore ? notice.line : kNoRun;
 }

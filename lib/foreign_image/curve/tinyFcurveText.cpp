@@ -3,6 +3,7 @@
 #include "file/tinyNotice.h"
 #include "file/tinyUtilsGrow.h"
 #include "text/tinyTable.h"
+#include "tinyCurveWords.h"
 #include "tinyFcurve.h"
 #include "tinyUtils.h"
 
@@ -183,6 +184,14 @@ int readCurve(std::FILE* stream, UniqueCurve& curve) {
 }
 
 } // namespace
+
+void fcurveListWords(const table::WordTaker& taker) {
+    table::listWords(kCurveRows, taker);
+    table::listWords(kKeyRows, taker);
+    for (const char* channel : fcv_name) {
+        taker.take(taker.context, channel);
+    }
+}
 
 bool fcurveKeysHaveNoType(float version) {
     constexpr double kLastVersionWithoutKeyType = 2.02;

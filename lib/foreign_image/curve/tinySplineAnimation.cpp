@@ -2,6 +2,7 @@
 // The form of a spline inside scene files: docs/toolkit-formats.md.
 #include "file/tinyNotice.h"
 #include "text/tinyTable.h"
+#include "tinyCurveWords.h"
 #include "tinySplineInner.h"
 
 #include <array>
@@ -254,6 +255,10 @@ int readInto(std::FILE* stream, Spline* spline, bool endsAfterPoints) {
 }
 
 } // namespace
+
+void splineListWords(const table::WordTaker& taker) {
+    table::listWords(kSplineRows, taker);
+}
 
 int splineWriteAsciiAnimation(std::FILE* stream, const Spline* spline) {
     if (spline == nullptr) {

@@ -3,6 +3,7 @@
 #include "file/tinyNotice.h"
 #include "file/tinyNumberText.h"
 #include "text/tinyTable.h"
+#include "tinyCurveWords.h"
 #include "tinyFile.h"
 #include "tinySplineInner.h"
 
@@ -329,6 +330,11 @@ constexpr Row kSplineRows[] = {
 };
 
 } // namespace
+
+void splineListFileWords(const table::WordTaker& taker) {
+    table::listWords(kSplineRows, taker);
+    table::listWords(kKeyRows, taker);
+}
 
 int splineWriteAscii(std::FILE* stream, const Spline* spline, const char* prefix) {
     if (spline == nullptr) {

@@ -69,3 +69,7 @@ void animSetObserver(AnimObserver observer, void* context);
 /// Tells the observer, if there is one, about `word` on the line of the last token. An empty
 /// unknown word means that the file ended there, and the notice is Missing.
 void animNotify(AnimNoticeKind kind, const char* word, const char* detail = "");
+
+/// Calls `take` with `context` for every word that the readers of scenes, splines and hierarchies
+/// know, some of them several times: for guesses at what an unknown word was meant to be.
+void animWords(void (*take)(void* context, const char* word), void* context);

@@ -51,6 +51,10 @@ constexpr Row kRows[] = {
 
 } // namespace
 
+void cameraListWords(const table::WordTaker& taker) {
+    table::listWords(kRows, taker);
+}
+
 void cameraInitialize(Camera* camera) {
     if (camera != nullptr) {
         *camera = Camera{};

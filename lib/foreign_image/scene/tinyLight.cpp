@@ -126,6 +126,10 @@ void disposeParts(Light* light) {
 
 } // namespace
 
+void lightListWords(const table::WordTaker& taker) {
+    table::listWords(kRows, taker);
+}
+
 Light* lightAllocate() {
     return newRecords<Light>(1);
 }

@@ -436,6 +436,10 @@ class TreeWriter {
 
 } // namespace
 
+void modelListWords(const table::WordTaker& taker) {
+    table::listWords(kRows, taker);
+}
+
 int objectWriteAsciiAnimation(std::FILE* stream, const Model* root) {
     if (root == nullptr) {
         return 0;

@@ -7,6 +7,7 @@
 #include "tinyModel.h"
 #include "tinyModelInner.h"
 #include "tinyOpaqueRead.h"
+#include "tinySceneInner.h"
 #include "tinySpline.h"
 
 #include <algorithm>
@@ -174,6 +175,10 @@ UniqueModel readTree(std::FILE* stream) {
 }
 
 } // namespace
+
+void modelListFileWords(const table::WordTaker& taker) {
+    table::listWords(kNodeRows, taker);
+}
 
 bool modelIsTextWord(std::string_view word) {
     return table::find(kNodeRows, word) != nullptr;

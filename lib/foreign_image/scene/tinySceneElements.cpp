@@ -217,6 +217,13 @@ constexpr SceneRow kElementRows[] = {
 
 } // namespace
 
+void sceneListWords(const table::WordTaker& taker) {
+    table::listWords(kFrontRows, taker);
+    table::listWords(kPathRows, taker);
+    table::listWords(kElementRows, taker);
+    table::listWords(kLayoutRows, taker);
+}
+
 std::span<const std::span<const SceneRow>> sceneTables() {
     static const std::span<const SceneRow> tables[] = {kFrontRows, renderRows(), kElementRows};
     return tables;

@@ -50,6 +50,14 @@ using SceneRow = table::Row<SceneDraft>;
 /// True for every known word at the scene's level.
 [[nodiscard]] bool sceneIsWord(std::string_view word);
 
+/// List words for `animWords`; those of trees for the animation form, and for hierarchy files.
+void cameraListWords(const table::WordTaker& taker);
+void lightListWords(const table::WordTaker& taker);
+void modelListWords(const table::WordTaker& taker);
+void modelListFileWords(const table::WordTaker& taker);
+void renderListWords(const table::WordTaker& taker);
+void sceneListWords(const table::WordTaker& taker);
+
 /// Reports sizes of the picture that its format does not have.
 void renderReportSizes(const Scene& scene);
 

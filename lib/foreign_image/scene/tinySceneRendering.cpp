@@ -227,6 +227,11 @@ constexpr Row kRows[] = {
 
 } // namespace
 
+void renderListWords(const table::WordTaker& taker) {
+    table::listWords(kPictureRows, taker);
+    table::listWords(kRows, taker);
+}
+
 void renderInitialize(SceneRendering* rendering) {
     *rendering = SceneRendering{};
     rendering->pixelRatio = 1.0F;

@@ -123,6 +123,25 @@ template <typename Rows>
     return nullptr;
 }
 
+/// What `animWords` is given.
+struct WordTaker {
+    void (*take)(void* context, const char* word);
+    void* context;
+};
+
+/// Passes on the words of a table and those of its codes.
+template <typename Rows>
+void listWords(const Rows& rows, const WordTaker& taker) {
+    for (const auto& row : rows) {
+        taker.take(taker.context, row.word.data());
+        if (row.words != nullptr) {
+            for (const char* name : row.words->names) {
+                taker.take(taker.context, name);
+            }
+        }
+    }
+}
+
 /// Reports a repeated word of a record. `seen` has a bit for each row, by its index.
 template <typename Rows, typename Row>
 void noteRepeated(const Rows& rows, const Row* row, std::uint64_t& seen) {

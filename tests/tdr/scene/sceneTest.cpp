@@ -149,11 +149,13 @@ TEST_F(SceneTest, checkTellsEachLossOnceWithItsLine) {
           ":12: unknown word \"WIDGET\"\n", ": 4 unknown words\n"}},
         {"typo.scn",
          kScene + curve + "TIME 2 VALEU 3 \n   LEFT_SLOPE 0 \n\nTIME 3 VALUE 2 \nFAR 7 \n",
-         {":12: ", "unknown word \"VALEU\" and 9 words behind it, up to line 16\n",
+         {":12: ",
+          "unknown word \"VALEU\" (did you mean VALUE?) and 9 words behind it, up to line 16\n",
           ": 10 unknown "}},
         {"curve.scn",
          mistyped,
-         {":224: missing \"KEYS\": the curve is dropped; unknown word \"FQAGS\" and ",
+         {":224: missing \"KEYS\": the curve is dropped; unknown word \"FQAGS\" (did you mean "
+          "FLAGS?) and ",
           ": 339 unknown words, 1 missing\n"}},
         {"dos.scn", dos, {":1: DOS line ends\n", ": 1 line ends of another system\n"}},
         {"numbers.scn",
@@ -166,6 +168,12 @@ TEST_F(SceneTest, checkTellsEachLossOnceWithItsLine) {
          {":6: cut \"'xxx", ": 1 cut\n"}},
         {"end.hrc", lamp.substr(0, lamp.size() - 2), {": 1 missing\n"}},
         {"points.spl", spline + "  nbKeys 3\n  controlPoints\n  {\n  }\n}\n", {": 1 missing\n"}},
+        {"typo.spl",
+         spline + "  tensoin 1\n  controlPoints\n  {\n  }\n}\n",
+         {":6: unknown word \"tensoin\" (did you mean tension?)"}},
+        {"channel.scn",
+         kScene + "CAMERA \n   FIELD_OF_VIEW \nCURVE_TYPE CAM_FOW \nKEYS 1 \nTIME 1 VALUE 2 \n",
+         {":8: unknown word kept \"CAM_FOW\" (did you mean CAM_FOV?)\n", ": everything"}},
         {"word.spl", spline + "  colour\n  controlPoints\n  {\n  }\n}\n", {": 1 unknown word\n"}},
         {"newer.scn",
          "SSCN \nx v3.25 \n\nPAUSE 0 \n",
@@ -187,7 +195,7 @@ TEST_F(SceneTest, checkTellsEachLossOnceWithItsLine) {
             ASSERT_NE(at, std::string::npos) << whole << "is not in:\n" << ended.out;
         }
     }
-    EXPECT_EQ(std::ranges::count(ended.out, '\n'), 24) << ended.out;
+    EXPECT_EQ(std::ranges::count(ended.out, '\n'), 28) << ended.out;
     EXPECT_TRUE(contains(run({"info", in("words.scn")}).out, "check     4 unknown words"));
     EXPECT_EQ(expectDone({"scene", "check", sample("lighthouse.scn")}).out,
               sample("lighthouse.scn") + ": everything was read\n");
