@@ -276,6 +276,8 @@ TEST_F(CommandTest, infoAsJsonFitsItsSchemaWhateverTheNames) {
     EXPECT_EQ(all[0]["packets"][0]["coding"], "mixed");
     EXPECT_EQ(all[0]["packets"][1]["coding"], 7);
     EXPECT_EQ(all[1]["code"], "missing");
+    EXPECT_EQ(all[1]["error"], in("none\\xff.pic: No such file or directory"));
+    EXPECT_EQ(all[1]["errorBase64"].get<std::string>().substr(0, 4), "L3Rt");
     EXPECT_EQ(all[2]["kind"], "matte");
     EXPECT_EQ(all[2]["channelCount"], 3);
     EXPECT_EQ(all[3]["driver"], "pngFilter");
@@ -283,6 +285,10 @@ TEST_F(CommandTest, infoAsJsonFitsItsSchemaWhateverTheNames) {
     EXPECT_EQ(all[4]["lights"][0]["name"], "caf\\xe9");
     EXPECT_EQ(all[4]["lights"][0]["nameBase64"], "Y2Fm6Q==");
     EXPECT_EQ(all[4]["splines"][0]["nameBase64"], "bP8=");
+    const auto& rendering = all[5]["rendering"];
+    EXPECT_EQ((nlohmann::json{rendering["type"], rendering["antialias"], rendering["frameBuffer"],
+                              rendering["picture"]["format"], all[5]["camera"]["depthOfField"]}),
+              (nlohmann::json{"renderingLine", "adaptive", false, "NTSC", "automatic"}));
 }
 
 TEST_F(CommandTest, infoTellsApartWhyAFileIsNotRead) {
@@ -443,6 +449,14 @@ TEST_F(CommandTest, checkTellsWhereAFileIsDamagedAndGoesOn) {
               in("cut.pic") +
                   ": 2 of 3 lines are intact, line 2 from the top is damaged (byte 122)\n");
     EXPECT_EQ(run({"check", in("odd.scn")}).out, run({"scene", "check", in("odd.scn")}).out);
+    expectFailed({"check", "-q", in("whole.pic"), in("text.pic")}, "text.pic: no driver reads it");
+    EXPECT_EQ(run({"check", "-q", in("whole.pic"), in("cut.pic")}).out,
+              run({"check", in("cut.pic")}).out);
+    for (const char* subcommand : {"check", "info", "hash"}) {
+        const Ended told = run({subcommand, "-v", in("whole.pic"), in("whole.png")});
+        EXPECT_TRUE(contains(told.err, "tdr: " + in("whole.pic") + ": 0.")) << subcommand;
+        EXPECT_TRUE(contains(told.err, "tdr: " + in("whole.png") + ": 0.")) << subcommand;
+    }
 }
 
 TEST_F(CommandTest, checkFindsFilesInFoldersByContentAndEnding) {

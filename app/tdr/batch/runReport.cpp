@@ -1,57 +1,40 @@
 // SPDX-License-Identifier: MIT
 #include "runReport.h"
 
-#include "output/utf8Text.h"
+#include "output/jsonWriter.h"
 #include "output/wholeWrite.h"
 
 #include <array>
 #include <cerrno>
 #include <cmath>
 #include <fcntl.h>
-#include <nettle/base64.h>
-#include <nlohmann/json.hpp>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
 
-using Json = nlohmann::ordered_json;
+using Json = JsonWriter::Json;
 
 constexpr mode_t kNewFile = 0666; // less the umask
 constexpr std::array kFates = {"done", "skipped", "damaged", "failed"};
 
-std::string base64(const std::string& bytes) {
-    std::string text(BASE64_ENCODE_RAW_LENGTH(bytes.size()), '\0');
-    base64_encode_raw(text.data(), bytes.size(),
-                      reinterpret_cast<const std::uint8_t*>(bytes.data()));
-    return text;
-}
-
-/// Adds a text from outside. Bytes that are not UTF-8 are escaped in it, and then given whole
-/// beside it.
-void addText(Json& object, const std::string& key, const std::string& bytes) {
-    object[key] = validUtf8(bytes);
-    if (object[key] != bytes) {
-        object[key + "Base64"] = base64(bytes);
-    }
-}
-
 std::string lineOf(const Job& job, const JobResult& result) {
-    Json line;
-    addText(line, "input", job.input.path);
-    addText(line, "output", job.output);
+    Json line = {{"input", job.input.path}, {"output", job.output}};
     if (job.input.frame) {
         line["frame"] = *job.input.frame;
     }
     line["result"] = kFates.at(static_cast<std::size_t>(result.fate));
     if (!result.problem.empty()) {
-        addText(line, "problem", result.problem);
+        line["problem"] = result.problem;
+    }
+    if (result.fate == Fate::Damaged || result.fate == Fate::Failed) {
+        line["code"] = wordOf(result.cause);
     }
     if (!result.messages.empty()) {
-        addText(line, "messages", result.messages);
+        line["messages"] = result.messages;
     }
     line["seconds"] = std::round(result.seconds * 1e6) / 1e6;
-    return line.dump() + "\n";
+    return JsonWriter::expressible(line).dump() + "\n";
 }
 
 } // namespace

@@ -20,7 +20,7 @@ namespace {
 JobResult withoutMemory(const Job& job) {
     const std::string problem = job.input.path + ": out of memory";
     warn(problem);
-    return {Fate::Failed, ExitCode::Failed, problem};
+    return {Fate::Failed, ExitCode::Failed, problem, Cause::NoMemory};
 }
 
 /// The jobs to do and the results, shared by the workers and the thread that reports.

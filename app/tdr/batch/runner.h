@@ -14,7 +14,8 @@ enum class Fate : std::uint8_t { Done, Skipped, Damaged, Failed };
 struct JobResult {
     Fate fate = Fate::Done;
     ExitCode code = ExitCode::Done;
-    std::string problem = {};  ///< why it was not done
+    std::string problem = {}; ///< why it was not done
+    Cause cause = Cause::Failed;
     std::string messages = {}; ///< the lines for stderr
     double seconds = 0;
 };

@@ -88,7 +88,7 @@ void writeJson(JsonWriter& json, const std::string& file, const Outcome<FileChec
         }
     } else {
         json.members({{"whole", false},
-                      {"error", printable(check.failure().text)},
+                      {"error", check.failure().text},
                       {"code", wordOf(check.failure().cause)}});
     }
     json.end();

@@ -37,7 +37,7 @@ class Output {
 
 /// An error has a text, which names the file as messages do, and a code, which is one word.
 void writeError(JsonWriter& json, const std::string& text, Cause cause) {
-    json.member("error", printable(text));
+    json.member("error", text);
     json.member("code", wordOf(cause));
 }
 

@@ -14,7 +14,8 @@ JobResult resultOf(const Converted& converted) {
         return {};
     }
     const Problem& problem = converted.outcome.failure();
-    return {converted.damaged ? Fate::Damaged : Fate::Failed, fail(problem), problem.text};
+    return {converted.damaged ? Fate::Damaged : Fate::Failed, fail(problem), problem.text,
+            converted.damaged ? Cause::Damaged : problem.cause};
 }
 
 std::optional<Job> StreamJobs::next() {

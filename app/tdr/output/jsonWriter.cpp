@@ -29,29 +29,6 @@ bool isForeign(const JsonWriter::Json& value) {
     return value.is_string() && !isUtf8(value.get_ref<const std::string&>());
 }
 
-/// The value with foreign texts in both their forms.
-JsonWriter::Json expressible(const JsonWriter::Json& value) {
-    if (isForeign(value)) {
-        return validUtf8(value.get_ref<const std::string&>());
-    }
-    if (!value.is_structured()) {
-        return value;
-    }
-    JsonWriter::Json all =
-        value.is_array() ? JsonWriter::Json::array() : JsonWriter::Json::object();
-    for (const auto& [name, part] : value.items()) {
-        if (value.is_array()) {
-            all.push_back(expressible(part));
-            continue;
-        }
-        all[name] = expressible(part);
-        if (isForeign(part)) {
-            all[name + kBase64] = base64Of(part.get_ref<const std::string&>());
-        }
-    }
-    return all;
-}
-
 /// True when a text in it is foreign.
 bool holdsForeign(const JsonWriter::Json& value) {
     return value.is_structured() ? std::ranges::any_of(value, holdsForeign) : isForeign(value);
@@ -69,6 +46,27 @@ std::string_view pieceOf(std::string_view text) {
 }
 
 } // namespace
+
+JsonWriter::Json JsonWriter::expressible(const JsonWriter::Json& value) {
+    if (isForeign(value)) {
+        return validUtf8(value.get_ref<const std::string&>());
+    }
+    if (!value.is_structured()) {
+        return value;
+    }
+    Json all = value.is_array() ? Json::array() : Json::object();
+    for (const auto& [name, part] : value.items()) {
+        if (value.is_array()) {
+            all.push_back(expressible(part));
+            continue;
+        }
+        all[name] = expressible(part);
+        if (isForeign(part)) {
+            all[name + kBase64] = base64Of(part.get_ref<const std::string&>());
+        }
+    }
+    return all;
+}
 
 void JsonWriter::begin(char opening, char closing) {
     place();

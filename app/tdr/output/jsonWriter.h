@@ -31,6 +31,9 @@ class JsonWriter {
     /// called as its own with Base64 appended, has its bytes.
     void value(const Json& small);
 
+    /// The value as `value` writes it, for another writer.
+    [[nodiscard]] static Json expressible(const Json& value);
+
     void member(std::string_view name, const Json& small);
     /// All members of a small object.
     void members(const Json& small);

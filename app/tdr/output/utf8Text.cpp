@@ -5,57 +5,29 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <utf8cpp/utf8.h>
 
 namespace {
 
-constexpr std::uint32_t kNone = 0xFFFFFFFF;
-constexpr std::uint32_t kLargest = 0x10FFFF;
 constexpr std::uint32_t kFirstWide = 0x1100; // the first of the wide characters
 constexpr std::uint32_t kDots = 0x2026;
 
-struct Character {
-    std::uint32_t code; ///< kNone: the first byte does not begin a character
-    std::size_t bytes;
-};
-
-/// The meaning of a first byte: the number of bytes, its own bits, and the smallest code of that
-/// length.
-struct Lead {
-    unsigned mask, value;
-    std::size_t bytes;
-    std::uint32_t least;
-};
-
-constexpr Lead kLeads[] = {
-    {0x80, 0x00, 1, 0}, {0xE0, 0xC0, 2, 0x80}, {0xF0, 0xE0, 3, 0x800}, {0xF8, 0xF0, 4, 0x10000}};
-
-unsigned byteAt(std::string_view text, std::size_t at) {
-    return static_cast<unsigned char>(text[at]);
-}
-
-bool isScalar(std::uint32_t code) {
-    return code <= kLargest && (code < 0xD800 || code > 0xDFFF);
-}
-
-Character decode(std::string_view text, const Lead& lead) {
-    std::uint32_t code = byteAt(text, 0) & ~lead.mask & 0xFF;
-    for (std::size_t i = 1; i < lead.bytes; ++i) {
-        if (i >= text.size() || (byteAt(text, i) & 0xC0) != 0x80) {
-            return {kNone, 1};
+/// Calls `take` with each character's code and bytes, and with each byte that begins none.
+template <typename Take>
+void forEach(std::string_view text, Take take) {
+    while (!text.empty()) {
+        const auto* const wrong = utf8::find_invalid(text.begin(), text.end());
+        for (const auto* at = text.begin(); at != wrong;) {
+            const auto* const begin = at;
+            const std::uint32_t code = utf8::unchecked::next(at);
+            take(code, std::string_view(begin, static_cast<std::size_t>(at - begin)), false);
         }
-        code = (code << 6) | (byteAt(text, i) & 0x3F);
-    }
-    return code >= lead.least && isScalar(code) ? Character{code, lead.bytes} : Character{kNone, 1};
-}
-
-/// The first character of a non-empty text.
-Character firstOf(std::string_view text) {
-    for (const Lead& lead : kLeads) {
-        if ((byteAt(text, 0) & lead.mask) == lead.value) {
-            return decode(text, lead);
+        text.remove_prefix(static_cast<std::size_t>(wrong - text.begin()));
+        if (!text.empty()) {
+            take(0, text.substr(0, 1), true);
+            text.remove_prefix(1);
         }
     }
-    return {kNone, 1};
 }
 
 /// False for control characters and the two noncharacters that XML excludes.
@@ -78,17 +50,15 @@ std::size_t tenthsOf(std::uint32_t code) {
 /// Copies the characters for which `keeps` is true and escapes the others byte by byte.
 std::string escaped(std::string_view text, bool (*keeps)(std::uint32_t)) {
     std::string shown;
-    while (!text.empty()) {
-        const Character c = firstOf(text);
-        if (c.code != kNone && keeps(c.code)) {
-            shown += text.substr(0, c.bytes);
-        } else {
-            for (std::size_t i = 0; i < c.bytes; ++i) {
-                shown += formatted("\\x{:02x}", byteAt(text, i));
-            }
+    forEach(text, [&](std::uint32_t code, std::string_view bytes, bool isWrong) {
+        if (!isWrong && keeps(code)) {
+            shown += bytes;
+            return;
         }
-        text.remove_prefix(c.bytes);
-    }
+        for (const char byte : bytes) {
+            shown += formatted("\\x{:02x}", static_cast<unsigned char>(byte));
+        }
+    });
     return shown;
 }
 
@@ -126,14 +96,7 @@ std::string markupText(std::string_view text) {
 }
 
 bool isUtf8(std::string_view text) {
-    while (!text.empty()) {
-        const Character c = firstOf(text);
-        if (c.code == kNone) {
-            return false;
-        }
-        text.remove_prefix(c.bytes);
-    }
-    return true;
+    return utf8::is_valid(text.begin(), text.end());
 }
 
 std::string utf8Text(const char* text) {
@@ -142,11 +105,7 @@ std::string utf8Text(const char* text) {
 
 std::size_t columnsOf(std::string_view utf8) {
     std::size_t tenths = 0;
-    while (!utf8.empty()) {
-        const Character c = firstOf(utf8);
-        tenths += tenthsOf(c.code);
-        utf8.remove_prefix(c.bytes);
-    }
+    forEach(utf8, [&](std::uint32_t code, std::string_view, bool) { tenths += tenthsOf(code); });
     return (tenths + 9) / 10;
 }
 
@@ -156,14 +115,9 @@ std::string shortened(std::string_view utf8, std::size_t columns) {
     }
     std::string text;
     std::size_t used = tenthsOf(kDots);
-    while (!utf8.empty()) {
-        const Character c = firstOf(utf8);
-        used += tenthsOf(c.code);
-        if (used > columns * 10) {
-            break;
-        }
-        text += utf8.substr(0, c.bytes);
-        utf8.remove_prefix(c.bytes);
-    }
+    forEach(utf8, [&](std::uint32_t code, std::string_view bytes, bool) {
+        used += tenthsOf(code);
+        text += used <= columns * 10 ? bytes : std::string_view();
+    });
     return text + "…";
 }

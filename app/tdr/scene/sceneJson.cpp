@@ -36,14 +36,23 @@ Json triple(const Vector& v) {
 
 /// The name of a code from a table, or the code itself if it has none.
 Json named(std::span<const char* const> names, std::int64_t code) {
-    return code >= 0 && code < std::ssize(names) ? Json(names[static_cast<std::size_t>(code)])
-                                                 : Json(code);
+    const char* const name =
+        code >= 0 && code < std::ssize(names) ? names[static_cast<std::size_t>(code)] : nullptr;
+    return name != nullptr ? Json(name) : Json(code);
 }
 
 constexpr const char* kExtrapolations[] = {"constant", "linear", "cycle"};
 constexpr const char* kInterpolations[] = {"constant", "linear", "spline"};
 constexpr const char* kKeyTypes[] = {"freeform", "keyframe", "keypath", "rawdata"};
 constexpr const char* kLightTypes[] = {nullptr, "point", "spot", "infinite"};
+constexpr const char* kDepthsOfField[] = {"off", "automatic", "custom"};
+constexpr const char* kShapeInterpolations[] = {nullptr, "linear", "cardinal"};
+constexpr const char* kRenderings[] = {"wireFrame", "hiddenLine", "renderingLine", "hardwareLine"};
+constexpr const char* kAntialiasings[] = {"none", "fixed", "adaptive"};
+constexpr const char* kPictureFormats[kPictureFormatCount] = {
+    "35MM_137",  "35MM_166",      "35MM_185",   "70MM_PANAVISION", "70MM_IMAX", "70MM_OMNIMAX",
+    "NTSC",      "PAL",           "HDTV",       "SLIDE_35MM",      "6CM_X_6CM", "6CM_X_9CM",
+    "4IN_X_5IN", "CUSTOM_ASPECT", "CUSTOM_SIZE"};
 constexpr const char* kSelections[] = {"unselected", "node", "branch", "inherit"};
 
 // --- Curves --------------------------------------------------------------------------------------
@@ -265,7 +274,7 @@ void writeNode(JsonWriter& out, const Model& node, const Json& parent) {
                  {"lineType", node.lineType},
                  {"selection", named(kSelections, node.selection)},
                  {"boundingBox", node.boundingBox != 0},
-                 {"shapeInterpolation", node.shapeInterpolation}});
+                 {"shapeInterpolation", named(kShapeInterpolations, node.shapeInterpolation)}});
     writeShapes(out, node.shapes);
     out.key("splines").beginArray();
     for (std::int32_t i = 0; i < node.splineCount; ++i) {
@@ -301,7 +310,7 @@ void writeCamera(JsonWriter& out, const Camera& camera) {
     writePosition(out, "interest", camera.interest, camera);
     writeFields(out, camera);
     out.members({{"yawPitchRoll", triple({turn[0], turn[1], turn[2]})},
-                 {"depthOfField", camera.depthOfField},
+                 {"depthOfField", named(kDepthsOfField, camera.depthOfField)},
                  {"enlarge", camera.enlarge != 0}});
     out.end();
 }
@@ -309,7 +318,7 @@ void writeCamera(JsonWriter& out, const Camera& camera) {
 void writeLight(JsonWriter& out, const Light& light) {
     out.beginObject();
     out.member("name", text(light.name));
-    out.member("type", light.type > 0 ? named(kLightTypes, light.type) : Json(light.type));
+    out.member("type", named(kLightTypes, light.type));
     writePosition(out, "position", light.position, light);
     writePosition(out, "interest", light.interest, light);
     writeFields(out, light);
@@ -329,7 +338,7 @@ Json pictureJson(const ScenePicture& picture) {
     if (picture.set == 0) {
         return nullptr;
     }
-    return {{"format", picture.format},
+    return {{"format", named(kPictureFormats, picture.format)},
             {"aspect", number(picture.aspect)},
             {"width", number(picture.width)},
             {"height", number(picture.height)}};
@@ -338,9 +347,9 @@ Json pictureJson(const ScenePicture& picture) {
 void writeRendering(JsonWriter& out, const SceneRendering& r) {
     out.key("rendering").beginObject();
     out.members({
-        {"type", r.type},
+        {"type", named(kRenderings, r.type)},
         {"frames", {{"first", r.frame[0]}, {"last", r.frame[1]}, {"step", r.frame[2]}}},
-        {"frameBuffer", r.frameBuffer},
+        {"frameBuffer", r.frameBuffer != 0},
         {"outputFile", text(r.outputFile)},
         {"resolution", Json::array({r.resolution[0], r.resolution[1]})},
         {"picture", pictureJson(r.picture)},
@@ -356,7 +365,7 @@ void writeRendering(JsonWriter& out, const SceneRendering& r) {
           {"memory", r.memoryStatistics != 0},
           {"tree", r.treeStatistics != 0},
           {"line", r.lineStatistics != 0}}},
-        {"antialias", r.antialias},
+        {"antialias", named(kAntialiasings, r.antialias)},
         {"antialiasLevel", r.antialiasLevel},
         {"antialiasThreshold", number(r.antialiasThreshold)},
         {"backCulling", r.backCulling != 0},

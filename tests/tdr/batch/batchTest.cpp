@@ -139,6 +139,7 @@ TEST_F(BatchTest, aBadFileEndsNothingAndIsCounted) {
         if (job["output"] == "o/c\\xff.png") {
             EXPECT_EQ(job["outputBase64"], "by9j/y5wbmc=");
             EXPECT_TRUE(contains(job["messages"], "c\\xff.pic: no driver reads it"));
+            EXPECT_EQ(job["code"], "wrongKind");
         }
     }
     EXPECT_EQ(fates, "done damaged failed skipped failed done ");
@@ -190,24 +191,37 @@ TEST_F(BatchTest, progressIsShownOnATerminalOnly) {
     for (int i = 0; i < 3; ++i) {
         pic("a." + std::to_string(i) + ".pic");
     }
-    int screen = -1;
-    int terminal = -1;
-    ASSERT_EQ(openpty(&screen, &terminal, nullptr, nullptr, nullptr), 0);
-    const base::UniqueFd owned(screen);
     static int stderrOfRun = -1;
-    stderrOfRun = terminal;
-    EXPECT_EQ(
-        convert({"a.#.pic", "b.#.png"}, {.prepare = [] { dup2(stderrOfRun, STDERR_FILENO); }}).exit,
-        0);
-    close(terminal);
-    std::string shown;
-    std::array<char, 4096> some{};
-    for (ssize_t got = 0; (got = read(screen, some.data(), some.size())) > 0;) {
-        shown.append(some.data(), static_cast<std::size_t>(got));
-    }
+    const Around around = {.prepare = [] { dup2(stderrOfRun, STDERR_FILENO); }};
+    const auto shownBy = [&](const std::function<Ended()>& command) {
+        int screen = -1;
+        EXPECT_EQ(openpty(&screen, &stderrOfRun, nullptr, nullptr, nullptr), 0);
+        const base::UniqueFd owned(screen);
+        EXPECT_EQ(command().exit, 0);
+        close(stderrOfRun);
+        std::string shown;
+        std::array<char, 4096> some{};
+        for (ssize_t got = 0; (got = read(screen, some.data(), some.size())) > 0;) {
+            shown.append(some.data(), static_cast<std::size_t>(got));
+        }
+        return shown;
+    };
+    const std::string shown = shownBy([&] { return convert({"a.#.pic", "b.#.png"}, around); });
     EXPECT_TRUE(contains(shown, "\r\x1b[K1 of 3, "));
     EXPECT_TRUE(contains(shown, " left: a.0.pic"));
     EXPECT_TRUE(contains(shown, "\r\x1b[Ktdr: 3 done"));
+
+    const std::string folder = files().path().string();
+    EXPECT_TRUE(contains(shownBy([&] {
+                             return run({"check", "-r", folder}, around);
+                         }),
+                         "\r\x1b[K0 of 6: " + in("a.0.pic")));
+    const std::vector<std::string> hash = {"hash", in("a.0.pic"), in("a.1.pic"), in("a.2.pic")};
+    EXPECT_TRUE(contains(shownBy([&] { return run(hash, around); }), "\r\x1b[K0 of 3: "));
+    EXPECT_EQ(shownBy([&] {
+                  return run({"hash", "-q", in("a.0.pic"), in("a.1.pic")}, around);
+              }),
+              "");
 }
 
 TEST_F(BatchTest, aKilledDriverIsReplacedForTheNextPicture) {
