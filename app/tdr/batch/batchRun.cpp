@@ -21,8 +21,7 @@ class Reporter {
     void add(const Job& job, const JobResult& result) {
         ++counts_.at(static_cast<std::size_t>(result.fate));
         worst_ = worse(worst_, result.code);
-        if (!result.messages.empty() || options_.verbose) {
-            progress_.clear();
+        if (!result.messages.empty()) {
             showMessages(result.messages);
         }
         if (options_.verbose) {
@@ -35,7 +34,7 @@ class Reporter {
     }
 
     ExitCode end() {
-        progress_.clear();
+        ProgressLine::hide();
         if (!options_.counts) {
             return worst_;
         }

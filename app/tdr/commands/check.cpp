@@ -3,9 +3,10 @@
 #include "batch/inputs.h"
 #include "check/checkPage.h"
 #include "check/checkText.h"
-#include "output/console.h"
+#include "output/fileRun.h"
 #include "output/formatted.h"
 #include "subcommands.h"
+#include "talkOptions.h"
 #include "tdr/interruptGuard.h"
 
 namespace {
@@ -16,19 +17,27 @@ struct CheckOptions {
     bool json = false;
     std::string page;
     bool force = false;
+    Talk talk;
+};
+
+/// A file to check.
+struct FileToCheck {
+    std::string path;
+    bool found = false; ///< in a folder: skipped if it is of no kind that can be checked
 };
 
 /// One run over all files.
 class Checking {
   public:
-    Checking(const DriverOptions& drivers, bool json, std::optional<CheckPage> page)
-        : options_(drivers), known_(drivers), asJson_(json), page_(std::move(page)) {
+    Checking(const DriverOptions& drivers, const CheckOptions& options,
+             std::optional<CheckPage> page)
+        : options_(drivers), known_(drivers), asJson_(options.json), quiet_(options.talk.quiet),
+          page_(std::move(page)) {
         json_.beginArray();
     }
 
-    /// A file that was found in a folder is skipped if it is of no kind that can be checked.
-    void add(const std::string& file, bool found) {
-        exit_ = worse(exit_, withinMemory(file, [&] { return check(file, found); }));
+    void add(const FileToCheck& file, FileRun& run) {
+        exit_ = worse(exit_, run.workOn(file.path, [&] { return check(file.path, file.found); }));
     }
 
     /// Of a folder that could not be searched.
@@ -46,7 +55,7 @@ class Checking {
         if (asJson_) {
             json_.finish();
         }
-        if (counts_.all() > 1) {
+        if (counts_.all() > 1 && !quiet_) {
             warn(textOf(counts_));
         }
         const auto shown = page_ ? page_->end(counts_) : Outcome<void>();
@@ -63,7 +72,7 @@ class Checking {
         }
         if (asJson_) {
             writeJson(json_, file, result);
-        } else if (result) {
+        } else if (result && !(quiet_ && result->whole)) {
             say_(textOf(file, *result));
         }
         if (page_) {
@@ -90,6 +99,7 @@ class Checking {
     const DriverOptions& options_;
     DriverSet known_; ///< for the endings of its files
     bool asJson_;
+    bool quiet_; ///< nothing about whole files, no counts
     JsonWriter json_{[this](std::string_view bytes) { say_(bytes); }};
     ExitCode exit_ = ExitCode::Done;
     ExitCode said_ = ExitCode::Done;
@@ -107,10 +117,11 @@ ExitCode checkAll(const DriverOptions& drivers, const CheckOptions& options) {
         page.emplace(std::move(*begun));
     }
     const std::string pageFolder = page ? page->folder() : "";
-    Checking checking(drivers, options.json, std::move(page));
-    for (const std::string& file : options.files) {
+    Checking checking(drivers, options, std::move(page));
+    std::vector<FileToCheck> files;
+    for (const std::string& name : options.files) {
         InputRule rule;
-        rule.listed = {file};
+        rule.listed = {name};
         rule.searchFolders = options.recursive;
         rule.leftOut = pageFolder;
         const FoundInputs found = findInputs(rule);
@@ -118,9 +129,13 @@ ExitCode checkAll(const DriverOptions& drivers, const CheckOptions& options) {
             checking.addProblem(problem);
         }
         for (const PlannedInput& input : found.inputs) {
-            if (checking.goesOn()) {
-                checking.add(input.path, input.path != file);
-            }
+            files.push_back({input.path, input.path != name});
+        }
+    }
+    FileRun run(files.size(), options.talk);
+    for (const FileToCheck& file : files) {
+        if (checking.goesOn()) {
+            checking.add(file, run);
         }
     }
     return checking.end();
@@ -138,5 +153,6 @@ void addCheck(Arguments& arguments, Command& command) {
     arguments.value("--html", "FOLDER", options->page,
                     "Write a page for a browser into a new or empty folder");
     arguments.flag("--force", options->force, "Replace an older page in FOLDER");
+    addTalkOptions(arguments, options->talk.quiet, options->talk.verbose);
     arguments.run([&command, options] { command.exit = checkAll(command.drivers, *options); });
 }

@@ -7,6 +7,7 @@
 #include "output/formatted.h"
 #include "streamJobs.h"
 #include "subcommands.h"
+#include "talkOptions.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -163,8 +164,7 @@ void addRun(Arguments& arguments, ConvertOptions& options) {
         .range(1, kMostMegabytes);
     arguments.value("--report", "FILE", options.run.report,
                     "Write a line of JSON for each picture to FILE");
-    auto quiet = arguments.flag("-q,--quiet", options.run.quiet, "Report only failures");
-    quiet.exclude(arguments.flag("-v,--verbose", options.run.verbose, "Report each picture"));
+    addTalkOptions(arguments, options.run.quiet, options.run.verbose);
 }
 
 } // namespace

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: MIT
 // tdr hash FILE...: the MD5 of the pixels of pictures, which does not depend on their formats.
 #include "base/hostPixel.h"
-#include "output/console.h"
+#include "output/fileRun.h"
 #include "output/formatted.h"
 #include "pictures/pictureLines.h"
 #include "subcommands.h"
+#include "talkOptions.h"
 
 #include <algorithm>
 #include <array>
@@ -101,17 +102,24 @@ Outcome<std::string> linesOf(const DriverOptions& options, const std::string& fi
     return lines;
 }
 
+struct HashOptions {
+    std::vector<std::string> files;
+    Talk talk;
+};
+
 /// Nothing is printed of a file that fails; the next one is still the next frame. Ends when the
 /// output fails.
-ExitCode hash(const DriverOptions& options, const std::vector<std::string>& files) {
+ExitCode hash(const DriverOptions& drivers, const HashOptions& options) {
     ExitCode exit = ExitCode::Done;
     ExitCode said = ExitCode::Done;
     FrameList list;
-    for (std::size_t frame = 0; frame < files.size() && said == ExitCode::Done; ++frame) {
-        exit = worse(exit, withinMemory(files[frame], [&] {
-                         const auto lines = linesOf(options, files[frame], frame, list);
-                         return lines ? said = say(*lines) : fail(lines.failure());
-                     }));
+    FileRun run(options.files.size(), options.talk);
+    for (std::size_t i = 0; i < options.files.size() && said == ExitCode::Done; ++i) {
+        const std::string& file = options.files[i];
+        exit = worse(exit, run.workOn(file, [&] {
+            const auto lines = linesOf(drivers, file, i, list);
+            return lines ? said = say(*lines) : fail(lines.failure());
+        }));
     }
     return exit;
 }
@@ -119,7 +127,8 @@ ExitCode hash(const DriverOptions& options, const std::vector<std::string>& file
 } // namespace
 
 void addHash(Arguments& arguments, Command& command) {
-    auto files = std::make_shared<std::vector<std::string>>();
-    arguments.value("files", "FILE", *files, "Pictures to hash").require();
-    arguments.run([&command, files] { command.exit = hash(command.drivers, *files); });
+    auto options = std::make_shared<HashOptions>();
+    arguments.value("files", "FILE", options->files, "Pictures to hash").require();
+    addTalkOptions(arguments, options->talk.quiet, options->talk.verbose);
+    arguments.run([&command, options] { command.exit = hash(command.drivers, *options); });
 }

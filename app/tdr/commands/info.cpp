@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 // tdr info FILE...: describes files.
 #include "info/fileInfo.h"
-#include "output/console.h"
+#include "output/fileRun.h"
 #include "output/formatted.h"
 #include "subcommands.h"
+#include "talkOptions.h"
 #include "tdr/interruptGuard.h"
 
 namespace {
@@ -11,6 +12,7 @@ namespace {
 struct InfoOptions {
     std::vector<std::string> files;
     bool json = false;
+    Talk talk;
 };
 
 std::string textOf(const std::string& file, const FileInfo& info) {
@@ -78,11 +80,11 @@ ExitCode showInfo(const DriverOptions& driverOptions, const InfoOptions& options
     Output output;
     JsonWriter json([&](std::string_view bytes) { output.write(bytes); });
     json.beginArray();
+    FileRun run(options.files.size(), options.talk);
     for (const std::string& file : options.files) {
-        exit =
-            worse(exit, withinMemory(file, [&] {
-                      return showOne(file, driverOptions, options.json ? &json : nullptr, output);
-                  }));
+        exit = worse(exit, run.workOn(file, [&] {
+            return showOne(file, driverOptions, options.json ? &json : nullptr, output);
+        }));
     }
     json.end();
     if (options.json) {
@@ -97,5 +99,6 @@ void addInfo(Arguments& arguments, Command& command) {
     auto options = std::make_shared<InfoOptions>();
     arguments.value("files", "FILE", options->files, "Files to describe").require();
     arguments.flag("--json", options->json, "Print a JSON array with one object a file");
+    addTalkOptions(arguments, options->talk.quiet, options->talk.verbose);
     arguments.run([&command, options] { command.exit = showInfo(command.drivers, *options); });
 }

@@ -2,6 +2,7 @@
 #include "console.h"
 
 #include "formatted.h"
+#include "progressLine.h"
 #include "utf8Text.h"
 #include "wholeWrite.h"
 
@@ -32,6 +33,7 @@ void putMessage(const std::string& line) {
     if (collected != nullptr) {
         *collected += line;
     } else {
+        ProgressLine::hide();
         (void)writeWhole(STDERR_FILENO, line);
     }
 }
@@ -47,13 +49,17 @@ CollectedMessages::~CollectedMessages() {
 }
 
 void showMessages(std::string_view lines) {
+    ProgressLine::hide();
     (void)writeWhole(STDERR_FILENO, lines);
 }
 
 ExitCode say(std::string_view text) {
-    const int error = ::isatty(STDOUT_FILENO) == 1
-                          ? writeWhole(STDOUT_FILENO, forTerminal(std::string(text)))
-                          : writeWhole(STDOUT_FILENO, text);
+    const bool onTerminal = ::isatty(STDOUT_FILENO) == 1;
+    if (onTerminal) {
+        ProgressLine::hide();
+    }
+    const int error = onTerminal ? writeWhole(STDOUT_FILENO, forTerminal(std::string(text)))
+                                 : writeWhole(STDOUT_FILENO, text);
     if (error == 0 || error == EPIPE) {
         return ExitCode::Done;
     }

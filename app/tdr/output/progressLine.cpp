@@ -8,6 +8,7 @@
 #include <cmath>
 #include <sys/ioctl.h>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -52,9 +53,8 @@ void ProgressLine::show(std::size_t done, std::string_view file) {
     shown_ = true;
 }
 
-void ProgressLine::clear() {
+void ProgressLine::hide() {
     if (std::exchange(shown_, false)) {
         (void)writeWhole(STDERR_FILENO, kBeginning);
-        next_ = {};
     }
 }
