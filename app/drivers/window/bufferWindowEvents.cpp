@@ -108,18 +108,40 @@ void takeMotion(State& state, const XEvent& event) {
                       held ? motion.y - state.pointerY : 0, 0});
     state.pointerX = motion.x;
     state.pointerY = motion.y;
+    state.pointerInside = true;
 }
 
 void takeLeave(State& state, const XEvent& /*event*/) {
+    state.pointerInside = false;
     state.inputs.add({Kind::Leave, 0, 0, 0, 0, 0});
+}
+
+/// The window has moved below the pointer, which has stayed where it was on the screen.
+void findPointer(State& state) {
+    Window root = 0;
+    Window child = 0;
+    int rootX = 0;
+    int rootY = 0;
+    unsigned buttons = 0;
+    const int sameScreen = XQueryPointer(state.display, state.window, &root, &child, &rootX, &rootY,
+                                         &state.pointerX, &state.pointerY, &buttons);
+    const int x = state.pointerX;
+    const int y = state.pointerY;
+    state.pointerInside =
+        sameScreen != 0 && x >= 0 && x < state.place.width && y >= 0 && y < state.place.height;
+    state.inputs.add({state.pointerInside ? Kind::Point : Kind::Leave, x, y, 0, 0, 0});
 }
 
 void takeConfigure(State& state, const XEvent& event) {
     const XConfigureEvent& now = event.xconfigure;
-    if (state.forInput && (now.width != state.place.width || now.height != state.place.height)) {
-        state.inputs.add({Kind::Resize, now.width, now.height, 0, 0, 0});
-    }
+    const bool resized = now.width != state.place.width || now.height != state.place.height;
     state.place = {now.x, now.y, now.width, now.height};
+    if (state.forInput && resized) {
+        state.inputs.add({Kind::Resize, now.width, now.height, 0, 0, 0});
+        if (state.pointerInside) {
+            findPointer(state);
+        }
+    }
 }
 
 void takeMessage(State& state, const XEvent& event) {

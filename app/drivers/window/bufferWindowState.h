@@ -67,6 +67,7 @@ struct BufferWindow::State {
     WindowInputs inputs;
     int pointerX = 0; // as last reported
     int pointerY = 0;
+    bool pointerInside = false;
     WindowPlace place;      // as last reported
     WindowPlace smallPlace; // before it filled the screen
     bool fillsScreen = false;

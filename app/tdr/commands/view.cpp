@@ -8,7 +8,10 @@
 
 void addViewWith(Arguments& arguments, std::function<void(const ViewOptions& options)> view) {
     auto options = std::make_shared<ViewOptions>();
-    arguments.value("file", "FILE", options->files, "Pictures to show").require();
+    arguments
+        .value("file", "FILE", options->files,
+               "Pictures to show, or patterns (shot.%04d.pic, shot.####.pic, shot.@.pic)")
+        .require();
     arguments
         .value("--rate", "N", options->rate, "Pictures a second that Return plays (default: 25)")
         .range(0.01, 1000.0);

@@ -59,7 +59,7 @@ tdr::Result<tdr::Picture> read(tdr::PictureSource& source, AlphaChange alpha, do
 } // namespace
 
 Outcome<ViewPicture> readForView(const DriverOptions& options, const std::string& file,
-                                 AlphaChange alpha, PixelSize room) {
+                                 AlphaChange alpha, PixelSize room, int matte) {
     DriverSet drivers(options);
     auto opened = openPicture(drivers, file);
     if (!opened) {
@@ -75,6 +75,10 @@ Outcome<ViewPicture> readForView(const DriverOptions& options, const std::string
         return problemWith(file, metadata.failure());
     }
     const PixelSize size{opened->source.width(), opened->source.height()};
+    const tdr::PictureShape& shape = opened->source.shape();
+    const int mattes = shape.matte ? shape.channels : 0;
+    const int shown = matte < mattes ? matte : 0;
+    opened->source.selectMatte(shown);
     auto picture = read(opened->source, alpha, metadata->ratio, room);
     if (!picture) {
         driver.passOnLines(picture.failure().lastLine);
@@ -86,6 +90,8 @@ Outcome<ViewPicture> readForView(const DriverOptions& options, const std::string
                      size,
                      metadata->ratio,
                      std::move(*picture),
+                     mattes,
+                     shown,
                      !driver.session.damage().empty(),
                      {}};
     for (const std::string& line : *driver.lines) {

@@ -4,6 +4,7 @@
 #include "output/console.h"
 #include "output/formatted.h"
 #include "tdr/interruptGuard.h"
+#include "viewCaption.h"
 
 #include <algorithm>
 #include <array>
@@ -31,6 +32,7 @@ constexpr KeyRow kKeys[] = {
     {' ', 1, &Viewer::step},
     {kKeyLeft, -1, &Viewer::step},
     {kKeyUp, -1, &Viewer::step},
+    {'m', 0, &Viewer::nextMatte},
     {kKeyReturn, 0, &Viewer::play},
     {'+', 1, &Viewer::zoom},
     {'=', 1, &Viewer::zoom}, // the same key on many keyboards
@@ -51,71 +53,48 @@ constexpr std::array kChannelTexts = {"", " - red", " - green", " - blue", " - a
 } // namespace
 
 Viewer::Viewer(const DriverOptions& drivers, const ViewOptions& options)
-    : drivers_(drivers), options_(options) {
-    for (const std::string& file : options.files) {
-        files_.push_back({file});
-    }
-}
+    : rate_(options.rate), files_(drivers, options) {}
 
 ExitCode Viewer::run() {
+    if (files_.empty()) {
+        return files_.exit();
+    }
     const auto screen = BufferWindow::screenSize();
     if (!screen) {
         return fail(
-            {ExitCode::Failed, files_.front().name + ": no X display to show it on (see DISPLAY)"});
+            {ExitCode::Failed, files_.name() + ": no X display to show it on (see DISPLAY)"});
     }
     room_ = {std::max(screen->width - kKeptFree.width, 1),
              std::max(screen->height - kKeptFree.height, 1)};
-    if (!readNear(0)) {
-        return exit_;
+    if (!read(0)) {
+        return files_.exit();
     }
     if (openWindow()) {
         serve();
     }
     if (!done_ && window_.lost()) {
-        return fail({ExitCode::Failed, files_[file_].name + ": its window failed, see above"});
+        return fail({ExitCode::Failed, files_.name() + ": its window failed, see above"});
     }
-    return exit_;
+    return files_.exit();
 }
 
-// --- Files ---------------------------------------------------------------------------------------
-
-/// Reads the file that is `step` from the current one, or the first beyond it that can be read.
-/// Those that cannot are reported and left out from then on. False if none is left.
-bool Viewer::readNear(int step) {
-    while (!files_.empty()) {
-        const std::size_t count = files_.size();
-        const std::size_t near = (file_ + count + static_cast<std::size_t>(step)) % count;
-        auto read = readForView(drivers_, files_[near].name, options_.alpha, room_);
-        if (read) {
-            becomeCurrent(near, std::move(*read));
-            return true;
-        }
-        exit_ = worse(exit_, fail(read.failure()));
-        if (tdr::InterruptGuard::signal() != 0) {
-            return false;
-        }
-        files_.erase(files_.begin() + static_cast<std::ptrdiff_t>(near));
-        file_ -= near < file_ || file_ == files_.size() ? 1 : 0;
+/// Reads the file that is `step` from the current one. False if none is left.
+bool Viewer::read(int step) {
+    auto picture = files_.read(step, room_, matte_);
+    if (!picture) {
+        return false;
     }
-    return false;
-}
-
-void Viewer::becomeCurrent(std::size_t file, ViewPicture picture) {
-    if (!std::exchange(files_[file].told, true)) {
-        std::ranges::for_each(picture.lines, passOn);
-    }
-    exit_ = picture.damaged ? worse(exit_, ExitCode::Failed) : exit_;
     const bool sameShape =
-        picture_ && picture_->size == picture.size && picture_->ratio == picture.ratio;
+        picture_ && picture_->size == picture->size && picture_->ratio == picture->ratio;
     if (!sameShape) { // pictures of one shape can be compared at one place
         const PixelSize window =
-            port_ ? port_->window() : windowSize(picture.size, picture.ratio, room_);
-        port_.emplace(picture.size, picture.ratio, window);
+            port_ ? port_->window() : windowSize(picture->size, picture->ratio, room_);
+        port_.emplace(picture->size, picture->ratio, window);
     }
     picture_ = std::move(picture);
-    file_ = file;
     raster_.reset();
     changed_ = true;
+    return true;
 }
 
 // --- The window ----------------------------------------------------------------------------------
@@ -174,8 +153,8 @@ void Viewer::stepWhenDue() {
     if (!due_ || now < *due_) {
         return;
     }
-    const auto period = std::chrono::duration_cast<Clock::duration>(
-        std::chrono::duration<double>(1 / options_.rate));
+    const auto period =
+        std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(1 / rate_));
     due_ = std::max(*due_ + period, now); // no picture is left out to catch up
     step(1);
 }
@@ -183,10 +162,14 @@ void Viewer::stepWhenDue() {
 /// Shows what has changed; false if nothing has.
 bool Viewer::update() {
     const std::string now = title();
+    const std::string over = caption();
     const bool changed = std::exchange(changed_, false);
     if (changed) {
         drawPicture();
-        window_.show(drawn_->size.width, drawn_->size.height, drawn_->pixels.data());
+    }
+    if (std::exchange(caption_, over) != over || changed) {
+        const Raster& shown = drawCaptioned();
+        window_.show(shown.size.width, shown.size.height, shown.pixels.data());
     }
     if (now != title_) {
         window_.setTitle(now.c_str());
@@ -201,6 +184,18 @@ void Viewer::drawPicture() {
     drawn_ = drawView(*raster_, *port_);
 }
 
+/// The numbers are not where the pointer is.
+const Raster& Viewer::drawCaptioned() {
+    if (caption_.empty()) {
+        captioned_.reset();
+        return *drawn_;
+    }
+    captioned_ = drawn_;
+    const bool low = pointer_ && pointer_->y > drawn_->size.height / 2;
+    drawCaption(caption_, low ? CaptionPlace::Top : CaptionPlace::Bottom, *captioned_);
+    return *captioned_;
+}
+
 void Viewer::wait() const {
     using std::chrono::milliseconds;
     pollfd sources[] = {{window_.eventFd(), POLLIN, 0},
@@ -213,15 +208,24 @@ void Viewer::wait() const {
 
 std::string Viewer::title() const {
     std::string text = picture_->description;
-    if (options_.files.size() > 1) {
-        text += formatted(" - {} of {}", file_ + 1, files_.size());
+    if (const std::string place = files_.place(); !place.empty()) {
+        text += " - " + place;
+    }
+    if (picture_->mattes > 1) {
+        text += formatted(" - matte {} of {}", picture_->matte + 1, picture_->mattes);
     }
     text += kChannelTexts[static_cast<std::size_t>(layer_.channel)];
     text += layer_.premultiplied ? " - premultiplied" : "";
     if (port_->scale() != 1) {
         text += formatted(" - {}%", std::max(std::lround(100 * port_->scale()), 1L));
     }
-    return text + pixelText();
+    const std::string pixel = pixelText();
+    return pixel.empty() ? text : text + " - " + pixel;
+}
+
+/// What the title says of the pixel, which nobody sees when the picture fills the screen.
+std::string Viewer::caption() const {
+    return fillsScreen_ ? pixelText() : "";
 }
 
 /// The pixel under the pointer: column and line, red, green, blue and alpha.
@@ -230,7 +234,7 @@ std::string Viewer::pixelText() const {
     if (!pixel) {
         return {};
     }
-    std::string place = formatted(" - {}, {}", pixel->column, pixel->line);
+    std::string place = formatted("{}, {}", pixel->column, pixel->line);
     const tdr::Picture& picture = picture_->picture;
     if (picture.width != picture_->size.width || picture.height != picture_->size.height) {
         return place;
@@ -245,7 +249,14 @@ std::string Viewer::pixelText() const {
 // --- Keys ----------------------------------------------------------------------------------------
 
 void Viewer::step(int files) {
-    done_ = !readNear(files) || done_;
+    done_ = !read(files) || done_;
+}
+
+void Viewer::nextMatte(int /*unused*/) {
+    if (picture_->mattes > 1) {
+        matte_ = (picture_->matte + 1) % picture_->mattes;
+        step(0);
+    }
 }
 
 void Viewer::play(int /*unused*/) {

@@ -4,13 +4,11 @@
 
 #include "TDR_BufferWindow.h"
 #include "viewCanvas.h"
-#include "viewPicture.h"
+#include "viewFiles.h"
 
 #include <chrono>
-#include <cstddef>
 #include <optional>
 #include <string>
-#include <vector>
 
 class Viewer {
   public:
@@ -22,7 +20,8 @@ class Viewer {
 
     // What keys do.
     void quit(int /*unused*/) { done_ = true; }
-    void step(int files); ///< to another file; after the last one comes the first
+    void step(int files);           ///< to another file; after the last one comes the first
+    void nextMatte(int /*unused*/); ///< of the file; after the last one comes the first
     void play(int /*unused*/);
     void zoom(int steps);
     void showPixels(int /*unused*/);
@@ -34,38 +33,35 @@ class Viewer {
   private:
     using Clock = std::chrono::steady_clock;
 
-    [[nodiscard]] bool readNear(int step);
-    void becomeCurrent(std::size_t file, ViewPicture picture);
+    [[nodiscard]] bool read(int step);
     [[nodiscard]] bool openWindow();
     void serve();
     void take(const WindowInput& input);
     void stepWhenDue();
     [[nodiscard]] bool update();
     void drawPicture();
+    [[nodiscard]] const Raster& drawCaptioned();
     void wait() const;
     [[nodiscard]] std::string title() const;
+    [[nodiscard]] std::string caption() const;
     [[nodiscard]] std::string pixelText() const;
 
-    struct File {
-        std::string name;
-        bool told = false; ///< what its driver has reported
-    };
-    const DriverOptions& drivers_;
-    const ViewOptions& options_;
-    std::vector<File> files_; ///< that can be shown, as far as known
-    std::size_t file_ = 0;
+    double rate_; ///< files a second while they are played
+    ViewFiles files_;
+    int matte_ = 0;  ///< to show of files that have so many, counted from 0
     PixelSize room_; ///< for windows
     BufferWindow window_;
     std::optional<ViewPicture> picture_;
     std::optional<ViewPort> port_;
     ViewLayer layer_;
-    std::optional<Raster> raster_; ///< of the layer; none if that has changed
-    std::optional<Raster> drawn_;  ///< what the window shows
-    bool changed_ = true;          ///< since that was drawn
+    std::optional<Raster> raster_;    ///< of the layer; none if that has changed
+    std::optional<Raster> drawn_;     ///< for the window, without a caption
+    bool changed_ = true;             ///< since that was drawn
+    std::optional<Raster> captioned_; ///< what the window shows, if that has a caption
+    std::string caption_;
     std::string title_;
     std::optional<WindowInput> pointer_;   ///< where it is in the window
     std::optional<Clock::time_point> due_; ///< of the next file while they are played
     bool fillsScreen_ = false;
     bool done_ = false;
-    ExitCode exit_ = ExitCode::Done;
 };

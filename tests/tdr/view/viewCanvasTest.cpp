@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 // Where a picture is in its window, and what of it is drawn.
 #include "view/viewCanvas.h"
+#include "view/viewCaption.h"
 
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <limits>
+#include <string>
 #include <vector>
 
 namespace {
@@ -194,6 +196,48 @@ TEST(ViewCanvas, KeepsWhiteWhiteAtTheLargestSize) {
     EXPECT_EQ(shown({32767, 1}, {5, 1}, {white}), std::vector<std::uint32_t>(5, grey(255)));
     EXPECT_EQ(shown({1, 32767}, {1, 5}, std::vector<Line>(32767, Line(4, 255))),
               std::vector<std::uint32_t>(5, grey(255)));
+}
+
+TEST(ViewCaption, WritesNumbersIntoACorner) {
+    const std::vector<std::string> lines = {
+        "                                 ", //
+        "                                 ", //
+        "    #          ###   ###   ###   ", //
+        "   ##    ##   #   # #   # #   #  ", //
+        "    #    ##       # #  ## #   #  ", //
+        "    #            #  # # #  ###   ", //
+        "    #    ##     #   ##  # #   #  ", //
+        "    #    ##    #    #   # #   #  ", //
+        "   ###        #####  ###   ###   ", //
+        "                                 ", //
+        "                                 ", //
+    };
+    const struct {
+        CaptionPlace place;
+        int top, scale;
+        PixelSize window;
+    } cases[] = {
+        {CaptionPlace::Bottom, 19, 1, {40, 30}},
+        {CaptionPlace::Top, 0, 1, {40, 30}},
+        {CaptionPlace::Top, 0, 2, {66, 480}},
+        {CaptionPlace::Bottom, 0, 1, {9, 5}}, // cut off
+    };
+    for (const auto& c : cases) {
+        Raster window(c.window);
+        drawCaption("1:208", c.place, window);
+        for (int row = 0; row < c.window.height; ++row) {
+            for (int column = 0; column < c.window.width; ++column) {
+                const int line = (row - c.top) / c.scale;
+                const bool inside = row >= c.top && line < 11 && column / c.scale < 33;
+                const bool dot = inside && lines[static_cast<std::size_t>(line)]
+                                                [static_cast<std::size_t>(column / c.scale)] == '#';
+                const auto at =
+                    static_cast<std::size_t>((c.window.height - 1 - row) * c.window.width + column);
+                ASSERT_EQ(window.pixels[at], inside ? grey(dot ? 255 : 0) : 0U)
+                    << row << " " << column;
+            }
+        }
+    }
 }
 
 } // namespace

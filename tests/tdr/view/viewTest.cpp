@@ -3,6 +3,7 @@
 #include "drivers/window/windowDesk.h"
 #include "support/pictureFiles.h"
 #include "view/viewCanvas.h"
+#include "view/viewCaption.h"
 
 #include <algorithm>
 
@@ -182,6 +183,104 @@ TEST(ViewKeys, FillTheScreenAndPlay) {
         EXPECT_EQ(program->exitStatus(), 0);
         EXPECT_EQ(program->err(), "");
     }
+}
+
+/// The part of a screenshot where these numbers are, if they are there.
+bool hasCaption(const Screenshot& shot, const std::string& text, CaptionPlace place) {
+    Raster blank({shot.width, shot.height});
+    drawCaption(text, place, blank);
+    for (std::size_t i = 0; i < shot.pixels.size(); ++i) {
+        const auto row =
+            static_cast<std::size_t>(shot.height) - 1 - i / static_cast<std::size_t>(shot.width);
+        const std::uint32_t wanted = blank.pixels[row * static_cast<std::size_t>(shot.width) +
+                                                  i % static_cast<std::size_t>(shot.width)];
+        if (wanted != 0 && shot.pixels[i] != (wanted & 0xffffffU)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+/// The picture is in the middle: from 120, 90.
+TEST(ViewKeys, ShowPixelValuesInFullScreen) {
+    for (const auto manager : {Desk::Manager::Bare, Desk::Manager::Openbox}) {
+        Desk desk("640x480x24", manager);
+        const support::TempDir folder;
+        const auto program =
+            desk.start({TDR_COMMAND, "view", folder.write("a.pic", plain(400, 300, 200))});
+        const WindowId window = desk.window("a.pic - 400 x 300 - SOFTIMAGE");
+        desk.awaitFocus(window);
+        desk.xdotool({"mousemove", "130", "200", "key", "F11", "1"}); // and stays there
+        const auto expect = [&](const std::string& text, CaptionPlace place) {
+            eventually(text, [&] {
+                return desk.place(window) == Place{0, 0, 640, 480} &&
+                       hasCaption(desk.screenshot(window), text, place);
+            });
+        };
+        expect("10, 110: 200 100 50 255", CaptionPlace::Bottom);
+        desk.xdotool({"mousemove", "120", "389"});
+        expect("0, 299: 200 100 50 255", CaptionPlace::Top);
+        desk.xdotool({"mousemove", "5", "5"}); // beside the picture
+        const auto isPlain = [&] {
+            return std::ranges::count(desk.screenshot(window).pixels, 0xffffffU) == 0;
+        };
+        eventually("no numbers", isPlain);
+        desk.xdotool({"mousemove", "130", "200", "key", "F11"});
+        eventually("a window", [&] { return desk.screenshot(window).width == 400 && isPlain(); });
+        desk.xdotool({"key", "q"});
+        EXPECT_EQ(program->exitStatus(), 0);
+        EXPECT_EQ(program->err(), "");
+    }
+}
+
+/// Of a pattern the frames that exist are shown, and the mattes of each file one after another.
+TEST_F(View, StepsThroughFramesAndMattes) {
+    for (const char* name : {"f.002.pic", "f.010.pic", "f.001.pic", "f.1.pic"}) {
+        folder_.write(name, kOne);
+    }
+    const std::string one = folder_.write("one.tag", support::tag(1, 1, 1, {0xC001}));
+    const std::string three =
+        folder_.write("three.tag", support::tag(1, 1, 3, {0x8001, 0xC001, 0x8001}));
+    const auto program = desk_.start(
+        {TDR_COMMAND, "view", folder_ / "f.%03d.pic", three, one, folder_ / "no.@.pic"});
+    const struct {
+        const char* key;
+        const char* title;
+    } steps[] = {
+        {nullptr, "f.001.pic - 1 x 1 - SOFTIMAGE - 1 of 5 - 32000%"},
+        {"m", "f.001.pic - 1 x 1 - SOFTIMAGE - 1 of 5 - 32000%"},
+        {"space", "f.002.pic - 1 x 1 - SOFTIMAGE - 2 of 5 - 32000%"},
+        {"space", "f.010.pic - 1 x 1 - SOFTIMAGE - 3 of 5 - 32000%"},
+        {"space", "three.tag - 1 x 1 - SOFTIMAGE - 4 of 5 - matte 1 of 3 - 32000%"},
+        {"m", "three.tag - 1 x 1 - SOFTIMAGE - 4 of 5 - matte 2 of 3 - 32000%"},
+        {"space", "one.tag - 1 x 1 - SOFTIMAGE - 5 of 5 - 32000%"},
+        {"Left", "three.tag - 1 x 1 - SOFTIMAGE - 4 of 5 - matte 2 of 3 - 32000%"},
+        {"m", "three.tag - 1 x 1 - SOFTIMAGE - 4 of 5 - matte 3 of 3 - 32000%"},
+        {"m", "three.tag - 1 x 1 - SOFTIMAGE - 4 of 5 - matte 1 of 3 - 32000%"},
+    };
+    WindowId window = 0;
+    for (const auto& step : steps) {
+        SCOPED_TRACE(step.title);
+        if (step.key != nullptr) {
+            desk_.xdotool({"key", step.key});
+        }
+        window = desk_.window(step.title);
+        if (step.key == nullptr) {
+            desk_.xdotool({"mousemove", "600", "10"});
+            desk_.focus(window);
+        }
+        const bool white = std::string_view(step.title).find("matte 2") != std::string_view::npos;
+        eventually("its pixel", [&] {
+            return (desk_.screenshot(window).pixels[0] == 0xffffff) == white ||
+                   std::string_view(step.title).find(" of 3") == std::string_view::npos;
+        });
+    }
+    desk_.xdotool({"key", "q"});
+    EXPECT_EQ(program->exitStatus(), 1);
+    EXPECT_NE(program->err().find("f.%03d.pic: no frame 3-9; skipped"), std::string::npos);
+    EXPECT_NE(program->err().find("no.@.pic: no file has a name of this pattern"),
+              std::string::npos);
+    EXPECT_EQ(std::ranges::count(program->err(), '\n'), 2) << program->err();
 }
 
 TEST_F(View, ShowsADamagedPictureAndSaysSo) {

@@ -47,7 +47,7 @@ struct WindowInput {
         Wheel,  ///< turned by one step at x, y: `key` is 1 away from the user, -1 towards
         Point,  ///< the pointer is at x, y, counted from the upper left corner
         Leave,  ///< the pointer has left the window
-        Resize, ///< the window is now x by y pixels
+        Resize, ///< the window is now x by y pixels; a Point or Leave follows if it had the pointer
     };
     Kind kind = Kind::Key;
     int x = 0;
