@@ -170,7 +170,8 @@ int pictureReaderSeek(PictureReader* reader, std::int64_t position);
 /// Returns 1, or 0 when the stream cannot seek.
 int pictureReaderSync(PictureReader* reader);
 
-/// Writes the scanlines of one open picture, with one write to the stream per scanline.
+/// Writes the scanlines of one open picture, with one write to the stream per scanline unless they
+/// are collected.
 struct PictureWriter;
 
 /// A writer that appends at the position of `stream`, or null as for a reader. The caller keeps the
@@ -188,6 +189,15 @@ struct PictureWriterDisposer {
 /// nothing more is written, and `pictureWriterError` says why. A stream is buffered, so a failure
 /// may show lines later or when the stream is closed: check that too.
 int pictureWriterScanline(PictureWriter* writer, Picture* record, const ChannelPacket* chain);
+
+/// Collects scanlines from now on, and writes them in pieces that end where the file position is a
+/// multiple of `piece` (at least 1). The system stores a file that is written in large, aligned
+/// pieces so that it is read faster; a small buffer of the stream would spoil them. The last ones
+/// need `pictureWriterFlush`.
+void pictureWriterCollect(PictureWriter* writer, std::size_t piece);
+
+/// Writes what is collected. Returns 1, or 0 when this or an earlier write failed.
+[[nodiscard]] int pictureWriterFlush(PictureWriter* writer);
 
 /// The file position after the last scanline written.
 [[nodiscard]] std::int64_t pictureWriterPosition(const PictureWriter* writer);

@@ -61,14 +61,19 @@ bool readPlanes(PictureReader* reader, Picture* record, const ChannelPacket* cha
 }
 
 int writePlanes(std::FILE* stream, Picture* record, const ChannelPacket* chain) {
+    constexpr std::size_t kPiece = std::size_t{1} << 20;
     const UniqueWriter writer(pictureWriterAllocate(stream));
+    if (writer == nullptr) {
+        return ENOMEM;
+    }
+    pictureWriterCollect(writer.get(), kPiece);
     linesFromPlanes(record);
-    bool written = writer != nullptr;
+    bool written = true;
     for (int row = 0; row < record->height && written; ++row) {
         written = pictureWriterScanline(writer.get(), record, chain) != 0;
     }
     forgetLines(record);
-    return writer != nullptr ? pictureWriterError(writer.get()) : ENOMEM;
+    return pictureWriterFlush(writer.get()) == 1 ? 0 : pictureWriterError(writer.get());
 }
 
 } // namespace

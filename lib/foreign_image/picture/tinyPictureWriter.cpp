@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Writing scanlines: encoded into one buffer, one write to the stream for each.
+// Writing scanlines: encoded into one buffer, which goes to the stream for each, or in pieces.
 #include "picture/coders/tinyPictureCoders.h"
 #include "tinyPictureLine.h"
 
@@ -7,12 +7,15 @@
 #include <cerrno>
 #include <memory>
 #include <new>
+#include <utility>
 
 struct PictureWriter {
     std::FILE* stream;
-    std::int64_t position;
+    std::int64_t position;                 ///< after all that is encoded
     int error;                             ///< errno of the first failed write
-    std::unique_ptr<std::uint8_t[]> bytes; ///< one encoded scanline
+    std::size_t piece;                     ///< see `pictureWriterCollect`; 0 if it was not called
+    std::unique_ptr<std::uint8_t[]> bytes; ///< encoded scanlines
+    std::size_t used;                      ///< bytes that are not written yet
     std::size_t capacity;
     std::unique_ptr<std::uint64_t[]> pairs; ///< scratch of the coders
     std::unique_ptr<std::uint8_t[]> zeros;  ///< a line for channels missing from the record
@@ -30,13 +33,24 @@ std::size_t scanlineRoom(std::size_t width, const ChannelPacket* chain) {
     return room;
 }
 
+/// Makes room for `size` bytes, keeping those that are used. False when out of memory.
+bool grow(PictureWriter* writer, std::size_t size) {
+    std::unique_ptr<std::uint8_t[]> larger(new (std::nothrow) std::uint8_t[size]);
+    if (larger == nullptr) {
+        return false;
+    }
+    std::copy_n(writer->bytes.get(), writer->used, larger.get());
+    writer->bytes = std::move(larger);
+    writer->capacity = size;
+    return true;
+}
+
 /// Makes the writer's buffers large enough for a scanline. False when out of memory.
 bool reserve(PictureWriter* writer, int width, const ChannelPacket* chain) {
     const auto pixels = static_cast<std::size_t>(width);
     const std::size_t room = scanlineRoom(pixels, chain);
-    if (room > writer->capacity) {
-        writer->bytes.reset(new (std::nothrow) std::uint8_t[room]);
-        writer->capacity = writer->bytes != nullptr ? room : 0;
+    if (writer->used + room > writer->capacity && !grow(writer, writer->piece + room)) {
+        return false;
     }
     if (writer->pairs == nullptr || width > writer->width) {
         writer->pairs.reset(new (std::nothrow) std::uint64_t[pairWords(pixels)]);
@@ -63,10 +77,10 @@ bool linesOf(PictureWriter* writer, const Picture* record, const PacketChannels&
     return true;
 }
 
-/// Encodes one scanline into the writer's buffer. Returns its end, or null when out of memory.
+/// Encodes one scanline behind the used bytes. Returns its end, or null when out of memory.
 std::uint8_t* encodeScanline(PictureWriter* writer, Picture* record, const ChannelPacket* chain) {
     const int width = std::max<int>(record->width, 0);
-    std::uint8_t* to = reserve(writer, width, chain) ? writer->bytes.get() : nullptr;
+    std::uint8_t* to = reserve(writer, width, chain) ? &writer->bytes[writer->used] : nullptr;
     const CoderTable* coders = codersInUse();
     for (const ChannelPacket* packet = chain; packet != nullptr; packet = packet->next) {
         const PacketChannels channels(packet->channels);
@@ -81,6 +95,28 @@ std::uint8_t* encodeScanline(PictureWriter* writer, Picture* record, const Chann
     }
     advanceLines(record, chain);
     return to;
+}
+
+/// Writes the first `size` of the used bytes.
+int writeUsed(PictureWriter* writer, std::size_t size) {
+    if (size == 0) {
+        return 1;
+    }
+    errno = 0;
+    if (std::fwrite(writer->bytes.get(), 1, size, writer->stream) != size) {
+        writer->error = errno != 0 ? errno : EIO;
+        return 0;
+    }
+    writer->used -= size;
+    std::copy_n(&writer->bytes[size], writer->used, writer->bytes.get());
+    return 1;
+}
+
+/// The part of the used bytes that makes whole pieces.
+std::size_t wholePieces(const PictureWriter* writer) {
+    const auto end = static_cast<std::size_t>(writer->position);
+    const std::size_t left = writer->piece == 0 ? 0 : end % writer->piece;
+    return writer->used > left ? writer->used - left : 0;
 }
 
 } // namespace
@@ -113,14 +149,18 @@ int pictureWriterScanline(PictureWriter* writer, Picture* record, const ChannelP
         writer->error = ENOMEM;
         return 0;
     }
-    const auto size = static_cast<std::size_t>(end - writer->bytes.get());
-    errno = 0;
-    if (std::fwrite(writer->bytes.get(), 1, size, writer->stream) != size) {
-        writer->error = errno != 0 ? errno : EIO;
-        return 0;
-    }
-    writer->position += static_cast<std::int64_t>(size);
-    return 1;
+    const std::uint8_t* const begin = &writer->bytes[writer->used];
+    writer->used += static_cast<std::size_t>(end - begin);
+    writer->position += end - begin;
+    return writeUsed(writer, wholePieces(writer));
+}
+
+void pictureWriterCollect(PictureWriter* writer, std::size_t piece) {
+    writer->piece = piece;
+}
+
+int pictureWriterFlush(PictureWriter* writer) {
+    return writer->error == 0 ? writeUsed(writer, writer->used) : 0;
 }
 
 std::int64_t pictureWriterPosition(const PictureWriter* writer) {

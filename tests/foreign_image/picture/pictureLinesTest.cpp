@@ -4,6 +4,7 @@
 #include "pictureTesting.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <optional>
 
 namespace {
@@ -21,6 +22,44 @@ TEST_F(PictureWriting, CountsItsPosition) {
         EXPECT_EQ(pictureWriterScanline(writer.get(), made.record.get(), made.chain.get()), 1);
     }
     EXPECT_EQ(pictureWriterError(writer.get()), 0);
+}
+
+TEST_F(PictureWriting, CollectedLinesGoOutInAlignedPieces) {
+    struct Written {
+        std::string bytes;
+        std::vector<std::size_t> ends;
+    } written;
+    const auto put = [](void* cookie, const char* bytes, std::size_t size) {
+        auto* to = static_cast<Written*>(cookie);
+        to->ends.push_back(to->bytes.append(bytes, size).size());
+        return static_cast<ssize_t>(size);
+    };
+    const auto seek = [](void*, off64_t*, int) {
+        errno = ESPIPE;
+        return -1;
+    };
+    const Created made(path, picture(300, 40, 0xF0));
+    const Created other(path + ".other", picture(300, 40, 0xF0));
+    const base::UniqueFile stream(
+        fopencookie(&written, "w", {.read = {}, .write = put, .seek = seek, .close = {}}));
+    std::setvbuf(stream.get(), nullptr, _IONBF, 0);
+    const UniqueWriter writer(pictureWriterAllocate(stream.get()));
+    const UniqueWriter plain(pictureWriterAllocate(made.stream.get()));
+    const auto begin = static_cast<std::size_t>(pictureWriterPosition(plain.get()));
+    for (int row = 0; row < 40; ++row) {
+        pictureWriterCollect(writer.get(), row < 20 ? 5000 : 1000);
+        pictureWriterScanline(writer.get(), other.record.get(), other.chain.get());
+        pictureWriterScanline(plain.get(), made.record.get(), made.chain.get());
+    }
+    EXPECT_EQ(pictureWriterFlush(writer.get()), 1);
+    std::fflush(made.stream.get());
+    EXPECT_EQ(written.bytes, support::contentOf(path).substr(begin));
+    EXPECT_EQ(written.ends.back(), written.bytes.size());
+    ASSERT_GT(written.ends.size(), 5U);
+    written.ends.pop_back();
+    for (const std::size_t end : written.ends) {
+        EXPECT_EQ(end % 1000, 0U);
+    }
 }
 
 /// A file of forty lines that is read line by line.

@@ -80,8 +80,9 @@ class TDR_SoftimageFilter : public TDR_Driver {
     /// Finds the beginning of every line. False when a line could not be read.
     bool fill_offset_table();
 
-    static constexpr std::size_t kStreamBuffer = std::size_t{64} << 10;
-    std::unique_ptr<char[]> streamBuffer;                          ///< of a file being written
+    // Pieces in which a picture is written: line by line with little memory, or at once.
+    static constexpr std::size_t kLinePiece = std::size_t{256} << 10;
+    static constexpr std::size_t kWholePiece = std::size_t{1} << 20;
     base::UniqueFile file;                                         ///< the open file
     std::unique_ptr<Picture, PictureDisposer> picture;             ///< header, while a PIC is open
     std::unique_ptr<ChannelPacket, ChannelPacketDisposer> packets; ///< the PIC's chain
@@ -119,6 +120,8 @@ class TDR_SoftimageFilter : public TDR_Driver {
     [[nodiscard]] std::size_t packedLineBytes() const;
     bool keepLine(long k, const unsigned char* hostLine);
     void flushKeptLines();
+    /// False when a write to the file failed, now or earlier.
+    bool flushWriter();
     bool closeFile();
 
     /// The current position in the file. Never 0 while it is written, because 0 means "not known".

@@ -54,6 +54,9 @@ int TDR_SoftimageFilter::putCache(char* block, int, long) {
     }
     const std::size_t lineBytes = packedLineBytes();
     base::populate(block, lineBytes * static_cast<std::size_t>(height()));
+    if (writer) {
+        pictureWriterCollect(writer.get(), kWholePiece);
+    }
     // Kept: A whole picture is written by its rows and ends on line 0.
     // A reader would expect the last line to be the last one written. The file is right, because
     // writing only appends, but the rows' numbers are used as file order: afterwards line 0 counts
@@ -66,5 +69,5 @@ int TDR_SoftimageFilter::putCache(char* block, int, long) {
         }
         whole = writeLine(row, reinterpret_cast<unsigned char*>(line)) && whole;
     }
-    return whole ? 0 : -1;
+    return whole && flushWriter() ? 0 : -1;
 }

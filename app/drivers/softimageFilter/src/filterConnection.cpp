@@ -57,9 +57,9 @@ int TDR_SoftimageFilter::startTransfer(const char* name, int mode) {
     return 0;
 }
 
-/// Flushes the header, so that a full disk shows now, and writes the lines in larger pieces than
-/// the default 4 KiB. (The GNU library allows a new buffer for a stream in use, but does not report
-/// bytes of the old one that it fails to write.)
+/// Flushes the header, so that a full disk shows now; the writer then needs no buffer of the
+/// stream. (The GNU library allows another buffer for a stream in use, but does not report bytes of
+/// the old one that it fails to write.)
 bool TDR_SoftimageFilter::startWriting() {
     if (std::fflush(file.get()) != 0) {
         return false;
@@ -67,14 +67,13 @@ bool TDR_SoftimageFilter::startWriting() {
     if (!picture) {
         return true;
     }
-    if (!streamBuffer) {
-        streamBuffer.reset(new (std::nothrow) char[kStreamBuffer]);
-    }
-    if (streamBuffer) {
-        static_cast<void>(std::setvbuf(file.get(), streamBuffer.get(), _IOFBF, kStreamBuffer));
-    }
+    static_cast<void>(std::setvbuf(file.get(), nullptr, _IONBF, 0));
     writer.reset(pictureWriterAllocate(file.get()));
-    return writer != nullptr;
+    if (!writer) {
+        return false;
+    }
+    pictureWriterCollect(writer.get(), kLinePiece);
+    return true;
 }
 
 bool TDR_SoftimageFilter::startReading() {
@@ -130,8 +129,16 @@ void TDR_SoftimageFilter::flushKeptLines() {
     }
 }
 
+bool TDR_SoftimageFilter::flushWriter() {
+    if (writer && pictureWriterFlush(writer.get()) == 0) {
+        noteWriteFailure(pictureWriterError(writer.get()));
+    }
+    return !broken;
+}
+
 bool TDR_SoftimageFilter::closeFile() {
     reader.reset();
+    flushWriter();
     writer.reset();
     const int error = base::closeWritten(std::move(file));
     if (error != 0 && writing) {
