@@ -32,15 +32,42 @@ void addSharedOptions(Arguments shared, DriverOptions& drivers) {
                 "End only when the files written are on the disk");
 }
 
+/// Whether the arguments may select a subcommand: adding what all of them take would be most of the
+/// time before the first file.
+class Selectable {
+  public:
+    Selectable(std::span<char*> arguments, std::span<const Subcommand> subcommands)
+        : arguments_(arguments),
+          all_(std::ranges::none_of(subcommands, [&](const auto& sub) { return isNamed(sub); }) ||
+               std::ranges::any_of(subcommands, [&](const Subcommand& subcommand) {
+                   return subcommand.knowsAll && isNamed(subcommand);
+               })) {}
+
+    [[nodiscard]] bool contains(const Subcommand& subcommand) const {
+        return all_ || isNamed(subcommand);
+    }
+
+  private:
+    [[nodiscard]] bool isNamed(const Subcommand& subcommand) const {
+        return std::ranges::find(arguments_, std::string_view(subcommand.name)) != arguments_.end();
+    }
+
+    std::span<char*> arguments_;
+    bool all_;
+};
+
 ExitCode run(int argc, char** argv, std::span<const Subcommand> subcommands, Command& command) {
     ArgumentParser parser("tdr", "Reads, converts and describes image files through their drivers.",
                           TDR_VERSION);
     Arguments all = parser.all();
     all.footer("Exit status: 0 done, 1 failed, 2 usage, 3 a driver could not be started or died.");
     addSharedOptions(all, command.drivers);
+    const Selectable selectable({argv, static_cast<std::size_t>(argc)}, subcommands);
     for (const Subcommand& subcommand : subcommands) {
         Arguments arguments = all.subcommand(subcommand.name, subcommand.help);
-        subcommand.add(arguments, command);
+        if (selectable.contains(subcommand)) {
+            subcommand.add(arguments, command);
+        }
     }
     const Parsed parsed = parser.parse(argc, argv);
     switch (parsed.as) {

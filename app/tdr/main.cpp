@@ -18,7 +18,8 @@ int main(int argc, char** argv) {
         {"salvage", "Write the lines of a damaged PIC picture that can still be read", addSalvage},
         {"scene", "Check, reformat and convert .scn, .spl, .hrc files", addScene},
         {"plot", "Draw curves, splines or trees of a file as SVG", addPlot},
-        {"completion", "Print what bash or zsh reads to complete these arguments", addCompletion},
+        {"completion", "Print what bash or zsh reads to complete these arguments", addCompletion,
+         ExitCode::Failed, true},
     };
     return runCommand(argc, argv, kSubcommands);
 }

@@ -26,6 +26,7 @@ struct Subcommand {
     /// Adds the subcommand's arguments and what it does.
     void (*add)(Arguments& arguments, Command& command);
     ExitCode failed = ExitCode::Failed; ///< the exit status if it runs out of memory
+    bool knowsAll = false;              ///< it needs the arguments of all others
 };
 
 /// Runs a program with these subcommands; returns its exit status.
