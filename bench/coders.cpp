@@ -60,7 +60,7 @@ struct Sample {
     BenchPicture picture;
     Planes out;
     std::vector<std::uint8_t> pixels; ///< interleaved
-    ScratchFile pic, tiff;
+    ScratchFile pic, copy, tiff;
     std::vector<std::uint8_t> qoi;
 
     explicit Sample(BenchPicture p) : picture(std::move(p)), pixels(picture.interleaved()) {
@@ -93,21 +93,32 @@ void setLines(Picture& record, Planes& planes) {
 }
 
 void encodeOurs(Sample& sample) {
-    static std::array<char, std::size_t{64} << 10> buffer; // as large as the driver's
     const Stream stream = sample.pic.open("w");
-    std::setvbuf(stream.get(), buffer.data(), _IOFBF, buffer.size());
+    std::setvbuf(stream.get(), nullptr, _IONBF, 0);
     const std::unique_ptr<PictureWriter, PictureWriterDisposer> writer(
         pictureWriterAllocate(stream.get()));
+    pictureWriterCollect(writer.get(), std::size_t{1} << 20); // as the driver does
     Picture record = headerOf(sample);
     setLines(record, sample.picture.planes);
     for (int row = 0; row < sample.picture.height; ++row) {
         pictureWriterScanline(writer.get(), &record, &kChain);
     }
+    static_cast<void>(pictureWriterFlush(writer.get()));
+}
+
+/// The same bytes in one call.
+void copyEncoded(Sample& sample) {
+    const Stream from = sample.pic.open("r");
+    std::vector<char> bytes(sample.picture.planeBytes() * 5);
+    bytes.resize(std::fread(bytes.data(), 1, bytes.size(), from.get()));
+    const Stream to = sample.copy.open("w");
+    std::setvbuf(to.get(), nullptr, _IONBF, 0);
+    std::fwrite(bytes.data(), 1, bytes.size(), to.get());
 }
 
 template <typename EachRow>
-void decodeRows(Sample& sample, EachRow eachRow) {
-    const Stream stream = sample.pic.open("r");
+void decodeRows(Sample& sample, const ScratchFile& file, EachRow eachRow) {
+    const Stream stream = file.open("r");
     const std::unique_ptr<PictureReader, PictureReaderDisposer> reader(
         pictureReaderAllocate(stream.get()));
     Picture record = headerOf(sample);
@@ -119,7 +130,11 @@ void decodeRows(Sample& sample, EachRow eachRow) {
 }
 
 void decodeOurs(Sample& sample) {
-    decodeRows(sample, [](int) {});
+    decodeRows(sample, sample.pic, [](int) {});
+}
+
+void decodeCopy(Sample& sample) {
+    decodeRows(sample, sample.copy, [](int) {});
 }
 
 void decodePortable(Sample& sample) {
@@ -222,9 +237,10 @@ Samples samplesOf(const std::string& group) {
     }
     for (auto& sample : samples) {
         encodeOurs(*sample);
+        copyEncoded(*sample);
         encodeTiff(*sample);
         encodeQoi(*sample);
-        decodeRows(*sample, [&](int row) {
+        decodeRows(*sample, sample->pic, [&](int row) {
             const auto at = static_cast<std::ptrdiff_t>(row) * sample->picture.width;
             for (std::size_t c = 0; c < 4; ++c) {
                 if (!std::equal(sample->out[c].begin(),
@@ -249,6 +265,8 @@ void add(const std::string& name, Samples& samples, void (*run)(Sample&)) {
 
 void addCoders(const std::string& group, Samples& samples) {
     add("decode " + group + "/ours", samples, decodeOurs);
+    add("written " + group + "/ours", samples, decodeOurs);
+    add("written " + group + "/one call", samples, decodeCopy);
     add("decode " + group + "/portable", samples, decodePortable);
     add("decode " + group + "/libtiff", samples, decodeTiff);
     add("decode " + group + "/qoi", samples, decodeQoi);

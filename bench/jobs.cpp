@@ -5,12 +5,15 @@
 
 #include <array>
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <spawn.h>
 #include <stdexcept>
 #include <string>
+#include <sys/resource.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <vector>
@@ -29,31 +32,50 @@ constexpr const char* kPngLevel = "2";
 
 constexpr int kRounds = 9;
 
-/// Runs a command and returns its time from start to end.
-double run(std::vector<std::string> command) {
+/// What a command took, in seconds.
+struct Taken {
+    double wall = 0;
+    double processor = 0; ///< with all that it has waited for
+};
+
+/// Runs a command.
+Taken run(std::vector<std::string> command) {
     std::vector<char*> argv;
     argv.reserve(command.size() + 1);
     for (std::string& word : command) {
         argv.push_back(word.data());
     }
     argv.push_back(nullptr);
+    posix_spawn_file_actions_t silent; // our own output is the figures
+    posix_spawn_file_actions_init(&silent);
+    posix_spawn_file_actions_addopen(&silent, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
     int status = 0;
-    const double seconds = bench::timed([&] {
+    rusage used{};
+    Taken taken;
+    taken.wall = bench::timed([&] {
         pid_t child = -1;
-        if (posix_spawnp(&child, argv[0], nullptr, nullptr, argv.data(), environ) != 0) {
+        if (posix_spawnp(&child, argv[0], &silent, nullptr, argv.data(), environ) != 0) {
             throw std::runtime_error("cannot start " + command[0]);
         }
-        waitpid(child, &status, 0);
+        wait4(child, &status, 0, &used);
     });
     if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
         throw std::runtime_error(command[0] + " failed");
     }
-    return seconds;
+    posix_spawn_file_actions_destroy(&silent);
+    for (const timeval& time : {used.ru_utime, used.ru_stime}) {
+        taken.processor +=
+            static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_usec) * 1e-6;
+    }
+    return taken;
 }
 
-Contender command(const std::string& name, const std::vector<std::string>& words) {
-    return {name, [words] { return run(words); }};
+Contender command(const std::string& name, const std::vector<std::string>& words,
+                  double Taken::*figure = &Taken::wall) {
+    return {name, [words, figure] { return run(words).*figure; }};
 }
+
+constexpr auto kProcessor = &Taken::processor;
 
 void writePam(const fs::path& path, const bench::BenchPicture& picture) {
     std::ofstream file(path, std::ios::binary);
@@ -71,11 +93,11 @@ void measure(const bench::BenchPicture& picture, const fs::path& folder) {
     const auto file = [&](const char* name) { return (folder / name).string(); };
     writePam(file("raw.pam"), picture);
     run({kImageMagick, file("raw.pam"), file("start.png")});
-    run({kTdr, "convert", "--force", file("start.png"), file("a.pic")});
+    run({kTdr, "convert", "-q", "--force", file("start.png"), file("a.pic")});
 
     compare("convert to PIC " + picture.name,
             {command("cp", {"cp", file("raw.pam"), file("copy.pam")}),
-             command("ours", {kTdr, "convert", "--force", file("a.pic"), file("b.pic")}),
+             command("ours", {kTdr, "convert", "-q", "--force", file("a.pic"), file("b.pic")}),
              command("ImageMagick SGI",
                      {kImageMagick, "-compress", "RLE", file("raw.pam"), file("b.sgi")}),
              command("ImageMagick TGA",
@@ -85,8 +107,86 @@ void measure(const bench::BenchPicture& picture, const fs::path& folder) {
             {command("ImageMagick",
                      {kImageMagick, file("raw.pam"), "-define",
                       std::string("png:compression-level=") + kPngLevel, file("peer.png")}),
-             command("ours", {kTdr, "convert", "--force", file("a.pic"), file("b.png")})},
+             command("ours", {kTdr, "convert", "-q", "--force", file("a.pic"), file("b.png")})},
             kRounds);
+    compare("PIC to PNG " + picture.name,
+            {command("ImageMagick",
+                     {kImageMagick, file("raw.pam"), "-define",
+                      std::string("png:compression-level=") + kPngLevel, file("peer.png")},
+                     kProcessor),
+             command("ours", {kTdr, "convert", "-q", "--force", file("a.pic"), file("b.png")},
+                     kProcessor)},
+            kRounds);
+    compare("PNG to PIC " + picture.name,
+            {command("ImageMagick",
+                     {kImageMagick, "-compress", "RLE", file("b.png"), file("b.sgi")}, kProcessor),
+             command("ours", {kTdr, "convert", "-q", "--force", file("b.png"), file("b.pic")},
+                     kProcessor)},
+            kRounds);
+    bench::report("size of PNG " + picture.name, "ImageMagick",
+                  static_cast<double>(fs::file_size(file("peer.png"))));
+    bench::report("size of PNG " + picture.name, "ours",
+                  static_cast<double>(fs::file_size(file("b.png"))));
+}
+
+/// Copies of `picture` as frames of a folder.
+std::string makeFrames(const fs::path& picture, const fs::path& folder, int count) {
+    fs::create_directory(folder);
+    for (int frame = 1; frame <= count; ++frame) {
+        fs::copy_file(picture, folder / (std::to_string(frame) + picture.extension().string()));
+    }
+    return folder / ("%d" + picture.extension().string());
+}
+
+/// Runs of many small pictures, and looking at them.
+void measureFrames(const bench::BenchPicture& picture, const fs::path& folder) {
+    const int frames = bench::small() ? 3 : 200;
+    const auto file = [&](const char* name) { return (folder / name).string(); };
+    writePam(file("raw.pam"), picture);
+    for (const char* name : {"frame.png", "frame.sgi"}) {
+        run({kImageMagick, file("raw.pam"), "-resize", "320x152!", file(name)});
+    }
+    run({kTdr, "convert", "-q", "--force", file("frame.png"), file("frame.pic")});
+    const std::string pics = makeFrames(file("frame.pic"), file("pics"), frames);
+    const std::string pngs = makeFrames(file("frame.png"), file("pngs"), frames);
+    const std::string sgis = makeFrames(file("frame.sgi"), file("sgis"), frames);
+    const std::string out = file("out");
+    fs::create_directory(out);
+    const auto all = [](std::string pattern) { return pattern.replace(pattern.find('%'), 2, "*"); };
+    const auto ours = [&](const std::string& from, const std::string& to, const char* jobs) {
+        return std::vector<std::string>{kTdr, "convert", "-q",      "--force", "--jobs", jobs,
+                                        from, "-o",      out + "/", "--to",    to};
+    };
+    const auto peer = [&](const std::string& options, const std::string& from) {
+        return std::vector<std::string>{
+            "sh", "-c", "exec mogrify -path " + out + " " + options + " " + all(from)};
+    };
+    compare(
+        "frames to PNG",
+        {command(
+             "mogrify",
+             peer(std::string("-define png:compression-level=") + kPngLevel + " -format png", sgis),
+             kProcessor),
+         command("ours", ours(pics, "png", "1"), kProcessor)},
+        kRounds);
+    compare("frames to PIC",
+            {command("mogrify", peer("-format sgi", pngs), kProcessor),
+             command("ours", ours(pngs, "pic", "1"), kProcessor)},
+            kRounds);
+    compare("frames, two jobs",
+            {command("one job", ours(pics, "png", "1")), command("ours", ours(pics, "png", "2"))},
+            kRounds);
+    std::vector<std::string> shown = {kTdr, "info"};
+    std::vector<std::string> pinged = {"identify", "-ping"};
+    for (int i = 0; i < 5 * frames; ++i) {
+        shown.push_back(file("pics/") + std::to_string(i % frames + 1) + ".pic");
+        pinged.push_back(file("sgis/") + std::to_string(i % frames + 1) + ".sgi");
+    }
+    const std::vector<std::string> first(shown.begin(), shown.begin() + 3);
+    compare("info", {command("identify", pinged, kProcessor), command("ours", shown, kProcessor)},
+            kRounds);
+    compare("info, first line",
+            {command("all", shown, kProcessor), command("ours", first, kProcessor)}, kRounds);
 }
 
 } // namespace
@@ -105,6 +205,7 @@ int main() try {
             measure(picture, folder.path);
         }
     }
+    measureFrames(bench::pictures().front(), folder.path);
     return 0;
 } catch (const std::exception& error) {
     std::cerr << "bench_jobs: " << error.what() << '\n';

@@ -35,7 +35,8 @@ namespace {
 
 constexpr const char* kNullFilter = TDR_BIN_DIR "/nullFilter";
 constexpr const char* kSoftimageFilter = TDR_BIN_DIR "/softimageFilter";
-constexpr std::int16_t kUnknownQuery = 1040; ///< answered with the empty error reply
+constexpr std::size_t kPiece = std::size_t{1} << 20; ///< in which the driver writes a picture
+constexpr std::int16_t kUnknownQuery = 1040;         ///< answered with the empty error reply
 
 template <typename T>
 T must(tdr::Result<T> result) {
@@ -194,12 +195,13 @@ void copyThroughBlock(int id, const std::vector<std::uint8_t>& pixels) {
     shmdt(memory);
 }
 
-/// Writes a new file of that size, in pieces of the driver's size.
-void writeAnew(const fs::path& path, std::size_t bytes) {
-    static const std::vector<char> piece(std::size_t{64} << 10, 'x');
+/// Writes a new file of that size, in pieces of the driver's size or all at once.
+void writeAnew(const fs::path& path, std::size_t bytes, std::size_t pieceBytes) {
+    static const std::vector<char> all(std::size_t{64} << 20, 'x');
+    fs::remove(path);
     const base::UniqueFd file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
     while (bytes > 0) {
-        const ssize_t written = write(file.get(), piece.data(), std::min(bytes, piece.size()));
+        const ssize_t written = write(file.get(), all.data(), std::min(bytes, pieceBytes));
         if (written <= 0) {
             throw std::runtime_error("cannot write " + path.string());
         }
@@ -255,13 +257,30 @@ void measureCaches(const std::string& group) {
         const Sample& sample = samples[turn++ % samples.size()];
         return busy(driver, [&] {
             copyThroughBlock(block.id(), sample.pixels);
-            writeAnew(folder.path / "bare", fs::file_size(sample.file));
+            writeAnew(folder.path / "bare", fs::file_size(sample.file), kPiece);
         });
+    };
+    const auto write = [&, turn = std::size_t{0}]() mutable {
+        const Sample& sample = samples[turn++ % samples.size()];
+        std::memcpy(block.bytes().data(), sample.pixels.data(), copy.size());
+        fs::remove(sample.file);
+        must(driver.setBounds({0, 0, width, height}));
+        return busy(driver, [&] {
+            must(driver.connectToFile(sample.file, tdr::Access::Write));
+            must(driver.putCache(block));
+            must(driver.disconnectFromFile());
+        });
+    };
+    const auto writeOnce = [&, turn = std::size_t{0}]() mutable {
+        const std::size_t bytes = fs::file_size(samples[turn++ % samples.size()].file);
+        fs::remove(folder.path / "bare");
+        return busy(driver, [&] { writeAnew(folder.path / "bare", bytes, bytes); });
     };
     compare("put-cache " + group,
             {{"memcpy", memcpyPicture}, {"ours", put}, {"no coding", barePut}});
     compare("get-cache " + group,
             {{"memcpy", memcpyPicture}, {"ours", get}, {"no coding", bareGet}});
+    compare("write " + group, {{"one call", writeOnce}, {"ours", write}});
 }
 
 /// From the start of a bare program to its connection.

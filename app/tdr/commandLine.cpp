@@ -32,8 +32,8 @@ void addSharedOptions(Arguments shared, DriverOptions& drivers) {
                 "End only when the files written are on the disk");
 }
 
-/// Whether the arguments may select a subcommand: adding what all of them take would be most of the
-/// time before the first file.
+/// Whether the arguments may select a subcommand: adding what all of them take would be a seventh
+/// of the time before the first file.
 class Selectable {
   public:
     Selectable(std::span<char*> arguments, std::span<const Subcommand> subcommands)
