@@ -18,11 +18,16 @@ using namespace testbytes;
 using Curve = std::unique_ptr<Fcurve, FcurveDisposer>;
 using OwnedSpline = std::unique_ptr<Spline, SplineDisposer>;
 
-/// A stream that holds exactly these bytes.
+/// A stream that holds exactly these bytes, and reads them in pieces of that size if it is given.
 class Input {
   public:
-    explicit Input(std::string_view bytes)
-        : bytes_(bytes), stream_(fmemopen(bytes_.data(), bytes_.size(), "r")) {}
+    explicit Input(std::string_view bytes, std::size_t piece = 0)
+        : bytes_(bytes), buffer_(piece, '\0'),
+          stream_(fmemopen(bytes_.data(), bytes_.size(), "r")) {
+        if (piece != 0) {
+            std::setvbuf(stream_.get(), buffer_.data(), _IOFBF, piece);
+        }
+    }
     operator std::FILE*() const { return stream_.get(); } // NOLINT(google-explicit-constructor)
 
     /// The rest that has not been consumed.
@@ -30,6 +35,7 @@ class Input {
 
   private:
     std::string bytes_;
+    std::string buffer_;
     base::UniqueFile stream_;
 };
 

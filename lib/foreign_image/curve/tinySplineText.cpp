@@ -62,8 +62,23 @@ class LineWriter {
         }
     }
 
+    /// Writes the index and the position of a point.
+    void point(std::size_t index, const Vector& position) {
+        begin("    [");
+        text::put(stream_, NumberText(static_cast<std::int64_t>(index)).view());
+        triple("]  position   ", position);
+    }
+
     void vector(std::string_view head, const Vector& value) {
-        begin(head);
+        text::put(stream_, prefix_);
+        triple(head, value);
+    }
+
+    void emptyLine() { text::put(stream_, "\n"); }
+
+  private:
+    void triple(std::string_view head, const Vector& value) {
+        text::put(stream_, head);
         text::putFixed(stream_, value.x);
         text::put(stream_, "  ");
         text::putFixed(stream_, value.y);
@@ -72,9 +87,6 @@ class LineWriter {
         text::put(stream_, "\n");
     }
 
-    void emptyLine() { text::put(stream_, "\n"); }
-
-  private:
     void begin(std::string_view head) {
         text::put(stream_, prefix_);
         text::put(stream_, head);
@@ -85,9 +97,7 @@ class LineWriter {
 };
 
 void writeKey(LineWriter& out, std::size_t index, const SplineKey& key, bool bezier) {
-    char head[64];
-    std::snprintf(head, sizeof head, "    [%zu]  position   ", index);
-    out.vector(head, key.position);
+    out.point(index, key.position);
     if (bezier) {
         out.vector("         previous   ", key.previous);
         out.vector("         next       ", key.next);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "base/byteOrder.h"
+#include "base/streamBuffer.h"
 #include "tinyFile.h"
 #include "tinyNotice.h"
 #include "tinyVector.h"
@@ -12,6 +13,8 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <span>
+#include <string_view>
 
 using UniquePrototype = std::unique_ptr<Prototype, PrototypeDisposer>;
 
@@ -19,6 +22,12 @@ namespace binary {
 
 /// Reads `count` bytes to `bytes`; false when the file ends earlier.
 inline bool readBytes(std::FILE* stream, std::uint8_t* bytes, std::size_t count) {
+    const std::string_view buffered = base::bufferedInput(stream);
+    if (buffered.size() >= count) {
+        std::memcpy(bytes, buffered.data(), count);
+        base::takeBuffered(stream, count);
+        return true;
+    }
     return std::fread(bytes, 1, count, stream) == count;
 }
 
@@ -48,17 +57,28 @@ inline bool read(std::FILE* stream, Vector& value) {
     return read(stream, value.x) && read(stream, value.y) && read(stream, value.z);
 }
 
-/// Write one field. A failed write shows in `ferror(stream)`.
+/// Writes `count` bytes. A failed write shows in `ferror(stream)`, here and below.
+inline void writeBytes(std::FILE* stream, const std::uint8_t* bytes, std::size_t count) {
+    const std::span<char> room = base::bufferedRoom(stream);
+    if (room.size() >= count) {
+        std::memcpy(room.data(), bytes, count);
+        base::putBuffered(stream, count);
+    } else {
+        std::fwrite(bytes, 1, count, stream);
+    }
+}
+
+/// Write one field.
 inline void write(std::FILE* stream, std::int16_t value) {
     std::uint8_t bytes[2];
     base::storeBeS16(bytes, value);
-    std::fwrite(bytes, 1, sizeof bytes, stream);
+    writeBytes(stream, bytes, sizeof bytes);
 }
 
 inline void write(std::FILE* stream, std::uint32_t value) {
     std::uint8_t bytes[4];
     base::storeBe32(bytes, value);
-    std::fwrite(bytes, 1, sizeof bytes, stream);
+    writeBytes(stream, bytes, sizeof bytes);
 }
 
 inline void write(std::FILE* stream, float value) {

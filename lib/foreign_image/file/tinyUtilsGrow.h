@@ -5,6 +5,7 @@
 
 #include "tinyNotice.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
@@ -43,7 +44,24 @@ class GrowingArray {
         return true;
     }
 
+    /// Appends elements; false when out of memory.
+    [[nodiscard]] bool append(std::span<const T> elements) {
+        const std::size_t size = size_ + elements.size();
+        if (size > room_ && !resize(std::max(size, room_ * 2))) {
+            return false;
+        }
+        if (!elements.empty()) {
+            std::memcpy(static_cast<void*>(memory_.get() + size_), elements.data(),
+                        elements.size_bytes());
+        }
+        size_ = size;
+        return true;
+    }
+
     void clear() { size_ = 0; }
+
+    /// Removes the last elements.
+    void shrink(std::size_t count) { size_ -= count; }
 
     /// Passes the array to the caller, who frees it, with room for a multiple of `step` elements;
     /// memory after the elements is zero. Null when there is no element.

@@ -3,6 +3,7 @@
 // unsigned 16-bit, strings end with a zero byte.
 #pragma once
 
+#include "base/streamBuffer.h"
 #include "file/tinyFileBinary.h"
 #include "tinyFile.h"
 #include "tinyModel.h"
@@ -84,12 +85,19 @@ class Reader {
     /// A string of at most `kOpaqueMaxBytes`; a longer one fails.
     std::string string() {
         std::string value;
-        for (int c = getc_unlocked(stream_); c != 0; c = getc_unlocked(stream_)) {
-            if (c == EOF || value.size() == kOpaqueMaxBytes) {
+        for (int c = 1; c != 0;) {
+            const std::string_view buffered = base::bufferedInput(stream_);
+            const std::string_view run = buffered.substr(0, buffered.find('\0'));
+            base::takeBuffered(stream_, run.size());
+            value.append(run);
+            c = getc_unlocked(stream_);
+            if (c == EOF || value.size() + (c != 0 ? 1 : 0) > kOpaqueMaxBytes) {
                 failed_ = true;
                 break;
             }
-            value.push_back(static_cast<char>(c));
+            if (c != 0) {
+                value.push_back(static_cast<char>(c));
+            }
         }
         return value;
     }

@@ -2,6 +2,7 @@
 // Checks that a tree can be written, before a file is touched, and reports the parts that are left
 // out.
 #include "file/tinyNotice.h"
+#include "text/tinyKinds.h"
 #include "tinyFile.h"
 #include "tinyModelFields.h"
 #include "tinyModelInner.h"
@@ -9,6 +10,8 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <cstdio>
 #include <limits>
 #include <string_view>
 
@@ -34,16 +37,20 @@ bool splinesFit(const Model& node) {
     return whole;
 }
 
-constexpr std::string_view kBlanks = " \t\n\v\f\r";
-
 /// Removes the first word, string in quotes or brace of `text`; a string without its end is "".
 std::string_view takeWord(std::string_view& text) {
-    constexpr std::string_view kEndsWord = " \t\n\v\f\r{}\"";
+    const std::uint8_t* const kinds = text::kFileKinds.data() - EOF;
+    const char* const last = text.data() + text.size();
     const bool quoted = text.front() == '"';
-    const std::size_t end = quoted ? text.find('"', 1) + 1 : text.find_first_of(kEndsWord);
-    const std::string_view word = text.substr(0, quoted ? end : std::max<std::size_t>(end, 1));
-    text.remove_prefix(word.size());
-    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
+    const char* const end = text::endOfOrdinary(text.data(), last, kinds);
+    const auto size = static_cast<std::size_t>(end - text.data());
+    const std::string_view word =
+        text.substr(0, quoted ? text.find('"', 1) + 1 : std::max<std::size_t>(size, 1));
+    const char* rest = text.data() + word.size();
+    while (rest != last && kinds[static_cast<unsigned char>(*rest)] == text::kBlank) {
+        ++rest;
+    }
+    text = {rest, static_cast<std::size_t>(last - rest)};
     return word;
 }
 
@@ -54,8 +61,10 @@ bool endsItself(std::string_view block) {
     for (bool first = true; !block.empty(); first = false) {
         const std::string_view word = takeWord(block);
         depth += word == "{" ? 1 : word == "}" ? -1 : 0;
-        const bool known = first ? modelHasValue(word) : word != "}" && modelIsTextWord(word);
-        if (word.empty() || depth < 0 || depth > kOpaqueMaxNesting || (depth == 0 && known)) {
+        if (word.empty() || depth < 0 || depth > kOpaqueMaxNesting) {
+            return false;
+        }
+        if (depth == 0 && (first ? modelHasValue(word) : word != "}" && modelIsTextWord(word))) {
             return false;
         }
     }

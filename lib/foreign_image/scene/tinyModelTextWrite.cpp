@@ -8,14 +8,22 @@
 #include "tinyModelInner.h"
 #include "tinySpline.h"
 
+#include <initializer_list>
 #include <new>
 #include <string>
+#include <string_view>
 
 namespace {
 
-void writeTriple(std::FILE* stream, const std::string& prefix, const char* word,
+void putAll(std::FILE* stream, std::initializer_list<std::string_view> pieces) {
+    for (const std::string_view piece : pieces) {
+        text::put(stream, piece);
+    }
+}
+
+void writeTriple(std::FILE* stream, const std::string& prefix, std::string_view word,
                  const float (&values)[3], double unit) {
-    std::fprintf(stream, "%s%-13s", prefix.c_str(), word);
+    putAll(stream, {prefix, word});
     for (int i = 0; i < 3; ++i) {
         text::putFixed(stream, values[i], unit);
         text::put(stream, i < 2 ? " " : "\n");
@@ -27,7 +35,7 @@ void writeContents(std::FILE* stream, const Model& node, const std::string& pref
         splineWriteAscii(stream, node.splines[i], prefix.c_str());
     }
     for (const Opaque* block = node.contents; block != nullptr; block = block->next) {
-        std::fprintf(stream, "\n%s%s\n", prefix.c_str(), block->text);
+        putAll(stream, {"\n", prefix, block->text, "\n"});
     }
     for (const UserData* data = node.userData; data != nullptr; data = data->next) {
         userDataWriteAscii(stream, data, prefix.c_str());
@@ -39,13 +47,12 @@ void openNode(std::FILE* stream, const Model& node, const std::string& prefix) {
     if (notice::wanted()) {
         modelReportSceneMembers(node, true);
     }
-    std::fprintf(stream, "\n%smodel\n%s{\n%sname         ", prefix.c_str(), prefix.c_str(),
-                 prefix.c_str());
+    putAll(stream, {"\n", prefix, "model\n", prefix, "{\n", prefix, "name         "});
     text::putQuoted(stream, node.name, text::kFileStyle);
     text::put(stream, "\n");
-    writeTriple(stream, prefix, "scaling", node.scaling, 1.0);
-    writeTriple(stream, prefix, "rotation", node.rotation, kModelDegrees);
-    writeTriple(stream, prefix, "translation", {move.x, move.y, move.z}, 1.0);
+    writeTriple(stream, prefix, "scaling      ", node.scaling, 1.0);
+    writeTriple(stream, prefix, "rotation     ", node.rotation, kModelDegrees);
+    writeTriple(stream, prefix, "translation  ", {move.x, move.y, move.z}, 1.0);
     writeContents(stream, node, prefix + "  ");
 }
 
@@ -55,7 +62,7 @@ void writeTree(std::FILE* stream, const Model* root, std::string prefix) {
     int open = 0; // nodes without their closing brace
     for (const Model* node = root; open != 0 || node != nullptr;) {
         if (node == nullptr || open >= level) {
-            std::fprintf(stream, "%s}\n", prefix.c_str());
+            putAll(stream, {prefix, "}\n"});
             prefix.resize(prefix.size() - (--open != 0 ? 2 : 0));
             continue;
         }

@@ -4,6 +4,7 @@
 #include "file/tinyUtilsGrow.h"
 #include "tinyOpaqueRead.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -27,6 +28,9 @@ class Scanner {
             feed(in_.line() > text::Reader::wordLine() ? '\n' : ' ');
         }
         while (!ended_) {
+            if (feedAhead()) {
+                continue;
+            }
             const int c = in_.get();
             if (c == EOF) {
                 break;
@@ -54,6 +58,28 @@ class Scanner {
         return style_.blanks.find(c) != std::string_view::npos;
     }
 
+    /// Keeps characters of a word, or blanks between words, as many as the stream has ready. False
+    /// if the next character is another one.
+    bool feedAhead() {
+        if (quoted_) {
+            return false;
+        }
+        std::string_view run = in_.ordinaryAhead();
+        if (run.empty() && wordBytes_ == 0) {
+            run = in_.blanksAhead();
+            keep(run);
+        } else if (wordBytes_ == 0 && run.starts_with(style_.quote)) {
+            return false;
+        } else {
+            keep(run);
+            wordLine_ = in_.line();
+            wordBytes_ += run.size();
+            word_.append(run.substr(0, kWordSize - std::min(kWordSize, word_.size())));
+        }
+        in_.take(run.size());
+        return !run.empty();
+    }
+
     void feed(char c) {
         if (c == '\0') {
             cut_ = true; // a kept text ends at its first zero byte, so it must not contain one
@@ -79,11 +105,11 @@ class Scanner {
         }
     }
 
-    void keep(char c) {
-        if (!dropped_) {
-            text_.push_back(c);
-            dropped_ = text_.size() > kOpaqueMaxBytes;
-        }
+    void keep(char c) { keep(std::string_view(&c, 1)); }
+
+    void keep(std::string_view characters) {
+        dropped_ = dropped_ || text_.size() + characters.size() > kOpaqueMaxBytes ||
+                   !text_.append(characters);
         if (dropped_) {
             text_.clear();
         }
@@ -129,7 +155,7 @@ class Scanner {
             return;
         }
         if (started_ && depth_ == 0 && ends_(word_)) {
-            text_.resize(dropped_ ? 0 : text_.size() - wordBytes_);
+            text_.shrink(dropped_ ? text_.size() : wordBytes_);
             text::Reader::setWordLine(wordLine_);
             end(word_);
         } else if (!style_.bracesAlone && (word_ == "{" || word_ == "}")) {
@@ -147,23 +173,37 @@ class Scanner {
 
     UniqueOpaque finish() {
         cut_ = cut_ || dropped_ || quoted_ || depth_ > 0;
+        if (dropped_) {
+            return nullptr;
+        }
         if (quoted_) {
-            text_.push_back(style_.quote);
+            closeWith({&style_.quote, 1});
         }
         while (!text_.empty() && isBlank(text_.back())) {
-            text_.pop_back();
+            text_.shrink(1);
         }
-        for (int i = 0; i < depth_ && !dropped_; ++i) {
-            text_.append(" }");
+        for (int i = 0; i < depth_; ++i) {
+            closeWith(" }");
         }
-        return dropped_ ? nullptr : opaqueAllocate(text_);
+        closeWith({"", 1}); // the zero byte at the end
+        UniqueOpaque block(newRecords<Opaque>(1));
+        if (block == nullptr || dropped_) {
+            return nullptr;
+        }
+        block->text = text_.release();
+        return block;
+    }
+
+    /// Appends to the kept text; it is dropped when out of memory.
+    void closeWith(std::string_view characters) {
+        dropped_ = !text_.append(characters) || dropped_;
     }
 
     text::Reader& in_;
     const text::Style& style_;
     bool (*ends_)(std::string_view);
-    std::string text_; ///< the kept text
-    std::string word_; ///< the beginning of the word being read
+    GrowingArray<char> text_; ///< the kept text
+    std::string word_;        ///< the beginning of the word being read
     std::string lookAhead_;
     std::int64_t wordLine_ = 0; ///< line on which that word begins
     std::size_t wordBytes_ = 0; ///< length of that word

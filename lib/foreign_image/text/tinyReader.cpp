@@ -6,8 +6,6 @@
 #include "tinyUtilsText.h"
 
 #include <algorithm>
-#include <array>
-#include <bit>
 #include <cstdlib>
 #include <cstring>
 
@@ -16,27 +14,6 @@ namespace text {
 Reader Reader::the;
 
 namespace {
-
-/// The kind of a character in a style. Those of words come first; a zero byte ends the word for
-/// readers of strings.
-enum Kind : std::uint8_t { kOrdinary, kZero, kBlank, kAlone, kEnd };
-
-/// The kind of each character; the first entry is for EOF.
-using Kinds = std::array<std::uint8_t, 257>;
-
-constexpr Kinds kindsOf(const Style& style) {
-    Kinds kinds = {kEnd, kZero};
-    for (const char c : style.blanks) {
-        kinds[static_cast<std::size_t>(c) + 1] = kBlank;
-    }
-    for (const char c : {'{', '}', style.quote}) {
-        kinds[static_cast<std::size_t>(c) + 1] = style.bracesAlone ? kAlone : kOrdinary;
-    }
-    return kinds;
-}
-
-constexpr Kinds kAnimationKinds = kindsOf(kAnimationStyle);
-constexpr Kinds kFileKinds = kindsOf(kFileStyle);
 
 char fileWord[kFileStyle.mostOfWord + 1] = "";
 
@@ -50,53 +27,6 @@ bool goesOnNumber(int c, char before) {
 
 /// Characters of most words.
 constexpr std::size_t kShort = 16;
-
-// Eight characters at a time, the first one in the lowest byte.
-constexpr std::size_t kEight = sizeof(std::uint64_t);
-constexpr std::uint64_t kEach = 0x0101010101010101U;
-
-std::uint64_t loadEight(const char* at) {
-    std::uint64_t eight = 0;
-    for (std::size_t i = 0; i < kEight; ++i) {
-        eight |= std::uint64_t{static_cast<unsigned char>(at[i])} << (8 * i);
-    }
-    return eight;
-}
-
-/// The index of the lowest byte that is not zero.
-std::size_t firstByte(std::uint64_t bytes) {
-    return static_cast<std::size_t>(std::countr_zero(bytes)) / 8;
-}
-
-/// The high bit of the lowest of eight characters that need not be ordinary: all except those from
-/// '#' to 'z'. Higher bits may be set as well.
-std::uint64_t marksOf(std::uint64_t eight) {
-    const std::uint64_t below = (eight - kEach * '#') & ~eight;
-    const std::uint64_t above = (eight + kEach * (0x7F - 'z')) | eight;
-    return (below | above) & (kEach * 0x80);
-}
-
-/// The end of the ordinary characters from `at` on, or `last`. Sixteen at a time without a branch:
-/// the lengths of words are hard to predict.
-inline const char* endOfOrdinary(const char* at, const char* last, const std::uint8_t* kinds) {
-    while (last - at >= std::ptrdiff_t{2 * kEight}) {
-        const std::uint64_t first = marksOf(loadEight(at));
-        const std::uint64_t second = marksOf(loadEight(at + kEight));
-        if ((first | second) == 0) {
-            at += 2 * kEight;
-            continue;
-        }
-        at += firstByte(first != 0 ? first : second) + (first != 0 ? 0 : kEight);
-        if (kinds[static_cast<unsigned char>(*at)] != kOrdinary) {
-            return at;
-        }
-        ++at;
-    }
-    while (at != last && kinds[static_cast<unsigned char>(*at)] == kOrdinary) {
-        ++at;
-    }
-    return at;
-}
 
 /// Reports characters that are missing from the word: those beyond the `most` kept, and those after
 /// a zero byte.
@@ -196,6 +126,22 @@ inline const char* Reader::skipBuffered(const char* at, const char* last,
         }
     }
     return at;
+}
+
+std::string_view Reader::ordinaryAhead() const {
+    const std::string_view buffered = base::bufferedInput(stream_);
+    const char* const last = buffered.data() + buffered.size();
+    const char* const end = endOfOrdinary(buffered.data(), last, kinds_);
+    return buffered.substr(0, static_cast<std::size_t>(end - buffered.data()));
+}
+
+std::string_view Reader::blanksAhead() const {
+    const std::string_view buffered = base::bufferedInput(stream_);
+    return buffered.substr(0, buffered.find_first_not_of(' '));
+}
+
+void Reader::take(std::size_t count) {
+    base::takeBuffered(stream_, count);
 }
 
 /// Takes the next word out of the stream's buffer; `endOf` finds the end of a word. False if it is

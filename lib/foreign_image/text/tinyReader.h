@@ -3,6 +3,7 @@
 // tinyUtils.h) and the line number. The public functions on streams call it.
 #pragma once
 
+#include "tinyKinds.h"
 #include "tinyUtils.h"
 
 #include <cstddef>
@@ -11,25 +12,6 @@
 #include <string_view>
 
 namespace text {
-
-/// How the text of one kind of file is divided into words.
-struct Style {
-    std::string_view blanks;  ///< the characters between words
-    char quote;               ///< opens and closes a string, which contains no words
-    bool bracesAlone;         ///< a brace or a quote is always a word, not only between blanks; the
-                              ///< character after a word is not consumed
-    std::size_t mostOfWord;   ///< characters kept of a word
-    std::size_t mostOfQuoted; ///< characters kept of a string in quotes
-};
-
-/// Animation text, as in scene files. The word is `animToken`.
-// Kept: A carriage return is part of a token.
-// A reader would expect white space. Only blank, tab and newline separate tokens.
-inline constexpr Style kAnimationStyle = {" \t\n", '\'', false, kAnimTokenSize - 1,
-                                          kAnimTokenSize - 3};
-
-/// The text flavours of spline and hierarchy files, with the words and numbers of `fscanf`.
-inline constexpr Style kFileStyle = {" \t\n\v\f\r", '"', true, 255, 255};
 
 class Reader {
   public:
@@ -79,6 +61,12 @@ class Reader {
     /// Reads three numbers, up to the first missing one, which is reported with `what`; returns how
     /// many were read.
     int numbers(Vector& vector, const char* what);
+
+    /// The ordinary characters of words, or the blanks (' '), at the front of the stream's buffer,
+    /// maybe none although they go on; and take the first `count` of them.
+    [[nodiscard]] std::string_view ordinaryAhead() const;
+    [[nodiscard]] std::string_view blanksAhead() const;
+    void take(std::size_t count);
 
     /// Read one character, or put the last one back.
     int get();

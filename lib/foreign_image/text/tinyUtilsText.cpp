@@ -14,6 +14,7 @@
 #include <cstring>
 #include <limits>
 #include <optional>
+#include <span>
 #include <utility>
 
 namespace text {
@@ -56,9 +57,7 @@ double outOfRange(std::string_view word, std::string_view exponentLetters) {
     return tiny ? 0.0 : std::numeric_limits<double>::max();
 }
 
-// Eight characters at a time, the first one in the lowest byte.
-constexpr std::size_t kEight = sizeof(std::uint64_t);
-constexpr std::uint64_t kEach = 0x0101010101010101U;
+// Eight characters at a time, as in tinyKinds.h.
 
 std::uint64_t loadFour(const char* at) {
     const auto byte = [at](int i) { return std::uint32_t{static_cast<unsigned char>(at[i])}; };

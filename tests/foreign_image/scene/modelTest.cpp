@@ -120,9 +120,9 @@ TEST_F(ModelTree, CarriesUserData) {
 class ModelText : public AnimText {
   protected:
     /// Reads the body after the word "model".
-    static Tree read(std::string_view body) {
+    static Tree read(std::string_view body, std::size_t piece = 0) {
         animSetLineNumber(1);
-        const Input in(body);
+        const Input in(body, piece);
         return Tree(modelReadAscii(in));
     }
     static std::string write(const Model* root, const char* prefix = "") {
@@ -144,6 +144,20 @@ TEST_F(ModelText, WritesAndReadsTheNodeHeaderToTheLetter) {
         "\n>   model\n>   {\n>   name         \"\"\n>   scaling      1.000 2.000 0.500\n"
         ">   rotation     0.000 0.000 0.000\n>   translation  0.000 0.000 0.000\n>   }\n> }\n");
     EXPECT_EQ(notices(), "");
+}
+
+TEST_F(ModelText, BlocksAreTheSameHoweverTheStreamIsBuffered) {
+    const std::string body =
+        "{ mesh\n{ [0] \"name } q\" 'x' 1.25    -3\t!{ {a}\n } \\xe9|b } name \"n\""
+        "other words\r\n      12{b}c d \0 material { \"cut\n }"s;
+    const Tree whole = read(body, 1);
+    const std::string told = notices();
+    EXPECT_EQ(opaqueWordLength(whole->contents->next), 5U) << "\"other\"";
+    EXPECT_NE(told.find("cut"), std::string::npos) << told;
+    for (std::size_t piece = 2; piece < 40; ++piece) {
+        EXPECT_EQ(write(read(body, piece).get()), write(whole.get())) << piece;
+        EXPECT_EQ(notices(), told) << piece;
+    }
 }
 
 struct TextCase {

@@ -12,7 +12,6 @@
 #include <limits>
 #include <random>
 #include <tuple>
-#include <vector>
 
 namespace {
 
@@ -323,9 +322,7 @@ TEST_F(UtilsTest, NumbersHaveTheDigitsOfTheLibrary) {
 /// The words of a text, with their lines, lengths and notices, if the stream reads so many bytes at
 /// a time. Every third word is read as a number first.
 std::string wordsInPieces(std::string_view bytes, std::size_t piece, const text::Style& style) {
-    const Input in(bytes);
-    std::vector<char> buffer(piece);
-    std::setvbuf(in, buffer.data(), _IOFBF, piece);
+    const Input in(bytes, piece);
     animSetLineNumber(1);
     text::Reader& reader = text::Reader::on(in, style);
     std::string all;

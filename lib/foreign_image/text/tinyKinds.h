@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: MIT
+// How the text of one kind of file is divided into words, and the search for the end of a word.
+#pragma once
+
+#include "tinyUtils.h"
+
+#include <array>
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+
+namespace text {
+
+/// How the text of one kind of file is divided into words.
+struct Style {
+    std::string_view blanks;  ///< the characters between words
+    char quote;               ///< opens and closes a string, which contains no words
+    bool bracesAlone;         ///< a brace or a quote is always a word, not only between blanks; the
+                              ///< character after a word is not consumed
+    std::size_t mostOfWord;   ///< characters kept of a word
+    std::size_t mostOfQuoted; ///< characters kept of a string in quotes
+};
+
+/// Animation text, as in scene files. The word is `animToken`.
+// Kept: A carriage return is part of a token.
+// A reader would expect white space. Only blank, tab and newline separate tokens.
+inline constexpr Style kAnimationStyle = {" \t\n", '\'', false, kAnimTokenSize - 1,
+                                          kAnimTokenSize - 3};
+
+/// The text flavours of spline and hierarchy files, with the words and numbers of `fscanf`.
+inline constexpr Style kFileStyle = {" \t\n\v\f\r", '"', true, 255, 255};
+
+/// The kind of a character in a style. Those of words come first; a zero byte ends the word for
+/// readers of strings.
+enum Kind : std::uint8_t { kOrdinary, kZero, kBlank, kAlone, kEnd };
+
+/// The kind of each character; the first entry is for EOF.
+using Kinds = std::array<std::uint8_t, 257>;
+
+constexpr Kinds kindsOf(const Style& style) {
+    Kinds kinds = {kEnd, kZero};
+    for (const char c : style.blanks) {
+        kinds[static_cast<std::size_t>(c) + 1] = kBlank;
+    }
+    for (const char c : {'{', '}', style.quote}) {
+        kinds[static_cast<std::size_t>(c) + 1] = style.bracesAlone ? kAlone : kOrdinary;
+    }
+    return kinds;
+}
+
+inline constexpr Kinds kAnimationKinds = kindsOf(kAnimationStyle);
+inline constexpr Kinds kFileKinds = kindsOf(kFileStyle);
+
+// Eight characters at a time, the first one in the lowest byte.
+inline constexpr std::size_t kEight = sizeof(std::uint64_t);
+inline constexpr std::uint64_t kEach = 0x0101010101010101U;
+
+inline std::uint64_t loadEight(const char* at) {
+    std::uint64_t eight = 0;
+    for (std::size_t i = 0; i < kEight; ++i) {
+        eight |= std::uint64_t{static_cast<unsigned char>(at[i])} << (8 * i);
+    }
+    return eight;
+}
+
+/// The index of the lowest byte that is not zero.
+inline std::size_t firstByte(std::uint64_t bytes) {
+    return static_cast<std::size_t>(std::countr_zero(bytes)) / 8;
+}
+
+/// The high bit of the lowest of eight characters that need not be ordinary: all except those from
+/// '#' to 'z'. Higher bits may be set as well.
+inline std::uint64_t marksOf(std::uint64_t eight) {
+    const std::uint64_t below = (eight - kEach * '#') & ~eight;
+    const std::uint64_t above = (eight + kEach * (0x7F - 'z')) | eight;
+    return (below | above) & (kEach * 0x80);
+}
+
+/// The end of the ordinary characters from `at` on, or `last`. Sixteen at a time without a branch:
+/// the lengths of words are hard to predict.
+inline const char* endOfOrdinary(const char* at, const char* last, const std::uint8_t* kinds) {
+    while (last - at >= std::ptrdiff_t{2 * kEight}) {
+        const std::uint64_t first = marksOf(loadEight(at));
+        const std::uint64_t second = marksOf(loadEight(at + kEight));
+        if ((first | second) == 0) {
+            at += 2 * kEight;
+            continue;
+        }
+        at += firstByte(first != 0 ? first : second) + (first != 0 ? 0 : kEight);
+        if (kinds[static_cast<unsigned char>(*at)] != kOrdinary) {
+            return at;
+        }
+        ++at;
+    }
+    while (at != last && kinds[static_cast<unsigned char>(*at)] == kOrdinary) {
+        ++at;
+    }
+    return at;
+}
+
+} // namespace text
