@@ -1,121 +1,91 @@
 // SPDX-License-Identifier: MIT
-// The scene toolkit: a large scene of curves against reading and writing the same bytes, and the
-// evaluation of curves with more and more keys.
+// The scene toolkit: large files against reading and writing the same bytes, the memory that
+// reading takes, how time grows with the size, and the evaluation of curves with more and more
+// keys.
 #include "pictures.h"
-#include "tinyFcurve.h"
-#include "tinyLight.h"
-#include "tinyScene.h"
+#include "sceneRecords.h"
 #include "tinySoftType.h"
 
 #include <benchmark/benchmark.h>
 
-#include <cmath>
-#include <cstdlib>
-#include <cstring>
 #include <filesystem>
+#include <fstream>
+#include <functional>
 #include <iostream>
-#include <memory>
+#include <malloc.h>
 #include <random>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 namespace fs = std::filesystem;
 
 namespace {
 
-using OwnedScene = std::unique_ptr<Scene, SceneDisposer>;
+using bench::makeCurve;
+using bench::OwnedScene;
+using bench::OwnedSpline;
+using bench::OwnedTree;
 
-Fcurve* makeCurve(std::int16_t channel, int keys) {
-    Fcurve* curve = fcurveAllocate();
-    curve->type = channel;
-    curve->keyCount = static_cast<std::int16_t>(keys);
-    curve->keys = fcvkeyAllocate(curve->keyCount);
-    curve->interpolation = kInterpolateSpline;
-    for (int i = 0; i < keys; ++i) {
-        const auto time = static_cast<float>(i);
-        curve->keys[i] = {time,
-                          std::sin(time * 0.37F),
-                          0.37F * std::cos(time * 0.37F),
-                          0.37F * std::cos(time * 0.37F),
-                          0,
-                          kInterpolateSpline,
-                          0,
-                          -1};
+void must(bool done, const std::string& what) {
+    if (!done) {
+        throw std::runtime_error(what);
     }
-    fcurveCheckOrder(curve);
-    return curve;
 }
 
-OwnedScene namedScene(const fs::path& name) {
-    OwnedScene scene(sceneAllocate());
-    scene->name = strdup(name.c_str());
-    return scene;
-}
-
-/// Lights with animated colours: about 50 MB of text, or very little when small.
-OwnedScene makeScene(const fs::path& name) {
-    OwnedScene scene = namedScene(name);
-    const int lights = bench::small() ? 2 : 12;
-    const int keys = bench::small() ? 20 : 7000;
-    for (int i = 0; i < lights; ++i) {
-        Light* light = lightAllocate();
-        light->type = kLightPoint;
-        constexpr std::int16_t kFirstColourChannel = 22; // LIG_COL_R
-        for (std::int16_t c = 0; c < 3; ++c) {
-            light->curves[kLightRed + c] =
-                makeCurve(static_cast<std::int16_t>(kFirstColourChannel + c), keys);
-        }
-        light->next = scene->lights;
-        scene->lights = light;
-    }
-    return scene;
-}
-
-struct SceneFiles {
-    fs::path folder;
-    OwnedScene scene;
-    std::vector<char> bytes;
-
-    SceneFiles() {
+/// A folder that is removed at the end.
+struct Folder {
+    fs::path path;
+    Folder() {
         std::string made = (fs::temp_directory_path() / "tdr-bench-XXXXXX").string();
-        if (mkdtemp(made.data()) == nullptr) {
-            throw std::runtime_error("no temporary folder");
-        }
-        folder = made;
-        option.level = 0; // no messages
-        scene = makeScene(folder / "curves");
-        write();
-        bytes.resize(fs::file_size(file("curves.scn")));
+        must(mkdtemp(made.data()) != nullptr, "no temporary folder");
+        path = made;
     }
-    ~SceneFiles() { fs::remove_all(folder); }
-    SceneFiles(const SceneFiles&) = delete;
-    SceneFiles& operator=(const SceneFiles&) = delete;
-
-    [[nodiscard]] std::string file(const char* name) const { return (folder / name).string(); }
-    void write() const {
-        if (sceneWriteAsciiAnimation("bench", 2.6F, scene.get()) != 1) {
-            throw std::runtime_error("the scene was not written");
-        }
-    }
-    void read() const {
-        const OwnedScene copy = namedScene(folder / "curves");
-        if (sceneReadAsciiAnimation(copy.get()) != 1 || copy->lights == nullptr) {
-            throw std::runtime_error("the scene was not read");
-        }
-    }
-    void readBytes() {
-        std::FILE* stream = std::fopen(file("curves.scn").c_str(), "r");
-        if (std::fread(bytes.data(), 1, bytes.size(), stream) != bytes.size()) {
-            throw std::runtime_error("the bytes were not read");
-        }
-        std::fclose(stream);
-    }
-    void writeBytes() {
-        std::FILE* stream = std::fopen(file("bytes.scn").c_str(), "w");
-        std::fwrite(bytes.data(), 1, bytes.size(), stream);
-        std::fclose(stream);
-    }
+    ~Folder() { fs::remove_all(path); }
+    Folder(const Folder&) = delete;
+    Folder& operator=(const Folder&) = delete;
 };
+
+/// How a file of one kind is written and read; reading frees what it read.
+struct Form {
+    fs::path file;
+    std::function<bool()> write, read;
+};
+
+Form formOf(const fs::path& base, std::shared_ptr<Scene> scene) {
+    scene->name = strdup(base.c_str());
+    return {base.string() + ".scn",
+            [scene] { return sceneWriteAsciiAnimation("bench", 2.6F, scene.get()) == 1; },
+            [base] {
+                const OwnedScene copy(sceneAllocate());
+                copy->name = strdup(base.c_str());
+                return sceneReadAsciiAnimation(copy.get()) == 1;
+            }};
+}
+
+Form formOf(const fs::path& base, std::shared_ptr<Model> tree, int flavour) {
+    return {base.string() + ".hrc",
+            [=] { return modelWriteFile(base.c_str(), tree.get(), flavour) == 1; },
+            [=] { return OwnedTree(modelReadFile(base.c_str())) != nullptr; }};
+}
+
+Form formOf(const fs::path& base, std::shared_ptr<Spline> spline, int flavour) {
+    return {base.string() + ".spl",
+            [=] { return splineWriteFile(base.c_str(), spline.get(), flavour) == 1; },
+            [=] { return OwnedSpline(splineReadFile(base.c_str())) != nullptr; }};
+}
+
+void readBytes(const fs::path& file, std::vector<char>& bytes) {
+    std::FILE* stream = std::fopen(file.c_str(), "r");
+    must(std::fread(bytes.data(), 1, bytes.size(), stream) == bytes.size(), "the bytes");
+    std::fclose(stream);
+}
+
+void writeBytes(const fs::path& file, const std::vector<char>& bytes) {
+    std::FILE* stream = std::fopen(file.c_str(), "w");
+    std::fwrite(bytes.data(), 1, bytes.size(), stream);
+    std::fclose(stream);
+}
 
 template <typename Work>
 void add(const std::string& name, Work work) {
@@ -124,6 +94,58 @@ void add(const std::string& name, Work work) {
             work();
         }
     });
+}
+
+/// Reading and writing a file against doing so with its bytes.
+void addFile(const std::string& row, const Form& form) {
+    must(form.write(), row);
+    auto bytes = std::make_shared<std::vector<char>>(fs::file_size(form.file));
+    add(row + " read/fread", [=] { readBytes(form.file, *bytes); });
+    add(row + " read/ours", [=] { must(form.read(), row); });
+    add(row + " write/fwrite", [=] { writeBytes(form.file.string() + ".bytes", *bytes); });
+    add(row + " write/ours", [=] { must(form.write(), row); });
+}
+
+/// A size of this process in bytes, as the system calls it.
+double processSize(const std::string& name) {
+    std::ifstream status("/proc/self/status");
+    for (std::string word; status >> word;) {
+        if (word == name + ":") {
+            double kibibytes = 0;
+            status >> kibibytes;
+            return kibibytes * 1024;
+        }
+    }
+    throw std::runtime_error("no " + name);
+}
+
+/// The most memory that reading a file takes, beyond what the process has before, and its size.
+void addMemory(const std::string& row, const Form& form) {
+    must(form.write(), row);
+    benchmark::RegisterBenchmark((row + "/ours").c_str(), [=](benchmark::State& state) {
+        for ([[maybe_unused]] auto _ : state) {
+            malloc_trim(0);
+            std::ofstream("/proc/self/clear_refs") << 5; // the peak begins here
+            const double before = processSize("VmRSS");
+            must(form.read(), row);
+            state.counters["bytes"] = processSize("VmHWM") - before;
+        }
+    });
+    benchmark::RegisterBenchmark((row + "/file").c_str(), [=](benchmark::State& state) {
+        for ([[maybe_unused]] auto _ : state) {
+            state.counters["bytes"] = static_cast<double>(fs::file_size(form.file));
+        }
+    });
+}
+
+/// Reading and writing ten times as many elements, and ten times as many again.
+void addGrowth(const std::string& what, const std::function<Form(int)>& make) {
+    const int most = bench::small() ? 1000 : 1000000;
+    for (int count = 1000; count <= most; count *= 10) {
+        const Form form = make(count);
+        add("growth " + what + "/" + std::to_string(count),
+            [=] { must(form.write() && form.read(), what); });
+    }
 }
 
 /// Evaluates a curve at times over its whole length.
@@ -146,11 +168,29 @@ void addEvaluation(const std::string& name, int keys) {
 
 int main(int argc, char** argv) try {
     benchmark::Initialize(&argc, argv);
-    SceneFiles files;
-    add("scene read/fread", [&] { files.readBytes(); });
-    add("scene read/ours", [&] { files.read(); });
-    add("scene write/fwrite", [&] { files.writeBytes(); });
-    add("scene write/ours", [&] { files.write(); });
+    option.level = 0; // no messages
+    const Folder folder;
+    const auto file = [&](const std::string& name) { return folder.path / name; };
+    const auto size = [](int full) { return bench::small() ? std::max(full / 1000, 2) : full; };
+
+    addFile("scene", formOf(file("curves"), bench::makeLights(12, size(7000))));
+    for (const int flavour : {0, 1}) {
+        const std::string kind = flavour == 0 ? "text" : "binary";
+        addFile(kind + " hierarchy", formOf(file(kind), bench::makeTree(size(60000), 12), flavour));
+        addFile(kind + " spline", formOf(file(kind), bench::makeSpline(size(32767)), flavour));
+    }
+    addMemory("memory curves", formOf(file("curves36"), bench::makeLights(12, size(5700))));
+    addMemory("memory lights", formOf(file("lights36"), bench::makeLights(size(100000), 0)));
+    addMemory("memory text", formOf(file("text36"), bench::makeWave(size(600000))));
+    addGrowth("lights", [&](int count) {
+        return formOf(file("lights" + std::to_string(count)), bench::makeLights(count, 0));
+    });
+    addGrowth("keys", [&](int count) {
+        return formOf(file("keys" + std::to_string(count)), bench::makeLights(count / 300, 100));
+    });
+    addGrowth("nodes", [&](int count) {
+        return formOf(file("nodes" + std::to_string(count)), bench::makeTree(count, 0), 0);
+    });
     for (const int keys : {1000, 30000}) {
         addEvaluation("curve " + std::to_string(keys) + "/10 keys", 10);
         addEvaluation("curve " + std::to_string(keys) + "/ours", keys);
