@@ -108,11 +108,10 @@ void takeMotion(State& state, const XEvent& event) {
                       held ? motion.y - state.pointerY : 0, 0});
     state.pointerX = motion.x;
     state.pointerY = motion.y;
-    state.pointerInside = true;
+    state.pointerKnown = true;
 }
 
 void takeLeave(State& state, const XEvent& /*event*/) {
-    state.pointerInside = false;
     state.inputs.add({Kind::Leave, 0, 0, 0, 0, 0});
 }
 
@@ -127,9 +126,18 @@ void findPointer(State& state) {
                                          &state.pointerX, &state.pointerY, &buttons);
     const int x = state.pointerX;
     const int y = state.pointerY;
-    state.pointerInside =
+    const bool inside =
         sameScreen != 0 && x >= 0 && x < state.place.width && y >= 0 && y < state.place.height;
-    state.inputs.add({state.pointerInside ? Kind::Point : Kind::Leave, x, y, 0, 0, 0});
+    state.inputs.add({inside ? Kind::Point : Kind::Leave, x, y, 0, 0, 0});
+}
+
+/// Of the pointer, or of the window below it. A window that opens below it reports nothing yet.
+void takeEnter(State& state, const XEvent& event) {
+    if (state.pointerKnown) {
+        state.pointerX = event.xcrossing.x;
+        state.pointerY = event.xcrossing.y;
+        state.inputs.add({Kind::Point, state.pointerX, state.pointerY, 0, 0, 0});
+    }
 }
 
 void takeConfigure(State& state, const XEvent& event) {
@@ -138,7 +146,7 @@ void takeConfigure(State& state, const XEvent& event) {
     state.place = {now.x, now.y, now.width, now.height};
     if (state.forInput && resized) {
         state.inputs.add({Kind::Resize, now.width, now.height, 0, 0, 0});
-        if (state.pointerInside) {
+        if (state.pointerKnown) {
             findPointer(state);
         }
     }
@@ -167,9 +175,16 @@ struct EventRow {
 
 // Every other event is read and dropped.
 constexpr EventRow kEvents[] = {
-    {Expose, takeExpose},         {KeyPress, takeKey},          {ButtonPress, takeButton},
-    {MotionNotify, takeMotion},   {LeaveNotify, takeLeave},     {ConfigureNotify, takeConfigure},
-    {ClientMessage, takeMessage}, {DestroyNotify, takeDestroy}, {MappingNotify, takeMapping},
+    {Expose, takeExpose},
+    {KeyPress, takeKey},
+    {ButtonPress, takeButton},
+    {MotionNotify, takeMotion},
+    {EnterNotify, takeEnter},
+    {LeaveNotify, takeLeave},
+    {ConfigureNotify, takeConfigure},
+    {ClientMessage, takeMessage},
+    {DestroyNotify, takeDestroy},
+    {MappingNotify, takeMapping},
 };
 
 void takeEvent(State& state) {

@@ -50,7 +50,8 @@ void createWindow(State& state, const XVisualInfo& visual) {
     wanted.colormap = XCreateColormap(display, root, visual.visual, AllocNone);
     wanted.event_mask = ExposureMask | KeyPressMask | StructureNotifyMask;
     if (state.forInput) {
-        wanted.event_mask |= ButtonPressMask | PointerMotionMask | LeaveWindowMask;
+        wanted.event_mask |=
+            ButtonPressMask | PointerMotionMask | EnterWindowMask | LeaveWindowMask;
     }
     state.window = XCreateWindow(
         display, root, kMargin, topOf(state), static_cast<unsigned>(state.width),

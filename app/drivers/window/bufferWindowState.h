@@ -67,9 +67,9 @@ struct BufferWindow::State {
     WindowInputs inputs;
     int pointerX = 0; // as last reported
     int pointerY = 0;
-    bool pointerInside = false;
-    WindowPlace place;      // as last reported
-    WindowPlace smallPlace; // before it filled the screen
+    bool pointerKnown = false; // it has moved inside
+    WindowPlace place;         // as last reported
+    WindowPlace smallPlace;    // before it filled the screen
     bool fillsScreen = false;
     std::array<char, kStripBytes> bytes;
 };
