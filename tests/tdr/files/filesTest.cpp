@@ -324,9 +324,9 @@ TEST_F(FilesTest, whatAKilledRunLeavesIsRemovedByTheNext) {
 }
 
 TEST_F(FilesTest, aRunEntersItsFolderOnceUnlessSomebodyRemovesIt) {
-    std::list<tdr::Result<PrivateFolder>> folders;
-    folders.push_back(PrivateFolder::open());
-    folders.push_back(PrivateFolder::open());
+    std::list<tdr::Result<tdr::PrivateFolder>> folders;
+    folders.push_back(tdr::PrivateFolder::open());
+    folders.push_back(tdr::PrivateFolder::open());
     ASSERT_TRUE(folders.front() && folders.back());
     EXPECT_EQ(folders.front()->fd(), folders.back()->fd());
     EXPECT_NE(folders.front()->mark(), folders.back()->mark());
@@ -335,7 +335,7 @@ TEST_F(FilesTest, aRunEntersItsFolderOnceUnlessSomebodyRemovesIt) {
 
     fs::remove_all(path);
     {
-        const auto again = PrivateFolder::open();
+        const auto again = tdr::PrivateFolder::open();
         ASSERT_TRUE(again);
         EXPECT_EQ(symlinkat("anything", again->fd(), "link"), 0);
         folders.clear(); // does not remove the new folder
