@@ -9,7 +9,7 @@ namespace {
 
 /// A file that is in `from` with all its bytes but a quarter.
 std::string cutFile(const LintTrial& trial, const std::string& from) {
-    const std::string path = newFile(trial, "cut");
+    std::string path = newFile(trial, "cut");
     std::error_code error;
     std::filesystem::copy_file(from, path, error);
     std::filesystem::resize_file(path, std::filesystem::file_size(path, error) * 3 / 4, error);
