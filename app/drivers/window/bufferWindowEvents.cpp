@@ -42,6 +42,7 @@ void drawDamage(State& state) {
 }
 
 void takeExpose(State& state, const XEvent& event) {
+    state.pointerStale = true;
     const XExposeEvent& part = event.xexpose;
     const WindowDamage box{std::max(part.x, 0), std::max(part.y, 0),
                            std::min(part.x + part.width, state.width),
@@ -115,8 +116,9 @@ void takeLeave(State& state, const XEvent& /*event*/) {
     state.inputs.add({Kind::Leave, 0, 0, 0, 0, 0});
 }
 
-/// The window has moved below the pointer, which has stayed where it was on the screen.
+/// The window has moved below the pointer, which may have stayed where it was on the screen.
 void findPointer(State& state) {
+    state.pointerStale = false;
     Window root = 0;
     Window child = 0;
     int rootX = 0;
@@ -146,10 +148,8 @@ void takeConfigure(State& state, const XEvent& event) {
     state.place = {now.x, now.y, now.width, now.height};
     if (state.forInput && resized) {
         state.inputs.add({Kind::Resize, now.width, now.height, 0, 0, 0});
-        if (state.pointerKnown) {
-            findPointer(state);
-        }
     }
+    state.pointerStale = true;
 }
 
 void takeMessage(State& state, const XEvent& event) {
@@ -230,6 +230,9 @@ void takeEvents(State& state) {
     while (!state.closing && XPending(state.display) > 0) {
         while (!state.closing && XPending(state.display) > 0) {
             takeEvent(state);
+        }
+        if (state.pointerStale && state.pointerKnown) {
+            findPointer(state);
         }
         if (!state.closing) {
             drawDamage(state);

@@ -68,6 +68,7 @@ struct BufferWindow::State {
     int pointerX = 0; // as last reported
     int pointerY = 0;
     bool pointerKnown = false; // it has moved inside
+    bool pointerStale = false; // the window may have moved below it since
     WindowPlace place;         // as last reported
     WindowPlace smallPlace;    // before it filled the screen
     bool fillsScreen = false;

@@ -210,12 +210,11 @@ TEST(ViewKeys, ShowPixelValuesInFullScreen) {
             desk.start({TDR_COMMAND, "view", folder.write("a.pic", plain(400, 300, 200))});
         const WindowId window = desk.window("a.pic - 400 x 300 - SOFTIMAGE");
         desk.awaitFocus(window);
-        desk.xdotool({"mousemove", "140", "200", "key", "F11", "1"});
+        desk.xdotool({"mousemove", "130", "200", "key", "F11", "1"});
         eventually("the whole screen", [&] { return desk.place(window) == Place{0, 0, 640, 480}; });
         const auto expect = [&](const std::string& text, CaptionPlace place) {
             eventually(text, [&] { return hasCaption(desk.screenshot(window), text, place); });
         };
-        desk.xdotool({"mousemove", "130", "200"});
         expect("10, 110: 200 100 50 255", CaptionPlace::Bottom);
         desk.xdotool({"mousemove", "120", "389"});
         expect("0, 299: 200 100 50 255", CaptionPlace::Top);
