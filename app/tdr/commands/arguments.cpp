@@ -205,7 +205,7 @@ Parsed usageError(const CLI::App& app, const CLI::ParseError& error) {
 ArgumentParser::ArgumentParser(const std::string& program, const std::string& help,
                                const std::string& version)
     : app_(std::make_unique<CLI::App>(help, program)) {
-    app_->set_version_flag("--version", version);
+    app_->set_version_flag("--version", program + ' ' + version);
     app_->fallthrough();
 }
 
@@ -213,8 +213,13 @@ ArgumentParser::~ArgumentParser() = default;
 
 Parsed ArgumentParser::parse(int argc, char** argv) {
     refuseEmptyValues(*app_);
+    std::vector<const char*> words(argv, argv + argc);
+    if (argc > 1 && std::string_view(words[1]) == "help") { // "help convert": "convert --help"
+        words.erase(words.begin() + 1);
+        words.push_back("--help");
+    }
     try {
-        app_->parse(argc, argv);
+        app_->parse(static_cast<int>(words.size()), words.data());
     } catch (const CLI::Success& wanted) { // --help, --version
         std::ostringstream text;
         app_->exit(wanted, text, text);

@@ -221,8 +221,8 @@ ExitCode salvage(const SalvageOptions& options) {
 
 void addSalvage(Arguments& arguments, Command& command) {
     auto options = std::make_shared<SalvageOptions>();
-    arguments.value("in", "IN", options->in, "Damaged PIC picture").require();
-    arguments.value("out", "OUT", options->out, "PIC picture to write")
+    arguments.value("IN", "PICTURE", options->in, "Damaged PIC picture").require();
+    arguments.value("OUT", "PICTURE", options->out, "PIC picture to write")
         .require()
         .check(checkTarget);
     arguments

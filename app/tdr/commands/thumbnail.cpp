@@ -39,8 +39,8 @@ ExitCode thumbnail(const DriverOptions& driverOptions, const ThumbnailOptions& o
 
 void addThumbnail(Arguments& arguments, Command& command) {
     auto options = std::make_shared<ThumbnailOptions>();
-    arguments.value("in", "IN", options->input, "Picture to read").require();
-    arguments.value("out", "OUT", options->output, "PNG to write, even if it exists").require();
+    arguments.value("IN", "PICTURE", options->input, "Picture to read").require();
+    arguments.value("OUT", "PICTURE", options->output, "PNG to write, even if it exists").require();
     arguments.value("-s,--size", "N", options->size, "Longest side in pixels (default: 256)")
         .range(kSmallest, kLargest);
     arguments.run([&command, options] {
