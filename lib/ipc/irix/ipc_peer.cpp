@@ -214,11 +214,14 @@ Trouble awaitConnection(const PeerOptions& options, int listener, Deadline deadl
     }
 }
 
-/// Ends the child of a failed start and waits for it, unless the system does. Its stderr stays
-/// readable.
-void endPeer(PeerStart& start, bool waitForIt) {
+/// Ends the child of a failed start, with the group that it leads, and waits for it, unless the
+/// system does. Its stderr stays readable.
+void endPeer(PeerStart& start, bool leadsGroup, bool waitForIt) {
     Child& process = start.peer.process;
     const bool ended = process.hasEnded();
+    if (leadsGroup && !ended && process.pid() > 0) {
+        ::kill(-process.pid(), SIGKILL);
+    }
     process.kill();
     std::optional<int> status;
     while (waitForIt && !(process.awaitEnd({}) && process.take(status))) {
@@ -318,7 +321,7 @@ PeerStart start(const PeerOptions& options, bool greeting) {
     start.failure = trouble.failure;
     start.error = trouble.error;
     if (!trouble.none()) {
-        endPeer(start, !options.ignoreChildSignal);
+        endPeer(start, options.ownGroup, !options.ignoreChildSignal);
     }
     return start;
 }

@@ -113,6 +113,18 @@ TEST_F(LintTest, aDriverThatHangsIsAFaultAfterTheUsersLimit) {
     }
 }
 
+TEST_F(LintTest, whatADriverHasStartedEndsWithIt) {
+    const std::string script = files().write(
+        "slowFilter", "#!/bin/sh\nsleep 100 & echo $! > '" + in("pid") + "'\nwait\n", 0755);
+    expectFailed({"--timeout", "1", "query", "--lint", script}, "not ready in time", 3);
+    const pid_t started = std::stoi(contentOf(in("pid")));
+    for (int i = 0; i < 2000 && stateOf(started) == 'S'; ++i) { // killed, but not yet gone
+        usleep(1000);
+    }
+    EXPECT_NE(stateOf(started), 'S');
+    kill(started, SIGKILL);
+}
+
 TEST_F(LintTest, withoutSharedMemoryNothingIsSaidOfTheDriver) {
     const Around around{.prepare = [] { support::denyCall(SYS_shmget, ENOSPC); }};
     const Ended ended =
