@@ -72,9 +72,11 @@ char* putSign(char* to, double value) {
 
 /// The digits without the zeros before them, except for the last `keep` digits, and their count.
 int skipZeros(std::uint64_t& digits, int keep) {
-    const int zeros = std::min(std::countr_zero(digits) / 8, kDigits - keep);
-    digits >>= 8 * zeros;
-    return kDigits - zeros;
+    int count = kDigits;
+    for (; count > keep && (digits & 0xFF) == 0; --count) {
+        digits >>= 8;
+    }
+    return count;
 }
 
 /// The decimals of six significant digits of a number from 1e-4 to below 1e6.
