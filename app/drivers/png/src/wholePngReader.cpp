@@ -143,7 +143,7 @@ Lanes nearest(Lanes left, Lanes above, Lanes corner) {
     const Lanes toAbove = magnitude(left - corner);
     const Lanes toCorner = magnitude(left + above - corner - corner);
     const Lanes aboveOrCorner = toAbove <= toCorner ? above : corner;
-    return (toLeft <= toAbove) & (toLeft <= toCorner) ? left : aboveOrCorner;
+    return ((toLeft <= toAbove) & (toLeft <= toCorner)) ? left : aboveOrCorner;
 }
 
 Lanes leftOnly(Lanes left, Lanes /*above*/, Lanes /*corner*/) {
