@@ -156,6 +156,24 @@ void LineReducer::add(std::span<std::uint8_t> line) {
     narrow_.draw(line_, lines_, 0, row_++);
 }
 
+void LineReducer::repeat() {
+    const auto last = lines_.pixels.begin() + std::ptrdiff_t{row_ - 1} * reduced_.width;
+    for (; row_ < lines_.size.height; ++row_) {
+        std::copy_n(last, reduced_.width,
+                    lines_.pixels.begin() + std::ptrdiff_t{row_} * reduced_.width);
+    }
+}
+
+bool LineReducer::repeats(int count) const {
+    if (count > row_) {
+        return false;
+    }
+    const std::ptrdiff_t width = reduced_.width;
+    const auto begin = lines_.pixels.begin() + (row_ - count) * width;
+    const auto end = lines_.pixels.begin() + row_ * width;
+    return std::equal(begin + width, end, begin);
+}
+
 Raster LineReducer::finish() const {
     Raster reduced(reduced_);
     Scaler(lines_.size, reduced_).draw(lines_, reduced, 0, 0);

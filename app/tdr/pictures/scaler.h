@@ -69,6 +69,12 @@ class LineReducer {
     /// blue, green, red, which it multiplies by their alpha.
     void add(std::span<std::uint8_t> line);
 
+    /// Adds the last line once more for each line that is left, if any.
+    void repeat();
+
+    /// True if the last `count` lines are one and the same.
+    [[nodiscard]] bool repeats(int count) const;
+
     /// The picture, once all lines have been added.
     [[nodiscard]] Raster finish() const;
 

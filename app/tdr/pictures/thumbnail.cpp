@@ -23,7 +23,11 @@ PixelSize sizeOfThumbnail(const tdr::PictureShape& shape, double ratio, int most
     return {side(width), side(height)};
 }
 
-tdr::Result<Raster> readReduced(tdr::PictureSource& source, PixelSize reduced) {
+/// A damaged picture of any size may end soon; behind very many equal lines nothing is expected.
+constexpr int kMostBlank = 1024;
+
+tdr::Result<Raster> readReduced(const tdr::Session& driver, tdr::PictureSource& source,
+                                PixelSize reduced) {
     LineReducer reducer({source.width(), source.height()}, reduced);
     auto block = tdr::SharedBlock::create(tdr::lineBytes(source.width()));
     if (!block) {
@@ -34,6 +38,10 @@ tdr::Result<Raster> readReduced(tdr::PictureSource& source, PixelSize reduced) {
             return read.failure();
         }
         reducer.add(block->bytes());
+        if (line % kMostBlank == 0 && !driver.damage().empty() && reducer.repeats(kMostBlank)) {
+            reducer.repeat();
+            break;
+        }
     }
     if (const auto closed = source.close(); !closed) {
         return closed.failure();
@@ -79,7 +87,7 @@ Outcome<Thumbnail> writeThumbnail(DriverSet& drivers, const std::string& input,
     }
     RunningDriver& reader = *picture->running;
     const PixelSize size = sizeOfThumbnail(picture->source.shape(), metadata->ratio, most);
-    const auto reduced = readReduced(picture->source, size);
+    const auto reduced = readReduced(reader.session, picture->source, size);
     if (!reduced) {
         reader.passOnLines(reduced.failure().lastLine);
         return reader.problem(input, reduced.failure());

@@ -4,6 +4,7 @@
 #include "tdr/commandTesting.h"
 
 #include <array>
+#include <sys/resource.h>
 
 namespace {
 
@@ -97,6 +98,8 @@ TEST_F(ThumbnailTest, overwritesItsTargetButNeverThePicture) {
     const std::string whole = contentOf(picture);
     fs::create_symlink(picture, in("link.pic"));
     files().write("cut.pic", whole.substr(0, 200));
+    files().write("huge.pic",
+                  support::fileHeader("PICT", 32767, 32767) + support::bytes({0, 8, 2, 0xE0}));
     const struct {
         const char* input;
         const char* output;
@@ -105,6 +108,7 @@ TEST_F(ThumbnailTest, overwritesItsTargetButNeverThePicture) {
     } cases[] = {
         {"a.pic", "old.jpeg", 0, ""},
         {"cut.pic", "old.jpeg", 1, "old.jpeg: written, but " + in("cut.pic") + " is damaged"},
+        {"huge.pic", "old.jpeg", 1, "old.jpeg: written, but " + in("huge.pic") + " is damaged"},
         {"a.pic", "a.pic", 1, "a.pic: is the picture itself"},
         {"a.pic", "link.pic", 1, "link.pic: is the picture itself"},
         {"none.pic", "old.jpeg", 1, "none.pic: No such file"},
@@ -120,6 +124,9 @@ TEST_F(ThumbnailTest, overwritesItsTargetButNeverThePicture) {
         EXPECT_EQ(contentOf(in("old.jpeg")) != "old", written);
         EXPECT_EQ(contentOf(picture), whole);
     }
+    rusage used{};
+    getrusage(RUSAGE_CHILDREN, &used);
+    EXPECT_LT(used.ru_utime.tv_sec + used.ru_stime.tv_sec, 5) << "for lines that are not there";
     for (const char* size : {"15", "4097", "-1"}) {
         expectEnd(2, {"thumbnail", "-s", size, picture, in("o.png")}, "--size");
     }
