@@ -3,7 +3,6 @@
 
 #include "tdr/interruptGuard.h"
 
-#include <cctype>
 #include <cerrno>
 #include <cstddef>
 #include <cstring>
@@ -67,21 +66,6 @@ Cause causeOf(int error) {
 
 } // namespace
 
-bool namesFile(std::string_view text, std::string_view file) {
-    const auto isPartOfName = [&](std::size_t at) {
-        constexpr std::string_view kOthers = "/._-";
-        return at < text.size() && (std::isalnum(static_cast<unsigned char>(text[at])) != 0 ||
-                                    kOthers.find(text[at]) != std::string_view::npos);
-    };
-    for (std::size_t at = text.find(file); at != std::string_view::npos;
-         at = text.find(file, at + 1)) {
-        if (!isPartOfName(at - 1) && !isPartOfName(at + file.size())) { // before 0 is npos
-            return true;
-        }
-    }
-    return false;
-}
-
 /// A signal from a terminal also reaches the drivers; their death is then not reported.
 static bool isInterruption(const tdr::Failure& failure) {
     return tdr::InterruptGuard::signal() != 0 && exitCodeOf(failure.kind) == ExitCode::DriverFailed;
@@ -93,15 +77,41 @@ Problem problemWith(const tdr::Failure& failure) {
                : Problem{exitCodeOf(failure.kind), failure.text(), causeOf(failure)};
 }
 
+/// The driver's name in "driver: request: how it failed"; empty if no driver has failed.
+static std::string_view driverIn(std::string_view what) {
+    const std::string_view name = what.substr(0, what.find(": "));
+    return name.size() < what.size() && name.ends_with("Filter") &&
+                   name.find(' ') == std::string_view::npos
+               ? name
+               : std::string_view();
+}
+
+/// What a line of a driver says about the file behind its name, if that is its form: "PNG Filter:
+/// Unable to open file 'a.png' - IHDR: CRC error."
+static std::string_view reasonIn(std::string_view line, std::string_view file) {
+    const std::string name = "'" + std::string(file) + "' - ";
+    const std::size_t at = line.find(name);
+    if (at == std::string_view::npos) {
+        return line;
+    }
+    line.remove_prefix(at + name.size());
+    line.remove_suffix(line.ends_with('.') ? 1 : 0);
+    return line;
+}
+
 Problem problemWith(std::string_view file, const tdr::Failure& failure) {
     if (isInterruption(failure)) {
         return {ExitCode::Failed, std::string(file) + ": interrupted"};
     }
-    const bool named =
-        (failure.kind == tdr::FailureKind::Refused && namesFile(failure.lastLine, file)) ||
-        (failure.kind == tdr::FailureKind::Damaged && namesFile(failure.what, file));
-    return {exitCodeOf(failure.kind), (named ? "" : std::string(file) + ": ") + failure.text(),
-            causeOf(failure)};
+    const std::string_view driver = driverIn(failure.what);
+    const bool hasReason =
+        failure.kind == tdr::FailureKind::Refused && !driver.empty() && !failure.lastLine.empty();
+    const std::string request =
+        failure.text().substr(driver.empty() ? 0 : driver.size() + std::strlen(": "));
+    std::string text = std::string(file) + ": ";
+    text += hasReason ? reasonIn(failure.lastLine, file) : std::string_view(request);
+    text += driver.empty() ? "" : " (" + std::string(driver) + ")";
+    return {exitCodeOf(failure.kind), text, causeOf(failure)};
 }
 
 Problem problemWith(std::string_view file, const Problem& problem) {

@@ -55,11 +55,8 @@ using Outcome = tdr::Result<T, Problem>;
 /// "softimageFilter: get vendor name: refused: ...": the driver is the subject itself.
 [[nodiscard]] Problem problemWith(const tdr::Failure& failure);
 
-/// True when `text` contains `file` as a whole name, not as a part of another word.
-[[nodiscard]] bool namesFile(std::string_view text, std::string_view file);
-
-/// "a.pic: softimageFilter: get line: refused: ..."; without the first name if the driver's own
-/// reason has it.
+/// "a.png: IHDR: CRC error (pngFilter)": the driver's own reason, or "a.pic: get line: no answer
+/// within 2 s (softimageFilter)".
 [[nodiscard]] Problem problemWith(std::string_view file, const tdr::Failure& failure);
 
 /// "a.pic: ..." from a problem without its file's name.

@@ -234,8 +234,8 @@ TEST_F(StreamTest, aPictureThatTakesTooLongEndsWithAllThatItsDriverStarted) {
     const Ended ended = shell("$tdr convert -j 1 a.pic b.pic -o o/ --to png --pre-read ./hang "
                               "--picture-timeout 1.5");
     EXPECT_EQ(ended.exit, 1);
-    EXPECT_TRUE(contains(ended.err, "a.pic: softimageFilter: connect to file: not done in the time "
-                                    "for the picture"));
+    EXPECT_TRUE(contains(ended.err, "a.pic: connect to file: not done in the time for the picture "
+                                    "(softimageFilter)"));
     EXPECT_TRUE(contains(ended.err, "1 done, 0 skipped, 0 damaged, 1 failed"));
     const pid_t hanging = std::stoi(contentOf(in("pid")));
     support::eventually("the end of the command",

@@ -374,12 +374,25 @@ TEST_F(FilesTest, aDriverThatDiesOfTheTerminalsSignalIsNoNews) {
     EXPECT_EQ(problemWith("a.pic", died).text, "a.pic: interrupted");
 }
 
-TEST_F(FilesTest, aFileIsNamedOnceHoweverShortItsNameIs) {
-    for (const auto& [line, before] : {std::pair("cannot open 'a'", ""), std::pair("cannot", "a: "),
-                                       std::pair("cannot open 'b/a.pic'", "a: ")}) {
-        const tdr::Failure refused{tdr::FailureKind::Refused, "refused", {}, line};
-        EXPECT_EQ(problemWith("a", refused).text, before + ("refused: " + std::string(line)));
+TEST_F(FilesTest, aFailureBeginsWithTheFileAndEndsWithTheDriver) {
+    const struct {
+        const char* line; ///< of the driver
+        const char* text;
+    } cases[] = {
+        {"PNG Filter: Unable to open file 'a' - IHDR: CRC error.",
+         "a: IHDR: CRC error (pngFilter)"},
+        {"PNG Filter: Unable to open file 'b/a' - x",
+         "a: PNG Filter: Unable to open file 'b/a' - x (pngFilter)"},
+        {"cannot", "a: cannot (pngFilter)"},
+        {"", "a: connect to file: refused (pngFilter)"},
+    };
+    for (const auto& c : cases) {
+        const tdr::Failure refused{
+            tdr::FailureKind::Refused, "pngFilter: connect to file: refused", {}, c.line};
+        EXPECT_EQ(problemWith("a", refused).text, c.text);
     }
+    EXPECT_EQ(problemWith("a", {tdr::FailureKind::NoMemory, "shared block: no room", {}, {}}).text,
+              "a: shared block: no room");
 }
 
 TEST_F(FilesTest, aLimitOfFileSizeIsAReasonAndLeavesNothing) {

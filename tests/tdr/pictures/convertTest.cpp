@@ -311,8 +311,8 @@ TEST_F(ConvertTest, aDriverThatDiesOrHangsLeavesTheOldFile) {
     kill(stopped, SIGKILL);
     const Ended died = running->wait();
     EXPECT_EQ(died.exit, 3);
-    EXPECT_TRUE(contains(died.err, target + ": freezesAtPutFilter: put line: the driver died "
-                                            "(signal 9 (Killed))"));
+    EXPECT_TRUE(contains(died.err, target + ": put line: the driver died (signal 9 (Killed)) "
+                                            "(freezesAtPutFilter)"));
     expectFailed(
         {"convert", "--force", smallPic(), target, "--driver-dir", drivers, "--timeout", "2"},
         "put line: no answer within 2 s", 3);
