@@ -176,6 +176,16 @@ void measureFrames(const bench::BenchPicture& picture, const fs::path& folder) {
     compare("frames, two jobs",
             {command("one job", ours(pics, "png", "1")), command("ours", ours(pics, "png", "2"))},
             kRounds);
+    std::vector<std::string> decoded = {TDR_BENCH_DIR "/decodeFiles"};
+    std::vector<std::string> checked = {kTdr, "check"};
+    for (int frame = 1; frame <= frames; ++frame) {
+        for (auto* words : {&decoded, &checked}) {
+            words->push_back(file("pics/") + std::to_string(frame) + ".pic");
+        }
+    }
+    compare("check",
+            {command("decoding", decoded, kProcessor), command("ours", checked, kProcessor)},
+            kRounds);
     std::vector<std::string> shown = {kTdr, "info"};
     std::vector<std::string> pinged = {"identify", "-ping"};
     for (int i = 0; i < 5 * frames; ++i) {

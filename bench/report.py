@@ -63,6 +63,7 @@ def targets():
     yield "200 frames to PNG, one job", "frames to PNG", "ours", "mogrify", TIME, 1, 0.7
     yield "200 frames to PIC, one job", "frames to PIC", "ours", "mogrify", TIME, 0.9, 0.6
     yield "two jobs, wall", "frames, two jobs", "ours", "one job", THROUGHPUT, 1.7, 1.9
+    yield "tdr check of 200 frames", "check", "ours", "decoding", TIME, 1.3, 1.1
     yield "tdr info of 1,000 pictures", "info", "ours", "identify", TIME, 1, 0.3
     yield "its first line, share of the whole", "info, first line", "ours", "all", TIME, 0.05, 0.01
     yield "memory of a driver, line by line", "driver memory", "bytes", None, SIZE, 5, 3.5
