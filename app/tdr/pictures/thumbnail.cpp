@@ -5,6 +5,7 @@
 #include "metadata.h"
 #include "pictureFile.h"
 #include "pixelRatio.h"
+#include "reducedPicture.h"
 
 #include <algorithm>
 #include <cmath>
@@ -21,32 +22,6 @@ PixelSize sizeOfThumbnail(const tdr::PictureShape& shape, double ratio, int most
         return std::clamp(static_cast<int>(std::lround(length * scale)), 1, most);
     };
     return {side(width), side(height)};
-}
-
-/// A damaged picture of any size may end soon; behind very many equal lines nothing is expected.
-constexpr int kMostBlank = 1024;
-
-tdr::Result<Raster> readReduced(const tdr::Session& driver, tdr::PictureSource& source,
-                                PixelSize reduced) {
-    LineReducer reducer({source.width(), source.height()}, reduced);
-    auto block = tdr::SharedBlock::create(tdr::lineBytes(source.width()));
-    if (!block) {
-        return block.failure();
-    }
-    for (std::int32_t line = source.height(); line-- > 0;) {
-        if (const auto read = source.readLine(*block, line); !read) {
-            return read.failure();
-        }
-        reducer.add(block->bytes());
-        if (line % kMostBlank == 0 && !driver.damage().empty() && reducer.repeats(kMostBlank)) {
-            reducer.repeat();
-            break;
-        }
-    }
-    if (const auto closed = source.close(); !closed) {
-        return closed.failure();
-    }
-    return reducer.finish();
 }
 
 Outcome<void> write(DriverSet& drivers, const std::string& output, const tdr::Picture& picture,
@@ -87,7 +62,10 @@ Outcome<Thumbnail> writeThumbnail(DriverSet& drivers, const std::string& input,
     }
     RunningDriver& reader = *picture->running;
     const PixelSize size = sizeOfThumbnail(picture->source.shape(), metadata->ratio, most);
-    const auto reduced = readReduced(reader.session, picture->source, size);
+    auto reduced = readReduced(reader.session, picture->source, AlphaChange::None, size);
+    if (const auto closed = picture->source.close(); reduced && !closed) {
+        reduced = closed.failure();
+    }
     if (!reduced) {
         reader.passOnLines(reduced.failure().lastLine);
         return reader.problem(input, reduced.failure());

@@ -5,6 +5,7 @@
 #include "output/formatted.h"
 #include "pictures/metadata.h"
 #include "pictures/pictureFile.h"
+#include "pictures/reducedPicture.h"
 #include "viewPort.h"
 
 #include <algorithm>
@@ -25,31 +26,20 @@ tdr::Result<tdr::Picture> readWhole(tdr::PictureSource& source, AlphaChange alph
         source.width(), source.height(), {block.bytes().begin(), block.bytes().end()}};
 }
 
-tdr::Result<tdr::Picture> readReduced(tdr::PictureSource& source, AlphaChange alpha,
-                                      PixelSize reduced) {
-    auto block = tdr::SharedBlock::create(tdr::lineBytes(source.width()));
-    if (!block) {
-        return block.failure();
-    }
-    LineReducer reducer({source.width(), source.height()}, reduced);
-    for (std::int32_t line = source.height(); line-- > 0;) {
-        if (const auto read = source.readLine(*block, line); !read) {
-            return read.failure();
-        }
-        changeAlpha(alpha, block->bytes());
-        reducer.add(block->bytes());
-    }
-    return asPicture(reducer.finish());
+tdr::Result<tdr::Picture> readLarge(const tdr::Session& driver, tdr::PictureSource& source,
+                                    AlphaChange alpha, PixelSize size) {
+    const auto reduced = readReduced(driver, source, alpha, size);
+    return reduced ? tdr::Result<tdr::Picture>(asPicture(*reduced)) : reduced.failure();
 }
 
-tdr::Result<tdr::Picture> read(tdr::PictureSource& source, AlphaChange alpha, double ratio,
-                               PixelSize room) {
+tdr::Result<tdr::Picture> read(const tdr::Session& driver, tdr::PictureSource& source,
+                               AlphaChange alpha, double ratio, PixelSize room) {
     const PixelSize size{source.width(), source.height()};
     const std::size_t bytes = tdr::pictureBytes(size.width, size.height);
     auto block = bytes <= kLarge ? tdr::SharedBlock::create(bytes)
                                  : tdr::Failure{tdr::FailureKind::NoMemory};
     auto picture = block ? readWhole(source, alpha, *block)
-                         : readReduced(source, alpha, windowSize(size, ratio, room));
+                         : readLarge(driver, source, alpha, windowSize(size, ratio, room));
     if (const auto closed = source.close(); picture && !closed) {
         return closed.failure();
     }
@@ -79,7 +69,7 @@ Outcome<ViewPicture> readForView(const DriverOptions& options, const std::string
     const int mattes = shape.matte ? shape.channels : 0;
     const int shown = matte < mattes ? matte : 0;
     opened->source.selectMatte(shown);
-    auto picture = read(opened->source, alpha, metadata->ratio, room);
+    auto picture = read(driver.session, opened->source, alpha, metadata->ratio, room);
     if (!picture) {
         driver.passOnLines(picture.failure().lastLine);
         return driver.problem(file, picture.failure());
