@@ -6,7 +6,7 @@ BIN holds tdr and the drivers, TOOLS the programs built from this folder. The la
 of what was tried and what held; exit status 1: not all held, 77: this system forbids tracing.
 """
 import argparse, collections, contextlib, ctypes, multiprocessing, os, pathlib, random, re, shutil
-import signal, subprocess, sys, tempfile, time
+import signal, struct, subprocess, sys, tempfile, time, zlib
 
 SHORT = 500    # calls that the short form fails
 DEADLINE = 40  # seconds until a run counts as hanging
@@ -69,6 +69,31 @@ def takeSegmentsOf(pid, known):
 def textOf(path):
     path = pathlib.Path(path)
     return path.read_text(errors="replace") if path.exists() else ""
+
+
+def pictureOf(data):
+    """The chunks and the pixels of a whole PNG in RGBA: a driver that is short of memory compresses
+    them in another way. Other files as they are."""
+    if data is None or not data.startswith(b"\x89PNG"):
+        return data
+    chunks, packed, at = [], b"", 8
+    while at < len(data):
+        size, name = struct.unpack_from(">I4s", data, at)
+        body = data[at + 8:at + 8 + size]
+        packed += body if name == b"IDAT" else b""
+        chunks += [(name, body)] if name != b"IDAT" else []
+        at += size + 12
+    filtered, stride = zlib.decompress(packed), 4 * struct.unpack(">I", chunks[0][1][:4])[0]
+    pixels = bytearray(4 + stride)  # a row of zeros; each row begins with a pixel of zeros
+    for start in range(0, len(filtered), 1 + stride):
+        above = pixels[-4 - stride:]
+        row = bytearray(4)
+        for i, byte in enumerate(filtered[start + 1:start + 1 + stride]):
+            left, up, corner = row[i], above[i + 4], above[i]
+            nearest = min((left, up, corner), key=lambda value: abs(left + up - corner - value))
+            row.append((byte + (0, left, up, (left + up) // 2, nearest)[filtered[start]]) % 256)
+        pixels += row
+    return chunks, pixels
 
 
 class Death:
@@ -193,7 +218,11 @@ class Bench:
         after = {path.name: path.read_bytes() for path in files if path.is_file()}
         output = (after.get(target), textOf(folder / "out"))
         reference = self.references.setdefault(case.scenario.name, output)
-        if status == 0 and output != reference:
+        same = output == reference
+        with contextlib.suppress(zlib.error, struct.error, IndexError):
+            same = same or (output[1] == reference[1] and
+                            pictureOf(output[0]) == pictureOf(reference[0]))
+        if status == 0 and not same:
             wrong.append("success, but the output is not the right one")
         if status not in goodStatuses(case):
             wrong.append(f"ended with {status}")
