@@ -33,7 +33,8 @@ class Refusals {
             fault_ = failure.kind;
         }
         if (failure.kind != FailureKind::NotMyFormat) {
-            addReason(names.in(failure.text()));
+            addReason(
+                {failure.kind, names.in(failure.what), failure.end, names.in(failure.lastLine)});
         }
     }
 
@@ -41,16 +42,23 @@ class Refusals {
         std::string text =
             known_ ? ""
                    : "no driver reads it (asked: " + (asked_.empty() ? "none found" : asked_) + ")";
-        for (const std::string& reason : reasons_) {
-            text += (text.empty() ? "" : "; ") + reason;
+        const FailureKind kind =
+            fault_.value_or(known_ ? FailureKind::Damaged : FailureKind::NotMyFormat);
+        if (known_ && reasons_.size() == 1) {
+            return {kind, reasons_[0].what, reasons_[0].end, reasons_[0].lastLine};
         }
-        return {fault_.value_or(known_ ? FailureKind::Damaged : FailureKind::NotMyFormat),
-                std::move(text)};
+        for (const Failure& reason : reasons_) {
+            text += (text.empty() ? "" : "; ") + reason.text();
+        }
+        return {kind, std::move(text), {}, {}};
     }
 
   private:
-    void addReason(std::string reason) {
-        if (std::ranges::find(reasons_, reason) == reasons_.end()) {
+    void addReason(Failure reason) {
+        const auto isSame = [text = reason.text()](const Failure& other) {
+            return other.text() == text;
+        };
+        if (std::ranges::none_of(reasons_, isSame)) {
             reasons_.push_back(std::move(reason));
         }
     }
@@ -58,7 +66,7 @@ class Refusals {
     std::optional<FailureKind> fault_;
     std::string asked_;
     bool known_ = false; ///< to a driver that cannot open it
-    std::vector<std::string> reasons_;
+    std::vector<Failure> reasons_;
 };
 
 /// True for failures after which no other driver is tried: a signal, out of memory, no link.

@@ -87,14 +87,16 @@ static std::string_view driverIn(std::string_view what) {
 }
 
 /// What a line of a driver says about the file behind its name, if that is its form: "PNG Filter:
-/// Unable to open file 'a.png' - IHDR: CRC error."
+/// Unable to open file 'a.png' - IHDR: CRC error." or "tinyPicture: 'a.pic' ends inside its
+/// header."
 static std::string_view reasonIn(std::string_view line, std::string_view file) {
-    const std::string name = "'" + std::string(file) + "' - ";
+    const std::string name = "'" + std::string(file) + "' ";
     const std::size_t at = line.find(name);
     if (at == std::string_view::npos) {
         return line;
     }
     line.remove_prefix(at + name.size());
+    line.remove_prefix(line.starts_with("- ") ? 2 : 0);
     line.remove_suffix(line.ends_with('.') ? 1 : 0);
     return line;
 }
@@ -104,8 +106,8 @@ Problem problemWith(std::string_view file, const tdr::Failure& failure) {
         return {ExitCode::Failed, std::string(file) + ": interrupted"};
     }
     const std::string_view driver = driverIn(failure.what);
-    const bool hasReason =
-        failure.kind == tdr::FailureKind::Refused && !driver.empty() && !failure.lastLine.empty();
+    const bool hasReason = exitCodeOf(failure.kind) == ExitCode::Failed && !driver.empty() &&
+                           !failure.lastLine.empty();
     const std::string request =
         failure.text().substr(driver.empty() ? 0 : driver.size() + std::strlen(": "));
     std::string text = std::string(file) + ": ";

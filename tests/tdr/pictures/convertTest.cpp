@@ -74,8 +74,7 @@ TEST_F(ConvertTest, whatCannotBeReadOrWrittenIsNamedWithItsReason) {
         {"folder.pic", "o.png", "folder.pic: Is a directory"},
         {"empty.pic", "o.png", "empty.pic: the file is empty"},
         {"text.pic", "o.png", "text.pic: no driver reads it (asked: softimageFilter, "},
-        {"cut.pic", "o.png",
-         "refused: tinyPicture: '" + in("cut.pic") + "' ends inside its header."},
+        {"cut.pic", "o.png", "cut.pic: ends inside its header (softimageFilter)"},
         {"secret.pic", "o.png", "secret.pic: Permission denied", true},
         {"small.pic", "folder.pic", "folder.pic: names a folder; name the file to write in it"},
         {"small.pic", "", "names a folder; name the file to write in it"}, // the test's own folder
@@ -131,9 +130,8 @@ TEST_F(ConvertTest, aFailedWriteLeavesTheOldFileAndNoOther) {
     for (const Around& around : {Around{.largestFile = 2000, .ignoreSizeSignal = true},
                                  {.largestFile = 90'000, .ignoreSizeSignal = true},
                                  {.largestFile = 90'000}}) {
-        const Ended ended =
-            expectFailed({"convert", "--force", sample("photograph.png"), old},
-                         "Unable to write file '" + old + "' - File too large", 1, around);
+        const Ended ended = expectFailed({"convert", "--force", sample("photograph.png"), old},
+                                         old + ": File too large (softimageFilter)", 1, around);
         EXPECT_EQ(ended.err.find(old), ended.err.rfind(old)) << "the name once: " << ended.err;
         EXPECT_EQ(contentOf(old), oldContent);
         EXPECT_EQ(namesIn(files().path()), Names{"old.pic"});
@@ -311,8 +309,8 @@ TEST_F(ConvertTest, aDriverThatDiesOrHangsLeavesTheOldFile) {
     kill(stopped, SIGKILL);
     const Ended died = running->wait();
     EXPECT_EQ(died.exit, 3);
-    EXPECT_TRUE(contains(died.err, target + ": put line: the driver died (signal 9 (Killed)) "
-                                            "(freezesAtPutFilter)"));
+    EXPECT_TRUE(contains(died.err, target + ": put line: the driver died (signal 9 (Killed)): "));
+    EXPECT_TRUE(died.err.ends_with(" (freezesAtPutFilter)\n"));
     expectFailed(
         {"convert", "--force", smallPic(), target, "--driver-dir", drivers, "--timeout", "2"},
         "put line: no answer within 2 s", 3);

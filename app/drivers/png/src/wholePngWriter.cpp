@@ -70,7 +70,7 @@ bool writeChunk(std::FILE* stream, std::string_view name, std::span<const std::u
     std::array<std::uint8_t, 4> sum;
     base::storeBe32(sum.data(), check);
     return std::fwrite(head.data(), 1, head.size(), stream) == head.size() &&
-           std::fwrite(data.data(), 1, data.size(), stream) == data.size() &&
+           (data.empty() || std::fwrite(data.data(), 1, data.size(), stream) == data.size()) &&
            std::fwrite(sum.data(), 1, sum.size(), stream) == sum.size();
 }
 
