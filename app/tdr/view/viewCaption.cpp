@@ -42,8 +42,11 @@ bool hasDot(std::string_view text, int column, int row) {
         return false;
     }
     const auto* glyph = std::ranges::find(kGlyphs, text[at], &Glyph::character);
-    return glyph != std::end(kGlyphs) &&
-           (glyph->rows[static_cast<std::size_t>(row)] >> (kWidth - 2 - column % kWidth) & 1) != 0;
+    if (glyph == std::end(kGlyphs)) {
+        return false;
+    }
+    const int withGap = glyph->rows[static_cast<std::size_t>(row)] << 1;
+    return (withGap >> (kWidth - 1 - column % kWidth) & 1) != 0;
 }
 
 } // namespace
