@@ -4,73 +4,22 @@
 //
 // Files are in the page cache. A picture and its upside-down copy take turns, so that branch
 // predictors cannot learn one picture.
+#include "mattes.h"
 #include "picture/coders/tinyPictureCoders.h"
-#include "pictures.h"
 #include "pixelOrder.h"
+#include "sample.h"
 #include "tinyPicture.h"
 
 #include <benchmark/benchmark.h>
-#include <tiffio.h>
-#define QOI_IMPLEMENTATION
-#define QOI_NO_STDIO
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wconversion"
-#include <qoi.h>
-#pragma GCC diagnostic pop
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
-#include <memory>
-#include <stdexcept>
-#include <unistd.h>
+#include <string>
 
-using bench::BenchPicture;
-using Planes = std::array<std::vector<std::uint8_t>, 4>;
+using namespace bench;
 
 namespace {
-
-using Stream = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
-
-/// A file that is removed with the object. It is read from the page cache.
-class ScratchFile {
-  public:
-    ScratchFile() : file_(std::tmpfile(), std::fclose) {
-        if (!file_) {
-            throw std::runtime_error("no temporary file");
-        }
-    }
-
-    /// A new descriptor for the caller, at the file's beginning.
-    [[nodiscard]] int descriptor() const {
-        const int fd = dup(fileno(file_.get()));
-        lseek(fd, 0, SEEK_SET);
-        return fd;
-    }
-    [[nodiscard]] Stream open(const char* mode) const {
-        return {fdopen(descriptor(), mode), std::fclose};
-    }
-
-  private:
-    Stream file_;
-};
-
-/// The input of every contender. Decoding goes to the channel planes of one line, reused for every
-/// line, as a driver does it; copying goes to planes of the whole picture that are already mapped.
-struct Sample {
-    BenchPicture picture;
-    Planes out;
-    std::vector<std::uint8_t> pixels; ///< interleaved
-    ScratchFile pic, copy, tiff;
-    std::vector<std::uint8_t> qoi;
-
-    explicit Sample(BenchPicture p) : picture(std::move(p)), pixels(picture.interleaved()) {
-        for (auto& plane : out) {
-            plane.assign(picture.planeBytes(), 1);
-        }
-    }
-    [[nodiscard]] auto width() const { return static_cast<std::uint32_t>(picture.width); }
-    [[nodiscard]] auto height() const { return static_cast<std::uint32_t>(picture.height); }
-};
 
 // --- Ours ----------------------------------------------------------------------------------------
 
@@ -143,59 +92,6 @@ void decodePortable(Sample& sample) {
     codersUse(nullptr);
 }
 
-// --- libtiff, PackBits in planes -----------------------------------------------------------------
-
-TIFF* openTiff(const Sample& sample, const char* mode) {
-    return TIFFFdOpen(sample.tiff.descriptor(), "scratch", mode);
-}
-
-void encodeTiff(Sample& sample) {
-    TIFF* tiff = openTiff(sample, "w");
-    TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, sample.width());
-    TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, sample.height());
-    TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, 4);
-    TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 8);
-    const std::uint16_t alpha = EXTRASAMPLE_UNASSALPHA;
-    TIFFSetField(tiff, TIFFTAG_EXTRASAMPLES, 1, &alpha);
-    TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_RGB);
-    TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_SEPARATE);
-    TIFFSetField(tiff, TIFFTAG_COMPRESSION, COMPRESSION_PACKBITS);
-    TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, sample.height());
-    for (std::uint32_t strip = 0; strip < 4; ++strip) {
-        TIFFWriteEncodedStrip(tiff, strip, sample.picture.planes[strip].data(),
-                              static_cast<tmsize_t>(sample.picture.planeBytes()));
-    }
-    TIFFClose(tiff);
-}
-
-void decodeTiff(Sample& sample) {
-    TIFF* tiff = openTiff(sample, "r");
-    for (std::uint16_t channel = 0; channel < 4; ++channel) {
-        for (std::uint32_t row = 0; row < sample.height(); ++row) {
-            TIFFReadScanline(tiff, sample.out[channel].data(), row, channel);
-        }
-    }
-    TIFFClose(tiff);
-}
-
-// --- QOI -----------------------------------------------------------------------------------------
-
-void encodeQoi(Sample& sample) {
-    const qoi_desc shape = {sample.width(), sample.height(), 4, QOI_SRGB};
-    int bytes = 0;
-    void* encoded = qoi_encode(sample.pixels.data(), &shape, &bytes);
-    sample.qoi.resize(static_cast<std::size_t>(bytes));
-    std::memcpy(sample.qoi.data(), encoded, sample.qoi.size());
-    std::free(encoded);
-}
-
-void decodeQoi(Sample& sample) {
-    qoi_desc shape{};
-    void* pixels = qoi_decode(sample.qoi.data(), static_cast<int>(sample.qoi.size()), &shape, 4);
-    benchmark::DoNotOptimize(pixels);
-    std::free(pixels);
-}
-
 // --- Limits and pixel orders ---------------------------------------------------------------------
 
 void copyPlanes(Sample& sample) {
@@ -232,13 +128,14 @@ using Samples = std::vector<std::unique_ptr<Sample>>;
 /// The pictures of the group, encoded by every contender.
 Samples samplesOf(const std::string& group) {
     Samples samples;
-    for (BenchPicture& picture : bench::twins(group)) {
+    for (BenchPicture& picture : twins(group)) {
         samples.push_back(std::make_unique<Sample>(std::move(picture)));
     }
     for (auto& sample : samples) {
         encodeOurs(*sample);
         copyEncoded(*sample);
         encodeTiff(*sample);
+        encodeTiffStrips(*sample);
         encodeQoi(*sample);
         decodeRows(*sample, sample->pic, [&](int row) {
             const auto at = static_cast<std::ptrdiff_t>(row) * sample->picture.width;
@@ -263,17 +160,41 @@ void add(const std::string& name, Samples& samples, void (*run)(Sample&)) {
     })->Unit(benchmark::kMillisecond);
 }
 
+/// The contenders of every group: "row group/name".
+constexpr struct {
+    const char* row;
+    const char* name;
+    void (*run)(Sample&);
+} kContenders[] = {
+    {"decode", "ours", decodeOurs},    {"decode", "portable", decodePortable},
+    {"decode", "libtiff", decodeTiff}, {"decode", "libtiff strips", decodeTiffStrips},
+    {"decode", "qoi", decodeQoi},      {"decode", "memcpy", copyPlanes},
+    {"written", "ours", decodeOurs},   {"written", "one call", decodeCopy},
+    {"encode", "ours", encodeOurs},    {"encode", "libtiff", encodeTiff},
+    {"encode", "qoi", encodeQoi},
+};
+
 void addCoders(const std::string& group, Samples& samples) {
-    add("decode " + group + "/ours", samples, decodeOurs);
-    add("written " + group + "/ours", samples, decodeOurs);
-    add("written " + group + "/one call", samples, decodeCopy);
-    add("decode " + group + "/portable", samples, decodePortable);
-    add("decode " + group + "/libtiff", samples, decodeTiff);
-    add("decode " + group + "/qoi", samples, decodeQoi);
-    add("decode " + group + "/memcpy", samples, copyPlanes);
-    add("encode " + group + "/ours", samples, encodeOurs);
-    add("encode " + group + "/libtiff", samples, encodeTiff);
-    add("encode " + group + "/qoi", samples, encodeQoi);
+    for (const auto& [row, name, run] : kContenders) {
+        add(std::string(row) + " " + group + "/" + name, samples, run);
+    }
+}
+
+/// Writing and reading pictures of noise with ten times as many pixels or lines. A picture has at
+/// most 32,767 lines: more of them are several pictures.
+void addGrowth(const std::string& what, int count, int width, int height) {
+    constexpr int kMostLines = 10000;
+    const int lines = std::min(height, kMostLines);
+    const auto sample = std::make_shared<Sample>(computedPictures(width, lines).back());
+    const auto name = "growth " + what + "/" + std::to_string(count);
+    benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) {
+        for ([[maybe_unused]] auto _ : state) {
+            for (int i = 0; i < height / lines; ++i) {
+                encodeOurs(*sample);
+                decodeOurs(*sample);
+            }
+        }
+    });
 }
 
 void addPixelOrders(Samples& samples) {
@@ -297,7 +218,7 @@ int main(int argc, char** argv) {
     benchmark::Initialize(&argc, argv);
     std::vector<std::string> groups;
     std::vector<std::unique_ptr<Samples>> all;
-    for (const BenchPicture& picture : bench::pictures()) {
+    for (const BenchPicture& picture : pictures()) {
         if (std::ranges::find(groups, picture.group) == groups.end()) {
             groups.push_back(picture.group);
             all.push_back(std::make_unique<Samples>(samplesOf(picture.group)));
@@ -305,6 +226,12 @@ int main(int argc, char** argv) {
         }
     }
     addPixelOrders(*all.front());
+    for (int count = 1000; count <= (small() ? 1000 : 1000000); count *= 10) {
+        const int side = static_cast<int>(std::sqrt(count));
+        addGrowth("pixels", count, side, count / side);
+        addGrowth("lines", count, 16, count);
+    }
+    addMattes();
     benchmark::RunSpecifiedBenchmarks();
     return 0;
 }

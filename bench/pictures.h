@@ -14,7 +14,8 @@ namespace bench {
 /// A picture in planes, top row first.
 struct BenchPicture {
     std::string name;
-    std::string group; ///< photograph, artwork, page, flat, soft, matte or noise
+    std::string
+        group; ///< photograph, artwork, the same scaled down, page, flat, soft, matte, noise
     int width = 0;
     int height = 0;
     std::array<std::vector<std::uint8_t>, 4> planes; ///< red, green, blue, alpha
@@ -36,8 +37,8 @@ std::vector<BenchPicture> computedPictures(int width, int height);
 std::vector<BenchPicture> preparedPictures(const std::filesystem::path& folder);
 
 /// The pictures that a bench program uses: the prepared and the computed ones of about 2048 x 1556,
-/// or with TDR_BENCH_SMALL set only computed ones of 160 x 120. TDR_BENCH_PICTURES names the
-/// folder.
+/// or with TDR_BENCH_SMALL set computed ones of 160 x 120 for every group. TDR_BENCH_PICTURES names
+/// the folder.
 const std::vector<BenchPicture>& pictures();
 
 /// The pictures of a group, each followed by its upside-down copy, so that branch predictors cannot
