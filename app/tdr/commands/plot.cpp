@@ -40,7 +40,7 @@ std::optional<PlotRange> framesIn(std::string_view text) {
     return PlotRange{static_cast<double>(first), static_cast<double>(last), false};
 }
 
-std::string checkFrames(const std::string& text) {
+std::string checkRange(const std::string& text) {
     return framesIn(text) ? "" : "frames are A-B with whole numbers, A below B: " + text;
 }
 
@@ -114,7 +114,7 @@ void addPlot(Arguments& arguments, Command& command) {
     arguments
         .value("--frames", "A-B", options->frames,
                "Only these frames (default: all, and some room)")
-        .check(checkFrames);
+        .check(checkRange);
     arguments
         .value("--show", "KIND", options->show,
                "What to draw: curves (default for scenes), splines or trees")

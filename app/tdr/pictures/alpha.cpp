@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr unsigned kOpaque = 255;
+constexpr unsigned kOpaque = base::kOpaque;
 
 std::uint8_t multiplied(unsigned colour, unsigned alpha) {
     return static_cast<std::uint8_t>((colour * alpha + kOpaque / 2) / kOpaque);

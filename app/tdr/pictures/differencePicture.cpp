@@ -10,15 +10,13 @@
 
 namespace {
 
-constexpr int kOpaque = 255;
-
 void drawLine(PixelLine a, PixelLine b, int largest, std::span<std::uint8_t> drawn) {
     for (std::size_t at = 0; at < a.size(); at += base::kHostPixelBytes) {
         const int ofAlpha = std::abs(a[at] - b[at]);
-        drawn[at] = kOpaque;
+        drawn[at] = base::kOpaque;
         for (std::size_t i = at + 1; i < at + base::kHostPixelBytes; ++i) {
             const int apart = std::max(std::abs(a[i] - b[i]), ofAlpha);
-            drawn[i] = static_cast<std::uint8_t>(apart * kOpaque / std::max(largest, 1));
+            drawn[i] = static_cast<std::uint8_t>(apart * base::kOpaque / std::max(largest, 1));
         }
     }
 }

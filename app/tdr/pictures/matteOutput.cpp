@@ -17,8 +17,6 @@ namespace {
 
 using UniqueTag = std::unique_ptr<Tag, TagDisposer>;
 
-constexpr int kOpaque = 255;
-
 /// Of alpha, blue, green and red, by the weights of Rec. 601.
 int luminanceOf(PixelLine pixel) {
     return (114 * pixel[1] + 587 * pixel[2] + 299 * pixel[3] + 500) / 1000;
@@ -115,7 +113,7 @@ Outcome<void> MatteOutput::addLine(PixelLine line, std::int32_t number) {
     }
     for (std::size_t x = 0; x < line.size() / base::kHostPixelBytes; ++x) {
         const PixelLine pixel = line.subspan(x * base::kHostPixelBytes, base::kHostPixelBytes);
-        transparent_ = transparent_ || pixel[0] != kOpaque;
+        transparent_ = transparent_ || pixel[0] != base::kOpaque;
         setBit(bright, x, luminanceOf(pixel) > rule_.threshold);
         setBit(alpha, x, pixel[0] > rule_.threshold);
     }

@@ -6,8 +6,8 @@ namespace {
 
 constexpr int kWidth = 7;
 constexpr int kHeight = 6;
-constexpr std::size_t kRow = std::size_t{kWidth} * 4;
-const std::string kBlank(kRow, '\0');
+constexpr std::size_t kLine = std::size_t{kWidth} * 4;
+const std::string kBlank(kLine, '\0');
 
 std::vector<std::string> linesOf(const std::string& path) {
     return hostLines(support::contentOf(path));
