@@ -470,8 +470,8 @@ TEST_F(CommandTest, checkFindsFilesInFoldersByContentAndEnding) {
     files().write("a/.keep", "");
     const Ended whole = run({"check", "-r", in("a")});
     EXPECT_EQ(whole.exit, 0);
-    EXPECT_EQ(whole.out, in("a/2") + ": all 1 lines are intact\n" + in("a/deep/1.tag") +
-                             ": all 1 lines are intact\n");
+    EXPECT_EQ(whole.out, in("a/2") + ": the only line is intact\n" + in("a/deep/1.tag") +
+                             ": the only line is intact\n");
     EXPECT_TRUE(contains(whole.err, "tdr: 3 files: 2 whole, 0 damaged, 0 failed, 1 skipped\n"));
 
     files().write("a/empty.png", "");

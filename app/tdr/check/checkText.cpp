@@ -65,8 +65,9 @@ DamagePlace damagePlaceOf(const FileCheck& check) {
 }
 
 std::string textOf(const CheckCounts& counts) {
-    return formatted("{} files: {} whole, {} damaged, {} failed, {} skipped", counts.all(),
-                     counts.whole, counts.damaged, counts.failed, counts.skipped);
+    return formatted("{}: {} whole, {} damaged, {} failed, {} skipped",
+                     counted(counts.all(), "file"), counts.whole, counts.damaged, counts.failed,
+                     counts.skipped);
 }
 
 std::string textOf(const std::string& file, const FileCheck& check) {

@@ -24,13 +24,14 @@ namespace {
 
 std::string verdictOn(const CheckedLines& lines) {
     if (!lines.byte) {
-        return formatted("all {} lines are intact", lines.count);
+        return allAre(lines.count, "line") + " intact";
     }
     return lines.intact == lines.count
-               ? formatted("all {} lines are intact, but other bytes follow them (byte {})",
-                           lines.count, *lines.byte)
-               : formatted("{} of {} lines are intact, line {} from the top is damaged (byte {})",
-                           lines.intact, lines.count, lines.intact, *lines.byte);
+               ? formatted("{} intact, but other bytes follow (byte {})",
+                           allAre(lines.count, "line"), *lines.byte)
+               : formatted("{} of {} {} intact, line {} from the top is damaged (byte {})",
+                           lines.intact, counted(lines.count, "line"),
+                           lines.count == 1 ? "is" : "are", lines.intact, *lines.byte);
 }
 
 /// Notes bytes after the last line at `end`.
@@ -124,7 +125,7 @@ Outcome<FileCheck> checkByDriver(const std::string& name, const DriverOptions& o
     return FileCheck{kind,
                      !damage,
                      damage && !damage->what.empty()
-                         ? formatted("all {} lines are intact, but {} (byte {})", height,
+                         ? formatted("{} intact, but {} (byte {})", allAre(height, "line"),
                                      printable(damage->what), damage->byte)
                          : verdictOn(lines),
                      lines,

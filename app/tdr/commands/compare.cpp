@@ -101,9 +101,9 @@ Outcome<std::string> depthText(const PictureLines& a, const PictureLines& b) {
 ExitCode reportDifferent(const std::string& names, const PictureLines& a,
                          const Compared& compared) {
     const PixelDifferences& found = compared.differences;
-    warn(formatted("{} differ: {} of {} pixels, {}{}; largest difference {} of 255, PSNR {:.2f} "
+    warn(formatted("{} differ: {} of {}, {}{}; largest difference {} of 255, PSNR {:.2f} "
                    "dB over red, green, blue and alpha",
-                   names, found.count(), pixelsOf(a),
+                   names, found.count(), counted(pixelsOf(a), "pixel"),
                    a.mattes() > 1 ? formatted("matte {}, ", compared.matte + 1) : "", found.first(),
                    found.largest(), found.psnr()));
     return ExitCode::Failed;
@@ -115,8 +115,8 @@ Outcome<ExitCode> reportEqual(const std::string& names, const PictureLines& a,
     if (!depth) {
         return depth.failure();
     }
-    const ExitCode said = say(
-        formatted("{}: {}, all {} pixels are equal{}\n", names, a.sizeText(), pixelsOf(a), *depth));
+    const ExitCode said = say(formatted("{}: {}, {} equal{}\n", names, a.sizeText(),
+                                        allAre(pixelsOf(a), "pixel"), *depth));
     return said == ExitCode::Done ? said : ExitCode::NotCompared;
 }
 

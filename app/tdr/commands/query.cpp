@@ -152,8 +152,7 @@ ExitCode lint(const DriverOptions& drivers, const QueryOptions& options) {
         text += formatted("{}: {}\n", name, fault);
     }
     const std::size_t count = report->faults.size();
-    text += formatted("{}: {} fault{}\n", name, count == 0 ? "no" : std::to_string(count),
-                      count == 1 ? "" : "s");
+    text += formatted("{}: {}\n", name, count == 0 ? "no faults" : counted(count, "fault"));
     return worse(count == 0 ? ExitCode::Done : ExitCode::Failed, say(text));
 }
 

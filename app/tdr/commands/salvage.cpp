@@ -155,8 +155,8 @@ Outcome<void> write(const ToolkitPicture& file, LinesAt& lines, const SalvagedLi
 std::string reportOn(const SalvageOptions& options, const SalvagedLines& salvaged) {
     const auto count = static_cast<std::int32_t>(salvaged.begins.size());
     const std::int32_t lost = salvaged.lost();
-    std::string text = formatted("{}: {} of {} lines of {}", printable(options.out), count - lost,
-                                 count, printable(options.in));
+    std::string text = formatted("{}: {} of {} of {}", printable(options.out), count - lost,
+                                 counted(count, "line"), printable(options.in));
     if (lost > 0) {
         text += lost == 1 ? formatted("; lost is line {} from the top", salvaged.lostFirst)
                           : formatted("; lost are lines {} to {} from the top", salvaged.lostFirst,

@@ -110,7 +110,7 @@ class Rewriting {
             }
         }
         if (told > kMostTold) {
-            warn(formatted("{}: {} further remarks", file, told - kMostTold));
+            warn(formatted("{}: {}", file, counted(told - kMostTold, "further remark")));
         }
     }
 

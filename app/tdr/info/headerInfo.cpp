@@ -46,9 +46,9 @@ std::string packetText(const ChannelPacket& packet) {
         channels += (channels.empty() ? "" : " ") + std::string(channel);
     }
     const int coding = codingOf(packet);
-    return formatted("{}, {} bits, {}", channels.empty() ? "no channel" : channels, packet.size,
-                     coding < std::ssize(kCodings) ? kCodings[coding]
-                                                   : formatted("unknown coding {}", coding));
+    return formatted(
+        "{}, {}, {}", channels.empty() ? "no channel" : channels, counted(packet.size, "bit"),
+        coding < std::ssize(kCodings) ? kCodings[coding] : formatted("unknown coding {}", coding));
 }
 
 /// What the header says.

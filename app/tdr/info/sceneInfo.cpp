@@ -26,10 +26,6 @@ std::string triple(double x, double y, double z) {
     return formatted("{:g} {:g} {:g}", x, y, z);
 }
 
-std::string plural(std::size_t count, const char* noun) {
-    return formatted("{} {}{}", count, noun, count == 1 ? "" : "s");
-}
-
 /// Adds lines under one label and reports how many exceed the limit.
 class Lines {
   public:
@@ -60,7 +56,7 @@ class Lines {
 std::string curveText(const Fcurve& curve) {
     const std::string channel = channelOf(curve);
     return formatted("curve {}({})", channel.empty() ? "" : channel + ' ',
-                     plural(static_cast<std::size_t>(std::max<int>(curve.keyCount, 0)), "key"));
+                     counted(std::max<int>(curve.keyCount, 0), "key"));
 }
 
 std::string numberText(double value, const Fcurve* curve) {
@@ -92,7 +88,7 @@ std::string splineText(const Spline& spline, const std::string& owner) {
     const bool known = spline.type >= 0 && spline.type < kSplineTypes;
     return formatted("{}: {}, {}{}{}{}", quoted(spline.name),
                      known ? SplineTypeName[spline.type] : "unknown type",
-                     plural(static_cast<std::size_t>(std::max<int>(spline.keyCount, 0)), "point"),
+                     counted(std::max<int>(spline.keyCount, 0), "point"),
                      spline.close != 0 ? ", closed" : "", spline.phantom != 0 ? ", phantom" : "",
                      owner.empty() ? "" : ", " + owner);
 }
@@ -107,16 +103,15 @@ std::string blocksText(const Opaque* list) {
                      utf8Text(std::string_view(list->text, opaqueWordLength(list)));
         }
     }
-    return count == 0 ? "" : formatted("{} ({})", plural(count, "block"), words);
+    return count == 0 ? "" : formatted("{} ({})", counted(count, "block"), words);
 }
 
 /// The contents of a node besides its transformation: "; 1 spline; 2 blocks (mesh, material)".
 std::string holdings(const Model& node) {
     std::string text;
-    for (const std::string& part :
-         {node.splineCount > 0 ? plural(static_cast<std::size_t>(node.splineCount), "spline") : "",
-          blocksText(node.contents), blocksText(node.animationContents),
-          std::string(node.userData != nullptr ? "user data" : "")}) {
+    for (const std::string& part : {node.splineCount > 0 ? counted(node.splineCount, "spline") : "",
+                                    blocksText(node.contents), blocksText(node.animationContents),
+                                    std::string(node.userData != nullptr ? "user data" : "")}) {
         text += part.empty() ? "" : "; " + part;
     }
     return text;
@@ -140,7 +135,7 @@ void addTrees(InfoRows& rows, const SceneDocument& document) {
     for (std::size_t i = 0; i < std::min(trees.size(), kMostTrees); ++i) {
         const SceneNodes nodes = nodesOf(trees[i]);
         rows.emplace_back(
-            "tree", formatted("{}, {}", quoted(trees[i]->name), plural(nodes.count(), "node")));
+            "tree", formatted("{}, {}", quoted(trees[i]->name), counted(nodes.count(), "node")));
         Lines lines(rows, "");
         for (const SceneNode& node : nodes) {
             lines.add([&] { return "  " + nodeText(node); });
@@ -181,7 +176,8 @@ void addCamera(InfoRows& rows, const Camera& camera) {
 void addScene(InfoRows& rows, const Scene& scene) {
     const SceneRendering& r = scene.rendering;
     rows.emplace_back("frames", formatted("{} to {}", scene.frameStart, scene.frameEnd));
-    rows.emplace_back("rate", formatted("{} frames per second, pause {}", scene.rate, scene.pause));
+    rows.emplace_back(
+        "rate", formatted("{} per second, pause {}", counted(scene.rate, "frame"), scene.pause));
     rows.emplace_back("render", formatted("frames {} to {} step {}, {} x {}, pixel ratio {:g}",
                                           r.frame[0], r.frame[1], r.frame[2], r.resolution[0],
                                           r.resolution[1], shortest(r.pixelRatio)));

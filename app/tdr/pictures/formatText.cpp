@@ -25,17 +25,15 @@ std::string channelCodes(const tdr::PixelFormat& format) {
 }
 
 std::string depthText(const tdr::PixelFormat& format) {
-    const char* plural = format.depth1 == 1 ? "" : "s";
     return format.depth1 == format.depth2
-               ? formatted("{} bit{}", format.depth1, plural)
+               ? counted(format.depth1, "bit")
                : formatted("{} and {} bits", format.depth1, format.depth2);
 }
 
 } // namespace
 
 std::string formatText(const tdr::PixelFormat& format) {
-    const std::size_t count = format.channels.size();
-    return formatted("{} channel{} of {} ({})", count, count == 1 ? "" : "s", depthText(format),
+    return formatted("{} of {} ({})", counted(format.channels.size(), "channel"), depthText(format),
                      channelCodes(format));
 }
 

@@ -105,10 +105,10 @@ Outcome<void> PamReader::readHeader() {
         if (line->starts_with("ENDHDR")) {
             return isGood(header_)
                        ? Outcome<void>()
-                       : problem(formatted("a PAM picture of {} x {} pixels with {} samples up to "
+                       : problem(formatted("a PAM picture of {} x {} pixels with {} up to "
                                            "{} cannot be read",
-                                           header_.width, header_.height, header_.depth,
-                                           header_.largest));
+                                           header_.width, header_.height,
+                                           counted(header_.depth, "sample"), header_.largest));
         }
         if (!readNumber(*line, header_)) {
             return problem("a number in a PAM header is malformed");
@@ -156,7 +156,8 @@ Outcome<void> PamReader::readLine(std::span<std::uint8_t> line) {
         return there.failure();
     }
     if (!*there) {
-        return problem(formatted("ends inside a PAM picture, {} lines before its end", left_));
+        return problem(
+            formatted("ends inside a PAM picture, {} before its end", counted(left_, "line")));
     }
     const auto* at = reinterpret_cast<const std::uint8_t*>(bytes_.data() + at_);
     const auto sample = [&] {

@@ -213,8 +213,8 @@ class PanelWriter {
         for (const auto& [count, times, values] : columns) {
             if (count > 0) {
                 const double x = frames_.place((times.least + times.most) / 2);
-                svg_.begin("", formatted("{} key{}, frames {:g} to {:g}, values {:g} to {:g}",
-                                         count, count == 1 ? "" : "s", times.least, times.most,
+                svg_.begin("", formatted("{}, frames {:g} to {:g}, values {:g} to {:g}",
+                                         counted(count, "key"), times.least, times.most,
                                          values.least, values.most));
                 svg_.line("keys", {x, values_.place(values.least) + 4},
                           {x, values_.place(values.most) - 4});

@@ -68,7 +68,7 @@ std::string contentsOf(const Model& node) {
     const auto curves =
         std::ranges::count_if(node.curves, [](const Fcurve* curve) { return curve != nullptr; });
     if (curves > 0) {
-        add(curves == 1 ? "1 curve" : formatted("{} curves", curves));
+        add(counted(curves, "curve"));
     }
     if (node.userData != nullptr) {
         add("user data");

@@ -134,7 +134,7 @@ void SceneReport::extendRun(std::int64_t line) {
         beforeRun_ = last.text;
     }
     const std::string end = formatted("{}", line);
-    last.text = formatted("{} and {} word{} behind it{}", beforeRun_, run_, run_ == 1 ? "" : "s",
+    last.text = formatted("{} and {} behind it{}", beforeRun_, counted(run_, "word"),
                           last.place == end ? "" : ", up to line " + end);
 }
 
@@ -186,7 +186,7 @@ std::string textOf(std::string_view file, const SceneReport& report) {
         text += lineOf(file, remark) + '\n';
     }
     if (report.dropped != 0) {
-        text += formatted("{}: {} further remarks\n", name, report.dropped);
+        text += formatted("{}: {}\n", name, counted(report.dropped, "further remark"));
     }
     return text + formatted("{}: {}\n", name, report.verdict());
 }

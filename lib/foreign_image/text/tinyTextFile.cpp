@@ -82,7 +82,7 @@ void binary::reportSurplus(std::FILE* stream) {
         ++bytes;
     }
     if (bytes != 0) {
-        notice::atByte(AnimNoticeKind::Surplus, "", place, "%lld bytes behind the end",
-                       static_cast<long long>(bytes));
+        notice::atByte(AnimNoticeKind::Surplus, "", place, "%lld byte%s behind the end",
+                       static_cast<long long>(bytes), bytes == 1 ? "" : "s");
     }
 }

@@ -103,10 +103,10 @@ TEST_F(StreamTest, everyKindOfPamIsRead) {
         {"P7\nWIDTH 1\n", "", "ends inside a PAM header"},
         {"P7\nWIDTH 1x\nENDHDR\n", "", "a number in a PAM header is malformed"},
         {"P7\n" + std::string(5000, 'x'), "", "a line of a PAM header is too long"},
-        {pam(0, 1, 1, 1, ""), "", "0 x 1 pixels with 1 samples up to 1 cannot be read"},
+        {pam(0, 1, 1, 1, ""), "", "0 x 1 pixels with 1 sample up to 1 cannot be read"},
         {pam(32768, 1, 1, 1, ""), "", "cannot be read"},
         {pam(1, 1, 5, 255, "abcde"), "", "with 5 samples"},
-        {pam(1, 3, 1, 255, "ab"), "", "ends inside a PAM picture, 1 lines before its end"},
+        {pam(1, 3, 1, 255, "ab"), "", "ends inside a PAM picture, 1 line before its end"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.pam);

@@ -135,6 +135,7 @@ TEST_F(PageTest, aFolderHasAWholePageOrTheOneBefore) {
     fs::create_directory(in("page"));
     expectDone({"check", pic, "--html", in("page")});
     const std::string before = page();
+    EXPECT_TRUE(contains(before, "<h1>1 file: 1 whole, 0 damaged"));
     EXPECT_EQ(namesIn(in("page")), (Names{"images-1", "index.html"}));
     files().write("page/notes", "kept");
 

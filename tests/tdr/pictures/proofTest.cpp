@@ -285,7 +285,7 @@ TEST_F(CommandTest, salvageRefusesWhatItCannotDo) {
         EXPECT_FALSE(fs::exists(in("o.pic")));
     }
     EXPECT_EQ(expectDone({"salvage", pic, in("o.pic")}).out,
-              in("o.pic") + ": 1 of 1 lines of " + pic + "\n");
+              in("o.pic") + ": 1 of 1 line of " + pic + "\n");
     EXPECT_TRUE(contains(run({"salvage", none, in("o.pic"), "--force"}).out,
                          ": 0 of 2 lines of " + none + "; lost are lines 0 to 1 from the top"));
     // Every byte could begin a line: the search is bounded.
