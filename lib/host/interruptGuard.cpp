@@ -41,13 +41,29 @@ constexpr int kMostSignals = 65; // numbers from 1
 std::atomic<int> caught = 0;
 std::atomic<int> wakeFd = -1;
 std::atomic<int> cleanups = 0;
+std::atomic<bool> paused = false;
+std::atomic<bool> passedOn = false; ///< a signal has its action from before the guard again
 std::array<struct sigaction, kMostSignals> before;
 
-static_assert(std::atomic<int>::is_always_lock_free, "used in a signal handler");
+static_assert(std::atomic<int>::is_always_lock_free && std::atomic<bool>::is_always_lock_free,
+              "used in a signal handler");
+
+/// Gives a signal its action from before the guard and raises it again: it takes effect when the
+/// handler returns, which blocks all signals.
+void passOn(int signal) {
+    passedOn = true;
+    ::sigaction(signal, &before[static_cast<std::size_t>(signal)], nullptr);
+    ::raise(signal);
+}
 
 /// Records the first signal and wakes every wait, now and later: the event is never read.
 void noteSignal(int signal) {
     const int kept = errno;
+    if (paused) {
+        passOn(signal);
+        errno = kept;
+        return;
+    }
     int none = 0;
     caught.compare_exchange_strong(none, signal);
     const std::uint64_t one = 1;
@@ -107,14 +123,15 @@ InterruptGuard::~InterruptGuard() {
     }
 }
 
-InterruptGuard::Pause::Pause() : active_(cleanups == 0) {
-    if (active_) {
-        letGo(Held::Interrupt);
-    }
-}
+/// The handler stays: replacing it for every signal takes longer than reading a small file.
+InterruptGuard::Pause::Pause() : active_(cleanups == 0 && !paused.exchange(true)) {}
 
 InterruptGuard::Pause::~Pause() {
-    if (active_) {
+    if (!active_) {
+        return;
+    }
+    paused = false;
+    if (passedOn.exchange(false)) { // a handler from before the guard has returned
         hold(Held::Interrupt, noteSignal);
     }
 }

@@ -190,6 +190,26 @@ TEST_F(SessionTest, aSignalUnwindsAGuardedHost) {
     }
 }
 
+TEST_F(SessionTest, aPauseGivesSignalsTheActionFromBeforeTheGuard) {
+    for (const bool handled : {false, true}) {
+        const pid_t child = support::startChild([handled] {
+            if (handled) {
+                std::signal(SIGTERM, [](int) {});
+            }
+            const InterruptGuard guard;
+            {
+                const InterruptGuard::Pause outer;
+                { const InterruptGuard::Pause inner; }
+                raise(SIGTERM);
+            }
+            const int inPause = InterruptGuard::signal();
+            raise(SIGTERM);
+            return inPause == 0 && InterruptGuard::signal() == SIGTERM ? 5 : 1;
+        });
+        EXPECT_EQ(support::exitStatusOf(child), handled ? 5 : 256 + SIGTERM);
+    }
+}
+
 TEST_F(SessionTest, anIgnoredSignalStaysIgnored) {
     const auto before = std::signal(SIGHUP, SIG_IGN);
     {

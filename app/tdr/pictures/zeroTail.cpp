@@ -13,7 +13,7 @@ namespace {
 
 /// Where the zero bytes at the end of a file of `size` bytes begin.
 std::int64_t zerosOf(int fd, std::int64_t size) {
-    std::vector<std::uint8_t> block(std::size_t{64} << 10);
+    std::vector<std::uint8_t> block(512); // enough for nearly every file
     while (size > 0) {
         const std::int64_t begin = std::max<std::int64_t>(size - std::ssize(block), 0);
         const auto count = static_cast<std::size_t>(size - begin);
@@ -27,6 +27,7 @@ std::int64_t zerosOf(int fd, std::int64_t size) {
         if (size > begin) {
             return size;
         }
+        block.resize(std::size_t{64} << 10);
     }
     return 0;
 }
