@@ -2,10 +2,9 @@
 #include "tinyFile.h"
 
 #include "base/byteOrder.h"
-#include "tinyNumberText.h"
 
+#include <clocale>
 #include <cstring>
-#include <span>
 
 namespace {
 
@@ -13,9 +12,17 @@ constexpr std::size_t kVersionOffset = 4;
 constexpr std::size_t kCommentOffset = 8;
 constexpr std::size_t kTypeWordSize = 4;
 
+/// The numbers are the same in every locale. `NumberText` would make them so too, but loading what
+/// it needs of the system's libraries takes a driver, which has no other use for it, a tenth of its
+/// start.
 void warnOfNewerVersion(float version) {
-    optionPrint("Warning, file version %s is later than DKit release version %s\n",
-                NumberText(version).c_str(), NumberText(RELEASE_NUMBER).c_str());
+    char numbers[2][16];
+    const locale_t before = uselocale(newlocale(LC_ALL_MASK, "C", nullptr)); // needs no memory
+    std::snprintf(numbers[0], sizeof numbers[0], "%g", static_cast<double>(version));
+    std::snprintf(numbers[1], sizeof numbers[1], "%g", static_cast<double>(RELEASE_NUMBER));
+    uselocale(before);
+    optionPrint("Warning, file version %s is later than DKit release version %s\n", numbers[0],
+                numbers[1]);
     optionPrint("Attempt to read: An error may occur...\n");
 }
 
@@ -53,23 +60,6 @@ std::uint32_t headerReadBinary(std::FILE* stream, float* version, char* comment)
         return 0;
     }
     return base::loadBe32(type);
-}
-
-int headerWriteAscii(std::FILE* stream, const char* typeName) {
-    const NumberText version(kVersionTable[VERSION], 2);
-    std::fprintf(stream, "%s: Niofle v%s\n\n", typeName, version.c_str());
-    return 1;
-}
-
-std::uint32_t headerReadAscii(std::FILE* stream, float* version) {
-    std::uint8_t type[kTypeWordSize] = {};
-    const bool whole = std::fread(type, 1, sizeof type, stream) == sizeof type;
-    char rest[80];
-    static_cast<void>(std::fgets(rest, sizeof rest, stream));
-    // Kept: The version of an ASCII header is always reported as 0.
-    // A reader would expect the writer's version, which is in the line; it is not parsed.
-    *version = 0.0F;
-    return whole ? base::loadBe32(type) : 0;
 }
 
 int stringWriteBinary(std::FILE* stream, const char* string) {
