@@ -41,7 +41,10 @@ bool readArguments(int argc, char** argv, Arguments& arguments) {
         const std::string_view argument = argv[i];
         if (argument == "-ipc_link_port" && i + 1 < argc) {
             // Reads the leading number: "123xyz" is 123, "xyz" leaves the port unchanged.
-            (void)std::sscanf(argv[++i], "%d", &arguments.port); // NOLINT(cert-err34-c)
+            const char* const text = argv[++i];
+            char* end = nullptr;
+            const long port = std::strtol(text, &end, 10);
+            arguments.port = end != text ? static_cast<int>(port) : arguments.port;
         } else if (argument == "-predicate") {
             arguments.predicate = true;
         } else {

@@ -2,6 +2,7 @@
 // Selects the forms of the coders that this machine can run.
 #include "tinyPictureCoders.h"
 
+#include "base/processor.h"
 #include "tinyPictureCoderTable.h"
 
 #include <array>
@@ -14,15 +15,13 @@ struct Runnable {
 
     Runnable() {
 #ifdef TDR_X86_CODERS
-        if (__builtin_cpu_supports("ssse3")) {
+        if (base::processorHasSsse3()) {
             tables[count++] = &kSsse3Coders;
         }
-        if (__builtin_cpu_supports("avx2") && __builtin_cpu_supports("bmi")) {
+        if (base::processorHasAvx2()) {
             tables[count++] = &kAvx2Coders;
         }
-        if (__builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vbmi") &&
-            __builtin_cpu_supports("avx512vbmi2") && __builtin_cpu_supports("bmi") &&
-            __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("popcnt")) {
+        if (base::processorHasAvx512()) {
             tables[count++] = &kAvx512Coders;
         }
 #endif
