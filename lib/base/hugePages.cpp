@@ -53,13 +53,16 @@ void useHugePages(void* memory, std::size_t bytes) {
     if (reinterpret_cast<std::uintptr_t>(memory) % kHugePage != 0) {
         return;
     }
-    for (std::size_t at = 0; at + kHugePage <= bytes; at += kHugePage) {
-        char* const page = static_cast<char*>(memory) + at;
-        // The system can only make a huge page from an existing page.
-        if (::madvise(page, 1, kPopulateRead) != 0 || ::madvise(page, kHugePage, kCollapse) != 0) {
+    // The system can only make a huge page from an existing page. It makes all of them in one call,
+    // because each call waits for the other processors.
+    char* const begin = static_cast<char*>(memory);
+    const std::size_t whole = bytes / kHugePage * kHugePage;
+    for (std::size_t at = 0; at < whole; at += kHugePage) {
+        if (::madvise(begin + at, 1, kPopulateRead) != 0) {
             return;
         }
     }
+    static_cast<void>(::madvise(begin, whole, kCollapse));
 }
 
 /// Populates for reading: pages of shared memory are then writable too, and marking them as written
