@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
 // Big-endian numbers in byte buffers. Only this file knows the byte order of the wire and of the
 // file formats; all other code calls these functions. They work on plain bytes, so they need no
-// alignment and give the same result on every machine.
+// alignment and give the same result on every machine. Text is searched in little-endian numbers,
+// whose lowest byte is the first character.
 #pragma once
 
 #include <bit>
 #include <cstdint>
+#include <cstring>
 
 namespace base {
 
@@ -33,6 +35,13 @@ namespace base {
 /// Reads an IEEE single-precision big-endian number from the four bytes at `p`.
 [[nodiscard]] constexpr float loadBeFloat(const std::uint8_t* p) {
     return std::bit_cast<float>(loadBe32(p));
+}
+
+/// Reads eight characters as a little-endian number, in one load where the machine's order is that.
+[[nodiscard]] inline std::uint64_t loadLe64(const char* p) {
+    std::uint64_t value = 0;
+    std::memcpy(&value, p, sizeof value);
+    return std::endian::native == std::endian::little ? value : __builtin_bswap64(value);
 }
 
 /// Stores `value` as two big-endian bytes at `p`.

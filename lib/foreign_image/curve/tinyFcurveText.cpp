@@ -30,10 +30,11 @@ constexpr table::Choice kKeyType = {kKeyTypes, "FcvkeyReadAsciiAnimation", "keyt
 using KeyRow = table::Row<FcvKey>;
 using KeyRows = table::Rows<FcvKey>;
 
-/// Ends the key after a value that has been read.
+/// Ends the key after a value that has been read. Most keys begin with their time.
 Outcome endKey(std::FILE* stream, Outcome value) {
+    text::Reader& in = text::Reader::on(stream);
     if (value != Outcome::EndOfFile) {
-        in_animToken(stream);
+        static_cast<void>(in.nextIs("TIME") || in.next());
         value = Outcome::Done;
     }
     return value;

@@ -2,13 +2,16 @@
 // How the text of one kind of file is divided into words, and the search for the end of a word.
 #pragma once
 
+#include "base/byteOrder.h"
 #include "tinyUtils.h"
 
 #include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <string_view>
+#include <type_traits>
 
 namespace text {
 
@@ -52,21 +55,37 @@ constexpr Kinds kindsOf(const Style& style) {
 inline constexpr Kinds kAnimationKinds = kindsOf(kAnimationStyle);
 inline constexpr Kinds kFileKinds = kindsOf(kFileStyle);
 
+[[nodiscard]] constexpr bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+
 // Eight characters at a time, the first one in the lowest byte.
 inline constexpr std::size_t kEight = sizeof(std::uint64_t);
 inline constexpr std::uint64_t kEach = 0x0101010101010101U;
 
-inline std::uint64_t loadEight(const char* at) {
-    std::uint64_t eight = 0;
-    for (std::size_t i = 0; i < kEight; ++i) {
-        eight |= std::uint64_t{static_cast<unsigned char>(at[i])} << (8 * i);
-    }
-    return eight;
-}
-
 /// The index of the lowest byte that is not zero.
 inline std::size_t firstByte(std::uint64_t bytes) {
     return static_cast<std::size_t>(std::countr_zero(bytes)) / 8;
+}
+
+/// True when the words are the same. Without a call: most words are short.
+[[nodiscard]] constexpr bool equal(std::string_view a, std::string_view b) {
+    const std::size_t size = a.size();
+    if (size != b.size()) {
+        return false;
+    }
+    if (std::is_constant_evaluated() || size < 4 || size > 16) {
+        return a == b;
+    }
+    const auto differ = [&]<typename Bytes>(std::size_t at, Bytes) {
+        Bytes x;
+        Bytes y;
+        std::memcpy(&x, a.data() + at, sizeof x);
+        std::memcpy(&y, b.data() + at, sizeof y);
+        return x ^ y;
+    };
+    return size < 8 ? (differ(0, std::uint32_t{}) | differ(size - 4, std::uint32_t{})) == 0
+                    : (differ(0, std::uint64_t{}) | differ(size - 8, std::uint64_t{})) == 0;
 }
 
 /// The high bit of the lowest of eight characters that need not be ordinary: all except those from
@@ -77,12 +96,20 @@ inline std::uint64_t marksOf(std::uint64_t eight) {
     return (below | above) & (kEach * 0x80);
 }
 
+/// The number of characters from `word` on that are surely ordinary, if it is below 16: else more
+/// are possible.
+inline std::size_t shortWordLength(const char* word) {
+    const std::uint64_t first = marksOf(base::loadLe64(word));
+    const std::uint64_t second = marksOf(base::loadLe64(word + kEight));
+    return firstByte(first != 0 ? first : second) + (first != 0 ? 0 : kEight);
+}
+
 /// The end of the ordinary characters from `at` on, or `last`. Sixteen at a time without a branch:
 /// the lengths of words are hard to predict.
 inline const char* endOfOrdinary(const char* at, const char* last, const std::uint8_t* kinds) {
     while (last - at >= std::ptrdiff_t{2 * kEight}) {
-        const std::uint64_t first = marksOf(loadEight(at));
-        const std::uint64_t second = marksOf(loadEight(at + kEight));
+        const std::uint64_t first = marksOf(base::loadLe64(at));
+        const std::uint64_t second = marksOf(base::loadLe64(at + kEight));
         if ((first | second) == 0) {
             at += 2 * kEight;
             continue;

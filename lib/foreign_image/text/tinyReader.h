@@ -31,6 +31,15 @@ class Reader {
     /// The same for a word that must follow: the end of the file in its place is reported.
     bool value();
 
+    /// Reads a number that must follow, as `toFloat` and `toShort`. False at end of file, with
+    /// `value` unchanged.
+    bool value(float& value);
+    bool value(std::int16_t& value);
+
+    /// Reads the next word if it is this one and stands in the stream's buffer with a blank after
+    /// it; else nothing has been read, and `next` may still find it.
+    bool nextIs(std::string_view word);
+
     /// The last word read, or set.
     [[nodiscard]] std::string_view word() const { return {word_, length_}; }
     [[nodiscard]] const char* c_str() const { return word_; }
@@ -93,7 +102,13 @@ class Reader {
     [[gnu::noinline]] bool nextFromStream();
     int skipBlanks();
     void reportEnd() const;
+    static void reportCut(const char* word, bool tooLong, std::size_t most);
     bool numberText();
+    bool takePlain(float& value);
+    bool takePlain(std::int16_t& value);
+    const char* ahead(std::int64_t& line) const;
+    void takeAhead(const char* word, std::size_t length, std::int64_t line);
+    [[nodiscard]] bool isBlank(char c) const;
     const char* skipBuffered(const char* at, const char* last, std::int64_t& line) const;
     template <typename EndOf>
     bool takeBuffered(EndOf endOf);

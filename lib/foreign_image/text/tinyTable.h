@@ -45,31 +45,10 @@ template <typename Draft>
 template <typename Draft>
 using RecordOf = std::remove_reference_t<decltype(recordOf(std::declval<Draft&>()))>;
 
-/// True when the words are the same. Without a call: most words are short.
-[[nodiscard]] constexpr bool equal(std::string_view a, std::string_view b) {
-    const std::size_t size = a.size();
-    if (size != b.size()) {
-        return false;
-    }
-    if (std::is_constant_evaluated() || size < 4 || size > 16) {
-        return a == b;
-    }
-    const auto differ = [&]<typename Bytes>(std::size_t at, Bytes) {
-        Bytes x;
-        Bytes y;
-        std::memcpy(&x, a.data() + at, sizeof x);
-        std::memcpy(&y, b.data() + at, sizeof y);
-        return x ^ y;
-    };
-    return size < 8 ? (differ(0, std::uint32_t{}) | differ(size - 4, std::uint32_t{})) == 0
-                    : (differ(0, std::uint64_t{}) | differ(size - 8, std::uint64_t{})) == 0;
-}
-
-/// The index of `word` among `names`, or -1.
-[[nodiscard]] constexpr int indexOf(std::span<const char* const> names, std::string_view word) {
-    const char first = word.empty() ? '\0' : word.front();
+/// The index of `word`, which a zero byte follows, among `names`, or -1.
+[[nodiscard]] inline int indexOf(std::span<const char* const> names, std::string_view word) {
     for (std::size_t i = 0; i < names.size(); ++i) {
-        if (*names[i] == first && names[i] == word) {
+        if (*names[i] == *word.data() && std::strcmp(names[i], word.data()) == 0) {
             return static_cast<int>(i);
         }
     }
@@ -116,7 +95,7 @@ template <typename Rows>
     for (std::size_t looked = 0, i = from; looked < count; ++looked, ++i) {
         i = i < count ? i : 0;
         const auto* row = std::data(rows) + i;
-        if (row->word.front() == first && equal(row->word, word)) {
+        if (row->word.front() == first && text::equal(row->word, word)) {
             return row;
         }
     }
@@ -153,20 +132,38 @@ void noteRepeated(const Rows& rows, const Row* row, std::uint64_t& seen) {
     seen |= bit;
 }
 
+/// The row that follows `row` in most files: the next one that is always written.
+template <typename Rows, typename Row>
+[[nodiscard]] const Row* likelyAfter(const Rows& rows, const Row* row) {
+    const Row* const end = std::data(rows) + std::size(rows);
+    for (++row; row != end && row->present != nullptr;) {
+        ++row;
+    }
+    return row != end ? row : std::data(rows);
+}
+
 /// Reads rows while the current token is a word of the table, starting with `row`, the row of the
 /// current token, and reports repeated words. Again: it stopped at another token.
 template <typename Rows, typename Row, typename Draft>
 Outcome readFrom(text::Reader& in, const Rows& rows, const Row* row, Draft& draft) {
     std::uint64_t seen = 0;
-    for (; row != nullptr; row = find(rows, in.word(), std::size_t(row - std::data(rows)) + 1)) {
+    while (row != nullptr) {
         noteRepeated(rows, row, seen);
         const Outcome outcome = row->read(in.stream(), draft);
         if (outcome == Outcome::Done || outcome == Outcome::EndOfFile) {
             return outcome;
         }
-        if (outcome == Outcome::Next && !in.next()) {
-            return Outcome::EndOfFile;
+        if (outcome == Outcome::Next) {
+            const Row* const likely = likelyAfter(rows, row);
+            if (in.nextIs(likely->word)) {
+                row = likely;
+                continue;
+            }
+            if (!in.next()) {
+                return Outcome::EndOfFile;
+            }
         }
+        row = find(rows, in.word(), static_cast<std::size_t>(row - std::data(rows)) + 1);
     }
     return in.atEnd() ? Outcome::EndOfFile : Outcome::Again;
 }
@@ -279,13 +276,13 @@ inline Outcome readQuoted(std::FILE* stream, char*& string) {
 }
 
 inline Outcome readNumber(std::FILE* stream, std::int16_t& value) {
-    return next(in_animSValue(stream, &value));
+    return next(text::Reader::on(stream).value(value) ? 1 : 0);
 }
 inline Outcome readNumber(std::FILE* stream, std::int32_t& value) {
     return next(in_animLValue(stream, &value));
 }
 inline Outcome readNumber(std::FILE* stream, float& value) {
-    return next(in_animFValue(stream, &value));
+    return next(text::Reader::on(stream).value(value) ? 1 : 0);
 }
 /// Bits, which files store with or without a sign.
 inline Outcome readNumber(std::FILE* stream, std::uint32_t& value) {

@@ -40,12 +40,7 @@ int in_animToken(std::FILE* stream) {
 }
 
 int in_animSValue(std::FILE* stream, std::int16_t* value) {
-    Reader& in = Reader::on(stream);
-    const bool found = in.value();
-    if (found) {
-        *value = text::toShort(in.word());
-    }
-    return found ? 1 : 0;
+    return Reader::on(stream).value(*value) ? 1 : 0;
 }
 
 int in_animSValue_na(std::FILE* stream) {
@@ -53,12 +48,7 @@ int in_animSValue_na(std::FILE* stream) {
 }
 
 int in_animFValue(std::FILE* stream, float* value) {
-    Reader& in = Reader::on(stream);
-    const bool found = in.value();
-    if (found) {
-        *value = text::toFloat(in.word());
-    }
-    return found ? 1 : 0;
+    return Reader::on(stream).value(*value) ? 1 : 0;
 }
 
 int in_animFValue_na(std::FILE* stream) {

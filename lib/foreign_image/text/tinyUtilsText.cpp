@@ -4,10 +4,10 @@
 #include "base/streamBuffer.h"
 #include "file/tinyNotice.h"
 #include "file/tinyNumberText.h"
+#include "tinyDecimal.h"
 #include "tinyUtils.h"
 
 #include <algorithm>
-#include <bit>
 #include <cctype>
 #include <charconv>
 #include <cmath>
@@ -55,77 +55,6 @@ double outOfRange(std::string_view word, std::string_view exponentLetters) {
     const bool tiny = exponent != std::string_view::npos && exponent + 1 < word.size() &&
                       word[exponent + 1] == '-';
     return tiny ? 0.0 : std::numeric_limits<double>::max();
-}
-
-// Eight characters at a time, as in tinyKinds.h.
-
-std::uint64_t loadFour(const char* at) {
-    const auto byte = [at](int i) { return std::uint32_t{static_cast<unsigned char>(at[i])}; };
-    return byte(0) | byte(1) << 8 | byte(2) << 16 | byte(3) << 24;
-}
-
-/// A word of one to eight characters in the upper bytes, after zeros ('0').
-std::uint64_t loadRight(std::string_view word) {
-    const auto last = static_cast<unsigned>(word.size() - 1);
-    std::uint64_t left = 0;
-    if (last >= 3) {
-        left = loadFour(word.data()) | loadFour(word.data() + last - 3) << 8 * (last - 3);
-    } else {
-        for (const unsigned i : {0U, last / 2, last}) {
-            left |= std::uint64_t{static_cast<unsigned char>(word[i])} << 8 * i;
-        }
-    }
-    return left << 8 * (7 - last) | (kEach * '0' >> 8 * last >> 8);
-}
-
-/// Removes the first point among eight characters; returns its place, or zero if there is none.
-std::uint64_t takePoint(std::uint64_t& eight) {
-    const std::uint64_t others = eight ^ (kEach * '.');
-    const std::uint64_t points = (others - kEach) & ~others & (kEach * 0x80);
-    const std::uint64_t point = points & (0 - points);
-    if (point != 0) {
-        const std::uint64_t before = point / 0x80 - 1; // mask of the characters before it
-        const std::uint64_t after = ~before - (point / 0x80) * 0xFF;
-        eight = (eight & after) | (eight & before) << 8 | '0';
-    }
-    return point;
-}
-
-constexpr bool areDigits(std::uint64_t eight) {
-    constexpr std::uint64_t kUpper = kEach * 0xF0;
-    return ((eight & kUpper) | ((eight + kEach * 6) & kUpper) >> 4) == kEach * 0x33;
-}
-
-/// The number that eight digits make.
-constexpr std::uint64_t numberOf(std::uint64_t eight) {
-    constexpr std::uint64_t kPairs = 0x000000FF000000FFU;
-    eight -= kEach * '0';
-    eight = eight * 10 + (eight >> 8); // pairs, in every second byte
-    const std::uint64_t even = (eight & kPairs) * (100 + (std::uint64_t{1000000} << 32));
-    const std::uint64_t odd = ((eight >> 16) & kPairs) * (1 + (std::uint64_t{10000} << 32));
-    return (even + odd) >> 32;
-}
-
-/// Stores the value of a word of at most eight characters, digits with at most one point, or of
-/// "0." and at most eight digits; false for any other word. The digits and the power of ten are
-/// exact, so that the one division rounds the true value.
-inline bool plainDecimal(std::string_view word, double& value) {
-    constexpr double kTens[] = {1e0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8};
-    const bool fraction = word.size() > kEight && word.starts_with("0.");
-    word.remove_prefix(fraction ? 2 : 0);
-    if (word.empty() || word.size() > kEight) {
-        return false;
-    }
-    std::uint64_t eight = loadRight(word);
-    const std::uint64_t point = takePoint(eight);
-    if (!areDigits(eight) || (point != 0 && (fraction || word.size() == 1))) {
-        return false;
-    }
-    const std::size_t after =
-        point != 0 ? static_cast<std::size_t>(std::countl_zero(point)) / 8 : 0;
-    const std::size_t decimals = fraction ? word.size() : after;
-    value = static_cast<double>(numberOf(eight)) / kTens[decimals];
-    return true;
 }
 
 /// Removes the number without sign from `word`; nullopt if it does not begin with one.
@@ -225,12 +154,14 @@ std::int32_t toInt(std::string_view word, std::int64_t least, std::int64_t most)
 }
 
 ParsedFloat parseFloat(std::string_view word) {
-    const bool minus = takeSign(word);
-    double plain = 0.0;
-    if (plainDecimal(word, plain)) {
-        constexpr double kSigns[] = {1.0, -1.0}; // no branch: signs are hard to predict
-        return {static_cast<float>(plain * kSigns[minus ? 1 : 0]), true};
+    if (char room[kDecimalRoom] = ""; word.size() < kDecimalRoom) {
+        word.copy(room, word.size());
+        const Decimal plain = decimalAt(room);
+        if (plain.end == room + word.size()) {
+            return {static_cast<float>(plain.value()), true};
+        }
     }
+    const bool minus = takeSign(word);
     const std::optional<double> magnitude = takeMagnitude(word);
     const auto value = static_cast<float>(std::min(magnitude.value_or(0.0), kLargestFloat));
     return {minus && magnitude ? -value : value,

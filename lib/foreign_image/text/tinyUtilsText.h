@@ -19,10 +19,6 @@ namespace text {
 // --- Text to number ------------------------------------------------------------------------------
 // A zero byte follows every word, for the notice about it.
 
-[[nodiscard]] constexpr bool isDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-
 /// As `atoi`: leading white space, a sign, digits; 0 when there are none. Beyond 64 bits it is
 /// clamped; then the low 32 bits are kept. A word with other characters, or with a value outside
 /// `least` to `most`, is reported as a bad number.
