@@ -319,20 +319,32 @@ TEST_F(UtilsTest, NumbersHaveTheDigitsOfTheLibrary) {
     }
 }
 
+/// Reads a word as the next one, as one that is expected, or as a number; what was read.
+std::string readAs(int way, text::Reader& reader) {
+    float real = 0.0F;
+    std::int16_t whole = 0;
+    const bool number = way == 2   ? reader.number(real)
+                        : way == 3 ? reader.number(whole)
+                        : way == 4 ? reader.value(real)
+                        : way == 5 ? reader.value(whole)
+                                   : false;
+    const bool taken = number || (way == 1 && reader.nextIs("TIME"));
+    if (!taken && way < 4) {
+        static_cast<void>(reader.next());
+    }
+    return number ? std::to_string(real) + "," + std::to_string(whole) + "=" : "";
+}
+
 /// The words of a text, with their lines, lengths and notices, if the stream reads so many bytes at
-/// a time. Every third word is read as a number first.
-std::string wordsInPieces(std::string_view bytes, std::size_t piece, const text::Style& style) {
+/// a time. They are read in every way in turn, the first one in the way `first`.
+std::string wordsInPieces(std::string_view bytes, std::size_t piece, const text::Style& style,
+                          int first) {
     const Input in(bytes, piece);
     animSetLineNumber(1);
     text::Reader& reader = text::Reader::on(in, style);
     std::string all;
-    for (int i = 0; !reader.atEnd() || i == 0; ++i) {
-        float number = 0.0F;
-        if (i % 3 == 2 && reader.number(number)) {
-            all += std::to_string(number) + "=";
-        } else {
-            static_cast<void>(reader.next());
-        }
+    for (int i = first; !reader.atEnd() || i == first; ++i) {
+        all += readAs(i % 6, reader);
         all += std::string(reader.word()) + "@" + std::to_string(animTokenLineNumber()) + ">" +
                std::to_string(reader.line()) + " ";
     }
@@ -343,17 +355,21 @@ TEST_F(UtilsTest, WordsAreTheSameHoweverTheStreamIsBuffered) {
     using namespace std::string_literals;
     const std::string text =
         "one\n\n         two{3}!|~\xc3\xa9 -1.5e+3x\t\t12345678 1234567890123456\n" +
-        std::string(300, 'a') + " \0 b\0c \"q q\" 'r s'\r\n}\x7f\v\f\x01 end"s;
+        std::string(300, 'a') + " \0 b\0c \"q q\" 'r s'\r\n}\x7f\v\f\x01 TIME TIMES TIME\t"s +
+        "32767 -32768 32768 70000 2.5 -0 -0.25 .5 1. 007 1.2.3 5x - 123456.7890123\n     TIME\n" +
+        std::string(40, ' ') + "9 TIME\n        1\n            \n    -7.125 TIM 12.5e1 end";
     for (const text::Style* style : {&text::kAnimationStyle, &text::kFileStyle}) {
-        const std::string single = wordsInPieces(text, 1, *style);
-        const std::string told = notices();
-        EXPECT_EQ(std::ranges::count(told, ';'), 3) << "a long word and two zero bytes";
-        for (std::size_t piece = 2; piece < 60; ++piece) {
-            EXPECT_EQ(wordsInPieces(text, piece, *style), single) << piece;
-            EXPECT_EQ(notices(), told) << piece;
+        for (int first = 0; first < 6; ++first) {
+            const std::string single = wordsInPieces(text, 1, *style, first);
+            const std::string told = notices();
+            EXPECT_GE(std::ranges::count(told, ';'), 3) << "a long word and two zero bytes";
+            for (std::size_t piece = 2; piece < 60; ++piece) {
+                EXPECT_EQ(wordsInPieces(text, piece, *style, first), single) << piece;
+                EXPECT_EQ(notices(), told) << piece;
+            }
+            EXPECT_EQ(wordsInPieces(text, 4096, *style, first), single);
+            EXPECT_EQ(notices(), told);
         }
-        EXPECT_EQ(wordsInPieces(text, 4096, *style), single);
-        notices();
     }
 }
 
