@@ -41,6 +41,13 @@ TEST_F(CommandTest, usageErrorsExitWith2AndSayNothingOnStdout) {
         {{"info", sample("cutout.png"), ""}, "files: may not be empty"},
         {{"convert", sample("cutout.png"), ""}, "files: may not be empty"},
         {{"convert", "", "a.png"}, "files: may not be empty"},
+        {{"check", "--html=", in("new"), sample("cutout.png")}, "--html: may not be empty"},
+        {{"convert", "a.%d.pic", "b.png", "--frames=1="}, "frames are A, A-B or A-BxSTEP"},
+        {{"convert", "--to=", "pic", sample("cutout.png"), in("a.pic")}, "--to: may not be empty"},
+        {{"help", "chekc"}, "chekc (did you mean check?)\ntdr: Usage: tdr help "},
+        {{"help", "scene", "chek"}, "chek (did you mean check?)"},
+        {{"help", "check", "a.pic"}, "unknown argument: a.pic\n"},
+        {{"help", "-x"}, "unknown argument: -x\n"},
         {{"scene"}, "subcommand"},
         {{"scene", "check"}, "file"},
         {{"scene", "polish", "a.spl"}, "polish"},
@@ -65,7 +72,11 @@ TEST_F(CommandTest, usageErrorsExitWith2AndSayNothingOnStdout) {
 TEST_F(CommandTest, helpAndVersionAreNoFailures) {
     EXPECT_TRUE(expectDone({"--version"}).out.starts_with("tdr "));
     EXPECT_EQ(expectDone({"help", "convert"}).out, expectDone({"convert", "--help"}).out);
-    EXPECT_EQ(expectDone({"help"}).out, expectDone({"--help"}).out);
+    EXPECT_EQ(expectDone({"help", "scene", "text"}).out,
+              expectDone({"scene", "text", "--help"}).out);
+    EXPECT_EQ(expectDone({"--timeout", "5", "help"}).out, expectDone({"--help"}).out);
+    // Only an option can have an empty value.
+    expectFailed({"info", "--", "--json="}, "--json=: No such file");
     for (const char* subcommand : {"drivers", "query", "info", "convert"}) {
         EXPECT_TRUE(contains(expectDone({subcommand, "--help"}).out, subcommand));
     }

@@ -4,6 +4,8 @@
 #include "output/nearest.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <span>
 #include <sstream>
 #include <utility>
 
@@ -92,12 +94,19 @@ void Arguments::run(std::function<void()> action) {
 
 namespace {
 
+constexpr const char* kHelp = "help"; ///< the parser's own subcommand
+
+std::vector<std::string> subcommandsOf(const CLI::App& app) {
+    std::vector<std::string> names;
+    for (const CLI::App* sub : app.get_subcommands({})) {
+        names.push_back(sub->get_name());
+    }
+    return names;
+}
+
 /// The long names of its options, and its subcommands.
 std::vector<std::string> wordsOf(const CLI::App& app) {
-    std::vector<std::string> words;
-    for (const CLI::App* sub : app.get_subcommands({})) {
-        words.push_back(sub->get_name());
-    }
+    std::vector<std::string> words = subcommandsOf(app);
     for (const CLI::Option* option : app.get_options()) {
         for (const std::string& name : option->get_lnames()) {
             words.push_back("--" + name);
@@ -137,6 +146,10 @@ std::vector<CommandWords> Arguments::commandWords() const {
     for (const CLI::App* sub : root->get_subcommands({})) {
         addWords(all, root->get_name() + ' ' + sub->get_name(), *sub, shared);
     }
+    const auto help =
+        std::ranges::find(all, root->get_name() + ' ' + kHelp, &CommandWords::command);
+    const std::vector<std::string> names = subcommandsOf(*root);
+    help->words.insert(help->words.begin(), names.begin(), names.end());
     return all;
 }
 
@@ -184,20 +197,61 @@ std::vector<std::string> knownLike(const std::string& word, const CLI::App& app,
     return known;
 }
 
-Parsed usageError(const CLI::App& app, const CLI::ParseError& error) {
+std::string unknownText(const std::string& word, const std::vector<std::string>& known) {
+    const std::string meant = nearest(word, known);
+    return "unknown argument: " + word + (meant.empty() ? "" : " (did you mean " + meant + "?)");
+}
+
+Parsed usageError(const CLI::App& app, std::string text) {
     const Selected selected = selectedIn(app);
-    std::string text = error.what();
     // An unknown word explains more than the missing argument that results from it.
     if (const auto unknown = app.remaining(true); !unknown.empty()) {
-        const std::string meant =
-            nearest(unknown.front(), knownLike(unknown.front(), app, *selected.app));
-        text = "unknown argument: " + unknown.front() +
-               (meant.empty() ? "" : " (did you mean " + meant + "?)");
+        text = unknownText(unknown.front(), knownLike(unknown.front(), app, *selected.app));
     }
     const std::string help = CLI::Formatter().make_usage(selected.app, selected.name);
     const std::size_t begin = help.find("Usage");
     const std::string usage = help.substr(begin, help.find('\n', begin) - begin);
     return {Parsed::As::Error, text, usage, selected.name + " --help"};
+}
+
+/// The help of the subcommand with these names, one inside the other; without names, of all.
+Parsed helpOn(const std::vector<std::string>& names, const CLI::App& app) {
+    const CLI::App* about = &app;
+    std::string title = app.get_name();
+    for (const std::string& name : names) {
+        const auto inner =
+            about->get_subcommands([&](const CLI::App* sub) { return sub->get_name() == name; });
+        if (inner.empty()) {
+            Parsed error = usageError(app, unknownText(name, subcommandsOf(*about)));
+            error.helper = title + " --help";
+            return error;
+        }
+        about = inner.front();
+        title += ' ' + name;
+    }
+    const std::string text =
+        about->get_formatter()->make_help(about, title, CLI::AppFormatMode::Normal);
+    return {Parsed::As::Text, text, {}, {}};
+}
+
+/// "--html=" as "--html" and an empty word: the parser would give the option the word behind it.
+/// The words behind "--" are no options.
+std::vector<std::string> separated(std::span<char*> words) {
+    std::vector<std::string> all;
+    bool mayBeOptions = true;
+    for (std::string word : words) {
+        mayBeOptions = mayBeOptions && word != "--";
+        const bool noValue =
+            mayBeOptions && word.starts_with("--") && word.find('=') == word.size() - 1;
+        if (noValue) {
+            word.pop_back();
+        }
+        all.push_back(std::move(word));
+        if (noValue) {
+            all.emplace_back();
+        }
+    }
+    return all;
 }
 
 } // namespace
@@ -212,20 +266,20 @@ ArgumentParser::ArgumentParser(const std::string& program, const std::string& he
 ArgumentParser::~ArgumentParser() = default;
 
 Parsed ArgumentParser::parse(int argc, char** argv) {
+    std::vector<std::string> helpWanted;
+    Arguments help = all().subcommand(kHelp, "Show this help, or that of a command");
+    help.value("command", "COMMAND", helpWanted, "Command whose help to show");
     refuseEmptyValues(*app_);
-    std::vector<const char*> words(argv, argv + argc);
-    if (argc > 1 && std::string_view(words[1]) == "help") { // "help convert": "convert --help"
-        words.erase(words.begin() + 1);
-        words.push_back("--help");
-    }
     try {
-        app_->parse(static_cast<int>(words.size()), words.data());
+        std::vector<std::string> words = separated({argv + std::min(argc, 1), argv + argc});
+        std::ranges::reverse(words); // as the parser takes them
+        app_->parse(std::move(words));
     } catch (const CLI::Success& wanted) { // --help, --version
         std::ostringstream text;
         app_->exit(wanted, text, text);
         return {Parsed::As::Text, text.str(), {}, {}};
     } catch (const CLI::ParseError& error) {
-        return usageError(*app_, error);
+        return usageError(*app_, error.what());
     }
-    return {};
+    return app_->got_subcommand(kHelp) ? helpOn(helpWanted, *app_) : Parsed{};
 }
