@@ -104,11 +104,16 @@ TEST_F(CommandTest, bashCompletesSubcommandsAndTheirOptions) {
         {"tdr scene --sync f", "format "},
         {"tdr convert a.pic --verif", "--verify "},
         {"tdr scene check a.scn --driver", "--driver-dir "},
+        {"tdr help he", "help "},
+        {"tdr help scene f", ""},
         {"tdr plot a", ""},
+        {"tdr check ", ""}, // files
+        {"tdr scene ", "check format binary text "},
     };
     for (const auto& c : cases) {
         support::Program bash({"bash", "-c",
                                ". \"$0\"; read -ra COMP_WORDS <<< \"$1\"; "
+                               "[[ $1 == *' ' ]] && COMP_WORDS+=(''); "
                                "COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _tdr; "
                                "printf '%s ' ${COMPREPLY[@]}",
                                script, c.typed});

@@ -28,7 +28,7 @@ std::string patternOf(const std::vector<CommandWords>& commands) {
 }
 
 /// Both shells: `command` becomes the innermost subcommand typed, `known` what may follow it. A
-/// word that is neither an option nor a subcommand is a file.
+/// word that is neither an option nor a subcommand is a file; options are offered only after a -.
 std::string walk(const std::vector<CommandWords>& commands, const std::string& typed) {
     return "  local command=tdr word known=\n"
            "  for word in " +
@@ -46,7 +46,9 @@ std::string walk(const std::vector<CommandWords>& commands, const std::string& t
 
 std::string forBash(const std::vector<CommandWords>& commands) {
     return "_tdr() {\n" + walk(commands, "\"${COMP_WORDS[@]:1:COMP_CWORD-1}\"") +
-           "  mapfile -t COMPREPLY < <(compgen -W \"$known\" -- \"${COMP_WORDS[COMP_CWORD]}\")\n"
+           "  local typed=${COMP_WORDS[COMP_CWORD]} hidden='-*'\n"
+           "  [[ $typed == -* ]] && hidden=\n"
+           "  mapfile -t COMPREPLY < <(compgen -W \"$known\" -X \"$hidden\" -- \"$typed\")\n"
            "}\n"
            "complete -o default -F _tdr tdr\n";
 }
@@ -54,7 +56,9 @@ std::string forBash(const std::vector<CommandWords>& commands) {
 std::string forZsh(const std::vector<CommandWords>& commands) {
     return "#compdef tdr\n_tdr() {\n  local -a typed=(\"${(@)words[2,CURRENT-1]}\")\n" +
            walk(commands, "\"${typed[@]}\"") +
-           "  compadd -- ${=known}\n"
+           "  local -a offered=(${=known})\n"
+           "  [[ $PREFIX == -* ]] || offered=(${offered:#-*})\n"
+           "  compadd -- $offered\n"
            "  _files\n"
            "}\n"
            "_tdr\n";
