@@ -58,14 +58,17 @@ class Scanner {
         return style_.blanks.find(c) != std::string_view::npos;
     }
 
-    /// Keeps characters of a word, or blanks between words, as many as the stream has ready. False
-    /// if the next character is another one.
+    /// Keeps characters of a word, or blanks between words, or, inside braces, whatever is no brace
+    /// and no quote, as many as the stream has ready. False if the next character is another one.
     bool feedAhead() {
         if (quoted_) {
             return false;
         }
-        std::string_view run = in_.ordinaryAhead();
-        if (run.empty() && wordBytes_ == 0) {
+        const bool braced = style_.bracesAlone && depth_ > 0;
+        std::string_view run = braced ? in_.unbracedAhead() : in_.ordinaryAhead();
+        if (braced) {
+            keep(run); // no word ends the block here
+        } else if (run.empty() && wordBytes_ == 0) {
             run = in_.blanksAhead();
             keep(run);
         } else if (wordBytes_ == 0 && run.starts_with(style_.quote)) {

@@ -5,6 +5,7 @@
 #include "base/byteOrder.h"
 #include "tinyUtils.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstddef>
@@ -124,6 +125,28 @@ inline const char* endOfOrdinary(const char* at, const char* last, const std::ui
         ++at;
     }
     return at;
+}
+
+/// The end of the characters from `at` on that are neither zero nor words by themselves, or `last`.
+inline const char* endOfUnbraced(const char* at, const char* last, const std::uint8_t* kinds) {
+    const auto isEnd = [kinds](char c) {
+        const std::uint8_t kind = kinds[static_cast<unsigned char>(c)];
+        return kind == kZero || kind == kAlone;
+    };
+    const auto zeros = [](std::uint64_t eight) { return (eight - kEach) & ~eight; };
+    while (last - at >= std::ptrdiff_t{kEight}) {
+        const std::uint64_t eight = base::loadLe64(at);
+        const std::uint64_t above = (eight + kEach * (0x7F - 'z')) | eight; // '{' and '}' are
+        const std::uint64_t marks = zeros(eight) | zeros(eight ^ (kEach * '"')) | above;
+        at += firstByte(marks & (kEach * 0x80));
+        if ((marks & (kEach * 0x80)) != 0) {
+            if (isEnd(*at)) {
+                return at;
+            }
+            ++at;
+        }
+    }
+    return std::find_if(at, last, isEnd);
 }
 
 } // namespace text

@@ -4,6 +4,7 @@
 #include "file/tinyNotice.h"
 #include "tinyReaderBuffer.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -84,7 +85,16 @@ std::string_view Reader::blanksAhead() const {
     return buffered.substr(0, buffered.find_first_not_of(' '));
 }
 
+std::string_view Reader::unbracedAhead() const {
+    const std::string_view buffered = base::bufferedInput(stream_);
+    const char* const last = buffered.data() + buffered.size();
+    const char* const end = endOfUnbraced(buffered.data(), last, kinds_);
+    return buffered.substr(0, static_cast<std::size_t>(end - buffered.data()));
+}
+
 void Reader::take(std::size_t count) {
+    const std::string_view taken = base::bufferedInput(stream_).substr(0, count);
+    line_ += std::ranges::count(taken, '\n');
     base::takeBuffered(stream_, count);
 }
 

@@ -71,10 +71,12 @@ class Reader {
     /// many were read.
     int numbers(Vector& vector, const char* what);
 
-    /// The ordinary characters of words, or the blanks (' '), at the front of the stream's buffer,
-    /// maybe none although they go on; and take the first `count` of them.
+    /// The ordinary characters of words, the blanks (' '), or all characters up to the next brace,
+    /// quote or zero byte, at the front of the stream's buffer, maybe none although they go on; and
+    /// take the first `count` of them.
     [[nodiscard]] std::string_view ordinaryAhead() const;
     [[nodiscard]] std::string_view blanksAhead() const;
+    [[nodiscard]] std::string_view unbracedAhead() const;
     void take(std::size_t count);
 
     /// Read one character, or put the last one back.
