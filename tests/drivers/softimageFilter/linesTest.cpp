@@ -2,7 +2,19 @@
 // The bytes of written pictures, and lines out of order.
 #include "driverUnderTest.h"
 
+#include <thread>
+
 namespace {
+
+/// A line of eight pixels, of which the first ones differ, so that its size in a file depends on
+/// their number.
+std::string mixedLine(int different) {
+    std::string line(32, '\x55');
+    for (int i = 0; i < different; ++i) {
+        line[static_cast<std::size_t>(4 * i) + 1] = static_cast<char>(i + 1);
+    }
+    return line;
+}
 
 TEST_F(SoftimageTest, WrittenFileIsThisByteForByte) {
     ASSERT_EQ(filter.write(folder / "a.pic", 3, 2), 0);
@@ -68,6 +80,38 @@ TEST_F(SoftimageTest, AnOverlongPacketLosesTheRestButNotWhatWasFound) {
     EXPECT_EQ(filter.line(0), std::string(8, '\0'));
     EXPECT_EQ(filter.line(1), std::string(8, '\0'));
     EXPECT_EQ(filter.line(2), bytes("0A000000 0A000000")) << "its position is still known";
+}
+
+TEST_F(SoftimageTest, AfterAWholePictureEveryLineIsFoundByAnotherConnection) {
+    const auto path = [&](int height, const char* kind) {
+        return folder / (std::to_string(height) + kind);
+    };
+    const auto connectAnd = [&](const std::string& file, auto work) {
+        ASSERT_EQ(filter.read(file), 0);
+        work();
+        EXPECT_EQ(filter.disconnectFromFile(), 1);
+    };
+    constexpr int kHeights[] = {1, 2, 3, 4, 7};
+    for (const int height : kHeights) {
+        for (const bool up : {true, false}) { // in the other one lines begin elsewhere
+            ASSERT_EQ(filter.write(path(height, up ? "up.pic" : "down.pic"), 8, height), 0);
+            for (int y = height; y-- > 0;) {
+                ASSERT_EQ(filter.put(mixedLine(up ? y : height - 1 - y), y), 0);
+            }
+            ASSERT_EQ(filter.disconnectFromFile(), 1);
+        }
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(2100)); // newer ones are not remembered
+    for (const int height : kHeights) {
+        std::string all(static_cast<std::size_t>(32 * height), '\0');
+        for (int y = 0; y < height; ++y) {
+            SCOPED_TRACE(testing::Message() << "line " << y << " of " << height);
+            connectAnd(path(height, "up.pic"), [&] { EXPECT_EQ(filter.getAll(all), 0); });
+            connectAnd(path(height, "down.pic"),
+                       [&] { EXPECT_EQ(filter.line(y), mixedLine(height - 1 - y)); });
+            connectAnd(path(height, "up.pic"), [&] { EXPECT_EQ(filter.line(y), mixedLine(y)); });
+        }
+    }
 }
 
 } // namespace

@@ -20,6 +20,7 @@
 
 #include "base/limits.h"
 #include "base/uniqueFile.h"
+#include "knownLines.h"
 #include "tinyPicture.h"
 #include "tinyTag.h"
 
@@ -133,6 +134,8 @@ class TDR_SoftimageFilter : public TDR_Driver {
     bool readTagScanline(long k);
     /// Whether nothing is left in the file for the rows of a block from 1 to `row`.
     [[nodiscard]] bool nothingFollows(long row) const;
+    /// Remembers where the lines begin, after a fresh connection has read them all as rows.
+    void rememberLines();
     void writeTagLine(long k, const unsigned char* hostLine);
     bool fillTagRow(int k);
     void packTagRow(long k, unsigned char* hostLine);
@@ -142,9 +145,11 @@ class TDR_SoftimageFilter : public TDR_Driver {
 
     std::unique_ptr<PictureReader, PictureReaderDisposer> reader; ///< of a PIC being read
     std::unique_ptr<PictureWriter, PictureWriterDisposer> writer; ///< of a PIC being written
-    char openName[base::kPathCapacity] = ""; ///< path of the open file, for messages
-    bool writing = false;                    ///< the open file is being written
-    bool damageReported = false;             ///< damage of the file being read has been reported
+    char openName[base::kPathCapacity] = "";    ///< path of the open file, for messages
+    bool writing = false;                       ///< the open file is being written
+    std::optional<softimage::FileState> opened; ///< the PIC being read, at its beginning
+    softimage::KnownLines known;                ///< of an earlier connection
+    bool damageReported = false;                ///< damage of the file being read has been reported
     int readError = 0; ///< errno of the last failed read, which has been reported
     /// The position at which the last scanline was missing, so that the channels' lines hold zeros;
     /// 0 if it was found.

@@ -5,6 +5,10 @@
 #include "base/prefetch.h"
 
 #include <algorithm>
+#include <new>
+#include <utility>
+
+using namespace softimage;
 
 namespace {
 
@@ -23,6 +27,8 @@ int TDR_SoftimageFilter::getCache(char* block, int, long) {
     }
     const std::size_t lineBytes = packedLineBytes();
     base::PopulateBackwards pages(block, lineBytes * static_cast<std::size_t>(height()));
+    const bool first = std::all_of(lineOffsets.get() + 1, lineOffsets.get() + height(),
+                                   [](std::uint64_t offset) { return offset == 0; });
     // Kept: A whole picture is read by its rows, not by file order.
     // A reader would expect row 0, the bottom line, to get the last scanline. The row's number is
     // used as the scanline's: the last call, for row 0, finds the position of the first scanline
@@ -45,7 +51,25 @@ int TDR_SoftimageFilter::getCache(char* block, int, long) {
             return -1;
         }
     }
+    if (picture && first) {
+        rememberLines();
+    }
     return 0;
+}
+
+void TDR_SoftimageFilter::rememberLines() {
+    const auto rows = static_cast<std::size_t>(height());
+    std::unique_ptr<std::uint64_t[]> positions(new (std::nothrow) std::uint64_t[rows]);
+    if (!positions || !opened || damageReported || settledState(file.get()) != opened) {
+        return;
+    }
+    // Each row has recorded the beginning of its scanline, and of the next one for the row above
+    // it; the last row then those of the first two scanlines.
+    std::copy_n(lineOffsets.get(), rows, positions.get());
+    if (rows > 2) {
+        std::reverse(positions.get() + 2, positions.get() + rows);
+    }
+    known.remember(*opened, std::move(positions), rows);
 }
 
 int TDR_SoftimageFilter::putCache(char* block, int, long) {

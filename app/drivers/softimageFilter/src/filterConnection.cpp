@@ -10,6 +10,8 @@
 #include <new>
 #include <utility>
 
+using namespace softimage;
+
 int TDR_SoftimageFilter::connectToFile(char* name, int mode) {
     // Kept: Permissions are checked for the bare name; the file may have another.
     // A reader would expect the checked file to be the opened one. The check uses the name as
@@ -81,6 +83,7 @@ bool TDR_SoftimageFilter::startReading() {
         return false;
     }
     if (picture) {
+        opened = settledState(file.get());
         reader.reset(pictureReaderAllocate(file.get()));
         if (channelPacketIsDecodable(packets.get()) == 0) {
             noteDamage(); // channels with an unknown encoding read as zero
@@ -173,5 +176,6 @@ void TDR_SoftimageFilter::cleanup() {
     damageReported = false;
     readError = 0;
     emptyFrom = 0;
+    opened.reset();
     broken = false;
 }

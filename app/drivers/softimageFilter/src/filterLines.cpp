@@ -268,6 +268,9 @@ bool TDR_SoftimageFilter::fill_offset_table() {
     if (!file || !isOpen()) {
         return false;
     }
+    if (known.recall(opened, {lineOffsets.get(), indexOf(height())})) {
+        return true;
+    }
     long unknown = 1; // the first line's position is known from the start
     while (unknown < height() && lineOffsets[indexOf(unknown)] != 0) {
         ++unknown;
