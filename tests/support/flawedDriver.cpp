@@ -71,8 +71,12 @@ class FlawedDriver : public PpmFilter {
         if (mode != 0) {
             hang("hangsWriting");
         }
-        const int result = is("readsOnly") && mode != 0 ? -1 : PpmFilter::connectToFile(name, mode);
-        if (is("complains") && result == -1) {
+        firstWritten_ = mode != 0 && firstWritten_.empty() ? name : firstWritten_;
+        path_ = is("keepsName") && mode != 0 ? firstWritten_ : name;
+        wholePut_ = false;
+        const int result =
+            is("readsOnly") && mode != 0 ? -1 : PpmFilter::connectToFile(path_.data(), mode);
+        if (result == -1 && (is("complains") || (is("readsOnly") && mode != 0))) {
             base::say("%s: '%s' is not a PPM.\n", me, name);
         }
         connected_ = result == 0;
@@ -85,6 +89,9 @@ class FlawedDriver : public PpmFilter {
     }
     int disconnectFromFile() override {
         const int result = connected_ ? PpmFilter::disconnectFromFile() : 0;
+        if (is("losesWhole") && wholePut_) {
+            unlink(path_.c_str());
+        }
         if (is("dies") && connected_) {
             std::abort();
         }
@@ -144,6 +151,7 @@ class FlawedDriver : public PpmFilter {
         return result;
     }
     int putCache(char* block, int size, long cell) override {
+        wholePut_ = true;
         return is("refusesCaches") ? -1 : PpmFilter::putCache(block, size, cell);
     }
 
@@ -166,6 +174,9 @@ class FlawedDriver : public PpmFilter {
     }
     [[nodiscard]] bool isOpen(Transfer transfer) const { return PpmFilter::isOpenFor(transfer); }
 
+    std::string path_;
+    std::string firstWritten_;
+    bool wholePut_ = false;
     bool connected_ = false;
     long next_ = 0;
 };

@@ -29,7 +29,7 @@ TEST_F(LintTest, ourDriversHaveNoFaults) {
         {"softimageFilter", {}, "softimageFilter: no faults\n"},
         {"softimageFilter", {in("a.pic")}, "softimageFilter: no faults\n"},
         {"pngFilter", {sample("cutout.png")}, "pngFilter: no faults\n"},
-        {"nullFilter", {}, "nullFilter: note: writing: it writes no file"},
+        {"nullFilter", {}, "nullFilter: note: writing: it writes no file and reads without one"},
         {TDR_PPM_DRIVER, {}, "ppmFilter: no faults\n"},
     };
     for (const auto& c : cases) {
@@ -58,6 +58,10 @@ TEST_F(LintTest, eachFlawIsFound) {
         {"upsideDown", "writing: line 0 has other pixels than were put, when the lines come in the "
                        "order 4, 3, 2, 1, 0"},
         {"asTheyCome", "other pixels than were put, when the lines come in the order 0, 1, 2"},
+        {"keepsName",
+         "writing: every request succeeds, but no file is there, when the lines come in "
+         "the order 0, 1"},
+        {"losesWhole", "no file is there, when they come as a whole picture"},
         {"pastTheLine", "writing: line 4 is written past its end"},
         {"anyDirection", "get line from a file that is being written is not refused"},
         {"anyLine", "reading: get line -1, below the picture, is not refused"},
@@ -97,7 +101,8 @@ TEST_F(LintTest, eachFlawIsFound) {
                          "note: whole pictures: it refuses whole pictures"));
     files().write("a.ppm", "P6 1 1 255\nabc");
     EXPECT_TRUE(contains(expectDone({"query", "--lint", flawed("readsOnly"), in("a.ppm")}).out,
-                         "note: writing: it refuses to write"));
+                         "note: writing: it refuses to write, so writing is not checked: "
+                         "PPM Filter: 'lines4.ppm' is not a PPM."));
     expectFailed({"query", "--lint", flawed("none"), in("none.ppm")}, "No such file");
 }
 
