@@ -11,9 +11,11 @@
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
+#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <sys/stat.h>
+#include <system_error>
 #include <unistd.h>
 #include <utility>
 
@@ -58,8 +60,9 @@ void removeLeftOvers(int folder) {
         }
         if (name.ends_with(kNoteEnding)) {
             removeNoted(folder, name);
-        } else {
-            ::unlinkat(folder, name.c_str(), 0);
+        } else if (::unlinkat(folder, name.c_str(), 0) != 0 && errno == EISDIR) {
+            std::error_code error;
+            std::filesystem::remove_all(pathOfDescriptor(folder) + "/" + name, error);
         }
     }
 }

@@ -5,11 +5,13 @@
 #include "lintTrial.h"
 #include "output/console.h"
 #include "tdr/interruptGuard.h"
+#include "tdr/privateFolder.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
-#include <cstdlib>
 #include <spawn.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 #include <utility>
@@ -84,30 +86,39 @@ std::optional<tdr::SharedBlock> LintTrial::block(std::size_t bytes) {
 
 namespace {
 
-/// A new folder that is removed with everything in it; in the places of our private folder.
+/// A new folder in our private one, which is removed with everything in it; after a kill, by the
+/// user's next run.
 class ScratchFolder {
   public:
-    ScratchFolder() {
-        const char* const named = std::getenv("TMPDIR"); // NOLINT(concurrency-mt-unsafe)
-        for (const char* place : {named != nullptr ? named : "", "/tmp", "/var/tmp", "/dev/shm"}) {
-            std::string path = std::string(place) + "/tdr-lint-XXXXXX";
-            if (*place == '/' && ::mkdtemp(path.data()) != nullptr) {
-                path_ = path;
-                return;
-            }
+    static Outcome<ScratchFolder> make() {
+        auto parent = tdr::PrivateFolder::open();
+        if (!parent) {
+            return problemWith(parent.failure());
         }
+        if (::mkdirat(parent->fd(), parent->mark().c_str(), kOursOnly) != 0) {
+            return problemWith("a new folder", errno);
+        }
+        return ScratchFolder(std::move(*parent));
     }
-    ~ScratchFolder() {
-        std::error_code error;
-        fs::remove_all(path_, error);
-    }
+    ScratchFolder(ScratchFolder&&) noexcept = default;
+    ScratchFolder& operator=(ScratchFolder&&) = delete;
     ScratchFolder(const ScratchFolder&) = delete;
     ScratchFolder& operator=(const ScratchFolder&) = delete;
+    ~ScratchFolder() {
+        if (parent_.fd() >= 0) { // not moved from
+            std::error_code error;
+            fs::remove_all(path(), error);
+        }
+    }
 
-    [[nodiscard]] const fs::path& path() const { return path_; }
+    [[nodiscard]] fs::path path() const { return parent_.pathOf(parent_.mark()); }
 
   private:
-    fs::path path_;
+    static constexpr mode_t kOursOnly = 0700;
+
+    explicit ScratchFolder(tdr::PrivateFolder parent) : parent_(std::move(parent)) {}
+
+    tdr::PrivateFolder parent_;
 };
 
 constexpr double kPredicateLimit = 10; // seconds, unless the user has another limit
@@ -175,6 +186,16 @@ void lintFile(LintRun& run, const std::string& path) {
     runCheck(run, "end with an open file", lintEnd, path);
 }
 
+/// By their names alone: the folder is gone when the report is read.
+void nameFilesShortly(LintRun& run) {
+    tdr::FileNames names;
+    names.add(run.folder.native() + "/", "");
+    for (std::vector<std::string>* texts : {&run.report.faults, &run.report.notes}) {
+        std::ranges::transform(*texts, texts->begin(),
+                               [&](const std::string& text) { return names.in(text); });
+    }
+}
+
 /// Through a link, as every file that tdr reads.
 Outcome<void> lintUsersFile(LintRun& run, const std::string& file) {
     const auto opened = openReadable(file);
@@ -197,11 +218,11 @@ Outcome<void> lintUsersFile(LintRun& run, const std::string& file) {
 
 Outcome<LintReport> lintDriver(const fs::path& program, const DriverOptions& options,
                                const std::string& file) {
-    const ScratchFolder scratch;
-    if (scratch.path().empty()) {
-        return problemWith("a new folder in TMPDIR or /tmp", errno);
+    const auto scratch = ScratchFolder::make();
+    if (!scratch) {
+        return scratch.failure();
     }
-    LintRun run{program, options, scratch.path(), {}, {}, {}, {}};
+    LintRun run{program, options, scratch->path(), {}, {}, {}, {}};
     run.options.ownGroups = true; // one that hangs may have started others
     if (const auto first = startDriver(program, run.options); !first) {
         return problemWith(first.failure());
@@ -223,5 +244,6 @@ Outcome<LintReport> lintDriver(const fs::path& program, const DriverOptions& opt
             return done.failure();
         }
     }
+    nameFilesShortly(run);
     return run.problem ? Outcome<LintReport>(*run.problem) : std::move(run.report);
 }

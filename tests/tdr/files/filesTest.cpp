@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <fstream>
 #include <list>
 #include <sys/ipc.h>
 #include <sys/shm.h>
@@ -300,14 +301,22 @@ TEST_F(FilesTest, whatAKilledRunLeavesIsRemovedByTheNext) {
     const std::string drivers = driverFolder({"freezesAtPut"});
     const auto pic = picture();
     auto running = startRun({"convert", pic, in("o.1039-1"), "--driver-dir", drivers});
-    const pid_t stopped = running->awaitStoppedChild();
-    ASSERT_GT(stopped, 0);
-    const auto children = childrenOf(running->pid());
-    running->kill(SIGKILL);
-    (void)running->wait();
-    for (const pid_t child : children) {
-        kill(child, SIGKILL);
+    auto checking = startRun({"query", "--lint", drivers + "/freezesAtPutFilter"});
+    ASSERT_GT(running->awaitStoppedChild(), 0);
+    ASSERT_GT(checking->awaitStoppedChild(), 0);
+    for (auto* each : {running.get(), checking.get()}) {
+        const auto children = childrenOf(each->pid());
+        each->kill(SIGKILL);
+        (void)each->wait();
+        for (const pid_t child : children) {
+            kill(child, SIGKILL);
+        }
     }
+    fs::path scratch; // of the check, in the private folder
+    for (const auto& entry : fs::recursive_directory_iterator(getenv("TMPDIR"))) {
+        scratch = entry.is_directory() ? entry.path() : scratch;
+    }
+    std::ofstream(scratch / "lines.png") << "a picture";
     const Names left = namesIn(files().path());
     EXPECT_EQ(left.size(), 2U) << "the new file is left";
     const auto other = files().write(".tdr-0123456789abcdef-1-1-1", "of another machine");
