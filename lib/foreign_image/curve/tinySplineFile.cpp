@@ -43,10 +43,7 @@ Spline* readText(std::FILE* stream) {
         return nullptr;
     }
     UniqueSpline spline(splineReadAscii(stream, nullptr, nullptr));
-    if (spline != nullptr) {
-        text::reportSurplus(in);
-    }
-    return spline.release();
+    return spline != nullptr && text::reportSurplus(in) ? spline.release() : nullptr;
 }
 
 Spline* readBinary(std::FILE* stream) {
@@ -64,10 +61,7 @@ Spline* readBinary(std::FILE* stream) {
     UniqueSpline spline(word == kSplineWord && !notice::Call::failed()
                             ? splineReadBinary(stream, prototype.get())
                             : nullptr);
-    if (spline != nullptr) {
-        binary::reportSurplus(stream);
-    }
-    return spline.release();
+    return spline != nullptr && binary::reportSurplus(stream) ? spline.release() : nullptr;
 }
 
 /// By the first four bytes.

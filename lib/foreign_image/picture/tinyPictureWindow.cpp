@@ -88,12 +88,22 @@ bool windowSeek(StreamWindow* window, std::int64_t position) {
         empty(window, position);
         return false;
     }
-    if (lead > 0) {
-        readMore(window, window->capacity);
-        const std::int64_t got = window->end - window->bytes;
-        window->at = window->bytes + std::min(lead, got);
+    if (lead == 0) {
+        return true;
     }
-    return true;
+    readMore(window, window->capacity);
+    if (window->end - window->bytes >= lead) {
+        window->at = window->bytes + lead;
+        return true;
+    }
+    // The bytes before the position cannot be read; nothing may be taken for those at it.
+    const int error = window->error;
+    empty(window, position);
+    if (place(window, position)) {
+        window->error = error;
+        window->ended = error != 0;
+    }
+    return window->error == 0;
 }
 
 void windowResume(StreamWindow* window) {

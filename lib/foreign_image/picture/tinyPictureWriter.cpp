@@ -49,7 +49,8 @@ bool grow(PictureWriter* writer, std::size_t size) {
 bool reserve(PictureWriter* writer, int width, const ChannelPacket* chain) {
     const auto pixels = static_cast<std::size_t>(width);
     const std::size_t room = scanlineRoom(pixels, chain);
-    if (writer->used + room > writer->capacity && !grow(writer, writer->piece + room)) {
+    if (writer->used + room > writer->capacity &&
+        !grow(writer, std::max(writer->piece, writer->used) + room)) {
         return false;
     }
     if (writer->pairs == nullptr || width > writer->width) {
@@ -138,7 +139,8 @@ void pictureWriterDispose(PictureWriter** writer) {
 }
 
 int pictureWriterScanline(PictureWriter* writer, Picture* record, const ChannelPacket* chain) {
-    if (chain == nullptr) {
+    if (chain == nullptr || writer->error != 0) {
+        advanceLines(record, chain);
         return writer->error == 0 ? 1 : 0;
     }
     const std::uint8_t* end = encodeScanline(writer, record, chain);

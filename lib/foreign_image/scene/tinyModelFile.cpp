@@ -65,10 +65,7 @@ Model* readTextFile(std::FILE* stream) {
         return nullptr;
     }
     UniqueModel root(modelReadAscii(stream));
-    if (root != nullptr) {
-        text::reportSurplus(in);
-    }
-    return root.release();
+    return root != nullptr && text::reportSurplus(in) ? root.release() : nullptr;
 }
 
 Model* readBinaryFile(std::FILE* stream) {
@@ -86,10 +83,7 @@ Model* readBinaryFile(std::FILE* stream) {
     UniqueModel root(type == kHierarchyType && prototype != nullptr
                          ? modelReadBinary(stream, prototype.get())
                          : nullptr);
-    if (root != nullptr) {
-        binary::reportSurplus(stream);
-    }
-    return root.release();
+    return root != nullptr && binary::reportSurplus(stream) ? root.release() : nullptr;
 }
 
 /// One row for each flavour, in the order of the flavour numbers: the beginning of its files, its

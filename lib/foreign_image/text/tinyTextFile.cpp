@@ -58,10 +58,11 @@ bool text::readHeader(std::FILE* stream, std::uint32_t type) {
     return ours;
 }
 
-void text::reportSurplus(Reader& in) {
+bool text::reportSurplus(Reader& in) {
     if (in.next()) {
         animNotify(AnimNoticeKind::Surplus, in.c_str(), "behind the end");
     }
+    return notice::Call::good(in.stream());
 }
 
 std::uint32_t binary::readHeader(std::FILE* stream) {
@@ -75,14 +76,18 @@ std::uint32_t binary::readHeader(std::FILE* stream) {
     return type;
 }
 
-void binary::reportSurplus(std::FILE* stream) {
+bool binary::reportSurplus(std::FILE* stream) {
     const std::int64_t place = std::ftell(stream);
     std::int64_t bytes = 0;
     while (std::getc(stream) != EOF) {
         ++bytes;
     }
+    if (!notice::Call::good(stream)) {
+        return false;
+    }
     if (bytes != 0) {
         notice::atByte(AnimNoticeKind::Surplus, "", place, "%lld byte%s behind the end",
                        static_cast<long long>(bytes), bytes == 1 ? "" : "s");
     }
+    return true;
 }

@@ -32,8 +32,9 @@ namespace text {
 /// type, or has old Mac line ends, which is then why the current call fails.
 [[nodiscard]] bool readHeader(std::FILE* stream, std::uint32_t type);
 
-/// Reports the first word after the contents of a text file.
-void reportSurplus(Reader& in);
+/// Reports the first word after the contents of a text file. False if what follows cannot be read,
+/// which is then why the current call fails.
+[[nodiscard]] bool reportSurplus(Reader& in);
 
 } // namespace text
 
@@ -43,8 +44,8 @@ namespace binary {
 /// record keeps it. Results as `headerReadBinary`.
 [[nodiscard]] std::uint32_t readHeader(std::FILE* stream);
 
-/// Reports bytes after the contents of a binary file.
-void reportSurplus(std::FILE* stream);
+/// Reports bytes after the contents of a binary file. Results as `text::reportSurplus`.
+[[nodiscard]] bool reportSurplus(std::FILE* stream);
 
 } // namespace binary
 

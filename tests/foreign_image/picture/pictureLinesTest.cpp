@@ -2,6 +2,7 @@
 // PIC files line by line: readers, writers, positions, files that shrink.
 #include "picture/coders/tinyPictureCoders.h"
 #include "pictureTesting.h"
+#include "support/failingStream.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -59,6 +60,22 @@ TEST_F(PictureWriting, CollectedLinesGoOutInAlignedPieces) {
     written.ends.pop_back();
     for (const std::size_t end : written.ends) {
         EXPECT_EQ(end % 1000, 0U);
+    }
+}
+
+TEST_F(PictureWriting, AfterAFailureNothingMoreIsEncoded) {
+    for (const std::size_t piece : {1000U, 30000U, 1U << 20}) {
+        Created made(path, picture(30000, 60, 0xF0));
+        made.stream.reset(std::fopen("/dev/full", "w"));
+        const UniqueWriter writer(pictureWriterAllocate(made.stream.get()));
+        pictureWriterCollect(writer.get(), piece);
+        int written = 0;
+        for (int row = 0; row < 60; ++row) {
+            written += pictureWriterScanline(writer.get(), made.record.get(), made.chain.get());
+        }
+        EXPECT_LT(written, 60) << piece;
+        EXPECT_EQ(pictureWriterError(writer.get()), ENOSPC);
+        EXPECT_EQ(pictureWriterFlush(writer.get()), 0);
     }
 }
 
@@ -163,6 +180,29 @@ TEST_F(PictureLines, BehindTheEndOfTheFileThereIsNothing) {
     EXPECT_EQ(pictureReaderSeek(reader_.get(), offsets[0]), 1);
     EXPECT_EQ(read(), 1);
     EXPECT_TRUE(linesAre(0));
+}
+
+TEST_F(PictureLines, AFailedReadGivesNoLineAndTheNextOneMaySucceed) {
+    std::vector<std::int64_t> offsets;
+    for (int row = 0; row < kHeight; ++row) {
+        offsets.push_back(pictureReaderPosition(reader_.get()));
+        read();
+    }
+    bool failed = true;
+    for (int n = 1; failed; ++n) {
+        support::FailingStream stream(contentOf(path), n);
+        reader_.reset(pictureReaderAllocate(stream.get()));
+        int refused = 0;
+        for (std::size_t row = kHeight; row-- > 0;) { // stepping back reads ahead as well
+            const bool got = pictureReaderSeek(reader_.get(), offsets[row]) == 1 && read() == 1;
+            refused += got ? 0 : 1;
+            EXPECT_TRUE(got ? linesAre(static_cast<int>(row))
+                            : pictureReaderError(reader_.get()) == EIO)
+                << n << " " << row;
+        }
+        failed = stream.hasFailed();
+        EXPECT_LE(refused, failed ? 1 : 0) << n;
+    }
 }
 
 TEST_F(PictureLines, ADamagedLineEndsThePictureButNotTheLinesBeforeIt) {

@@ -2,6 +2,8 @@
 // Tokens, numbers, quoted strings, indentation, vectors, scalars and triples.
 #include "file/tinyNumberText.h"
 #include "foreign_image/animText.h"
+#include "support/failingStream.h"
+#include "text/tinyTextFile.h"
 #include "text/tinyUtilsText.h"
 #include "tinyFile.h"
 
@@ -31,6 +33,16 @@ TEST_F(UtilsTest, OnlyBlankTabAndNewlineSeparateTokens) {
     EXPECT_EQ(in_animToken(last), 1) << "a token that the end of the file ends is one";
     EXPECT_EQ(in_animToken(last), 0);
     EXPECT_STREQ(animToken, "");
+}
+
+TEST_F(UtilsTest, ASurplusThatCannotBeReadIsNotNone) {
+    for (const bool fails : {false, true}) {
+        support::FailingStream blanks(" ", fails ? 2 : 99);
+        EXPECT_EQ(text::reportSurplus(text::Reader::on(blanks.get(), text::kFileStyle)), !fails);
+        support::FailingStream bytes("0123456789", fails ? 2 : 99);
+        EXPECT_EQ(binary::reportSurplus(bytes.get()), !fails);
+        EXPECT_EQ(notices(), fails ? "" : "surplus  0;") << "of bytes that are not known";
+    }
 }
 
 TEST_F(UtilsTest, LongTokensAreCutAndTheRestConsumed) {

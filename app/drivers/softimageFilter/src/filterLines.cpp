@@ -215,7 +215,7 @@ bool TDR_SoftimageFilter::readLine(long k, unsigned char* hostLine) {
 
 bool TDR_SoftimageFilter::readPictureScanline() {
     const std::uint64_t begin = position();
-    if (begin == emptyFrom) {
+    if (emptyFrom != 0 && begin == emptyFrom) {
         return true; // missing like the line before, and the channels' lines are zero
     }
     pointAtChannels(true);
