@@ -493,6 +493,16 @@ TEST_F(CommandTest, checkFindsFilesInFoldersByContentAndEnding) {
     files().write("a/empty.png", "");
     expectFailed({"check", "-r", in("a")}, "2 whole, 0 damaged, 1 failed, 1 skipped\n");
     expectFailed({"check", in("a")}, "Is a directory");
+    fs::permissions(files().path(), fs::perms(0755));
+    fs::permissions(in("a/deep"), fs::perms(0444)); // its names can be listed
+    const Around around{.otherUser = geteuid() == 0};
+    expectFailed({"check", "-r", "--json", in("a/deep")}, "1.tag: Permission denied", 1, around);
+    fs::permissions(in("a/deep"), fs::perms(0));
+    EXPECT_TRUE(contains(
+        expectFailed({"check", "-r", "--json", in("a/deep")}, "deep: Permission denied", 1, around)
+            .out,
+        "\"code\": \"unreadable\""));
+    fs::permissions(in("a/deep"), fs::perms(0700));
 }
 
 TEST_F(CommandTest, compareTellsEqualFromDifferentFromNotComparable) {

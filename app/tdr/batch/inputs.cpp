@@ -122,12 +122,13 @@ bool Finder::addFolder(const std::string& name) {
     return true;
 }
 
-/// True for a regular file, and for a link that leads to none: its file is missing.
+/// True for a regular file, and for what may be one: a link that leads to none, and a name in a
+/// folder whose names may be listed only. Opening it gives the reason.
 bool isFile(const fs::directory_entry& entry) {
     std::error_code error;
     const fs::file_status behind = entry.status(error);
-    return fs::is_regular_file(behind) ||
-           (!(fs::status_known(behind) && fs::exists(behind)) && entry.is_symlink(error));
+    return fs::status_known(behind) && fs::exists(behind) ? fs::is_regular_file(behind)
+                                                          : !entry.is_directory(error);
 }
 
 /// Adds the files of a folder and then those of the folders in it. Hidden names, and folders behind
@@ -157,13 +158,11 @@ void Finder::search(const fs::path& folder, const fs::path& below) {
     for (const std::string& name : files) {
         const std::string path = (folder / name).string();
         if (!rule_.isMeant || rule_.isMeant(path)) {
-            found_.inputs.push_back({path, below.string()});
+            found_.inputs.push_back({path, below.string(), {}, true});
         }
     }
     for (const std::string& name : folders) {
-        const bool isLeftOut =
-            !rule_.leftOut.empty() && fs::equivalent(folder / name, rule_.leftOut, error);
-        if (!isLeftOut) {
+        if (!rule_.isLeftOut || !rule_.isLeftOut((folder / name).string())) {
             search(folder / name, below / name);
         }
     }

@@ -15,11 +15,12 @@ struct InputRule {
     std::vector<std::string> names;    ///< files, folders and patterns
     std::vector<std::string> listed;   ///< file names without patterns
     bool searchFolders = false;        ///< also all folders in them
-    std::string leftOut = {};          ///< a folder that is not searched
     std::optional<Frames> frames = {}; ///< of patterns; none: those that exist
     bool mayBeMissing = false;         ///< a command fetches them
     /// Whether a file in a folder is one to read.
     std::function<bool(const std::string& path)> isMeant = {};
+    /// Whether a folder below them is passed over.
+    std::function<bool(const std::string& folder)> isLeftOut = {};
 };
 
 struct FoundInputs {

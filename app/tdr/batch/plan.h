@@ -17,6 +17,7 @@ struct PlannedInput {
     std::string path;
     std::string folder = {};                ///< below the folder that was searched for it
     std::optional<std::int32_t> frame = {}; ///< if a pattern has found it
+    bool inFolder = false;                  ///< found in a folder that was searched
 };
 
 /// A file to read and the file to write.

@@ -45,15 +45,18 @@ Outcome<CheckPage> CheckPage::begin(const DriverOptions& drivers, const std::str
 }
 
 void CheckPage::add(const std::string& file, const Outcome<FileCheck>& check) {
+    if (!written_) {
+        return;
+    }
     const auto image = writeImage(*drivers_, file, check, folder_->path() / folder_->images(),
                                   formatted("{:06}", ++images_));
     if (!image) {
-        warn("no thumbnail: " + image.failure().text);
+        written_ = image.failure();
     }
     rows_ += rowOf(file, linkTo(file, folder_->path()), check, image ? *image : std::nullopt,
                    folder_->images());
 }
 
 Outcome<void> CheckPage::end(const CheckCounts& counts) {
-    return folder_->commit(pageOf(rows_, counts));
+    return written_ ? folder_->commit(pageOf(rows_, counts)) : written_;
 }

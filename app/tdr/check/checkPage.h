@@ -17,10 +17,10 @@ class CheckPage {
 
     [[nodiscard]] std::string folder() const { return folder_->path().string(); }
 
-    /// Adds a row. A file that could be shown, but is not, is reported.
+    /// Adds a row. A whole picture that cannot be shown is reported.
     void add(const std::string& file, const Outcome<FileCheck>& check);
 
-    /// Puts the page in place.
+    /// Puts the page in place. Fails if an image could not be written.
     Outcome<void> end(const CheckCounts& counts);
 
   private:
@@ -31,5 +31,6 @@ class CheckPage {
     std::unique_ptr<PageFolder> folder_;
     std::unique_ptr<DriverSet> drivers_; ///< for the thumbnails
     std::size_t images_ = 0;
+    Outcome<void> written_; ///< the images
     std::string rows_;
 };

@@ -34,12 +34,16 @@ std::string verdictOn(const CheckedLines& lines) {
                            lines.count == 1 ? "is" : "are", lines.intact, *lines.byte);
 }
 
-/// Notes bytes after the last line at `end`.
-void checkEnd(std::FILE* stream, std::int64_t end, CheckedLines& lines) {
+/// Notes bytes after the last line at `end`. 0, or errno.
+int checkEnd(std::FILE* stream, std::int64_t end, CheckedLines& lines) {
     struct stat status {};
-    if (::fstat(::fileno(stream), &status) == 0 && status.st_size > end) {
+    if (::fstat(::fileno(stream), &status) != 0) {
+        return errno;
+    }
+    if (status.st_size > end) {
         lines.byte = end;
     }
+    return 0;
 }
 
 /// 0, or errno.
@@ -56,6 +60,9 @@ int checkPicture(ToolkitPicture& file, CheckedLines& lines) {
         return 0;
     }
     const ZeroTail zeros = ZeroTail::of(file);
+    if (zeros.error() != 0) {
+        return zeros.error();
+    }
     for (; lines.intact < lines.count; ++lines.intact) {
         const std::int64_t begin = pictureReaderPosition(reader.get());
         const bool read = pictureReaderScanline(reader.get(), &file.picture, file.chain.get()) != 0;
@@ -64,8 +71,7 @@ int checkPicture(ToolkitPicture& file, CheckedLines& lines) {
             return read ? 0 : pictureReaderError(reader.get());
         }
     }
-    checkEnd(file.stream.get(), pictureReaderPosition(reader.get()), lines);
-    return 0;
+    return checkEnd(file.stream.get(), pictureReaderPosition(reader.get()), lines);
 }
 
 /// 0, or errno.
@@ -83,8 +89,7 @@ int checkMatte(ToolkitPicture& file, CheckedLines& lines) {
             return 0;
         }
     }
-    checkEnd(file.stream.get(), ftello(file.stream.get()), lines);
-    return 0;
+    return checkEnd(file.stream.get(), ftello(file.stream.get()), lines);
 }
 
 Outcome<FileCheck> checkLines(const std::string& name, ToolkitPicture& file) {
@@ -117,7 +122,13 @@ Outcome<FileCheck> checkByDriver(const std::string& name, const DriverOptions& o
     }
     CheckedLines lines{picture->shape().width, height, height, {}};
     const auto fd = openReadable(name);
-    const auto damage = fd ? findPngDamage(fd->get()) : std::nullopt;
+    if (!fd) {
+        return fd.failure();
+    }
+    std::optional<PngDamage> damage;
+    if (const int error = findPngDamage(fd->get(), damage); error != 0) {
+        return problemWith(name, error);
+    }
     if (damage) {
         lines.byte = damage->byte;
     }

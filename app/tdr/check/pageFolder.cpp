@@ -4,6 +4,7 @@
 #include "base/extension.h"
 #include "output/formatted.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
 #include <sys/file.h>
@@ -19,18 +20,42 @@ namespace {
 constexpr std::string_view kImages = "images-";
 constexpr mode_t kNewFolder = 0777; // less the umask
 
-/// The entries of a folder that can be read, else none.
-std::vector<fs::path> entriesOf(const fs::path& folder) {
-    std::vector<fs::path> entries;
-    std::error_code error;
+constexpr const char* kMark = ".tdr-page";
+
+/// The names in a folder.
+std::vector<std::string> namesIn(const fs::path& folder, std::error_code& error) {
+    std::vector<std::string> names;
     for (fs::directory_iterator at(folder, error); !error && at != fs::directory_iterator();
          at.increment(error)) {
-        entries.push_back(at->path());
+        names.push_back(at->path().filename().string());
     }
-    return entries;
+    return names;
+}
+
+/// A marked folder at this path in the open folder, else none.
+base::UniqueFd openImages(int folder, const fs::path& path) {
+    base::UniqueFd images(
+        path.filename().string().starts_with(kImages)
+            ? ::openat(folder, path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC)
+            : -1);
+    if (images.valid() && ::faccessat(images.get(), kMark, F_OK, AT_SYMLINK_NOFOLLOW) != 0) {
+        images.reset();
+    }
+    return images;
+}
+
+/// "000012.png".
+bool isNameOfImage(const fs::path& name) {
+    const std::string stem = name.stem().string();
+    return std::ranges::all_of(stem, [](char c) { return c >= '0' && c <= '9'; }) &&
+           (base::hasExtension(name, ".png") || base::hasExtension(name, ".svg"));
 }
 
 } // namespace
+
+bool isPageImages(const fs::path& folder) {
+    return openImages(AT_FDCWD, folder).valid();
+}
 
 Outcome<std::unique_ptr<PageFolder>> PageFolder::begin(const std::string& folder, bool force) {
     std::unique_ptr<PageFolder> page(new PageFolder);
@@ -58,9 +83,12 @@ Outcome<void> PageFolder::open(bool force) {
                    ? Problem{ExitCode::Failed, named + ": another tdr is writing a page there"}
                    : problemWith(named, errno);
     }
-    if (!force && !fs::is_empty(path_, error)) {
-        return error ? problemWith(named, error.value())
-                     : Problem{ExitCode::Failed, named + ": is not empty (see --force)"};
+    const auto empty = isEmpty();
+    if (!empty) {
+        return empty.failure();
+    }
+    if (!force && !*empty) {
+        return Problem{ExitCode::Failed, named + ": is not empty (see --force)"};
     }
     auto index = ReplacedFile::begin(path_ / "index.html", ".html",
                                      force ? Existing::Replaced : Existing::Kept);
@@ -71,10 +99,27 @@ Outcome<void> PageFolder::open(bool force) {
     return {};
 }
 
+Outcome<bool> PageFolder::isEmpty() const {
+    std::error_code error;
+    const auto names = namesIn(path_, error);
+    if (error) {
+        return problemWith(path_.string(), error.value());
+    }
+    return std::ranges::all_of(
+        names, [this](const std::string& name) { return openImages(lock_.get(), name).valid(); });
+}
+
 Outcome<void> PageFolder::makeImages() {
     for (int n = 1;; ++n) {
         std::string name = formatted("{}{}", kImages, n);
         if (::mkdirat(lock_.get(), name.c_str(), kNewFolder) == 0) {
+            const base::UniqueFd mark(::open((path_ / name / kMark).c_str(),
+                                             O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666));
+            const int error = mark.valid() ? 0 : errno;
+            if (error != 0) {
+                ::unlinkat(lock_.get(), name.c_str(), AT_REMOVEDIR);
+                return problemWith((path_ / name).string(), error);
+            }
             images_ = std::move(name);
             return {};
         }
@@ -84,15 +129,19 @@ Outcome<void> PageFolder::makeImages() {
     }
 }
 
-/// Only files that can be ours.
+/// Only what is ours.
 void PageFolder::removeImages(const std::string& name) const {
+    const base::UniqueFd images = openImages(lock_.get(), name);
     std::error_code ignored;
-    for (const fs::path& image : entriesOf(path_ / name)) {
-        if (base::hasExtension(image, ".png") || base::hasExtension(image, ".svg")) {
-            fs::remove(image, ignored);
+    for (const std::string& image : namesIn(path_ / name, ignored)) {
+        if (images.valid() && isNameOfImage(image)) {
+            ::unlinkat(images.get(), image.c_str(), 0);
         }
     }
-    ::unlinkat(lock_.get(), name.c_str(), AT_REMOVEDIR);
+    if (images.valid()) {
+        ::unlinkat(images.get(), kMark, 0);
+        ::unlinkat(lock_.get(), name.c_str(), AT_REMOVEDIR);
+    }
 }
 
 Outcome<void> PageFolder::commit(const std::string& html) {
@@ -102,9 +151,9 @@ Outcome<void> PageFolder::commit(const std::string& html) {
         return done;
     }
     committed_ = true;
-    for (const fs::path& entry : entriesOf(path_)) {
-        const std::string name = entry.filename().string();
-        if (name.starts_with(kImages) && name != images_) {
+    std::error_code ignored;
+    for (const std::string& name : namesIn(path_, ignored)) {
+        if (name != images_) {
             removeImages(name);
         }
     }

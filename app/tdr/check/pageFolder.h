@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The folder of a page: index.html, and the folder images-N with what it shows.
+// The folder of a page: index.html, and the folder images-N with what it shows. A hidden file in
+// images-N marks it as ours.
 #pragma once
 
 #include "base/uniqueFd.h"
@@ -11,12 +12,16 @@
 #include <optional>
 #include <string>
 
+/// True if the folder holds the images of a page.
+[[nodiscard]] bool isPageImages(const std::filesystem::path& folder);
+
 /// Until `commit` an older page is unchanged: the new one has a folder of images of its own, and
 /// index.html is put in place at the very end. Without `commit` everything new is removed.
 class PageFolder {
   public:
     /// Makes the folder if it is missing. Fails if it has content, unless a page may be put beside
-    /// it, or if another process is writing a page there.
+    /// it, or if another process is writing a page there. Images without a page, of a run that was
+    /// killed, are no content.
     static Outcome<std::unique_ptr<PageFolder>> begin(const std::string& folder, bool force);
     ~PageFolder();
     PageFolder(const PageFolder&) = delete;
@@ -32,6 +37,7 @@ class PageFolder {
   private:
     PageFolder() = default;
     Outcome<void> open(bool force);
+    [[nodiscard]] Outcome<bool> isEmpty() const;
     Outcome<void> makeImages();
     void removeImages(const std::string& name) const;
 

@@ -48,13 +48,18 @@ Image writeImage(DriverSet& drivers, const std::string& file, const Outcome<File
     if (check && check->report) {
         return writePlot(file, folder / (name + ".svg"));
     }
-    const bool isPicture = check || check.failure().cause == Cause::Damaged;
-    const fs::path target = folder / (name + ".png");
-    const auto thumbnail =
-        isPicture ? writeThumbnail(drivers, file, target.string(), kThumbnail, Existing::Kept)
-                  : Outcome<Thumbnail>(Problem{});
-    if (!thumbnail) {
-        return check && check->whole ? Image(thumbnail.failure()) : std::optional<PageImage>();
+    if (!check && check.failure().cause != Cause::Damaged) {
+        return std::optional<PageImage>();
     }
-    return std::optional(PageImage{target.filename().string(), false, thumbnail->size});
+    const auto thumbnail = readThumbnail(drivers, file, kThumbnail);
+    if (!thumbnail) {
+        if (check && check->whole) {
+            warn("no thumbnail: " + thumbnail.failure().text);
+        }
+        return std::optional<PageImage>();
+    }
+    const fs::path target = folder / (name + ".png");
+    const auto written = writeThumbnail(drivers, target.string(), *thumbnail, Existing::Kept);
+    return written ? Image(PageImage{target.filename().string(), false, thumbnail->pixels.size})
+                   : written.failure();
 }

@@ -16,8 +16,8 @@ struct PageImage {
 };
 
 /// Writes the image of `file`, which has been checked, into `folder`: its name is `name` and an
-/// ending. None if the file cannot be shown. Fails if it is whole and could be shown, but its image
-/// cannot be made.
+/// ending. None if the file cannot be shown, which is reported if it is a whole picture. Fails if
+/// the image cannot be written.
 [[nodiscard]] Outcome<std::optional<PageImage>>
 writeImage(DriverSet& drivers, const std::string& file, const Outcome<FileCheck>& check,
            const std::filesystem::path& folder, const std::string& name);

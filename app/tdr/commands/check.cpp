@@ -9,6 +9,12 @@
 #include "talkOptions.h"
 #include "tdr/interruptGuard.h"
 
+#include <cerrno>
+#include <filesystem>
+#include <new>
+
+namespace fs = std::filesystem;
+
 namespace {
 
 struct CheckOptions {
@@ -41,9 +47,8 @@ class Checking {
     }
 
     /// Of a folder that could not be searched.
-    void addProblem(const std::string& problem) {
-        ++counts_.failed;
-        exit_ = worse(exit_, fail({ExitCode::Failed, problem}));
+    void addProblem(const std::string& folder, const std::string& problem) {
+        exit_ = worse(exit_, take(folder, Problem{ExitCode::Failed, problem, Cause::Unreadable}));
     }
 
     [[nodiscard]] bool goesOn() const {
@@ -55,20 +60,37 @@ class Checking {
         if (asJson_) {
             json_.finish();
         }
-        if (counts_.all() > 1 && !quiet_) {
+        if ((counts_.all() != 1 || counts_.skipped == 1) && !quiet_) {
             warn(textOf(counts_));
         }
-        const auto shown = page_ ? page_->end(counts_) : Outcome<void>();
+        const auto shown = page_ && goesOn() ? page_->end(counts_) : Outcome<void>();
         return worse(worse(exit_, said_), shown ? ExitCode::Done : fail(shown.failure()));
     }
 
   private:
     ExitCode check(const std::string& file, bool found) {
-        const auto result = checkFile(file, options_);
+        const auto result = checked(file);
         if (!result && found && isOfNoKind(result.failure().cause) &&
             !hasKnownEnding(file, known_)) {
             ++counts_.skipped;
             return ExitCode::Done;
+        }
+        return take(file, result);
+    }
+
+    [[nodiscard]] Outcome<FileCheck> checked(const std::string& file) const {
+        try {
+            return checkFile(file, options_);
+        } catch (const std::bad_alloc&) {
+            return problemWith(file, ENOMEM);
+        }
+    }
+
+    ExitCode take(const std::string& file, const Outcome<FileCheck>& result) {
+        if (result) {
+            ++(result->whole ? counts_.whole : counts_.damaged);
+        } else {
+            ++(result.failure().cause == Cause::Damaged ? counts_.damaged : counts_.failed);
         }
         if (asJson_) {
             writeJson(json_, file, result);
@@ -79,10 +101,8 @@ class Checking {
             page_->add(file, result);
         }
         if (!result) {
-            ++(result.failure().cause == Cause::Damaged ? counts_.damaged : counts_.failed);
             return fail(result.failure());
         }
-        ++(result->whole ? counts_.whole : counts_.damaged);
         return result->whole ? ExitCode::Done : ExitCode::Failed;
     }
 
@@ -123,13 +143,17 @@ ExitCode checkAll(const DriverOptions& drivers, const CheckOptions& options) {
         InputRule rule;
         rule.listed = {name};
         rule.searchFolders = options.recursive;
-        rule.leftOut = pageFolder;
+        rule.isLeftOut = [&](const std::string& folder) {
+            std::error_code error;
+            return isPageImages(folder) ||
+                   (!pageFolder.empty() && fs::equivalent(folder, pageFolder, error));
+        };
         const FoundInputs found = findInputs(rule);
         for (const std::string& problem : found.problems) {
-            checking.addProblem(problem);
+            checking.addProblem(name, problem);
         }
         for (const PlannedInput& input : found.inputs) {
-            files.push_back({input.path, input.path != name});
+            files.push_back({input.path, input.inFolder});
         }
     }
     FileRun run(files.size(), options.talk);

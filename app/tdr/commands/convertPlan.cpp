@@ -82,13 +82,10 @@ Outcome<void> Planner::splitWords() {
 }
 
 Outcome<FoundInputs> Planner::find() {
-    InputRule rule{names_,
-                   {},
-                   options_.recursive,
-                   inFolder_ ? output_ : "",
-                   {},
-                   !options_.picture.preRead.empty(),
-                   {}};
+    InputRule rule;
+    rule.names = names_;
+    rule.searchFolders = options_.recursive;
+    rule.mayBeMissing = !options_.picture.preRead.empty();
     if (!options_.list.empty()) {
         auto listed = readFileList(options_.list, options_.zeros ? '\0' : '\n');
         if (!listed) {
@@ -102,6 +99,10 @@ Outcome<FoundInputs> Planner::find() {
     rule.isMeant = [this](const std::string& path) {
         const auto driver = drivers().byEnding(path);
         return (driver && *driver) || mayBePicture(path);
+    };
+    rule.isLeftOut = [this](const std::string& folder) {
+        std::error_code error;
+        return inFolder_ && fs::equivalent(folder, output_, error);
     };
     auto found = findInputs(rule);
     if (rule.frames && !found.patterns && found.problems.empty()) {

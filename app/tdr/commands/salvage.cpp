@@ -205,10 +205,14 @@ ExitCode salvage(const SalvageOptions& options) {
     if (!lines) {
         return fail(lines.failure());
     }
+    const ZeroTail zeros = ZeroTail::of(*file);
+    if (zeros.error() != 0) {
+        return fail(problemWith(options.in, zeros.error()));
+    }
     SalvagedLines salvaged;
     {
         const tdr::InterruptGuard::Pause nothingToCleanUp; // the search takes long
-        salvaged = salvageLines(*file, *lines);
+        salvaged = salvageLines(*file, *lines, zeros);
     }
     if (const auto written = write(*file, *lines, salvaged, options); !written) {
         return fail(written.failure());

@@ -32,7 +32,11 @@ std::optional<Job> StreamJobs::next() {
     damaged_ = !header && pictures_ > 1;
     name_ = name ? *name : output_;
     const bool skipped = options_.skipExisting && !ended_ && lookUpFile(name_).isFile;
-    return Job{{"-"}, name_, skipped};
+    Job job;
+    job.input.path = "-";
+    job.output = name_;
+    job.skipped = skipped;
+    return job;
 }
 
 JobResult StreamJobs::convert(DriverSet& drivers) {

@@ -25,12 +25,15 @@ ExitCode thumbnail(const DriverOptions& driverOptions, const ThumbnailOptions& o
         return fail({ExitCode::Failed, options.output + ": is the picture itself"});
     }
     DriverSet drivers(driverOptions);
-    const auto made =
-        writeThumbnail(drivers, options.input, options.output, options.size, Existing::Overwritten);
-    if (!made) {
-        return fail(made.failure());
+    const auto read = readThumbnail(drivers, options.input, options.size);
+    if (!read) {
+        return fail(read.failure());
     }
-    return made->whole ? ExitCode::Done
+    const auto written = writeThumbnail(drivers, options.output, *read, Existing::Overwritten);
+    if (!written) {
+        return fail(written.failure());
+    }
+    return read->whole ? ExitCode::Done
                        : fail({ExitCode::Failed,
                                options.output + ": written, but " + options.input + " is damaged"});
 }

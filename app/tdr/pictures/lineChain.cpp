@@ -47,7 +47,14 @@ double usualAt(const LineChain& chain, Damage damage, std::ptrdiff_t step) {
 Outcome<LinesAt> LinesAt::of(ToolkitPicture& file, const std::string& name,
                              std::span<const std::uint8_t> bytes) {
     LinesAt lines(file, bytes);
-    lines.reader_.reset(pictureReaderAllocate(file.stream.get()));
+    lines.stream_.reset(
+        ::fmemopen(const_cast<std::uint8_t*>(bytes.data()), bytes.size(), "r")); // which only reads
+    const std::int64_t begin = ::ftello(file.stream.get());
+    if (lines.stream_ == nullptr || begin < 0 ||
+        ::fseeko(lines.stream_.get(), begin, SEEK_SET) != 0) {
+        return problemWith(name, errno);
+    }
+    lines.reader_.reset(pictureReaderAllocate(lines.stream_.get()));
     if (lines.reader_ == nullptr) {
         return problemWith(name, errno);
     }

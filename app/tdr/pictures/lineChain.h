@@ -12,7 +12,7 @@
 /// Reads lines of an open picture at any place.
 class LinesAt {
   public:
-    /// `bytes` are those of the file.
+    /// From `bytes`, which are those of the file and stay the same when it changes.
     static Outcome<LinesAt> of(ToolkitPicture& file, const std::string& name,
                                std::span<const std::uint8_t> bytes);
 
@@ -40,6 +40,7 @@ class LinesAt {
 
     ToolkitPicture* file_;
     std::span<const std::uint8_t> bytes_;
+    base::UniqueFile stream_;
     std::unique_ptr<PictureReader, PictureReaderDisposer> reader_;
     std::int64_t position_ = 0;
     Slot slots_[2];

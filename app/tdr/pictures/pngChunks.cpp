@@ -204,7 +204,8 @@ std::optional<PngChunks> readPngChunks(int fd) {
 
 namespace {
 
-/// True if the checksum after the name and data from `at` on is right.
+/// True if the checksum after the name and data from `at` on is right; false with errno if they
+/// cannot be read, and with 0 there at the end of the file.
 bool isIntact(int fd, std::int64_t at, std::int64_t count) {
     std::vector<char> piece(std::size_t{64} << 10);
     std::uint32_t crc = 0;
@@ -216,30 +217,39 @@ bool isIntact(int fd, std::int64_t at, std::int64_t count) {
         crc = crcOf({piece.data(), size}, crc);
         left -= static_cast<std::int64_t>(size);
     }
-    return readAt(fd, piece.data(), 4, at + count) && be32(piece.data()) == crc;
+    const bool read = readAt(fd, piece.data(), 4, at + count);
+    errno = read ? 0 : errno;
+    return read && be32(piece.data()) == crc;
 }
 
 } // namespace
 
-std::optional<PngDamage> findPngDamage(int fd) {
+int findPngDamage(int fd, std::optional<PngDamage>& damage) {
     char head[8];
-    if (!readAt(fd, head, sizeof head, 0) || std::string_view(head, sizeof head) != kSignature) {
-        return {};
+    if (!readAt(fd, head, sizeof head, 0)) {
+        return errno;
+    }
+    if (std::string_view(head, sizeof head) != kSignature) {
+        return 0;
     }
     std::int64_t at = static_cast<std::int64_t>(kSignature.size());
-    for (int i = 0; i < kMostChunks && readAt(fd, head, sizeof head, at); ++i) {
+    while (readAt(fd, head, sizeof head, at)) {
         const std::int64_t length = be32(head);
         const std::string name(head + 4, 4);
         // Drivers check the others.
         if ((isAncillary(name) || name == "IEND") && !isIntact(fd, at + 4, 4 + length)) {
-            return PngDamage{"the checksum of " + name + " is wrong", at};
+            damage = {"the checksum of " + name + " is wrong", at};
+            return errno;
         }
         at += kFrame + length;
         if (name == "IEND") {
-            return sizeOf(fd) > at ? std::optional(PngDamage{"", at}) : std::nullopt;
+            const std::int64_t size = sizeOf(fd);
+            damage = size > at ? std::optional(PngDamage{"", at}) : std::nullopt;
+            return size < 0 ? errno : 0;
         }
     }
-    return PngDamage{"the chunk IEND is missing", at};
+    damage = {"the chunk IEND is missing", at};
+    return errno;
 }
 
 int insertPngChunks(int fd, std::span<const PngChunk> chunks) {

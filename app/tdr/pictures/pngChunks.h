@@ -38,9 +38,10 @@ struct PngDamage {
     std::int64_t byte;
 };
 
-/// The first damage that decoding the pixels does not show: in the other chunks of the PNG that
-/// `fd` is open on, or after its end. None also if it is not a PNG or cannot be read.
-[[nodiscard]] std::optional<PngDamage> findPngDamage(int fd);
+/// Finds the first damage that decoding the pixels does not show: in the other chunks of the PNG
+/// that `fd` is open on, or after its end. None if it is not a PNG. 0, or errno if it cannot be
+/// read.
+[[nodiscard]] int findPngDamage(int fd, std::optional<PngDamage>& damage);
 
 /// Inserts `chunks` after the header of the PNG that `fd` is open on for reading and writing, and
 /// moves the following bytes. 0, or errno; the file is then useless.

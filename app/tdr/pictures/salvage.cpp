@@ -2,7 +2,6 @@
 #include "salvage.h"
 
 #include "lineSearch.h"
-#include "zeroTail.h"
 
 #include <algorithm>
 #include <numeric>
@@ -175,11 +174,10 @@ SalvagedLines salvaged(const LineChain& top, const LineChain& bottom, Taken take
 
 } // namespace
 
-SalvagedLines salvageLines(ToolkitPicture& file, LinesAt& lines) {
+SalvagedLines salvageLines(ToolkitPicture& file, LinesAt& lines, const ZeroTail& zeros) {
     const std::int32_t height = file.picture.height;
     const double least = file.picture.width;
     const std::int64_t begin = lines.position();
-    const ZeroTail zeros = ZeroTail::of(file);
     const Top top = topOf(lines, height, zeros);
     const std::int64_t size = std::ssize(lines.bytes());
     if (top.chain.end() == size) { // nothing but whole lines is missing

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "lineChain.h"
+#include "zeroTail.h"
 
 #include <cstdint>
 #include <vector>
@@ -27,4 +28,5 @@ struct SalvagedLines {
 /// pixels that are not the picture's: such a line differs much from its neighbours, and is lost. If
 /// no byte is missing between the lines, but lines are, their place is a guess: where two
 /// neighbours differ most, or the end if none differ much.
-[[nodiscard]] SalvagedLines salvageLines(ToolkitPicture& file, LinesAt& lines);
+[[nodiscard]] SalvagedLines salvageLines(ToolkitPicture& file, LinesAt& lines,
+                                         const ZeroTail& zeros);

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace {
 
@@ -24,34 +25,9 @@ PixelSize sizeOfThumbnail(const tdr::PictureShape& shape, double ratio, int most
     return {side(width), side(height)};
 }
 
-Outcome<void> write(DriverSet& drivers, const std::string& output, const tdr::Picture& picture,
-                    Existing existing) {
-    const auto png = writerFor(drivers, output, "png");
-    if (!png) {
-        return png.failure();
-    }
-    auto file = ReplacedFile::begin(output, drivers.extension(**png), existing);
-    if (!file) {
-        return file.failure();
-    }
-    auto writer = drivers.take(**png);
-    if (!writer) {
-        return problemWith(output, writer.failure());
-    }
-    (*writer)->names.add(file->names());
-    const auto written = tdr::writePicture((*writer)->session, file->path().native(), picture);
-    if (!written) {
-        (*writer)->passOnLines(written.failure().lastLine);
-        return (*writer)->problem(output, written.failure());
-    }
-    (*writer)->passOnLines();
-    return file->commit();
-}
-
 } // namespace
 
-Outcome<Thumbnail> writeThumbnail(DriverSet& drivers, const std::string& input,
-                                  const std::string& output, std::int32_t most, Existing existing) {
+Outcome<Thumbnail> readThumbnail(DriverSet& drivers, const std::string& input, std::int32_t most) {
     auto picture = openPicture(drivers, input);
     if (!picture) {
         return picture.failure();
@@ -71,8 +47,30 @@ Outcome<Thumbnail> writeThumbnail(DriverSet& drivers, const std::string& input,
         return reader.problem(input, reduced.failure());
     }
     reader.passOnLines();
-    if (const auto written = write(drivers, output, asPicture(*reduced), existing); !written) {
-        return written.failure();
+    return Thumbnail{std::move(*reduced), reader.session.damage().empty()};
+}
+
+Outcome<void> writeThumbnail(DriverSet& drivers, const std::string& output,
+                             const Thumbnail& thumbnail, Existing existing) {
+    const auto png = writerFor(drivers, output, "png");
+    if (!png) {
+        return png.failure();
     }
-    return Thumbnail{size, reader.session.damage().empty()};
+    auto file = ReplacedFile::begin(output, drivers.extension(**png), existing);
+    if (!file) {
+        return file.failure();
+    }
+    auto writer = drivers.take(**png);
+    if (!writer) {
+        return problemWith(output, writer.failure());
+    }
+    (*writer)->names.add(file->names());
+    const auto written =
+        tdr::writePicture((*writer)->session, file->path().native(), asPicture(thumbnail.pixels));
+    if (!written) {
+        (*writer)->passOnLines(written.failure().lastLine);
+        return (*writer)->problem(output, written.failure());
+    }
+    (*writer)->passOnLines();
+    return file->commit();
 }

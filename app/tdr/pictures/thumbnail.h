@@ -10,12 +10,15 @@
 #include <string>
 
 struct Thumbnail {
-    PixelSize size;
+    Raster pixels;
     bool whole = true; ///< false: the picture is damaged, and its lost pixels are invisible
 };
 
-/// Writes the PNG `output`: the picture `input` reduced to at most `most` pixels a side, with its
-/// aspect and square pixels, never enlarged.
-[[nodiscard]] Outcome<Thumbnail> writeThumbnail(DriverSet& drivers, const std::string& input,
-                                                const std::string& output, std::int32_t most,
-                                                Existing existing);
+/// The picture `input` reduced to at most `most` pixels a side, with its aspect and square pixels,
+/// never enlarged.
+[[nodiscard]] Outcome<Thumbnail> readThumbnail(DriverSet& drivers, const std::string& input,
+                                               std::int32_t most);
+
+/// Writes the PNG `output`.
+[[nodiscard]] Outcome<void> writeThumbnail(DriverSet& drivers, const std::string& output,
+                                           const Thumbnail& thumbnail, Existing existing);

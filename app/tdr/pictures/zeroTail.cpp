@@ -5,21 +5,23 @@
 
 #include <algorithm>
 #include <bit>
+#include <cerrno>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
 
 namespace {
 
-/// Where the zero bytes at the end of a file of `size` bytes begin.
+/// Where the zero bytes before `size` begin in a file; -1 with errno if it cannot be read.
 std::int64_t zerosOf(int fd, std::int64_t size) {
     std::vector<std::uint8_t> block(512); // enough for nearly every file
     while (size > 0) {
         const std::int64_t begin = std::max<std::int64_t>(size - std::ssize(block), 0);
         const auto count = static_cast<std::size_t>(size - begin);
-        if (base::retried([&] { return ::pread(fd, block.data(), count, begin); }) !=
-            static_cast<ssize_t>(count)) {
-            return size;
+        const auto got = base::retried([&] { return ::pread(fd, block.data(), count, begin); });
+        if (got != static_cast<ssize_t>(count)) {
+            errno = got < 0 ? errno : EIO; // it has become shorter
+            return -1;
         }
         while (size > begin && block[static_cast<std::size_t>(size - begin - 1)] == 0) {
             --size;
@@ -47,6 +49,16 @@ std::int64_t mostZeros(const Picture& picture, const ChannelPacket* chain) {
     return most * kMostLiteral + (most > 0 ? 2 * (1 + most) : 0);
 }
 
+/// The bytes that the lines can have at most: each pixel a packet with a length of its own.
+std::int64_t mostBytes(const Picture& picture, const ChannelPacket* chain) {
+    constexpr std::int64_t kLength = 3;
+    std::int64_t pixel = 0;
+    for (; chain != nullptr; chain = chain->next) {
+        pixel += kLength + std::popcount(chain->channels & 0xF0U);
+    }
+    return pixel * picture.width * picture.height;
+}
+
 } // namespace
 
 ZeroTail ZeroTail::of(const ToolkitPicture& file) {
@@ -55,8 +67,12 @@ ZeroTail ZeroTail::of(const ToolkitPicture& file) {
     const int fd = ::fileno(file.stream.get());
     const std::int64_t most = mostZeros(file.picture, file.chain.get());
     if (most > 0 && ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode)) {
-        tail.end_ = status.st_size;
+        // What is farther behind the first line cannot belong to one, however large the file is.
+        tail.end_ =
+            std::min<std::int64_t>(status.st_size, ::ftello(file.stream.get()) +
+                                                       mostBytes(file.picture, file.chain.get()));
         tail.begin_ = zerosOf(fd, tail.end_);
+        tail.error_ = tail.begin_ < 0 ? errno : 0;
         tail.certain_ = tail.begin_ + most;
     }
     return tail;

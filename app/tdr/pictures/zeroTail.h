@@ -13,6 +13,9 @@ class ZeroTail {
     /// are black pixels.
     static ZeroTail of(const ToolkitPicture& file);
 
+    /// errno if the file could not be read.
+    [[nodiscard]] int error() const { return error_; }
+
     /// True if no encoder writes a line with these bytes: all of them are zero, or so many at its
     /// end that they are packets of one black pixel each.
     [[nodiscard]] bool cover(std::int64_t begin, std::int64_t end) const {
@@ -25,5 +28,6 @@ class ZeroTail {
   private:
     std::int64_t begin_ = INT64_MAX;   ///< of the zero bytes
     std::int64_t certain_ = INT64_MAX; ///< a line that goes on beyond this is none
-    std::int64_t end_ = 0;             ///< of the file
+    std::int64_t end_ = 0;             ///< of the file, or of what can be lines
+    int error_ = 0;
 };

@@ -143,6 +143,8 @@ TEST_F(PageTest, aFolderHasAWholePageOrTheOneBefore) {
     Around full;
     full.largestFile = 3000; // room for the image
     expectFailed({"check", pic, "--html", in("page"), "--force"}, "File too large", 1, full);
+    full.largestFile = 50; // none for it
+    expectFailed({"check", pic, "--html", in("page"), "--force"}, "File too large", 1, full);
     expectFailed({"check", pic, "--html", in("deep/er")}, "File too large", 1, full);
     EXPECT_EQ(namesIn(in("deep")), Names{});
     EXPECT_EQ(page(), before);
@@ -150,9 +152,39 @@ TEST_F(PageTest, aFolderHasAWholePageOrTheOneBefore) {
 
     expectEnd(0, {"check", pic, pic, "--html", in("page"), "--force"}, "2 whole");
     EXPECT_EQ(namesIn(in("page")), (Names{"images-2", "index.html", "notes"}));
-    EXPECT_EQ(namesIn(in("page/images-2")).size(), 2U);
+    EXPECT_EQ(namesIn(in("page/images-2")), (Names{".tdr-page", "000001.png", "000002.png"}));
     EXPECT_TRUE(contains(page(), "images-2/000002.png"));
     expectFailed({"check", pic, "--html", pic}, "Not a directory");
+    const base::UniqueFd device(open("/dev/full", O_WRONLY | O_CLOEXEC));
+    expectFailed({"check", pic, "--html", in("page"), "--force"}, "No space", 1,
+                 {.stdoutFd = device.get()});
+    EXPECT_EQ(namesIn(in("page")), (Names{"images-2", "index.html", "notes"}));
+
+    fs::remove(in("page/index.html")); // as a killed run has it
+    fs::remove(in("page/notes"));
+    expectDone({"check", pic, "--html", in("page")});
+    EXPECT_EQ(namesIn(in("page")), (Names{"images-1", "index.html"}));
+}
+
+TEST_F(PageTest, onlyImagesOfPagesAreReplacedOrPassedOver) {
+    const std::string picture = support::rawPic(1, 1, 0xE0, "abc");
+    const std::string users[] = {"f/images-2024/000001.pic", "elsewhere/000002.pic"};
+    fs::create_directory(in("f/images-2024"));
+    fs::create_directory(in("elsewhere"));
+    for (const std::string& name : users) {
+        expectDone({"convert", files().write(name, picture), in(name + ".png")});
+        fs::rename(in(name + ".png"), fs::path(in(name)).replace_extension(".png"));
+    }
+    fs::create_directory_symlink("../elsewhere", in("f/images-7"));
+    for (int i = 0; i < 2; ++i) { // the second run meets the images of the first
+        expectEnd(0, {"check", "-r", in("f"), "--html", in("f"), "--force"},
+                  i == 0 ? "2 files: 2 whole, 0 damaged, 0 failed, 0 skipped"
+                         : "3 files: 2 whole, 0 damaged, 0 failed, 1 skipped");
+        for (const std::string& name : users) {
+            EXPECT_TRUE(fs::exists(fs::path(in(name)).replace_extension(".png"))) << name;
+        }
+    }
+    EXPECT_EQ(namesIn(in("f")), (Names{"images-2", "images-2024", "images-7", "index.html"}));
 }
 
 TEST_F(PageTest, anInterruptedRunLeavesNothing) {
