@@ -125,6 +125,22 @@ bool Reader::nextIs(std::string_view expected) {
     return true;
 }
 
+int Reader::nextOf(std::span<const char* const> words) {
+    std::int64_t line = 0;
+    const char* const word = ahead(line);
+    for (std::size_t i = 0; word != nullptr && i < words.size(); ++i) {
+        std::size_t length = 0;
+        while (length < kShort && words[i][length] != '\0' && words[i][length] == word[length]) {
+            ++length;
+        }
+        if (length != 0 && words[i][length] == '\0' && isBlank(word[length])) {
+            takeAhead(word, length, line);
+            return static_cast<int>(i);
+        }
+    }
+    return -1;
+}
+
 bool Reader::nextFromStream() {
     const std::uint8_t* const kinds = kinds_;
     const int c = skipBlanks();

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
+#include <span>
 #include <string_view>
 
 namespace text {
@@ -39,6 +40,9 @@ class Reader {
     /// Reads the next word if it is this one and stands in the stream's buffer with a blank after
     /// it; else nothing has been read, and `next` may still find it.
     bool nextIs(std::string_view word);
+
+    /// The same for one of these words; returns its index, or -1.
+    int nextOf(std::span<const char* const> words);
 
     /// The last word read, or set.
     [[nodiscard]] std::string_view word() const { return {word_, length_}; }

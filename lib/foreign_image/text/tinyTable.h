@@ -247,10 +247,11 @@ inline void complain(const Choice& choice) {
 template <typename Code>
 Outcome readChoice(std::FILE* stream, const Choice& choice, Code& code) {
     text::Reader& in = text::Reader::on(stream);
-    if (!in.value()) {
+    int index = in.nextOf(choice.names);
+    if (index < 0 && !in.value()) {
         return Outcome::EndOfFile;
     }
-    const int index = indexOf(choice.names, in.word());
+    index = index >= 0 ? index : indexOf(choice.names, in.word());
     if (index >= 0) {
         code = static_cast<Code>(index);
     } else {
