@@ -23,9 +23,9 @@ namespace base {
     return {stream->_IO_read_ptr, static_cast<std::size_t>(std::max<std::ptrdiff_t>(count, 0))};
 }
 
-/// Takes the first `count` characters of `bufferedInput`.
-inline void takeBuffered(std::FILE* stream, std::size_t count) {
-    stream->_IO_read_ptr += count;
+/// Takes the characters of `bufferedInput` before `end`.
+inline void takeBuffered(std::FILE* stream, const char* end) {
+    stream->_IO_read_ptr = const_cast<char*>(end);
 }
 
 /// The room in the buffer of the stream, maybe none, and its end after characters were put there.
@@ -42,7 +42,7 @@ inline void putBuffered(std::FILE* stream, std::size_t count) {
 [[nodiscard]] inline std::string_view bufferedInput(const std::FILE*) {
     return {};
 }
-inline void takeBuffered(std::FILE*, std::size_t) {}
+inline void takeBuffered(std::FILE*, const char*) {}
 [[nodiscard]] inline std::span<char> bufferedRoom(const std::FILE*) {
     return {};
 }

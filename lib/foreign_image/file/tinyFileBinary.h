@@ -25,7 +25,7 @@ inline bool readBytes(std::FILE* stream, std::uint8_t* bytes, std::size_t count)
     const std::string_view buffered = base::bufferedInput(stream);
     if (buffered.size() >= count) {
         std::memcpy(bytes, buffered.data(), count);
-        base::takeBuffered(stream, count);
+        base::takeBuffered(stream, buffered.data() + count);
         return true;
     }
     return std::fread(bytes, 1, count, stream) == count;

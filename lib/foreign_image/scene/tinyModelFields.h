@@ -88,7 +88,7 @@ class Reader {
         for (int c = 1; c != 0;) {
             const std::string_view buffered = base::bufferedInput(stream_);
             const std::string_view run = buffered.substr(0, buffered.find('\0'));
-            base::takeBuffered(stream_, run.size());
+            base::takeBuffered(stream_, run.data() + run.size());
             value.append(run);
             c = getc_unlocked(stream_);
             if (c == EOF || value.size() + (c != 0 ? 1 : 0) > kOpaqueMaxBytes) {

@@ -95,7 +95,7 @@ std::string_view Reader::unbracedAhead() const {
 void Reader::take(std::size_t count) {
     const std::string_view taken = base::bufferedInput(stream_).substr(0, count);
     line_ += std::ranges::count(taken, '\n');
-    base::takeBuffered(stream_, count);
+    base::takeBuffered(stream_, taken.data() + taken.size());
 }
 
 bool Reader::next() {

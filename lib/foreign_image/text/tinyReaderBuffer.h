@@ -103,9 +103,7 @@ inline void Reader::takeAhead(const char* word, std::size_t length, std::int64_t
     ++notice::place.words;
     const bool consumed = !style_->bracesAlone;
     line_ = line + (consumed && word[length] == '\n' ? 1 : 0);
-    const char* const begin = base::bufferedInput(stream_).data();
-    base::takeBuffered(stream_,
-                       static_cast<std::size_t>(word - begin) + length + (consumed ? 1 : 0));
+    base::takeBuffered(stream_, word + length + (consumed ? 1 : 0));
 }
 
 inline bool Reader::isBlank(char c) const {
@@ -134,8 +132,7 @@ inline bool Reader::takeBuffered(EndOf endOf) {
     ++notice::place.words;
     const bool consumed = !style_->bracesAlone;
     line_ = line + (consumed && *end == '\n' ? 1 : 0);
-    base::takeBuffered(stream_,
-                       static_cast<std::size_t>(end - buffered.data()) + (consumed ? 1 : 0));
+    base::takeBuffered(stream_, end + (consumed ? 1 : 0));
     return true;
 }
 
