@@ -69,10 +69,11 @@ ExitCode Viewer::run() {
     if (!read(0)) {
         return files_.exit();
     }
-    if (openWindow()) {
+    const bool opened = openWindow();
+    if (opened) {
         serve();
     }
-    if (!done_ && window_.lost()) {
+    if (!opened || (!done_ && window_.lost())) {
         return fail({ExitCode::Failed, files_.name() + ": its window failed, see above"});
     }
     return files_.exit();

@@ -307,6 +307,18 @@ TEST_F(View, FailsWithItsServer) {
     EXPECT_NE(program->err().find("a.pic: "), std::string::npos) << program->err();
 }
 
+/// The first connection asks for the size of the screen, and its end is the server's end.
+TEST_F(View, FailsWithAServerThatGoesAwayBeforeTheWindow) {
+    Program server({"Xvfb", "-displayfd", "1", "-nolisten", "tcp", "-terminate"});
+    eventually("its number", [&] { return server.out().ends_with('\n'); });
+    const std::string display = "DISPLAY=:" + server.out().substr(0, server.out().size() - 1);
+    Program program({"env", display, TDR_COMMAND, "view", folder_.write("a.pic", kOne)});
+    EXPECT_EQ(program.exitStatus(), 1);
+    EXPECT_NE(program.err().find("a.pic: its window failed, see above"), std::string::npos)
+        << program.err();
+    EXPECT_EQ(server.exitStatus(), 0);
+}
+
 TEST_F(View, SaysWhatIsWrong) {
     const std::string good = folder_.write("a.pic", kOne);
     const std::string bad = folder_.write("b.pic", "no picture");
