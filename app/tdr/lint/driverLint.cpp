@@ -42,6 +42,11 @@ void LintTrial::end() {
     }
 }
 
+bool isRefusal(const tdr::Status& answer) {
+    return !answer && (answer.failure().kind == tdr::FailureKind::Refused ||
+                       answer.failure().kind == tdr::FailureKind::NotMyFormat);
+}
+
 bool LintTrial::expect(bool good, const std::string& text) {
     if (!good) {
         fault(text);
@@ -68,8 +73,7 @@ bool LintTrial::done(const tdr::Status& answer, const std::string& request) {
 void LintTrial::refused(const tdr::Status& answer, const std::string& request) {
     if (answer) {
         fault(request + " is not refused");
-    } else if (answer.failure().kind != tdr::FailureKind::Refused &&
-               answer.failure().kind != tdr::FailureKind::NotMyFormat) {
+    } else if (!isRefusal(answer)) {
         failed(answer.failure(), request);
     }
 }

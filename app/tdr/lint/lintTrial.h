@@ -65,6 +65,9 @@ class LintTrial {
     std::optional<RunningDriver> running_;
 };
 
+/// The driver has answered with an error reply.
+[[nodiscard]] bool isRefusal(const tdr::Status& answer);
+
 /// The checks, in the order in which they run; `path` is a file for the driver.
 void lintIdentity(LintTrial& trial);
 void lintSettings(LintTrial& trial);

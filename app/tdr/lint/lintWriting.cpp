@@ -21,9 +21,7 @@ bool connectToWrite(LintTrial& trial, const std::string& path) {
         return false;
     }
     const auto connected = driver.connectToFile(path, tdr::Access::Write);
-    const bool refused = !connected && (connected.failure().kind == tdr::FailureKind::Refused ||
-                                        connected.failure().kind == tdr::FailureKind::NotMyFormat);
-    if (refused && trial.run.writtenFile.empty()) {
+    if (isRefusal(connected) && trial.run.writtenFile.empty()) {
         const std::string& reason = connected.failure().lastLine;
         trial.note("it refuses to write, so writing is not checked" +
                    (reason.empty() ? "" : ": " + printable(reason)));
@@ -35,12 +33,10 @@ bool connectToWrite(LintTrial& trial, const std::string& path) {
 /// A driver that writes no files reads without them too, in the size that the host has set.
 void checkFileless(LintTrial& trial, const std::string& path, const std::string& how) {
     const auto connected = trial.driver().connectToFile(path, tdr::Access::Read);
-    if (connected) {
-        trial.note("it writes no file and reads without one, so reading is not checked");
-    } else if (trial.driver().alive()) {
+    if (isRefusal(connected)) {
         trial.fault("every request succeeds, but no file is there, " + how);
-    } else {
-        trial.done(connected, "connect for reading");
+    } else if (trial.done(connected, "connect for reading")) {
+        trial.note("it writes no file and reads without one, so reading is not checked");
     }
 }
 
