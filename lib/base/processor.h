@@ -4,7 +4,7 @@
 // takes microseconds.
 #pragma once
 
-#if __has_include(<sys/platform/x86.h>)
+#if __has_include(<sys/platform/x86.h>) && !defined(__clang__) // which cannot parse it as C++
 #include <sys/platform/x86.h>
 #define TDR_PROCESSOR_HAS(feature, name) CPU_FEATURE_ACTIVE(feature)
 #elif defined(__x86_64__)
