@@ -45,8 +45,7 @@ double busy(const tdr::Session& driver, Work work) {
 /// The part of a whole-picture request without decoding: attaches, maps, fills and detaches the
 /// block.
 void copyThroughBlock(int id, const std::vector<std::uint8_t>& pixels) {
-    const base::HugePageGap gap(pixels.size());
-    void* const memory = shmat(id, nullptr, 0);
+    void* const memory = base::attachShared(id, pixels.size());
     base::populate(memory, pixels.size());
     std::memcpy(memory, pixels.data(), pixels.size());
     shmdt(memory);

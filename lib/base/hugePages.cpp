@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "hugePages.h"
 
+#include <cerrno>
 #include <cstdint>
 #include <cstring>
+#include <sys/ipc.h>
 #include <sys/mman.h>
+#include <sys/shm.h>
 #include <unistd.h>
 
 namespace base {
@@ -25,28 +28,32 @@ std::size_t roundUp(std::size_t value, std::size_t unit) {
 
 } // namespace
 
-HugePageGap::HugePageGap(std::size_t bytes) {
-    if (bytes < kHugePage) {
-        return;
+/// The system alone would choose any gap that is large enough. So a part of a larger gap is
+/// occupied that begins where a huge page can, and the block replaces it.
+void* attachShared(int id, std::size_t bytes) {
+    struct shmid_ds block {};
+    if (bytes < kHugePage || ::shmctl(id, IPC_STAT, &block) != 0) {
+        return ::shmat(id, nullptr, 0);
     }
-    const std::size_t length = roundUp(bytes, static_cast<std::size_t>(::getpagesize()));
-    const std::size_t whole = length + 2 * kHugePage;
+    const std::size_t length = roundUp(block.shm_segsz, static_cast<std::size_t>(::getpagesize()));
+    const std::size_t whole = length + kHugePage;
     void* const gap =
         ::mmap(nullptr, whole, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
     if (gap == MAP_FAILED) {
-        return;
+        return ::shmat(id, nullptr, 0);
     }
+    char* const begin = static_cast<char*>(gap);
     const auto start = reinterpret_cast<std::uintptr_t>(gap);
-    const std::size_t free = roundUp(start, kHugePage) + length - start;
-    held_ = static_cast<char*>(gap) + free;
-    heldBytes_ = whole - free;
-    ::munmap(gap, free);
-}
-
-HugePageGap::~HugePageGap() {
-    if (held_ != nullptr) {
-        ::munmap(held_, heldBytes_);
+    const std::size_t before = roundUp(start, kHugePage) - start;
+    void* const address = ::shmat(id, begin + before, SHM_REMAP);
+    const int error = errno;
+    const bool attached = address == begin + before;
+    ::munmap(begin, attached ? before : whole);
+    if (attached) {
+        ::munmap(begin + before + length, kHugePage - before);
     }
+    errno = error;
+    return address;
 }
 
 void useHugePages(void* memory, std::size_t bytes) {

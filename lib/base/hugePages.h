@@ -9,20 +9,8 @@
 
 namespace base {
 
-/// While this object exists, the system chooses an address for `bytes` of memory that fits huge
-/// pages: it takes the highest gap that is large enough, and this object occupies the end of that
-/// gap.
-class HugePageGap {
-  public:
-    explicit HugePageGap(std::size_t bytes);
-    ~HugePageGap();
-    HugePageGap(const HugePageGap&) = delete;
-    HugePageGap& operator=(const HugePageGap&) = delete;
-
-  private:
-    void* held_ = nullptr;
-    std::size_t heldBytes_ = 0;
-};
+/// As `shmat` of a block of at least `bytes`, at an address that fits huge pages.
+[[nodiscard]] void* attachShared(int id, std::size_t bytes);
 
 /// Backs attached shared memory with huge pages wherever whole ones fit; contents are kept. Works
 /// best on unused memory. The system's setting for shared memory, by default "never", does not

@@ -88,8 +88,7 @@ Result<SharedBlock> SharedBlock::create(std::size_t bytes) noexcept {
         if (error != 0) {
             return noBlock(bytes, "shmget", error);
         }
-        const base::HugePageGap gap(bytes);
-        void* address = ::shmat(block.id_, nullptr, 0);
+        void* address = base::attachShared(block.id_, bytes);
         if (address == reinterpret_cast<void*>(-1)) { // NOLINT(performance-no-int-to-ptr)
             return noBlock(bytes, "shmat", errno);
         }

@@ -54,8 +54,7 @@ void* shmem_malloc(int size, int* key, int* shmid) {
         complain("shmem_malloc: shmget");
         return nullptr;
     }
-    const base::HugePageGap gap(static_cast<std::size_t>(size));
-    void* const address = shmat(*shmid, nullptr, 0);
+    void* const address = base::attachShared(*shmid, static_cast<std::size_t>(size));
     // The system reports failure by the address -1.
     if (address == reinterpret_cast<void*>(-1)) { // NOLINT(performance-no-int-to-ptr)
         complain("shmem_malloc: shmat");

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <sys/mman.h>
 #include <vector>
 
@@ -21,11 +22,7 @@ TEST(HugePages, ABlockHoldsWhatItHeldForEveryProcess) {
             pattern[at] = static_cast<std::uint8_t>(at % 251 + at / kMiB);
         }
         const support::SharedBlock block(size);
-        void* again = nullptr;
-        {
-            const base::HugePageGap gap(size);
-            again = shmat(block.id(), nullptr, 0);
-        }
+        void* const again = base::attachShared(block.id(), size);
         ASSERT_EQ(block.attachments(), 2U);
         std::copy(pattern.begin(), pattern.end(), block.bytes());
         base::useHugePages(again, size);
@@ -57,13 +54,29 @@ TEST(HugePages, ClearedMemoryIsZeroAndTakesNoPages) {
     }
 }
 
-TEST(HugePages, TheSystemChoosesAnAddressThatFits) {
+bool isFree(const std::uint8_t* page) {
+    return msync(const_cast<std::uint8_t*>(page), 1, MS_ASYNC) != 0 && errno == ENOMEM;
+}
+
+TEST(HugePages, ABlockBeginsWhereAHugePageCan) {
     for (const std::size_t size : {2 * kMiB, 3 * kMiB + 1, 20 * kMiB}) {
+        SCOPED_TRACE(size);
         const support::SharedBlock block(size);
-        const base::HugePageGap gap(size);
-        void* const address = shmat(block.id(), nullptr, 0);
-        EXPECT_EQ(reinterpret_cast<std::uintptr_t>(address) % (2 * kMiB), 0U) << size;
-        shmdt(address);
+        const std::size_t length = (size + 4095) / 4096 * 4096;
+        const auto occupy = [](std::size_t bytes) {
+            return mmap(nullptr, bytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        };
+        void* const gap = occupy(length + 4096); // which the system would choose
+        void* const fence = occupy(4096);
+        munmap(gap, length + 4096);
+        for (const std::size_t expected : {size, 2 * kMiB}) {
+            auto* const at = static_cast<std::uint8_t*>(base::attachShared(block.id(), expected));
+            EXPECT_EQ(reinterpret_cast<std::uintptr_t>(at) % (2 * kMiB), 0U);
+            EXPECT_FALSE(isFree(at + length - 4096));
+            EXPECT_TRUE(isFree(at + length)) << "nothing else is occupied";
+            shmdt(at);
+        }
+        munmap(fence, 4096);
     }
 }
 
