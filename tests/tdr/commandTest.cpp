@@ -466,6 +466,8 @@ TEST_F(CommandTest, checkTellsWhereAFileIsDamagedAndGoesOn) {
     EXPECT_EQ(run({"check", in("cut.pic")}).out,
               in("cut.pic") +
                   ": 2 of 3 lines are intact, line 2 from the top is damaged (byte 122)\n");
+    EXPECT_TRUE(contains(run({"check", files().write("more.spl", spline + "x")}).out,
+                         "1 byte behind the end"));
     EXPECT_EQ(run({"check", in("odd.scn")}).out, run({"scene", "check", in("odd.scn")}).out);
     expectFailed({"check", "-q", in("whole.pic"), in("text.pic")}, "text.pic: no driver reads it");
     EXPECT_EQ(run({"check", "-q", in("whole.pic"), in("cut.pic")}).out,

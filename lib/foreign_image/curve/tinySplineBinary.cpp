@@ -129,8 +129,8 @@ bool readPoints(std::FILE* stream, Spline& spline, const Prototype& prototype) {
         notice::atByte(AnimNoticeKind::Cut, "", place, "%zu points, at most %zu are kept", count,
                        kMostSplineKeys);
     } else if (count != 0 && list.empty()) {
-        notice::atByte(AnimNoticeKind::Missing, "", place, "%zu points announced, without a field",
-                       count);
+        notice::atByte(AnimNoticeKind::Missing, "", place, "%zu point%s announced, without a field",
+                       count, notice::plural(static_cast<std::int64_t>(count)));
     }
     splineTakeKeys(spline, keys);
     return whole;

@@ -395,7 +395,8 @@ Spline* splineReadAscii(std::FILE* stream, const void* /*unused*/, const void* /
         animNotify(AnimNoticeKind::Missing, "}", "the file ends inside the spline");
     } else if (draft.announced >= 0 && draft.found != draft.announced) {
         notice::atLine(AnimNoticeKind::Missing, "nbKeys", draft.announcedOn,
-                       "%d points announced, %d found", draft.announced, draft.found);
+                       "%d point%s announced, %d found", draft.announced,
+                       notice::plural(draft.announced), draft.found);
     }
     splineTakeKeys(*spline, draft.keys);
     return notice::Call::good(stream) && whole ? spline.release() : nullptr;

@@ -31,6 +31,11 @@ extern Place place;
 [[gnu::format(printf, 3, 4)]] void written(AnimNoticeKind kind, const char* word,
                                            const char* format, ...);
 
+/// What ends the noun behind a number.
+[[nodiscard]] constexpr const char* plural(std::int64_t count) {
+    return count == 1 ? "" : "s";
+}
+
 /// Reports line ends of another system once, and suppresses the notices that result from them until
 /// the line number is set again.
 void lineEnds(const char* which);

@@ -148,7 +148,7 @@ Outcome readWeights(std::FILE* stream, Draft& draft) {
     }
     if (found < count) {
         notice::atLine(AnimNoticeKind::Missing, "WEIGHT_FCURVES", line,
-                       "%d curves announced, %d found", count, found);
+                       "%d curve%s announced, %d found", count, notice::plural(count), found);
     }
     return table::again(result);
 }

@@ -59,7 +59,8 @@ void readLines(Draft& draft) {
     }
     if (!more || std::cmp_less(draft.bytes.size(), draft.size)) {
         notice::atLine(AnimNoticeKind::Missing, "userData", text::Reader::wordLine(),
-                       "%d bytes announced, %zu found", draft.size, draft.bytes.size());
+                       "%d byte%s announced, %zu found", draft.size, notice::plural(draft.size),
+                       draft.bytes.size());
     }
 }
 

@@ -87,7 +87,7 @@ bool binary::reportSurplus(std::FILE* stream) {
     }
     if (bytes != 0) {
         notice::atByte(AnimNoticeKind::Surplus, "", place, "%lld byte%s behind the end",
-                       static_cast<long long>(bytes), bytes == 1 ? "" : "s");
+                       static_cast<long long>(bytes), notice::plural(bytes));
     }
     return true;
 }
