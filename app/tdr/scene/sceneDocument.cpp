@@ -1,27 +1,23 @@
 // SPDX-License-Identifier: MIT
 #include "sceneDocument.h"
 
-#include "base/byteOrder.h"
 #include "base/extension.h"
-#include "base/retry.h"
 #include "files/readableFile.h"
 #include "files/replacedFile.h"
 #include "output/formatted.h"
 #include "output/utf8Text.h"
+#include "sceneBeginning.h"
 #include "tdr/driverLink.h"
 #include "tdr/interruptGuard.h"
 #include "tinyFile.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <new>
-#include <optional>
 #include <string_view>
 #include <sys/stat.h>
 #include <system_error>
-#include <unistd.h>
 #include <utility>
 
 namespace fs = std::filesystem;
@@ -29,7 +25,6 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr const char* kSceneHeader = "Niofle scene";
-constexpr std::size_t kTypeSize = 4;
 
 bool readScene(SceneDocument& document, const std::string& base) {
     document.scene.reset(sceneAllocate());
@@ -82,67 +77,12 @@ std::string baseOf(const std::string& file, const SceneFormat& format) {
 
 // --- Why a file is not read ----------------------------------------------------------------------
 
-/// The word after the section that begins at `at`: lists, each with a tag, a count and as many
-/// tokens, up to the tag 0. None if the file ends before.
-std::optional<std::array<char, kTypeSize>> typeAfterSection(int fd, off_t at) {
-    constexpr int kMostLists = 1024; // a file of ours has 20
-    const auto readAt = [fd](void* to, std::size_t count, off_t from) {
-        return base::retried([&] { return ::pread(fd, to, count, from); }) ==
-               static_cast<ssize_t>(count);
-    };
-    for (int list = 0; list < kMostLists; ++list) {
-        std::uint8_t head[4]; // tag, count
-        if (!readAt(head, sizeof head, at)) {
-            return {};
-        }
-        if (base::loadBe16(head) == 0) {
-            std::array<char, kTypeSize> type;
-            return readAt(type.data(), type.size(), at + 2) ? std::optional(type) : std::nullopt;
-        }
-        const auto count = static_cast<std::int16_t>(base::loadBe16(head + 2));
-        at += 4 + 2 * std::max<off_t>(count, 0);
-    }
-    return {};
-}
-
-/// The beginning of a file: as much of its header as it has, and the type of its contents.
-struct Beginning {
-    std::array<char, kFileHeaderSize + kTypeSize> bytes = {};
-    std::size_t size = 0;
-    std::array<char, kTypeSize> contents = {};
-
-    /// False, with errno set, when it cannot be read.
-    bool read(int fd) {
-        while (size < bytes.size()) {
-            const ssize_t got =
-                base::retried([&] { return ::read(fd, bytes.data() + size, bytes.size() - size); });
-            if (got <= 0) {
-                return got == 0;
-            }
-            size += static_cast<std::size_t>(got);
-        }
-        std::copy_n(bytes.end() - kTypeSize, kTypeSize, contents.begin());
-        if (isBinary() && type() == "PROT") {
-            contents = typeAfterSection(fd, std::ssize(bytes)).value_or(contents);
-        }
-        return true;
-    }
-
-    [[nodiscard]] std::string_view first() const { return {bytes.data(), kTypeSize}; }
-    [[nodiscard]] std::string_view type() const { return {contents.data(), kTypeSize}; }
-    [[nodiscard]] bool isBinary() const {
-        std::uint8_t word[kTypeSize];
-        std::memcpy(word, bytes.data(), sizeof word);
-        return base::loadBe32(word) == kFileMagic;
-    }
-};
-
 struct Reason {
     std::string text;
     Cause cause = Cause::Damaged;
 };
 
-Reason whyNotRead(const Beginning& beginning, const SceneFormat& format,
+Reason whyNotRead(const SceneBeginning& beginning, const SceneFormat& format,
                   const SceneReport& report) {
     const bool binary = format.hasBinary && beginning.isBinary();
     if (!binary && beginning.first() != format.magic) {
@@ -150,7 +90,7 @@ Reason whyNotRead(const Beginning& beginning, const SceneFormat& format,
                           format.hasBinary ? " or as a binary file" : ""),
                 Cause::WrongKind};
     }
-    if (binary && beginning.size < beginning.bytes.size()) {
+    if (binary && !beginning.isWhole()) {
         return {"ends inside its header"};
     }
     if (binary && format.olderLayout != nullptr && beginning.type() == format.olderLayout) {
@@ -169,8 +109,8 @@ FileStamp stampFrom(const struct stat& status) {
 }
 
 /// Examines the file before the toolkit reads it.
-Outcome<Beginning> examine(int fd, const fs::path& file, FileStamp& stamp) {
-    Beginning beginning;
+Outcome<SceneBeginning> examine(int fd, const fs::path& file, FileStamp& stamp) {
+    SceneBeginning beginning;
     struct stat status {};
     if (::fstat(fd, &status) != 0 || !beginning.read(fd)) {
         return problemWith(file.string(), errno);
@@ -179,15 +119,9 @@ Outcome<Beginning> examine(int fd, const fs::path& file, FileStamp& stamp) {
     return beginning;
 }
 
-/// True for the first bytes of a picture or matte, whatever the name of its file.
-bool isPicture(const Beginning& beginning) {
-    const bool toolkits = beginning.type() == "PICT" || beginning.type() == "STAG";
-    return (beginning.isBinary() && toolkits) || beginning.first() == "\x89PNG";
-}
-
 /// The kind by the first bytes of a file, or by the ending of its name if they do not tell; or
 /// null.
-const SceneFormat* formatOf(const Beginning& beginning, const fs::path& file) {
+const SceneFormat* formatOf(const SceneBeginning& beginning, const fs::path& file) {
     const bool binary = beginning.isBinary();
     const std::string_view begun = binary ? beginning.type() : beginning.first();
     for (const SceneFormat& format : kFormats) {
@@ -224,11 +158,11 @@ std::string writeTo(const SceneDocument& document, const std::string& file, Scen
 
 const SceneFormat* sceneFormatOf(const fs::path& file) {
     const auto fd = openReadable(file);
-    Beginning beginning;
+    SceneBeginning beginning;
     if (fd && !beginning.read(fd->get())) {
         beginning = {};
     }
-    return isPicture(beginning) ? nullptr : formatOf(beginning, file);
+    return beginning.isPicture() ? nullptr : formatOf(beginning, file);
 }
 
 Outcome<FileStamp> stampOf(const fs::path& file) {
