@@ -402,6 +402,10 @@ TEST_F(RoundTrip, SamplesAreFixedPointsInEveryLocale) {
     EXPECT_TRUE(passScene(base, ""));
     EXPECT_NE(messages().find("version 2.75 is later than the dkit release version 2.6\n"),
               std::string::npos);
+    const std::string head = "\x53\x80\xF6\x34\x40\x2C\xCC\xCD"s + std::string(80, '\0') + "PICT";
+    EXPECT_NE(headerReadBinary(testbytes::streamOf(head).get(), nullptr, nullptr), 0U);
+    EXPECT_NE(messages().find("version 2.7 is later than DKit release version 2.6\n"),
+              std::string::npos);
 }
 
 TEST_F(RoundTrip, DamagedSamplesReadBackAsTheyAreWritten) {
