@@ -37,8 +37,9 @@ namespace base {
     return std::bit_cast<float>(loadBe32(p));
 }
 
-/// Reads eight characters as a little-endian number, in one load where the machine's order is that.
-[[nodiscard]] inline std::uint64_t loadLe64(const char* p) {
+/// Reads eight bytes or characters as a little-endian number, in one load where the machine's order
+/// is that.
+[[nodiscard]] inline std::uint64_t loadLe64(const void* p) {
     std::uint64_t value = 0;
     std::memcpy(&value, p, sizeof value);
     return std::endian::native == std::endian::little ? value : __builtin_bswap64(value);

@@ -4,6 +4,7 @@
 #include "base/byteOrder.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 namespace {
@@ -43,34 +44,37 @@ bool readStream(std::FILE* stream, std::uint8_t* row, int x, int count, int room
     return true;
 }
 
-unsigned pixelAt(const std::uint8_t* row, int x) {
-    return (row[x / 8] >> (7 - x % 8)) & 1U;
+/// Sixteen pixels from `x` on, the first one in the top bit. Rows have bytes to spare for those
+/// after the last pixel.
+unsigned sixteenPixels(const std::uint8_t* row, int x) {
+    const std::uint8_t* const at = row + x / 8;
+    const unsigned all = unsigned{at[0]} << 16 | unsigned{at[1]} << 8 | at[2];
+    return (all << (x % 8) >> 8) & 0xFFFFU;
 }
 
 /// `count` (up to 14) pixels from `x` on, as a literal word.
 unsigned literalWord(const std::uint8_t* row, int x, int count) {
-    unsigned word = 0;
-    for (int i = 0; i < count; ++i) {
-        word |= pixelAt(row, x + i) << (kTagLiteralPixels - 1 - i);
-    }
-    return word;
+    const unsigned kept = 0x3FFFU << (kTagLiteralPixels - count);
+    return sixteenPixels(row, x) >> (16 - kTagLiteralPixels) & kept;
 }
 
-/// Length of the run of pixels equal to the one at `x`, whole bytes at a time where possible.
-int runLength(const std::uint8_t* row, int x, int remaining) {
-    const unsigned value = pixelAt(row, x);
-    const std::uint8_t whole = value != 0 ? 0xFF : 0x00;
-    int run = 1;
+/// Length of the run of pixels that are 1, or 0, from `x` on, eight whole bytes at a time where
+/// possible.
+int runLength(const std::uint8_t* row, int x, int remaining, bool ones) {
+    const std::uint64_t all = ones ? ~std::uint64_t{0} : 0;
+    int run = 0;
     while (run < remaining) {
-        if ((x + run) % 8 == 0 && remaining - run >= 8 && row[(x + run) / 8] == whole) {
-            run += 8;
-        } else if (pixelAt(row, x + run) == value) {
-            ++run;
-        } else {
+        const auto others = static_cast<std::uint16_t>(sixteenPixels(row, x + run) ^ all);
+        run += std::countl_zero(others);
+        if (others != 0) {
             break;
         }
+        run -= (x + run) % 8;
+        while (remaining - run >= 64 && base::loadLe64(row + (x + run) / 8) == all) {
+            run += 64;
+        }
     }
-    return run;
+    return std::min(run, remaining);
 }
 
 struct Code {
@@ -83,14 +87,14 @@ Code nextCode(const std::uint8_t* row, int x, int remaining) {
     if (remaining <= kTagLiteralPixels) {
         return {row != nullptr ? literalWord(row, x, remaining) : 0, remaining};
     }
-    const int run = row != nullptr ? runLength(row, x, remaining) : remaining;
+    const bool ones = row != nullptr && (row[x / 8] << (x % 8) & 0x80) != 0;
+    const int run = row != nullptr ? runLength(row, x, remaining, ones) : remaining;
     if (run < kTagLiteralPixels) {
         return {literalWord(row, x, kTagLiteralPixels), kTagLiteralPixels};
     }
     // A longer run continues in another word.
     const int pixels = std::min(run, kTagMaxRun);
-    const unsigned kind = row != nullptr && pixelAt(row, x) != 0 ? kOnes : kZeros;
-    return {kind << 14 | static_cast<unsigned>(pixels), pixels};
+    return {unsigned{ones ? kOnes : kZeros} << 14 | static_cast<unsigned>(pixels), pixels};
 }
 
 } // namespace
