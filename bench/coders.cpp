@@ -15,6 +15,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <exception>
+#include <iostream>
 #include <string>
 
 using namespace bench;
@@ -214,7 +216,7 @@ void addPixelOrders(Samples& samples) {
 
 } // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
     benchmark::Initialize(&argc, argv);
     std::vector<std::string> groups;
     std::vector<std::unique_ptr<Samples>> all;
@@ -234,4 +236,7 @@ int main(int argc, char** argv) {
     addMattes();
     benchmark::RunSpecifiedBenchmarks();
     return 0;
+} catch (const std::exception& error) {
+    std::cerr << "bench_coders: " << error.what() << '\n';
+    return 1;
 }
