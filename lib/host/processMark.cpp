@@ -136,7 +136,7 @@ bool isOfDeadProcess(std::string_view name) {
     if (pid <= 0) {
         return false;
     }
-    if (::kill(pid, 0) != 0) {
+    if (::kill(pid, 0) != 0 && errno != EPERM) { // another user's process is one, too
         return errno == ESRCH;
     }
     const auto start = startIn(textOf(("/proc/" + std::to_string(pid) + "/stat").c_str()));
