@@ -98,9 +98,9 @@ TEST_F(PageInBrowserTest, namesOfAllKindsAreTextAndLeadToTheirFiles) {
     for (std::size_t i = 0; i < links.size(); ++i) {
         EXPECT_EQ(percentDecoded(links[i]), "../f/" + names[i] + ".pic");
     }
-    (void)order("document.title = [...document.images].map(image => image.complete && "
-                "image.naturalWidth).join() + document.querySelectorAll('script').length + "
-                "document.links[0].textContent");
+    (void)order("onload = () => document.title = [...document.images].map(image => "
+                "image.complete && image.naturalWidth).join() + "
+                "document.querySelectorAll('script').length + document.links[0].textContent");
     EXPECT_TRUE(contains(browser::dom(in("page/copy.html")),
                          "<title>1,1,1,1,12" + in("f/&lt;img src=x onerror=alert(1)&gt;.pic<")));
 }
