@@ -80,9 +80,13 @@ void hold(Held which, void (*handler)(int)) {
     action.sa_flags = SA_RESTART;
     sigfillset(&action.sa_mask);
     for (int signal = 1; signal < kMostSignals; ++signal) {
-        struct sigaction& old = before[static_cast<std::size_t>(signal)];
-        if (heldAs(signal) == which && ::sigaction(signal, nullptr, &old) == 0 &&
-            old.sa_handler != SIG_IGN) {
+        struct sigaction old {};
+        if (heldAs(signal) != which || ::sigaction(signal, nullptr, &old) != 0 ||
+            old.sa_handler == handler) { // held already
+            continue;
+        }
+        before[static_cast<std::size_t>(signal)] = old;
+        if (old.sa_handler != SIG_IGN) {
             ::sigaction(signal, &action, nullptr);
         }
     }

@@ -195,11 +195,17 @@ TEST_F(SessionTest, aPauseGivesSignalsTheActionFromBeforeTheGuard) {
         const pid_t child = support::startChild([handled] {
             if (handled) {
                 std::signal(SIGTERM, [](int) {});
+                std::signal(SIGUSR1, [](int) {});
             }
             const InterruptGuard guard;
             {
                 const InterruptGuard::Pause outer;
                 { const InterruptGuard::Pause inner; }
+                raise(SIGTERM);
+            }
+            {
+                const InterruptGuard::Pause again; // each signal has its own action still
+                raise(SIGUSR1);
                 raise(SIGTERM);
             }
             const int inPause = InterruptGuard::signal();
