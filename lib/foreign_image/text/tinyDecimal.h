@@ -50,7 +50,7 @@ inline std::uint64_t numberOf(std::uint64_t eight, std::size_t count) {
 inline Decimal decimalAt(const char* at) {
     static constexpr std::uint64_t kTens[] = {1,      10,      100,      1000,     10000,
                                               100000, 1000000, 10000000, 100000000};
-    constexpr std::size_t kMostDigits = 15; // they fit a double, and a short word
+    constexpr std::size_t kMostDigits = 14; // with minus and point a short word; they fit a double
     Decimal found;
     found.minus = *at == '-';
     at += found.minus ? 1 : 0;

@@ -113,6 +113,7 @@ class Reader {
     bool takePlain(float& value);
     bool takePlain(std::int16_t& value);
     const char* ahead(std::int64_t& line) const;
+    void accept(std::size_t length, const char* end, std::int64_t line);
     void takeAhead(const char* word, std::size_t length, std::int64_t line);
     [[nodiscard]] bool isBlank(char c) const;
     const char* skipBuffered(const char* at, const char* last, std::int64_t& line) const;

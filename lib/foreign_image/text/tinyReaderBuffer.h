@@ -92,18 +92,24 @@ inline const char* Reader::ahead(std::int64_t& line) const {
     return nullptr;
 }
 
-/// Takes the word of `length` (at most `kShort`) characters at `ahead`, after which there is a
-/// blank.
-inline void Reader::takeAhead(const char* word, std::size_t length, std::int64_t line) {
-    std::memcpy(word_, word, kShort); // of constant size, and the word has the room
+/// Makes the first `length` characters of `word_`, which end at `end` in the stream's buffer, the
+/// word read, and takes them.
+inline void Reader::accept(std::size_t length, const char* end, std::int64_t line) {
     word_[length] = '\0';
     length_ = length;
     zeroFirst_ = false;
     notice::place.line = line;
     ++notice::place.words;
     const bool consumed = !style_->bracesAlone;
-    line_ = line + (consumed && word[length] == '\n' ? 1 : 0);
-    base::takeBuffered(stream_, word + length + (consumed ? 1 : 0));
+    line_ = line + (consumed && *end == '\n' ? 1 : 0);
+    base::takeBuffered(stream_, end + (consumed ? 1 : 0));
+}
+
+/// Takes the word of `length` (at most `kShort`) characters at `ahead`, after which there is a
+/// blank.
+inline void Reader::takeAhead(const char* word, std::size_t length, std::int64_t line) {
+    std::memcpy(word_, word, kShort); // of constant size, and the word has the room
+    accept(length, word + length, line);
 }
 
 inline bool Reader::isBlank(char c) const {
@@ -125,14 +131,7 @@ inline bool Reader::takeBuffered(EndOf endOf) {
         return false;
     }
     std::memcpy(word_, word, length);
-    word_[length] = '\0';
-    length_ = length;
-    zeroFirst_ = false;
-    notice::place.line = line;
-    ++notice::place.words;
-    const bool consumed = !style_->bracesAlone;
-    line_ = line + (consumed && *end == '\n' ? 1 : 0);
-    base::takeBuffered(stream_, end + (consumed ? 1 : 0));
+    accept(length, end, line);
     return true;
 }
 

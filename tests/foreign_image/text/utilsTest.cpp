@@ -368,7 +368,8 @@ TEST_F(UtilsTest, WordsAreTheSameHoweverTheStreamIsBuffered) {
     const std::string text =
         "one\n\n         two{3}!|~\xc3\xa9 -1.5e+3x\t\t12345678 1234567890123456\n" +
         std::string(300, 'a') + " \0 b\0c \"q q\" 'r s'\r\n}\x7f\v\f\x01 TIME TIMES TIME\t"s +
-        "32767 -32768 32768 70000 2.5 -0 -0.25 .5 1. 007 1.2.3 5x - 123456.7890123\n     TIME\n" +
+        "32767 -32768 32768 70000 2.5 -0 -0.25 .5 1. 007 1.2.3 5x - 123456.7890123 "
+        "-12345678.1234567\n     TIME\n" +
         std::string(40, ' ') + "9 TIME\n        1\n            \n    -7.125 TIM 12.5e1 end";
     for (const text::Style* style : {&text::kAnimationStyle, &text::kFileStyle}) {
         for (int first = 0; first < 6; ++first) {
