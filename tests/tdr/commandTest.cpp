@@ -429,6 +429,12 @@ TEST_F(CommandTest, checkTellsWhereAFileIsDamagedAndGoesOn) {
         {"coding.pic", oddPicture(), {{"whole", false}, {"linesIntact", 0}, {"byte", 112}}},
         {"whole.tag", tag, {{"kind", "matte"}, {"whole", true}, {"linesIntact", 2}}},
         {"cut.tag", tag.substr(0, 111), {{"whole", false}, {"line", 1}, {"byte", 108}}},
+        {"narrow.tag", support::tag(14, 3, 1, {0, 0, 0}), {{"whole", true}, {"lines", 3}}},
+        {"crash.tag",
+         support::tag(20, 3, 1, {0x8014, 0x2AAA, 0x0500, 0, 0}),
+         {{"linesIntact", 2}, {"line", 2}, {"byte", 110}}},
+        {"half.tag", support::tag(30, 2, 1, {0x801E, 0x2AAA, 0, 0}), {{"linesIntact", 1}}},
+        {"more.tag", support::tag(30, 1, 1, {0x2AAA, 0x8010, 0}), {{"linesIntact", 1}}},
         {"whole.png", png, {{"kind", "picture"}, {"whole", true}, {"lines", 508}}},
         {"cut.png", png.substr(0, png.size() / 2), {{"whole", false}, {"code", "damaged"}}},
         {"whole.scn", scene, {{"kind", "scene"}, {"whole", true}, {"remarks", Json::array()}}},
@@ -449,7 +455,7 @@ TEST_F(CommandTest, checkTellsWhereAFileIsDamagedAndGoesOn) {
         line.push_back(files().write(c.name, c.content));
     }
     const Ended ended =
-        expectFailed(line, "tdr: 23 files: 8 whole, 13 damaged, 2 failed, 0 skipped\n");
+        expectFailed(line, "tdr: 27 files: 9 whole, 16 damaged, 2 failed, 0 skipped\n");
     expectValid(files(), ended.out, "check");
     const Json all = Json::parse(ended.out);
     ASSERT_EQ(all.size(), std::size(cases));
@@ -459,7 +465,7 @@ TEST_F(CommandTest, checkTellsWhereAFileIsDamagedAndGoesOn) {
             EXPECT_EQ(all[i].value(name, Json()), value) << name << " of " << all[i];
         }
     }
-    EXPECT_EQ(all[13]["remarks"][0]["line"], all[13]["line"]);
+    EXPECT_EQ(all[17]["remarks"][0]["line"], all[17]["line"]);
 
     EXPECT_EQ(expectDone({"check", in("whole.pic")}).out,
               in("whole.pic") + ": all 3 lines are intact\n");

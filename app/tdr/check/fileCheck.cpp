@@ -74,17 +74,29 @@ int checkPicture(ToolkitPicture& file, CheckedLines& lines) {
     return checkEnd(file.stream.get(), pictureReaderPosition(reader.get()), lines);
 }
 
+/// True if the matte's line that begins at `begin` and has just been read is zero bytes from some
+/// word on, and no writer's.
+bool isZeroed(const ToolkitPicture& file, const ZeroTail& zeros, std::int64_t begin) {
+    std::FILE* const stream = file.stream.get();
+    return zeros.cover(begin, ::ftello(stream)) && ::fseeko(stream, begin, SEEK_SET) == 0 &&
+           tagScanlineHasZeroLiteral(stream, file.matte.get()) != 0;
+}
+
 /// 0, or errno.
 int checkMatte(ToolkitPicture& file, CheckedLines& lines) {
     lines.width = file.matte->width;
     lines.count = file.matte->height;
+    const ZeroTail zeros = ZeroTail::of(file);
+    if (zeros.error() != 0) {
+        return zeros.error();
+    }
     for (; lines.intact < lines.count; ++lines.intact) {
         const std::int64_t begin = ftello(file.stream.get());
         if (tagReadScanline(file.stream.get(), file.matte.get(), lines.intact) == 0) {
             return errno != 0 ? errno : EIO;
         }
         tagDropRow(file.matte.get(), lines.intact);
-        if (std::feof(file.stream.get()) != 0) {
+        if (std::feof(file.stream.get()) != 0 || isZeroed(file, zeros, begin)) {
             lines.byte = begin;
             return 0;
         }

@@ -59,18 +59,30 @@ std::int64_t mostBytes(const Picture& picture, const ChannelPacket* chain) {
     return pixel * picture.width * picture.height;
 }
 
+/// The bytes that the lines can have at most: each pixel a word and one of a stream.
+std::int64_t mostBytes(const Tag& matte) {
+    return std::int64_t{4} * matte.width * matte.height * matte.channelCount;
+}
+
 } // namespace
 
 ZeroTail ZeroTail::of(const ToolkitPicture& file) {
+    if (file.matte != nullptr) {
+        return in(file.stream.get(), mostBytes(*file.matte), 0);
+    }
+    const std::int64_t most = mostZeros(file.picture, file.chain.get());
+    return most > 0 ? in(file.stream.get(), mostBytes(file.picture, file.chain.get()), most)
+                    : ZeroTail();
+}
+
+/// `most`: the zero bytes that a line can have at its end.
+ZeroTail ZeroTail::in(std::FILE* stream, std::int64_t lines, std::int64_t most) {
     ZeroTail tail;
     struct stat status {};
-    const int fd = ::fileno(file.stream.get());
-    const std::int64_t most = mostZeros(file.picture, file.chain.get());
-    if (most > 0 && ::fstat(fd, &status) == 0 && S_ISREG(status.st_mode)) {
+    const int fd = ::fileno(stream);
+    if (::fstat(fd, &status) == 0 && S_ISREG(status.st_mode)) {
         // What is farther behind the first line cannot belong to one, however large the file is.
-        tail.end_ =
-            std::min<std::int64_t>(status.st_size, ::ftello(file.stream.get()) +
-                                                       mostBytes(file.picture, file.chain.get()));
+        tail.end_ = std::min<std::int64_t>(status.st_size, ::ftello(stream) + lines);
         tail.begin_ = zerosOf(fd, tail.end_);
         tail.error_ = tail.begin_ < 0 ? errno : 0;
         tail.certain_ = tail.begin_ + most;

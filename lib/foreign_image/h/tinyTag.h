@@ -81,6 +81,11 @@ int tagWriteScanline(std::FILE* stream, const Tag* record, int row);
 /// two apart.
 int tagReadScanline(std::FILE* stream, Tag* record, int row);
 
+/// Reads one scanline only to tell how it is coded. Returns 1 if a literal in it is 14 zero pixels
+/// and the row goes on behind them, where `tagWriteScanline` writes a run; 0 if not, with the
+/// stream after the scanline, or if the file ends before.
+[[nodiscard]] int tagScanlineHasZeroLiteral(std::FILE* stream, const Tag* record);
+
 /// Writes a whole matte and closes the file. Returns 1, or 0 when the file could not be opened. A
 /// failed write prints a message with the system's reason.
 int tagWriteFile(const char* name, const Tag* record);

@@ -147,3 +147,11 @@ int tagReadScanline(std::FILE* stream, Tag* record, int row) {
     funlockfile(stream);
     return read ? record->channelCount : 0;
 }
+
+int tagScanlineHasZeroLiteral(std::FILE* stream, const Tag* record) {
+    bool found = false;
+    for (int c = 0; c < record->channelCount && !found; ++c) {
+        found = tagFindZeroLiteral(stream, record->width);
+    }
+    return found ? 1 : 0;
+}

@@ -77,6 +77,11 @@ int runLength(const std::uint8_t* row, int x, int remaining, bool ones) {
     return std::min(run, remaining);
 }
 
+/// The pixels that a word means.
+int pixelsOf(unsigned word) {
+    return word >> 14 == kLiteral ? kTagLiteralPixels : static_cast<int>(word & 0x3FFF);
+}
+
 struct Code {
     unsigned word;
     int pixels;
@@ -120,7 +125,7 @@ bool tagDecodeRow(std::FILE* stream, unsigned word, std::uint8_t* row, int width
     for (int x = 0; x < width;) {
         const unsigned kind = word >> 14;
         const int room = width - x;
-        const int count = kind == kLiteral ? kTagLiteralPixels : static_cast<int>(word & 0x3FFF);
+        const int count = pixelsOf(word);
         const int pixels = std::min(count, room);
         if (kind == kLiteral) {
             setPixels(row, x, word << 2, pixels);
@@ -135,4 +140,18 @@ bool tagDecodeRow(std::FILE* stream, unsigned word, std::uint8_t* row, int width
         }
     }
     return true;
+}
+
+bool tagFindZeroLiteral(std::FILE* stream, int width) {
+    unsigned word = 0;
+    for (int left = width; left > 0 && tagReadWord(stream, &word); left -= pixelsOf(word)) {
+        if (word == 0 && left > kTagLiteralPixels) {
+            return true;
+        }
+        unsigned unused = 0;
+        for (int done = 0; word >> 14 == kStream && done < pixelsOf(word); done += 16) {
+            static_cast<void>(tagReadWord(stream, &unused)); // the next word tells an end
+        }
+    }
+    return false;
 }

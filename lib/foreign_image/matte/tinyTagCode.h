@@ -28,5 +28,9 @@ std::uint8_t* tagEncodeRow(const std::uint8_t* row, int width, std::uint8_t* to)
 /// before the row did.
 bool tagDecodeRow(std::FILE* stream, unsigned word, std::uint8_t* row, int width);
 
+/// Reads the words of one row up to a literal of 14 zero pixels behind which the row goes on; false
+/// if it has none: the encoder writes a run instead.
+bool tagFindZeroLiteral(std::FILE* stream, int width);
+
 /// Reads the next word of the stream; false when the file ends before it does.
 bool tagReadWord(std::FILE* stream, unsigned* word);

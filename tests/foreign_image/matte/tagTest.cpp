@@ -57,12 +57,18 @@ std::string decoded(const std::string& bytes, std::size_t width, long after, boo
     return rowOf(record.get(), 0, 0);
 }
 
+bool hasZeroLiteral(const std::string& bytes, std::size_t width) {
+    const UniqueTag record = matte(static_cast<int>(width), 1, 1);
+    return tagScanlineHasZeroLiteral(streamOf(bytes).get(), record.get()) != 0;
+}
+
 /// The bytes of the written row, which read back as the same pixels.
 std::string encoded(const std::string& pixels) {
     const UniqueTag record = matte(static_cast<int>(pixels.size()), 1, 1);
     setRow(record.get(), 0, 0, pixels);
     const std::string bytes = written([&](std::FILE* f) { tagWriteScanline(f, record.get(), 0); });
     EXPECT_EQ(decoded(bytes, pixels.size(), std::ssize(bytes), false), pixels);
+    EXPECT_FALSE(hasZeroLiteral(bytes, pixels.size()));
     return bytes;
 }
 
@@ -105,6 +111,24 @@ TEST(TagRows, OfEveryWidthComeBack) {
             pixels.append(1 + random() % (width % 3 == 0 ? 60 : 20), random() % 2 ? '1' : '0');
         }
         encoded(pixels.substr(0, width));
+        encoded(zeros(width));
+        encoded('1' + zeros(width - 1));
+    }
+}
+
+TEST(TagRows, WithZerosThatTheWriterNeverMakesAreTold) {
+    const std::tuple<std::size_t, bool, Words> cases[] = {
+        {14, false, {0}},
+        {15, true, {0, 0}},
+        {28, false, {0x2000, 0}},
+        {29, true, {0x2000, 0, 0x2000}},
+        {40, true, {0x400A, 0xFFC0, 0, 0, 0}},
+        {32, false, {0x4020, 0, 0}}, // a stream may be zeros
+        {34, false, {0x4014, 0, 0, 0}},
+        {20, false, {0x8005}}, // cut
+    };
+    for (const auto& [width, has, row] : cases) {
+        EXPECT_EQ(hasZeroLiteral(words(row), width), has) << words(row).size() << ' ' << width;
     }
 }
 
