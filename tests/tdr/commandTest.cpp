@@ -36,6 +36,8 @@ TEST_F(CommandTest, usageErrorsExitWith2AndSayNothingOnStdout) {
         {{"convert", "a.pic", "b.png", "--force", "--skip-existing"}, "--skip-existing"},
         {{"drivers", "--timeout", "soon"}, "soon"},
         {{"drivers", "--timeout", "0"}, "--timeout"},
+        {{"drivers", "--timeout", "-NaN"}, "--timeout: not a number: -NaN"},
+        {{"view", "--rate", "nan", "a"}, "--rate: not a number: nan"},
         {{"drivers", "--driver-dir", "/nowhere"}, "/nowhere"},
         {{"query", ""}, "driver: may not be empty"},
         {{"info", sample("cutout.png"), ""}, "files: may not be empty"},

@@ -5,6 +5,8 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <cmath>
+#include <cstdlib>
 #include <span>
 #include <sstream>
 #include <utility>
@@ -26,6 +28,9 @@ Argument& Argument::range(std::int32_t least, std::int32_t most) {
 
 Argument& Argument::range(double least, double most) {
     option_.check(CLI::Range(least, most));
+    option_.check([](const std::string& value) { // which is not outside either
+        return std::isnan(std::strtod(value.c_str(), nullptr)) ? "not a number: " + value : "";
+    });
     return *this;
 }
 
