@@ -27,21 +27,38 @@ constexpr std::pair<std::string_view, std::int32_t PamHeader::*> kNumbers[] = {
     {"MAXVAL", &PamHeader::largest},
 };
 
-/// Reads "WORD NUMBER"; false if the number is malformed. Other words are passed over.
-bool readNumber(std::string_view line, PamHeader& header) {
-    const std::size_t end = std::min(line.find_first_of(" \t"), line.size());
-    const std::string_view word = line.substr(0, end);
+/// What the samples of a pixel mean, and how many there are.
+constexpr std::pair<std::string_view, std::int32_t> kTypes[] = {
+    {"BLACKANDWHITE", 1},       {"GRAYSCALE", 1},       {"RGB", 3},
+    {"BLACKANDWHITE_ALPHA", 2}, {"GRAYSCALE_ALPHA", 2}, {"RGB_ALPHA", 4},
+};
+
+constexpr std::string_view kBlanks = " \t\r";
+
+/// "WORD value" without the blanks around the value.
+std::pair<std::string_view, std::string_view> wordAndValue(std::string_view line) {
+    line = line.substr(0, line.find_last_not_of(kBlanks) + 1);
+    const std::size_t end = std::min(line.find_first_of(kBlanks), line.size());
+    const std::size_t value = std::min(line.find_first_not_of(kBlanks, end), line.size());
+    return {line.substr(0, end), line.substr(value)};
+}
+
+/// Reads the number of a word that gives one; false if it is malformed. Other words are passed
+/// over.
+bool readNumber(std::string_view word, std::string_view value, PamHeader& header) {
     const auto row =
         std::ranges::find(kNumbers, word, [](const auto& number) { return number.first; });
     if (row == std::end(kNumbers)) {
         return true;
     }
-    line.remove_prefix(std::min(line.find_first_not_of(" \t", end), line.size()));
-    std::int32_t& value = header.*(row->second);
-    const auto [rest, error] = std::from_chars(line.data(), line.data() + line.size(), value);
-    return error == std::errc() &&
-           std::string_view(rest, static_cast<std::size_t>(line.data() + line.size() - rest))
-                   .find_first_not_of(" \t\r") == std::string_view::npos;
+    const char* const end = value.data() + value.size();
+    const auto [rest, error] = std::from_chars(value.data(), end, header.*(row->second));
+    return error == std::errc() && rest == end;
+}
+
+/// A picture need not say its type.
+bool isKnownType(std::string_view type, std::int32_t depth) {
+    return type.empty() || std::ranges::find(kTypes, std::pair(type, depth)) != std::end(kTypes);
 }
 
 bool isGood(const PamHeader& header) {
@@ -95,22 +112,33 @@ Outcome<std::string> PamReader::headerLine() {
     return problem("a line of a PAM header is too long");
 }
 
+Outcome<void> PamReader::checkHeader(const std::string& type) const {
+    const std::string samples = counted(header_.depth, "sample");
+    if (!isGood(header_)) {
+        return problem(formatted("a PAM picture of {} x {} pixels with {} up to {} cannot be read",
+                                 header_.width, header_.height, samples, header_.largest));
+    }
+    return isKnownType(type, header_.depth)
+               ? Outcome<void>()
+               : problem(formatted("a PAM picture of type {} with {} a pixel cannot be read", type,
+                                   samples));
+}
+
 Outcome<void> PamReader::readHeader() {
     header_ = {};
+    std::string type;
     for (int lines = 0; lines < kMostLines; ++lines) {
         const auto line = headerLine();
         if (!line) {
             return line.failure();
         }
         if (line->starts_with("ENDHDR")) {
-            return isGood(header_)
-                       ? Outcome<void>()
-                       : problem(formatted("a PAM picture of {} x {} pixels with {} up to "
-                                           "{} cannot be read",
-                                           header_.width, header_.height,
-                                           counted(header_.depth, "sample"), header_.largest));
+            return checkHeader(type);
         }
-        if (!readNumber(*line, header_)) {
+        const auto [word, value] = wordAndValue(*line);
+        if (word == "TUPLTYPE") { // several lines are one type
+            type += (type.empty() ? "" : " ") + std::string(value);
+        } else if (!readNumber(word, value, header_)) {
             return problem("a number in a PAM header is malformed");
         }
     }

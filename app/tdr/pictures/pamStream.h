@@ -43,6 +43,7 @@ class PamReader {
     Outcome<bool> fill(std::size_t size);
     Outcome<std::string> headerLine();
     Outcome<void> readHeader();
+    [[nodiscard]] Outcome<void> checkHeader(const std::string& type) const;
     [[nodiscard]] Problem problem(std::string_view what) const;
 
     int fd_;

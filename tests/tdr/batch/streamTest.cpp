@@ -30,7 +30,12 @@ class StreamTest : public CommandTest {
 std::string pam(int width, int height, int depth, int largest, std::string_view samples) {
     return "P7\n# a comment\nWIDTH " + std::to_string(width) + "\nHEIGHT " +
            std::to_string(height) + "\nDEPTH " + std::to_string(depth) + "\nMAXVAL " +
-           std::to_string(largest) + "\nTUPLTYPE ANY\nENDHDR\n" + std::string(samples);
+           std::to_string(largest) + "\nENDHDR\n" + std::string(samples);
+}
+
+/// A picture of one pixel.
+std::string typed(int depth, const std::string& type, std::string_view samples) {
+    return pam(1, 1, depth, 255, samples).insert(3, "TUPLTYPE " + type + '\n');
 }
 
 const std::string kHead =
@@ -106,6 +111,14 @@ TEST_F(StreamTest, everyKindOfPamIsRead) {
         {pam(0, 1, 1, 1, ""), "", "0 x 1 pixels with 1 sample up to 1 cannot be read"},
         {pam(32768, 1, 1, 1, ""), "", "cannot be read"},
         {pam(1, 1, 5, 255, "abcde"), "", "with 5 samples"},
+        {typed(3, "RGB", "abc"), "abc\xff"},
+        {typed(4, " RGB_ALPHA \r", "abcd"), "abcd"},
+        {typed(1, "BLACKANDWHITE", "a"), "aaa\xff"},
+        {typed(2, "GRAYSCALE_ALPHA", "aA"), "aaaA"},
+        {typed(1, "", "a"), "aaa\xff"},
+        {typed(4, "CMYK", "abcd"), "", "a PAM picture of type CMYK with 4 samples a pixel cannot"},
+        {typed(4, "RGB", "abcd"), "", "of type RGB with 4 samples"},
+        {typed(3, "RGB\nTUPLTYPE X", "abc"), "", "of type RGB X with"},
         {pam(1, 3, 1, 255, "ab"), "", "ends inside a PAM picture, 1 line before its end"},
     };
     for (const auto& c : cases) {
