@@ -85,16 +85,25 @@ std::string FramePattern::path(std::int32_t frame) const {
     return (folder_ / name(frame)).string();
 }
 
-std::optional<std::int32_t> FramePattern::frameOf(std::string_view name) const {
+std::optional<std::string_view> FramePattern::digitsIn(std::string_view name) const {
     if (name.size() <= before_.size() + after_.size() || !name.starts_with(before_) ||
         !name.ends_with(after_)) {
         return {};
     }
-    std::string_view digits = name;
-    digits.remove_prefix(before_.size());
-    digits.remove_suffix(after_.size());
-    std::int32_t frame = -1;
+    name.remove_prefix(before_.size());
+    name.remove_suffix(after_.size());
+    const bool good = name.find_first_not_of("0123456789") == std::string_view::npos &&
+                      (name.size() == digits_ || (name.size() > digits_ && name.front() != '0'));
+    return good ? std::optional(name) : std::nullopt;
+}
+
+std::optional<std::int32_t> FramePattern::frameOf(std::string_view name) const {
+    const std::string_view digits = digitsIn(name).value_or("");
+    std::int32_t frame = 0;
     const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), frame);
-    const bool good = error == std::errc() && frame >= 0 && this->name(frame) == name;
-    return good ? std::optional(frame) : std::nullopt;
+    return error == std::errc() ? std::optional(frame) : std::nullopt;
+}
+
+bool FramePattern::isTooLarge(std::string_view name) const {
+    return digitsIn(name) && !frameOf(name);
 }

@@ -27,7 +27,12 @@ class FramePattern {
     /// if it is another file's name.
     [[nodiscard]] std::optional<std::int32_t> frameOf(std::string_view name) const;
 
+    /// True if the file name `name` has a number in the place that is no frame's: the largest is
+    /// 2147483647.
+    [[nodiscard]] bool isTooLarge(std::string_view name) const;
+
   private:
+    [[nodiscard]] std::optional<std::string_view> digitsIn(std::string_view name) const;
     [[nodiscard]] std::string name(std::int32_t frame) const;
 
     std::filesystem::path folder_;

@@ -78,9 +78,15 @@ void Finder::addPattern(const std::string& name, const FramePattern& pattern) {
     found_.patterns = true;
     std::error_code error;
     Frames frames;
+    bool complete = true;
     for (const auto& entry : entriesOf(pattern.folder(), error)) {
-        if (const auto frame = pattern.frameOf(entry.path().filename().string())) {
+        const fs::path file = entry.path().filename();
+        if (const auto frame = pattern.frameOf(file.string())) {
             frames.push_back(*frame);
+        } else if (!rule_.frames && pattern.isTooLarge(file.string())) {
+            complete = false;
+            found_.problems.push_back((fs::path(name).parent_path() / file).string() +
+                                      ": the number of its frame is above 2147483647");
         }
     }
     if (error) {
@@ -95,7 +101,7 @@ void Finder::addPattern(const std::string& name, const FramePattern& pattern) {
             found_.problems.push_back(formatted("{}: no frame {}", name, textOf(missing)));
         }
         addFrames(pattern, *rule_.frames);
-    } else if (frames.empty()) {
+    } else if (frames.empty() && complete) {
         found_.problems.push_back(name + ": no file has a name of this pattern");
     } else {
         if (const std::string gaps = gapsIn(frames); !gaps.empty()) {

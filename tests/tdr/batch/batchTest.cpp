@@ -38,6 +38,9 @@ TEST_F(BatchTest, framesAreFoundNumberedAndNamed) {
     }
     pic("l.%d.pic", "lit"); // a name that exists is no pattern
     pic("l.7.pic");
+    for (const char* name : {"c.7.pic", "c.020261122160001.pic", "c.20261122160001.pic"}) {
+        pic(name);
+    }
     const struct {
         std::vector<std::string> line;
         std::string err;
@@ -51,6 +54,10 @@ TEST_F(BatchTest, framesAreFoundNumberedAndNamed) {
          {"o10.png", "o15.png"}},
         {{"s.####.pic", "--frames", "1-5", "o@.png"}, "tdr: s.####.pic: no frame 2, 5\n", {}},
         {{"t.####.pic", "o@.png"}, "tdr: t.####.pic: no file has a name of this pattern\n", {}},
+        {{"-n", "c.%d.pic", "o@.png"},
+         "tdr: c.20261122160001.pic: the number of its frame is above 2147483647\n",
+         {}},
+        {{"-q", "c.%d.pic", "o@.png", "--frames", "7"}, "", {"o7.png"}},
         {{"-q", "s.%04d.pic", "-o", "o/", "--to", "png", "--frames", "1,3"}, "", {"o"}},
         {{"l.%d.pic", "o.png"}, "", {"o.png"}},
         {{"s.%04d.pic", "o.png", "--frames", "1,3"},
