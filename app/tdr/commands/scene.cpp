@@ -5,6 +5,7 @@
 #include "scene/sceneDocument.h"
 #include "subcommands.h"
 
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -45,10 +46,21 @@ class Rewriting {
   public:
     Rewriting(const SceneDocument& document, const SceneOptions& options)
         : document_(document), file_(options.files.front()),
-          target_(options.inPlace ? file_ : options.output), inPlace_(isSameFile(file_, target_)),
+          stream_(!options.inPlace && options.output == "-"), target_(options.inPlace ? file_
+                                                                      : stream_ ? "standard output"
+                                                                                : options.output),
+          inPlace_(!stream_ && isSameFile(file_, target_)),
           existing_(options.inPlace || options.force ? Existing::Replaced : Existing::Kept) {}
 
     ExitCode into(SceneFlavour flavour) {
+        if (stream_) {
+            return show(flavour);
+        }
+        const SceneFormat& format = *document_.format;
+        if (!inPlace_ && isOtherKindsName(format, target_)) {
+            return fail({ExitCode::Usage, formatted("{}: a {} can only be written as {}", target_,
+                                                    format.name, format.ending)});
+        }
         const auto written = writeSceneDocument(document_, target_, flavour, existing_,
                                                 [&](const SceneReport& ofWriting) {
                                                     writing_ = ofWriting;
@@ -58,6 +70,18 @@ class Rewriting {
     }
 
   private:
+    ExitCode show(SceneFlavour flavour) {
+        if (flavour == SceneFlavour::Binary && ::isatty(STDOUT_FILENO) == 1) {
+            return fail({ExitCode::Failed, target_ + ": is a terminal; a binary file is no text"});
+        }
+        const auto bytes = encodeSceneDocument(document_, flavour, writing_);
+        if (!bytes) {
+            return fail(bytes.failure());
+        }
+        const ExitCode shown = say(*bytes);
+        return worse(shown, tell());
+    }
+
     [[nodiscard]] bool whole() const { return document_.report.whole() && writing_.whole(); }
 
     [[nodiscard]] std::string changes() const {
@@ -116,7 +140,8 @@ class Rewriting {
 
     const SceneDocument& document_;
     const std::string& file_;
-    const std::string& target_;
+    bool stream_;
+    const std::string target_;
     bool inPlace_;
     Existing existing_;
     SceneReport writing_;
@@ -168,7 +193,8 @@ void addScene(Arguments& arguments, Command& command) {
         files.require();
         if (action.writes) {
             files.single();
-            auto output = sub.value("-o,--output", "OUT", options->output, "File to write");
+            auto output =
+                sub.value("-o,--output", "OUT", options->output, "File to write; - for stdout");
             output.exclude(sub.flag("--in-place", options->inPlace, "Replace FILE itself"));
             sub.flag("--force", options->force, "Replace an existing file OUT");
         }

@@ -2,6 +2,7 @@
 #include "sceneDocument.h"
 
 #include "base/extension.h"
+#include "base/retry.h"
 #include "files/readableFile.h"
 #include "files/replacedFile.h"
 #include "output/formatted.h"
@@ -12,12 +13,14 @@
 #include "tinyFile.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <new>
 #include <string_view>
 #include <sys/stat.h>
 #include <system_error>
+#include <unistd.h>
 #include <utility>
 
 namespace fs = std::filesystem;
@@ -25,6 +28,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr const char* kSceneHeader = "Niofle scene";
+constexpr const char* kOutput = "standard output";
 
 bool readScene(SceneDocument& document, const std::string& base) {
     document.scene.reset(sceneAllocate());
@@ -263,6 +267,30 @@ Outcome<void> write(const SceneDocument& document, const fs::path& target, Scene
     return file->commit();
 }
 
+Outcome<std::string> encode(const SceneDocument& document, SceneFlavour flavour,
+                            SceneReport& report) {
+    const auto file = TemporaryFile::unnamed();
+    if (!file) {
+        return problemWith(kOutput, file.failure());
+    }
+    auto link = tdr::DriverLink::make(file->fd(), kOutput);
+    const auto path = link ? link->path(document.format->ending) : link.failure();
+    if (!path) {
+        return problemWith(kOutput, path.failure());
+    }
+    if (const auto failed = writeTo(document, *path, flavour, report); !failed.empty()) {
+        return problemOf(kOutput, failed);
+    }
+    std::string bytes;
+    std::array<char, 1 << 16> some{};
+    ssize_t got = 1;
+    for (off_t at = 0; got > 0; at += got) {
+        got = base::retried([&] { return ::pread(file->fd(), some.data(), some.size(), at); });
+        bytes.append(some.data(), static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+    }
+    return got == 0 ? Outcome<std::string>(std::move(bytes)) : problemWith(kOutput, errno);
+}
+
 } // namespace
 
 Outcome<SceneDocument> readSceneDocument(const fs::path& file) {
@@ -281,4 +309,20 @@ Outcome<void> writeSceneDocument(const SceneDocument& document, const fs::path& 
     } catch (const std::bad_alloc&) {
         return problemOf(target, "out of memory", Cause::NoMemory);
     }
+}
+
+Outcome<std::string> encodeSceneDocument(const SceneDocument& document, SceneFlavour flavour,
+                                         SceneReport& report) {
+    try {
+        return encode(document, flavour, report);
+    } catch (const std::bad_alloc&) {
+        return problemOf(kOutput, "out of memory", Cause::NoMemory);
+    }
+}
+
+bool isOtherKindsName(const SceneFormat& format, const fs::path& file) {
+    constexpr const char* kEndings[] = {".scn", ".spl", ".hrc", ".pic", ".tag", ".png", ".svg"};
+    return !base::hasExtension(file, format.ending) &&
+           std::ranges::any_of(
+               kEndings, [&](const char* ending) { return base::hasExtension(file, ending); });
 }

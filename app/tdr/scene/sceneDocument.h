@@ -71,6 +71,13 @@ Outcome<void> writeSceneDocument(const SceneDocument& document, const std::files
                                  SceneFlavour flavour, Existing existing,
                                  const SceneApproval& approve);
 
+/// The bytes of the document as a file, for standard output, and the report of writing them.
+Outcome<std::string> encodeSceneDocument(const SceneDocument& document, SceneFlavour flavour,
+                                         SceneReport& report);
+
+/// True if the name's ending promises a picture, a drawing or another kind of scene file.
+[[nodiscard]] bool isOtherKindsName(const SceneFormat& format, const std::filesystem::path& file);
+
 /// True when both names lead to the same file.
 [[nodiscard]] bool isSameFile(const std::filesystem::path& a, const std::filesystem::path& b);
 

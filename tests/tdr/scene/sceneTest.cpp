@@ -273,8 +273,18 @@ TEST_F(SceneTest, formatWritesTheSamplesAsTheyAre) {
         EXPECT_EQ(expectDone({"scene", "format", sample(name), "-o", in("out"), "--force"}).out,
                   "");
         EXPECT_EQ(contentOf(in("out")), contentOf(sample(name))) << name;
+        EXPECT_EQ(expectDone({"scene", "format", sample(name), "-o", "-"}).out,
+                  contentOf(sample(name)));
+        for (const char* other : {"a.pic", "a.PNG", "a.tag", "a.svg"}) {
+            expectFailed({"scene", "format", sample(name), "-o", in(other)},
+                         "can only be written as", 2);
+        }
     }
+    expectFailed({"scene", "text", sample("vase.spl"), "-o", in("a.hrc")},
+                 "a.hrc: a spline can only be written as .spl", 2);
     EXPECT_EQ(namesIn(files().path()), Names{"out"});
+    expectDone({"scene", "binary", sample("vase.spl"), "-o", in("A.SPL")});
+    EXPECT_EQ(expectDone({"scene", "format", in("A.SPL"), "-o", "-"}).out, contentOf(in("A.SPL")));
 }
 
 TEST_F(SceneTest, formatWritesTheVersionOfTheToolkit) {
