@@ -124,7 +124,7 @@ Outcome<std::string> Planner::ending() {
     if (isMatte({}, kind.substr(kind.starts_with('.') ? 1 : 0))) {
         return (kind.starts_with('.') ? "" : ".") + kind;
     }
-    const auto driver = drivers().byKind(kind);
+    const auto driver = drivers().byKind(kind, kMatteToo);
     if (!driver) {
         return driver.failure();
     }

@@ -87,17 +87,17 @@ static std::string_view driverIn(std::string_view what) {
 }
 
 /// What a line of a driver says about the file behind its name, if that is its form: "PNG Filter:
-/// Unable to open file 'a.png' - IHDR: CRC error." or "tinyPicture: 'a.pic' ends inside its
-/// header."
+/// Unable to open file 'a.png' - IHDR: CRC error.", "PNG Filter: 'a.png': Permission denied" or
+/// "tinyPicture: 'a.pic' ends inside its header."
 static std::string_view reasonIn(std::string_view line, std::string_view file) {
-    const std::string name = "'" + std::string(file) + "' ";
-    const std::size_t at = line.find(name);
-    if (at == std::string_view::npos) {
-        return line;
+    for (const char* between : {"' - ", "': ", "' "}) {
+        const std::string name = "'" + std::string(file) + between;
+        if (const std::size_t at = line.find(name); at != std::string_view::npos) {
+            line.remove_prefix(at + name.size());
+            line.remove_suffix(line.ends_with('.') ? 1 : 0);
+            break;
+        }
     }
-    line.remove_prefix(at + name.size());
-    line.remove_prefix(line.starts_with("- ") ? 2 : 0);
-    line.remove_suffix(line.ends_with('.') ? 1 : 0);
     return line;
 }
 

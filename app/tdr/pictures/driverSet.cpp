@@ -196,7 +196,8 @@ Outcome<std::optional<std::size_t>> DriverSet::byEnding(const fs::path& path) {
                 [&](const std::string& extension) { return base::hasExtension(path, extension); });
 }
 
-Outcome<std::optional<std::size_t>> DriverSet::byKind(const std::string& kind) {
+Outcome<std::optional<std::size_t>> DriverSet::byKind(const std::string& kind,
+                                                      std::string_view others) {
     for (std::size_t i = 0; i < entries_.size(); ++i) {
         if (name(i) == kind) {
             ask(entries_[i]); // every caller needs its ending
@@ -209,19 +210,19 @@ Outcome<std::optional<std::size_t>> DriverSet::byKind(const std::string& kind) {
     if (found && !*found) {
         return Problem{ExitCode::Failed,
                        kind + ": no driver has this name or writes files with this ending" +
-                           knownEndings()};
+                           knownEndings(others)};
     }
     return found;
 }
 
-std::string DriverSet::knownEndings() {
+std::string DriverSet::knownEndings(std::string_view others) {
     std::string known;
     for (const Entry& entry : entries_) {
         if (!entry.extension.empty()) {
             known += (known.empty() ? " (known: " : ", ") + entry.extension;
         }
     }
-    return known.empty() ? known : known + ")";
+    return known.empty() ? known : known + std::string(others) + ")";
 }
 
 tdr::Result<LentDriver> DriverSet::take(std::size_t driver) {

@@ -71,6 +71,9 @@ struct GiveBack {
 };
 using LentDriver = std::unique_ptr<RunningDriver, GiveBack>;
 
+/// What is listed after the endings of drivers where a matte may be written, too.
+inline constexpr std::string_view kMatteToo = ", .tag";
+
 /// All drivers found, for choosing one by a file's name. For use by one thread. Must outlive the
 /// drivers that it has lent.
 class DriverSet {
@@ -90,8 +93,9 @@ class DriverSet {
     [[nodiscard]] Outcome<std::optional<std::size_t>> byEnding(const std::filesystem::path& path);
 
     /// The driver named by `kind`: its name, or the ending of its files with or without the dot.
-    /// Fails if there is none.
-    [[nodiscard]] Outcome<std::optional<std::size_t>> byKind(const std::string& kind);
+    /// Fails if there is none, and lists the endings that are known, and then `others`.
+    [[nodiscard]] Outcome<std::optional<std::size_t>> byKind(const std::string& kind,
+                                                             std::string_view others = {});
 
     [[nodiscard]] std::size_t size() const { return entries_.size(); }
     [[nodiscard]] std::string name(std::size_t driver) const;
@@ -128,7 +132,7 @@ class DriverSet {
     template <typename Matches>
     [[nodiscard]] Outcome<std::optional<std::size_t>> find(const std::string& wanted,
                                                            Matches matches);
-    [[nodiscard]] std::string knownEndings();
+    [[nodiscard]] std::string knownEndings(std::string_view others);
 
     DriverOptions options_;
     std::vector<Entry> entries_;

@@ -103,7 +103,7 @@ Outcome<std::optional<std::size_t>> writerFor(DriverSet& drivers, const std::str
         return mattes;
     }
     if (!kind.empty()) {
-        return drivers.byKind(kind);
+        return drivers.byKind(kind, kMatteToo);
     }
     auto byEnding = drivers.byEnding(target);
     if (!byEnding || *byEnding) {

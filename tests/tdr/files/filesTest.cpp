@@ -392,6 +392,8 @@ TEST_F(FilesTest, aFailureBeginsWithTheFileAndEndsWithTheDriver) {
          "a: IHDR: CRC error (pngFilter)"},
         {"PNG Filter: Unable to open file 'b/a' - x",
          "a: PNG Filter: Unable to open file 'b/a' - x (pngFilter)"},
+        {"Softimage Filter: 'a': No such file or directory.",
+         "a: No such file or directory (pngFilter)"},
         {"cannot", "a: cannot (pngFilter)"},
         {"", "a: connect to file: refused (pngFilter)"},
     };

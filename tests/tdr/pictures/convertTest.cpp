@@ -209,7 +209,7 @@ TEST_F(ConvertTest, theKindOfTheNewFileIsWhatIsSaidOrNamedOrThereOrRead) {
         {"tag", "a.png", nullptr, "STAG"},
         {"jpg", "a.png", nullptr, nullptr,
          "jpg: no driver has this name or writes files with this "
-         "ending (known: .null, .png, .pic)"},
+         "ending (known: .null, .png, .pic, .tag)"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::Message() << (c.kind != nullptr ? c.kind : "") << ", " << c.target);
