@@ -229,7 +229,8 @@ Outcome<std::vector<std::string>> readFileList(const std::string& file, char sep
 Standing lookUpFile(const std::string& path) {
     struct stat status {};
     if (::stat(path.c_str(), &status) == 0) {
-        return {S_ISREG(status.st_mode), formatted("{}:{}", status.st_dev, status.st_ino)};
+        return {S_ISREG(status.st_mode), formatted("{}:{}", status.st_dev, status.st_ino),
+                S_ISDIR(status.st_mode)};
     }
     const fs::path file = behindLinks(path);
     const fs::path folder = file.has_parent_path() ? file.parent_path() : fs::path(".");

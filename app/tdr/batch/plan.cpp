@@ -120,7 +120,11 @@ std::vector<std::string> checkJobs(std::vector<Job>& jobs, const PlanRule& rule,
     std::vector<std::string> problems;
     std::unordered_map<std::string, const Job*> readers;
     const auto addReader = [&](const std::string& path, const Job& job) {
-        const auto [reader, first] = readers.emplace(lookUp(path).identity, &job);
+        const Standing there = lookUp(path);
+        if (there.isFolder && path != kStream && !rule.fetches) {
+            problems.push_back(path + ": is a folder (see -r)");
+        }
+        const auto [reader, first] = readers.emplace(there.identity, &job);
         reader->second = first ? &job : nullptr; // null: several
     };
     for (const Job& job : jobs) {
@@ -159,6 +163,8 @@ std::vector<std::string> checkJobs(std::vector<Job>& jobs, const PlanRule& rule,
         } else if (isRead) {
             problems.push_back(formatted("{}: would be written from {}, and is also to be read",
                                          job.output, job.input.path));
+        } else if (there.isFolder) {
+            problems.push_back(job.output + ": names a folder; name the file to write in it");
         } else if (rule.existing == IfExisting::Refuse && there.isFile) {
             problems.push_back(job.output + ": exists already (see --force)");
         }

@@ -50,6 +50,7 @@ struct OutputRule {
 struct Standing {
     bool isFile = false;  ///< an existing regular file
     std::string identity; ///< the same for all names of one file, existing or not
+    bool isFolder = false;
 };
 using LookUp = std::function<Standing(const std::string& path)>;
 
@@ -62,9 +63,11 @@ struct PlanRule {
     bool inPlace = true;     ///< a job may write the file that it reads
     std::string report = {}; ///< a file that the run also writes; empty: none
     std::string list = {};   ///< a file that it also reads
+    bool fetches = false;    ///< a command makes the inputs, whatever their names lead to
 };
 
 /// Marks the jobs to skip. Returns why the plan would lose or overwrite something: two inputs for
-/// one output, an output that another job reads, an existing output; nothing if it is good.
+/// one output, an output that another job reads, an existing output, a folder for a file;
+/// nothing if it is good.
 [[nodiscard]] std::vector<std::string> checkJobs(std::vector<Job>& jobs, const PlanRule& rule,
                                                  const LookUp& lookUp);

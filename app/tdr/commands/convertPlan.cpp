@@ -219,7 +219,8 @@ Outcome<ConvertPlan> Planner::plan() {
     // A command's driver writes the file under its name: before it has read the whole input.
     const PlanRule rule{options_.run.existing, options_.picture.postWrite.empty(),
                         options_.run.report == "-" ? "" : options_.run.report,
-                        options_.list == "-" ? "" : options_.list};
+                        options_.list == "-" ? "" : options_.list,
+                        !options_.picture.preRead.empty()};
     auto problems = checkJobs(*jobs, rule, lookUpFile);
     if (!problems.empty()) {
         return refusal(std::move(problems));

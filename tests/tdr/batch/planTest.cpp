@@ -121,7 +121,7 @@ TEST(Plan, isRefusedWhereSomethingWouldBeLost) {
     // Names on a system where "link" leads to "a" and these files exist.
     const auto lookUp = [](const std::string& path) {
         return Standing{std::string("a b link").find(path) != std::string::npos,
-                        path == "link" ? "a" : path};
+                        path == "link" ? "a" : path, path == "folder"};
     };
     using Pairs = std::vector<std::pair<const char*, const char*>>;
     using Names = std::vector<std::string>;
@@ -149,6 +149,10 @@ TEST(Plan, isRefusedWhereSomethingWouldBeLost) {
         {{{"a", "a"}, {"link", "y"}},
          IfExisting::Replace,
          {"a: would be written from a, and is also to be read"}},
+        {{{"folder", "y"}}, IfExisting::Replace, {"folder: is a folder (see -r)"}},
+        {{{"x", "folder"}},
+         IfExisting::Replace,
+         {"folder: names a folder; name the file to write in it"}},
         {{{"x", "r"}}, IfExisting::Refuse, {"r: would also be written by --report"}},
         {{{"r", "y"}}, IfExisting::Replace, {"r: is also to be read"}},
         {{{"x", "l"}}, IfExisting::Replace, {"l: would be written from x, and is also to be read"}},
@@ -162,6 +166,8 @@ TEST(Plan, isRefusedWhereSomethingWouldBeLost) {
         EXPECT_EQ(checkJobs(jobs, {c.existing, true, "r", "l"}, lookUp), c.problems);
         EXPECT_EQ(std::ranges::count(jobs, true, &Job::skipped), std::ptrdiff_t(c.skipped));
     }
+    std::vector<Job> fetched = {{{"folder"}, "y"}};
+    EXPECT_EQ(checkJobs(fetched, {.fetches = true}, lookUp), Names{});
     std::vector<Job> inPlace = {{{"a"}, "link"}};
     EXPECT_EQ(checkJobs(inPlace, {IfExisting::Replace, false}, lookUp),
               Names{"link: would be written from a, and is also to be read"});

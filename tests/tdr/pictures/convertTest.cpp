@@ -71,7 +71,7 @@ TEST_F(ConvertTest, whatCannotBeReadOrWrittenIsNamedWithItsReason) {
         {"none.pic", "o.png", "none.pic: No such file or directory"},
         {"none/a.pic", "o.png", "none/a.pic: No such file or directory"},
         {"small.pic/a", "o.png", "small.pic/a: Not a directory"},
-        {"folder.pic", "o.png", "folder.pic: Is a directory"},
+        {"folder.pic", "o.png", "folder.pic: is a folder (see -r)"},
         {"empty.pic", "o.png", "empty.pic: the file is empty"},
         {"text.pic", "o.png", "text.pic: no driver reads it (asked: softimageFilter, "},
         {"cut.pic", "o.png", "cut.pic: ends inside its header (softimageFilter)"},
