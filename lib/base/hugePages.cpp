@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "hugePages.h"
 
-#include <cerrno>
 #include <cstdint>
 #include <cstring>
 #include <sys/ipc.h>
@@ -29,14 +28,16 @@ std::size_t roundUp(std::size_t value, std::size_t unit) {
 } // namespace
 
 /// The system alone would choose any gap that is large enough. So a part of a larger gap is
-/// occupied that begins where a huge page can, and the block replaces it.
+/// occupied that begins where a huge page can, and the block replaces it. A block that its owner
+/// made of huge pages occupies the last one whole; the system refuses to unmap the rest of it.
 void* attachShared(int id, std::size_t bytes) {
     struct shmid_ds block {};
     if (bytes < kHugePage || ::shmctl(id, IPC_STAT, &block) != 0) {
         return ::shmat(id, nullptr, 0);
     }
     const std::size_t length = roundUp(block.shm_segsz, static_cast<std::size_t>(::getpagesize()));
-    const std::size_t whole = length + kHugePage;
+    const std::size_t most = roundUp(length, kHugePage);
+    const std::size_t whole = most + kHugePage;
     void* const gap =
         ::mmap(nullptr, whole, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
     if (gap == MAP_FAILED) {
@@ -45,15 +46,15 @@ void* attachShared(int id, std::size_t bytes) {
     char* const begin = static_cast<char*>(gap);
     const auto start = reinterpret_cast<std::uintptr_t>(gap);
     const std::size_t before = roundUp(start, kHugePage) - start;
-    void* const address = ::shmat(id, begin + before, SHM_REMAP);
-    const int error = errno;
-    const bool attached = address == begin + before;
-    ::munmap(begin, attached ? before : whole);
-    if (attached) {
-        ::munmap(begin + before + length, kHugePage - before);
+    char* const place = begin + before;
+    if (::shmat(id, place, SHM_REMAP) != place) {
+        ::munmap(begin, whole);
+        return ::shmat(id, nullptr, 0);
     }
-    errno = error;
-    return address;
+    ::munmap(begin, before);
+    ::munmap(place + length, most - length);
+    ::munmap(place + most, kHugePage - before);
+    return place;
 }
 
 void useHugePages(void* memory, std::size_t bytes) {
