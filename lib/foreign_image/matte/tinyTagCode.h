@@ -19,8 +19,8 @@ inline constexpr int kTagMaxRun = 0x3FFF;
     return 2 * (static_cast<std::size_t>(width) / kTagLiteralPixels + 1);
 }
 
-/// Encodes `width` pixels of `row` (null for a row of zeros) to `to`. Returns the end of the
-/// written bytes.
+/// Encodes `width` pixels of `row` (null for a row of zeros; else two bytes after the last pixel's
+/// must be readable) to `to`. Returns the end of the written bytes.
 std::uint8_t* tagEncodeRow(const std::uint8_t* row, int width, std::uint8_t* to);
 
 /// Reads the words of one row, beginning with `word`, and sets the pixels that are 1 in `row`,
