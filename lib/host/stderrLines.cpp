@@ -3,6 +3,7 @@
 
 #include "base/retry.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstddef>
@@ -22,6 +23,13 @@ constexpr std::size_t kLargestPipe = std::size_t{1} << 20;
 
 /// The words of a driver that continues with the readable part of a file.
 constexpr std::string_view kDamaged = "cut short or damaged";
+
+/// What a driver says of a file of a newer version before it reads it: never why it failed.
+constexpr std::string_view kRemarks[] = {"Warning, file version ", "Attempt to read: "};
+
+bool isRemark(std::string_view line) {
+    return std::ranges::any_of(kRemarks, [&](auto begin) { return line.starts_with(begin); });
+}
 
 } // namespace
 
@@ -86,14 +94,16 @@ void StderrLines::endLine() {
     if (partial_.empty()) {
         return;
     }
-    last_.swap(partial_);
-    partial_.clear();
-    fresh_ = true;
-    if (damage_.empty() && last_.find(kDamaged) != std::string::npos) {
-        damage_ = last_;
+    const std::string line = std::exchange(partial_, {});
+    if (!isRemark(line)) {
+        last_ = line;
+        fresh_ = true;
+    }
+    if (damage_.empty() && line.find(kDamaged) != std::string::npos) {
+        damage_ = line;
     }
     if (onLine_) {
-        onLine_(last_);
+        onLine_(line);
     }
 }
 

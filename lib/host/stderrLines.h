@@ -33,7 +33,7 @@ class StderrLines {
     /// True once a line of the driver could not be read or stored.
     [[nodiscard]] bool lost() const { return lost_; }
 
-    /// The last line so far; empty lines do not count.
+    /// The last line so far; empty lines and remarks about a file's version do not count.
     [[nodiscard]] const std::string& last() const { return last_; }
 
     /// The last line since `mark`, or empty.

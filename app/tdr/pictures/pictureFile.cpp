@@ -4,6 +4,7 @@
 #include "base/extension.h"
 #include "files/readableFile.h"
 #include "tdr/driverSearch.h"
+#include "toolkitPicture.h"
 
 #include <utility>
 #include <vector>
@@ -55,10 +56,25 @@ tdr::Result<PictureFile> findReader(DriverSet& drivers, const std::string& path,
                        std::move(found->source)};
 }
 
+/// `otherwise`, unless it is a picture cut before it says which: drivers do not know it then.
+Problem unknown(const std::string& path, const Problem& otherwise) {
+    auto file = openReadable(path);
+    if (!file) {
+        return otherwise;
+    }
+    const auto picture = openToolkitPicture(path, std::move(*file));
+    return picture ? otherwise : picture.failure();
+}
+
 Outcome<PictureFile> openWithOneOf(DriverSet& drivers, const std::string& path, base::UniqueFd file,
                                    const std::vector<std::size_t>& order) {
     auto found = findReader(drivers, path, std::move(file), order);
-    return found ? Outcome<PictureFile>(std::move(*found)) : problemWith(path, found.failure());
+    if (found) {
+        return std::move(*found);
+    }
+    return found.failure().kind == tdr::FailureKind::NotMyFormat
+               ? unknown(path, problemWith(path, found.failure()))
+               : problemWith(path, found.failure());
 }
 
 } // namespace

@@ -62,7 +62,11 @@ Outcome<void> DriverOutput::outcomeOf(const tdr::Status& status) {
     }
     writer_->passOnLines(status.failure().lastLine); // the problem's text has that line
     writer_->session.kill();
-    return writer_->problem(name(), status.failure());
+    Problem problem = writer_->problem(name(), status.failure());
+    if (problem.cause == Cause::Damaged) { // as of a picture that is read
+        problem.cause = Cause::Failed;
+    }
+    return problem;
 }
 
 Outcome<std::vector<std::string>> DriverOutput::close(const Metadata& metadata) {

@@ -55,6 +55,10 @@ TEST_F(ConvertTest, whatCannotBeReadOrWrittenIsNamedWithItsReason) {
     files().write("empty.pic", "");
     files().write("text.pic", std::string(500, 'x'));
     files().write("cut.pic", contentOf(pic).substr(0, 100));
+    files().write("early.pic", contentOf(pic).substr(0, 50));
+    std::string newer = contentOf(pic).replace(4, 4, support::bytes({0x40, 0x60, 0, 0}));
+    files().write("newer.pic", newer.substr(0, 100));
+    files().write("newer.mat", newer.replace(88, 4, "MATE"));
     files().write("secret.pic", contentOf(pic), 0000);
     files().write("mine.pic", contentOf(pic), 0644);
     fs::create_directory(in("folder.pic"));
@@ -75,6 +79,9 @@ TEST_F(ConvertTest, whatCannotBeReadOrWrittenIsNamedWithItsReason) {
         {"empty.pic", "o.png", "empty.pic: the file is empty"},
         {"text.pic", "o.png", "text.pic: no driver reads it (asked: softimageFilter, "},
         {"cut.pic", "o.png", "cut.pic: ends inside its header (softimageFilter)"},
+        {"early.pic", "o.png", "early.pic: ends inside its header\n"},
+        {"newer.pic", "o.png", "newer.pic: ends inside its header (softimageFilter)"},
+        {"newer.mat", "o.png", "newer.mat: no driver reads it (asked: "},
         {"secret.pic", "o.png", "secret.pic: Permission denied", true},
         {"small.pic", "folder.pic", "folder.pic: names a folder; name the file to write in it"},
         {"small.pic", "", "names a folder; name the file to write in it"}, // the test's own folder
@@ -91,11 +98,13 @@ TEST_F(ConvertTest, whatCannotBeReadOrWrittenIsNamedWithItsReason) {
         if (c.otherUser && geteuid() != 0) {
             continue;
         }
-        const Ended ended = expectFailed({"convert", "--force", in(c.input), in(c.output)}, c.says,
-                                         1, {.otherUser = c.otherUser});
+        const Ended ended =
+            expectFailed({"convert", "--force", "--report", "-", in(c.input), in(c.output)}, c.says,
+                         1, {.otherUser = c.otherUser});
         EXPECT_TRUE(ended.err.starts_with("tdr: "));
         EXPECT_TRUE(contains(ended.err, files().path().string()));
-        EXPECT_EQ(ended.out, "");
+        const bool damaged = contains(c.says, "ends inside");
+        EXPECT_EQ(contains(ended.out, "\"code\":\"damaged\""), damaged) << ended.out;
     }
     EXPECT_EQ(namesIn(files().path()), before);
     EXPECT_TRUE(fs::is_character_file("/dev/full")) << "never replaced";
