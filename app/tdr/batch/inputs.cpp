@@ -58,7 +58,7 @@ void Finder::addName(const std::string& name) {
     auto pattern = FramePattern::parse(name);
     const bool literal = name == "-" || fs::exists(fs::symlink_status(name, error));
     if (!literal && !pattern) {
-        found_.problems.push_back(pattern.failure().text);
+        found_.problems.push_back({name, pattern.failure().text});
     } else if (!literal && *pattern) {
         addPattern(name, **pattern);
     } else {
@@ -85,12 +85,13 @@ void Finder::addPattern(const std::string& name, const FramePattern& pattern) {
             frames.push_back(*frame);
         } else if (!rule_.frames && pattern.isTooLarge(file.string())) {
             complete = false;
-            found_.problems.push_back((fs::path(name).parent_path() / file).string() +
-                                      ": the number of its frame is above 2147483647");
+            const std::string path = (fs::path(name).parent_path() / file).string();
+            found_.problems.push_back(
+                {path, path + ": the number of its frame is above 2147483647"});
         }
     }
     if (error) {
-        found_.problems.push_back(withReason(pattern.folder(), error));
+        found_.problems.push_back({pattern.folder(), withReason(pattern.folder(), error)});
         return;
     }
     std::ranges::sort(frames);
@@ -98,11 +99,11 @@ void Finder::addPattern(const std::string& name, const FramePattern& pattern) {
         Frames missing;
         std::ranges::set_difference(*rule_.frames, frames, std::back_inserter(missing));
         if (!missing.empty() && !rule_.mayBeMissing) {
-            found_.problems.push_back(formatted("{}: no frame {}", name, textOf(missing)));
+            found_.problems.push_back({name, formatted("{}: no frame {}", name, textOf(missing))});
         }
         addFrames(pattern, *rule_.frames);
     } else if (frames.empty() && complete) {
-        found_.problems.push_back(name + ": no file has a name of this pattern");
+        found_.problems.push_back({name, name + ": no file has a name of this pattern"});
     } else {
         if (const std::string gaps = gapsIn(frames); !gaps.empty()) {
             found_.notes.push_back(formatted("{}: no frame {}; skipped", name, gaps));
@@ -156,7 +157,7 @@ void Finder::search(const fs::path& folder, const fs::path& below) {
         }
     }
     if (error) {
-        found_.problems.push_back(withReason(folder, error));
+        found_.problems.push_back({folder.string(), withReason(folder, error)});
         return;
     }
     std::ranges::sort(files);
@@ -214,6 +215,10 @@ Outcome<std::vector<std::string>> readFileList(const std::string& file, char sep
     }
     if (got < 0) {
         return problemWith(isInput ? "standard input" : file, errno);
+    }
+    if (separator != '\0' && text.find('\0') != std::string::npos) {
+        return Problem{ExitCode::Failed, (isInput ? "standard input" : file) +
+                                             ": names with zero bytes behind them need -0"};
     }
     std::vector<std::string> names;
     for (std::size_t at = 0; at < text.size();) {

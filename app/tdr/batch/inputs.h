@@ -23,11 +23,17 @@ struct InputRule {
     std::function<bool(const std::string& folder)> isLeftOut = {};
 };
 
+/// What is missing: a frame, a file of a pattern, or what is in a folder.
+struct InputProblem {
+    std::string path; ///< a name as given, or the folder
+    std::string text; ///< a line for the user
+};
+
 struct FoundInputs {
     std::vector<PlannedInput> inputs;
-    std::vector<std::string> notes;    ///< what is skipped
-    std::vector<std::string> problems; ///< what is missing
-    bool patterns = false;             ///< a name was a pattern
+    std::vector<std::string> notes; ///< what is skipped
+    std::vector<InputProblem> problems;
+    bool patterns = false; ///< a name was a pattern
 };
 
 /// Finds the files. A name that exists is no pattern. Folders are read once, in the order of their

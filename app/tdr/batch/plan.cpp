@@ -52,13 +52,17 @@ std::vector<Job> joined(const std::vector<PlannedInput>& inputs, const OutputRul
 }
 
 /// A job for each matte of a single file, if it has several and the target is a pattern.
-std::vector<Job> planMattes(const std::vector<PlannedInput>& inputs, const OutputRule& rule) {
+Outcome<std::vector<Job>> planMattes(const std::vector<PlannedInput>& inputs,
+                                     const OutputRule& rule) {
     std::vector<Job> jobs;
     const auto pattern = FramePattern::parse(rule.target);
     const bool may = inputs.size() == 1 && !inputs.front().frame && !rule.isFolder &&
                      rule.mattesIn && pattern && *pattern;
-    const std::int32_t mattes = may ? rule.mattesIn(inputs.front().path) : 0;
-    for (std::int32_t matte = 1; mattes > 1 && matte <= mattes; ++matte) {
+    const auto mattes = may ? rule.mattesIn(inputs.front().path) : Outcome<std::int32_t>(0);
+    if (!mattes) {
+        return mattes.failure();
+    }
+    for (std::int32_t matte = 1; *mattes > 1 && matte <= *mattes; ++matte) {
         const std::int32_t number = rule.start.value_or(1) + (matte - 1) * rule.step;
         jobs.push_back({inputs.front(), (*pattern)->path(number), false, {}, matte});
     }
@@ -77,7 +81,7 @@ Outcome<std::vector<Job>> planJobs(const std::vector<PlannedInput>& inputs,
     if (rule.joins && !inputs.empty()) {
         return joined(inputs, rule);
     }
-    if (auto mattes = planMattes(inputs, rule); !mattes.empty()) {
+    if (auto mattes = planMattes(inputs, rule); !mattes || !mattes->empty()) {
         return mattes;
     }
     const bool counts = !rule.isFolder && (inputs.size() > 1 || rule.start || rule.step != 1 ||

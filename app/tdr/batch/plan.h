@@ -39,7 +39,7 @@ struct OutputRule {
     bool joins = false;                     ///< all inputs go to one file
     /// The number of mattes in a file, each of which gets a file of its own if the target is a
     /// pattern.
-    std::function<std::int32_t(const std::string& path)> mattesIn = {};
+    std::function<Outcome<std::int32_t>(const std::string& path)> mattesIn = {};
 };
 
 /// The jobs, in the order of the inputs. Fails if a name cannot be formed.

@@ -149,8 +149,8 @@ ExitCode checkAll(const DriverOptions& drivers, const CheckOptions& options) {
                    (!pageFolder.empty() && fs::equivalent(folder, pageFolder, error));
         };
         const FoundInputs found = findInputs(rule);
-        for (const std::string& problem : found.problems) {
-            checking.addProblem(name, problem);
+        for (const InputProblem& problem : found.problems) {
+            checking.addProblem(problem.path, problem.text);
         }
         for (const PlannedInput& input : found.inputs) {
             files.push_back({input.path, input.inFolder});

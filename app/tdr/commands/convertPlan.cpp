@@ -109,7 +109,7 @@ Outcome<FoundInputs> Planner::find() {
         return usage("--frames needs a pattern: shot.%04d.pic");
     }
     if (found.inputs.empty() && found.problems.empty()) {
-        found.problems.emplace_back("no picture was found");
+        found.problems.push_back({{}, "no picture was found"});
     }
     return found;
 }
@@ -207,7 +207,9 @@ Outcome<ConvertPlan> Planner::plan() {
         return found.failure();
     }
     if (!found->problems.empty()) {
-        return refusal(std::move(found->problems));
+        std::vector<std::string> problems;
+        std::ranges::transform(found->problems, std::back_inserter(problems), &InputProblem::text);
+        return refusal(std::move(problems));
     }
     auto jobs = match(*found);
     if (!jobs) {

@@ -7,6 +7,7 @@
 #include "files/readableFile.h"
 #include "output/formatted.h"
 #include "tinyTag.h"
+#include "toolkitPicture.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -193,20 +194,15 @@ Outcome<std::unique_ptr<PictureOutput>> openMatte(const std::string& path, const
         std::make_unique<MatteOutput>(path, rule, std::move(*file)));
 }
 
-std::int32_t mattesIn(const std::string& path) {
+Outcome<std::int32_t> mattesIn(const std::string& path) {
     auto file = openReadable(path);
-    if (!file) {
+    if (!file && file.failure().cause == Cause::Missing) {
         return 0;
     }
-    auto link = tdr::DriverLink::make(file->get(), path);
-    if (!link) {
-        return 0;
+    const auto opened = file ? openToolkitPicture(path, std::move(*file)) : file.failure();
+    if (!opened) {
+        return opened.failure();
     }
-    const auto linked = link->path(kMatteEnding);
-    UniqueTag tag(tagAllocate());
-    if (!linked || !tag) {
-        return 0;
-    }
-    const base::UniqueFile stream(tagReadFileHeader(linked->c_str(), tag.get()));
-    return stream ? tag->channelCount : 0;
+    const bool isMatte = *opened && (*opened)->matte != nullptr;
+    return isMatte ? (*opened)->matte->channelCount : 0;
 }

@@ -22,5 +22,5 @@ struct MatteRule {
 [[nodiscard]] Outcome<std::unique_ptr<PictureOutput>>
 openMatte(const std::string& path, const MatteRule& rule, Existing existing);
 
-/// Number of mattes in a file; 0 if it is of another kind or cannot be read.
-[[nodiscard]] std::int32_t mattesIn(const std::string& path);
+/// Number of mattes in a file; 0 if it is of another kind or does not exist (yet).
+[[nodiscard]] Outcome<std::int32_t> mattesIn(const std::string& path);

@@ -13,8 +13,8 @@ ViewFiles::ViewFiles(const DriverOptions& drivers, const ViewOptions& options)
     : drivers_(drivers), alpha_(options.alpha) {
     const FoundInputs found = findInputs({options.files, {}});
     std::ranges::for_each(found.notes, warn);
-    for (const std::string& problem : found.problems) {
-        exit_ = fail({ExitCode::Failed, problem});
+    for (const InputProblem& problem : found.problems) {
+        exit_ = fail({ExitCode::Failed, problem.text});
     }
     for (const PlannedInput& input : found.inputs) {
         files_.push_back({input.path});

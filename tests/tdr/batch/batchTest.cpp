@@ -104,6 +104,8 @@ TEST_F(BatchTest, foldersAndListsAreFoundWithTheirStructure) {
               "tdr: x/b.png: would be written from in/deep/er/b and from deep/b.png\n");
     EXPECT_EQ(convert({"--files-from", "zeros", "-0", "-o", "x/", "--to", "pngFilter", "-n"}).out,
               "in/a.pic -> x/a.png\nl.%d -> x/l.png\n");
+    EXPECT_EQ(convert({"--files-from", "zeros", "-o", "x/", "--to", "png"}).err,
+              "tdr: zeros: names with zero bytes behind them need -0\n");
     static std::string list;
     list = in("lines");
     EXPECT_EQ(convert({"--files-from", "-", "-o", "y/", "--to", "png"},

@@ -86,6 +86,9 @@ std::vector<std::string> outputsOf(const std::vector<PlannedInput>& inputs,
 
 TEST(Plan, namesWhatIsWritten) {
     using Names = std::vector<std::string>;
+    const auto mattes = [](std::function<Outcome<std::int32_t>()> count) {
+        return OutputRule{"o.%d", false, {}, {}, 1, false, [=](auto&) { return count(); }};
+    };
     const std::vector<PlannedInput> frames = {{"a.8.pic", {}, 8}, {"a.10.pic", {}, 10}};
     const struct {
         std::vector<PlannedInput> inputs;
@@ -111,6 +114,13 @@ TEST(Plan, namesWhatIsWritten) {
          {"out/", true, ".png"},
          {"out/x.tar.png", "out/y.0001.png", "out/.pic.png", "out/s/z.png"}},
         {{{"in/x.PIC"}}, {"out", true}, {"out/x.PIC"}},
+        {{{"m"}}, mattes([] { return 2; }), {"o.1", "o.2"}},
+        {{{"m"}}, mattes([] { return 1; }), {"o.%d"}}, // a picture like others
+        {{{"m"}},
+         mattes([] {
+             return Problem{ExitCode::Failed, "m: not read"};
+         }),
+         {"m: not read"}},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(outputsOf(c.inputs, c.rule), c.outputs);
