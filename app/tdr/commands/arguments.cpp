@@ -239,24 +239,36 @@ Parsed helpOn(const std::vector<std::string>& names, const CLI::App& app) {
     return {Parsed::As::Text, text, {}, {}};
 }
 
+/// Where the options end.
+std::size_t countOfOptions(std::span<char*> words) {
+    const auto isEnd = [](std::string_view word) { return word == "--"; };
+    return static_cast<std::size_t>(std::ranges::find_if(words, isEnd) - words.begin());
+}
+
+/// True for "--html=".
+bool isWithoutValue(std::string_view word) {
+    return word.starts_with("--") && word.find('=') == word.size() - 1;
+}
+
 /// "--html=" as "--html" and an empty word: the parser would give the option the word behind it.
-/// The words behind "--" are no options.
 std::vector<std::string> separated(std::span<char*> words) {
+    const std::size_t options = countOfOptions(words);
     std::vector<std::string> all;
-    bool mayBeOptions = true;
-    for (std::string word : words) {
-        mayBeOptions = mayBeOptions && word != "--";
-        const bool noValue =
-            mayBeOptions && word.starts_with("--") && word.find('=') == word.size() - 1;
-        if (noValue) {
-            word.pop_back();
-        }
-        all.push_back(std::move(word));
-        if (noValue) {
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        all.emplace_back(words[i]);
+        if (i < options && isWithoutValue(all.back())) {
+            all.back().pop_back();
             all.emplace_back();
         }
     }
     return all;
+}
+
+/// What is wrong with these words. An empty value may have become an argument of another name.
+std::string reasonFor(const CLI::ParseError& error, std::span<char*> words) {
+    const auto options = words.first(countOfOptions(words));
+    const auto bare = std::ranges::find_if(options, isWithoutValue);
+    return bare == options.end() ? error.what() : std::string(*bare) + " has no value";
 }
 
 } // namespace
@@ -275,8 +287,9 @@ Parsed ArgumentParser::parse(int argc, char** argv) {
     Arguments help = all().subcommand(kHelp, "Show this help, or that of a command");
     help.value("command", "COMMAND", helpWanted, "Command whose help to show");
     refuseEmptyValues(*app_);
+    const std::span<char*> given(argv + std::min(argc, 1), argv + argc);
     try {
-        std::vector<std::string> words = separated({argv + std::min(argc, 1), argv + argc});
+        std::vector<std::string> words = separated(given);
         std::ranges::reverse(words); // as the parser takes them
         app_->parse(std::move(words));
     } catch (const CLI::Success& wanted) { // --help, --version
@@ -284,7 +297,7 @@ Parsed ArgumentParser::parse(int argc, char** argv) {
         app_->exit(wanted, text, text);
         return {Parsed::As::Text, text.str(), {}, {}};
     } catch (const CLI::ParseError& error) {
-        return usageError(*app_, error.what());
+        return usageError(*app_, reasonFor(error, given));
     }
     return app_->got_subcommand(kHelp) ? helpOn(helpWanted, *app_) : Parsed{};
 }

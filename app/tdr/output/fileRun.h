@@ -4,6 +4,7 @@
 
 #include "console.h"
 #include "progressLine.h"
+#include "tdr/interruptGuard.h"
 
 #include <chrono>
 #include <cstddef>
@@ -21,8 +22,12 @@ class FileRun {
         : verbose_(talk.verbose), progress_(files, files > 1 && !talk.quiet) {}
 
     /// The result of `work`, which is about `file`; when out of memory, a problem of the file.
+    /// After a signal nothing more is done.
     template <typename Work>
     [[nodiscard]] ExitCode workOn(const std::string& file, Work work) {
+        if (tdr::InterruptGuard::signal() != 0) {
+            return ExitCode::Failed;
+        }
         progress_.show(done_++, file);
         const auto begun = Clock::now();
         const ExitCode exit = withinMemory(file, work);
