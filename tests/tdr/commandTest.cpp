@@ -43,9 +43,10 @@ TEST_F(CommandTest, usageErrorsExitWith2AndSayNothingOnStdout) {
         {{"info", sample("cutout.png"), ""}, "files: may not be empty"},
         {{"convert", sample("cutout.png"), ""}, "files: may not be empty"},
         {{"convert", "", "a.png"}, "files: may not be empty"},
-        {{"check", "--html=", in("new"), sample("cutout.png")}, "--html: may not be empty"},
+        {{"check", "--quiet=", sample("cutout.png")}, "--quiet= has no value"},
+        {{"check", "--html=", in("new"), sample("cutout.png")}, "--html= has no value"},
         {{"convert", "a.%d.pic", "b.png", "--frames=1="}, "frames are A, A-B or A-BxSTEP"},
-        {{"convert", "--to=", "pic", sample("cutout.png"), in("a.pic")}, "--to: may not be empty"},
+        {{"convert", "--to=", "pic", sample("cutout.png"), in("a.pic")}, "--to= has no value"},
         {{"help", "chekc"}, "chekc (did you mean check?)\ntdr: Usage: tdr help "},
         {{"help", "scene", "chek"}, "chek (did you mean check?)"},
         {{"help", "check", "a.pic"}, "unknown argument: a.pic\n"},
@@ -353,12 +354,13 @@ TEST_F(CommandTest, infoPrintsEachFileAsSoonAsItIsKnown) {
     const auto pic = files().write("a.pic", support::rawPic(2, 1, 0xE0, ""));
     const std::string drivers = driverFolder({"freezes"});
     for (const char* form : {"--json", "--sync"}) {
-        auto running = startRun({"info", form, pic, files().write("b.1039-1", "x"), "--driver-dir",
-                                 drivers, "--timeout", "100"});
+        auto running = startRun({"info", form, pic, files().write("b.1039-1", "x"), pic,
+                                 "--driver-dir", drivers, "--timeout", "100"});
         support::eventually("the first file",
                             [&] { return running->out().find("PIC") != std::string::npos; });
         running->kill(SIGTERM);
         running->wait();
+        EXPECT_EQ(running->out().find("PIC"), running->out().rfind("PIC")) << "and it ends";
     }
 }
 
@@ -407,6 +409,9 @@ TEST_F(CommandTest, checkTellsWhereAFileIsDamagedAndGoesOn) {
     const std::string mixed = mixedPicture();
     std::string overlong = mixed;
     overlong[115] = 2; // three pixels in a line of two
+    // Runs without pixels could go on to the end of a file.
+    std::string pure = support::rawPic(2, 3, 0xE0, support::bytes({2, 1, 2, 3}));
+    pure[106] = 1;
     const std::string png = contentOf(sample("cutout.png"));
     std::string note = support::bytes({0, 0, 0, 1}) + "tEXta" + support::bytes({1, 2, 3, 4});
     note = std::string(png).insert(33, note);
@@ -427,6 +432,7 @@ TEST_F(CommandTest, checkTellsWhereAFileIsDamagedAndGoesOn) {
         {"cut.pic", mixed.substr(0, 128), {{"linesIntact", 2}, {"line", 2}, {"byte", 122}}},
         {"zeros.pic", mixed + std::string(9, '\0'), {{"linesIntact", 3}, {"byte", 129}}},
         {"crash.pic", mixed.substr(0, 115) + std::string(14, '\0'), {{"linesIntact", 1}}},
+        {"sparse.pic", pure + std::string(3, '\1'), {{"linesIntact", 1}, {"byte", 112}}},
         {"none.pic", support::rawPic(2, 3, 0, ""), {{"linesIntact", 0}, {"byte", 108}}},
         {"coding.pic", oddPicture(), {{"whole", false}, {"linesIntact", 0}, {"byte", 112}}},
         {"whole.tag", tag, {{"kind", "matte"}, {"whole", true}, {"linesIntact", 2}}},
@@ -456,8 +462,9 @@ TEST_F(CommandTest, checkTellsWhereAFileIsDamagedAndGoesOn) {
     for (const auto& c : cases) {
         line.push_back(files().write(c.name, c.content));
     }
+    fs::resize_file(in("sparse.pic"), std::uintmax_t{1} << 40);
     const Ended ended =
-        expectFailed(line, "tdr: 27 files: 9 whole, 16 damaged, 2 failed, 0 skipped\n");
+        expectFailed(line, "tdr: 28 files: 9 whole, 17 damaged, 2 failed, 0 skipped\n");
     expectValid(files(), ended.out, "check");
     const Json all = Json::parse(ended.out);
     ASSERT_EQ(all.size(), std::size(cases));
@@ -467,7 +474,7 @@ TEST_F(CommandTest, checkTellsWhereAFileIsDamagedAndGoesOn) {
             EXPECT_EQ(all[i].value(name, Json()), value) << name << " of " << all[i];
         }
     }
-    EXPECT_EQ(all[17]["remarks"][0]["line"], all[17]["line"]);
+    EXPECT_EQ(all[18]["remarks"][0]["line"], all[18]["line"]);
 
     EXPECT_EQ(expectDone({"check", in("whole.pic")}).out,
               in("whole.pic") + ": all 3 lines are intact\n");

@@ -8,7 +8,9 @@
 #include "pageText.h"
 
 #include <array>
+#include <cerrno>
 #include <ctime>
+#include <new>
 #include <utility>
 
 namespace {
@@ -45,6 +47,14 @@ Outcome<CheckPage> CheckPage::begin(const DriverOptions& drivers, const std::str
 }
 
 void CheckPage::add(const std::string& file, const Outcome<FileCheck>& check) {
+    try {
+        addRow(file, check);
+    } catch (const std::bad_alloc&) { // a page without all rows would not be what it says
+        written_ = problemWith(file, ENOMEM);
+    }
+}
+
+void CheckPage::addRow(const std::string& file, const Outcome<FileCheck>& check) {
     if (!written_) {
         return;
     }

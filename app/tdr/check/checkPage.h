@@ -20,10 +20,11 @@ class CheckPage {
     /// Adds a row. A whole picture that cannot be shown is reported.
     void add(const std::string& file, const Outcome<FileCheck>& check);
 
-    /// Puts the page in place. Fails if an image could not be written.
+    /// Puts the page in place. Fails if an image could not be written, or without memory for a row.
     Outcome<void> end(const CheckCounts& counts);
 
   private:
+    void addRow(const std::string& file, const Outcome<FileCheck>& check);
     CheckPage(const DriverOptions& drivers, std::unique_ptr<PageFolder> folder)
         : folder_(std::move(folder)),
           drivers_(std::make_unique<DriverSet>(drivers, Drivers::ForMany)) {}

@@ -63,7 +63,13 @@ int checkPicture(ToolkitPicture& file, CheckedLines& lines) {
     if (zeros.error() != 0) {
         return zeros.error();
     }
+    if (zeros.isThere()) {
+        pictureReaderEndAt(reader.get(), zeros.end());
+    }
     for (; lines.intact < lines.count; ++lines.intact) {
+        if (tdr::InterruptGuard::signal() != 0) {
+            return EINTR;
+        }
         const std::int64_t begin = pictureReaderPosition(reader.get());
         const bool read = pictureReaderScanline(reader.get(), &file.picture, file.chain.get()) != 0;
         if (!read || zeros.cover(begin, pictureReaderPosition(reader.get()))) {
@@ -91,6 +97,9 @@ int checkMatte(ToolkitPicture& file, CheckedLines& lines) {
         return zeros.error();
     }
     for (; lines.intact < lines.count; ++lines.intact) {
+        if (tdr::InterruptGuard::signal() != 0) {
+            return EINTR;
+        }
         const std::int64_t begin = ftello(file.stream.get());
         if (tagReadScanline(file.stream.get(), file.matte.get(), lines.intact) == 0) {
             return errno != 0 ? errno : EIO;

@@ -3,6 +3,7 @@
 
 #include "base/extension.h"
 #include "output/formatted.h"
+#include "tdr/privateFolder.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -83,6 +84,8 @@ Outcome<void> PageFolder::open(bool force) {
                    ? Problem{ExitCode::Failed, named + ": another tdr is writing a page there"}
                    : problemWith(named, errno);
     }
+    // Opening it removes what a killed run has left, also here.
+    const auto leftOvers = tdr::PrivateFolder::open();
     const auto empty = isEmpty();
     if (!empty) {
         return empty.failure();

@@ -7,6 +7,8 @@
 #include "pictures/thumbnail.h"
 #include "plot/drawings.h"
 
+#include <utility>
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -44,7 +46,7 @@ Image writePlot(const std::string& file, const fs::path& target) {
 
 Image writeImage(DriverSet& drivers, const std::string& file, const Outcome<FileCheck>& check,
                  const fs::path& folder, const std::string& name) {
-    CollectedMessages known; // whatever is wrong with the file, the check has reported
+    std::optional<CollectedMessages> known(std::in_place); // the check has reported them
     if (check && check->report) {
         return writePlot(file, folder / (name + ".svg"));
     }
@@ -52,6 +54,7 @@ Image writeImage(DriverSet& drivers, const std::string& file, const Outcome<File
         return std::optional<PageImage>();
     }
     const auto thumbnail = readThumbnail(drivers, file, kThumbnail);
+    known.reset();
     if (!thumbnail) {
         if (check && check->whole) {
             warn("no thumbnail: " + thumbnail.failure().text);

@@ -81,8 +81,9 @@ ZeroTail ZeroTail::in(std::FILE* stream, std::int64_t lines, std::int64_t most) 
     struct stat status {};
     const int fd = ::fileno(stream);
     if (::fstat(fd, &status) == 0 && S_ISREG(status.st_mode)) {
-        // What is farther behind the first line cannot belong to one, however large the file is.
-        tail.end_ = std::min<std::int64_t>(status.st_size, ::ftello(stream) + lines);
+        // What is farther behind the first line belongs to none that an encoder has written,
+        // however large the file is.
+        tail.end_ = std::min<std::int64_t>(status.st_size, ::ftello(stream) + lines + most);
         tail.begin_ = zerosOf(fd, tail.end_);
         tail.error_ = tail.begin_ < 0 ? errno : 0;
         tail.certain_ = tail.begin_ + most;

@@ -16,6 +16,9 @@ class ZeroTail {
     /// errno if the file could not be read.
     [[nodiscard]] int error() const { return error_; }
 
+    /// Where the lines of any encoder have ended.
+    [[nodiscard]] std::int64_t end() const { return end_; }
+
     /// True if no encoder writes a picture's line with these bytes: all of them are zero, or so
     /// many at its end that they are packets of one black pixel each. Of a matte: if some of them
     /// are zero; its words tell more.
@@ -31,6 +34,6 @@ class ZeroTail {
 
     std::int64_t begin_ = INT64_MAX;   ///< of the zero bytes
     std::int64_t certain_ = INT64_MAX; ///< a line that goes on beyond this is none
-    std::int64_t end_ = 0;             ///< of the file, or of what can be lines
+    std::int64_t end_ = INT64_MAX;     ///< of the file, or of what can be lines
     int error_ = 0;
 };

@@ -166,6 +166,9 @@ int pictureReaderScanline(PictureReader* reader, Picture* record, const ChannelP
 /// stream cannot seek there; `pictureReaderError` then says why, and the next scanline tries again.
 int pictureReaderSeek(PictureReader* reader, std::int64_t position);
 
+/// Makes the file end at that position for the scanlines from now on, however long it is.
+void pictureReaderEndAt(PictureReader* reader, std::int64_t position);
+
 /// Moves the stream itself to the reader's position, for a caller that then uses the stream.
 /// Returns 1, or 0 when the stream cannot seek.
 int pictureReaderSync(PictureReader* reader);

@@ -161,6 +161,10 @@ int pictureReaderSeek(PictureReader* reader, std::int64_t position) {
     return windowSeek(&reader->window, position) ? 1 : 0;
 }
 
+void pictureReaderEndAt(PictureReader* reader, std::int64_t position) {
+    reader->window.last = position;
+}
+
 int pictureReaderSync(PictureReader* reader) {
     const std::int64_t position = windowPosition(&reader->window);
     return fseeko(reader->window.stream, position, SEEK_SET) == 0 ? 1 : 0;

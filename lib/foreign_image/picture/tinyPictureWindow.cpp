@@ -23,8 +23,10 @@ std::size_t wholeBlocks(std::size_t room) {
 /// Reads up to `count` bytes after `end`.
 void readMore(StreamWindow* window, std::size_t count) {
     std::uint8_t* to = window->bytes + (window->end - window->bytes);
+    const std::int64_t left = std::max<std::int64_t>(window->last - window->endPosition, 0);
+    const std::size_t most = std::min(count, static_cast<std::size_t>(left));
     errno = 0;
-    const std::size_t got = fread_unlocked(to, 1, count, window->stream);
+    const std::size_t got = fread_unlocked(to, 1, most, window->stream);
     window->end = to + got;
     window->endPosition += static_cast<std::int64_t>(got);
     window->ended = got < count;

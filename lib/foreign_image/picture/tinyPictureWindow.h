@@ -16,12 +16,13 @@ struct StreamWindow {
     std::uint8_t* bytes;    ///< `capacity` + kWindowSlack bytes, owned by the creator of the window
     std::size_t capacity;   ///< at least kMinWindow
     const std::uint8_t* at; ///< next byte
-    const std::uint8_t* end;  ///< one past the last byte read from the stream
-    std::int64_t endPosition; ///< file position of `end`
-    bool exact;               ///< read no more than requested from the stream
-    bool ended;               ///< the stream has no more bytes
-    bool misplaced;           ///< ended by a seek that failed: the stream is not at `endPosition`
-    int error;                ///< errno of the read or seek that ended it, 0 at the end of the file
+    const std::uint8_t* end;       ///< one past the last byte read from the stream
+    std::int64_t endPosition;      ///< file position of `end`
+    std::int64_t last = INT64_MAX; ///< nothing at this file position or behind it is read
+    bool exact;                    ///< read no more than requested from the stream
+    bool ended;                    ///< the stream has no more bytes
+    bool misplaced; ///< ended by a seek that failed: the stream is not at `endPosition`
+    int error;      ///< errno of the read or seek that ended it, 0 at the end of the file
 };
 
 inline constexpr std::size_t kWindowSlack = 128;

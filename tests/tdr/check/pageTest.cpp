@@ -187,7 +187,7 @@ TEST_F(PageTest, onlyImagesOfPagesAreReplacedOrPassedOver) {
     EXPECT_EQ(namesIn(in("f")), (Names{"images-2", "images-2024", "images-7", "index.html"}));
 }
 
-TEST_F(PageTest, anInterruptedRunLeavesNothing) {
+TEST_F(PageTest, anInterruptedRunLeavesNothingThatTheNextOneKeeps) {
     const std::string large = files().write("f/large.pic", support::rawPic(20000, 20000, 0xE0, ""));
     fs::resize_file(large, 20000U * 20000U * 3 + 108);
     const auto running = startRun({"check", large, "--html", in("page")});
@@ -195,6 +195,17 @@ TEST_F(PageTest, anInterruptedRunLeavesNothing) {
     running->kill(SIGINT);
     EXPECT_EQ(running->wait().signal, SIGINT);
     EXPECT_FALSE(fs::exists(in("page")));
+
+    const auto killed = startRun({"check", large, "--html", in("page")});
+    support::eventually("the folder is there",
+                        [&] { return fs::exists(in("page/images-1/.tdr-page")); });
+    killed->kill(SIGKILL);
+    (void)killed->wait();
+    EXPECT_GT(namesIn(in("page")).size(), 1U) << "the new page is left";
+    const std::string red = files().write("red.pic", support::rawPic(1, 1, 0x80, "r"));
+    expectEnd(0, {"check", red, "--html", in("page")},
+              "no thumbnail: " + red + ": Unsupported pixel format (softimageFilter)");
+    EXPECT_EQ(namesIn(in("page")), (Names{"images-2", "index.html"}));
 }
 
 } // namespace
