@@ -80,12 +80,20 @@ int checkPicture(ToolkitPicture& file, CheckedLines& lines) {
     return checkEnd(file.stream.get(), pictureReaderPosition(reader.get()), lines);
 }
 
-/// True if the matte's line that begins at `begin` and has just been read is zero bytes from some
-/// word on, and no writer's.
-bool isZeroed(const ToolkitPicture& file, const ZeroTail& zeros, std::int64_t begin) {
+/// Whether the matte's line that begins at `begin` and has just been read is cut, or zero bytes
+/// from some word on and no writer's. 0, or errno.
+int findDamage(const ToolkitPicture& file, const ZeroTail& zeros, std::int64_t begin,
+               bool& damaged) {
     std::FILE* const stream = file.stream.get();
-    return zeros.cover(begin, ::ftello(stream)) && ::fseeko(stream, begin, SEEK_SET) == 0 &&
-           tagScanlineHasZeroLiteral(stream, file.matte.get()) != 0;
+    damaged = std::feof(stream) != 0;
+    if (damaged || !zeros.cover(begin, ::ftello(stream))) {
+        return 0;
+    }
+    if (::fseeko(stream, begin, SEEK_SET) != 0) {
+        return errno;
+    }
+    damaged = tagScanlineHasZeroLiteral(stream, file.matte.get()) != 0;
+    return std::ferror(stream) != 0 ? EIO : 0;
 }
 
 /// 0, or errno.
@@ -105,7 +113,11 @@ int checkMatte(ToolkitPicture& file, CheckedLines& lines) {
             return errno != 0 ? errno : EIO;
         }
         tagDropRow(file.matte.get(), lines.intact);
-        if (std::feof(file.stream.get()) != 0 || isZeroed(file, zeros, begin)) {
+        bool damaged = false;
+        if (const int error = findDamage(file, zeros, begin, damaged); error != 0) {
+            return error;
+        }
+        if (damaged) {
             lines.byte = begin;
             return 0;
         }
