@@ -22,8 +22,12 @@ constexpr const char* kInstalledDrivers = "lib/tdr/drivers";
 
 /// Also one that cannot be examined: its start will tell why.
 bool isDriver(const fs::path& path) {
+    if (!path.filename().string().ends_with(kDriverSuffix)) {
+        return false;
+    }
     std::error_code error;
-    return path.filename().string().ends_with(kDriverSuffix) && fs::is_regular_file(path, error) &&
+    const fs::file_status status = fs::status(path, error);
+    return (fs::is_regular_file(status) || !fs::status_known(status)) &&
            (::access(path.c_str(), X_OK) == 0 || errno != EACCES);
 }
 

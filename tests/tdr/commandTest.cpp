@@ -95,6 +95,8 @@ TEST_F(CommandTest, driversListsWhatIsBesideItAndInOtherFolders) {
     EXPECT_TRUE(contains(more.out, "echoFilter       1025-0          1033-0     1039-1  1039-2"));
     EXPECT_TRUE(contains(more.out, "softimageFilter"));
     EXPECT_TRUE(contains(more.err, "diesFilter"));
+    fs::create_symlink("loopFilter", in("loopFilter")); // what cannot be examined tells why
+    expectFailed({"drivers", "--driver-dir", files().path()}, "Too many levels", 3);
 }
 
 TEST_F(CommandTest, bashCompletesSubcommandsAndTheirOptions) {
