@@ -46,7 +46,8 @@ Image writePlot(const std::string& file, const fs::path& target) {
 
 Image writeImage(DriverSet& drivers, const std::string& file, const Outcome<FileCheck>& check,
                  const fs::path& folder, const std::string& name) {
-    std::optional<CollectedMessages> known(std::in_place); // the check has reported them
+    // What is wrong with the file, the check has told.
+    std::optional<CollectedMessages> known(std::in_place);
     if (check && check->report) {
         return writePlot(file, folder / (name + ".svg"));
     }

@@ -74,12 +74,8 @@ class Rewriting {
         if (flavour == SceneFlavour::Binary && ::isatty(STDOUT_FILENO) == 1) {
             return fail({ExitCode::Failed, target_ + ": is a terminal; a binary file is no text"});
         }
-        const auto bytes = encodeSceneDocument(document_, flavour, writing_);
-        if (!bytes) {
-            return fail(bytes.failure());
-        }
-        const ExitCode shown = say(*bytes);
-        return worse(shown, tell());
+        const auto shown = showSceneDocument(document_, flavour, writing_);
+        return shown ? tell() : fail(shown.failure());
     }
 
     [[nodiscard]] bool whole() const { return document_.report.whole() && writing_.whole(); }

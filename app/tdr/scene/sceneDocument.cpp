@@ -2,18 +2,17 @@
 #include "sceneDocument.h"
 
 #include "base/extension.h"
-#include "base/retry.h"
 #include "files/readableFile.h"
 #include "files/replacedFile.h"
 #include "output/formatted.h"
 #include "output/utf8Text.h"
+#include "output/wholeWrite.h"
 #include "sceneBeginning.h"
 #include "tdr/driverLink.h"
 #include "tdr/interruptGuard.h"
 #include "tinyFile.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <new>
@@ -267,8 +266,8 @@ Outcome<void> write(const SceneDocument& document, const fs::path& target, Scene
     return file->commit();
 }
 
-Outcome<std::string> encode(const SceneDocument& document, SceneFlavour flavour,
-                            SceneReport& report) {
+/// Through a file: the toolkit writes by name.
+Outcome<void> show(const SceneDocument& document, SceneFlavour flavour, SceneReport& report) {
     const auto file = TemporaryFile::unnamed();
     if (!file) {
         return problemWith(kOutput, file.failure());
@@ -281,14 +280,8 @@ Outcome<std::string> encode(const SceneDocument& document, SceneFlavour flavour,
     if (const auto failed = writeTo(document, *path, flavour, report); !failed.empty()) {
         return problemOf(kOutput, failed);
     }
-    std::string bytes;
-    std::array<char, 1 << 16> some{};
-    ssize_t got = 1;
-    for (off_t at = 0; got > 0; at += got) {
-        got = base::retried([&] { return ::pread(file->fd(), some.data(), some.size(), at); });
-        bytes.append(some.data(), static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
-    }
-    return got == 0 ? Outcome<std::string>(std::move(bytes)) : problemWith(kOutput, errno);
+    const int error = copyWhole(file->fd(), STDOUT_FILENO);
+    return error == 0 || error == EPIPE ? Outcome<void>() : problemWith(kOutput, error);
 }
 
 } // namespace
@@ -311,10 +304,10 @@ Outcome<void> writeSceneDocument(const SceneDocument& document, const fs::path& 
     }
 }
 
-Outcome<std::string> encodeSceneDocument(const SceneDocument& document, SceneFlavour flavour,
-                                         SceneReport& report) {
+Outcome<void> showSceneDocument(const SceneDocument& document, SceneFlavour flavour,
+                                SceneReport& report) {
     try {
-        return encode(document, flavour, report);
+        return show(document, flavour, report);
     } catch (const std::bad_alloc&) {
         return problemOf(kOutput, "out of memory", Cause::NoMemory);
     }

@@ -71,9 +71,10 @@ Outcome<void> writeSceneDocument(const SceneDocument& document, const std::files
                                  SceneFlavour flavour, Existing existing,
                                  const SceneApproval& approve);
 
-/// The bytes of the document as a file, for standard output, and the report of writing them.
-Outcome<std::string> encodeSceneDocument(const SceneDocument& document, SceneFlavour flavour,
-                                         SceneReport& report);
+/// Writes the document to standard output; a reader that stops early is not a failure. `report` is
+/// that of the writing.
+Outcome<void> showSceneDocument(const SceneDocument& document, SceneFlavour flavour,
+                                SceneReport& report);
 
 /// True if the name's ending promises a picture, a drawing or another kind of scene file.
 [[nodiscard]] bool isOtherKindsName(const SceneFormat& format, const std::filesystem::path& file);

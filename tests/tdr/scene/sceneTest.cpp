@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
 // tdr info and tdr scene on scenes, splines and hierarchies.
+#include "base/uniqueFd.h"
 #include "tdr/commandTesting.h"
 
 #include <algorithm>
+#include <fcntl.h>
 #include <nlohmann/json.hpp>
 
 namespace {
@@ -283,6 +285,9 @@ TEST_F(SceneTest, formatWritesTheSamplesAsTheyAre) {
     expectFailed({"scene", "text", sample("vase.spl"), "-o", in("a.hrc")},
                  "a.hrc: a spline can only be written as .spl", 2);
     EXPECT_EQ(namesIn(files().path()), Names{"out"});
+    const base::UniqueFd full(open("/dev/full", O_WRONLY | O_CLOEXEC));
+    expectFailed({"scene", "format", sample("vase.spl"), "-o", "-"}, "standard output: No space", 1,
+                 {.stdoutFd = full.get()});
     expectDone({"scene", "binary", sample("vase.spl"), "-o", in("A.SPL")});
     EXPECT_EQ(expectDone({"scene", "format", in("A.SPL"), "-o", "-"}).out, contentOf(in("A.SPL")));
 }
