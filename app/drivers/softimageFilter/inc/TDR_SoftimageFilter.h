@@ -69,15 +69,19 @@ class TDR_SoftimageFilter : public TDR_Driver {
 
     /// Allocates a zeroed line for each channel that the packets name; false when out of memory.
     bool createTempBuffers();
-    void copyToTempBuffers(int format, unsigned char* hostLine);
-    void copyFromTempBuffers(int format, unsigned char* hostLine);
+    // `next`, unless null, is the host line that is moved after this one: its memory is fetched
+    // meanwhile.
+    void copyToTempBuffers(int format, unsigned char* hostLine,
+                           const unsigned char* next = nullptr);
+    void copyFromTempBuffers(int format, unsigned char* hostLine,
+                             const unsigned char* next = nullptr);
 
     /// Appends line `k`. A null host line writes a picture's channel lines, or a matte's row,
     /// unchanged. False when this or an earlier write to the file failed.
-    bool writeLine(long k, unsigned char* hostLine);
+    bool writeLine(long k, unsigned char* hostLine, const unsigned char* next = nullptr);
     /// Reads line `k`; with a null host line it only finds the beginning of the next one. Missing
     /// pixels are zero. False when it could not be read; the line may be requested again.
-    bool readLine(long k, unsigned char* hostLine);
+    bool readLine(long k, unsigned char* hostLine, const unsigned char* next = nullptr);
     /// Finds the beginning of every line. False when a line could not be read.
     bool fill_offset_table();
 

@@ -2,7 +2,6 @@
 // Whole pictures between the host's blocks and the file.
 #include "TDR_SoftimageFilter.h"
 #include "base/hugePages.h"
-#include "base/prefetch.h"
 
 #include <algorithm>
 #include <new>
@@ -12,12 +11,16 @@ using namespace softimage;
 
 namespace {
 
-/// Prefetches the line before this one: hardware prefetching works only within a line of a block,
-/// and not from the last line to the first.
-template <base::Use kUse>
-void fetchBefore(const char* line, std::size_t lineBytes) {
-    base::prefetch<kUse>(line, -static_cast<std::ptrdiff_t>(lineBytes), lineBytes);
-}
+/// The line of `row` in a block. The lines of a block are moved from the last one to the first,
+/// and hardware prefetching works only within a line.
+struct BlockLine {
+    unsigned char* line;
+    const unsigned char* next; ///< the line that is moved after it; null for the last one
+
+    BlockLine(char* block, std::size_t lineBytes, long row)
+        : line(reinterpret_cast<unsigned char*>(block) + static_cast<std::size_t>(row) * lineBytes),
+          next(row > 0 ? line - lineBytes : nullptr) {}
+};
 
 } // namespace
 
@@ -35,19 +38,16 @@ int TDR_SoftimageFilter::getCache(char* block, int, long) {
     // and reads the top line again, and the positions recorded on the way belong to rows, which
     // affects later line requests. A second connection reads row 0 correctly.
     for (long row = height() - 1; row >= 0; --row) {
-        char* line = block + static_cast<std::size_t>(row) * lineBytes;
+        const BlockLine at(block, lineBytes, row);
         if (nothingFollows(row)) { // rows past the end of the file take no time
             base::clear(block + lineBytes, static_cast<std::size_t>(row) * lineBytes);
             std::fill_n(lineOffsets.get() + 1, row, emptyFrom);
             return readLine(0, reinterpret_cast<unsigned char*>(block)) ? 0 : -1;
         }
         if (picture) {
-            pages.reach(line);
+            pages.reach(reinterpret_cast<char*>(at.line));
         }
-        if (row > 0) {
-            fetchBefore<base::Use::Write>(line, lineBytes);
-        }
-        if (!readLine(row, reinterpret_cast<unsigned char*>(line))) {
+        if (!readLine(row, at.line, at.next)) {
             return -1;
         }
     }
@@ -87,11 +87,8 @@ int TDR_SoftimageFilter::putCache(char* block, int, long) {
     // as the last one written.
     bool whole = true;
     for (long row = height() - 1; row >= 0; --row) {
-        char* line = block + static_cast<std::size_t>(row) * lineBytes;
-        if (row > 0) {
-            fetchBefore<base::Use::Read>(line, lineBytes);
-        }
-        whole = writeLine(row, reinterpret_cast<unsigned char*>(line)) && whole;
+        const BlockLine at(block, lineBytes, row);
+        whole = writeLine(row, at.line, at.next) && whole;
     }
     return whole && flushWriter() ? 0 : -1;
 }

@@ -92,14 +92,16 @@ std::array<std::uint8_t*, kPictureChannels> TDR_SoftimageFilter::channelLines() 
     return lines;
 }
 
-void TDR_SoftimageFilter::copyToTempBuffers(int format, unsigned char* hostLine) {
-    hostLineToChannels(format, hostLine, indexOf(width()), channelLines());
+void TDR_SoftimageFilter::copyToTempBuffers(int format, unsigned char* hostLine,
+                                            const unsigned char* next) {
+    hostLineToChannels(format, hostLine, indexOf(width()), channelLines(), next);
 }
 
-void TDR_SoftimageFilter::copyFromTempBuffers(int format, unsigned char* hostLine) {
+void TDR_SoftimageFilter::copyFromTempBuffers(int format, unsigned char* hostLine,
+                                              const unsigned char* next) {
     // Kept: A channel missing from the file leaves the host's bytes unchanged.
     // A reader would expect opaque alpha, or black. Hosts must fill the block before the read.
-    channelsToHostLine(format, channelLines(), indexOf(width()), hostLine);
+    channelsToHostLine(format, channelLines(), indexOf(width()), hostLine, next);
 }
 
 void TDR_SoftimageFilter::pointAtChannels(bool attach) {
@@ -111,7 +113,7 @@ void TDR_SoftimageFilter::pointAtChannels(bool attach) {
 
 // --- Writing -------------------------------------------------------------------------------------
 
-bool TDR_SoftimageFilter::writeLine(long k, unsigned char* hostLine) {
+bool TDR_SoftimageFilter::writeLine(long k, unsigned char* hostLine, const unsigned char* next) {
     if (!file || broken) {
         return false;
     }
@@ -120,7 +122,7 @@ bool TDR_SoftimageFilter::writeLine(long k, unsigned char* hostLine) {
     }
     if (picture) {
         if (hostLine != nullptr) {
-            copyToTempBuffers(currentFormat, hostLine);
+            copyToTempBuffers(currentFormat, hostLine, next);
         }
         pointAtChannels(true);
         if (pictureWriterScanline(writer.get(), picture.get(), packets.get()) == 0) {
@@ -189,7 +191,7 @@ bool TDR_SoftimageFilter::seekTo(std::uint64_t offset) {
            noteReadFailure(errno);
 }
 
-bool TDR_SoftimageFilter::readLine(long k, unsigned char* hostLine) {
+bool TDR_SoftimageFilter::readLine(long k, unsigned char* hostLine, const unsigned char* next) {
     if (!file) {
         return false;
     }
@@ -205,7 +207,7 @@ bool TDR_SoftimageFilter::readLine(long k, unsigned char* hostLine) {
         lineOffsets[indexOf(k + 1)] = position();
     }
     if (picture && hostLine != nullptr) {
-        copyFromTempBuffers(currentFormat, hostLine);
+        copyFromTempBuffers(currentFormat, hostLine, next);
     } else if (tag) {
         packTagRow(k, hostLine);
         tagDropRow(tag.get(), static_cast<int>(k));

@@ -4,6 +4,7 @@
 #include "pixelOrder.h"
 
 #include "base/hostPixel.h"
+#include "base/prefetch.h"
 #include "base/processor.h"
 
 #include <algorithm>
@@ -39,6 +40,7 @@ bool isComplete(const PixelLayout& layout, const ChannelLines& channels) {
 
 using Bytes = std::uint8_t* __restrict;
 using ConstBytes = const std::uint8_t* __restrict;
+using ConstLines = std::array<const std::uint8_t*, kPictureChannels>;
 
 [[gnu::always_inline]] inline void splitPixels(ConstBytes host, std::size_t width, Bytes alpha,
                                                Bytes blue, Bytes green, Bytes red) {
@@ -60,38 +62,68 @@ using ConstBytes = const std::uint8_t* __restrict;
     }
 }
 
+/// Calls `move(x, count)` for each part of a line, after it has prefetched the same pixels of the
+/// next one. The whole line at once would be more requests than a processor can have under way.
+template <base::Use kUse, class Move>
+[[gnu::always_inline]] inline void moveParts(std::size_t width, const std::uint8_t* next,
+                                             Move move) {
+    constexpr std::size_t kPart = 64;
+    std::size_t x = 0;
+    for (; x + kPart <= width; x += kPart) {
+        base::prefetch<kUse>(next, static_cast<std::ptrdiff_t>(4 * x), 4 * kPart);
+        move(x, kPart);
+    }
+    move(x, width - x);
+}
+
+[[gnu::always_inline]] inline void splitLine(const std::uint8_t* host, std::size_t width,
+                                             const ChannelLines& to, const std::uint8_t* next) {
+    moveParts<base::Use::Read>(
+        width, next, [&] [[gnu::always_inline]] (std::size_t x, std::size_t count) {
+            splitPixels(host + 4 * x, count, to[0] + x, to[1] + x, to[2] + x, to[3] + x);
+        });
+}
+
+[[gnu::always_inline]] inline void joinLine(const ConstLines& from, std::size_t width,
+                                            std::uint8_t* host, const std::uint8_t* next) {
+    moveParts<base::Use::Write>(
+        width, next, [&] [[gnu::always_inline]] (std::size_t x, std::size_t count) {
+            joinPixels(from[0] + x, from[1] + x, from[2] + x, from[3] + x, count, host + 4 * x);
+        });
+}
+
 #ifdef TDR_PROCESSOR_HAS
 // With 32-byte vectors the two loops are 1.2 and 1.6 times as fast.
-[[gnu::target("avx2")]] void splitWide(ConstBytes host, std::size_t width, Bytes alpha, Bytes blue,
-                                       Bytes green, Bytes red) {
-    splitPixels(host, width, alpha, blue, green, red);
+[[gnu::target("avx2")]] void splitWide(const std::uint8_t* host, std::size_t width,
+                                       const ChannelLines& to, const std::uint8_t* next) {
+    splitLine(host, width, to, next);
 }
-[[gnu::target("avx2")]] void joinWide(ConstBytes alpha, ConstBytes blue, ConstBytes green,
-                                      ConstBytes red, std::size_t width, Bytes host) {
-    joinPixels(alpha, blue, green, red, width, host);
+[[gnu::target("avx2")]] void joinWide(const ConstLines& from, std::size_t width, std::uint8_t* host,
+                                      const std::uint8_t* next) {
+    joinLine(from, width, host, next);
 }
 #endif
 
-void splitFour(ConstBytes host, std::size_t width, Bytes alpha, Bytes blue, Bytes green,
-               Bytes red) {
+void splitFour(const std::uint8_t* host, std::size_t width, const ChannelLines& to,
+               const std::uint8_t* next) {
 #ifdef TDR_PROCESSOR_HAS
     if (base::processorHasAvx2()) {
-        splitWide(host, width, alpha, blue, green, red);
+        splitWide(host, width, to, next);
         return;
     }
 #endif
-    splitPixels(host, width, alpha, blue, green, red);
+    splitLine(host, width, to, next);
 }
 
-void joinFour(ConstBytes alpha, ConstBytes blue, ConstBytes green, ConstBytes red,
-              std::size_t width, Bytes host) {
+void joinFour(const ConstLines& from, std::size_t width, std::uint8_t* host,
+              const std::uint8_t* next) {
 #ifdef TDR_PROCESSOR_HAS
     if (base::processorHasAvx2()) {
-        joinWide(alpha, blue, green, red, width, host);
+        joinWide(from, width, host, next);
         return;
     }
 #endif
-    joinPixels(alpha, blue, green, red, width, host);
+    joinLine(from, width, host, next);
 }
 
 /// Number of pixels whose host bytes are saved at a time.
@@ -107,19 +139,20 @@ void takeByte(const std::uint8_t* __restrict host, std::size_t width,
 
 /// Four-byte pixels of a file with some of the channels: the others are saved from the host line
 /// and stored again with the rest, which is six times as fast as storing single bytes.
-void joinIntoFour(const ChannelLines& channels, std::size_t width, std::uint8_t* host) {
+void joinIntoFour(const ChannelLines& channels, std::size_t width, std::uint8_t* host,
+                  const std::uint8_t* next) {
     std::uint8_t aside[kPictureChannels][kAside];
     for (std::size_t start = 0; start < width; start += kAside) {
         const std::size_t count = std::min(kAside, width - start);
         std::uint8_t* pixels = host + 4 * start;
-        std::array<const std::uint8_t*, kPictureChannels> lines{};
+        ConstLines lines{};
         for (std::size_t i = 0; i < lines.size(); ++i) {
             if (channels[i] == nullptr) {
                 takeByte(pixels + i, count, aside[i]);
             }
             lines[i] = channels[i] != nullptr ? channels[i] + start : aside[i];
         }
-        joinFour(lines[0], lines[1], lines[2], lines[3], count, pixels);
+        joinFour(lines, count, pixels, next + 4 * start);
     }
 }
 
@@ -145,13 +178,13 @@ int bytesPerHostPixel(int format) {
 }
 
 void hostLineToChannels(int format, const std::uint8_t* hostLine, std::size_t width,
-                        const ChannelLines& channels) {
+                        const ChannelLines& channels, const std::uint8_t* next) {
     const PixelLayout* layout = findLayout(format);
     if (layout == nullptr) {
         return;
     }
     if (isComplete(*layout, channels)) {
-        splitFour(hostLine, width, channels[0], channels[1], channels[2], channels[3]);
+        splitFour(hostLine, width, channels, next != nullptr ? next : hostLine);
         return;
     }
     for (std::size_t i = 0; i < layout->count; ++i) {
@@ -163,17 +196,18 @@ void hostLineToChannels(int format, const std::uint8_t* hostLine, std::size_t wi
 }
 
 void channelsToHostLine(int format, const ChannelLines& channels, std::size_t width,
-                        std::uint8_t* hostLine) {
+                        std::uint8_t* hostLine, const std::uint8_t* next) {
     const PixelLayout* layout = findLayout(format);
     if (layout == nullptr) {
         return;
     }
+    const std::uint8_t* const fetched = next != nullptr ? next : hostLine;
     if (isComplete(*layout, channels)) {
-        joinFour(channels[0], channels[1], channels[2], channels[3], width, hostLine);
+        joinFour({channels[0], channels[1], channels[2], channels[3]}, width, hostLine, fetched);
         return;
     }
     if (layout->count == base::kHostPixelBytes) {
-        joinIntoFour(channels, width, hostLine);
+        joinIntoFour(channels, width, hostLine, fetched);
         return;
     }
     for (std::size_t i = 0; i < layout->count; ++i) {

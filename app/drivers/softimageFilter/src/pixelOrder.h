@@ -28,10 +28,11 @@ using ChannelLines = std::array<std::uint8_t*, kPictureChannels>;
 
 /// Copies `width` pixels of a host line to the channels, or back. A null channel is skipped: its
 /// bytes in the host line are unchanged. A format without pixels (a matte, an unknown one) copies
-/// nothing.
+/// nothing. `next`, unless null, is the host line that is moved after this one; its memory is
+/// fetched meanwhile.
 void hostLineToChannels(int format, const std::uint8_t* hostLine, std::size_t width,
-                        const ChannelLines& channels);
+                        const ChannelLines& channels, const std::uint8_t* next = nullptr);
 void channelsToHostLine(int format, const ChannelLines& channels, std::size_t width,
-                        std::uint8_t* hostLine);
+                        std::uint8_t* hostLine, const std::uint8_t* next = nullptr);
 
 } // namespace softimage
