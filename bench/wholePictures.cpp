@@ -128,16 +128,19 @@ void measureWholePictures(const std::string& group) {
             must(driver.disconnectFromFile());
         });
     };
-    const auto writeOnce = [&, turn = std::size_t{0}]() mutable {
-        const std::size_t bytes = fs::file_size(samples[turn++ % samples.size()].file);
+    const auto writeAtOnce = [&](std::size_t bytes) {
         fs::remove(folder.path / "bare");
         return busy(driver, [&] { writeAnew(folder.path / "bare", bytes, bytes); });
     };
+    const auto writeFile = [&, turn = std::size_t{0}]() mutable {
+        return writeAtOnce(fs::file_size(samples[turn++ % samples.size()].file));
+    };
+    const auto writePixels = [&] { return writeAtOnce(copy.size()); };
     compare("put-cache " + group,
             {{"memcpy", memcpyPicture}, {"ours", put}, {"no coding", barePut}});
     compare("get-cache " + group,
             {{"memcpy", memcpyPicture}, {"ours", get}, {"no coding", bareGet}});
-    compare("write " + group, {{"one call", writeOnce}, {"ours", write}});
+    compare("write " + group, {{"pixels", writePixels}, {"file", writeFile}, {"ours", write}});
 }
 
 } // namespace bench
