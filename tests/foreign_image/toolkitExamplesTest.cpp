@@ -38,6 +38,10 @@ TEST_F(ToolkitExamples, DoWhatTheySay) {
     std::copy_n("\1\2\3\4\5\6", 6, picture->planes[kRed]);
     pictureWriteFile((dir / "a").c_str(), picture.get(), nullptr);
     EXPECT_EQ(mirror((dir / "a").c_str(), (dir / "b").c_str()), 3);
+    std::filesystem::create_symlink("/dev/full", dir / "full.pic");
+    for (const char* failing : {"full", "missing/b"}) {
+        EXPECT_EQ(mirror((dir / "a").c_str(), (dir / failing).c_str()), 0) << failing;
+    }
     picture.reset(pictureReadFile((dir / "b").c_str()));
     ASSERT_NE(picture, nullptr);
     EXPECT_EQ(std::vector(picture->planes[kRed], picture->planes[kRed] + 6),
