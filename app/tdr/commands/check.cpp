@@ -176,7 +176,9 @@ void addCheck(Arguments& arguments, Command& command) {
     arguments.flag("--json", options->json, "Print a JSON array with one object a file");
     arguments.value("--html", "FOLDER", options->page,
                     "Write a page for a browser into a new or empty folder");
-    arguments.flag("--force", options->force, "Replace an older page in FOLDER");
-    addTalkOptions(arguments, options->talk.quiet, options->talk.verbose);
+    arguments.flag("--force", options->force,
+                   "Replace index.html in FOLDER, and the images of older pages");
+    addTalkOptions(arguments, options->talk.quiet, options->talk.verbose,
+                   {.quiet = "Print nothing about whole files; show no progress and no counts"});
     arguments.run([&command, options] { command.exit = checkAll(command.drivers, *options); });
 }

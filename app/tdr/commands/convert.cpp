@@ -105,7 +105,8 @@ void addInputs(Arguments& arguments, ConvertOptions& options) {
     arguments.flag("-r,--recursive", options.recursive, "Convert the pictures in folders too");
     arguments.value("--files-from", "FILE", options.list,
                     "Read the names of more pictures from FILE, or - for standard input");
-    arguments.flag("-0,--null", options.zeros, "They end with a zero byte instead of a line end");
+    arguments.flag("-0,--null", options.zeros,
+                   "Names of --files-from end with a zero byte instead of a line end");
     arguments.value("--from", "KIND", options.picture.from,
                     "Read this kind of file, whatever its name: an ending or a driver's name");
     arguments.value("--pre-read", "CMD", options.picture.preRead,
@@ -164,7 +165,8 @@ void addRun(Arguments& arguments, ConvertOptions& options) {
         .range(1, kMostMegabytes);
     arguments.value("--report", "FILE", options.run.report,
                     "Write a line of JSON for each picture to FILE");
-    addTalkOptions(arguments, options.run.quiet, options.run.verbose);
+    addTalkOptions(arguments, options.run.quiet, options.run.verbose,
+                   {"Report only failures", "Report each file, with its result and time"});
 }
 
 } // namespace

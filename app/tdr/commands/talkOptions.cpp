@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "talkOptions.h"
 
-void addTalkOptions(Arguments& arguments, bool& quiet, bool& verbose) {
-    auto silence = arguments.flag("-q,--quiet", quiet, "Report only failures");
-    silence.exclude(arguments.flag("-v,--verbose", verbose, "Report each file"));
+void addTalkOptions(Arguments& arguments, bool& quiet, bool& verbose, const TalkHelp& help) {
+    auto silence = arguments.flag("-q,--quiet", quiet, help.quiet);
+    silence.exclude(arguments.flag("-v,--verbose", verbose, help.verbose));
 }

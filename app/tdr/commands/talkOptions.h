@@ -4,5 +4,11 @@
 
 #include "arguments.h"
 
+/// What a subcommand does for them.
+struct TalkHelp {
+    const char* quiet = "Show no progress";
+    const char* verbose = "Report the time that each file takes";
+};
+
 /// Adds them; they exclude each other.
-void addTalkOptions(Arguments& arguments, bool& quiet, bool& verbose);
+void addTalkOptions(Arguments& arguments, bool& quiet, bool& verbose, const TalkHelp& help = {});
