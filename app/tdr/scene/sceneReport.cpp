@@ -106,7 +106,7 @@ void SceneReport::add(const AnimNotice& notice) {
                                                          : "");
         return;
     }
-    const bool unknown = notice.kind == AnimNoticeKind::UnknownWord;
+    const bool unknown = notice.kind == AnimNoticeKind::UnknownWord && notice.line > 0;
     if (unknown && !remarks.empty() && (notice.follows || notice.line - runEnd_ <= kSameCause)) {
         extendRun(notice.line);
         return;

@@ -10,6 +10,7 @@
 namespace {
 
 using namespace commandTesting;
+using namespace std::string_literals;
 using Json = nlohmann::json;
 
 const std::string kScene = "SSCN \nmade by hand v2.60 \n\nFRAME 5 25 1 1 \nRATE 25 \n";
@@ -139,6 +140,9 @@ TEST_F(SceneTest, checkTellsEachLossOnceWithItsLine) {
     for (const char c : scene) {
         dos += c == '\n' ? "\r\n" : std::string(1, c);
     }
+    expectDone({"scene", "binary", sample("desk_lamp.hrc"), "-o", in("tokens.hrc")});
+    std::string tokens = contentOf(in("tokens.hrc")); // with two lists of unknown kinds
+    tokens.insert(tokens.find("PROT") + 4, "\0\x63\0\1\0\0\0\x62\0\0"s);
     const struct {
         const char* name;
         std::string bytes;
@@ -177,6 +181,10 @@ TEST_F(SceneTest, checkTellsEachLossOnceWithItsLine) {
          kScene + "CAMERA \n   FIELD_OF_VIEW \nCURVE_TYPE CAM_FOW \nKEYS 1 \nTIME 1 VALUE 2 \n",
          {":8: unknown word kept \"CAM_FOW\" (did you mean CAM_FOV?)\n", ": everything"}},
         {"word.spl", spline + "  colour\n  controlPoints\n  {\n  }\n}\n", {": 1 unknown word\n"}},
+        {"tokens.hrc",
+         tokens,
+         {" byte 96: unknown word \"99\" (token of a field)\n",
+          " byte 102: unknown word \"98\" (token of a field)\n", ": 2 unknown words\n"}},
         {"newer.scn",
          "SSCN \nx v3.25 \n\nPAUSE 0 \n",
          {": Warning: scene file version 3.25 is later than", ": everything was read\n"}},
@@ -197,7 +205,7 @@ TEST_F(SceneTest, checkTellsEachLossOnceWithItsLine) {
             ASSERT_NE(at, std::string::npos) << whole << "is not in:\n" << ended.out;
         }
     }
-    EXPECT_EQ(std::ranges::count(ended.out, '\n'), 28) << ended.out;
+    EXPECT_EQ(std::ranges::count(ended.out, '\n'), 31) << ended.out;
     EXPECT_TRUE(contains(run({"info", in("words.scn")}).out, "check     4 unknown words"));
     EXPECT_EQ(expectDone({"scene", "check", sample("lighthouse.scn")}).out,
               sample("lighthouse.scn") + ": everything was read\n");
