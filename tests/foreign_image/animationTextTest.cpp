@@ -269,7 +269,7 @@ constexpr Case kCases[] = {
     {"curve", "CURVE_TYPE CAM_FOV KEYS 1 VALUE 3 KEYTYPE RAWDATA X", 1, "X",
      "CURVE_TYPE CAM_FOV$1 TIME 0 VALUE 3%RAWDATA"},
     {"curve", "CURVE_TYPE CAM_FAR KEYS 0 X Y", 1, "X", "CURVE_TYPE CAM_FAR$0"},
-    {"curve", "CURVE_TYPE CAM_FAR KEYS -3 X Y", 1, "X", "CURVE_TYPE CAM_FAR$0"},
+    {"curve", "CURVE_TYPE CAM_FAR KEYS -3 X Y", 1, "X", "CURVE_TYPE CAM_FAR$0", "", "number -3 1;"},
     // Kept also where nothing follows.
     {"curve", "CURVE_TYPE CAM_FOV KEYS 0", 0, "", "CURVE_TYPE CAM_FOV$0"},
     // Ends before its keys.
@@ -323,7 +323,7 @@ constexpr Case kCases[] = {
      "SPLINE LINEAR & POINTS 1 POSITION 1 2 3 FLAG 0"},
     // A negative count, then again.
     {"spline", "SPLINE LINEAR POINTS -1 POINTS 1 POSITION 1 2 3 X", 1, "X",
-     "SPLINE LINEAR & POINTS 1 POSITION 1 2 3 FLAG 0", "", "dropped POINTS 1;"},
+     "SPLINE LINEAR & POINTS 1 POSITION 1 2 3 FLAG 0", "", "number -1 1;dropped POINTS 1;"},
     {"spline", "SPLINE LINEAR FLAG 3 POINTS 1 POSITION 1 2 3 X", 1, "X",
      "SPLINE LINEAR & POINTS 1 POSITION 1 2 3 FLAG 0", "", "by format FLAG 1;"},
     // Its first word is gone.

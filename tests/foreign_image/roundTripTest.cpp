@@ -334,6 +334,14 @@ TEST_F(RoundTrip, WhatAFileHoldsBesidesIsReported) {
         {".scn",
          "SSCN\nx v2.60\nFADE_START CURVE_TYPE FAD_START\nKEYS 3 TIME 1 KEYTYPE RAWDATA\nRATE 9\n",
          true, "missing KEYS 4;"},
+        // The index of a key that is on no path, reported by the reader and by the writer.
+        {".scn",
+         "SSCN\nx v2.60\nFADE_START CURVE_TYPE FAD_START KEYS 2 SPLINE_INDEX 3 KEYTYPE RAWDATA\n"
+         "SPLINE_INDEX 4 KEYTYPE KEYPATH\n",
+         true, "dropped SPLINE_INDEX 3;dropped SPLINE_INDEX 0;"},
+        // A long header with DOS line ends.
+        {".scn", "SSCN\n" + std::string(300, 'x') + " v2.60\r\nFOO\r\n", true,
+         "line ends DOS line ends 2;"},
         {".scn", "SSCN\nx v2.60\nRAET 9 one two three\nRATE 9\n", true, "unknown RAET 3;"},
         // A light without a type.
         {".scn", "SSCN\nx v2.60\nLIGHT LIGHT_NAME 'a' ", true, "dropped LIGHT_TYPE 0;"},
@@ -368,6 +376,9 @@ TEST_F(RoundTrip, WhatAFileHoldsBesidesIsReported) {
         {".hrc",
          "HRCH: x\n\nmodel { spline { name flight } userData size 1 { 01 } model { name \"\" } }",
          true, "missing name 3;missing userData 3;kept size 3;"},
+        // A second block of bytes.
+        {".hrc", "HRCH: x\n\nmodel { userData \"ABCD\" size 1 { 01 size 2 { 03 04 } }", true,
+         "dropped size 3;dropped { 3;"},
         // A long name and an unknown type.
         {".spl", splineHead + std::string(300, 'n') + "\0\0\0\0M\0\2"s + std::string(14, '\0'),
          true, "cut  0;dropped type 0;dropped close 0;"},

@@ -27,13 +27,28 @@ constexpr table::Choice kKeyType = {kKeyTypes, "FcvkeyReadAsciiAnimation", "keyt
 
 // --- Keys ----------------------------------------------------------------------------------------
 
+/// What a key that is read has without a word; keys that were allocated together have 0 instead.
+constexpr std::int16_t kNoSplineIndex = -1;
+
 using KeyRow = table::Row<FcvKey>;
 using KeyRows = table::Rows<FcvKey>;
 
+bool isOnPath(const FcvKey& key) {
+    return key.keyType == kKeyKeypath;
+}
+
+/// Reports the index of a key that is not on a path: the key keeps it, but it is not written.
+void reportIndex(const FcvKey& key) {
+    if (key.splineIndex != kNoSplineIndex && !isOnPath(key)) {
+        animNotify(AnimNoticeKind::Dropped, "SPLINE_INDEX", "of a key that is not of type KEYPATH");
+    }
+}
+
 /// Ends the key after a value that has been read. Most keys begin with their time.
-Outcome endKey(std::FILE* stream, Outcome value) {
+Outcome endKey(std::FILE* stream, const FcvKey& key, Outcome value) {
     text::Reader& in = text::Reader::on(stream);
     if (value != Outcome::EndOfFile) {
+        reportIndex(key);
         static_cast<void>(in.nextIs("TIME") || in.next());
         value = Outcome::Done;
     }
@@ -43,15 +58,12 @@ Outcome endKey(std::FILE* stream, Outcome value) {
 /// Keys of old files end here.
 Outcome readFlag(std::FILE* stream, FcvKey& key) {
     const Outcome value = table::readNumber(stream, key.flag);
-    return fcurveKeysHaveNoType(animFileVersion) ? endKey(stream, value) : value;
+    return fcurveKeysHaveNoType(animFileVersion) ? endKey(stream, key, value) : value;
 }
 
 Outcome readKeyType(std::FILE* stream, FcvKey& key) {
-    return endKey(stream, table::readChoice(stream, kKeyType, key.keyType));
-}
-
-bool isOnPath(const FcvKey& key) {
-    return key.keyType == kKeyKeypath;
+    const Outcome value = table::readChoice(stream, kKeyType, key.keyType);
+    return endKey(stream, key, value);
 }
 
 /// In the order in which a key is written.
@@ -70,6 +82,10 @@ int fcvkeyWriteAsciiAnimation(std::FILE* stream, const FcvKey* key) {
     if (key == nullptr) {
         return 0;
     }
+    if (key->splineIndex != 0 && key->splineIndex != kNoSplineIndex && !isOnPath(*key)) {
+        notice::written(AnimNoticeKind::Dropped, "SPLINE_INDEX",
+                        "%d, of a key that is not of type KEYPATH", key->splineIndex);
+    }
     incIndent(1);
     animWriteNewLine(stream); // a line with only blanks before each key
     table::write(stream, kKeyRows, *key);
@@ -81,13 +97,16 @@ int fcvkeyWriteAsciiAnimation(std::FILE* stream, const FcvKey* key) {
 Outcome fcvkeyReadAsciiAnimation(std::FILE* stream, FcvKey& key) {
     key = {};
     key.interpolation = kInterpolateLinear;
-    key.splineIndex = -1;
+    key.splineIndex = kNoSplineIndex;
     text::Reader& in = text::Reader::on(stream);
     const KeyRow* first = table::find(kKeyRows, in.word());
     if (first == nullptr) {
         return Outcome::Again;
     }
     const Outcome outcome = table::readFrom(in, kKeyRows, first, key);
+    if (outcome != Outcome::Done) { // otherwise its last row has reported it
+        reportIndex(key);
+    }
     return outcome == Outcome::Again ? Outcome::Done : outcome;
 }
 

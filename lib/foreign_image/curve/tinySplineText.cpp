@@ -320,6 +320,9 @@ Outcome readName(std::FILE*, Draft& draft) {
 
 Outcome readCount(std::FILE*, Draft& draft) {
     const Outcome outcome = takeNumber(draft, draft.announced);
+    if (draft.announced < 0 && draft.in.word().starts_with('-')) { // others are too large
+        animNotify(AnimNoticeKind::BadNumber, draft.in.c_str(), "number of at least 0");
+    }
     draft.announcedOn = text::Reader::wordLine();
     return outcome;
 }

@@ -138,7 +138,8 @@ struct SceneDisposer {
 };
 
 /// Appends a light, a tree or a spline to the scene's list; the scene then owns it. Returns 1, or 0
-/// when an argument is null or when out of memory (the caller then keeps it).
+/// when an argument is null, when out of memory (the caller then keeps it), or when it is in the
+/// list already. Takes time in proportion to the list.
 int sceneAppendLight(Scene* scene, Light* light);
 int sceneAppendHierarchy(Scene* scene, Model* root);
 int sceneAppendSpline(Scene* scene, Spline* spline);

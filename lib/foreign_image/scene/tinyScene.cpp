@@ -14,23 +14,34 @@ namespace {
 constexpr std::int16_t kDefaultFrameEnd = 100;
 constexpr std::int16_t kDefaultRate = 30;
 
-template <typename Element>
-Element** listEnd(Element** link) {
+/// The end of a list without an element for which `is` is true; null if there is one.
+template <typename Element, typename Is>
+Element** endWithout(Element** link, Is is) {
     while (*link != nullptr) {
+        if (is(**link)) {
+            return nullptr;
+        }
         link = &(*link)->next;
     }
     return link;
 }
 
-/// Appends a new list element that holds `owned`.
+template <typename Element>
+Element** listEnd(Element** link) {
+    return endWithout(link, [](const Element&) { return false; });
+}
+
+/// Appends a new list element that holds `owned`, unless one holds it already.
 template <auto Member, typename Element, typename Owned>
 int append(Element** list, Owned* owned) {
-    auto* element = newRecords<Element>(1);
+    Element** const end =
+        endWithout(list, [owned](const Element& element) { return element.*Member == owned; });
+    auto* element = end != nullptr ? newRecords<Element>(1) : nullptr;
     if (element == nullptr) {
         return 0;
     }
     element->*Member = owned;
-    *listEnd(list) = element;
+    *end = element;
     return 1;
 }
 
@@ -92,7 +103,12 @@ int sceneAppendLight(Scene* scene, Light* light) {
     if (scene == nullptr || light == nullptr) {
         return 0;
     }
-    *listEnd(&scene->lights) = light;
+    Light** const end =
+        endWithout(&scene->lights, [light](const Light& one) { return &one == light; });
+    if (end == nullptr) {
+        return 0;
+    }
+    *end = light;
     return 1;
 }
 

@@ -32,7 +32,7 @@ constexpr SceneRow kPathRows[] = {
 };
 
 Outcome readPaths(std::FILE* stream, SceneDraft& draft) {
-    return table::readBlock(stream, kPathRows, draft);
+    return table::readBlock(stream, "FILE_PATH", kPathRows, draft);
 }
 
 void writePaths(std::FILE* stream, const Scene& scene) {
@@ -112,12 +112,16 @@ Outcome readLight(std::FILE* stream, SceneDraft& draft) {
 }
 
 Outcome readHierarchy(std::FILE* stream, SceneDraft& draft) {
+    const std::int64_t line = animTokenLineNumber();
     auto* element = newRecords<SceneHierarchy>(1);
     const int result =
         objectReadAsciiAnimation(stream, element != nullptr ? &element->root : nullptr);
     if (element != nullptr && element->root != nullptr) {
         hangIn(draft.hierarchiesEnd, element);
     } else {
+        if (!notice::Call::failed()) {
+            notice::atLine(AnimNoticeKind::Missing, "HIERARCHY", line, "the tree has no node");
+        }
         std::free(element);
     }
     return table::again(result);
@@ -191,7 +195,7 @@ constexpr SceneRow kLayoutRows[] = {
 };
 
 Outcome dropLayout(std::FILE* stream, SceneDraft& draft) {
-    return table::readBlock(stream, kLayoutRows, draft);
+    return table::readBlock(stream, nullptr, kLayoutRows, draft);
 }
 
 // --- Tables --------------------------------------------------------------------------------------

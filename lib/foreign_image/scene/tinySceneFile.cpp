@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstring>
 #include <new>
+#include <string_view>
 
 namespace {
 
@@ -27,11 +28,58 @@ bool hasName(const Scene* scene) {
     return true;
 }
 
+/// Characters of the header line that a reader keeps.
+constexpr std::size_t kMostOfHeader = text::kAnimationStyle.mostOfWord;
+
+/// The first characters of a text, which a zero byte follows.
+struct Beginning {
+    char text[kMostOfHeader + 1] = "";
+    std::size_t size = 0;
+
+    void push(char c) {
+        if (size < kMostOfHeader) {
+            text[size++] = c;
+            text[size] = '\0';
+        }
+    }
+    [[nodiscard]] std::string_view view() const { return {text, size}; }
+};
+
+/// What counts of the header line, which may be longer than a word.
+struct HeaderLine {
+    Beginning text;
+    Beginning version;       ///< from the last letter v on; empty without one
+    Beginning foreignEnding; ///< from the first carriage return on
+
+    void push(char c) {
+        text.push(c);
+        version.size = c == 'v' ? 0 : version.size;
+        if (c == 'v' || version.size != 0) {
+            version.push(c);
+        }
+        if (c == '\r' || foreignEnding.size != 0) {
+            foreignEnding.push(c);
+        }
+    }
+};
+
+/// Reads the header line, without leading blanks; the token becomes its beginning. False at end of
+/// file.
+bool readHeaderLine(std::FILE* stream, HeaderLine& line) {
+    text::Reader& in = text::Reader::on(stream);
+    const bool found = in.peek() != EOF;
+    for (int c = in.get(); c != EOF && c != '\n'; c = in.get()) {
+        line.push(static_cast<char>(c));
+    }
+    in.set(line.text.view());
+    return found;
+}
+
 /// Takes the version after the last letter v of the header line, and reports one that affects how
 /// the file is read.
-void takeVersion() {
-    if (const char* letter = std::strrchr(animTokenLine, 'v')) {
-        animFileVersion = text::parseFloat(letter + 1).value;
+void takeVersion(const HeaderLine& line) {
+    if (line.version.size != 0) {
+        animFileVersion = text::parseFloat(line.version.view().substr(1)).value;
     }
     const NumberText version(animFileVersion);
     if (fcurveKeysHaveNoType(animFileVersion)) {
@@ -45,19 +93,19 @@ void takeVersion() {
     }
 }
 
-/// The line ends of another system in the current token, or null. A newline ended a DOS token.
-const char* foreignLineEnds() {
-    const char* at = std::strchr(animToken, '\r');
-    if (at == nullptr) {
+/// The line ends of another system in a text, or null. A newline ended a text with DOS ones.
+const char* foreignLineEnds(std::string_view text) {
+    const std::size_t at = text.find('\r');
+    if (at == text.npos) {
         return nullptr;
     }
-    return at[1] == '\0' ? "DOS line ends" : "old Mac line ends";
+    return at + 1 == text.size() ? "DOS line ends" : "old Mac line ends";
 }
 
 /// Reports the line ends of another system. With DOS ones the file is read as far as possible, each
 /// carriage return as part of its word; a file with old Mac ones has only one line and is refused.
-bool lineEndsServe() {
-    const char* foreign = foreignLineEnds();
+bool lineEndsServe(std::string_view text) {
+    const char* foreign = foreignLineEnds(text);
     if (foreign == nullptr) {
         return true;
     }
@@ -73,7 +121,7 @@ bool readHeader(std::FILE* stream, const char* fileName) {
     static_cast<void>(in_animToken(stream));
     if (std::strcmp(animToken, "SSCN") != 0) {
         if (notice::Call::good(stream)) { // otherwise there is another reason
-            if (std::strncmp(animToken, "SSCN\r", 5) != 0 || lineEndsServe()) {
+            if (std::strncmp(animToken, "SSCN\r", 5) != 0 || lineEndsServe(animToken)) {
                 notice::Call::failAsSaid("not a scene file");
             }
             optionPrint("Not a scene file\n");
@@ -81,15 +129,16 @@ bool readHeader(std::FILE* stream, const char* fileName) {
         return false;
     }
     optionPrint("Reading scene file '%s'.\n", fileName);
-    if (!text::Reader::on(stream).restOfLine()) {
+    HeaderLine line;
+    if (!readHeaderLine(stream, line)) {
         if (notice::Call::good(stream)) {
             notice::Call::failAsSaid("bad header");
             optionPrint("Bad header.\n");
         }
         return false;
     }
-    takeVersion();
-    return lineEndsServe();
+    takeVersion(line);
+    return lineEndsServe(line.foreignEnding.view());
 }
 
 /// Reads the keywords of a scene up to the end of the file.
@@ -202,9 +251,6 @@ bool hasKeys(const Scene& scene) {
     return hasKeys(scene.camera.curves, kCameraCurveCount) ||
            hasKeys(scene.rendering.fadeCurves, kFadeCount);
 }
-
-/// Characters of the header line that a reader keeps.
-constexpr std::size_t kMostOfHeader = text::kAnimationStyle.mostOfWord;
 
 /// True when the text will read back; otherwise sets the reason why the call fails.
 bool fits(const char* headerText, float version, const Scene& scene) {

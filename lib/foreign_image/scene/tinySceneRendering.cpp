@@ -116,7 +116,7 @@ constexpr Row integers(std::string_view word) {
 }
 
 Outcome readPicture(std::FILE* stream, SceneDraft& draft) {
-    return table::readBlock(stream, kPictureRows, draft.record->rendering.picture);
+    return table::readBlock(stream, "PICTURE", kPictureRows, draft.record->rendering.picture);
 }
 
 void writePicture(std::FILE* stream, const Scene& scene) {

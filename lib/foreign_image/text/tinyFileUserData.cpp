@@ -22,11 +22,21 @@ struct Draft {
     text::Reader& in;
     GrowingArray<std::uint8_t> bytes = {};
     std::int32_t size = 0; ///< as stated
+    bool sized = false;
 };
+
+/// Reports the last word if its value replaces an earlier one of the block.
+void reportRepeated(const Draft& draft, bool repeated) {
+    if (repeated) {
+        animNotify(AnimNoticeKind::Dropped, draft.in.c_str(),
+                   "of user data, given before; one of the values is lost");
+    }
+}
 
 /// Reads the stated number of bytes, or up to the closing brace.
 void readBytes(Draft& draft) {
     constexpr std::int64_t kMost = std::numeric_limits<std::uint8_t>::max();
+    reportRepeated(draft, !draft.bytes.empty());
     draft.bytes.clear();
     for (std::int32_t i = 0; i < draft.size; ++i) {
         const int next = draft.in.peek();
@@ -47,6 +57,7 @@ void readLines(Draft& draft) {
     bool more = draft.in.next();
     for (; more && draft.in.word() != "}"; more = draft.in.next()) {
         if (draft.in.word() == "size") {
+            reportRepeated(draft, std::exchange(draft.sized, true));
             static_cast<void>(draft.in.next());
             const std::int64_t size = text::toWhole(draft.in.c_str(), 0, Limits::max());
             draft.size = static_cast<std::int32_t>(

@@ -220,16 +220,4 @@ char* Reader::quoted(std::size_t* size) {
     return content;
 }
 
-bool Reader::restOfLine() {
-    int c = skipBlanks();
-    const bool found = c != EOF;
-    std::size_t length = 0;
-    for (; c != EOF && c != '\n'; c = get()) {
-        word_[length] = static_cast<char>(c);
-        length += length < style_->mostOfWord ? 1 : 0;
-    }
-    end(length);
-    return found;
-}
-
 } // namespace text

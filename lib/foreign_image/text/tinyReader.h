@@ -63,9 +63,6 @@ class Reader {
     /// A zero byte ends it and is reported, unless the caller asks for its `size`.
     [[nodiscard]] char* quoted(std::size_t* size = nullptr);
 
-    /// Reads the rest of the line as one word, without leading blanks. False at end of file.
-    bool restOfLine();
-
     /// Reads a number of a text flavour. False, with `value` unchanged, if no number follows; the
     /// characters that cannot begin a number then stay in the stream.
     bool number(std::int16_t& value);

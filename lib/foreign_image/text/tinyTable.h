@@ -174,11 +174,17 @@ Outcome read(text::Reader& in, const Rows& rows, Draft& draft) {
     return readFrom(in, rows, find(rows, in.word()), draft);
 }
 
-/// Reads the block of rows that begins with the next token.
+/// Reads the block of rows that begins with the next token, after the block's `keyword`. Reports an
+/// empty one, unless `keyword` is null.
 template <typename Rows, typename Draft>
-Outcome readBlock(std::FILE* stream, const Rows& rows, Draft& draft) {
+Outcome readBlock(std::FILE* stream, const char* keyword, const Rows& rows, Draft& draft) {
     text::Reader& in = text::Reader::on(stream);
-    return in.next() ? read(in, rows, draft) : Outcome::EndOfFile;
+    const std::int64_t line = text::Reader::wordLine();
+    const auto* first = in.next() ? find(rows, in.word()) : nullptr;
+    if (first == nullptr && keyword != nullptr) {
+        notice::atLine(AnimNoticeKind::Missing, keyword, line, "the block is empty");
+    }
+    return readFrom(in, rows, first, draft);
 }
 
 /// Reports a code without a word; 0 need not have one where it is not written.
@@ -425,6 +431,9 @@ Outcome readCounted(std::FILE* stream, const char* what, Outcome (*readOne)(std:
     std::int16_t count = 0;
     if (in_animSValue(stream, &count) == 0) {
         return Outcome::EndOfFile;
+    }
+    if (count < 0 && *animToken == '-') { // others are reported as too large
+        animNotify(AnimNoticeKind::BadNumber, animToken, "number of at least 0");
     }
     const std::int64_t line = animTokenLineNumber();
     Outcome outcome = in_animToken(stream) != 0 ? Outcome::Done : Outcome::EndOfFile;

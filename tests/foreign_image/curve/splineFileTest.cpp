@@ -107,6 +107,8 @@ TEST_F(SplineFileTest, TextIsReadWordByWord) {
         // More points than announced.
         {"nbKeys 1 controlPoints { position 1 0 0 position 2 0 0 position 3 0 0 }", "LINEAR",
          "1 2 3 ", "missing nbKeys 2;"},
+        // A count below zero.
+        {"nbKeys -1 controlPoints { position 1 0 0 }", "LINEAR", "1 ", "number -1 2;"},
         // An index begins a point.
         {"controlPoints { [0] [1] position 7 0 0 [2] flag ( ODD SELECTED ) }", "LINEAR", "0 7 0 ",
          "unknown ODD 2;"},

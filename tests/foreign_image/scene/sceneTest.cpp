@@ -195,7 +195,8 @@ const Case kCases[] = {
      {"|a< b<a |9"},
      "ModelReadAsciiAnimation: error, cannot find model 'a'.\n",
      "unknown a 3;"},
-    {"HIERARCHY RATE 9 ", {"||9"}},
+    {"HIERARCHY RATE 9 ", {"||9"}, "", "missing HIERARCHY 3;"},
+    {"FILE_PATH\nPICTURE\nRATE 9 ", {"||9"}, "", "missing FILE_PATH 3;missing PICTURE 4;"},
     // Lines without a node.
     {"HIERARCHY SCALING 1 2 3 RATE 9 ", {"|-< |9"}},
     // Unknown lines, and words of the rendering settings that belong to them.
@@ -290,7 +291,7 @@ TEST_F(SceneFile, NumbersGoToTheirMembers) {
 TEST_F(SceneFile, Headers) {
     const std::string reading = "Reading scene file '" + (dir / "s.scn") + "'.\n";
     const struct {
-        const char* bytes;
+        std::string bytes;
         std::string messages;
         float version;
         int result;
@@ -301,6 +302,7 @@ TEST_F(SceneFile, Headers) {
          reading + "Warning: scene file version 3.25 is later than the dkit release version 2.6\n"
                    "Attempt to read: An error may occur...\n",
          3.25F, 1},
+        {"SSCN\nv9.9 " + std::string(300, 'x') + " v2.5\n", reading, 2.5F, 1},
         {"SSCN\nanything 9.9\n", reading, 1.5F, 1},
         {"SSCN\n\n \t", reading + "Bad header.\n", 1.5F, 0},
         {"SPLN: x\n", "Not a scene file\n", 1.5F, 0},
@@ -358,6 +360,11 @@ TEST_F(SceneFile, ListsKeepTheirOrder) {
         << "an empty light joins the list, and takes a word along";
     ASSERT_NE(scene->splines->next, nullptr) << "the spline that ends the file joins too";
     EXPECT_EQ(scene->splines->next->spline->type, kSplineBezier);
+    EXPECT_EQ(sceneAppendLight(scene.get(), scene->lights->next), 0) << "already there";
+    EXPECT_EQ(sceneAppendSpline(scene.get(), scene->splines->spline), 0);
+    Model* root = modelAllocate();
+    EXPECT_EQ(sceneAppendHierarchy(scene.get(), root), 1);
+    EXPECT_EQ(sceneAppendHierarchy(scene.get(), root), 0);
 }
 
 // --- Nodes --------------------------------------------------------------------------------------
