@@ -18,7 +18,7 @@ char gInvocationName[256] = "";
 namespace {
 
 constexpr const char* gMe = "IPC Driver (Base Class)";
-constexpr const char* gVersion = "TDR 0.1.0";
+constexpr const char* gVersion = "TDR " TDR_VERSION;
 constexpr const char* gVendorName = "Tarvo Works";
 constexpr const char* gFormatName = "(none)";
 
