@@ -4,9 +4,10 @@
 
 usage: bench/report.py RESULT... [--json OUT]
 
-A RESULT is a file of JSON lines {"row", "contender", "median"} or a JSON file of Google Benchmark
-whose benchmarks are called "row/contender" and have a counter "bytes" if they measure no time. A row of the table below names the two contenders, their
-comparison, and its targets: the minimum that must be reached and the aim.
+A RESULT is a file of JSON lines {"row", "contender", "rounds"} or a JSON file of Google Benchmark
+whose benchmarks are called "row/contender" and have a counter "bytes" if they measure no time. A row
+of the table below names the two contenders, their comparison, and its targets: the minimum that must
+be reached and the aim. Rows without figures are left out and named on standard error.
 """
 import json
 import re
@@ -132,11 +133,13 @@ def verdict(kind, value, minimum, aim):
     return "aim reached" if better(aim) else "above minimum" if better(minimum) else "BELOW MINIMUM"
 
 
-def rows(figures):
+def rows(figures, missing):
+    """Yields the rows of the table; those without figures are added to `missing`."""
     for label, row, contender, peer, kind, minimum, aim in targets():
         ours = median_of(figures, row, contender)
         theirs = None if peer is None else median_of(figures, row, peer)
         if ours is None or (peer is not None and not theirs):
+            missing.append(f"{label} (to {peer or 'MiB'})")
             continue
         value = {THROUGHPUT: lambda: theirs / ours, TIME: lambda: ours / theirs,
                  SIZE: lambda: ours / 2**20}[kind]()
@@ -150,7 +153,8 @@ def main(arguments):
         at = arguments.index("--json")
         out = arguments[at + 1]
         del arguments[at:at + 2]
-    table = list(rows(read_figures(arguments)))
+    missing = []
+    table = list(rows(read_figures(arguments), missing))
     print("| what | ratio to | figure | minimum | aim | verdict |")
     print("|---|---|---|---|---|---|")
     for r in table:
@@ -158,6 +162,8 @@ def main(arguments):
         limit = lambda v: "" if v is None else f"{sign} {v:g}"
         print(f"| {r['what']} | {r['to']} | {r['value']:.2f} | {limit(r['minimum'])} | "
               f"{limit(r['aim'])} | {r['verdict']} |")
+    if missing:
+        print(f"report: no figures for {len(missing)} rows: {'; '.join(missing)}", file=sys.stderr)
     if out:
         with open(out, "w", encoding="utf-8") as file:
             json.dump(table, file, indent=1)
