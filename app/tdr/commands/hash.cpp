@@ -107,18 +107,16 @@ struct HashOptions {
     Talk talk;
 };
 
-/// Nothing is printed of a file that fails; the next one is still the next frame. Ends when the
-/// output fails.
+/// Nothing is printed of a file that fails; the next one is still the next frame.
 ExitCode hash(const DriverOptions& drivers, const HashOptions& options) {
     ExitCode exit = ExitCode::Done;
-    ExitCode said = ExitCode::Done;
     FrameList list;
     FileRun run(options.files.size(), options.talk);
-    for (std::size_t i = 0; i < options.files.size() && said == ExitCode::Done; ++i) {
+    for (std::size_t i = 0; i < options.files.size() && resultsAreWanted(); ++i) {
         const std::string& file = options.files[i];
         exit = worse(exit, run.workOn(file, [&] {
             const auto lines = linesOf(drivers, file, i, list);
-            return lines ? said = say(*lines) : fail(lines.failure());
+            return lines ? say(*lines) : fail(lines.failure());
         }));
     }
     return exit;

@@ -23,20 +23,6 @@ std::string textOf(const std::string& file, const FileInfo& info) {
     return text;
 }
 
-/// Writes to standard output until a failure, which is reported once.
-class Output {
-  public:
-    void write(std::string_view text) {
-        if (exit_ == ExitCode::Done) {
-            exit_ = say(text);
-        }
-    }
-    [[nodiscard]] ExitCode exit() const { return exit_; }
-
-  private:
-    ExitCode exit_ = ExitCode::Done;
-};
-
 /// An error has a text, which names the file as messages do, and a code, which is one word.
 void writeError(JsonWriter& json, const std::string& text, Cause cause) {
     json.member("error", text);
@@ -60,37 +46,38 @@ void writeJson(JsonWriter& json, const std::string& file, const Outcome<FileInfo
 }
 
 /// Only one file is in memory at a time: its description is written before the next one is read.
-ExitCode showOne(const std::string& file, const DriverOptions& drivers, JsonWriter* json,
-                 Output& output) {
+ExitCode showOne(const std::string& file, const DriverOptions& drivers, JsonWriter* json) {
     const auto info = describeFile(file, drivers);
     const tdr::InterruptGuard::Pause nothingToCleanUp; // a large scene takes long
+    ExitCode said = ExitCode::Done;
     if (json != nullptr) {
         writeJson(*json, file, info);
     } else if (info) {
-        output.write(textOf(file, *info));
+        said = say(textOf(file, *info));
     }
     if (!info) {
         return fail(info.failure());
     }
-    return info->damage.empty() ? ExitCode::Done : ExitCode::Failed; // its driver has reported why
+    return info->damage.empty() ? said : ExitCode::Failed; // its driver has reported why
 }
 
 ExitCode showInfo(const DriverOptions& driverOptions, const InfoOptions& options) {
     ExitCode exit = ExitCode::Done;
-    Output output;
-    JsonWriter json([&](std::string_view bytes) { output.write(bytes); });
+    ExitCode said = ExitCode::Done; // of the array
+    JsonWriter json([&](std::string_view bytes) { said = say(bytes); });
     json.beginArray();
     FileRun run(options.files.size(), options.talk);
-    for (const std::string& file : options.files) {
+    for (std::size_t i = 0; i < options.files.size() && resultsAreWanted(); ++i) {
+        const std::string& file = options.files[i];
         exit = worse(exit, run.workOn(file, [&] {
-            return showOne(file, driverOptions, options.json ? &json : nullptr, output);
+            return showOne(file, driverOptions, options.json ? &json : nullptr);
         }));
     }
     json.end();
     if (options.json) {
         json.finish();
     }
-    return worse(exit, output.exit());
+    return worse(exit, said);
 }
 
 } // namespace

@@ -30,7 +30,8 @@ ExitCode checkOne(const std::string& file) {
 
 ExitCode check(const SceneOptions& options) {
     ExitCode exit = ExitCode::Done;
-    for (const std::string& file : options.files) {
+    for (std::size_t i = 0; i < options.files.size() && resultsAreWanted(); ++i) {
+        const std::string& file = options.files[i];
         exit = worse(exit, withinMemory(file, [&] { return checkOne(file); }));
     }
     return exit;
@@ -156,7 +157,10 @@ ExitCode turnInto(const SceneOptions& options) {
         return fail(document.failure());
     }
     if (!document->format->hasBinary) {
-        return fail({ExitCode::Failed, options.files.front() + ": scenes have no binary flavour"});
+        const char* reason = Flavour == SceneFlavour::Binary
+                                 ? ": scenes have no binary flavour"
+                                 : ": scenes are text already (see tdr scene format)";
+        return fail({ExitCode::Failed, options.files.front() + reason});
     }
     return Rewriting(*document, options).into(Flavour);
 }

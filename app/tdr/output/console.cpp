@@ -3,9 +3,11 @@
 
 #include "formatted.h"
 #include "progressLine.h"
+#include "tdr/interruptGuard.h"
 #include "utf8Text.h"
 #include "wholeWrite.h"
 
+#include <atomic>
 #include <cerrno>
 #include <cstring>
 #include <unistd.h>
@@ -25,6 +27,9 @@ std::string forTerminal(std::string text) {
     }
     return text;
 }
+
+/// Why stdout takes nothing more, or 0.
+std::atomic<int> outputError = 0;
 
 /// Where this thread's messages are collected, if they are.
 thread_local std::string* collected = nullptr;
@@ -53,13 +58,21 @@ void showMessages(std::string_view lines) {
     (void)writeWhole(STDERR_FILENO, lines);
 }
 
+bool resultsAreWanted() {
+    return outputError == 0 && tdr::InterruptGuard::signal() == 0;
+}
+
 ExitCode say(std::string_view text) {
+    if (outputError != 0) {
+        return outputError == EPIPE ? ExitCode::Done : ExitCode::Failed;
+    }
     const bool onTerminal = ::isatty(STDOUT_FILENO) == 1;
     if (onTerminal) {
         ProgressLine::hide();
     }
     const int error = onTerminal ? writeWhole(STDOUT_FILENO, forTerminal(std::string(text)))
                                  : writeWhole(STDOUT_FILENO, text);
+    outputError = error;
     if (error == 0 || error == EPIPE) {
         return ExitCode::Done;
     }

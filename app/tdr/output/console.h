@@ -10,8 +10,13 @@
 #include <utility>
 
 /// Writes all of `text` to stdout. A reader that stops early (`tdr drivers | head -1`) is not a
-/// failure and causes no SIGPIPE; any other error is reported and gives `Failed`.
+/// failure and causes no SIGPIPE; any other error is reported once and gives `Failed`. Nothing is
+/// written after either.
 [[nodiscard]] ExitCode say(std::string_view text);
+
+/// False when results would go nowhere: after a signal, after an error of stdout, and when its
+/// reader has stopped.
+[[nodiscard]] bool resultsAreWanted();
 
 /// Writes one line "tdr: text" to stderr: a message for the user.
 void warn(std::string_view text);

@@ -20,7 +20,7 @@ constexpr std::int64_t kSameCause = 1;
 /// The phrase for notices of one kind: its name, the word in quotes, the detail between two texts.
 struct Phrase {
     const char* one;     ///< also the beginning of the phrase
-    const char* several; ///< the plural
+    const char* several; ///< the plural; null if the phrase is about the whole file
     const char* member;  ///< in JSON
     const char* before;  ///< of the detail
     const char* after;
@@ -34,7 +34,7 @@ constexpr Phrase kPhrases[] = {
     {"bad number", "bad numbers", "badNumbers", " (expected: ", ")"},
     {"dropped", "dropped", "dropped", " ", ""},
     {"behind the end", "behind the end", "surplus", ": ", ""},
-    {"line ends of another system", "line ends of another system", "lineEnds", " (", ")"},
+    {"line ends of another system", nullptr, "lineEnds", " (", ")"},
     {"failed", "failed", "failed", ": ", ""},
     {"unknown word kept", "unknown words kept", "kept", " (", ")"},
     {"version", "versions", "version", ": ", ""},
@@ -68,13 +68,19 @@ bool isLoss(AnimNoticeKind kind) {
     return animSeverity(kind) == AnimSeverity::Loss;
 }
 
+/// "2 unknown words", "line ends of another system".
+std::string inNumber(std::size_t count, const Phrase& phrase) {
+    return phrase.several == nullptr
+               ? phrase.one
+               : formatted("{} {}", count, count == 1 ? phrase.one : phrase.several);
+}
+
 /// "2 unknown words, 1 cut" of the kinds that `counts`.
 std::string inNumbers(std::span<const std::size_t> notices, bool (*counts)(AnimNoticeKind)) {
     std::string text;
     for (std::size_t i = 0; i < notices.size(); ++i) {
         if (notices[i] != 0 && counts(static_cast<AnimNoticeKind>(i))) {
-            text += formatted("{}{} {}", text.empty() ? "" : ", ", notices[i],
-                              notices[i] == 1 ? kPhrases[i].one : kPhrases[i].several);
+            text += (text.empty() ? "" : ", ") + inNumber(notices[i], kPhrases[i]);
         }
     }
     return text;

@@ -163,7 +163,7 @@ TEST_F(SceneTest, checkTellsEachLossOnceWithItsLine) {
          {":224: missing \"KEYS\": the curve is dropped; unknown word \"FQAGS\" (did you mean "
           "FLAGS?) and ",
           ": 339 unknown words, 1 missing\n"}},
-        {"dos.scn", dos, {":1: DOS line ends\n", ": 1 line ends of another system\n"}},
+        {"dos.scn", dos, {":1: DOS line ends\n", ": line ends of another system\n"}},
         {"numbers.scn",
          kScene + "PAUSE 0 \nFRAME 1 40000 1 1 \nRATE thirty \n",
          {":7: dropped \"FRAME\" given before; one of the values is lost; ",
@@ -323,6 +323,7 @@ TEST_F(SceneTest, binaryAndTextReplaceTheFileAndComeBackEqual) {
     }
     expectFailed({"scene", "binary", sample("lighthouse.scn"), "-o", in("o")},
                  "lighthouse.scn: scenes have no binary flavour");
+    expectFailed({"scene", "text", sample("lighthouse.scn"), "-o", in("o")}, "are text already");
 }
 
 TEST_F(SceneTest, aFileIsNeverReplacedByOneThatHoldsLess) {
