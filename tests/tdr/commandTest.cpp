@@ -32,7 +32,7 @@ TEST_F(CommandTest, usageErrorsExitWith2AndSayNothingOnStdout) {
         {{"convert", "a", "b", "c"}, "several files need -o"},
         {{"convert", "-o", "a"}, "name a file to read"},
         {{"convert", "a.pic", "b.png", "--frames", "1"}, "--frames needs a pattern"},
-        {{"convert", "a.%d.pic", "b.png", "--frames", "2-1"}, "frames are A, A-B or A-BxSTEP"},
+        {{"convert", "a.%d.pic", "b.png", "--frames", "2-"}, "frames are A, A-B or A-BxSTEP"},
         {{"convert", "a.pic", "b.png", "--force", "--skip-existing"}, "--skip-existing"},
         {{"drivers", "--timeout", "soon"}, "soon"},
         {{"drivers", "--timeout", "0"}, "--timeout"},

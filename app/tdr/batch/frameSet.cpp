@@ -5,24 +5,28 @@
 
 #include <algorithm>
 #include <charconv>
+#include <limits>
+#include <optional>
+#include <utility>
 
 namespace {
 
 constexpr std::size_t kMostFrames = 1'000'000;
+constexpr std::int64_t kLastFrame = std::numeric_limits<std::int32_t>::max();
 
 /// Takes a number that is not negative from the front of `text`.
-std::optional<std::int32_t> takeNumber(std::string_view& text) {
-    std::int32_t number = 0;
+std::optional<std::int64_t> takeNumber(std::string_view& text) {
+    std::int64_t number = 0;
     const auto [rest, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc() || number < 0) {
+    if (error == std::errc::invalid_argument || number < 0) {
         return {};
     }
     text.remove_prefix(static_cast<std::size_t>(rest - text.data()));
-    return number;
+    return error == std::errc() ? number : std::numeric_limits<std::int64_t>::max();
 }
 
 /// Takes a number behind `sign`, or returns `otherwise` if the sign is missing.
-std::optional<std::int32_t> takeAfter(char sign, std::string_view& text, std::int32_t otherwise) {
+std::optional<std::int64_t> takeAfter(char sign, std::string_view& text, std::int64_t otherwise) {
     if (!text.starts_with(sign)) {
         return otherwise;
     }
@@ -30,21 +34,29 @@ std::optional<std::int32_t> takeAfter(char sign, std::string_view& text, std::in
     return takeNumber(text);
 }
 
-bool addRange(std::string_view text, Frames& frames) {
+/// What is wrong with a range; empty if it has been added.
+std::string addRange(std::string_view text, Frames& frames) {
+    const std::string range(text);
     const auto first = takeNumber(text);
     const char stepSign = text.starts_with('-') ? 'x' : '\0'; // only a range has a step
     const auto last = first ? takeAfter('-', text, *first) : first;
     const auto step = last ? takeAfter(stepSign, text, 1) : last;
-    if (!step || !text.empty() || *step == 0 || *last < *first) {
-        return false;
+    if (!step || !text.empty()) {
+        return "frames are A, A-B or A-BxSTEP, separated by commas";
+    }
+    if (*last < *first || *step == 0) {
+        return "a range of frames goes up, by at least 1: " + range;
+    }
+    if (std::max(*last, *step) > kLastFrame) {
+        return formatted("a frame is at most {}: {}", kLastFrame, range);
+    }
+    if (frames.size() + static_cast<std::size_t>((*last - *first) / *step) >= kMostFrames) {
+        return formatted("more than {} frames: {}", kMostFrames, range);
     }
     for (std::int64_t frame = *first; frame <= *last; frame += *step) {
-        if (frames.size() == kMostFrames) {
-            return false;
-        }
         frames.push_back(static_cast<std::int32_t>(frame));
     }
-    return true;
+    return {};
 }
 
 /// A list of ranges as text, up to a limit.
@@ -71,12 +83,12 @@ class RangeList {
 
 } // namespace
 
-std::optional<Frames> parseFrames(std::string_view text) {
+Outcome<Frames> parseFrames(std::string_view text) {
     Frames frames;
     for (;;) {
         const std::size_t comma = text.find(',');
-        if (!addRange(text.substr(0, comma), frames)) {
-            return {};
+        if (std::string problem = addRange(text.substr(0, comma), frames); !problem.empty()) {
+            return Problem{ExitCode::Usage, std::move(problem)};
         }
         if (comma == std::string_view::npos) {
             break;

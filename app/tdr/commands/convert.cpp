@@ -24,7 +24,8 @@ constexpr std::int32_t kMostJobs = 256;
 constexpr std::int32_t kMostMegabytes = 1 << 20;
 
 std::string checkFrames(const std::string& text) {
-    return parseFrames(text) ? "" : "frames are A, A-B or A-BxSTEP, separated by commas";
+    const auto frames = parseFrames(text);
+    return frames ? "" : frames.failure().text;
 }
 
 Outcome<void> makeFolderOf(const std::string& file) {

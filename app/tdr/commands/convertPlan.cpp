@@ -94,7 +94,7 @@ Outcome<FoundInputs> Planner::find() {
         rule.listed = std::move(*listed);
     }
     if (!options_.frames.empty()) {
-        rule.frames = parseFrames(options_.frames);
+        rule.frames = *parseFrames(options_.frames);
     }
     rule.isMeant = [this](const std::string& path) {
         const auto driver = drivers().byEnding(path);

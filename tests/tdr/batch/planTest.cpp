@@ -65,9 +65,22 @@ TEST(FrameSet, isReadAndWritten) {
         ASSERT_TRUE(frames) << text;
         EXPECT_EQ(textOf(*frames), written);
     }
-    for (const char* text : {"", ",", "1,", "1-", "-1", "2-1", "1-5x0", "1x2", "1-2x", "a", "1 ",
-                             "2147483648", "0-1000000", "1--2", "1-2-3"}) {
-        EXPECT_FALSE(parseFrames(text)) << text;
+    for (const char* text :
+         {"", ",", "1,", "1-", "-1", "1x2", "1-2x", "a", "1 ", "1--2", "1-2-3"}) {
+        const auto frames = parseFrames(text);
+        EXPECT_TRUE(!frames && frames.failure().text.starts_with("frames are A, ")) << text;
+    }
+    const std::pair<const char*, const char*> bad[] = {
+        {"7,2-1", "a range of frames goes up, by at least 1: 2-1"},
+        {"1-5x0", "a range of frames goes up, by at least 1: 1-5x0"},
+        {"2147483648", "a frame is at most 2147483647: 2147483648"},
+        {"0-99999999999999999999", "a frame is at most 2147483647: 0-99999999999999999999"},
+        {"0-1000000", "more than 1000000 frames: 0-1000000"},
+        {"0-500000,0-500000", "more than 1000000 frames: 0-500000"}};
+    for (const auto& [text, says] : bad) {
+        const auto frames = parseFrames(text);
+        ASSERT_FALSE(frames) << text;
+        EXPECT_EQ(frames.failure().text, says);
     }
     EXPECT_EQ(gapsIn(*parseFrames("1-3,5,9-10")), "4, 6-8");
     EXPECT_EQ(gapsIn(*parseFrames("1-10x2"), 2), "2, 4 and more");
