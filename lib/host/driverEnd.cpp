@@ -5,6 +5,7 @@
 #include "requestNames.h"
 
 #include <array>
+#include <charconv>
 #include <csignal>
 #include <poll.h>
 #include <sys/wait.h>
@@ -26,8 +27,12 @@ constexpr auto kLastBreath = 2s;
 constexpr auto kAfterKill = 10s;
 constexpr auto kTracerPause = 1ms; // between tries to take a traced process's status
 
+/// "120 s", "0.25 s".
 std::string seconds(std::chrono::milliseconds limit) {
-    return std::to_string((limit.count() + 999) / 1000) + " s";
+    std::array<char, 32> text;
+    const double value = std::chrono::duration<double>(limit).count();
+    const auto end = std::to_chars(text.begin(), text.end(), value, std::chars_format::fixed).ptr;
+    return std::string(text.begin(), end) + " s";
 }
 
 } // namespace
