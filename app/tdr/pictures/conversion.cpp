@@ -205,8 +205,7 @@ OpenedOutput outputFor(DriverSet& drivers, const ConversionOptions& options,
                                options.existing);
     }
     if (isMatte(path, options.kind)) {
-        const auto channels = static_cast<std::int32_t>(conversion.inputs.size());
-        return openMatte(path, {options.threshold, channels}, options.existing);
+        return openMatte(path, {options.threshold, conversion.inputs}, options.existing);
     }
     return openOutput(drivers, path, options.kind, options.existing, input);
 }

@@ -50,8 +50,8 @@ bool sameRow(const std::uint8_t* one, const std::uint8_t* other, std::size_t byt
 
 class MatteOutput : public PictureOutput {
   public:
-    MatteOutput(std::string name, const MatteRule& rule, ReplacedFile file)
-        : PictureOutput(std::move(name)), rule_(rule), file_(std::move(file)) {}
+    MatteOutput(std::string name, MatteRule rule, ReplacedFile file)
+        : PictureOutput(std::move(name)), rule_(std::move(rule)), file_(std::move(file)) {}
 
     Outcome<void> begin(std::int32_t width, std::int32_t height) override;
     Outcome<void> writeAll(const tdr::SharedBlock& block) override;
@@ -65,6 +65,9 @@ class MatteOutput : public PictureOutput {
   private:
     Outcome<void> addLine(PixelLine line, std::int32_t number);
     Outcome<void> write();
+    [[nodiscard]] std::int32_t channels() const {
+        return static_cast<std::int32_t>(rule_.inputs.size());
+    }
     [[nodiscard]] Problem noMemory() const { return problemWith(name(), ENOMEM); }
 
     MatteRule rule_;
@@ -77,8 +80,8 @@ class MatteOutput : public PictureOutput {
 
 Outcome<void> MatteOutput::begin(std::int32_t width, std::int32_t height) {
     if (!tag_) {
-        tag_ = newTag(width, height, rule_.channels);
-        byAlpha_ = newTag(width, height, rule_.channels);
+        tag_ = newTag(width, height, channels());
+        byAlpha_ = newTag(width, height, channels());
     }
     if (!tag_ || !byAlpha_) {
         return noMemory();
@@ -87,9 +90,10 @@ Outcome<void> MatteOutput::begin(std::int32_t width, std::int32_t height) {
     if (tag_->width != width || tag_->height != height) {
         return Problem{
             ExitCode::Failed,
-            formatted("{}: the mattes of a file have one size: the first one has {} x {} "
-                      "pixels, number {} has {} x {}",
-                      name(), tag_->width, tag_->height, channel_ + 1, width, height)};
+            formatted(
+                "{}: the mattes of a file have one size: {} has {} x {} pixels, {} has {} x {}",
+                name(), rule_.inputs.front(), tag_->width, tag_->height,
+                rule_.inputs[static_cast<std::size_t>(channel_)], width, height)};
     }
     return {};
 }
@@ -126,7 +130,7 @@ Outcome<std::vector<std::string>> MatteOutput::close(const Metadata& metadata) {
     if (transparent_) {
         std::swap(tag_->channels[channel_], byAlpha_->channels[channel_]);
     }
-    if (++channel_ < rule_.channels) {
+    if (++channel_ < channels()) {
         return textsOf(metadata);
     }
     if (auto written = write(); !written) {
@@ -152,7 +156,7 @@ Outcome<void> MatteOutput::write() {
 }
 
 Outcome<void> MatteOutput::verify(const OriginalPicture& /*original*/) {
-    if (channel_ < rule_.channels) {
+    if (channel_ < channels()) {
         return {};
     }
     const UniqueTag back(tagReadFile(file_.path().c_str()));
@@ -171,7 +175,7 @@ Outcome<void> MatteOutput::verify(const OriginalPicture& /*original*/) {
 }
 
 Outcome<void> MatteOutput::commit(std::optional<timespec> time) {
-    if (channel_ < rule_.channels) {
+    if (channel_ < channels()) {
         return {};
     }
     const auto set = time ? file_.setTime(*time) : Outcome<void>();
@@ -184,14 +188,14 @@ bool isMatte(const std::string& path, const std::string& kind) {
     return base::hasExtension(kind.empty() ? path : "." + kind, kMatteEnding);
 }
 
-Outcome<std::unique_ptr<PictureOutput>> openMatte(const std::string& path, const MatteRule& rule,
+Outcome<std::unique_ptr<PictureOutput>> openMatte(const std::string& path, MatteRule rule,
                                                   Existing existing) {
     auto file = ReplacedFile::begin(path, kMatteEnding, existing);
     if (!file) {
         return file.failure();
     }
     return Outcome<std::unique_ptr<PictureOutput>>(
-        std::make_unique<MatteOutput>(path, rule, std::move(*file)));
+        std::make_unique<MatteOutput>(path, std::move(rule), std::move(*file)));
 }
 
 Outcome<std::int32_t> mattesIn(const std::string& path) {

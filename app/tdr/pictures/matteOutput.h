@@ -10,8 +10,8 @@ inline constexpr std::string_view kMatteEnding = ".tag";
 
 /// How pixels become bits.
 struct MatteRule {
-    std::int32_t threshold = 127; ///< a value above it is set
-    std::int32_t channels = 1;    ///< pictures that follow each other
+    std::int32_t threshold = 127;    ///< a value above it is set
+    std::vector<std::string> inputs; ///< pictures that follow each other, each for a channel
 };
 
 /// True if `path` is to become a matte: by its ending or by `kind`.
@@ -19,8 +19,8 @@ struct MatteRule {
 
 /// Begins the file. Each picture becomes a channel: from its alpha if any of it is transparent,
 /// else from its luminance. All have the size of the first one.
-[[nodiscard]] Outcome<std::unique_ptr<PictureOutput>>
-openMatte(const std::string& path, const MatteRule& rule, Existing existing);
+[[nodiscard]] Outcome<std::unique_ptr<PictureOutput>> openMatte(const std::string& path,
+                                                                MatteRule rule, Existing existing);
 
 /// Number of mattes in a file; 0 if it is of another kind or does not exist (yet).
 [[nodiscard]] Outcome<std::int32_t> mattesIn(const std::string& path);

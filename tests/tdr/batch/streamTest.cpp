@@ -180,7 +180,7 @@ TEST_F(StreamTest, picturesBecomeMattesAndMattesPictures) {
                   support::tag(2, 1, c.channels, c.words));
     }
     EXPECT_TRUE(contains(shell("$tdr convert bright.pic small.pic -o p.tag").err,
-                         "the first one has 2 x 1 pixels, number 2 has 1 x 1"));
+                         "one size: bright.pic has 2 x 1 pixels, small.pic has 1 x 1"));
     EXPECT_FALSE(fs::exists(in("p.tag")));
     EXPECT_EQ(shell("$tdr convert bright.pic - | $tdr convert - s.tag").exit, 0);
     EXPECT_EQ(contentOf(in("s.tag")), support::tag(2, 1, 1, {0x1000}));
