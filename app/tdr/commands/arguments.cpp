@@ -54,6 +54,11 @@ Argument& Argument::exclude(const Argument& other) {
     return *this;
 }
 
+Argument& Argument::need(const Argument& other) {
+    option_.needs(&other.option_);
+    return *this;
+}
+
 Arguments Arguments::subcommand(const std::string& name, const std::string& help) {
     app_.require_subcommand(1);
     return Arguments(*app_.add_subcommand(name, help));
@@ -129,32 +134,80 @@ std::vector<std::string> sharedOptions(const CLI::App& root) {
     return words;
 }
 
+/// The values of `oneOf`, which the parser has in "SHELL:{bash,zsh}"; none without it.
+std::vector<std::string> valuesOf(const CLI::Option& option) {
+    const std::string type = option.get_type_name();
+    const std::size_t begin = type.find('{');
+    return begin == std::string::npos
+               ? std::vector<std::string>()
+               : CLI::detail::split(type.substr(begin + 1, type.find('}') - begin - 1), ',');
+}
+
 void addWords(std::vector<CommandWords>& all, const std::string& name, const CLI::App& app,
               const std::vector<std::string>& everywhere) {
     CommandWords words{name, wordsOf(app)};
-    words.words.insert(words.words.end(), everywhere.begin(), everywhere.end());
+    const auto append = [&](const std::vector<std::string>& more) {
+        words.words.insert(words.words.end(), more.begin(), more.end());
+    };
+    append(everywhere);
+    for (const CLI::Option* argument :
+         app.get_options([](const CLI::Option* option) { return option->get_positional(); })) {
+        append(valuesOf(*argument));
+    }
     all.push_back(std::move(words));
     for (const CLI::App* sub : app.get_subcommands({})) {
         addWords(all, name + ' ' + sub->get_name(), *sub, everywhere);
     }
 }
 
+/// The commands that there is help on.
+void addTopics(std::vector<CommandWords>& all, const std::string& name, const CLI::App& app) {
+    for (const CLI::App* sub : app.get_subcommands({})) {
+        all.push_back({name + ' ' + sub->get_name(), subcommandsOf(*sub)});
+        addTopics(all, all.back().command, *sub);
+    }
+}
+
+void addValues(std::vector<OptionValues>& all, const CLI::App& app) {
+    for (const CLI::Option* option : app.get_options()) {
+        const std::string names =
+            option->get_items_expected_max() > 0 ? option->get_name(false, true) : "";
+        for (const std::string& name : CLI::detail::split(names, ',')) {
+            if (name.starts_with('-') &&
+                std::ranges::count(all, name, &OptionValues::option) == 0) {
+                all.push_back({name, valuesOf(*option)});
+            }
+        }
+    }
+    for (const CLI::App* sub : app.get_subcommands({})) {
+        addValues(all, *sub);
+    }
+}
+
+const CLI::App& rootOf(const CLI::App& app) {
+    return app.get_parent() == nullptr ? app : rootOf(*app.get_parent());
+}
+
 } // namespace
 
 std::vector<CommandWords> Arguments::commandWords() const {
-    const CLI::App* root = &app_;
-    while (root->get_parent() != nullptr) {
-        root = root->get_parent();
+    const CLI::App& root = rootOf(app_);
+    const std::vector<std::string> shared = sharedOptions(root);
+    std::vector<CommandWords> all{{root.get_name(), wordsOf(root)}};
+    for (const CLI::App* sub : root.get_subcommands({})) {
+        addWords(all, root.get_name() + ' ' + sub->get_name(), *sub, shared);
     }
-    const std::vector<std::string> shared = sharedOptions(*root);
-    std::vector<CommandWords> all{{root->get_name(), wordsOf(*root)}};
-    for (const CLI::App* sub : root->get_subcommands({})) {
-        addWords(all, root->get_name() + ' ' + sub->get_name(), *sub, shared);
-    }
-    const auto help =
-        std::ranges::find(all, root->get_name() + ' ' + kHelp, &CommandWords::command);
-    const std::vector<std::string> names = subcommandsOf(*root);
-    help->words.insert(help->words.begin(), names.begin(), names.end());
+    const std::string help = root.get_name() + ' ' + kHelp;
+    const std::vector<std::string> names = subcommandsOf(root);
+    auto& words = std::ranges::find(all, help, &CommandWords::command)->words;
+    words.insert(words.begin(), names.begin(), names.end());
+    addTopics(all, help, root);
+    return all;
+}
+
+std::vector<OptionValues> Arguments::optionValues() const {
+    std::vector<OptionValues> all;
+    addValues(all, rootOf(app_));
     return all;
 }
 

@@ -30,16 +30,24 @@ class Argument {
     Argument& check(std::string (*problem)(const std::string& value));
     /// Not both. Applies to both directions.
     Argument& exclude(const Argument& other);
+    /// Only together with the other one.
+    Argument& need(const Argument& other);
 
   private:
     CLI::Option& option_;
 };
 
 /// A command with its subcommands' names, "tdr scene check", and what may follow it: the long names
-/// of its options, and subcommands.
+/// of its options, subcommands, and arguments of which all values are known.
 struct CommandWords {
     std::string command;
     std::vector<std::string> words;
+};
+
+/// A name of an option that takes a value, "--show" or "-o", and the values if all are known.
+struct OptionValues {
+    std::string option;
+    std::vector<std::string> values;
 };
 
 /// The arguments of a subcommand, or of a group of subcommands. A reference like Argument; every
@@ -72,6 +80,8 @@ class Arguments {
 
     /// Of all commands of the program.
     [[nodiscard]] std::vector<CommandWords> commandWords() const;
+    /// Of all commands, each name once.
+    [[nodiscard]] std::vector<OptionValues> optionValues() const;
 
   private:
     CLI::App& app_;

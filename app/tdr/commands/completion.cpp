@@ -5,57 +5,67 @@
 
 namespace {
 
-/// The lines "  'tdr convert') known='--verify --to' ;;", one for each command.
-std::string casesOf(const std::vector<CommandWords>& commands) {
+/// "a b c", or with another text between them.
+std::string joined(const std::vector<std::string>& words, const char* between = " ") {
+    std::string text;
+    for (const std::string& word : words) {
+        text += (&word == words.data() ? "" : between) + word;
+    }
+    return text;
+}
+
+/// The line "    'tdr convert') known='--verify --to' ;;"; nothing if there is nothing to offer.
+std::string caseOf(const std::string& pattern, const std::vector<std::string>& words) {
+    return words.empty() ? "" : "    '" + pattern + "') known='" + joined(words) + "' ;;\n";
+}
+
+/// Both shells: `command` becomes the innermost subcommand typed, `option` the option whose value
+/// is to be completed, and `known` what may follow. A word that is neither an option nor a
+/// subcommand is a file; options are offered only after a -. Bash has the = of --show=trees as a
+/// word.
+std::string walk(const Arguments& arguments, const std::string& typed) {
+    std::vector<std::string> commands;
+    std::vector<std::string> options;
     std::string cases;
-    for (const CommandWords& command : commands) {
-        cases += "    '" + command.command + "') known='";
-        for (const std::string& word : command.words) {
-            cases += (&word == command.words.data() ? "" : " ") + word;
-        }
-        cases += "' ;;\n";
+    for (const CommandWords& command : arguments.commandWords()) {
+        commands.push_back("'" + command.command + "'");
+        cases += caseOf(command.command, command.words);
     }
-    return cases;
-}
-
-/// A pattern of all subcommands: "'tdr convert'|'tdr scene check'".
-std::string patternOf(const std::vector<CommandWords>& commands) {
-    std::string pattern;
-    for (const CommandWords& command : commands) {
-        pattern += (pattern.empty() ? "'" : "|'") + command.command + '\'';
+    for (const OptionValues& option : arguments.optionValues()) {
+        options.push_back("*' " + option.option + "'");
+        cases += caseOf(option.option, option.values);
     }
-    return pattern;
-}
-
-/// Both shells: `command` becomes the innermost subcommand typed, `known` what may follow it. A
-/// word that is neither an option nor a subcommand is a file; options are offered only after a -.
-std::string walk(const std::vector<CommandWords>& commands, const std::string& typed) {
-    return "  local command=tdr word known=\n"
+    return "  local command=tdr option= word known=\n"
            "  for word in " +
            typed +
            "; do\n"
+           "    [[ -n $option && $word != '=' ]] && option= && continue\n"
            "    case \"$command $word\" in\n"
            "    " +
-           patternOf(commands) +
+           joined(commands, "|") +
            ") command=\"$command $word\" ;;\n"
+           "    " +
+           joined(options, "|") +
+           ") option=$word ;;\n"
            "    esac\n"
            "  done\n"
-           "  case $command in\n" +
-           casesOf(commands) + "  esac\n";
+           "  case ${option:-$command} in\n" +
+           cases + "  esac\n";
 }
 
-std::string forBash(const std::vector<CommandWords>& commands) {
-    return "_tdr() {\n" + walk(commands, "\"${COMP_WORDS[@]:1:COMP_CWORD-1}\"") +
+std::string forBash(const Arguments& arguments) {
+    return "_tdr() {\n" + walk(arguments, "\"${COMP_WORDS[@]:1:COMP_CWORD-1}\"") +
            "  local typed=${COMP_WORDS[COMP_CWORD]} hidden='-*'\n"
+           "  [[ $typed == '=' ]] && typed=\n"
            "  [[ $typed == -* ]] && hidden=\n"
            "  mapfile -t COMPREPLY < <(compgen -W \"$known\" -X \"$hidden\" -- \"$typed\")\n"
            "}\n"
            "complete -o default -F _tdr tdr\n";
 }
 
-std::string forZsh(const std::vector<CommandWords>& commands) {
+std::string forZsh(const Arguments& arguments) {
     return "#compdef tdr\n_tdr() {\n  local -a typed=(\"${(@)words[2,CURRENT-1]}\")\n" +
-           walk(commands, "\"${typed[@]}\"") +
+           walk(arguments, "\"${typed[@]}\"") +
            "  local -a offered=(${=known})\n"
            "  [[ $PREFIX == -* ]] || offered=(${offered:#-*})\n"
            "  compadd -- $offered\n"
@@ -70,7 +80,6 @@ void addCompletion(Arguments& arguments, Command& command) {
     auto shell = std::make_shared<std::string>();
     arguments.value("shell", "SHELL", *shell, "bash or zsh").require().oneOf({"bash", "zsh"});
     arguments.run([&command, arguments, shell] {
-        const auto commands = arguments.commandWords();
-        command.exit = say(*shell == "bash" ? forBash(commands) : forZsh(commands));
+        command.exit = say(*shell == "bash" ? forBash(arguments) : forZsh(arguments));
     });
 }
