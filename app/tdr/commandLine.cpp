@@ -129,9 +129,7 @@ ExitCode withoutThrowing(Run run) {
     } catch (const std::bad_alloc&) {
         (void)writeWhole(STDERR_FILENO, "tdr: out of memory\n");
     } catch (const std::exception& error) {
-        (void)writeWhole(STDERR_FILENO, "tdr: ");
-        (void)writeWhole(STDERR_FILENO, error.what());
-        (void)writeWhole(STDERR_FILENO, "\n");
+        warn(error.what());
     }
     return outOfMemoryStatus;
 }
