@@ -33,6 +33,12 @@ TEST_F(CommandTest, usageErrorsExitWith2AndSayNothingOnStdout) {
         {{"convert", "-o", "a"}, "name a file to read"},
         {{"convert", "a.pic", "b.png", "--frames", "1"}, "--frames needs a pattern"},
         {{"convert", "a.%d.pic", "b.png", "--frames", "2-"}, "frames are A, A-B or A-BxSTEP"},
+        {{"convert", "a.pic", "b.png", "-0"}, "--null requires --files-from"},
+        {{"convert", "--start", "3", sample("cutout.png"), in("o.pic")}, "files of a pattern"},
+        {{"convert", "--step=2", sample("cutout.png"), "-o", in("o/")}, "files of a pattern"},
+        {{"convert", "--threshold=9", sample("cutout.png"), in("o.pic")}, "needs a matte"},
+        {{"check", "--force", sample("cutout.png")}, "--force requires --html"},
+        {{"compare", "--force", "a", "b"}, "--force requires --diff"},
         {{"convert", "a.pic", "b.png", "--force", "--skip-existing"}, "--skip-existing"},
         {{"drivers", "--timeout", "soon"}, "soon"},
         {{"drivers", "--timeout", "0"}, "--timeout"},
@@ -66,6 +72,9 @@ TEST_F(CommandTest, usageErrorsExitWith2AndSayNothingOnStdout) {
         {{"plot", "a.spl", "-o", "o", "--frames", "1-99999999999"}, "frames are A-B"},
         {{"plot", "a.spl", "-o", "o", "--frames", "1-2x"}, "frames are A-B"},
         {{"plot", "a.spl", "-o", "o", "--show", "meshes"}, "meshes"},
+        {{"plot", sample("vase.spl"), "-o", in("o"), "--frames", "1-2"}, "draws splines"},
+        {{"plot", sample("lighthouse.scn"), "-o", in("o"), "--show=trees", "--curve=CAM_FOV"},
+         "draws trees"},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(expectFailed(c.line, c.says, 2).out, "");
@@ -110,8 +119,16 @@ TEST_F(CommandTest, bashCompletesSubcommandsAndTheirOptions) {
         {"tdr convert a.pic --verif", "--verify "},
         {"tdr scene check a.scn --driver", "--driver-dir "},
         {"tdr help he", "help "},
-        {"tdr help scene f", ""},
+        {"tdr help scene f", "format "},
+        {"tdr help scene text ", ""},
         {"tdr plot a", ""},
+        {"tdr --driver-dir ", ""},
+        {"tdr --driver-dir drivers scene --driver-dir = check t", "text "},
+        {"tdr completion ", "bash zsh "},
+        {"tdr plot --show ", "curves splines trees "},
+        {"tdr plot -o help --show =", "curves splines trees "},
+        {"tdr plot --show = t", "trees "},
+        {"tdr plot --show trees --cur", "--curve "},
         {"tdr check ", ""}, // files
         {"tdr scene ", "check format binary text "},
     };
@@ -203,11 +220,11 @@ TEST_F(CommandTest, aDriverThatFailsExitsWith3AndItsReason) {
         {"/nowhere/aFilter", "No such file or directory"},
         {"diesFilter", "(exit status 7): no licence found"},
         {"exitsFilter", "access modes: the driver died (exit status 9): out of ideas"},
-        {"freezesFilter", "access modes: no answer within 1 s"},
+        {"freezesFilter", "access modes: no answer within 0.5 s"},
     };
     for (const auto& c : cases) {
-        const Ended ended =
-            expectFailed({"query", c.driver, "--driver-dir", folder, "--timeout", "1"}, c.says, 3);
+        const Ended ended = expectFailed(
+            {"query", c.driver, "--driver-dir", folder, "--timeout", "0.5"}, c.says, 3);
         EXPECT_EQ(ended.out, "");
     }
     const Ended refused = run({"query", "refusesFilter", "--driver-dir", folder});
@@ -564,12 +581,33 @@ TEST_F(CommandTest, compareTellsEqualFromDifferentFromNotComparable) {
     EXPECT_TRUE(contains(run({"compare", "--help"}).out, "4 could not be compared"));
 }
 
-TEST_F(CommandTest, aReaderThatHasSeenEnoughIsNoFailure) {
+TEST_F(CommandTest, aReaderThatHasSeenEnoughIsNoFailureAndEndsTheRun) {
     std::array<int, 2> ends{};
     ASSERT_EQ(pipe2(ends.data(), O_CLOEXEC), 0);
     const base::UniqueFd writeEnd(ends[1]);
     close(ends[0]);
     expectDone({"drivers"}, {.stdoutFd = writeEnd.get()});
+    const base::UniqueFd full(open("/dev/full", O_WRONLY | O_CLOEXEC));
+    const std::string scene = sample("lighthouse.scn");
+    const std::string picture = sample("cutout.png");
+    const std::vector<std::string> lines[] = {{"scene", "check", scene},    {"info", picture},
+                                              {"info", "--json", picture},  {"hash", picture},
+                                              {"check", "--json", picture}, {"check", scene}};
+    for (std::vector<std::string> line : lines) {
+        const std::string file = line.back();
+        line.insert(line.end(), {file, file, in("none")});
+        const Ended ended = run(line, {.stdoutFd = writeEnd.get()});
+        EXPECT_EQ(ended.exit, 0) << ended.err;
+        EXPECT_FALSE(contains(ended.err, "none"));
+        const std::string failed =
+            expectFailed(line, "output: No space left on device\n", 1, {.stdoutFd = full.get()})
+                .err;
+        EXPECT_EQ(failed.find("output"), failed.rfind("output")) << failed;
+    }
+    // A page is for another reader.
+    expectFailed({"check", "--html", in("page"), scene, in("none")}, "none: No such file", 1,
+                 {.stdoutFd = writeEnd.get()});
+    EXPECT_TRUE(fs::exists(in("page/index.html")));
 }
 
 } // namespace

@@ -51,8 +51,10 @@ class Checking {
         exit_ = worse(exit_, take(folder, Problem{ExitCode::Failed, problem, Cause::Unreadable}));
     }
 
+    /// A page is still wanted when nobody reads the output any more.
     [[nodiscard]] bool goesOn() const {
-        return said_ == ExitCode::Done && tdr::InterruptGuard::signal() == 0;
+        return page_ ? said_ == ExitCode::Done && tdr::InterruptGuard::signal() == 0
+                     : resultsAreWanted();
     }
 
     ExitCode end() {
@@ -110,11 +112,7 @@ class Checking {
         return cause == Cause::WrongKind || cause == Cause::Empty || cause == Cause::NotAFile;
     }
 
-    void say_(std::string_view text) {
-        if (said_ == ExitCode::Done) {
-            said_ = say(text);
-        }
-    }
+    void say_(std::string_view text) { said_ = say(text); }
 
     const DriverOptions& options_;
     DriverSet known_; ///< for the endings of its files
@@ -174,10 +172,12 @@ void addCheck(Arguments& arguments, Command& command) {
         .require();
     arguments.flag("-r,--recursive", options->recursive, "Check all files in folders");
     arguments.flag("--json", options->json, "Print a JSON array with one object a file");
-    arguments.value("--html", "FOLDER", options->page,
-                    "Write a page for a browser into a new or empty folder");
-    arguments.flag("--force", options->force,
-                   "Replace index.html in FOLDER, and the images of older pages");
+    const Argument page = arguments.value("--html", "FOLDER", options->page,
+                                          "Write a page for a browser into a new or empty folder");
+    arguments
+        .flag("--force", options->force,
+              "Replace index.html in FOLDER, and the images of older pages")
+        .need(page);
     addTalkOptions(arguments, options->talk.quiet, options->talk.verbose,
                    {.quiet = "Print nothing about whole files; show no progress and no counts"});
     arguments.run([&command, options] { command.exit = checkAll(command.drivers, *options); });

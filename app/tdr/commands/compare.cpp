@@ -173,8 +173,9 @@ void addCompare(Arguments& arguments, Command& command) {
     auto options = std::make_shared<CompareOptions>();
     arguments.value("a", "A", options->a, "One picture").require();
     arguments.value("b", "B", options->b, "The other picture").require();
-    arguments.value("--diff", "OUT", options->diff,
-                    "Picture of the differences to write; the largest becomes white");
-    arguments.flag("--force", options->force, "Replace an existing file OUT");
+    const Argument diff =
+        arguments.value("--diff", "OUT", options->diff,
+                        "Picture of the differences to write; the largest becomes white");
+    arguments.flag("--force", options->force, "Replace an existing file OUT").need(diff);
     arguments.run([&command, options] { command.exit = run(command.drivers, *options); });
 }

@@ -62,6 +62,9 @@ ExitCode convert(const DriverOptions& drivers, ConvertOptions& options) {
                                                   : IfExisting::Refuse;
     options.picture.existing = options.force ? Existing::Replaced : Existing::Kept;
     options.picture.quiet = options.run.quiet;
+    if (options.threshold >= 0) {
+        options.picture.threshold = options.threshold;
+    }
     const auto plan = planConversions(drivers, options);
     if (!plan) {
         return fail(plan.failure());
@@ -104,10 +107,13 @@ void addInputs(Arguments& arguments, ConvertOptions& options) {
                     "Pictures to read, or patterns (shot.%04d.pic, shot.####.pic, shot.@.pic), and "
                     "the picture to write, whose ending chooses the format");
     arguments.flag("-r,--recursive", options.recursive, "Convert the pictures in folders too");
-    arguments.value("--files-from", "FILE", options.list,
-                    "Read the names of more pictures from FILE, or - for standard input");
-    arguments.flag("-0,--null", options.zeros,
-                   "Names of --files-from end with a zero byte instead of a line end");
+    const Argument list =
+        arguments.value("--files-from", "FILE", options.list,
+                        "Read the names of more pictures from FILE, or - for standard input");
+    arguments
+        .flag("-0,--null", options.zeros,
+              "Names of --files-from end with a zero byte instead of a line end")
+        .need(list);
     arguments.value("--from", "KIND", options.picture.from,
                     "Read this kind of file, whatever its name: an ending or a driver's name");
     arguments.value("--pre-read", "CMD", options.picture.preRead,
@@ -127,7 +133,7 @@ void addOutputs(Arguments& arguments, ConvertOptions& options) {
         .range(0, 999'999'999);
     arguments.value("--step", "N", options.step, "Number them N apart").range(1, 999'999);
     arguments
-        .value("--threshold", "N", options.picture.threshold,
+        .value("--threshold", "N", options.threshold,
                "In a matte, set what is above N of 255 (default: 127)")
         .range(0, 254);
     arguments.value("--post-write", "CMD", options.picture.postWrite,

@@ -25,6 +25,12 @@ Problem usage(const std::string& what) {
     return {ExitCode::Usage, what + "; see 'tdr convert --help'"};
 }
 
+/// True for the name of a folder, also of one that does not exist yet.
+bool isFolder(const std::string& name) {
+    std::error_code error;
+    return name.ends_with('/') || fs::is_directory(name, error);
+}
+
 /// Shows all problems but the last one, which is returned.
 Problem refusal(std::vector<std::string> problems) {
     if (problems.size() > kMostProblems) {
@@ -74,10 +80,14 @@ Outcome<void> Planner::splitWords() {
         }
         output_ = names_.back();
         names_.pop_back();
-        return {};
+        return isFolder(output_)
+                   ? Problem{ExitCode::Failed,
+                             formatted("{0}: names a folder; name the file to write in it, "
+                                       "or use -o {0}",
+                                       output_)}
+                   : Outcome<void>();
     }
-    std::error_code error;
-    inFolder_ = output_.ends_with('/') || fs::is_directory(output_, error);
+    inFolder_ = isFolder(output_);
     return names_.empty() && options_.list.empty() ? usage("name a file to read") : Outcome<void>();
 }
 
@@ -163,6 +173,11 @@ Outcome<void> Planner::checkWays(const std::vector<Job>& jobs) {
         return job.input.path == "-" || std::ranges::count(job.more, "-") > 0;
     });
     const bool writes = std::ranges::any_of(jobs, [](const Job& job) { return job.output == "-"; });
+    const bool matte = picture.postWrite.empty() && std::ranges::any_of(jobs, [&](const Job& job) {
+                           return isMatte(job.output, picture.kind);
+                       });
+    const auto pattern = FramePattern::parse(output_);
+    const bool numbers = !inFolder_ && (!pattern || *pattern);
     const std::pair<bool, const char*> conflicts[] = {
         {commands && (picture.verify || picture.preserveTime || reads || writes),
          "--pre-read and --post-write do not go together with --verify, --preserve-time or -"},
@@ -176,8 +191,9 @@ Outcome<void> Planner::checkWays(const std::vector<Job>& jobs) {
          "- for input goes alone, to a file, a pattern or -"},
         {reads && (picture.channel > 0 || !picture.from.empty() || picture.preserveTime),
          "--channel, --from and --preserve-time need a file to read"},
-        {inFolder_ && (options_.start >= 0 || options_.step != 1),
+        {!numbers && (options_.start >= 0 || options_.step != 1),
          "--start and --step number the files of a pattern"},
+        {!matte && options_.threshold >= 0, "--threshold needs a matte to write"},
     };
     for (const auto& [isThere, what] : conflicts) {
         if (isThere) {

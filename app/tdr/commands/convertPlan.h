@@ -16,9 +16,10 @@ struct ConvertOptions {
     std::string frames;      ///< of patterns
     std::int32_t start = -1; ///< negative: not given
     std::int32_t step = 1;
-    std::int32_t jobs = 0;      ///< 0: as many as processors
-    std::int32_t megabytes = 0; ///< 0: no limit
-    bool zeros = false;         ///< stand behind the names in the list
+    std::int32_t threshold = -1; ///< negative: not given
+    std::int32_t jobs = 0;       ///< 0: as many as processors
+    std::int32_t megabytes = 0;  ///< 0: no limit
+    bool zeros = false;          ///< stand behind the names in the list
     bool recursive = false;
     bool dryRun = false;
     bool force = false;

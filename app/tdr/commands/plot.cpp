@@ -66,6 +66,10 @@ Outcome<Plot> draw(const SceneDocument& document, const PlotOptions& options) {
                               : document.spline != nullptr ? "splines"
                                                            : "trees";
     const std::string& show = options.show.empty() ? usual : options.show;
+    if (show != "curves" && (options.choice.frames || !options.choice.channels.empty())) {
+        return Problem{ExitCode::Usage,
+                       "--curve and --frames choose among curves; this draws " + show};
+    }
     SceneReport complaints; // from evaluating curves; `scene check` reports them
     const SceneListener listener(complaints);
     if (show == "curves") {

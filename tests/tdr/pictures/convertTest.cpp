@@ -85,7 +85,7 @@ TEST_F(ConvertTest, whatCannotBeReadOrWrittenIsNamedWithItsReason) {
         {"secret.pic", "o.png", "secret.pic: Permission denied", true},
         {"small.pic", "folder.pic", "folder.pic: names a folder; name the file to write in it"},
         {"small.pic", "", "names a folder; name the file to write in it"}, // the test's own folder
-        {"small.pic", "none/", "none/: names a folder; name the file to write in it"},
+        {"small.pic", "none/", "none/: names a folder; name the file to write in it, or use -o "},
         {"small.pic", "none/o.png", "none: No such file or directory"},
         {"small.pic", "small.pic/o.png", "small.pic/o.png: Not a directory"},
         {"small.pic", "o.png", "Permission denied", true},
