@@ -289,6 +289,17 @@ TEST_F(RoundTrip, WhatAFormCannotHoldIsReported) {
                          "dropped CURVE_TYPE 0;dropped INTERPOLATION 0;"
                          "dropped DEPTH_OF_FIELD 0;dropped ENLARGE 0;");
 
+    const OwnedScene hidden = fresh(); // members whose mode, mark or bit is not set
+    hidden->rendering.antialiasLevel = 5;
+    hidden->rendering.picture.width = 100;
+    Spline* inScene = splineAllocate();
+    inScene->wireColour = 7;
+    sceneAppendSpline(hidden.get(), inScene);
+    ASSERT_EQ(sceneWriteAsciiAnimation("x", 2.6F, hidden.get()), 1);
+    EXPECT_EQ(notices(), "dropped ANTIALIAS 0;dropped PICTURE 0;dropped WIRE_COLOUR 0;");
+    ASSERT_EQ(splineWriteFile(base.c_str(), inScene, 0), 1);
+    EXPECT_EQ(notices(), "by format WIRE_COLOUR 0;");
+
     for (const std::string& tag : {"AB\0\0"s, "a\"bc"s}) {
         const Tree node(modelAllocate());
         node->userData = static_cast<UserData*>(std::calloc(1, sizeof(UserData)));
@@ -348,6 +359,10 @@ TEST_F(RoundTrip, WhatAFileHoldsBesidesIsReported) {
         // More weights than announced.
         {".scn", shape + "INTERP_FCURVE 5 WEIGHT_FCURVES x CURVE_TYPE SWEIGHT ", true,
          "by format INTERP_FCURVE 3;number x 3;kept CURVE_TYPE 3;"},
+        // A path's model without NAME.
+        {".scn",
+         "SSCN\nx v2.60\nCAMERA POSITION PATH_MODEL CURVE_TYPE CAM_POS KEYS 0 'shore line' ROLL 3 ",
+         true, "unknown 'shore 3;"},
         // Positions without names.
         {".scn",
          "SSCN\nx v2.60\nCAMERA POSITION PATH_MODEL CURVE_TYPE CAM_POS KEYS 0 NAME '' INTEREST "
@@ -495,6 +510,8 @@ TEST_F(RoundTrip, WhatCannotBeWrittenTouchesNoFile) {
     std::free(std::exchange(scene->camera.curves[0]->keys, fcvkeyAllocate(1)));
     EXPECT_EQ(sceneWriteAsciiAnimation("x", 2.02F, scene.get()), 0) << "keys would end at FLAG";
     EXPECT_EQ(sceneWriteAsciiAnimation("x\ny", 2.6F, scene.get()), 0);
+    EXPECT_EQ(sceneWriteAsciiAnimation("x", NAN, scene.get()), 0);
+    EXPECT_EQ(sceneWriteAsciiAnimation("x", INFINITY, scene.get()), 0);
     const std::string longest(233, 'x'); // with its version, 239 characters
     EXPECT_EQ(sceneWriteAsciiAnimation((longest + "x").c_str(), 2.6F, scene.get()), 0);
     const Tree wide(Random(4).node(false));
@@ -506,7 +523,7 @@ TEST_F(RoundTrip, WhatCannotBeWrittenTouchesNoFile) {
     }
     EXPECT_EQ(modelWriteFile(base.c_str(), wide.get(), 1), 0) << "counts are 16 bits";
     EXPECT_FALSE(std::filesystem::exists(base + ".scn") || std::filesystem::exists(base + ".hrc"));
-    EXPECT_EQ(notices(), "failed  0;failed  0;failed  0;failed  0;");
+    EXPECT_EQ(notices(), "failed  0;failed  0;failed  0;failed  0;failed  0;failed  0;");
     for (const char* text : {"mesh }", "mesh {", "mesh \"", "mesh { } name", "name \"x\""}) {
         const Tree node(modelAllocate());
         node->contents = static_cast<Opaque*>(std::calloc(1, sizeof(Opaque)));

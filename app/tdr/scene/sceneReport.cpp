@@ -45,8 +45,8 @@ static_assert(std::size(kPhrases) == kAnimNoticeKinds);
 
 std::string phraseOf(const AnimNotice& notice) {
     const Phrase& phrase = kPhrases[static_cast<std::size_t>(notice.kind)];
-    const std::string word = utf8Text(notice.word);
-    const std::string detail = utf8Text(notice.detail);
+    std::string word = utf8Text(notice.word);
+    std::string detail = utf8Text(notice.detail);
     switch (notice.kind) {
     case AnimNoticeKind::LineEnds:
         return word;

@@ -74,6 +74,12 @@ void writePathModel(std::FILE* stream, const Source& source) {
 
 void readPathModel(std::FILE* stream, const Target& target) {
     readTiming(stream, target, "NAME");
+    // Kept: The word before the name of a path's model need not be NAME.
+    // A reader would expect another word to be refused, or to begin the name. It is reported, and
+    // the name begins behind it.
+    if (!text::Reader::on(stream).atEnd() && std::strcmp(animToken, "NAME") != 0) {
+        animNotify(AnimNoticeKind::UnknownWord, animToken, "in place of NAME");
+    }
     storeString(target.pathModelName, stringReadAsciiAnimation(stream));
     in_animToken(stream);
 }

@@ -53,11 +53,12 @@ void splineReportSceneMembers(const Spline& spline) {
     const struct {
         const char* word;
         bool set;
-    } members[] = {{"KEYFRAME", spline.keyframe != nullptr},
-                   {"KEYLIST", spline.keyList != nullptr},
-                   {"WIRE_COLOUR", (spline.display & kSplineHasWireColour) != 0},
-                   {"LINE_TYPE", (spline.display & kSplineHasLineType) != 0},
-                   {"SELECTED", (spline.display & kSplineHasSelection) != 0}};
+    } members[] = {
+        {"KEYFRAME", spline.keyframe != nullptr},
+        {"KEYLIST", spline.keyList != nullptr},
+        {"WIRE_COLOUR", (spline.display & kSplineHasWireColour) != 0 || spline.wireColour != 0},
+        {"LINE_TYPE", (spline.display & kSplineHasLineType) != 0 || spline.lineType != 0},
+        {"SELECTED", (spline.display & kSplineHasSelection) != 0 || spline.selection != 0}};
     for (const auto& member : members) {
         if (member.set) {
             notice::written(AnimNoticeKind::ByFormat, member.word, "of spline \"%.60s\"",

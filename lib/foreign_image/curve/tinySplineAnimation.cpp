@@ -238,6 +238,24 @@ bool tokenIsKeyword() {
     return table::find(kSplineRows, animToken) != nullptr && std::strcmp(animToken, "FLAG") != 0;
 }
 
+/// Reports display fields that are not written because their bits are not set.
+void reportHiddenFields(const Spline& spline) {
+    const struct {
+        const char* word;
+        SplineDisplay bit;
+        int value;
+    } fields[] = {{"WIRE_COLOUR", kSplineHasWireColour, spline.wireColour},
+                  {"LINE_TYPE", kSplineHasLineType, spline.lineType},
+                  {"SELECTED", kSplineHasSelection, spline.selection}};
+    for (const auto& field : fields) {
+        if (field.value != 0 && (spline.display & field.bit) == 0) {
+            notice::written(AnimNoticeKind::Dropped, field.word,
+                            "%d of spline \"%.60s\", whose display does not have its bit",
+                            field.value, spline.name != nullptr ? spline.name : "");
+        }
+    }
+}
+
 /// Reads the form from its first word or, if that has been consumed, from its type.
 int readInto(std::FILE* stream, Spline* spline, bool endsAfterPoints) {
     const notice::Call call;
@@ -264,6 +282,7 @@ int splineWriteAsciiAnimation(std::FILE* stream, const Spline* spline) {
     if (spline == nullptr) {
         return 0;
     }
+    reportHiddenFields(*spline);
     const std::span rows(kSplineRows);
     table::write(stream, rows.first(1), *spline);
     return table::writeDeeper(stream, rows.subspan(1), *spline);

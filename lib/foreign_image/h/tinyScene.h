@@ -149,8 +149,8 @@ int sceneAppendSpline(Scene* scene, Spline* spline);
 /// says: readers end the keys of version 2.02 and older at their "FLAG", so a scene with keys
 /// cannot be written under such a version. Prints a message. Returns 1, or 0 when the file cannot
 /// be opened or written, or, with no file touched, when the scene or its name is missing or the
-/// text would not read back: keys under an old version, a header text of several lines, a tree
-/// beyond the limits of tinyModel.h.
+/// text would not read back: keys under an old version, a version that is not finite, a header text
+/// of several lines, a tree beyond the limits of tinyModel.h.
 int sceneWriteAsciiAnimation(const char* headerText, float version, const Scene* scene);
 
 /// Reads the file of the scene's name plus ".scn" into the scene: values read replace those held

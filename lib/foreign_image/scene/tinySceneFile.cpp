@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstring>
 #include <new>
 #include <string_view>
@@ -199,7 +200,7 @@ class BodyReader {
 
 /// Writes the rendering block. Always 1.
 int renderWriteAsciiAnimation(std::FILE* stream, const Scene& scene) {
-    renderReportSizes(scene);
+    renderReportUnwritten(scene);
     table::write(stream, renderRows(), scene);
     return 1;
 }
@@ -254,6 +255,9 @@ bool hasKeys(const Scene& scene) {
 
 /// True when the text will read back; otherwise sets the reason why the call fails.
 bool fits(const char* headerText, float version, const Scene& scene) {
+    if (!std::isfinite(version)) {
+        notice::Call::fail("the version is not a finite number");
+    }
     const float readBack = text::parseFloat(NumberText(version, 2).view()).value;
     if (fcurveKeysHaveNoType(readBack) && hasKeys(scene)) {
         notice::Call::fail("files of version %s have no place for the type of a key",

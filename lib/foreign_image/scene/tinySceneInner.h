@@ -58,8 +58,9 @@ void modelListFileWords(const table::WordTaker& taker);
 void renderListWords(const table::WordTaker& taker);
 void sceneListWords(const table::WordTaker& taker);
 
-/// Reports sizes of the picture that its format does not have.
-void renderReportSizes(const Scene& scene);
+/// Reports settings that are not written: those of no antialiasing, of a picture that is not set,
+/// and sizes that its format does not have.
+void renderReportUnwritten(const Scene& scene);
 
 /// Writes the scene's lists: lights, trees, splines and wave data.
 void sceneWriteLists(std::FILE* stream, const Scene& scene);

@@ -252,8 +252,17 @@ std::span<const SceneRow> renderRows() {
     return kRows;
 }
 
-void renderReportSizes(const Scene& scene) {
-    const ScenePicture& picture = scene.rendering.picture;
+void renderReportUnwritten(const Scene& scene) {
+    const Settings& settings = scene.rendering;
+    if (settings.antialias == 0 &&
+        (settings.antialiasLevel != 0 || settings.antialiasThreshold != 0.0F)) {
+        notice::written(AnimNoticeKind::Dropped, "ANTIALIAS", "level and threshold of mode 0");
+    }
+    const ScenePicture& picture = settings.picture;
+    if (picture.set == 0 && (picture.format != 0 || picture.aspect != 0.0F ||
+                             picture.width != 0.0F || picture.height != 0.0F)) {
+        notice::written(AnimNoticeKind::Dropped, "PICTURE", "which is not marked as set");
+    }
     const struct {
         const char* word;
         bool set;
