@@ -22,7 +22,7 @@ std::string caseOf(const std::string& pattern, const std::vector<std::string>& w
 /// Both shells: `command` becomes the innermost subcommand typed, `option` the option whose value
 /// is to be completed, and `known` what may follow. A word that is neither an option nor a
 /// subcommand is a file; options are offered only after a -. Bash has the = of --show=trees as a
-/// word.
+/// word; for zsh the value is set apart.
 std::string walk(const Arguments& arguments, const std::string& typed) {
     std::vector<std::string> commands;
     std::vector<std::string> options;
@@ -64,7 +64,8 @@ std::string forBash(const Arguments& arguments) {
 }
 
 std::string forZsh(const Arguments& arguments) {
-    return "#compdef tdr\n_tdr() {\n  local -a typed=(\"${(@)words[2,CURRENT-1]}\")\n" +
+    return "#compdef tdr\n_tdr() {\n  local -a typed=(\"${(@)words[2,CURRENT-1]}\")\n"
+           "  [[ $PREFIX == --*=* ]] && typed+=(${PREFIX%%=*}) && compset -P '*='\n" +
            walk(arguments, "\"${typed[@]}\"") +
            "  local -a offered=(${=known})\n"
            "  [[ $PREFIX == -* ]] || offered=(${offered:#-*})\n"
