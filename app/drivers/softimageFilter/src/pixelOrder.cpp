@@ -79,7 +79,7 @@ template <base::Use kUse, class Move>
 [[gnu::always_inline]] inline void splitLine(const std::uint8_t* host, std::size_t width,
                                              const ChannelLines& to, const std::uint8_t* next) {
     moveParts<base::Use::Read>(
-        width, next, [&] [[gnu::always_inline]] (std::size_t x, std::size_t count) {
+        width, next, [&](std::size_t x, std::size_t count) __attribute__((always_inline)) {
             splitPixels(host + 4 * x, count, to[0] + x, to[1] + x, to[2] + x, to[3] + x);
         });
 }
@@ -87,7 +87,7 @@ template <base::Use kUse, class Move>
 [[gnu::always_inline]] inline void joinLine(const ConstLines& from, std::size_t width,
                                             std::uint8_t* host, const std::uint8_t* next) {
     moveParts<base::Use::Write>(
-        width, next, [&] [[gnu::always_inline]] (std::size_t x, std::size_t count) {
+        width, next, [&](std::size_t x, std::size_t count) __attribute__((always_inline)) {
             joinPixels(from[0] + x, from[1] + x, from[2] + x, from[3] + x, count, host + 4 * x);
         });
 }
