@@ -222,6 +222,8 @@ class Bench:
         with contextlib.suppress(zlib.error, struct.error, IndexError):
             same = same or (output[1] == reference[1] and
                             pictureOf(output[0]) == pictureOf(reference[0]))
+        if case.fault == "EPIPE" and output[0] == reference[0]:
+            same = same or reference[1].startswith(output[1])  # its reader may go before the end
         if status == 0 and not same:
             wrong.append("success, but the output is not the right one")
         if status not in goodStatuses(case):
