@@ -33,6 +33,12 @@ bool isKnown(std::int16_t extrapolation) {
     return extrapolation >= kExtrapolateConstant && extrapolation <= kExtrapolateCycle;
 }
 
+/// Frames around the last possible times go past them.
+float nearestTime(double frame) {
+    constexpr auto kLast = static_cast<double>(std::numeric_limits<float>::max());
+    return static_cast<float>(std::clamp(frame, -kLast, kLast));
+}
+
 /// Adds the times at which the spline segment from `a` to `b` turns: where its derivative, a
 /// quadratic, is 0.
 void addTurns(std::vector<float>& times, const FcvKey& a, const FcvKey& b) {
@@ -177,7 +183,8 @@ class Sampler {
     void addBand(std::string_view name, double from, double to, Passage passage) {
         PlotPiece piece{name, {}, {}};
         const double width = frames_.size() / kColumns;
-        for (double left = from; left < to; left += width) {
+        for (int column = 0; from + column * width < to; ++column) {
+            const double left = from + column * width;
             const double right = std::min(left + width, to);
             const PlotRange values = extremes(left, right, passage);
             if (!values.empty) {
@@ -233,8 +240,8 @@ std::vector<PlotPiece> plotPieces(const Fcurve& curve, const PlotRange& frames) 
     const auto passageOf = [](std::int16_t extrapolation) {
         return extrapolation == kExtrapolateCycle ? Passage::Repeated : Passage::None;
     };
-    const auto least = static_cast<float>(frames.least);
-    const auto most = static_cast<float>(frames.most);
+    const float least = nearestTime(frames.least);
+    const float most = nearestTime(frames.most);
     const float first = keys.front().time;
     const float last = keys.back().time;
     Sampler sampler(curve, frames);
