@@ -4,6 +4,7 @@
 #include "base/uniqueFd.h"
 #include "output/formatted.h"
 #include "output/wholeWrite.h"
+#include "tdr/interruptGuard.h"
 
 #include <algorithm>
 #include <array>
@@ -204,6 +205,7 @@ FoundInputs findInputs(const InputRule& rule) {
 
 Outcome<std::vector<std::string>> readFileList(const std::string& file, char separator) {
     const bool isInput = file == "-";
+    const tdr::InterruptGuard::Pause nothingToCleanUp; // a pipe may wait for its writer
     const base::UniqueFd opened(isInput ? -1 : ::open(file.c_str(), O_RDONLY | O_CLOEXEC));
     const int fd = isInput ? STDIN_FILENO : opened.get();
     std::string text;

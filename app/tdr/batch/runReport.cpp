@@ -3,6 +3,7 @@
 
 #include "output/jsonWriter.h"
 #include "output/wholeWrite.h"
+#include "tdr/interruptGuard.h"
 
 #include <array>
 #include <cerrno>
@@ -48,6 +49,7 @@ Outcome<RunReport> RunReport::begin(const std::string& path, IfExisting existing
     const int ifThere = existing == IfExisting::Replace ? O_TRUNC
                         : existing == IfExisting::Skip  ? O_APPEND
                                                         : O_EXCL;
+    const tdr::InterruptGuard::Pause nothingToCleanUp; // a pipe may wait for its reader
     base::UniqueFd file(::open(path.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | ifThere, kNewFile));
     if (!file.valid()) { // a device or a pipe: nothing to replace
         const int error = errno;
@@ -69,6 +71,7 @@ void RunReport::add(const Job& job, const JobResult& result) {
     }
 }
 
+/// A reader that stops early is no failure.
 Outcome<void> RunReport::end() const {
-    return error_ == 0 ? Outcome<void>() : problemWith(path_, error_);
+    return error_ == 0 || error_ == EPIPE ? Outcome<void>() : problemWith(path_, error_);
 }
