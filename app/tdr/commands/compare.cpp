@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // tdr compare A B: compares two pictures pixel by pixel. Each is read line by line through the
 // driver of its format.
+#include "files/replacedFile.h"
 #include "output/console.h"
 #include "output/formatted.h"
 #include "pictures/differencePicture.h"
@@ -124,6 +125,11 @@ Outcome<ExitCode> reportEqual(const std::string& names, const PictureLines& a,
 Outcome<ExitCode> compare(DriverSet& drivers, const CompareOptions& options) {
     std::optional<DifferencePicture> picture;
     if (!options.diff.empty()) {
+        for (const std::string& side : {options.a, options.b}) {
+            if (const auto other = checkIsNotInput(options.diff, side); !other) {
+                return other.failure();
+            }
+        }
         auto begun = DifferencePicture::begin(drivers, options.diff,
                                               options.force ? Existing::Replaced : Existing::Kept);
         if (!begun) {

@@ -193,6 +193,9 @@ Outcome<ToolkitPicture> openPic(const std::string& in) {
 }
 
 ExitCode salvage(const SalvageOptions& options) {
+    if (const auto other = checkIsNotInput(options.out, options.in); !other) {
+        return fail(other.failure());
+    }
     auto file = openPic(options.in);
     if (!file) {
         return fail(file.failure());

@@ -2,11 +2,9 @@
 // tdr thumbnail -s N IN OUT: a small PNG of a picture, for file managers. Unlike the other commands
 // it is given a file to overwrite.
 #include "pictures/thumbnail.h"
+#include "files/replacedFile.h"
 #include "output/console.h"
 #include "subcommands.h"
-
-#include <filesystem>
-#include <system_error>
 
 namespace {
 
@@ -20,9 +18,8 @@ struct ThumbnailOptions {
 };
 
 ExitCode thumbnail(const DriverOptions& driverOptions, const ThumbnailOptions& options) {
-    std::error_code none;
-    if (std::filesystem::equivalent(options.input, options.output, none)) {
-        return fail({ExitCode::Failed, options.output + ": is the picture itself"});
+    if (const auto other = checkIsNotInput(options.output, options.input); !other) {
+        return fail(other.failure());
     }
     DriverSet drivers(driverOptions);
     const auto read = readThumbnail(drivers, options.input, options.size);

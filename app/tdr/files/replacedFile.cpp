@@ -53,6 +53,13 @@ Outcome<void> checkIsNew(const fs::path& target) {
     return exists ? existsAlready(target.string()) : Outcome<void>();
 }
 
+Outcome<void> checkIsNotInput(const std::string& target, const std::string& input) {
+    std::error_code none;
+    return fs::equivalent(target, input, none)
+               ? Problem{ExitCode::Failed, target + ": is the picture itself"}
+               : Outcome<void>();
+}
+
 // --- The place of the new file -------------------------------------------------------------------
 
 /// Follows symbolic links by descriptors to the place for the rename.

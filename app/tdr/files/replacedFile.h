@@ -15,6 +15,9 @@
 /// Fails if `target` is a regular file, which may not be replaced.
 [[nodiscard]] Outcome<void> checkIsNew(const std::filesystem::path& target);
 
+/// Fails if `target` is the picture that is read, under whatever name: it would be lost.
+[[nodiscard]] Outcome<void> checkIsNotInput(const std::string& target, const std::string& input);
+
 /// Until `commit` the target is unchanged; without it the new file is removed. Move-only.
 ///
 /// The new file is in the target's folder under a name of ours, and only its descriptor is used: a

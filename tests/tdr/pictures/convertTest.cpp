@@ -130,6 +130,8 @@ TEST_F(ConvertTest, aFileThatExistsIsReplacedOnlyWhenThatIsAskedFor) {
     EXPECT_EQ(contentOf(old), contentOf(in("new.png")));
     expectDone({"compare", pic, pic, "--diff", old, "--force"});
     EXPECT_NE(contentOf(old), contentOf(in("new.png")));
+    expectFailed({"compare", pic, old, "--diff", in("link.png"), "--force"}, "the picture itself",
+                 4);
     expectDone({"convert", pic, "/dev/null", "--to", "pic"});
 }
 

@@ -276,6 +276,7 @@ TEST_F(CommandTest, salvageRefusesWhatItCannotDo) {
         {{files().write("t.tag", support::tag(1, 1, 1)), in("o.pic")}, "not a PIC picture"},
         {{in("gone.pic"), in("o.pic")}, "No such file"},
         {{pic, none}, "exists already"},
+        {{none, none, "--force"}, "is the picture itself"},
         {{files().write("e.pic", support::rawPic(2, 1, 0, "")), in("o.pic")}, "has a channel"},
     };
     for (const auto& c : cases) {
