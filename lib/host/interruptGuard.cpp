@@ -120,7 +120,9 @@ InterruptGuard::InterruptGuard() {
 }
 
 InterruptGuard::~InterruptGuard() {
-    letGo(Held::Interrupt);
+    if (wakeFd >= 0) {
+        letGo(Held::Interrupt);
+    }
     letGo(Held::Notice);
     if (const int fd = wakeFd.exchange(-1); fd >= 0) {
         ::close(fd);

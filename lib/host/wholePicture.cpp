@@ -62,7 +62,8 @@ std::span<std::uint8_t> rowOf(const SharedBlock& block, std::int32_t width, std:
 /// True if all pixels have the bytes of the first one, and these are `pixel`.
 bool isAll(std::span<const std::uint8_t> pixels, std::span<const std::uint8_t> pixel) {
     return std::ranges::equal(pixels.first(kPixelBytes), pixel) &&
-           std::memcmp(pixels.data(), &pixels[kPixelBytes], pixels.size() - kPixelBytes) == 0;
+           std::memcmp(pixels.data(), pixels.data() + kPixelBytes, pixels.size() - kPixelBytes) ==
+               0;
 }
 
 /// A driver may refuse whole pictures although it may transfer them, as the session knows.
