@@ -22,6 +22,11 @@ bool isDriversFault(FailureKind kind) {
            kind == FailureKind::TimedOut || kind == FailureKind::ProtocolBroken;
 }
 
+/// The failure with the user's name of the file.
+Failure named(const Failure& failure, const FileNames& names) {
+    return {failure.kind, names.in(failure.what), failure.end, names.in(failure.lastLine)};
+}
+
 /// Why no driver reads a file: the reasons of drivers that know its format but cannot open it, or
 /// that no driver knows it. A driver that itself failed is always reported.
 class Refusals {
@@ -33,8 +38,7 @@ class Refusals {
             fault_ = failure.kind;
         }
         if (failure.kind != FailureKind::NotMyFormat) {
-            addReason(
-                {failure.kind, names.in(failure.what), failure.end, names.in(failure.lastLine)});
+            addReason(named(failure, names));
         }
     }
 
@@ -69,9 +73,11 @@ class Refusals {
     std::vector<Failure> reasons_;
 };
 
-/// True for failures after which no other driver is tried: a signal, out of memory, no link.
-bool endsTheSearch(const Failure& failure) {
-    return failure.kind == FailureKind::NoMemory || failure.kind == FailureKind::CannotOpen ||
+/// True for failures after which no other driver is tried: a signal, out of memory, no link or
+/// time.
+bool endsTheSearch(const DriverChoice& drivers, const Failure& failure) {
+    return (failure.kind == FailureKind::TimedOut && drivers.isTimeOver()) ||
+           failure.kind == FailureKind::NoMemory || failure.kind == FailureKind::CannotOpen ||
            InterruptGuard::signal() != 0;
 }
 
@@ -160,8 +166,8 @@ Result<FoundPicture> findReader(DriverChoice& drivers, std::span<const std::size
             if (source) {
                 return FoundPicture{driver, std::move(*source)};
             }
-            if (endsTheSearch(source.failure())) {
-                return source.failure();
+            if (endsTheSearch(drivers, source.failure())) {
+                return named(source.failure(), link.names());
             }
             refusals.add(drivers.name(driver), source.failure(), link.names());
         }

@@ -109,6 +109,9 @@ class DriverSet {
     void setDeadline(std::optional<std::chrono::steady_clock::time_point> deadline) {
         deadline_ = deadline;
     }
+    [[nodiscard]] bool isTimeOver() const {
+        return deadline_ && std::chrono::steady_clock::now() >= *deadline_;
+    }
 
     /// The rest of a picture needs no idle driver. Unless they are kept for more pictures, they get
     /// the end request now and end while the caller continues.

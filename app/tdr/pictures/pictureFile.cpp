@@ -21,6 +21,7 @@ class Trials : public tdr::DriverChoice {
     [[nodiscard]] std::string name(std::size_t driver) const override {
         return drivers_.name(driver);
     }
+    [[nodiscard]] bool isTimeOver() const override { return drivers_.isTimeOver(); }
     [[nodiscard]] std::string ending(std::size_t driver) const override {
         return drivers_.extension(driver);
     }

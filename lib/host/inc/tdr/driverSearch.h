@@ -68,6 +68,8 @@ class DriverChoice {
     virtual Result<Session*> start(std::size_t driver) = 0;
     /// The ending of the driver's files, ".pic". Called after `start`.
     [[nodiscard]] virtual std::string ending(std::size_t driver) const = 0;
+    /// Whether no time is left for other drivers, after one that has not answered in time.
+    [[nodiscard]] virtual bool isTimeOver() const { return false; }
 };
 
 /// A picture, connected for reading.
@@ -79,7 +81,8 @@ struct FoundPicture {
 /// Opens the file of `link` with the first driver of `order` that accepts it. If there is none, the
 /// kind of the failure is that of a driver that has failed itself, else `Damaged` if a driver knows
 /// the format, else `NotMyFormat`; its `what` has the reasons, and names the file only where a
-/// driver does. Another failure ends the search: out of memory, a signal, or no link.
+/// driver does. Another failure ends the search: out of memory, a signal, no link, no
+/// time.
 [[nodiscard]] Result<FoundPicture> findReader(DriverChoice& drivers,
                                               std::span<const std::size_t> order, DriverLink& link);
 
