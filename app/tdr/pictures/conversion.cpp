@@ -185,17 +185,45 @@ constexpr std::string_view kStream = "-";
 using OpenedInput = Outcome<std::unique_ptr<PictureInput>>;
 using OpenedOutput = Outcome<std::unique_ptr<PictureOutput>>;
 
-OpenedInput inputFor(DriverSet& drivers, const ConversionOptions& options,
-                     const Conversion& conversion, const std::string& path) {
-    if (!options.preRead.empty()) {
-        return openNamedInput(drivers, {path, options.from, options.preRead, conversion.frame});
+/// A picture, or one matte of its file, counted from 1.
+struct Source {
+    std::string path;
+    std::int32_t matte; ///< 0: the first one, and the others are reported
+};
+
+/// What is read one after another. All mattes of one file become those of another one.
+Outcome<std::vector<Source>> sourcesOf(const ConversionOptions& options,
+                                       const Conversion& conversion) {
+    const std::int32_t chosen = conversion.channel > 0 ? conversion.channel : options.channel;
+    std::vector<Source> sources;
+    for (const std::string& path : conversion.inputs) {
+        sources.push_back({path, chosen});
     }
-    return openInput(drivers, path, options.from,
-                     conversion.channel > 0 ? conversion.channel : options.channel);
+    if (sources.size() == 1 && chosen == 0 && options.preRead.empty() &&
+        isMatte(conversion.output, options.kind)) {
+        const auto mattes = mattesIn(sources[0].path);
+        if (!mattes) {
+            return mattes.failure();
+        }
+        for (std::int32_t matte = 2; matte <= *mattes; ++matte) {
+            sources[0].matte = 1;
+            sources.push_back({sources[0].path, matte});
+        }
+    }
+    return sources;
+}
+
+OpenedInput inputFor(DriverSet& drivers, const ConversionOptions& options, std::int32_t frame,
+                     const Source& source) {
+    if (!options.preRead.empty()) {
+        return openNamedInput(drivers, {source.path, options.from, options.preRead, frame});
+    }
+    return openInput(drivers, source.path, options.from, source.matte);
 }
 
 OpenedOutput outputFor(DriverSet& drivers, const ConversionOptions& options,
-                       const Conversion& conversion, const PictureInput& input) {
+                       const Conversion& conversion, const std::vector<Source>& sources,
+                       const PictureInput& input) {
     const std::string& path = conversion.output;
     if (path == kStream) {
         return streamOutput();
@@ -205,7 +233,11 @@ OpenedOutput outputFor(DriverSet& drivers, const ConversionOptions& options,
                                options.existing);
     }
     if (isMatte(path, options.kind)) {
-        return openMatte(path, {options.threshold, conversion.inputs}, options.existing);
+        MatteRule rule{options.threshold, {}};
+        for (const Source& source : sources) {
+            rule.inputs.push_back(source.path);
+        }
+        return openMatte(path, std::move(rule), options.existing);
     }
     return openOutput(drivers, path, options.kind, options.existing, input);
 }
@@ -230,13 +262,17 @@ Converted convertPicture(DriverSet& drivers, const ConversionOptions& options,
     beginTime(drivers, options);
     std::unique_ptr<PictureOutput> output;
     std::optional<Problem> damage;
-    for (const std::string& path : conversion.inputs) {
-        const auto input = inputFor(drivers, options, conversion, path);
+    const auto sources = sourcesOf(options, conversion);
+    if (!sources) {
+        return failed(conversion.output, sources.failure());
+    }
+    for (const Source& source : *sources) {
+        const auto input = inputFor(drivers, options, conversion.frame, source);
         if (!input) {
             return {input.failure()};
         }
         if (!output) {
-            auto opened = outputFor(drivers, options, conversion, **input);
+            auto opened = outputFor(drivers, options, conversion, *sources, **input);
             if (!opened) {
                 return failed(conversion.output, opened.failure());
             }
@@ -247,7 +283,8 @@ Converted convertPicture(DriverSet& drivers, const ConversionOptions& options,
             return failed(conversion.output, done.failure(), copying.metDamage());
         }
         if ((*input)->damaged() && !damage) {
-            damage = {ExitCode::Failed, output->name() + ": written, but " + path + " is damaged"};
+            damage = {ExitCode::Failed,
+                      output->name() + ": written, but " + source.path + " is damaged"};
         }
     }
     return damage ? Converted{*damage, true} : Converted();
@@ -257,7 +294,7 @@ Converted convertFromStream(DriverSet& drivers, const ConversionOptions& options
                             const std::string& output) {
     beginTime(drivers, options);
     const auto input = streamInput(reader);
-    const auto opened = outputFor(drivers, options, {{reader.name()}, output}, *input);
+    const auto opened = outputFor(drivers, options, {{}, output}, {{reader.name(), 0}}, *input);
     if (!opened) {
         return failed(output, opened.failure());
     }

@@ -80,7 +80,8 @@ Outcome<void> DriverInput::chooseMatte(std::int32_t matte) {
     if (matte > 0) {
         picture_.source.selectMatte(matte - 1);
     } else if (mattes > 1) {
-        losses.push_back(formatted("mattes 2 to {} (see --channel)", mattes));
+        losses.push_back(mattes == 2 ? "matte 2 (see --channel)"
+                                     : formatted("mattes 2 to {} (see --channel)", mattes));
     }
     return {};
 }
