@@ -44,7 +44,7 @@ Converted convertJob(DriverSet& drivers, const ConvertOptions& options, const Jo
 JobResult convertOne(DriverSet& drivers, const ConvertOptions& options, bool inFolder,
                      const Job& job) {
     const auto made = inFolder ? makeFolderOf(job.output) : Outcome<void>();
-    return resultOf(made ? convertJob(drivers, options, job) : Converted{made.failure()});
+    return resultOf(made ? convertJob(drivers, options, job) : Converted{made.failure()}, options);
 }
 
 ExitCode showPlan(const std::vector<Job>& jobs) {

@@ -6,7 +6,7 @@
 
 #include <limits>
 
-JobResult resultOf(const Converted& converted) {
+JobResult resultOf(const Converted& converted, const ConvertOptions& options) {
     if (converted.unwanted) {
         return {Fate::Skipped, ExitCode::Done, "nobody reads standard output any more"};
     }
@@ -14,6 +14,9 @@ JobResult resultOf(const Converted& converted) {
         return {};
     }
     const Problem& problem = converted.outcome.failure();
+    if (options.skipExisting && problem.cause == Cause::Exists) { // since the plan was made
+        return {Fate::Skipped, ExitCode::Done, "it exists"};
+    }
     return {converted.damaged ? Fate::Damaged : Fate::Failed, fail(problem), problem.text,
             converted.damaged ? Cause::Damaged : problem.cause};
 }
@@ -41,11 +44,11 @@ std::optional<Job> StreamJobs::next() {
 
 JobResult StreamJobs::convert(DriverSet& drivers) {
     if (!begun_) {
-        return resultOf({begun_, damaged_});
+        return resultOf({begun_, damaged_}, options_);
     }
     const Converted converted = convertFromStream(drivers, options_.picture, reader_, name_);
     ended_ = converted.damaged || converted.unwanted;
-    return resultOf(converted);
+    return resultOf(converted, options_);
 }
 
 /// One file takes one picture, a pattern all.

@@ -11,7 +11,7 @@
 #include <utility>
 
 /// The result of a job, with its message.
-[[nodiscard]] JobResult resultOf(const Converted& converted);
+[[nodiscard]] JobResult resultOf(const Converted& converted, const ConvertOptions& options);
 
 class StreamJobs {
   public:

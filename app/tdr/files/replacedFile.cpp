@@ -42,7 +42,7 @@ int errorOfClose(int fd) {
 }
 
 Problem existsAlready(const std::string& target) {
-    return {ExitCode::Failed, target + ": exists already (see --force)"};
+    return {ExitCode::Failed, target + ": exists already (see --force)", Cause::Exists};
 }
 
 } // namespace

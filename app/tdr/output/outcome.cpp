@@ -28,7 +28,7 @@ ExitCode exitCodeOf(tdr::FailureKind kind) {
 
 const char* wordOf(Cause cause) {
     constexpr const char* kWords[] = {"failed",  "missing",   "empty",  "notAFile", "unreadable",
-                                      "damaged", "wrongKind", "driver", "noMemory"};
+                                      "damaged", "wrongKind", "driver", "noMemory", "exists"};
     return kWords[static_cast<std::size_t>(cause)];
 }
 

@@ -33,6 +33,7 @@ enum class Cause : std::uint8_t {
     WrongKind,  ///< of no known kind
     Driver,     ///< a driver could not be started, died or did not answer
     NoMemory,
+    Exists, ///< already, and is not to be replaced
 };
 
 /// The cause as one word: "wrongKind".

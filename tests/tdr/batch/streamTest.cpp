@@ -199,7 +199,7 @@ TEST_F(StreamTest, picturesBecomeMattesAndMattesPictures) {
 
     files().write("m.tag", support::tag(2, 1, 3, {0x1000, 0x2000, 0x3000}));
     EXPECT_EQ(shell("$tdr convert -q m.tag m.%d.pic && $tdr convert -q m.?.pic -o n.tag && "
-                    "cmp m.tag n.tag")
+                    "cmp m.tag n.tag && $tdr convert --verify m.tag c.tag && cmp m.tag c.tag")
                   .exit,
               0);
     EXPECT_EQ(namesIn(files().path()).count("m.3.pic"), 1U);
@@ -235,6 +235,11 @@ TEST_F(StreamTest, outsideCommandsGetTheNamedFileAndTheFrame) {
     EXPECT_TRUE(contains(part.err, "6.png: exists already (see --force)"));
     EXPECT_EQ(contentOf(in("6.png")), "");
     EXPECT_EQ(contentOf(in("kept.pic")), old);
+    // What appears after the plan is skipped like what was there before.
+    const Ended late =
+        shell("$tdr convert --skip-existing kept.pic l.png --pre-read 'touch l.png;'");
+    EXPECT_EQ(late.exit, 0) << late.err;
+    EXPECT_EQ(contentOf(in("l.png")), "");
 }
 
 TEST_F(StreamTest, aPictureThatTakesTooLongEndsWithAllThatItsDriverStarted) {
