@@ -115,7 +115,7 @@ void setOutOfMemoryStatus(std::span<char*> arguments, std::span<const Subcommand
     }
 }
 
-/// Some library calls end the process when out of memory. The next run removes what is left.
+/// Some library calls end the process when out of memory. A later run removes what is left.
 [[noreturn]] void endForWantOfMemory() {
     (void)writeWhole(STDERR_FILENO, "tdr: out of memory\n");
     std::_Exit(static_cast<int>(outOfMemoryStatus));

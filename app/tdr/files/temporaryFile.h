@@ -17,8 +17,8 @@ enum class Existing : std::uint8_t {
     Kept,
 };
 
-/// An empty file to write to, by its descriptor. The private folder notes its location, so that the
-/// next run removes it if this one is killed. Move-only.
+/// An empty file to write to, by its descriptor. The private folder notes its location, so that a
+/// later run removes it if this one is killed. Move-only.
 class TemporaryFile {
   public:
     /// Creates it in `folder`. Its name begins with a dot.

@@ -90,8 +90,8 @@ std::optional<tdr::SharedBlock> LintTrial::block(std::size_t bytes) {
 
 namespace {
 
-/// A new folder in our private one, which is removed with everything in it; after a kill, by the
-/// user's next run.
+/// A new folder in our private one, which is removed with everything in it; after a kill, by a
+/// later run.
 class ScratchFolder {
   public:
     static Outcome<ScratchFolder> make() {
