@@ -4,16 +4,19 @@
 #pragma once
 
 #include <cerrno>
+#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
-#include <limits>
+#include <iterator>
 #include <set>
+#include <sstream>
 #include <string>
 #include <sys/resource.h>
 #include <sys/types.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <vector>
 
 namespace support {
 
@@ -50,21 +53,24 @@ class Growth {
     const long before_ = most();
 };
 
-/// Ids of the shared segments that process `pid` created.
+inline const std::time_t kStarted = std::time(nullptr);
+
+/// Ids of the shared segments that process `pid` created. Older ones than this program are of
+/// another process that had the same number.
 inline std::set<int> segmentsOf(pid_t pid = getpid()) {
     std::ifstream table("/proc/sysvipc/shm");
-    table.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
     std::set<int> ids;
-    long key = 0;
-    long id = 0;
-    long perms = 0;
-    long long size = 0;
-    long creator = 0;
-    while (table >> key >> id >> perms >> size >> creator) {
-        if (creator == pid) {
-            ids.insert(static_cast<int>(id));
+    std::string row;
+    std::getline(table, row);
+    while (std::getline(table, row)) {
+        std::istringstream columns(row);
+        const std::vector<long long> values{std::istream_iterator<long long>(columns), {}};
+        constexpr std::size_t kId = 1;
+        constexpr std::size_t kCreator = 4;
+        constexpr std::size_t kChanged = 13;
+        if (values.at(kCreator) == pid && values.at(kChanged) >= kStarted) {
+            ids.insert(static_cast<int>(values[kId]));
         }
-        table.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
     }
     return ids;
 }
