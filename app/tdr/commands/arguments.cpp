@@ -163,8 +163,9 @@ void addWords(std::vector<CommandWords>& all, const std::string& name, const CLI
 /// The commands that there is help on.
 void addTopics(std::vector<CommandWords>& all, const std::string& name, const CLI::App& app) {
     for (const CLI::App* sub : app.get_subcommands({})) {
-        all.push_back({name + ' ' + sub->get_name(), subcommandsOf(*sub)});
-        addTopics(all, all.back().command, *sub);
+        const std::string topic = name + ' ' + sub->get_name();
+        all.push_back({topic, subcommandsOf(*sub)});
+        addTopics(all, topic, *sub);
     }
 }
 
