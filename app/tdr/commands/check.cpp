@@ -7,7 +7,6 @@
 #include "output/formatted.h"
 #include "subcommands.h"
 #include "talkOptions.h"
-#include "tdr/interruptGuard.h"
 
 #include <cerrno>
 #include <filesystem>
@@ -51,12 +50,6 @@ class Checking {
         exit_ = worse(exit_, take(folder, Problem{ExitCode::Failed, problem, Cause::Unreadable}));
     }
 
-    /// A page is still wanted when nobody reads the output any more.
-    [[nodiscard]] bool goesOn() const {
-        return page_ ? said_ == ExitCode::Done && tdr::InterruptGuard::signal() == 0
-                     : resultsAreWanted();
-    }
-
     ExitCode end() {
         json_.end();
         if (asJson_) {
@@ -65,7 +58,7 @@ class Checking {
         if ((counts_.all() != 1 || counts_.skipped == 1) && !quiet_) {
             warn(textOf(counts_));
         }
-        const auto shown = page_ && goesOn() ? page_->end(counts_) : Outcome<void>();
+        const auto shown = page_ && verdictIsWanted() ? page_->end(counts_) : Outcome<void>();
         return worse(worse(exit_, said_), shown ? ExitCode::Done : fail(shown.failure()));
     }
 
@@ -156,7 +149,7 @@ ExitCode checkAll(const DriverOptions& drivers, const CheckOptions& options) {
     }
     FileRun run(files.size(), options.talk);
     for (const FileToCheck& file : files) {
-        if (checking.goesOn()) {
+        if (verdictIsWanted()) {
             checking.add(file, run);
         }
     }

@@ -30,7 +30,7 @@ ExitCode checkOne(const std::string& file) {
 
 ExitCode check(const SceneOptions& options) {
     ExitCode exit = ExitCode::Done;
-    for (std::size_t i = 0; i < options.files.size() && resultsAreWanted(); ++i) {
+    for (std::size_t i = 0; i < options.files.size() && verdictIsWanted(); ++i) {
         const std::string& file = options.files[i];
         exit = worse(exit, withinMemory(file, [&] { return checkOne(file); }));
     }

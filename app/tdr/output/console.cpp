@@ -59,7 +59,11 @@ void showMessages(std::string_view lines) {
 }
 
 bool resultsAreWanted() {
-    return outputError == 0 && tdr::InterruptGuard::signal() == 0;
+    return outputError == 0 && verdictIsWanted();
+}
+
+bool verdictIsWanted() {
+    return (outputError == 0 || outputError == EPIPE) && tdr::InterruptGuard::signal() == 0;
 }
 
 ExitCode say(std::string_view text) {

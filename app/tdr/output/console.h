@@ -18,6 +18,10 @@
 /// reader has stopped.
 [[nodiscard]] bool resultsAreWanted();
 
+/// The same for commands whose exit status is a result too: a reader that stops early does not end
+/// them, because the status speaks of all files.
+[[nodiscard]] bool verdictIsWanted();
+
 /// Writes one line "tdr: text" to stderr: a message for the user.
 void warn(std::string_view text);
 
