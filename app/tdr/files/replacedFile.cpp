@@ -54,8 +54,15 @@ Outcome<void> checkIsNew(const fs::path& target) {
 }
 
 Outcome<void> checkIsNotInput(const std::string& target, const std::string& input) {
-    std::error_code none;
-    return fs::equivalent(target, input, none)
+    struct stat written {};
+    struct stat read {};
+    if (::stat(target.c_str(), &written) != 0) {
+        return errno == ENOENT ? Outcome<void>() : problemWith(target, errno);
+    }
+    if (::stat(input.c_str(), &read) != 0) {
+        return problemWith(input, errno);
+    }
+    return written.st_dev == read.st_dev && written.st_ino == read.st_ino
                ? Problem{ExitCode::Failed, target + ": is the picture itself"}
                : Outcome<void>();
 }

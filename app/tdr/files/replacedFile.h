@@ -15,7 +15,8 @@
 /// Fails if `target` is a regular file, which may not be replaced.
 [[nodiscard]] Outcome<void> checkIsNew(const std::filesystem::path& target);
 
-/// Fails if `target` is the picture that is read, under whatever name: it would be lost.
+/// Fails if `target` is the picture that is read, under whatever name: it would be lost. Fails too
+/// if that cannot be found out.
 [[nodiscard]] Outcome<void> checkIsNotInput(const std::string& target, const std::string& input);
 
 /// Until `commit` the target is unchanged; without it the new file is removed. Move-only.
